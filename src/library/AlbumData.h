@@ -1,0 +1,52 @@
+// The legacy album file "AlbumData.xml" of older iPhoto libraries: album and roll entries by their key, and
+// the faces. Core thread.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+#include "platform/Clock.h"
+#include "value/Value.h"
+
+namespace moxtel {
+
+class LibraryDatabases;
+class MXSConsole;
+
+class AlbumData final {
+ public:
+  // Borrows everything.
+  AlbumData(LibraryDatabases& databases, MXSConsole& console, const Clock& clock = systemClock());
+
+  void loadAlbumData();
+
+  // The entry stored under a key ("GUID" or "ProjectUuid" of the file); nil when there is none.
+  const Value& containerDict(std::string_view key) const;
+  const std::unordered_map<std::string, Value>& containerDicts() const { return containerDicts_; }
+  // A list in some files, a dictionary in others: as the file holds it. Nil before the first read.
+  const Value& faceDicts() const { return faceDicts_; }
+
+  // Lists of the legacy kind. Nothing fills them: they are nil, which is not an empty list.
+  Value events() const { return {}; }
+  Value albums() const { return {}; }
+
+  const std::optional<std::string>& albumDataFilename() const { return albumDataFilename_; }
+  std::optional<Date> albumDataReadDate() const { return albumDataReadDate_; }
+  void setAlbumDataReadDate(Date moment) { albumDataReadDate_ = moment; }
+  // Another library: forgets tables and date.
+  void clear();
+
+ private:
+  LibraryDatabases& databases_;
+  MXSConsole& console_;
+  const Clock& clock_;
+  std::optional<std::string> albumDataFilename_;
+  std::optional<Date> albumDataReadDate_;
+  std::unordered_map<std::string, Value> containerDicts_;
+  Value faceDicts_;
+};
+
+}  // namespace moxtel

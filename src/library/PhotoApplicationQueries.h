@@ -1,0 +1,41 @@
+// What the container tree and the photo records ask of the running photo application. scripting/ answers;
+// where no application can be asked, NoPhotoApplication does. Core thread; an answer may take as long as a
+// script runs.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+#include "value/Value.h"
+
+namespace moxtel {
+
+class PhotoApplicationQueries {
+ public:
+  virtual ~PhotoApplicationQueries() = default;
+  // The version uuid of a photo that stands for the container; nil when there is none.
+  virtual Value keyPhotoOfProject(const Dictionary& container, bool byAppleScript) = 0;
+  // With false from the library database, which the caller holds open.
+  virtual Value keyPhotoOfAlbum(const Dictionary& container, bool byAppleScript) = 0;
+  // kind: "album" or "folder". 0 when nobody knows.
+  virtual std::int32_t photoCountOf(std::string_view kind, const Value& uuid, std::int32_t modelId) = 0;
+  // Version uuids in the application's order.
+  virtual std::vector<Text> imageUuidsOf(std::string_view kind, const Value& uuid, std::int32_t modelId) = 0;
+
+ protected:
+  PhotoApplicationQueries() = default;
+  PhotoApplicationQueries(const PhotoApplicationQueries&) = default;
+  PhotoApplicationQueries& operator=(const PhotoApplicationQueries&) = default;
+};
+
+// Answers as when no application can be asked.
+class NoPhotoApplication : public PhotoApplicationQueries {
+ public:
+  Value keyPhotoOfProject(const Dictionary&, bool) override { return {}; }
+  Value keyPhotoOfAlbum(const Dictionary&, bool) override { return {}; }
+  std::int32_t photoCountOf(std::string_view, const Value&, std::int32_t) override { return 0; }
+  std::vector<Text> imageUuidsOf(std::string_view, const Value&, std::int32_t) override { return {}; }
+};
+
+}  // namespace moxtel

@@ -1,0 +1,70 @@
+// LogDebug, LogError and LogDebugC: the logging functions of the system, routed by one debug level.
+//
+//   level     LogDebug, LogDebugC                       LogError
+//   0         nothing                                   error log file
+//   1         debug log file, with a time stamp         error log file
+//   2 …       system log                                system log
+//   negative  system log                                error log file
+//
+// The tests differ on purpose: LogDebug asks for 0, then for exactly 1; LogError asks for below 2.
+// More than a second between two debug messages puts a separator line between them. Any thread.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <string_view>
+
+#include "platform/Clock.h"
+#include "platform/UserDefaults.h"
+#include "value/Format.h"
+
+namespace moxtel {
+
+namespace logging {
+extern std::atomic<std::int32_t> debugLevel;
+void writeDebug(std::string_view format, std::span<const FormatArgument> arguments, bool dropNewline);
+void writeError(std::string_view format, std::span<const FormatArgument> arguments);
+}  // namespace logging
+
+// Set once, at the application delegate's initialisation.
+void setDebugLevel(std::int32_t level);
+
+// Where the logs find their paths ("DebugLogPath" …), and the clock of stamps and separators. Call before the
+// first message; both outlive the logging. Also forgets the logs that are open and the time of the last
+// message.
+void setUpLogging(const UserDefaults& defaults, const Clock& clock = systemClock());
+
+template <class... Arguments>
+void LogDebug(FormatString<Arguments...> format, const Arguments&... arguments) {
+  if (logging::debugLevel.load(std::memory_order_relaxed) == 0) return;
+  if constexpr (sizeof...(Arguments) == 0) {
+    logging::writeDebug(format.view(), {}, false);
+  } else {
+    const FormatArgument list[] = {FormatArgument(arguments)...};
+    logging::writeDebug(format.view(), list, false);
+  }
+}
+
+// As LogDebug, less one newline at the end of the format.
+template <class... Arguments>
+void LogDebugC(FormatString<Arguments...> format, const Arguments&... arguments) {
+  if (logging::debugLevel.load(std::memory_order_relaxed) == 0) return;
+  if constexpr (sizeof...(Arguments) == 0) {
+    logging::writeDebug(format.view(), {}, true);
+  } else {
+    const FormatArgument list[] = {FormatArgument(arguments)...};
+    logging::writeDebug(format.view(), list, true);
+  }
+}
+
+template <class... Arguments>
+void LogError(FormatString<Arguments...> format, const Arguments&... arguments) {
+  if constexpr (sizeof...(Arguments) == 0) {
+    logging::writeError(format.view(), {});
+  } else {
+    const FormatArgument list[] = {FormatArgument(arguments)...};
+    logging::writeError(format.view(), list);
+  }
+}
+
+}  // namespace moxtel

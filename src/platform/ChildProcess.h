@@ -1,0 +1,52 @@
+// Runs another program and reads what it prints. No shell: the words reach the program as they are. The child
+// gets no descriptor of ours but its standard ones.
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace moxtel {
+
+struct ProcessRequest {
+  std::string program;  // absolute path, or a name looked up in PATH
+  std::vector<std::string> arguments;
+  std::string input;                          // for its standard input, which is closed after it
+  std::chrono::milliseconds timeout{10'000};  // of the whole run; then the child is killed
+  std::size_t outputLimit = 1 << 20;          // bytes of each stream; past it the child is killed
+  // Called for every chunk of standard output as it arrives; false stops the reading (the child may go on to
+  // its end, within the time-out). Without it the output is collected.
+  std::function<bool(std::string_view chunk)> onOutput;
+};
+
+struct ProcessResult {
+  enum class Ending : unsigned char { Exited, Killed, TimedOut, TooMuchOutput, NotStarted };
+  Ending ending = Ending::NotStarted;
+  int exitStatus = -1;  // when Exited
+  std::string output;   // when there was no onOutput
+  std::string error;    // standard error; when NotStarted why
+};
+
+class ProcessRunner {
+ public:
+  virtual ~ProcessRunner() = default;
+  // Blocks the calling thread until the program has ended or been killed: bounded by the time-out. Any
+  // thread.
+  virtual ProcessResult run(const ProcessRequest& request) = 0;
+
+ protected:
+  ProcessRunner() = default;
+  ProcessRunner(const ProcessRunner&) = default;
+  ProcessRunner& operator=(const ProcessRunner&) = default;
+};
+
+// The machine's processes.
+class SystemProcessRunner final : public ProcessRunner {
+ public:
+  ProcessResult run(const ProcessRequest& request) override;
+};
+
+}  // namespace moxtel
