@@ -1,11 +1,26 @@
 // The way of a reply to the connected client. QVSocketServer is the real one; tests collect.
 #pragma once
 
+#include <stdexcept>
 #include <string_view>
 
 #include "value/Value.h"
 
 namespace moxtel {
+
+// A reply without an object: nobody on the way can answer for it. Caught and logged where tasks of the core
+// thread end; the client gets no reply.
+class NilObjectError : public std::logic_error {
+ public:
+  NilObjectError() : std::logic_error("a nil object cannot be put into a reply") {}
+};
+
+// What goes over the wire: {"result": object}, which throws NilObjectError for nil, and {"error": text}.
+inline Value resultEnvelope(const Value& object) {
+  if (object.isNil()) throw NilObjectError();
+  return Dictionary{{"result", object}};
+}
+inline Value errorEnvelope(std::string_view text) { return Dictionary{{"error", text}}; }
 
 class ReplyChannel {
  public:
@@ -15,6 +30,7 @@ class ReplyChannel {
   virtual bool sendToClientResultObject(const Value& object) = 0;
   // The envelope {"error": text}.
   virtual bool sendToClientErrorString(std::string_view text) = 0;
+  // A ready-made envelope, or any other value.
   virtual bool sendToClientSerializedObject(const Value& object) = 0;
 
  protected:

@@ -1,0 +1,142 @@
+#include "commands/CommandHandler.h"
+
+#include <algorithm>
+#include <stdexcept>
+#include <string>
+
+#include "platform/EventLoop.h"
+#include "platform/SystemLog.h"
+#include "value/Description.h"
+#include "value/Format.h"
+
+namespace moxtel {
+
+namespace {
+
+// A request is at most 4096 bytes, so an honest one stays far below; a hostile one that unfolds by sharing is
+// refused before anything prints it.
+constexpr ArchiveLimits kRequestLimits{.depth = 64, .values = 4096};
+constexpr std::size_t kLoggedDescription = 64 * 1024;
+
+// The chunk that no request can be made of.
+class DecodingException : public std::runtime_error {
+ public:
+  explicit DecodingException(const DecodingError& error)
+      : std::runtime_error("could not unarchive the request: " + error.reason) {}
+};
+
+std::variant<Value, DecodingError> decodeRequest(std::span<const std::uint8_t> bytes) {
+  return unarchivedObject(bytes, kRequestLimits);
+}
+
+// A stranger's few bytes do not become megabytes of log.
+std::string describedForLog(const Value& value) {
+  std::string text = describe(value);
+  if (text.size() > kLoggedDescription) {
+    text.resize(kLoggedDescription);
+    text += "…";
+  }
+  return text;
+}
+
+// Hands replies on once the library is released, so that nobody waits for it while a slow client reads.
+class ReleasingChannel : public ReplyChannel {
+ public:
+  ReleasingChannel(ReplyChannel& channel, CommandScope& scope) : channel_(channel), scope_(scope) {}
+
+  bool sendToClientResultObject(const Value& object) override {
+    scope_.releaseLocks();
+    return channel_.sendToClientResultObject(object);
+  }
+  bool sendToClientErrorString(std::string_view text) override {
+    scope_.releaseLocks();
+    return channel_.sendToClientErrorString(text);
+  }
+  bool sendToClientSerializedObject(const Value& object) override {
+    scope_.releaseLocks();
+    return channel_.sendToClientSerializedObject(object);
+  }
+
+ private:
+  ReplyChannel& channel_;
+  CommandScope& scope_;
+};
+
+class ScopedCommand {
+ public:
+  explicit ScopedCommand(CommandScope& scope) : scope_(scope) { scope_.beginCommand(); }
+  ~ScopedCommand() { scope_.releaseLocks(); }
+  ScopedCommand(const ScopedCommand&) = delete;
+  ScopedCommand& operator=(const ScopedCommand&) = delete;
+
+ private:
+  CommandScope& scope_;
+};
+
+std::size_t tablePlaceOf(std::string_view command) {
+  const auto place = std::find(kCommandNames.begin(), kCommandNames.end(), command);
+  return static_cast<std::size_t>(place - kCommandNames.begin());
+}
+
+}  // namespace
+
+CommandHandler::CommandHandler(EventLoop& loop, ReplyChannel& channel, CommandScope& scope,
+                               ProductVersion version)
+    : CommandHandler(loop, channel, scope, version, decodeRequest) {}
+
+CommandHandler::CommandHandler(EventLoop& loop, ReplyChannel& channel, CommandScope& scope,
+                               ProductVersion version, Decoder decode)
+    : loop_(loop), channel_(channel), scope_(scope), decode_(std::move(decode)) {
+  add("Get Version", [version](const CommandRequest&, ReplyChannel& reply) {
+    reply.sendToClientResultObject(format("%d.%d", version.major, version.minor));
+  });
+}
+
+void CommandHandler::add(std::string_view command, Handler handler) {
+  const std::size_t place = tablePlaceOf(command);
+  if (place == kCommandNames.size()) throw std::invalid_argument("no such command: " + std::string(command));
+  handlers_[place] = std::move(handler);
+}
+
+void CommandHandler::gotDataFromServer(const Notification& notification) {
+  const Value chunk = notification.userInfo["data"];
+  loop_.performAndWait([this, &chunk] { handleCommandDict(decodedCommand(chunk.data())); });
+}
+
+// Every request is decoded twice; only a failure of the second time is answered here. Kept on purpose: what
+// fails the first time leaves as an exception and shows in the log as one.
+Value CommandHandler::decodedCommand(const Bytes& chunk) const {
+  const auto first = decode_(chunk);
+  if (const auto* error = std::get_if<DecodingError>(&first)) throw DecodingException(*error);
+  auto second = decode_(chunk);
+  if (const auto* error = std::get_if<DecodingError>(&second)) {
+    NSLog("unarchiveObject got exception: %@", error->reason);
+    return {};
+  }
+  return std::get<Value>(std::move(second));
+}
+
+void CommandHandler::handleCommandDict(const Value& command) {
+  if (!command.isNil() && !command.isDictionary()) throw BadRequestError("the request is no dictionary");
+  const Value& name = command["command"];
+  if (name.isNil()) {
+    NSLog("Bad commandDict: %@", describedForLog(command));
+    return;
+  }
+  if (!name.isString()) throw BadRequestError("the command of the request is no text");
+
+  const ScopedCommand scoped(scope_);
+  ReleasingChannel reply(channel_, scope_);
+  if (const Handler* handler = handlerOf(name.string())) {
+    (*handler)(CommandRequest(command.dictionary()), reply);
+  } else {
+    reply.sendToClientErrorString(format("Command '%@' was not handled", name));
+  }
+}
+
+const CommandHandler::Handler* CommandHandler::handlerOf(std::string_view command) const {
+  const std::size_t place = tablePlaceOf(command);
+  return place < handlers_.size() && handlers_[place] ? &handlers_[place] : nullptr;
+}
+
+}  // namespace moxtel

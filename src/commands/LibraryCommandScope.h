@@ -1,0 +1,19 @@
+// The library's databases as the scope of each command. Core thread; borrows them.
+#pragma once
+
+#include "commands/CommandHandler.h"
+#include "library/LibraryDatabases.h"
+
+namespace moxtel {
+
+class LibraryCommandScope : public CommandScope {
+ public:
+  explicit LibraryCommandScope(LibraryDatabases& databases) : databases_(databases) {}
+  void beginCommand() override { databases_.beginCommand(); }
+  void releaseLocks() override { databases_.releaseLocks(); }
+
+ private:
+  LibraryDatabases& databases_;
+};
+
+}  // namespace moxtel

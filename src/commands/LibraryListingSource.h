@@ -1,0 +1,45 @@
+// The library's own answers to the listing commands. Core thread; borrows everything.
+#pragma once
+
+#include "commands/ListingCommands.h"
+#include "library/AlbumData.h"
+#include "library/ContainerTree.h"
+#include "library/Faces.h"
+#include "library/LibraryDatabases.h"
+#include "library/PhotoRecords.h"
+
+namespace moxtel {
+
+class LibraryListingSource : public ListingSource {
+ public:
+  LibraryListingSource(LibraryDatabases& databases, ContainerTree& containers, PhotoRecords& photos,
+                       Faces& faces, const AlbumData& albumData)
+      : databases_(databases),
+        containers_(containers),
+        photos_(photos),
+        faces_(faces),
+        albumData_(albumData) {}
+
+  Value getTopLevelAlbums() override { return containers_.getTopLevelAlbums(); }
+  Value getTopLevelProjects() override { return containers_.getTopLevelProjects(); }
+  Value facesAlbums() override { return faces_.facesAlbums(); }
+  Value photosInContainer(const Value& uuid) override { return photos_.photosInContainer(uuid); }
+  Value containersInParentUuid(const Value& parentUuid) override {
+    return containers_.containersInParentUuid(parentUuid);
+  }
+  Value photosForFaceID(const Value& faceUuid) override { return faces_.photosForFaceID(faceUuid); }
+  bool usingDB() const override { return databases_.usingDB(); }
+  // Nothing finds the installed application's version out.
+  std::int32_t iPhotoMajorVersion() const override { return 0; }
+  Value albums() const override { return albumData_.albums(); }
+  Value events() const override { return albumData_.events(); }
+
+ private:
+  LibraryDatabases& databases_;
+  ContainerTree& containers_;
+  PhotoRecords& photos_;
+  Faces& faces_;
+  const AlbumData& albumData_;
+};
+
+}  // namespace moxtel
