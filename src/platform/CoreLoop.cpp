@@ -1,0 +1,223 @@
+#include "platform/CoreLoop.h"
+
+#include <unistd.h>
+
+#include <QCoreApplication>
+#include <QEventLoop>
+#include <QSocketNotifier>
+#include <QTimer>
+#include <array>
+#include <cerrno>
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+#include <optional>
+#include <system_error>
+#include <utility>
+
+#include "platform/Pipe.h"
+#include "platform/SystemLog.h"
+
+namespace moxtel {
+
+namespace {
+
+// Qt's loop wants an application object, for the life of the process: never destroyed, for other static
+// objects may outlive main().
+void makeCoreApplicationIfMissing() {
+  static std::mutex mutex;
+  const std::lock_guard lock(mutex);
+  if (QCoreApplication::instance()) return;
+  static int count = 1;
+  static char name[] = "moxtel";
+  static char* arguments[] = {name, nullptr};
+  static QCoreApplication* application = new QCoreApplication(count, arguments);
+  static_cast<void>(application);
+}
+
+void emptyPipe(int fd) {
+  std::array<char, 256> buffer{};
+  while (::read(fd, buffer.data(), buffer.size()) > 0) {
+  }
+}
+
+class QtTimer final : public Timer {
+ public:
+  QtTimer(EventLoop::Duration interval, bool once, EventLoop::Task task) {
+    timer_.setTimerType(Qt::PreciseTimer);
+    timer_.setSingleShot(once);
+    // The call holds its own reference: the timer may be destroyed by it.
+    auto shared = std::make_shared<const EventLoop::Task>(std::move(task));
+    QObject::connect(&timer_, &QTimer::timeout, [shared] {
+      const auto held = shared;
+      runLogged(*held);
+    });
+    timer_.start(interval);
+  }
+
+ private:
+  QTimer timer_;
+};
+
+}  // namespace
+
+// What other threads touch: the tasks, in their order, and the way to wake the loop.
+class CoreLoop::Queue {
+ public:
+  enum class Kind : unsigned char { Posted, WaitedFor, Quit };
+  struct Entry {
+    Kind kind = Kind::Posted;
+    Task task;
+    bool done = false;
+    bool succeeded = false;
+  };
+  using Entries = std::deque<std::shared_ptr<Entry>>;
+
+  Queue() : pipe_(makePipe(PipeBlocking::NonBlocking)) {
+    if (!pipe_.readEnd) throw std::system_error(errno, std::generic_category(), "no pipe for the core loop");
+  }
+
+  int wakeDescriptor() const { return pipe_.readEnd.get(); }
+
+  // Null after the end: the task is destroyed by the caller, outside the lock.
+  std::shared_ptr<Entry> add(Kind kind, Task task) {
+    auto entry = std::make_shared<Entry>(Entry{kind, std::move(task)});
+    const std::lock_guard lock(mutex_);
+    if (ended_) return nullptr;
+    entries_.push_back(entry);
+    wake();
+    return entry;
+  }
+
+  // The task refers to the waiting thread's stack: it is destroyed here, whoever holds the entry longest.
+  bool waitFor(const std::shared_ptr<Entry>& entry) {
+    {
+      std::unique_lock lock(mutex_);
+      changed_.wait(lock, [&] { return entry->done; });
+    }
+    entry->task = nullptr;
+    return entry->succeeded;
+  }
+
+  // In its turn, so that it comes after what was posted before.
+  void addQuit(int code) {
+    const std::lock_guard lock(mutex_);
+    if (ended_ || exitCode_) return;
+    exitCode_ = code;
+    entries_.push_back(std::make_shared<Entry>(Entry{Kind::Quit, {}}));
+    wake();
+  }
+
+  // What was posted until now: what these post comes on a later turn.
+  Entries take() {
+    emptyPipe(wakeDescriptor());
+    const std::lock_guard lock(mutex_);
+    awake_ = false;
+    return std::exchange(entries_, {});
+  }
+
+  void finish(Entry& entry, bool succeeded) {
+    const std::lock_guard lock(mutex_);
+    entry.done = true;
+    entry.succeeded = succeeded;
+    changed_.notify_all();
+  }
+
+  void putBack(Entries entries) {
+    const std::lock_guard lock(mutex_);
+    entries_.insert(entries_.begin(), entries.begin(), entries.end());
+  }
+
+  void end() {
+    Entries dropped;  // destroyed after the lock is given back: a task's destruction may post
+    const std::lock_guard lock(mutex_);
+    ended_ = true;
+    dropped.swap(entries_);
+    for (const auto& entry : dropped) entry->done = true;
+    changed_.notify_all();
+  }
+
+  bool hasEnded() const {
+    const std::lock_guard lock(mutex_);
+    return ended_;
+  }
+
+  int exitCode() const {
+    const std::lock_guard lock(mutex_);
+    return exitCode_.value_or(0);
+  }
+
+ private:
+  void wake() {
+    if (std::exchange(awake_, true)) return;
+    // Into an empty pipe: it cannot be full.
+    while (::write(pipe_.writeEnd.get(), "x", 1) < 0 && errno == EINTR) {
+    }
+  }
+
+  Pipe pipe_;
+  mutable std::mutex mutex_;
+  std::condition_variable changed_;
+  Entries entries_;
+  std::optional<int> exitCode_;
+  bool awake_ = false;  // a byte is in the pipe
+  bool ended_ = false;
+};
+
+CoreLoop::CoreLoop() : queue_(std::make_shared<Queue>()) {
+  makeCoreApplicationIfMissing();
+}
+
+CoreLoop::~CoreLoop() { queue_->end(); }
+
+int CoreLoop::run() {
+  thread_ = std::this_thread::get_id();
+  if (queue_->hasEnded()) return queue_->exitCode();
+  QEventLoop loop;
+  QSocketNotifier notifier(queue_->wakeDescriptor(), QSocketNotifier::Read);
+  QObject::connect(&notifier, &QSocketNotifier::activated,
+                   [&] { drain([&loop](int code) { loop.exit(code); }); });
+  const int code = loop.exec();
+  queue_->end();
+  return code;
+}
+
+void CoreLoop::drain(const std::function<void(int)>& exit) {
+  Queue::Entries entries = queue_->take();
+  while (!entries.empty()) {
+    const auto entry = std::move(entries.front());
+    entries.pop_front();
+    if (entry->kind == Queue::Kind::Quit) {
+      queue_->putBack(std::move(entries));
+      exit(queue_->exitCode());
+      return;
+    }
+    const bool succeeded = runLogged(entry->task);
+    if (entry->kind == Queue::Kind::WaitedFor) queue_->finish(*entry, succeeded);
+  }
+}
+
+void CoreLoop::quit(int code) { queue_->addQuit(code); }
+
+bool CoreLoop::isCurrent() const { return thread_ == std::this_thread::get_id(); }
+
+void CoreLoop::post(Task task) {
+  if (task) queue_->add(Queue::Kind::Posted, std::move(task));
+}
+
+bool CoreLoop::performAndWait(Task task) {
+  const auto queue = queue_;
+  if (isCurrent()) return !queue->hasEnded() && runLogged(task);
+  const auto entry = queue->add(Queue::Kind::WaitedFor, std::move(task));
+  return entry && queue->waitFor(entry);
+}
+
+std::unique_ptr<Timer> CoreLoop::callAfter(Duration delay, Task task) {
+  return std::make_unique<QtTimer>(delay, true, std::move(task));
+}
+
+std::unique_ptr<Timer> CoreLoop::callEvery(Duration interval, Task task) {
+  return std::make_unique<QtTimer>(interval, false, std::move(task));
+}
+
+}  // namespace moxtel
