@@ -164,9 +164,7 @@ class CoreLoop::Queue {
   bool ended_ = false;
 };
 
-CoreLoop::CoreLoop() : queue_(std::make_shared<Queue>()) {
-  makeCoreApplicationIfMissing();
-}
+CoreLoop::CoreLoop() : queue_(std::make_shared<Queue>()) { makeCoreApplicationIfMissing(); }
 
 CoreLoop::~CoreLoop() { queue_->end(); }
 

@@ -1,6 +1,6 @@
 // The real event loop. Its thread is the one that calls run(), also after run() has returned: what lives on
-// the loop is taken down there. Before run() it has no thread: isCurrent() is false everywhere, what is posted
-// runs once run() is called, and performAndWait() waits for that.
+// the loop is taken down there. Before run() it has no thread: isCurrent() is false everywhere, what is
+// posted runs once run() is called, and performAndWait() waits for that.
 //
 // A program makes the loop (after its QApplication, if it has one), posts its start and calls run(). Timers
 // are made from within run(), or before it by the thread that will call it.

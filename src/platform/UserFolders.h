@@ -1,0 +1,19 @@
+// Where the platform keeps a user's files. Absolute paths without a slash at the end; the folders need not
+// exist. Any thread.
+#pragma once
+
+#include <string>
+
+namespace moxtel {
+
+// XDG_CONFIG_HOME or ~/.config (~/Library/Preferences on macOS). For a service that has one, its state
+// folder: the first of STATE_DIRECTORY, which the service manager sets.
+std::string settingsFolder();
+
+// XDG_DATA_HOME or ~/.local/share (~/Library/Application Support on macOS).
+std::string applicationSupportFolder();
+
+// TMPDIR or /tmp.
+std::string temporaryFolder();
+
+}  // namespace moxtel
