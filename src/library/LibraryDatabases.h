@@ -4,7 +4,9 @@
 // Reading only: nothing in the library is changed or created. Core thread.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
+#include <functional>
 #include <initializer_list>
 #include <memory>
 #include <optional>
@@ -24,6 +26,21 @@ class UserDefaults;
 inline constexpr std::int64_t IPHOTO_BASE_ID = 4294967296;
 
 enum class DatabaseFile : std::uint8_t { Library, ImageProxies, Properties, Faces };
+
+// What the databases ask of the machine besides SQLite; tests answer otherwise. The defaults are the
+// machine's own answers.
+struct LibrarySeams {
+  LibrarySeams();
+  // The tool that tells where the photo application keeps its library.
+  std::string defaultsTool = "/usr/bin/defaults";
+  // Where private copies are made, and the bytes that may still be written there.
+  std::string temporaryFolder;
+  std::function<std::uint64_t(const std::string& folder)> freeBytesIn;
+  // Whether the file's file system knows locks.
+  std::function<bool(const std::string& path)> grantsLocks;
+  // Waits for a busy database.
+  std::function<void(std::chrono::milliseconds)> sleep;
+};
 
 // SQL as it is quoted, with the places '%@', '%d', %d, %ld and %lld. Literals of this program only.
 class SqlText final {
@@ -64,7 +81,7 @@ class LibraryDatabases final {
  public:
   // Borrows everything.
   LibraryDatabases(EventLoop& loop, UserDefaults& defaults, ProcessRunner& processes, MXSConsole& console,
-                   const PhotoApplicationFlags& flags);
+                   const PhotoApplicationFlags& flags, LibrarySeams seams = {});
   ~LibraryDatabases();
   LibraryDatabases(const LibraryDatabases&) = delete;
   LibraryDatabases& operator=(const LibraryDatabases&) = delete;
@@ -75,6 +92,9 @@ class LibraryDatabases final {
   void readPhotoAppDefaults();
   void loadDatabase();
 
+  // Opening and closing as callers count it: Library.apdb nests, the others do not. A failed open leaves the
+  // count up, so a nested openDatabase() answers true; the next query opens the file if it is there again.
+  // The connections below are kept after closing, until 5 seconds without a request have passed.
   [[nodiscard]] bool openDatabase();
   void closeDatabase();
   [[nodiscard]] bool openProxiesDB();
@@ -85,8 +105,9 @@ class LibraryDatabases final {
   void closeFacesDB();
 
   // Runs a query with its values bound: numbers as numbers, texts as texts, nil as the text "(null)". A query
-  // that cannot be prepared is logged as "could not prepare query '%@'" and has no rows. query() and result()
-  // tell of it.
+  // that cannot be prepared is logged as "could not prepare query '%@'" and has no rows; so is one whose text
+  // values hold a quote or a NUL, and one that fails at its first step. query() and result() tell of it.
+  // Several may be held at a time; none past releaseLocks().
   Query run(DatabaseFile file, SqlText sql, std::initializer_list<Value> values);
   // The same without the log line, for callers that log another one.
   Query runUnlogged(DatabaseFile file, SqlText sql, std::initializer_list<Value> values);
@@ -94,7 +115,8 @@ class LibraryDatabases final {
   Value versionUuidFromModelId(std::int64_t modelId);
 
   // Ends every read transaction, so that the photo application can write; the next query begins a new one.
-  // Before a script is asked, before a reply is written, at the end of a command.
+  // Before a script is asked, before a reply is written, at the end of a command. Queries still held have no
+  // more rows. Forgotten, it happens at the loop's next turn.
   void releaseLocks();
   // Begins a command: the waiting for a busy database and "was anything unreadable" start afresh.
   void beginCommand();
@@ -104,9 +126,11 @@ class LibraryDatabases final {
 
   const std::optional<std::string>& libraryPath() const;
   std::optional<std::string> pathOf(DatabaseFile file) const;
-  const std::string& query() const;
+  // The last query's text with its values filled in, and the SQLite code of the last open or prepare.
+  std::string query() const;
   std::int32_t result() const;
   std::int32_t databaseOpenCount() const;
+  // SQLite's words for the last failure of this file; valid until its next use.
   const char* errorMessage(DatabaseFile file) const;
   bool usingDB() const;
   bool runStandalone() const;

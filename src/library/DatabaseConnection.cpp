@@ -1,0 +1,105 @@
+#include "library/DatabaseConnection.h"
+
+#include <algorithm>
+
+namespace moxtel {
+
+namespace {
+
+// Reading, and the counting of rows, is all that the queries do.
+int authorize(void*, int action, const char*, const char* name, const char*, const char*) {
+  switch (action) {
+    case SQLITE_SELECT:
+    case SQLITE_READ:
+    case SQLITE_TRANSACTION:
+      return SQLITE_OK;
+    case SQLITE_FUNCTION:
+      return name && sqlite3_stricmp(name, "count") == 0 ? SQLITE_OK : SQLITE_DENY;
+    default:
+      return SQLITE_DENY;
+  }
+}
+
+int waitWhileBusy(void* budget, int) { return static_cast<BusyBudget*>(budget)->wait() ? 1 : 0; }
+
+// With SQLITE_USE_URI a name that begins with "file:" would be read as more than a name.
+std::string plainName(const std::string& path) { return path.starts_with("file:") ? "./" + path : path; }
+
+}  // namespace
+
+bool BusyBudget::wait() {
+  constexpr Milliseconds kStep{10};
+  if (left_ <= Milliseconds::zero()) return false;
+  const Milliseconds step = std::min(kStep, left_);
+  left_ -= step;
+  sleep_(step);
+  return true;
+}
+
+DatabaseConnection::DatabaseConnection(const std::string& path, GuardedVfs& vfs, bool writable,
+                                       BusyBudget& budget) {
+  const int access = writable ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY;
+  openResult_ = sqlite3_open_v2(plainName(path).c_str(), &database_,
+                                access | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE, vfs.name());
+  if (opened()) configure(budget);
+}
+
+DatabaseConnection::~DatabaseConnection() {
+  statements_.clear();
+  sqlite3_finalize(begin_);
+  sqlite3_finalize(commit_);
+  sqlite3_close_v2(database_);
+}
+
+void DatabaseConnection::configure(BusyBudget& budget) {
+  sqlite3_db_config(database_, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
+  sqlite3_db_config(database_, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+  sqlite3_db_config(database_, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr);
+  sqlite3_db_config(database_, SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr);
+  sqlite3_db_config(database_, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+  // What a query sorts or collects stays in memory: no file system is written to for it.
+  sqlite3_exec(database_, "PRAGMA temp_store=MEMORY; PRAGMA cell_size_check=ON", nullptr, nullptr, nullptr);
+  sqlite3_set_authorizer(database_, &authorize, nullptr);
+  sqlite3_busy_handler(database_, &waitWhileBusy, &budget);
+}
+
+std::shared_ptr<PreparedStatement> DatabaseConnection::statement(std::string_view sql) {
+  auto& kept = statements_[sql.data()];
+  if (kept && !kept->inUse) return kept;
+  auto fresh = prepare(sql);
+  if (fresh && !kept) kept = fresh;
+  return fresh;
+}
+
+std::shared_ptr<PreparedStatement> DatabaseConnection::prepare(std::string_view sql) {
+  const SqlTemplate parsed = parseSqlPlaces(sql);
+  sqlite3_stmt* handle = nullptr;
+  if (sqlite3_prepare_v3(database_, parsed.parameterized.c_str(),
+                         static_cast<int>(parsed.parameterized.size()) + 1,
+                         SQLITE_PREPARE_PERSISTENT | SQLITE_PREPARE_NO_VTAB, &handle, nullptr) != SQLITE_OK)
+    return nullptr;
+  return std::make_shared<PreparedStatement>(handle, parsed.places);
+}
+
+bool DatabaseConnection::runOnce(sqlite3_stmt*& kept, const char* sql) {
+  if (!kept) sqlite3_prepare_v3(database_, sql, -1, SQLITE_PREPARE_PERSISTENT, &kept, nullptr);
+  if (!kept) return false;
+  const bool done = sqlite3_step(kept) == SQLITE_DONE;
+  sqlite3_reset(kept);
+  return done;
+}
+
+void DatabaseConnection::begin() {
+  if (!inTransaction()) runOnce(begin_, "BEGIN");
+}
+
+void DatabaseConnection::end() {
+  ++transactions_;
+  for (sqlite3_stmt* each = sqlite3_next_stmt(database_, nullptr); each;
+       each = sqlite3_next_stmt(database_, each)) {
+    if (sqlite3_stmt_busy(each)) sqlite3_reset(each);
+  }
+  if (inTransaction()) runOnce(commit_, "COMMIT");
+}
+
+}  // namespace moxtel

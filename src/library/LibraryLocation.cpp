@@ -1,0 +1,93 @@
+#include "library/LibraryLocation.h"
+
+#include "console/MXSConsole.h"
+#include "library/PathNames.h"
+#include "platform/ChildProcess.h"
+#include "platform/SystemLog.h"
+#include "platform/UserDefaults.h"
+
+namespace moxtel {
+
+namespace {
+
+// A settings tool answers at once; another program of its name may never.
+constexpr std::chrono::milliseconds kToolTimeout{5000};
+
+Value orNil(const std::optional<std::string>& text) { return text ? Value(*text) : Value(); }
+
+// What kept the tool from answering, as an exception of launching or reading would tell; empty when it ran.
+std::string pipeProblem(const ProcessResult& result) {
+  switch (result.ending) {
+    case ProcessResult::Ending::NotStarted:
+      return result.error.empty() ? "launch failed" : result.error;
+    case ProcessResult::Ending::TimedOut:
+      return "no answer in time";
+    case ProcessResult::Ending::TooMuchOutput:
+      return "too long an answer";
+    case ProcessResult::Ending::Exited:
+    case ProcessResult::Ending::Killed:
+      break;
+  }
+  return {};
+}
+
+}  // namespace
+
+LibraryLocation::LibraryLocation(UserDefaults& defaults, ProcessRunner& processes, MXSConsole& console,
+                                 std::string tool)
+    : defaults_(defaults), processes_(processes), console_(console), tool_(std::move(tool)) {}
+
+void LibraryLocation::find(std::string_view domain) {
+  if (auto path = defaults_.stringForKey("LibraryPath")) {
+    path_ = std::move(path);
+  } else {
+    askTool(domain);
+  }
+}
+
+// Each chunk counts as a whole answer, as the tool writes it in one piece. False ends the reading.
+bool LibraryLocation::takeChunk(std::string_view chunk, std::optional<std::string>& answer) {
+  if (chunk.find("does not exist") != std::string_view::npos) {
+    NSLog("no iPhoto default found");
+    return false;
+  }
+  const std::string_view path = trimmed(chunk);
+  if (!path.starts_with('/') && !path.starts_with('~')) return true;
+  if (isPlainPath(path)) {
+    answer = expandingTilde(path);
+  } else {
+    explainPathOutsideAscii(path, console_);
+  }
+  return true;
+}
+
+void LibraryLocation::askTool(std::string_view domain) {
+  std::optional<std::string> answer;
+  ProcessRequest request;
+  request.program = tool_;
+  request.arguments = {"read", std::string(domain), "LibraryPath"};
+  request.timeout = kToolTimeout;
+  request.onOutput = [&](std::string_view chunk) { return takeChunk(chunk, answer); };
+  const ProcessResult result = processes_.run(request);
+  if (const std::string problem = pipeProblem(result); !problem.empty()) {
+    NSLog("problem with pipe: %@", problem);
+    console_.showTitle("Error", "Could not find iPhoto directory!");
+    return;
+  }
+  if (result.ending == ProcessResult::Ending::Exited && result.exitStatus == 0) {
+    if (answer) path_ = std::move(answer);
+    NSLog("root directory: %@", orNil(path_));
+  }
+  console_.showTitle("Info", format("Found library path: '%@'", orNil(path_)));
+}
+
+void explainPathOutsideAscii(std::string_view path, MXSConsole& console) {
+  if (isPlainPath(path)) return;
+  console.showTitle("Error",
+                    format("The library path '%@' contains characters outside ASCII, so the databases in it "
+                           "cannot be opened. Make a symbolic link to the library whose path has plain "
+                           "letters only, and set LibraryPath to it.",
+                           path));
+}
+
+}  // namespace moxtel

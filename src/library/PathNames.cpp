@@ -1,0 +1,38 @@
+#include "library/PathNames.h"
+
+#include <algorithm>
+
+#include "platform/Files.h"
+
+namespace moxtel {
+
+std::string appendingPathComponent(std::string_view base, std::string_view component) {
+  if (base.empty()) return std::string(component);
+  while (!base.empty() && base.back() == '/') base.remove_suffix(1);
+  std::string path(base);
+  path += '/';
+  path += component;
+  return path;
+}
+
+std::string expandingTilde(std::string_view path) {
+  if (path.empty() || path.front() != '~') return std::string(path);
+  const std::size_t end = std::min(path.find('/'), path.size());
+  const auto home = homeFolder(std::string(path.substr(1, end - 1)));
+  if (!home) return std::string(path);
+  return *home + std::string(path.substr(end));
+}
+
+bool isPlainPath(std::string_view path) {
+  return std::all_of(path.begin(), path.end(),
+                     [](char c) { return c > 0 && static_cast<unsigned char>(c) < 0x80; });
+}
+
+std::string_view trimmed(std::string_view text) {
+  constexpr std::string_view kWhite = " \t\n\v\f\r";
+  const std::size_t begin = text.find_first_not_of(kWhite);
+  if (begin == std::string_view::npos) return {};
+  return text.substr(begin, text.find_last_not_of(kWhite) - begin + 1);
+}
+
+}  // namespace moxtel

@@ -1,0 +1,23 @@
+// Path texts: joining, the user's home folder, and what can become a C file name. Nothing here asks the file
+// system. Any thread.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace moxtel {
+
+// Joined by exactly one slash; an empty base gives the component alone.
+std::string appendingPathComponent(std::string_view base, std::string_view component);
+
+// A leading ~ or ~user replaced by that home folder; unchanged where there is no such user.
+std::string expandingTilde(std::string_view path);
+
+// Whether every byte is ASCII and none is NUL: the only paths that databases are opened by.
+bool isPlainPath(std::string_view path);
+
+// Without ASCII white space and line ends at both ends.
+std::string_view trimmed(std::string_view text);
+
+}  // namespace moxtel

@@ -1,0 +1,46 @@
+#include "library/PrivateCopy.h"
+
+namespace moxtel {
+
+namespace {
+
+constexpr std::uint64_t kRoomToSpare = 64 << 20;  // bytes left for others in the temporary folder
+constexpr int kTries = 3;
+
+}  // namespace
+
+DatabaseNames::DatabaseNames(const std::string& path)
+    : file_(path), journal_(resolvedPath(path) + "-journal"), wal_(resolvedPath(path) + "-wal") {}
+
+DatabaseStamp DatabaseNames::stamp() const { return {stampOf(file_), stampOf(journal_), stampOf(wal_)}; }
+
+PrivateCopy::PrivateCopy(const DatabaseNames& original, const std::string& parentFolder,
+                         std::uint64_t freeBytes) {
+  if (original.stamp().size() + kRoomToSpare > freeBytes) {
+    failure_ = "there is not enough room in '" + parentFolder + "'";
+    return;
+  }
+  for (int i = 0; i < kTries; ++i) {
+    folder_ = std::make_unique<PrivateFolder>(parentFolder, "moxtel-database-");
+    if (folder_->path().empty()) {
+      failure_ = "no folder can be made in '" + parentFolder + "'";
+      return;
+    }
+    if (copyOnce(original)) return;
+  }
+}
+
+bool PrivateCopy::copyOnce(const DatabaseNames& original) {
+  path_ = resolvedPath(folder_->path()) + "/database";
+  stamp_ = original.stamp();
+  failure_ = copyPrivately(original.file(), path_);
+  if (failure_.empty() && stamp_.journal.isRegular())
+    failure_ = copyPrivately(original.journal(), path_ + "-journal");
+  if (failure_.empty() && stamp_.wal.isRegular()) failure_ = copyPrivately(original.wal(), path_ + "-wal");
+  // A copy made while somebody wrote is of no use.
+  if (failure_.empty() && !(original.stamp() == stamp_)) failure_ = "it is being changed";
+  if (failure_.empty()) vfs_ = std::make_unique<GuardedVfs>(resolvedPath(folder_->path()));
+  return failure_.empty();
+}
+
+}  // namespace moxtel

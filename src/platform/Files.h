@@ -1,0 +1,66 @@
+// What the file system says about a file, and private copies of files. Paths are bytes, not of any encoding.
+// Any thread.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace moxtel {
+
+// What tells one state of a file from another. Times in nanoseconds since 1970.
+struct FileStamp {
+  enum class Kind : std::uint8_t { Missing, Regular, Other };
+  Kind kind = Kind::Missing;
+  std::uint64_t device = 0;
+  std::uint64_t inode = 0;
+  std::uint64_t size = 0;
+  std::int64_t modified = 0;
+  int error = 0;  // errno when Missing
+
+  bool isRegular() const { return kind == Kind::Regular; }
+  // Seconds since 2001-01-01 UTC.
+  double modifiedDate() const;
+  friend bool operator==(const FileStamp& a, const FileStamp& b) {
+    return a.kind == b.kind && a.device == b.device && a.inode == b.inode && a.size == b.size &&
+           a.modified == b.modified;
+  }
+};
+
+// Follows symbolic links; never opens the file. A file that cannot be asked about is Missing.
+FileStamp stampOf(const std::string& path);
+
+// The path without symbolic links; the path itself where it cannot be resolved.
+std::string resolvedPath(const std::string& path);
+
+// Whether the file's file system grants advisory locks; true as well for a file that cannot be opened. Never
+// for a file on which this process holds locks: they would be gone afterwards.
+bool grantsLocks(const std::string& path);
+
+// Bytes that may still be written in a folder; 0 when nobody knows.
+std::uint64_t freeBytesIn(const std::string& folder);
+
+// The home folder of a user, by name; of the current one for an empty name.
+std::optional<std::string> homeFolder(const std::string& user);
+
+// Copies a regular file's bytes into a new file that only this user can read. An empty text, or what went
+// wrong; then there may be a part of a copy.
+[[nodiscard]] std::string copyPrivately(const std::string& from, const std::string& to);
+
+// A new folder that only this user can enter; it and the files in it are removed with the object.
+class PrivateFolder final {
+ public:
+  // In a folder that exists, with a name that begins with this. path() is empty when it could not be made.
+  PrivateFolder(const std::string& parent, std::string_view prefix);
+  ~PrivateFolder();
+  PrivateFolder(const PrivateFolder&) = delete;
+  PrivateFolder& operator=(const PrivateFolder&) = delete;
+
+  const std::string& path() const { return path_; }
+
+ private:
+  std::string path_;
+};
+
+}  // namespace moxtel
