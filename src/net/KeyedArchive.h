@@ -3,8 +3,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <span>
-#include <stdexcept>
 #include <string>
 #include <variant>
 #include <vector>
@@ -13,22 +13,26 @@
 
 namespace moxtel {
 
-// An archive in pieces to be written one after another: large data objects are borrowed from the archived
-// value, not copied. Lives no longer than the value that it was made from.
+// An archive in pieces to be written one after another. Large data objects are not copied: a piece is the
+// archived value's own storage, which stays alive with this object (the value it was made from may change or
+// go).
 class ArchivePieces final {
  public:
+  // Of all pieces together, in bytes.
   std::size_t size() const { return size_; }
   const std::vector<std::span<const std::uint8_t>>& pieces() const { return pieces_; }
 
  private:
-  friend class KeyedArchiver;
+  friend class ArchiveWriter;
   std::vector<std::span<const std::uint8_t>> pieces_;
-  std::vector<Bytes> owned_;
-  std::vector<Value> held_;
+  std::vector<std::unique_ptr<std::uint8_t[]>> owned_;
+  Value held_;
   std::size_t size_ = 0;
 };
 
-// A binary property list whose root is the value. A nil inside a collection is written as the null object.
+// A binary property list whose root is the value. A nil inside a collection is written as the null object, a
+// text that is no valid UTF-8 with U+FFFD in the broken places. Equal texts, numbers and dates are stored
+// once, and so is a collection or data object that several copies share.
 Bytes archivedData(const Value& root);
 ArchivePieces archivedPieces(const Value& root);
 

@@ -43,6 +43,8 @@ class Text final {
 
   // The storage's address: equal for copies of one text, so that a writer need not hash a shared key again.
   const void* identity() const noexcept { return rep_; }
+  // Whether another copy holds the storage.
+  bool isShared() const noexcept { return rep_ && rep_->references.load(std::memory_order_relaxed) != 1; }
 
   friend bool operator==(const Text& a, const Text& b) noexcept {
     return a.rep_ == b.rep_ || a.view() == b.view();
@@ -97,6 +99,7 @@ class Shared final {
     return box_->value;
   }
   const void* identity() const noexcept { return box_; }
+  bool isShared() const noexcept { return box_->references.load(std::memory_order_relaxed) != 1; }
 
  private:
   struct Box {

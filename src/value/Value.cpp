@@ -123,6 +123,15 @@ const void* Value::identity() const noexcept {
                     store_);
 }
 
+bool Value::isShared() const noexcept {
+  return std::visit(
+      Overloaded{[](const Text& v) { return v.isShared(); },
+                 [](const Shared<Bytes>& v) { return v.isShared(); },
+                 [](const Shared<Array>& v) { return v.isShared(); },
+                 [](const Shared<Dictionary>& v) { return v.isShared(); }, [](const auto&) { return false; }},
+      store_);
+}
+
 namespace {
 
 bool sameEntries(const Dictionary& a, const Dictionary& b) noexcept {

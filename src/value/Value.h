@@ -127,6 +127,8 @@ class Value final {
 
   // Address of shared storage, null where there is none: equal for copies of one value.
   const void* identity() const noexcept;
+  // Whether another copy holds that storage: only then can its identity be met twice.
+  bool isShared() const noexcept;
 
  private:
   std::variant<std::monostate, bool, std::int64_t, std::uint64_t, double, Text, Shared<Bytes>, moxtel::Date,

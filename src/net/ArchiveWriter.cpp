@@ -1,0 +1,122 @@
+#include "net/ArchiveWriter.h"
+
+#include <algorithm>
+
+#include "value/Utf.h"
+
+namespace moxtel {
+
+namespace {
+
+constexpr std::size_t kLargestChunk = 1u << 20;
+// Below this a piece of its own costs more than the copy.
+constexpr std::size_t kBorrowedFrom = 1u << 14;
+
+std::size_t utf16Units(std::string_view text) {
+  std::size_t units = 0;
+  for (std::size_t i = 0; i < text.size();) units += nextCodePoint(text, i) > 0xFFFF ? 2 : 1;
+  return units;
+}
+
+std::uint8_t* putUnit(std::uint8_t* place, char32_t unit) { return putSized(place, unit, 2); }
+
+}  // namespace
+
+void ArchiveWriter::startChunk(std::size_t atLeast) {
+  sealPiece();
+  const std::size_t size = std::max(atLeast, chunkSize_);
+  chunkSize_ = std::min(kLargestChunk, chunkSize_ * 4);
+  out_.owned_.emplace_back(new std::uint8_t[size]);
+  next_ = pieceStart_ = out_.owned_.back().get();
+  end_ = next_ + size;
+}
+
+void ArchiveWriter::sealPiece() {
+  if (next_ == pieceStart_) return;
+  out_.pieces_.emplace_back(pieceStart_, next_);
+  sealed_ = offset();
+  pieceStart_ = next_;
+}
+
+void ArchiveWriter::bytes(std::string_view text) {
+  std::uint8_t* place = room(text.size());
+  if (!text.empty()) std::memcpy(place, text.data(), text.size());
+  next_ += text.size();
+}
+
+std::uint8_t* ArchiveWriter::putHead(std::uint8_t* place, int kind, std::uint64_t count) noexcept {
+  if (count < 15) {
+    *place++ = static_cast<std::uint8_t>(kind << 4 | static_cast<int>(count));
+    return place;
+  }
+  const int width = widthOf(count);
+  *place++ = static_cast<std::uint8_t>(kind << 4 | 15);
+  *place++ = static_cast<std::uint8_t>(0x10 | std::countr_zero(static_cast<unsigned>(width)));
+  return putSized(place, count, width);
+}
+
+void ArchiveWriter::integer(std::int64_t value) {
+  // Only eight bytes are signed.
+  const int width = value < 0 ? 8 : widthOf(static_cast<std::uint64_t>(value));
+  std::uint8_t* place = room(kLongestHead);
+  *place++ = static_cast<std::uint8_t>(0x10 | std::countr_zero(static_cast<unsigned>(width)));
+  next_ = putSized(place, static_cast<std::uint64_t>(value), width);
+}
+
+void ArchiveWriter::unsignedBeyondSigned(std::uint64_t value) {
+  std::uint8_t* place = room(17);
+  *place++ = 0x14;
+  place = putSized(place, 0, 8);
+  next_ = putSized(place, value, 8);
+}
+
+void ArchiveWriter::real(double value) {
+  std::uint8_t* place = room(9);
+  *place++ = 0x23;
+  next_ = putSized(place, std::bit_cast<std::uint64_t>(value), 8);
+}
+
+void ArchiveWriter::string(std::string_view text) {
+  if (!isAscii(text)) {
+    utf16(text);
+    return;
+  }
+  std::uint8_t* place = putHead(room(kLongestHead + text.size()), 5, text.size());
+  if (!text.empty()) std::memcpy(place, text.data(), text.size());
+  next_ = place + text.size();
+}
+
+void ArchiveWriter::utf16(std::string_view text) {
+  const std::size_t units = utf16Units(text);
+  std::uint8_t* place = putHead(room(kLongestHead + 2 * units), 6, units);
+  for (std::size_t i = 0; i < text.size();) {
+    const char32_t c = nextCodePoint(text, i);
+    if (c > 0xFFFF) {
+      place = putUnit(place, 0xD800 + ((c - 0x10000) >> 10));
+      place = putUnit(place, 0xDC00 + ((c - 0x10000) & 0x3FF));
+    } else {
+      place = putUnit(place, c);
+    }
+  }
+  next_ = place;
+}
+
+void ArchiveWriter::data(const Bytes& bytes) {
+  next_ = putHead(room(kLongestHead), 4, bytes.size());
+  if (bytes.size() < kBorrowedFrom) {
+    this->bytes({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+    return;
+  }
+  sealPiece();
+  out_.pieces_.emplace_back(bytes);
+  sealed_ += bytes.size();
+}
+
+ArchivePieces ArchiveWriter::finish(const Value& lender) {
+  sealPiece();
+  out_.size_ = static_cast<std::size_t>(sealed_);
+  out_.held_ = lender;
+  return std::move(out_);
+}
+
+}  // namespace moxtel

@@ -1,0 +1,86 @@
+// The bytes of a growing binary property list, in chunks that are never moved or copied again.
+#pragma once
+
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <span>
+#include <string_view>
+
+#include "net/KeyedArchive.h"
+
+namespace moxtel {
+
+template <class Int>
+Int bigEndian(Int value) noexcept {
+  if constexpr (sizeof(Int) == 2) return __builtin_bswap16(value);
+  if constexpr (sizeof(Int) == 4) return __builtin_bswap32(value);
+  if constexpr (sizeof(Int) == 8) return __builtin_bswap64(value);
+  return value;
+}
+
+// The bytes that hold the number in a property list: 1, 2, 4 or 8, the only widths that the platform writes.
+inline int widthOf(std::uint64_t number) noexcept {
+  return number <= 0xFF ? 1 : number <= 0xFFFF ? 2 : number <= 0xFFFFFFFF ? 4 : 8;
+}
+
+// Writes the low bytes of a number, and returns the place after them.
+inline std::uint8_t* putSized(std::uint8_t* place, std::uint64_t number, int width) noexcept {
+  const std::uint64_t swapped = bigEndian(number << (64 - 8 * width));
+  std::memcpy(place, &swapped, static_cast<std::size_t>(width));
+  return place + width;
+}
+
+class ArchiveWriter final {
+ public:
+  // Longest head of an object: marker, marker of the count, eight bytes.
+  static constexpr std::size_t kLongestHead = 10;
+
+  ArchiveWriter() = default;
+  ArchiveWriter(const ArchiveWriter&) = delete;
+  ArchiveWriter& operator=(const ArchiveWriter&) = delete;
+
+  // Bytes written so far: the offset of what comes next.
+  std::uint64_t offset() const noexcept { return sealed_ + static_cast<std::uint64_t>(next_ - pieceStart_); }
+
+  // Room for that many bytes in one stretch; written() then takes what was used of it.
+  std::uint8_t* room(std::size_t count) {
+    if (count > static_cast<std::size_t>(end_ - next_)) startChunk(count);
+    return next_;
+  }
+  void written(const std::uint8_t* end) noexcept { next_ += end - next_; }
+
+  void byte(std::uint8_t value) {
+    *room(1) = value;
+    ++next_;
+  }
+  void bytes(std::string_view text);
+  // An object's marker and count; the count stands in the marker's low half when it is below 15.
+  static std::uint8_t* putHead(std::uint8_t* place, int kind, std::uint64_t count) noexcept;
+  void integer(std::int64_t value);
+  // Above 2^63 - 1: sixteen bytes, for eight are signed.
+  void unsignedBeyondSigned(std::uint64_t value);
+  void real(double value);
+  // A text in ASCII where it is, else in UTF-16.
+  void string(std::string_view text);
+  // Large data is borrowed, not copied.
+  void data(const Bytes& bytes);
+
+  // What was written; the value lends the borrowed data.
+  ArchivePieces finish(const Value& lender);
+
+ private:
+  void startChunk(std::size_t atLeast);
+  void sealPiece();
+  void utf16(std::string_view text);
+
+  ArchivePieces out_;
+  std::uint8_t* pieceStart_ = nullptr;
+  std::uint8_t* next_ = nullptr;
+  std::uint8_t* end_ = nullptr;
+  std::size_t chunkSize_ = 2048;
+  std::uint64_t sealed_ = 0;
+};
+
+}  // namespace moxtel

@@ -1,0 +1,23 @@
+// UTF-8 read and written, for everyone who must leave bytes: the archive (UTF-16), the log (escapes), XML.
+// Any thread; nothing here throws but for lack of memory.
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace moxtel {
+
+inline constexpr char32_t kReplacementCharacter = 0xFFFD;
+
+// The code point at the position, which moves past it; the position lies inside the text. Ill-formed bytes
+// give U+FFFD once for each longest beginning of a sequence, as the Unicode Standard recommends.
+char32_t nextCodePoint(std::string_view text, std::size_t& position) noexcept;
+
+// Appends the code point's UTF-8 form; surrogates and what lies above U+10FFFF become U+FFFD.
+void appendUtf8(std::string& out, char32_t codePoint);
+
+bool isAscii(std::string_view text) noexcept;
+bool isValidUtf8(std::string_view text) noexcept;
+
+}  // namespace moxtel
