@@ -12,7 +12,6 @@
 
 #include <atomic>
 #include <cstdint>
-#include <span>
 #include <string_view>
 
 #include "platform/Clock.h"

@@ -1,0 +1,123 @@
+#include "client/MoxtelClient.h"
+
+#include <algorithm>
+#include <fstream>
+#include <optional>
+
+#include "client/Json.h"
+#include "client/SafeText.h"
+#include "client/Tables.h"
+#include "net/KeyedArchive.h"
+#include "platform/NotificationCenter.h"
+#include "value/Description.h"
+
+namespace moxtel {
+
+namespace {
+
+std::string secondsText(std::chrono::milliseconds time) {
+  const auto seconds = std::chrono::ceil<std::chrono::seconds>(time).count();
+  return std::to_string(seconds) + (seconds == 1 ? " second" : " seconds");
+}
+
+std::string reasonText(ExchangeFailure failure, const SocketClientLimits& limits) {
+  switch (failure) {
+    case ExchangeFailure::RequestTooLong:
+      return "the request is too long: a server takes 4096 bytes";
+    case ExchangeFailure::NoAnswer:
+      return "no answer within " + secondsText(limits.answer);
+    case ExchangeFailure::ClosedAtOnce:
+      return "the server closed the connection without an answer";
+    case ExchangeFailure::ReplyTooLong:
+      return "the server's answer is too long";
+    case ExchangeFailure::BrokenReply:
+      return "the server's answer broke off";
+    case ExchangeFailure::NotConnected:
+    case ExchangeFailure::NotSent:
+      break;
+  }
+  return "the request could not be sent";
+}
+
+// An honest archive names each value at least once in its bytes; one that unfolds into more is refused.
+ArchiveLimits limitsFor(const Bytes& body) {
+  return {.depth = 128, .values = std::max<std::size_t>(body.size(), 1000)};
+}
+
+}  // namespace
+
+MoxtelClient::MoxtelClient(ServerFinder& finder, std::ostream& out, std::ostream& err,
+                           SocketClientLimits limits)
+    : finder_(finder), out_(out), err_(err), limits_(limits) {}
+
+int MoxtelClient::run(const std::vector<std::string>& arguments) {
+  const auto options = parseOptions(arguments);
+  if (const auto* request = std::get_if<ClientRequest>(&options)) return perform(*request);
+  if (const auto* error = std::get_if<UsageError>(&options)) {
+    err_ << "moxtel: " << printable(error->text) << "\nTry 'moxtel --help'.\n";
+    return kWrongUsage;
+  }
+  out_ << (std::holds_alternative<HelpWanted>(options) ? helpText() : "moxtel " MOXTEL_VERSION "\n");
+  return kSuccess;
+}
+
+int MoxtelClient::perform(const ClientRequest& request) {
+  if (request.host || request.port) {
+    return ask({request.host.value_or("127.0.0.1"), request.port.value_or(kServerPort)}, request);
+  }
+  const auto found = finder_.findServer();
+  if (const auto* reason = std::get_if<std::string>(&found)) return fail(*reason);
+  return ask(std::get<ServerAddress>(found), request);
+}
+
+// One connection for one command: a further reply of the server to it is never taken for another's.
+int MoxtelClient::ask(const ServerAddress& server, const ClientRequest& request) {
+  NotificationCenter notifications;
+  const auto client = QVSocketClient::create(notifications, limits_);
+  if (!client->connectTo(server.host, "", server.port)) {
+    return fail("could not connect to " + server.host + ", port " + std::to_string(server.port));
+  }
+  const auto outcome = client->exchange(request.command);
+  QVSocketClient::disconnectTheClient();
+  if (const auto* failure = std::get_if<ExchangeFailure>(&outcome))
+    return fail(reasonText(*failure, limits_));
+  return handleReply(std::get<Bytes>(outcome), request);
+}
+
+int MoxtelClient::handleReply(const Bytes& body, const ClientRequest& request) {
+  const auto decoded = unarchivedObject(body, limitsFor(body));
+  if (const auto* error = std::get_if<DecodingError>(&decoded)) {
+    return fail("the server's answer cannot be read: " + error->reason);
+  }
+  const Value& envelope = std::get<Value>(decoded);
+  if (const Value& result = envelope["result"]; !result.isNil()) return show(result, request);
+  const Value& error = envelope["error"];
+  return fail(error.isString() ? std::string(error.string()) : "the server's answer holds no result");
+}
+
+int MoxtelClient::show(const Value& result, const ClientRequest& request) {
+  if (request.output) return save(result, *request.output);
+  if (request.json) {
+    writeJson(out_, result);
+  } else {
+    writeForPeople(out_, result, request.layout);
+  }
+  return out_.flush() ? kSuccess : fail("could not write the result");
+}
+
+int MoxtelClient::save(const Value& result, const std::string& path) {
+  if (!result.isData()) return fail("the server's answer is no data");
+  std::ofstream file;
+  if (path != "-") file.open(path, std::ios::binary | std::ios::trunc);
+  std::ostream& to = path == "-" ? out_ : file;
+  to.write(reinterpret_cast<const char*>(result.data().data()),
+           static_cast<std::streamsize>(result.data().size()));
+  return to.flush() ? kSuccess : fail("could not write " + path);
+}
+
+int MoxtelClient::fail(const std::string& text) {
+  err_ << "moxtel: " << printable(text) << '\n';
+  return kFailure;
+}
+
+}  // namespace moxtel

@@ -1,0 +1,65 @@
+// The program moxtel without its main: sends one command over one connection of its own and shows the answer.
+#pragma once
+
+#include <cstdint>
+#include <ostream>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "client/Options.h"
+#include "net/QVSocketClient.h"
+
+namespace moxtel {
+
+struct ServerAddress {
+  std::string host;
+  std::uint16_t port = kServerPort;
+};
+
+// Finds the server to ask when the command line names none.
+class ServerFinder {
+ public:
+  virtual ~ServerFinder() = default;
+  // The server; or why there is none, for the user.
+  virtual std::variant<ServerAddress, std::string> findServer() = 0;
+
+ protected:
+  ServerFinder() = default;
+  ServerFinder(const ServerFinder&) = default;
+  ServerFinder& operator=(const ServerFinder&) = default;
+};
+
+// The server on this machine, whether it runs or not.
+class LocalServerFinder : public ServerFinder {
+ public:
+  std::variant<ServerAddress, std::string> findServer() override { return ServerAddress{"127.0.0.1"}; }
+};
+
+class MoxtelClient final {
+ public:
+  static constexpr int kSuccess = 0;
+  static constexpr int kFailure = 1;
+  static constexpr int kWrongUsage = 2;
+
+  // Borrows everything. Texts of the server reach err and out without control characters; data as it is.
+  MoxtelClient(ServerFinder& finder, std::ostream& out, std::ostream& err, SocketClientLimits limits = {});
+
+  // The program's arguments without its name; returns its exit status.
+  int run(const std::vector<std::string>& arguments);
+
+ private:
+  int perform(const ClientRequest& request);
+  int ask(const ServerAddress& server, const ClientRequest& request);
+  int handleReply(const Bytes& body, const ClientRequest& request);
+  int show(const Value& result, const ClientRequest& request);
+  int save(const Value& result, const std::string& path);
+  int fail(const std::string& text);
+
+  ServerFinder& finder_;
+  std::ostream& out_;
+  std::ostream& err_;
+  SocketClientLimits limits_;
+};
+
+}  // namespace moxtel

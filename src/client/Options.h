@@ -1,0 +1,40 @@
+// The command line of moxtel.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+#include "client/Tables.h"
+#include "value/Value.h"
+
+namespace moxtel {
+
+inline constexpr std::uint16_t kServerPort = 4250;
+
+// A command to send, and what becomes of its answer.
+struct ClientRequest {
+  std::optional<std::string> host;    // as --host says
+  std::optional<std::uint16_t> port;  // as --port says
+  bool json = false;
+  std::optional<std::string> output;  // the file for data, "-" for standard output
+  Dictionary command;
+  Layout layout = Layout::Plain;
+};
+
+struct HelpWanted {};
+struct VersionWanted {};
+struct UsageError {
+  std::string text;
+};
+
+// Every subcommand is the name of one command of the protocol, with its arguments as the request's entries.
+std::variant<ClientRequest, HelpWanted, VersionWanted, UsageError> parseOptions(
+    const std::vector<std::string>& arguments);
+
+std::string helpText();
+
+}  // namespace moxtel

@@ -1,0 +1,248 @@
+#include "net/QVSocketClient.h"
+
+#include <netdb.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <mutex>
+#include <span>
+
+#include "log/Log.h"
+#include "net/KeyedArchive.h"
+#include "net/Sockets.h"
+#include "platform/NotificationCenter.h"
+#include "platform/SystemLog.h"
+
+namespace moxtel {
+
+namespace {
+
+constexpr std::size_t kLargestRequest = 4096;
+constexpr std::uint32_t kLongReply = 1'000'000;
+constexpr std::size_t kFirstBuffer = 1 << 20;
+constexpr std::chrono::seconds kSocketTimeout{10};
+
+std::mutex sharedMutex;
+std::shared_ptr<QVSocketClient> sharedClient;
+
+std::optional<sockaddr_in> addressOf(const std::string& host, std::uint16_t port) {
+  addrinfo hints{};
+  hints.ai_family = AF_INET;
+  hints.ai_socktype = SOCK_STREAM;
+  addrinfo* found = nullptr;
+  if (::getaddrinfo(host.c_str(), nullptr, &hints, &found) != 0) return std::nullopt;
+  const std::unique_ptr<addrinfo, void (*)(addrinfo*)> owned(found, ::freeaddrinfo);
+  auto address = *reinterpret_cast<const sockaddr_in*>(found->ai_addr);
+  address.sin_port = htons(port);
+  return address;
+}
+
+// Waits until the socket can be read; false when the time is over first.
+bool readableBefore(int socket, std::chrono::steady_clock::time_point deadline) {
+  for (;;) {
+    const auto left =
+        std::chrono::ceil<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+    if (left.count() <= 0) return false;
+    pollfd poll{socket, POLLIN, 0};
+    if (::poll(&poll, 1, static_cast<int>(left.count())) > 0) return true;
+  }
+}
+
+// Bytes read: 0 at the end of the stream, -1 when it failed or the time is over.
+ssize_t readSome(int socket, std::span<std::uint8_t> into, std::chrono::steady_clock::time_point deadline) {
+  while (readableBefore(socket, deadline)) {
+    const ssize_t count = ::recv(socket, into.data(), into.size(), MSG_DONTWAIT);
+    if (count >= 0) return count;
+    if (errno != EINTR && errno != EAGAIN && errno != EWOULDBLOCK) return -1;
+  }
+  return -1;
+}
+
+// A stretch of time in which enough must arrive; a stranger that dribbles does not keep anyone for ever.
+class Pace {
+ public:
+  explicit Pace(const SocketClientLimits& limits) : limits_(limits) { begin(); }
+  std::chrono::steady_clock::time_point deadline() const { return deadline_; }
+  void received(std::size_t count) {
+    inStretch_ += count;
+    if (inStretch_ >= limits_.bytesPerStretch) begin();
+  }
+
+ private:
+  void begin() {
+    inStretch_ = 0;
+    deadline_ = std::chrono::steady_clock::now() + limits_.answer;
+  }
+
+  const SocketClientLimits& limits_;
+  std::size_t inStretch_ = 0;
+  std::chrono::steady_clock::time_point deadline_;
+};
+
+}  // namespace
+
+QVSocketClient::QVSocketClient(NotificationCenter& notifications, SocketClientLimits limits)
+    : notifications_(notifications), limits_(limits) {}
+
+std::shared_ptr<QVSocketClient> QVSocketClient::create(NotificationCenter& notifications,
+                                                       SocketClientLimits limits) {
+  const std::shared_ptr<QVSocketClient> client(new QVSocketClient(notifications, limits));
+  const std::lock_guard lock(sharedMutex);
+  sharedClient = client;
+  return client;
+}
+
+std::shared_ptr<QVSocketClient> QVSocketClient::theClient(NotificationCenter& notifications) {
+  {
+    const std::lock_guard lock(sharedMutex);
+    if (sharedClient) return sharedClient;
+  }
+  return create(notifications);
+}
+
+bool QVSocketClient::isConnected() {
+  const std::lock_guard lock(sharedMutex);
+  return sharedClient && sharedClient->clientSocket() != 0;
+}
+
+void QVSocketClient::disconnectTheClient() {
+  std::shared_ptr<QVSocketClient> client;
+  {
+    const std::lock_guard lock(sharedMutex);
+    client = std::move(sharedClient);
+    sharedClient.reset();
+  }
+  if (client) client->disconnect();
+}
+
+bool QVSocketClient::connectTo(const std::string& host, std::string_view /*name*/, std::int32_t port) {
+  const auto address = addressOf(host, static_cast<std::uint16_t>(port));
+  if (!address) {
+    LogDebug("could not gethostbyname for '%@'", host);
+    return false;
+  }
+  connection_.close();
+  clientSocket_ = 0;
+  connection_ = makeStreamSocket();
+  if (!connection_) {
+    LogDebug("could not make socket");
+    return false;
+  }
+  clientSocket_ = connection_.get();
+  setSocketTimeouts(clientSocket_, std::max(std::chrono::ceil<std::chrono::seconds>(limits_.answer),
+                                            std::chrono::seconds(1)));
+  setNoSigPipe(clientSocket_);
+  if (::connect(clientSocket_, reinterpret_cast<const sockaddr*>(&*address), sizeof *address) != 0) {
+    LogDebug("could not connect");
+    connection_.close();
+    return false;
+  }
+  LogDebug("created socket: %d", clientSocket_);
+  notifications_.post("ChangedServerStatus", this, {});
+  return true;
+}
+
+void QVSocketClient::disconnect() {
+  connection_.close();
+  clientSocket_ = 0;
+  notifications_.post("ChangedServerStatus", this, {});
+}
+
+std::variant<Bytes, ExchangeFailure> QVSocketClient::exchange(const Dictionary& command) {
+  if (clientSocket_ == 0) return ExchangeFailure::NotConnected;
+  LogDebug("QVSocketClient::dataFromServerWithCommandDict: %@", command);
+  const Bytes request = archivedData(command);
+  if (request.size() > kLargestRequest || !sendRequest(request)) {
+    LogDebug("could not write to socket");
+    return request.size() > kLargestRequest ? ExchangeFailure::RequestTooLong : ExchangeFailure::NotSent;
+  }
+  return readReply(command);
+}
+
+bool QVSocketClient::sendRequest(const Bytes& request) {
+  const std::span<const std::uint8_t> pieces[]{request};
+  return connection_ && sendPieces(connection_.get(), pieces, limits_.answer);
+}
+
+std::variant<Bytes, ExchangeFailure> QVSocketClient::readReply(const Dictionary& command) {
+  std::uint32_t length = 0;
+  const Reading reading = readLength(length);
+  if (reading == Reading::Closed) return ExchangeFailure::ClosedAtOnce;
+  const bool isLong = length > kLongReply;
+  if (isLong) LogDebug("reading %u bytes .... for: %@", length, command);
+  if (reading == Reading::Failed) return fail(ExchangeFailure::NoAnswer);
+  if (length > limits_.largestReply) return fail(ExchangeFailure::ReplyTooLong);
+  Bytes body;
+  if (!readBody(length, body)) return fail(ExchangeFailure::BrokenReply);
+  if (isLong) LogDebug(".... done!");
+  return body;
+}
+
+QVSocketClient::Reading QVSocketClient::readLength(std::uint32_t& length) {
+  const auto deadline = SteadyClock::now() + limits_.answer;
+  std::array<std::uint8_t, sizeof length> bytes;
+  for (std::size_t have = 0; have < bytes.size();) {
+    const ssize_t count = readSome(connection_.get(), std::span(bytes).subspan(have), deadline);
+    if (count < 0) return Reading::Failed;
+    if (count == 0) return have == 0 ? Reading::Closed : Reading::Failed;
+    have += static_cast<std::size_t>(count);
+  }
+  std::copy(bytes.begin(), bytes.end(), reinterpret_cast<std::uint8_t*>(&length));
+  return Reading::Complete;
+}
+
+// The buffer grows with what has arrived: a length alone costs no memory.
+bool QVSocketClient::readBody(std::uint32_t length, Bytes& body) {
+  Pace pace(limits_);
+  for (std::size_t have = 0; have < length;) {
+    if (have == body.size()) {
+      body.resize(std::min<std::size_t>(length, std::max(kFirstBuffer, 2 * body.size())));
+    }
+    const ssize_t count = readSome(connection_.get(), std::span(body).subspan(have), pace.deadline());
+    if (count <= 0) return false;
+    have += static_cast<std::size_t>(count);
+    pace.received(static_cast<std::size_t>(count));
+  }
+  return true;
+}
+
+// What else the server sends could not be told from the next reply.
+ExchangeFailure QVSocketClient::fail(ExchangeFailure reason) {
+  NSLog("could not read from socket");
+  connection_.close();
+  clientSocket_ = 0;
+  notifications_.post("ChangedServerStatus", nullptr, {});
+  return reason;
+}
+
+std::optional<Bytes> QVSocketClient::dataFromServerWithCommandDict(const Dictionary& command) {
+  auto outcome = exchange(command);
+  if (auto* body = std::get_if<Bytes>(&outcome)) return std::move(*body);
+  if (std::get<ExchangeFailure>(outcome) == ExchangeFailure::ClosedAtOnce) return Bytes();
+  return std::nullopt;
+}
+
+Value QVSocketClient::resultObjectFromServerWithCommandDict(const Dictionary& command) {
+  LogDebug("QVSocketClient::resultObjectFromServerWithCommandDict: %@", command);
+  const auto body = dataFromServerWithCommandDict(command);
+  if (!body) return {};
+  const auto decoded = unarchivedObject(*body);
+  if (const auto* error = std::get_if<DecodingError>(&decoded)) {
+    NSLog("unarchiveObject got exception: %@", error->reason);
+    return {};
+  }
+  const Value& envelope = std::get<Value>(decoded);
+  if (const Value& result = envelope["result"]; !result.isNil()) return result;
+  if (const Value& error = envelope["error"]; !error.isNil()) NSLog("GOT ERROR FROM SERVER: '%@'", error);
+  return {};
+}
+
+Value QVSocketClient::resultObjectFromServerWithCommand(std::string_view command) {
+  return resultObjectFromServerWithCommandDict(Dictionary{{"command", command}});
+}
+
+}  // namespace moxtel

@@ -1,0 +1,302 @@
+#include "net/QVSocketServer.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <system_error>
+#include <vector>
+
+#include "log/Log.h"
+#include "net/KeyedArchive.h"
+#include "platform/DnsSd.h"
+#include "platform/HostNames.h"
+#include "platform/NotificationCenter.h"
+#include "platform/SystemLog.h"
+
+namespace moxtel {
+
+namespace {
+
+constexpr std::size_t kLargestRequest = 4096;
+constexpr int kBacklog = 8;
+constexpr std::chrono::seconds kSocketTimeout{10};
+constexpr std::chrono::milliseconds kShortagePause{100};
+
+std::mutex sharedMutex;
+QVSocketServer* sharedServer = nullptr;
+
+// What ends one waiting connection, or lasts for a while, but not the listener.
+bool isPassingAcceptError(int error) {
+  constexpr std::array kPassing{EINTR,       EAGAIN,    EWOULDBLOCK,  ECONNABORTED, EPROTO,      ENETDOWN,
+                                ENOPROTOOPT, EHOSTDOWN, EHOSTUNREACH, EOPNOTSUPP,   ENETUNREACH, ETIMEDOUT};
+  return std::find(kPassing.begin(), kPassing.end(), error) != kPassing.end();
+}
+
+// The connection stays in the queue, so that trying again at once would only burn time.
+bool isShortage(int error) {
+  constexpr std::array kShortages{EMFILE, ENFILE, ENOBUFS, ENOMEM, EPERM};
+  return std::find(kShortages.begin(), kShortages.end(), error) != kShortages.end();
+}
+
+bool isReadAgain(int error) { return error == EINTR || error == EAGAIN || error == EWOULDBLOCK; }
+
+std::optional<std::string> lookUpName(const std::string& address) { return nameOfHost(address); }
+
+}  // namespace
+
+QVSocketServer::QVSocketServer(NotificationCenter& notifications, DnsSd* dnsSd)
+    : QVSocketServer(notifications, dnsSd, lookUpName) {}
+
+QVSocketServer::QVSocketServer(NotificationCenter& notifications, DnsSd* dnsSd, HostLookup lookUp,
+                               SocketServerLimits limits)
+    : notifications_(notifications), dnsSd_(dnsSd), lookUp_(std::move(lookUp)), limits_(limits) {
+  const std::lock_guard lock(sharedMutex);
+  sharedServer = this;
+}
+
+QVSocketServer::~QVSocketServer() {
+  stop();
+  const std::lock_guard lock(sharedMutex);
+  if (sharedServer == this) sharedServer = nullptr;
+}
+
+QVSocketServer* QVSocketServer::theServer() {
+  const std::lock_guard lock(sharedMutex);
+  return sharedServer;
+}
+
+bool QVSocketServer::isConnected() {
+  const std::lock_guard lock(sharedMutex);
+  const std::int32_t socket = sharedServer ? sharedServer->remoteSocket() : -1;
+  LogDebug("isConnected ..., %p, %d", static_cast<const void*>(sharedServer), socket);
+  return sharedServer && socket != 0;
+}
+
+void QVSocketServer::disconnect() {
+  const std::lock_guard lock(sharedMutex);
+  const std::int32_t socket = sharedServer ? sharedServer->remoteSocket() : -1;
+  NSLog("disconnect ..., %p, %d", static_cast<const void*>(sharedServer), socket);
+  if (sharedServer && socket != 0) sharedServer->cutConnection();
+}
+
+bool QVSocketServer::startServerOnPort(std::int32_t port, const std::string& bonjourName,
+                                       const std::string& type) {
+  FileDescriptor created = makeStreamSocket();
+  if (!created) {
+    LogDebug("could not create socket");
+    return false;
+  }
+  stop();
+  serverSocket_ = std::move(created);
+  if (!listenOn(static_cast<std::uint16_t>(port))) {
+    serverSocket_.close();
+    return false;
+  }
+  LogDebug("QVSocketServer::startServerOnPort: %d withBonjourName: '%@' andType: '%@'", port, bonjourName,
+           type);
+  return publish(bonjourName, type) && startThread();
+}
+
+bool QVSocketServer::listenOn(std::uint16_t port) {
+  const int socket = serverSocket_.get();
+  const std::int32_t yes = 1;
+  ::setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+  setSocketTimeouts(socket, kSocketTimeout);
+  setDeadPeerOptions(socket);
+  setNoSigPipe(socket);
+  // The accept thread polls: a connection that has gone again by then must not block it.
+  ::fcntl(socket, F_SETFL, O_NONBLOCK);
+
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_ANY);
+  address.sin_port = htons(port);
+  if (::bind(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+    LogDebug("could not bind");
+    return false;
+  }
+  if (::listen(socket, kBacklog) != 0) {
+    LogDebug("could not listen");
+    return false;
+  }
+  return true;
+}
+
+// A failure leaves the listener open on purpose: who fails to publish may still start anew.
+bool QVSocketServer::publish(const std::string& bonjourName, const std::string& type) {
+  const ServiceDescription service{bonjourName, type, port()};
+  if (dnsSd_) {
+    netService_ = dnsSd_->publish(service, [this](const PublicationState& state) {
+      if (state.kind != PublicationState::Kind::Failed) return;
+      netServiceDidNotPublish(Dictionary{{"name", state.name}, {"reason", state.detail}});
+    });
+  }
+  if (!netService_) {
+    LogDebug("An error occurred initializing the NSNetService object.");
+    return false;
+  }
+  LogDebug("published service: %@", format("%@ (%@, port %d)", service.name, service.type, service.port));
+  return true;
+}
+
+bool QVSocketServer::startThread() {
+  waker_ = std::make_unique<Waker>();
+  if (!*waker_) {
+    NSLog("could not start the accept thread: too many open files");
+    return false;
+  }
+  stopping_ = false;
+  try {
+    thread_ = std::thread([this] { runServer(); });
+  } catch (const std::system_error& error) {
+    NSLog("could not start the accept thread: %s", error.what());
+    return false;
+  }
+  return true;
+}
+
+void QVSocketServer::stop() {
+  netService_.reset();
+  {
+    const std::lock_guard lock(ending_);
+    stopping_ = true;
+  }
+  cutConnection();
+  if (waker_) waker_->wake();
+  if (thread_.joinable()) thread_.join();
+  waker_.reset();
+  serverSocket_.close();
+}
+
+void QVSocketServer::netServiceDidNotPublish(const Dictionary& errorDict) {
+  LogDebug("netService didNotPublish, errorDict: %@", errorDict);
+}
+
+std::uint16_t QVSocketServer::port() const {
+  sockaddr_in address{};
+  socklen_t size = sizeof address;
+  if (::getsockname(serverSocket_.get(), reinterpret_cast<sockaddr*>(&address), &size) != 0) return 0;
+  return ntohs(address.sin_port);
+}
+
+void QVSocketServer::runServer() {
+  LogDebug("QVSocketServer::runServer (thread)");
+  sockaddr_in peer{};
+  while (FileDescriptor connection = acceptNext(peer)) serve(std::move(connection), peer);
+  if (!stopping_) NSLog("QVSocketServer::runServer, accept failed");
+}
+
+FileDescriptor QVSocketServer::acceptNext(sockaddr_in& peer) {
+  while (waitForClient()) {
+    FileDescriptor connection = acceptConnection(serverSocket_.get(), peer);
+    if (connection) return connection;
+    if (isShortage(errno)) {
+      waker_->wokenWithin(kShortagePause);
+    } else if (!isPassingAcceptError(errno)) {
+      break;
+    }
+  }
+  return {};
+}
+
+// False when the server stops.
+bool QVSocketServer::waitForClient() const {
+  std::array<pollfd, 2> sources{{{serverSocket_.get(), POLLIN, 0}, {waker_->descriptor(), POLLIN, 0}}};
+  while (::poll(sources.data(), sources.size(), -1) < 0) {
+    if (errno != EINTR) waker_->wokenWithin(kShortagePause);
+  }
+  return !stopping_;
+}
+
+void QVSocketServer::serve(FileDescriptor connection, const sockaddr_in& peer) {
+  const std::string address = dottedQuad(peer);
+  Dictionary info{{"clientip", address}};
+  if (const auto name = lookUp_(address)) info.set("clientname", *name);
+  LogDebug("got connection from %@", info);
+  beginConnection(std::move(connection));
+  notify("ChangedConnection", nullptr, info);
+  readRequests();
+  endConnection();
+  notify("ChangedConnection", nullptr, {});
+}
+
+void QVSocketServer::beginConnection(FileDescriptor connection) {
+  {
+    const std::lock_guard lock(ending_);
+    cut_ = false;
+    connection_ = std::move(connection);
+    remoteSocket_ = connection_.get();
+  }
+  if (stopping_) cutConnection();
+}
+
+// After a cut the system may still hand out what it had received: that counts no more.
+void QVSocketServer::readRequests() {
+  std::array<std::uint8_t, kLargestRequest> buffer;
+  for (;;) {
+    const ssize_t count = ::recv(connection_.get(), buffer.data(), buffer.size(), 0);
+    if (count < 0 && isReadAgain(errno) && !cut_) continue;
+    if (count < 0 || cut_) {
+      LogDebug("could not read from socket");
+      return;
+    }
+    if (count == 0) return;
+    notify("GotData", this, Dictionary{{"data", Bytes(buffer.begin(), buffer.begin() + count)}});
+  }
+}
+
+void QVSocketServer::endConnection() {
+  // A reply that is being written fails at once, so that the lock is free soon.
+  ::shutdown(connection_.get(), SHUT_RDWR);
+  const std::lock_guard sending(sending_);
+  const std::lock_guard ending(ending_);
+  connection_.close();
+  remoteSocket_ = 0;
+}
+
+// Closing would not wake the accept thread's read, and the number could be another's before it noticed.
+void QVSocketServer::cutConnection() {
+  const std::lock_guard lock(ending_);
+  if (!connection_) return;
+  cut_ = true;
+  ::shutdown(connection_.get(), SHUT_RDWR);
+}
+
+void QVSocketServer::notify(std::string_view name, const void* object, Value userInfo) {
+  runLogged([&] { notifications_.post(name, object, std::move(userInfo)); });
+}
+
+bool QVSocketServer::sendToClientResultObject(const Value& object) {
+  return sendToClientSerializedObject(resultEnvelope(object));
+}
+
+bool QVSocketServer::sendToClientErrorString(std::string_view text) {
+  return sendToClientSerializedObject(errorEnvelope(text));
+}
+
+bool QVSocketServer::sendToClientSerializedObject(const Value& object) {
+  if (remoteSocket() == 0) return false;
+  const ArchivePieces archive = archivedPieces(object);
+  if (archive.size() > limits_.largestReply) {
+    NSLog("a reply of %llu bytes is too large to be sent", static_cast<std::uint64_t>(archive.size()));
+    return false;
+  }
+  const auto length = static_cast<std::uint32_t>(archive.size());
+  std::vector<std::span<const std::uint8_t>> frame{
+      {reinterpret_cast<const std::uint8_t*>(&length), sizeof length}};
+  frame.insert(frame.end(), archive.pieces().begin(), archive.pieces().end());
+
+  const std::lock_guard lock(sending_);
+  const std::int32_t client = remoteSocket();
+  if (client == 0) return false;
+  if (sendPieces(client, frame, limits_.progress)) return true;
+  // Part of a reply may be out: what followed it could not be told apart.
+  cutConnection();
+  return false;
+}
+
+}  // namespace moxtel
