@@ -6,7 +6,7 @@
 // removed and called on the core thread.
 #pragma once
 
-#include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -56,8 +56,9 @@ class MXSConsole final {
   static FontDescription boldFont() { return {"Lucida Grande Bold", 12, true, false}; }
   static FontDescription defaultFont() { return {"Lucida Grande", 12, false, false}; }
 
-  // Borrows all three. The banner's two lines are its first. With keepLines the lines so far are kept, for a
-  // view that is added later; without, they are dropped once shown.
+  // Borrows all three. Made and destroyed on the core thread, or before the loop runs; lines that are still
+  // on their way when it goes are dropped. The banner's two lines are its first. With keepLines the lines so
+  // far are kept, for a view that is added later; without, they are dropped once shown.
   MXSConsole(EventLoop& loop, const UserDefaults& defaults, const Clock& clock = systemClock(),
              bool keepLines = false);
 
@@ -65,6 +66,7 @@ class MXSConsole final {
   std::string dateString() const;
 
   void showTitle(std::string_view title, std::string_view info);
+  // Raises the views. Core thread.
   void showConsoleWindow();
 
   // A view sees every line from the banner on: those kept so far at once.
@@ -81,6 +83,7 @@ class MXSConsole final {
   const bool keepLines_;
   std::vector<ConsoleLine> lines_;
   std::vector<ConsoleView*> views_;
+  const std::shared_ptr<const bool> alive_ = std::make_shared<const bool>(true);
 };
 
 }  // namespace moxtel

@@ -12,6 +12,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <span>
 #include <string_view>
 
 #include "platform/Clock.h"

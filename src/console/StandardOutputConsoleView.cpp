@@ -1,0 +1,64 @@
+#include "console/StandardOutputConsoleView.h"
+
+#include <sys/stat.h>
+
+#include <cstdlib>
+#include <string>
+
+namespace moxtel {
+
+namespace {
+
+constexpr std::string_view kContinuation = "\n    ";
+
+void appendEscaped(std::string& out, unsigned char byte) {
+  constexpr std::string_view kHex = "0123456789abcdef";
+  out += "\\x";
+  out += kHex[byte >> 4];
+  out += kHex[byte & 15];
+}
+
+// U+0080 to U+009F, which terminals obey as well, are C2 80 to C2 9F in UTF-8.
+bool isC1Control(std::string_view text, std::size_t at) {
+  return static_cast<unsigned char>(text[at]) == 0xC2 && at + 1 < text.size() &&
+         static_cast<unsigned char>(text[at + 1]) >= 0x80 && static_cast<unsigned char>(text[at + 1]) < 0xA0;
+}
+
+std::string printable(std::string_view text, std::string_view newline) {
+  std::string out;
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    const auto byte = static_cast<unsigned char>(text[at]);
+    if (byte == '\n') {
+      out += newline;
+    } else if (isC1Control(text, at)) {
+      appendEscaped(out, byte);
+      appendEscaped(out, static_cast<unsigned char>(text[++at]));
+    } else if ((byte < 0x20 && byte != '\t') || byte == 0x7f) {
+      appendEscaped(out, byte);
+    } else {
+      out += text[at];
+    }
+  }
+  return out;
+}
+
+}  // namespace
+
+OutputKind kindOfOutput(std::FILE* stream) {
+  const char* const journal = std::getenv("JOURNAL_STREAM");
+  struct stat status {};
+  if (!journal || ::fstat(::fileno(stream), &status) != 0) return OutputKind::Plain;
+  const std::string ours = std::to_string(status.st_dev) + ':' + std::to_string(status.st_ino);
+  return ours == journal ? OutputKind::Journal : OutputKind::Plain;
+}
+
+void StandardOutputConsoleView::appendLine(const ConsoleLine& line) {
+  const bool isJournal = kind_ == OutputKind::Journal;
+  const std::string start = !isJournal ? line.dateRun() : line.isError() ? "<3>" : "<6>";
+  const std::string newline = isJournal ? "\n" + start + "    " : std::string(kContinuation);
+  const std::string text = start + printable(line.titleRun() + line.text, newline) + '\n';
+  std::fwrite(text.data(), 1, text.size(), stream_);
+  std::fflush(stream_);
+}
+
+}  // namespace moxtel

@@ -1,0 +1,33 @@
+// Prints the console's lines, for a server without windows: "date  title:  text" to a terminal or file; where
+// the service manager's journal reads, "<6>title:  text" (errors "<3>"), for the journal stamps lines itself.
+//
+// Control characters are printed as \xHH: a text may come from a stranger, and a terminal obeys them. A text
+// of several lines continues indented, so that none of them passes for a line of its own.
+#pragma once
+
+#include <cstdio>
+
+#include "console/MXSConsole.h"
+
+namespace moxtel {
+
+enum class OutputKind : unsigned char { Plain, Journal };
+
+// Whether what is written to the stream goes to the journal ($JOURNAL_STREAM names it).
+OutputKind kindOfOutput(std::FILE* stream);
+
+class StandardOutputConsoleView final : public ConsoleView {
+ public:
+  // Borrows the stream.
+  StandardOutputConsoleView() : StandardOutputConsoleView(stdout, kindOfOutput(stdout)) {}
+  StandardOutputConsoleView(std::FILE* stream, OutputKind kind) : stream_(stream), kind_(kind) {}
+
+  // Flushed at once.
+  void appendLine(const ConsoleLine& line) override;
+
+ private:
+  std::FILE* stream_;
+  OutputKind kind_;
+};
+
+}  // namespace moxtel

@@ -1,0 +1,49 @@
+// QVLog: one log file, to which lines are appended in pure ASCII, each flushed at once.
+//
+// The four shared logs are created on first use from the path that the user defaults name ("AccessLogPath",
+// "DebugLogPath", "ErrorLogPath", "IOLogPath"; see setUpLogging) and kept for the life of the process, even
+// if the file could not be opened: then one line says so on the system log, and what is appended is lost.
+// Any thread.
+#pragma once
+
+#include <cstdio>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "platform/Clock.h"
+
+namespace moxtel {
+
+// 7-bit characters as they are, a backslash doubled, U+0080 to U+00FF as \ooo (three octal digits),
+// everything else as \uxxxx per UTF-16 unit. Bytes that are no UTF-8 count as U+FFFD.
+std::string nonLossyASCII(std::string_view text);
+
+class QVLog final {
+ public:
+  static std::shared_ptr<QVLog> accessLog();
+  static std::shared_ptr<QVLog> debugLog();
+  static std::shared_ptr<QVLog> errorLog();
+  static std::shared_ptr<QVLog> ioLog();
+
+  // Opens the file for appending, making it if need be. A path that is missing or not ASCII cannot be opened.
+  // The clock is borrowed.
+  explicit QVLog(const std::optional<std::string>& pathname, const Clock& clock = systemClock());
+
+  // Appends the text, up to its first NUL, and a newline. True iff something was written.
+  bool appendString(std::string_view text);
+  // The same after "yyyy-MM-dd HH:mm:ss.SSS: ", the current local time.
+  bool logString(std::string_view text);
+  // The same in the manner of system log lines: "yyyy-MM-dd HH:mm:ss.SSS Ulmo2[process id]: ".
+  bool nslogString(std::string_view text);
+
+ private:
+  struct Closer {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+  };
+  const Clock& clock_;
+  std::unique_ptr<std::FILE, Closer> file_;
+};
+
+}  // namespace moxtel
