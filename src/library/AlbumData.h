@@ -40,6 +40,9 @@ class AlbumData final {
   void clear();
 
  private:
+  void read();
+  void storeEntries(const Value& list, std::string_view keyName);
+
   LibraryDatabases& databases_;
   MXSConsole& console_;
   const Clock& clock_;

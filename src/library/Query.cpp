@@ -2,7 +2,7 @@
 #include <string_view>
 
 #include "library/QueryRows.h"
-#include "value/Utf8.h"
+#include "value/Utf.h"
 
 namespace moxtel {
 
@@ -56,7 +56,7 @@ Value Query::stringColumn(int column) const {
   if (!bytes) return {};
   // A C string as its readers take it: up to a NUL, and nothing at all where it is not UTF-8.
   const std::string_view text(bytes, std::strlen(bytes));
-  return isUtf8(text) ? Value(text) : Value();
+  return isValidUtf8(text) ? Value(text) : Value();
 }
 
 Value Query::integerNumberColumn(int column) const { return Value(integerColumn(column)); }
