@@ -1,0 +1,140 @@
+#include "makelibrary/AlbumDataFile.h"
+
+#include <fstream>
+#include <string>
+
+#include "makelibrary/LibraryFolder.h"
+#include "makelibrary/SamplePlan.h"
+#include "makelibrary/SqliteWriter.h"
+
+namespace moxtel::makelibrary {
+
+namespace {
+
+std::string escaped(std::string_view text) {
+  std::string out;
+  for (const char c : text) {
+    if (c == '&')
+      out += "&amp;";
+    else if (c == '<')
+      out += "&lt;";
+    else if (c == '>')
+      out += "&gt;";
+    else
+      out += c;
+  }
+  return out;
+}
+
+class AlbumDataFile final {
+ public:
+  AlbumDataFile(const SamplePlan& plan, const std::filesystem::path& file) : plan_(plan), out_(file) {
+    out_ << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST "
+            "1.0//EN\" "
+            "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n<plist version=\"1.0\">\n<dict>\n";
+  }
+
+  void write() {
+    text("Application Version", "9.6.1 (910.42)");
+    key("List of Albums"), open("array");
+    for (const Container& album : plan_.albums())
+      if (!album.inTrash) writeAlbum(album);
+    close("array");
+    key("List of Rolls"), open("array");
+    for (const Container& folder : plan_.folders())
+      if (folder.end > folder.first) writeRoll(folder);
+    close("array");
+    writeFaces();
+    key("Master Image List"), open("dict");
+    for (std::size_t i = 0; i < plan_.photoCount(); ++i) writeImage(plan_.photo(i));
+    close("dict");
+    out_ << "</dict>\n</plist>\n";
+    out_.close();
+    if (!out_) throw WriteError("cannot write AlbumData.xml");
+  }
+
+ private:
+  void key(std::string_view name) { out_ << "<key>" << escaped(name) << "</key>"; }
+  void open(const char* tag) { out_ << '<' << tag << ">\n"; }
+  void close(const char* tag) { out_ << "</" << tag << ">\n"; }
+  void text(std::string_view name, std::string_view value) {
+    key(name);
+    out_ << "<string>" << escaped(value) << "</string>\n";
+  }
+  void number(std::string_view name, std::uint64_t value) {
+    key(name);
+    out_ << "<integer>" << value << "</integer>\n";
+  }
+  void seconds(std::string_view name, double value) {
+    key(name);
+    out_ << "<real>" << static_cast<std::int64_t>(value) << ".000000</real>\n";
+  }
+  void item(std::uint64_t version) { out_ << "<string>" << version << "</string>\n"; }
+
+  void writeAlbum(const Container& album) {
+    const std::vector<std::size_t> members = plan_.membersOf(album);
+    open("dict");
+    number("AlbumId", static_cast<std::uint64_t>(album.modelId));
+    text("AlbumName", album.name);
+    text("Album Type", album.magic ? "99" : album.subclass == 2 ? "Smart" : "Regular");
+    text("GUID", album.uuid);
+    number("PhotoCount", members.size());
+    if (!members.empty()) text("KeyPhotoKey", std::to_string(2 * members.front() + 2));
+    key("KeyList"), open("array");
+    for (const std::size_t index : members) item(2 * index + 2);
+    close("array");
+    close("dict");
+  }
+  void writeRoll(const Container& roll) {
+    open("dict");
+    number("RollID", static_cast<std::uint64_t>(roll.modelId));
+    text("ProjectUuid", roll.uuid);
+    text("RollName", roll.name);
+    seconds("RollDateAsTimerInterval", plan_.photo(roll.first).date);
+    text("KeyPhotoKey", std::to_string(2 * roll.first + 2));
+    number("PhotoCount", roll.end - roll.first);
+    key("KeyList"), open("array");
+    for (std::size_t index = roll.first; index < roll.end; ++index) item(2 * index + 2);
+    close("array");
+    close("dict");
+  }
+  void writeFaces() {
+    key("List of Faces"), open("dict");
+    for (const Person& person : plan_.persons()) {
+      key(std::to_string(person.faceKey)), open("dict");
+      text("key", std::to_string(person.faceKey));
+      text("name", person.name);
+      if (plan_.photoCount() > 0) text("key image", std::to_string(2 * person.keyPhoto + 2));
+      number("key image face index", 0);
+      number("PhotoCount", 1);
+      number("Order", static_cast<std::uint64_t>(person.faceKey));
+      close("dict");
+    }
+    close("dict");
+  }
+  void writeImage(const Photo& photo) {
+    if (photo.inTrash) return;
+    key(std::to_string(photo.versionId)), open("dict");
+    text("Caption", photo.caption ? plan_.captions()[photo.caption - 1] : photo.baseName);
+    text("Comment", photo.comment ? plan_.captions()[photo.comment - 1] : "");
+    text("GUID", photo.versionUuid);
+    number("Roll", static_cast<std::uint64_t>(plan_.folders()[photo.project].modelId));
+    number("Rating", static_cast<std::uint64_t>(photo.rating));
+    text("MediaType", photo.kind == MasterKind::Movie ? "Movie" : "Image");
+    seconds("DateAsTimerInterval", photo.date);
+    text("ImagePath", "Masters/" + photo.folder + "/" + photo.fileName);
+    text("ThumbPath", "Thumbnails/" + photo.proxyFolder(photo.versionUuid) + "/" + photo.baseName + ".jpg");
+    close("dict");
+  }
+
+  const SamplePlan& plan_;
+  std::ofstream out_;
+};
+
+}  // namespace
+
+void writeAlbumData(const SamplePlan& plan, const std::filesystem::path& file) {
+  AlbumDataFile(plan, file).write();
+}
+
+}  // namespace moxtel::makelibrary

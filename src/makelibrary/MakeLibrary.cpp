@@ -1,0 +1,52 @@
+#include "makelibrary/MakeLibrary.h"
+
+#include <future>
+#include <vector>
+
+#include "makelibrary/AlbumDataFile.h"
+#include "makelibrary/LibraryFolder.h"
+#include "makelibrary/MakeLibraryOptions.h"
+#include "makelibrary/PictureWriter.h"
+#include "makelibrary/SampleDatabases.h"
+#include "makelibrary/SamplePlan.h"
+#include "makelibrary/StrangeDatabases.h"
+
+namespace moxtel::makelibrary {
+
+namespace {
+
+// When the photo application wrote its files last: 2016-07-12 09:05:03 UTC.
+constexpr double kLastWritten = 490007103;
+
+void writeSampleDatabases(const SamplePlan& plan, const LibraryFolder& folder) {
+  using Writer = void (*)(const SamplePlan&, const std::filesystem::path&);
+  static constexpr std::pair<const char*, Writer> kWriters[] = {
+      {"Library.apdb", writeLibraryDatabase},
+      {"ImageProxies.apdb", writeImageProxiesDatabase},
+      {"Properties.apdb", writePropertiesDatabase},
+      {"Faces.db", writeFacesDatabase},
+  };
+  std::vector<std::future<void>> writers;
+  for (const auto& [name, writer] : kWriters)
+    writers.push_back(std::async(std::launch::async, writer, std::cref(plan), folder.database(name)));
+  for (auto& writer : writers) writer.get();
+}
+
+}  // namespace
+
+void makeLibrary(const MakeLibraryOptions& options) {
+  const LibraryFolder folder(options.folder);
+  if (options.strange) {
+    writeStrangeDatabases(options.seed, options.photos, folder);
+  } else {
+    const SamplePlan plan(options);
+    writeSampleDatabases(plan, folder);
+    if (options.images != Images::None) writePictures(plan, folder);
+    if (options.albumData) writeAlbumData(plan, folder.albumData());
+  }
+  for (const char* name : {"Library.apdb", "ImageProxies.apdb", "Properties.apdb", "Faces.db"})
+    LibraryFolder::setModified(folder.database(name), kLastWritten);
+  if (options.albumData && !options.strange) LibraryFolder::setModified(folder.albumData(), kLastWritten);
+}
+
+}  // namespace moxtel::makelibrary

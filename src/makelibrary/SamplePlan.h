@@ -1,0 +1,142 @@
+// What a sample library holds, before anything is written: a pure function of the options. Photos are not
+// kept but made again whenever they are asked for, so that 1,000,000 of them need no memory and several
+// threads can ask at once.
+//
+// Dates are seconds since 2001-01-01 00:00:00 UTC, positions degrees.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "makelibrary/MakeLibraryOptions.h"
+
+namespace moxtel::makelibrary {
+
+enum class MasterKind : std::uint8_t { Jpeg, Raw, Tiff, Movie };
+enum class Season : std::uint8_t { Spring, Summer, Autumn, Winter };
+
+struct Position {
+  double latitude = 0;
+  double longitude = 0;
+};
+
+// One face that was found on a master.
+struct DetectedFace {
+  std::size_t person = 0;  // index into persons
+  bool named = true;       // otherwise nobody said who that is
+};
+
+struct Photo {
+  std::size_t index = 0;
+  std::int64_t masterId = 0;
+  std::int64_t originalVersionId = 0;  // versionNumber 0, which is hidden
+  std::int64_t versionId = 0;          // versionNumber 1, the one to see
+  std::string masterUuid;
+  std::string originalVersionUuid;
+  std::string versionUuid;
+  // versionNumber 2; empty uuid without a duplicate.
+  std::int64_t duplicateId = 0;
+  std::string duplicateUuid;
+  std::size_t project = 0;
+  MasterKind kind = MasterKind::Jpeg;
+  std::string fileName;  // "IMG_1994.JPG"
+  std::string baseName;  // "IMG_1994"
+  std::string folder;    // "2014/07/12/20140712-093015", under Masters, Thumbnails and Previews
+  double date = 0;
+  int rotation = 0;  // degrees, counter-clockwise, from master to upright
+  int width = 0;     // of the master as it lies in the file
+  int height = 0;
+  bool adjusted = false;
+  bool inTrash = false;
+  bool flagged = false;
+  int rating = 0;
+  std::optional<Position> position;
+  std::size_t caption = 0;  // 1-based index into captions; 0 for none
+  std::size_t comment = 0;
+  std::vector<DetectedFace> faces;
+  int iso = 0;
+  double aperture = 0;      // f-number
+  double exposureTime = 0;  // seconds
+  double focalLength = 0;   // millimetres
+  double duration = 0;      // seconds, of a movie
+
+  bool hasAdjustments() const { return adjusted || kind == MasterKind::Raw; }
+  bool upright() const { return rotation == 0; }
+  std::string proxyFolder(const std::string& uuid) const { return folder + "/" + uuid; }
+};
+
+struct Container {
+  std::int64_t modelId = 0;
+  std::string uuid;
+  std::string name;
+  std::string parentUuid;
+  int type = 0;      // folders: 1 folder, 2 project; albums: albumType
+  int subclass = 0;  // albums: 2 smart, 3 regular
+  std::string folderPath;
+  // Projects: their photos are those from first to end - 1.
+  std::size_t first = 0;
+  std::size_t end = 0;
+  bool inTrash = false;
+  bool magic = false;
+  bool hiddenWhenEmpty = false;
+  std::string note;
+  std::string posterUuid;
+};
+
+struct Person {
+  std::int64_t faceKey = 0;
+  std::string uuid;
+  std::string name;
+  std::size_t keyPhoto = 0;
+};
+
+class SamplePlan final {
+ public:
+  explicit SamplePlan(MakeLibraryOptions options);
+
+  const MakeLibraryOptions& options() const { return options_; }
+  Photo photo(std::size_t index) const;
+  std::size_t photoCount() const { return options_.photos; }
+  // Folders before what lies in them; projects as well.
+  const std::vector<Container>& folders() const { return folders_; }
+  const std::vector<Container>& albums() const { return albums_; }
+  const std::vector<Person>& persons() const { return persons_; }
+  // Captions and comments, of which photos name one by index.
+  const std::vector<std::string>& captions() const { return captions_; }
+  // Photo indexes of a regular album, ascending and without the trash.
+  std::vector<std::size_t> membersOf(const Container& album) const;
+  Season seasonOf(const Photo& photo) const;
+
+ private:
+  void planFolders();
+  void planProjects();
+  void planProject(std::size_t number, std::size_t count);
+  void planAlbums();
+  void planBuiltInAlbums();
+  void planPersons();
+  void planCaptions();
+  std::size_t projectOf(std::size_t index) const;
+  double projectDate(std::size_t project) const;
+  void describeFile(Photo& photo, class Random& random) const;
+  void describeExposure(Photo& photo, class Random& random) const;
+  void describeFaces(Photo& photo, class Random& random) const;
+  Container& addFolder(std::string uuid, std::string name, std::string parent, int type);
+  Container& addAlbum(std::string uuid, std::string name, std::string parent, int subclass);
+
+  MakeLibraryOptions options_;
+  std::vector<Container> folders_;
+  std::vector<std::size_t> projects_;  // indexes into folders_ of projects with photos
+  std::vector<Container> albums_;
+  std::vector<Person> persons_;
+  std::vector<std::string> captions_;
+};
+
+// Year, month and day of a moment, UTC.
+struct CivilDate {
+  int year, month, day, hour, minute, second;
+};
+CivilDate civilDate(double date);
+
+}  // namespace moxtel::makelibrary

@@ -1,0 +1,36 @@
+// One image file directory of the TIFF 6.0 format, little-endian: its entries, then the values that do not
+// fit into them. Exif data are such directories too.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace moxtel::makelibrary {
+
+class TiffDirectory final {
+ public:
+  void addText(std::uint16_t tag, const std::string& text);
+  void addShort(std::uint16_t tag, std::vector<std::uint16_t> values);
+  void addLong(std::uint16_t tag, std::uint32_t value);
+  // Fractions as numerator and denominator in turn.
+  void addRationals(std::uint16_t tag, const std::vector<std::uint32_t>& parts);
+  void addUndefined(std::uint16_t tag, const std::string& bytes);
+  // Of an entry made by addLong, once its value is known.
+  void setLong(std::uint16_t tag, std::uint32_t value);
+
+  std::size_t size() const;
+  // offset: where the directory will stand in the file, from the byte order mark on. Entries must have been
+  // added by ascending tag, as the format asks.
+  std::string bytes(std::size_t offset) const;
+
+ private:
+  struct Entry {
+    std::uint16_t tag, type;
+    std::uint32_t count;
+    std::string value;
+  };
+  std::vector<Entry> entries_;
+};
+
+}  // namespace moxtel::makelibrary
