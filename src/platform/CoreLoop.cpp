@@ -2,7 +2,6 @@
 
 #include <unistd.h>
 
-#include <QCoreApplication>
 #include <QEventLoop>
 #include <QSocketNotifier>
 #include <QTimer>
@@ -16,24 +15,12 @@
 #include <utility>
 
 #include "platform/Pipe.h"
+#include "platform/QtThread.h"
 #include "platform/SystemLog.h"
 
 namespace moxtel {
 
 namespace {
-
-// Qt's loop wants an application object, for the life of the process: never destroyed, for other static
-// objects may outlive main().
-void makeCoreApplicationIfMissing() {
-  static std::mutex mutex;
-  const std::lock_guard lock(mutex);
-  if (QCoreApplication::instance()) return;
-  static int count = 1;
-  static char name[] = "moxtel";
-  static char* arguments[] = {name, nullptr};
-  static QCoreApplication* application = new QCoreApplication(count, arguments);
-  static_cast<void>(application);
-}
 
 void emptyPipe(int fd) {
   std::array<char, 256> buffer{};
@@ -41,6 +28,7 @@ void emptyPipe(int fd) {
   }
 }
 
+// Qt's timers stay out of the header, and are destroyed on the thread that made them.
 class QtTimer final : public Timer {
  public:
   QtTimer(EventLoop::Duration interval, bool once, EventLoop::Task task) {
@@ -164,13 +152,14 @@ class CoreLoop::Queue {
   bool ended_ = false;
 };
 
-CoreLoop::CoreLoop() : queue_(std::make_shared<Queue>()) { makeCoreApplicationIfMissing(); }
+CoreLoop::CoreLoop() : queue_(std::make_shared<Queue>()) { prepareQtThread(); }
 
 CoreLoop::~CoreLoop() { queue_->end(); }
 
 int CoreLoop::run() {
   thread_ = std::this_thread::get_id();
   if (queue_->hasEnded()) return queue_->exitCode();
+  prepareQtThread();
   QEventLoop loop;
   QSocketNotifier notifier(queue_->wakeDescriptor(), QSocketNotifier::Read);
   QObject::connect(&notifier, &QSocketNotifier::activated,
@@ -211,10 +200,12 @@ bool CoreLoop::performAndWait(Task task) {
 }
 
 std::unique_ptr<Timer> CoreLoop::callAfter(Duration delay, Task task) {
+  prepareQtThread();
   return std::make_unique<QtTimer>(delay, true, std::move(task));
 }
 
 std::unique_ptr<Timer> CoreLoop::callEvery(Duration interval, Task task) {
+  prepareQtThread();
   return std::make_unique<QtTimer>(interval, false, std::move(task));
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -14,5 +15,10 @@ std::string currentHostName();
 // longer than the limit (the look-up then ends by itself, its answer unused).
 std::optional<std::string> nameOfHost(const std::string& address,
                                       std::chrono::milliseconds limit = std::chrono::milliseconds(2000));
+
+// Asks on a thread of its own and waits no longer than the limit; the question may go on after that, and its
+// answer is dropped. With many questions unanswered no further one is asked. The question must not throw.
+std::optional<std::string> answerWithin(std::chrono::milliseconds limit,
+                                        std::function<std::optional<std::string>()> question);
 
 }  // namespace moxtel

@@ -2,6 +2,7 @@
 // machine).
 #pragma once
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -10,8 +11,8 @@ namespace moxtel {
 class RunningApplications {
  public:
   virtual ~RunningApplications() = default;
-  // Names as their users know them ("iPhoto"), in no particular order, one entry a process. Core thread; well
-  // under a millisecond per hundred processes, touches no disk.
+  // Names as their users know them ("iPhoto"), in no particular order; a process may have two. Core thread;
+  // well under a millisecond per hundred processes, touches no disk.
   virtual std::vector<std::string> names() = 0;
 
  protected:
@@ -19,5 +20,8 @@ class RunningApplications {
   RunningApplications(const RunningApplications&) = default;
   RunningApplications& operator=(const RunningApplications&) = default;
 };
+
+// This machine's.
+std::unique_ptr<RunningApplications> makeRunningApplications();
 
 }  // namespace moxtel

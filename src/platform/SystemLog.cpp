@@ -1,6 +1,5 @@
 #include "platform/SystemLog.h"
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -9,6 +8,7 @@
 #include <mutex>
 
 #include "platform/Clock.h"
+#include "platform/ThisProcess.h"
 
 namespace moxtel {
 
@@ -20,15 +20,6 @@ std::shared_ptr<const SystemLogSink> currentSink;
 std::shared_ptr<const SystemLogSink> sink() {
   const std::lock_guard lock(sinkMutex);
   return currentSink;
-}
-
-const std::string& processName() {
-#ifdef __GLIBC__
-  static const std::string kName = program_invocation_short_name;
-#else
-  static const std::string kName = getprogname();
-#endif
-  return kName;
 }
 
 // A line that cannot be written is lost: there is nobody left to tell.

@@ -1,0 +1,42 @@
+#include "platform/ThisProcess.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/utsname.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+
+namespace moxtel {
+
+void openStandardDescriptors() {
+  for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) {
+    if (::fcntl(fd, F_GETFD) != -1 || errno != EBADF) continue;
+    // Those below are open: the lowest free number is this one. Not close-on-exec, as standard ones are.
+    ::open("/dev/null", O_RDWR);  // NOLINT
+  }
+}
+
+void ignoreBrokenPipes() { ::signal(SIGPIPE, SIG_IGN); }
+
+void prepareProcess() {
+  openStandardDescriptors();
+  ignoreBrokenPipes();
+}
+
+const std::string& processName() {
+#ifdef __GLIBC__
+  static const std::string kName = program_invocation_short_name;
+#else
+  static const std::string kName = getprogname();
+#endif
+  return kName;
+}
+
+std::string kernelRelease() {
+  utsname names{};
+  return ::uname(&names) == 0 ? names.release : "";
+}
+
+}  // namespace moxtel

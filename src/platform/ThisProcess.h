@@ -1,0 +1,23 @@
+// This process and the system it runs on.
+#pragma once
+
+#include <string>
+
+namespace moxtel {
+
+// What a main calls first, before it opens anything: descriptors 0 to 2 are opened on /dev/null if they are
+// closed (descriptor 0 means "no client" to the server, and a log line must not end in somebody's socket),
+// and writing to a connection that is gone gives an error, not a SIGPIPE.
+void prepareProcess();
+
+// The parts of it. Only while there is one thread.
+void openStandardDescriptors();
+void ignoreBrokenPipes();
+
+// The program's name without its path. Any thread.
+const std::string& processName();
+
+// The release of the kernel, as uname() tells it; empty if it does not. Any thread.
+std::string kernelRelease();
+
+}  // namespace moxtel
