@@ -8,6 +8,7 @@
 #include <string_view>
 #include <unordered_map>
 
+#include "library/AlbumEntries.h"
 #include "platform/Clock.h"
 #include "value/Value.h"
 
@@ -16,15 +17,14 @@ namespace moxtel {
 class LibraryDatabases;
 class MXSConsole;
 
-class AlbumData final {
+class AlbumData final : public AlbumEntries {
  public:
   // Borrows everything.
   AlbumData(LibraryDatabases& databases, MXSConsole& console, const Clock& clock = systemClock());
 
   void loadAlbumData();
 
-  // The entry stored under a key ("GUID" or "ProjectUuid" of the file); nil when there is none.
-  const Value& containerDict(std::string_view key) const;
+  const Value& containerDict(std::string_view key) const override;
   const std::unordered_map<std::string, Value>& containerDicts() const { return containerDicts_; }
   // A list in some files, a dictionary in others: as the file holds it. Nil before the first read.
   const Value& faceDicts() const { return faceDicts_; }

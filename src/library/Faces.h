@@ -1,4 +1,10 @@
 // Named persons as face albums, and the photos that show them. Core thread.
+//
+// Keys of a face album: "AlbumType" "Face", "AlbumId" (the face's uuid), "AlbumName", "KeyPhotoKey" (the
+// version shown for it), "FaceKey", "MasterKey" (that version's master), "FaceIndex" (0-based, which face on
+// that master) and "PhotoCount". A NULL in the database leaves its key out.
+//
+// Faces.db and the library database are never open at the same time through this class.
 #pragma once
 
 #include <cstdint>
@@ -15,16 +21,25 @@ class Faces final {
   // Borrows it.
   explicit Faces(LibraryDatabases& databases);
 
-  // The face albums: an immutable array of mutable dictionaries once cached; an empty list, not cached, when
-  // Faces.db cannot be opened.
+  // The face albums, an immutable array of mutable dictionaries, built on the first call and kept. An empty
+  // list when Faces.db cannot be opened. A list built while a database could not be opened or read is
+  // answered and not kept.
   Value facesAlbums();
+  // The masters on which the face was detected, once for every detection.
   std::vector<Text> masterUuidsForFaceID(const Value& faceId);
+  // First versions of those masters: a master with two detections counts twice.
   std::int32_t photoCountForFaceID(const Value& faceId);
+  // Those versions as a mutable array of mutable dictionaries with "PhotoKey", "MediaType" ("Image", also for
+  // movies) and "FoundBy".
   Value photosForFaceID(const Value& faceId);
 
   void dropCaches() { topFacesAlbums_ = {}; }
 
  private:
+  std::vector<Dictionary> readFaceNames();
+  void addMasterKeys(std::vector<Dictionary>& faces);
+  void addFaceIndexes(std::vector<Dictionary>& faces);
+
   LibraryDatabases& databases_;
   Value topFacesAlbums_;
 };

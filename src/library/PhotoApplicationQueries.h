@@ -1,6 +1,11 @@
 // What the container tree and the photo records ask of the running photo application. scripting/ answers;
 // where no application can be asked, NoPhotoApplication does. Core thread; an answer may take as long as a
 // script runs.
+//
+// The asker holds the library database open and no query under way. The answering side alone knows whether an
+// answer takes a script (most come from the album file or the database), so it calls
+// LibraryDatabases::releaseLocks() itself, right before it runs one: the photo application must be able to
+// write while it answers.
 #pragma once
 
 #include <cstdint>

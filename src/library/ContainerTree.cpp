@@ -1,0 +1,373 @@
+#include "library/ContainerTree.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <string>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "library/DatabaseUse.h"
+#include "library/DayName.h"
+#include "library/LibraryDatabases.h"
+#include "library/RecordKeys.h"
+#include "platform/SystemLog.h"
+#include "platform/UserDefaults.h"
+
+namespace moxtel {
+
+namespace {
+
+constexpr std::string_view kTopLevelAlbums = "TopLevelAlbums";
+constexpr std::string_view kAllProjectsItem = "AllProjectsItem";
+
+constexpr std::int32_t kPlainFolder = 1;
+constexpr std::int32_t kProjectFolder = 2;
+constexpr std::int32_t kUserAlbum = 1;
+constexpr std::int32_t kSmartSubclass = 2;
+constexpr std::int32_t kRegularSubclass = 3;
+
+// A stored count below this is distrusted and counted afresh.
+constexpr std::int32_t kTrustedPhotoCount = 3;
+
+// Albums that the photo application keeps for itself. The last name counts in the tree only: the flat list
+// of albumsFromDB never knew it.
+constexpr std::array<std::string_view, 14> kBuiltInAlbums = {"libraryFolderImplicitAlbum",
+                                                             "allProjectsAlbum",
+                                                             "trashAlbum",
+                                                             "flaggedAlbum",
+                                                             "lastImportAlbum",
+                                                             "rejectedAlbum",
+                                                             "lastNMonthsAlbum",
+                                                             "eventFilterBarAlbum",
+                                                             "allPlacedPhotosAlbum",
+                                                             "peopleAlbum",
+                                                             "peopleFilterBarAlbum",
+                                                             "placesFilterBarAlbum",
+                                                             "rotationAlbum",
+                                                             "Faces"};
+constexpr std::size_t kBuiltInNamesOfTheFlatList = 13;
+
+bool isBuiltIn(const Value& uuid, std::size_t names) {
+  const auto end = kBuiltInAlbums.begin() + static_cast<std::ptrdiff_t>(names);
+  return std::find(kBuiltInAlbums.begin(), end, uuid.string()) != end;
+}
+
+bool isListedAlbum(std::int32_t albumType, std::int32_t albumSubclass, const Value& uuid, std::size_t names) {
+  const bool kind = albumSubclass == kSmartSubclass || albumSubclass == kRegularSubclass;
+  return albumType == kUserAlbum && kind && !isBuiltIn(uuid, names);
+}
+
+const Text& albumKind(std::int32_t albumSubclass) {
+  return albumSubclass == kRegularSubclass ? record::kRegular : record::kSmart;
+}
+
+Date dateOf(std::int64_t secondsSinceReferenceDate) {
+  return Date{static_cast<double>(secondsSinceReferenceDate)};
+}
+
+// Dates in seconds since 2001-01-01 UTC; a minimum of 0 (a NULL too) says that there is none.
+Value displayName(const Value& name, std::int64_t minDate, std::int64_t maxDate, bool showMaximum) {
+  if (!name.string().empty()) return name;
+  if (minDate == 0) return "-";
+  const std::string first = dayName(dateOf(minDate));
+  if (!showMaximum || minDate == maxDate) return first;
+  return format("%@ … %@", first, dayName(dateOf(maxDate)));
+}
+
+// One container with its place in the user's order.
+struct Container {
+  Dictionary record{Mutability::Mutable};
+  std::int32_t order = 0;
+};
+
+Value arrayOf(std::vector<Container> containers) {
+  Array array(Mutability::Mutable);
+  array.reserve(containers.size());
+  for (Container& container : containers) array.append(std::move(container.record));
+  return array;
+}
+
+// The containers below one parent, while they are gathered. The library database is open meanwhile.
+class Listing final {
+ public:
+  Listing(LibraryDatabases& databases, const Value& parent, bool showMaximumDate)
+      : databases_(databases), parent_(parent), showMaximumDate_(showMaximumDate) {}
+
+  void readFolders();
+  void readAlbums();
+  void readCustomOrder();
+  void logTotals() const;
+
+  std::vector<Container>& containers() { return containers_; }
+
+ private:
+  void addFolder(const Query& row, bool belowTopLevelAlbums);
+  void countFolder(std::int32_t folderType, const Value& name);
+  void addAlbum(const Query& row);
+  std::unordered_map<std::string_view, std::size_t> positionsByUuid() const;
+
+  LibraryDatabases& databases_;
+  const Value& parent_;
+  const bool showMaximumDate_;
+  std::vector<Container> containers_;
+  int folders_ = 0;
+  int projects_ = 0;
+  int albums_ = 0;
+};
+
+void Listing::readFolders() {
+  const bool belowTopLevelAlbums = parent_.string() == kTopLevelAlbums;
+  Query query = databases_.run(DatabaseFile::Library,
+                               "SELECT "
+                               "name,uuid,folderType,modelId,posterVersionUuid,minImageDate,maxImageDate,"
+                               "isHiddenWhenEmpty FROM RKFolder WHERE parentFolderUuid = '%@' AND "
+                               "isInTrash = 0",
+                               {parent_});
+  while (query.step()) addFolder(query, belowTopLevelAlbums);
+}
+
+// Left out of the list are containers hidden when empty and, among the albums, projects. They count all the
+// same.
+void Listing::addFolder(const Query& row, bool belowTopLevelAlbums) {
+  const std::int32_t folderType = row.integerColumn(2);
+  const std::int64_t minDate = row.integer64Column(5);
+  if (minDate < 0) NSLog("minImageDate '%ld': %@", minDate, Value(dateOf(minDate)));
+  Value name = displayName(row.stringColumn(0), minDate, row.integer64Column(6), showMaximumDate_);
+  countFolder(folderType, name);
+  const bool hiddenWhenEmpty = row.integerColumn(7) != 0;
+  if (hiddenWhenEmpty || (belowTopLevelAlbums && folderType == kProjectFolder)) return;
+
+  Dictionary& folder = containers_.emplace_back().record;
+  if (folderType == kProjectFolder) folder.append(record::kAlbumType, record::kProject);
+  if (folderType == kPlainFolder) folder.append(record::kAlbumType, record::kFolder);
+  folder.append(record::kAlbumName, std::move(name));
+  record::appendNonNil(folder, record::kAlbumId, row.stringColumn(1));
+  folder.append(record::kModelId, row.integerNumberColumn(3));
+  record::appendNonNil(folder, record::kKeyPhotoKey, row.stringColumn(4));
+}
+
+void Listing::countFolder(std::int32_t folderType, const Value& name) {
+  if (folderType == kProjectFolder) {
+    ++projects_;
+  } else if (folderType == kPlainFolder) {
+    ++folders_;
+  } else {
+    NSLog("containersInParentUuid '%@' found new folder '%@' with folderType %d", parent_, name, folderType);
+  }
+}
+
+void Listing::readAlbums() {
+  Query query = databases_.run(DatabaseFile::Library,
+                               "SELECT "
+                               "name,uuid,modelId,albumType,albumSubclass,versionCount,posterVersionUuid "
+                               "FROM RKAlbum WHERE folderUuid = '%@' AND isInTrash = 0",
+                               {parent_});
+  while (query.step()) addAlbum(query);
+}
+
+void Listing::addAlbum(const Query& row) {
+  Value uuid = row.stringColumn(1);
+  const std::int32_t subclass = row.integerColumn(4);
+  if (!isListedAlbum(row.integerColumn(3), subclass, uuid, kBuiltInAlbums.size())) return;
+  Dictionary& album = containers_.emplace_back().record;
+  album.append(record::kAlbumType, record::kAlbum);
+  record::appendNonNil(album, record::kAlbumName, row.stringColumn(0));
+  record::appendNonNil(album, record::kAlbumId, std::move(uuid));
+  album.append(record::kModelId, row.integerNumberColumn(2));
+  album.append(record::kPhotoCount, row.integerNumberColumn(5));
+  album.append(record::kIPAlbumType, albumKind(subclass));
+  record::appendNonNil(album, record::kKeyPhotoKey, row.stringColumn(6));
+  ++albums_;
+}
+
+// Of containers with one uuid the first gets the place.
+std::unordered_map<std::string_view, std::size_t> Listing::positionsByUuid() const {
+  std::unordered_map<std::string_view, std::size_t> positions;
+  positions.reserve(containers_.size());
+  for (std::size_t i = 0; i < containers_.size(); ++i) {
+    const Value& uuid = containers_[i].record[record::kAlbumId];
+    if (uuid.isString()) positions.emplace(uuid.string(), i);
+  }
+  return positions;
+}
+
+void Listing::readCustomOrder() {
+  const auto positions = positionsByUuid();
+  Query query = databases_.run(
+      DatabaseFile::Library,
+      "SELECT objectUuid,orderNumber FROM RKCustomSortOrder WHERE containerUuid = '%@'", {parent_});
+  while (query.step()) {
+    const Value uuid = query.stringColumn(0);
+    const auto found = uuid.isNil() ? positions.end() : positions.find(uuid.string());
+    if (found == positions.end()) continue;
+    Container& container = containers_[found->second];
+    container.order = query.integerColumn(1);
+    container.record.set(record::kOrderNumber, query.integerNumberColumn(1));
+  }
+}
+
+void Listing::logTotals() const {
+  NSLog("In parentUuid '%@' I found %d folders, %d projects and %d albums", parent_, folders_, projects_,
+        albums_);
+}
+
+std::int32_t photosOfProject(LibraryDatabases& databases, const Value& uuid) {
+  Query query = databases.run(DatabaseFile::Library,
+                              "SELECT COUNT(uuid) FROM RKVersion WHERE projectUuid = '%@' AND versionNumber "
+                              "!= 0 AND isInTrash = 0",
+                              {uuid});
+  return query.step() ? query.integerColumn(0) : 0;
+}
+
+std::int32_t countAfresh(LibraryDatabases& databases, PhotoApplicationQueries& application,
+                         const Dictionary& container) {
+  const std::string_view type = container[record::kAlbumType].string();
+  const Value& uuid = container[record::kAlbumId];
+  if (type == record::kProject.view()) return photosOfProject(databases, uuid);
+  return application.photoCountOf(type == record::kAlbum.view() ? "album" : "folder", uuid,
+                                  container[record::kModelId].intValue());
+}
+
+void addNote(LibraryDatabases& databases, Dictionary& container) {
+  Query query = databases.run(DatabaseFile::Library, "SELECT note FROM RKNote WHERE attachedToUuid = '%@'",
+                              {container[record::kAlbumId]});
+  if (!query.step()) return;
+  Value note = query.stringColumn(0);
+  if (note.string().empty()) return;
+  NSLog("Found note for Album/Folder '%@': '%@'", container[record::kAlbumName], note);
+  container.set(record::kNote, std::move(note));
+}
+
+Value firstWithUuid(const Value& list, const Value& id) {
+  const Value uuid = record::uuidText(id);
+  if (uuid.isNil()) return {};
+  for (const Value& container : list.array()) {
+    if (container[record::kAlbumId] == uuid) return container;
+  }
+  return {};
+}
+
+}  // namespace
+
+ContainerTree::ContainerTree(LibraryDatabases& databases, PhotoApplicationQueries& application,
+                             const UserDefaults& defaults)
+    : databases_(databases), application_(application), defaults_(defaults) {}
+
+Value ContainerTree::containersInParentUuid(const Value& parent) {
+  DatabaseUse library(databases_, DatabaseFile::Library);
+  if (!library.isOpen()) return {};
+  Listing listing(databases_, parent, defaults_.boolForKey("ApertureFolderMinMaxDate"));
+  listing.readFolders();
+  if (parent.string() != kAllProjectsItem) listing.readAlbums();
+  for (Container& container : listing.containers()) decorate(container.record);
+  listing.readCustomOrder();
+  library.close();
+  // Containers with the same number may come out in any order; here they keep the database's.
+  std::stable_sort(listing.containers().begin(), listing.containers().end(),
+                   [](const Container& a, const Container& b) { return a.order < b.order; });
+  listing.logTotals();
+  return arrayOf(std::move(listing.containers()));
+}
+
+void ContainerTree::decorate(Dictionary& container) {
+  std::int32_t count = container[record::kPhotoCount].intValue();
+  if (count < kTrustedPhotoCount) {
+    count = countAfresh(databases_, application_, container);
+    container.set(record::kPhotoCount, count);
+  }
+  if (count > 0 && container.contains(record::kAlbumName) && !container.contains(record::kKeyPhotoKey)) {
+    record::appendNonNil(container, record::kKeyPhotoKey, keyPhotoOf(container));
+  }
+  addNote(databases_, container);
+}
+
+// Folders have none.
+Value ContainerTree::keyPhotoOf(const Dictionary& container) {
+  const std::string_view type = container[record::kAlbumType].string();
+  if (type == record::kAlbum.view()) return keyPhotoOfAlbum(container);
+  if (type == record::kProject.view()) return application_.keyPhotoOfProject(container, true);
+  return {};
+}
+
+Value ContainerTree::keyPhotoOfAlbum(const Dictionary& album) {
+  Value photo = application_.keyPhotoOfAlbum(album, false);
+  return photo.isNil() ? application_.keyPhotoOfAlbum(album, true) : photo;
+}
+
+Value ContainerTree::keptList(Value& kept, std::string_view parent) {
+  if (!kept.isNil()) return kept;
+  Value list = containersInParentUuid(parent);
+  if (!databases_.sawFailure()) kept = list;
+  return list;
+}
+
+Value ContainerTree::getTopLevelAlbums() { return keptList(topLevelAlbums_, kTopLevelAlbums); }
+
+Value ContainerTree::getTopLevelProjects() { return keptList(topLevelProjects_, kAllProjectsItem); }
+
+Value ContainerTree::albumDictWithUuid(const Value& uuid) { return firstWithUuid(getTopLevelAlbums(), uuid); }
+
+Value ContainerTree::projectDictWithUuid(const Value& uuid) {
+  return firstWithUuid(getTopLevelProjects(), uuid);
+}
+
+void ContainerTree::dropCaches() {
+  topLevelAlbums_ = {};
+  topLevelProjects_ = {};
+}
+
+namespace {
+
+// The flat list's folders: with a type that only albums have elsewhere, and without "AlbumType".
+void addTopLevelFolders(LibraryDatabases& databases, std::vector<Container>& list) {
+  Query query = databases.run(
+      DatabaseFile::Library,
+      "SELECT name,uuid,versionCount FROM RKFolder WHERE parentFolderUuid = 'TopLevelAlbums'", {});
+  while (query.step()) {
+    Dictionary& folder = list.emplace_back().record;
+    record::appendNonNil(folder, record::kAlbumName, query.stringColumn(0));
+    record::appendNonNil(folder, record::kAlbumId, query.stringColumn(1));
+    folder.append(record::kPhotoCount, query.integerNumberColumn(2));
+    folder.append(record::kIPAlbumType, record::kRegular);
+  }
+}
+
+void addFlatAlbum(const Query& row, std::vector<Container>& list) {
+  Value uuid = row.stringColumn(1);
+  Value name = row.stringColumn(0);
+  const std::int32_t type = row.integerColumn(2);
+  const std::int32_t subclass = row.integerColumn(3);
+  if (uuid.string() == "allPhotosAlbum") NSLog("%@: %@, %d/%d", uuid, name, type, subclass);
+  if (!isListedAlbum(type, subclass, uuid, kBuiltInNamesOfTheFlatList)) return;
+  Dictionary& album = list.emplace_back().record;
+  album.append(record::kAlbumType, record::kAlbum);
+  record::appendNonNil(album, record::kAlbumName, std::move(name));
+  record::appendNonNil(album, record::kAlbumId, std::move(uuid));
+  album.append(record::kPhotoCount, row.integerNumberColumn(4));
+  album.append(record::kIPAlbumType, albumKind(subclass));
+}
+
+}  // namespace
+
+Value ContainerTree::albumsFromDB() {
+  DatabaseUse library(databases_, DatabaseFile::Library);
+  if (!library.isOpen()) return {};
+  std::vector<Container> list;
+  addTopLevelFolders(databases_, list);
+  {
+    Query query = databases_.run(DatabaseFile::Library,
+                                 "SELECT name,uuid,albumType,albumSubclass,versionCount FROM RKAlbum", {});
+    while (query.step()) addFlatAlbum(query, list);
+  }
+  for (Container& entry : list) {
+    record::appendNonNil(entry.record, record::kKeyPhotoKey, keyPhotoOfAlbum(entry.record));
+  }
+  library.close();
+  Value albums = arrayOf(std::move(list));
+  NSLog("albums: %@", albums);
+  return albums;
+}
+
+}  // namespace moxtel

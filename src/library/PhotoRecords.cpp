@@ -1,0 +1,239 @@
+#include "library/PhotoRecords.h"
+
+#include <cstdint>
+#include <utility>
+
+#include "library/AlbumEntries.h"
+#include "library/DatabaseUse.h"
+#include "library/RecordKeys.h"
+#include "platform/SystemLog.h"
+
+namespace moxtel {
+
+namespace {
+
+// Generous on purpose, and the same for both: a latitude may be anything that an angle may be.
+constexpr double kLargestCoordinate = 360.0;
+
+const Value& mediaType(const Value& videoPosterFrame) {
+  static const Value kImage(record::kImage);
+  static const Value kMovie(record::kMovie);
+  return videoPosterFrame.string().empty() ? kImage : kMovie;
+}
+
+// "SQL" and "AppleScript" as they stand in every record.
+const Value& foundBySQL() {
+  static const Value kText(record::kSQL);
+  return kText;
+}
+const Value& foundByAppleScript() {
+  static const Value kText(record::kAppleScript);
+  return kText;
+}
+
+void appendCoordinates(Dictionary& photo, Value latitude, Value longitude) {
+  record::appendNonNil(photo, record::kLatitude, std::move(latitude));
+  record::appendNonNil(photo, record::kLongitude, std::move(longitude));
+}
+
+// From a row of modelId and, from a column on, exifLatitude, exifLongitude and videoPosterFramePoint.
+Dictionary photoRecord(const Query& row, Value uuid, const Value& foundBy, int coordinates) {
+  Value latitude = row.realNumberColumn(coordinates);
+  Value longitude = row.realNumberColumn(coordinates + 1);
+  Dictionary photo(Mutability::Mutable);
+  photo.reserve(4U + (latitude.isNil() ? 0U : 1U) + (longitude.isNil() ? 0U : 1U));
+  photo.append(record::kPhotoKey, std::move(uuid));
+  photo.append(record::kModelId, row.integerNumberColumn(0));
+  photo.append(record::kMediaType, mediaType(row.stringColumn(coordinates + 2)));
+  photo.append(record::kFoundBy, foundBy);
+  appendCoordinates(photo, std::move(latitude), std::move(longitude));
+  return photo;
+}
+
+// All rows of a query for modelId,uuid,exifLatitude,exifLongitude,videoPosterFramePoint. A photo without a
+// uuid could never be asked for.
+Array photosOf(Query query) {
+  Array photos(Mutability::Mutable);
+  while (query.step()) {
+    Value uuid = query.stringColumn(1);
+    if (!uuid.isNil()) photos.append(photoRecord(query, std::move(uuid), foundBySQL(), 2));
+  }
+  return photos;
+}
+
+// The last text of the rows that is not empty; nil without one.
+Value lastTextOf(Query query) {
+  Value last;
+  while (query.step()) {
+    Value text = query.stringColumn(0);
+    if (!text.string().empty()) last = std::move(text);
+  }
+  return last;
+}
+
+Value captionOf(LibraryDatabases& databases, std::int32_t modelId) {
+  return lastTextOf(
+      databases.run(DatabaseFile::Properties,
+                    "SELECT stringProperty FROM RKUniqueString WHERE modelId = (SELECT stringId FROM "
+                    "RKIptcProperty WHERE propertyKey = 'Caption/Abstract' AND versionId = %d)",
+                    {modelId}));
+}
+
+Value commentOf(LibraryDatabases& databases, std::int32_t modelId) {
+  return lastTextOf(
+      databases.run(DatabaseFile::Properties,
+                    "SELECT stringProperty FROM RKUniqueString WHERE modelId = (SELECT stringId FROM "
+                    "RKExifStringProperty WHERE propertyKey = 'ImageDescription' AND versionId = %d)",
+                    {modelId}));
+}
+
+void appendTexts(Value& photo, Value caption, Value comment) {
+  if (caption.isNil() && comment.isNil()) return;
+  Dictionary& dictionary = photo.editDictionary();
+  dictionary.reserve(dictionary.size() + (caption.isNil() ? 0U : 1U) + (comment.isNil() ? 0U : 1U));
+  record::appendNonNil(dictionary, record::kCaption, std::move(caption));
+  record::appendNonNil(dictionary, record::kComment, std::move(comment));
+}
+
+bool isPlausible(double latitude, double longitude) {
+  const bool inRange = latitude >= -kLargestCoordinate && latitude <= kLargestCoordinate &&
+                       longitude >= -kLargestCoordinate && longitude <= kLargestCoordinate;
+  return inRange && !(latitude == 0.0 && longitude == 0.0);
+}
+
+}  // namespace
+
+PhotoRecords::PhotoRecords(LibraryDatabases& databases, const AlbumEntries& albumData,
+                           PhotoApplicationQueries& application)
+    : databases_(databases), albumData_(albumData), application_(application) {}
+
+Value PhotoRecords::photosInContainer(const Value& uuid) {
+  DatabaseUse library(databases_, DatabaseFile::Library);
+  if (!library.isOpen()) return {};
+  if (uuid.string() == "allPhotosAlbum") return wholeLibrary();
+  Array photos = isFolder(uuid) ? photosOfProject(uuid) : photosOfAlbum(uuid);
+  library.close();
+  addCaptions(photos);
+  return photos;
+}
+
+Array PhotoRecords::wholeLibrary() {
+  return photosOf(databases_.run(DatabaseFile::Library,
+                                 "SELECT modelId,uuid,exifLatitude,exifLongitude,videoPosterFramePoint FROM "
+                                 "RKVersion WHERE isInTrash = 0 AND versionNumber != 0",
+                                 {}));
+}
+
+bool PhotoRecords::isFolder(const Value& uuid) {
+  Query query =
+      databases_.run(DatabaseFile::Library, "SELECT uuid,modelId FROM RKFolder WHERE uuid = '%@'", {uuid});
+  bool found = false;
+  while (query.step()) found = found || !query.stringColumn(0).isNil();
+  return found;
+}
+
+Array PhotoRecords::photosOfProject(const Value& uuid) {
+  return photosOf(databases_.run(DatabaseFile::Library,
+                                 "SELECT modelId,uuid,exifLatitude,exifLongitude,videoPosterFramePoint FROM "
+                                 "RKVersion WHERE projectUuid = '%@' AND versionNumber != 0 AND isInTrash = "
+                                 "0",
+                                 {uuid}));
+}
+
+Array PhotoRecords::photosOfAlbum(const Value& uuid) {
+  const std::int32_t modelId = modelIdOfAlbum(uuid);
+  std::vector<Text> members = membersOf(modelId);
+  // A smart album has no members of its own.
+  if (members.empty()) members = application_.imageUuidsOf("album", uuid, modelId);
+  Array photos(Mutability::Mutable);
+  photos.reserve(members.size());
+  for (Text& member : members) {
+    const Value key(std::move(member));
+    Query query = databases_.run(DatabaseFile::Library,
+                                 "SELECT modelId,exifLatitude,exifLongitude,videoPosterFramePoint FROM "
+                                 "RKVersion WHERE uuid = '%@'",
+                                 {key});
+    // "AppleScript" on purpose, whoever named the members: clients know an album's photos by it.
+    while (query.step()) photos.append(photoRecord(query, key, foundByAppleScript(), 1));
+  }
+  return photos;
+}
+
+// The album file is asked for an entry of a fixed name, which no file holds in practice, and then the
+// database. Kept on purpose: an entry of that name would be heeded.
+std::int32_t PhotoRecords::modelIdOfAlbum(const Value& uuid) {
+  const Value& entry = albumData_.containerDict("containerUuid");
+  if (entry["Album Type"].string() == "Smart") NSLog("found smart album %@", entry);
+  const std::int32_t modelId = entry["AlbumId"].intValue();
+  if (modelId != 0) return modelId;
+  Query query =
+      databases_.run(DatabaseFile::Library, "SELECT modelId FROM RKAlbum WHERE uuid = '%@'", {uuid});
+  return query.step() ? query.integerColumn(0) : 0;
+}
+
+std::vector<Text> PhotoRecords::membersOf(std::int32_t albumModelId) {
+  Query query = databases_.run(DatabaseFile::Library,
+                               "SELECT uuid FROM RKVersion WHERE modelId IN (SELECT versionId FROM "
+                               "RKAlbumVersion WHERE albumId = %d)",
+                               {albumModelId});
+  std::vector<Text> members;
+  while (query.step()) {
+    const Value uuid = query.stringColumn(0);
+    if (!uuid.isNil()) members.push_back(uuid.text());
+  }
+  return members;
+}
+
+void PhotoRecords::addCaptions(Array& photos) {
+  DatabaseUse properties(databases_, DatabaseFile::Properties);
+  if (!properties.isOpen()) {
+    NSLog("could not open Properties DB");
+    return;
+  }
+  for (Value& photo : photos) {
+    const std::int32_t modelId = photo[record::kModelId].intValue();
+    if (modelId == 0) {
+      NSLog("no modelid");
+    } else {
+      Value caption = captionOf(databases_, modelId);
+      appendTexts(photo, std::move(caption), commentOf(databases_, modelId));
+    }
+  }
+}
+
+Value PhotoRecords::photoDictWithVersionId(const Value& uuid) {
+  DatabaseUse library(databases_, DatabaseFile::Library, DatabaseUse::AfterFailure::Close);
+  Query query = databases_.run(DatabaseFile::Library,
+                               "SELECT modelId,exifLatitude,exifLongitude,videoPosterFramePoint,fileName,"
+                               "rotation FROM RKVersion WHERE uuid = '%@'",
+                               {uuid});
+  Value last;
+  while (query.step()) {
+    Dictionary photo(Mutability::Mutable);
+    record::appendNonNil(photo, record::kPhotoKey, record::uuidText(uuid));
+    photo.append(record::kModelId, query.integerNumberColumn(0));
+    record::appendNonNil(photo, record::kFileName, query.stringColumn(4));
+    photo.append(record::kRotation, query.integerNumberColumn(5));
+    photo.append(record::kMediaType, mediaType(query.stringColumn(3)));
+    photo.append(record::kFoundBy, foundBySQL());
+    appendCoordinates(photo, query.realNumberColumn(1), query.realNumberColumn(2));
+    last = std::move(photo);
+  }
+  return last;
+}
+
+void PhotoRecords::repairCoordinatesOf(Dictionary& photo) {
+  const Value latitudeObject = photo[record::kLatitude];
+  if (latitudeObject.isNil() && photo[record::kLongitude].isNil()) return;
+  if (!latitudeObject.isNil() && !latitudeObject.isNumber()) NSLog("strange number: %@", latitudeObject);
+  const double latitude = latitudeObject.doubleValue();
+  const double longitude = photo[record::kLongitude].doubleValue();
+  if (isPlausible(latitude, longitude)) return;
+  if (latitude != 0.0 || longitude != 0.0) {
+    NSLog("found strange coordinates: %lf / %lf", latitude, longitude);
+  }
+  photo.remove(record::kLatitude);
+  photo.remove(record::kLongitude);
+}
+
+}  // namespace moxtel
