@@ -1,0 +1,87 @@
+// A photo library in a temporary folder, with the real tables and indexes and no rows, for tests to fill; and
+// the server's side of it, opened the way the program does. Both vanish with the test.
+#pragma once
+
+#include <sqlite3.h>
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "console/MXSConsole.h"
+#include "library/LibraryDatabases.h"
+#include "platform/ChildProcess.h"
+#include "platform/FakeEventLoop.h"
+#include "platform/UserDefaults.h"
+#include "tests/TemporaryFolder.h"
+#include "value/Value.h"
+
+namespace moxtel::test {
+
+// The files. What fails throws std::runtime_error, which ends the test.
+class TestLibrary final {
+ public:
+  // In a new folder below the temporary one; the name may hold anything that a file name can.
+  explicit TestLibrary(std::string_view name = "Library");
+
+  std::string path() const { return folder_.string(); }
+  std::string pathOf(DatabaseFile file) const;
+
+  // Adds a row: the named columns, all others NULL (modelId numbers itself). The table's name tells the
+  // database. Returns the row's modelId.
+  std::int64_t insert(std::string_view table, const Dictionary& columns);
+  // Any statements.
+  void execute(DatabaseFile file, const std::string& sql);
+
+  void remove(DatabaseFile file);
+  // Replaces a file's contents.
+  void overwrite(DatabaseFile file, std::string_view bytes);
+
+ private:
+  TemporaryFolder root_;
+  std::filesystem::path folder_;
+};
+
+// Another program that writes: holds an open connection of its own, without waiting for locks.
+class OtherProgram final {
+ public:
+  explicit OtherProgram(const std::string& file);
+  ~OtherProgram();
+  OtherProgram(const OtherProgram&) = delete;
+  OtherProgram& operator=(const OtherProgram&) = delete;
+  // The SQLite result code.
+  int execute(const char* sql);
+  // Whether it could begin, and roll back, a write that needs the file for itself.
+  bool canWrite();
+
+ private:
+  sqlite3* connection_ = nullptr;
+};
+
+// A runner that starts nothing.
+class NoProcesses final : public ProcessRunner {
+ public:
+  ProcessResult run(const ProcessRequest&) override { return {}; }
+};
+
+// The databases of a test library, located and loaded.
+struct OpenedLibrary {
+  explicit OpenedLibrary(const TestLibrary& files);
+  // What the server does between two commands: others may write from here on.
+  void nextCommand();
+
+  FakeEventLoop loop;
+  UserDefaults defaults;
+  NoProcesses processes;
+  MXSConsole console;
+  PhotoApplicationFlags flags;
+  LibraryDatabases databases;
+};
+
+// Several rows' values of one key, in order; nil where the key is missing.
+std::vector<Value> valuesOf(const Value& list, std::string_view key);
+// The keys of a dictionary in order.
+std::vector<std::string> keysOf(const Value& dictionary);
+
+}  // namespace moxtel::test
