@@ -101,15 +101,43 @@ void ArchiveWriter::utf16(std::string_view text) {
   next_ = place;
 }
 
+void ArchiveWriter::date(Date value) {
+  std::uint8_t* place = room(9);
+  *place++ = 0x33;
+  next_ = putSized(place, std::bit_cast<std::uint64_t>(value.seconds), 8);
+}
+
+void ArchiveWriter::uid(std::uint64_t index) {
+  const int width = widthOf(index);
+  std::uint8_t* place = room(9);
+  *place++ = static_cast<std::uint8_t>(0x80 | (width - 1));
+  next_ = putSized(place, index, width);
+}
+
 void ArchiveWriter::data(const Bytes& bytes) {
-  next_ = putHead(room(kLongestHead), 4, bytes.size());
   if (bytes.size() < kBorrowedFrom) {
-    this->bytes({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+    copiedData(bytes);
     return;
   }
+  next_ = putHead(room(kLongestHead), 4, bytes.size());
   sealPiece();
   out_.pieces_.emplace_back(bytes);
   sealed_ += bytes.size();
+}
+
+void ArchiveWriter::copiedData(const Bytes& bytes) {
+  next_ = putHead(room(kLongestHead), 4, bytes.size());
+  this->bytes({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+}
+
+void ArchiveWriter::trailer(std::uint64_t table, int referenceWidth, std::uint64_t objects,
+                            std::uint64_t top) {
+  std::uint8_t* place = putSized(room(32), 0, 6);
+  *place++ = static_cast<std::uint8_t>(widthOf(table));
+  *place++ = static_cast<std::uint8_t>(referenceWidth);
+  place = putSized(place, objects, 8);
+  place = putSized(place, top, 8);
+  next_ = putSized(place, table, 8);
 }
 
 ArchivePieces ArchiveWriter::finish(const Value& lender) {
@@ -117,6 +145,13 @@ ArchivePieces ArchiveWriter::finish(const Value& lender) {
   out_.size_ = static_cast<std::size_t>(sealed_);
   out_.held_ = lender;
   return std::move(out_);
+}
+
+Bytes ArchivePieces::joined() const {
+  Bytes bytes;
+  bytes.reserve(size_);
+  for (const auto piece : pieces_) bytes.insert(bytes.end(), piece.begin(), piece.end());
+  return bytes;
 }
 
 }  // namespace moxtel

@@ -64,8 +64,13 @@ class ArchiveWriter final {
   void real(double value);
   // A text in ASCII where it is, else in UTF-16.
   void string(std::string_view text);
-  // Large data is borrowed, not copied.
+  void date(Date value);
+  void uid(std::uint64_t index);
+  // Large data is borrowed, not copied: it lives until the pieces are gone.
   void data(const Bytes& bytes);
+  void copiedData(const Bytes& bytes);
+  // The last 32 bytes; the table of offsets was begun at `table`.
+  void trailer(std::uint64_t table, int referenceWidth, std::uint64_t objects, std::uint64_t top);
 
   // What was written; the value lends the borrowed data.
   ArchivePieces finish(const Value& lender);

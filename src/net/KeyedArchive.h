@@ -21,6 +21,8 @@ class ArchivePieces final {
   // Of all pieces together, in bytes.
   std::size_t size() const { return size_; }
   const std::vector<std::span<const std::uint8_t>>& pieces() const { return pieces_; }
+  // All of them in one stretch, copied.
+  Bytes joined() const;
 
  private:
   friend class ArchiveWriter;

@@ -545,12 +545,7 @@ void Archiver::writeFrame() {
 // UIDs take 2, 3 or 5 bytes; they follow one another, so that their offsets need not be kept.
 void Archiver::writeUidObjects() {
   uidOffset_ = out_.offset();
-  for (std::uint64_t index = firstUid_; index < offsets_.size(); ++index) {
-    const int width = widthOf(index);
-    std::uint8_t* place = out_.room(5);
-    *place++ = static_cast<std::uint8_t>(0x80 | (width - 1));
-    out_.written(putSized(place, index, width));
-  }
+  for (std::uint64_t index = firstUid_; index < offsets_.size(); ++index) out_.uid(index);
 }
 
 std::uint64_t Archiver::uidOffset(std::uint64_t index) const {
@@ -576,25 +571,13 @@ void Archiver::writeOffsets() {
   for (std::uint64_t index = firstUid_; index < offsets_.size(); ++index) put(uidOffset(index));
   for (const std::uint64_t offset : innerOffsets_) put(offset);
 
-  std::uint8_t* place = out_.room(32);
-  place = putSized(place, 0, 6);
-  *place++ = static_cast<std::uint8_t>(width);
-  *place++ = static_cast<std::uint8_t>(widthOf(objectCount_));
-  place = putSized(place, objectCount_, 8);
-  place = putSized(place, 0, 8);
-  out_.written(putSized(place, table, 8));
+  out_.trailer(table, widthOf(objectCount_), objectCount_, 0);
 }
 
 }  // namespace
 
 ArchivePieces archivedPieces(const Value& root) { return Archiver(root).archive(); }
 
-Bytes archivedData(const Value& root) {
-  const ArchivePieces pieces = archivedPieces(root);
-  Bytes bytes;
-  bytes.reserve(pieces.size());
-  for (const auto piece : pieces.pieces()) bytes.insert(bytes.end(), piece.begin(), piece.end());
-  return bytes;
-}
+Bytes archivedData(const Value& root) { return archivedPieces(root).joined(); }
 
 }  // namespace moxtel

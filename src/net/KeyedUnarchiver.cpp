@@ -619,7 +619,7 @@ std::variant<Value, DecodingError> unarchivedObject(std::span<const std::uint8_t
   if (bytes.empty()) return DecodingError{"there are no bytes"};
   Bytes converted;
   if (!BinaryPropertyList::hasMagic(bytes)) {
-    auto binary = binaryPropertyListOfXml(bytes, limits.depth + 8);
+    auto binary = binaryPropertyListOfXml(bytes);
     if (auto* error = std::get_if<DecodingError>(&binary)) return std::move(*error);
     converted = std::move(std::get<Bytes>(binary));
     bytes = converted;

@@ -14,9 +14,7 @@
 
 namespace moxtel {
 
-// Time and memory are bounded by a constant times the input's size; collections nested deeper than `depth`
-// are an error.
-std::variant<Bytes, DecodingError> binaryPropertyListOfXml(std::span<const std::uint8_t> xml,
-                                                           std::size_t depth);
+// Time and memory are bounded by a constant times the input's size, however deep it is nested.
+std::variant<Bytes, DecodingError> binaryPropertyListOfXml(std::span<const std::uint8_t> xml);
 
 }  // namespace moxtel

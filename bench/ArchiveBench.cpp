@@ -1,0 +1,99 @@
+// The archive of a list of photos, written and read, beside the floor (a copy of the output into memory that
+// was never touched) and a peer (libplist's reader). bench/archive_peer.py is the other peer.
+#include <benchmark/benchmark.h>
+#include <plist/plist.h>
+#include <sys/mman.h>
+
+#include <cstring>
+#include <string>
+
+#include "net/KeyedArchive.h"
+
+namespace moxtel {
+namespace {
+
+// As the photo listing builds them: keys share their storage, every second photo has a caption.
+Value photos(std::int64_t count) {
+  const Text key("PhotoKey"), model("ModelId"), media("MediaType"), found("FoundBy"), latitude("latitude"),
+      longitude("longitude"), caption("Caption");
+  Array list(Mutability::Mutable);
+  for (std::int64_t i = 0; i < count; ++i) {
+    Dictionary photo(Mutability::Mutable);
+    photo.append(key, "Xq3%+9aZRk2Bc0D" + std::to_string(1000000 + i));
+    photo.append(model, i + 1);
+    photo.append(media, i % 20 == 0 ? "Movie" : "Image");
+    photo.append(found, "SQL");
+    photo.append(latitude, -90 + static_cast<double>(i) * 180 / static_cast<double>(count));
+    photo.append(longitude, -180 + static_cast<double>(i) * 360 / static_cast<double>(count));
+    if (i % 2 == 0) photo.append(caption, "Caption " + std::to_string(i % 5000));
+    list.append(std::move(photo));
+  }
+  return Dictionary({{"result", std::move(list)}});
+}
+
+void count(benchmark::State& state, std::size_t bytes) {
+  state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(bytes));
+  state.counters["bytes"] = static_cast<double>(bytes);
+  state.counters["photos/s"] =
+      benchmark::Counter(static_cast<double>(state.range(0)), benchmark::Counter::kIsIterationInvariantRate);
+}
+
+void BM_WritePieces(benchmark::State& state) {
+  const Value value = photos(state.range(0));
+  std::size_t size = 0;
+  for (auto _ : state) size = archivedPieces(value).size();
+  count(state, size);
+}
+
+void BM_WriteJoined(benchmark::State& state) {
+  const Value value = photos(state.range(0));
+  std::size_t size = 0;
+  for (auto _ : state) size = archivedData(value).size();
+  count(state, size);
+}
+
+void BM_FirstTouchCopy(benchmark::State& state) {
+  const Bytes bytes = archivedData(photos(state.range(0)));
+  for (auto _ : state) {
+    void* fresh = mmap(nullptr, bytes.size(), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (fresh == MAP_FAILED) return state.SkipWithError("no memory");
+    std::memcpy(fresh, bytes.data(), bytes.size());
+    benchmark::ClobberMemory();
+    munmap(fresh, bytes.size());
+  }
+  count(state, bytes.size());
+}
+
+void BM_Read(benchmark::State& state) {
+  const Bytes bytes = archivedData(photos(state.range(0)));
+  for (auto _ : state) {
+    const auto read = unarchivedObject(bytes);
+    if (!std::holds_alternative<Value>(read)) return state.SkipWithError("not read");
+  }
+  count(state, bytes.size());
+}
+
+// libplist only takes the property list apart; it makes no photos of it.
+void BM_ReadLibplist(benchmark::State& state) {
+  const Bytes bytes = archivedData(photos(state.range(0)));
+  for (auto _ : state) {
+    plist_t list = nullptr;
+    plist_from_bin(reinterpret_cast<const char*>(bytes.data()), static_cast<std::uint32_t>(bytes.size()),
+                   &list);
+    if (!list) return state.SkipWithError("not read");
+    plist_free(list);
+  }
+  count(state, bytes.size());
+}
+
+#define PHOTOS ->Arg(1000)->Arg(10000)->Arg(100000)->Unit(benchmark::kMillisecond)->UseRealTime()
+BENCHMARK(BM_FirstTouchCopy) PHOTOS;
+BENCHMARK(BM_WritePieces) PHOTOS;
+BENCHMARK(BM_WriteJoined) PHOTOS;
+BENCHMARK(BM_Read) PHOTOS;
+BENCHMARK(BM_ReadLibplist) PHOTOS;
+
+}  // namespace
+}  // namespace moxtel
+
+BENCHMARK_MAIN();

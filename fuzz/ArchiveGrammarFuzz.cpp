@@ -1,0 +1,224 @@
+// Archives made from the fuzzer's choices: the property list is well formed, what the archive in it says is
+// anything: references to nowhere and in circles, classes that are none, lists of different lengths, lists
+// that several objects share, old forms, widths from 1 to 8 bytes. Or a Value, written and read again.
+#include <array>
+#include <vector>
+
+#include "fuzz/ArchiveCheck.h"
+
+namespace moxtel::fuzz {
+namespace {
+
+// A binary property list put together object by object.
+class ListBuilder final {
+ public:
+  explicit ListBuilder(std::size_t width) : width_(width) {}
+
+  std::uint64_t add(const std::string& object) {
+    objects_.push_back(object);
+    return objects_.size() - 1;
+  }
+  std::uint64_t string(const std::string& text) { return add(head(5, text.size()) + text); }
+  std::uint64_t utf16(const std::string& bytes) { return add(head(6, bytes.size() / 2) + bytes); }
+  std::uint64_t uid(std::uint64_t index, std::size_t width) {
+    return add(static_cast<char>(0x80 | (width - 1)) + big(index, width));
+  }
+  std::uint64_t array(const std::vector<std::uint64_t>& items) {
+    return add(head(10, items.size()) + references(items));
+  }
+  std::uint64_t dictionary(const std::vector<std::uint64_t>& keys, const std::vector<std::uint64_t>& values) {
+    return add(head(13, keys.size()) + references(keys) + references(values));
+  }
+  std::string finish(std::uint64_t top, std::size_t offsetWidth) const {
+    std::string out = "bplist00";
+    std::string table;
+    for (const std::string& object : objects_) {
+      table += big(out.size(), offsetWidth);
+      out += object;
+    }
+    const std::size_t tableAt = out.size();
+    return out + table + std::string(6, 0) + static_cast<char>(offsetWidth) + static_cast<char>(width_) +
+           big(objects_.size(), 8) + big(top, 8) + big(tableAt, 8);
+  }
+
+  static std::string big(std::uint64_t number, std::size_t width) {
+    std::string out;
+    while (out.size() < width) out += static_cast<char>(number >> (8 * (width - 1 - out.size())) & 255);
+    return out;
+  }
+  static std::string head(int kind, std::size_t count) {
+    if (count < 15) return {static_cast<char>(kind << 4 | static_cast<int>(count))};
+    return static_cast<char>(kind << 4 | 15) + std::string(1, 0x11) + big(count, 2);
+  }
+
+ private:
+  std::string references(const std::vector<std::uint64_t>& items) const {
+    std::string out;
+    for (const std::uint64_t item : items) out += big(item, width_);
+    return out;
+  }
+
+  std::vector<std::string> objects_;
+  std::size_t width_;
+};
+
+class GraphBuilder final {
+ public:
+  explicit GraphBuilder(Input& input) : in_(input), list_(2 + input.below(7)) {}
+  std::string build();
+
+ private:
+  static constexpr std::array kClassNames = {
+      "NSArray",         "NSMutableArray",  "NSDictionary", "NSMutableDictionary",
+      "NSString",        "NSMutableString", "NSData",       "NSMutableData",
+      "NSDate",          "NSNull",          "NSSet",        "NSMutableSet",
+      "SomethingUnknown"};
+
+  // Mostly an object that is there.
+  std::uint64_t someUid() { return list_.uid(in_.below(count_ + 2), 1 + in_.below(8)); }
+  std::uint64_t someList() {
+    if (!lists_.empty() && in_.below(4) == 0) return lists_[in_.below(lists_.size())];
+    std::vector<std::uint64_t> items;
+    for (auto left = in_.below(18); left > 0; --left) items.push_back(someUid());
+    lists_.push_back(list_.array(items));
+    return lists_.back();
+  }
+  std::uint64_t someLeaf();
+  std::uint64_t someClass();
+  std::uint64_t someObject();
+
+  Input& in_;
+  ListBuilder list_;
+  std::uint64_t count_ = 0;
+  std::vector<std::uint64_t> lists_;
+};
+
+std::uint64_t GraphBuilder::someLeaf() {
+  switch (in_.below(8)) {
+    case 0:
+      return list_.utf16(in_.text(2 * in_.below(8)));
+    case 1:
+      return list_.add({static_cast<char>(0x08 + in_.below(2))});
+    case 2: {
+      const auto power = in_.below(6);
+      return list_.add(static_cast<char>(0x10 | power) +
+                       ListBuilder::big(in_.word(), std::size_t{1} << power));
+    }
+    case 3:
+      return list_.add("\x23" + ListBuilder::big(in_.word(), 8));
+    case 4:
+      return list_.add("\x33" + ListBuilder::big(in_.word(), 8));
+    case 5: {
+      const std::string bytes = in_.text(in_.below(20));
+      return list_.add(ListBuilder::head(4, bytes.size()) + bytes);
+    }
+    default:
+      return list_.string(in_.text(in_.below(20)));
+  }
+}
+
+std::uint64_t GraphBuilder::someClass() {
+  std::vector<std::uint64_t> keys = {list_.string("$classname")};
+  std::vector<std::uint64_t> values = {list_.string(kClassNames[in_.below(kClassNames.size())])};
+  if (in_.below(4) == 0) {
+    keys.push_back(list_.string("$classhints"));
+    values.push_back(list_.array({list_.string(kClassNames[in_.below(kClassNames.size())])}));
+  }
+  return list_.dictionary(keys, values);
+}
+
+std::uint64_t GraphBuilder::someObject() {
+  static constexpr std::array kKeys = {"NS.objects", "NS.keys",     "NS.string", "NS.bytes",
+                                       "NS.data",    "NS.time",     "$class",    "NS.object.0",
+                                       "NS.key.0",   "NS.object.1", "NS.key.1"};
+  const auto kind = in_.below(8);
+  if (kind == 0) return someLeaf();
+  if (kind == 1) return someClass();
+  std::vector<std::uint64_t> keys = {list_.string("$class")};
+  std::vector<std::uint64_t> values = {someUid()};
+  if (kind < 6) {
+    keys.push_back(list_.string("NS.objects"));
+    values.push_back(someList());
+    if (kind < 5) {
+      keys.push_back(list_.string("NS.keys"));
+      values.push_back(someList());
+    }
+    return list_.dictionary(keys, values);
+  }
+  for (auto left = in_.below(5); left > 0; --left) {
+    keys.push_back(list_.string(kKeys[in_.below(kKeys.size())]));
+    values.push_back(in_.below(3) == 0 ? someUid() : in_.below(2) == 0 ? someLeaf() : someList());
+  }
+  return list_.dictionary(keys, values);
+}
+
+std::string GraphBuilder::build() {
+  count_ = 1 + in_.below(40);
+  std::vector<std::uint64_t> objects = {list_.string("$null")};
+  for (std::uint64_t i = 0; i < count_; ++i) objects.push_back(someObject());
+  const auto root = list_.dictionary({list_.string("root")}, {someUid()});
+  const auto top =
+      list_.dictionary({list_.string("$top"), list_.string("$objects")}, {root, list_.array(objects)});
+  return list_.finish(top, 3 + in_.below(6));
+}
+
+Value someValue(Input& in, int depth) {
+  const Mutability mutability = in.below(2) == 0 ? Mutability::Immutable : Mutability::Mutable;
+  const auto kind = in.below(depth > 6 ? 7 : 10);
+  switch (kind) {
+    case 0:
+      return Value(in.below(2) == 0);
+    case 1:
+      return Value(static_cast<std::int64_t>(in.word()));
+    case 2:
+      return Value(in.word());
+    case 3:
+      return Value(in.real());
+    case 4:
+      return Value(Date{in.real()});
+    case 5: {
+      const std::string bytes = in.text(in.below(30));
+      return Value(Bytes(bytes.begin(), bytes.end()));
+    }
+    case 6:
+      return Value(in.text(in.below(30)));
+    case 7: {
+      Array array(mutability);
+      for (auto left = in.below(9); left > 0; --left) array.append(someValue(in, depth + 1));
+      return array;
+    }
+    case 8: {
+      Dictionary dictionary(mutability);
+      for (auto left = in.below(9); left > 0; --left) {
+        // In an archive a text that is no UTF-8 changes, and two such keys may become one.
+        std::string key = in.text(in.below(4));
+        for (char& c : key) c &= 0x7F;
+        dictionary.set(key, someValue(in, depth + 1));
+      }
+      return dictionary;
+    }
+    default:
+      return {};
+  }
+}
+
+void checkValue(const Value& value) {
+  const Bytes written = archivedData(value);
+  const auto read = unarchivedObject(written);
+  require(std::holds_alternative<Value>(read));
+  require(archivedData(std::get<Value>(read)) == written);
+}
+
+}  // namespace
+}  // namespace moxtel::fuzz
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  moxtel::fuzz::Input input({data, size});
+  if (input.below(4) == 0) {
+    moxtel::fuzz::checkValue(moxtel::fuzz::someValue(input, 0));
+    return 0;
+  }
+  const std::string archive = moxtel::fuzz::GraphBuilder(input).build();
+  moxtel::fuzz::checkArchive({reinterpret_cast<const std::uint8_t*>(archive.data()), archive.size()});
+  return 0;
+}
