@@ -185,12 +185,16 @@ class Run final {
     if (waited[1].revents != 0) readSome(output_, Stream::Output);
     if (waited[2].revents != 0) readSome(error_, Stream::Error);
     if (!ending_) reap();
-    if (!isReaped_ && !ending_ && SteadyClock::now() >= deadline_) ending_ = ProcessResult::Ending::TimedOut;
+    if (isReaped_ || ending_) return;
+    if (SteadyClock::now() >= deadline_) ending_ = ProcessResult::Ending::TimedOut;
+    if (isCancelled()) ending_ = ProcessResult::Ending::Killed;
   }
+
+  bool isCancelled() const { return request_.cancelled && request_.cancelled->load(); }
 
   int waitTime() const {
     const auto left = std::chrono::ceil<milliseconds>(deadline_ - SteadyClock::now());
-    const auto longest = end_ ? milliseconds(3'600'000) : kLookInterval;
+    const auto longest = end_ && !request_.cancelled ? milliseconds(3'600'000) : kLookInterval;
     return static_cast<int>(std::clamp(left, milliseconds(0), longest).count());
   }
 

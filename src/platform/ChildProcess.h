@@ -2,6 +2,7 @@
 // gets no descriptor of ours but its standard ones.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <functional>
 #include <optional>
@@ -20,6 +21,8 @@ struct ProcessRequest {
   // Called for every chunk of standard output as it arrives; false stops the reading (the child may go on to
   // its end, within the time-out). Without it the output is collected.
   std::function<bool(std::string_view chunk)> onOutput;
+  // Set by another thread, it ends the run soon: the child is killed. Borrowed.
+  const std::atomic<bool>* cancelled = nullptr;
 };
 
 struct ProcessResult {

@@ -13,6 +13,7 @@ namespace moxtel {
 struct ScriptError {
   std::int64_t number = 0;  // the interpreter's, or a negative number of the runner's own
   std::string text;
+  bool isSyntaxError = false;  // the text did not compile; otherwise it failed while it ran
 };
 
 // Either a result or an error.
@@ -23,7 +24,7 @@ struct ScriptOutcome {
 
   static ScriptOutcome success(Value value) { return {true, std::move(value), {}}; }
   static ScriptOutcome failure(std::int64_t number, std::string text) {
-    return {false, Value(), {number, std::move(text)}};
+    return {false, Value(), {number, std::move(text), false}};
   }
 };
 
