@@ -1,0 +1,132 @@
+#include "scripting/ApplicationMonitor.h"
+
+#include <algorithm>
+#include <cfloat>
+#include <system_error>
+
+#include "console/MXSConsole.h"
+#include "library/AlbumData.h"
+#include "library/LibraryDatabases.h"
+#include "platform/Files.h"
+#include "platform/SystemLog.h"
+
+namespace moxtel {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr EventLoop::Duration kCheckInterval = 1s;
+// A burst of changes within this time leads to one reload, after the last of them.
+constexpr EventLoop::Duration kReloadDelay = 3s;
+constexpr const char* kAlbumDataModified = "AlbumData.xml was modified! Be careful .....";
+
+bool contains(const std::vector<std::string>& names, std::string_view name) {
+  return std::find(names.begin(), names.end(), name) != names.end();
+}
+
+}  // namespace
+
+ApplicationMonitor::ApplicationMonitor(EventLoop& loop, RunningApplications& applications,
+                                       LibraryDatabases& databases, AlbumData& albumData, MXSConsole& console,
+                                       PhotoApplicationFlags& flags)
+    : loop_(loop),
+      applications_(applications),
+      databases_(databases),
+      albumData_(albumData),
+      console_(console),
+      flags_(flags) {}
+
+void ApplicationMonitor::startAppChecks() {
+  if (!appChecksTimer_)
+    appChecksTimer_ = loop_.callEvery(kCheckInterval, [this] { checkForApplicationStatus(); });
+}
+
+void ApplicationMonitor::checkForApplicationStatus() {
+  const std::vector<std::string> names = runningApplicationNames();
+  checkIPhoto(contains(names, "iPhoto"));
+  checkAperture(contains(names, "Aperture"));
+}
+
+void ApplicationMonitor::checkIPhoto(bool running) {
+  if (running == iPhotoWasRunning_) return;
+  if (running) {
+    NSLog("iPhoto was started");
+    console_.showTitle("Info", "iPhoto was started");
+  } else {
+    NSLog("iPhoto not running");
+  }
+  iPhotoWasRunning_ = running;
+  flags_.connectedWithIPhoto = running;
+  if (!running) databases_.loadDatabase();
+}
+
+void ApplicationMonitor::checkAperture(bool running) {
+  if (running == apertureWasRunning_) return;
+  if (running) {
+    NSLog("Aperture was started");
+    console_.showTitle("Info", "Aperture was started");
+  } else {
+    NSLog("Aperture not running");
+  }
+  apertureWasRunning_ = running;
+  flags_.connectedWithAperture = running;
+  if (running) {
+    // On purpose for this application alone: those who read logs know the start of Aperture by it.
+    NSLog("maxfloat: %f", static_cast<double>(FLT_MAX));
+  } else {
+    databases_.loadDatabase();
+  }
+}
+
+void ApplicationMonitor::startDatabaseCheck() {
+  watchers_.push_back(loop_.callEvery(kCheckInterval, [this] { checkForDatabaseChange(); }));
+}
+
+void ApplicationMonitor::startAlbumDataCheck() {
+  watchers_.push_back(loop_.callEvery(kCheckInterval, [this] { checkForAlbumDataChange(); }));
+}
+
+void ApplicationMonitor::showUnreadable(const std::string& why) {
+  console_.showTitle(
+      "Error", format("Problem with reading iPhoto data: '%@'\nPlease quit MoxtelServer, start and quit "
+                      "iPhoto, then start MoxtelServer again.",
+                      why));
+}
+
+void ApplicationMonitor::checkForDatabaseChange() {
+  const auto path = databases_.pathOf(DatabaseFile::Library);
+  if (databases_.runStandalone() || !path) return;
+  const FileStamp stamp = stampOf(*path);
+  if (stamp.kind == FileStamp::Kind::Missing) {
+    showUnreadable(*path + ": " + std::generic_category().message(stamp.error));
+    return;
+  }
+  const auto readDate = databases_.databaseReadDate();
+  // A later date with the same size is neither acted on nor remembered; nor is another size with the same
+  // date.
+  if (!readDate || stamp.modifiedDate() <= readDate->seconds || stamp.size == databases_.databaseReadSize())
+    return;
+  NSLog("Database was modified! Be careful ..... (filesize %llu)", stamp.size);
+  databases_.rememberRead(Date{stamp.modifiedDate()}, stamp.size);
+  pendingLoadDatabase_ = loop_.callAfter(kReloadDelay, [this] { databases_.loadDatabase(); });
+}
+
+// Only the date counts here, not the size.
+void ApplicationMonitor::checkForAlbumDataChange() {
+  const auto& path = albumData_.albumDataFilename();
+  if (databases_.runStandalone() || !path) return;
+  const FileStamp stamp = stampOf(*path);
+  if (stamp.kind == FileStamp::Kind::Missing) {
+    showUnreadable(*path + ": " + std::generic_category().message(stamp.error));
+    return;
+  }
+  const auto readDate = albumData_.albumDataReadDate();
+  if (!readDate || stamp.modifiedDate() <= readDate->seconds) return;
+  NSLog("%s", kAlbumDataModified);
+  console_.showTitle("Error", kAlbumDataModified);
+  albumData_.setAlbumDataReadDate(Date{stamp.modifiedDate()});
+  pendingLoadAlbumData_ = loop_.callAfter(kReloadDelay, [this] { albumData_.loadAlbumData(); });
+}
+
+}  // namespace moxtel

@@ -1,0 +1,58 @@
+// Watches, once a second, which photo application runs, keeps the flags that the rest of the system reads,
+// and reloads the library when one quits. Also holds two file watchers, for the library database and for
+// AlbumData.xml, which nothing starts. Core thread.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "library/PhotoApplicationFlags.h"
+#include "platform/Clock.h"
+#include "platform/EventLoop.h"
+#include "platform/RunningApplications.h"
+
+namespace moxtel {
+
+class AlbumData;
+class LibraryDatabases;
+class MXSConsole;
+
+class ApplicationMonitor final {
+ public:
+  // Borrows everything.
+  ApplicationMonitor(EventLoop& loop, RunningApplications& applications, LibraryDatabases& databases,
+                     AlbumData& albumData, MXSConsole& console, PhotoApplicationFlags& flags);
+
+  // Starts the watch, once; stopAppChecks ends it, so that it can be started anew.
+  void startAppChecks();
+  void stopAppChecks() { appChecksTimer_.reset(); }
+  void checkForApplicationStatus();
+  std::vector<std::string> runningApplicationNames() { return applications_.names(); }
+
+  // A watcher that was started runs until this object goes; started twice, it runs twice.
+  void startDatabaseCheck();
+  void checkForDatabaseChange();
+  void startAlbumDataCheck();
+  void checkForAlbumDataChange();
+
+ private:
+  void checkIPhoto(bool running);
+  void checkAperture(bool running);
+  void showUnreadable(const std::string& why);
+
+  EventLoop& loop_;
+  RunningApplications& applications_;
+  LibraryDatabases& databases_;
+  AlbumData& albumData_;
+  MXSConsole& console_;
+  PhotoApplicationFlags& flags_;
+  bool iPhotoWasRunning_ = false;
+  bool apertureWasRunning_ = false;
+  std::unique_ptr<Timer> appChecksTimer_;
+  std::vector<std::unique_ptr<Timer>> watchers_;
+  std::unique_ptr<Timer> pendingLoadDatabase_;
+  std::unique_ptr<Timer> pendingLoadAlbumData_;
+};
+
+}  // namespace moxtel

@@ -1,0 +1,12 @@
+#include "scripting/ScriptErrors.h"
+
+#include "platform/SystemLog.h"
+
+namespace moxtel {
+
+void logScriptDidNotCompile(std::string_view source, const ScriptError& error) {
+  NSLog("AppleScript did not compile: \n------------------\n%@\n-----------\n\nError: %@", source,
+        errorDictionary(error));
+}
+
+}  // namespace moxtel

@@ -1,0 +1,46 @@
+// What the library asks of the running photo application, by AppleScript: key photos, photo counts, the
+// photos of an album. A cached value of the legacy album data always wins. Core thread; each question blocks
+// until it is answered.
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "library/PhotoApplicationFlags.h"
+#include "library/PhotoApplicationQueries.h"
+#include "platform/ScriptRunner.h"
+
+namespace moxtel {
+
+class AlbumData;
+class LibraryDatabases;
+
+class ScriptQueries final : public PhotoApplicationQueries {
+ public:
+  // Borrows everything.
+  ScriptQueries(LibraryDatabases& databases, const AlbumData& albumData, ScriptRunner& runner,
+                const PhotoApplicationFlags& flags);
+
+  Value keyPhotoOfProject(const Dictionary& container, bool byAppleScript) override;
+  Value keyPhotoOfAlbum(const Dictionary& container, bool byAppleScript) override;
+  std::int32_t photoCountOf(std::string_view kind, const Value& uuid, std::int32_t modelId) override;
+  std::vector<Text> imageUuidsOf(std::string_view kind, const Value& uuid, std::int32_t modelId) override;
+
+ private:
+  bool asksAperture() const;
+  Value keyPhotoFromDatabase(const Value& uuid);
+  // Runs a script; a failure is logged, after the question's own line about it. No source: what was to be
+  // filled in was refused.
+  ScriptOutcome ask(const std::optional<std::string>& source, const Value& refused,
+                    const std::function<void()>& logFailure = {});
+  Value askForText(const std::optional<std::string>& source, const Value& refused);
+  std::vector<Text> versionUuidsOf(const std::vector<Text>& photoIds);
+
+  LibraryDatabases& databases_;
+  const AlbumData& albumData_;
+  ScriptRunner& runner_;
+  const PhotoApplicationFlags& flags_;
+};
+
+}  // namespace moxtel

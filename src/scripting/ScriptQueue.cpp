@@ -1,0 +1,97 @@
+#include "scripting/ScriptQueue.h"
+
+#include <algorithm>
+
+#include "console/MXSConsole.h"
+#include "platform/EventLoop.h"
+#include "platform/SystemLog.h"
+#include "scripting/ScriptErrors.h"
+#include "support/QVAppSupport.h"
+
+namespace moxtel {
+
+namespace {
+
+constexpr const char* kStartScript = "tell application \"iPhoto\"\n  activate\nend tell\n\n";
+constexpr const char* kWriteScript =
+    "set aTempName to \"_MoxtelServer_\"\n"
+    "tell application \"System Events\" to set visible of application process \"iPhoto\" to false\n"
+    "\n"
+    "tell application \"iPhoto\"\n"
+    "  new album name aTempName\n"
+    "  remove album aTempName\n"
+    "  activate\n"
+    "end tell";
+
+}  // namespace
+
+ScriptQueue::ScriptQueue(EventLoop& loop, ScriptRunner& runner, MXSConsole& console,
+                         const PhotoApplicationFlags& flags, RunningApplications& applications,
+                         QVAppSupport& support)
+    : loop_(loop),
+      runner_(runner),
+      console_(console),
+      flags_(flags),
+      applications_(applications),
+      support_(support) {}
+
+void ScriptQueue::performCachedApplescript(std::optional<std::string> source) {
+  if (!source) return;
+  {
+    const std::lock_guard lock(stackLock_);
+    applescriptStack_.push_back(std::move(*source));
+  }
+  loop_.post([this] { performCachedApplescripts(); });
+}
+
+std::optional<std::string> ScriptQueue::takeFirst() {
+  const std::lock_guard lock(stackLock_);
+  if (applescriptStack_.empty()) return std::nullopt;
+  std::string first = std::move(applescriptStack_.front());
+  applescriptStack_.pop_front();
+  return first;
+}
+
+// One call drains the queue; the calls scheduled meanwhile find it empty.
+void ScriptQueue::performCachedApplescripts() {
+  auto source = takeFirst();
+  if (source) runner_.beginCommand();
+  for (; source; source = takeFirst()) perform(*source);
+}
+
+void ScriptQueue::perform(const std::string& source) {
+  const ScriptOutcome outcome = runner_.run(source);
+  if (outcome.succeeded) return;
+  logScriptDidNotCompile(source, outcome.error);
+  NSLog("executed AppleScript, eventDesc: %@, errorDict: %@", Value(), errorDictionary(outcome.error));
+}
+
+void ScriptQueue::forceIPhotoStart() {
+  if (!flags_.connectedWithIPhoto) {
+    NSLog("!ConnectedWithIPhoto: %s", "forceIPhotoStart");
+    return;
+  }
+  console_.showTitle("Info", "Starting iPhoto...");
+  performCachedApplescript(kStartScript);
+  // At once: the line follows the queueing, not the outcome.
+  console_.showTitle("Info", "Started iPhoto");
+}
+
+void ScriptQueue::forceIPhotoWrite() {
+  if (!flags_.connectedWithIPhoto) {
+    NSLog("!ConnectedWithIPhoto: %s", "forceIPhotoWrite");
+    return;
+  }
+  console_.showTitle("Info", "Reload iPhoto's data");
+  performCachedApplescript(kWriteScript);
+}
+
+bool ScriptQueue::iPhotoIsRunning() {
+  // The version chose between two ways of asking; here both ask for the process. It is still asked for: its
+  // first answer is logged.
+  static_cast<void>(support_.OSVersion());
+  const auto names = applications_.names();
+  return std::find(names.begin(), names.end(), "iPhoto") != names.end();
+}
+
+}  // namespace moxtel

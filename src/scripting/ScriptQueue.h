@@ -1,0 +1,53 @@
+// The queue of scripts that change something in the photo application: run one after another on the core
+// thread, in the order in which they were handed in, their results only logged. And what makes iPhoto start
+// or write its data.
+#pragma once
+
+#include <deque>
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include "library/PhotoApplicationFlags.h"
+#include "platform/RunningApplications.h"
+#include "platform/ScriptRunner.h"
+
+namespace moxtel {
+
+class EventLoop;
+class MXSConsole;
+class QVAppSupport;
+
+class ScriptQueue final {
+ public:
+  // Borrows everything.
+  ScriptQueue(EventLoop& loop, ScriptRunner& runner, MXSConsole& console, const PhotoApplicationFlags& flags,
+              RunningApplications& applications, QVAppSupport& support);
+
+  // Queues a script and returns at once; it runs on a later turn of the core loop. No text does nothing. Any
+  // thread.
+  void performCachedApplescript(std::optional<std::string> source);
+  // Runs what is queued until nothing is. Core thread.
+  void performCachedApplescripts();
+
+  // Does nothing unless iPhoto is known to run, its purpose notwithstanding: clients and logs know it so.
+  void forceIPhotoStart();
+  void forceIPhotoWrite();
+  // Whether the application with the bundle identifier "com.apple.iPhoto" runs: the process named iPhoto.
+  bool iPhotoIsRunning();
+
+ private:
+  std::optional<std::string> takeFirst();
+  void perform(const std::string& source);
+
+  EventLoop& loop_;
+  ScriptRunner& runner_;
+  MXSConsole& console_;
+  const PhotoApplicationFlags& flags_;
+  RunningApplications& applications_;
+  QVAppSupport& support_;
+  std::mutex stackLock_;
+  std::deque<std::string> applescriptStack_;  // first in, first out; guarded by stackLock_
+};
+
+}  // namespace moxtel
