@@ -1,0 +1,159 @@
+#include "commands/EditingCommands.h"
+
+#include "console/MXSConsole.h"
+#include "library/LibraryDatabases.h"
+#include "library/PhotoRecords.h"
+#include "scripting/ScriptQueue.h"
+#include "scripting/ScriptText.h"
+#include "value/Format.h"
+
+namespace moxtel {
+
+namespace {
+
+constexpr ScriptTemplate kRevealPhoto =
+    "tell application \"Aperture\"\nreveal image version id \"%@\"\nend tell";
+constexpr ScriptTemplate kRevealContainer = "tell application \"Aperture\"\nreveal %@ id \"%@\"\nend tell";
+// Setting and clearing have texts of their own, which differ in their indentation alone.
+constexpr ScriptTemplate kSetInIPhoto =
+    "tell application \"iPhoto\"\nset aPhoto to photo id %ld\nset latitude of aPhoto to %lf\nset longitude "
+    "of aPhoto to "
+    "%lf\nignoring application responses\nreverse geocode aPhoto\nend ignoring\nend tell";
+constexpr ScriptTemplate kSetInAperture =
+    "tell application \"Aperture\"\nset aPhoto to image version id \"%@\"\nset latitude of aPhoto to "
+    "%lf\nset longitude "
+    "of aPhoto to %lf\nend tell";
+constexpr ScriptTemplate kClearInIPhoto =
+    "tell application \"iPhoto\"\n\tset aPhoto to photo id %ld\n\tset latitude of aPhoto to %lf\n\tset "
+    "longitude of "
+    "aPhoto to %lf\n\tignoring application responses\n\t\treverse geocode aPhoto\n\tend ignoring\nend tell";
+constexpr ScriptTemplate kClearInAperture =
+    "tell application \"Aperture\"\n\tset aPhoto to image version id \"%@\"\n\tset latitude of aPhoto to "
+    "%lf\n\tset "
+    "longitude of aPhoto to %lf\nend tell";
+
+// What the applications take for "no position": the largest single-precision number.
+constexpr double kNoPosition = 3.4028234663852886e+38;
+
+std::int64_t iPhotoId(std::int32_t modelId) { return IPHOTO_BASE_ID + std::int64_t{modelId}; }
+
+bool isMissing(const Value& key) { return key.string().empty(); }
+
+}  // namespace
+
+EditingCommands::EditingCommands(const LibraryDatabases& databases, PhotoRecords& photos,
+                                 ScriptQueue& scripts, MXSConsole& console, const UserDefaults& defaults,
+                                 const PhotoApplicationFlags& flags, std::atomic<bool>& iPhotoWasEdited)
+    : databases_(databases),
+      photos_(photos),
+      scripts_(scripts),
+      console_(console),
+      defaults_(defaults),
+      flags_(flags),
+      iPhotoWasEdited_(iPhotoWasEdited) {}
+
+void EditingCommands::addTo(CommandHandler& handler) {
+  handler.add("Reveal Photo", [this](const auto& request, auto& reply) { revealPhoto(request, reply); });
+  handler.add("Reveal Album", [this](const auto& request, auto& reply) { revealContainer(request, reply); });
+  handler.add("Reveal Event", [this](const auto& request, auto& reply) { revealContainer(request, reply); });
+  handler.add("Set GPS of Photo", [this](const auto& request, auto& reply) { setGPS(request, reply); });
+  handler.add("Clear GPS of Photo", [this](const auto& request, auto& reply) { clearGPS(request, reply); });
+}
+
+bool EditingCommands::mayReveal() const { return defaults_.boolForKey("RevealPhoto"); }
+
+// Revealing in iPhoto is not offered.
+bool EditingCommands::revealsInAperture() const {
+  return databases_.preferAperture && !flags_.connectedWithIPhoto;
+}
+
+void EditingCommands::queue(std::optional<std::string> script, const Value& refused) {
+  if (!script) {
+    console_.showTitle("Error", format("Refused to send '%@' to the photo application", refused));
+    return;
+  }
+  scripts_.performCachedApplescript(std::move(script));
+}
+
+void EditingCommands::revealPhoto(const CommandRequest& request, ReplyChannel& reply) {
+  if (!mayReveal()) {
+    reply.sendToClientResultObject("Don't want to reveal photo");
+    return;
+  }
+  const Value& key = request.key();
+  if (isMissing(key)) {
+    reply.sendToClientErrorString("No Image");
+    return;
+  }
+  if (!revealsInAperture()) {
+    reply.sendToClientResultObject(format("Can not reveal version id '%@'", key));
+    return;
+  }
+  queue(filledScript(kRevealPhoto, {key}), key);
+  reply.sendToClientResultObject("Revealed Photo");
+}
+
+// The replies speak of an album for events too.
+void EditingCommands::revealContainer(const CommandRequest& request, ReplyChannel& reply) {
+  if (!mayReveal()) {
+    reply.sendToClientResultObject("Don't want to reveal anything");
+    return;
+  }
+  if (!revealsInAperture()) {
+    reply.sendToClientResultObject("Can not reveal album");
+    return;
+  }
+  const Value id = request.uuid();
+  const char* kind = request.command() == "Reveal Album" ? "album" : "project";
+  queue(filledScript(kRevealContainer, {kind, id}), id);
+  reply.sendToClientResultObject("Revealed Album");
+}
+
+void EditingCommands::setGPS(const CommandRequest& request, ReplyChannel& reply) {
+  const Value& key = request.key();
+  if (isMissing(key) || request["latitude"].isNil() || request["longitude"].isNil()) {
+    reply.sendToClientErrorString("Bad data for GPS");
+    return;
+  }
+  const double latitude = request["latitude"].doubleValue();
+  const double longitude = request["longitude"].doubleValue();
+  const std::int32_t modelId = photos_.photoDictWithVersionId(key)["ModelId"].intValue();
+  const std::string answer = format("Set GPS to %lf/%lf", latitude, longitude);
+  if (!scripts_.iPhotoIsRunning() && !flags_.connectedWithAperture) scripts_.forceIPhotoStart();
+  if (legacyIPhoto) {
+    console_.showTitle("Error", "Can not tag photo in iPhoto '08");
+    reply.sendToClientResultObject(answer);
+    return;
+  }
+  if (flags_.connectedWithIPhoto) {
+    queue(filledScript(kSetInIPhoto, {iPhotoId(modelId), latitude, longitude}), key);
+  }
+  if (flags_.connectedWithAperture) queue(filledScript(kSetInAperture, {key, latitude, longitude}), key);
+  iPhotoWasEdited_ = true;
+  console_.showTitle("Info", format("Set geotag of photo '%@' (index %d)", key, modelId));
+  reply.sendToClientResultObject(answer);
+}
+
+void EditingCommands::clearGPS(const CommandRequest& request, ReplyChannel& reply) {
+  const Value& key = request.key();
+  // A missing key gets its error, and then the answer of every other key.
+  if (isMissing(key)) reply.sendToClientErrorString("No Image");
+  const std::int32_t modelId = photos_.photoDictWithVersionId(key)["ModelId"].intValue();
+  if (!databases_.preferAperture) static_cast<void>(scripts_.iPhotoIsRunning());
+  if (legacyIPhoto) {
+    console_.showTitle("Error", "Can not tag photo in iPhoto '08");
+    reply.sendToClientResultObject("Cleared GPS");
+    return;
+  }
+  // At most one script, Aperture's first: unlike setting.
+  if (flags_.connectedWithAperture) {
+    queue(filledScript(kClearInAperture, {key, kNoPosition, kNoPosition}), key);
+  } else if (flags_.connectedWithIPhoto) {
+    queue(filledScript(kClearInIPhoto, {iPhotoId(modelId), kNoPosition, kNoPosition}), key);
+  }
+  iPhotoWasEdited_ = true;
+  console_.showTitle("Info", format("Cleared geotag of photo '%@' (index %d)", key, modelId));
+  reply.sendToClientResultObject("Cleared GPS");
+}
+
+}  // namespace moxtel

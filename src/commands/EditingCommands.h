@@ -1,0 +1,54 @@
+// The commands that act on the photo application: reveal a photo or album there, set and clear a photo's
+// position. Each queues a script and replies at once. Core thread.
+#pragma once
+
+#include <atomic>
+#include <optional>
+#include <string>
+
+#include "commands/CommandHandler.h"
+#include "library/PhotoApplicationFlags.h"
+
+namespace moxtel {
+
+class LibraryDatabases;
+class MXSConsole;
+class PhotoRecords;
+class ScriptQueue;
+class UserDefaults;
+
+class EditingCommands final {
+ public:
+  // Borrows everything. iPhotoWasEdited: set once a script that changes a position was queued.
+  EditingCommands(const LibraryDatabases& databases, PhotoRecords& photos, ScriptQueue& scripts,
+                  MXSConsole& console, const UserDefaults& defaults, const PhotoApplicationFlags& flags,
+                  std::atomic<bool>& iPhotoWasEdited);
+
+  // Gives the five editing commands their handlers, which borrow this.
+  void addTo(CommandHandler& handler);
+
+  // The library is one of iPhoto '08, which cannot be tagged by script. Nothing finds that out: it stays
+  // false.
+  bool legacyIPhoto = false;
+
+ private:
+  void revealPhoto(const CommandRequest& request, ReplyChannel& reply);
+  void revealContainer(const CommandRequest& request, ReplyChannel& reply);
+  void setGPS(const CommandRequest& request, ReplyChannel& reply);
+  void clearGPS(const CommandRequest& request, ReplyChannel& reply);
+
+  bool mayReveal() const;
+  bool revealsInAperture() const;
+  // Queues a script, or tells the user that a text in the request was refused.
+  void queue(std::optional<std::string> script, const Value& refused);
+
+  const LibraryDatabases& databases_;
+  PhotoRecords& photos_;
+  ScriptQueue& scripts_;
+  MXSConsole& console_;
+  const UserDefaults& defaults_;
+  const PhotoApplicationFlags& flags_;
+  std::atomic<bool>& iPhotoWasEdited_;
+};
+
+}  // namespace moxtel
