@@ -87,6 +87,7 @@ bool QVSocketServer::startServerOnPort(std::int32_t port, const std::string& bon
                                        const std::string& type) {
   FileDescriptor created = makeStreamSocket();
   if (!created) {
+    rememberFailure(errno);
     LogDebug("could not create socket");
     return false;
   }
@@ -100,6 +101,8 @@ bool QVSocketServer::startServerOnPort(std::int32_t port, const std::string& bon
            type);
   return publish(bonjourName, type) && startThread();
 }
+
+void QVSocketServer::rememberFailure(int error) { startFailure_ = std::generic_category().message(error); }
 
 bool QVSocketServer::listenOn(std::uint16_t port) {
   const int socket = serverSocket_.get();
@@ -116,10 +119,12 @@ bool QVSocketServer::listenOn(std::uint16_t port) {
   address.sin_addr.s_addr = htonl(INADDR_ANY);
   address.sin_port = htons(port);
   if (::bind(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+    rememberFailure(errno);
     LogDebug("could not bind");
     return false;
   }
   if (::listen(socket, kBacklog) != 0) {
+    rememberFailure(errno);
     LogDebug("could not listen");
     return false;
   }
@@ -136,6 +141,7 @@ bool QVSocketServer::publish(const std::string& bonjourName, const std::string& 
     });
   }
   if (!netService_) {
+    startFailure_ = "the service cannot be published";
     LogDebug("An error occurred initializing the NSNetService object.");
     return false;
   }

@@ -72,6 +72,8 @@ class QVSocketServer final : public ReplyChannel {
   // and starts the accept thread. False after a log line when that fails. A server that runs is stopped
   // first.
   bool startServerOnPort(std::int32_t port, const std::string& bonjourName, const std::string& type);
+  // Why the last start failed, in words for the user.
+  const std::string& startFailure() const { return startFailure_; }
   // Ends connection, listener, publication and accept thread, and waits for the thread: an observer that
   // waits for the core thread must be able to go on, so the core's loop runs elsewhere or has ended.
   void stop();
@@ -93,6 +95,7 @@ class QVSocketServer final : public ReplyChannel {
   std::uint16_t port() const;
 
  private:
+  void rememberFailure(int error);
   bool listenOn(std::uint16_t port);
   bool publish(const std::string& bonjourName, const std::string& type);
   bool startThread();
@@ -113,6 +116,7 @@ class QVSocketServer final : public ReplyChannel {
   const SocketServerLimits limits_;
 
   FileDescriptor serverSocket_;
+  std::string startFailure_;
   std::unique_ptr<Publication> netService_;
   std::unique_ptr<Waker> waker_;
   std::thread thread_;
