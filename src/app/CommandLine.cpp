@@ -1,0 +1,92 @@
+#include "app/CommandLine.h"
+
+#include <algorithm>
+#include <iostream>
+
+#include "support/MXSVersion.h"
+
+namespace moxtel {
+
+namespace {
+
+constexpr int kUsageStatus = 2;
+
+std::string_view placeholder(DefaultKind kind) {
+  switch (kind) {
+    case DefaultKind::Boolean:
+      return "YES|NO";
+    case DefaultKind::Integer:
+      return "NUMBER";
+    case DefaultKind::Text:
+      break;
+  }
+  return "TEXT";
+}
+
+void printHelp(const ProgramDescription& program) {
+  std::cout << "Usage: " << program.name << " [-Key value]...\n\n" << program.summary << "\n\n";
+  for (const DefaultKey& key : serverDefaultKeys()) {
+    std::string left = "  -" + std::string(key.name) + " " + std::string(placeholder(key.kind));
+    left.resize(std::max<std::size_t>(left.size() + 2, 34), ' ');
+    std::cout << left << key.help << '\n';
+  }
+  std::cout << "  --help                            show this\n"
+               "  --version                         show the version\n\n"
+               "What the command line says counts for this run. Settings that last are kept in\n"
+            << makeUserSettingsStore()->where() << "\n";
+}
+
+bool contains(const std::vector<std::string>& arguments, std::string_view wanted) {
+  return std::find(arguments.begin(), arguments.end(), wanted) != arguments.end();
+}
+
+std::string wrongPort(const UserDefaults& defaults) {
+  if (!defaults.stringForKey("Port")) return {};
+  const std::int64_t port = defaults.integerForKey("Port");
+  return port < 0 || port > 65535 ? "-Port: a port is a number from 0 (any that is free) to 65535"
+                                  : std::string();
+}
+
+}  // namespace
+
+const std::vector<DefaultKey>& serverDefaultKeys() {
+  static const std::vector<DefaultKey> kKeys{
+      {"LibraryPath", DefaultKind::Text, "the library folder to serve"},
+      {"Port", DefaultKind::Integer, "TCP port to listen on (4250)"},
+      {"PreferAperture", DefaultKind::Boolean, "serve Aperture's library rather than iPhoto's (NO)"},
+      {"RevealPhoto", DefaultKind::Boolean, "clients may show photos in the photo application (YES)"},
+      {"ScriptInterpreter", DefaultKind::Text,
+       "the command that runs AppleScript, such as 'ssh mac osascript -s s -'"},
+      {"ApertureFolderMinMaxDate", DefaultKind::Boolean, "unnamed projects show first and last date (NO)"},
+      {"DebugLevel", DefaultKind::Integer,
+       "0 no debug messages, 1 into the debug log, 2 to standard error (0)"},
+      {"DebugLogPath", DefaultKind::Text, "file for debug messages"},
+      {"ErrorLogPath", DefaultKind::Text, "file for error messages"},
+      {"AccessLogPath", DefaultKind::Text, "file of the access log (not written to yet)"},
+      {"IOLogPath", DefaultKind::Text, "file of the I/O log (not written to yet)"},
+      {"DontShowHelp", DefaultKind::Boolean, "do not show the help at the start (NO)"},
+      {"ConsoleSoundAlert", DefaultKind::Boolean, "reserved, without effect"},
+      {"CheckIndizes", DefaultKind::Boolean, "reserved, without effect"},
+      {"SUFeedURL", DefaultKind::Text, "reserved, without effect"},
+  };
+  return kKeys;
+}
+
+std::optional<int> takeCommandLine(const ProgramDescription& program,
+                                   const std::vector<std::string>& arguments, UserDefaults& defaults) {
+  if (contains(arguments, "--help")) {
+    printHelp(program);
+    return 0;
+  }
+  if (contains(arguments, "--version")) {
+    std::cout << program.name << " " << MXSVersion::versionString() << '\n';
+    return 0;
+  }
+  std::string wrong = defaults.parseArguments(arguments, serverDefaultKeys());
+  if (wrong.empty()) wrong = wrongPort(defaults);
+  if (wrong.empty()) return std::nullopt;
+  std::cerr << program.name << ": " << wrong << "\nTry '" << program.name << " --help'.\n";
+  return kUsageStatus;
+}
+
+}  // namespace moxtel

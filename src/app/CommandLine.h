@@ -1,0 +1,27 @@
+// What the command line of the server programs may say.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/UserDefaults.h"
+
+namespace moxtel {
+
+// Names and one line each, for --help.
+struct ProgramDescription {
+  std::string name;
+  std::string summary;
+};
+
+// Fills the user defaults from the command line. Nothing when the program is to go on; else its exit status,
+// after
+// --help or --version (0) or after a message about what is wrong (2).
+std::optional<int> takeCommandLine(const ProgramDescription& program,
+                                   const std::vector<std::string>& arguments, UserDefaults& defaults);
+
+// The defined keys.
+const std::vector<DefaultKey>& serverDefaultKeys();
+
+}  // namespace moxtel

@@ -1,0 +1,223 @@
+#include "app/MXPAppDelegate.h"
+
+#include "commands/CommandHandler.h"
+#include "commands/EditingCommands.h"
+#include "commands/LibraryCommandScope.h"
+#include "commands/LibraryListingSource.h"
+#include "log/Log.h"
+#include "platform/HostNames.h"
+#include "platform/SystemLog.h"
+#include "scripting/ApplicationMonitor.h"
+#include "scripting/ScriptQueries.h"
+#include "scripting/ScriptQueue.h"
+#include "support/MXSVersion.h"
+#include "support/QVAppSupport.h"
+#include "value/Numbers.h"
+
+namespace moxtel {
+
+namespace {
+
+constexpr std::int64_t kPort = 4250;
+constexpr const char* kServiceType = "_moxtelserver._tcp.";
+
+// A switch without effect: it is read, and nothing consults it.
+std::atomic<bool> checkIndizes{false};
+
+// The short host name: what stands before the first dot, unless that is the first character.
+std::string shortHostName(const Value& clientName) {
+  if (!clientName.isString()) return "<unknown>";
+  const std::string_view name = clientName.string();
+  const std::size_t dot = name.find('.');
+  return std::string(dot != std::string_view::npos && dot > 0 ? name.substr(0, dot) : name);
+}
+
+// The commands' way to the library and to the scripts: each command begins afresh with both.
+class DelegateCommandScope final : public LibraryCommandScope {
+ public:
+  DelegateCommandScope(LibraryDatabases& databases, ScriptRunner& scripts)
+      : LibraryCommandScope(databases), scripts_(scripts) {}
+  void beginCommand() override {
+    LibraryCommandScope::beginCommand();
+    scripts_.beginCommand();
+  }
+
+ private:
+  ScriptRunner& scripts_;
+};
+
+}  // namespace
+
+// The role objects, in the order in which they need each other.
+class MXPAppDelegate::Roles {
+ public:
+  Roles(const ServerEnvironment& environment, PhotoApplicationFlags& flags,
+        std::atomic<bool>& iPhotoWasEdited)
+      : support(environment.processes),
+        databases(environment.loop, environment.defaults, environment.processes, environment.console, flags),
+        albumData(databases, environment.console),
+        scriptQueue(environment.loop, environment.scripts, environment.console, flags,
+                    environment.applications, support),
+        scriptQueries(databases, albumData, environment.scripts, flags),
+        monitor(environment.loop, environment.applications, databases, albumData, environment.console, flags),
+        containerTree(databases, scriptQueries, environment.defaults),
+        photoRecords(databases, albumData, scriptQueries),
+        faces(databases),
+        listingSource(databases, containerTree, photoRecords, faces, albumData),
+        listingCommands(listingSource),
+        editingCommands(databases, photoRecords, scriptQueue, environment.console, environment.defaults,
+                        flags, iPhotoWasEdited),
+        commandScope(databases, environment.scripts) {}
+
+  // The commands reply through a channel that comes later than the library.
+  void connectTo(EventLoop& loop, ReplyChannel& channel) {
+    handler.emplace(loop, channel, commandScope,
+                    ProductVersion{MXSVersion::majorVersion(), MXSVersion::minorVersion()});
+    listingCommands.addTo(*handler);
+    editingCommands.addTo(*handler);
+  }
+
+  QVAppSupport support;
+  LibraryDatabases databases;
+  AlbumData albumData;
+  ScriptQueue scriptQueue;
+  ScriptQueries scriptQueries;
+  ApplicationMonitor monitor;
+  ContainerTree containerTree;
+  PhotoRecords photoRecords;
+  Faces faces;
+  LibraryListingSource listingSource;
+  ListingCommands listingCommands;
+  EditingCommands editingCommands;
+  DelegateCommandScope commandScope;
+  std::optional<CommandHandler> handler;
+};
+
+MXPAppDelegate::MXPAppDelegate(const ServerEnvironment& environment)
+    : environment_(environment),
+      roles_(std::make_unique<Roles>(environment, flags_, iPhotoWasEdited_)),
+      server_(std::make_unique<QVSocketServer>(environment.notifications, environment.discovery)) {
+  roles_->connectTo(environment.loop, *server_);
+}
+
+MXPAppDelegate::~MXPAppDelegate() {
+  // The accept thread calls the observers: it ends first.
+  server_->stop();
+  for (const auto token : observers_) environment_.notifications.removeObserver(token);
+}
+
+void MXPAppDelegate::initialize(UserDefaults& defaults) {
+  defaults.registerDefaults(
+      Dictionary{{"SUFeedURL", ""}, {"DontShowHelp", false}, {"RevealPhoto", true}, {"Port", kPort}});
+  checkIndizes = defaults.boolForKey("CheckIndizes");
+  setDebugLevel(saturatedInt32(defaults.integerForKey("DebugLevel")));
+}
+
+void MXPAppDelegate::applicationDidFinishLaunching() {
+  startup();
+  setNotifications();
+  startServer();
+}
+
+void MXPAppDelegate::startup() {
+  {
+    const std::lock_guard lock(clientsMutex_);
+    clientDict_.clear();
+  }
+  environment_.scripts.beginCommand();
+  roles_->databases.beginCommand();
+  roles_->databases.preferAperture = environment_.defaults.boolForKey("PreferAperture");
+  roles_->monitor.checkForApplicationStatus();
+  if (roles_->databases.preferAperture && flags_.connectedWithIPhoto) {
+    environment_.console.showTitle("Error", "Should prefer Aperture, but iPhoto is running...");
+  }
+  const char* running = flags_.connectedWithIPhoto     ? "iPhoto"
+                        : flags_.connectedWithAperture ? "Aperture"
+                                                       : "<none>";
+  environment_.console.showTitle("Info", format("Running app: %@", running));
+  roles_->databases.loadDatabase();
+  roles_->albumData.loadAlbumData();
+  // The results are not wanted here: the calls fill the caches before the first request.
+  static_cast<void>(roles_->containerTree.getTopLevelAlbums());
+  static_cast<void>(roles_->containerTree.getTopLevelProjects());
+  roles_->databases.releaseLocks();
+  roles_->monitor.startAppChecks();
+}
+
+void MXPAppDelegate::resetForRestart() {
+  roles_->containerTree.dropCaches();
+  roles_->faces.dropCaches();
+  roles_->monitor.stopAppChecks();
+  QVSocketServer::disconnect();
+}
+
+void MXPAppDelegate::setNotifications() {
+  auto& centre = environment_.notifications;
+  observers_.push_back(centre.addObserver(
+      "ChangedConnection", [this](const Notification& notification) { changedConnection(notification); }));
+  observers_.push_back(centre.addObserver("GotData", [this](const Notification& notification) {
+    roles_->handler->gotDataFromServer(notification);
+  }));
+}
+
+void MXPAppDelegate::startServer() {
+  const auto port = static_cast<std::int32_t>(environment_.defaults.integerForKey("Port") & 0xFFFF);
+  reportListener(server_->startServerOnPort(port, currentHostName(), kServiceType), port);
+}
+
+// Without this only a debug log would tell that nobody can connect.
+void MXPAppDelegate::reportListener(bool started, std::int32_t port) {
+  if (server_->port() == 0) {
+    environment_.console.showTitle("Error",
+                                   format("Cannot listen on port %d: %@", port, server_->startFailure()));
+  } else {
+    environment_.console.showTitle("Info", format("Listening on port %d", server_->port()));
+    if (!started) environment_.console.showTitle("Error", "Cannot serve: " + server_->startFailure());
+  }
+}
+
+void MXPAppDelegate::changedPreferAperture() {
+  environment_.console.showTitle("Info", "Reloading database after changing photo app");
+  resetForRestart();
+  startup();
+}
+
+void MXPAppDelegate::showConsole() { environment_.console.showConsoleWindow(); }
+
+void MXPAppDelegate::changedConnection(const Notification& notification) {
+  NSLog("changedConnection: %d", QVSocketServer::isConnected());
+  const std::string shortName = shortHostName(notification.userInfo["clientname"]);
+  isConnectedToClient_ = QVSocketServer::isConnected();
+  if (isConnectedToClient_) {
+    showConnected(notification, shortName);
+  } else {
+    showDisconnected();
+  }
+}
+
+void MXPAppDelegate::showConnected(const Notification& notification, const std::string& shortName) {
+  environment_.console.showTitle("Info", format("Connected to Moxtel on '%@'", shortName));
+  {
+    const std::lock_guard lock(clientsMutex_);
+    clientDict_[std::string(notification.userInfo["clientip"].string())] = shortName;
+  }
+  // The client's first request is read only after the library has been loaded afresh.
+  environment_.loop.performAndWait([this] { roles_->databases.loadDatabase(); });
+}
+
+void MXPAppDelegate::showDisconnected() {
+  std::optional<std::string> name;
+  {
+    const std::lock_guard lock(clientsMutex_);
+    // Exactly one: with none, or with more, nobody knows who has gone.
+    if (clientDict_.size() == 1) {
+      name = clientDict_.begin()->second;
+      clientDict_.clear();
+    }
+  }
+  environment_.console.showTitle("Info", name ? format("Lost connection to Moxtel on '%@'", *name)
+                                              : std::string("Lost connection to Moxtel"));
+  iPhotoWasEdited_ = false;
+}
+
+}  // namespace moxtel

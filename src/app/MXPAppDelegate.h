@@ -1,0 +1,86 @@
+// MXPAppDelegate: owns all long-lived objects of the server and the order in which they start.
+//
+// The work itself lies in role objects (library databases, container tree, photo records, faces, image files,
+// album data, command handler …); this class connects them, follows connections and restarts the library side
+// when the preferred photo application changes. Lives on the core thread; changedConnection alone runs on the
+// accept thread.
+#pragma once
+
+#include <atomic>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include "console/MXSConsole.h"
+#include "library/PhotoApplicationFlags.h"
+#include "net/QVSocketServer.h"
+#include "platform/NotificationCenter.h"
+
+namespace moxtel {
+
+class DnsSd;
+class ProcessRunner;
+class RunningApplications;
+class ScriptRunner;
+
+// What the delegate's program lends it; all of it outlives the delegate.
+struct ServerEnvironment {
+  EventLoop& loop;
+  UserDefaults& defaults;
+  NotificationCenter& notifications;
+  ProcessRunner& processes;
+  RunningApplications& applications;
+  ScriptRunner& scripts;
+  MXSConsole& console;
+  DnsSd* discovery = nullptr;  // null: nothing can publish here
+};
+
+class MXPAppDelegate final {
+ public:
+  // Registers the defaults, and fixes the debug level and the switch "CheckIndizes" for the life of the
+  // process.
+  static void initialize(UserDefaults& defaults);
+
+  explicit MXPAppDelegate(const ServerEnvironment& environment);
+  ~MXPAppDelegate();
+  MXPAppDelegate(const MXPAppDelegate&) = delete;
+  MXPAppDelegate& operator=(const MXPAppDelegate&) = delete;
+
+  void applicationDidFinishLaunching();
+  // Always 1, terminate now: nothing is saved or asked.
+  int applicationShouldTerminate() const { return 1; }
+
+  void startup();
+  void resetForRestart();
+  void startServer();
+  void setNotifications();
+  // On the accept thread.
+  void changedConnection(const Notification& notification);
+  void showConsole();
+  // After the user interface has stored the new "PreferAperture".
+  void changedPreferAperture();
+
+  QVSocketServer& server() { return *server_; }
+
+ private:
+  class Roles;
+
+  void reportListener(bool started, std::int32_t port);
+  void showConnected(const Notification& notification, const std::string& shortName);
+  void showDisconnected();
+
+  ServerEnvironment environment_;
+  PhotoApplicationFlags flags_;
+  std::unique_ptr<Roles> roles_;
+  std::unique_ptr<QVSocketServer> server_;
+  std::vector<NotificationCenter::Token> observers_;
+
+  std::atomic<bool> isConnectedToClient_{false};
+  std::atomic<bool> iPhotoWasEdited_{false};
+  std::mutex clientsMutex_;
+  std::map<std::string, std::string> clientDict_;  // client address → short name; guarded by clientsMutex_
+};
+
+}  // namespace moxtel

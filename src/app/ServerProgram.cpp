@@ -1,0 +1,50 @@
+#include "app/ServerProgram.h"
+
+#include "log/Log.h"
+#include "platform/CoreLoop.h"
+#include "platform/RemoteApplications.h"
+#include "platform/RunningApplications.h"
+#include "platform/ScriptInterpreters.h"
+#include "platform/SystemDnsSd.h"
+
+namespace moxtel {
+
+namespace {
+
+// Beside the local ones those of the interpreter's machine, which may be another one when the user named it.
+std::unique_ptr<RunningApplications> allApplications(RunningApplications& local, const UserDefaults& defaults,
+                                                     ProcessRunner& processes) {
+  if (!defaults.stringForKey("ScriptInterpreter")) return nullptr;
+  auto words = scriptInterpreterWords(defaults);
+  if (words.empty()) return nullptr;
+  return std::make_unique<RemoteApplications>(local, std::move(words), processes);
+}
+
+}  // namespace
+
+ServerProgram::ServerProgram(CoreLoop& loop, UserDefaults& defaults, ConsoleView& view)
+    : console_(loop, defaults),
+      view_(view),
+      scripts_(makeScriptRunner(defaults, processes_)),
+      localApplications_(makeRunningApplications()),
+      applications_(allApplications(*localApplications_, defaults, processes_)),
+      discovery_(makeSystemDnsSd(loop)) {
+  setUpLogging(defaults);
+  MXPAppDelegate::initialize(defaults);
+  delegate_ = std::make_unique<MXPAppDelegate>(ServerEnvironment{
+      loop, defaults, notifications_, processes_, applications_ ? *applications_ : *localApplications_,
+      *scripts_, console_, discovery_.get()});
+}
+
+ServerProgram::~ServerProgram() {
+  delegate_.reset();
+  console_.removeView(view_);
+}
+
+void ServerProgram::start() {
+  console_.addView(view_);
+  console_.showTitle("Info", scripts_->description());
+  delegate_->applicationDidFinishLaunching();
+}
+
+}  // namespace moxtel
