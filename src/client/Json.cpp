@@ -9,6 +9,7 @@
 
 #include "client/SafeText.h"
 #include "value/Numbers.h"
+#include "value/Utf.h"
 
 namespace moxtel {
 

@@ -7,10 +7,8 @@
 
 namespace moxtel {
 
-// Takes the first code point off a text that is not empty; what is no valid UTF-8 comes as U+FFFD, byte by
-// byte.
+// Takes the first code point off a text that is not empty; what is no valid UTF-8 comes as U+FFFD.
 char32_t takeCodePoint(std::string_view& text);
-void appendUtf8(std::string& to, char32_t codePoint);
 
 // Whether a terminal would do something else with it than show it: control characters of both sets and the
 // marks that turn the direction of writing round.
