@@ -26,9 +26,10 @@ const PlaceText* placeAt(std::string_view rest) {
   return nullptr;
 }
 
-std::int32_t low32(const Value& value) {
+// As formatting a %d does it.
+std::int64_t low32(const Value& value) {
   if (value.type() == Value::Type::Integer) return static_cast<std::int32_t>(value.unsignedValue());
-  return value.intValue();
+  return value.integerValue();
 }
 
 bool bindText(sqlite3_stmt* statement, int index, std::string_view text) {
@@ -52,7 +53,7 @@ bool bindValue(sqlite3_stmt* statement, int index, SqlPlace place, const Value& 
     case SqlPlace::NumberText:
       return bindOwnText(statement, index, std::to_string(low32(value)));
     case SqlPlace::Integer32:
-      return sqlite3_bind_int(statement, index, low32(value)) == SQLITE_OK;
+      return sqlite3_bind_int64(statement, index, low32(value)) == SQLITE_OK;
     case SqlPlace::Integer64:
       return sqlite3_bind_int64(statement, index, value.integerValue()) == SQLITE_OK;
   }

@@ -1,0 +1,257 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+
+#include "tests/library/ServedLibrary.h"
+
+namespace moxtel::test {
+namespace {
+
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using Path = std::optional<std::string>;
+
+FakeProcessRunner::Answer printing(std::string output, int status = 0) {
+  return [=](const ProcessRequest&) { return FakeProcessRunner::printing(output, status); };
+}
+
+TEST(LibraryLocation, takesTheUsersPathAsItStandsAndAsksNobody) {
+  ServedLibrary served({}, printing("/elsewhere\n"));
+  served.defaults.setString("LibraryPath", "~/Pictures/Old");
+  const std::size_t before = served.lines.lines.size();
+  served.databases.readPhotoAppDefaults();
+  EXPECT_EQ(served.databases.libraryPath(), Path("~/Pictures/Old"));
+  EXPECT_TRUE(served.processes.requests().empty());
+  EXPECT_EQ(served.lines.lines.size(), before);
+}
+
+TEST(LibraryLocation, asksTheToolForIPhotosSetting) {
+  ServedLibrary served({}, printing("/photos/iPhoto Library\n"));
+  served.databases.readPhotoAppDefaults();
+  ASSERT_EQ(served.processes.requests().size(), 1u);
+  EXPECT_EQ(served.processes.requests()[0].program, "/the/tool");
+  EXPECT_THAT(served.processes.requests()[0].arguments,
+              ElementsAre("read", "com.apple.iPhoto", "LibraryPath"));
+  EXPECT_EQ(served.databases.libraryPath(), Path("/photos/iPhoto Library"));
+  EXPECT_TRUE(served.log.contains("root directory: /photos/iPhoto Library"));
+  EXPECT_EQ(served.lines.lines.back(),
+            std::pair(std::string("Info"), std::string("Found library path: '/photos/iPhoto Library'")));
+}
+
+TEST(LibraryLocation, asksForAperturesSettingOnlyWhenItIsPreferredAndIPhotoDoesNotRun) {
+  ServedLibrary served({}, printing("/a\n"));
+  const auto domain = [&] {
+    served.databases.readPhotoAppDefaults();
+    return served.processes.requests().back().arguments[1];
+  };
+  served.databases.preferAperture = true;
+  EXPECT_EQ(domain(), "com.apple.Aperture");
+  served.flags.connectedWithIPhoto = true;
+  EXPECT_EQ(domain(), "com.apple.iPhoto");
+  served.databases.preferAperture = false;
+  EXPECT_EQ(domain(), "com.apple.iPhoto");
+}
+
+TEST(LibraryLocation, expandsALeadingTildeOfTheToolsAnswer) {
+  ServedLibrary served({}, printing("  ~/Pictures/Library \r\n"));
+  served.databases.readPhotoAppDefaults();
+  EXPECT_EQ(served.databases.libraryPath(), Path(std::string(std::getenv("HOME")) + "/Pictures/Library"));
+}
+
+TEST(LibraryLocation, expandsAnotherUsersTildeAndLeavesAnUnknownOnes) {
+  ServedLibrary served({}, printing("~root/x\n"));
+  served.databases.readPhotoAppDefaults();
+  EXPECT_EQ(served.databases.libraryPath(), Path("/root/x"));
+  ServedLibrary unknown({}, printing("~nobody-of-this-name/x\n"));
+  unknown.databases.readPhotoAppDefaults();
+  EXPECT_EQ(unknown.databases.libraryPath(), Path("~nobody-of-this-name/x"));
+}
+
+TEST(LibraryLocation, keepsItsPathWhenTheKeyDoesNotExist) {
+  std::string answer = "/first\n";
+  int status = 0;
+  ServedLibrary served({},
+                       [&](const ProcessRequest&) { return FakeProcessRunner::printing(answer, status); });
+  served.databases.readPhotoAppDefaults();
+  answer = "The domain/default pair of (com.apple.iPhoto, LibraryPath) does not exist\n";
+  status = 1;
+  served.databases.readPhotoAppDefaults();
+  EXPECT_EQ(served.databases.libraryPath(), Path("/first"));
+  EXPECT_TRUE(served.log.contains("no iPhoto default found"));
+  EXPECT_EQ(served.lines.count("Info", "Found library path: '/first'"), 2);
+}
+
+TEST(LibraryLocation, saysThatThereIsNoPathWhenNothingIsKnown) {
+  ServedLibrary served({}, printing("does not exist", 0));
+  served.databases.readPhotoAppDefaults();
+  EXPECT_EQ(served.databases.libraryPath(), Path());
+  EXPECT_TRUE(served.log.contains("root directory: (null)"));
+  EXPECT_EQ(served.lines.count("Info", "Found library path: '(null)'"), 1);
+}
+
+TEST(LibraryLocation, takesEveryChunkForAWholeAnswer) {
+  ServedLibrary served({}, printing(""));
+  served.processes.setChunks({"/one\n", "/two\n"});
+  served.databases.readPhotoAppDefaults();
+  EXPECT_EQ(served.databases.libraryPath(), Path("/two"));
+  served.processes.setChunks({"/photos/Lib", "rary\n"});
+  served.databases.readPhotoAppDefaults();
+  EXPECT_EQ(served.databases.libraryPath(), Path("/photos/Lib"));
+  served.processes.setChunks({"/three\n", "it does not exist", "/four\n"});
+  served.databases.readPhotoAppDefaults();
+  EXPECT_EQ(served.databases.libraryPath(), Path("/three"));
+}
+
+TEST(LibraryLocation, doesNotTakeWhatIsNoPath) {
+  for (const char* answer : {"", "\n", "relative/path\n", "usage: defaults [options]\n", "{ a = b; }"}) {
+    ServedLibrary served({}, printing(answer));
+    served.databases.readPhotoAppDefaults();
+    EXPECT_EQ(served.databases.libraryPath(), Path()) << answer;
+    EXPECT_EQ(served.lines.count("Info", "Found library path: '(null)'"), 1) << answer;
+  }
+}
+
+TEST(LibraryLocation, doesNotTakeTheAnswerOfAToolThatFailed) {
+  ServedLibrary served({}, printing("/photos\n", 3));
+  served.databases.readPhotoAppDefaults();
+  EXPECT_EQ(served.databases.libraryPath(), Path());
+  for (const std::string& line : served.log.lines()) EXPECT_THAT(line, Not(HasSubstr("root directory")));
+  EXPECT_EQ(served.lines.count("Info", "Found library path: '(null)'"), 1);
+}
+
+TEST(LibraryLocation, tellsOfAToolThatIsMissingHangsOrTalksTooMuch) {
+  using Ending = ProcessResult::Ending;
+  for (const Ending ending : {Ending::NotStarted, Ending::TimedOut, Ending::TooMuchOutput}) {
+    ServedLibrary served({}, [&](const ProcessRequest&) {
+      return ProcessResult{ending, -1, "/photos\n", {}};
+    });
+    served.databases.readPhotoAppDefaults();
+    EXPECT_EQ(served.databases.libraryPath(), Path());
+    EXPECT_THAT(served.log.lines(), Contains(HasSubstr("problem with pipe: ")));
+    EXPECT_EQ(served.lines.count("Error", "Could not find iPhoto directory!"), 1);
+    EXPECT_EQ(served.lines.count("Info", "Found library path"), 0);
+  }
+}
+
+TEST(LibraryLocation, boundsTheTimeThatTheToolMayTake) {
+  ServedLibrary served({}, printing("/a\n"));
+  served.databases.readPhotoAppDefaults();
+  EXPECT_LE(served.processes.requests()[0].timeout, std::chrono::seconds(10));
+}
+
+TEST(LibraryLocation, explainsAnAnswerOutsideAscii) {
+  ServedLibrary served({}, printing("/photos/\xC3\x9Cte\n"));
+  served.databases.readPhotoAppDefaults();
+  EXPECT_EQ(served.databases.libraryPath(), Path());
+  EXPECT_EQ(served.lines.count("Error", "symbolic link"), 1);
+}
+
+TEST(LibraryLocation, derivesTheFourFileNamesOnLoading) {
+  ServedLibrary served;
+  EXPECT_EQ(served.databases.pathOf(DatabaseFile::Library), Path());
+  served.defaults.setString("LibraryPath", "/no/such/library/");
+  served.databases.loadDatabase();
+  EXPECT_EQ(served.databases.pathOf(DatabaseFile::Library),
+            Path("/no/such/library/Database/apdb/Library.apdb"));
+  EXPECT_EQ(served.databases.pathOf(DatabaseFile::ImageProxies),
+            Path("/no/such/library/Database/apdb/ImageProxies.apdb"));
+  EXPECT_EQ(served.databases.pathOf(DatabaseFile::Properties),
+            Path("/no/such/library/Database/apdb/Properties.apdb"));
+  EXPECT_EQ(served.databases.pathOf(DatabaseFile::Faces), Path("/no/such/library/Database/apdb/Faces.db"));
+}
+
+TEST(LibraryLocation, logsTheLoadingInItsOrder) {
+  TestLibrary files;
+  ServedLibrary served;
+  served.defaults.setString("LibraryPath", files.path());
+  const SystemLogCapture log;
+  served.databases.loadDatabase();
+  const std::string apdb = files.path() + "/Database/apdb/";
+  EXPECT_THAT(log.lines(),
+              ElementsAre("\n\n--------------------------------- RELOAD DATABASE --------------------\n\n",
+                          "databaseFilename: '" + apdb + "Library.apdb', proxiesDBFilename: '" + apdb +
+                              "ImageProxies.apdb'",
+                          "done"));
+}
+
+TEST(LibraryLocation, remembersDateAndSizeOfTheMainDatabase) {
+  TestLibrary files;
+  ServedLibrary served(files.path());
+  const std::filesystem::path path(files.pathOf(DatabaseFile::Library));
+  const auto modified = std::chrono::file_clock::to_sys(std::filesystem::last_write_time(path));
+  const double seconds = std::chrono::duration<double>(modified.time_since_epoch()).count() - 978307200.0;
+  EXPECT_TRUE(served.databases.usingDB());
+  EXPECT_FALSE(served.databases.runStandalone());
+  ASSERT_TRUE(served.databases.databaseReadDate());
+  EXPECT_NEAR(served.databases.databaseReadDate()->seconds, seconds, 1e-5);
+  EXPECT_EQ(served.databases.databaseReadSize(), std::filesystem::file_size(path));
+}
+
+TEST(LibraryLocation, tellsTheUserOfALibraryThatIsNotThere) {
+  ServedLibrary served("/no/such/library");
+  EXPECT_TRUE(served.databases.runStandalone());
+  EXPECT_FALSE(served.databases.usingDB());
+  EXPECT_FALSE(served.databases.databaseReadDate());
+  ASSERT_EQ(served.lines.count("Error", "Problem with reading iPhoto or Aperture data: '"), 1);
+  EXPECT_EQ(served.lines.count("Error",
+                               "'\nPlease quit MoxtelServer, start and quit iPhoto, then start "
+                               "MoxtelServer again."),
+            1);
+}
+
+TEST(LibraryLocation, staysStandaloneAndKeepsDateAndSizeAfterAFailedLoading) {
+  TestLibrary files;
+  ServedLibrary served(files.path());
+  const auto size = served.databases.databaseReadSize();
+  served.defaults.setString("LibraryPath", "/no/such/library");
+  served.databases.loadDatabase();
+  EXPECT_TRUE(served.databases.runStandalone());
+  EXPECT_TRUE(served.databases.usingDB());
+  EXPECT_EQ(served.databases.databaseReadSize(), size);
+  served.defaults.setString("LibraryPath", files.path());
+  served.databases.loadDatabase();
+  EXPECT_TRUE(served.databases.runStandalone());
+  served.databases.resetStandalone();
+  EXPECT_FALSE(served.databases.runStandalone());
+}
+
+TEST(LibraryLocation, withoutAnyPathLoadingTellsAndOpeningFails) {
+  ServedLibrary served({}, [](const ProcessRequest&) { return ProcessResult{}; });
+  served.databases.loadDatabase();
+  EXPECT_TRUE(served.databases.runStandalone());
+  EXPECT_TRUE(served.log.contains("databaseFilename: '(null)', proxiesDBFilename: '(null)'"));
+  EXPECT_FALSE(served.databases.openDatabase());
+  EXPECT_TRUE(served.log.contains("could not open db '(null)', result: 14"));
+}
+
+TEST(LibraryLocation, aPathOutsideAsciiIsLoadedButNotOpenedAndTheUserIsToldWhatHelps) {
+  TestLibrary files(
+      "B\xC3\xBC"
+      "cher");
+  ServedLibrary served(files.path());
+  EXPECT_TRUE(served.databases.usingDB());
+  EXPECT_FALSE(served.databases.openDatabase());
+  EXPECT_EQ(served.databases.result(), SQLITE_CANTOPEN);
+  EXPECT_EQ(served.lines.count("Error", "symbolic link"), 1);
+  EXPECT_TRUE(
+      served.log.contains("could not open db '" + files.pathOf(DatabaseFile::Library) + "', result: 14"));
+}
+
+TEST(LibraryLocation, aSymbolicLinkWithAPlainNameHelps) {
+  TestLibrary files(
+      "B\xC3\xBC"
+      "cher");
+  const TemporaryFolder folder;
+  const std::string link = (folder.path() / "Books").string();
+  std::filesystem::create_directory_symlink(files.path(), link);
+  ServedLibrary served(link);
+  EXPECT_TRUE(served.databases.openDatabase());
+  EXPECT_EQ(served.number(DatabaseFile::Library, "SELECT COUNT(uuid) FROM RKVersion"), 0);
+  EXPECT_EQ(served.lines.count("Error", "symbolic link"), 0);
+}
+
+}  // namespace
+}  // namespace moxtel::test

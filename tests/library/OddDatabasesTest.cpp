@@ -1,0 +1,291 @@
+// Databases in states that a well-kept library is never in, and next to programs that write.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "tests/library/ServedLibrary.h"
+
+namespace moxtel::test {
+namespace {
+
+using testing::HasSubstr;
+using namespace std::chrono_literals;
+namespace fs = std::filesystem;
+
+constexpr DatabaseFile kLibrary = DatabaseFile::Library;
+constexpr SqlText kCount = "SELECT COUNT(uuid) FROM RKVersion";
+constexpr const char* kCouldNotCount = "could not prepare query 'SELECT COUNT(uuid) FROM RKVersion'";
+
+class Odd : public testing::Test {
+ protected:
+  Odd() {
+    files.insert("RKVersion", {{"uuid", "a"}});
+    files.insert("RKVersion", {{"uuid", "b"}});
+  }
+  void expectUnreadable() {
+    const SystemLogCapture log;
+    EXPECT_TRUE(served.databases.openDatabase());
+    EXPECT_EQ(served.number(kLibrary, kCount), -1);
+    EXPECT_TRUE(log.contains(kCouldNotCount));
+    EXPECT_TRUE(served.databases.sawFailure());
+    served.databases.closeDatabase();
+    served.databases.releaseLocks();
+  }
+  int copies() const {
+    return static_cast<int>(std::distance(fs::directory_iterator(served.temporary.path()), {}));
+  }
+
+  TestLibrary files;
+  std::string path = files.pathOf(kLibrary);
+  ServedLibrary served{files.path()};
+};
+
+TEST_F(Odd, anEmptyFileHasNoTables) {
+  files.overwrite(kLibrary, "");
+  const auto before = stateOf(files.path());
+  expectUnreadable();
+  EXPECT_EQ(stateOf(files.path()), before);
+}
+
+TEST_F(Odd, anEmptyFilesJournalsAreLeftWhereTheyAre) {
+  files.overwrite(kLibrary, "");
+  std::ofstream(path + "-journal") << "old";
+  std::ofstream(path + "-wal") << "old";
+  const auto before = stateOf(files.path());
+  expectUnreadable();
+  EXPECT_EQ(stateOf(files.path()), before);
+}
+
+TEST_F(Odd, aFileOfSomethingElseIsNotRead) {
+  files.overwrite(kLibrary, std::string(100'000, 'x'));
+  expectUnreadable();
+  EXPECT_EQ(served.databases.result(), SQLITE_NOTADB);
+}
+
+TEST_F(Odd, aFileCutInTheMiddleDoesNotCrash) {
+  const auto whole = fs::file_size(path);
+  for (const auto size :
+       {whole / 2, whole / 3, std::uintmax_t{16384}, std::uintmax_t{100}, std::uintmax_t{1}}) {
+    fs::resize_file(path, size);
+    Query rows = served.databases.run(kLibrary, "SELECT uuid FROM RKVersion", {});
+    while (rows.step()) rows.stringColumn(0);
+    served.databases.releaseLocks();
+  }
+  EXPECT_TRUE(served.databases.sawFailure());
+}
+
+TEST_F(Odd, damagedPagesEndTheRowsAndCountAsAFailure) {
+  for (int i = 0; i < 3000; ++i) files.insert("RKMaster", {{"uuid", std::string(60, 'm')}});
+  {
+    std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
+    file.seekp(static_cast<std::streamoff>(fs::file_size(path)) * 3 / 4);
+    file << std::string(200'000, '\x05');
+  }
+  Query rows = served.databases.run(kLibrary, "SELECT uuid,name FROM RKMaster", {});
+  int count = 0;
+  while (rows.step()) ++count;
+  EXPECT_LT(count, 3000);
+  EXPECT_TRUE(served.databases.sawFailure());
+}
+
+TEST_F(Odd, aFolderInAFilesPlaceCannotBeOpened) {
+  fs::remove(path);
+  fs::create_directory(path);
+  EXPECT_FALSE(served.databases.openDatabase());
+  EXPECT_EQ(served.databases.result(), SQLITE_CANTOPEN);
+}
+
+TEST_F(Odd, aNamedPipeInAFilesPlaceIsNotWaitedFor) {
+  fs::remove(path);
+  ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
+  EXPECT_FALSE(served.databases.openDatabase());
+}
+
+TEST_F(Odd, aViewInATablesPlaceIsNotRead) {
+  files.execute(kLibrary, "ALTER TABLE RKVersion RENAME TO t; CREATE VIEW RKVersion AS SELECT * FROM t");
+  expectUnreadable();
+}
+
+// Busy.
+
+TEST_F(Odd, aBusyFileIsWaitedForTwoSecondsOncePerCommand) {
+  OtherProcess other(path);
+  ASSERT_EQ(other.execute("BEGIN EXCLUSIVE"), SQLITE_OK);
+  expectUnreadable();
+  EXPECT_EQ(served.databases.result(), SQLITE_BUSY);
+  EXPECT_EQ(served.slept, 2s);
+  expectUnreadable();
+  EXPECT_EQ(served.slept, 2s);
+  served.databases.beginCommand();
+  expectUnreadable();
+  EXPECT_EQ(served.slept, 4s);
+  ASSERT_EQ(other.execute("ROLLBACK"), SQLITE_OK);
+  served.databases.beginCommand();
+  EXPECT_EQ(served.number(kLibrary, kCount), 2);
+  EXPECT_EQ(served.slept, 4s);
+  EXPECT_FALSE(served.databases.sawFailure());
+}
+
+TEST_F(Odd, eachFileHasItsOwnTimeToBeBusy) {
+  OtherProcess library(path);
+  OtherProcess faces(files.pathOf(DatabaseFile::Faces));
+  ASSERT_EQ(library.execute("BEGIN EXCLUSIVE"), SQLITE_OK);
+  ASSERT_EQ(faces.execute("BEGIN EXCLUSIVE"), SQLITE_OK);
+  expectUnreadable();
+  EXPECT_EQ(served.number(DatabaseFile::Faces, "SELECT COUNT(uuid) FROM RKFaceName"), -1);
+  EXPECT_EQ(served.slept, 4s);
+}
+
+TEST_F(Odd, aKeptConnectionMeetsABusyFileTheSameWay) {
+  EXPECT_EQ(served.number(kLibrary, kCount), 2);
+  served.databases.releaseLocks();
+  OtherProcess other(path);
+  ASSERT_EQ(other.execute("BEGIN EXCLUSIVE"), SQLITE_OK);
+  expectUnreadable();
+  EXPECT_EQ(served.slept, 2s);
+}
+
+TEST_F(Odd, aWriterThatHasNotComeToWritingDisturbsNobody) {
+  OtherProcess other(path);
+  ASSERT_EQ(other.execute("BEGIN IMMEDIATE; INSERT INTO RKVersion(uuid) VALUES('c')"), SQLITE_OK);
+  EXPECT_EQ(served.number(kLibrary, kCount), 2);
+  EXPECT_EQ(served.slept, 0s);
+  served.databases.releaseLocks();
+  EXPECT_EQ(other.execute("COMMIT"), SQLITE_OK);
+  EXPECT_EQ(served.number(kLibrary, kCount), 3);
+}
+
+// Private copies.
+
+// A journal left behind by a crash in the middle of a change that had reached the file.
+void crashWhileWriting(const std::string& path) {
+  OtherProcess other(path);
+  EXPECT_EQ(other.execute(
+                "PRAGMA cache_size = 1; PRAGMA cache_spill = 1; BEGIN IMMEDIATE; UPDATE RKVersion SET uuid "
+                "= 'torn'; CREATE TABLE filler(a); WITH RECURSIVE n(x) AS (SELECT 1 UNION ALL SELECT x+1 "
+                "FROM n WHERE x < 200) INSERT INTO filler SELECT zeroblob(20000) FROM n"),
+            SQLITE_OK);
+}
+
+TEST_F(Odd, aHotJournalIsRolledBackInAPrivateCopy) {
+  crashWhileWriting(path);
+  ASSERT_TRUE(fs::exists(path + "-journal"));
+  const auto before = stateOf(files.path());
+  EXPECT_EQ(served.text(kLibrary, "SELECT uuid FROM RKVersion"), Value("a"));
+  EXPECT_EQ(served.number(kLibrary, "SELECT COUNT(name) FROM RKFolder"), 0);
+  EXPECT_EQ(copies(), 1);
+  EXPECT_EQ(stateOf(files.path()), before);
+  EXPECT_EQ(served.lines.count("Info", "A private copy of it is read."), 1);
+  EXPECT_FALSE(served.databases.sawFailure());
+}
+
+TEST_F(Odd, aPrivateCopyIsForThisUserAlone) {
+  crashWhileWriting(path);
+  ASSERT_EQ(served.number(kLibrary, kCount), 2);
+  const fs::path folder = fs::directory_iterator(served.temporary.path())->path();
+  EXPECT_EQ(fs::status(folder).permissions(), fs::perms::owner_all);
+}
+
+TEST_F(Odd, aPrivateCopyServesUntilTheOriginalChangesAndIsToldOnce) {
+  crashWhileWriting(path);
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(served.number(kLibrary, kCount), 2);
+    served.databases.releaseLocks();
+    served.loop.advance(6s);
+  }
+  EXPECT_EQ(served.lines.count("Info", "A private copy of it is read."), 1);
+  {
+    OtherProcess mender(path);
+    ASSERT_EQ(mender.execute("INSERT INTO RKVersion(uuid) VALUES('c')"), SQLITE_OK);
+  }
+  ASSERT_FALSE(fs::exists(path + "-journal"));
+  EXPECT_EQ(served.number(kLibrary, kCount), 3);
+  EXPECT_EQ(copies(), 0);
+  EXPECT_EQ(descriptorsTo(path), 1);
+}
+
+TEST_F(Odd, privateCopiesAreRemovedInTheEnd) {
+  crashWhileWriting(path);
+  const TemporaryFolder temporary;
+  {
+    LibrarySeams seams;
+    seams.temporaryFolder = temporary.path().string();
+    LibraryDatabases databases(served.loop, served.defaults, served.processes, served.console, served.flags,
+                               seams);
+    databases.loadDatabase();
+    EXPECT_TRUE(databases.run(kLibrary, kCount, {}).step());
+    EXPECT_FALSE(fs::is_empty(temporary.path()));
+  }
+  EXPECT_TRUE(fs::is_empty(temporary.path()));
+}
+
+TEST_F(Odd, aWriteAheadLogIsReadInAPrivateCopyWhileItsWriterLives) {
+  OtherProcess other(path);
+  ASSERT_EQ(other.execute("PRAGMA journal_mode = WAL; INSERT INTO RKVersion(uuid) VALUES('c')"), SQLITE_OK);
+  ASSERT_TRUE(fs::exists(path + "-wal"));
+  const auto before = stateOf(files.path());
+  EXPECT_EQ(served.number(kLibrary, kCount), 3);
+  EXPECT_EQ(stateOf(files.path()), before);
+  served.databases.releaseLocks();
+  ASSERT_EQ(other.execute("INSERT INTO RKVersion(uuid) VALUES('d')"), SQLITE_OK);
+  EXPECT_EQ(served.number(kLibrary, kCount), 4);
+  EXPECT_EQ(copies(), 1);
+  EXPECT_EQ(served.lines.count("Info", "write-ahead log"), 1);
+}
+
+TEST_F(Odd, aWriteAheadLogOfAWriterThatCrashedIsReadToo) {
+  {
+    OtherProcess other(path);
+    ASSERT_EQ(other.execute("PRAGMA journal_mode = WAL; INSERT INTO RKVersion(uuid) VALUES('c')"), SQLITE_OK);
+  }
+  const auto before = stateOf(files.path());
+  EXPECT_EQ(served.number(kLibrary, kCount), 3);
+  served.databases.releaseLocks();
+  EXPECT_EQ(stateOf(files.path()), before);
+}
+
+TEST_F(Odd, aWriteAheadDatabaseWithoutSideFilesGetsNone) {
+  files.execute(kLibrary, "PRAGMA journal_mode = WAL");
+  ASSERT_FALSE(fs::exists(path + "-wal"));
+  const auto before = stateOf(files.path());
+  EXPECT_EQ(served.number(kLibrary, kCount), 2);
+  served.databases.releaseLocks();
+  served.loop.advance(6s);
+  EXPECT_EQ(stateOf(files.path()), before);
+}
+
+TEST_F(Odd, aFileSystemWithoutLocksIsReadFromAPrivateCopy) {
+  served.locksGranted = false;
+  EXPECT_TRUE(served.databases.openDatabase());
+  EXPECT_EQ(served.number(kLibrary, kCount), 2);
+  EXPECT_EQ(descriptorsTo(path), 0);
+  EXPECT_EQ(served.lines.count("Info", "grants no locks"), 1);
+}
+
+TEST_F(Odd, withoutRoomForACopyTheUserIsTold) {
+  crashWhileWriting(path);
+  served.freeBytes = fs::file_size(path) + 1;
+  expectUnreadable();
+  expectUnreadable();
+  EXPECT_EQ(copies(), 0);
+  EXPECT_EQ(served.lines.count("Error", "No private copy could be made: there is not enough room"), 1);
+}
+
+TEST_F(Odd, withoutATemporaryFolderTheUserIsTold) {
+  crashWhileWriting(path);
+  fs::remove_all(served.temporary.path());
+  expectUnreadable();
+  EXPECT_EQ(served.lines.count("Error", "No private copy could be made: no folder can be made in "), 1);
+}
+
+TEST_F(Odd, aPrivateCopyIsReadOnlyForQueries) {
+  crashWhileWriting(path);
+  ASSERT_EQ(served.number(kLibrary, kCount), 2);
+  EXPECT_FALSE(served.databases.run(kLibrary, "DELETE FROM RKVersion", {}).prepared());
+}
+
+}  // namespace
+}  // namespace moxtel::test

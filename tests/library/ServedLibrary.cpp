@@ -1,0 +1,122 @@
+#include "tests/library/ServedLibrary.h"
+
+#include <signal.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+
+namespace moxtel::test {
+
+namespace fs = std::filesystem;
+
+int KeptLines::count(std::string_view title, std::string_view part) const {
+  return static_cast<int>(std::count_if(lines.begin(), lines.end(), [&](const auto& line) {
+    return line.first == title && line.second.find(part) != std::string::npos;
+  }));
+}
+
+ServedLibrary::ServedLibrary(const std::optional<std::string>& libraryPath, FakeProcessRunner::Answer tool)
+    : processes(tool ? std::move(tool) : [](const ProcessRequest&) { return ProcessResult{}; }),
+      console(loop, defaults),
+      databases(loop, defaults, processes, console, flags, seams()) {
+  console.addView(lines);
+  if (!libraryPath) return;
+  defaults.setString("LibraryPath", *libraryPath);
+  databases.loadDatabase();
+  databases.beginCommand();
+}
+
+LibrarySeams ServedLibrary::seams() {
+  LibrarySeams answers;
+  answers.defaultsTool = "/the/tool";
+  answers.temporaryFolder = temporary.path().string();
+  answers.freeBytesIn = [this](const std::string&) { return freeBytes; };
+  answers.grantsLocks = [this](const std::string&) { return locksGranted; };
+  answers.sleep = [this](std::chrono::milliseconds time) { slept += time; };
+  return answers;
+}
+
+Value ServedLibrary::text(DatabaseFile file, SqlText sql, std::initializer_list<Value> values) {
+  Query query = databases.run(file, sql, values);
+  return query.step() ? query.stringColumn(0) : Value();
+}
+
+std::int64_t ServedLibrary::number(DatabaseFile file, SqlText sql, std::initializer_list<Value> values) {
+  Query query = databases.run(file, sql, values);
+  return query.step() ? query.integer64Column(0) : -1;
+}
+
+namespace {
+
+// Reads texts of a size each, answers with a result code.
+[[noreturn]] void serve(int channel, const std::string& file) {
+  sqlite3* connection = nullptr;
+  sqlite3_open(file.c_str(), &connection);
+  for (;;) {
+    std::uint32_t size = 0;
+    if (::read(channel, &size, sizeof size) != static_cast<ssize_t>(sizeof size)) ::_exit(0);
+    std::string sql(size, '\0');
+    if (::read(channel, sql.data(), size) != static_cast<ssize_t>(size)) ::_exit(0);
+    const std::int32_t code = sqlite3_exec(connection, sql.c_str(), nullptr, nullptr, nullptr);
+    if (::write(channel, &code, sizeof code) != static_cast<ssize_t>(sizeof code)) ::_exit(0);
+  }
+}
+
+}  // namespace
+
+OtherProcess::OtherProcess(const std::string& file) {
+  int ends[2];
+  if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) throw std::runtime_error("socketpair");
+  child_ = ::fork();
+  if (child_ == 0) {
+    ::close(ends[0]);
+    serve(ends[1], file);
+  }
+  ::close(ends[1]);
+  channel_ = ends[0];
+}
+
+OtherProcess::~OtherProcess() {
+  ::kill(child_, SIGKILL);
+  ::waitpid(child_, nullptr, 0);
+  ::close(channel_);
+}
+
+int OtherProcess::execute(const std::string& sql) {
+  const auto size = static_cast<std::uint32_t>(sql.size());
+  std::int32_t code = -1;
+  if (::write(channel_, &size, sizeof size) < 0 || ::write(channel_, sql.data(), sql.size()) < 0 ||
+      ::read(channel_, &code, sizeof code) != static_cast<ssize_t>(sizeof code))
+    throw std::runtime_error("the other process is gone");
+  return code;
+}
+
+std::map<std::string, std::string> stateOf(const std::string& folder) {
+  std::map<std::string, std::string> state;
+  for (const auto& entry : fs::recursive_directory_iterator(folder)) {
+    std::string contents = std::to_string(entry.last_write_time().time_since_epoch().count()) + " ";
+    if (entry.is_regular_file()) {
+      std::ifstream file(entry.path(), std::ios::binary);
+      contents.append(std::istreambuf_iterator<char>(file), {});
+    }
+    state[entry.path().string()] = std::move(contents);
+  }
+  return state;
+}
+
+int descriptorsTo(const std::string& file) {
+  int count = 0;
+  for (const auto& entry : fs::directory_iterator("/proc/self/fd")) {
+    std::error_code ignored;
+    if (fs::read_symlink(entry.path(), ignored).string() == file) ++count;
+  }
+  return count;
+}
+
+}  // namespace moxtel::test

@@ -1,0 +1,84 @@
+// A test's view of the databases as the program has them, with everything around them in the test's hands:
+// the console's lines, the settings tool, sleeping, room for copies.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "console/MXSConsole.h"
+#include "library/LibraryDatabases.h"
+#include "platform/FakeEventLoop.h"
+#include "platform/FakeProcessRunner.h"
+#include "platform/SystemLog.h"
+#include "platform/UserDefaults.h"
+#include "tests/TemporaryFolder.h"
+#include "tests/library/TestLibrary.h"
+
+namespace moxtel::test {
+
+class KeptLines final : public ConsoleView {
+ public:
+  void appendLine(const ConsoleLine& line) override { lines.push_back({line.title, line.text}); }
+  // Those whose text holds this.
+  int count(std::string_view title, std::string_view part) const;
+  std::vector<std::pair<std::string, std::string>> lines;
+};
+
+struct ServedLibrary {
+  // Without a path the user has set none.
+  explicit ServedLibrary(const std::optional<std::string>& libraryPath = std::nullopt,
+                         FakeProcessRunner::Answer tool = {});
+  ~ServedLibrary() { console.removeView(lines); }
+
+  // The first row's first column as a text; nil without.
+  Value text(DatabaseFile file, SqlText sql, std::initializer_list<Value> values = {});
+  std::int64_t number(DatabaseFile file, SqlText sql, std::initializer_list<Value> values = {});
+
+  TemporaryFolder temporary;  // for private copies
+  SystemLogCapture log;
+  FakeEventLoop loop;
+  UserDefaults defaults;
+  FakeProcessRunner processes;
+  MXSConsole console;
+  KeptLines lines;
+  PhotoApplicationFlags flags;
+  std::uint64_t freeBytes = std::uint64_t{1} << 40;
+  bool locksGranted = true;
+  std::chrono::milliseconds slept{0};
+  LibraryDatabases databases;
+
+ private:
+  LibrarySeams seams();
+};
+
+// Another process with a connection of its own to a file, so that its locks are what another program's are.
+// Make it while this process is in no transaction: the child inherits what SQLite believes to hold here.
+// Destroyed it ends at once, in whatever it was doing, as by a crash: its files stay as they are.
+class OtherProcess final {
+ public:
+  explicit OtherProcess(const std::string& file);
+  ~OtherProcess();
+  OtherProcess(const OtherProcess&) = delete;
+  OtherProcess& operator=(const OtherProcess&) = delete;
+  // The SQLite result code; it waits for no lock.
+  int execute(const std::string& sql);
+  bool canWrite() { return execute("BEGIN EXCLUSIVE") == 0 && execute("ROLLBACK") == 0; }
+
+ private:
+  int child_ = -1;
+  int channel_ = -1;
+};
+
+// Every file and folder below a folder by its name, with contents and modification time: two of these are
+// equal when nothing was changed, made or removed.
+std::map<std::string, std::string> stateOf(const std::string& folder);
+
+// How many descriptors of this process lead to a file.
+int descriptorsTo(const std::string& file);
+
+}  // namespace moxtel::test
