@@ -1,0 +1,46 @@
+#include "app/CommandLine.h"
+
+#include <gtest/gtest.h>
+
+namespace moxtel {
+namespace {
+
+const ProgramDescription kProgram{"moxtelserverd", "Serves."};
+
+TEST(CommandLine, goesOnWithKnownKeys) {
+  UserDefaults defaults;
+  EXPECT_EQ(takeCommandLine(kProgram, {"-LibraryPath", "/photos/Old", "-PreferAperture", "YES"}, defaults),
+            std::nullopt);
+  EXPECT_EQ(defaults.stringForKey("LibraryPath"), "/photos/Old");
+  EXPECT_TRUE(defaults.boolForKey("PreferAperture"));
+}
+
+TEST(CommandLine, helpAndVersionEndWell) {
+  UserDefaults defaults;
+  ::testing::internal::CaptureStdout();
+  EXPECT_EQ(takeCommandLine(kProgram, {"--help"}, defaults), 0);
+  EXPECT_NE(::testing::internal::GetCapturedStdout().find("-LibraryPath TEXT"), std::string::npos);
+  ::testing::internal::CaptureStdout();
+  EXPECT_EQ(takeCommandLine(kProgram, {"--version"}, defaults), 0);
+  EXPECT_EQ(::testing::internal::GetCapturedStdout(),
+            "moxtelserverd Version 1.4 build 402 released 2016-07-12\n");
+}
+
+TEST(CommandLine, refusesWhatItDoesNotKnowWithStatus2) {
+  for (const std::vector<std::string>& arguments :
+       std::vector<std::vector<std::string>>{{"-NoSuchKey", "1"},
+                                             {"stray"},
+                                             {"-LibraryPath"},
+                                             {"-PreferAperture", "maybe"},
+                                             {"-Port", "abc"},
+                                             {"-Port", "65536"},
+                                             {"-Port", "-1"}}) {
+    UserDefaults defaults;
+    ::testing::internal::CaptureStderr();
+    EXPECT_EQ(takeCommandLine(kProgram, arguments, defaults), 2) << arguments.front();
+    EXPECT_NE(::testing::internal::GetCapturedStderr(), "") << arguments.front();
+  }
+}
+
+}  // namespace
+}  // namespace moxtel

@@ -1,0 +1,213 @@
+#include "app/MXPAppDelegate.h"
+
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <thread>
+
+#include "platform/FakeDnsSd.h"
+#include "platform/FakeProcessRunner.h"
+#include "platform/FakeRunningApplications.h"
+#include "platform/ScriptInterpreters.h"
+#include "platform/SystemLog.h"
+#include "tests/library/TestLibrary.h"
+
+namespace moxtel {
+namespace {
+
+class RecordingView : public ConsoleView {
+ public:
+  void appendLine(const ConsoleLine& line) override { lines.push_back(line.title + ": " + line.text); }
+  bool contains(std::string_view line) const {
+    return std::find(lines.begin(), lines.end(), line) != lines.end();
+  }
+  std::size_t count(std::string_view line) const { return std::count(lines.begin(), lines.end(), line); }
+  std::vector<std::string> lines;
+};
+
+// A client that connects to a port of this machine; closed with the object.
+class Peer final {
+ public:
+  explicit Peer(std::uint16_t port) : socket_(::socket(AF_INET, SOCK_STREAM, 0)) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(port);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    connected = ::connect(socket_, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
+  }
+  ~Peer() { ::close(socket_); }
+  Peer(const Peer&) = delete;
+  Peer& operator=(const Peer&) = delete;
+  bool connected = false;
+
+ private:
+  int socket_;
+};
+
+class MXPAppDelegateTest : public ::testing::Test {
+ protected:
+  MXPAppDelegateTest() {
+    defaults.setString("LibraryPath", library.path());
+    defaults.setString("Port", "0");
+    console.addView(view);
+  }
+
+  MXPAppDelegate& launched() {
+    MXPAppDelegate::initialize(defaults);
+    delegate = std::make_unique<MXPAppDelegate>(ServerEnvironment{
+        loop, defaults, notifications, processes, applications, scripts, console, &discovery});
+    delegate->applicationDidFinishLaunching();
+    return *delegate;
+  }
+
+  // Lets the accept thread's lines reach the console until one of them is there; a test that waits in vain
+  // fails by it.
+  bool eventually(std::string_view line, std::size_t times = 1) {
+    for (int i = 0; i < 500; ++i) {
+      loop.runPosted();
+      if (view.count(line) >= times) return true;
+      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return false;
+  }
+
+  static Notification connection(const char* clientName) {
+    return {"ChangedConnection", nullptr, Dictionary{{"clientip", "127.0.0.1"}, {"clientname", clientName}}};
+  }
+
+  test::TestLibrary library;
+  SystemLogCapture log;
+  FakeEventLoop loop;
+  UserDefaults defaults;
+  NotificationCenter notifications;
+  FakeProcessRunner processes;
+  FakeRunningApplications applications;
+  NoScriptRunner scripts;
+  MXSConsole console{loop, defaults};
+  FakeDnsSd discovery;
+  RecordingView view;
+  std::unique_ptr<MXPAppDelegate> delegate;
+};
+
+TEST_F(MXPAppDelegateTest, showsThatNoApplicationRunsAndServesAllTheSame) {
+  launched();
+  EXPECT_TRUE(view.contains("Info: Running app: <none>"));
+  EXPECT_NE(delegate->server().port(), 0);
+  EXPECT_TRUE(Peer(delegate->server().port()).connected);
+}
+
+TEST_F(MXPAppDelegateTest, publishesTheServiceUnderItsTypeAndPort) {
+  launched();
+  ASSERT_EQ(discovery.published().size(), 1u);
+  EXPECT_EQ(discovery.published()[0].type, "_moxtelserver._tcp.");
+  EXPECT_EQ(discovery.published()[0].port, delegate->server().port());
+}
+
+TEST_F(MXPAppDelegateTest, namesTheRunningApplication) {
+  applications.set({"Finder", "Aperture"});
+  launched();
+  EXPECT_TRUE(view.contains("Info: Running app: Aperture"));
+}
+
+TEST_F(MXPAppDelegateTest, complainsOfIPhotoWhenApertureIsPreferredAndGoesOn) {
+  applications.set({"iPhoto", "Aperture"});
+  defaults.setBool("PreferAperture", true);
+  launched();
+  const auto at = std::find(view.lines.begin(), view.lines.end(),
+                            "Error: Should prefer Aperture, but iPhoto is running...");
+  ASSERT_NE(at, view.lines.end());
+  EXPECT_EQ(*(at + 1), "Info: Running app: iPhoto");
+  EXPECT_NE(delegate->server().port(), 0);
+}
+
+TEST_F(MXPAppDelegateTest, fillsTheTopLevelListsBeforeTheFirstRequest) {
+  launched();
+  EXPECT_TRUE(log.contains("In parentUuid 'TopLevelAlbums' I found 0 folders, 0 projects and 0 albums"));
+  EXPECT_TRUE(log.contains("In parentUuid 'AllProjectsItem' I found 0 folders, 0 projects and 0 albums"));
+}
+
+TEST_F(MXPAppDelegateTest, showsConnectAndDisconnectUnderTheSameShortName) {
+  launched();
+  {
+    const Peer peer(delegate->server().port());
+    ASSERT_TRUE(eventually("Info: Connected to Moxtel on 'localhost'"));
+  }
+  EXPECT_TRUE(eventually("Info: Lost connection to Moxtel on 'localhost'"));
+  EXPECT_TRUE(log.contains("changedConnection: 1"));
+  EXPECT_TRUE(log.contains("changedConnection: 0"));
+}
+
+TEST_F(MXPAppDelegateTest, cutsTheHostNameAtItsFirstDotUnlessThatIsTheFirstCharacter) {
+  launched();
+  const Peer peer(delegate->server().port());
+  ASSERT_TRUE(eventually("Info: Connected to Moxtel on 'localhost'"));
+  delegate->changedConnection(connection("ipad.local"));
+  delegate->changedConnection(connection("ipad"));
+  delegate->changedConnection(connection(".ipad.local"));
+  delegate->changedConnection({"ChangedConnection", nullptr, Dictionary{{"clientip", "127.0.0.1"}}});
+  EXPECT_TRUE(eventually("Info: Connected to Moxtel on 'ipad'", 2));
+  EXPECT_TRUE(view.contains("Info: Connected to Moxtel on '.ipad.local'"));
+  EXPECT_TRUE(view.contains("Info: Connected to Moxtel on '<unknown>'"));
+}
+
+TEST_F(MXPAppDelegateTest, loadsTheLibraryAfreshForEachClient) {
+  launched();
+  const std::string reload = "\n\n--------------------------------- RELOAD DATABASE --------------------\n\n";
+  const auto count = [&] {
+    const auto lines = log.lines();
+    return std::count(lines.begin(), lines.end(), reload);
+  };
+  const auto before = count();
+  const Peer peer(delegate->server().port());
+  ASSERT_TRUE(eventually("Info: Connected to Moxtel on 'localhost'"));
+  for (int i = 0; i < 500 && count() == before; ++i)
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  EXPECT_EQ(count(), before + 1);
+}
+
+TEST_F(MXPAppDelegateTest, aChangedPreferenceForgetsTheClientAndDisconnectsIt) {
+  launched();
+  const Peer peer(delegate->server().port());
+  ASSERT_TRUE(eventually("Info: Connected to Moxtel on 'localhost'"));
+  defaults.setBool("PreferAperture", true);
+  delegate->changedPreferAperture();
+  EXPECT_TRUE(view.contains("Info: Reloading database after changing photo app"));
+  // Which of the two comes first, the disconnect or the new client table, is the threads' matter.
+  bool told = false;
+  for (int i = 0; i < 500 && !told; ++i) {
+    loop.runPosted();
+    told = view.contains("Info: Lost connection to Moxtel") ||
+           view.contains("Info: Lost connection to Moxtel on 'localhost'");
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  EXPECT_TRUE(told);
+  EXPECT_TRUE(Peer(delegate->server().port()).connected);
+}
+
+TEST_F(MXPAppDelegateTest, aDisconnectWithoutAKnownClientIsAnonymous) {
+  launched();
+  delegate->changedConnection({"ChangedConnection", nullptr, Value()});
+  EXPECT_TRUE(view.contains("Info: Lost connection to Moxtel"));
+}
+
+TEST_F(MXPAppDelegateTest, tellsTheUserWhenThePortIsTaken) {
+  launched();
+  const std::uint16_t taken = delegate->server().port();
+  defaults.setString("Port", std::to_string(taken));
+  MXPAppDelegate second(ServerEnvironment{loop, defaults, notifications, processes, applications, scripts,
+                                          console, &discovery});
+  second.startServer();
+  EXPECT_TRUE(
+      view.contains("Error: Cannot listen on port " + std::to_string(taken) + ": Address already in use"));
+}
+
+TEST_F(MXPAppDelegateTest, endsWithoutAsking) {
+  launched();
+  EXPECT_EQ(delegate->applicationShouldTerminate(), 1);
+}
+
+}  // namespace
+}  // namespace moxtel
