@@ -31,8 +31,7 @@ const auto start = std::chrono::steady_clock::now();
 
 void print(const std::vector<std::string>& parts) {
   const auto passed = std::chrono::steady_clock::now() - start;
-  std::string line =
-      std::to_string(std::chrono::duration_cast<std::chrono::milliseconds>(passed).count());
+  std::string line = std::to_string(std::chrono::duration_cast<std::chrono::milliseconds>(passed).count());
   for (const std::string& part : parts) line += "\t" + part;
   std::puts(line.c_str());
   std::fflush(stdout);
@@ -40,10 +39,14 @@ void print(const std::vector<std::string>& parts) {
 
 std::string kindName(PublicationState::Kind kind) {
   switch (kind) {
-    case PublicationState::Kind::Pending: return "pending";
-    case PublicationState::Kind::Published: return "published";
-    case PublicationState::Kind::Renamed: return "renamed";
-    case PublicationState::Kind::Failed: return "failed";
+    case PublicationState::Kind::Pending:
+      return "pending";
+    case PublicationState::Kind::Published:
+      return "published";
+    case PublicationState::Kind::Renamed:
+      return "renamed";
+    case PublicationState::Kind::Failed:
+      return "failed";
   }
   return "?";
 }
@@ -62,19 +65,19 @@ struct Probe {
   }
 
   void resolve(const std::string& name, const std::string& type, std::function<void()> answered) {
-    resolutions[name] = dnsSd->resolve(name, type, 5s,
-                                       {[answered](const ResolvedService& service) {
-                                          std::vector<std::string> parts{"resolved", service.name,
-                                                                         service.hostName,
-                                                                         std::to_string(service.port)};
-                                          for (const auto& address : service.addresses) parts.push_back(address);
-                                          print(parts);
-                                          answered();
-                                        },
-                                        [name, answered](const std::string& reason) {
-                                          print({"not-resolved", name, reason});
-                                          answered();
-                                        }});
+    resolutions[name] =
+        dnsSd->resolve(name, type, 5s,
+                       {[answered](const ResolvedService& service) {
+                          std::vector<std::string> parts{"resolved", service.name, service.hostName,
+                                                         std::to_string(service.port)};
+                          for (const auto& address : service.addresses) parts.push_back(address);
+                          print(parts);
+                          answered();
+                        },
+                        [name, answered](const std::string& reason) {
+                          print({"not-resolved", name, reason});
+                          answered();
+                        }});
   }
 
   void browse(const std::string& type) {
