@@ -1,0 +1,258 @@
+"""DNS-SD as other programs and other hosts see it: dnssd-probe against Avahi's own daemon and browser.
+
+    dnssd_test.py PROBE [unittest arguments]
+"""
+
+import os
+import signal
+import sys
+import time
+import unittest
+
+sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
+from dnssd_hosts import Host, connect, why_not  # noqa: E402
+
+TYPE = "_moxtelserver._tcp."
+PROBE = "dnssd-probe"
+
+
+def told(*parts):
+    """A line of the probe that tells this: its parts after the time."""
+    return lambda line: line.split("\t")[1:1 + len(parts)] == list(parts)
+
+
+def seen_by_avahi(name, sign="="):
+    """A line of avahi-browse -p: '+' seen, '=' resolved, '-' gone."""
+    return lambda line: line.startswith(sign + ";") and line.split(";")[3] == name
+
+
+class DnsSdTest(unittest.TestCase):
+    def setUp(self):
+        self.hosts = []
+
+    def tearDown(self):
+        for host in self.hosts:
+            host.end()
+
+    def host(self, name="alpha", daemon=False, loopback=True):
+        host = Host(name)
+        self.hosts.append(host)
+        if loopback:
+            host.up()
+        if daemon:
+            host.start_bus()
+            host.start_daemon()
+        return host
+
+    def pair(self, daemon_here=False, daemon_there=False):
+        here, there = self.host("alpha"), self.host("beta")
+        connect(here, there)
+        for host, wanted in ((here, daemon_here), (there, daemon_there)):
+            if wanted:
+                host.start_bus()
+                host.start_daemon()
+        return here, there
+
+    @staticmethod
+    def publish(host, name, *options, port="4250"):
+        return host.start(PROBE, *options, "publish", name, TYPE, port)
+
+    @staticmethod
+    def browse(host, *options):
+        return host.start(PROBE, *options, "browse", TYPE)
+
+    @staticmethod
+    def avahi_browse(host):
+        return host.start("avahi-browse", "-rp", "--no-db-lookup", TYPE.rstrip("."))
+
+    def check_seen_from_outside(self, daemon_here):
+        here, there = self.pair(daemon_here=daemon_here, daemon_there=True)
+        browser = self.avahi_browse(there)
+        probe = self.publish(here, "Photos")
+        probe.wait_for(told("published", "Photos", "Avahi daemon" if daemon_here else "built-in responder"))
+        line, _ = browser.wait_for(seen_by_avahi("Photos"))
+        parts = line.split(";")
+        self.assertEqual(parts[4:10], ["_moxtelserver._tcp", "local", "alpha.local", "10.77.1.1", "4250", ""])
+        self.assertEqual(probe.end(), 0)
+        # A goodbye lets the record live for one second more.
+        browser.wait_for(seen_by_avahi("Photos", "-"), 5)
+
+    def test_avahi_browse_elsewhere_sees_a_server_without_daemon_come_and_go(self):
+        self.check_seen_from_outside(daemon_here=False)
+
+    def test_avahi_browse_elsewhere_sees_a_server_with_daemon_come_and_go(self):
+        self.check_seen_from_outside(daemon_here=True)
+
+    def test_two_hosts_without_daemon_find_each_other(self):
+        here, there = self.pair()
+        browser = self.browse(there)
+        self.publish(here, "Photos").wait_for(told("published", "Photos"))
+        browser.wait_for(told("resolved", "Photos", "alpha.local", "4250", "10.77.1.1"))
+
+    def test_loopback_alone_is_enough(self):
+        host = self.host()
+        browser = self.browse(host)
+        self.publish(host, "Photos").wait_for(told("published", "Photos"))
+        browser.wait_for(told("resolved", "Photos", "alpha.local", "4250", "127.0.0.1"))
+
+    def test_daemon_and_responder_on_one_machine_see_each_other(self):
+        host = self.host(daemon=True)
+        inside, outside = self.browse(host, "--embedded"), self.browse(host, "--daemon")
+        self.publish(host, "By Daemon", "--daemon").wait_for(told("published", "By Daemon"))
+        self.publish(host, "By Itself", "--embedded", port="4251").wait_for(told("published", "By Itself"))
+        waiting = {"By Daemon": "4250", "By Itself": "4251"}
+        for browser in (inside, outside):
+            left = dict(waiting)
+            while left:
+                line, _ = browser.wait_for(lambda text: text.split("\t")[1] == "resolved")
+                _, _, name, hostname, port = line.split("\t")[:5]
+                self.assertEqual((hostname, port), ("alpha.local", left.pop(name)))
+
+    def test_a_taken_name_gets_a_number(self):
+        here, there = self.pair()
+        self.publish(here, "Photos").wait_for(told("published", "Photos"))
+        self.publish(there, "Photos").wait_for(told("renamed", "Photos #2"))
+        browser = self.browse(here)
+        names = {browser.wait_for(lambda text: text.split("\t")[1] == "found")[0].split("\t")[2]
+                 for _ in range(2)}
+        self.assertEqual(names, {"Photos", "Photos #2"})
+
+    def test_a_name_taken_at_the_daemon_gets_a_number(self):
+        host = self.host(daemon=True)
+        self.publish(host, "Photos").wait_for(told("published", "Photos"))
+        # On another port: the same name, host and port would be the same service.
+        self.publish(host, "Photos", port="4251").wait_for(told("renamed", "Photos #2", "Avahi daemon"))
+
+    def test_a_killed_client_of_the_daemon_is_withdrawn_by_it(self):
+        host = self.host(daemon=True)
+        probe = self.publish(host, "Photos")
+        probe.wait_for(told("published", "Photos", "Avahi daemon"))
+        browser = self.browse(host)
+        browser.wait_for(told("found", "Photos"))
+        probe.end(signal.SIGKILL)
+        browser.wait_for(told("removed", "Photos"), 5)
+
+    def test_a_killed_server_stays_listed_and_gets_its_name_back(self):
+        here, there = self.pair()
+        browser = self.browse(there)
+        probe = self.publish(here, "Photos")
+        probe.wait_for(told("published", "Photos"))
+        browser.wait_for(told("resolved", "Photos"))
+        probe.end(signal.SIGKILL)
+        self.assertEqual(browser.lines_within(3), [])
+        self.publish(here, "Photos").wait_for(told("published", "Photos"))
+
+    def test_the_responder_takes_over_from_a_daemon_that_dies_and_hands_back(self):
+        here, there = self.pair(daemon_here=True)
+        probe = self.publish(here, "Photos")
+        probe.wait_for(told("published", "Photos", "Avahi daemon"))
+        browser = self.browse(there)
+        browser.wait_for(told("resolved", "Photos"))
+        local = self.browse(here)
+        local.wait_for(told("resolved", "Photos"))
+
+        here.daemon.end(signal.SIGKILL)
+        probe.wait_for(told("pending", "Photos"))
+        probe.wait_for(told("published", "Photos", "built-in responder"))
+        local_lines = local.lines_within(6)
+        self.assertEqual([line for line in local_lines if "removed" in line], [])
+
+        here.start_daemon()
+        probe.wait_for(told("published", "Photos", "Avahi daemon"), 15)
+        later = self.browse(there)
+        later.wait_for(told("resolved", "Photos", "alpha.local", "4250", "10.77.1.1"))
+
+    def test_a_daemon_that_is_restarted_at_once_is_waited_for(self):
+        host = self.host(daemon=True)
+        probe = self.publish(host, "Photos")
+        probe.wait_for(told("published", "Photos", "Avahi daemon"))
+        host.daemon.end()
+        host.start_daemon()
+        probe.wait_for(told("published", "Photos", "Avahi daemon"), 15)
+        self.assertFalse([line for line in probe.lines if "built-in" in line], probe.lines)
+
+    def test_a_bus_and_a_daemon_that_come_later_are_used(self):
+        host = self.host()
+        probe = self.publish(host, "Photos")
+        probe.wait_for(told("published", "Photos", "built-in responder"))
+        host.start_bus()
+        host.start_daemon()
+        probe.wait_for(told("published", "Photos", "Avahi daemon"), 20)
+        self.browse(host, "--daemon").wait_for(told("resolved", "Photos"))
+
+    def test_a_bus_without_daemon_is_no_reason_to_wait(self):
+        host = self.host()
+        host.start_bus()
+        probe = self.publish(host, "Photos")
+        line, _ = probe.wait_for(told("published", "Photos", "built-in responder"))
+        self.assertLess(int(line.split("\t")[0]), 6000)
+
+    def test_a_daemon_that_hangs_stops_neither_start_nor_end(self):
+        host = self.host(daemon=True)
+        host.daemon.process.send_signal(signal.SIGSTOP)
+        probe = self.publish(host, "Photos")
+        probe.wait_for(told("published", "Photos", "built-in responder"))
+        self.assertEqual(probe.end(), 0)
+
+    def test_a_daemon_that_hangs_later_does_not_hold_up_the_end(self):
+        host = self.host(daemon=True)
+        probe = self.publish(host, "Photos")
+        probe.wait_for(told("published", "Photos", "Avahi daemon"))
+        host.daemon.process.send_signal(signal.SIGSTOP)
+        before = time.monotonic()
+        self.assertEqual(probe.end(), 0)
+        self.assertLess(time.monotonic() - before, 8)
+
+    def test_an_interface_that_comes_later_is_served(self):
+        here, there = self.host("alpha", loopback=False), self.host("beta")
+        self.publish(here, "Photos").wait_for(told("published", "Photos"))
+        browser = self.browse(there)
+        connect(here, there)
+        browser.wait_for(told("resolved", "Photos", "alpha.local", "4250", "10.77.1.1"), 15)
+
+    def test_a_service_that_leaves_one_of_two_interfaces_stays(self):
+        here, there = self.pair()
+        connect(here, there, 2)
+        browser = self.browse(there)
+        self.publish(here, "Photos").wait_for(told("published", "Photos"))
+        browser.wait_for(told("resolved", "Photos"))
+        self.assertEqual(browser.lines_within(2), [])
+        there.down("net1")
+        self.assertEqual(browser.lines_within(2), [])
+        there.down("net2")
+        browser.wait_for(told("removed", "Photos"))
+
+    def test_long_names_are_cut_between_characters(self):
+        host = self.host("h" * 64)
+        browser = self.browse(host)
+        cut = "ä" * 31
+        self.publish(host, "ä" * 40).wait_for(told("published", cut))
+        line, _ = browser.wait_for(told("resolved", cut))
+        self.assertEqual(line.split("\t")[3], "h" * 63 + ".local")
+
+    def test_a_name_of_no_utf8_and_an_odd_one_come_through(self):
+        host = self.host(daemon=True)
+        probe = host.start(PROBE, "publish", b"a\xff\xfe.b\\;c d", TYPE, "4250")
+        wanted = "a\ufffd\ufffd.b\\;c d"
+        probe.wait_for(told("published", wanted, "Avahi daemon"))
+        self.browse(host, "--daemon").wait_for(told("resolved", wanted))
+        self.browse(host, "--embedded").wait_for(told("resolved", wanted))
+
+    def test_what_cannot_be_published_is_said(self):
+        host = self.host()
+        host.start(PROBE, "publish", "Photos", "no type", "4250").wait_for(told("failed", "Photos"))
+
+    def test_a_service_that_is_not_there_is_not_resolved(self):
+        host = self.host()
+        probe = host.start(PROBE, "resolve", "Nobody", TYPE)
+        line, _ = probe.wait_for(told("not-resolved", "Nobody"))
+        self.assertGreaterEqual(int(line.split("\t")[0]), 4900)
+
+
+if __name__ == "__main__":
+    reason = why_not()
+    if reason:
+        print("skipped:", reason)
+        sys.exit(77)
+    PROBE = os.path.abspath(sys.argv.pop(1))
+    unittest.main(verbosity=2)
