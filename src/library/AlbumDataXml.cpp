@@ -30,6 +30,7 @@ class AlbumDataXml::Parser final {
     XML_SetElementHandler(expat_, &onStart, &onEnd);
     XML_SetCharacterDataHandler(expat_, &onText);
     XML_SetEntityDeclHandler(expat_, &onEntity);
+    XML_SetSkippedEntityHandler(expat_, &onSkippedEntity);
   }
   ~Parser() { XML_ParserFree(expat_); }
   Parser(const Parser&) = delete;
@@ -56,6 +57,11 @@ class AlbumDataXml::Parser final {
   static void onEntity(void* data, const XML_Char*, int, const XML_Char*, int, const XML_Char*,
                        const XML_Char*, const XML_Char*, const XML_Char*) {
     self(data).guarded([](Parser& parser) { return parser.fail("it declares entities of its own"); });
+  }
+
+  // With a document type somewhere else an entity may be unknown here.
+  static void onSkippedEntity(void* data, const XML_Char*, int) {
+    self(data).guarded([](Parser& parser) { return parser.fail("it uses an unknown entity"); });
   }
 
   // No exception may pass through the C library; the first failure ends the parsing.
