@@ -1,0 +1,541 @@
+#include "net/QVSocketServer.h"
+
+#include <fcntl.h>
+#include <netinet/tcp.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+
+#include <filesystem>
+#include <thread>
+
+#include "net/KeyedArchive.h"
+#include "tests/net/ServerFixture.h"
+
+namespace moxtel {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::ElementsAre;
+using Server = ServerFixture;
+
+Value largeReply(std::size_t size) { return Value(Bytes(size, std::uint8_t{7})); }
+
+std::size_t openDescriptors() {
+  std::size_t count = 0;
+  for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) ++count;
+  return count;
+}
+
+int option(int socket, int level, int name) {
+  int value = -1;
+  socklen_t size = sizeof value;
+  return ::getsockopt(socket, level, name, &value, &size) == 0 ? value : -1;
+}
+
+timeval timeOption(int socket, int name) {
+  timeval value{};
+  socklen_t size = sizeof value;
+  EXPECT_EQ(::getsockopt(socket, SOL_SOCKET, name, &value, &size), 0);
+  return value;
+}
+
+TEST_F(Server, thereIsNoSharedServerBeforeTheFirst) {
+  EXPECT_EQ(QVSocketServer::theServer(), nullptr);
+  EXPECT_FALSE(QVSocketServer::isConnected());
+  EXPECT_TRUE(logged("isConnected ..., 0x0, -1"));
+  QVSocketServer::disconnect();
+  EXPECT_TRUE(logged("disconnect ..., 0x0, -1"));
+}
+
+TEST_F(Server, theLastServerMadeIsTheSharedOne) {
+  QVSocketServer first(center, &publisher);
+  {
+    const QVSocketServer second(center, &publisher);
+    EXPECT_EQ(QVSocketServer::theServer(), &second);
+  }
+  EXPECT_EQ(QVSocketServer::theServer(), nullptr);
+}
+
+TEST_F(Server, tellsWhatItStarts) {
+  start();
+  EXPECT_TRUE(
+      log.contains("QVSocketServer::startServerOnPort: 0 withBonjourName: 'My Mac' andType: "
+                   "'_moxtelserver._tcp.'"));
+  EXPECT_LT(logPlace("QVSocketServer::startServerOnPort"), logPlace("published service: "));
+  const auto published = publisher.published();
+  ASSERT_EQ(published.size(), 1u);
+  EXPECT_EQ(published[0].name, "My Mac");
+  EXPECT_EQ(published[0].type, "_moxtelserver._tcp.");
+  EXPECT_EQ(published[0].port, server->port());
+}
+
+TEST_F(Server, takesTheLowBitsOfThePort) {
+  start();
+  const std::uint16_t port = server->port();
+  server->stop();
+  ASSERT_TRUE(server->startServerOnPort(0x10000 + port, "My Mac", "_moxtelserver._tcp."));
+  EXPECT_EQ(server->port(), port);
+}
+
+TEST_F(Server, doesNotStartOnAPortInUse) {
+  start();
+  QVSocketServer other(center, &publisher);
+  EXPECT_FALSE(other.startServerOnPort(server->port(), "My Mac", "_moxtelserver._tcp."));
+  EXPECT_TRUE(log.contains("could not bind"));
+  EXPECT_EQ(other.serverSocket(), -1);
+}
+
+TEST_F(Server, keepsListeningButDoesNotStartWhenNothingPublishes) {
+  publisher.refuseToPublish();
+  QVSocketServer silent(center, &publisher);
+  EXPECT_FALSE(silent.startServerOnPort(0, "My Mac", "_moxtelserver._tcp."));
+  EXPECT_TRUE(log.contains("An error occurred initializing the NSNetService object."));
+  EXPECT_FALSE(logged("published service"));
+  EXPECT_GE(silent.serverSocket(), 0);
+  EXPECT_FALSE(logged("QVSocketServer::runServer"));
+}
+
+TEST_F(Server, doesNotStartWithoutAPublisher) {
+  QVSocketServer silent(center, nullptr);
+  EXPECT_FALSE(silent.startServerOnPort(0, "My Mac", "_moxtelserver._tcp."));
+  EXPECT_TRUE(log.contains("An error occurred initializing the NSNetService object."));
+}
+
+TEST_F(Server, servesOnWhenPublishingFailsLater) {
+  start();
+  publisher.tell({PublicationState::Kind::Failed, "My Mac", "no network"});
+  EXPECT_TRUE(logged("netService didNotPublish, errorDict: {"));
+  publisher.tell({PublicationState::Kind::Published, "My Mac", ""});
+  expectServesTheNext();
+}
+
+TEST_F(Server, tellsOfAClientThatComesAndGoes) {
+  start();
+  RawClient::to(server->port()).close();
+  ASSERT_TRUE(changes.waitFor(2));
+  const auto all = changes.all();
+  EXPECT_EQ(all[0].userInfo, Value(Dictionary{{"clientip", "127.0.0.1"}, {"clientname", "tablet.example"}}));
+  EXPECT_EQ(all[0].object, nullptr);
+  EXPECT_TRUE(all[1].userInfo.isNil());
+  EXPECT_EQ(all[1].object, nullptr);
+  EXPECT_EQ(chunks.count(), 0u);
+  EXPECT_TRUE(logged("got connection from {"));
+  EXPECT_FALSE(log.contains("could not read from socket"));
+}
+
+TEST_F(Server, tellsNoNameOfAClientThatHasNone) {
+  peerName.reset();
+  start();
+  const RawClient client = connected();
+  EXPECT_EQ(changes.all()[0].userInfo, Value(Dictionary{{"clientip", "127.0.0.1"}}));
+}
+
+TEST_F(Server, isConnectedWhileAClientIsThere) {
+  start();
+  EXPECT_FALSE(QVSocketServer::isConnected());
+  EXPECT_EQ(server->remoteSocket(), 0);
+  RawClient client = connected();
+  EXPECT_TRUE(QVSocketServer::isConnected());
+  EXPECT_GT(server->remoteSocket(), 2);
+  client.close();
+  ASSERT_TRUE(changes.waitFor(2));
+  EXPECT_FALSE(QVSocketServer::isConnected());
+  EXPECT_EQ(server->remoteSocket(), 0);
+}
+
+TEST_F(Server, handsOnARequestOf4096BytesWhole) {
+  start();
+  RawClient client = connected();
+  ASSERT_TRUE(client.send(std::string(4096, 'x')));
+  ASSERT_TRUE(chunks.waitFor(1));
+  EXPECT_EQ(chunks.all()[0], Bytes(4096, 'x'));
+}
+
+TEST_F(Server, splitsARequestOf4097Bytes) {
+  start();
+  RawClient client = connected();
+  ASSERT_TRUE(client.send(std::string(4096, 'x') + "y"));
+  ASSERT_TRUE(chunks.waitFor(2));
+  EXPECT_EQ(chunks.all()[0], Bytes(4096, 'x'));
+  EXPECT_EQ(chunks.all()[1], Bytes(1, 'y'));
+}
+
+TEST_F(Server, keepsNothingFromOneReadToTheNext) {
+  start();
+  RawClient client = connected();
+  ASSERT_TRUE(client.send("first half,"));
+  ASSERT_TRUE(chunks.waitFor(1));
+  ASSERT_TRUE(client.send("second"));
+  ASSERT_TRUE(chunks.waitFor(2));
+  EXPECT_EQ(chunks.all()[0].size(), 11u);
+  EXPECT_EQ(chunks.all()[1].size(), 6u);
+}
+
+TEST_F(Server, handsOnTwoRequestsOfOneReadAsOne) {
+  Gate go;
+  onData([&](const Notification&) { go.pass(); });
+  start();
+  RawClient client = connected();
+  ASSERT_TRUE(client.send("one"));
+  ASSERT_TRUE(chunks.waitFor(1));
+  ASSERT_TRUE(client.send("two"));
+  ASSERT_TRUE(client.send("three"));
+  go.open();
+  ASSERT_TRUE(chunks.waitFor(2));
+  EXPECT_EQ(chunks.all()[1].size(), 8u);
+}
+
+TEST_F(Server, namesItselfAsTheSenderOfData) {
+  const void* sender = nullptr;
+  onData([&](const Notification& n) { sender = n.object; });
+  start();
+  RawClient client = connected();
+  ASSERT_TRUE(client.send("?"));
+  ASSERT_TRUE(chunks.waitFor(1));
+  client.close();
+  ASSERT_TRUE(changes.waitFor(2));
+  EXPECT_EQ(sender, server.get());
+}
+
+TEST_F(Server, framesAResult) {
+  onData([&](const Notification&) { server->sendToClientResultObject(Array{{1, "two"}}); });
+  start();
+  RawClient client = connected();
+  ASSERT_TRUE(client.send("?"));
+  const auto body = client.readFrame();
+  ASSERT_TRUE(body);
+  const Value expected = Dictionary{{"result", Array{{1, "two"}}}};
+  EXPECT_EQ(*body, archivedData(expected));
+  EXPECT_EQ(std::get<Value>(unarchivedObject(*body)), expected);
+}
+
+TEST_F(Server, framesAnErrorOfOneCharacter) {
+  bool sent = false;
+  onData([&](const Notification&) { sent = server->sendToClientErrorString("x"); });
+  start();
+  RawClient client = connected();
+  ASSERT_TRUE(client.send("?"));
+  client.finishSending();
+  EXPECT_EQ(client.readEnvelope(), Value(Dictionary{{"error", "x"}}));
+  EXPECT_TRUE(client.readsToTheEnd());
+  ASSERT_TRUE(changes.waitFor(2));
+  EXPECT_TRUE(sent);
+}
+
+TEST_F(Server, writesLargeRepliesWhole) {
+  onData([&](const Notification&) {
+    server->sendToClientResultObject(Array{{largeReply(20 << 20), largeReply(10 << 20)}});
+  });
+  start();
+  RawClient client = connected(65536);
+  ASSERT_TRUE(client.send("?"));
+  const Value envelope = client.readEnvelope();
+  ASSERT_EQ(envelope["result"].array().size(), 2u);
+  EXPECT_EQ(envelope["result"].array()[0].data().size(), 20u << 20);
+  EXPECT_EQ(envelope["result"].array()[1].data().size(), 10u << 20);
+}
+
+TEST_F(Server, writesNothingWithoutAClient) {
+  start();
+  EXPECT_FALSE(server->sendToClientResultObject("nobody"));
+  EXPECT_FALSE(server->sendToClientErrorString("nobody"));
+}
+
+TEST_F(Server, refusesANilResultBeforeAnythingIsWritten) {
+  onData([&](const Notification&) { server->sendToClientResultObject(Value()); });
+  start();
+  EXPECT_THROW(server->sendToClientResultObject(Value()), NilObjectError);
+  RawClient client = connected();
+  ASSERT_TRUE(client.send("?"));
+  ASSERT_TRUE(chunks.waitFor(1));
+  client.finishSending();
+  EXPECT_EQ(client.readSome(1), 0u);
+}
+
+TEST_F(Server, refusesAReplyThatNoLengthCanTell) {
+  Happenings<bool> sent;
+  onData([&](const Notification&) { sent.add(server->sendToClientResultObject(largeReply(1000))); });
+  start({.largestReply = 1000});
+  RawClient client = connected();
+  ASSERT_TRUE(client.send("?"));
+  ASSERT_TRUE(sent.waitFor(1));
+  EXPECT_FALSE(sent.all()[0]);
+  EXPECT_TRUE(logged("a reply of "));
+  onData([&](const Notification&) { server->sendToClientErrorString("x"); });
+  ASSERT_TRUE(client.send("?"));
+  EXPECT_EQ(client.readEnvelope()["error"], Value("x"));
+}
+
+TEST_F(Server, readsOnWhenAnObserverThrows) {
+  onData([&](const Notification&) { throw std::runtime_error("observer"); });
+  start();
+  RawClient client = connected();
+  ASSERT_TRUE(client.send("?"));
+  ASSERT_TRUE(chunks.waitFor(1));
+  onData([&](const Notification&) { server->sendToClientErrorString("still here"); });
+  ASSERT_TRUE(client.send("?"));
+  EXPECT_EQ(client.readEnvelope()["error"], Value("still here"));
+  EXPECT_TRUE(log.contains("uncaught exception: observer"));
+}
+
+TEST_F(Server, letsASecondClientWaitUntilTheFirstHasGone) {
+  start();
+  RawClient first = connected();
+  RawClient second = RawClient::to(server->port());
+  ASSERT_TRUE(second.send("I wait"));
+  ASSERT_TRUE(first.send("?"));
+  ASSERT_TRUE(chunks.waitFor(1));
+  EXPECT_EQ(chunks.all()[0].size(), 1u);
+  EXPECT_EQ(changes.count(), 1u);
+  first.close();
+  ASSERT_TRUE(chunks.waitFor(2));
+  EXPECT_EQ(chunks.all()[1].size(), 6u);
+  EXPECT_THAT(events.all(), ElementsAre("came", "data", "gone", "came", "data"));
+}
+
+TEST_F(Server, disconnectEndsAConnectionThatIsBeingRead) {
+  start();
+  RawClient client = connected();
+  QVSocketServer::disconnect();
+  EXPECT_TRUE(client.readsToTheEnd());
+  ASSERT_TRUE(changes.waitFor(2));
+  EXPECT_TRUE(changes.all()[1].userInfo.isNil());
+  EXPECT_EQ(server->remoteSocket(), 0);
+  EXPECT_LT(logPlace("disconnect ..., "), logPlace("could not read from socket"));
+  EXPECT_TRUE(log.contains("could not read from socket"));
+  expectServesTheNext();
+}
+
+TEST_F(Server, disconnectLeavesTheCleaningUpToTheReader) {
+  Gate go;
+  Happenings<bool> sent;
+  onData([&](const Notification&) {
+    go.pass();
+    sent.add(server->sendToClientResultObject("too late"));
+  });
+  start();
+  RawClient client = connected();
+  ASSERT_TRUE(client.send("?"));
+  ASSERT_TRUE(chunks.waitFor(1));
+  ASSERT_TRUE(client.send("never read"));
+  QVSocketServer::disconnect();
+  EXPECT_TRUE(QVSocketServer::isConnected());
+  EXPECT_EQ(changes.count(), 1u);
+  QVSocketServer::disconnect();
+  go.open();
+  ASSERT_TRUE(changes.waitFor(2));
+  EXPECT_FALSE(sent.all()[0]);
+  EXPECT_THAT(events.all(), ElementsAre("came", "data", "gone"));
+}
+
+TEST_F(Server, disconnectEndsAReplyThatIsBeingWritten) {
+  Happenings<bool> sent;
+  onData([&](const Notification&) { sent.add(server->sendToClientResultObject(largeReply(16 << 20))); });
+  start();
+  RawClient client = connected(4096);
+  ASSERT_TRUE(client.send("?"));
+  ASSERT_GT(client.readSome(100), 0u);
+  QVSocketServer::disconnect();
+  ASSERT_TRUE(sent.waitFor(1));
+  EXPECT_FALSE(sent.all()[0]);
+  ASSERT_TRUE(changes.waitFor(2));
+  expectServesTheNext();
+}
+
+TEST_F(Server, survivesClientsThatVanishAtEveryStage) {
+  Gate go;
+  Happenings<bool> sent;
+  start();
+  expectServesTheNext();
+  const std::size_t before = openDescriptors();
+  RawClient::to(server->port()).reset();
+  RawClient::to(server->port()).close();
+  {
+    RawClient halfARequest = RawClient::to(server->port());
+    ASSERT_TRUE(halfARequest.send("bplist00"));
+    halfARequest.reset();
+  }
+  expectServesTheNext();
+  {
+    RawClient duringTheCommand = RawClient::to(server->port());
+    onData([&](const Notification&) {
+      go.pass();
+      for (int i = 0; i < 3; ++i) sent.add(server->sendToClientResultObject(largeReply(8 << 20)));
+    });
+    const std::size_t chunksBefore = chunks.count();
+    ASSERT_TRUE(duringTheCommand.send("?"));
+    ASSERT_TRUE(chunks.waitFor(chunksBefore + 1));
+    duringTheCommand.reset();
+    go.open();
+    ASSERT_TRUE(sent.waitFor(3));
+    EXPECT_FALSE(sent.all()[2]);
+  }
+  {
+    RawClient inMidReply = RawClient::to(server->port(), 4096);
+    ASSERT_TRUE(inMidReply.send("?"));
+    ASSERT_GT(inMidReply.readSome(10), 0u);
+    inMidReply.reset();
+    ASSERT_TRUE(sent.waitFor(6));
+  }
+  expectServesTheNext();
+  server->stop();
+  // The listener and the waker's pipe have gone besides.
+  EXPECT_LE(openDescriptors(), before);
+}
+
+TEST_F(Server, endsAConnectionWhoseClientTakesNothing) {
+  Happenings<bool> sent;
+  onData([&](const Notification&) { sent.add(server->sendToClientResultObject(largeReply(16 << 20))); });
+  start({.progress = 100ms});
+  RawClient client = connected(4096);
+  ASSERT_TRUE(client.send("?"));
+  ASSERT_TRUE(sent.waitFor(1));
+  EXPECT_FALSE(sent.all()[0]);
+  ASSERT_TRUE(changes.waitFor(2));
+  EXPECT_EQ(server->remoteSocket(), 0);
+  expectServesTheNext();
+}
+
+// The socket reports room only once a third of its buffer is free, which takes this reader longer than the
+// limit.
+TEST_F(Server, keepsAConnectionWhoseClientTakesALittleNowAndThen) {
+  Happenings<bool> sent;
+  onData([&](const Notification&) { sent.add(server->sendToClientResultObject(largeReply(6 << 20))); });
+  start({.progress = 1000ms});
+  RawClient client = connected(65536);
+  ASSERT_TRUE(client.send("?"));
+  while (sent.count() == 0 && client.readSome(32768) > 0) std::this_thread::sleep_for(50ms);
+  ASSERT_EQ(sent.count(), 1u);
+  EXPECT_TRUE(sent.all()[0]);
+}
+
+TEST_F(Server, givesDeadPeersUpAndLetsSilentOnesLive) {
+  start();
+  const RawClient client = connected();
+  const int accepted = server->remoteSocket();
+  EXPECT_EQ(option(accepted, SOL_SOCKET, SO_KEEPALIVE), 1);
+  EXPECT_EQ(option(accepted, IPPROTO_TCP, TCP_KEEPIDLE), 20);
+  EXPECT_EQ(option(accepted, IPPROTO_TCP, TCP_KEEPINTVL), 10);
+  EXPECT_EQ(option(accepted, IPPROTO_TCP, TCP_KEEPCNT), 3);
+  EXPECT_EQ(option(accepted, IPPROTO_TCP, TCP_USER_TIMEOUT), 45'000);
+  EXPECT_EQ(timeOption(accepted, SO_RCVTIMEO).tv_sec, 10);
+  EXPECT_EQ(timeOption(accepted, SO_SNDTIMEO).tv_sec, 10);
+  EXPECT_EQ(option(server->serverSocket(), SOL_SOCKET, SO_REUSEADDR), 1);
+}
+
+TEST_F(Server, handsNoSocketToChildProcesses) {
+  start();
+  const RawClient client = connected();
+  EXPECT_NE(::fcntl(server->serverSocket(), F_GETFD) & FD_CLOEXEC, 0);
+  EXPECT_NE(::fcntl(server->remoteSocket(), F_GETFD) & FD_CLOEXEC, 0);
+}
+
+// The time-outs are those of the listening socket; here they are made shorter than the silence.
+TEST_F(Server, outlivesTheTimeOutsOfItsSockets) {
+  start();
+  const timeval shortTime{0, 20'000};
+  ASSERT_EQ(::setsockopt(server->serverSocket(), SOL_SOCKET, SO_RCVTIMEO, &shortTime, sizeof shortTime), 0);
+  std::this_thread::sleep_for(100ms);
+  RawClient client = connected();
+  ASSERT_EQ(timeOption(server->remoteSocket(), SO_RCVTIMEO).tv_usec, 20'000);
+  std::this_thread::sleep_for(100ms);
+  onData([&](const Notification&) { server->sendToClientErrorString("awake"); });
+  ASSERT_TRUE(client.send("?"));
+  EXPECT_EQ(client.readEnvelope()["error"], Value("awake"));
+  EXPECT_FALSE(log.contains("could not read from socket"));
+  EXPECT_FALSE(logged("QVSocketServer::runServer, accept failed"));
+}
+
+TEST_F(Server, waitsWhileThereAreNoDescriptors) {
+  start();
+  RawClient client;
+  rlimit before{};
+  ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
+  rlimit none = before;
+  none.rlim_cur = 0;
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
+  EXPECT_TRUE(client.connect(server->port()));
+  EXPECT_TRUE(client.send("?"));
+  std::this_thread::sleep_for(150ms);
+  EXPECT_EQ(changes.count(), 0u);
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
+  EXPECT_TRUE(chunks.waitFor(1));
+  EXPECT_FALSE(logged("QVSocketServer::runServer, accept failed"));
+}
+
+TEST_F(Server, endsItsThreadWhenTheListenerIsBroken) {
+  start();
+  ASSERT_EQ(::shutdown(server->serverSocket(), SHUT_RDWR), 0);
+  for (int i = 0; i < 2000 && !log.contains("QVSocketServer::runServer, accept failed"); ++i) {
+    std::this_thread::sleep_for(10ms);
+  }
+  EXPECT_TRUE(log.contains("QVSocketServer::runServer, accept failed"));
+  EXPECT_GE(server->serverSocket(), 0);
+  ASSERT_TRUE(server->startServerOnPort(0, "My Mac", "_moxtelserver._tcp."));
+  expectServesTheNext();
+}
+
+TEST_F(Server, stopsWhileItWaitsForAClient) {
+  start();
+  const std::uint16_t port = server->port();
+  server->stop();
+  EXPECT_FALSE(logged("QVSocketServer::runServer, accept failed"));
+  RawClient late;
+  EXPECT_FALSE(late.connect(port));
+}
+
+TEST_F(Server, stopsWhileAClientIsConnected) {
+  start();
+  RawClient client = connected();
+  server->stop();
+  EXPECT_TRUE(client.readsToTheEnd());
+  EXPECT_EQ(changes.count(), 2u);
+  EXPECT_EQ(server->remoteSocket(), 0);
+}
+
+TEST_F(Server, stopsWhileAReplyIsBeingWritten) {
+  onData([&](const Notification&) { server->sendToClientResultObject(largeReply(16 << 20)); });
+  start();
+  RawClient client = connected(4096);
+  ASSERT_TRUE(client.send("?"));
+  ASSERT_GT(client.readSome(10), 0u);
+  server->stop();
+  EXPECT_EQ(changes.count(), 2u);
+}
+
+TEST_F(Server, startsAgainOnItsPort) {
+  start();
+  const std::uint16_t port = server->port();
+  RawClient client = connected();
+  server->stop();
+  ASSERT_TRUE(server->startServerOnPort(port, "My Mac", "_moxtelserver._tcp."));
+  EXPECT_EQ(server->port(), port);
+  expectServesTheNext();
+}
+
+// Replies from one thread, the peer's comings and goings on the other, disconnects from a third: no reply may
+// reach a descriptor that is no longer the client's. Says most under ThreadSanitizer.
+TEST_F(Server, keepsItsDescriptorsApartAcrossThreads) {
+  start();
+  std::atomic<bool> done{false};
+  std::thread sender([&] {
+    while (!done) server->sendToClientResultObject("unasked");
+  });
+  std::thread disconnector([&] {
+    while (!done) {
+      QVSocketServer::disconnect();
+      std::this_thread::sleep_for(1ms);
+    }
+  });
+  for (int i = 0; i < 100; ++i) {
+    RawClient client = RawClient::to(server->port());
+    if (i % 2 == 0) client.readSome(100);
+  }
+  done = true;
+  sender.join();
+  disconnector.join();
+  expectServesTheNext();
+}
+
+}  // namespace
+}  // namespace moxtel
