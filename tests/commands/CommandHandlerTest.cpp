@@ -1,0 +1,194 @@
+#include "commands/CommandHandler.h"
+
+#include <random>
+#include <thread>
+
+#include "platform/CoreLoop.h"
+#include "tests/commands/CommandFixture.h"
+
+namespace moxtel {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using Handler = CommandFixture;
+
+Dictionary command(Value name) { return Dictionary{{"command", std::move(name)}}; }
+
+TEST_F(Handler, answersTheVersion) { EXPECT_EQ(reply(command("Get Version")), result("1.4")); }
+
+TEST_F(Handler, tellsACommandThatItDoesNotKnow) {
+  EXPECT_EQ(reply(command("get version")), error("Command 'get version' was not handled"));
+  EXPECT_EQ(reply(command("")), error("Command '' was not handled"));
+  EXPECT_EQ(reply(command("100%@ %s")), error("Command '100%@ %s' was not handled"));
+}
+
+TEST_F(Handler, tellsACommandThatNobodyHasTaken) {
+  EXPECT_EQ(reply(command("Thumb of Photo")), error("Command 'Thumb of Photo' was not handled"));
+}
+
+TEST_F(Handler, takesHandlersForTheCommandsOfTheTableOnly) {
+  const auto nothing = [](const CommandRequest&, ReplyChannel&) {};
+  for (const auto name : kCommandNames) EXPECT_NO_THROW(handler.add(name, nothing));
+  EXPECT_THROW(handler.add("Get Everything", nothing), std::invalid_argument);
+}
+
+TEST_F(Handler, repliesNothingWithoutACommand) {
+  EXPECT_THAT(replies(Dictionary{{"id", 5}}), IsEmpty());
+  EXPECT_TRUE(log.contains("Bad commandDict: {\n    id = 5;\n}"));
+  EXPECT_THAT(replies(command(Value())), IsEmpty());
+  EXPECT_EQ(linesBeginning("Bad commandDict: "), 2u);
+}
+
+TEST_F(Handler, logsNoMoreOfABadRequestThanItIsWorth) {
+  std::vector<Value> many(4, Value(std::string(3000, 'x')));
+  for (int level = 0; level < 5; ++level) many = std::vector<Value>(4, Array(many, Mutability::Immutable));
+  EXPECT_THAT(replies(Dictionary{{"id", Array(many, Mutability::Immutable)}}), IsEmpty());
+  for (const std::string& line : log.lines()) EXPECT_LT(line.size(), 70'000u);
+}
+
+TEST_F(Handler, repliesNothingToWhatIsNoArchive) {
+  handler.gotDataFromServer(chunk({'x', 'y'}));
+  handler.gotDataFromServer(chunk({}));
+  EXPECT_THAT(channel.envelopes, IsEmpty());
+  EXPECT_EQ(linesBeginning("uncaught exception: could not unarchive the request: "), 2u);
+  EXPECT_EQ(log.lines().size(), 2u);
+  EXPECT_THAT(calls, IsEmpty());
+}
+
+TEST_F(Handler, repliesNothingToARequestInTwoChunks) {
+  const Bytes whole = archivedData(command("Get Version"));
+  const auto middle = whole.begin() + static_cast<std::ptrdiff_t>(whole.size() / 2);
+  handler.gotDataFromServer(chunk(Bytes(whole.begin(), middle)));
+  handler.gotDataFromServer(chunk(Bytes(middle, whole.end())));
+  EXPECT_THAT(channel.envelopes, IsEmpty());
+  EXPECT_EQ(linesBeginning("uncaught exception: "), 2u);
+}
+
+TEST_F(Handler, repliesNothingToARootThatIsNoDictionary) {
+  for (const Value& root : {Value("Get Version"), Value(5), Value(Array{{"command", "Get Version"}})}) {
+    EXPECT_THAT(replies(root), IsEmpty());
+  }
+  EXPECT_EQ(linesBeginning("uncaught exception: the request is no dictionary"), 3u);
+}
+
+TEST_F(Handler, takesANilRootAsNoCommand) {
+  EXPECT_THAT(replies(Value()), IsEmpty());
+  EXPECT_TRUE(log.contains("Bad commandDict: (null)"));
+}
+
+TEST_F(Handler, repliesNothingToACommandThatIsNoText) {
+  for (const Value& name : {Value(1), Value(true), Value(Array()), Value(Bytes{1})}) {
+    EXPECT_THAT(replies(command(name)), IsEmpty());
+  }
+  EXPECT_EQ(linesBeginning("uncaught exception: the command of the request is no text"), 4u);
+}
+
+TEST_F(Handler, repliesNothingToAKeyThatIsNoText) {
+  handler.add("Infos of Photo", [](const CommandRequest& request, ReplyChannel& channel_) {
+    channel_.sendToClientResultObject(request.key().isNil() ? Value("no key") : request.key());
+  });
+  Dictionary infos = command("Infos of Photo");
+  EXPECT_EQ(reply(infos), result("no key"));
+  infos.set("key", "a%b");
+  EXPECT_EQ(reply(infos), result("a%b"));
+  for (const Value& key : {Value(1), Value(1.5), Value(false), Value(Dictionary()), Value(Bytes{1})}) {
+    infos.set("key", key);
+    EXPECT_THAT(replies(infos), IsEmpty());
+  }
+  EXPECT_EQ(linesBeginning("uncaught exception: the key of the request is no text"), 5u);
+}
+
+TEST_F(Handler, decodesTwice) {
+  int decoded = 0;
+  CommandHandler counting(loop, channel, scope, {1, 4}, [&](std::span<const std::uint8_t> bytes) {
+    ++decoded;
+    return unarchivedObject(bytes);
+  });
+  counting.gotDataFromServer(chunk(archivedData(command("Get Version"))));
+  EXPECT_EQ(decoded, 2);
+  EXPECT_THAT(channel.envelopes, ElementsAre(result("1.4")));
+}
+
+TEST_F(Handler, logsAFailureOfTheSecondDecodingOnly) {
+  int decoded = 0;
+  CommandHandler failing(loop, channel, scope, {1, 4}, [&](std::span<const std::uint8_t> bytes) {
+    using Outcome = std::variant<Value, DecodingError>;
+    return ++decoded == 2 ? Outcome(DecodingError{"odd"}) : unarchivedObject(bytes);
+  });
+  failing.gotDataFromServer(chunk(archivedData(command("Get Version"))));
+  EXPECT_THAT(channel.envelopes, IsEmpty());
+  EXPECT_THAT(log.lines(), ElementsAre("unarchiveObject got exception: odd", "Bad commandDict: (null)"));
+}
+
+TEST_F(Handler, endsWhatLeavesAHandlerAndGoesOn) {
+  handler.add("Get Faces", [](const CommandRequest&, ReplyChannel&) { throw std::runtime_error("broken"); });
+  EXPECT_THAT(replies(command("Get Faces")), IsEmpty());
+  EXPECT_TRUE(log.contains("uncaught exception: broken"));
+  EXPECT_EQ(calls.back(), "release");
+  EXPECT_EQ(reply(command("Get Version")), result("1.4"));
+}
+
+TEST_F(Handler, releasesTheLibraryBeforeEachReplyAndAtTheEnd) {
+  handler.add("Data of Photo", [](const CommandRequest&, ReplyChannel& both) {
+    both.sendToClientErrorString("No Image");
+    both.sendToClientSerializedObject(Dictionary{{"error", "No Image"}});
+  });
+  EXPECT_EQ(replies(command("Data of Photo")).size(), 2u);
+  EXPECT_THAT(calls, ElementsAre("begin", "release", "reply", "release", "reply", "release"));
+  calls.clear();
+  replies(command("nobody's"));
+  EXPECT_THAT(calls, ElementsAre("begin", "release", "reply", "release"));
+}
+
+TEST_F(Handler, survivesAMegabyteOfRandomBytes) {
+  std::mt19937 random(20160712);
+  for (int i = 0; i < 256; ++i) {
+    Bytes bytes(4096);
+    for (auto& byte : bytes) byte = static_cast<std::uint8_t>(random());
+    if (i % 2 == 0) std::copy_n("bplist00", 8, bytes.begin());
+    handler.gotDataFromServer(chunk(bytes));
+  }
+  EXPECT_THAT(channel.envelopes, IsEmpty());
+  EXPECT_EQ(log.lines().size(), 256u);
+}
+
+TEST_F(Handler, runsCommandsOnTheCoreThreadWhileTheReaderWaits) {
+  CoreLoop core;
+  std::thread::id ranOn;
+  std::size_t repliesWhenDone = 0;
+  CommandHandler hopping(core, channel, scope, {1, 4});
+  hopping.add("Get Faces", [&](const CommandRequest&, ReplyChannel& faces) {
+    ranOn = std::this_thread::get_id();
+    faces.sendToClientResultObject("done");
+  });
+  std::thread reader([&] {
+    hopping.gotDataFromServer(chunk(archivedData(command("Get Faces"))));
+    repliesWhenDone = channel.envelopes.size();
+    core.quit();
+  });
+  core.run();
+  reader.join();
+  EXPECT_EQ(ranOn, std::this_thread::get_id());
+  EXPECT_EQ(repliesWhenDone, 1u);
+}
+
+TEST_F(Handler, readsIdsAsUuidsAndAsNumbers) {
+  const auto uuid = [](Value id) {
+    const Dictionary command_{{"id", std::move(id)}};
+    return CommandRequest(command_).uuid();
+  };
+  EXPECT_EQ(uuid("TopLevelAlbums"), Value("TopLevelAlbums"));
+  EXPECT_EQ(uuid(17), Value("17"));
+  EXPECT_EQ(uuid(-1), Value("-1"));
+  EXPECT_EQ(uuid(1.5), Value("1.5"));
+  EXPECT_EQ(uuid(Value()), Value());
+  EXPECT_EQ(uuid(Bytes{1}), Value(Bytes{1}));
+  EXPECT_EQ(CommandRequest(Dictionary{{"id", " 12 apes"}}).number(), 12);
+  EXPECT_EQ(CommandRequest(Dictionary{{"id", 12}}).number(), 12);
+  EXPECT_EQ(CommandRequest(Dictionary{{"id", "apes"}}).number(), 0);
+  EXPECT_EQ(CommandRequest(Dictionary()).number(), 0);
+}
+
+}  // namespace
+}  // namespace moxtel
