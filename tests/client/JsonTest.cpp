@@ -1,0 +1,52 @@
+#include "client/Json.h"
+
+#include "client/SafeText.h"
+
+namespace moxtel {
+namespace {
+
+TEST(Iso8601, writesMomentsInUtc) {
+  EXPECT_EQ(iso8601(Date{0}), "2001-01-01T00:00:00Z");
+  EXPECT_EQ(iso8601(Date{0.25}), "2001-01-01T00:00:00.250Z");
+  EXPECT_EQ(iso8601(Date{-0.001}), "2000-12-31T23:59:59.999Z");
+  EXPECT_EQ(iso8601(Date{-63113904000.0}), "0001-01-01T00:00:00Z");
+  EXPECT_EQ(iso8601(Date{252423993599.0}), "9999-12-31T23:59:59Z");
+}
+
+TEST(Iso8601, hasNoTextForOtherYears) {
+  for (const double seconds : {-63113904001.0, 252423993600.0, 1e300, -1e300}) {
+    EXPECT_EQ(iso8601(Date{seconds}), "");
+  }
+  EXPECT_EQ(iso8601(Date{std::numeric_limits<double>::quiet_NaN()}), "");
+}
+
+// The examples of RFC 4648, section 10.
+TEST(Base64, padsToGroupsOfFour) {
+  const auto encoded = [](std::string_view text) { return base64(Bytes(text.begin(), text.end())); };
+  EXPECT_EQ(encoded(""), "");
+  EXPECT_EQ(encoded("f"), "Zg==");
+  EXPECT_EQ(encoded("fo"), "Zm8=");
+  EXPECT_EQ(encoded("foo"), "Zm9v");
+  EXPECT_EQ(encoded("foob"), "Zm9vYg==");
+  EXPECT_EQ(encoded("fooba"), "Zm9vYmE=");
+  EXPECT_EQ(encoded("foobar"), "Zm9vYmFy");
+  EXPECT_EQ(base64(Bytes{0xFF, 0xFE, 0xFD}), "//79");
+}
+
+TEST(SafeText, replacesWhatIsNoUtf8) {
+  EXPECT_EQ(printable("\xc0\xaf"), "��");            // a slash in two bytes
+  EXPECT_EQ(printable("\xed\xa0\x80"), "���");       // a surrogate
+  EXPECT_EQ(printable("\xf4\x90\x80\x80"), "����");  // beyond U+10FFFF
+  EXPECT_EQ(printable("\xe2\x82"), "�");             // cut off: one mark for what began well
+  EXPECT_EQ(printable("\xe2\x82z"), "�z");
+  EXPECT_EQ(printable("€😀é"), "€😀é");
+  EXPECT_EQ(lengthOf("€😀é"), 3u);
+}
+
+TEST(SafeText, keepsLinesWhereTheyAreWanted) {
+  EXPECT_EQ(printable("a\nb\tc\r", Lines::Many), "a\nb\tc�");
+  EXPECT_EQ(printable("a\nb\tc\r", Lines::One), "a b c�");
+}
+
+}  // namespace
+}  // namespace moxtel
