@@ -1,0 +1,212 @@
+#include "console/MXSConsole.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <thread>
+
+#include "platform/CoreLoop.h"
+#include "platform/FakeClock.h"
+#include "platform/FakeEventLoop.h"
+
+namespace moxtel {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class RecordingView : public ConsoleView {
+ public:
+  void appendLine(const ConsoleLine& line) override { seen.push_back(line.title + "|" + line.text); }
+  void raise() override { seen.emplace_back("raised"); }
+  std::vector<std::string> seen;
+};
+
+constexpr const char* kStarted = "Info|MoxtelServer 1.4 (402) started";
+constexpr const char* kDashes = "Info|---------------------------------------------------";
+
+class MXSConsoleTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    ::setenv("TZ", "UTC0", 1);
+    ::tzset();
+  }
+  // A console whose banner the view has seen already.
+  void addViewPastTheBanner(MXSConsole& console) {
+    console.addView(view_);
+    view_.seen.clear();
+  }
+  FakeEventLoop loop_;
+  UserDefaults defaults_;
+  FakeClock clock_;
+  RecordingView view_;
+};
+
+TEST_F(MXSConsoleTest, startsWithTheVersionAndASeparator) {
+  MXSConsole console(loop_, defaults_, clock_);
+  console.addView(view_);
+  EXPECT_THAT(view_.seen, ElementsAre(kStarted, kDashes));
+  EXPECT_EQ(std::string(kDashes).size(), 5u + 51u);
+}
+
+TEST_F(MXSConsoleTest, showsALineAtOnceOnItsOwnThread) {
+  MXSConsole console(loop_, defaults_, clock_);
+  addViewPastTheBanner(console);
+  console.showTitle("Info", "Running app: 100%@");
+  EXPECT_THAT(view_.seen, ElementsAre("Info|Running app: 100%@"));
+}
+
+TEST_F(MXSConsoleTest, raisesItsViewsForAnErrorBeforeItsLine) {
+  MXSConsole console(loop_, defaults_, clock_);
+  addViewPastTheBanner(console);
+  console.showTitle("Error", "bad");
+  EXPECT_THAT(view_.seen, ElementsAre("raised", "Error|bad"));
+}
+
+TEST_F(MXSConsoleTest, takesOnlyErrorForAnError) {
+  MXSConsole console(loop_, defaults_, clock_);
+  addViewPastTheBanner(console);
+  for (const char* title : {"error", "ERROR", "Error ", "Info", ""}) console.showTitle(title, "x");
+  EXPECT_THAT(view_.seen, ElementsAre("error|x", "ERROR|x", "Error |x", "Info|x", "|x"));
+}
+
+TEST_F(MXSConsoleTest, showsALineOfAnotherThreadOnceTheCoreThreadHasRunIt) {
+  MXSConsole console(loop_, defaults_, clock_);
+  addViewPastTheBanner(console);
+  std::thread([&] {
+    console.showTitle("Info", "one");
+    console.showTitle("Error", "two");
+  }).join();
+  EXPECT_THAT(view_.seen, IsEmpty());
+  loop_.runPosted();
+  EXPECT_THAT(view_.seen, ElementsAre("Info|one", "raised", "Error|two"));
+}
+
+TEST_F(MXSConsoleTest, stampsALineWhenItIsShown) {
+  MXSConsole console(loop_, defaults_, clock_);
+  clock_.set({489999903.25});
+  EXPECT_EQ(console.dateString(), "2016-07-12 07:05:03.250");
+  struct DateView : ConsoleView {
+    void appendLine(const ConsoleLine& line) override {
+      runs = line.dateRun() + line.titleRun() + line.textRun();
+    }
+    std::string runs;
+  } view;
+  console.addView(view);
+  std::thread([&] { console.showTitle("Info", "x"); }).join();
+  clock_.advance(1);
+  loop_.runPosted();
+  EXPECT_EQ(view.runs, "2016-07-12 07:05:04.250  Info:  x\n");
+}
+
+TEST_F(MXSConsoleTest, dropsLinesOnTheirWayWhenItGoes) {
+  std::optional<MXSConsole> console;
+  console.emplace(loop_, defaults_, clock_);
+  addViewPastTheBanner(*console);
+  std::thread([&] { console->showTitle("Info", "late"); }).join();
+  console.reset();
+  loop_.runPosted();
+  EXPECT_THAT(view_.seen, IsEmpty());
+}
+
+TEST_F(MXSConsoleTest, keepsLinesForAViewThatComesLater) {
+  MXSConsole console(loop_, defaults_, clock_, true);
+  RecordingView first;
+  console.addView(first);
+  console.showTitle("Info", "x");
+  console.addView(view_);
+  console.showTitle("Info", "y");
+  EXPECT_THAT(view_.seen, ElementsAre(kStarted, kDashes, "Info|x", "Info|y"));
+  EXPECT_EQ(first.seen, view_.seen);
+}
+
+TEST_F(MXSConsoleTest, keepsNoShownLinesUnlessTold) {
+  MXSConsole console(loop_, defaults_, clock_);
+  RecordingView first;
+  console.addView(first);
+  console.showTitle("Info", "x");
+  console.addView(view_);
+  EXPECT_THAT(view_.seen, IsEmpty());
+  console.showTitle("Info", "y");
+  EXPECT_THAT(view_.seen, ElementsAre("Info|y"));
+}
+
+TEST_F(MXSConsoleTest, callsNoRemovedView) {
+  MXSConsole console(loop_, defaults_, clock_);
+  addViewPastTheBanner(console);
+  console.removeView(view_);
+  console.showTitle("Error", "x");
+  console.showConsoleWindow();
+  EXPECT_THAT(view_.seen, IsEmpty());
+}
+
+TEST_F(MXSConsoleTest, letsAViewRemoveItselfAsItIsCalled) {
+  MXSConsole console(loop_, defaults_, clock_);
+  struct Leaving : ConsoleView {
+    explicit Leaving(MXSConsole& c) : console(c) {}
+    void appendLine(const ConsoleLine&) override {
+      ++lines;
+      console.removeView(*this);
+    }
+    MXSConsole& console;
+    int lines = 0;
+  };
+  addViewPastTheBanner(console);
+  Leaving leaving(console);
+  console.addView(leaving);
+  console.showTitle("Info", "x");
+  console.showTitle("Info", "y");
+  EXPECT_EQ(leaving.lines, 1);
+  EXPECT_THAT(view_.seen, ElementsAre("Info|x", "Info|y"));
+}
+
+TEST_F(MXSConsoleTest, showsItsWindowWhenAsked) {
+  MXSConsole console(loop_, defaults_, clock_);
+  addViewPastTheBanner(console);
+  console.showConsoleWindow();
+  EXPECT_THAT(view_.seen, ElementsAre("raised"));
+}
+
+TEST_F(MXSConsoleTest, doesTheSameWithASoundAlert) {
+  defaults_.setBool("ConsoleSoundAlert", true);
+  MXSConsole console(loop_, defaults_, clock_);
+  addViewPastTheBanner(console);
+  console.showTitle("Info", "x");
+  EXPECT_THAT(view_.seen, ElementsAre("Info|x"));
+}
+
+TEST_F(MXSConsoleTest, keepsTheOrderOfLinesOfEachThreadOnARealLoop) {
+  CoreLoop loop;
+  MXSConsole console(loop, defaults_, clock_);
+  addViewPastTheBanner(console);
+  std::vector<std::thread> threads;
+  for (const char* title : {"a", "b"}) {
+    threads.emplace_back([&console, title] {
+      for (int i = 0; i < 100; ++i) console.showTitle(title, std::to_string(i));
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  loop.quit();
+  loop.run();
+  std::vector<std::string> ofA;
+  std::vector<std::string> expected;
+  for (const auto& line : view_.seen) {
+    if (line[0] == 'a') ofA.push_back(line);
+  }
+  for (int i = 0; i < 100; ++i) expected.push_back("a|" + std::to_string(i));
+  EXPECT_EQ(ofA, expected);
+  EXPECT_EQ(view_.seen.size(), 200u);
+}
+
+TEST(ConsoleFonts, areTwelvePointsEach) {
+  EXPECT_EQ(MXSConsole::fixedFont().name, "Monaco");
+  EXPECT_EQ(MXSConsole::boldFont().name, "Lucida Grande Bold");
+  EXPECT_EQ(MXSConsole::defaultFont().name, "Lucida Grande");
+  for (const auto& font : {MXSConsole::fixedFont(), MXSConsole::boldFont(), MXSConsole::defaultFont()}) {
+    EXPECT_EQ(font.points, 12);
+  }
+}
+
+}  // namespace
+}  // namespace moxtel

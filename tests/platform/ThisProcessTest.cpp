@@ -1,0 +1,41 @@
+#include "platform/ThisProcess.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <iterator>
+
+#include "platform/ChildProcess.h"
+#include "tests/TemporaryFolder.h"
+
+namespace moxtel {
+namespace {
+
+// What the prepared process found, started by a shell with the redirections.
+std::string foundWith(const std::string& redirections) {
+  const TemporaryFolder folder;
+  const std::string file = folder.path() / "found";
+  ProcessRequest request;
+  request.program = "/bin/sh";
+  request.arguments = {"-c", "exec '" PREPARED_PROCESS "' '" + file + "' " + redirections};
+  request.timeout = std::chrono::seconds(60);
+  const ProcessResult result = SystemProcessRunner().run(request);
+  EXPECT_EQ(result.ending, ProcessResult::Ending::Exited);
+  EXPECT_EQ(result.exitStatus, 3);
+  std::ifstream in(file);
+  return {std::istreambuf_iterator<char>(in), {}};
+}
+
+TEST(ThisProcess, leavesOpenDescriptorsAsTheyAre) { EXPECT_EQ(foundWith(""), "file 3, open 0 1 2"); }
+
+TEST(ThisProcess, opensWhatIsClosedSoThatNoFileTakesItsPlace) {
+  EXPECT_EQ(foundWith("<&-"), "file 3, open 0 1 2");
+  EXPECT_EQ(foundWith("<&- >&-"), "file 3, open 0 1 2");
+  EXPECT_EQ(foundWith("2>&-"), "file 3, open 0 1 2");
+  EXPECT_EQ(foundWith("<&- >&- 2>&-"), "file 3, open 0 1 2");
+}
+
+TEST(ThisProcess, knowsItsName) { EXPECT_EQ(processName(), "ThisProcessTest"); }
+
+}  // namespace
+}  // namespace moxtel

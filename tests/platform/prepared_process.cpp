@@ -1,0 +1,24 @@
+// Usage: prepared_process FILE. Writes to the file which of the descriptors 0 to 2 are open after the first
+// call of a main, and which descriptor the file got; exits with 3 after having written to a broken pipe.
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <string>
+
+#include "platform/ThisProcess.h"
+
+int main(int argc, char** argv) {
+  if (argc != 2) return 2;
+  moxtel::prepareProcess();
+  const int file = ::open(argv[1], O_WRONLY | O_CREAT | O_TRUNC, 0600);  // NOLINT
+  std::string text = "file " + std::to_string(file) + ", open";
+  for (int fd = 0; fd <= 2; ++fd) {
+    if (::fcntl(fd, F_GETFD) != -1) text += ' ' + std::to_string(fd);
+  }
+  if (::write(file, text.data(), text.size()) < 0) return 2;
+  int ends[2];
+  if (::pipe(ends) != 0) return 2;
+  ::close(ends[0]);
+  return ::write(ends[1], "x", 1) < 0 && errno == EPIPE ? 3 : 2;
+}

@@ -1,0 +1,10 @@
+#include <stdexcept>
+
+#include "platform/SystemLog.h"
+
+int main(int argc, char** argv) {
+  for (int i = 1; i < argc; ++i) moxtel::writeSystemLog(argv[i]);
+  if (argc > 1) return 0;
+  moxtel::NSLog("changedConnection: %d", 1);
+  moxtel::runLogged([] { throw std::runtime_error("broken"); });
+}
