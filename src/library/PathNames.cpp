@@ -9,6 +9,7 @@ namespace moxtel {
 std::string appendingPathComponent(std::string_view base, std::string_view component) {
   if (base.empty()) return std::string(component);
   while (!base.empty() && base.back() == '/') base.remove_suffix(1);
+  while (!component.empty() && component.front() == '/') component.remove_prefix(1);
   std::string path(base);
   path += '/';
   path += component;

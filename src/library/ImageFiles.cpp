@@ -1,0 +1,179 @@
+#include "library/ImageFiles.h"
+
+#include <QtCore/QList>
+#include <QtCore/QString>
+#include <algorithm>
+
+#include "library/Faces.h"
+#include "library/LibraryDatabases.h"
+#include "library/PathNames.h"
+#include "pictures/PictureDecoder.h"
+#include "platform/SystemLog.h"
+#include "value/Format.h"
+
+namespace moxtel {
+namespace {
+
+bool containsLetter(std::string_view text) {
+  const auto points = QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size())).toUcs4();
+  return std::any_of(points.begin(), points.end(),
+                     [](char32_t point) { return QChar::isLetter(point) || QChar::isMark(point); });
+}
+
+// The numeric id without the offset that iPhoto's scripts put on it. The offset alone is no id with an
+// offset.
+std::int64_t versionIdOf(const Value& identifier) {
+  std::int64_t number = identifier.integerValue();
+  if (number > IPHOTO_BASE_ID) {
+    number -= IPHOTO_BASE_ID;
+    NSLog("versionId '%lld' > IPHOTO_BASE_ID, uuid: %@", number, identifier);
+  }
+  return number;
+}
+
+Query proxyQuery(LibraryDatabases& databases, const Value& identifier) {
+  if (containsLetter(identifier.string())) {
+    return databases.run(DatabaseFile::ImageProxies,
+                         "SELECT thumbnailPath,miniThumbnailPath,faceTilePath FROM RKImageProxyState "
+                         "WHERE versionUuid = '%@'",
+                         {identifier});
+  }
+  return databases.run(DatabaseFile::ImageProxies,
+                       "SELECT thumbnailPath,miniThumbnailPath,faceTilePath FROM RKImageProxyState "
+                       "WHERE versionId = %lld",
+                       {versionIdOf(identifier)});
+}
+
+// Of several rows the last one counts.
+Value lastText(Query query) {
+  Value last;
+  while (query.step()) last = query.stringColumn(0);
+  return last;
+}
+
+}  // namespace
+
+ImageFiles::ImageFiles(LibraryDatabases& databases, Faces& faces) : databases_(databases), faces_(faces) {}
+
+std::optional<std::string> ImageFiles::base(std::string_view folder) const {
+  const auto& library = databases_.libraryPath();
+  if (!library) return std::nullopt;
+  return appendingPathComponent(*library, folder);
+}
+
+std::optional<std::string> ImageFiles::masterPathBase() const { return base("Masters"); }
+std::optional<std::string> ImageFiles::thumbnailPathBase() const { return base("Thumbnails"); }
+std::optional<std::string> ImageFiles::previewPathBase() const { return base("Previews"); }
+
+std::optional<std::string> ImageFiles::below(const std::optional<std::string>& base, const Value& relative) {
+  absolute_ = false;
+  if (!base || relative.isNil()) return std::nullopt;
+  absolute_ = relative.string().starts_with('/');
+  return appendingPathComponent(*base, relative.string());
+}
+
+std::optional<std::string> ImageFiles::thumbnailPathWithUuid(const Value& identifier, bool mini, bool face) {
+  if (identifier.isNil() || !databases_.openProxiesDB()) return std::nullopt;
+  const ProxyPaths paths = proxyPathsOf(identifier, mini);
+  databases_.closeProxiesDB();
+  if (!face) return below(thumbnailPathBase(), paths.thumbnail);
+  if (paths.faceTile.isNil()) {
+    NSLog("DID NOT found faceTilePath: %@", nullptr);  // names no photo: kept, logs are searched for it
+    return below(thumbnailPathBase(), paths.thumbnail);
+  }
+  return below(thumbnailPathBase(), Value(format("%@_face%d.jpg", paths.faceTile, faceIndexOf(identifier))));
+}
+
+ImageFiles::ProxyPaths ImageFiles::proxyPathsOf(const Value& identifier, bool mini) {
+  ProxyPaths paths;
+  Query query = proxyQuery(databases_, identifier);
+  while (query.step()) paths = {query.stringColumn(mini ? 1 : 0), query.stringColumn(2)};
+  return paths;
+}
+
+std::int32_t ImageFiles::faceIndexOf(const Value& identifier) {
+  const Value albums = faces_.facesAlbums();
+  const auto shows = [&](const Value& album) { return album["KeyPhotoKey"] == identifier; };
+  const auto found = std::find_if(albums.array().begin(), albums.array().end(), shows);
+  return found == albums.array().end() ? 0 : (*found)["FaceIndex"].intValue();
+}
+
+std::optional<std::string> ImageFiles::pathNameOfImageWithUuid(const Value& uuid) {
+  absolute_ = false;
+  if (!databases_.openDatabase()) return std::nullopt;
+  Value masterUuid;
+  std::int32_t hasAdjustments = 0;
+  {
+    Query query = databases_.run(
+        DatabaseFile::Library,
+        "SELECT filename,masterUuid,versionNumber,hasAdjustments FROM RKVersion WHERE uuid = '%@'", {uuid});
+    while (query.step()) {
+      masterUuid = query.stringColumn(1);
+      hasAdjustments = query.integerColumn(3);
+    }
+  }
+  if (masterUuid.isNil()) {
+    // The database's users are counted, and this one stays in the count: later openings answer YES.
+    NSLog("did not found masterUuid");
+    return std::nullopt;
+  }
+  if (hasAdjustments != 0) databases_.closeDatabase();
+  const auto path = hasAdjustments != 0 ? below(previewPathBase(), fullSizePreviewPath(uuid))
+                                        : below(masterPathBase(), masterImagePath(masterUuid));
+  databases_.closeDatabase();
+  return path;
+}
+
+Value ImageFiles::fullSizePreviewPath(const Value& uuid) {
+  // Where it does not open, the query finds no rows and says so.
+  [[maybe_unused]] const bool opened = databases_.openProxiesDB();
+  const Value path = lastText(
+      databases_.run(DatabaseFile::ImageProxies,
+                     "SELECT fullSizePreviewPath FROM RKImageProxyState WHERE versionUuid = '%@'", {uuid}));
+  databases_.closeProxiesDB();
+  return path;
+}
+
+Value ImageFiles::masterImagePath(const Value& masterUuid) {
+  return lastText(databases_.run(DatabaseFile::Library, "SELECT imagePath FROM RKMaster WHERE uuid = '%@'",
+                                 {masterUuid}));
+}
+
+std::int32_t ImageFiles::rotationOfVersionId(const Value& uuid) {
+  if (!databases_.openDatabase()) return 0;
+  std::int32_t rotation = 0;
+  {
+    Query query =
+        databases_.run(DatabaseFile::Library, "SELECT rotation FROM RKVersion WHERE uuid = '%@'", {uuid});
+    if (query.step()) rotation = query.integerColumn(0);
+  }
+  databases_.closeDatabase();
+  NSLog("rotation of '%@': %d", uuid, rotation);
+  return rotation;
+}
+
+OpenFile ImageFiles::open(const std::optional<std::string>& path) {
+  releaseLocks();
+  const auto& library = databases_.libraryPath();
+  if (!path || !library || absolute_) return {};
+  return finder_.open(*library, *path);
+}
+
+void ImageFiles::releaseLocks() { databases_.releaseLocks(); }
+
+std::optional<PixelBuffer> ImageFiles::pixelsOf(const std::optional<std::string>& path,
+                                                PictureDecoder& decoder) {
+  const OpenFile file = open(path);
+  return file.state == FileState::Open ? decoder.pixelsOf(file) : std::nullopt;
+}
+
+std::optional<PixelBuffer> ImageFiles::thumbnailImageWithUuid(const Value& identifier, bool mini,
+                                                              PictureDecoder& decoder) {
+  return pixelsOf(thumbnailPathWithUuid(identifier, mini, false), decoder);
+}
+
+std::optional<PixelBuffer> ImageFiles::imageWithUuid(const Value& uuid, PictureDecoder& decoder) {
+  return pixelsOf(pathNameOfImageWithUuid(uuid), decoder);
+}
+
+}  // namespace moxtel

@@ -1,0 +1,77 @@
+// The decoder and the encoder of libjpeg as objects that clean up, for the files of this folder.
+//
+// libjpeg reports an error by calling back a function that must not return. It jumps to the point that the
+// user of these objects marked with MOXTEL_JPEG_FAILED; between the mark and the jump only C and objects
+// without destructors may live.
+#pragma once
+
+#include <csetjmp>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <span>
+// After <cstdio>, which it needs and does not include.
+#include <jpeglib.h>
+
+#include "value/Value.h"
+
+namespace moxtel::jpeg {
+
+struct Errors {
+  jpeg_error_mgr manager = {};  // first: libjpeg knows the whole by its address
+  jmp_buf escape;
+  bool cutOff = false;  // picture data ended before the picture did
+
+  Errors();
+  Errors(const Errors&) = delete;
+  Errors& operator=(const Errors&) = delete;
+};
+
+// True when an error jumped here.
+#define MOXTEL_JPEG_FAILED(errors) (setjmp((errors).escape) != 0)
+
+class Decoder final {
+ public:
+  explicit Decoder(Errors& errors);
+  ~Decoder();
+  Decoder(const Decoder&) = delete;
+  Decoder& operator=(const Decoder&) = delete;
+
+  // The calls below jump on errors.
+  void readHeader(std::span<const std::uint8_t> file);
+  bool isTooLarge() const;
+  bool hasOtherInks() const;
+  // Counts scans while the file is read.
+  void limitScans();
+
+  jpeg_decompress_struct info = {};
+
+ private:
+  jpeg_progress_mgr progress_ = {};
+};
+
+class Encoder final {
+ public:
+  explicit Encoder(Errors& errors);
+  ~Encoder();
+  Encoder(const Encoder&) = delete;
+  Encoder& operator=(const Encoder&) = delete;
+
+  // Where the file goes. Room that is not used costs no memory, so the guess may be generous. Throws
+  // std::bad_alloc.
+  void writeTo(Bytes& output, std::size_t sizeGuess);
+  void writeIccProfile(std::span<const std::uint8_t> profile);
+
+  jpeg_compress_struct info = {};
+
+ private:
+  struct Destination {
+    jpeg_destination_mgr manager = {};  // first, as above
+    Bytes* output = nullptr;
+  };
+  static void grow(jpeg_compress_struct* info);
+  static void finish(jpeg_compress_struct* info);
+  Destination destination_;
+};
+
+}  // namespace moxtel::jpeg

@@ -1,0 +1,99 @@
+#include "platform/FileReader.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <new>
+
+namespace moxtel {
+namespace {
+
+// One read() moves no more than about 2 GiB anyway; pieces of this size keep a slow disk's read
+// interruptible.
+constexpr std::size_t kPiece = std::size_t{16} << 20;
+
+// The number of bytes read, less than asked for only at the end of the file or after an error.
+std::size_t readUpTo(int descriptor, std::uint8_t* place, std::size_t count) {
+  std::size_t done = 0;
+  while (done < count) {
+    const ssize_t got =
+        ::pread(descriptor, place + done, std::min(kPiece, count - done), static_cast<off_t>(done));
+    if (got < 0 && errno == EINTR) continue;
+    if (got <= 0) break;
+    done += static_cast<std::size_t>(got);
+  }
+  return done;
+}
+
+int openQuietly(const std::string& path) {
+  // O_NONBLOCK: opening a FIFO without a writer would wait for one.
+  constexpr int kFlags = O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
+  int descriptor = -1;
+  do {
+    descriptor = ::open(path.c_str(), kFlags);
+  } while (descriptor < 0 && errno == EINTR);
+  return descriptor;
+}
+
+FileState stateOfError(int error) {
+  return error == ENOENT || error == ENOTDIR || error == ENAMETOOLONG ? FileState::Missing
+                                                                      : FileState::Unreadable;
+}
+
+}  // namespace
+
+OpenFile openRegularFile(const std::string& path) {
+  OpenFile file;
+  file.path = path;
+  if (path.find('\0') != std::string::npos) return file;
+  file.descriptor = Descriptor(openQuietly(path));
+  if (!file.descriptor) {
+    file.state = stateOfError(errno);
+    return file;
+  }
+  struct stat facts = {};
+  if (::fstat(file.descriptor.get(), &facts) != 0 || !S_ISREG(facts.st_mode)) {
+    file.state = FileState::Unreadable;
+    file.descriptor = Descriptor();
+    return file;
+  }
+  file.state = FileState::Open;
+  file.size = static_cast<std::uint64_t>(facts.st_size);
+  return file;
+}
+
+FileContents readAll(const OpenFile& file, std::uint64_t maximumSize) {
+  FileContents contents{file.state, {}, file.size};
+  if (file.state != FileState::Open) return contents;
+  if (file.size > maximumSize || file.size > contents.bytes.max_size()) {
+    contents.state = FileState::TooLarge;
+    return contents;
+  }
+  try {
+    contents.bytes.resize(static_cast<std::size_t>(file.size));
+  } catch (const std::bad_alloc&) {
+    contents.state = FileState::Unreadable;
+    return contents;
+  }
+  if (readUpTo(file.descriptor.get(), contents.bytes.data(), contents.bytes.size()) !=
+      contents.bytes.size()) {
+    contents.state = FileState::Unreadable;
+    contents.bytes = Bytes();
+  }
+  return contents;
+}
+
+FileContents readWholeFile(const std::string& path, std::uint64_t maximumSize) {
+  return readAll(openRegularFile(path), maximumSize);
+}
+
+Bytes readStart(const OpenFile& file, std::size_t count) {
+  Bytes start(std::min<std::uint64_t>(count, file.size));
+  if (file.descriptor) start.resize(readUpTo(file.descriptor.get(), start.data(), start.size()));
+  return start;
+}
+
+}  // namespace moxtel

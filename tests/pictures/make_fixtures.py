@@ -1,0 +1,331 @@
+#!/usr/bin/env python3
+"""Makes the picture files that the tests of src/pictures read.
+
+    make_fixtures.py FOLDER
+
+Every picture shows the same four quarters (red, green / blue, yellow), 96 by 64 pixels, so that a test knows
+what it must see and which side is up. Pillow is not needed: ImageMagick's `convert` writes the formats,
+`cjpeg` the JPEG in RGB, `exiftool` the orientation tags; the DNG, the colour profile and the files that lie
+about themselves are written here byte by byte.
+"""
+import os
+import struct
+import subprocess
+import sys
+import zlib
+
+WIDTH, HEIGHT = 96, 64
+RED, GREEN, BLUE, YELLOW = (220, 30, 30), (30, 180, 40), (40, 60, 200), (240, 220, 60)
+
+
+def quarter(x, y, width=WIDTH, height=HEIGHT):
+    top, left = y < height // 2, x < width // 2
+    return (RED if left else GREEN) if top else (BLUE if left else YELLOW)
+
+
+def ppm(width=WIDTH, height=HEIGHT):
+    pixels = bytearray()
+    for y in range(height):
+        for x in range(width):
+            pixels += bytes(quarter(x, y, width, height))
+    return b'P6 %d %d 255\n' % (width, height) + bytes(pixels)
+
+
+def run(*words):
+    subprocess.run(words, check=True, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
+
+
+def write(name, data):
+    with open(name, 'wb') as file:
+        file.write(data)
+
+
+def read(name):
+    with open(name, 'rb') as file:
+        return file.read()
+
+
+def profile():
+    """A colour profile of version 2: matrix and gamma 2.2, in the layout of ICC.1:2001-04."""
+    def text(value):
+        value = value.encode() + b'\0'
+        return b'desc\0\0\0\0' + struct.pack('>I', len(value)) + value + bytes(4 + 4 + 2 + 1 + 67)
+
+    def xyz(*values):
+        return b'XYZ \0\0\0\0' + b''.join(struct.pack('>i', round(v * 65536)) for v in values)
+
+    gamma = b'curv\0\0\0\0' + struct.pack('>IH', 1, round(2.2 * 256)) + b'\0\0'
+    tags = [(b'desc', text('Moxtel test')), (b'cprt', b'text\0\0\0\0none\0\0\0\0'),
+            (b'wtpt', xyz(0.9505, 1, 1.0891)), (b'rXYZ', xyz(0.4361, 0.2225, 0.0139)),
+            (b'gXYZ', xyz(0.3851, 0.7169, 0.0971)), (b'bXYZ', xyz(0.1431, 0.0606, 0.7141)),
+            (b'rTRC', gamma), (b'gTRC', gamma), (b'bTRC', gamma)]
+    offset, table, data = 128 + 4 + 12 * len(tags), b'', b''
+    for name, value in tags:
+        value += bytes(-len(value) % 4)
+        table += name + struct.pack('>II', offset + len(data), len(value))
+        data += value
+    size = offset + len(data)
+    header = struct.pack('>I4sI4s4s4s', size, b'none', 0x02200000, b'mntr', b'RGB ', b'XYZ ')
+    header += struct.pack('>6H', 2026, 1, 1, 0, 0, 0) + b'acsp' + bytes(28)
+    header += struct.pack('>3i', 63190, 65536, 54061)  # D50
+    return header + bytes(128 - len(header)) + struct.pack('>I', len(tags)) + table + data
+
+
+def tiff_entry(tag, kind, values):
+    """One directory entry: tag, type and the packed bytes of its values."""
+    size = {1: 1, 2: 1, 3: 2, 4: 4, 5: 8, 10: 8}[kind]
+    return tag, kind, len(values) // size, values
+
+
+def tiff(entries, strip):
+    """A little-endian TIFF of one directory and one strip, whose offset is put in under tag 273."""
+    entries = sorted(entries + [tiff_entry(273, 4, bytes(4))])
+    start = 8 + 2 + 12 * len(entries) + 4
+    extra = b''
+    places = []
+    for _, _, _, values in entries:
+        places.append(start + len(extra))
+        if len(values) > 4:
+            extra += values + bytes(len(values) % 2)
+    strip_at = start + len(extra)
+    out = b'II*\0' + struct.pack('<IH', 8, len(entries))
+    for (tag, kind, count, values), place in zip(entries, places):
+        if tag == 273:
+            values = struct.pack('<I', strip_at)
+        field = values.ljust(4, b'\0') if len(values) <= 4 else struct.pack('<I', place)
+        out += struct.pack('<HHI', tag, kind, count) + field
+    return out + struct.pack('<I', 0) + extra + strip
+
+
+def short(*values):
+    return struct.pack('<%dH' % len(values), *values)
+
+
+def long(*values):
+    return struct.pack('<%dI' % len(values), *values)
+
+
+def dng(orientation):
+    """A camera's file: red-green-green-blue sensor of 16 bits, the four quarters, an orientation tag."""
+    pixels = bytearray()
+    for y in range(HEIGHT):
+        for x in range(WIDTH):
+            red, green, blue = quarter(x, y)
+            value = (red if x % 2 == 0 else green) if y % 2 == 0 else (green if x % 2 == 0 else blue)
+            pixels += short(round((value / 255) ** 2.2 * 65535))
+    matrix = [3.2406, -1.5372, -0.4986, -0.9689, 1.8758, 0.0415, 0.0557, -0.2040, 1.0570]
+    rationals = b''.join(struct.pack('<ii', round(v * 10000), 10000) for v in matrix)
+    entries = [tiff_entry(254, 4, long(0)), tiff_entry(256, 4, long(WIDTH)), tiff_entry(257, 4, long(HEIGHT)),
+               tiff_entry(258, 3, short(16)), tiff_entry(259, 3, short(1)), tiff_entry(262, 3, short(32803)),
+               tiff_entry(271, 2, b'Moxtel\0'), tiff_entry(272, 2, b'Test Camera\0'),
+               tiff_entry(274, 3, short(orientation)), tiff_entry(277, 3, short(1)),
+               tiff_entry(278, 4, long(HEIGHT)), tiff_entry(279, 4, long(len(pixels))),
+               tiff_entry(284, 3, short(1)), tiff_entry(33421, 3, short(2, 2)),
+               tiff_entry(33422, 1, bytes([0, 1, 1, 2])), tiff_entry(50706, 1, bytes([1, 4, 0, 0])),
+               tiff_entry(50708, 2, b'Moxtel Test Camera\0'), tiff_entry(50717, 4, long(65535)),
+               tiff_entry(50721, 10, rationals), tiff_entry(50728, 5, long(1, 1, 1, 1, 1, 1)),
+               tiff_entry(50778, 3, short(21))]
+    return tiff(entries, bytes(pixels))
+
+
+def gray_scan(make):
+    """An ordinary gray TIFF that names a camera, as a film scan does."""
+    pixels = bytes(sum(quarter(x, y)) // 3 for y in range(HEIGHT) for x in range(WIDTH))
+    entries = [tiff_entry(256, 4, long(WIDTH)), tiff_entry(257, 4, long(HEIGHT)), tiff_entry(258, 3, short(8)),
+               tiff_entry(259, 3, short(1)), tiff_entry(262, 3, short(1)), tiff_entry(271, 2, make + b'\0'),
+               tiff_entry(272, 2, b'Coolscan\0'), tiff_entry(277, 3, short(1)),
+               tiff_entry(278, 4, long(HEIGHT)), tiff_entry(279, 4, long(len(pixels)))]
+    return tiff(entries, pixels)
+
+
+def float_tiff():
+    """32 bit reals, amounts of light, no profile."""
+    def light(v):
+        v /= 255
+        return v / 12.92 if v <= 0.04045 else ((v + 0.055) / 1.055) ** 2.4
+    pixels = b''.join(struct.pack('<3f', *(light(v) for v in quarter(x, y)))
+                      for y in range(HEIGHT) for x in range(WIDTH))
+    entries = [tiff_entry(256, 4, long(WIDTH)), tiff_entry(257, 4, long(HEIGHT)),
+               tiff_entry(258, 3, short(32, 32, 32)), tiff_entry(259, 3, short(1)),
+               tiff_entry(262, 3, short(2)), tiff_entry(277, 3, short(3)), tiff_entry(278, 4, long(HEIGHT)),
+               tiff_entry(279, 4, long(len(pixels))), tiff_entry(339, 3, short(3, 3, 3))]
+    return tiff(entries, pixels)
+
+
+def png_chunk(kind, data):
+    return struct.pack('>I', len(data)) + kind + data + struct.pack('>I', zlib.crc32(kind + data))
+
+
+def png(width, height, rows):
+    header = struct.pack('>IIBBBBB', width, height, 1, 0, 0, 0, 0)
+    return (b'\x89PNG\r\n\x1a\n' + png_chunk(b'IHDR', header) +
+            png_chunk(b'IDAT', zlib.compress(rows, 9)) + png_chunk(b'IEND', b''))
+
+
+def segments(jpeg):
+    """The offset of every start-of-scan marker, and of the end marker."""
+    places, at = [], 2
+    while at < len(jpeg) - 1:
+        marker = jpeg[at + 1]
+        if marker == 0xD9:
+            return places, at
+        length = struct.unpack('>H', jpeg[at + 2:at + 4])[0]
+        if marker == 0xDA:
+            places.append(at)
+            at += 2 + length
+            while not (jpeg[at] == 0xFF and jpeg[at + 1] not in (0, *range(0xD0, 0xD8))):
+                at += 1
+        else:
+            at += 2 + length
+    return places, at
+
+
+def with_size(jpeg, width, height):
+    """The same JPEG, whose frame header claims another size."""
+    at = 2
+    while jpeg[at + 1] not in (0xC0, 0xC1, 0xC2):
+        at += 2 + struct.unpack('>H', jpeg[at + 2:at + 4])[0]
+    return jpeg[:at + 5] + struct.pack('>HH', height, width) + jpeg[at + 9:]
+
+
+def many_scans(jpeg, count):
+    """A progressive JPEG whose last scan comes again and again."""
+    scans, end = segments(jpeg)
+    return jpeg[:end] + jpeg[scans[-1]:end] * count + jpeg[end:]
+
+
+def make_jpegs():
+    convert = ['convert', 'base.ppm', '-quality', '95']
+    for name, factors in (('420', '2x2,1x1,1x1'), ('422', '2x1,1x1,1x1'), ('440', '1x2,1x1,1x1'),
+                          ('444', '1x1,1x1,1x1'), ('411', '4x1,1x1,1x1')):
+        run(*convert, '-sampling-factor', factors, f'jpeg-{name}.jpg')
+    write('scans.txt', b'0;1;2;')  # planes apart, each a scan of its own
+    run('cjpeg', '-quality', '95', '-sample', '2x2,2x2,2x2', '-scans', 'scans.txt', '-outfile',
+        'jpeg-twelve-blocks.jpg', 'base.ppm')
+    run(*convert, '-interlace', 'JPEG', 'jpeg-progressive.jpg')
+    run(*convert, '-colorspace', 'Gray', 'jpeg-gray.jpg')
+    run(*convert, '-colorspace', 'CMYK', 'jpeg-cmyk.jpg')
+    run('cjpeg', '-rgb', '-quality', '95', '-outfile', 'jpeg-rgb.jpg', 'base.ppm')
+    run('cjpeg', '-arithmetic', '-quality', '95', '-outfile', 'jpeg-arithmetic.jpg', 'base.ppm')
+    run('cjpeg', '-quality', '95', '-restart', '1', '-outfile', 'jpeg-restarts.jpg', 'base.ppm')
+    run(*convert, '-profile', 'test.icc', 'jpeg-profile.jpg')
+    run(*convert, '-resize', '95x61!', 'jpeg-odd-size.jpg')
+    run(*convert, '-resize', '1x1!', 'jpeg-one-pixel.jpg')
+    for orientation in range(1, 9):
+        name = f'jpeg-orientation-{orientation}.jpg'
+        run(*convert, name)
+        run('exiftool', '-q', '-overwrite_original', f'-Orientation#={orientation}', name)
+    write('jpeg-without-end.jpg', read('jpeg-420.jpg')[:-2])
+    write('broken-jpeg-half.jpg', read('jpeg-444.jpg')[:len(read('jpeg-444.jpg')) * 3 // 4])
+    write('bomb-jpeg-size.jpg', with_size(read('jpeg-420.jpg'), 65500, 65500))
+    write('bomb-jpeg-cut.jpg', with_size(read('jpeg-420.jpg'), 19000, 19000))
+    write('bomb-jpeg-progressive.jpg', with_size(read('jpeg-progressive.jpg'), 65500, 65500))
+    write('bomb-jpeg-scans.jpg', many_scans(read('jpeg-progressive.jpg'), 5000))
+
+
+def make_pngs():
+    for name, options in (
+            ('rgb', ['PNG24:']), ('rgb16', ['-depth', '16', 'PNG48:']),
+            ('palette', ['-type', 'Palette', 'PNG8:']), ('interlaced', ['-interlace', 'PNG', 'PNG24:']),
+            ('interlaced16', ['-interlace', 'PNG', '-depth', '16', 'PNG48:'])):
+        run('convert', 'base.ppm', *options[:-1], f'{options[-1]}png-{name}.png')
+    for bits in (1, 2, 4, 8, 16):
+        run('convert', 'base.ppm', '-colorspace', 'Gray', '-define', 'png:color-type=0', '-define',
+            f'png:bit-depth={bits}', '-depth', str(bits), f'png-gray{bits}.png')
+    run('convert', 'base.ppm', '-alpha', 'set', '-region', '48x32+48+0', '-channel', 'A', '-evaluate', 'set',
+        '0', '+channel', 'PNG32:png-alpha.png')
+    run('convert', 'png-alpha.png', '-depth', '16', 'PNG64:png-alpha16.png')
+    run('convert', 'png-alpha.png', '-colorspace', 'Gray', '-define', 'png:color-type=4', 'png-gray-alpha.png')
+    run('convert', 'base.ppm', '-profile', 'test.icc', 'PNG24:png-profile.png')
+    write('bomb-png-size.png', png(100000, 100000, bytes(100000)))
+    write('bomb-png-long.png', png(1000000, 400, bytes(125001 * 400)))
+
+
+def make_tiffs():
+    for name, options in (
+            ('plain', ['-compress', 'none']), ('lzw', ['-compress', 'lzw']), ('zip', ['-compress', 'zip']),
+            ('jpeg', ['-compress', 'jpeg', '-quality', '95']), ('big-endian', ['-endian', 'MSB']),
+            ('rgb16', ['-depth', '16']), ('zip16', ['-depth', '16', '-compress', 'zip']),
+            ('cmyk', ['-colorspace', 'CMYK']), ('cmyk16', ['-colorspace', 'CMYK', '-depth', '16']),
+            ('lab', ['-colorspace', 'Lab']),
+            ('gray', ['-colorspace', 'Gray']), ('gray16', ['-colorspace', 'Gray', '-depth', '16']),
+            ('palette', ['-type', 'Palette']), ('tiled', ['-define', 'tiff:tile-geometry=32x32']),
+            ('profile', ['-profile', 'test.icc'])):
+        run('convert', 'base.ppm', *options, f'tiff-{name}.tif')
+    run('convert', 'png-alpha.png', 'tiff-alpha.tif')
+    run('convert', 'base.ppm', '-orient', 'right-top', 'tiff-orientation-6.tif')
+    write('tiff-float.tif', float_tiff())
+    write('tiff-scan-of-a-camera-maker.tif', gray_scan(b'Nikon'))
+    write('bomb-tiff-size.tif', tiff([
+        tiff_entry(256, 4, long(100000)), tiff_entry(257, 4, long(100000)), tiff_entry(258, 3, short(8)),
+        tiff_entry(259, 3, short(5)), tiff_entry(262, 3, short(1)), tiff_entry(277, 3, short(1)),
+        tiff_entry(278, 4, long(100000)), tiff_entry(279, 4, long(16))], bytes(16)))
+
+
+def make_others():
+    run('convert', 'base.ppm', 'gif.gif')
+    run('convert', 'base.ppm', '-interlace', 'GIF', 'gif-interlaced.gif')
+    run('convert', '-delay', '10', 'base.ppm', '(', 'base.ppm', '-negate', ')', 'gif-animated.gif')
+    run('convert', 'png-alpha.png', 'gif-transparent.gif')
+    run('convert', 'base.ppm', 'BMP3:bmp-24.bmp')
+    run('convert', 'base.ppm', '-type', 'Palette', '-compress', 'none', 'BMP3:bmp-palette.bmp')
+    run('convert', 'base.ppm', '-type', 'Palette', '-compress', 'RLE', 'BMP3:bmp-rle.bmp')
+    run('convert', 'base.ppm', 'psd-rgb.psd')
+    run('convert', 'base.ppm', '-depth', '16', 'psd-rgb16.psd')
+    run('convert', 'base.ppm', '-colorspace', 'CMYK', 'psd-cmyk.psd')
+    run('convert', 'base.ppm', '-colorspace', 'Gray', 'psd-gray.psd')
+    run('convert', 'base.ppm', '(', '-size', '96x64', 'xc:white', ')', 'psd-layers.psd')
+    run('convert', 'base.ppm', '-quality', '95', 'heic.heic')
+    run('convert', 'base.ppm', '-profile', 'test.icc', '-quality', '95', 'heic-profile.heic')
+    run('convert', 'base.ppm', '-quality', '90', 'jpeg2000.jp2')
+    run('convert', 'base.ppm', '-colorspace', 'Gray', 'jpeg2000-gray.jp2')
+    run('convert', 'base.ppm', '-quality', '90', 'jpeg2000-stream.j2k')
+    run('convert', 'base.ppm', '-quality', '95', 'webp.webp')
+    run('convert', 'base.ppm', '-define', 'webp:lossless=true', 'webp-lossless.webp')
+    run('convert', 'png-alpha.png', '-define', 'webp:lossless=true', 'webp-alpha.webp')
+    for orientation in (1, 6):
+        write(f'raw-orientation-{orientation}.dng', dng(orientation))
+    gif = bytearray(read('gif.gif'))
+    gif[6:10] = b'\xff\xff\xff\xff'
+    frame = gif.index(b'\x2c\0\0\0\0')
+    gif[frame + 5:frame + 9] = b'\xff\xff\xff\xff'
+    write('bomb-gif-size.gif', bytes(gif))
+    psd = bytearray(read('psd-rgb.psd'))
+    psd[14:22] = struct.pack('>II', 30000, 30000)
+    write('bomb-psd-size.psd', bytes(psd))
+    bmp = bytearray(read('bmp-24.bmp'))
+    bmp[18:26] = struct.pack('<ii', 100000, 100000)
+    write('bomb-bmp-size.bmp', bytes(bmp))
+    jp2 = bytearray(read('jpeg2000-stream.j2k'))
+    jp2[8:16] = struct.pack('>II', 100000, 100000)  # the size in SIZ, and that of its tiles
+    jp2[24:32] = struct.pack('>II', 100000, 100000)
+    write('bomb-jpeg2000-size.j2k', bytes(jp2))
+
+
+def make_broken():
+    for name in ('png-rgb.png', 'png-interlaced.png', 'tiff-plain.tif', 'tiff-lzw.tif', 'gif.gif',
+                 'bmp-24.bmp', 'psd-rgb.psd', 'heic.heic', 'jpeg2000.jp2', 'webp.webp',
+                 'raw-orientation-1.dng'):
+        data = read(name)
+        stem, ending = name.rsplit('.', 1)
+        write(f'broken-{stem}.{ending}', data[:len(data) * 3 // 10])
+        write(f'broken-{stem}-head.{ending}', data[:40])
+    write('no-picture.txt', b'BM is how this text begins, which is no picture.\n')
+    write('no-picture-empty.jpg', b'')
+    write('no-picture-movie.mov', struct.pack('>I', 20) + b'ftypqt  ' + bytes(1000))
+
+
+def main():
+    os.makedirs(sys.argv[1], exist_ok=True)
+    os.chdir(sys.argv[1])
+    write('base.ppm', ppm())
+    write('test.icc', profile())
+    make_jpegs()
+    make_pngs()
+    make_tiffs()
+    make_others()
+    make_broken()
+
+
+if __name__ == '__main__':
+    main()
