@@ -1,0 +1,108 @@
+#!/usr/bin/env python3
+"""Checks which folder of src/ includes which, and where Qt is included.
+
+Usage: include_graph.py SRC [--qtcore FOLDER]
+
+Each folder may include itself and the folders below it. Qt's core headers may be included by the .cpp files of
+platform/ and by the files listed here; those of its windows by window files alone. Prints what is against that
+and exits with status 1; --qtcore is the folder that holds Qt's core headers.
+"""
+
+import argparse
+import pathlib
+import re
+import sys
+
+# folder: the folders right below it. What those may include, it may include too.
+BELOW = {
+    "value": [],
+    "platform": ["value"],
+    "log": ["platform"],
+    "support": ["log"],
+    "net": ["support"],
+    "console": ["support"],
+    "library": ["net", "console"],
+    "scripting": ["library"],
+    "commands": ["scripting"],
+    "app": ["commands"],
+    "client": ["net"],
+    "makelibrary": ["support"],
+}
+# Files outside platform/ whose .cpp earns QtCore, each with its reason.
+CORE_QT_FILES = {}
+# Windows, and the main that starts their application.
+WINDOW_FILES = re.compile(r"^(console|app)/(\w*Window\w*\.(h|cpp)|desktop_main\.cpp)$")
+INCLUDE = re.compile(r'^\s*#\s*include\s*(?:"([^"]+)"|<([^>]+)>)', re.MULTILINE)
+
+
+def reachable(folder):
+    """The folders that a folder may include."""
+    found = {folder}
+    for below in BELOW[folder]:
+        found |= reachable(below)
+    return found
+
+
+def is_qt(header):
+    return re.match(r"^(Qt\w*/)?Q[A-Za-z]\w*$", header) is not None or re.match(r"^Qt\w*/", header) is not None
+
+
+def is_core_qt(header, qtcore):
+    if header.startswith("Qt") and "/" in header:
+        return header.startswith("QtCore/")
+    return qtcore is not None and (pathlib.Path(qtcore) / header).exists()
+
+
+def check_own(name, header):
+    folder = name.split("/")[0]
+    other = header.split("/")[0]
+    if "/" not in header or other not in BELOW:
+        return f'{name}: "{header}" is not named by its folder in src/'
+    if other not in reachable(folder):
+        return f'{name}: {folder}/ may not include "{header}"'
+    return None
+
+
+def check_system(name, header, qtcore):
+    if not is_qt(header) or WINDOW_FILES.match(name):
+        return None
+    if not is_core_qt(header, qtcore):
+        return f"{name}: <{header}> belongs in window files"
+    if not name.endswith(".cpp"):
+        return f"{name}: a header may not include <{header}>"
+    if not name.startswith("platform/") and name not in CORE_QT_FILES:
+        return f"{name}: <{header}> belongs in platform/"
+    return None
+
+
+def problems(src, qtcore=None):
+    """What is wrong in a source folder, a line each, and how many files were looked at."""
+    src = pathlib.Path(src)
+    found = []
+    files = sorted(path for path in src.rglob("*") if path.suffix in (".h", ".cpp", ".mm"))
+    for path in files:
+        name = path.relative_to(src).as_posix()
+        if name.split("/")[0] not in BELOW:
+            found.append(f"{name}: its folder is not in the graph")
+            continue
+        for own, system in INCLUDE.findall(path.read_text(encoding="utf-8")):
+            problem = check_own(name, own) if own else check_system(name, system, qtcore)
+            if problem:
+                found.append(problem)
+    return found, len(files)
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("src")
+    parser.add_argument("--qtcore")
+    arguments = parser.parse_args()
+    found, files = problems(arguments.src, arguments.qtcore)
+    for problem in found:
+        print(problem)
+    print(f"{files} files, {len(found)} problems")
+    return 1 if found or files == 0 else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
