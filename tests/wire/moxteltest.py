@@ -1,0 +1,262 @@
+"""Runs the real server and talks to it over the wire.
+
+The programs come from the environment: MOXTEL_SERVER (moxtelserverd) and MOXTEL_MAKE_LIBRARY. Every server has
+a home, a configuration and a temporary folder of its own and listens on a free port of the loopback device.
+"""
+
+import hashlib
+import os
+import pathlib
+import shutil
+import signal
+import socket
+import struct
+import subprocess
+import tempfile
+import time
+import unittest
+
+import keyedarchive
+
+PATIENCE = 30  # seconds after which a server that does not answer counts as hanging
+
+
+def program(variable):
+    path = os.environ.get(variable)
+    if not path or not os.access(path, os.X_OK):
+        raise SystemExit("%s must name the program (it is %r)" % (variable, path))
+    return path
+
+
+def make_library(folder, *options):
+    """Writes a sample library and returns its path."""
+    subprocess.run([program("MOXTEL_MAKE_LIBRARY"), str(folder), *map(str, options)], check=True)
+    return pathlib.Path(folder)
+
+
+def hash_of_library(folder):
+    """Of every path, content, kind, size and date below a folder, the folders' own dates included."""
+    digest = hashlib.sha256()
+    for path in sorted(pathlib.Path(folder).rglob("*")) + [pathlib.Path(folder)]:
+        info = path.lstat()
+        digest.update(repr((str(path), info.st_mode, info.st_mtime_ns)).encode("utf-8", "surrogateescape"))
+        if path.is_symlink():
+            digest.update(os.readlink(path).encode())
+        elif path.is_file():
+            digest.update(path.read_bytes())
+    return digest.hexdigest()
+
+
+def free_port():
+    with socket.socket() as probe:
+        probe.bind(("127.0.0.1", 0))
+        return probe.getsockname()[1]
+
+
+def wait_for(question, what, patience=PATIENCE):
+    """Asks until the answer is true; tests wait for a state, never for a time."""
+    end = time.monotonic() + patience
+    while time.monotonic() < end:
+        answer = question()
+        if answer:
+            return answer
+        time.sleep(0.005)
+    raise AssertionError("waited in vain for " + what)
+
+
+def tcp_sockets():
+    """(local port, remote port, state, bytes not read yet) of every IPv4 socket, as the kernel lists them."""
+    with open("/proc/net/tcp") as table:
+        next(table)
+        for line in table:
+            fields = line.split()
+            local, remote = (int(field.split(":")[1], 16) for field in fields[1:3])
+            yield local, remote, int(fields[3], 16), int(fields[4].split(":")[1], 16)
+
+
+TCP_ESTABLISHED, TCP_LISTEN = 1, 10
+
+
+class Server:
+    """One running server; a context manager."""
+
+    def __init__(self, library, *arguments, wait=True, environment=()):
+        self.port = free_port()
+        self.home = pathlib.Path(tempfile.mkdtemp(prefix="moxteltest."))
+        self.arguments = [program("MOXTEL_SERVER"), "-Port", str(self.port)]
+        if library is not None:
+            self.arguments += ["-LibraryPath", str(library)]
+        self.arguments += map(str, arguments)
+        self.environment = {
+            "PATH": os.environ.get("PATH", "/usr/bin:/bin"), "HOME": str(self.home), "TMPDIR": str(self.home),
+            "XDG_CONFIG_HOME": str(self.home / "config"), "TZ": "UTC", "LC_ALL": "C.UTF-8", **dict(environment)}
+        for name in ("ASAN_OPTIONS", "UBSAN_OPTIONS", "TSAN_OPTIONS", "LSAN_OPTIONS"):
+            if name in os.environ:
+                self.environment[name] = os.environ[name]
+        self.process = None
+        self.wait = wait
+
+    def __enter__(self):
+        with open(self.home / "console", "wb") as console, open(self.home / "log", "wb") as log:
+            self.process = subprocess.Popen(self.arguments, env=self.environment, stdin=subprocess.DEVNULL,
+                                            stdout=console, stderr=log, cwd=self.home)
+        if self.wait:
+            try:
+                wait_for(self.is_listening, "the server to listen")
+            except AssertionError as problem:
+                log = self.log()
+                self.stop()
+                raise AssertionError("%s; its log:\n%s" % (problem, log)) from None
+        return self
+
+    def __exit__(self, *_):
+        self.stop()
+
+    def is_listening(self):
+        if self.process.poll() is not None:
+            raise AssertionError("the server ended with %s" % self.process.returncode)
+        return any(local == self.port and state == TCP_LISTEN for local, _, state, _ in tcp_sockets())
+
+    def stop(self):
+        """Ends the server and checks that it went as it was told to."""
+        if self.process and self.process.poll() is None:
+            self.process.send_signal(signal.SIGTERM)
+            try:
+                self.process.wait(PATIENCE)
+            except subprocess.TimeoutExpired:
+                self.process.kill()
+                self.process.wait()
+        self.last_log = self.log()
+        shutil.rmtree(self.home, ignore_errors=True)
+
+    def console(self):
+        return (self.home / "console").read_text("utf-8", "replace")
+
+    def log(self):
+        path = self.home / "log"
+        return path.read_text("utf-8", "replace") if path.exists() else self.last_log
+
+    def is_running(self):
+        return self.process.poll() is None
+
+    def memory(self):
+        """The most memory that the server used so far, in bytes."""
+        for line in open("/proc/%d/status" % self.process.pid):
+            if line.startswith("VmHWM:"):
+                return int(line.split()[1]) * 1024
+        raise AssertionError("no VmHWM")
+
+
+class Closed(Exception):
+    """The server ended the connection."""
+
+
+class Client:
+    """A handheld client: requests without a frame, replies with their length in front."""
+
+    def __init__(self, server, patience=PATIENCE):
+        self.server = server
+        self.socket = socket.create_connection(("127.0.0.1", server.port), timeout=patience)
+        self.socket.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
+        self.port = self.socket.getsockname()[1]
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.socket.close()
+
+    def send_bytes(self, data):
+        self.socket.sendall(data)
+
+    def send(self, command=None, **keys):
+        self.send_bytes(request(command, **keys))
+
+    def receive_exactly(self, count):
+        data = bytearray()
+        while len(data) < count:
+            chunk = self.socket.recv(min(count - len(data), 1 << 20))
+            if not chunk:
+                raise Closed("after %d of %d bytes" % (len(data), count))
+            data += chunk
+        return bytes(data)
+
+    def receive_raw(self):
+        (length,) = struct.unpack("=I", self.receive_exactly(4))
+        return self.receive_exactly(length)
+
+    def receive(self):
+        """The next reply envelope: a Dict with the one key "result" or "error"."""
+        return keyedarchive.decode(self.receive_raw())
+
+    def ask(self, command, **keys):
+        self.send(command, **keys)
+        return self.receive()
+
+    def result(self, command, **keys):
+        envelope = self.ask(command, **keys)
+        if list(envelope) != ["result"]:
+            raise AssertionError("%s %r answered %r" % (command, keys, envelope))
+        return envelope["result"]
+
+    def error(self, command, **keys):
+        envelope = self.ask(command, **keys)
+        if list(envelope) != ["error"]:
+            raise AssertionError("%s %r answered %r" % (command, keys, envelope))
+        return envelope["error"]
+
+    def wait_until_read(self):
+        """Until the server has taken what was sent: the next bytes are then a chunk of their own."""
+        def taken():
+            rows = [row for row in tcp_sockets() if row[0] == self.server.port and row[1] == self.port]
+            return rows and all(waiting == 0 for _, _, _, waiting in rows)
+        wait_for(taken, "the server to read")
+
+    def expect_silence(self):
+        """That nothing was answered so far: the next reply is the one to the next request."""
+        self.wait_until_read()
+        first = envelope = self.ask("Get Version")
+        while envelope != {"result": "1.4"}:
+            envelope = self.receive()
+        if first != envelope:
+            raise AssertionError("an answer where none was due: %r" % (first,))
+
+    def skip_unless_served(self, test, command):
+        """Skips a test of a command that this server does not know yet."""
+        self.send(command)
+        self.wait_until_read()
+        self.send("Get Version")
+        while True:
+            envelope = self.receive()
+            if envelope == {"result": "1.4"}:
+                return
+            if envelope == {"error": "Command '%s' was not handled" % command}:
+                self.receive()
+                test.skipTest("this server does not serve '%s' yet" % command)
+
+
+def request(command=None, **keys):
+    dictionary = dict(keys)
+    if command is not None:
+        dictionary = {"command": command, **dictionary}
+    return keyedarchive.encode(dictionary)
+
+
+class LibraryTestCase(unittest.TestCase):
+    """Tests on one sample library, made once a class, which stays the same to the last bit."""
+
+    options = ("--images", "small", "--photos", "40")
+
+    @classmethod
+    def setUpClass(cls):
+        cls.folder = pathlib.Path(tempfile.mkdtemp(prefix="moxteltest."))
+        cls.library = make_library(cls.folder / "Library", *cls.options)
+        cls.hash = hash_of_library(cls.library)
+
+    @classmethod
+    def tearDownClass(cls):
+        try:
+            if hash_of_library(cls.library) != cls.hash:
+                raise AssertionError("the library was changed")
+        finally:
+            shutil.rmtree(cls.folder)

@@ -1,0 +1,27 @@
+"""Time that passes without a word ends nothing. Slow by nature: it waits longer than every time-out."""
+
+import time
+import unittest
+
+from moxteltest import Client, LibraryTestCase, Server
+
+LONGER_THAN_EVERY_TIMEOUT = 25  # seconds; accept and read have one of 10
+
+
+class Idle(LibraryTestCase):
+    options = ("--images", "none", "--photos", "10")
+
+    def test_an_idle_server_and_idle_clients_live_on(self):
+        with Server(self.library) as unused, Server(self.library) as used:
+            with Client(used) as client, Client(used) as waiting:
+                self.assertEqual(client.result("Get Version"), "1.4")
+                time.sleep(LONGER_THAN_EVERY_TIMEOUT)
+                self.assertEqual(client.result("Get Version"), "1.4")
+                client.socket.close()
+                self.assertEqual(waiting.result("Get Version"), "1.4")
+            with Client(unused) as client:
+                self.assertEqual(client.result("Get Version"), "1.4")
+
+
+if __name__ == "__main__":
+    unittest.main()
