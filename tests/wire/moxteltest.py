@@ -118,7 +118,7 @@ class Server:
         return any(local == self.port and state == TCP_LISTEN for local, _, state, _ in tcp_sockets())
 
     def stop(self):
-        """Ends the server and checks that it went as it was told to."""
+        """Ends the server; one that does not heed is killed."""
         if self.process and self.process.poll() is None:
             self.process.send_signal(signal.SIGTERM)
             try:

@@ -5,6 +5,7 @@ import pathlib
 import plistlib
 import random
 import shutil
+import signal
 import socket
 import struct
 import subprocess
@@ -296,6 +297,16 @@ class Refusals(moxteltest.LibraryTestCase):
             ended = subprocess.run([moxteltest.program("MOXTEL_SERVER"), *arguments], capture_output=True, timeout=30)
             self.assertEqual(ended.returncode, 2, arguments)
             self.assertTrue(ended.stderr or ended.stdout)
+
+    def test_a_server_ends_in_good_order_when_told_to(self):
+        for told in (signal.SIGTERM, signal.SIGINT):
+            with self.subTest(signal=told.name), Server(self.library) as server:
+                with Client(server) as client:
+                    self.assertEqual(client.result("Get Version"), "1.4")
+                    server.process.send_signal(told)
+                    self.assertEqual(server.process.wait(moxteltest.PATIENCE), 0, server.log()[-500:])
+                    with self.assertRaises((moxteltest.Closed, ConnectionError)):
+                        client.receive_exactly(1)
 
     def test_help_and_version(self):
         for option in ("--help", "--version"):
