@@ -78,9 +78,9 @@ Value ScriptQueries::askForText(const std::optional<std::string>& source, const 
 
 Value ScriptQueries::keyPhotoOfProject(const Dictionary& container, bool /*byAppleScript*/) {
   const Value& uuid = container["AlbumId"];
+  if (uuid.isNil()) return {};
   const Value& cached = albumData_.containerDict(uuid.string())["KeyPhotoKey"];
   if (!cached.isNil()) return cached;
-  if (uuid.isNil()) return {};
   const auto source = asksAperture()
                           ? filledScript(kKeyPhotoOfApertureFolder, {uuid})
                           : filledScript(kKeyPhotoOfIPhotoAlbum, {iPhotoId(container["ModelId"].intValue())});
@@ -91,9 +91,9 @@ Value ScriptQueries::keyPhotoOfProject(const Dictionary& container, bool /*byApp
 
 Value ScriptQueries::keyPhotoOfAlbum(const Dictionary& container, bool byAppleScript) {
   const Value& uuid = container["AlbumId"];
+  if (uuid.isNil()) return {};
   const Value& cached = albumData_.containerDict(uuid.string())["KeyPhotoKey"];
   if (!cached.isNil()) return cached;
-  if (uuid.isNil()) return {};
   if (!byAppleScript) return keyPhotoFromDatabase(uuid);
   const auto source = asksAperture()
                           ? filledScript(kKeyPhotoOfApertureAlbum, {uuid})
@@ -135,8 +135,9 @@ Value ScriptQueries::keyPhotoFromDatabase(const Value& uuid) {
 }
 
 std::int32_t ScriptQueries::photoCountOf(std::string_view kind, const Value& uuid, std::int32_t modelId) {
-  const std::int32_t cached = albumData_.containerDict(uuid.string())["PhotoCount"].intValue();
-  if (cached != 0) return cached;
+  // A container without a uuid has no entry; an empty text is a uuid that may have one.
+  const Value entry = uuid.isNil() ? Value() : albumData_.containerDict(uuid.string());
+  if (const std::int32_t cached = entry["PhotoCount"].intValue(); cached != 0) return cached;
   std::optional<std::string> source;
   if (asksAperture()) {
     source = filledScript(kApertureCount, {kind, uuid});

@@ -7,6 +7,7 @@ the bytes are no UTF-8. Integers are signed 32 bits, the low ones of a wider val
 
 import datetime
 import pathlib
+import plistlib
 import re
 import sqlite3
 
@@ -56,6 +57,11 @@ def int32(value):
     return (int64(value) + 2**31) % 2**32 - 2**31
 
 
+def number_in(entry):
+    """An entry of the album file as an integer: a number, or the number that a text begins with."""
+    return int32(entry.encode() if isinstance(entry, str) else entry)
+
+
 class Library:
     """Answers for one library while no photo application can be asked."""
 
@@ -67,8 +73,18 @@ class Library:
             database = sqlite3.connect("file:%s?mode=ro" % path, uri=True)
             database.text_factory = bytes
             self.databases[name] = database
+        self.container_dicts = {}
+        album_data = pathlib.Path(folder) / "AlbumData.xml"
+        if album_data.exists():
+            self.read_album_data(plistlib.loads(album_data.read_bytes()))
         self.scratch = sqlite3.connect(":memory:")
         self.scratch.text_factory = bytes
+
+    def read_album_data(self, data):
+        for name, key in (("List of Albums", "GUID"), ("List of Rolls", "ProjectUuid")):
+            for entry in data.get(name, []):
+                if key in entry:
+                    self.container_dicts[entry[key]] = {k: v for k, v in entry.items() if k != "KeyList"}
 
     def close(self):
         for database in [*self.databases.values(), self.scratch]:
@@ -173,13 +189,16 @@ class Library:
         uuid = container.get("AlbumId")
         kind = container.get("AlbumType")
         if container.get("PhotoCount", 0) < 3:
-            container["PhotoCount"] = 0  # albums and folders: nobody can be asked
+            # Albums and folders: beside the album file nobody can be asked.
+            container["PhotoCount"] = number_in(self.container_dicts.get(uuid, {}).get("PhotoCount"))
             if kind == "Project":
                 container["PhotoCount"] = self.first_int(self.rows(
                     "library", "SELECT COUNT(uuid) FROM RKVersion WHERE projectUuid = '%s' AND versionNumber != 0 "
                     "AND isInTrash = 0", uuid))
         if "KeyPhotoKey" not in container and container["PhotoCount"] > 0 and "AlbumName" in container:
-            if kind == "Album":
+            if kind in ("Album", "Project"):
+                self.put(container, "KeyPhotoKey", self.container_dicts.get(uuid, {}).get("KeyPhotoKey"))
+            if kind == "Album" and "KeyPhotoKey" not in container:
                 self.put(container, "KeyPhotoKey", self.key_photo_of_album(uuid))
         notes = self.rows("library", "SELECT note FROM RKNote WHERE attachedToUuid = '%s'", uuid)
         note = self.text(notes[0][0]) if notes else None
@@ -233,7 +252,10 @@ class Library:
                 for model_id, uuid, latitude, longitude, frame in rows if self.text(uuid) is not None]
 
     def photos_of_album(self, album):
-        model_id = self.first_int(self.rows("library", "SELECT modelId FROM RKAlbum WHERE uuid = '%s'", album))
+        # The entry under this very text, whatever the album: kept so by the server on purpose.
+        model_id = number_in(self.container_dicts.get("containerUuid", {}).get("AlbumId"))
+        if model_id == 0:
+            model_id = self.first_int(self.rows("library", "SELECT modelId FROM RKAlbum WHERE uuid = '%s'", album))
         members = self.rows(
             "library", "SELECT uuid FROM RKVersion WHERE modelId IN (SELECT versionId FROM RKAlbumVersion WHERE "
             "albumId = %s)", model_id)

@@ -6,6 +6,8 @@ them the seeds that once found something.
 
 import os
 import pathlib
+import plistlib
+import random
 import shutil
 import sys
 import tempfile
@@ -17,8 +19,9 @@ import keyedarchive
 import model
 import moxteltest
 
-# Seeds of strange libraries that once showed a fault; they always run.
+# Seeds that once showed a fault; they always run.
 KEPT_SEEDS = ()
+KEPT_SEEDS_WITH_ALBUM_DATA = (9,)  # an album without a uuid took the entry of the uuid ""
 
 LARGEST_REQUEST = 4096
 NO_LIBRARY_HAS_THESE = ("", "(null)", "no such uuid", "x' OR '1'='1", "%@%s%n", "\\", "\"", "a\0b", "é", "🙂", ";", "--")
@@ -116,13 +119,40 @@ class Comparison:
         self.test.assertEqual(self.client.error("Photos of Event", id=1), "Album not found")
 
 
+def strange_album_data(library, seed):
+    """An album file with entries for some of a strange library's containers."""
+    roll = random.Random(seed)
+    reference = model.Library(library)
+
+    def entries(key, uuids):
+        for uuid in uuids:
+            if not roll.randrange(3) or not all(0x20 <= ord(letter) < 0xFFFE for letter in uuid):
+                continue  # XML has no place for control characters
+            entry = {key: uuid, "AlbumName": uuid, "KeyList": ["1", "2"],
+                     "PhotoCount": roll.choice([0, 1, 2, 7, -3, 70000, "12", "x", 4.75])}
+            if roll.randrange(3):
+                entry["KeyPhotoKey"] = roll.choice(["29", "4294967297", "", "a<b&c", uuid])
+            yield {name: value for name, value in entry.items() if name != key or roll.randrange(20)}
+
+    albums = list(entries("GUID", [*reference.uuids("library", "RKAlbum"), *reference.uuids("library", "RKFolder")]))
+    if not roll.randrange(3):
+        albums.append({"GUID": "containerUuid", "Album Type": "Smart", "AlbumId": roll.choice([0, 2, 3, "4"])})
+    rolls = list(entries("ProjectUuid", reference.uuids("library", "RKFolder")))
+    faces = roll.choice([{"1": {"name": "x"}}, [{"name": "x"}]])
+    reference.close()
+    (library / "AlbumData.xml").write_bytes(plistlib.dumps(
+        {"List of Albums": albums, "List of Rolls": rolls, "List of Faces": faces, "Master Image List": {"1": {}}}))
+
+
 class Listings(unittest.TestCase):
     def setUp(self):
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="moxteltest."))
         self.addCleanup(shutil.rmtree, self.folder)
 
-    def compare(self, *options):
-        library = moxteltest.make_library(self.folder / "Library", *options)
+    def compare(self, *options, prepare=None):
+        library = moxteltest.make_library(pathlib.Path(tempfile.mkdtemp(dir=self.folder)) / "Library", *options)
+        if prepare:
+            prepare(library)
         before = moxteltest.hash_of_library(library)
         reference = model.Library(library)
         self.addCleanup(reference.close)
@@ -132,18 +162,29 @@ class Listings(unittest.TestCase):
         self.assertEqual(moxteltest.hash_of_library(library), before)
         shutil.rmtree(library)
 
+    def seeds(self):
+        first = int(os.environ.get("MOXTEL_FIRST_SEED", 1))
+        return [*KEPT_SEEDS, *range(first, first + int(os.environ.get("MOXTEL_SEEDS", 40)))]
+
     def test_sample_library(self):
         self.compare("--images", "none", "--photos", 120)
 
     def test_empty_library(self):
         self.compare("--images", "none", "--photos", 0)
 
+    def test_library_with_album_data(self):
+        self.compare("--images", "none", "--photos", 120, "--album-data")
+
     def test_strange_libraries(self):
-        first = int(os.environ.get("MOXTEL_FIRST_SEED", 1))
-        seeds = [*KEPT_SEEDS, *range(first, first + int(os.environ.get("MOXTEL_SEEDS", 40)))]
-        for seed in seeds:
+        for seed in self.seeds():
             with self.subTest(seed=seed):
                 self.compare("--strange", "--seed", seed, "--photos", 20 + seed % 60)
+
+    def test_strange_libraries_with_album_data(self):
+        for seed in [*KEPT_SEEDS_WITH_ALBUM_DATA, *self.seeds()[1::4]]:
+            with self.subTest(seed=seed):
+                self.compare("--strange", "--seed", seed, "--photos", 20 + seed % 60,
+                             prepare=lambda library, seed=seed: strange_album_data(library, seed))
 
 
 if __name__ == "__main__":
