@@ -53,6 +53,7 @@ MoxtelClient::MoxtelClient(ServerFinder& finder, std::ostream& out, std::ostream
 int MoxtelClient::run(const std::vector<std::string>& arguments) {
   const auto options = parseOptions(arguments);
   if (const auto* request = std::get_if<ClientRequest>(&options)) return perform(*request);
+  if (const auto* wanted = std::get_if<BrowseWanted>(&options)) return browse(*wanted);
   if (const auto* error = std::get_if<UsageError>(&options)) {
     err_ << "moxtel: " << printable(error->text) << "\nTry 'moxtel --help'.\n";
     return kWrongUsage;
@@ -68,6 +69,22 @@ int MoxtelClient::perform(const ClientRequest& request) {
   const auto found = finder_.findServer();
   if (const auto* reason = std::get_if<std::string>(&found)) return fail(*reason);
   return ask(std::get<ServerAddress>(found), request);
+}
+
+// Nobody around is an answer for a program that reads JSON, but a failure for both.
+int MoxtelClient::browse(const BrowseWanted& wanted) {
+  Array servers;
+  for (const FoundServer& server : finder_.listServers()) {
+    servers.append(Dictionary{
+        {"name", server.name}, {"host", server.host}, {"address", server.address}, {"port", server.port}});
+    if (wanted.json) continue;
+    out_ << printable(server.address) << ':' << server.port << "  " << printable(server.name) << "  ("
+         << printable(server.host) << ")\n";
+  }
+  const bool none = servers.empty();
+  if (wanted.json) writeJson(out_, servers);
+  if (!out_.flush()) return fail("could not write the result");
+  return none ? fail("no server was found on the network") : kSuccess;
 }
 
 // One connection for one command: a further reply of the server to it is never taken for another's.

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "client/Options.h"
+#include "client/ServerSearch.h"
 #include "net/QVSocketClient.h"
 
 namespace moxtel {
@@ -23,6 +24,8 @@ class ServerFinder {
   virtual ~ServerFinder() = default;
   // The server; or why there is none, for the user.
   virtual std::variant<ServerAddress, std::string> findServer() = 0;
+  // All servers around, in the order of their names.
+  virtual std::vector<FoundServer> listServers() { return {}; }
 
  protected:
   ServerFinder() = default;
@@ -50,6 +53,7 @@ class MoxtelClient final {
 
  private:
   int perform(const ClientRequest& request);
+  int browse(const BrowseWanted& wanted);
   int ask(const ServerAddress& server, const ClientRequest& request);
   int handleReply(const Bytes& body, const ClientRequest& request);
   int show(const Value& result, const ClientRequest& request);

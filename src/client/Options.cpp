@@ -100,12 +100,13 @@ class Parser {
  public:
   explicit Parser(const std::vector<std::string>& arguments) : arguments_(arguments) {}
 
-  std::variant<ClientRequest, HelpWanted, VersionWanted, UsageError> parse() {
+  std::variant<ClientRequest, BrowseWanted, HelpWanted, VersionWanted, UsageError> parse() {
     for (; next_ < arguments_.size() && error_.empty(); ++next_) take(arguments_[next_]);
     if (help_) return HelpWanted{};
     if (version_) return VersionWanted{};
     if (error_.empty()) makeCommand();
     if (!error_.empty()) return UsageError{error_};
+    if (browse_) return BrowseWanted{request_.json};
     return std::move(request_);
   }
 
@@ -162,6 +163,8 @@ class Parser {
       fail("no command");
     } else if (words_.front() == "command") {
       makeGenericCommand();
+    } else if (words_.front() == "browse") {
+      makeBrowse();
     } else {
       const auto* found = std::find_if(kSubcommands.begin(), kSubcommands.end(),
                                        [&](const Subcommand& each) { return each.name == words_.front(); });
@@ -171,6 +174,11 @@ class Parser {
         makeCommandOf(*found);
       }
     }
+  }
+
+  void makeBrowse() {
+    browse_ = true;
+    if (words_.size() != 1) fail("usage: moxtel browse");
   }
 
   void makeCommandOf(const Subcommand& subcommand) {
@@ -236,6 +244,7 @@ class Parser {
   bool help_ = false;
   bool version_ = false;
   bool face_ = false;
+  bool browse_ = false;
   std::string error_;
   ClientRequest request_;
 };
@@ -249,7 +258,7 @@ std::string helpLine(const Subcommand& subcommand) {
 
 }  // namespace
 
-std::variant<ClientRequest, HelpWanted, VersionWanted, UsageError> parseOptions(
+std::variant<ClientRequest, BrowseWanted, HelpWanted, VersionWanted, UsageError> parseOptions(
     const std::vector<std::string>& arguments) {
   return Parser(arguments).parse();
 }
@@ -260,14 +269,15 @@ std::string helpText() {
       "\n"
       "Asks a MoxtelServer for what its photo library holds.\n"
       "\n"
-      "Commands:\n";
+      "Commands:\n"
+      "  browse                            the servers on the network\n";
   for (const Subcommand& subcommand : kSubcommands) text += helpLine(subcommand);
   text +=
       "  command NAME [key=value…]         any command of the protocol; key:=value for a number, true or "
       "false\n"
       "\n"
       "Options:\n"
-      "  --host HOST       the server's name or address\n"
+      "  --host HOST       the server's name or address; without it the only server on the network\n"
       "  --port PORT       its port (4250)\n"
       "  --json            print the result as JSON: dates as ISO 8601, data as base64\n"
       "  -o, --output FILE write the result's data to a file; - is standard output\n"

@@ -25,6 +25,10 @@ struct ClientRequest {
   Layout layout = Layout::Plain;
 };
 
+// To list the servers on the network.
+struct BrowseWanted {
+  bool json = false;
+};
 struct HelpWanted {};
 struct VersionWanted {};
 struct UsageError {
@@ -32,7 +36,7 @@ struct UsageError {
 };
 
 // Every subcommand is the name of one command of the protocol, with its arguments as the request's entries.
-std::variant<ClientRequest, HelpWanted, VersionWanted, UsageError> parseOptions(
+std::variant<ClientRequest, BrowseWanted, HelpWanted, VersionWanted, UsageError> parseOptions(
     const std::vector<std::string>& arguments);
 
 std::string helpText();

@@ -2,14 +2,14 @@
 #include <exception>
 #include <iostream>
 
-#include "client/MoxtelClient.h"
+#include "client/NetworkServerFinder.h"
 #include "platform/SystemLog.h"
 
 int main(int argc, char** argv) {
   // What goes wrong is told once, in the program's own words.
   moxtel::setSystemLogSink([](std::string_view) {});
   try {
-    moxtel::LocalServerFinder finder;
+    moxtel::NetworkServerFinder finder;
     moxtel::MoxtelClient client(finder, std::cout, std::cerr, {.largestReply = 0x8000'0000});
     return client.run(std::vector<std::string>(argv + (argc > 0 ? 1 : 0), argv + argc));
   } catch (const std::exception& error) {

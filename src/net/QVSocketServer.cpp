@@ -131,11 +131,16 @@ bool QVSocketServer::listenOn(std::uint16_t port) {
   return true;
 }
 
+void QVSocketServer::setPublicationObserver(std::function<void(const PublicationState&)> observer) {
+  publicationObserver_ = std::move(observer);
+}
+
 // A failure leaves the listener open on purpose: who fails to publish may still start anew.
 bool QVSocketServer::publish(const std::string& bonjourName, const std::string& type) {
   const ServiceDescription service{bonjourName, type, port()};
   if (dnsSd_) {
     netService_ = dnsSd_->publish(service, [this](const PublicationState& state) {
+      if (publicationObserver_) publicationObserver_(state);
       if (state.kind != PublicationState::Kind::Failed) return;
       netServiceDidNotPublish(Dictionary{{"name", state.name}, {"reason", state.detail}});
     });

@@ -35,6 +35,7 @@
 namespace moxtel {
 
 class DnsSd;
+struct PublicationState;
 class NotificationCenter;
 class Publication;
 
@@ -67,6 +68,10 @@ class QVSocketServer final : public ReplyChannel {
   // Ends the shared server's connection, if there is one, at once. The accept thread notices, resets
   // remoteSocket() and posts "ChangedConnection" soon after. Any thread.
   static void disconnect();
+
+  // Hears every state of the publication, on the core thread, for the lines that the user sees. Call before
+  // startServerOnPort().
+  void setPublicationObserver(std::function<void(const PublicationState&)> observer);
 
   // Listens on the low 16 bits of the port (0: one that is free) on all IPv4 addresses, publishes the service
   // and starts the accept thread. False after a log line when that fails. A server that runs is stopped
@@ -117,6 +122,7 @@ class QVSocketServer final : public ReplyChannel {
 
   FileDescriptor serverSocket_;
   std::string startFailure_;
+  std::function<void(const PublicationState&)> publicationObserver_;
   std::unique_ptr<Publication> netService_;
   std::unique_ptr<Waker> waker_;
   std::thread thread_;

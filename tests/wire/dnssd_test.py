@@ -1,8 +1,9 @@
 """DNS-SD as other programs and other hosts see it: dnssd-probe against Avahi's own daemon and browser.
 
-    dnssd_test.py PROBE [unittest arguments]
+    dnssd_test.py PROBE MOXTEL [unittest arguments]
 """
 
+import json
 import os
 import signal
 import sys
@@ -14,6 +15,7 @@ from dnssd_hosts import Host, connect, why_not  # noqa: E402
 
 TYPE = "_moxtelserver._tcp."
 PROBE = "dnssd-probe"
+MOXTEL = "moxtel"
 
 
 def told(*parts):
@@ -248,6 +250,30 @@ class DnsSdTest(unittest.TestCase):
         line, _ = probe.wait_for(told("not-resolved", "Nobody"))
         self.assertGreaterEqual(int(line.split("\t")[0]), 4900)
 
+    def test_moxtel_browse_lists_the_servers_around(self):
+        here, there = self.pair()
+        self.publish(here, "Photos \x1b[31m").wait_for(told("published"))
+        self.publish(there, "Archive", port="4251").wait_for(told("published"))
+        text = there.run(MOXTEL, "browse")
+        self.assertEqual(len(text.splitlines()), 2, text)
+        self.assertIn("10.77.1.1:4250  Photos \ufffd[31m  (alpha.local)", text.splitlines())
+        servers = json.loads(here.run(MOXTEL, "--json", "browse"))
+        self.assertEqual([(server["name"], server["host"], server["port"]) for server in servers],
+                         [("Archive", "beta.local", 4251), ("Photos \x1b[31m", "alpha.local", 4250)])
+
+    def test_moxtel_asks_the_only_server(self):
+        here, there = self.pair()
+        self.publish(here, "Photos").wait_for(told("published", "Photos"))
+        # Nobody listens there: the message shows whom it asked.
+        client = there.start(MOXTEL, "version")
+        client.wait_for(lambda line: line == "moxtel: could not connect to 10.77.1.1, port 4250")
+        self.assertEqual(client.process.wait(10), 1)
+
+    def test_moxtel_says_that_there_is_no_server(self):
+        client = self.host().start(MOXTEL, "version")
+        client.wait_for(lambda line: line == "moxtel: no server was found on the network; name one with --host")
+        self.assertEqual(client.process.wait(10), 1)
+
 
 if __name__ == "__main__":
     reason = why_not()
@@ -255,4 +281,5 @@ if __name__ == "__main__":
         print("skipped:", reason)
         sys.exit(77)
     PROBE = os.path.abspath(sys.argv.pop(1))
+    MOXTEL = os.path.abspath(sys.argv.pop(1))
     unittest.main(verbosity=2)

@@ -1,0 +1,60 @@
+// Searches the network for servers, once: it ends when things have gone quiet, so that a second server shows
+// too. On the thread of its loop.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/DnsSd.h"
+#include "platform/EventLoop.h"
+
+namespace moxtel {
+
+struct FoundServer {
+  std::string name;
+  std::string host;     // "nas.local"
+  std::string address;  // the first IPv4 address; the host where there is none
+  std::uint16_t port = 0;
+};
+
+class ServerSearch final {
+ public:
+  struct Limits {
+    EventLoop::Duration nobody{4000};  // without any server the search ends
+    EventLoop::Duration quiet{1000};   // after the last news, once every server found has its address
+    std::size_t servers = 1000;        // more are not looked at
+  };
+  using Done = std::function<void(std::vector<FoundServer>)>;
+
+  // Borrows loop and dnsSd. done is called once, on a later turn, with the servers in the order of their
+  // names, those without an address left out; it may destroy the search.
+  ServerSearch(EventLoop& loop, DnsSd& dnsSd, Limits limits, Done done);
+  ServerSearch(const ServerSearch&) = delete;
+  ServerSearch& operator=(const ServerSearch&) = delete;
+
+ private:
+  struct Server {
+    std::unique_ptr<Resolution> resolution;  // null once it has an answer
+    std::optional<FoundServer> found;
+  };
+  void found(const std::string& name);
+  void resolved(const ResolvedService& service);
+  void notResolved(const std::string& name);
+  void restartQuiet();
+  void end();
+
+  EventLoop& loop_;
+  DnsSd& dnsSd_;
+  const Limits limits_;
+  Done done_;
+  std::map<std::string, Server> servers_;
+  std::unique_ptr<Browser> browser_;
+  std::unique_ptr<Timer> timer_;
+};
+
+}  // namespace moxtel
