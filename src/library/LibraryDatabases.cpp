@@ -174,7 +174,7 @@ Query LibraryDatabases::State::run(DatabaseFile file, std::string_view sql,
     result_ = SQLITE_OK;
   } else {
     failures_->any = true;
-    result_ &= 0xff;
+    result_ = result_ == SQLITE_OK ? SQLITE_ERROR : result_ & 0xff;
   }
   return Query(std::move(rows));
 }

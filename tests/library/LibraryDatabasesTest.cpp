@@ -330,6 +330,13 @@ TEST_F(Databases, neverMakeAStrangersTextSql) {
   EXPECT_FALSE(databases.sawFailure()) << "the database could be read";
 }
 
+TEST_F(Databases, takeAListForItsDescriptionWhichIsNoSqlEither) {
+  constexpr SqlText kSql = "SELECT fileName FROM RKVersion WHERE uuid = '%@'";
+  EXPECT_TRUE(databases.run(kLibrary, kSql, {Array({"a"})}).prepared());
+  EXPECT_FALSE(databases.run(kLibrary, kSql, {Array({"a'b"})}).prepared());
+  EXPECT_EQ(databases.result(), SQLITE_ERROR);
+}
+
 TEST_F(Databases, answerTheSameQueryWithinItself) {
   for (const char* uuid : {"a", "b", "c"}) files.insert("RKVersion", {{"uuid", uuid}});
   constexpr SqlText kSql = "SELECT uuid FROM RKVersion WHERE uuid != '%@'";
