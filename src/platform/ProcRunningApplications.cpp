@@ -6,8 +6,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <memory>
-#include <optional>
 #include <string_view>
 
 #include "platform/Pipe.h"
@@ -27,36 +27,40 @@ bool isProcess(const char* name) {
   return !text.empty() && std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
 }
 
-// "1234 (name) S …": the name may hold parentheses and blanks itself.
-struct Status {
-  std::string name;
-  char state = 0;
+// The start of one of a process's files; nothing once the process has gone, which may be at any moment.
+std::string startOf(int folder, const std::string& file) {
+  const Descriptor opened(::openat(folder, file.c_str(), O_RDONLY | O_CLOEXEC));  // NOLINT
+  std::array<char, 64> text;  // NOLINT: not set before it is read into
+  const ssize_t count = opened ? ::read(opened.get(), text.data(), text.size()) : -1;
+  return {text.data(), count > 0 ? static_cast<std::size_t>(count) : 0};
+}
+
+std::string nameOf(int folder, const std::string& process) {
+  std::string name = startOf(folder, process + "/comm");
+  if (name.ends_with('\n')) name.pop_back();
+  return name;
+}
+
+// Zombies and threads of the kernel have no memory.
+bool hasMemory(int folder, const std::string& process) {
+  const std::string sizes = startOf(folder, process + "/statm");
+  return !sizes.empty() && !sizes.starts_with("0 ");
+}
+
+struct Executable {
+  bool isRunning = false;
+  std::string name;  // empty for a process of someone else's
 };
 
-std::optional<Status> parseStatus(std::string_view text) {
-  const auto open = text.find('(');
-  const auto close = text.rfind(')');
-  if (open == std::string_view::npos || close == std::string_view::npos || close < open) return std::nullopt;
-  if (close + 2 >= text.size()) return std::nullopt;
-  return Status{std::string(text.substr(open + 1, close - open - 1)), text[close + 2]};
-}
-
-// A process may end at any moment: then there is nothing.
-std::optional<Status> statusOf(int folder, const std::string& process) {
-  const Descriptor file(::openat(folder, (process + "/stat").c_str(), O_RDONLY | O_CLOEXEC));  // NOLINT
-  std::array<char, 512> text;  // NOLINT: the start of the line is enough, and is not set before it is read
-  const ssize_t count = file ? ::read(file.get(), text.data(), text.size()) : -1;
-  if (count <= 0) return std::nullopt;
-  return parseStatus(std::string_view(text.data(), static_cast<std::size_t>(count)));
-}
-
-// Empty for a thread of the kernel, and for a process of someone else's.
-std::string executableOf(int folder, const std::string& process) {
+// A process without an executable does not run: it is a zombie, or a thread of the kernel. Asked in this way
+// because "stat" and "status", which tell it directly, cost many times as much.
+Executable executableOf(int folder, const std::string& process) {
   std::array<char, 4096> target;  // NOLINT: as above
   const ssize_t count = ::readlinkat(folder, (process + "/exe").c_str(), target.data(), target.size());
-  std::string_view path(target.data(), count > 0 ? static_cast<std::size_t>(count) : 0);
+  if (count < 0) return {errno != ENOENT && hasMemory(folder, process), {}};
+  std::string_view path(target.data(), static_cast<std::size_t>(count));
   if (path.ends_with(kDeleted)) path.remove_suffix(kDeleted.size());
-  return std::string(path.substr(path.rfind('/') + 1));
+  return {true, std::string(path.substr(path.rfind('/') + 1))};
 }
 
 }  // namespace
@@ -69,12 +73,12 @@ std::vector<std::string> ProcRunningApplications::names() {
   while (const dirent* entry = ::readdir(folder.get())) {
     if (!isProcess(entry->d_name)) continue;
     const std::string process = entry->d_name;
-    const auto status = statusOf(descriptor, process);
-    constexpr std::string_view kEnded = "ZXx";
-    if (!status || kEnded.find(status->state) != std::string_view::npos) continue;
-    names.push_back(status->name);
-    std::string executable = executableOf(descriptor, process);
-    if (!executable.empty() && executable != status->name) names.push_back(std::move(executable));
+    Executable executable = executableOf(descriptor, process);
+    std::string name = executable.isRunning ? nameOf(descriptor, process) : std::string();
+    if (name.empty()) continue;
+    const bool hasTwoNames = !executable.name.empty() && executable.name != name;
+    names.push_back(std::move(name));
+    if (hasTwoNames) names.push_back(std::move(executable.name));
   }
   return names;
 }

@@ -1,6 +1,6 @@
 // The processes of a Linux machine, from /proc: each has its name (comm, which the kernel cuts at 15 bytes)
-// and, where it is another and may be read, the base name of its executable. Zombies run no more and are left
-// out.
+// and, where it is another and may be read, the base name of its executable. Zombies and threads of the
+// kernel are no applications and are left out.
 #pragma once
 
 #include <string>

@@ -67,10 +67,16 @@ class RealProcesses : public testing::Test {
 // A made-up /proc, for what cannot be brought about at will.
 class MadeUpProcesses : public testing::Test {
  protected:
-  void add(const std::string& process, const std::string& stat, const std::string& executable = {}) {
+  void add(const std::string& process, const std::string& name, const std::string& executable) {
     std::filesystem::create_directory(folder_.path() / process);
-    if (!stat.empty()) std::ofstream(folder_.path() / process / "stat") << stat;
+    if (!name.empty()) std::ofstream(folder_.path() / process / "comm") << name << "\n";
     if (!executable.empty()) std::filesystem::create_symlink(executable, folder_.path() / process / "exe");
+  }
+  // One whose executable may not be read: here a file where the link should be.
+  void addForeign(const std::string& process, const std::string& name, const std::string& memory) {
+    add(process, name, {});
+    std::ofstream(folder_.path() / process / "exe") << "x";
+    std::ofstream(folder_.path() / process / "statm") << memory << "\n";
   }
   std::vector<std::string> names() { return ProcRunningApplications(folder_.path()).names(); }
   const TemporaryFolder folder_;
@@ -121,31 +127,34 @@ TEST_F(RealProcesses, doesNotNameAZombie) {
 }
 
 TEST_F(MadeUpProcesses, haveTheirNameAndThatOfTheirExecutable) {
-  add("1", "1 (init) S 0 1", "/lib/systemd/systemd");
-  add("20", "20 (sleep) S 0 1", "/bin/sleep");
-  add("300", "300 (kthreadd) S 0 1");
-  EXPECT_THAT(names(), UnorderedElementsAre("init", "systemd", "sleep", "kthreadd"));
+  add("1", "init", "/lib/systemd/systemd");
+  add("20", "sleep", "/bin/sleep");
+  EXPECT_THAT(names(), UnorderedElementsAre("init", "systemd", "sleep"));
+}
+
+TEST_F(MadeUpProcesses, ofSomeoneElseHaveTheirNameAlone) {
+  addForeign("1", "iPhoto", "1234 5 6 7 0 8 0");
+  EXPECT_THAT(names(), UnorderedElementsAre("iPhoto"));
 }
 
 TEST_F(MadeUpProcesses, mayHaveParenthesesAndBlanksInTheirName) {
-  add("1", "1 (a) Z (b c) R 0 1");
+  add("1", "a) Z (b c", "/bin/a) Z (b c");
   EXPECT_THAT(names(), UnorderedElementsAre("a) Z (b c"));
 }
 
 TEST_F(MadeUpProcesses, loseTheMarkOfADeletedFile) {
-  add("1", "1 (old) S 0", "/usr/bin/iPhoto (deleted)");
+  add("1", "old", "/usr/bin/iPhoto (deleted)");
   EXPECT_THAT(names(), UnorderedElementsAre("old", "iPhoto"));
 }
 
-TEST_F(MadeUpProcesses, areLeftOutWhenDeadBrokenOrGone) {
-  add("1", "1 (zombie) Z 0 1", "/bin/zombie");
-  add("2", "2 (dead) X 0 1");
-  add("3", "");
-  add("4", "4 (cut");
-  add("5", "5 (cut)");
-  add("6", "6 )backwards( S");
-  add("self", "7 (self) S 0");
-  add("9x", "9 (x) S 0");
+TEST_F(MadeUpProcesses, areLeftOutWhenDeadOrGone) {
+  add("1", "zombie", {});
+  addForeign("2", "foreign-zombie", "0 0 0 0 0 0 0");
+  addForeign("3", "foreign-gone", {});
+  std::filesystem::remove(folder_.path() / "3/statm");
+  add("4", {}, "/bin/gone");
+  add("self", "self", "/bin/self");
+  add("9x", "x", "/bin/x");
   EXPECT_TRUE(names().empty());
 }
 
