@@ -66,12 +66,15 @@ class ServerFixture : public testing::Test {
       changes.add(n);
     });
     center.addObserver("GotData", [this](const Notification& n) {
+      // Taken before anybody hears of the chunk: a test that waits for it may set the next one.
+      const auto handler = handlerOfData();
       events.add("data");
       chunks.add(n.userInfo["data"].data());
-      if (const auto handler = handlerOfData()) handler(n);
+      if (handler) handler(n);
     });
   }
   ~ServerFixture() override {
+    if (server) server->stop();
     server.reset();
     setDebugLevel(0);
   }
@@ -115,6 +118,8 @@ class ServerFixture : public testing::Test {
   Happenings<Notification> changes;
   Happenings<Bytes> chunks;
   Happenings<std::string> events;
+  Happenings<bool> sent;  // what sending a reply returned
+  Gate go;                // for a handler to wait at
   std::unique_ptr<QVSocketServer> server;
 
  private:
