@@ -2,9 +2,12 @@
 
 #include "commands/CommandHandler.h"
 #include "commands/EditingCommands.h"
+#include "commands/ImageCommands.h"
 #include "commands/LibraryCommandScope.h"
 #include "commands/LibraryListingSource.h"
+#include "library/ImageFiles.h"
 #include "log/Log.h"
+#include "pictures/PictureDecoder.h"
 #include "platform/HostNames.h"
 #include "platform/SystemLog.h"
 #include "scripting/ApplicationMonitor.h"
@@ -67,6 +70,9 @@ class MXPAppDelegate::Roles {
         listingCommands(listingSource),
         editingCommands(databases, photoRecords, scriptQueue, environment.console, environment.defaults,
                         flags, iPhotoWasEdited),
+        imageFiles(databases, faces),
+        pictureDecoder(environment.processes),
+        imageCommands(imageFiles, pictureDecoder, environment.console),
         commandScope(databases, environment.scripts) {}
 
   // The commands reply through a channel that comes later than the library.
@@ -75,6 +81,7 @@ class MXPAppDelegate::Roles {
                     ProductVersion{MXSVersion::majorVersion(), MXSVersion::minorVersion()});
     listingCommands.addTo(*handler);
     editingCommands.addTo(*handler);
+    imageCommands.addTo(*handler);
   }
 
   QVAppSupport support;
@@ -89,6 +96,9 @@ class MXPAppDelegate::Roles {
   LibraryListingSource listingSource;
   ListingCommands listingCommands;
   EditingCommands editingCommands;
+  ImageFiles imageFiles;
+  PictureDecoder pictureDecoder;
+  ImageCommands imageCommands;
   DelegateCommandScope commandScope;
   std::optional<CommandHandler> handler;
 };
@@ -162,7 +172,14 @@ void MXPAppDelegate::setNotifications() {
 
 void MXPAppDelegate::startServer() {
   const auto port = static_cast<std::int32_t>(environment_.defaults.integerForKey("Port") & 0xFFFF);
-  reportListener(server_->startServerOnPort(port, currentHostName(), kServiceType), port);
+  const std::string name = currentHostName();
+  server_->setPublicationObserver([this](const PublicationState& state) {
+    if (publicationReporter_) publicationReporter_->changed(state);
+  });
+  reportListener(server_->startServerOnPort(port, name, kServiceType), port);
+  publicationReporter_ = std::make_unique<PublicationReporter>(
+      environment_.loop, name, server_->port(), localIPv4Addresses,
+      [this](std::string_view title, std::string_view text) { environment_.console.showTitle(title, text); });
 }
 
 // Without this only a debug log would tell that nobody can connect.

@@ -15,6 +15,7 @@
 
 #include "console/MXSConsole.h"
 #include "library/PhotoApplicationFlags.h"
+#include "net/PublicationReporter.h"
 #include "net/QVSocketServer.h"
 #include "platform/NotificationCenter.h"
 
@@ -75,6 +76,7 @@ class MXPAppDelegate final {
   PhotoApplicationFlags flags_;
   std::unique_ptr<Roles> roles_;
   std::unique_ptr<QVSocketServer> server_;
+  std::unique_ptr<PublicationReporter> publicationReporter_;
   std::vector<NotificationCenter::Token> observers_;
 
   std::atomic<bool> isConnectedToClient_{false};

@@ -106,6 +106,17 @@ TEST_F(MXPAppDelegateTest, publishesTheServiceUnderItsTypeAndPort) {
   EXPECT_EQ(discovery.published()[0].port, delegate->server().port());
 }
 
+TEST_F(MXPAppDelegateTest, tellsTheUserUnderWhichNameAndPortItIsPublished) {
+  launched();
+  discovery.tell({PublicationState::Kind::Published, "Photo Box", "Avahi daemon"});
+  loop.runPosted();
+  const std::string port = std::to_string(delegate->server().port());
+  const auto told = [&](const std::string& line) {
+    return line.find("Photo Box") != std::string::npos && line.find(port) != std::string::npos;
+  };
+  EXPECT_EQ(std::count_if(view.lines.begin(), view.lines.end(), told), 1);
+}
+
 TEST_F(MXPAppDelegateTest, namesTheRunningApplication) {
   applications.set({"Finder", "Aperture"});
   launched();
