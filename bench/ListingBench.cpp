@@ -1,0 +1,289 @@
+// Listing photos, containers and faces, against a floor in the same run: the same facts by joins over whole
+// tables, read into plain structs. Libraries are made here, in the temporary folder.
+
+#include <benchmark/benchmark.h>
+#include <sqlite3.h>
+
+#include <map>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "library/AlbumEntries.h"
+#include "library/ContainerTree.h"
+#include "library/Faces.h"
+#include "library/PhotoRecords.h"
+#include "platform/SystemLog.h"
+#include "tests/library/TestLibrary.h"
+
+namespace moxtel {
+namespace {
+
+struct NoAlbumEntries final : AlbumEntries {
+  const Value& containerDict(std::string_view) const override {
+    static const Value kNothing;
+    return kNothing;
+  }
+};
+
+// Numbers 1 to N as the table n; uuids of 22 characters in no order.
+std::string numbers(std::int64_t count) {
+  return "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < " + std::to_string(count) +
+         ") ";
+}
+std::string uuid(const std::string& letter, const std::string& number) {
+  return "printf('" + letter + "%%%08x+%011d', (" + number + " * 2654435761) % 4294967296, " + number + ")";
+}
+
+// One project and one album of `photos` photos, each with coordinates, a caption and a comment; two versions
+// a photo, of which the even model ids are seen.
+void addPhotos(test::TestLibrary& files, std::int64_t photos) {
+  const std::string all = numbers(photos);
+  const std::string columns =
+      "INSERT INTO RKVersion(modelId,uuid,versionNumber,masterUuid,projectUuid,isInTrash,fileName,rotation,"
+      "exifLatitude,exifLongitude) ";
+  files.execute(
+      DatabaseFile::Library,
+      "BEGIN;"
+      "INSERT INTO RKFolder(uuid,folderType,isInTrash) VALUES('project',2,0);"
+      "INSERT INTO RKAlbum(modelId,uuid,albumType,albumSubclass,isInTrash) VALUES(7,'album',1,3,0);" +
+          columns + all + "SELECT 2*i-1," + uuid("o", "i") + ",0," + uuid("m", "i") +
+          ",'project',0,printf('IMG_%d.JPG',i),0,48.5,9.25 FROM n;" + columns + all + "SELECT 2*i," +
+          uuid("v", "i") + ",1," + uuid("m", "i") +
+          ",'project',0,printf('IMG_%d.JPG',i),0,48.5,i * 0.001 FROM n;"
+          "INSERT INTO RKAlbumVersion(albumId,versionId) " +
+          all + "SELECT 7,2*i FROM n; COMMIT; ANALYZE; DROP TABLE sqlite_stat1;");
+  files.execute(DatabaseFile::Properties,
+                "BEGIN; INSERT INTO RKUniqueString(modelId,stringProperty) " + all +
+                    "SELECT i,printf('What can be seen on picture %d',i) FROM n;"
+                    "INSERT INTO RKIptcProperty(versionId,propertyKey,stringId) " +
+                    all +
+                    "SELECT 2*i,'Caption/Abstract',i FROM n;"
+                    "INSERT INTO RKExifStringProperty(versionId,propertyKey,stringId) " +
+                    all + "SELECT 2*i,'ImageDescription',i FROM n; COMMIT;");
+}
+
+void addProjects(test::TestLibrary& files, std::int64_t projects) {
+  files.execute(DatabaseFile::Library,
+                "INSERT INTO RKFolder(uuid,name,folderType,parentFolderUuid,isInTrash,isHiddenWhenEmpty,"
+                "minImageDate,maxImageDate,posterVersionUuid) " +
+                    numbers(projects) + "SELECT " + uuid("p", "i") +
+                    ",iif(i % 2,'',printf('Project %d',i)),2,'AllProjectsItem',0,0,i * 90000,i * 90000,'v' "
+                    "FROM n;"
+                    "INSERT INTO RKVersion(uuid,versionNumber,projectUuid,isInTrash) " +
+                    numbers(projects * 10) + "SELECT " + uuid("w", "i") + ",1," +
+                    uuid("p", "(i % " + std::to_string(projects) + " + 1)") +
+                    ",0 FROM n;"
+                    "INSERT INTO RKCustomSortOrder(containerUuid,objectUuid,orderNumber) " +
+                    numbers(projects) + "SELECT 'AllProjectsItem'," + uuid("p", "i") + ",-i FROM n;");
+}
+
+// Twenty detections a face.
+void addFaces(test::TestLibrary& files, std::int64_t faces) {
+  files.execute(DatabaseFile::Faces, "BEGIN; INSERT INTO RKFaceName(uuid,name,faceKey,keyVersionUuid) " +
+                                         numbers(faces) + "SELECT " + uuid("f", "i") +
+                                         ",printf('Person %d',i),i," + uuid("v", "i") +
+                                         " FROM n;"
+                                         "INSERT INTO RKDetectedFace(faceKey,masterUuid,faceIndex) " +
+                                         numbers(faces * 20) + "SELECT i % " + std::to_string(faces) +
+                                         " + 1," + uuid("m", "(i % 20000 + 1)") + ",0 FROM n; COMMIT;");
+}
+
+// A library, made once in a run.
+struct Sample {
+  Sample(std::int64_t photos, std::int64_t projects, std::int64_t faces) {
+    addPhotos(files, photos);
+    if (projects > 0) addProjects(files, projects);
+    if (faces > 0) addFaces(files, faces);
+    opened = std::make_unique<test::OpenedLibrary>(files);
+    records = std::make_unique<PhotoRecords>(opened->databases, entries, application);
+    tree = std::make_unique<ContainerTree>(opened->databases, application, opened->defaults);
+    persons = std::make_unique<Faces>(opened->databases);
+  }
+  test::TestLibrary files;
+  NoAlbumEntries entries;
+  NoPhotoApplication application;
+  std::unique_ptr<test::OpenedLibrary> opened;
+  std::unique_ptr<PhotoRecords> records;
+  std::unique_ptr<ContainerTree> tree;
+  std::unique_ptr<Faces> persons;
+};
+
+Sample& sample(std::int64_t photos, std::int64_t projects = 0, std::int64_t faces = 0) {
+  static std::map<std::int64_t, std::unique_ptr<Sample>> samples;
+  auto& made = samples[photos * 1'000'000 + projects * 1000 + faces];
+  if (!made) made = std::make_unique<Sample>(photos, projects, faces);
+  return *made;
+}
+
+void photosOf(benchmark::State& state, const char* container) {
+  Sample& library = sample(state.range(0));
+  for (auto _ : state) {
+    library.opened->nextCommand();
+    const Value photos = library.records->photosInContainer(container);
+    if (photos.array().size() != static_cast<std::size_t>(state.range(0))) state.SkipWithError("photos");
+    benchmark::DoNotOptimize(photos);
+  }
+  state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+
+struct PlainPhoto {
+  std::string uuid;
+  std::int64_t modelId = 0;
+  double latitude = 0;
+  double longitude = 0;
+  bool movie = false;
+  std::string caption;
+  std::string comment;
+};
+
+class FloorQuery final {
+ public:
+  FloorQuery(const std::string& file, const char* sql) {
+    if (sqlite3_open_v2(file.c_str(), &connection_, SQLITE_OPEN_READONLY, nullptr) != SQLITE_OK ||
+        sqlite3_prepare_v2(connection_, sql, -1, &statement_, nullptr) != SQLITE_OK)
+      throw std::runtime_error(sqlite3_errmsg(connection_));
+  }
+  ~FloorQuery() {
+    sqlite3_finalize(statement_);
+    sqlite3_close(connection_);
+  }
+  FloorQuery(const FloorQuery&) = delete;
+  FloorQuery& operator=(const FloorQuery&) = delete;
+  bool step() { return sqlite3_step(statement_) == SQLITE_ROW; }
+  std::int64_t number(int column) { return sqlite3_column_int64(statement_, column); }
+  double real(int column) { return sqlite3_column_double(statement_, column); }
+  std::string text(int column) {
+    const auto* bytes = reinterpret_cast<const char*>(sqlite3_column_text(statement_, column));
+    return bytes ? std::string(bytes) : std::string();
+  }
+
+ private:
+  sqlite3* connection_ = nullptr;
+  sqlite3_stmt* statement_ = nullptr;
+};
+
+void addTexts(std::vector<PlainPhoto>& photos, const std::unordered_map<std::int64_t, std::size_t>& positions,
+              const std::string& file, const char* sql, std::string PlainPhoto::*text) {
+  FloorQuery query(file, sql);
+  while (query.step()) {
+    const auto found = positions.find(query.number(0));
+    if (found != positions.end()) photos[found->second].*text = query.text(1);
+  }
+}
+
+std::vector<PlainPhoto> plainPhotos(const test::TestLibrary& files, const char* sql, bool texts) {
+  std::vector<PlainPhoto> photos;
+  std::unordered_map<std::int64_t, std::size_t> positions;
+  FloorQuery query(files.pathOf(DatabaseFile::Library), sql);
+  while (query.step()) {
+    positions.emplace(query.number(0), photos.size());
+    photos.push_back(
+        {query.text(1), query.number(0), query.real(2), query.real(3), !query.text(4).empty(), {}, {}});
+  }
+  if (!texts) return photos;
+  const std::string properties = files.pathOf(DatabaseFile::Properties);
+  addTexts(photos, positions, properties,
+           "SELECT p.versionId,s.stringProperty FROM RKIptcProperty p JOIN RKUniqueString s ON s.modelId = "
+           "p.stringId WHERE p.propertyKey = 'Caption/Abstract'",
+           &PlainPhoto::caption);
+  addTexts(photos, positions, properties,
+           "SELECT p.versionId,s.stringProperty FROM RKExifStringProperty p JOIN RKUniqueString s ON "
+           "s.modelId = p.stringId WHERE p.propertyKey = 'ImageDescription'",
+           &PlainPhoto::comment);
+  return photos;
+}
+
+void floorOf(benchmark::State& state, const char* sql, bool texts) {
+  Sample& library = sample(state.range(0));
+  library.opened->nextCommand();
+  for (auto _ : state) {
+    const auto photos = plainPhotos(library.files, sql, texts);
+    if (photos.size() != static_cast<std::size_t>(state.range(0))) state.SkipWithError("photos");
+    benchmark::DoNotOptimize(photos.data());
+  }
+  state.SetItemsProcessed(state.iterations() * state.range(0));
+}
+
+void PhotosOfAlbum(benchmark::State& state) { photosOf(state, "album"); }
+void PhotosOfAlbumFloor(benchmark::State& state) {
+  floorOf(
+      state,
+      "SELECT v.modelId,v.uuid,v.exifLatitude,v.exifLongitude,v.videoPosterFramePoint FROM RKAlbumVersion "
+      "a JOIN RKVersion v ON v.modelId = a.versionId WHERE a.albumId = 7",
+      true);
+}
+void PhotosOfProject(benchmark::State& state) { photosOf(state, "project"); }
+void PhotosOfProjectFloor(benchmark::State& state) {
+  floorOf(state,
+          "SELECT modelId,uuid,exifLatitude,exifLongitude,videoPosterFramePoint FROM RKVersion WHERE "
+          "projectUuid = 'project' AND versionNumber != 0 AND isInTrash = 0",
+          true);
+}
+void PhotosOfWholeLibrary(benchmark::State& state) { photosOf(state, "allPhotosAlbum"); }
+void PhotosOfWholeLibraryFloor(benchmark::State& state) {
+  floorOf(state,
+          "SELECT modelId,uuid,exifLatitude,exifLongitude,videoPosterFramePoint FROM RKVersion WHERE "
+          "isInTrash = 0 AND versionNumber != 0",
+          false);
+}
+
+BENCHMARK(PhotosOfAlbum)->Arg(1000)->Arg(10'000)->Arg(100'000)->Unit(benchmark::kMillisecond);
+BENCHMARK(PhotosOfAlbumFloor)->Arg(1000)->Arg(10'000)->Arg(100'000)->Unit(benchmark::kMillisecond);
+BENCHMARK(PhotosOfProject)->Arg(1000)->Arg(100'000)->Unit(benchmark::kMillisecond);
+BENCHMARK(PhotosOfProjectFloor)->Arg(1000)->Arg(100'000)->Unit(benchmark::kMillisecond);
+BENCHMARK(PhotosOfWholeLibrary)->Arg(1000)->Arg(100'000)->Unit(benchmark::kMillisecond);
+BENCHMARK(PhotosOfWholeLibraryFloor)->Arg(1000)->Arg(100'000)->Unit(benchmark::kMillisecond);
+
+constexpr std::int64_t kPhotos = 20'000;
+constexpr std::int64_t kProjects = 5000;
+constexpr std::int64_t kFaces = 1000;
+
+void ProjectsBuilt(benchmark::State& state) {
+  Sample& library = sample(kPhotos, kProjects, kFaces);
+  for (auto _ : state) {
+    library.opened->nextCommand();
+    const Value projects = library.tree->containersInParentUuid("AllProjectsItem");
+    if (projects.array().size() != kProjects) state.SkipWithError("projects");
+  }
+}
+void ProjectsKept(benchmark::State& state) {
+  Sample& library = sample(kPhotos, kProjects, kFaces);
+  library.opened->nextCommand();
+  if (library.tree->getTopLevelProjects().array().size() != kProjects) state.SkipWithError("projects");
+  for (auto _ : state) benchmark::DoNotOptimize(library.tree->getTopLevelProjects());
+}
+void FacesBuilt(benchmark::State& state) {
+  Sample& library = sample(kPhotos, kProjects, kFaces);
+  for (auto _ : state) {
+    library.persons->dropCaches();
+    library.opened->nextCommand();
+    const Value faces = library.persons->facesAlbums();
+    if (faces.array().size() != kFaces) state.SkipWithError("faces");
+    if (faces.array()[0]["PhotoCount"].intValue() != 20) state.SkipWithError("photos of a face");
+  }
+}
+void FacesKept(benchmark::State& state) {
+  Sample& library = sample(kPhotos, kProjects, kFaces);
+  library.opened->nextCommand();
+  for (auto _ : state) benchmark::DoNotOptimize(library.persons->facesAlbums());
+}
+
+BENCHMARK(ProjectsBuilt)->Unit(benchmark::kMillisecond);
+BENCHMARK(ProjectsKept)->Unit(benchmark::kMillisecond);
+BENCHMARK(FacesBuilt)->Unit(benchmark::kMillisecond);
+BENCHMARK(FacesKept)->Unit(benchmark::kMillisecond);
+
+}  // namespace
+}  // namespace moxtel
+
+int main(int argc, char** argv) {
+  moxtel::setSystemLogSink([](std::string_view) {});
+  benchmark::Initialize(&argc, argv);
+  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
+  benchmark::RunSpecifiedBenchmarks();
+  benchmark::Shutdown();
+  return 0;
+}
