@@ -54,7 +54,7 @@ void addPhotos(test::TestLibrary& files, std::int64_t photos) {
           uuid("v", "i") + ",1," + uuid("m", "i") +
           ",'project',0,printf('IMG_%d.JPG',i),0,48.5,i * 0.001 FROM n;"
           "INSERT INTO RKAlbumVersion(albumId,versionId) " +
-          all + "SELECT 7,2*i FROM n; COMMIT; ANALYZE; DROP TABLE sqlite_stat1;");
+          all + "SELECT 7,2*i FROM n; COMMIT;");
   files.execute(DatabaseFile::Properties,
                 "BEGIN; INSERT INTO RKUniqueString(modelId,stringProperty) " + all +
                     "SELECT i,printf('What can be seen on picture %d',i) FROM n;"

@@ -301,6 +301,19 @@ TEST_F(ContainerTreeTest, countsAProjectsVisibleVersions) {
   EXPECT_THAT(application.questions, IsEmpty());
 }
 
+TEST_F(ContainerTreeTest, logsACountThatCannotBePreparedAndTakesItForZero) {
+  project("p");
+  files.execute(DatabaseFile::Library, "DROP TABLE RKVersion");
+  open();
+  SystemLogCapture log;
+  EXPECT_EQ(list().array()[0]["PhotoCount"], Value(0));
+  EXPECT_THAT(
+      log.lines(),
+      ElementsAre("could not prepare query 'SELECT COUNT(uuid) FROM RKVersion WHERE projectUuid = 'p' "
+                  "AND versionNumber != 0 AND isInTrash = 0'",
+                  "In parentUuid 'P' I found 0 folders, 1 projects and 0 albums"));
+}
+
 TEST_F(ContainerTreeTest, asksForAnAlbumsKeyPhotoInTheDatabaseFirst) {
   const Dictionary noPoster{{"posterVersionUuid", Value()}};
   album("database", noPoster);
