@@ -58,7 +58,10 @@ void DatabaseConnection::configure(BusyBudget& budget) {
   sqlite3_db_config(database_, SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr);
   sqlite3_db_config(database_, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
   // What a query sorts or collects stays in memory: no file system is written to for it.
-  sqlite3_exec(database_, "PRAGMA temp_store=MEMORY; PRAGMA cell_size_check=ON", nullptr, nullptr, nullptr);
+  // 32 MB of pages: uuids lie scattered in their index, and with SQLite's 2 MB an album of 100,000 photos
+  // reads the same pages again and again.
+  sqlite3_exec(database_, "PRAGMA temp_store=MEMORY; PRAGMA cell_size_check=ON; PRAGMA cache_size=-32768",
+               nullptr, nullptr, nullptr);
   sqlite3_set_authorizer(database_, &authorize, nullptr);
   sqlite3_busy_handler(database_, &waitWhileBusy, &budget);
 }

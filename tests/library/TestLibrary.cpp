@@ -92,7 +92,9 @@ class Connection final {
 
 TestLibrary::TestLibrary(std::string_view name) : folder_(root_.path() / name) {
   std::filesystem::create_directories(folder_ / "Database" / "apdb");
-  for (const DatabaseFile file : kFiles) execute(file, contentsOf(schemaOf(file)));
+  for (const DatabaseFile file : kFiles) {
+    execute(file, "PRAGMA page_size = 16384; BEGIN;" + contentsOf(schemaOf(file)) + "COMMIT");
+  }
 }
 
 std::string TestLibrary::pathOf(DatabaseFile file) const {
