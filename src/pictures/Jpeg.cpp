@@ -226,7 +226,6 @@ JpegResult reencodedJpeg(std::span<const std::uint8_t> file) {
   } catch (const std::bad_alloc&) {
     return {};
   }
-  if (errors.cutOff) return {};
   return result;
 }
 
@@ -258,7 +257,6 @@ JpegPixels pixelsOfJpeg(std::span<const std::uint8_t> file) {
   } catch (const std::bad_alloc&) {
     return {};
   }
-  if (errors.cutOff) return {};
   return result;
 }
 

@@ -16,8 +16,8 @@ Errors& errorsOf(jpeg_common_struct* info) { return *reinterpret_cast<Errors*>(i
 
 // A file that merely lacks its end marker is whole as far as anybody can see. One whose entropy-coded data
 // end too early is not; other damage the decoder mends and goes on.
-void noteWarning(jpeg_common_struct* info, int level) {
-  if (level < 0 && info->err->msg_code == JWRN_HIT_MARKER) errorsOf(info).cutOff = true;
+void endIfCutOff(jpeg_common_struct* info, int level) {
+  if (level < 0 && info->err->msg_code == JWRN_HIT_MARKER) jumpOut(info);
 }
 
 // A scan costs time for every block of the picture even when it holds no bits.
@@ -31,7 +31,7 @@ void countScans(jpeg_common_struct* info) {
 Errors::Errors() {
   jpeg_std_error(&manager);
   manager.error_exit = jumpOut;
-  manager.emit_message = noteWarning;
+  manager.emit_message = endIfCutOff;
   manager.output_message = [](jpeg_common_struct*) {};
 }
 

@@ -1,8 +1,9 @@
 // The decoder and the encoder of libjpeg as objects that clean up, for the files of this folder.
 //
-// libjpeg reports an error by calling back a function that must not return. It jumps to the point that the
-// user of these objects marked with MOXTEL_JPEG_FAILED; between the mark and the jump only C and objects
-// without destructors may live.
+// A file whose picture data end before the picture does counts as an error, at once: what it claims to be may
+// be large. libjpeg reports an error by calling back a function that must not return. It jumps to the point
+// that the user of these objects marked with MOXTEL_JPEG_FAILED; between the mark and the jump only C and
+// objects without destructors may live.
 #pragma once
 
 #include <csetjmp>
@@ -20,7 +21,6 @@ namespace moxtel::jpeg {
 struct Errors {
   jpeg_error_mgr manager = {};  // first: libjpeg knows the whole by its address
   jmp_buf escape;
-  bool cutOff = false;  // picture data ended before the picture did
 
   Errors();
   Errors(const Errors&) = delete;

@@ -13,7 +13,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr const char* kComposed = "\xC3\x89t\xC3\xA9.JPG";       // É and é as one code point each
+constexpr const char* kComposed = "\xC3\x89t\xC3\xA9.JPG";      // É and é as one code point each
 constexpr const char* kDecomposed = "E\xCC\x81te\xCC\x81.JPG";  // letter and combining accent
 
 class LibraryFileFinderTest : public testing::Test {

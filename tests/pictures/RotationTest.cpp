@@ -41,8 +41,7 @@ TEST(ImageRotatedBy, turnsHalfAndThreeQuarters) {
 
 TEST(ImageRotatedBy, keepsThePixelsOfColouredPicturesWhole) {
   EXPECT_EQ(imageRotatedBy(numbered(2, 1, PixelLayout::Rgb), 90)->pixels, (Bytes{4, 5, 6, 1, 2, 3}));
-  EXPECT_EQ(imageRotatedBy(numbered(2, 1, PixelLayout::Rgba), 180)->pixels,
-            (Bytes{5, 6, 7, 8, 1, 2, 3, 4}));
+  EXPECT_EQ(imageRotatedBy(numbered(2, 1, PixelLayout::Rgba), 180)->pixels, (Bytes{5, 6, 7, 8, 1, 2, 3, 4}));
 }
 
 TEST(ImageRotatedBy, countsNegativeAnglesClockwiseAndWholeTurnsNot) {
@@ -81,7 +80,8 @@ TEST(ImageRotatedBy, leavesTheCornersTransparentAndTheMiddleAsItWas) {
 }
 
 TEST(ImageRotatedBy, turnsOtherAnglesCounterClockwiseToo) {
-  // A picture whose right half is bright: turned by 45 degrees the bright half is up right, by -45 down right.
+  // A picture whose right half is bright: turned by 45 degrees the bright half is up right, by -45 down
+  // right.
   PixelBuffer image = filled(40, 40, 0);
   for (std::size_t y = 0; y < 40; ++y)
     for (std::size_t x = 20; x < 40; ++x) image.row(y)[3 * x] = 200;

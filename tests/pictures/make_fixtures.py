@@ -218,7 +218,7 @@ def make_jpegs():
     write('jpeg-without-end.jpg', read('jpeg-420.jpg')[:-2])
     write('broken-jpeg-half.jpg', read('jpeg-444.jpg')[:len(read('jpeg-444.jpg')) * 3 // 4])
     write('bomb-jpeg-size.jpg', with_size(read('jpeg-420.jpg'), 65500, 65500))
-    write('bomb-jpeg-cut.jpg', with_size(read('jpeg-420.jpg'), 19000, 19000))
+    write('bomb-jpeg-cut.jpg', with_size(read('jpeg-420.jpg'), 9000, 9000))
     write('bomb-jpeg-progressive.jpg', with_size(read('jpeg-progressive.jpg'), 65500, 65500))
     write('bomb-jpeg-scans.jpg', many_scans(read('jpeg-progressive.jpg'), 5000))
 
@@ -276,7 +276,6 @@ def make_others():
     run('convert', 'base.ppm', '-colorspace', 'Gray', 'psd-gray.psd')
     run('convert', 'base.ppm', '(', '-size', '96x64', 'xc:white', ')', 'psd-layers.psd')
     run('convert', 'base.ppm', '-quality', '95', 'heic.heic')
-    run('convert', 'base.ppm', '-profile', 'test.icc', '-quality', '95', 'heic-profile.heic')
     run('convert', 'base.ppm', '-quality', '90', 'jpeg2000.jp2')
     run('convert', 'base.ppm', '-colorspace', 'Gray', 'jpeg2000-gray.jp2')
     run('convert', 'base.ppm', '-quality', '90', 'jpeg2000-stream.j2k')

@@ -1,0 +1,245 @@
+#include "pictures/PictureDecoder.h"
+
+#include <filesystem>
+#include <fstream>
+
+#include "pictures/PictureKind.h"
+#include "platform/ChildProcess.h"
+#include "platform/FakeProcessRunner.h"
+#include "platform/SystemLog.h"
+#include "tests/TemporaryFolder.h"
+#include "tests/pictures/Fixtures.h"
+
+namespace moxtel {
+namespace {
+
+using test::expectQuarters;
+using test::fixture;
+using test::fixtureBytes;
+using test::Quarters;
+
+class PictureDecoderTest : public testing::Test {
+ protected:
+  // The picture that the JPEG of a file shows; no pixels when there was none.
+  PixelBuffer shown(const std::string& name) {
+    const auto jpeg = decoder.jpegOf(openRegularFile(fixture(name)));
+    if (!jpeg) return {};
+    JpegPixels result = pixelsOfJpeg(*jpeg);
+    EXPECT_EQ(result.outcome, JpegOutcome::Done) << name;
+    return result.image;
+  }
+  void expectNothing(const std::string& name) {
+    EXPECT_FALSE(decoder.jpegOf(openRegularFile(fixture(name)))) << name;
+    EXPECT_FALSE(decoder.pixelsOf(openRegularFile(fixture(name)))) << name;
+  }
+
+  SystemProcessRunner processes;
+  PictureDecoder decoder{processes, MOXTEL_DECODER};
+};
+
+class EveryFormat : public PictureDecoderTest, public testing::WithParamInterface<const char*> {};
+
+TEST_P(EveryFormat, showsItsPictureInItsStoredOrientation) {
+  const PixelBuffer image = shown(GetParam());
+  ASSERT_EQ(image.width, 96U);
+  EXPECT_EQ(image.height, 64U);
+  EXPECT_EQ(image.layout, PixelLayout::Rgb);
+  expectQuarters(image, 8);
+}
+
+INSTANTIATE_TEST_SUITE_P(InColour, EveryFormat,
+                         testing::Values("jpeg-420.jpg", "jpeg-orientation-6.jpg", "png-rgb.png",
+                                         "png-rgb16.png", "png-palette.png", "png-interlaced.png",
+                                         "png-interlaced16.png", "tiff-plain.tif", "tiff-lzw.tif",
+                                         "tiff-zip.tif", "tiff-jpeg.tif", "tiff-big-endian.tif",
+                                         "tiff-rgb16.tif", "tiff-zip16.tif", "tiff-palette.tif",
+                                         "tiff-tiled.tif", "tiff-float.tif", "tiff-orientation-6.tif",
+                                         "gif.gif", "gif-interlaced.gif", "gif-animated.gif", "bmp-24.bmp",
+                                         "bmp-palette.bmp", "bmp-rle.bmp", "psd-rgb.psd", "psd-rgb16.psd",
+                                         "psd-layers.psd", "heic.heic", "heic-turned.heic", "jpeg2000.jp2",
+                                         "jpeg2000-stream.j2k", "webp.webp", "webp-lossless.webp"));
+
+TEST_F(PictureDecoderTest, readsGrayAsGray) {
+  for (const char* name : {"jpeg-gray.jpg", "png-gray8.png", "png-gray16.png", "tiff-gray.tif",
+                           "tiff-gray16.tif", "jpeg2000-gray.jp2"}) {
+    const PixelBuffer image = shown(name);
+    ASSERT_EQ(image.layout, PixelLayout::Gray) << name;
+    expectQuarters(image, 6, test::grayQuarters());
+  }
+}
+
+TEST_F(PictureDecoderTest, readsGrayOfFewBits) {
+  // Each quarter's gray in the nearest of four, or sixteen, steps at most one step away.
+  for (const auto& [name, step] : {std::pair("png-gray2.png", 85), std::pair("png-gray4.png", 17)}) {
+    const PixelBuffer image = shown(name);
+    ASSERT_EQ(image.layout, PixelLayout::Gray) << name;
+    expectQuarters(image, step, test::grayQuarters());
+  }
+  EXPECT_EQ(shown("png-gray1.png").layout, PixelLayout::Gray);
+}
+
+TEST_F(PictureDecoderTest, flattensAlphaOnWhite) {
+  Quarters wanted;
+  wanted.topRight = {255, 255, 255};
+  for (const char* name :
+       {"png-alpha.png", "png-alpha16.png", "tiff-alpha.tif", "gif-transparent.gif", "webp-alpha.webp"})
+    expectQuarters(shown(name), 8, wanted);
+  wanted = test::grayQuarters();
+  wanted.topRight = {255, 255, 255};
+  expectQuarters(shown("png-gray-alpha.png"), 8, wanted);
+}
+
+TEST_F(PictureDecoderTest, turnsInksIntoColours) {
+  // Inks are no light: red must be mostly red, and so on; how deep is the press's affair.
+  for (const char* name : {"jpeg-cmyk.jpg", "tiff-cmyk.tif", "tiff-cmyk16.tif"})
+    expectQuarters(shown(name), 85);
+}
+
+TEST_F(PictureDecoderTest, turnsLabIntoColours) { expectQuarters(shown("tiff-lab.tif"), 32); }
+
+TEST_F(PictureDecoderTest, developsRawAsTheSensorSawIt) {
+  for (const char* name : {"raw-orientation-1.dng", "raw-orientation-6.dng"}) {
+    const PixelBuffer image = shown(name);
+    ASSERT_EQ(image.width, 96U) << name;
+    expectQuarters(image, 35);
+  }
+}
+
+TEST_F(PictureDecoderTest, takesAFilmScanForNoRawFile) {
+  const PixelBuffer image = shown("tiff-scan-of-a-camera-maker.tif");
+  ASSERT_EQ(image.layout, PixelLayout::Gray);
+  const auto mean = [](int r, int g, int b) {
+    return test::Colour{(r + g + b) / 3, (r + g + b) / 3, (r + g + b) / 3};
+  };
+  expectQuarters(image, 4, {mean(220, 30, 30), mean(30, 180, 40), mean(40, 60, 200), mean(240, 220, 60)});
+}
+
+TEST_F(PictureDecoderTest, keepsTheColourProfile) {
+  for (const char* name : {"jpeg-profile.jpg", "png-profile.png", "tiff-profile.tif", "heic-turned.heic"})
+    EXPECT_EQ(shown(name).iccProfile, fixtureBytes("test.icc")) << name;
+}
+
+TEST_F(PictureDecoderTest, givesPixelsWithTheirAlpha) {
+  const auto image = decoder.pixelsOf(openRegularFile(fixture("png-alpha.png")));
+  ASSERT_TRUE(image);
+  ASSERT_EQ(image->layout, PixelLayout::Rgba);
+  EXPECT_EQ(image->pixel(70, 10)[3], 0);
+  EXPECT_EQ(image->pixel(10, 10)[3], 255);
+  const auto jpeg = decoder.pixelsOf(openRegularFile(fixture("jpeg-444.jpg")));
+  ASSERT_TRUE(jpeg);
+  expectQuarters(*jpeg, 6);
+}
+
+TEST_F(PictureDecoderTest, hasNothingForBrokenFiles) {
+  for (const auto& entry : std::filesystem::directory_iterator(FIXTURES)) {
+    const std::string name = entry.path().filename();
+    if (name.starts_with("broken-")) expectNothing(name);
+  }
+}
+
+TEST_F(PictureDecoderTest, hasNothingForBombs) {
+  int bombs = 0;
+  for (const auto& entry : std::filesystem::directory_iterator(FIXTURES)) {
+    const std::string name = entry.path().filename();
+    if (!name.starts_with("bomb-") || name == "bomb-png-long.png") continue;
+    expectNothing(name);
+    ++bombs;
+  }
+  EXPECT_GE(bombs, 9);
+}
+
+TEST_F(PictureDecoderTest, makesNoJpegOfAPictureTooLongForOne) {
+  EXPECT_FALSE(decoder.jpegOf(openRegularFile(fixture("bomb-png-long.png"))));
+}
+
+TEST_F(PictureDecoderTest, hasNothingForInksThatGetLostOnTheWay) { expectNothing("psd-cmyk.psd"); }
+
+TEST_F(PictureDecoderTest, leavesNothingInTheTemporaryFolder) {
+  const TemporaryFolder temporary;
+  const char* before = std::getenv("TMPDIR");
+  const std::string was = before ? before : "";
+  setenv("TMPDIR", temporary.path().c_str(), 1);
+  shown("psd-rgb.psd");
+  EXPECT_TRUE(std::filesystem::is_empty(temporary.path()));
+  if (before) {
+    setenv("TMPDIR", was.c_str(), 1);
+  } else {
+    unsetenv("TMPDIR");
+  }
+}
+
+// ---- without the real helper ----
+
+class FakedHelper : public testing::Test {
+ protected:
+  std::optional<Bytes> jpegFrom(FakeProcessRunner& runner, const char* name) {
+    PictureDecoder decoder(runner, "/helper");
+    return decoder.jpegOf(openRegularFile(fixture(name)));
+  }
+};
+
+const std::string kAnswer = "MXB1" + std::string(16, '\0') + "JPEG";
+
+TEST_F(FakedHelper, isAskedForWhatIsNoJpegOnly) {
+  FakeProcessRunner runner;
+  EXPECT_TRUE(jpegFrom(runner, "jpeg-420.jpg"));
+  EXPECT_FALSE(jpegFrom(runner, "no-picture.txt"));
+  EXPECT_FALSE(jpegFrom(runner, "no-picture-empty.jpg"));
+  EXPECT_FALSE(jpegFrom(runner, "no-picture-movie.mov"));
+  EXPECT_FALSE(jpegFrom(runner, "broken-jpeg-half.jpg"));
+  EXPECT_TRUE(runner.requests().empty());
+}
+
+TEST_F(FakedHelper, getsFormPathAndAnEmptyFolder) {
+  FakeProcessRunner runner([](const ProcessRequest& request) {
+    EXPECT_EQ(request.arguments.size(), 3U);
+    EXPECT_TRUE(std::filesystem::is_empty(request.arguments[2]));
+    return FakeProcessRunner::printing(kAnswer);
+  });
+  const auto jpeg = jpegFrom(runner, "png-rgb.png");
+  ASSERT_TRUE(jpeg);
+  EXPECT_EQ(std::string(jpeg->begin(), jpeg->end()), "JPEG");
+  const ProcessRequest& request = runner.requests().at(0);
+  EXPECT_EQ(request.program, "/helper");
+  EXPECT_EQ(request.arguments[0], "jpeg");
+  EXPECT_EQ(request.arguments[1], fixture("png-rgb.png"));
+  EXPECT_EQ(request.timeout, PictureDecoder::kDecodingTime);
+  EXPECT_FALSE(std::filesystem::exists(request.arguments[2]));
+}
+
+TEST_F(FakedHelper, isNotBelievedWhenItFails) {
+  FakeProcessRunner failing([](const ProcessRequest&) { return FakeProcessRunner::printing(kAnswer, 1); });
+  EXPECT_FALSE(jpegFrom(failing, "png-rgb.png"));
+  FakeProcessRunner crashing([](const ProcessRequest&) {
+    return ProcessResult{ProcessResult::Ending::Killed, -1, kAnswer, {}};
+  });
+  EXPECT_FALSE(jpegFrom(crashing, "png-rgb.png"));
+  FakeProcessRunner slow([](const ProcessRequest&) {
+    return ProcessResult{ProcessResult::Ending::TimedOut, -1, kAnswer, {}};
+  });
+  EXPECT_FALSE(jpegFrom(slow, "png-rgb.png"));
+  FakeProcessRunner babbling([](const ProcessRequest&) { return FakeProcessRunner::printing("hello"); });
+  EXPECT_FALSE(jpegFrom(babbling, "png-rgb.png"));
+}
+
+TEST_F(FakedHelper, isMissedInTheLog) {
+  SystemLogCapture log;
+  FakeProcessRunner runner([](const ProcessRequest&) {
+    return ProcessResult{ProcessResult::Ending::NotStarted, -1, {}, "not there"};
+  });
+  EXPECT_FALSE(jpegFrom(runner, "png-rgb.png"));
+  EXPECT_TRUE(log.contains("could not start '/helper': not there"));
+}
+
+TEST(PictureKind, isToldByTheFirstBytes) {
+  const auto kind = [](const char* name) { return kindOfPicture(fixtureBytes(name)); };
+  EXPECT_EQ(kind("jpeg-420.jpg"), PictureKind::Jpeg);
+  EXPECT_EQ(kind("bmp-24.bmp"), PictureKind::Bmp);
+  EXPECT_EQ(kind("no-picture.txt"), PictureKind::None);
+  EXPECT_EQ(kind("no-picture-movie.mov"), PictureKind::None);
+  EXPECT_EQ(kind("heic.heic"), PictureKind::Heif);
+  EXPECT_EQ(kindOfPicture({}), PictureKind::None);
+}
+
+}  // namespace
+}  // namespace moxtel
