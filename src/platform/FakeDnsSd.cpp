@@ -7,19 +7,20 @@ namespace moxtel {
 
 namespace {
 
-// An object that stands in a list of its maker while it lives.
+// Keeps an object in a list of its maker while it lives.
 template <class Object>
-class Listed {
+class Listing {
  public:
-  explicit Listed(std::vector<Object*>& list) : list_(list) { list_.push_back(static_cast<Object*>(this)); }
-  Listed(const Listed&) = delete;
-  Listed& operator=(const Listed&) = delete;
-
- protected:
-  ~Listed() { std::erase(list_, static_cast<Object*>(this)); }
+  Listing(std::vector<Object*>& list, Object* object) : list_(list), object_(object) {
+    list_.push_back(object_);
+  }
+  ~Listing() { std::erase(list_, object_); }
+  Listing(const Listing&) = delete;
+  Listing& operator=(const Listing&) = delete;
 
  private:
   std::vector<Object*>& list_;
+  Object* const object_;
 };
 
 // Calls for every object of the list, each of which may be destroyed by a call before its own.
@@ -32,29 +33,38 @@ void forEach(const std::vector<Object*>& list, Call call) {
 
 }  // namespace
 
-class FakeDnsSd::FakePublication final : public Publication, public Listed<FakePublication> {
+class FakeDnsSd::FakePublication final : public Publication {
  public:
   FakePublication(std::vector<FakePublication*>& list, ServiceDescription description,
                   PublicationChanged function)
-      : Listed(list), service(std::move(description)), changed(std::move(function)) {}
+      : service(std::move(description)), changed(std::move(function)), listing_(list, this) {}
   const ServiceDescription service;
   const PublicationChanged changed;
+
+ private:
+  const Listing<FakePublication> listing_;
 };
 
-class FakeDnsSd::FakeBrowser final : public Browser, public Listed<FakeBrowser> {
+class FakeDnsSd::FakeBrowser final : public Browser {
  public:
   FakeBrowser(std::vector<FakeBrowser*>& list, std::string serviceType, BrowserEvents functions)
-      : Listed(list), type(std::move(serviceType)), events(std::move(functions)) {}
+      : type(std::move(serviceType)), events(std::move(functions)), listing_(list, this) {}
   const std::string type;
   const BrowserEvents events;
+
+ private:
+  const Listing<FakeBrowser> listing_;
 };
 
-class FakeDnsSd::FakeResolution final : public Resolution, public Listed<FakeResolution> {
+class FakeDnsSd::FakeResolution final : public Resolution {
  public:
   FakeResolution(std::vector<FakeResolution*>& list, std::string serviceName, ResolveEvents functions)
-      : Listed(list), name(std::move(serviceName)), events(std::move(functions)) {}
+      : name(std::move(serviceName)), events(std::move(functions)), listing_(list, this) {}
   const std::string name;
   const ResolveEvents events;
+
+ private:
+  const Listing<FakeResolution> listing_;
 };
 
 FakeDnsSd::~FakeDnsSd() = default;

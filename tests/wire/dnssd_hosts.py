@@ -48,7 +48,8 @@ def why_not():
 class Process:
     """A process whose lines of output are read as they come."""
 
-    def __init__(self, command, environment):
+    def __init__(self, command, environment, program):
+        self.program = program
         self.started = time.monotonic()
         self.process = subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
                                         stdin=subprocess.DEVNULL, text=True, env=environment, bufsize=1)
@@ -129,7 +130,7 @@ class Host:
         return done.stdout
 
     def start(self, *command):
-        process = Process(self._inside(command), self.environment)
+        process = Process(self._inside(command), self.environment, command[0])
         self.processes.append(process)
         return process
 
@@ -157,6 +158,17 @@ class Host:
         self.daemon = self.start("avahi-daemon", "--no-chroot", "--no-drop-root", "--no-rlimits",
                                  "-f", self.folder + "/avahi.conf")
         self.daemon.wait_for(lambda line: "Server startup complete" in line, 20)
+
+    def end_programs(self, programs):
+        """Ends those of these programs that still run, in good order, and gives all that they printed."""
+        lines = []
+        for process in self.processes:
+            if process.program in programs:
+                process.end()
+                process.reader.join()
+                process.lines_within(1)
+                lines += process.lines
+        return lines
 
     def end(self):
         for process in reversed(self.processes):

@@ -33,8 +33,11 @@ class DnsSdTest(unittest.TestCase):
         self.hosts = []
 
     def tearDown(self):
+        reports = [line for host in self.hosts for line in host.end_programs((PROBE, MOXTEL))
+                   if "Sanitizer" in line or "runtime error" in line]
         for host in self.hosts:
             host.end()
+        self.assertEqual(reports, [])
 
     def host(self, name="alpha", daemon=False, loopback=True):
         host = Host(name)
