@@ -43,7 +43,10 @@ class ListBuilder final {
 
   static std::string big(std::uint64_t number, std::size_t width) {
     std::string out;
-    while (out.size() < width) out += static_cast<char>(number >> (8 * (width - 1 - out.size())) & 255);
+    while (out.size() < width) {
+      const std::size_t shift = 8 * (width - 1 - out.size());
+      out += static_cast<char>(shift >= 64 ? 0 : number >> shift & 255);
+    }
     return out;
   }
   static std::string head(int kind, std::size_t count) {

@@ -31,11 +31,28 @@ void ArchiveWriter::startChunk(std::size_t atLeast) {
   end_ = next_ + size;
 }
 
+void ArchiveWriter::seal(std::span<const std::uint8_t> piece) {
+  out_.pieces_.push_back(piece);
+  pieceOffsets_.push_back(sealed_);
+  sealed_ += piece.size();
+}
+
 void ArchiveWriter::sealPiece() {
   if (next_ == pieceStart_) return;
-  out_.pieces_.emplace_back(pieceStart_, next_);
-  sealed_ = offset();
+  seal({pieceStart_, next_});
   pieceStart_ = next_;
+}
+
+std::string_view ArchiveWriter::writtenAt(std::uint64_t offset) const noexcept {
+  const std::uint8_t* start = pieceStart_ + (offset - sealed_);
+  const std::uint8_t* end = next_;
+  if (offset < sealed_) {
+    const auto after = std::upper_bound(pieceOffsets_.begin(), pieceOffsets_.end(), offset);
+    const auto index = static_cast<std::size_t>(after - pieceOffsets_.begin() - 1);
+    start = out_.pieces_[index].data() + (offset - pieceOffsets_[index]);
+    end = out_.pieces_[index].data() + out_.pieces_[index].size();
+  }
+  return {reinterpret_cast<const char*>(start), static_cast<std::size_t>(end - start)};
 }
 
 void ArchiveWriter::bytes(std::string_view text) {
@@ -121,8 +138,7 @@ void ArchiveWriter::data(const Bytes& bytes) {
   }
   next_ = putHead(room(kLongestHead), 4, bytes.size());
   sealPiece();
-  out_.pieces_.emplace_back(bytes);
-  sealed_ += bytes.size();
+  seal(bytes);
 }
 
 void ArchiveWriter::copiedData(const Bytes& bytes) {

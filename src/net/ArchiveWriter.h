@@ -7,6 +7,7 @@
 #include <cstring>
 #include <span>
 #include <string_view>
+#include <vector>
 
 #include "net/KeyedArchive.h"
 
@@ -46,10 +47,19 @@ class ArchiveWriter final {
 
   // Room for that many bytes in one stretch; written() then takes what was used of it.
   std::uint8_t* room(std::size_t count) {
-    if (count > static_cast<std::size_t>(end_ - next_)) startChunk(count);
+    if (!hasRoom(count)) startChunk(count);
     return next_;
   }
+  // Whether that much can be written without a new chunk.
+  bool hasRoom(std::size_t count) const noexcept { return count <= static_cast<std::size_t>(end_ - next_); }
   void written(const std::uint8_t* end) noexcept { next_ += end - next_; }
+
+  std::uint8_t* next() noexcept { return next_; }
+  // Drops the last bytes written; no more than since the last new chunk. They stay readable until the next
+  // write.
+  void takeBack(std::size_t count) noexcept { next_ -= count; }
+  // What was written from an offset on, up to the end of its chunk.
+  std::string_view writtenAt(std::uint64_t offset) const noexcept;
 
   void byte(std::uint8_t value) {
     *room(1) = value;
@@ -77,6 +87,7 @@ class ArchiveWriter final {
 
  private:
   void startChunk(std::size_t atLeast);
+  void seal(std::span<const std::uint8_t> piece);
   void sealPiece();
   void utf16(std::string_view text);
 
@@ -85,6 +96,7 @@ class ArchiveWriter final {
   std::uint8_t* next_ = nullptr;
   std::uint8_t* end_ = nullptr;
   std::size_t chunkSize_ = 2048;
+  std::vector<std::uint64_t> pieceOffsets_;  // of the pieces in out_
   std::uint64_t sealed_ = 0;
 };
 

@@ -11,6 +11,7 @@
 #include <bit>
 #include <cstring>
 #include <stdexcept>
+#include <unordered_map>
 
 #include "net/ArchiveTables.h"
 #include "net/ArchiveWriter.h"
@@ -66,8 +67,8 @@ constexpr std::array<const char*, kConstants> kConstantTexts = {"$version",
                                                                 "NSNull"};
 
 // What the first pass notes, in 32-bit words: a Note, the object's index, then
-// Array: count, indexes; Dictionary: count, keys' indexes, values' indexes; Date: two halves of the double;
-// ClassObject: the class's Constant.
+// Array: count, indexes; Dictionary: count, place of the keys' indexes in keys_, values' indexes (two words
+// for the place); Date: two halves of the double; ClassObject: the class's Constant.
 enum class Note : std::uint32_t {
   Array,
   MutableArray,
@@ -104,25 +105,56 @@ std::vector<Constant> classChain(Constant name) {
   return {name, kObjectClass};
 }
 
+// A guess, for a table that is sized once: the first item of a list stands for all of them.
+std::size_t expectedLeaves(const Value& value, int depth = 0) {
+  constexpr int kDeepest = 4;
+  constexpr std::size_t kMost = 1u << 20;
+  if (value.isArray()) {
+    const Array& items = value.array();
+    return items.empty() || depth > kDeepest
+               ? 0
+               : std::min(kMost, std::min(kMost, items.size()) * expectedLeaves(items[0], depth + 1));
+  }
+  if (!value.isDictionary() || depth > kDeepest) return 1;
+  std::size_t sum = 0;
+  for (const auto& entry : value.dictionary()) sum += expectedLeaves(entry.value, depth + 1);
+  return std::min(kMost, sum);
+}
+
+// Texts and numbers: what is found again by its bytes.
+bool isLeaf(const Value& value) { return value.isString() || value.isNumber(); }
+
 class Archiver final {
  public:
-  explicit Archiver(const Value& root) : root_(root) {}
+  explicit Archiver(const Value& root) : root_(root), leaves_(expectedLeaves(root)) {}
   ArchivePieces archive();
 
  private:
+  // A text or number that was written and is not yet looked up: the table is large and its slots are far
+  // apart, so that they are fetched while the next leaves are written.
+  struct PendingLeaf {
+    std::size_t size;
+    std::size_t word;  // in notes_, that takes its index
+    std::uint32_t hash;
+  };
+
   // First pass.
   void start();
   std::uint32_t add(const Value& value);
-  std::uint32_t addNumber(const Value& value);
-  std::uint32_t addReal(double value);
+  void addInto(std::size_t word, const Value& value);
+  std::uint32_t addLeaf(const Value& value);
+  void settle();
+  std::uint32_t keepLeaf(const PendingLeaf& leaf, const std::uint8_t* bytes);
+  PendingLeaf writeLeaf(const Value& value, std::size_t word);
+  void writeBytes(const Value& value);
   std::uint32_t addDate(Date date);
   std::uint32_t addNull();
-  std::uint32_t addText(std::string_view text);
   std::uint32_t addKey(const Text& key);
   std::uint32_t addShared(const Value& value);
   std::uint32_t addStored(const Value& value, std::uint32_t* known);
   void addArray(const Array& array, std::uint32_t index);
   void addDictionary(const Dictionary& dictionary, std::uint32_t index);
+  std::uint64_t addKeys(const Dictionary& dictionary);
   std::uint32_t newObject();
   std::size_t newNote(Note note, std::uint32_t index, std::size_t words);
   void useClass(Note note);
@@ -160,7 +192,7 @@ class Archiver final {
   std::uint64_t constantNumber(Constant constant) const { return constantNumbers_[constant]; }
   std::uint64_t classUid(Note note) const { return uidBase_ + classIndexes_[classOf(note)]; }
   std::uint64_t newInner() {
-    innerOffsets_.push_back(out_.offset());
+    innerOffsets_.append(out_.offset());
     return innerBase_ + innerOffsets_.size() - 1;
   }
 
@@ -171,17 +203,18 @@ class Archiver final {
 
   const Value& root_;
   ArchiveWriter out_;
-  std::vector<std::uint64_t> offsets_;  // by index in $objects
-  std::vector<std::uint32_t> notes_;
-  TextTable texts_;
-  NumberTable integers_;
-  NumberTable beyondSigned_;
-  NumberTable reals_;
-  NumberTable dates_;
-  NumberTable shared_;  // by storage
-  std::array<std::uint32_t, 2> booleans_{};
+  Words<std::uint64_t> offsets_;  // by index in $objects
+  Words<std::uint32_t> notes_;
+  Words<std::uint32_t> keys_;  // the dictionaries' lists of keys
+  LeafTable leaves_;
+  std::array<PendingLeaf, 16> pending_{};
+  std::size_t pendingCount_ = 0;
+  std::unordered_map<std::uint64_t, std::uint32_t> dates_;  // by the bits of their seconds
+  std::unordered_map<const void*, std::uint32_t> shared_;   // by storage
   std::uint32_t null_ = 0;
   std::array<KnownKey, 256> knownKeys_{};
+  std::array<std::size_t, 4> recentKeys_{};  // places in keys_
+  std::size_t nextRecent_ = 0;
   std::array<std::uint64_t, kConstants> constantOffsets_{};
   std::array<std::uint64_t, kConstants> constantNumbers_{};
   std::array<std::uint32_t, kConstants> classIndexes_{};
@@ -196,7 +229,7 @@ class Archiver final {
   std::uint64_t objectCount_ = 0;
   std::array<std::uint64_t, 3> frameOffsets_{};  // outer dictionary, $top, $objects
   std::uint64_t uidOffset_ = 0;
-  std::vector<std::uint64_t> innerOffsets_;
+  Words<std::uint64_t> innerOffsets_;
 };
 
 ArchivePieces Archiver::archive() {
@@ -225,13 +258,11 @@ std::uint32_t Archiver::add(const Value& value) {
       return addNull();
     case Value::Type::Boolean:
     case Value::Type::Integer:
-      return addNumber(value);
     case Value::Type::Real:
-      return addReal(value.doubleValue());
+    case Value::Type::String:
+      return addLeaf(value);
     case Value::Type::Date:
       return addDate(value.date());
-    case Value::Type::String:
-      return addText(value.string());
     case Value::Type::Data:
     case Value::Type::Array:
     case Value::Type::Dictionary:
@@ -240,29 +271,76 @@ std::uint32_t Archiver::add(const Value& value) {
   return addShared(value);
 }
 
-std::uint32_t Archiver::addNumber(const Value& value) {
-  const bool boolean = value.type() == Value::Type::Boolean;
-  std::uint32_t& known = boolean                  ? booleans_[value.boolValue() ? 1 : 0]
-                         : value.isBeyondSigned() ? beyondSigned_[value.unsignedValue()]
-                                                  : integers_[value.unsignedValue()];
-  if (known != 0) return known;
-  known = newObject();
-  if (boolean) {
-    out_.byte(value.boolValue() ? 0x09 : 0x08);
-  } else if (value.isBeyondSigned()) {
-    out_.unsignedBeyondSigned(value.unsignedValue());
-  } else {
-    out_.integer(value.integerValue());
+// An item of a collection, whose index goes into notes_.
+void Archiver::addInto(std::size_t word, const Value& value) {
+  if (isLeaf(value)) {
+    const std::size_t longest = ArchiveWriter::kLongestHead + 17 + 2 * value.string().size();
+    if (pendingCount_ == pending_.size() || !out_.hasRoom(longest)) settle();
+    pending_[pendingCount_++] = writeLeaf(value, word);
+    return;
   }
-  return known;
+  settle();
+  const std::uint32_t added = add(value);
+  notes_[word] = added;
 }
 
-std::uint32_t Archiver::addReal(double value) {
-  std::uint32_t& known = reals_[std::bit_cast<std::uint64_t>(value)];
-  if (known != 0) return known;
-  known = newObject();
-  out_.real(value);
-  return known;
+std::uint32_t Archiver::addLeaf(const Value& value) {
+  settle();
+  const PendingLeaf leaf = writeLeaf(value, 0);
+  out_.takeBack(leaf.size);
+  return keepLeaf(leaf, out_.next());
+}
+
+// Pending leaves stand one after another at the end of what was written; those that are new stay.
+void Archiver::settle() {
+  std::size_t size = 0;
+  for (std::size_t i = 0; i < pendingCount_; ++i) size += pending_[i].size;
+  out_.takeBack(size);
+  const std::uint8_t* bytes = out_.next();
+  for (std::size_t i = 0; i < pendingCount_; ++i) {
+    notes_[pending_[i].word] = keepLeaf(pending_[i], bytes);
+    bytes += pending_[i].size;
+  }
+  pendingCount_ = 0;
+}
+
+std::uint32_t Archiver::keepLeaf(const PendingLeaf& leaf, const std::uint8_t* bytes) {
+  const auto next = static_cast<std::uint32_t>(offsets_.size());
+  const std::string_view wanted(reinterpret_cast<const char*>(bytes), leaf.size);
+  const auto same = [this, wanted](std::uint32_t other) {
+    return out_.writtenAt(offsets_[other]).starts_with(wanted);
+  };
+  const std::uint32_t index = leaves_.findOrStore(leaf.hash, next, same);
+  if (index != next) return index;
+  newObject();
+  if (bytes != out_.next()) std::memmove(out_.next(), bytes, leaf.size);
+  out_.written(out_.next() + leaf.size);
+  return index;
+}
+
+Archiver::PendingLeaf Archiver::writeLeaf(const Value& value, std::size_t word) {
+  const std::uint64_t start = out_.offset();
+  writeBytes(value);
+  const auto size = static_cast<std::size_t>(out_.offset() - start);
+  const std::string_view bytes(reinterpret_cast<const char*>(out_.next() - size), size);
+  const std::uint32_t hash = leaves_.hashOf(bytes);
+  leaves_.prefetch(hash);
+  return {size, word, hash};
+}
+
+void Archiver::writeBytes(const Value& value) {
+  switch (value.type()) {
+    case Value::Type::String:
+      return out_.string(value.string());
+    case Value::Type::Real:
+      return out_.real(value.doubleValue());
+    case Value::Type::Boolean:
+      return out_.byte(value.boolValue() ? 0x09 : 0x08);
+    default:
+      break;
+  }
+  if (value.isBeyondSigned()) return out_.unsignedBeyondSigned(value.unsignedValue());
+  out_.integer(value.integerValue());
 }
 
 std::uint32_t Archiver::addDate(Date date) {
@@ -288,26 +366,18 @@ std::uint32_t Archiver::addNull() {
   return null_;
 }
 
-std::uint32_t Archiver::addText(std::string_view text) {
-  std::uint32_t& known = texts_[text];
-  if (known != 0) return known;
-  known = newObject();
-  out_.string(text);
-  return known;
-}
-
 // Dictionaries of one kind share the storage of their keys, which are then known without reading them.
 std::uint32_t Archiver::addKey(const Text& key) {
-  if (!key.identity()) return addText({});
+  if (!key.identity()) return addLeaf("");
   KnownKey& known = knownKeys_[mixedBits(reinterpret_cast<std::uintptr_t>(key.identity())) >> 56];
-  if (known.identity != key.identity()) known = {key.identity(), addText(key)};
+  if (known.identity != key.identity()) known = {key.identity(), addLeaf(key)};
   return known.index;
 }
 
 // Copies of one value are one object. That keeps what was read from few bytes as small as it was.
 std::uint32_t Archiver::addShared(const Value& value) {
   if (!value.isShared()) return addStored(value, nullptr);
-  std::uint32_t& known = shared_[reinterpret_cast<std::uintptr_t>(value.identity())];
+  std::uint32_t& known = shared_[value.identity()];
   return known != 0 ? known : addStored(value, &known);
 }
 
@@ -328,10 +398,8 @@ void Archiver::addArray(const Array& array, std::uint32_t index) {
   const Note note = array.isMutable() ? Note::MutableArray : Note::Array;
   std::size_t word = newNote(note, index, 1 + array.size());
   notes_[word++] = static_cast<std::uint32_t>(array.size());
-  for (const Value& item : array) {
-    const std::uint32_t added = add(item);
-    notes_[word++] = added;
-  }
+  for (const Value& item : array) addInto(word++, item);
+  settle();
   inner_ += 1;
   useConstant(kObjectsKey);
   useClass(note);
@@ -340,30 +408,47 @@ void Archiver::addArray(const Array& array, std::uint32_t index) {
 void Archiver::addDictionary(const Dictionary& dictionary, std::uint32_t index) {
   const Note note = dictionary.isMutable() ? Note::MutableDictionary : Note::Dictionary;
   const std::size_t count = dictionary.size();
-  std::size_t word = newNote(note, index, 1 + 2 * count);
+  std::size_t word = newNote(note, index, 3 + count);
+  const std::uint64_t keys = addKeys(dictionary);
   notes_[word++] = static_cast<std::uint32_t>(count);
-  for (const auto& entry : dictionary) {
-    const std::uint32_t key = addKey(entry.key);
-    const std::uint32_t added = add(entry.value);
-    notes_[word + count] = added;
-    notes_[word++] = key;
-  }
+  notes_[word++] = static_cast<std::uint32_t>(keys >> 32);
+  notes_[word++] = static_cast<std::uint32_t>(keys);
+  for (const auto& entry : dictionary) addInto(word++, entry.value);
+  settle();
   inner_ += 2;
   useConstant(kKeysKey);
   useConstant(kObjectsKey);
   useClass(note);
 }
 
+// Where the list of keys stands in keys_: a list like the one before is not kept again.
+std::uint64_t Archiver::addKeys(const Dictionary& dictionary) {
+  const std::size_t count = dictionary.size();
+  const std::size_t place = keys_.extend(count);
+  std::size_t next = place;
+  for (const auto& entry : dictionary) {
+    const std::uint32_t key = addKey(entry.key);
+    keys_[next++] = key;
+  }
+  for (std::size_t& recent : recentKeys_) {
+    if (recent + count <= place && std::equal(keys_.begin() + place, keys_.end(), keys_.begin() + recent)) {
+      keys_.shrink(count);
+      return recent;
+    }
+  }
+  recentKeys_[nextRecent_++ % recentKeys_.size()] = place;
+  return place;
+}
+
 std::uint32_t Archiver::newObject() {
   if (offsets_.size() == UINT32_MAX) throw std::length_error("too many objects for one archive");
-  offsets_.push_back(out_.offset());
+  offsets_.append(out_.offset());
   return static_cast<std::uint32_t>(offsets_.size() - 1);
 }
 
 // Returns where the words after the index stand.
 std::size_t Archiver::newNote(Note note, std::uint32_t index, std::size_t words) {
-  const std::size_t at = notes_.size();
-  notes_.resize(at + 2 + words);
+  const std::size_t at = notes_.extend(2 + words);
   notes_[at] = static_cast<std::uint32_t>(note);
   notes_[at + 1] = index;
   return at + 2;
@@ -400,7 +485,6 @@ void Archiver::numberObjects() {
 }
 
 void Archiver::writeCollections() {
-  innerOffsets_.reserve(static_cast<std::size_t>(inner_));
   switch (widthOf(objectCount_)) {
     case 1:
       return writeNotes<std::uint8_t>();
@@ -416,9 +500,8 @@ void Archiver::writeCollections() {
 template <class Ref>
 void Archiver::writeNotes() {
   writeFrame<Ref>();
-  const std::uint32_t* note = notes_.data();
-  const std::uint32_t* end = note + notes_.size();
-  while (note != end) note = writeNote<Ref>(note);
+  const std::uint32_t* note = notes_.begin();
+  while (note != notes_.end()) note = writeNote<Ref>(note);
   writeUidObjects();
 }
 
@@ -434,7 +517,7 @@ const std::uint32_t* Archiver::writeNote(const std::uint32_t* note) {
     case Note::Dictionary:
     case Note::MutableDictionary:
       writeDictionary<Ref>(note);
-      return note + 3 + 2 * static_cast<std::size_t>(note[2]);
+      return note + 5 + note[2];
     case Note::Date:
       writeDate<Ref>(note);
       return note + 4;
@@ -472,8 +555,8 @@ void Archiver::writeDictionary(const std::uint32_t* note) {
   place = put<Ref>(place, classUid(static_cast<Note>(note[0])));
   place = put<Ref>(place, innerBase_ + innerOffsets_.size());
   out_.written(put<Ref>(place, innerBase_ + innerOffsets_.size() + 1));
-  writeUids<Ref>(note + 3, note[2]);
-  writeUids<Ref>(note + 3 + note[2], note[2]);
+  writeUids<Ref>(keys_.begin() + (static_cast<std::uint64_t>(note[3]) << 32 | note[4]), note[2]);
+  writeUids<Ref>(note + 5, note[2]);
 }
 
 template <class Ref>

@@ -192,7 +192,7 @@ Decoder::Decoder(const BinaryPropertyList& list, const ArchiveLimits& limits)
 std::variant<Value, DecodingError> Decoder::root() {
   std::uint64_t rootUid = 0;
   Value value;
-  Measure measure;
+  Measure measure{.unfolds = 0};
   if (list_.objectCount() >= kCollectionBit - kFirstStored) {
     fail("the archive has too many objects");
   } else if (openFrame(rootUid)) {
@@ -554,7 +554,7 @@ bool Decoder::numberedUids(const Object& object, std::string_view prefix, Uids& 
   std::stable_sort(found.begin(), found.end(),
                    [](const auto& a, const auto& b) { return a.first < b.first; });
   for (const auto& [position, named] : found) {
-    if (position + 1 == out.size()) {
+    if (!out.empty() && position == out.size() - 1) {
       out.back() = named;  // the same key again: the last one counts
     } else if (position == out.size()) {
       out.push_back(named);

@@ -24,7 +24,6 @@ namespace {
 constexpr std::size_t kLargestRequest = 4096;
 constexpr std::uint32_t kLongReply = 1'000'000;
 constexpr std::size_t kFirstBuffer = 1 << 20;
-constexpr std::chrono::seconds kSocketTimeout{10};
 
 std::mutex sharedMutex;
 std::shared_ptr<QVSocketClient> sharedClient;

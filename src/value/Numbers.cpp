@@ -54,8 +54,9 @@ std::int64_t integerValueOf(std::string_view text) noexcept { return readInteger
 
 double doubleValueOf(std::string_view text) noexcept {
   text = withoutLeadingSpace(text);
-  if (!text.empty() && text.front() == '+') text.remove_prefix(1);
-  if (!startsLikeANumber(text)) return 0;
+  const bool plus = !text.empty() && text.front() == '+';
+  if (plus) text.remove_prefix(1);
+  if (!startsLikeANumber(text) || (plus && text.front() == '-')) return 0;
   double value = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
   if (error == std::errc::result_out_of_range) {

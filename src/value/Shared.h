@@ -50,6 +50,7 @@ class Text final {
     return a.rep_ == b.rep_ || a.view() == b.view();
   }
   friend bool operator==(const Text& a, std::string_view b) noexcept { return a.view() == b; }
+  friend bool operator==(const Text& a, const std::string& b) noexcept { return a.view() == b; }
   friend bool operator==(const Text& a, const char* b) noexcept { return a.view() == b; }
 
  private:
