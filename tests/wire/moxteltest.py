@@ -109,8 +109,11 @@ class Server:
                 raise AssertionError("%s; its log:\n%s" % (problem, log)) from None
         return self
 
-    def __exit__(self, *_):
+    def __exit__(self, kind, *_):
         self.stop()
+        # What a sanitizer says of the whole run is in the status too.
+        if kind is None and self.process.returncode != 0:
+            raise AssertionError("the server ended with %s:\n%s" % (self.process.returncode, self.last_log[-3000:]))
 
     def is_listening(self):
         if self.process.poll() is not None:

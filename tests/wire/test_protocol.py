@@ -33,8 +33,7 @@ def request_of_size(size, command="Get Version"):
 class Protocol(moxteltest.LibraryTestCase):
     def setUp(self):
         self.server = Server(self.library)
-        self.server.__enter__()
-        self.addCleanup(self.server.stop)
+        self.enterContext(self.server)
 
     def client(self):
         client = Client(self.server)
@@ -120,7 +119,6 @@ class Protocol(moxteltest.LibraryTestCase):
 
     def test_a_key_of_another_kind_is_not_answered(self):
         client = self.client()
-        client.skip_unless_served(self, "Thumb of Photo")
         for key in ([1], {"a": 1}, b"data", 1.5):
             with self.subTest(key=key):
                 client.send("Thumb of Photo", key=key)
@@ -157,7 +155,6 @@ class Protocol(moxteltest.LibraryTestCase):
 
     def test_hostile_keys_find_no_thumbnail(self):
         client = self.client()
-        client.skip_unless_served(self, "Thumb of Photo")
         for text in HOSTILE_TEXTS:
             with self.subTest(key=text):
                 self.assertEqual(client.error("Thumb of Photo", key=text), "No Thumbnail")
@@ -274,7 +271,6 @@ class Protocol(moxteltest.LibraryTestCase):
 
     def test_thumbnails_are_the_files_as_they_lie(self):
         client = self.client()
-        client.skip_unless_served(self, "Thumb of Photo")
         files = {path.read_bytes() for path in (self.library / "Thumbnails").rglob("*_1024.jpg")}
         for photo in client.result("Photos of Album", id="allPhotosAlbum")[:10]:
             self.assertIn(client.result("Thumb of Photo", key=photo["PhotoKey"]), files)
