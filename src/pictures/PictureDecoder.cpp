@@ -8,6 +8,7 @@
 #include "pictures/Jpeg.h"
 #include "pictures/PictureKind.h"
 #include "platform/ChildProcess.h"
+#include "platform/ThisProcess.h"
 #include "platform/Files.h"
 #include "platform/SystemLog.h"
 
@@ -30,7 +31,7 @@ Bytes wholeFile(const OpenFile& file) {
 
 std::string PictureDecoder::installedHelper() {
   std::error_code error;
-  const fs::path folder = fs::read_symlink("/proc/self/exe", error).parent_path();
+  const fs::path folder = programFolder();
   const fs::path beside = folder / kHelperName;
   if (fs::exists(beside, error)) return beside;
   return folder.parent_path() / "libexec/moxtel" / kHelperName;

@@ -7,6 +7,11 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <filesystem>
+#ifdef __APPLE__
+#include <limits.h>
+#include <mach-o/dyld.h>
+#endif
 
 namespace moxtel {
 
@@ -32,6 +37,18 @@ const std::string& processName() {
   static const std::string kName = getprogname();
 #endif
   return kName;
+}
+
+std::string programFolder() {
+#ifdef __APPLE__
+  char path[PATH_MAX];
+  std::uint32_t size = sizeof path;
+  if (_NSGetExecutablePath(path, &size) != 0) return {};
+  return std::filesystem::path(path).parent_path();
+#else
+  std::error_code error;
+  return std::filesystem::read_symlink("/proc/self/exe", error).parent_path();
+#endif
 }
 
 std::string kernelRelease() {

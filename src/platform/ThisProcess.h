@@ -17,6 +17,10 @@ void ignoreBrokenPipes();
 // The program's name without its path. Any thread.
 const std::string& processName();
 
+// The folder that the running program lies in, without a slash at the end; empty if the system does not tell.
+// Any thread.
+std::string programFolder();
+
 // The release of the kernel, as uname() tells it; empty if it does not. Any thread.
 std::string kernelRelease();
 

@@ -1,0 +1,65 @@
+#include "library/LibrarySummary.h"
+
+#include "library/LibraryDatabases.h"
+#include "library/PathNames.h"
+#include "platform/Files.h"
+
+namespace moxtel {
+
+namespace {
+
+std::optional<std::int64_t> numberOf(LibraryDatabases& databases, DatabaseFile file, SqlText sql) {
+  Query query = databases.runUnlogged(file, sql, {});
+  if (!query.step()) return std::nullopt;
+  return query.integer64Column(0);
+}
+
+// The sum of what the library keeps for its projects; nothing when it keeps no number for any.
+std::optional<std::int64_t> photosInProjects(LibraryDatabases& databases) {
+  std::optional<std::int64_t> sum;
+  Query query = databases.runUnlogged(
+      DatabaseFile::Library, "SELECT versionCount FROM RKFolder WHERE folderType = 2 AND isInTrash = 0", {});
+  while (query.step()) {
+    if (!query.stringColumn(0).isNil()) sum = sum.value_or(0) + query.integerColumn(0);
+  }
+  return sum;
+}
+
+}  // namespace
+
+LibraryCounts countLibrary(LibraryDatabases& databases) {
+  LibraryCounts counts;
+  if (databases.openDatabase()) {
+    counts.photos = photosInProjects(databases);
+    counts.events = numberOf(databases, DatabaseFile::Library,
+                             "SELECT COUNT(uuid) FROM RKFolder WHERE folderType = 2 AND isInTrash = 0");
+    counts.albums =
+        numberOf(databases, DatabaseFile::Library,
+                 "SELECT COUNT(uuid) FROM RKAlbum WHERE albumType = 1 AND albumSubclass IN (2, 3) AND "
+                 "isInTrash = 0 AND isMagic = 0");
+    databases.closeDatabase();
+  }
+  if (databases.openFacesDB()) {
+    counts.faces = numberOf(databases, DatabaseFile::Faces, "SELECT COUNT(uuid) FROM RKFaceName");
+    databases.closeFacesDB();
+  }
+  databases.releaseLocks();
+  return counts;
+}
+
+std::string whyNoLibrary(const std::string& folder) {
+  if (folder.empty() || folder.front() != '/') return "The folder's path is not an absolute one.";
+  if (!isPlainPath(folder)) {
+    return "The folder's path holds characters outside ASCII. Make a symbolic link with a plain name to it, "
+           "and choose "
+           "that.";
+  }
+  if (stampOf(folder).kind == FileStamp::Kind::Missing) return "There is no such folder.";
+  const FileStamp database = stampOf(appendingPathComponent(folder, "Database/apdb/Library.apdb"));
+  if (!database.isRegular()) {
+    return "This is no iPhoto or Aperture library: it has no file Database/apdb/Library.apdb.";
+  }
+  return {};
+}
+
+}  // namespace moxtel

@@ -1,0 +1,31 @@
+#include "platform/ServiceManager.h"
+
+#include <sys/socket.h>
+#include <sys/un.h>
+
+#include <cstddef>
+#include <cstdlib>
+#include <cstring>
+
+#include "platform/Pipe.h"
+
+namespace moxtel {
+
+bool notifyServiceManager(std::string_view state) {
+  const char* path = std::getenv("NOTIFY_SOCKET");
+  if (!path || !*path) return true;
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  const std::size_t length = std::strlen(path);
+  if (length >= sizeof address.sun_path) return false;
+  std::memcpy(address.sun_path, path, length);
+  // "@name" is a name that no file system knows.
+  if (address.sun_path[0] == '@') address.sun_path[0] = '\0';
+  const Descriptor socket(::socket(AF_UNIX, SOCK_DGRAM, 0));
+  if (!socket) return false;
+  const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + length);
+  return ::sendto(socket.get(), state.data(), state.size(), 0, reinterpret_cast<const sockaddr*>(&address),
+                  size) == static_cast<ssize_t>(state.size());
+}
+
+}  // namespace moxtel
