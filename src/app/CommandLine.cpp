@@ -27,8 +27,13 @@ void printHelp(const ProgramDescription& program) {
   std::cout << "Usage: " << program.name << " [-Key value]...\n\n" << program.summary << "\n\n";
   for (const DefaultKey& key : serverDefaultKeys()) {
     std::string left = "  -" + std::string(key.name) + " " + std::string(placeholder(key.kind));
-    left.resize(std::max<std::size_t>(left.size() + 2, 34), ' ');
+    left.resize(std::max<std::size_t>(left.size() + 2, 36), ' ');
     std::cout << left << key.help << '\n';
+  }
+  for (const auto& [option, help] : program.options) {
+    std::string left = "  " + option;
+    left.resize(std::max<std::size_t>(left.size() + 2, 36), ' ');
+    std::cout << left << help << '\n';
   }
   std::cout << "  --help                            show this\n"
                "  --version                         show the version\n\n"

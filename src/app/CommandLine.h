@@ -3,6 +3,7 @@
 
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/UserDefaults.h"
@@ -13,6 +14,7 @@ namespace moxtel {
 struct ProgramDescription {
   std::string name;
   std::string summary;
+  std::vector<std::pair<std::string, std::string>> options;  // the program's own, which its main takes first
 };
 
 // Fills the user defaults from the command line. Nothing when the program is to go on; else its exit status,

@@ -1,10 +1,12 @@
 #include "app/MXPAppDelegate.h"
 
+#include "app/HelpText.h"
 #include "commands/CommandHandler.h"
 #include "commands/EditingCommands.h"
 #include "commands/ImageCommands.h"
 #include "commands/LibraryCommandScope.h"
 #include "commands/LibraryListingSource.h"
+#include "library/FolderTree.h"
 #include "library/ImageFiles.h"
 #include "log/Log.h"
 #include "pictures/PictureDecoder.h"
@@ -141,15 +143,13 @@ void MXPAppDelegate::startup() {
   if (roles_->databases.preferAperture && flags_.connectedWithIPhoto) {
     environment_.console.showTitle("Error", "Should prefer Aperture, but iPhoto is running...");
   }
-  const char* running = flags_.connectedWithIPhoto     ? "iPhoto"
-                        : flags_.connectedWithAperture ? "Aperture"
-                                                       : "<none>";
-  environment_.console.showTitle("Info", format("Running app: %@", running));
+  environment_.console.showTitle("Info", format("Running app: %@", runningApplication()));
   roles_->databases.loadDatabase();
   roles_->albumData.loadAlbumData();
   // The results are not wanted here: the calls fill the caches before the first request.
   static_cast<void>(roles_->containerTree.getTopLevelAlbums());
   static_cast<void>(roles_->containerTree.getTopLevelProjects());
+  counts_.reset();
   roles_->databases.releaseLocks();
   roles_->monitor.startAppChecks();
 }
@@ -174,6 +174,7 @@ void MXPAppDelegate::startServer() {
   const auto port = static_cast<std::int32_t>(environment_.defaults.integerForKey("Port") & 0xFFFF);
   const std::string name = currentHostName();
   server_->setPublicationObserver([this](const PublicationState& state) {
+    publication_ = state;
     if (publicationReporter_) publicationReporter_->changed(state);
   });
   reportListener(server_->startServerOnPort(port, name, kServiceType), port);
@@ -193,10 +194,71 @@ void MXPAppDelegate::reportListener(bool started, std::int32_t port) {
   }
 }
 
+const char* MXPAppDelegate::runningApplication() const {
+  return flags_.connectedWithIPhoto ? "iPhoto" : flags_.connectedWithAperture ? "Aperture" : "<none>";
+}
+
 void MXPAppDelegate::changedPreferAperture() {
   environment_.console.showTitle("Info", "Reloading database after changing photo app");
+  restart();
+}
+
+void MXPAppDelegate::reload() {
+  environment_.console.showTitle("Info", "Reloading database");
+  restart();
+}
+
+void MXPAppDelegate::restart() {
   resetForRestart();
   startup();
+}
+
+std::string MXPAppDelegate::changedLibraryPath(const std::string& folder) {
+  std::string why = whyNoLibrary(folder);
+  if (!why.empty()) return why;
+  environment_.console.showTitle("Info",
+                                 format("Reloading database after choosing the library '%@'", folder));
+  environment_.defaults.setString("LibraryPath", folder);
+  // Nothing of the old library may answer for the new one.
+  roles_->albumData.clear();
+  roles_->databases.resetStandalone();
+  restart();
+  return {};
+}
+
+void MXPAppDelegate::disconnectClient() { QVSocketServer::disconnect(); }
+
+void MXPAppDelegate::changedRevealPhoto(bool allowed) {
+  environment_.defaults.setBool("RevealPhoto", allowed);
+}
+
+void MXPAppDelegate::logFolderTree() {
+  roles_->databases.loadDatabase();
+  static_cast<void>(obsoletesZeug(roles_->databases));
+  roles_->databases.releaseLocks();
+}
+
+std::optional<std::string> MXPAppDelegate::attributedStringHelp() { return helpText("Help"); }
+
+ServerStatus MXPAppDelegate::status() {
+  ServerStatus status;
+  status.runningApplication = runningApplication();
+  status.libraryPath = roles_->databases.libraryPath();
+  status.libraryIsReadable =
+      status.libraryPath && roles_->databases.usingDB() && !roles_->databases.runStandalone();
+  if (!counts_) counts_ = countLibrary(roles_->databases);
+  status.counts = *counts_;
+  status.addresses = localIPv4Addresses();
+  status.port = server_->port();
+  status.listenFailure = status.port == 0 ? server_->startFailure() : std::string();
+  if (publication_.isPublished()) status.publishedName = publication_.name;
+  status.publicationProblem = publication_.isPublished() ? std::string() : publication_.detail;
+  status.preferAperture = roles_->databases.preferAperture;
+  status.revealPhoto = environment_.defaults.boolForKey("RevealPhoto");
+  if (!isConnectedToClient_) return status;
+  const std::lock_guard lock(clientsMutex_);
+  status.client = clientDict_.empty() ? "<unknown>" : clientDict_.begin()->second;
+  return status;
 }
 
 void MXPAppDelegate::showConsole() { environment_.console.showConsoleWindow(); }

@@ -13,6 +13,7 @@
 #include <optional>
 #include <string>
 
+#include "app/ServerStatus.h"
 #include "console/MXSConsole.h"
 #include "library/PhotoApplicationFlags.h"
 #include "net/PublicationReporter.h"
@@ -63,11 +64,27 @@ class MXPAppDelegate final {
   // After the user interface has stored the new "PreferAperture".
   void changedPreferAperture();
 
+  // What SIGHUP asks for: as after a change of the photo application, without the change.
+  void reload();
+  // Serves another library from now on, and remembers it. An empty text, or why that folder cannot be served:
+  // then nothing changes.
+  [[nodiscard]] std::string changedLibraryPath(const std::string& folder);
+  void disconnectClient();
+  void changedRevealPhoto(bool allowed);
+  // The rich text of the help (HTML); nothing when the resource is missing or unreadable.
+  static std::optional<std::string> attributedStringHelp();
+  // Logs the folder tree, for diagnosis.
+  void logFolderTree();
+
+  // Counts the library anew after each start-up.
+  ServerStatus status();
   QVSocketServer& server() { return *server_; }
 
  private:
   class Roles;
 
+  void restart();
+  const char* runningApplication() const;
   void reportListener(bool started, std::int32_t port);
   void showConnected(const Notification& notification, const std::string& shortName);
   void showDisconnected();
@@ -81,6 +98,9 @@ class MXPAppDelegate final {
 
   std::atomic<bool> isConnectedToClient_{false};
   std::atomic<bool> iPhotoWasEdited_{false};
+  PublicationState publication_;
+  std::optional<LibraryCounts> counts_;
+
   std::mutex clientsMutex_;
   std::map<std::string, std::string> clientDict_;  // client address → short name; guarded by clientsMutex_
 };

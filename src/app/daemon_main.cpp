@@ -1,11 +1,14 @@
 // moxtelserverd: the server without a display. Its console is standard output.
 #include <csignal>
+#include <iostream>
 
 #include "app/CommandLine.h"
 #include "app/ServerProgram.h"
 #include "console/StandardOutputConsoleView.h"
 #include "platform/CoreLoop.h"
+#include "platform/ServiceManager.h"
 #include "platform/SignalWatcher.h"
+#include "platform/SystemLog.h"
 #include "platform/ThisProcess.h"
 
 int main(int argc, char** argv) {
@@ -14,14 +17,36 @@ int main(int argc, char** argv) {
   UserDefaults defaults(makeUserSettingsStore());
   const ProgramDescription description{
       "moxtelserverd",
-      "Serves an iPhoto or Aperture library to Moxtel clients on the network, without a display."};
-  const std::vector<std::string> arguments(argv + (argc > 0 ? 1 : 0), argv + argc);
+      "Serves an iPhoto or Aperture library to Moxtel clients on the network, without a display.",
+      {{"--print-folders", "print the library's folder tree and end (diagnosis)"}}};
+  std::vector<std::string> arguments(argv + (argc > 0 ? 1 : 0), argv + argc);
+  const bool printsFolders = std::erase(arguments, "--print-folders") > 0;
   if (const auto status = takeCommandLine(description, arguments, defaults)) return *status;
 
   CoreLoop loop;
   StandardOutputConsoleView view;
   ServerProgram program(loop, defaults, view);
-  const SignalWatcher signals({SIGTERM, SIGINT}, [&loop](int) { loop.quit(); });
-  loop.post([&program] { program.start(); });
+  if (printsFolders) {
+    loop.post([&] {
+      setSystemLogSink([](std::string_view text) { std::cout << text << '\n'; });
+      program.delegate().logFolderTree();
+      loop.quit();
+    });
+    return loop.run();
+  }
+  const SignalWatcher signals(SignalWatcher::usualSignals(), [&](int signal) {
+    if (signal == SIGHUP) {
+      program.delegate().reload();
+    } else if (signal == SIGUSR1) {
+      program.delegate().disconnectClient();
+    } else {
+      notifyServiceManager("STOPPING=1");
+      loop.quit();
+    }
+  });
+  loop.post([&program] {
+    program.start();
+    notifyServiceManager("READY=1");
+  });
   return loop.run();
 }

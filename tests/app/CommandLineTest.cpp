@@ -5,7 +5,7 @@
 namespace moxtel {
 namespace {
 
-const ProgramDescription kProgram{"moxtelserverd", "Serves."};
+const ProgramDescription kProgram{"moxtelserverd", "Serves.", {}};
 
 TEST(CommandLine, goesOnWithKnownKeys) {
   UserDefaults defaults;

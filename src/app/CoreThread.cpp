@@ -1,0 +1,53 @@
+#include "app/CoreThread.h"
+
+#include "app/ServerProgram.h"
+#include "platform/CoreLoop.h"
+
+namespace moxtel {
+
+namespace {
+
+constexpr EventLoop::Duration kStatusInterval = std::chrono::seconds(1);
+
+}  // namespace
+
+CoreThread::CoreThread(UserDefaults& defaults, ConsoleView& view, StatusChanged statusChanged)
+    : statusChanged_(std::move(statusChanged)),
+      loop_(std::make_unique<CoreLoop>()),
+      thread_([this, &defaults, &view] { run(defaults, view); }) {}
+
+CoreThread::~CoreThread() {
+  loop_->quit();
+  thread_.join();
+}
+
+void CoreThread::run(UserDefaults& defaults, ConsoleView& view) {
+  ServerProgram program(*loop_, defaults, view);
+  program_ = &program;
+  std::unique_ptr<Timer> timer;
+  loop_->post([this, &program, &timer] {
+    program.start();
+    tellStatus(program);
+    timer = loop_->callEvery(kStatusInterval, [this, &program] { tellStatus(program); });
+  });
+  loop_->run();
+  timer.reset();
+  program_ = nullptr;
+}
+
+void CoreThread::post(Action action) {
+  loop_->post([this, action = std::move(action)] {
+    if (!program_) return;
+    action(*program_);
+    tellStatus(*program_);
+  });
+}
+
+void CoreThread::tellStatus(ServerProgram& program) {
+  ServerStatus status = program.delegate().status();
+  if (told_ && *told_ == status) return;
+  told_ = std::make_unique<ServerStatus>(status);
+  statusChanged_(status);
+}
+
+}  // namespace moxtel

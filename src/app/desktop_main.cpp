@@ -1,0 +1,130 @@
+// MoxtelServer: the server with its windows. The windows have the process's first thread, the server a second
+// one.
+#include <QApplication>
+#include <QIcon>
+#include <QLocale>
+#include <QTimer>
+#include <atomic>
+#include <csignal>
+
+#include "app/CommandLine.h"
+#include "app/CoreThread.h"
+#include "app/HelpText.h"
+#include "app/MainWindow.h"
+#include "app/ServerProgram.h"
+#include "app/WindowTexts.h"
+#include "console/ConsoleWindow.h"
+#include "platform/SignalWatcher.h"
+#include "platform/ThisProcess.h"
+
+namespace moxtel {
+namespace {
+
+constexpr int kHeartbeatMilliseconds = 500;
+
+// Connects windows and server. On the windows' thread.
+class Desktop final {
+ public:
+  Desktop(UserDefaults& defaults, const std::string& language)
+      : defaults_(defaults),
+        window_(actions()),
+        core_(defaults, console_.view(), [this](const ServerStatus& status) { tell(status); }) {
+    console_.setLinesObserver([this](const auto& lines) { window_.showLines(lines); });
+    const auto help = helpText("Help", language);
+    window_.setHelp(help ? QString::fromStdString(*help) : QString(), defaults.boolForKey("DontShowHelp"));
+    QObject::connect(&heartbeat_, &QTimer::timeout, &window_, [this] { beat(); });
+    heartbeat_.start(kHeartbeatMilliseconds);
+    window_.show();
+  }
+
+  CoreThread& core() { return core_; }
+  // Windows that are closed go; the console alone keeps no program alive.
+  void close() { window_.close(); }
+
+ private:
+  MainWindowActions actions() {
+    MainWindowActions actions;
+    actions.chooseLibrary = [this](const std::string& folder) { chooseLibrary(folder); };
+    actions.disconnectClient = [this] {
+      core_.post([](ServerProgram& program) { program.delegate().disconnectClient(); });
+    };
+    actions.preferAperture = [this](bool prefers) {
+      // Stored first: the server reads it when it starts anew.
+      defaults_.setBool("PreferAperture", prefers);
+      core_.post([](ServerProgram& program) { program.delegate().changedPreferAperture(); });
+    };
+    actions.revealPhoto = [this](bool allowed) {
+      core_.post([allowed](ServerProgram& program) { program.delegate().changedRevealPhoto(allowed); });
+    };
+    actions.showConsole = [this] {
+      core_.post([](ServerProgram& program) { program.delegate().showConsole(); });
+    };
+    actions.dontShowHelp = [this](bool hidden) { defaults_.setBool("DontShowHelp", hidden); };
+    return actions;
+  }
+
+  void chooseLibrary(const std::string& folder) {
+    core_.post([this, folder](ServerProgram& program) {
+      const std::string why = program.delegate().changedLibraryPath(folder);
+      if (why.empty()) return;
+      QMetaObject::invokeMethod(
+          &window_, [this, why] { window_.refuseLibrary(why); }, Qt::QueuedConnection);
+    });
+  }
+
+  // On the core thread.
+  void tell(const ServerStatus& status) {
+    QMetaObject::invokeMethod(
+        &window_, [this, status] { window_.showStatus(status); }, Qt::QueuedConnection);
+  }
+
+  // A beat that is not answered by the next one: the core is busy.
+  void beat() {
+    window_.showBusy(answered_ != asked_);
+    if (answered_ != asked_) return;
+    const int number = ++asked_;
+    core_.post([this, number](ServerProgram&) { answered_ = number; });
+  }
+
+  UserDefaults& defaults_;
+  MainWindow window_;
+  ConsoleWindow console_;
+  QTimer heartbeat_;
+  int asked_ = 0;
+  std::atomic<int> answered_{0};
+  CoreThread core_;
+};
+
+}  // namespace
+}  // namespace moxtel
+
+int main(int argc, char** argv) {
+  using namespace moxtel;
+  prepareProcess();
+  UserDefaults defaults(makeUserSettingsStore());
+  const ProgramDescription description{
+      "MoxtelServer", "Serves an iPhoto or Aperture library to Moxtel clients on the network.", {}};
+  const std::vector<std::string> arguments(argv + (argc > 0 ? 1 : 0), argv + argc);
+  if (const auto status = takeCommandLine(description, arguments, defaults)) return *status;
+
+  // The arguments were taken above: Qt gets the program's name alone.
+  int qtArgc = argc > 0 ? 1 : 0;
+  QApplication application(qtArgc, argv);
+  QApplication::setApplicationName(QStringLiteral("MoxtelServer"));
+  QApplication::setDesktopFileName(QStringLiteral("moxtelserver"));
+  QApplication::setWindowIcon(QIcon::fromTheme(QStringLiteral("moxtelserver")));
+  const std::string language = QLocale::system().name().section('_', 0, 0).toStdString();
+  setStringTable(windowTexts(language));
+
+  Desktop desktop(defaults, language);
+  const SignalWatcher signals(SignalWatcher::usualSignals(), [&desktop](int signal) {
+    if (signal == SIGHUP) {
+      desktop.core().post([](ServerProgram& program) { program.delegate().reload(); });
+    } else if (signal == SIGUSR1) {
+      desktop.core().post([](ServerProgram& program) { program.delegate().disconnectClient(); });
+    } else {
+      QApplication::quit();
+    }
+  });
+  return QApplication::exec();
+}
