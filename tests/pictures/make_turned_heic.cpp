@@ -36,5 +36,9 @@ int main(int count, char** words) {
   options->image_orientation = heif_orientation_rotate_90_cw;
   const heif_error encoded = heif_context_encode_image(context, image, encoder, options, nullptr);
   const heif_error written = heif_context_write_to_file(context, words[3]);
+  heif_encoding_options_free(options);
+  heif_encoder_release(encoder);
+  heif_context_free(context);
+  heif_image_release(image);
   return encoded.code == heif_error_Ok && written.code == heif_error_Ok ? 0 : 1;
 }
