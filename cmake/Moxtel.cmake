@@ -61,6 +61,13 @@ function(moxtel_test name)
                        PROPERTIES TIMEOUT 120)
 endfunction()
 
+# moxtel_window_test(FooTest LINKS lib …): the same for windows, drawn into memory. Qt's programs are compiled
+# as position independent code, which the shared header is not.
+function(moxtel_window_test name)
+  moxtel_test(${name} SOURCES ${CMAKE_SOURCE_DIR}/tests/QtMain.cpp ${ARGN})
+  set_target_properties(${name} PROPERTIES DISABLE_PRECOMPILE_HEADERS ON)
+endfunction()
+
 # moxtel_fuzz(FooFuzz LINKS lib … SEEDS dir): with clang and MOXTEL_FUZZERS a libFuzzer program; otherwise a
 # program that replays the seeds and old crashes of fuzz/corpus/FooFuzz and fuzz/crashes/FooFuzz, run by CTest.
 function(moxtel_fuzz name)

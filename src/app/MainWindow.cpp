@@ -22,6 +22,7 @@ namespace moxtel {
 namespace {
 
 constexpr int kLinesInSight = 5;
+constexpr const char* kRowName = "rowName";
 
 QString shown(std::string_view text) {
   return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
@@ -39,6 +40,12 @@ QString nameOfFolder(std::string_view path) {
   return shown(path.substr(path.find_last_of('/') + 1));
 }
 
+// A screen reader says the row's name with its value.
+void setValue(QLabel& value, const QString& text) {
+  value.setText(text);
+  value.setAccessibleName(value.property(kRowName).toString() + ": " + text);
+}
+
 // A box checked by the server is no wish of the user's.
 void setChecked(QCheckBox& box, bool checked) {
   const QSignalBlocker blocker(box);
@@ -50,8 +57,8 @@ void setChecked(QCheckBox& box, bool checked) {
 MainWindow::MainWindow(MainWindowActions actions, QWidget* parent)
     : QMainWindow(parent), actions_(std::move(actions)) {
   setWindowTitle(QStringLiteral("MoxtelServer"));
-  askForFolder = [this] {
-    return QFileDialog::getExistingDirectory(this, localized("Choose the library folder"));
+  askForFolder = [this](const QString& begin) {
+    return QFileDialog::getExistingDirectory(this, localized("Choose the library folder"), begin);
   };
   showMessage = [this](const QString& title, const QString& text) {
     auto* box = new QMessageBox(QMessageBox::Warning, title, text, QMessageBox::Ok, this);
@@ -72,9 +79,18 @@ MainWindow::MainWindow(MainWindowActions actions, QWidget* parent)
   busy_ = new QLabel(localized("Ready"));
   busy_->setObjectName("busy");
   statusBar()->addWidget(busy_);
-  connect(new QShortcut(QKeySequence::Quit, this), &QShortcut::activated, this, [this] { close(); });
-  connect(new QShortcut(QKeySequence::Open, this), &QShortcut::activated, this, [this] { chooseLibrary(); });
+  makeShortcuts();
   resize(980, 620);
+}
+
+void MainWindow::makeShortcuts() {
+  const auto shortcut = [this](QKeySequence::StandardKey key, auto action) {
+    connect(new QShortcut(key, this), &QShortcut::activated, this, action);
+  };
+  shortcut(QKeySequence::Quit, [this] { close(); });
+  shortcut(QKeySequence::Open, [this] { chooseLibrary(); });
+  shortcut(QKeySequence::Refresh, [this] { actions_.reload(); });
+  shortcut(QKeySequence::HelpContents, [this] { helpButton_->click(); });
 }
 
 QLabel* MainWindow::addRow(QFormLayout& form, const char* key, const char* objectName) {
@@ -83,7 +99,9 @@ QLabel* MainWindow::addRow(QFormLayout& form, const char* key, const char* objec
   value->setTextFormat(Qt::PlainText);  // names come from files and from other machines
   value->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
   value->setWordWrap(true);
-  value->setAccessibleName(localized(key));
+  // A path without blanks cannot be wrapped; it must not dictate the window's width.
+  value->setMinimumWidth(1);
+  value->setProperty(kRowName, localized(key));
   form.addRow(localized(key) + ":", value);
   return value;
 }
@@ -125,6 +143,7 @@ QWidget* MainWindow::makeButtons() {
   };
   button("Choose &Library…", "chooseLibrary", [this] { chooseLibrary(); });
   button("&Console", "console", [this] { actions_.showConsole(); });
+  button("&Reload", "reload", [this] { actions_.reload(); });
   disconnect_ = button("&Disconnect Client", "disconnect", [this] { actions_.disconnectClient(); });
   disconnect_->setEnabled(false);
   helpButton_ = button("&Help", "help", [this] { helpBox_->setVisible(!helpBox_->isVisible()); });
@@ -160,8 +179,9 @@ QWidget* MainWindow::makeHelp() {
   help_ = new QTextBrowser;
   help_->setObjectName("helpText");
   help_->setOpenLinks(false);
+  help_->setTabChangesFocus(true);
   help_->setAccessibleName(localized("&Help").remove('&'));
-  dontShowHelp_ = new QCheckBox(localized("Don't show this &help at the start"));
+  dontShowHelp_ = new QCheckBox(localized("Don't show this help at the s&tart"));
   dontShowHelp_->setObjectName("dontShowHelp");
   connect(dontShowHelp_, &QCheckBox::toggled, this, [this](bool on) { actions_.dontShowHelp(on); });
   layout->addWidget(help_);
@@ -178,7 +198,7 @@ void MainWindow::setHelp(const QString& html, bool hidden) {
 }
 
 void MainWindow::chooseLibrary() {
-  const QString folder = askForFolder();
+  const QString folder = askForFolder(path_->text());
   if (!folder.isEmpty()) actions_.chooseLibrary(folder.toStdString());
 }
 
@@ -196,36 +216,37 @@ void MainWindow::showStatus(const ServerStatus& status) {
 
 void MainWindow::showLibrary(const ServerStatus& status) {
   const bool nobody = status.runningApplication == "<none>";
-  application_->setText(nobody ? localized("none") : shown(status.runningApplication));
-  path_->setText(shown(status.libraryPath.value_or("")));
+  setValue(*application_, nobody ? localized("none") : shown(status.runningApplication));
+  setValue(*path_, shown(status.libraryPath.value_or("")));
+  path_->setToolTip(path_->text());
   if (!status.libraryPath) {
-    library_->setText(localized("No library yet. Choose its folder."));
+    setValue(*library_, localized("No library yet. Choose its folder."));
   } else if (!status.libraryIsReadable) {
-    library_->setText(localized("This library cannot be read"));
+    setValue(*library_, localized("This library cannot be read"));
   } else {
-    library_->setText(nameOfFolder(*status.libraryPath));
+    setValue(*library_, nameOfFolder(*status.libraryPath));
   }
-  photos_->setText(numberText(status.counts.photos));
-  albums_->setText(numberText(status.counts.albums));
-  events_->setText(numberText(status.counts.events));
-  faces_->setText(numberText(status.counts.faces));
+  setValue(*photos_, numberText(status.counts.photos));
+  setValue(*albums_, numberText(status.counts.albums));
+  setValue(*events_, numberText(status.counts.events));
+  setValue(*faces_, numberText(status.counts.faces));
 }
 
 void MainWindow::showNetwork(const ServerStatus& status) {
   QStringList addresses;
   for (const std::string& address : status.addresses) addresses << shown(address);
-  addresses_->setText(addresses.join(", "));
-  port_->setText(status.port != 0 ? QString::number(status.port)
-                                  : localized("Not listening: %1").arg(shown(status.listenFailure)));
+  setValue(*addresses_, addresses.join(", "));
+  setValue(*port_, status.port != 0 ? QString::number(status.port)
+                                    : localized("Not listening: %1").arg(shown(status.listenFailure)));
   if (!status.publishedName.empty()) {
-    published_->setText(shown(status.publishedName));
+    setValue(*published_, shown(status.publishedName));
   } else if (status.publicationProblem.empty()) {
-    published_->setText(localized("Not published yet"));
+    setValue(*published_, localized("Not published yet"));
   } else {
-    published_->setText(localized("Not published: %1").arg(shown(status.publicationProblem)));
+    setValue(*published_, localized("Not published: %1").arg(shown(status.publicationProblem)));
   }
-  client_->setText(status.client ? localized("Connected: %1").arg(shown(*status.client))
-                                 : localized("Nobody is connected"));
+  setValue(*client_, status.client ? localized("Connected: %1").arg(shown(*status.client))
+                                   : localized("Nobody is connected"));
 }
 
 void MainWindow::showLines(const std::vector<ConsoleLine>& lines) {

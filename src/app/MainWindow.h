@@ -25,6 +25,8 @@ namespace moxtel {
 struct MainWindowActions {
   std::function<void(const std::string& folder)> chooseLibrary;
   std::function<void()> disconnectClient;
+  // Reads the library anew.
+  std::function<void()> reload;
   std::function<void(bool prefers)> preferAperture;
   std::function<void(bool allowed)> revealPhoto;
   std::function<void()> showConsole;
@@ -45,8 +47,8 @@ class MainWindow final : public QMainWindow {
   // A folder that cannot be served, and why.
   void refuseLibrary(const std::string& why);
 
-  // Asks for a folder; tests give one instead.
-  std::function<QString()> askForFolder;
+  // Asks for a folder, beginning at another; tests give one instead.
+  std::function<QString(const QString& begin)> askForFolder;
   // Shows a message; tests listen instead.
   std::function<void(const QString& title, const QString& text)> showMessage;
 
@@ -57,6 +59,7 @@ class MainWindow final : public QMainWindow {
   QWidget* makeLastLines();
   QWidget* makeHelp();
   QLabel* addRow(QFormLayout& form, const char* key, const char* objectName);
+  void makeShortcuts();
   void chooseLibrary();
   void showLibrary(const ServerStatus& status);
   void showNetwork(const ServerStatus& status);

@@ -19,7 +19,7 @@ const StringTable kGerman{
     {"Console", "Konsole"},
     {"&Console", "&Konsole"},
     {"&Disconnect Client", "Client &trennen"},
-    {"Don't show this &help at the start", "Diese &Hilfe beim Start nicht zeigen"},
+    {"Don't show this help at the s&tart", "Diese Hilfe beim &Start nicht zeigen"},
     {"Events", "Ereignisse"},
     {"Faces", "Gesichter"},
     {"Find", "Suchen"},
@@ -41,7 +41,7 @@ const StringTable kGerman{
     {"Prefer &Aperture's library", "&Aperture-Bibliothek bevorzugen"},
     {"Published as", "Veröffentlicht als"},
     {"Ready", "Bereit"},
-    {"Server", "Server"},
+    {"&Reload", "&Neu laden"},
     {"The folder's path is not an absolute one.", "Der Pfad des Ordners ist nicht absolut."},
     {"There is no such folder.", "Diesen Ordner gibt es nicht."},
     {"This is no iPhoto or Aperture library: it has no file Database/apdb/Library.apdb.",
@@ -53,7 +53,6 @@ const StringTable kGerman{
      "auf ihn an und wählen Sie diesen."},
     {"This library cannot be read", "Diese Bibliothek ist nicht lesbar"},
     {"none", "keins"},
-    {"unknown", "unbekannt"},
 };
 
 }  // namespace

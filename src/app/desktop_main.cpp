@@ -2,8 +2,10 @@
 // one.
 #include <QApplication>
 #include <QIcon>
+#include <QLibraryInfo>
 #include <QLocale>
 #include <QTimer>
+#include <QTranslator>
 #include <atomic>
 #include <csignal>
 
@@ -22,6 +24,11 @@ namespace {
 
 constexpr int kHeartbeatMilliseconds = 500;
 
+// The language of messages ("de"), which need not be that of numbers.
+std::string userLanguage() {
+  return QLocale::system().uiLanguages().value(0).section('-', 0, 0).toStdString();
+}
+
 // Connects windows and server. On the windows' thread.
 class Desktop final {
  public:
@@ -38,8 +45,6 @@ class Desktop final {
   }
 
   CoreThread& core() { return core_; }
-  // Windows that are closed go; the console alone keeps no program alive.
-  void close() { window_.close(); }
 
  private:
   MainWindowActions actions() {
@@ -48,6 +53,7 @@ class Desktop final {
     actions.disconnectClient = [this] {
       core_.post([](ServerProgram& program) { program.delegate().disconnectClient(); });
     };
+    actions.reload = [this] { core_.post([](ServerProgram& program) { program.delegate().reload(); }); };
     actions.preferAperture = [this](bool prefers) {
       // Stored first: the server reads it when it starts anew.
       defaults_.setBool("PreferAperture", prefers);
@@ -113,8 +119,14 @@ int main(int argc, char** argv) {
   QApplication::setApplicationName(QStringLiteral("MoxtelServer"));
   QApplication::setDesktopFileName(QStringLiteral("moxtelserver"));
   QApplication::setWindowIcon(QIcon::fromTheme(QStringLiteral("moxtelserver")));
-  const std::string language = QLocale::system().name().section('_', 0, 0).toStdString();
+  const std::string language = userLanguage();
   setStringTable(windowTexts(language));
+  // The toolkit's own texts, such as a file dialog's buttons; in the same language as ours, or in English.
+  QTranslator toolkitTexts;
+  if (toolkitTexts.load("qtbase_" + QString::fromStdString(language),
+                        QLibraryInfo::path(QLibraryInfo::TranslationsPath))) {
+    QApplication::installTranslator(&toolkitTexts);
+  }
 
   Desktop desktop(defaults, language);
   const SignalWatcher signals(SignalWatcher::usualSignals(), [&desktop](int signal) {

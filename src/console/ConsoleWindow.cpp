@@ -1,9 +1,11 @@
 #include "console/ConsoleWindow.h"
 
+#include <QEvent>
 #include <QFontDatabase>
 #include <QHBoxLayout>
 #include <QScrollBar>
 #include <QShortcut>
+#include <QTextBlock>
 #include <QToolButton>
 #include <QVBoxLayout>
 
@@ -94,10 +96,13 @@ ConsoleWindow::ConsoleWindow(QWidget* parent)
       feed_(std::make_shared<Feed>(*this)) {
   setWindowTitle(localized("Console"));
   resize(900, 420);
+  // The main window alone keeps the program alive.
+  setAttribute(Qt::WA_QuitOnClose, false);
   textView_->setReadOnly(true);
   // Reachable and usable by keyboard alone, for copying.
   textView_->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
   textView_->setUndoRedoEnabled(false);
+  textView_->setTabChangesFocus(true);
   textView_->setLineWrapMode(QPlainTextEdit::WidgetWidth);
   const QFont fixed = fontFor(MXSConsole::fixedFont());
   textView_->setFont(fixed);
@@ -105,7 +110,7 @@ ConsoleWindow::ConsoleWindow(QWidget* parent)
   plain_.setFont(fixed);
   title_.setFont(fontFor(MXSConsole::boldFont()));
   error_ = title_;
-  error_.setForeground(Qt::red);
+  error_.setForeground(errorColour());
   auto* layout = new QVBoxLayout(this);
   layout->addWidget(textView_);
   makeSearchBar(*layout);
@@ -157,15 +162,47 @@ bool ConsoleWindow::findNext(bool backwards) {
 }
 
 void ConsoleWindow::raiseWindow() {
+  setWindowState(windowState() & ~Qt::WindowMinimized);
   show();
   raise();
   activateWindow();
 }
 
+QColor ConsoleWindow::errorColour() const {
+  constexpr QRgb kRedOnDark = 0xffff7878;
+  return palette().color(QPalette::Base).lightnessF() < 0.5F ? QColor(kRedOnDark)
+                                                                        : QColor(Qt::red);
+}
+
+void ConsoleWindow::changeEvent(QEvent* event) {
+  QWidget::changeEvent(event);
+  if (event->type() == QEvent::PaletteChange) recolourErrors();
+}
+
+// After a change between light and dark.
+void ConsoleWindow::recolourErrors() {
+  if (error_.foreground().color() == errorColour()) return;
+  error_.setForeground(errorColour());
+  QTextCursor cursor(textView_->document());
+  cursor.beginEditBlock();
+  for (QTextBlock block = textView_->document()->begin(); block.isValid(); block = block.next()) {
+    for (auto at = block.begin(); !at.atEnd(); ++at) {
+      const QTextFragment run = at.fragment();
+      if (!run.charFormat().hasProperty(QTextFormat::ForegroundBrush)) continue;
+      cursor.setPosition(run.position());
+      cursor.setPosition(run.position() + run.length(), QTextCursor::KeepAnchor);
+      cursor.setCharFormat(error_);
+    }
+  }
+  cursor.endEditBlock();
+}
+
 void ConsoleWindow::appendLines(const std::vector<ConsoleLine>& lines) {
   QScrollBar* bar = textView_->verticalScrollBar();
   const bool readerIsAtTheEnd = bar->value() >= bar->maximum();
-  // A cursor of its own: the reader's selection stays.
+  const int readersPlace = bar->value();
+  QTextCursor reader = textView_->textCursor();
+  reader.setKeepPositionOnInsert(true);
   QTextCursor end(textView_->document());
   end.movePosition(QTextCursor::End);
   end.beginEditBlock();
@@ -175,6 +212,11 @@ void ConsoleWindow::appendLines(const std::vector<ConsoleLine>& lines) {
     end.insertText(shown(line.textRun()), plain_);
   }
   end.endEditBlock();
+  // A selection that reached the end has grown with the text; setting it back scrolls to it.
+  if (reader.hasSelection() && reader != textView_->textCursor()) {
+    textView_->setTextCursor(reader);
+    bar->setValue(readersPlace);
+  }
   if (readerIsAtTheEnd) bar->setValue(bar->maximum());
   if (observer_) observer_(lines);
 }

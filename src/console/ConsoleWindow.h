@@ -34,6 +34,8 @@ class ConsoleWindow final : public QWidget {
   void setLinesObserver(std::function<void(const std::vector<ConsoleLine>&)> observer) {
     observer_ = std::move(observer);
   }
+  // Readable on the window's background of texts, light or dark.
+  QColor errorColour() const;
   QPlainTextEdit& textView() { return *textView_; }
   // Selects the next place of the text that is searched for, from the selection on, round at the end.
   bool findNext(bool backwards = false);
@@ -41,9 +43,13 @@ class ConsoleWindow final : public QWidget {
   // Visible, in front, active.
   void raiseWindow();
 
+ protected:
+  void changeEvent(QEvent* event) override;
+
  private:
   class Feed;
   void appendLines(const std::vector<ConsoleLine>& lines);
+  void recolourErrors();
   void makeSearchBar(QVBoxLayout& layout);
 
   QPlainTextEdit* textView_;

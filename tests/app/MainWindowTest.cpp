@@ -1,0 +1,325 @@
+#include "app/MainWindow.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QCheckBox>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QStatusBar>
+#include <QTextBrowser>
+#include <set>
+
+#include "app/WindowTexts.h"
+#include "console/ConsoleWindow.h"
+#include "tests/TemporaryFolder.h"
+
+namespace moxtel {
+namespace {
+
+using testing::ElementsAre;
+
+ServerStatus servedStatus() {
+  ServerStatus status;
+  status.runningApplication = "iPhoto";
+  status.libraryPath = "/photos/Old Library";
+  status.libraryIsReadable = true;
+  status.counts = {1234, 5, 6, 7};
+  status.addresses = {"192.168.1.4", "10.0.0.2"};
+  status.port = 4250;
+  status.publishedName = "photobox";
+  return status;
+}
+
+class MainWindowTest : public testing::Test {
+ protected:
+  MainWindowTest() : window(actions()) {
+    QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedStates));
+    window.showMessage = [this](const QString& title, const QString& text) {
+      asked.push_back(title.toStdString() + "|" + text.toStdString());
+    };
+  }
+  ~MainWindowTest() override { setStringTable({}); }
+
+  MainWindowActions actions() {
+    MainWindowActions actions;
+    actions.chooseLibrary = [this](const std::string& folder) { asked.push_back("library " + folder); };
+    actions.disconnectClient = [this] { asked.emplace_back("disconnect"); };
+    actions.reload = [this] { asked.emplace_back("reload"); };
+    actions.preferAperture = [this](bool on) { asked.emplace_back(on ? "aperture" : "iphoto"); };
+    actions.revealPhoto = [this](bool on) { asked.emplace_back(on ? "reveal" : "no reveal"); };
+    actions.showConsole = [this] { asked.emplace_back("console"); };
+    actions.dontShowHelp = [this](bool on) { asked.emplace_back(on ? "hide help" : "show help"); };
+    return actions;
+  }
+
+  template <class Kind>
+  Kind& part(const char* name) {
+    Kind* found = window.findChild<Kind*>(name);
+    if (!found) throw std::runtime_error(name);
+    return *found;
+  }
+  std::string shown(const char* name) { return part<QLabel>(name).text().toStdString(); }
+
+  std::vector<std::string> asked;
+  MainWindow window;
+};
+
+TEST_F(MainWindowTest, showsWhatIsServedAndWhere) {
+  window.showStatus(servedStatus());
+  EXPECT_EQ(shown("library"), "Old Library");
+  EXPECT_EQ(shown("path"), "/photos/Old Library");
+  EXPECT_EQ(shown("application"), "iPhoto");
+  EXPECT_EQ(shown("photos"), "1,234");
+  EXPECT_EQ(shown("albums"), "5");
+  EXPECT_EQ(shown("events"), "6");
+  EXPECT_EQ(shown("faces"), "7");
+  EXPECT_EQ(shown("addresses"), "192.168.1.4, 10.0.0.2");
+  EXPECT_EQ(shown("port"), "4250");
+  EXPECT_EQ(shown("published"), "photobox");
+  EXPECT_EQ(shown("client"), "Nobody is connected");
+}
+
+TEST_F(MainWindowTest, saysWhatIsMissing) {
+  ServerStatus status;
+  status.runningApplication = "<none>";
+  status.listenFailure = "address in use";
+  status.publicationProblem = "no network";
+  window.showStatus(status);
+  EXPECT_EQ(shown("library"), "No library yet. Choose its folder.");
+  EXPECT_EQ(shown("application"), "none");
+  EXPECT_EQ(shown("photos"), "–");
+  EXPECT_EQ(shown("port"), "Not listening: address in use");
+  EXPECT_EQ(shown("published"), "Not published: no network");
+  status.libraryPath = "/gone";
+  status.publicationProblem = "";
+  window.showStatus(status);
+  EXPECT_EQ(shown("library"), "This library cannot be read");
+  EXPECT_EQ(shown("published"), "Not published yet");
+}
+
+TEST_F(MainWindowTest, letsTheClientBeDisconnectedWhileThereIsOne) {
+  ServerStatus status = servedStatus();
+  window.showStatus(status);
+  EXPECT_FALSE(part<QPushButton>("disconnect").isEnabled());
+  status.client = "ipad";
+  window.showStatus(status);
+  EXPECT_EQ(shown("client"), "Connected: ipad");
+  part<QPushButton>("disconnect").click();
+  EXPECT_THAT(asked, ElementsAre("disconnect"));
+  status.client.reset();
+  window.showStatus(status);
+  EXPECT_FALSE(part<QPushButton>("disconnect").isEnabled());
+}
+
+TEST_F(MainWindowTest, showsNamesFromOutsideAsTheyAre) {
+  ServerStatus status = servedStatus();
+  status.client = "<b>%1 & co</b>";
+  window.showStatus(status);
+  EXPECT_EQ(shown("client"), "Connected: <b>%1 & co</b>");
+  EXPECT_EQ(part<QLabel>("client").textFormat(), Qt::PlainText);
+}
+
+TEST_F(MainWindowTest, handsOnTheFolderThatWasChosen) {
+  window.showStatus(servedStatus());
+  QString begin;
+  window.askForFolder = [&](const QString& from) {
+    begin = from;
+    return QStringLiteral("/photos/Bücher");
+  };
+  part<QPushButton>("chooseLibrary").click();
+  EXPECT_EQ(begin, "/photos/Old Library");
+  EXPECT_THAT(asked, ElementsAre("library /photos/Bücher"));
+}
+
+TEST_F(MainWindowTest, doesNothingWhenNoFolderWasChosen) {
+  window.askForFolder = [](const QString&) { return QString(); };
+  part<QPushButton>("chooseLibrary").click();
+  EXPECT_TRUE(asked.empty());
+}
+
+TEST_F(MainWindowTest, refusesAFolderThatIsNoLibraryWithTheReason) {
+  const TemporaryFolder folder;
+  window.refuseLibrary(whyNoLibrary(folder.path().string()));
+  EXPECT_THAT(asked, ElementsAre("Cannot serve this folder|This is no iPhoto or Aperture library: it has no "
+                                 "file Database/apdb/Library.apdb."));
+}
+
+TEST_F(MainWindowTest, asksForWhatItsButtonsSay) {
+  part<QPushButton>("console").click();
+  part<QPushButton>("reload").click();
+  EXPECT_THAT(asked, ElementsAre("console", "reload"));
+}
+
+TEST_F(MainWindowTest, tellsOfBoxesThatTheUserChecksAndNotOfThoseTheServerSets) {
+  ServerStatus status = servedStatus();
+  status.preferAperture = true;
+  status.revealPhoto = false;
+  window.showStatus(status);
+  EXPECT_TRUE(part<QCheckBox>("preferAperture").isChecked());
+  EXPECT_FALSE(part<QCheckBox>("revealPhoto").isChecked());
+  EXPECT_TRUE(asked.empty());
+  part<QCheckBox>("preferAperture").click();
+  part<QCheckBox>("revealPhoto").click();
+  EXPECT_THAT(asked, ElementsAre("iphoto", "reveal"));
+}
+
+TEST_F(MainWindowTest, keepsTheLastFewLinesInSight) {
+  std::vector<ConsoleLine> lines;
+  for (int i = 0; i < 20; ++i) lines.push_back({"date", "Info", "line " + std::to_string(i)});
+  window.showLines(lines);
+  window.showLines({{"date", "Error", "<b>bad</b>"}});
+  EXPECT_EQ(part<QPlainTextEdit>("lastLines").toPlainText(),
+            "Info:  line 16\nInfo:  line 17\nInfo:  line 18\nInfo:  line 19\nError:  <b>bad</b>");
+}
+
+TEST_F(MainWindowTest, saysWhenTheServerIsBusy) {
+  EXPECT_EQ(shown("busy"), "Ready");
+  window.showBusy(true);
+  EXPECT_EQ(shown("busy"), "Busy …");
+  window.showBusy(false);
+  EXPECT_EQ(shown("busy"), "Ready");
+}
+
+TEST_F(MainWindowTest, showsTheHelpUnlessTheUserWantsNone) {
+  auto& help = part<QTextBrowser>("helpText");
+  window.show();
+  window.setHelp("<h2>Welcome</h2>", false);
+  EXPECT_TRUE(help.isVisible());
+  EXPECT_EQ(help.toPlainText(), "Welcome");
+  EXPECT_FALSE(part<QCheckBox>("dontShowHelp").isChecked());
+  window.setHelp("<h2>Welcome</h2>", true);
+  EXPECT_FALSE(help.isVisible());
+  EXPECT_TRUE(part<QCheckBox>("dontShowHelp").isChecked());
+  EXPECT_TRUE(asked.empty());
+  part<QPushButton>("help").click();
+  EXPECT_TRUE(help.isVisible());
+  part<QCheckBox>("dontShowHelp").click();
+  EXPECT_THAT(asked, ElementsAre("show help"));
+}
+
+TEST_F(MainWindowTest, offersNoHelpWhereThereIsNone) {
+  window.show();
+  window.setHelp("", false);
+  EXPECT_FALSE(part<QTextBrowser>("helpText").isVisible());
+  EXPECT_FALSE(part<QPushButton>("help").isEnabled());
+}
+
+TEST_F(MainWindowTest, canBeWorkedByKeyboardAlone) {
+  for (const QPushButton* button : window.findChildren<QPushButton*>()) {
+    EXPECT_NE(button->focusPolicy() & Qt::TabFocus, 0) << button->text().toStdString();
+    EXPECT_FALSE(button->shortcut().isEmpty()) << button->text().toStdString();
+  }
+  for (const QCheckBox* box : window.findChildren<QCheckBox*>()) {
+    EXPECT_FALSE(box->shortcut().isEmpty()) << box->text().toStdString();
+  }
+}
+
+// Every text with an access key must have one of its own, in every language.
+void expectDistinctAccessKeys(const QWidget& window) {
+  std::set<std::string> seen;
+  for (const QAbstractButton* button : window.findChildren<QAbstractButton*>()) {
+    if (button->shortcut().isEmpty()) continue;
+    EXPECT_TRUE(seen.insert(button->shortcut().toString().toStdString()).second)
+        << button->text().toStdString();
+  }
+}
+
+TEST_F(MainWindowTest, givesEveryButtonAnAccessKeyOfItsOwn) {
+  expectDistinctAccessKeys(window);
+  setStringTable(windowTexts("de"));
+  const MainWindow german(actions());
+  expectDistinctAccessKeys(german);
+}
+
+TEST_F(MainWindowTest, saysTheRowsNameWithItsValueToAScreenReader) {
+  window.showStatus(servedStatus());
+  EXPECT_EQ(part<QLabel>("photos").accessibleName(), "Photos: 1,234");
+  EXPECT_EQ(part<QLabel>("client").accessibleName(), "Client: Nobody is connected");
+}
+
+TEST_F(MainWindowTest, doesNotGrowWithALongPath) {
+  window.resize(window.minimumSizeHint());
+  window.show();
+  const int before = window.minimumSizeHint().width();
+  ServerStatus status = servedStatus();
+  status.libraryPath = "/" + std::string(3000, 'x');
+  window.showStatus(status);
+  QCoreApplication::processEvents();
+  EXPECT_EQ(window.minimumSizeHint().width(), before);
+}
+
+// All that a window shows: what a translation must have an entry for.
+std::set<std::string> textsOf(const QWidget& window) {
+  std::set<std::string> texts;
+  const auto add = [&](const QString& text) {
+    if (!text.isEmpty()) texts.insert(text.toStdString());
+  };
+  for (const QWidget* widget : window.findChildren<QWidget*>()) {
+    for (const char* name : {"text", "title", "toolTip", "placeholderText", "accessibleName"}) {
+      add(widget->property(name).toString());
+    }
+  }
+  add(window.windowTitle());
+  return texts;
+}
+
+// Collects every text that the windows can show, by bringing about everything that they can show.
+std::set<std::string> allTexts() {
+  MainWindow window({});
+  std::set<std::string> texts;
+  const auto collect = [&](const QWidget& of) { texts.merge(textsOf(of)); };
+  window.showMessage = [&](const QString& title, const QString& text) {
+    texts.insert(title.toStdString());
+    texts.insert(text.toStdString());
+  };
+  ServerStatus status;
+  for (int state = 0; state < 4; ++state) {
+    status.runningApplication = "<none>";
+    if (state > 0) status.libraryPath = "/";
+    status.libraryIsReadable = state > 1;
+    status.port = state > 1 ? 1 : 0;
+    status.publicationProblem = state == 1 ? "!" : "";
+    status.client = state > 1 ? std::optional<std::string>("!") : std::nullopt;
+    window.showStatus(status);
+    window.showBusy(state > 1);
+    collect(window);
+  }
+  const TemporaryFolder folder;
+  for (const std::string& bad :
+       {std::string("relative"), std::string("/é"), folder.path().string() + "/no", folder.path().string()}) {
+    window.refuseLibrary(whyNoLibrary(bad));
+  }
+  collect(ConsoleWindow());
+  return texts;
+}
+
+TEST_F(MainWindowTest, isGermanThroughout) {
+  // Texts that are the same in both languages, or stand for no word.
+  const std::set<std::string> same{"MoxtelServer", "Port", "Port:", "Client", "Client:", "–", "/", "1", "!"};
+  std::set<std::string> english = allTexts();
+  setStringTable(windowTexts("de"));
+  const std::set<std::string> german = allTexts();
+  EXPECT_EQ(english.size(), german.size());
+  for (const std::string& text : german) {
+    if (same.contains(text) || text.starts_with("Port: ")) continue;
+    EXPECT_FALSE(english.contains(text)) << "not translated: " << text;
+  }
+}
+
+TEST(WindowTexts, keepThePlacesOfWhatIsPutIntoThem) {
+  for (const auto& [english, german] : windowTexts("de")) {
+    EXPECT_EQ(english.find("%1") == std::string::npos, german.find("%1") == std::string::npos) << english;
+    EXPECT_EQ(english.find('&') == std::string::npos, german.find('&') == std::string::npos) << english;
+  }
+}
+
+TEST(WindowTexts, areEmptyForLanguagesWithoutATable) {
+  EXPECT_TRUE(windowTexts("en").empty());
+  EXPECT_TRUE(windowTexts("").empty());
+  EXPECT_FALSE(windowTexts("de").empty());
+}
+
+}  // namespace
+}  // namespace moxtel
