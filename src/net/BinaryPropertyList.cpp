@@ -4,7 +4,6 @@ namespace moxtel {
 
 namespace {
 
-constexpr std::size_t kMagicSize = 8;
 constexpr std::size_t kTrailerSize = 32;
 
 bool isWidth(std::size_t width) { return width >= 1 && width <= 8; }
@@ -44,10 +43,8 @@ std::optional<BinaryPropertyList> BinaryPropertyList::open(std::span<const std::
 }
 
 BinaryPropertyList::Object BinaryPropertyList::object(std::uint64_t number) const noexcept {
-  if (number >= count_) return {};
-  const std::uint64_t offset = sizedNumber(objectsEnd_ + number * offsetWidth_, offsetWidth_);
-  if (offset < kMagicSize || offset >= static_cast<std::uint64_t>(objectsEnd_ - bytes_.data())) return {};
-  const std::uint8_t* place = bytes_.data() + offset;
+  const std::uint8_t* place = placeOf(number);
+  if (!place) return {};
   const std::uint8_t marker = *place++;
   const unsigned low = marker & 15u;
   std::uint64_t count = low;

@@ -99,11 +99,20 @@ std::optional<std::uint64_t> numberAfter(std::string_view prefix, std::string_vi
   return error == std::errc() && stop == end ? std::optional(number) : std::nullopt;
 }
 
-// The keys of a dictionary; dictionaries with the same list of UIDs share them.
+// The keys of a dictionary. Dictionaries of one kind have lists of the same bytes, and share what they mean.
 struct KeyList {
-  std::vector<std::uint64_t> uids;
+  std::string_view bytes;  // the references as they stand; empty: known to nobody else
   std::vector<Text> texts;
   bool distinct = false;
+};
+
+// Which of an archived object's entries is which field: the same for all objects whose keys are the same
+// bytes.
+struct FieldLayout {
+  static constexpr std::size_t kMost = 8;
+  std::string_view bytes;
+  std::array<std::uint64_t Fields::*, kMost> fields{};
+  bool numbered = false;
 };
 
 class Decoder final {
@@ -122,7 +131,11 @@ class Decoder final {
     std::uint64_t unfolds = 1;
     std::size_t height = 0;
   };
-  using Uids = std::vector<std::uint64_t>;
+  // A stretch of uids_, which grows and shrinks as a stack: no memory is asked for each collection.
+  struct Uids {
+    std::size_t first = 0;
+    std::size_t count = 0;
+  };
 
   bool fail(const char* reason) {
     if (!reason_) reason_ = reason;
@@ -151,6 +164,12 @@ class Decoder final {
   bool collection(Class kind, const Object& object, const Fields& fields, std::size_t depth, Measure& own,
                   Value& out);
   bool readFields(const Object& object, Fields& fields);
+  bool readManyFields(const Object& object, Fields& fields);
+  bool readField(std::uint64_t key, std::uint64_t Fields::*& field, bool& numbered);
+  std::string_view referencesOf(const Object& object, std::uint64_t count) const {
+    return {reinterpret_cast<const char*>(object.payload),
+            static_cast<std::size_t>(count) * list_.referenceWidth()};
+  }
   bool rawText(std::uint64_t number, std::string_view& out);
   bool classOf(std::uint64_t number, Class& out);
   bool readClass(const Object& object, Class& out);
@@ -162,9 +181,10 @@ class Decoder final {
   bool numberedUids(const Object& object, std::string_view prefix, Uids& out);
   bool uidsOf(std::uint64_t number, const Object& object, std::string_view prefix, bool numbered, Uids& out);
   bool array(const Uids& uids, Mutability mutability, std::size_t depth, Measure& own, Value& out);
-  bool dictionary(const Uids& keys, const Uids& objects, Mutability mutability, std::size_t depth,
-                  Measure& own, Value& out);
-  bool keyList(const Uids& uids, std::size_t depth, std::shared_ptr<KeyList>& out);
+  bool dictionary(KeyList& keys, const Uids& objects, Mutability mutability, std::size_t depth, Measure& own,
+                  Value& out);
+  bool keysOf(const Fields& fields, const Object& object, std::size_t depth, std::shared_ptr<KeyList>& out);
+  bool readKeys(const Fields& fields, const Object& object, std::size_t depth, std::shared_ptr<KeyList>& out);
 
   const BinaryPropertyList& list_;
   const ArchiveLimits& limits_;
@@ -173,9 +193,11 @@ class Decoder final {
   std::uint64_t budget_ = 0;
   // By number in the property list: what became of the object.
   std::vector<std::uint32_t> slots_;
+  std::vector<std::uint64_t> uids_;
   std::vector<Value> leaves_;
   std::vector<Collection> collections_;
-  std::array<std::shared_ptr<KeyList>, 16> keyLists_;
+  std::array<std::shared_ptr<KeyList>, 16> keyLists_;  // by what their references begin with
+  FieldLayout layout_;
 };
 
 constexpr std::uint32_t kUntouched = 0;
@@ -231,10 +253,7 @@ bool Decoder::openFrame(std::uint64_t& rootUid) {
 }
 
 bool Decoder::uid(std::uint64_t number, std::uint64_t& out) {
-  const Object object = list_.object(number);
-  if (object.kind != Kind::Uid) return fail("something else stands where a UID belongs");
-  out = sizedNumber(object.payload, static_cast<std::size_t>(object.count));
-  return true;
+  return list_.uid(number, out) || fail("something else stands where a UID belongs");
 }
 
 bool Decoder::objectNumber(std::uint64_t uid, std::uint64_t& number) {
@@ -396,7 +415,9 @@ bool Decoder::archived(std::uint64_t number, const Object& object, std::size_t d
   if (kind >= Class::Array) {
     if (depth >= limits_.depth) return fail("collections are nested too deep");
     Measure own;
+    const std::size_t bottom = uids_.size();
     if (!collection(kind, object, fields, depth + 1, own, out)) return false;
+    uids_.resize(bottom);
     own.height += 1;
     parent.unfolds += own.unfolds - 1;
     parent.height = std::max(parent.height, own.height);
@@ -421,20 +442,44 @@ bool Decoder::collection(Class kind, const Object& object, const Fields& fields,
   Uids objects;
   if (!uidsOf(fields.objects, object, kNumberedObject, fields.numbered, objects)) return false;
   if (kind == Class::Array || kind == Class::MutableArray) return array(objects, mutability, depth, own, out);
-  Uids keys;
-  if (!uidsOf(fields.keys, object, kNumberedKey, fields.numbered, keys)) return false;
-  if (keys.size() != objects.size()) return fail("a dictionary's keys and objects differ in number");
-  return dictionary(keys, objects, mutability, depth, own, out);
+  std::shared_ptr<KeyList> keys;
+  if (!keysOf(fields, object, depth, keys)) return false;
+  if (keys->texts.size() != objects.count) return fail("a dictionary's keys and objects differ in number");
+  return dictionary(*keys, objects, mutability, depth, own, out);
 }
 
 bool Decoder::readFields(const Object& object, Fields& fields) {
   if (!spend(2 * object.count)) return false;
-  for (std::uint64_t i = 0; i < object.count; ++i) {
-    std::string_view key;
-    if (!rawText(list_.reference(object.payload, i), key)) return false;
-    if (const auto field = fieldNamed(key)) fields.*field = list_.reference(object.payload, object.count + i);
-    fields.numbered = fields.numbered || key.starts_with(kNumberedObject) || key.starts_with(kNumberedKey);
+  if (object.count > FieldLayout::kMost) return readManyFields(object, fields);
+  const std::string_view keys = referencesOf(object, object.count);
+  if (layout_.bytes != keys) {
+    FieldLayout layout{.bytes = keys};
+    for (std::size_t i = 0; i < object.count; ++i) {
+      if (!readField(list_.reference(object.payload, i), layout.fields[i], layout.numbered)) return false;
+    }
+    layout_ = layout;
   }
+  for (std::size_t i = 0; i < object.count; ++i) {
+    if (layout_.fields[i]) fields.*layout_.fields[i] = list_.reference(object.payload, object.count + i);
+  }
+  fields.numbered = layout_.numbered;
+  return true;
+}
+
+bool Decoder::readManyFields(const Object& object, Fields& fields) {
+  for (std::uint64_t i = 0; i < object.count; ++i) {
+    std::uint64_t Fields::*field = nullptr;
+    if (!readField(list_.reference(object.payload, i), field, fields.numbered)) return false;
+    if (field) fields.*field = list_.reference(object.payload, object.count + i);
+  }
+  return true;
+}
+
+bool Decoder::readField(std::uint64_t key, std::uint64_t Fields::*& field, bool& numbered) {
+  std::string_view name;
+  if (!rawText(key, name)) return false;
+  field = fieldNamed(name);
+  numbered = numbered || name.starts_with(kNumberedObject) || name.starts_with(kNumberedKey);
   return true;
 }
 
@@ -532,9 +577,10 @@ bool Decoder::readUids(std::uint64_t number, Uids& out) {
   const Object uids = list_.object(number);
   if (uids.kind != Kind::Array) return fail("a collection's contents are no list");
   if (!spend(uids.count)) return false;
-  out.resize(static_cast<std::size_t>(uids.count));
-  for (std::uint64_t i = 0; i < uids.count; ++i) {
-    if (!uid(list_.reference(uids.payload, i), out[static_cast<std::size_t>(i)])) return false;
+  out = {uids_.size(), static_cast<std::size_t>(uids.count)};
+  uids_.resize(out.first + out.count);
+  for (std::size_t i = 0; i < out.count; ++i) {
+    if (!uid(list_.reference(uids.payload, i), uids_[out.first + i])) return false;
   }
   return true;
 }
@@ -553,11 +599,13 @@ bool Decoder::numberedUids(const Object& object, std::string_view prefix, Uids& 
   }
   std::stable_sort(found.begin(), found.end(),
                    [](const auto& a, const auto& b) { return a.first < b.first; });
+  out.first = uids_.size();
   for (const auto& [position, named] : found) {
-    if (!out.empty() && position == out.size() - 1) {
-      out.back() = named;  // the same key again: the last one counts
-    } else if (position == out.size()) {
-      out.push_back(named);
+    if (out.count > 0 && position == out.count - 1) {
+      uids_.back() = named;  // the same key again: the last one counts
+    } else if (position == out.count) {
+      uids_.push_back(named);
+      ++out.count;
     } else {
       return fail("a collection's numbered contents have a gap");
     }
@@ -566,49 +614,62 @@ bool Decoder::numberedUids(const Object& object, std::string_view prefix, Uids& 
 }
 
 bool Decoder::array(const Uids& uids, Mutability mutability, std::size_t depth, Measure& own, Value& out) {
-  std::vector<Value> items(uids.size());
-  for (std::size_t i = 0; i < uids.size(); ++i) {
-    if (!value(uids[i], depth, own, items[i])) return false;
+  std::vector<Value> items(uids.count);
+  for (std::size_t i = 0; i < uids.count; ++i) {
+    if (!value(uids_[uids.first + i], depth, own, items[i])) return false;
   }
   out = Array(std::move(items), mutability);
   return true;
 }
 
-bool Decoder::dictionary(const Uids& keys, const Uids& objects, Mutability mutability, std::size_t depth,
+bool Decoder::dictionary(KeyList& keys, const Uids& objects, Mutability mutability, std::size_t depth,
                          Measure& own, Value& out) {
-  std::shared_ptr<KeyList> known;
-  if (!keyList(keys, depth, known)) return false;
   Dictionary entries(mutability);
-  entries.reserve(keys.size());
-  for (std::size_t i = 0; i < keys.size(); ++i) {
-    Value item;
-    if (!value(objects[i], depth, own, item)) return false;
-    if (known->distinct) {
-      entries.append(known->texts[i], std::move(item));
-    } else {
-      entries.set(known->texts[i], std::move(item));
+  entries.reserve(objects.count);
+  for (std::size_t i = 0; i < objects.count; ++i) {
+    if (keys.distinct) {
+      if (!value(uids_[objects.first + i], depth, own, entries.append(keys.texts[i]))) return false;
+      continue;
     }
+    Value item;
+    if (!value(uids_[objects.first + i], depth, own, item)) return false;
+    entries.set(keys.texts[i], std::move(item));
   }
-  known->distinct = entries.size() == keys.size();
+  keys.distinct = entries.size() == objects.count;
   out = std::move(entries);
   return true;
 }
 
-bool Decoder::keyList(const Uids& uids, std::size_t depth, std::shared_ptr<KeyList>& out) {
-  std::shared_ptr<KeyList>& kept = keyLists_[uids.empty() ? 0 : (uids.front() + uids.size()) % 16];
-  out = kept;
-  if (out && out->uids == uids) return true;
+bool Decoder::keysOf(const Fields& fields, const Object& object, std::size_t depth,
+                     std::shared_ptr<KeyList>& out) {
+  const Object list = fields.keys == Fields::kNone ? Object{} : list_.object(fields.keys);
+  if (list.kind != Kind::Array || list.count == 0) return readKeys(fields, object, depth, out);
+  std::shared_ptr<KeyList>& kept =
+      keyLists_[(list_.reference(list.payload, 0) + list.count) % keyLists_.size()];
+  const std::string_view bytes = referencesOf(list, list.count);
+  if (kept && kept->bytes == bytes) {
+    out = kept;
+    return spend(list.count);
+  }
+  if (!readKeys(fields, object, depth, out)) return false;
+  out->bytes = bytes;
+  kept = out;
+  return true;
+}
+
+bool Decoder::readKeys(const Fields& fields, const Object& object, std::size_t depth,
+                       std::shared_ptr<KeyList>& out) {
+  Uids uids;
+  if (!uidsOf(fields.keys, object, kNumberedKey, fields.numbered, uids)) return false;
   out = std::make_shared<KeyList>();
-  out->uids = uids;
-  out->texts.reserve(uids.size());
+  out->texts.reserve(uids.count);
   Measure none;
-  for (const std::uint64_t uid : uids) {
+  for (std::size_t i = 0; i < uids.count; ++i) {
     Value key;
-    if (!value(uid, depth, none, key)) return false;
+    if (!value(uids_[uids.first + i], depth, none, key)) return false;
     if (!key.isString()) return fail("a dictionary's key is no text");
     out->texts.push_back(key.text());
   }
-  keyLists_[uids.empty() ? 0 : (uids.front() + uids.size()) % 16] = out;
   return true;
 }
 

@@ -220,13 +220,16 @@ void Dictionary::set(Text key, Value value) {
   }
 }
 
-void Dictionary::append(Text key, Value value) {
-  entries_.push_back({std::move(key), std::move(value)});
+void Dictionary::append(Text key, Value value) { append(std::move(key)) = std::move(value); }
+
+Value& Dictionary::append(Text key) {
+  Entry& entry = entries_.emplace_back(Entry{std::move(key), Value()});
   if (index_) {
-    index_->emplace(entries_.back().key.view(), entries_.size() - 1);
+    index_->emplace(entry.key.view(), entries_.size() - 1);
   } else if (entries_.size() > kIndexedSize) {
     rebuildIndex();
   }
+  return entry.value;
 }
 
 bool Dictionary::remove(std::string_view key) {

@@ -199,6 +199,8 @@ class Dictionary final {
   void set(Text key, Value value);
   // Adds an entry whose key the caller knows to be new: no lookup.
   void append(Text key, Value value);
+  // The same with a nil value, to be filled in before the dictionary changes again.
+  Value& append(Text key);
   // Whether there was such an entry.
   bool remove(std::string_view key);
   void clear() noexcept;
