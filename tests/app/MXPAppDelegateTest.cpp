@@ -198,6 +198,30 @@ TEST_F(MXPAppDelegateTest, aChangedPreferenceForgetsTheClientAndDisconnectsIt) {
   EXPECT_TRUE(Peer(delegate->server().port()).connected);
 }
 
+TEST_F(MXPAppDelegateTest, forgetsItsClientWhenItStartsAnew) {
+  launched();
+  {
+    const Peer peer(delegate->server().port());
+    ASSERT_TRUE(eventually("Info: Connected to Moxtel on 'localhost'"));
+    delegate->startup();
+  }
+  EXPECT_TRUE(eventually("Info: Lost connection to Moxtel"));
+  EXPECT_FALSE(view.contains("Info: Lost connection to Moxtel on 'localhost'"));
+}
+
+TEST_F(MXPAppDelegateTest, aDisconnectWithTwoKnownClientsIsAnonymousAndForgetsNeither) {
+  launched();
+  {
+    const Peer peer(delegate->server().port());
+    ASSERT_TRUE(eventually("Info: Connected to Moxtel on 'localhost'"));
+    delegate->changedConnection(
+        {"ChangedConnection", nullptr, Dictionary{{"clientip", "192.0.2.7"}, {"clientname", "ipad.local"}}});
+  }
+  ASSERT_TRUE(eventually("Info: Lost connection to Moxtel"));
+  delegate->changedConnection({"ChangedConnection", nullptr, Value()});
+  EXPECT_TRUE(eventually("Info: Lost connection to Moxtel", 2));
+}
+
 TEST_F(MXPAppDelegateTest, aDisconnectWithoutAKnownClientIsAnonymous) {
   launched();
   delegate->changedConnection({"ChangedConnection", nullptr, Value()});
