@@ -1,6 +1,6 @@
 """DNS-SD as other programs and other hosts see it: dnssd-probe against Avahi's own daemon and browser.
 
-    dnssd_test.py PROBE MOXTEL [unittest arguments]
+    dnssd_test.py PROBE MOXTEL SERVER [unittest arguments]
 """
 
 import json
@@ -16,6 +16,7 @@ from dnssd_hosts import Host, connect, why_not  # noqa: E402
 TYPE = "_moxtelserver._tcp."
 PROBE = "dnssd-probe"
 MOXTEL = "moxtel"
+SERVER = "moxtelserverd"
 
 
 def told(*parts):
@@ -33,7 +34,7 @@ class DnsSdTest(unittest.TestCase):
         self.hosts = []
 
     def tearDown(self):
-        reports = [line for host in self.hosts for line in host.end_programs((PROBE, MOXTEL))
+        reports = [line for host in self.hosts for line in host.end_programs((PROBE, MOXTEL, SERVER))
                    if "Sanitizer" in line or "runtime error" in line]
         for host in self.hosts:
             host.end()
@@ -65,6 +66,12 @@ class DnsSdTest(unittest.TestCase):
     @staticmethod
     def browse(host, *options):
         return host.start(PROBE, *options, "browse", TYPE)
+
+    @staticmethod
+    def serve(host):
+        """The real server, with settings of its own and nothing to serve."""
+        host.environment["XDG_CONFIG_HOME"] = host.folder
+        return host.start(SERVER, "-Port", "4250", "-LibraryPath", host.folder + "/nothing")
 
     @staticmethod
     def avahi_browse(host):
@@ -146,6 +153,27 @@ class DnsSdTest(unittest.TestCase):
         probe.end(signal.SIGKILL)
         self.assertEqual(browser.lines_within(3), [])
         self.publish(here, "Photos").wait_for(told("published", "Photos"))
+
+    def check_the_server_says_goodbye(self, how, daemon_here=False):
+        here, there = self.pair(daemon_here=daemon_here)
+        browser = self.browse(there)
+        server = self.serve(here)
+        by = "Avahi daemon" if daemon_here else "built-in responder"
+        server.wait_for(lambda line: line.endswith(
+            f'Info:  Published as "alpha" at 10.77.1.1, port 4250 ({by})'), 30)
+        browser.wait_for(told("resolved", "alpha", "alpha.local", "4250", "10.77.1.1"))
+        self.assertEqual(server.end(how), 0, server.lines)
+        # A goodbye lets the record live for one second more.
+        browser.wait_for(told("removed", "alpha"), 5)
+
+    def test_the_server_says_goodbye_when_it_is_terminated(self):
+        self.check_the_server_says_goodbye(signal.SIGTERM)
+
+    def test_the_server_says_goodbye_when_it_is_interrupted(self):
+        self.check_the_server_says_goodbye(signal.SIGINT)
+
+    def test_the_server_says_goodbye_through_a_daemon(self):
+        self.check_the_server_says_goodbye(signal.SIGTERM, daemon_here=True)
 
     def test_the_responder_takes_over_from_a_daemon_that_dies_and_hands_back(self):
         here, there = self.pair(daemon_here=True)
@@ -285,4 +313,5 @@ if __name__ == "__main__":
         sys.exit(77)
     PROBE = os.path.abspath(sys.argv.pop(1))
     MOXTEL = os.path.abspath(sys.argv.pop(1))
+    SERVER = os.path.abspath(sys.argv.pop(1))
     unittest.main(verbosity=2)
