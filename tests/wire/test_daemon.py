@@ -1,0 +1,141 @@
+"""The daemon as a service: readiness, signals, and the diagnosis of the folder tree."""
+
+import os
+import pathlib
+import shutil
+import signal
+import socket
+import sqlite3
+import subprocess
+import tempfile
+import unittest
+
+import moxteltest
+from moxteltest import Client, Server, wait_for
+
+
+class ServiceManager:
+    """The socket that a service manager gives to its services."""
+
+    def __init__(self, abstract=False):
+        self.folder = tempfile.mkdtemp(prefix="moxteltest.")
+        self.name = "@moxteltest-%d" % os.getpid() if abstract else self.folder + "/notify"
+        self.socket = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
+        self.socket.bind(self.name.replace("@", "\0", 1) if abstract else self.name)
+        self.socket.settimeout(moxteltest.PATIENCE)
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.socket.close()
+        shutil.rmtree(self.folder)
+
+    def told(self):
+        return self.socket.recv(4096)
+
+
+class Daemon(moxteltest.LibraryTestCase):
+    options = ("--images", "none", "--photos", "20")
+
+    def send(self, server, number):
+        server.process.send_signal(number)
+
+    def waits_for_line(self, server, part, times=1):
+        wait_for(lambda: server.console().count(part) >= times, "'%s' in:\n%s" % (part, server.console()))
+
+    def test_it_is_ready_when_it_listens_and_says_when_it_stops(self):
+        for abstract in (False, True):
+            with ServiceManager(abstract) as manager:
+                environment = {"NOTIFY_SOCKET": manager.name}
+                with Server(self.library, wait=False, environment=environment) as server:
+                    self.assertEqual(manager.told(), b"READY=1")
+                    self.assertTrue(server.is_listening())
+                    self.send(server, signal.SIGTERM)
+                    self.assertEqual(manager.told(), b"STOPPING=1")
+                    self.assertEqual(server.process.wait(moxteltest.PATIENCE), 0)
+
+    def test_it_serves_where_the_service_manager_is_gone(self):
+        with Server(self.library, environment={"NOTIFY_SOCKET": "/nonexistent/notify"}) as server:
+            with Client(server) as client:
+                self.assertEqual(client.result("Get Version"), "1.4")
+
+    def test_hangup_reloads_the_library_and_disconnects(self):
+        with Server(self.library) as server, Client(server) as client:
+            self.assertEqual(client.result("Get Version"), "1.4")
+            self.send(server, signal.SIGHUP)
+            self.waits_for_line(server, "Info:  Reloading database\n")
+            self.assertEqual(client.socket.recv(1), b"")
+            self.waits_for_line(server, "Running app: <none>", times=2)
+            with Client(server) as another:
+                self.assertEqual(another.result("Get Version"), "1.4")
+
+    def test_hangup_shows_what_was_added_to_the_library(self):
+        folder = pathlib.Path(tempfile.mkdtemp(prefix="moxteltest."))
+        self.addCleanup(shutil.rmtree, folder)
+        library = moxteltest.make_library(folder / "Library", *self.options)
+        with Server(library) as server:
+            with Client(server) as client:
+                events = client.result("Get Events")
+                known = next(event["AlbumId"] for event in events if event["AlbumType"] == "Project")
+            database = sqlite3.connect(library / "Database/apdb/Library.apdb")
+            columns = [row[1] for row in database.execute("PRAGMA table_info(RKFolder)")]
+            row = database.execute("SELECT * FROM RKFolder WHERE uuid = ?", (known,)).fetchone()
+            values = dict(zip(columns, row))
+            values["modelId"], values["uuid"] = None, "anotherProject"
+            database.execute("INSERT INTO RKFolder (%s) VALUES (%s)" % (
+                ",".join(columns), ",".join("?" * len(columns))), [values[name] for name in columns])
+            database.commit()
+            database.close()
+            self.send(server, signal.SIGHUP)
+            self.waits_for_line(server, "Running app: <none>", times=2)
+            with Client(server) as client:
+                self.assertEqual(len(client.result("Get Events")), len(events) + 1)
+
+    def test_user_signal_disconnects_the_client_and_serves_the_next(self):
+        with Server(self.library) as server, Client(server) as client:
+            self.assertEqual(client.result("Get Version"), "1.4")
+            self.send(server, signal.SIGUSR1)
+            self.assertEqual(client.socket.recv(1), b"")
+            with Client(server) as another:
+                self.assertEqual(another.result("Get Version"), "1.4")
+            self.assertNotIn("Reloading", server.console())
+
+    def test_user_signal_without_a_client_changes_nothing(self):
+        with Server(self.library) as server:
+            self.send(server, signal.SIGUSR1)
+            with Client(server) as client:
+                self.assertEqual(client.result("Get Version"), "1.4")
+
+    def test_each_ending_signal_ends_it_cleanly_with_a_client(self):
+        for number in (signal.SIGTERM, signal.SIGINT):
+            with Server(self.library) as server, Client(server) as client:
+                self.assertEqual(client.result("Get Version"), "1.4")
+                self.send(server, number)
+                self.assertEqual(server.process.wait(moxteltest.PATIENCE), 0)
+
+    def print_folders(self, library):
+        home = tempfile.mkdtemp(prefix="moxteltest.")
+        self.addCleanup(shutil.rmtree, home)
+        return subprocess.run(
+            [moxteltest.program("MOXTEL_SERVER"), "--print-folders", "-LibraryPath", str(library)], text=True,
+            env={"PATH": "/usr/bin:/bin", "HOME": home, "TMPDIR": home, "XDG_CONFIG_HOME": home},
+            capture_output=True, timeout=moxteltest.PATIENCE)
+
+    def test_print_folders_prints_and_ends_without_serving(self):
+        ended = self.print_folders(self.library)
+        self.assertEqual(ended.returncode, 0)
+        with sqlite3.connect("file:%s?mode=ro" % (self.library / "Database/apdb/Library.apdb"), uri=True) as database:
+            names = [name for (name,) in database.execute(
+                "SELECT name FROM RKFolder WHERE folderType = 2 AND isInTrash = 0 AND name IS NOT NULL")]
+        self.assertTrue(names)
+        for name in names:
+            self.assertIn(name, ended.stdout)
+        self.assertNotIn("Listening on port", ended.stdout)
+
+    def test_print_folders_of_no_library_ends_too(self):
+        self.assertEqual(self.print_folders(self.folder / "nothing").returncode, 0)
+
+
+if __name__ == "__main__":
+    unittest.main()
