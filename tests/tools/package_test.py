@@ -1,0 +1,90 @@
+"""What the desktop, the service manager and Debian's own checker say of the package; none may complain.
+
+Usage: package_test.py BUILD CPACK. A tool that is not installed is skipped, by name; the build folder must
+hold the programs.
+"""
+
+import pathlib
+import shutil
+import subprocess
+import sys
+import tempfile
+import unittest
+
+BUILD, CPACK = map(pathlib.Path, sys.argv[1:3])
+PROGRAMS = ("MoxtelServer", "moxtelserverd", "moxtel", "moxtel-make-library")
+
+
+def output_of(*command, **options):
+    """Exit status and everything that a command prints."""
+    ended = subprocess.run(list(map(str, command)), stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True,
+                           timeout=240, **options)
+    return ended.returncode, ended.stdout
+
+
+class Package(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.folder = pathlib.Path(tempfile.mkdtemp(prefix="moxteltest."))
+        cls.addClassCleanup(shutil.rmtree, cls.folder)
+        status, text = output_of(CPACK, "--config", BUILD / "CPackConfig.cmake", "-G", "DEB", "-B", cls.folder,
+                                 cwd=cls.folder)
+        packages = list(cls.folder.glob("*.deb")) + list((BUILD / "package").glob("*.deb"))
+        if status != 0 or not packages:
+            raise AssertionError(text)
+        cls.package = packages[0]
+        cls.root = cls.folder / "root"
+        subprocess.run(["dpkg-deb", "-x", cls.package, cls.root], check=True)
+
+    def needs(self, tool):
+        if not shutil.which(tool):
+            self.skipTest(tool + " is not installed")
+
+    def test_it_holds_every_program_with_its_manual(self):
+        for name in PROGRAMS:
+            self.assertTrue((self.root / "usr/bin" / name).is_file(), name)
+            self.assertTrue(list((self.root / "usr/share/man").glob("man?/%s.?.gz" % name)), name)
+        self.assertTrue((self.root / "usr/libexec/moxtel/moxtel-picture-decoder").is_file())
+        self.assertTrue((self.root / "usr/share/moxtelserver/Help.html").is_file())
+
+    def test_it_depends_on_what_is_opened_at_run_time(self):
+        depends = subprocess.check_output(["dpkg-deb", "-f", self.package, "Depends"], text=True)
+        for library in ("libavahi-client3", "libavahi-core7", "libqt6widgets6", "libsqlite3-0"):
+            self.assertIn(library, depends)
+
+    def test_its_programs_start(self):
+        # Beside the machine's own libraries, which the package depends on.
+        status, text = output_of(self.root / "usr/bin/moxtelserverd", "--version")
+        self.assertEqual(status, 0, text)
+
+    def test_desktop_entry(self):
+        self.needs("desktop-file-validate")
+        entry = self.root / "usr/share/applications/moxtelserver.desktop"
+        self.assertEqual(output_of("desktop-file-validate", entry), (0, ""))
+
+    def test_appstream_data(self):
+        self.needs("appstreamcli")
+        data = self.root / "usr/share/metainfo/org.moxtel.MoxtelServer.metainfo.xml"
+        status, text = output_of("appstreamcli", "validate", "--no-net", data)
+        self.assertEqual(status, 0, text)
+
+    def test_service(self):
+        self.needs("systemd-analyze")
+        unit = (self.root / "usr/lib/systemd/system/moxtelserverd.service").read_text()
+        self.assertIn("ExecStart=/usr/bin/moxtelserverd ", unit)
+        # What is checked is there, though it is not installed.
+        checked = self.folder / "moxtelserverd.service"
+        checked.write_text(unit.replace("/usr/bin/", str(self.root) + "/usr/bin/"))
+        self.assertEqual(output_of("systemd-analyze", "verify", "--man=no", checked), (0, ""))
+
+    def test_lintian(self):
+        self.needs("lintian")
+        status, text = output_of("lintian", "--allow-root", self.package)
+        self.assertEqual((status, text), (0, ""))
+
+
+if __name__ == "__main__":
+    if not shutil.which("dpkg-deb") or not shutil.which("dpkg-shlibdeps"):
+        print("Debian's package tools are not installed")
+        sys.exit(77)
+    unittest.main(argv=sys.argv[:1], verbosity=2)
