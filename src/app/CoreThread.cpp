@@ -1,6 +1,7 @@
 #include "app/CoreThread.h"
 
 #include "app/ServerProgram.h"
+#include "net/QVSocketServer.h"
 #include "platform/CoreLoop.h"
 
 namespace moxtel {
@@ -17,6 +18,7 @@ CoreThread::CoreThread(UserDefaults& defaults, ConsoleView& view, StatusChanged 
       thread_([this, &defaults, &view] { run(defaults, view); }) {}
 
 CoreThread::~CoreThread() {
+  QVSocketServer::closeToClients();
   loop_->quit();
   thread_.join();
 }

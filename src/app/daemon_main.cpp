@@ -5,6 +5,7 @@
 #include "app/CommandLine.h"
 #include "app/ServerProgram.h"
 #include "console/StandardOutputConsoleView.h"
+#include "net/QVSocketServer.h"
 #include "platform/CoreLoop.h"
 #include "platform/ServiceManager.h"
 #include "platform/SignalWatcher.h"
@@ -34,16 +35,23 @@ int main(int argc, char** argv) {
     });
     return loop.run();
   }
-  const SignalWatcher signals(SignalWatcher::usualSignals(), [&](int signal) {
+  // A reply to a client that takes it slowly must hold up neither the end nor the wish to be rid of it.
+  const auto atOnce = [](int signal) {
+    if (signal == SIGUSR1) {
+      QVSocketServer::disconnect();
+    } else if (signal != SIGHUP) {
+      QVSocketServer::closeToClients();
+    }
+  };
+  const auto told = [&](int signal) {
     if (signal == SIGHUP) {
       program.delegate().reload();
-    } else if (signal == SIGUSR1) {
-      program.delegate().disconnectClient();
-    } else {
+    } else if (signal != SIGUSR1) {
       notifyServiceManager("STOPPING=1");
       loop.quit();
     }
-  });
+  };
+  const SignalWatcher signals(SignalWatcher::usualSignals(), told, atOnce);
   loop.post([&program] {
     program.start();
     notifyServiceManager("READY=1");

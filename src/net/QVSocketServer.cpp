@@ -83,6 +83,11 @@ void QVSocketServer::disconnect() {
   if (sharedServer && socket != 0) sharedServer->cutConnection();
 }
 
+void QVSocketServer::closeToClients() {
+  const std::lock_guard lock(sharedMutex);
+  if (sharedServer) sharedServer->refuseClients();
+}
+
 bool QVSocketServer::startServerOnPort(std::int32_t port, const std::string& bonjourName,
                                        const std::string& type) {
   FileDescriptor created = makeStreamSocket();
@@ -157,14 +162,16 @@ bool QVSocketServer::publish(const std::string& bonjourName, const std::string& 
 bool QVSocketServer::startThread() {
   waker_ = std::make_unique<Waker>();
   if (!*waker_) {
-    NSLog("could not start the accept thread: too many open files");
+    rememberFailure(errno);
+    NSLog("could not start the accept thread: %@", startFailure_);
     return false;
   }
   stopping_ = false;
   try {
     thread_ = std::thread([this] { runServer(); });
   } catch (const std::system_error& error) {
-    NSLog("could not start the accept thread: %s", error.what());
+    rememberFailure(error.code().value());
+    NSLog("could not start the accept thread: %@", startFailure_);
     return false;
   }
   return true;
@@ -172,11 +179,7 @@ bool QVSocketServer::startThread() {
 
 void QVSocketServer::stop() {
   netService_.reset();
-  {
-    const std::lock_guard lock(ending_);
-    stopping_ = true;
-  }
-  cutConnection();
+  refuseClients();
   if (waker_) waker_->wake();
   if (thread_.joinable()) thread_.join();
   waker_.reset();
@@ -275,6 +278,14 @@ void QVSocketServer::cutConnection() {
   if (!connection_) return;
   cut_ = true;
   ::shutdown(connection_.get(), SHUT_RDWR);
+}
+
+void QVSocketServer::refuseClients() {
+  {
+    const std::lock_guard lock(ending_);
+    stopping_ = true;
+  }
+  cutConnection();
 }
 
 void QVSocketServer::notify(std::string_view name, const void* object, Value userInfo) {

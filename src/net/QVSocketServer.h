@@ -68,6 +68,9 @@ class QVSocketServer final : public ReplyChannel {
   // Ends the shared server's connection, if there is one, at once. The accept thread notices, resets
   // remoteSocket() and posts "ChangedConnection" soon after. Any thread.
   static void disconnect();
+  // For a program that is to end while a reply may still be on its way: ends the shared server's connection,
+  // so that whoever writes to it goes on, and lets no other begin until the next start. Any thread.
+  static void closeToClients();
 
   // Hears every state of the publication, on the core thread, for the lines that the user sees. Call before
   // startServerOnPort().
@@ -113,6 +116,7 @@ class QVSocketServer final : public ReplyChannel {
   void readRequests();
   void endConnection();
   void cutConnection();
+  void refuseClients();
   void notify(std::string_view name, const void* object, Value userInfo);
 
   NotificationCenter& notifications_;

@@ -16,7 +16,10 @@ class SignalWatcher final {
   // The signals that a server heeds: to end (SIGTERM, SIGINT), and SIGHUP and SIGUSR1.
   static std::vector<int> usualSignals();
 
-  SignalWatcher(const std::vector<int>& signals, std::function<void(int signal)> told);
+  // told is called on the loop's thread. atOnce, when given, hears each signal before that, on a thread of
+  // its own: what must not wait for a loop that is busy.
+  SignalWatcher(const std::vector<int>& signals, std::function<void(int signal)> told,
+                std::function<void(int signal)> atOnce = {});
   ~SignalWatcher();
   SignalWatcher(const SignalWatcher&) = delete;
   SignalWatcher& operator=(const SignalWatcher&) = delete;

@@ -101,6 +101,22 @@ TEST_F(Server, doesNotStartWithoutAPublisher) {
   EXPECT_TRUE(log.contains("An error occurred initializing the NSNetService object."));
 }
 
+TEST_F(Server, saysWhyItCannotServeOnceItListens) {
+  const int next = ::dup(STDERR_FILENO);
+  ::close(next);
+  rlimit before{};
+  ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
+  rlimit one = before;
+  one.rlim_cur = static_cast<rlim_t>(next) + 1;  // for the listener and no more
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &one), 0);
+  QVSocketServer deaf(center, &publisher);
+  const bool started = deaf.startServerOnPort(0, "My Mac", "_moxtelserver._tcp.");
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
+  EXPECT_FALSE(started);
+  EXPECT_NE(deaf.port(), 0);
+  EXPECT_EQ(deaf.startFailure(), "Too many open files");
+}
+
 TEST_F(Server, servesOnWhenPublishingFailsLater) {
   start();
   publisher.tell({PublicationState::Kind::Failed, "My Mac", "no network"});
@@ -333,6 +349,25 @@ TEST_F(Server, disconnectEndsAReplyThatIsBeingWritten) {
   ASSERT_TRUE(sent.waitFor(1));
   EXPECT_FALSE(sent.all()[0]);
   ASSERT_TRUE(changes.waitFor(2));
+  expectServesTheNext();
+}
+
+TEST_F(Server, closesToClientsEvenWhileAReplyIsBeingWritten) {
+  onData([&](const Notification&) { sent.add(server->sendToClientResultObject(largeReply(16 << 20))); });
+  start();
+  RawClient client = connected(4096);
+  ASSERT_TRUE(client.send("?"));
+  ASSERT_GT(client.readSome(100), 0u);
+  RawClient waiting = RawClient::to(server->port());
+  ASSERT_TRUE(waiting.send("?"));
+  QVSocketServer::closeToClients();
+  ASSERT_TRUE(sent.waitFor(1));
+  EXPECT_FALSE(sent.all()[0]);
+  ASSERT_TRUE(changes.waitFor(2));
+  server->stop();
+  EXPECT_EQ(changes.count(), 2u);
+  EXPECT_EQ(chunks.count(), 1u);
+  ASSERT_TRUE(server->startServerOnPort(0, "My Mac", "_moxtelserver._tcp."));
   expectServesTheNext();
 }
 

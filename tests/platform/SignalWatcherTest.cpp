@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
+#include <future>
 #include <stdexcept>
 #include <thread>
 
@@ -36,6 +37,26 @@ TEST(SignalWatcher, takesSignalsThatAnotherThreadGets) {
   std::thread sender([] { ::raise(SIGUSR1); });
   EXPECT_EQ(loop.run(), 6);
   sender.join();
+}
+
+TEST(SignalWatcher, tellsAtOnceWhileTheLoopIsBusy) {
+  CoreLoop loop;
+  std::promise<int> heard;
+  std::vector<int> told;
+  const SignalWatcher watcher(
+      {SIGUSR1},
+      [&](int signal) {
+        told.push_back(signal);
+        loop.quit(4);
+      },
+      [&](int signal) { heard.set_value(signal); });
+  loop.post([&] {
+    ::raise(SIGUSR1);
+    EXPECT_EQ(heard.get_future().get(), SIGUSR1);
+    EXPECT_THAT(told, ElementsAre());
+  });
+  EXPECT_EQ(loop.run(), 4);
+  EXPECT_THAT(told, ElementsAre(SIGUSR1));
 }
 
 TEST(SignalWatcher, worksOnALoopThatRunsOnASecondThread) {

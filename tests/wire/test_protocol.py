@@ -10,6 +10,7 @@ import socket
 import struct
 import subprocess
 import tempfile
+import time
 import unittest
 
 import keyedarchive
@@ -303,6 +304,31 @@ class Refusals(moxteltest.LibraryTestCase):
                     self.assertEqual(server.process.wait(moxteltest.PATIENCE), 0, server.log()[-500:])
                     with self.assertRaises((moxteltest.Closed, ConnectionError)):
                         client.receive_exactly(1)
+
+    def test_a_client_that_reads_slowly_does_not_hold_up_the_end(self):
+        library = moxteltest.make_library(self.folder / "Large", *self.options)
+        for master in (path for path in (library / "Masters").rglob("*") if path.is_file()):
+            os.truncate(master, 64 << 20)
+        with Server(library) as server, Client(server) as client:
+            for photo in client.result("Photos of Album", id="allPhotosAlbum"):
+                client.send("Data of Photo", key=photo["PhotoKey"])
+                (length,) = struct.unpack("=I", client.receive_exactly(4))
+                if length > 64 << 20:
+                    break
+                client.receive_exactly(length)
+            self.assertGreater(length, 64 << 20)
+            server.process.send_signal(signal.SIGTERM)
+
+            # Slow, but never silent for so long that the server would give it up.
+            def has_ended():
+                try:
+                    client.socket.recv(20_000)
+                except ConnectionError:
+                    pass
+                time.sleep(0.05)
+                return server.process.poll() is not None
+            wait_for(has_ended, "the server to end", 15)
+            self.assertEqual(server.process.returncode, 0, server.log()[-500:])
 
     def test_help_and_version(self):
         for option in ("--help", "--version"):
