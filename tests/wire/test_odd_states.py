@@ -1,0 +1,325 @@
+"""Files and databases in states that a well-kept library is never in: the server's answers, its log lines, and
+that it gets over every one of them without a restart. Other programs that write are real processes.
+"""
+
+import os
+import pathlib
+import shutil
+import signal
+import sqlite3
+import subprocess
+import sys
+import tempfile
+import unittest
+
+import moxteltest
+
+WRITER = """
+import sqlite3, sys
+path, script = sys.argv[1:]
+database = sqlite3.connect(path, timeout=30, isolation_level=None)
+for each in script.split(";"):
+    database.execute(each)
+print("ready", flush=True)
+sys.stdin.read()
+"""
+
+ONLY_A_WRITE_LOCK = "BEGIN IMMEDIATE;UPDATE RKFolder SET name = 'unfinished'"
+EVERYBODY_OUT = "BEGIN EXCLUSIVE"
+
+FOLDERS = "SELECT name,uuid,folderType,modelId,posterVersionUuid,minImageDate,maxImageDate,isHiddenWhenEmpty FROM " \
+    "RKFolder WHERE parentFolderUuid = '%s' AND isInTrash = 0"
+FACES = "SELECT uuid,name,keyVersionUuid,faceKey FROM RKFaceName"
+
+
+class Writer:
+    """Another process with a database open, holding what its statements took; ends with the context."""
+
+    def __init__(self, path, statements):
+        self.process = subprocess.Popen([sys.executable, "-c", WRITER, str(path), statements],
+                                        stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+        assert self.process.stdout.readline() == b"ready\n"
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.process.stdin.close()
+        self.process.wait()
+        self.process.stdout.close()
+
+    def crash(self):
+        self.process.send_signal(signal.SIGKILL)
+
+
+class OddStates(unittest.TestCase):
+    def setUp(self):
+        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="moxteltest."))
+        self.addCleanup(shutil.rmtree, self.folder)
+        self.library = moxteltest.make_library(self.folder / "Library", "--images", "none", "--photos", 40)
+        self.apdb = self.library / "Database" / "apdb"
+        self.path = self.apdb / "Library.apdb"
+        self.faces_path = self.apdb / "Faces.db"
+
+    def start(self):
+        server = moxteltest.Server(self.library)
+        server.__enter__()
+        self.addCleanup(server.__exit__, None, None, None)
+        client = moxteltest.Client(server)
+        self.addCleanup(client.socket.close)
+        return server, client
+
+    def one(self, sql, path=None):
+        database = sqlite3.connect("file:%s?mode=ro" % (path or self.path), uri=True)
+        try:
+            return database.execute(sql).fetchall()
+        finally:
+            database.close()
+
+    def assert_logged(self, server, line):
+        moxteltest.wait_for(lambda: line in server.log(), "the line %r" % line)
+
+    def project(self):
+        return self.one("SELECT uuid FROM RKFolder WHERE folderType = 2 AND parentFolderUuid = 'AllProjectsItem' "
+                        "ORDER BY modelId")[0][0]
+
+    def another_process_may_write(self):
+        """Right now and in every database, without waiting: nobody holds a lock."""
+        for name in ("Library.apdb", "ImageProxies.apdb", "Properties.apdb", "Faces.db"):
+            database = sqlite3.connect(self.apdb / name, timeout=0, isolation_level=None)
+            try:
+                database.execute("BEGIN EXCLUSIVE")
+                database.execute("ROLLBACK")
+            finally:
+                database.close()
+
+    # Others write
+
+    def test_nothing_is_locked_after_any_command(self):
+        server, client = self.start()
+        photo = self.one("SELECT uuid FROM RKVersion WHERE isInTrash = 0")[0][0]
+        face = self.one("SELECT uuid FROM RKFaceName", self.faces_path)[0][0]
+        album = self.one("SELECT uuid FROM RKAlbum WHERE albumType = 1 AND albumSubclass = 3")[0][0]
+        answered = (
+            ("Get Version", {}), ("Get Albums", {}), ("Get Events", {}), ("Get Faces", {}),
+            ("Photos of Album", {"id": album}), ("Photos of Album", {"id": "allPhotosAlbum"}),
+            ("Photos of Album", {"id": self.project()}), ("Photos of Album", {"id": "no such uuid"}),
+            ("Photos of Album", {}), ("Folders of Album", {"id": "AllProjectsItem"}),
+            ("Folders of Album", {"id": "no such uuid"}), ("Photos of Event", {"id": 1}),
+            ("Photos of Face", {"id": face}), ("Photos of Face", {"id": "no such uuid"}),
+            ("Infos of Photo", {"key": photo}), ("Thumb of Photo", {"key": photo}), ("No Such Command", {}))
+        for command, keys in answered:
+            with self.subTest(command=command, **keys):
+                client.ask(command, **keys)
+                self.another_process_may_write()
+        for command in ("Infos of Photo", "Thumb of Photo", "Preview of Photo", "Photo"):
+            for keys in ({"key": "no such uuid"}, {"key": "x' OR '1'='1"}, {"id": photo}):
+                with self.subTest("an unknown key", command=command, **keys):
+                    client.send(command, **keys)
+                    client.wait_until_read()
+                    client.send("Get Version")
+                    while client.receive() != {"result": "1.4"}:
+                        pass
+                    self.another_process_may_write()
+        self.assertTrue(server.is_running())
+
+    def test_a_writer_that_has_not_committed_disturbs_nobody(self):
+        server, client = self.start()
+        before = client.result("Folders of Album", id="AllProjectsItem")
+        self.assertTrue(before)
+        with Writer(self.path, ONLY_A_WRITE_LOCK):
+            self.assertEqual(client.result("Folders of Album", id="AllProjectsItem"), before)
+            self.assertEqual(client.result("Photos of Album", id="no such uuid"), [])
+        self.assertNotIn("could not", server.log())
+
+    def test_a_locked_library_is_answered_with_empty_lists_which_are_not_kept(self):
+        with Writer(self.path, EVERYBODY_OUT):
+            server, client = self.start()
+            self.assertEqual(client.result("Get Events"), [])
+            self.assert_logged(server, "could not prepare query '%s'" % (FOLDERS % "AllProjectsItem"))
+            self.assert_logged(server, "In parentUuid 'AllProjectsItem' I found 0 folders, 0 projects and 0 albums")
+            self.assertEqual(client.result("Photos of Album", id="allPhotosAlbum"), [])
+            self.assertNotIn("could not open db", server.log())
+        self.assertTrue(client.result("Get Events"))
+        self.assertTrue(client.result("Get Albums"))
+        self.assertTrue(client.result("Photos of Album", id="allPhotosAlbum"))
+        self.another_process_may_write()
+
+    def test_locked_faces_are_an_empty_list_which_is_not_kept(self):
+        with Writer(self.faces_path, EVERYBODY_OUT):
+            server, client = self.start()
+            self.assertEqual(client.result("Get Faces"), [])
+            self.assert_logged(server, "could not prepare query '%s', result: 5" % FACES)
+        self.assertTrue(client.result("Get Faces"))
+
+    def test_locked_texts_leave_captions_out(self):
+        server, client = self.start()
+        whole = client.result("Photos of Album", id=self.project())
+        self.assertTrue(any("Caption" in photo for photo in whole))
+        with Writer(self.apdb / "Properties.apdb", EVERYBODY_OUT):
+            plain = client.result("Photos of Album", id=self.project())
+            self.assert_logged(server, "could not prepare query 'SELECT stringProperty FROM RKUniqueString")
+        self.assertEqual([{key: value for key, value in photo.items() if key not in ("Caption", "Comment")}
+                          for photo in whole], plain)
+        self.assertEqual(client.result("Photos of Album", id=self.project()), whole)
+
+    # Files that are not there
+
+    def test_a_missing_library_database_gets_no_reply_and_then_empty_lists(self):
+        """A failed opening leaves the count of openings raised: later ones answer YES."""
+        away = self.folder / "away"
+        server, client = self.start()
+        expected = client.result("Folders of Album", id="AllProjectsItem")
+        self.path.rename(away)
+        client.send("Folders of Album", id="AllProjectsItem")
+        client.expect_silence()
+        self.assert_logged(server, "could not open db '%s', result: 14" % self.path)
+        self.assertEqual(client.result("Folders of Album", id="AllProjectsItem"), [])
+        self.assert_logged(server, "could not prepare query '%s'" % (FOLDERS % "AllProjectsItem"))
+        self.assertFalse(self.path.exists(), "a database came into being")
+        away.rename(self.path)
+        self.assertEqual(client.result("Folders of Album", id="AllProjectsItem"), expected)
+
+    def test_missing_faces_are_an_empty_list_which_is_not_kept(self):
+        away = self.folder / "away"
+        face = self.one("SELECT uuid FROM RKFaceName", self.faces_path)[0][0]
+        self.faces_path.rename(away)
+        server, client = self.start()
+        for _ in range(2):
+            self.assertEqual(client.result("Get Faces"), [])
+            self.assertEqual(client.result("Photos of Face", id=face), [])
+        self.assertEqual(server.log().count("could not open db '%s', result: 14" % self.faces_path), 4)
+        away.rename(self.faces_path)
+        self.assertTrue(client.result("Get Faces"))
+
+    def test_faces_built_without_the_library_database_are_not_kept(self):
+        away = self.folder / "away"
+        server, client = self.start()
+        self.path.rename(away)
+        faces = client.result("Get Faces")
+        self.assertTrue(faces)
+        for face in faces:
+            self.assertNotIn("MasterKey", face)
+            self.assertEqual((face["FaceIndex"], face["PhotoCount"]), (0, 0))
+        away.rename(self.path)
+        self.assertTrue(any("MasterKey" in face and face["PhotoCount"] > 0 for face in client.result("Get Faces")))
+
+    def test_missing_texts_leave_captions_out(self):
+        (self.apdb / "Properties.apdb").unlink()
+        server, client = self.start()
+        photos = client.result("Photos of Album", id=self.project())
+        self.assertTrue(photos)
+        self.assertFalse(any("Caption" in photo or "Comment" in photo for photo in photos))
+        self.assert_logged(server, "could not open db '%s', result: 14" % (self.apdb / "Properties.apdb"))
+        self.assert_logged(server, "could not open Properties DB")
+        self.assertFalse((self.apdb / "Properties.apdb").exists())
+
+    def test_a_library_that_vanishes_and_comes_back_needs_no_restart(self):
+        away = self.folder / "away"
+        server, client = self.start()
+        events = client.result("Get Events")
+        photos = client.result("Photos of Album", id="allPhotosAlbum")
+        self.library.rename(away)
+        self.assertEqual(client.result("Get Events"), events, "the kept list")
+        client.send("Photos of Album", id="allPhotosAlbum")
+        client.expect_silence()
+        self.assertEqual(client.result("Photos of Album", id="allPhotosAlbum"), [])
+        self.assertEqual(client.result("Get Faces"), [])
+        self.assertFalse(self.library.exists())
+        away.rename(self.library)
+        self.assertEqual(client.result("Photos of Album", id="allPhotosAlbum"), photos)
+        self.assertTrue(client.result("Get Faces"))
+
+    def test_a_library_that_comes_after_the_start_is_served(self):
+        away = self.folder / "away"
+        self.library.rename(away)
+        server, client = self.start()
+        self.assertIn("Problem with reading iPhoto or Aperture data: ", server.console())
+        self.assertEqual(client.result("Get Events"), [])
+        self.assertEqual(client.error("Folders of Album", id="AllProjectsItem"), "Album not found")
+        self.assert_logged(server, "did not found album with ID '0'")
+        away.rename(self.library)
+        self.assertTrue(client.result("Get Events"))
+
+    # Files that hold something else
+
+    def unreadable(self, prepare):
+        """With such a main database lists are empty and the server lives; mended, it serves again."""
+        kept = self.folder / "kept"
+        shutil.copy2(self.path, kept)
+        prepare()
+        before = moxteltest.hash_of_library(self.library)
+        server, client = self.start()
+        self.assertEqual(client.result("Get Events"), [])
+        self.assertEqual(client.result("Photos of Album", id="allPhotosAlbum"), [])
+        self.assert_logged(server, "could not prepare query '%s'" % (FOLDERS % "AllProjectsItem"))
+        self.assertEqual(moxteltest.hash_of_library(self.library), before)
+        os.replace(kept, self.path)
+        self.assertTrue(client.result("Get Events"))
+        self.assertTrue(client.result("Photos of Album", id="allPhotosAlbum"))
+
+    def test_an_empty_file(self):
+        self.unreadable(lambda: self.path.write_bytes(b""))
+
+    def test_a_file_of_something_else(self):
+        self.unreadable(lambda: self.path.write_bytes(b"x" * 100_000))
+
+    def test_a_file_without_tables(self):
+        def prepare():
+            self.path.unlink()
+            sqlite3.connect(self.path).executescript("CREATE TABLE other(x); INSERT INTO other VALUES(1)")
+        self.unreadable(prepare)
+
+    def test_a_missing_column(self):
+        self.unreadable(lambda: sqlite3.connect(self.path).executescript(
+            "ALTER TABLE RKFolder RENAME COLUMN isHiddenWhenEmpty TO x;"
+            "ALTER TABLE RKVersion RENAME COLUMN videoPosterFramePoint TO y"))
+
+    def test_a_file_cut_at_any_place_while_it_is_served(self):
+        whole = self.path.read_bytes()
+        server, client = self.start()
+        for size in (len(whole) - 1, len(whole) // 2, len(whole) // 5, 5000, 4096, 100, 1, 0):
+            with self.subTest(size=size):
+                os.truncate(self.path, size)
+                for command, keys in (("Photos of Album", {"id": "allPhotosAlbum"}), ("Get Faces", {}),
+                                      ("Folders of Album", {"id": "AllProjectsItem"})):
+                    self.assertIsInstance(client.result(command, **keys), list)
+        self.path.write_bytes(whole)
+        self.assertTrue(client.result("Photos of Album", id="allPhotosAlbum"))
+        self.assertTrue(any(face["PhotoCount"] for face in client.result("Get Faces")))
+
+    # Databases that cannot be read where they are
+
+    def test_a_hot_journal_is_read_from_a_private_copy(self):
+        expected = self.one("SELECT COUNT(*) FROM RKVersion WHERE isInTrash = 0 AND versionNumber != 0")[0][0]
+        crash = "PRAGMA cache_size=1;BEGIN IMMEDIATE;UPDATE RKVersion SET isInTrash = 1, filename = hex(randomblob(500))"
+        with Writer(self.path, crash) as writer:
+            writer.crash()
+        journal = pathlib.Path(str(self.path) + "-journal")
+        self.assertTrue(journal.exists())
+        before = moxteltest.hash_of_library(self.library)
+        server, client = self.start()
+        self.assertEqual(len(client.result("Photos of Album", id="allPhotosAlbum")), expected)
+        self.assertTrue(client.result("Get Events"))
+        self.assertEqual(server.console().count("A private copy of it is read."), 1)
+        self.assertIn("its journal is still there", server.console())
+        self.assertEqual(moxteltest.hash_of_library(self.library), before)
+
+    def test_write_ahead_logging_is_read_from_a_private_copy(self):
+        server, client = self.start()
+        statements = "PRAGMA journal_mode=WAL;UPDATE RKFolder SET name = 'from the log' WHERE uuid = '%s'" % self.project()
+        with Writer(self.path, statements):
+            self.assertTrue(pathlib.Path(str(self.path) + "-wal").stat().st_size)
+            names = [each["AlbumName"] for each in client.result("Folders of Album", id="AllProjectsItem")]
+            self.assertIn("from the log", names)
+            self.assertIn("it is kept with a write-ahead log", server.console())
+        self.assertEqual(sorted(path.name for path in self.apdb.glob("*.apdb*") if path.name.startswith("Library")),
+                         ["Library.apdb"])
+        before = moxteltest.hash_of_library(self.library)
+        names = [each["AlbumName"] for each in client.result("Folders of Album", id="AllProjectsItem")]
+        self.assertIn("from the log", names, "without its side files")
+        self.assertEqual(moxteltest.hash_of_library(self.library), before)
+
+
+if __name__ == "__main__":
+    unittest.main()
