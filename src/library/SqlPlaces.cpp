@@ -82,8 +82,9 @@ std::string filledIn(std::string_view sql, std::span<const Value> values) {
 }
 
 bool breaksOutOfLiteral(std::string_view text) {
-  using namespace std::string_view_literals;
-  return text.find_first_of("'\0"sv) != std::string_view::npos;
+  // Two searches for one letter: asked for every value of every query, and many times faster than one for
+  // two.
+  return text.find('\'') != std::string_view::npos || text.find('\0') != std::string_view::npos;
 }
 
 bool bindValues(sqlite3_stmt* statement, const std::vector<SqlPlace>& places, std::span<const Value> values) {
