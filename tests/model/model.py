@@ -63,9 +63,13 @@ def number_in(entry):
 
 
 class Library:
-    """Answers for one library while no photo application can be asked."""
+    """Answers for one library while no photo application can be asked.
 
-    def __init__(self, folder):
+    shows_both_days: whether unnamed containers are named after their last day too.
+    """
+
+    def __init__(self, folder, shows_both_days=False):
+        self.shows_both_days = shows_both_days
         self.databases = {}
         for name, file in (("library", "Library.apdb"), ("proxies", "ImageProxies.apdb"),
                            ("properties", "Properties.apdb"), ("faces", "Faces.db")):
@@ -145,7 +149,7 @@ class Library:
             container = {}
             if int32(kind) in (1, 2):
                 container["AlbumType"] = {1: "Folder", 2: "Project"}[int32(kind)]
-            container["AlbumName"] = self.text(name) or self.made_up_name(int64(first))
+            container["AlbumName"] = self.text(name) or self.made_up_name(int64(first), int64(last))
             self.put(container, "AlbumId", self.text(uuid))
             container["ModelId"] = int32(model_id)
             self.put(container, "KeyPhotoKey", self.text(poster))
@@ -154,12 +158,18 @@ class Library:
             found.append(container)
         return found
 
-    @staticmethod
-    def made_up_name(first):
+    def made_up_name(self, first, last):
         if first == 0:
             return "-"
+        days = [first] if first == last or not self.shows_both_days else [first, last]
+        names = [self.day_name(seconds) for seconds in days]
+        # One that is left open leaves the whole open.
+        return AnyText() if any(isinstance(name, AnyText) for name in names) else " … ".join(names)
+
+    @staticmethod
+    def day_name(seconds):
         try:
-            day = EPOCH + datetime.timedelta(seconds=first)
+            day = EPOCH + datetime.timedelta(seconds=seconds)
         except OverflowError:
             return AnyText()
         return day.strftime("%Y-%m-%d") if day >= FIRST_CERTAIN_DAY else AnyText()

@@ -9,6 +9,7 @@ import pathlib
 import plistlib
 import random
 import shutil
+import sqlite3
 import sys
 import tempfile
 import unittest
@@ -144,19 +145,30 @@ def strange_album_data(library, seed):
         {"List of Albums": albums, "List of Rolls": rolls, "List of Faces": faces, "Master Image List": {"1": {}}}))
 
 
+def unnamed_containers(library):
+    """Takes their names from two thirds of the containers and gives some a last day."""
+    database = sqlite3.connect(library / "Database" / "apdb" / "Library.apdb")
+    with database:
+        database.execute("UPDATE RKFolder SET name = iif(rowid % 2, NULL, '') WHERE rowid % 3")
+        database.execute("UPDATE RKFolder SET minImageDate = 86400 * rowid, maxImageDate = 86400 * rowid + 90000 "
+                         "WHERE rowid % 4 = 1")
+    database.close()
+
+
 class Listings(unittest.TestCase):
     def setUp(self):
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="moxteltest."))
         self.addCleanup(shutil.rmtree, self.folder)
 
-    def compare(self, *options, prepare=None):
+    def compare(self, *options, prepare=None, shows_both_days=False):
         library = moxteltest.make_library(pathlib.Path(tempfile.mkdtemp(dir=self.folder)) / "Library", *options)
         if prepare:
             prepare(library)
         before = moxteltest.hash_of_library(library)
-        reference = model.Library(library)
+        reference = model.Library(library, shows_both_days)
         self.addCleanup(reference.close)
-        with moxteltest.Server(library) as server, moxteltest.Client(server) as client:
+        arguments = ("-ApertureFolderMinMaxDate", "YES") if shows_both_days else ()
+        with moxteltest.Server(library, *arguments) as server, moxteltest.Client(server) as client:
             Comparison(self, client, reference).everything()
             self.assertTrue(server.is_running())
         self.assertEqual(moxteltest.hash_of_library(library), before)
@@ -185,6 +197,12 @@ class Listings(unittest.TestCase):
             with self.subTest(seed=seed):
                 self.compare("--strange", "--seed", seed, "--photos", 20 + seed % 60,
                              prepare=lambda library, seed=seed: strange_album_data(library, seed))
+
+    def test_unnamed_containers_after_both_days(self):
+        for seed in self.seeds()[::5]:
+            with self.subTest(seed=seed):
+                self.compare("--strange", "--seed", seed, "--photos", 20 + seed % 60, prepare=unnamed_containers,
+                             shows_both_days=True)
 
 
 if __name__ == "__main__":
