@@ -22,9 +22,10 @@ namespace moxtel {
 
 namespace {
 
+// One read is enough but for a full buffer: a byte that comes later wakes the loop again.
 void emptyPipe(int fd) {
   std::array<char, 256> buffer{};
-  while (::read(fd, buffer.data(), buffer.size()) > 0) {
+  while (::read(fd, buffer.data(), buffer.size()) == static_cast<ssize_t>(buffer.size())) {
   }
 }
 
@@ -49,7 +50,8 @@ class QtTimer final : public Timer {
 
 }  // namespace
 
-// What other threads touch: the tasks, in their order, and the way to wake the loop.
+// What other threads touch: the tasks, in their order, and the way to wake the loop. A thread is woken after
+// the lock is given back: it would only wait for it.
 class CoreLoop::Queue {
  public:
   enum class Kind : unsigned char { Posted, WaitedFor, Quit };
@@ -70,10 +72,14 @@ class CoreLoop::Queue {
   // Null after the end: the task is destroyed by the caller, outside the lock.
   std::shared_ptr<Entry> add(Kind kind, Task task) {
     auto entry = std::make_shared<Entry>(Entry{kind, std::move(task)});
-    const std::lock_guard lock(mutex_);
-    if (ended_) return nullptr;
-    entries_.push_back(entry);
-    wake();
+    bool sleeping = false;
+    {
+      const std::lock_guard lock(mutex_);
+      if (ended_) return nullptr;
+      entries_.push_back(entry);
+      sleeping = !std::exchange(awake_, true);
+    }
+    if (sleeping) wake();
     return entry;
   }
 
@@ -89,11 +95,15 @@ class CoreLoop::Queue {
 
   // In its turn, so that it comes after what was posted before.
   void addQuit(int code) {
-    const std::lock_guard lock(mutex_);
-    if (ended_ || exitCode_) return;
-    exitCode_ = code;
-    entries_.push_back(std::make_shared<Entry>(Entry{Kind::Quit, {}}));
-    wake();
+    bool sleeping = false;
+    {
+      const std::lock_guard lock(mutex_);
+      if (ended_ || exitCode_) return;
+      exitCode_ = code;
+      entries_.push_back(std::make_shared<Entry>(Entry{Kind::Quit, {}}));
+      sleeping = !std::exchange(awake_, true);
+    }
+    if (sleeping) wake();
   }
 
   // What was posted until now: what these post comes on a later turn.
@@ -105,9 +115,11 @@ class CoreLoop::Queue {
   }
 
   void finish(Entry& entry, bool succeeded) {
-    const std::lock_guard lock(mutex_);
-    entry.done = true;
-    entry.succeeded = succeeded;
+    {
+      const std::lock_guard lock(mutex_);
+      entry.done = true;
+      entry.succeeded = succeeded;
+    }
     changed_.notify_all();
   }
 
@@ -137,8 +149,7 @@ class CoreLoop::Queue {
 
  private:
   void wake() {
-    if (std::exchange(awake_, true)) return;
-    // Into an empty pipe: it cannot be full.
+    // Into a pipe with a byte for each thread at most: it cannot be full.
     while (::write(pipe_.writeEnd.get(), "x", 1) < 0 && errno == EINTR) {
     }
   }
@@ -148,7 +159,7 @@ class CoreLoop::Queue {
   std::condition_variable changed_;
   Entries entries_;
   std::optional<int> exitCode_;
-  bool awake_ = false;  // a byte is in the pipe
+  bool awake_ = false;  // a byte is in the pipe, or about to be
   bool ended_ = false;
 };
 
@@ -184,12 +195,17 @@ void CoreLoop::drain(const std::function<void(int)>& exit) {
   }
 }
 
-void CoreLoop::quit(int code) { queue_->addQuit(code); }
+// Here and below the queue is held: the loop may end, and be destroyed, before it was woken to the end.
+void CoreLoop::quit(int code) {
+  const auto queue = queue_;
+  queue->addQuit(code);
+}
 
 bool CoreLoop::isCurrent() const { return thread_ == std::this_thread::get_id(); }
 
 void CoreLoop::post(Task task) {
-  if (task) queue_->add(Queue::Kind::Posted, std::move(task));
+  const auto queue = queue_;
+  if (task) queue->add(Queue::Kind::Posted, std::move(task));
 }
 
 bool CoreLoop::performAndWait(Task task) {
