@@ -154,6 +154,16 @@ class DnsSdTest(unittest.TestCase):
         self.assertEqual(browser.lines_within(3), [])
         self.publish(here, "Photos").wait_for(told("published", "Photos"))
 
+    def test_a_killed_server_is_not_found_by_who_asks_afresh(self):
+        # Who has seen it before keeps its name for 75 minutes, the time that Avahi gives such a record.
+        here, there = self.pair()
+        probe = self.publish(here, "Photos")
+        probe.wait_for(told("published", "Photos"))
+        self.browse(there).wait_for(told("resolved", "Photos"))
+        probe.end(signal.SIGKILL)
+        self.assertEqual(self.browse(there).lines_within(3), [])
+        there.start(PROBE, "resolve", "Photos", TYPE).wait_for(told("not-resolved", "Photos"))
+
     def check_the_server_says_goodbye(self, how, daemon_here=False):
         here, there = self.pair(daemon_here=daemon_here)
         browser = self.browse(there)
