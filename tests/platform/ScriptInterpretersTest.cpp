@@ -1,0 +1,255 @@
+#include "platform/ScriptInterpreters.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <condition_variable>
+#include <filesystem>
+#include <fstream>
+#include <mutex>
+
+#include "platform/FakeProcessRunner.h"
+#include "platform/FakeRunningApplications.h"
+#include "platform/RemoteApplications.h"
+#include "platform/UserDefaults.h"
+#include "tests/TemporaryFolder.h"
+
+namespace moxtel {
+namespace {
+
+using namespace std::chrono_literals;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using Ending = ProcessResult::Ending;
+
+ProcessResult ended(Ending ending, std::string error = {}, int status = -1) {
+  return {ending, status, {}, std::move(error)};
+}
+
+TEST(CommandWords, areSplitAtBlanks) {
+  EXPECT_THAT(commandWords("ssh mac.local osascript -s s -"),
+              ElementsAre("ssh", "mac.local", "osascript", "-s", "s", "-"));
+  EXPECT_THAT(commandWords("  a\t\tb\nc  "), ElementsAre("a", "b", "c"));
+  EXPECT_THAT(commandWords(""), IsEmpty());
+  EXPECT_THAT(commandWords(" \t\n"), IsEmpty());
+}
+
+TEST(CommandWords, areHeldTogetherByQuotes) {
+  EXPECT_THAT(commandWords(R"('/my tools/run' "a b"c d\ e)"), ElementsAre("/my tools/run", "a bc", "d e"));
+  EXPECT_THAT(commandWords(R"(a '' "")"), ElementsAre("a", "", ""));
+  EXPECT_THAT(commandWords(R"('a\b' "a\"b" \\)"), ElementsAre("a\\b", "a\"b", "\\"));
+  EXPECT_THAT(commandWords("'never closed x"), ElementsAre("never closed x"));
+  EXPECT_THAT(commandWords("ends in \\"), ElementsAre("ends", "in", "\\"));
+}
+
+TEST(CommandWords, haveNoMeaningToAShell) {
+  EXPECT_THAT(commandWords("a; b|c $(d) `e` > f * ~"),
+              ElementsAre("a;", "b|c", "$(d)", "`e`", ">", "f", "*", "~"));
+}
+
+TEST(ScriptInterpreter, isTheUsersCommand) {
+  UserDefaults defaults;
+  FakeProcessRunner processes;
+  defaults.setString("ScriptInterpreter", "ssh mac osascript -s s -");
+  EXPECT_THAT(scriptInterpreterWords(defaults), ElementsAre("ssh", "mac", "osascript", "-s", "s", "-"));
+  EXPECT_EQ(makeScriptRunner(defaults, processes)->description(),
+            "AppleScript is run by 'ssh mac osascript -s s -'");
+}
+
+TEST(ScriptInterpreter, failsAtOnceWhereThereIsNone) {
+  NoScriptRunner none;
+  const ScriptOutcome outcome = none.run("anything");
+  EXPECT_FALSE(outcome.succeeded);
+  EXPECT_EQ(outcome.error.text, "There is no AppleScript interpreter on this machine");
+  EXPECT_THAT(none.description(), HasSubstr("No AppleScript interpreter"));
+}
+
+TEST(ScriptInterpreter, getsTheScriptOnItsStandardInputAndTheWordsAsTheyAre) {
+  FakeProcessRunner processes([](const auto&) { return FakeProcessRunner::printing("{\"a\", {1, 2}}\n"); });
+  InterpreterScriptRunner runner({"ssh", "mac; rm -rf", "$(x)"}, processes);
+  const ScriptOutcome outcome = runner.run("tell \"x\"\nend");
+  ASSERT_TRUE(outcome.succeeded);
+  EXPECT_EQ(outcome.result, Value(Array{"a", Array{1, 2}}));
+  ASSERT_EQ(processes.requests().size(), 1u);
+  const ProcessRequest& request = processes.requests()[0];
+  EXPECT_EQ(request.program, "ssh");
+  EXPECT_THAT(request.arguments, ElementsAre("mac; rm -rf", "$(x)"));
+  EXPECT_EQ(request.input, "tell \"x\"\nend");
+  EXPECT_EQ(request.timeout, 120s);
+}
+
+TEST(ScriptInterpreter, thatPrintsNothingGivesNothing) {
+  FakeProcessRunner processes([](const auto&) { return FakeProcessRunner::printing(""); });
+  const ScriptOutcome outcome = InterpreterScriptRunner({"x"}, processes).run("s");
+  EXPECT_TRUE(outcome.succeeded);
+  EXPECT_TRUE(outcome.result.isNil());
+}
+
+TEST(ScriptInterpreter, isAskedOnceWhenItHangs) {
+  FakeProcessRunner processes([](const auto&) { return ended(Ending::TimedOut); });
+  InterpreterScriptRunner runner({"x"}, processes);
+  for (int i = 0; i < 5000; ++i) {
+    const ScriptOutcome outcome = runner.run("s");
+    EXPECT_FALSE(outcome.succeeded);
+    EXPECT_THAT(outcome.error.text, HasSubstr("did not answer"));
+  }
+  EXPECT_EQ(processes.requests().size(), 1u);
+  runner.beginCommand();
+  EXPECT_FALSE(runner.run("s").succeeded);
+  EXPECT_EQ(processes.requests().size(), 2u) << "the next command asks again";
+}
+
+TEST(ScriptInterpreter, thatFailsIsAskedAgain) {
+  FakeProcessRunner processes([](const auto&) { return ended(Ending::Killed, "signal 9"); });
+  InterpreterScriptRunner runner({"x"}, processes);
+  EXPECT_EQ(runner.run("s").error.text, "The script interpreter died: signal 9");
+  EXPECT_FALSE(runner.run("s").succeeded);
+  EXPECT_EQ(processes.requests().size(), 2u);
+}
+
+TEST(ScriptInterpreter, tellsWhyItFailed) {
+  ProcessResult answer;
+  FakeProcessRunner processes([&answer](const auto&) { return answer; });
+  InterpreterScriptRunner runner({"x"}, processes);
+  answer = ended(Ending::TooMuchOutput);
+  EXPECT_EQ(runner.run("s").error.text, "The script interpreter printed too much");
+  answer = ended(Ending::NotStarted, "No such file or directory");
+  EXPECT_EQ(runner.run("s").error.text,
+            "The script interpreter could not be started: No such file or directory");
+  answer = ended(Ending::Exited, "", 3);
+  EXPECT_EQ(runner.run("s").error.text, "the interpreter ended with status 3");
+  answer =
+      ended(Ending::Exited, "0:17: execution error: iPhoto got an error: Can't get album id 5. (-1728)\n", 1);
+  const ScriptError error = runner.run("s").error;
+  EXPECT_EQ(error.number, -1728);
+  EXPECT_FALSE(error.isSyntaxError);
+  answer = ended(Ending::Exited, "0:4: syntax error: Expected end of line. (-2741)", 1);
+  EXPECT_TRUE(runner.run("s").error.isSyntaxError);
+}
+
+// Real children.
+TEST(ScriptInterpreter, bindsRealProgramsInTimeAndOutput) {
+  SystemProcessRunner processes;
+  InterpreterScriptRunner hanging({"sleep", "600"}, processes, 100ms);
+  EXPECT_THAT(hanging.run("s").error.text, HasSubstr("did not answer in time"));
+  InterpreterScriptRunner dying({"sh", "-c", "kill -9 $$"}, processes);
+  EXPECT_THAT(dying.run("s").error.text, HasSubstr("died"));
+  InterpreterScriptRunner endless({"cat", "/dev/zero"}, processes);
+  EXPECT_THAT(endless.run("s").error.text, HasSubstr("too much"));
+  InterpreterScriptRunner missing({"/no/such/interpreter"}, processes);
+  EXPECT_THAT(missing.run("s").error.text, HasSubstr("could not be started"));
+  InterpreterScriptRunner echo({"cat"}, processes);
+  EXPECT_EQ(echo.run("\"text with \\\"quotes\\\"\"").result, Value("text with \"quotes\""));
+}
+
+TEST(ScriptInterpreter, isStartedWithoutAShell) {
+  TemporaryFolder folder;
+  const std::string trap = (folder.path() / "trap").string();
+  SystemProcessRunner processes;
+  InterpreterScriptRunner runner(commandWords("cat ; touch " + trap + " & $(touch " + trap + ")"), processes);
+  static_cast<void>(runner.run("`touch " + trap + "`"));
+  EXPECT_FALSE(std::filesystem::exists(trap));
+}
+
+// Answers on the asking thread and tells the test of each question.
+class CountingRunner final : public ProcessRunner {
+ public:
+  explicit CountingRunner(ProcessResult answer) : answer_(std::move(answer)) {}
+  ProcessResult run(const ProcessRequest& request) override {
+    const std::lock_guard lock(mutex_);
+    ++asked_;
+    thread_ = std::this_thread::get_id();
+    input_ = request.input;
+    changed_.notify_all();
+    return answer_;
+  }
+  // Until it was asked that often; false after a long time.
+  bool wasAsked(int times) {
+    std::unique_lock lock(mutex_);
+    return changed_.wait_for(lock, 30s, [&] { return asked_ >= times; });
+  }
+  void answerNow(ProcessResult answer) {
+    const std::lock_guard lock(mutex_);
+    answer_ = std::move(answer);
+  }
+  std::string input() {
+    const std::lock_guard lock(mutex_);
+    return input_;
+  }
+  std::thread::id thread() {
+    const std::lock_guard lock(mutex_);
+    return thread_;
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  ProcessResult answer_;
+  int asked_ = 0;
+  std::string input_;
+  std::thread::id thread_;
+};
+
+TEST(RemoteApplications, standBesideTheLocalOnes) {
+  FakeRunningApplications local({"bash"});
+  CountingRunner processes(FakeProcessRunner::printing("{\"Finder\", \"iPhoto\"}\n"));
+  RemoteApplications applications(local, {"ssh"}, processes, 1ms);
+  // The second question comes after the first answer was taken.
+  ASSERT_TRUE(processes.wasAsked(2));
+  EXPECT_THAT(applications.names(), ElementsAre("bash", "Finder", "iPhoto"));
+  EXPECT_EQ(processes.input(), "tell application \"System Events\" to name of every application process");
+  EXPECT_NE(processes.thread(), std::this_thread::get_id());
+}
+
+TEST(RemoteApplications, areNoneOnceTheInterpreterFails) {
+  FakeRunningApplications local({"bash"});
+  CountingRunner processes(FakeProcessRunner::printing("{\"iPhoto\"}\n"));
+  RemoteApplications applications(local, {"ssh"}, processes, 1ms);
+  ASSERT_TRUE(processes.wasAsked(2));
+  for (const auto& failure :
+       {ended(Ending::TimedOut), ended(Ending::Killed), FakeProcessRunner::printing("{\"iPhoto\"}", 1)}) {
+    processes.answerNow(failure);
+    while (applications.names().size() > 1) std::this_thread::yield();
+    EXPECT_THAT(applications.names(), ElementsAre("bash"));
+    processes.answerNow(FakeProcessRunner::printing("{\"iPhoto\"}\n"));
+    while (applications.names().size() < 2) std::this_thread::yield();
+  }
+}
+
+// Hangs until it is cancelled, for half a minute at most.
+class HangingRunner final : public ProcessRunner {
+ public:
+  ProcessResult run(const ProcessRequest& request) override {
+    started = true;
+    const auto end = std::chrono::steady_clock::now() + 30s;
+    while (!*request.cancelled && std::chrono::steady_clock::now() < end) std::this_thread::yield();
+    wasCancelled = request.cancelled->load();
+    return ended(Ending::Killed);
+  }
+  std::atomic<bool> started{false};
+  std::atomic<bool> wasCancelled{false};
+};
+
+TEST(RemoteApplications, endAnInterpreterThatIsBeingAsked) {
+  FakeRunningApplications local({"bash"});
+  HangingRunner processes;
+  {
+    RemoteApplications applications(local, {"ssh"}, processes);
+    while (!processes.started) std::this_thread::yield();
+    EXPECT_THAT(applications.names(), ElementsAre("bash")) << "does not wait for the answer";
+  }
+  EXPECT_TRUE(processes.wasCancelled);
+}
+
+TEST(RemoteApplications, printedInAnotherWayAreNone) {
+  FakeRunningApplications local;
+  CountingRunner processes(FakeProcessRunner::printing("not a list"));
+  RemoteApplications applications(local, {"ssh"}, processes, 1ms);
+  ASSERT_TRUE(processes.wasAsked(2));
+  EXPECT_THAT(applications.names(), IsEmpty());
+}
+
+}  // namespace
+}  // namespace moxtel
