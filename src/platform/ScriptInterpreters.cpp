@@ -14,7 +14,6 @@ constexpr std::size_t kOutputLimit = 64u << 20;
 constexpr const char* kOsascript = "/usr/bin/osascript";
 
 // Numbers of the runner's own, below those that AppleScript uses.
-constexpr std::int64_t kNoInterpreter = -100001;
 constexpr std::int64_t kTimedOut = -100002;
 constexpr std::int64_t kTooMuchOutput = -100003;
 constexpr std::int64_t kKilled = -100004;
@@ -22,7 +21,7 @@ constexpr std::int64_t kKilled = -100004;
 }  // namespace
 
 ScriptOutcome NoScriptRunner::run(std::string_view) {
-  return ScriptOutcome::failure(kNoInterpreter, "There is no AppleScript interpreter on this machine");
+  return ScriptOutcome::failure(kNoScriptInterpreter, "There is no AppleScript interpreter on this machine");
 }
 
 std::string NoScriptRunner::description() const {
@@ -55,7 +54,7 @@ ScriptOutcome InterpreterScriptRunner::run(std::string_view source) {
     case ProcessResult::Ending::Killed:
       return ScriptOutcome::failure(kKilled, "The script interpreter died: " + result.error);
     case ProcessResult::Ending::NotStarted:
-      return ScriptOutcome::failure(kNoInterpreter,
+      return ScriptOutcome::failure(kNoScriptInterpreter,
                                     "The script interpreter could not be started: " + result.error);
   }
   if (result.exitStatus == 0) return ScriptOutcome::success(scriptResultValue(result.output));

@@ -10,6 +10,9 @@
 
 namespace moxtel {
 
+// The number of a failure for want of an interpreter; below those that AppleScript uses.
+inline constexpr std::int64_t kNoScriptInterpreter = -100001;
+
 struct ScriptError {
   std::int64_t number = 0;  // the interpreter's, or a negative number of the runner's own
   std::string text;

@@ -64,6 +64,10 @@ void ScriptQueue::perform(const std::string& source) {
   if (outcome.succeeded) return;
   logScriptDidNotCompile(source, outcome.error);
   NSLog("executed AppleScript, eventDesc: %@, errorDict: %@", Value(), errorDictionary(outcome.error));
+  // The client was told otherwise, and the log is not for the user.
+  if (outcome.error.number == kNoScriptInterpreter) {
+    console_.showTitle("Error", "Not done in the photo application: " + outcome.error.text);
+  }
 }
 
 void ScriptQueue::forceIPhotoStart() {

@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "platform/FakeRunningApplications.h"
+#include "platform/ScriptInterpreters.h"
 #include "support/QVAppSupport.h"
 #include "tests/library/ServedLibrary.h"
 #include "tests/scripting/RecordingScriptRunner.h"
@@ -101,6 +102,19 @@ TEST_F(ScriptQueueTest, logsAFailedScriptTwiceAndGoesOn) {
       log.lines(),
       ElementsAre("AppleScript did not compile: \n------------------\nbad\n-----------\n\nError: " + error,
                   "executed AppleScript, eventDesc: (null), errorDict: " + error));
+}
+
+TEST_F(ScriptQueueTest, tellsTheUserWhatWasNotDoneForWantOfAnInterpreter) {
+  runner.fails();
+  queue.performCachedApplescript("A");
+  loop.runPosted();
+  EXPECT_THAT(lines.lines, IsEmpty()) << "any other failure is for the log alone";
+  runner.answer = [](const std::string& source) { return NoScriptRunner().run(source); };
+  queue.performCachedApplescript("A");
+  loop.runPosted();
+  EXPECT_THAT(lines.lines, ElementsAre(Pair("Error",
+                                            "Not done in the photo application: There is no AppleScript "
+                                            "interpreter on this machine")));
 }
 
 TEST_F(ScriptQueueTest, logsNothingOfAScriptThatSucceeds) {

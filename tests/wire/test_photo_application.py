@@ -1,0 +1,296 @@
+"""The server beside a running photo application: what it asks it, what it makes it do, and what it does when
+the application or the interpreter goes, hangs or dies."""
+
+import json
+import os
+import pathlib
+import shlex
+import shutil
+import signal
+import sqlite3
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+
+import moxteltest
+
+STAND_IN = str(pathlib.Path(__file__).resolve().parent / "photo_application.py")
+BASE = 4294967296
+HOSTILE = ('x" of me\ndo shell script "touch /tmp/never', '"', "\\", "a\nb", "a\rb", "a\0b", "a\u2028b", "a\x85b")
+PROJECTS = int(os.environ.get("MOXTEL_PROJECTS", "40"))  # asked one by one; each costs a Python interpreter
+
+
+class PhotoApplicationTestCase(unittest.TestCase):
+    def setUp(self):
+        # Short, for the names of sockets.
+        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="moxtel.", dir="/tmp"))
+        self.addCleanup(shutil.rmtree, self.folder)
+        self.library = moxteltest.make_library(self.folder / "Library", "--images", "none", "--photos", "40")
+        self.interpreter = shlex.join([sys.executable, "-S", "-E", STAND_IN, "interpreter", str(self.folder)])
+        for name in ("iPhoto", "Aperture"):
+            self.albums(name, {})
+        self.smart = self.rows("SELECT modelId,uuid FROM RKAlbum WHERE name = 'Best rated'")[0]
+        self.photos = self.rows("SELECT modelId,uuid FROM RKVersion WHERE isInTrash = 0 AND versionNumber != 0 "
+                                "AND uuid NOT NULL AND exifLatitude IS NULL LIMIT 5")
+
+    def rows(self, sql, *values):
+        database = sqlite3.connect("file:%s?mode=ro" % self.database(), uri=True)
+        try:
+            return database.execute(sql, values).fetchall()
+        finally:
+            database.close()
+
+    def database(self):
+        return self.library / "Database" / "apdb" / "Library.apdb"
+
+    def change(self, sql, *values):
+        with sqlite3.connect(self.database()) as database:
+            database.execute(sql, values)
+        database.close()
+
+    def albums(self, name, members):
+        (self.folder / (name + ".albums")).write_text(json.dumps({str(key): list for key, list in members.items()}))
+
+    def scripts(self):
+        record = self.folder / "scripts"
+        return [json.loads(line) for line in record.read_text().splitlines()] if record.exists() else []
+
+    def application(self, name):
+        process = subprocess.Popen([sys.executable, "-S", "-E", STAND_IN, "app", name, str(self.folder),
+                                    str(self.library)])
+        self.addCleanup(self.quit, process)
+        moxteltest.wait_for((self.folder / (name + ".socket")).exists, name)
+        return process
+
+    def quit(self, process):
+        if process.poll() is None:
+            process.kill()
+        process.wait()
+
+    def server(self, *arguments):
+        return moxteltest.Server(self.library, "-ScriptInterpreter", self.interpreter, *arguments)
+
+    def wait_for_line(self, server, text, count=1):
+        moxteltest.wait_for(lambda: server.console().count(text) >= count, "the line " + text)
+
+    def photo(self, client, uuid):
+        found = [photo for photo in client.result("Photos of Album", id="allPhotosAlbum") if photo["PhotoKey"] == uuid]
+        self.assertEqual(len(found), 1)
+        return found[0]
+
+
+class Positions(PhotoApplicationTestCase):
+    def test_a_position_goes_through_the_application_into_the_photo_list(self):
+        iphoto = self.application("iPhoto")
+        number, uuid = self.photos[0]
+        with self.server() as server, moxteltest.Client(server) as client:
+            self.assertIn("Running app: iPhoto", server.console())
+            self.assertEqual(server.console().count("AppleScript is run by '"), 1)
+            self.assertNotIn("latitude", self.photo(client, uuid))
+            before = len(self.scripts())
+            self.assertEqual(client.result("Set GPS of Photo", key=uuid, latitude=48.5, longitude=-11.25),
+                             "Set GPS to 48.500000/-11.250000")
+            moxteltest.wait_for(lambda: self.rows("SELECT exifLatitude,exifLongitude FROM RKVersion WHERE uuid = ?",
+                                                  uuid) == [(48.5, -11.25)], "the application to write")
+            self.assertEqual(self.scripts()[before:], [
+                'tell application "iPhoto"\nset aPhoto to photo id %d\nset latitude of aPhoto to 48.500000\nset '
+                'longitude of aPhoto to -11.250000\nignoring application responses\nreverse geocode aPhoto\nend '
+                'ignoring\nend tell' % (BASE + number)])
+            reloads = server.log().count("RELOAD DATABASE")
+            self.quit(iphoto)
+            moxteltest.wait_for(lambda: "iPhoto not running" in server.log(), "the end of iPhoto")
+            moxteltest.wait_for(lambda: server.log().count("RELOAD DATABASE") > reloads, "the reload")
+            photo = self.photo(client, uuid)
+            self.assertEqual((photo["latitude"], photo["longitude"]), (48.5, -11.25))
+
+    def test_a_position_is_cleared(self):
+        self.application("iPhoto")
+        uuid = self.photos[0][1]
+        self.change("UPDATE RKVersion SET exifLatitude = 1.5, exifLongitude = 2.5 WHERE uuid = ?", uuid)
+        with self.server() as server, moxteltest.Client(server) as client:
+            self.assertEqual(self.photo(client, uuid)["latitude"], 1.5)
+            self.assertEqual(client.result("Clear GPS of Photo", key=uuid), "Cleared GPS")
+            moxteltest.wait_for(lambda: self.rows("SELECT exifLatitude FROM RKVersion WHERE uuid = ?", uuid) ==
+                                [(None,)], "the application to write")
+            self.assertNotIn("latitude", self.photo(client, uuid))
+
+    def test_both_applications_are_told_a_position_but_one_to_clear_it(self):
+        self.application("iPhoto")
+        self.application("Aperture")
+        uuid = self.photos[0][1]
+        with self.server("-PreferAperture", "YES") as server, moxteltest.Client(server) as client:
+            self.assertIn("Should prefer Aperture, but iPhoto is running...", server.console())
+            before = len(self.scripts())
+            client.result("Set GPS of Photo", key=uuid, latitude=1, longitude=2)
+            moxteltest.wait_for(lambda: len(self.scripts()) == before + 2, "two scripts")
+            client.result("Clear GPS of Photo", key=uuid)
+            moxteltest.wait_for(lambda: len(self.scripts()) == before + 3, "a third script")
+            self.assertEqual([script.split('"')[1] for script in self.scripts()[before:]],
+                             ["iPhoto", "Aperture", "Aperture"])
+            self.assertEqual(client.result("Reveal Photo", key=uuid), "Can not reveal version id '%s'" % uuid)
+
+
+class Listings(PhotoApplicationTestCase):
+    def test_a_smart_album_of_iphoto_is_listed_as_iphoto_orders_it(self):
+        self.application("iPhoto")
+        self.albums("iPhoto", {BASE + self.smart[0]: [BASE + number for number, _ in reversed(self.photos)] + [BASE + 99999]})
+        with self.server() as server, moxteltest.Client(server) as client:
+            photos = client.result("Photos of Album", id=self.smart[1])
+            self.assertEqual([photo["PhotoKey"] for photo in photos], [uuid for _, uuid in reversed(self.photos)])
+            listed = [album for album in client.result("Get Albums") if album.get("AlbumId") == self.smart[1]]
+            self.assertEqual(len(listed), 1)
+            self.assertEqual(listed[0]["PhotoCount"], len(self.photos) + 1)
+            self.assertEqual(listed[0]["KeyPhotoKey"], str(BASE + self.photos[-1][0]))
+
+    def test_a_smart_album_of_aperture_is_listed(self):
+        self.application("Aperture")
+        self.albums("Aperture", {self.smart[1]: [uuid for _, uuid in self.photos]})
+        with self.server("-PreferAperture", "YES") as server, moxteltest.Client(server) as client:
+            photos = client.result("Photos of Album", id=self.smart[1])
+            self.assertEqual([photo["PhotoKey"] for photo in photos], [uuid for _, uuid in self.photos])
+            before = len(self.scripts())
+            self.assertEqual(client.result("Reveal Event", id="a project"), "Revealed Album")
+            moxteltest.wait_for(lambda: len(self.scripts()) > before, "the script")
+            self.assertEqual(self.scripts()[-1], 'tell application "Aperture"\nreveal project id "a project"\nend tell')
+
+    def test_an_application_on_the_interpreters_machine_counts(self):
+        (self.folder / "remote").write_text("iPhoto")
+        with self.server() as server:
+            self.wait_for_line(server, "iPhoto was started")
+
+    def test_many_projects_are_asked_one_by_one(self):
+        self.application("iPhoto")
+        first = 10000
+        with sqlite3.connect(self.database()) as database:
+            for number in range(first, first + PROJECTS):
+                database.execute("INSERT INTO RKFolder (modelId,uuid,name,folderType,parentFolderUuid,isHidden,isMagic,"
+                                 "isInTrash,isHiddenWhenEmpty) VALUES (?,?,?,2,'AllProjectsItem',0,0,0,0)",
+                                 (number, "project %d" % number, "Project"))
+                database.execute("INSERT INTO RKVersion (modelId,uuid,projectUuid,versionNumber,isInTrash,isHidden,"
+                                 "showInLibrary) VALUES (?,?,?,1,0,0,1)",
+                                 (number, "version %d" % number, "project %d" % number))
+        database.close()
+        self.albums("iPhoto", {BASE + number: [BASE + number] for number in range(first, first + PROJECTS)})
+        started = time.monotonic()
+        with self.server() as server, moxteltest.Client(server) as client:
+            print("%d projects: %.2f s until the server listened" % (PROJECTS, time.monotonic() - started))
+            asked = [script for script in self.scripts()
+                     if script.startswith('tell application "iPhoto" to id of some photo of album id 429497')]
+            mine = [script for script in asked if int(script.rsplit(" ", 1)[1]) - BASE >= first]
+            self.assertEqual(len(mine), PROJECTS)
+            self.assertEqual(len(set(mine)), PROJECTS)
+            keys = {event["AlbumId"]: event.get("KeyPhotoKey") for event in client.result("Get Events")}
+            for number in range(first, first + PROJECTS):
+                self.assertEqual(keys["project %d" % number], str(BASE + number))
+            self.assertIn("keyPhotoOfProjectWithUuid: 'project %d' is '%d'" % (first, BASE + first), server.log())
+
+    def test_how_long_a_listing_with_scripts_takes(self):
+        """Prints the time; the bound is the one of every reply."""
+        self.application("iPhoto")
+        self.albums("iPhoto", {BASE + self.smart[0]: [BASE + number for number, _ in self.photos]})
+        with self.server() as server, moxteltest.Client(server) as client:
+            times = []
+            for _ in range(10):
+                started = time.monotonic()
+                self.assertEqual(len(client.result("Photos of Album", id=self.smart[1])), len(self.photos))
+                times.append(time.monotonic() - started)
+            print("a smart album asked of the stand-in: median %.1f ms, worst %.1f ms" %
+                  (sorted(times)[5] * 1000, max(times) * 1000))
+
+
+class Failures(PhotoApplicationTestCase):
+    def test_the_application_is_killed_during_a_script(self):
+        iphoto = self.application("iPhoto")
+        with self.server() as server, moxteltest.Client(server) as client:
+            (self.folder / "die").touch()
+            self.assertEqual(client.result("Photos of Album", id=self.smart[1]), [])
+            self.assertEqual(iphoto.wait(moxteltest.PATIENCE), -signal.SIGKILL)
+            self.assertIn("Connection is invalid. (-609)", server.log())
+            moxteltest.wait_for(lambda: "iPhoto not running" in server.log(), "the end of iPhoto")
+            self.assertEqual(client.result("Get Version"), "1.4")
+
+    def test_the_server_answers_once_a_hanging_interpreter_is_killed(self):
+        self.application("iPhoto")
+        with self.server() as server, moxteltest.Client(server) as client:
+            (self.folder / "hang").touch()
+            client.send("Photos of Album", id=self.smart[1])
+            hanging = int(moxteltest.wait_for(lambda: (self.folder / "hanging").exists() and
+                                              (self.folder / "hanging").read_text(), "the interpreter to hang"))
+            # The application can write while it hangs.
+            with sqlite3.connect(self.database(), timeout=0) as database:
+                database.execute("BEGIN EXCLUSIVE")
+                database.execute("ROLLBACK")
+            database.close()
+            (self.folder / "hang").unlink()
+            os.kill(hanging, signal.SIGKILL)
+            self.assertEqual(client.receive(), {"result": []})
+            self.assertIn("The script interpreter died", server.log())
+            self.assertEqual(client.result("Get Version"), "1.4")
+
+    def test_without_an_interpreter_everything_answers(self):
+        self.application("iPhoto")
+        with moxteltest.Server(self.library, "-ScriptInterpreter", "/no/such/interpreter") as server:
+            with moxteltest.Client(server) as client:
+                self.assertEqual(client.result("Photos of Album", id=self.smart[1]), [])
+                self.assertEqual(client.result("Set GPS of Photo", key=self.photos[0][1], latitude=1, longitude=2),
+                                 "Set GPS to 1.000000/2.000000")
+                self.assertEqual(client.result("Get Version"), "1.4")
+                self.assertIn("could not be started", server.log())
+                self.wait_for_line(server, "Not done in the photo application: ")
+
+
+class Strangers(PhotoApplicationTestCase):
+    def test_no_command_carries_a_strangers_text_into_a_script(self):
+        self.application("Aperture")
+        with self.server("-PreferAperture", "YES") as server, moxteltest.Client(server) as client:
+            before = len(self.scripts())
+            for text in HOSTILE:
+                for command in ("Photos of Album", "Folders of Album", "Photos of Event", "Photos of Face"):
+                    client.ask(command, id=text)
+                for command in ("Infos of Photo", "Metadata of Photo", "Thumb of Photo"):
+                    client.ask(command, key=text)
+                self.assertEqual(client.result("Reveal Photo", key=text), "Revealed Photo")
+                self.assertEqual(client.result("Reveal Album", id=text), "Revealed Album")
+                self.assertEqual(client.result("Reveal Event", id=text), "Revealed Album")
+                self.assertEqual(client.result("Clear GPS of Photo", key=text), "Cleared GPS")
+                self.assertEqual(client.result("Set GPS of Photo", key=text, latitude=1, longitude=2),
+                                 "Set GPS to 1.000000/2.000000")
+            self.assertEqual(client.result("Reveal Album", id="the end"), "Revealed Album")
+            # The queue keeps its order: what was queued before has run.
+            end = 'tell application "Aperture"\nreveal album id "the end"\nend tell'
+            moxteltest.wait_for(lambda: end in self.scripts(), "the last script")
+            self.assertEqual(self.scripts()[before:], [end])
+            self.assertEqual(server.console().count("Refused to send '"), 5 * len(HOSTILE))
+
+    def test_numbers_from_a_stranger_stay_numbers(self):
+        self.application("Aperture")
+        uuid = self.photos[0][1]
+        with self.server("-PreferAperture", "YES") as server, moxteltest.Client(server) as client:
+            before = len(self.scripts())
+            for number in (float("nan"), float("inf"), 1e308, "1 of me", HOSTILE[0]):
+                client.result("Set GPS of Photo", key=uuid, latitude=number, longitude=number)
+            moxteltest.wait_for(lambda: len(self.scripts()) == before + 5, "five scripts")
+            for script in self.scripts()[before:]:
+                self.assertRegex(script, r'\Atell application "Aperture"\nset aPhoto to image version id "[^"\n]*"\nset '
+                                 r'latitude of aPhoto to [-.0-9a-z]+\nset longitude of aPhoto to [-.0-9a-z]+\nend tell\Z')
+
+    def test_hostile_uuids_in_the_library_run_no_script(self):
+        self.application("Aperture")
+        for number, text in enumerate(HOSTILE):
+            self.change("INSERT INTO RKAlbum (modelId,uuid,name,albumType,albumSubclass,folderUuid,isMagic,isHidden,isInTrash) "
+                        "VALUES (?,?,?,1,2,'TopLevelAlbums',0,0,0)", 1000 + number, text, "hostile %d" % number)
+        with self.server("-PreferAperture", "YES") as server, moxteltest.Client(server) as client:
+            client.result("Get Albums")
+            scripts = self.scripts()
+            self.assertTrue(scripts, "others were asked")
+            for script in scripts:
+                self.assertNotIn("shell", script)
+                for uuid in script.split('id "')[1:]:
+                    self.assertNotRegex(uuid.split('"')[0], '[\\\\\n\r\0\u2028\x85]')
+            self.assertIn("refused to put '", server.log())
+
+
+if __name__ == "__main__":
+    unittest.main()
