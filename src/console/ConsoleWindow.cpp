@@ -170,8 +170,7 @@ void ConsoleWindow::raiseWindow() {
 
 QColor ConsoleWindow::errorColour() const {
   constexpr QRgb kRedOnDark = 0xffff7878;
-  return palette().color(QPalette::Base).lightnessF() < 0.5F ? QColor(kRedOnDark)
-                                                                        : QColor(Qt::red);
+  return palette().color(QPalette::Base).lightnessF() < 0.5F ? QColor(kRedOnDark) : QColor(Qt::red);
 }
 
 void ConsoleWindow::changeEvent(QEvent* event) {
@@ -202,7 +201,8 @@ void ConsoleWindow::appendLines(const std::vector<ConsoleLine>& lines) {
   const bool readerIsAtTheEnd = bar->value() >= bar->maximum();
   const int readersPlace = bar->value();
   QTextCursor reader = textView_->textCursor();
-  reader.setKeepPositionOnInsert(true);
+  const int anchor = reader.anchor();
+  const int position = reader.position();
   QTextCursor end(textView_->document());
   end.movePosition(QTextCursor::End);
   end.beginEditBlock();
@@ -213,7 +213,10 @@ void ConsoleWindow::appendLines(const std::vector<ConsoleLine>& lines) {
   }
   end.endEditBlock();
   // A selection that reached the end has grown with the text; setting it back scrolls to it.
-  if (reader.hasSelection() && reader != textView_->textCursor()) {
+  const QTextCursor now = textView_->textCursor();
+  if (anchor != position && (now.anchor() != anchor || now.position() != position)) {
+    reader.setPosition(anchor);
+    reader.setPosition(position, QTextCursor::KeepAnchor);
     textView_->setTextCursor(reader);
     bar->setValue(readersPlace);
   }

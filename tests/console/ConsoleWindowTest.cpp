@@ -198,6 +198,17 @@ TEST_F(ConsoleWindowTest, leavesTheReadersSelectionAlone) {
   EXPECT_EQ(window.textView().textCursor().selectedText(), selected);
 }
 
+TEST_F(ConsoleWindowTest, selectsNothingByItself) {
+  showMany(3);
+  EXPECT_FALSE(window.textView().textCursor().hasSelection()) << "lines before it is shown";
+  window.view().raise();
+  deliver();
+  QCoreApplication::processEvents();
+  EXPECT_FALSE(window.textView().textCursor().hasSelection()) << "raised";
+  showMany(3);
+  EXPECT_FALSE(window.textView().textCursor().hasSelection()) << "lines after";
+}
+
 TEST_F(ConsoleWindowTest, copiesWhatIsSelected) {
   show("Error", "bad thing");
   window.textView().selectAll();

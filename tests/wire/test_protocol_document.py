@@ -1,0 +1,101 @@
+"""Holds docs/protocol.md to the truth: sends its requests, byte for byte, and compares the replies.
+
+With --write the bytes and values of the examples are taken anew from the server; the requests stay.
+"""
+
+import json
+import os
+import pathlib
+import re
+import sys
+import unittest
+
+import keyedarchive
+import moxteltest
+from moxteltest import Client, Server
+
+DOCUMENT = pathlib.Path(__file__).resolve().parents[2] / "docs" / "protocol.md"
+COMMAND_TABLE = pathlib.Path(__file__).resolve().parents[2] / "src" / "commands" / "CommandHandler.h"
+EXAMPLE = re.compile(r"```example\n(.*?)```", re.DOTALL)
+SHOWN = 400  # bytes of a reply that are shown
+SHOWN_DATA = 16  # bytes of a data value
+
+
+def hex_lines(data):
+    return ["    %04x  %s" % (at, data[at:at + 16].hex(" ")) for at in range(0, len(data), 16)]
+
+
+def plain(value):
+    """A decoded value as JSON shows it; data as its size and first bytes."""
+    if isinstance(value, dict):
+        return {key: plain(part) for key, part in value.items()}
+    if isinstance(value, (list, tuple)):
+        return [plain(part) for part in value]
+    if isinstance(value, bytes):
+        return "%d bytes: %s …" % (len(value), value[:SHOWN_DATA].hex(" "))
+    if isinstance(value, keyedarchive.Date):
+        return "date %r" % float(value)
+    return value
+
+
+def replies_to(server, request):
+    """Every reply to one request, in order; none for what is not answered."""
+    with Client(server) as client:
+        client.send_bytes(request)
+        client.wait_until_read()
+        client.send("Get Version")
+        replies = []
+        while True:
+            raw = client.receive_raw()
+            if keyedarchive.decode(raw) == {"result": "1.4"} and (replies or request != VERSION):
+                return replies
+            replies.append(raw)
+
+
+VERSION = keyedarchive.encode({"command": "Get Version"})
+
+
+def example_of(server, request):
+    """The text of an example: what is sent, and what comes back."""
+    data = keyedarchive.encode(request)
+    lines = [json.dumps(request, ensure_ascii=False), "sends %d bytes" % len(data)] + hex_lines(data)
+    for reply in replies_to(server, data):
+        framed = len(reply).to_bytes(4, sys.byteorder) + reply
+        lines += ["receives 4 + %d bytes" % len(reply)] + hex_lines(framed[:SHOWN])
+        if len(framed) > SHOWN:
+            lines.append("    …")
+        lines.append(json.dumps(plain(keyedarchive.decode(reply)), ensure_ascii=False, indent=1))
+    return "\n".join(lines) + "\n"
+
+
+class ProtocolDocument(moxteltest.LibraryTestCase):
+    options = ("--images", "small", "--photos", "3", "--seed", "7", "--faces", "1", "--projects", "1",
+               "--albums", "1")
+
+    def requests(self):
+        return [json.loads(text.partition("\n")[0]) for text in EXAMPLE.findall(DOCUMENT.read_text("utf-8"))]
+
+    def test_every_example_is_what_the_server_does(self):
+        self.maxDiff = None
+        with Server(self.library) as server:
+            def answered(match):
+                return "```example\n" + example_of(server, json.loads(match[1].partition("\n")[0])) + "```"
+            text = DOCUMENT.read_text("utf-8")
+            if os.environ.get("MOXTEL_WRITE_EXAMPLES"):
+                DOCUMENT.write_text(EXAMPLE.sub(answered, text), "utf-8")
+                return
+            for match in EXAMPLE.finditer(text):
+                with self.subTest(match[1].partition("\n")[0]):
+                    self.assertEqual(match[0], answered(match))
+
+    def test_every_command_has_an_example(self):
+        commands = re.findall(r'^    "([^"]+)",$', COMMAND_TABLE.read_text("utf-8"), re.MULTILINE)
+        self.assertEqual(len(commands), 20)
+        self.assertEqual(set(commands) - {request.get("command") for request in self.requests()}, set())
+
+
+if __name__ == "__main__":
+    if "--write" in sys.argv:
+        sys.argv.remove("--write")
+        os.environ["MOXTEL_WRITE_EXAMPLES"] = "1"
+    unittest.main()
