@@ -6,9 +6,11 @@
 #include "commands/ImageCommands.h"
 #include "commands/LibraryCommandScope.h"
 #include "commands/LibraryListingSource.h"
+#include "commands/MetadataCommands.h"
 #include "library/FolderTree.h"
 #include "library/ImageFiles.h"
 #include "log/Log.h"
+#include "pictures/ImageProperties.h"
 #include "pictures/PictureDecoder.h"
 #include "platform/HostNames.h"
 #include "platform/SystemLog.h"
@@ -75,6 +77,8 @@ class MXPAppDelegate::Roles {
         imageFiles(databases, faces),
         pictureDecoder(environment.processes),
         imageCommands(imageFiles, pictureDecoder, environment.console),
+        propertyReader(environment.processes),
+        metadataCommands(databases, imageFiles, photoRecords, propertyReader),
         commandScope(databases, environment.scripts) {}
 
   // The commands reply through a channel that comes later than the library.
@@ -84,6 +88,7 @@ class MXPAppDelegate::Roles {
     listingCommands.addTo(*handler);
     editingCommands.addTo(*handler);
     imageCommands.addTo(*handler);
+    metadataCommands.addTo(*handler);
   }
 
   QVAppSupport support;
@@ -101,6 +106,8 @@ class MXPAppDelegate::Roles {
   ImageFiles imageFiles;
   PictureDecoder pictureDecoder;
   ImageCommands imageCommands;
+  ImagePropertyReader propertyReader;
+  MetadataCommands metadataCommands;
   DelegateCommandScope commandScope;
   std::optional<CommandHandler> handler;
 };

@@ -16,11 +16,11 @@ namespace {
 constexpr std::size_t kPiece = std::size_t{16} << 20;
 
 // The number of bytes read, less than asked for only at the end of the file or after an error.
-std::size_t readUpTo(int descriptor, std::uint8_t* place, std::size_t count) {
+std::size_t readUpTo(int descriptor, std::uint8_t* place, std::size_t count, std::uint64_t offset = 0) {
   std::size_t done = 0;
   while (done < count) {
     const ssize_t got =
-        ::pread(descriptor, place + done, std::min(kPiece, count - done), static_cast<off_t>(done));
+        ::pread(descriptor, place + done, std::min(kPiece, count - done), static_cast<off_t>(offset + done));
     if (got < 0 && errno == EINTR) continue;
     if (got <= 0) break;
     done += static_cast<std::size_t>(got);
@@ -88,6 +88,11 @@ FileContents readAll(const OpenFile& file, std::uint64_t maximumSize) {
 
 FileContents readWholeFile(const std::string& path, std::uint64_t maximumSize) {
   return readAll(openRegularFile(path), maximumSize);
+}
+
+std::size_t readAt(const OpenFile& file, std::uint64_t offset, std::span<std::uint8_t> place) {
+  if (!file.descriptor || offset > file.size) return 0;
+  return readUpTo(file.descriptor.get(), place.data(), place.size(), offset);
 }
 
 Bytes readStart(const OpenFile& file, std::size_t count) {

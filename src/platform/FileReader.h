@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 
 #include "platform/Pipe.h"
@@ -41,6 +42,9 @@ struct FileContents {
 FileContents readWholeFile(const std::string& path, std::uint64_t maximumSize);
 FileContents readAll(const OpenFile& file, std::uint64_t maximumSize);
 
+// Fills the place with the file's bytes from the offset on and returns how many there were: fewer at the
+// file's end or after an error.
+std::size_t readAt(const OpenFile& file, std::uint64_t offset, std::span<std::uint8_t> place);
 // Up to count bytes from the start of the file; fewer when it is shorter or cannot be read.
 Bytes readStart(const OpenFile& file, std::size_t count);
 

@@ -21,7 +21,7 @@ BELOW = {
     "support": ["log"],
     "net": ["support"],
     "console": ["support"],
-    "pictures": ["support"],
+    "pictures": ["net"],
     "library": ["net", "console", "pictures"],
     "scripting": ["library"],
     "commands": ["scripting"],

@@ -1,0 +1,30 @@
+// Exif data as property groups. Exiv2 reads the data; what it may not be trusted with stays outside: it gets
+// memory, never a file, and every exception of its own ends here. One thread at a time.
+#pragma once
+
+#include "pictures/properties/ByteSource.h"
+#include "value/Value.h"
+
+namespace moxtel::properties {
+
+struct ExifGroups {
+  Dictionary tiff;   // "{TIFF}"
+  Dictionary exif;   // "{Exif}"
+  Dictionary gps;    // "{GPS}"
+  Dictionary apple;  // "{MakerApple}"
+};
+
+enum class ExifOrigin : std::uint8_t {
+  Block,     // embedded in a picture of another format
+  TiffFile,  // the file itself: its first directory describes the stored picture
+};
+
+// A TIFF structure; empty groups for what is none.
+ExifGroups exifGroups(FileBytes tiff, ExifOrigin origin);
+// A camera's file of any format that Exiv2 knows.
+ExifGroups rawFileGroups(FileBytes file);
+
+// "24°30'" and the like as the platform keeps it: whole degrees and minutes of six significant digits.
+double roundedCoordinate(double degrees, double minutes, double seconds);
+
+}  // namespace moxtel::properties

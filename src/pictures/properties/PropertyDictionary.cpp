@@ -1,0 +1,128 @@
+#include "pictures/properties/PropertyDictionary.h"
+
+#include "pictures/properties/AuxGroup.h"
+#include "pictures/properties/ExifGroups.h"
+#include "pictures/properties/IccDescription.h"
+#include "pictures/properties/IptcGroup.h"
+#include "pictures/properties/PictureFacts.h"
+#include "pictures/properties/XmpProperties.h"
+
+namespace moxtel::properties {
+namespace {
+
+constexpr const char* kStandardRgb = "sRGB IEC61966-2.1";
+constexpr double kCentimetresPerInch = 2.54;
+constexpr std::int64_t kPerCentimetre = 3;
+constexpr std::int64_t kNoUnit = 1;
+
+std::optional<PictureFacts> factsOf(PictureKind kind, ByteSource& file) {
+  switch (kind) {
+    case PictureKind::Jpeg:
+      return jpegFacts(file);
+    case PictureKind::Png:
+      return pngFacts(file);
+    case PictureKind::Gif:
+      return gifFacts(file);
+    case PictureKind::Psd:
+      return photoshopFacts(file);
+    case PictureKind::Heif:
+      return heifFacts(file);
+    case PictureKind::WebP:
+      return webpFacts(file);
+    case PictureKind::Bmp:
+      return bitmapFacts(file);
+    case PictureKind::Jpeg2000:
+      return jpeg2000Facts(file);
+    default:
+      return std::nullopt;
+  }
+}
+
+void addGroup(Dictionary& all, const char* name, Dictionary group) {
+  if (!group.empty()) all.set(name, std::move(group));
+}
+
+// Exif's resolution in dots per inch; the format's own where Exif has none with a unit.
+void addResolution(Dictionary& all, const PictureFacts& facts, const Dictionary& tiff) {
+  const Value& unit = tiff["ResolutionUnit"];
+  const double factor = unit.integerValue() == kPerCentimetre ? kCentimetresPerInch : 1.0;
+  const auto add = [&](const char* key, const char* tag, double own) {
+    const Value& stated = tiff[tag];
+    if (!stated.isNil() && unit.integerValue() != kNoUnit) {
+      all.set(key, stated.doubleValue() * factor);
+    } else if (own > 0) {
+      all.set(key, own);
+    }
+  };
+  const Resolution own = facts.resolution.value_or(Resolution());
+  add("DPIWidth", "XResolution", own.width);
+  add("DPIHeight", "YResolution", own.height);
+}
+
+void addProfileName(Dictionary& all, const PictureFacts& facts, const Dictionary& exif) {
+  const auto described = profileDescription(facts.icc);
+  // A picture that names a colour space, even "uncalibrated", is taken for the usual one.
+  const bool namesSpace = exif.contains("ColorSpace") && facts.colorModel == color_model::kRgb;
+  if (described) {
+    all.set("ProfileName", *described);
+  } else if (facts.icc.empty() && (facts.isStandardRgb || namesSpace)) {
+    all.set("ProfileName", kStandardRgb);
+  }
+}
+
+void addForm(Dictionary& all, const PictureFacts& facts) {
+  all.set("PixelWidth", facts.width);
+  all.set("PixelHeight", facts.height);
+  all.set("Depth", facts.depth);
+  all.set("ColorModel", facts.colorModel);
+  if (facts.hasAlpha) all.set("HasAlpha", true);
+  if (facts.isFloat) all.set("IsFloat", true);
+  if (facts.isIndexed) all.set("IsIndexed", true);
+}
+
+void addOrientation(Dictionary& all, const Dictionary& tiff) {
+  const Value& orientation = tiff["Orientation"];
+  if (orientation.integerValue() >= 1 && orientation.integerValue() <= 8) all.set("Orientation", orientation);
+}
+
+void addTiles(const PictureFacts& facts, Dictionary& tiff) {
+  if (facts.tileWidth == 0) return;
+  tiff.set("TileWidth", facts.tileWidth);
+  tiff.set("TileLength", facts.tileHeight);
+}
+
+Dictionary pngGroup(const PictureFacts& facts, const XmpProperties& xmp) {
+  Dictionary png = facts.png;
+  const std::string* tool = png.empty() ? nullptr : xmp.first("xmp.CreatorTool");
+  if (tool && !png.contains("Software")) png.set("Software", *tool);
+  return png;
+}
+
+}  // namespace
+
+std::optional<Dictionary> propertyDictionary(PictureKind kind, ByteSource& file) {
+  const auto facts = factsOf(kind, file);
+  if (!facts) return std::nullopt;
+  ExifGroups exif = exifGroups(facts->exif, ExifOrigin::Block);
+  const XmpProperties xmp(facts->xmp);
+  addTiles(*facts, exif.tiff);
+  Dictionary all;
+  addForm(all, *facts);
+  addResolution(all, *facts, exif.tiff);
+  addOrientation(all, exif.tiff);
+  addProfileName(all, *facts, exif.exif);
+  // The platform tells nothing of a HEIC's XMP here.
+  if (kind != PictureKind::Heif) addGroup(all, "{IPTC}", iptcGroup(*facts, xmp, exif));
+  if (kind != PictureKind::Heif) addGroup(all, "{ExifAux}", auxGroup(xmp));
+  addGroup(all, "{PNG}", pngGroup(*facts, xmp));
+  addGroup(all, "{JFIF}", facts->jfif);
+  addGroup(all, "{GIF}", facts->gif);
+  addGroup(all, "{8BIM}", facts->photoshop);
+  addGroup(all, "{TIFF}", std::move(exif.tiff));
+  addGroup(all, "{Exif}", std::move(exif.exif));
+  addGroup(all, "{GPS}", std::move(exif.gps));
+  addGroup(all, "{MakerApple}", std::move(exif.apple));
+  return all;
+}
+
+}  // namespace moxtel::properties

@@ -1,0 +1,16 @@
+// From what a file holds to the dictionary that clients get. One thread at a time.
+#pragma once
+
+#include <optional>
+
+#include "pictures/PictureKind.h"
+#include "pictures/properties/ByteSource.h"
+#include "value/Value.h"
+
+namespace moxtel::properties {
+
+// Of a picture whose format this program reads itself, that is of every kind but Tiff and Raw; nothing for
+// those, and for a damaged file.
+std::optional<Dictionary> propertyDictionary(PictureKind kind, ByteSource& file);
+
+}  // namespace moxtel::properties
