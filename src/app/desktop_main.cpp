@@ -50,9 +50,8 @@ class Desktop final {
   MainWindowActions actions() {
     MainWindowActions actions;
     actions.chooseLibrary = [this](const std::string& folder) { chooseLibrary(folder); };
-    actions.disconnectClient = [this] {
-      core_.post([](ServerProgram& program) { program.delegate().disconnectClient(); });
-    };
+    // At once, and not after the reply that the core may be writing to that client.
+    actions.disconnectClient = [] { QVSocketServer::disconnect(); };
     actions.reload = [this] { core_.post([](ServerProgram& program) { program.delegate().reload(); }); };
     actions.preferAperture = [this](bool prefers) {
       // Stored first: the server reads it when it starts anew.
@@ -133,7 +132,7 @@ int main(int argc, char** argv) {
     if (signal == SIGHUP) {
       desktop.core().post([](ServerProgram& program) { program.delegate().reload(); });
     } else if (signal == SIGUSR1) {
-      desktop.core().post([](ServerProgram& program) { program.delegate().disconnectClient(); });
+      QVSocketServer::disconnect();
     } else {
       QApplication::quit();
     }

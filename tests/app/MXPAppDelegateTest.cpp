@@ -239,6 +239,40 @@ TEST_F(MXPAppDelegateTest, tellsTheUserWhenThePortIsTaken) {
       view.contains("Error: Cannot listen on port " + std::to_string(taken) + ": Address already in use"));
 }
 
+TEST_F(MXPAppDelegateTest, servesAnotherLibraryAndRemembersIt) {
+  launched();
+  test::TestLibrary another("Another");
+  another.insert("RKFolder", Dictionary{{"uuid", "p"},
+                                        {"name", "Trip"},
+                                        {"folderType", 2},
+                                        {"parentFolderUuid", "AllProjectsItem"},
+                                        {"isInTrash", 0},
+                                        {"isHiddenWhenEmpty", 0},
+                                        {"versionCount", 4}});
+  EXPECT_EQ(delegate->changedLibraryPath(another.path()), "");
+  EXPECT_EQ(defaults.stringForKey("LibraryPath"), another.path());
+  EXPECT_EQ(delegate->status().libraryPath, another.path());
+  EXPECT_TRUE(log.contains("In parentUuid 'AllProjectsItem' I found 0 folders, 1 projects and 0 albums"));
+  EXPECT_EQ(delegate->status().counts.events, 1);
+}
+
+TEST_F(MXPAppDelegateTest, refusesAFolderThatIsNoLibraryAndGoesOnWithTheOldOne) {
+  launched();
+  EXPECT_NE(delegate->changedLibraryPath("/nowhere"), "");
+  EXPECT_EQ(defaults.stringForKey("LibraryPath"), library.path());
+  EXPECT_EQ(delegate->status().libraryPath, library.path());
+}
+
+// What could not be read once counts as unusable for ever, unless another library is chosen.
+TEST_F(MXPAppDelegateTest, anotherLibraryIsNotBlamedForTheFirst) {
+  const std::string good = library.path();
+  defaults.setString("LibraryPath", "/nowhere");
+  launched();
+  EXPECT_FALSE(delegate->status().libraryIsReadable);
+  EXPECT_EQ(delegate->changedLibraryPath(good), "");
+  EXPECT_TRUE(delegate->status().libraryIsReadable);
+}
+
 TEST_F(MXPAppDelegateTest, endsWithoutAsking) {
   launched();
   EXPECT_EQ(delegate->applicationShouldTerminate(), 1);
