@@ -249,8 +249,11 @@ class Strangers(PhotoApplicationTestCase):
             for text in HOSTILE:
                 for command in ("Photos of Album", "Folders of Album", "Photos of Event", "Photos of Face"):
                     client.ask(command, id=text)
-                for command in ("Infos of Photo", "Metadata of Photo", "Thumb of Photo"):
+                for command in ("Metadata of Photo", "Thumb of Photo"):
                     client.ask(command, key=text)
+                # Nobody's photo: no dictionary, no reply.
+                client.send("Infos of Photo", key=text)
+                client.expect_silence()
                 self.assertEqual(client.result("Reveal Photo", key=text), "Revealed Photo")
                 self.assertEqual(client.result("Reveal Album", id=text), "Revealed Album")
                 self.assertEqual(client.result("Reveal Event", id=text), "Revealed Album")
