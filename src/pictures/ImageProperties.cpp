@@ -1,17 +1,52 @@
 #include "pictures/ImageProperties.h"
 
+#include <utility>
+
+#include "net/KeyedArchive.h"
+#include "pictures/HelperProgram.h"
 #include "pictures/PictureKind.h"
 #include "pictures/properties/PropertyDictionary.h"
+#include "platform/ChildProcess.h"
+#include "platform/SystemLog.h"
 
 namespace moxtel {
+namespace {
 
-ImagePropertyReader::ImagePropertyReader(ProcessRunner& processes) : processes_(processes) {}
+constexpr std::size_t kLongestAnswer = std::size_t{32} << 20;  // bytes
+constexpr ArchiveLimits kAnswerLimits{.depth = 32, .values = 1u << 20};
+
+std::optional<Dictionary> dictionaryIn(std::string_view answer) {
+  const auto decoded = unarchivedObject(properties::bytesOf(answer), kAnswerLimits);
+  const Value* value = std::get_if<Value>(&decoded);
+  return value && value->isDictionary() ? std::optional(value->dictionary()) : std::nullopt;
+}
+
+}  // namespace
+
+std::string ImagePropertyReader::installedHelper() { return installedProgram("moxtel-property-reader"); }
+
+ImagePropertyReader::ImagePropertyReader(ProcessRunner& processes, std::string helper)
+    : processes_(processes), helper_(std::move(helper)) {}
 
 std::optional<Dictionary> ImagePropertyReader::propertiesOf(const OpenFile& file) {
   const PictureKind kind = kindOfPicture(readStart(file, kPictureStartSize));
   if (kind == PictureKind::None) return std::nullopt;
+  if (kind == PictureKind::Tiff || kind == PictureKind::Raw) return readElsewhere(file.path);
   properties::ByteSource source(file);
   return properties::propertyDictionary(kind, source);
+}
+
+std::optional<Dictionary> ImagePropertyReader::readElsewhere(const std::string& path) {
+  ProcessRequest request;
+  request.program = helper_;
+  request.arguments = {path};
+  request.timeout = kReadingTime;
+  request.outputLimit = kLongestAnswer;
+  const ProcessResult result = processes_.run(request);
+  if (result.ending == ProcessResult::Ending::NotStarted)
+    NSLog("could not start '%@': %@", helper_, result.error);
+  const bool whole = result.ending == ProcessResult::Ending::Exited && result.exitStatus == 0;
+  return whole ? dictionaryIn(result.output) : std::nullopt;
 }
 
 }  // namespace moxtel

@@ -4,11 +4,18 @@
 // A flat immutable dictionary: "PixelWidth", "PixelHeight", "Depth" (integers), "ColorModel" always;
 // "DPIWidth", "DPIHeight" (reals), "Orientation" (1 to 8), "ProfileName", "HasAlpha", "IsFloat", "IsIndexed"
 // (true) and the groups "{TIFF}", "{Exif}", "{GPS}", "{IPTC}", "{ExifAux}", "{JFIF}", "{PNG}", "{GIF}",
-// "{8BIM}", "{MakerApple}" where the file has something to say. What it does not say is absent: no nulls, no
-// defaults, no empty groups. Rationals are reals even when they are whole, SHORT and LONG are integers.
+// "{8BIM}", "{DNG}", "{MakerApple}" where the file has something to say. What it does not say is absent: no
+// nulls, no defaults, no empty groups. Rationals are reals even when they are whole, SHORT and LONG are
+// integers.
+//
+// The common formats are read here, part by part. TIFF and the cameras' own files must be whole in memory for
+// the libraries that know them: another program, moxtel-property-reader, maps and reads them with little
+// memory and time, and can crash without harm. Without that program these have no properties.
 #pragma once
 
+#include <chrono>
 #include <optional>
+#include <string>
 
 #include "platform/FileReader.h"
 #include "value/Value.h"
@@ -19,15 +26,23 @@ class ProcessRunner;
 
 class ImagePropertyReader final {
  public:
+  static constexpr std::chrono::seconds kReadingTime{10};
+
+  // The absolute path of moxtel-property-reader: beside the running program, or in ../libexec/moxtel of it.
+  static std::string installedHelper();
+
   // Borrows the runner.
-  explicit ImagePropertyReader(ProcessRunner& processes);
+  explicit ImagePropertyReader(ProcessRunner& processes, std::string helper = installedHelper());
 
   // Nothing for a file that is no picture, or damaged before its size is told. Reads the parts of the file
   // that matter, in bounded time and memory.
   std::optional<Dictionary> propertiesOf(const OpenFile& file);
 
  private:
+  std::optional<Dictionary> readElsewhere(const std::string& path);
+
   ProcessRunner& processes_;
+  const std::string helper_;
 };
 
 }  // namespace moxtel

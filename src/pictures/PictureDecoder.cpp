@@ -5,10 +5,10 @@
 #include <system_error>
 
 #include "pictures/DecoderProtocol.h"
+#include "pictures/HelperProgram.h"
 #include "pictures/Jpeg.h"
 #include "pictures/PictureKind.h"
 #include "platform/ChildProcess.h"
-#include "platform/ThisProcess.h"
 #include "platform/Files.h"
 #include "platform/SystemLog.h"
 
@@ -16,8 +16,6 @@ namespace moxtel {
 namespace {
 
 namespace fs = std::filesystem;
-
-constexpr const char* kHelperName = "moxtel-picture-decoder";
 
 // More than any picture within the bounds gives; the JPEG form is always smaller than the pixels.
 constexpr std::size_t kLongestAnswer = kMaximumPixels * 4 + (std::size_t{64} << 20);
@@ -29,13 +27,7 @@ Bytes wholeFile(const OpenFile& file) {
 
 }  // namespace
 
-std::string PictureDecoder::installedHelper() {
-  std::error_code error;
-  const fs::path folder = programFolder();
-  const fs::path beside = folder / kHelperName;
-  if (fs::exists(beside, error)) return beside;
-  return folder.parent_path() / "libexec/moxtel" / kHelperName;
-}
+std::string PictureDecoder::installedHelper() { return installedProgram("moxtel-picture-decoder"); }
 
 PictureDecoder::PictureDecoder(ProcessRunner& processes, std::string helper)
     : processes_(processes), helper_(std::move(helper)) {}

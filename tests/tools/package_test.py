@@ -44,7 +44,8 @@ class Package(unittest.TestCase):
         for name in PROGRAMS:
             self.assertTrue((self.root / "usr/bin" / name).is_file(), name)
             self.assertTrue(list((self.root / "usr/share/man").glob("man?/%s.?.gz" % name)), name)
-        self.assertTrue((self.root / "usr/libexec/moxtel/moxtel-picture-decoder").is_file())
+        for helper in ("moxtel-picture-decoder", "moxtel-property-reader"):
+            self.assertTrue((self.root / "usr/libexec/moxtel" / helper).is_file())
         self.assertTrue((self.root / "usr/share/moxtelserver/Help.html").is_file())
 
     def test_it_depends_on_what_is_opened_at_run_time(self):

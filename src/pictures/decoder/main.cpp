@@ -1,13 +1,7 @@
 // moxtel-picture-decoder: reads one picture file and prints it as a JPEG or as pixels, for a server that does
 // not want to do this itself. DecoderProtocol.h tells its arguments and its answer.
-#include <sys/mman.h>
-#include <sys/prctl.h>
-#include <sys/resource.h>
-#include <unistd.h>
-
 #include <vips/vips.h>
-#include <cerrno>
-#include <csignal>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -16,36 +10,15 @@
 #include "pictures/DecoderProtocol.h"
 #include "pictures/Jpeg.h"
 #include "pictures/decoder/Sources.h"
+#include "platform/Confinement.h"
 #include "platform/FileReader.h"
 
 namespace moxtel::decoder {
 namespace {
 
-constexpr rlim_t kMemory = rlim_t{3} << 30;         // bytes of address space, the file not counted
-constexpr rlim_t kTemporaryFile = rlim_t{2} << 30;  // bytes
-constexpr rlim_t kProcessorSeconds = 100;           // of all threads; the caller bounds the time that passes
-
-void limit(__rlimit_resource resource, rlim_t value) {
-  const rlimit both{value, value};
-  setrlimit(resource, &both);
-}
-
-// Address sanitizers need terabytes of addresses.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool kCanLimitMemory = false;
-#else
-constexpr bool kCanLimitMemory = true;
-#endif
-
-void confine(rlim_t fileSize, bool mayWrite) {
-  prctl(PR_SET_PDEATHSIG, SIGKILL);
-  prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
-  signal(SIGXFSZ, SIG_IGN);
-  if (kCanLimitMemory) limit(RLIMIT_AS, kMemory + fileSize);
-  limit(RLIMIT_CPU, kProcessorSeconds);
-  limit(RLIMIT_CORE, 0);
-  limit(RLIMIT_FSIZE, mayWrite ? kTemporaryFile : 0);
-}
+constexpr std::uint64_t kMemory = std::uint64_t{3} << 30;  // bytes of address space, the file not counted
+constexpr std::uint64_t kTemporaryFile = std::uint64_t{2} << 30;  // bytes
+constexpr std::uint64_t kProcessorSeconds = 100;  // of all threads; the caller bounds the time that passes
 
 void setUpLibraries(const char* scratch) {
   // What libraries say of a file is nothing to anybody.
@@ -57,14 +30,6 @@ void setUpLibraries(const char* scratch) {
   // Each thread takes memory for itself, and a picture's rows are needed one after another.
   setenv("VIPS_CONCURRENCY", "1", 1);
   setenv("MALLOC_ARENA_MAX", "2", 1);
-}
-
-// A file mapped into memory; a shrinking file ends this process and nothing else.
-FileBytes mapped(const OpenFile& file) {
-  if (file.state != FileState::Open || file.size == 0) return {};
-  void* bytes = mmap(nullptr, file.size, PROT_READ, MAP_PRIVATE, file.descriptor.get(), 0);
-  if (bytes == MAP_FAILED) return {};
-  return {static_cast<const std::uint8_t*>(bytes), static_cast<std::size_t>(file.size)};
 }
 
 std::unique_ptr<PictureSource> opened(FileBytes file) {
@@ -79,33 +44,22 @@ std::unique_ptr<PictureSource> opened(FileBytes file) {
   return openWithVips(file, kind);
 }
 
-bool write(const std::uint8_t* bytes, std::size_t size) {
-  while (size > 0) {
-    const ssize_t written = ::write(STDOUT_FILENO, bytes, size);
-    if (written < 0 && errno == EINTR) continue;
-    if (written <= 0) return false;
-    bytes += written;
-    size -= static_cast<std::size_t>(written);
-  }
-  return true;
-}
-
 bool writePixels(const PixelBuffer& image) {
   const auto header = headerOf(image);
-  return write(header.data(), header.size()) && write(image.iccProfile.data(), image.iccProfile.size()) &&
-         write(image.pixels.data(), image.pixels.size());
+  return writeToStandardOutput(header) && writeToStandardOutput(image.iccProfile) &&
+         writeToStandardOutput(image.pixels);
 }
 
 bool writeJpeg(const Bytes& jpeg) {
   const auto header = headerOf(PixelBuffer{0, 0, PixelLayout{0}, {}, {}});
-  return write(header.data(), header.size()) && write(jpeg.data(), jpeg.size());
+  return writeToStandardOutput(header) && writeToStandardOutput(jpeg);
 }
 
 bool run(const char* form, const char* path, const char* scratch) {
   const OpenFile file = openRegularFile(path);
-  confine(file.size, *scratch != '\0');
+  confineThisProcess({kMemory + file.size, kProcessorSeconds, *scratch != '\0' ? kTemporaryFile : 0});
   setUpLibraries(scratch);
-  const FileBytes bytes = mapped(file);
+  const FileBytes bytes = mappedForEver(file);
   const auto source = opened(bytes);
   if (!source) return false;
   if (std::strcmp(form, kPixelsForm) == 0) {

@@ -15,6 +15,7 @@ namespace moxtel::properties {
 namespace {
 
 constexpr std::size_t kMostElements = 4096;
+constexpr std::size_t kLongestData = std::size_t{1} << 20;
 constexpr std::uint16_t kCompressionTag = 0x0103;
 
 // ---- single elements ----
@@ -96,6 +97,22 @@ Value reals(const Exiv2::Value& value) {
   return all;
 }
 
+// Single precision, as a real.
+Value single(Value number) {
+  if (number.isArray()) {
+    for (Value& one : number.editArray()) one = single(std::move(one));
+    return number;
+  }
+  return number.isNil() ? number : Value(static_cast<double>(static_cast<float>(number.doubleValue())));
+}
+
+Value trimmedIntegers(const Exiv2::Value& value) {
+  Value all = integers(value);
+  auto& items = all.editArray().items();
+  while (!items.empty() && items.back().integerValue() == 0) items.pop_back();
+  return items.empty() ? Value() : Value(all.array());
+}
+
 std::string rawBytes(const Exiv2::Value& value) {
   std::string bytes(static_cast<std::size_t>(value.size()), '\0');
   value.copy(reinterpret_cast<Exiv2::byte*>(bytes.data()), Exiv2::bigEndian);
@@ -156,6 +173,9 @@ Value timeOfDay(const Exiv2::Value& value) {
 Value inForm(const Exiv2::Value& value, ExifForm form) {
   if (form == ExifForm::Text) return text(value);
   if (form == ExifForm::Comment) return comment(value);
+  if (form == ExifForm::Data)
+    return static_cast<std::size_t>(value.size()) > kLongestData ? Value()
+                                                                 : Value(copyOf(bytesOf(rawBytes(value))));
   if (value.count() < 1 || static_cast<std::size_t>(value.count()) > kMostElements) return {};
   switch (form) {
     case ExifForm::Integer:
@@ -166,6 +186,14 @@ Value inForm(const Exiv2::Value& value, ExifForm form) {
       return real(value);
     case ExifForm::Reals:
       return reals(value);
+    case ExifForm::TrimmedIntegers:
+      return trimmedIntegers(value);
+    case ExifForm::SingleReal:
+      return single(real(value));
+    case ExifForm::SingleReals:
+      return single(reals(value));
+    case ExifForm::Numbers:
+      return isWhole(value) ? integers(value) : reals(value);
     case ExifForm::Version:
       return version(value);
     case ExifForm::Coordinate:
@@ -191,22 +219,12 @@ void addDatum(const Exiv2::Exifdatum& datum, ExifOrigin origin, ExifGroups& grou
   // How an embedded block would be compressed says nothing about the picture around it.
   const bool isMeant = origin == ExifOrigin::TiffFile || datum.tag() != kCompressionTag;
   if (group == "Image" && isMeant) addKey(kTiffKeys, datum, groups.tiff);
+  if (origin == ExifOrigin::TiffFile && (group == "Image" || group.starts_with("SubImage")))
+    addKey(kDngKeys, datum, groups.dng);
   if (group == "GPSInfo") addKey(kGpsKeys, datum, groups.gps);
   if (group != "Photo") return;
   addKey(kExifKeys, datum, groups.exif);
   if (datum.tag() == 0x927C) groups.apple = appleMakerNote(bytesOf(rawBytes(datum.value())));
-}
-
-ExifGroups groupsOf(const Exiv2::ExifData& data, ExifOrigin origin) {
-  ExifGroups groups;
-  for (const Exiv2::Exifdatum& datum : data) {
-    try {
-      addDatum(datum, origin, groups);
-    } catch (const std::exception&) {
-      // This one tag is not to be read; the others are.
-    }
-  }
-  return groups;
 }
 
 }  // namespace
@@ -222,6 +240,18 @@ double roundedCoordinate(double degrees, double minutes, double seconds) {
   return whole + rounded / 60;
 }
 
+ExifGroups groupsOf(const Exiv2::ExifData& data, ExifOrigin origin) {
+  ExifGroups groups;
+  for (const Exiv2::Exifdatum& datum : data) {
+    try {
+      addDatum(datum, origin, groups);
+    } catch (const std::exception&) {
+      // This one tag is not to be read; the others are.
+    }
+  }
+  return groups;
+}
+
 ExifGroups exifGroups(FileBytes tiff, ExifOrigin origin) {
   setUpExiv2();
   Exiv2::ExifData data;
@@ -231,17 +261,6 @@ ExifGroups exifGroups(FileBytes tiff, ExifOrigin origin) {
     // What came before the fault is there all the same.
   }
   return groupsOf(data, origin);
-}
-
-ExifGroups rawFileGroups(FileBytes file) {
-  setUpExiv2();
-  try {
-    const auto image = Exiv2::ImageFactory::open(file.data(), static_cast<long>(file.size()));
-    image->readMetadata();
-    return groupsOf(image->exifData(), ExifOrigin::TiffFile);
-  } catch (const std::exception&) {
-    return ExifGroups();
-  }
 }
 
 }  // namespace moxtel::properties

@@ -1,9 +1,13 @@
-// Exif data as property groups. Exiv2 reads the data; what it may not be trusted with stays outside: it gets
-// memory, never a file, and every exception of its own ends here. One thread at a time.
+// Exif data as property groups. Exiv2 reads the data; in the server it gets an embedded block in memory,
+// never a file. Every exception of its own ends here. One thread at a time.
 #pragma once
 
 #include "pictures/properties/ByteSource.h"
 #include "value/Value.h"
+
+namespace Exiv2 {
+class ExifData;
+}
 
 namespace moxtel::properties {
 
@@ -11,6 +15,7 @@ struct ExifGroups {
   Dictionary tiff;   // "{TIFF}"
   Dictionary exif;   // "{Exif}"
   Dictionary gps;    // "{GPS}"
+  Dictionary dng;    // "{DNG}"
   Dictionary apple;  // "{MakerApple}"
 };
 
@@ -21,8 +26,8 @@ enum class ExifOrigin : std::uint8_t {
 
 // A TIFF structure; empty groups for what is none.
 ExifGroups exifGroups(FileBytes tiff, ExifOrigin origin);
-// A camera's file of any format that Exiv2 knows.
-ExifGroups rawFileGroups(FileBytes file);
+// The same from data that Exiv2 has read.
+ExifGroups groupsOf(const Exiv2::ExifData& data, ExifOrigin origin);
 
 // "24°30'" and the like as the platform keeps it: whole degrees and minutes of six significant digits.
 double roundedCoordinate(double degrees, double minutes, double seconds);

@@ -13,11 +13,16 @@ enum class ExifForm : std::uint8_t {
   Integers,
   Real,  // a quotient that is not rounded
   Reals,
-  Text,        // up to the first NUL, nothing else cut
-  Comment,     // a text behind eight bytes that name its character set
-  Version,     // "0230" as 2, 3
-  Coordinate,  // degrees, minutes, seconds as degrees
-  TimeOfDay,   // hours, minutes, seconds as "HH:MM:SS"
+  Text,             // up to the first NUL, nothing else cut
+  Comment,          // a text behind eight bytes that name its character set
+  Version,          // "0230" as 2, 3
+  Coordinate,       // degrees, minutes, seconds as degrees
+  TrimmedIntegers,  // without the zeros at the end
+  SingleReal,       // kept in single precision
+  SingleReals,
+  Numbers,  // integers or reals as they are stored
+  Data,
+  TimeOfDay,  // hours, minutes, seconds as "HH:MM:SS"
 };
 
 struct ExifKey {
@@ -141,6 +146,32 @@ inline constexpr ExifKey kGpsKeys[] = {
     {0x1D, "DateStamp", ExifForm::Text},
     {0x1E, "Differential", ExifForm::Integer},
     {0x1F, "HPositioningError", ExifForm::Real},
+};
+
+inline constexpr ExifKey kDngKeys[] = {
+    {0xC612, "DNGVersion", ExifForm::TrimmedIntegers},
+    {0xC613, "DNGBackwardVersion", ExifForm::TrimmedIntegers},
+    {0xC614, "UniqueCameraModel", ExifForm::Text},
+    {0xC615, "LocalizedCameraModel", ExifForm::Text},
+    {0xC61A, "BlackLevel", ExifForm::Numbers},
+    {0xC61D, "WhiteLevel", ExifForm::Numbers},
+    {0xC621, "ColorMatrix1", ExifForm::SingleReals},
+    {0xC622, "ColorMatrix2", ExifForm::SingleReals},
+    {0xC623, "CameraCalibration1", ExifForm::SingleReals},
+    {0xC624, "CameraCalibration2", ExifForm::SingleReals},
+    {0xC628, "AsShotNeutral", ExifForm::SingleReals},
+    {0xC629, "AsShotWhiteXY", ExifForm::SingleReals},
+    {0xC62A, "BaselineExposure", ExifForm::SingleReal},
+    {0xC62B, "BaselineNoise", ExifForm::SingleReal},
+    {0xC62C, "BaselineSharpness", ExifForm::SingleReal},
+    {0xC62F, "CameraSerialNumber", ExifForm::Text},
+    {0xC630, "LensInfo", ExifForm::Reals},
+    {0xC634, "DNGPrivateData", ExifForm::Data},
+    {0xC65A, "CalibrationIlluminant1", ExifForm::Integer},
+    {0xC65B, "CalibrationIlluminant2", ExifForm::Integer},
+    {0xC6F3, "CameraCalibrationSignature", ExifForm::Text},
+    {0xC6F4, "ProfileCalibrationSignature", ExifForm::Text},
+    {0xC761, "NoiseProfile", ExifForm::Reals},
 };
 
 // Null for a tag that makes no property. The tables are in the order of their tags.

@@ -37,10 +37,11 @@ struct PictureFacts {
   std::uint32_t tileWidth = 0;           // of a picture made of tiles, else 0
   std::uint32_t tileHeight = 0;
 
-  Bytes exif;       // a TIFF structure
-  Bytes iim;        // IPTC data sets, "1C 02 …"
-  std::string xmp;  // the packet
-  Bytes icc;        // a colour profile
+  Bytes exif;               // a TIFF structure
+  Bytes iim;                // IPTC data sets, "1C 02 …"
+  std::string xmp;          // the packet
+  Bytes icc;                // a colour profile
+  std::string profileName;  // where the format settles it
 
   Dictionary jfif;  // the groups that only their format has, ready
   Dictionary png;

@@ -38,6 +38,9 @@ std::optional<PictureFacts> factsOf(PictureKind kind, ByteSource& file) {
   }
 }
 
+// The platform says nothing of the XMP of these here.
+bool tellsIptc(PictureKind kind) { return kind != PictureKind::Heif && kind != PictureKind::Raw; }
+
 void addGroup(Dictionary& all, const char* name, Dictionary group) {
   if (!group.empty()) all.set(name, std::move(group));
 }
@@ -60,6 +63,10 @@ void addResolution(Dictionary& all, const PictureFacts& facts, const Dictionary&
 }
 
 void addProfileName(Dictionary& all, const PictureFacts& facts, const Dictionary& exif) {
+  if (!facts.profileName.empty()) {
+    all.set("ProfileName", facts.profileName);
+    return;
+  }
   const auto described = profileDescription(facts.icc);
   // A picture that names a colour space, even "uncalibrated", is taken for the usual one.
   const bool namesSpace = exif.contains("ColorSpace") && facts.colorModel == color_model::kRgb;
@@ -100,29 +107,32 @@ Dictionary pngGroup(const PictureFacts& facts, const XmpProperties& xmp) {
 
 }  // namespace
 
-std::optional<Dictionary> propertyDictionary(PictureKind kind, ByteSource& file) {
-  const auto facts = factsOf(kind, file);
-  if (!facts) return std::nullopt;
-  ExifGroups exif = exifGroups(facts->exif, ExifOrigin::Block);
-  const XmpProperties xmp(facts->xmp);
-  addTiles(*facts, exif.tiff);
+Dictionary assembled(PictureKind kind, const PictureFacts& facts, ExifGroups exif) {
+  const XmpProperties xmp(facts.xmp);
+  addTiles(facts, exif.tiff);
   Dictionary all;
-  addForm(all, *facts);
-  addResolution(all, *facts, exif.tiff);
+  addForm(all, facts);
+  addResolution(all, facts, exif.tiff);
   addOrientation(all, exif.tiff);
-  addProfileName(all, *facts, exif.exif);
-  // The platform tells nothing of a HEIC's XMP here.
-  if (kind != PictureKind::Heif) addGroup(all, "{IPTC}", iptcGroup(*facts, xmp, exif));
+  addProfileName(all, facts, exif.exif);
+  if (tellsIptc(kind)) addGroup(all, "{IPTC}", iptcGroup(facts, xmp, exif));
   if (kind != PictureKind::Heif) addGroup(all, "{ExifAux}", auxGroup(xmp));
-  addGroup(all, "{PNG}", pngGroup(*facts, xmp));
-  addGroup(all, "{JFIF}", facts->jfif);
-  addGroup(all, "{GIF}", facts->gif);
-  addGroup(all, "{8BIM}", facts->photoshop);
+  addGroup(all, "{PNG}", pngGroup(facts, xmp));
+  addGroup(all, "{JFIF}", facts.jfif);
+  addGroup(all, "{GIF}", facts.gif);
+  addGroup(all, "{8BIM}", facts.photoshop);
   addGroup(all, "{TIFF}", std::move(exif.tiff));
   addGroup(all, "{Exif}", std::move(exif.exif));
   addGroup(all, "{GPS}", std::move(exif.gps));
+  addGroup(all, "{DNG}", std::move(exif.dng));
   addGroup(all, "{MakerApple}", std::move(exif.apple));
   return all;
+}
+
+std::optional<Dictionary> propertyDictionary(PictureKind kind, ByteSource& file) {
+  const auto facts = factsOf(kind, file);
+  if (!facts) return std::nullopt;
+  return assembled(kind, *facts, exifGroups(facts->exif, ExifOrigin::Block));
 }
 
 }  // namespace moxtel::properties

@@ -5,6 +5,8 @@
 
 #include "pictures/PictureKind.h"
 #include "pictures/properties/ByteSource.h"
+#include "pictures/properties/ExifGroups.h"
+#include "pictures/properties/PictureFacts.h"
 #include "value/Value.h"
 
 namespace moxtel::properties {
@@ -12,5 +14,8 @@ namespace moxtel::properties {
 // Of a picture whose format this program reads itself, that is of every kind but Tiff and Raw; nothing for
 // those, and for a damaged file.
 std::optional<Dictionary> propertyDictionary(PictureKind kind, ByteSource& file);
+
+// What was read of a picture of this kind, put together.
+Dictionary assembled(PictureKind kind, const PictureFacts& facts, ExifGroups exif);
 
 }  // namespace moxtel::properties
