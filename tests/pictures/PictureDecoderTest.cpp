@@ -114,6 +114,13 @@ TEST_F(PictureDecoderTest, takesAFilmScanForNoRawFile) {
   expectQuarters(image, 4, {mean(220, 30, 30), mean(30, 180, 40), mean(40, 60, 200), mean(240, 220, 60)});
 }
 
+TEST_F(PictureDecoderTest, takesAScanOfSixteenBitsForNoRawFile) {
+  const PixelBuffer image = shown("tiff-scan-of-16-bits.tif");
+  ASSERT_EQ(image.layout, PixelLayout::Gray);
+  const PixelBuffer plain = shown("tiff-gray16.tif");
+  EXPECT_EQ(image.pixels, plain.pixels);
+}
+
 TEST_F(PictureDecoderTest, keepsTheColourProfile) {
   for (const char* name : {"jpeg-profile.jpg", "png-profile.png", "tiff-profile.tif", "heic-turned.heic"})
     EXPECT_EQ(shown(name).iccProfile, fixtureBytes("test.icc")) << name;

@@ -9,6 +9,7 @@ what it must see and which side is up. Pillow is not needed: ImageMagick's `conv
 about themselves are written here byte by byte.
 """
 import os
+import shutil
 import struct
 import subprocess
 import sys
@@ -254,6 +255,8 @@ def make_tiffs():
         run('convert', 'base.ppm', *options, f'tiff-{name}.tif')
     run('convert', 'png-alpha.png', 'tiff-alpha.tif')
     run('convert', 'base.ppm', '-orient', 'right-top', 'tiff-orientation-6.tif')
+    shutil.copy('tiff-gray16.tif', 'tiff-scan-of-16-bits.tif')
+    run('exiftool', '-q', '-overwrite_original', '-Make=Canon', 'tiff-scan-of-16-bits.tif')
     write('tiff-float.tif', float_tiff())
     write('tiff-scan-of-a-camera-maker.tif', gray_scan(b'Nikon'))
     write('bomb-tiff-size.tif', tiff([

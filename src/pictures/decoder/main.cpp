@@ -10,6 +10,7 @@
 #include "pictures/DecoderProtocol.h"
 #include "pictures/Jpeg.h"
 #include "pictures/decoder/Sources.h"
+#include "pictures/properties/PictureFacts.h"
 #include "platform/Confinement.h"
 #include "platform/FileReader.h"
 
@@ -36,7 +37,10 @@ std::unique_ptr<PictureSource> opened(FileBytes file) {
   const PictureKind kind = kindOfPicture(file.first(std::min(file.size(), kPictureStartSize)));
   if (kind == PictureKind::None) return nullptr;
   if (kind == PictureKind::Heif) return openHeif(file);
-  if (kind == PictureKind::Raw || kind == PictureKind::Tiff) {
+  properties::ByteSource source(file);
+  // LibRaw takes a scan of 16 bits for a sensor's picture when the scanner's maker builds cameras, too.
+  const bool mayBeRaw = kind == PictureKind::Tiff && !properties::isOrdinaryTiff(source);
+  if (kind == PictureKind::Raw || mayBeRaw) {
     auto raw = openRaw(file, kind);
     if (raw || kind == PictureKind::Raw) return raw;
   }

@@ -61,4 +61,8 @@ std::optional<PictureFacts> jpeg2000Facts(ByteSource& file);
 // The first directory of a TIFF file. A camera's RAW file is one too, whose picture lies elsewhere.
 std::optional<PictureFacts> tiffFacts(ByteSource& file);
 
+// Whether a TIFF's first directory holds a finished picture of the common kinds. A camera's RAW file has a
+// preview, a sensor's pattern or a compression of its own there; a DNG may not, and is none either way.
+bool isOrdinaryTiff(ByteSource& file);
+
 }  // namespace moxtel::properties

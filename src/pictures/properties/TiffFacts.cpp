@@ -7,9 +7,11 @@ namespace moxtel::properties {
 namespace {
 
 enum Tag : std::uint16_t {
+  NewSubfileType = 0x00FE,
   ImageWidth = 0x0100,
   ImageLength = 0x0101,
   BitsPerSample = 0x0102,
+  Compression = 0x0103,
   Photometric = 0x0106,
   ExtraSamples = 0x0152,
   SampleFormat = 0x0153,
@@ -17,6 +19,7 @@ enum Tag : std::uint16_t {
   Iim = 0x83BB,
   ImageResources = 0x8649,
   Profile = 0x8773,
+  DngVersion = 0xC612,
 };
 
 constexpr std::uint32_t kPalette = 3;
@@ -31,7 +34,22 @@ std::string_view modelOf(std::uint32_t photometric) {
 // The samples beyond the colours: 1 and 2 are alpha, 0 is anything.
 bool isAlpha(std::optional<std::uint32_t> extra) { return extra == 1U || extra == 2U; }
 
+// None, the two of facsimiles and theirs of 1992, LZW, JPEG, ZIP (both numbers), PackBits.
+bool isCommonCompression(std::uint32_t compression) {
+  return (compression >= 1 && compression <= 5) || compression == 7 || compression == 8 ||
+         compression == 32773 || compression == 32946;
+}
+
 }  // namespace
+
+bool isOrdinaryTiff(ByteSource& file) {
+  TiffDirectory directory(file);
+  const bool isReduced = (directory.number(NewSubfileType).value_or(0) & 1) != 0;
+  const std::uint32_t photometric = directory.number(Photometric).value_or(UINT32_MAX);
+  const bool canonRaw = textOf(file.at(8, 2)) == "CR";
+  return !isReduced && !canonRaw && photometric <= 10 && directory.bytes(DngVersion).empty() &&
+         isCommonCompression(directory.number(Compression).value_or(1));
+}
 
 std::optional<PictureFacts> tiffFacts(ByteSource& file) {
   TiffDirectory directory(file);

@@ -28,6 +28,13 @@ bool isCameraFile(const LibRaw& raw, FileBytes file, PictureKind kind) {
   return kind == PictureKind::Raw || facts.filters != 0 || facts.dng_version != 0 || canon;
 }
 
+std::optional<Dictionary> tiffProperties(FileBytes file) {
+  ByteSource source(file);
+  const auto facts = tiffFacts(source);
+  if (!facts) return std::nullopt;
+  return assembled(PictureKind::Tiff, *facts, exifGroups(file, ExifOrigin::TiffFile));
+}
+
 // A size is close to the sensor's when it leaves out some of its rim.
 bool isCloseTo(const Size& size, const Size& sensor) {
   const auto fits = [](std::uint32_t part, std::uint32_t whole) {
@@ -85,15 +92,14 @@ std::optional<Dictionary> cameraFileProperties(const LibRaw& raw, FileBytes file
 std::optional<Dictionary> wholeFileProperties(FileBytes file) {
   const PictureKind kind = kindOfPicture(file.first(std::min(file.size(), kPictureStartSize)));
   if (kind != PictureKind::Tiff && kind != PictureKind::Raw) return std::nullopt;
+  ByteSource source(file);
+  if (kind == PictureKind::Tiff && isOrdinaryTiff(source)) return tiffProperties(file);
   setUpExiv2();
   LibRaw raw;
   // The reader does not write into the buffer; it only does not say so.
   const int opened = raw.open_buffer(const_cast<std::uint8_t*>(file.data()), file.size());
   if (opened == LIBRAW_SUCCESS && isCameraFile(raw, file, kind)) return cameraFileProperties(raw, file);
-  ByteSource source(file);
-  const auto facts = tiffFacts(source);
-  if (kind == PictureKind::Raw || !facts) return std::nullopt;
-  return assembled(PictureKind::Tiff, *facts, exifGroups(file, ExifOrigin::TiffFile));
+  return kind == PictureKind::Tiff ? tiffProperties(file) : std::nullopt;
 }
 
 }  // namespace moxtel::properties

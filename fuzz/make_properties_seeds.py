@@ -1,0 +1,55 @@
+#!/usr/bin/env python3
+"""Makes the seeds of PropertiesFuzz: one small file for each reader, the reader's number before it.
+
+    make_properties_seeds.py FIXTURES CORPUS     FIXTURES as tests/pictures/make_fixtures.py makes them
+"""
+import pathlib
+import struct
+import subprocess
+import sys
+import tempfile
+
+TAGS = ['-Make=Canon', '-Orientation#=6', '-ExposureTime=1/60', '-ISO=400', '-UserComment=a walk', '-XResolution=72',
+        '-DateTimeOriginal=2019:07:04 16:24:01', '-GPSLatitude=14.4', '-GPSLatitudeRef=N', '-XMP-dc:Subject=a',
+        '-IPTC:Keywords=x', '-XMP-aux:LensInfo=24 105 0 0', '-XMP-photoshop:DateCreated=2011:05:25 09:22:07+12:00',
+        '-RegionType=Face', '-RegionAreaX=0.5', '-Title=hut']
+
+
+def tagged(path):
+    """The file with metadata of every kind, without its pixels where these follow it."""
+    with tempfile.TemporaryDirectory() as folder:
+        copy = pathlib.Path(folder) / path.name
+        copy.write_bytes(path.read_bytes())
+        subprocess.run(['exiftool', '-q', '-overwrite_original', '-P', *TAGS, str(copy)], check=True)
+        data = copy.read_bytes()
+    if path.suffix == '.jpg':
+        data = data[:data.index(b'\xff\xda') + 4]
+    return data
+
+
+def main():
+    fixtures, corpus = map(pathlib.Path, sys.argv[1:])
+    corpus.mkdir(parents=True, exist_ok=True)
+    icc = (fixtures / 'test.icc').read_bytes()
+    note = (b'Apple iOS\0\0\1MM' + struct.pack('>HHHIiHHII', 2, 1, 9, 1, 14, 8, 10, 2, 44) + bytes(4) +
+            struct.pack('>iiii', 1, 3, -1, 4))
+    plist = (b'bplist00\xd1\1\2\x55epoch\x511' + bytes([8, 11, 17]) + bytes(6) + b'\1\1' +
+             struct.pack('>QQQ', 3, 0, 19))
+    iim = b'\x1c\1\x5a\0\3\x1b%G\x1c\2\x19\0\3one\x1c\2\x37\0\x0820190704'
+    seeds = {'jpeg': (1, tagged(fixtures / 'jpeg-profile.jpg')), 'png': (2, tagged(fixtures / 'png-profile.png')),
+             'gif': (3, (fixtures / 'gif-transparent.gif').read_bytes()),
+             'psd': (4, tagged(fixtures / 'psd-rgb.psd')[:6000]),
+             'heif': (5, tagged(fixtures / 'heic-turned.heic')), 'webp': (6, tagged(fixtures / 'webp-alpha.webp')),
+             'bmp': (7, (fixtures / 'bmp-24.bmp').read_bytes()[:64]),
+             'jpeg2000': (8, (fixtures / 'jpeg2000.jp2').read_bytes()[:200]),
+             'tiff': (9, (fixtures / 'tiff-profile.tif').read_bytes()[-1200:]),
+             'tiff-small': (9, b'II*\0' + struct.pack('<IHHHIIHHIII', 8, 2, 256, 3, 1, 9, 257, 4, 1, 7, 0)),
+             'icc': (10, icc), 'iim': (11, iim),
+             'resources': (12, b'8BIM\4\4\0\0' + struct.pack('>I', len(iim)) + iim),
+             'apple': (13, note), 'plist': (14, plist)}
+    for name, (number, data) in seeds.items():
+        (corpus / name).write_bytes(bytes([number]) + data)
+
+
+if __name__ == '__main__':
+    main()

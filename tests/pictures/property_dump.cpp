@@ -1,0 +1,18 @@
+// Prints the properties of each file that it is named, as one keyed archive of a dictionary by path.
+#include "net/KeyedArchive.h"
+#include "pictures/ImageProperties.h"
+#include "platform/ChildProcess.h"
+#include "platform/Confinement.h"
+#include "platform/FileReader.h"
+
+int main(int count, char** words) {
+  using namespace moxtel;
+  SystemProcessRunner processes;
+  ImagePropertyReader reader(processes);
+  Dictionary all;
+  for (int i = 1; i < count; ++i) {
+    auto found = reader.propertiesOf(openRegularFile(words[i]));
+    if (found) all.set(words[i], *std::move(found));
+  }
+  return writeToStandardOutput(archivedData(all)) ? 0 : 1;
+}
