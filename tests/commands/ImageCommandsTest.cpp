@@ -208,7 +208,7 @@ TEST_F(ImageCommandsTest, changesNothingInTheLibrary) {
 }
 
 TEST(ImageCommandsLimit, leavesRoomForTheArchiveAroundTheData) {
-  // The part of an archive that is not the data, from the smallest data to some whose places need more bytes.
+  // What an archive holds beside the data, from the smallest data to some whose places need more bytes.
   for (const std::size_t size :
        {std::size_t{0}, std::size_t{300}, std::size_t{100'000}, std::size_t{20'000'000}}) {
     const Value envelope = resultEnvelope(Bytes(size));
