@@ -105,6 +105,20 @@ TEST_F(Odd, aNamedPipeInAFilesPlaceIsNotWaitedFor) {
   EXPECT_FALSE(served.databases.openDatabase());
 }
 
+// Nothing can be copied either, and the user is not told of a journal or a log that is not there.
+TEST_F(Odd, aFileThatCannotBeOpenedIsNoReasonForAPrivateCopy) {
+  const auto expectNoCopy = [this] {
+    served.number(kLibrary, kCount);
+    EXPECT_EQ(served.databases.result(), SQLITE_CANTOPEN);
+    EXPECT_EQ(served.lines.count("Error", "private copy"), 0);
+    EXPECT_EQ(served.lines.count("Info", "private copy"), 0);
+  };
+  fs::remove(path);
+  expectNoCopy();
+  fs::create_directory(path);
+  expectNoCopy();
+}
+
 TEST_F(Odd, aViewInATablesPlaceIsNotRead) {
   files.execute(kLibrary, "ALTER TABLE RKVersion RENAME TO t; CREATE VIEW RKVersion AS SELECT * FROM t");
   expectUnreadable();

@@ -177,6 +177,7 @@ class OddStates(unittest.TestCase):
         self.assertEqual(client.result("Folders of Album", id="AllProjectsItem"), [])
         self.assert_logged(server, "could not prepare query '%s'" % (FOLDERS % "AllProjectsItem"))
         self.assertFalse(self.path.exists(), "a database came into being")
+        self.assertNotIn("cannot be read where it is", server.console())
         away.rename(self.path)
         self.assertEqual(client.result("Folders of Album", id="AllProjectsItem"), expected)
 
