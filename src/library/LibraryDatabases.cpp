@@ -56,6 +56,7 @@ class LibraryDatabases::State final {
   std::int32_t result_ = SQLITE_OK;
   std::string_view lastSql_;
   std::vector<Value> lastValues_;
+  bool refused_ = false;  // SQLite never saw the last query
   std::shared_ptr<CommandFailures> failures_ = std::make_shared<CommandFailures>();
   bool usingDB_ = false;
   bool runStandalone_ = false;
@@ -158,8 +159,10 @@ Query LibraryDatabases::State::run(DatabaseFile file, std::string_view sql,
                                    std::initializer_list<Value> values) {
   lastSql_ = sql;
   lastValues_.assign(values.begin(), values.end());
+  refused_ = false;
   for (const Value& value : values) {
     if (value.isString() && breaksOutOfLiteral(value.string())) {
+      refused_ = true;
       result_ = SQLITE_ERROR;
       return Query(nullptr);
     }
@@ -260,7 +263,7 @@ std::string LibraryDatabases::query() const { return filledIn(state_->lastSql_, 
 std::int32_t LibraryDatabases::result() const { return state_->result_; }
 std::int32_t LibraryDatabases::databaseOpenCount() const { return state_->openCount_; }
 const char* LibraryDatabases::errorMessage(DatabaseFile file) const {
-  return state_->slot(file).lastMessage();
+  return state_->refused_ ? sqlite3_errstr(state_->result_) : state_->slot(file).lastMessage();
 }
 bool LibraryDatabases::usingDB() const { return state_->usingDB_; }
 bool LibraryDatabases::runStandalone() const { return state_->runStandalone_; }

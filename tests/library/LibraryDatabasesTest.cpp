@@ -324,6 +324,7 @@ TEST_F(Databases, neverMakeAStrangersTextSql) {
     EXPECT_FALSE(rows.prepared());
     EXPECT_FALSE(rows.step());
     EXPECT_EQ(databases.result(), SQLITE_ERROR);
+    EXPECT_STREQ(databases.errorMessage(kLibrary), "SQL logic error");
     EXPECT_TRUE(
         served.log.contains(couldNotPrepare("SELECT fileName FROM RKVersion WHERE uuid = '" + id + "'")));
   }
