@@ -26,7 +26,7 @@ ServerProgram::ServerProgram(CoreLoop& loop, UserDefaults& defaults, ConsoleView
     : console_(loop, defaults),
       view_(view),
       scripts_(makeScriptRunner(defaults, processes_)),
-      localApplications_(makeRunningApplications()),
+      localApplications_(makeRunningApplications({"iPhoto", "Aperture"})),
       applications_(allApplications(*localApplications_, defaults, processes_)),
       discovery_(makeSystemDnsSd(loop)) {
   setUpLogging(defaults);

@@ -1,5 +1,4 @@
-// The names of the applications that run on this machine (and, with a remote script interpreter, on its
-// machine).
+// Which applications run on this machine (and, with a remote script interpreter, on its machine).
 #pragma once
 
 #include <memory>
@@ -11,8 +10,8 @@ namespace moxtel {
 class RunningApplications {
  public:
   virtual ~RunningApplications() = default;
-  // Names as their users know them ("iPhoto"), in no particular order; a process may have two. Core thread;
-  // well under a millisecond per hundred processes, touches no disk.
+  // Names as their users know them ("iPhoto"), in no particular order; one that runs twice may stand there
+  // twice. Core thread; well under a millisecond for hundreds of processes, touches no disk.
   virtual std::vector<std::string> names() = 0;
 
  protected:
@@ -21,7 +20,7 @@ class RunningApplications {
   RunningApplications& operator=(const RunningApplications&) = default;
 };
 
-// This machine's.
-std::unique_ptr<RunningApplications> makeRunningApplications();
+// This machine's; of those with other names than the wanted ones nobody is told.
+std::unique_ptr<RunningApplications> makeRunningApplications(std::vector<std::string> wanted);
 
 }  // namespace moxtel
