@@ -1,0 +1,95 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/pictures/PropertyTesting.h"
+
+namespace moxtel::test {
+namespace {
+
+TEST(PngProperties, tellTheFormByTheColourType) {
+  const auto all = [](int type, int depth) { return propertiesOf(png(type, depth, "")); };
+  EXPECT_TRUE(same(all(2, 16), Dictionary{{"PixelWidth", 40},
+                                          {"PixelHeight", 20},
+                                          {"Depth", 16},
+                                          {"ColorModel", "RGB"},
+                                          {"{PNG}", Dictionary{{"InterlaceType", 0}}}}));
+  EXPECT_EQ(all(0, 1)["ColorModel"], Value("Gray"));
+  EXPECT_EQ(all(4, 8)["HasAlpha"], Value(true));
+  EXPECT_EQ(all(6, 8)["HasAlpha"], Value(true));
+  EXPECT_EQ(all(3, 4)["IsIndexed"], Value(true));
+  EXPECT_EQ(all(3, 4)["ColorModel"], Value("RGB"));
+  EXPECT_EQ(propertiesOf(png(2, 8, "", 1))["{PNG}"]["InterlaceType"], Value(1));
+}
+
+TEST(PngProperties, multiplyByAHundredThousandth) {
+  std::string places;
+  for (const std::uint32_t value : {31270U, 32900U, 63999U, 33000U, 30000U, 60000U, 21000U, 71000U})
+    places += big(value, 4);
+  const Value png8 = propertiesOf(png(2, 8, chunk("gAMA", big(45455, 4)) + chunk("cHRM", places)))["{PNG}"];
+  EXPECT_EQ(png8["Gamma"], Value(0.45455));
+  const Array& values = png8["Chromaticities"].array();
+  ASSERT_EQ(values.size(), 8U);
+  EXPECT_EQ(values[2], Value(0.6399900000000001));
+  EXPECT_EQ(values[5], Value(0.6000000000000001));
+  EXPECT_EQ(values[6], Value(0.21000000000000002));
+  EXPECT_EQ(values[7], Value(0.7100000000000001));
+}
+
+TEST(PngProperties, roundTheResolutionToWholeDots) {
+  const auto dpi = [](std::uint32_t perMetre, int unit) {
+    return propertiesOf(png(2, 8, chunk("pHYs", big(perMetre, 4) + big(perMetre, 4) + big(unit, 1))));
+  };
+  EXPECT_EQ(dpi(5669, 1)["DPIWidth"], Value(144.0));
+  EXPECT_EQ(dpi(11811, 1)["DPIHeight"], Value(300.0));
+  EXPECT_EQ(dpi(2835, 1)["DPIWidth"], Value(72.0));
+  EXPECT_EQ(dpi(3779, 1)["DPIWidth"], Value(96.0));
+  EXPECT_EQ(dpi(3779, 1)["{PNG}"]["XPixelsPerMeter"], Value(3779));
+  EXPECT_TRUE(dpi(2835, 0)["DPIWidth"].isNil());
+}
+
+TEST(PngProperties, nameTheProfileOrTheStandardSpace) {
+  EXPECT_EQ(propertiesOf(png(2, 8, chunk("sRGB", std::string(1, '\0'))))["ProfileName"],
+            Value("sRGB IEC61966-2.1"));
+  const std::string icc = "any" + std::string(2, '\0') + packed(profile(plainDescription("Display P3")));
+  EXPECT_EQ(propertiesOf(png(2, 8, chunk("iCCP", icc)))["ProfileName"], Value("Display P3"));
+}
+
+TEST(PngProperties, readTextsOfEveryKindAlsoBehindThePicture) {
+  const std::string nul(1, '\0');
+  const std::string chunks = chunk("tEXt", "Title" + nul + "H\xFCtte") +
+                             chunk("zTXt", "Author" + nul + nul + packed("Ann")) + chunk("IDAT", "x") +
+                             chunk("iTXt", "Description" + nul + nul + nul + "de" + nul + nul + "Grün") +
+                             chunk("iTXt", "Comment" + nul + "\1" + nul + nul + nul + packed("packed")) +
+                             chunk("tEXt", "Raw profile" + nul + "hidden");
+  const Value all = propertiesOf(png(2, 8, chunks));
+  EXPECT_TRUE(same(all["{PNG}"], Dictionary{{"InterlaceType", 0},
+                                            {"Title", "Hütte"},
+                                            {"Author", "Ann"},
+                                            {"Description", "Grün"},
+                                            {"Comment", "packed"}}));
+  EXPECT_EQ(all["{IPTC}"]["ObjectName"], Value("Hütte"));
+}
+
+TEST(PngProperties, readExifAndThePacket) {
+  Directory main;
+  main.text(0x010F, "Canon").shorts(0x0112, {6});
+  const std::string nul(1, '\0');
+  const std::string packet = xmp(simple("xmp:CreatorTool", "9.3.1") + bag("dc:subject", {"a"}));
+  const Value all = propertiesOf(png(
+      2, 8,
+      chunk("eXIf", tiff(main)) + chunk("iTXt", "XML:com.adobe.xmp" + nul + nul + nul + nul + nul + packet)));
+  EXPECT_EQ(all["Orientation"], Value(6));
+  EXPECT_EQ(all["{TIFF}"]["Make"], Value("Canon"));
+  EXPECT_EQ(all["{PNG}"]["Software"], Value("9.3.1"));
+  EXPECT_TRUE(same(all["{IPTC}"]["Keywords"], Array{"a"}));
+}
+
+TEST(PngProperties, unpackNoMoreThanIsSensible) {
+  const std::string nul(1, '\0');
+  const std::string bomb = packed(std::string(std::size_t{200} << 20, 'x'));
+  const Value all = propertiesOf(png(2, 8, chunk("zTXt", "Comment" + nul + nul + bomb)));
+  EXPECT_LE(all["{PNG}"]["Comment"].string().size(), std::size_t{9} << 20);
+}
+
+}  // namespace
+}  // namespace moxtel::test
