@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "pictures/properties/ExifGroups.h"
+#include "pictures/properties/ExifValues.h"
 #include "tests/pictures/PropertyTesting.h"
 
 namespace moxtel::test {

@@ -6,6 +6,115 @@
 namespace moxtel::test {
 namespace {
 
+// A maker's note whose offsets count from the start of the whole block, as Canon's do.
+std::string withCanonNote(const Directory& note, std::uint32_t program = 0) {
+  const std::string hole(note.at(0).size(), '?');
+  Directory main, exif;
+  main.text(0x010F, "Canon").text(0x0110, "Canon PowerShot G10");
+  exif.shorts(0x9207, {5});
+  if (program != 0) exif.shorts(0x8822, {program});
+  Directory whole = exif;
+  exif.undefined(0x927C, hole);
+  const auto place = static_cast<std::uint32_t>(tiff(main, exif).find(hole));
+  whole.undefined(0x927C, note.at(place));
+  return jpeg(exifSegment(tiff(main, whole)));
+}
+
+TEST(CanonProperties, comeFromTheMakersNote) {
+  std::vector<std::uint32_t> settings(47), shot(34);
+  settings[0] = 94, settings[5] = 1, settings[20] = 1;                           // drive, program
+  settings[23] = 30500, settings[24] = 6100, settings[25] = 1000;                // lens
+  settings[26] = 136, settings[27] = 308;                                        // apertures
+  shot[0] = 68, shot[7] = 0, shot[15] = static_cast<std::uint16_t>(-32 - 0x0C);  // white, flash
+  Directory note;
+  note.shorts(1, settings).shorts(4, shot).text(7, "Firmware Version 1.04").numbers(8, LONG, {1002345});
+  note.text(9, "").numbers(0x10, LONG, {0x80000261}).text(0x95, "");
+  const Value all = propertiesOf(withCanonNote(note));
+  const Value& canon = all["{MakerCanon}"];
+  EXPECT_EQ(canon["Firmware"], Value("Firmware Version 1.04"));
+  EXPECT_EQ(canon["ContinuousDrive"], Value(1));
+  EXPECT_EQ(canon["ImageSerialNumber"], Value(1002345));
+  EXPECT_EQ(canon["UniqueModelID"], Value(2147484257));
+  EXPECT_EQ(canon["WhiteBalanceIndex"], Value(0));
+  EXPECT_DOUBLE_EQ(canon["MaxAperture"].doubleValue(), 4.3620309306610308);
+  EXPECT_DOUBLE_EQ(canon["MinAperture"].doubleValue(), 28.508758980490853);
+  EXPECT_DOUBLE_EQ(canon["FlashExposureComp"].doubleValue(), -4.0 / 3);
+  EXPECT_EQ(all["{Exif}"]["ExposureProgram"], Value(2));
+  EXPECT_TRUE(same(all["{ExifAux}"], Dictionary{{"Firmware", "Firmware Version 1.04"},
+                                                {"LensModel", "6.1-30.5 mm"},
+                                                {"LensInfo", Array{6.1, 30.5, 0.0, 0.0}}}));
+}
+
+TEST(CanonProperties, nameTheLensThatIsOnTheCamera) {
+  std::vector<std::uint32_t> settings(47);
+  settings[23] = 50, settings[24] = 50, settings[25] = 1;
+  Directory named, unnamed;
+  named.shorts(1, settings).text(0x95, "EF50mm f/1.8 II");
+  unnamed.shorts(1, settings);
+  EXPECT_EQ(propertiesOf(withCanonNote(named))["{ExifAux}"]["LensModel"], Value("EF50mm f/1.8 II"));
+  EXPECT_EQ(propertiesOf(withCanonNote(unnamed))["{ExifAux}"]["LensModel"], Value("50 mm"));
+}
+
+TEST(CanonProperties, sayNothingOfALensWithoutOne) {
+  Directory note;
+  note.shorts(1, std::vector<std::uint32_t>(47)).text(0x95, "");
+  EXPECT_TRUE(propertiesOf(withCanonNote(note))["{ExifAux}"].isNil());
+}
+
+TEST(CanonProperties, yieldToTheProgramThatExifTells) {
+  std::vector<std::uint32_t> settings(47);
+  settings[20] = 4;
+  Directory note;
+  note.shorts(1, settings);
+  EXPECT_EQ(propertiesOf(withCanonNote(note))["{Exif}"]["ExposureProgram"], Value(1));
+  EXPECT_EQ(propertiesOf(withCanonNote(note, 3))["{Exif}"]["ExposureProgram"], Value(3));
+}
+
+std::string nikonTiff(const Directory& note) {
+  Directory main, exif;
+  main.text(0x010F, "NIKON CORPORATION").text(0x0110, "NIKON D800E");
+  exif.undefined(0x927C, std::string("Nikon\0\2\x10\0\0", 10) + tiff(note));
+  return tiff(main, exif);
+}
+
+TEST(NikonProperties, keepTheBlanksOfTheMakersNote) {
+  Directory note;
+  note.shorts(2, {0, 1600}).text(4, "RAW    ").text(5, "AUTO        ").text(7, "AF-S  ");
+  note.numbers(0x83, BYTE, {6}).rationals(0x84, {{24, 1}, {120, 1}, {4, 1}, {4, 1}}).text(0x1D, "6001440");
+  note.numbers(0xA7, LONG, {8834}).text(0x82, "OFF         ").undefined(0x12, std::string("\xFC\1\6\0", 4));
+  const Dictionary wanted{
+      {"ISOSetting", Array{0, 1600}},    {"Quality", "RAW    "}, {"WhiteBalanceMode", "AUTO        "},
+      {"FocusMode", "AF-S  "},           {"LensType", 6},        {"LensInfo", Array{24.0, 120.0, 4.0, 4.0}},
+      {"CameraSerialNumber", "6001440"}, {"ShutterCount", 8834}, {"LensAdapter", "OFF         "},
+      {"FlashExposureComp", -4.0 / 6}};
+  const Value all = propertiesOf(jpeg(exifSegment(nikonTiff(note))));
+  EXPECT_TRUE(same(all["{MakerNikon}"], wanted));
+  EXPECT_TRUE(all["{ExifAux}"].isNil()) << "that is for the camera's own files";
+}
+
+TEST(NikonProperties, describeTheLensOfARawFile) {
+  const auto auxOf = [](const Directory& note) {
+    properties::PictureFacts facts;
+    facts.width = facts.height = 1;
+    const std::string file = nikonTiff(note);
+    return Value(properties::assembled(
+        PictureKind::Raw, facts,
+        properties::exifGroups(properties::bytesOf(file), properties::ExifOrigin::TiffFile)))["{ExifAux}"];
+  };
+  Directory zoom, fixed, none;
+  zoom.rationals(0x84, {{180, 10}, {55, 1}, {35, 10}, {56, 10}})
+      .text(0x1D, "6001440")
+      .numbers(0xA7, LONG, {8458});
+  EXPECT_TRUE(same(auxOf(zoom), Dictionary{{"LensInfo", Array{18.0, 55.0, 3.5, 5.6}},
+                                           {"LensModel", "18.0-55.0 mm f/3.5-5.6"},
+                                           {"SerialNumber", "6001440"},
+                                           {"ImageNumber", 8458}}));
+  fixed.rationals(0x84, {{50, 1}, {50, 1}, {14, 10}, {14, 10}});
+  EXPECT_EQ(auxOf(fixed)["LensModel"], Value("50.0 mm f/1.4"));
+  none.rationals(0x84, {{0, 0}, {0, 0}, {0, 0}, {0, 0}});
+  EXPECT_TRUE(auxOf(none)["LensModel"].isNil());
+}
+
 TEST(AppleProperties, areTheNotesEntriesByNumber) {
   const auto entry = [](int tag, int type, int count, const std::string& field) {
     return big(tag, 2) + big(type, 2) + big(count, 4) + field;

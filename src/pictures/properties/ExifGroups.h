@@ -12,9 +12,13 @@ class ExifData;
 namespace moxtel::properties {
 
 struct ExifGroups {
-  Dictionary tiff;   // "{TIFF}"
-  Dictionary exif;   // "{Exif}"
-  Dictionary gps;    // "{GPS}"
+  Dictionary tiff;      // "{TIFF}"
+  Dictionary exif;      // "{Exif}"
+  Dictionary gps;       // "{GPS}"
+  Dictionary canon;     // "{MakerCanon}"
+  Dictionary nikon;     // "{MakerNikon}"
+  Dictionary canonAux;  // what a Canon adds to "{ExifAux}"
+  Dictionary nikonAux;
   Dictionary dng;    // "{DNG}"
   Dictionary apple;  // "{MakerApple}"
 };
@@ -28,8 +32,5 @@ enum class ExifOrigin : std::uint8_t {
 ExifGroups exifGroups(FileBytes tiff, ExifOrigin origin);
 // The same from data that Exiv2 has read.
 ExifGroups groupsOf(const Exiv2::ExifData& data, ExifOrigin origin);
-
-// "24°30'" and the like as the platform keeps it: whole degrees and minutes of six significant digits.
-double roundedCoordinate(double degrees, double minutes, double seconds);
 
 }  // namespace moxtel::properties

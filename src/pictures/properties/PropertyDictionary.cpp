@@ -98,6 +98,19 @@ void addTiles(const PictureFacts& facts, Dictionary& tiff) {
   tiff.set("TileLength", facts.tileHeight);
 }
 
+// What the camera's note says stands here too, unless a program has said it. The platform takes Nikon's only
+// from the camera's own files.
+Dictionary auxGroupOf(PictureKind kind, const XmpProperties& xmp, const ExifGroups& exif) {
+  Dictionary aux = auxGroup(xmp);
+  const auto fill = [&](const Dictionary& note) {
+    for (const auto& [key, value] : note)
+      if (!aux.contains(key)) aux.set(key, value);
+  };
+  fill(exif.canonAux);
+  if (kind == PictureKind::Raw) fill(exif.nikonAux);
+  return aux;
+}
+
 Dictionary pngGroup(const PictureFacts& facts, const XmpProperties& xmp) {
   Dictionary png = facts.png;
   const std::string* tool = png.empty() ? nullptr : xmp.first("xmp.CreatorTool");
@@ -116,7 +129,7 @@ Dictionary assembled(PictureKind kind, const PictureFacts& facts, ExifGroups exi
   addOrientation(all, exif.tiff);
   addProfileName(all, facts, exif.exif);
   if (tellsIptc(kind)) addGroup(all, "{IPTC}", iptcGroup(facts, xmp, exif));
-  if (kind != PictureKind::Heif) addGroup(all, "{ExifAux}", auxGroup(xmp));
+  if (kind != PictureKind::Heif) addGroup(all, "{ExifAux}", auxGroupOf(kind, xmp, exif));
   addGroup(all, "{PNG}", pngGroup(facts, xmp));
   addGroup(all, "{JFIF}", facts.jfif);
   addGroup(all, "{GIF}", facts.gif);
@@ -125,6 +138,8 @@ Dictionary assembled(PictureKind kind, const PictureFacts& facts, ExifGroups exi
   addGroup(all, "{Exif}", std::move(exif.exif));
   addGroup(all, "{GPS}", std::move(exif.gps));
   addGroup(all, "{DNG}", std::move(exif.dng));
+  addGroup(all, "{MakerCanon}", std::move(exif.canon));
+  addGroup(all, "{MakerNikon}", std::move(exif.nikon));
   addGroup(all, "{MakerApple}", std::move(exif.apple));
   return all;
 }
