@@ -91,5 +91,21 @@ TEST(PngProperties, unpackNoMoreThanIsSensible) {
   EXPECT_LE(all["{PNG}"]["Comment"].string().size(), std::size_t{9} << 20);
 }
 
+TEST(PngProperties, tellHowAnAnimationRuns) {
+  const std::string control = chunk("acTL", big(3, 4) + big(4, 4));
+  const auto shown = [](int above, int below) {
+    return chunk("fcTL",
+                 big(0, 4) + big(40, 4) + big(20, 4) + big(0, 8) + big(above, 2) + big(below, 2) + big(0, 2));
+  };
+  const Value animated =
+      propertiesOf(png(2, 8, control + shown(1, 4) + chunk("IDAT", "x") + shown(9, 1)))["{PNG}"];
+  EXPECT_TRUE(same(
+      animated,
+      Dictionary{{"InterlaceType", 0}, {"LoopCount", 4}, {"DelayTime", 0.25}, {"UnclampedDelayTime", 0.25}}));
+  const Value fast = propertiesOf(png(2, 8, control + shown(2, 0)))["{PNG}"];
+  EXPECT_EQ(fast["UnclampedDelayTime"], Value(0.02)) << "hundredths";
+  EXPECT_EQ(fast["DelayTime"], Value(0.1));
+}
+
 }  // namespace
 }  // namespace moxtel::test

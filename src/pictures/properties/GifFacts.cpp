@@ -19,8 +19,7 @@ std::optional<std::uint64_t> afterSubBlocks(ByteSource& file, std::uint64_t plac
 void takeControl(FileBytes data, PictureFacts& facts) {
   facts.hasAlpha = (data[0] & 1) != 0;
   const double seconds = littleEndian(data.subspan(1, 2)) / 100.0;
-  // Browsers made it a rule that very short delays were not meant.
-  facts.gif = Dictionary{{"DelayTime", seconds <= 0.05 ? 0.1 : seconds}, {"UnclampedDelayTime", seconds}};
+  facts.gif = Dictionary{{"DelayTime", shownDelay(seconds)}, {"UnclampedDelayTime", seconds}};
 }
 
 }  // namespace

@@ -49,6 +49,10 @@ struct PictureFacts {
   Dictionary photoshop;
 };
 
+// How long a frame is shown whose file asks for so many seconds: browsers made it a rule that very short
+// delays were not meant.
+inline double shownDelay(double seconds) { return seconds <= 0.05 ? 0.1 : seconds; }
+
 // Nothing for a file that is damaged before its size is told.
 std::optional<PictureFacts> jpegFacts(ByteSource& file);
 std::optional<PictureFacts> pngFacts(ByteSource& file);

@@ -1,4 +1,4 @@
-// PNG: its chunks (PNG 1.2 and the eXIf extension 1.5.0).
+// PNG: its chunks (PNG 1.2, the eXIf extension 1.5.0, and APNG 1.0).
 #include <zlib.h>
 
 #include <cmath>
@@ -53,6 +53,7 @@ class Chunks final {
   void takeHeader(FileBytes data);
   void takeChromaticities(FileBytes data);
   void takeResolution(FileBytes data);
+  void takeFrame(FileBytes data);
   void takeProfile(std::string_view data);
   void takeText(std::string_view type, std::string_view data);
   void takeInternationalText(std::string_view data);
@@ -71,6 +72,8 @@ void Chunks::take(std::string_view type, FileBytes data) {
   if (type == "tEXt" || type == "zTXt") takeText(type, textOf(data));
   if (type == "iTXt") takeInternationalText(textOf(data));
   if (type == "eXIf" && facts_.exif.empty()) facts_.exif = copyOf(data);
+  if (type == "acTL" && data.size() >= 8) facts_.png.set("LoopCount", bigEndian(data.subspan(4, 4)));
+  if (type == "fcTL" && data.size() >= 26) takeFrame(data);
   if (type == "sRGB" && !data.empty()) {
     facts_.png.set("sRGBIntent", data[0]);
     facts_.isStandardRgb = true;
@@ -101,6 +104,15 @@ void Chunks::takeResolution(FileBytes data) {
   facts_.png.set("XPixelsPerMeter", x);
   facts_.png.set("YPixelsPerMeter", y);
   if (data[8] == 1) facts_.resolution = Resolution{std::round(x * 0.0254), std::round(y * 0.0254)};
+}
+
+// The first frame's delay, as a quotient of seconds; a divisor of 0 means hundredths.
+void Chunks::takeFrame(FileBytes data) {
+  if (facts_.png.contains("DelayTime")) return;
+  const std::uint32_t divisor = bigEndian(data.subspan(22, 2));
+  const double seconds = bigEndian(data.subspan(20, 2)) / (divisor == 0 ? 100.0 : divisor);
+  facts_.png.set("DelayTime", shownDelay(seconds));
+  facts_.png.set("UnclampedDelayTime", seconds);
 }
 
 void Chunks::takeProfile(std::string_view data) {
