@@ -6,6 +6,40 @@
 namespace moxtel::test {
 namespace {
 
+// ---- Photoshop ----
+
+TEST(PhotoshopProperties, tellLayersResolutionAndBlocks) {
+  const auto layer = [](const std::string& name, const std::string& blocks = {}) {
+    const std::string extra =
+        big(0, 4) + big(0, 4) + big(name.size(), 1) + name + std::string(3 - name.size() % 4, '\0') + blocks;
+    return big(0, 8) + big(0, 8) + big(1, 2) + big(0, 6) + "8BIMnorm" + big(0, 4) + big(extra.size(), 4) +
+           extra;
+  };
+  const std::string unicode = "8BIMlyid" + big(4, 4) + big(7, 4) + "8BIMluni" + big(12, 4) + big(4, 4) +
+                              std::string("\0H\0\xF6\0h\0e", 8);
+  const std::string layers =
+      big(static_cast<std::uint16_t>(-2), 2) + layer("ground") + layer("Hohe", unicode);
+  Directory main;
+  main.shorts(0x0112, {3});
+  const std::string resources =
+      resource(0x0422, tiff(main)) + resource(0x0404, iimSet(2, 90, "Ulm")) +
+      resource(0x03ED, big(300 << 16, 4) + big(1, 2) + big(1, 2) + big(150 << 16, 4) + big(1, 2) + big(1, 2));
+  const std::string file = "8BPS" + big(1, 2) + big(0, 6) + big(3, 2) + big(20, 4) + big(40, 4) + big(8, 2) +
+                           big(3, 2) + big(0, 4) + big(resources.size(), 4) + resources +
+                           big(layers.size() + 4, 4) + big(layers.size(), 4) + layers;
+  const Dictionary wanted{{"PixelWidth", 40},
+                          {"PixelHeight", 20},
+                          {"Depth", 8},
+                          {"ColorModel", "RGB"},
+                          {"Orientation", 3},
+                          {"DPIWidth", 300.0},
+                          {"DPIHeight", 150.0},
+                          {"{TIFF}", Dictionary{{"Orientation", 3}}},
+                          {"{IPTC}", Dictionary{{"City", "Ulm"}}},
+                          {"{8BIM}", Dictionary{{"Version", 1}, {"LayerNames", Array{"ground", "Höhe"}}}}};
+  EXPECT_TRUE(same(propertiesOf(file), wanted));
+}
+
 // ---- GIF ----
 
 std::string gif(int delay, bool transparent, const std::string& before = {}) {

@@ -3,6 +3,7 @@
 namespace moxtel::properties {
 namespace {
 
+constexpr std::uint16_t kResolution = 0x03ED;
 constexpr std::uint16_t kIim = 0x0404;
 constexpr std::uint16_t kProfile = 0x040F;
 constexpr std::uint16_t kExif = 0x0422;
@@ -12,6 +13,13 @@ constexpr std::size_t even(std::size_t size) { return size + size % 2; }
 
 void takeFirst(Bytes& place, FileBytes data) {
   if (place.empty()) place = copyOf(data);
+}
+
+// Dots per inch, whatever unit programs show, with sixteen bits behind the point.
+void takeResolution(FileBytes data, PictureFacts& facts) {
+  if (data.size() < 16) return;
+  const auto dots = [&](std::size_t at) { return bigEndian(data.subspan(at, 4)) / 65536.0; };
+  facts.resolution = Resolution{dots(0), dots(8)};
 }
 
 }  // namespace
@@ -32,6 +40,7 @@ void forEachResource(FileBytes block, const std::function<void(std::uint16_t, Fi
 
 void takeResources(FileBytes block, PictureFacts& facts) {
   forEachResource(block, [&](std::uint16_t number, FileBytes data) {
+    if (number == kResolution) takeResolution(data, facts);
     if (number == kIim) takeFirst(facts.iim, data);
     if (number == kProfile) takeFirst(facts.icc, data);
     if (number == kExif) takeFirst(facts.exif, data);
