@@ -19,7 +19,7 @@ void DatabaseSlot::setPath(const std::optional<std::string>& path) {
 
 int DatabaseSlot::open() {
   if (connection_ && connection_->inTransaction()) return SQLITE_OK;
-  if (!path_ || !isPlainPath(*path_)) return lastCode_ = SQLITE_CANTOPEN;
+  if (!path_ || !isPlainPath(*path_)) return SQLITE_CANTOPEN;
   if (!connection_ || !names_) names_.emplace(*path_);
   const DatabaseStamp now = names_->stamp();
   if (connection_ && now == stamp_) return SQLITE_OK;
@@ -27,7 +27,7 @@ int DatabaseSlot::open() {
   if (copy_ && !(copy_->stamp() == now)) copy_.reset();
   stamp_ = now;
   // What is no regular file is not opened: opening a named pipe would wait for its other end.
-  return lastCode_ = now.file.isRegular() ? openOriginal() : SQLITE_CANTOPEN;
+  return now.file.isRegular() ? openOriginal() : SQLITE_CANTOPEN;
 }
 
 int DatabaseSlot::openOriginal() {
@@ -103,10 +103,6 @@ void DatabaseSlot::tell(Reason reason, const std::string& failure) {
 
 void DatabaseSlot::releaseLocks() {
   if (connection_) connection_->end();
-}
-
-const char* DatabaseSlot::lastMessage() const {
-  return connection_ ? connection_->lastMessage() : sqlite3_errstr(lastCode_);
 }
 
 }  // namespace moxtel

@@ -38,7 +38,6 @@ class DatabaseSlot final {
   void refillBusyBudget() { budget_.refill(); }
   // Closes the connection. A private copy is kept: it holds nothing of the library.
   void close() { connection_.reset(); }
-  const char* lastMessage() const;
 
  private:
   enum class Reason : std::uint8_t { None, Journal, WriteAheadLog, NoLocks };
@@ -60,7 +59,6 @@ class DatabaseSlot final {
   // Before connection_, which lives in its file system; held by queries through the connection.
   std::shared_ptr<PrivateCopy> copy_;
   std::shared_ptr<DatabaseConnection> connection_;
-  int lastCode_ = SQLITE_OK;
   std::string told_;  // the last line for the user, so that a state is told once
 };
 

@@ -263,7 +263,9 @@ std::string LibraryDatabases::query() const { return filledIn(state_->lastSql_, 
 std::int32_t LibraryDatabases::result() const { return state_->result_; }
 std::int32_t LibraryDatabases::databaseOpenCount() const { return state_->openCount_; }
 const char* LibraryDatabases::errorMessage(DatabaseFile file) const {
-  return state_->refused_ ? sqlite3_errstr(state_->result_) : state_->slot(file).lastMessage();
+  const DatabaseSlot& slot = state_->slot(file);
+  if (state_->refused_ || !slot.isOpen()) return sqlite3_errstr(state_->result_);
+  return slot.connection()->lastMessage();
 }
 bool LibraryDatabases::usingDB() const { return state_->usingDB_; }
 bool LibraryDatabases::runStandalone() const { return state_->runStandalone_; }

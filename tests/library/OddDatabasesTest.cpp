@@ -285,6 +285,8 @@ TEST_F(Odd, withoutRoomForACopyTheUserIsTold) {
   served.freeBytes = fs::file_size(path) + 1;
   expectUnreadable();
   expectUnreadable();
+  EXPECT_EQ(served.databases.result(), SQLITE_READONLY);
+  EXPECT_STREQ(served.databases.errorMessage(kLibrary), sqlite3_errstr(SQLITE_READONLY));
   EXPECT_EQ(copies(), 0);
   EXPECT_EQ(served.lines.count("Error", "No private copy could be made: there is not enough room"), 1);
 }
