@@ -10,15 +10,19 @@ import pathlib
 import plistlib
 import re
 import sqlite3
+import zoneinfo
 
 BUILT_IN_ALBUMS = {
     "libraryFolderImplicitAlbum", "allProjectsAlbum", "trashAlbum", "flaggedAlbum", "lastImportAlbum",
     "rejectedAlbum", "lastNMonthsAlbum", "eventFilterBarAlbum", "allPlacedPhotosAlbum", "peopleAlbum",
     "peopleFilterBarAlbum", "placesFilterBarAlbum", "rotationAlbum", "Faces"}
 
-EPOCH = datetime.datetime(2001, 1, 1)
-# Calendars disagree about days before the Gregorian reform, and about years of more than four digits.
-FIRST_CERTAIN_DAY = datetime.datetime(1583, 1, 1)
+EPOCH = datetime.datetime(2001, 1, 1, tzinfo=datetime.timezone.utc)
+# Calendars disagree about days before the Gregorian reform and about years of more than four digits, time zones
+# about the time before there were any.
+FIRST_CERTAIN_DAY = datetime.datetime(1920, 1, 1, tzinfo=datetime.timezone.utc)
+FIRST_CERTAIN_DAY_OF_UTC = datetime.datetime(1583, 1, 1, tzinfo=datetime.timezone.utc)
+LAST_CERTAIN_DAY = datetime.datetime(9999, 12, 29, tzinfo=datetime.timezone.utc)
 
 
 class AnyText:
@@ -58,18 +62,27 @@ def int32(value):
 
 
 def number_in(entry):
-    """An entry of the album file as an integer: a number, or the number that a text begins with."""
-    return int32(entry.encode() if isinstance(entry, str) else entry)
+    """An entry of the album file as an integer: a number, or the number that a text begins with; the nearest of 32
+    bits. Anything else is 0."""
+    if isinstance(entry, str):
+        number = re.match(r"[ \t\n\v\f\r]*([+-]?[0-9]+)", entry)
+        entry = int(number[1]) if number else 0
+    if not isinstance(entry, (int, float)) or entry != entry:
+        return 0
+    return int(max(-2**31, min(entry, 2**31 - 1)))
 
 
 class Library:
     """Answers for one library while no photo application can be asked.
 
     shows_both_days: whether unnamed containers are named after their last day too.
+    zone: the time zone in which a moment is on a day.
     """
 
-    def __init__(self, folder, shows_both_days=False):
+    def __init__(self, folder, shows_both_days=False, zone="UTC"):
         self.shows_both_days = shows_both_days
+        self.zone = zoneinfo.ZoneInfo(zone)
+        self.first_certain_day = FIRST_CERTAIN_DAY_OF_UTC if zone == "UTC" else FIRST_CERTAIN_DAY
         self.databases = {}
         for name, file in (("library", "Library.apdb"), ("proxies", "ImageProxies.apdb"),
                            ("properties", "Properties.apdb"), ("faces", "Faces.db")):
@@ -86,8 +99,9 @@ class Library:
 
     def read_album_data(self, data):
         for name, key in (("List of Albums", "GUID"), ("List of Rolls", "ProjectUuid")):
-            for entry in data.get(name, []):
-                if key in entry:
+            entries = data.get(name)
+            for entry in entries if isinstance(entries, list) else []:
+                if isinstance(entry, dict) and key in entry:
                     self.container_dicts[entry[key]] = {k: v for k, v in entry.items() if k != "KeyList"}
 
     def close(self):
@@ -166,13 +180,14 @@ class Library:
         # One that is left open leaves the whole open.
         return AnyText() if any(isinstance(name, AnyText) for name in names) else " … ".join(names)
 
-    @staticmethod
-    def day_name(seconds):
+    def day_name(self, seconds):
         try:
-            day = EPOCH + datetime.timedelta(seconds=seconds)
+            moment = EPOCH + datetime.timedelta(seconds=seconds)
         except OverflowError:
             return AnyText()
-        return day.strftime("%Y-%m-%d") if day >= FIRST_CERTAIN_DAY else AnyText()
+        if not self.first_certain_day <= moment < LAST_CERTAIN_DAY:
+            return AnyText()
+        return moment.astimezone(self.zone).strftime("%Y-%m-%d")
 
     def albums_in(self, parent):
         found = []

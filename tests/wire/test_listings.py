@@ -25,6 +25,7 @@ KEPT_SEEDS = ()
 KEPT_SEEDS_WITH_ALBUM_DATA = (9,)  # an album without a uuid took the entry of the uuid ""
 
 LARGEST_REQUEST = 4096
+EVERY_LIBRARY_HAS_THESE = ("allPhotosAlbum", "TopLevelAlbums", "AllProjectsItem", "LibraryFolder", "trashAlbum")
 NO_LIBRARY_HAS_THESE = ("", "(null)", "no such uuid", "x' OR '1'='1", "%@%s%n", "\\", "\"", "a\0b", "é", "🙂", ";", "--")
 
 
@@ -73,9 +74,12 @@ class Comparison:
         self.same_list(listed, expected)
 
     def ids(self, *tables):
-        found = set(NO_LIBRARY_HAS_THESE)
+        found = {*EVERY_LIBRARY_HAS_THESE, *NO_LIBRARY_HAS_THESE}
         for database, table in tables:
             found.update(self.model.uuids(database, table))
+        # Some of the other kinds: a uuid names what it is asked as, or nothing.
+        for database, table in (("library", "RKVersion"), ("library", "RKAlbum"), ("faces", "RKFaceName")):
+            found.update(self.model.uuids(database, table)[:3])
         return sorted(uuid for uuid in found
                       if len(moxteltest.request("Photos of Album", id=uuid)) <= LARGEST_REQUEST)
 
@@ -111,48 +115,143 @@ class Comparison:
             self.test.assertIsNone(difference(expected, envelope["result"]))
 
     def odd_ids(self):
-        """A missing id reads as the text that stands for nothing, a number as its digits."""
-        for given, meant in (({}, None), ({"id": 12}, "12")):
+        """A missing id reads as the text that stands for nothing, a number as its digits, a collection as its
+        description, which is nobody's uuid."""
+        numbers = ((0, "0"), (12, "12"), (123, "123"), (-1, "-1"), (2**32 + 1, "4294967297"), (1.5, "1.5"), (True, "1"))
+        nobody = "\n( a description )\n"
+        strangers = ([], ["a"], ["it's"], {}, {"a": 1}, b"12", keyedarchive.Date(0))
+        for given, meant in (({}, None), *(({"id": number}, digits) for number, digits in numbers),
+                             *(({"id": stranger}, nobody) for stranger in strangers)):
             with self.test.subTest(id=given):
                 self.same_containers(self.client.result("Folders of Album", **given), self.model.containers_in(meant))
                 self.same_list(self.client.result("Photos of Album", **given), self.model.photos_in(meant))
                 self.same_list(self.client.result("Photos of Face", **given), self.model.photos_of_face(meant))
-        self.test.assertEqual(self.client.error("Photos of Event", id=1), "Album not found")
+                self.test.assertEqual(self.client.error("Photos of Event", **given), "Album not found")
+
+
+ZONES = ("UTC", "America/New_York", "Asia/Kathmandu", "Pacific/Kiritimati", "Australia/Lord_Howe")
+STRANGE_COUNTS = (0, 1, 2, 7, -3, 70000, 4.75, -0.5, 2.5e9, -1e300, float("inf"), 2**31, 2**40, -2**40, 2**63, True,
+                  False, "12", "x", "", " 3 ", "+4", "+-4", "-5", "12abc", "99999999999", "-99999999999", b"12", [7])
+STRANGE_KEY_PHOTOS = ("29", "4294967297", "", "a<b&c", "É", "👨‍👩‍👧 🗻", "it's", 29, -1, 2**40, 1.5, True)
 
 
 def strange_album_data(library, seed):
-    """An album file with entries for some of a strange library's containers."""
+    """An album file with entries for some of a strange library's containers, in one of its two forms."""
     roll = random.Random(seed)
     reference = model.Library(library)
+    form = roll.choice([plistlib.FMT_XML, plistlib.FMT_BINARY])
+
+    def can_be_written(uuid):
+        """XML has no place for control characters."""
+        return form == plistlib.FMT_BINARY or all(letter >= " " and letter not in "\ufffe\uffff" for letter in uuid)
 
     def entries(key, uuids):
         for uuid in uuids:
-            if not roll.randrange(3) or not all(0x20 <= ord(letter) < 0xFFFE for letter in uuid):
-                continue  # XML has no place for control characters
-            entry = {key: uuid, "AlbumName": uuid, "KeyList": ["1", "2"],
-                     "PhotoCount": roll.choice([0, 1, 2, 7, -3, 70000, "12", "x", 4.75])}
+            if not roll.randrange(3) or not can_be_written(uuid):
+                continue
+            entry = {key: uuid, "AlbumName": uuid, "KeyList": ["1", "2"], "PhotoCount": roll.choice(STRANGE_COUNTS)}
             if roll.randrange(3):
-                entry["KeyPhotoKey"] = roll.choice(["29", "4294967297", "", "a<b&c", uuid])
+                entry["KeyPhotoKey"] = roll.choice([*STRANGE_KEY_PHOTOS, uuid])
             yield {name: value for name, value in entry.items() if name != key or roll.randrange(20)}
+            if not roll.randrange(15):
+                yield roll.choice(["no entry", 3, True, [], {}, {"PhotoCount": 9, "KeyPhotoKey": "nobody's"}])
 
     albums = list(entries("GUID", [*reference.uuids("library", "RKAlbum"), *reference.uuids("library", "RKFolder")]))
     if not roll.randrange(3):
-        albums.append({"GUID": "containerUuid", "Album Type": "Smart", "AlbumId": roll.choice([0, 2, 3, "4"])})
-    rolls = list(entries("ProjectUuid", reference.uuids("library", "RKFolder")))
-    faces = roll.choice([{"1": {"name": "x"}}, [{"name": "x"}]])
+        albums.append({"GUID": "containerUuid", "Album Type": "Smart",
+                       "AlbumId": roll.choice([0, 2, 3, "4", 2**32 + 2, 1.9, True, "", [2]])})
+    data = {
+        "Master Image List": {"1": {}}, "List of Albums": albums,
+        "List of Rolls": list(entries("ProjectUuid", reference.uuids("library", "RKFolder"))),
+        "List of Faces": roll.choice([{"1": {"name": "x"}}, [{"name": "x"}], {}, "no list"])}
+    if not roll.randrange(12):
+        data[roll.choice(["List of Albums", "List of Rolls"])] = roll.choice([{}, {"GUID": {"GUID": "x"}}, "text", 3])
+    if not roll.randrange(12):
+        del data[roll.choice(list(data))]
     reference.close()
-    (library / "AlbumData.xml").write_bytes(plistlib.dumps(
-        {"List of Albums": albums, "List of Rolls": rolls, "List of Faces": faces, "Master Image List": {"1": {}}}))
+    (library / "AlbumData.xml").write_bytes(plistlib.dumps(data, fmt=form, sort_keys=False))
+
+
+def changed(library, file, *statements):
+    database = sqlite3.connect(library / "Database" / "apdb" / file)
+    with database:
+        for statement in statements:
+            database.execute(statement)
+    database.close()
+
+
+def few(library, file, table, column, count, every=1):
+    """Leaves a column only so many of its values in every second, third, … row, so that many rows share each."""
+    database = sqlite3.connect(library / "Database" / "apdb" / file)
+    with database:
+        first = database.execute("SELECT min(modelId) FROM %s GROUP BY %s ORDER BY 1 LIMIT %d" % (table, column, count))
+        rows = [row for (row,) in first]
+        for (row,) in database.execute("SELECT modelId FROM %s WHERE modelId %% %d = 0" % (table, every)).fetchall():
+            database.execute("UPDATE %s SET %s = (SELECT %s FROM %s WHERE modelId = ?) WHERE modelId = ?" % (
+                table, column, column, table), (rows[row % len(rows)], row))
+    database.close()
+
+
+def ties_everywhere(library):
+    """Many rows with the same uuid, master, face, place in the order: which comes first, which wins."""
+    for table, column, count, every in (
+            ("RKVersion", "uuid", 9, 1), ("RKVersion", "masterUuid", 4, 2), ("RKVersion", "projectUuid", 4, 1),
+            ("RKAlbum", "uuid", 5, 1), ("RKFolder", "uuid", 6, 2), ("RKNote", "attachedToUuid", 6, 1),
+            ("RKCustomSortOrder", "objectUuid", 6, 1)):
+        few(library, "Library.apdb", table, column, count, every)
+    changed(library, "Library.apdb",
+            "UPDATE RKCustomSortOrder SET orderNumber = modelId % 3 - 1, containerUuid = "
+            "iif(modelId % 2, 'TopLevelAlbums', 'AllProjectsItem')",
+            "UPDATE RKAlbumVersion SET albumId = albumId % 3, versionId = versionId % 9")
+    few(library, "Faces.db", "RKDetectedFace", "masterUuid", 4)
+    few(library, "Faces.db", "RKFaceName", "uuid", 3, 2)
+    changed(library, "Faces.db", "UPDATE RKFaceName SET faceKey = modelId % 3",
+            "UPDATE RKDetectedFace SET faceKey = modelId % 3")
+
+
+def nulls_everywhere(library):
+    """Every column that a listing shows is NULL in half of the rows, one column after the other."""
+    for file, columns in (
+            ("Library.apdb", ("RKFolder.name RKFolder.uuid RKFolder.folderType RKFolder.posterVersionUuid "
+                              "RKFolder.minImageDate RKFolder.maxImageDate RKFolder.isHiddenWhenEmpty RKAlbum.name "
+                              "RKAlbum.uuid RKAlbum.versionCount RKAlbum.posterVersionUuid RKVersion.uuid "
+                              "RKVersion.versionNumber RKVersion.isInTrash RKVersion.exifLatitude "
+                              "RKVersion.exifLongitude RKVersion.videoPosterFramePoint RKVersion.fileName "
+                              "RKVersion.rotation RKVersion.masterUuid RKNote.note RKCustomSortOrder.orderNumber "
+                              "RKCustomSortOrder.objectUuid RKAlbumVersion.albumId RKAlbumVersion.versionId")),
+            ("Properties.apdb", "RKUniqueString.stringProperty RKIptcProperty.stringId RKExifStringProperty.versionId"),
+            ("Faces.db", ("RKFaceName.uuid RKFaceName.name RKFaceName.faceKey RKFaceName.keyVersionUuid "
+                          "RKDetectedFace.masterUuid RKDetectedFace.faceKey RKDetectedFace.faceIndex"))):
+        for number, column in enumerate(columns.split()):
+            table, name = column.split(".")
+            changed(library, file, "UPDATE %s SET %s = NULL WHERE modelId * 7 / (%d + 1) %% 2" % (table, name, number))
+
+
+def with_statistics(library):
+    """As a photo application leaves its databases: other indexes may then be the best, and rows come otherwise."""
+    for file in ("Library.apdb", "Properties.apdb", "Faces.db"):
+        changed(library, file, "ANALYZE")
+
+
+def built_in_albums(library):
+    """Albums of the built-in names, and of names that are nearly those, as anybody's."""
+    names = (*sorted(model.BUILT_IN_ALBUMS), "allPhotosAlbum", "faces", "trashalbum", "trashAlbum ", "peopleAlbum2")
+    database = sqlite3.connect(library / "Database" / "apdb" / "Library.apdb")
+    with database:
+        database.executemany(
+            "INSERT INTO RKAlbum(uuid,name,albumType,albumSubclass,versionCount,folderUuid,isInTrash) "
+            "VALUES(?1,?1,1,3,5,'TopLevelAlbums',0)", [(name,) for name in names])
+    database.close()
 
 
 def unnamed_containers(library):
     """Takes their names from two thirds of the containers and gives some a last day."""
-    database = sqlite3.connect(library / "Database" / "apdb" / "Library.apdb")
-    with database:
-        database.execute("UPDATE RKFolder SET name = iif(rowid % 2, NULL, '') WHERE rowid % 3")
-        database.execute("UPDATE RKFolder SET minImageDate = 86400 * rowid, maxImageDate = 86400 * rowid + 90000 "
-                         "WHERE rowid % 4 = 1")
-    database.close()
+    changed(library, "Library.apdb", "UPDATE RKFolder SET name = iif(rowid % 2, NULL, '') WHERE rowid % 3",
+            "UPDATE RKFolder SET minImageDate = 86400 * rowid, maxImageDate = 86400 * rowid + 90000 "
+            "WHERE rowid % 4 = 1",
+            # Around the hours at which clocks are put forward and back, and days begin.
+            "UPDATE RKFolder SET minImageDate = 257126400 + 3600 * rowid, maxImageDate = 276480000 - 3599 * rowid "
+            "WHERE rowid % 4 = 2")
 
 
 class Listings(unittest.TestCase):
@@ -160,15 +259,16 @@ class Listings(unittest.TestCase):
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="moxteltest."))
         self.addCleanup(shutil.rmtree, self.folder)
 
-    def compare(self, *options, prepare=None, shows_both_days=False):
+    def compare(self, *options, prepare=None, shows_both_days=False, zone="UTC"):
         library = moxteltest.make_library(pathlib.Path(tempfile.mkdtemp(dir=self.folder)) / "Library", *options)
         if prepare:
             prepare(library)
         before = moxteltest.hash_of_library(library)
-        reference = model.Library(library, shows_both_days)
+        reference = model.Library(library, shows_both_days, zone)
         self.addCleanup(reference.close)
         arguments = ("-ApertureFolderMinMaxDate", "YES") if shows_both_days else ()
-        with moxteltest.Server(library, *arguments) as server, moxteltest.Client(server) as client:
+        server = moxteltest.Server(library, *arguments, environment={"TZ": zone})
+        with server, moxteltest.Client(server) as client:
             Comparison(self, client, reference).everything()
             self.assertTrue(server.is_running())
         self.assertEqual(moxteltest.hash_of_library(library), before)
@@ -199,10 +299,25 @@ class Listings(unittest.TestCase):
                              prepare=lambda library, seed=seed: strange_album_data(library, seed))
 
     def test_unnamed_containers_after_both_days(self):
-        for seed in self.seeds()[::5]:
-            with self.subTest(seed=seed):
+        for number, seed in enumerate(self.seeds()[::5]):
+            zone = ZONES[number % len(ZONES)]
+            with self.subTest(seed=seed, zone=zone):
                 self.compare("--strange", "--seed", seed, "--photos", 20 + seed % 60, prepare=unnamed_containers,
-                             shows_both_days=True)
+                             shows_both_days=True, zone=zone)
+
+    def test_ties_and_nulls(self):
+        for number, seed in enumerate(self.seeds()[::4]):
+            prepare = (ties_everywhere, nulls_everywhere)[number % 2]
+            with self.subTest(prepare.__name__, seed=seed):
+                self.compare("--strange", "--seed", seed, "--photos", 20 + seed % 60, prepare=prepare)
+
+    def test_databases_with_statistics(self):
+        for seed in self.seeds()[2::8]:
+            with self.subTest(seed=seed):
+                self.compare("--strange", "--seed", seed, "--photos", 20 + seed % 60, prepare=with_statistics)
+
+    def test_built_in_albums(self):
+        self.compare("--images", "none", "--photos", 40, prepare=built_in_albums)
 
 
 if __name__ == "__main__":
