@@ -26,6 +26,7 @@ class DnsSd;
 class ProcessRunner;
 class RunningApplications;
 class ScriptRunner;
+class ServerRoles;
 
 // What the delegate's program lends it; all of it outlives the delegate.
 struct ServerEnvironment {
@@ -81,8 +82,6 @@ class MXPAppDelegate final {
   QVSocketServer& server() { return *server_; }
 
  private:
-  class Roles;
-
   void restart();
   const char* runningApplication() const;
   void reportListener(bool started, std::int32_t port);
@@ -91,7 +90,7 @@ class MXPAppDelegate final {
 
   ServerEnvironment environment_;
   PhotoApplicationFlags flags_;
-  std::unique_ptr<Roles> roles_;
+  std::unique_ptr<ServerRoles> roles_;
   std::unique_ptr<QVSocketServer> server_;
   std::unique_ptr<PublicationReporter> publicationReporter_;
   std::vector<NotificationCenter::Token> observers_;

@@ -1,0 +1,96 @@
+// The role objects of one server, connected with each other. Core thread.
+#pragma once
+
+#include <atomic>
+#include <optional>
+
+#include "app/MXPAppDelegate.h"
+#include "commands/CommandHandler.h"
+#include "commands/EditingCommands.h"
+#include "commands/ImageCommands.h"
+#include "commands/LibraryCommandScope.h"
+#include "commands/LibraryListingSource.h"
+#include "commands/MetadataCommands.h"
+#include "library/ImageFiles.h"
+#include "pictures/ImageProperties.h"
+#include "pictures/PictureDecoder.h"
+#include "scripting/ApplicationMonitor.h"
+#include "scripting/ScriptQueries.h"
+#include "scripting/ScriptQueue.h"
+#include "support/MXSVersion.h"
+#include "support/QVAppSupport.h"
+
+namespace moxtel {
+
+// The commands' way to the library and to the scripts: each command begins afresh with both.
+class DelegateCommandScope final : public LibraryCommandScope {
+ public:
+  DelegateCommandScope(LibraryDatabases& databases, ScriptRunner& scripts)
+      : LibraryCommandScope(databases), scripts_(scripts) {}
+  void beginCommand() override {
+    LibraryCommandScope::beginCommand();
+    scripts_.beginCommand();
+  }
+
+ private:
+  ScriptRunner& scripts_;
+};
+
+// The role objects, in the order in which they need each other.
+class ServerRoles final {
+ public:
+  ServerRoles(const ServerEnvironment& environment, PhotoApplicationFlags& flags,
+              std::atomic<bool>& iPhotoWasEdited)
+      : support(environment.processes),
+        databases(environment.loop, environment.defaults, environment.processes, environment.console, flags),
+        albumData(databases, environment.console),
+        scriptQueue(environment.loop, environment.scripts, environment.console, flags,
+                    environment.applications, support),
+        scriptQueries(databases, albumData, environment.scripts, flags),
+        monitor(environment.loop, environment.applications, databases, albumData, environment.console, flags),
+        containerTree(databases, scriptQueries, environment.defaults),
+        photoRecords(databases, albumData, scriptQueries),
+        faces(databases),
+        listingSource(databases, containerTree, photoRecords, faces, albumData),
+        listingCommands(listingSource),
+        editingCommands(databases, photoRecords, scriptQueue, environment.console, environment.defaults,
+                        flags, iPhotoWasEdited),
+        imageFiles(databases, faces),
+        pictureDecoder(environment.processes),
+        imageCommands(imageFiles, pictureDecoder, environment.console),
+        propertyReader(environment.processes),
+        metadataCommands(databases, imageFiles, photoRecords, propertyReader),
+        commandScope(databases, environment.scripts) {}
+
+  // The commands reply through a channel that comes later than the library.
+  void connectTo(EventLoop& loop, ReplyChannel& channel) {
+    handler.emplace(loop, channel, commandScope,
+                    ProductVersion{MXSVersion::majorVersion(), MXSVersion::minorVersion()});
+    listingCommands.addTo(*handler);
+    editingCommands.addTo(*handler);
+    imageCommands.addTo(*handler);
+    metadataCommands.addTo(*handler);
+  }
+
+  QVAppSupport support;
+  LibraryDatabases databases;
+  AlbumData albumData;
+  ScriptQueue scriptQueue;
+  ScriptQueries scriptQueries;
+  ApplicationMonitor monitor;
+  ContainerTree containerTree;
+  PhotoRecords photoRecords;
+  Faces faces;
+  LibraryListingSource listingSource;
+  ListingCommands listingCommands;
+  EditingCommands editingCommands;
+  ImageFiles imageFiles;
+  PictureDecoder pictureDecoder;
+  ImageCommands imageCommands;
+  ImagePropertyReader propertyReader;
+  MetadataCommands metadataCommands;
+  DelegateCommandScope commandScope;
+  std::optional<CommandHandler> handler;
+};
+
+}  // namespace moxtel
