@@ -51,7 +51,8 @@ int main(int argc, char** argv) {
       loop.quit();
     }
   };
-  const SignalWatcher signals(SignalWatcher::usualSignals(), told, atOnce);
+  const auto hop = [&loop](EventLoop::Task call) { loop.post(std::move(call)); };
+  const SignalWatcher signals(SignalWatcher::usualSignals(), hop, told, atOnce);
   loop.post([&program] {
     program.start();
     notifyServiceManager("READY=1");

@@ -8,6 +8,7 @@
 #include <QTranslator>
 #include <atomic>
 #include <csignal>
+#include <functional>
 
 #include "app/CommandLine.h"
 #include "app/CoreThread.h"
@@ -128,7 +129,10 @@ int main(int argc, char** argv) {
   }
 
   Desktop desktop(defaults, language);
-  const SignalWatcher signals(SignalWatcher::usualSignals(), [&desktop](int signal) {
+  const auto hop = [&application](std::function<void()> call) {
+    QMetaObject::invokeMethod(&application, std::move(call), Qt::QueuedConnection);
+  };
+  const SignalWatcher signals(SignalWatcher::usualSignals(), hop, [&desktop](int signal) {
     if (signal == SIGHUP) {
       desktop.core().post([](ServerProgram& program) { program.delegate().reload(); });
     } else if (signal == SIGUSR1) {

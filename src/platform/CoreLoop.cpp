@@ -1,54 +1,17 @@
 #include "platform/CoreLoop.h"
 
-#include <unistd.h>
-
-#include <QEventLoop>
-#include <QSocketNotifier>
-#include <QTimer>
-#include <array>
-#include <cerrno>
+#include <algorithm>
 #include <condition_variable>
 #include <deque>
+#include <iterator>
 #include <mutex>
 #include <optional>
-#include <system_error>
 #include <utility>
+#include <vector>
 
-#include "platform/Pipe.h"
-#include "platform/QtThread.h"
 #include "platform/SystemLog.h"
 
 namespace moxtel {
-
-namespace {
-
-// One read is enough but for a full buffer: a byte that comes later wakes the loop again.
-void emptyPipe(int fd) {
-  std::array<char, 256> buffer{};
-  while (::read(fd, buffer.data(), buffer.size()) == static_cast<ssize_t>(buffer.size())) {
-  }
-}
-
-// Qt's timers stay out of the header, and are destroyed on the thread that made them.
-class QtTimer final : public Timer {
- public:
-  QtTimer(EventLoop::Duration interval, bool once, EventLoop::Task task) {
-    timer_.setTimerType(Qt::PreciseTimer);
-    timer_.setSingleShot(once);
-    // The call holds its own reference: the timer may be destroyed by it.
-    auto shared = std::make_shared<const EventLoop::Task>(std::move(task));
-    QObject::connect(&timer_, &QTimer::timeout, [shared] {
-      const auto held = shared;
-      runLogged(*held);
-    });
-    timer_.start(interval);
-  }
-
- private:
-  QTimer timer_;
-};
-
-}  // namespace
 
 // What other threads touch: the tasks, in their order, and the way to wake the loop. A thread is woken after
 // the lock is given back: it would only wait for it.
@@ -63,12 +26,6 @@ class CoreLoop::Queue {
   };
   using Entries = std::deque<std::shared_ptr<Entry>>;
 
-  Queue() : pipe_(makePipe(PipeBlocking::NonBlocking)) {
-    if (!pipe_.readEnd) throw std::system_error(errno, std::generic_category(), "no pipe for the core loop");
-  }
-
-  int wakeDescriptor() const { return pipe_.readEnd.get(); }
-
   // Null after the end: the task is destroyed by the caller, outside the lock.
   std::shared_ptr<Entry> add(Kind kind, Task task) {
     auto entry = std::make_shared<Entry>(Entry{kind, std::move(task)});
@@ -77,9 +34,9 @@ class CoreLoop::Queue {
       const std::lock_guard lock(mutex_);
       if (ended_) return nullptr;
       entries_.push_back(entry);
-      sleeping = !std::exchange(awake_, true);
+      sleeping = std::exchange(sleeping_, false);
     }
-    if (sleeping) wake();
+    if (sleeping) added_.notify_one();
     return entry;
   }
 
@@ -87,7 +44,7 @@ class CoreLoop::Queue {
   bool waitFor(const std::shared_ptr<Entry>& entry) {
     {
       std::unique_lock lock(mutex_);
-      changed_.wait(lock, [&] { return entry->done; });
+      finished_.wait(lock, [&] { return entry->done; });
     }
     entry->task = nullptr;
     return entry->succeeded;
@@ -101,16 +58,25 @@ class CoreLoop::Queue {
       if (ended_ || exitCode_) return;
       exitCode_ = code;
       entries_.push_back(std::make_shared<Entry>(Entry{Kind::Quit, {}}));
-      sleeping = !std::exchange(awake_, true);
+      sleeping = std::exchange(sleeping_, false);
     }
-    if (sleeping) wake();
+    if (sleeping) added_.notify_one();
   }
 
-  // What was posted until now: what these post comes on a later turn.
-  Entries take() {
-    emptyPipe(wakeDescriptor());
-    const std::lock_guard lock(mutex_);
-    awake_ = false;
+  // What was posted until now: what these post comes on a later turn. Waits for something to be posted, but
+  // not beyond the moment; without one as long as it takes.
+  Entries take(std::optional<SteadyTime> until) {
+    std::unique_lock lock(mutex_);
+    const auto isWoken = [&] { return !entries_.empty(); };
+    if (!isWoken()) {
+      sleeping_ = true;
+      if (until) {
+        added_.wait_until(lock, *until, isWoken);
+      } else {
+        added_.wait(lock, isWoken);
+      }
+      sleeping_ = false;
+    }
     return std::exchange(entries_, {});
   }
 
@@ -120,7 +86,7 @@ class CoreLoop::Queue {
       entry.done = true;
       entry.succeeded = succeeded;
     }
-    changed_.notify_all();
+    finished_.notify_all();
   }
 
   void putBack(Entries entries) {
@@ -134,7 +100,7 @@ class CoreLoop::Queue {
     ended_ = true;
     dropped.swap(entries_);
     for (const auto& entry : dropped) entry->done = true;
-    changed_.notify_all();
+    finished_.notify_all();
   }
 
   bool hasEnded() const {
@@ -148,51 +114,114 @@ class CoreLoop::Queue {
   }
 
  private:
-  void wake() {
-    // Into a pipe with a byte for each thread at most: it cannot be full.
-    while (::write(pipe_.writeEnd.get(), "x", 1) < 0 && errno == EINTR) {
-    }
-  }
-
-  Pipe pipe_;
   mutable std::mutex mutex_;
-  std::condition_variable changed_;
+  std::condition_variable added_;
+  std::condition_variable finished_;
   Entries entries_;
   std::optional<int> exitCode_;
-  bool awake_ = false;  // a byte is in the pipe, or about to be
+  bool sleeping_ = false;  // the loop waits, and nobody has woken it yet
   bool ended_ = false;
 };
 
-CoreLoop::CoreLoop() : queue_(std::make_shared<Queue>()) { prepareQtThread(); }
+// The loop's thread only. A handful at a time, so a plain list.
+class CoreLoop::Timers {
+ public:
+  struct Entry {
+    SteadyTime due;
+    std::optional<Duration> interval;  // none for a single call
+    Task task;
+    bool cancelled = false;
+  };
+
+  std::shared_ptr<Entry> add(Duration delay, std::optional<Duration> interval, Task task) {
+    auto entry =
+        std::make_shared<Entry>(Entry{std::chrono::steady_clock::now() + delay, interval, std::move(task)});
+    entries_.push_back(entry);
+    return entry;
+  }
+
+  void cancel(Entry& entry) {
+    entry.cancelled = true;
+    std::erase_if(entries_, [&](const auto& each) { return each.get() == &entry; });
+  }
+
+  std::optional<SteadyTime> next() const {
+    const auto first = std::min_element(entries_.begin(), entries_.end(), isSooner);
+    return first == entries_.end() ? std::nullopt : std::optional((*first)->due);
+  }
+
+  // Calls each timer that is due now, once, in their order.
+  void runDue() {
+    if (entries_.empty()) return;
+    const SteadyTime now = std::chrono::steady_clock::now();
+    Entries due;
+    std::copy_if(entries_.begin(), entries_.end(), std::back_inserter(due),
+                 [&](const auto& entry) { return entry->due <= now; });
+    std::stable_sort(due.begin(), due.end(), isSooner);
+    for (const auto& entry : due) {
+      if (!entry->cancelled) run(*entry, now);
+    }
+  }
+
+ private:
+  using Entries = std::vector<std::shared_ptr<Entry>>;
+
+  static bool isSooner(const std::shared_ptr<Entry>& a, const std::shared_ptr<Entry>& b) {
+    return a->due < b->due;
+  }
+
+  // The caller holds the entry: its own call may cancel it.
+  void run(Entry& entry, SteadyTime now) {
+    if (entry.interval) {
+      // One that comes late is called once for all the times missed.
+      entry.due = std::max(entry.due + *entry.interval, now);
+    } else {
+      std::erase_if(entries_, [&](const auto& each) { return each.get() == &entry; });
+    }
+    runLogged(entry.task);
+  }
+
+  Entries entries_;
+};
+
+class CoreLoop::PendingCall final : public Timer {
+ public:
+  PendingCall(std::shared_ptr<Timers> timers, std::shared_ptr<Timers::Entry> entry)
+      : timers_(std::move(timers)), entry_(std::move(entry)) {}
+  ~PendingCall() override { timers_->cancel(*entry_); }
+
+ private:
+  const std::shared_ptr<Timers> timers_;
+  const std::shared_ptr<Timers::Entry> entry_;
+};
+
+CoreLoop::CoreLoop() : queue_(std::make_shared<Queue>()), timers_(std::make_shared<Timers>()) {}
 
 CoreLoop::~CoreLoop() { queue_->end(); }
 
 int CoreLoop::run() {
   thread_ = std::this_thread::get_id();
   if (queue_->hasEnded()) return queue_->exitCode();
-  prepareQtThread();
-  QEventLoop loop;
-  QSocketNotifier notifier(queue_->wakeDescriptor(), QSocketNotifier::Read);
-  QObject::connect(&notifier, &QSocketNotifier::activated,
-                   [&] { drain([&loop](int code) { loop.exit(code); }); });
-  const int code = loop.exec();
+  while (runTurn()) {
+  }
   queue_->end();
-  return code;
+  return queue_->exitCode();
 }
 
-void CoreLoop::drain(const std::function<void(int)>& exit) {
-  Queue::Entries entries = queue_->take();
+bool CoreLoop::runTurn() {
+  Queue::Entries entries = queue_->take(timers_->next());
   while (!entries.empty()) {
     const auto entry = std::move(entries.front());
     entries.pop_front();
     if (entry->kind == Queue::Kind::Quit) {
       queue_->putBack(std::move(entries));
-      exit(queue_->exitCode());
-      return;
+      return false;
     }
     const bool succeeded = runLogged(entry->task);
     if (entry->kind == Queue::Kind::WaitedFor) queue_->finish(*entry, succeeded);
   }
+  timers_->runDue();
+  return true;
 }
 
 // Here and below the queue is held: the loop may end, and be destroyed, before it was woken to the end.
@@ -216,13 +245,11 @@ bool CoreLoop::performAndWait(Task task) {
 }
 
 std::unique_ptr<Timer> CoreLoop::callAfter(Duration delay, Task task) {
-  prepareQtThread();
-  return std::make_unique<QtTimer>(delay, true, std::move(task));
+  return std::make_unique<PendingCall>(timers_, timers_->add(delay, std::nullopt, std::move(task)));
 }
 
 std::unique_ptr<Timer> CoreLoop::callEvery(Duration interval, Task task) {
-  prepareQtThread();
-  return std::make_unique<QtTimer>(interval, false, std::move(task));
+  return std::make_unique<PendingCall>(timers_, timers_->add(interval, interval, std::move(task)));
 }
 
 }  // namespace moxtel

@@ -2,11 +2,15 @@
 // the loop is taken down there. Before run() it has no thread: isCurrent() is false everywhere, what is
 // posted runs once run() is called, and performAndWait() waits for that.
 //
-// A program makes the loop (after its QApplication, if it has one), posts its start and calls run(). Timers
-// are made from within run(), or before it by the thread that will call it.
+// A program makes the loop, posts its start and calls run(). Timers are made from within run(), or before it
+// by the thread that will call it; they may outlive the loop.
+//
+// Built on a condition variable and not on a toolkit's loop: every request comes in through performAndWait(),
+// and waking a loop that watches descriptors costs three more system calls each time.
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <memory>
 #include <thread>
 
@@ -38,11 +42,17 @@ class CoreLoop final : public EventLoop {
   std::unique_ptr<Timer> callEvery(Duration interval, Task task) override;
 
  private:
+  using SteadyTime = std::chrono::steady_clock::time_point;
   class Queue;
-  void drain(const std::function<void(int)>& exit);
+  class Timers;
+  class PendingCall;
+  // Waits for tasks or timers that are due, and runs them; false after a quit().
+  bool runTurn();
 
   // Shared with the threads that wait, so that the last of them leaves it in peace.
   std::shared_ptr<Queue> queue_;
+  // Shared with the timers.
+  std::shared_ptr<Timers> timers_;
   std::atomic<std::thread::id> thread_;
 };
 

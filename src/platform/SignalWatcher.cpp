@@ -4,8 +4,6 @@
 #include <signal.h>
 #include <unistd.h>
 
-#include <QSocketNotifier>
-#include <array>
 #include <atomic>
 #include <cerrno>
 #include <stdexcept>
@@ -13,7 +11,6 @@
 #include <utility>
 
 #include "platform/Pipe.h"
-#include "platform/QtThread.h"
 #include "platform/SystemLog.h"
 
 namespace moxtel {
@@ -34,64 +31,24 @@ void handleSignal(int signal) {
 
 constexpr unsigned char kNoSignal = 0;
 
-// Tells signals at once, on its thread, and then hands them on.
-class Forerunner final {
- public:
-  // Borrows the pipe that the handler writes to.
-  Forerunner(const Pipe& from, std::function<void(int)> atOnce)
-      : from_(from), atOnce_(std::move(atOnce)), thread_([this] { run(); }) {}
-  ~Forerunner() {
-    while (::write(from_.writeEnd.get(), &kNoSignal, 1) < 0) std::this_thread::yield();
-    thread_.join();
-  }
-  Forerunner(const Forerunner&) = delete;
-  Forerunner& operator=(const Forerunner&) = delete;
-
-  int readDescriptor() const { return to_.readEnd.get(); }
-
- private:
-  void run() {
-    for (unsigned char signal = nextSignal(); signal != kNoSignal; signal = nextSignal()) {
-      runLogged([&] { atOnce_(signal); });
-      static_cast<void>(!::write(to_.writeEnd.get(), &signal, 1));
-    }
-  }
-
-  unsigned char nextSignal() {
-    unsigned char signal = kNoSignal;
-    while (::read(from_.readEnd.get(), &signal, 1) != 1) {
-      pollfd source{from_.readEnd.get(), POLLIN, 0};
-      ::poll(&source, 1, -1);
-    }
-    return signal;
-  }
-
-  const Pipe& from_;
-  const Pipe to_ = makePipe(PipeBlocking::NonBlocking);
-  const std::function<void(int)> atOnce_;
-  std::thread thread_;
-};
-
 }  // namespace
 
 class SignalWatcher::Implementation {
  public:
-  Implementation(const std::vector<int>& signals, std::function<void(int)> told,
-                 std::function<void(int)> atOnce)
-      : pipe_(makePipe(PipeBlocking::NonBlocking)),
-        told_(std::move(told)),
-        forerunner_(atOnce && pipe_.readEnd ? std::make_unique<Forerunner>(pipe_, std::move(atOnce))
-                                            : nullptr),
-        readDescriptor_(forerunner_ ? forerunner_->readDescriptor() : pipe_.readEnd.get()),
-        notifier_(readDescriptor_, QSocketNotifier::Read) {
-    if (readDescriptor_ < 0) throw std::runtime_error("no pipe for signals");
-    QObject::connect(&notifier_, &QSocketNotifier::activated, [this] { read(); });
+  using Told = std::function<void(int)>;
+
+  Implementation(const std::vector<int>& signals, Hop hop, Told told, Told atOnce)
+      : hop_(std::move(hop)), told_(std::make_shared<Told>(std::move(told))), atOnce_(std::move(atOnce)) {
+    if (!pipe_.readEnd) throw std::runtime_error("no pipe for signals");
+    thread_ = std::thread([this] { run(); });
     handlerPipe = pipe_.writeEnd.get();
     for (const int signal : signals) watch(signal);
   }
   ~Implementation() {
     for (const auto& [signal, action] : before_) ::sigaction(signal, &action, nullptr);
     handlerPipe = -1;
+    while (::write(pipe_.writeEnd.get(), &kNoSignal, 1) < 0) std::this_thread::yield();
+    thread_.join();
   }
   Implementation(const Implementation&) = delete;
   Implementation& operator=(const Implementation&) = delete;
@@ -106,28 +63,40 @@ class SignalWatcher::Implementation {
     if (::sigaction(signal, &action, &before) == 0) before_.emplace_back(signal, before);
   }
 
-  void read() {
-    std::array<unsigned char, 64> signals{};
-    const ssize_t count = ::read(readDescriptor_, signals.data(), signals.size());
-    const auto told = told_;  // the call may destroy this watcher
-    for (ssize_t i = 0; i < count; ++i) runLogged([&] { told(signals[static_cast<std::size_t>(i)]); });
+  // On the watcher's thread, as is what follows.
+  void run() {
+    for (unsigned char signal = nextSignal(); signal != kNoSignal; signal = nextSignal()) {
+      if (atOnce_) runLogged([&] { atOnce_(signal); });
+      hop_([signal, weak = std::weak_ptr(told_)] {
+        // Held: the call may destroy this watcher.
+        if (const auto told = weak.lock()) runLogged([&] { (*told)(signal); });
+      });
+    }
   }
 
-  Pipe pipe_;
-  std::function<void(int)> told_;
-  std::unique_ptr<Forerunner> forerunner_;  // null when nobody asked for it
-  const int readDescriptor_;
-  QSocketNotifier notifier_;
+  unsigned char nextSignal() {
+    unsigned char signal = kNoSignal;
+    while (::read(pipe_.readEnd.get(), &signal, 1) != 1) {
+      pollfd source{pipe_.readEnd.get(), POLLIN, 0};
+      ::poll(&source, 1, -1);
+    }
+    return signal;
+  }
+
+  const Pipe pipe_ = makePipe(PipeBlocking::NonBlocking);
+  const Hop hop_;
+  const std::shared_ptr<Told> told_;
+  const Told atOnce_;
+  std::thread thread_;
   std::vector<std::pair<int, struct sigaction>> before_;
 };
 
 std::vector<int> SignalWatcher::usualSignals() { return {SIGTERM, SIGINT, SIGHUP, SIGUSR1}; }
 
-SignalWatcher::SignalWatcher(const std::vector<int>& signals, std::function<void(int)> told,
-                             std::function<void(int)> atOnce) {
-  prepareQtThread();
-  implementation_ = std::make_unique<Implementation>(signals, std::move(told), std::move(atOnce));
-}
+SignalWatcher::SignalWatcher(const std::vector<int>& signals, Hop hop, std::function<void(int)> told,
+                             std::function<void(int)> atOnce)
+    : implementation_(
+          std::make_unique<Implementation>(signals, std::move(hop), std::move(told), std::move(atOnce))) {}
 
 SignalWatcher::~SignalWatcher() = default;
 

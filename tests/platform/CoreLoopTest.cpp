@@ -240,6 +240,38 @@ TEST(CoreLoop, doesNotCallACancelledCall) {
   loop.run();
 }
 
+TEST(CoreLoop, aTimerMayOutliveItsLoop) {
+  auto held = std::make_shared<int>(1);
+  std::unique_ptr<Timer> timer;
+  {
+    CoreLoop loop;
+    timer = loop.callAfter(1h, [held] {});
+    loop.quit();
+    loop.run();
+  }
+  timer.reset();
+  EXPECT_EQ(held.use_count(), 1);
+}
+
+TEST(CoreLoop, aTimerMayCancelAnotherThatIsDueWithIt) {
+  CoreLoop loop;
+  std::unique_ptr<Timer> second;
+  const auto first = loop.callAfter(0ms, [&] { second.reset(); });
+  second = loop.callAfter(0ms, [] { ADD_FAILURE() << "called"; });
+  const auto end = loop.callAfter(5ms, [&] { loop.quit(3); });
+  EXPECT_EQ(loop.run(), 3);
+}
+
+TEST(CoreLoop, aTimerMadeByATaskOfAnotherThreadIsCalled) {
+  RunningLoop running;
+  std::promise<void> called;
+  std::unique_ptr<Timer> timer;
+  EXPECT_TRUE(
+      running.loop.performAndWait([&] { timer = running.loop.callAfter(1ms, [&] { called.set_value(); }); }));
+  called.get_future().wait();
+  EXPECT_TRUE(running.loop.performAndWait([&] { timer.reset(); }));
+}
+
 TEST(CoreLoop, survivesAnExceptionFromATimer) {
   const SystemLogCapture log;
   CoreLoop loop;

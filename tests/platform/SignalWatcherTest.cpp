@@ -16,10 +16,14 @@ namespace {
 
 using testing::ElementsAre;
 
+SignalWatcher::Hop onto(CoreLoop& loop) {
+  return [&loop](EventLoop::Task call) { loop.post(std::move(call)); };
+}
+
 TEST(SignalWatcher, tellsEverySignalOnTheLoopsThread) {
   CoreLoop loop;
   std::vector<int> told;
-  const SignalWatcher watcher(SignalWatcher::usualSignals(), [&](int signal) {
+  const SignalWatcher watcher(SignalWatcher::usualSignals(), onto(loop), [&](int signal) {
     EXPECT_TRUE(loop.isCurrent());
     told.push_back(signal);
     if (signal == SIGTERM) loop.quit(0);
@@ -33,7 +37,7 @@ TEST(SignalWatcher, tellsEverySignalOnTheLoopsThread) {
 
 TEST(SignalWatcher, takesSignalsThatAnotherThreadGets) {
   CoreLoop loop;
-  const SignalWatcher watcher({SIGUSR1}, [&](int) { loop.quit(6); });
+  const SignalWatcher watcher({SIGUSR1}, onto(loop), [&](int) { loop.quit(6); });
   std::thread sender([] { ::raise(SIGUSR1); });
   EXPECT_EQ(loop.run(), 6);
   sender.join();
@@ -44,7 +48,7 @@ TEST(SignalWatcher, tellsAtOnceWhileTheLoopIsBusy) {
   std::promise<int> heard;
   std::vector<int> told;
   const SignalWatcher watcher(
-      {SIGUSR1},
+      {SIGUSR1}, onto(loop),
       [&](int signal) {
         told.push_back(signal);
         loop.quit(4);
@@ -63,7 +67,7 @@ TEST(SignalWatcher, worksOnALoopThatRunsOnASecondThread) {
   CoreLoop loop;
   int code = 0;
   std::thread second([&] {
-    const SignalWatcher watcher({SIGUSR1}, [&](int) { loop.quit(8); });
+    const SignalWatcher watcher({SIGUSR1}, onto(loop), [&](int) { loop.quit(8); });
     ::raise(SIGUSR1);
     code = loop.run();
   });
@@ -76,7 +80,7 @@ TEST(SignalWatcher, restoresWhatTheSignalsDidBefore) {
   static int handled = 0;
   ::signal(SIGUSR1, [](int) { ++handled; });
   {
-    const SignalWatcher watcher({SIGUSR1}, [](int) { ADD_FAILURE(); });
+    const SignalWatcher watcher({SIGUSR1}, onto(loop), [](int) { ADD_FAILURE(); });
   }
   ::raise(SIGUSR1);
   EXPECT_EQ(handled, 1);
@@ -86,7 +90,7 @@ TEST(SignalWatcher, restoresWhatTheSignalsDidBefore) {
 TEST(SignalWatcher, mayBeDestroyedByItsCall) {
   CoreLoop loop;
   std::unique_ptr<SignalWatcher> watcher;
-  watcher = std::make_unique<SignalWatcher>(std::vector<int>{SIGUSR1}, [&](int) {
+  watcher = std::make_unique<SignalWatcher>(std::vector<int>{SIGUSR1}, onto(loop), [&](int) {
     watcher.reset();
     loop.quit(1);
   });
@@ -94,10 +98,23 @@ TEST(SignalWatcher, mayBeDestroyedByItsCall) {
   EXPECT_EQ(loop.run(), 1);
 }
 
+TEST(SignalWatcher, callsNothingAfterItsEnd) {
+  CoreLoop loop;
+  std::promise<void> heard;
+  {
+    const SignalWatcher watcher(
+        {SIGUSR1}, onto(loop), [](int) { ADD_FAILURE() << "told"; }, [&](int) { heard.set_value(); });
+    ::raise(SIGUSR1);
+    heard.get_future().wait();
+  }
+  loop.quit();
+  EXPECT_EQ(loop.run(), 0);
+}
+
 TEST(SignalWatcher, survivesAnException) {
   const SystemLogCapture log;
   CoreLoop loop;
-  const SignalWatcher watcher({SIGUSR1, SIGHUP}, [&](int signal) {
+  const SignalWatcher watcher({SIGUSR1, SIGHUP}, onto(loop), [&](int signal) {
     if (signal == SIGUSR1) throw std::runtime_error("in a signal");
     loop.quit(2);
   });
