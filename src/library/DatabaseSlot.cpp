@@ -73,7 +73,8 @@ const char* DatabaseSlot::describe(Reason reason) {
 
 bool DatabaseSlot::resortToCopy(int extendedCode) {
   const Reason reason = reasonOf(extendedCode);
-  if (reason == Reason::None || copy_ || !names_) return false;
+  // What could not be opened, because it is not there or not for this user, cannot be copied either.
+  if (reason == Reason::None || copy_ || !names_ || !connection_) return false;
   close();
   return openCopy(reason);
 }

@@ -1,5 +1,7 @@
 #include "library/LibrarySummary.h"
 
+#include <cerrno>
+
 #include "library/LibraryDatabases.h"
 #include "library/PathNames.h"
 #include "platform/Files.h"
@@ -7,6 +9,8 @@
 namespace moxtel {
 
 namespace {
+
+constexpr const char* kNotPermitted = "This user is not permitted to read the folder.";
 
 std::optional<std::int64_t> numberOf(LibraryDatabases& databases, DatabaseFile file, SqlText sql) {
   Query query = databases.runUnlogged(file, sql, {});
@@ -28,38 +32,43 @@ std::optional<std::int64_t> photosInProjects(LibraryDatabases& databases) {
 }  // namespace
 
 LibraryCounts countLibrary(LibraryDatabases& databases) {
+  // Nothing is opened by name: that a database is missing is what is asked here, and no news for the log.
+  // Each query opens what it needs.
   LibraryCounts counts;
-  if (databases.openDatabase()) {
-    counts.photos = photosInProjects(databases);
-    counts.events = numberOf(databases, DatabaseFile::Library,
-                             "SELECT COUNT(uuid) FROM RKFolder WHERE folderType = 2 AND isInTrash = 0");
-    counts.albums =
-        numberOf(databases, DatabaseFile::Library,
-                 "SELECT COUNT(uuid) FROM RKAlbum WHERE albumType = 1 AND albumSubclass IN (2, 3) AND "
-                 "isInTrash = 0 AND isMagic = 0");
-    databases.closeDatabase();
-  }
-  if (databases.openFacesDB()) {
-    counts.faces = numberOf(databases, DatabaseFile::Faces, "SELECT COUNT(uuid) FROM RKFaceName");
-    databases.closeFacesDB();
-  }
+  counts.photos = photosInProjects(databases);
+  counts.events = numberOf(databases, DatabaseFile::Library,
+                           "SELECT COUNT(uuid) FROM RKFolder WHERE folderType = 2 AND isInTrash = 0");
+  counts.albums =
+      numberOf(databases, DatabaseFile::Library,
+               "SELECT COUNT(uuid) FROM RKAlbum WHERE albumType = 1 AND albumSubclass IN (2, 3) AND "
+               "isInTrash = 0 AND isMagic = 0");
+  counts.faces = numberOf(databases, DatabaseFile::Faces, "SELECT COUNT(uuid) FROM RKFaceName");
   databases.releaseLocks();
   return counts;
 }
 
-std::string whyNoLibrary(const std::string& folder) {
-  if (folder.empty() || folder.front() != '/') return "The folder's path is not an absolute one.";
+std::string whyUnreadable(const std::string& folder) {
   if (!isPlainPath(folder)) {
     return "The folder's path holds characters outside ASCII. Make a symbolic link with a plain name to it, "
-           "and choose "
-           "that.";
+           "and choose that.";
   }
-  if (stampOf(folder).kind == FileStamp::Kind::Missing) return "There is no such folder.";
-  const FileStamp database = stampOf(appendingPathComponent(folder, "Database/apdb/Library.apdb"));
+  const FileStamp stamp = stampOf(folder);
+  if (stamp.kind == FileStamp::Kind::Missing) {
+    return stamp.error == EACCES ? kNotPermitted : "There is no such folder.";
+  }
+  const std::string path = appendingPathComponent(folder, "Database/apdb/Library.apdb");
+  const FileStamp database = stampOf(path);
+  if (database.kind == FileStamp::Kind::Missing && database.error == EACCES) return kNotPermitted;
   if (!database.isRegular()) {
     return "This is no iPhoto or Aperture library: it has no file Database/apdb/Library.apdb.";
   }
-  return {};
+  return isReadable(path) ? std::string() : kNotPermitted;
+}
+
+std::string whyNoLibrary(const std::string& folder) {
+  // Remembered, it would mean another folder for a program that is started elsewhere.
+  if (!folder.starts_with('/')) return "The folder's path is not an absolute one.";
+  return whyUnreadable(folder);
 }
 
 }  // namespace moxtel

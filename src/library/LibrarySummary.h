@@ -20,10 +20,15 @@ struct LibraryCounts {
 };
 
 // Counts from tables that grow with albums, projects and persons, not with photos: the number of photos is
-// what the library keeps for its projects, trash included where the application counts it.
+// what the library keeps for its projects, trash included where the application counts it. Logs nothing, and
+// leaves the databases' count of users alone.
 LibraryCounts countLibrary(LibraryDatabases& databases);
 
-// Why a folder cannot be served, for its user; empty when it can.
+// Why there is nothing to read in a folder, for its user; empty when there is. Asks the file system about two
+// files, and opens none.
+std::string whyUnreadable(const std::string& folder);
+
+// Why a folder cannot be chosen to be served from now on; empty when it can.
 std::string whyNoLibrary(const std::string& folder);
 
 }  // namespace moxtel

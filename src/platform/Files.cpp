@@ -85,6 +85,8 @@ std::string resolvedPath(const std::string& path) {
   return error ? path : resolved.string();
 }
 
+bool isReadable(const std::string& path) { return ::access(path.c_str(), R_OK) == 0; }
+
 bool grantsLocks(const std::string& path) {
   const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   if (file.get() < 0) return true;

@@ -31,6 +31,9 @@ struct FileStamp {
 // Follows symbolic links; never opens the file. A file that cannot be asked about is Missing.
 FileStamp stampOf(const std::string& path);
 
+// Whether this process may read a file, or list a folder; false for one that is not there.
+bool isReadable(const std::string& path);
+
 // The path without symbolic links; the path itself where it cannot be resolved.
 std::string resolvedPath(const std::string& path);
 

@@ -1,6 +1,7 @@
 #include "library/LibrarySummary.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <filesystem>
 
@@ -51,6 +52,30 @@ TEST(LibrarySummary, letsOthersWriteAfterwards) {
   EXPECT_TRUE(other.canWrite());
 }
 
+TEST(LibrarySummary, countsNothingAndLogsNothingWithoutALibrary) {
+  const SystemLogCapture log;
+  test::TestLibrary library;
+  for (const DatabaseFile file : {DatabaseFile::Library, DatabaseFile::Faces}) library.remove(file);
+  test::OpenedLibrary opened(library);
+  const auto logged = log.lines();
+  EXPECT_EQ(countLibrary(opened.databases), LibraryCounts());
+  EXPECT_EQ(log.lines(), logged);
+  EXPECT_EQ(opened.databases.databaseOpenCount(), 0);
+}
+
+TEST(LibrarySummary, countsTheRestWithoutTheFaces) {
+  const SystemLogCapture log;
+  test::TestLibrary library;
+  library.insert("RKFolder", Dictionary{{"uuid", "p"}, {"folderType", 2}, {"isInTrash", 0}});
+  library.remove(DatabaseFile::Faces);
+  test::OpenedLibrary opened(library);
+  const auto logged = log.lines();
+  const LibraryCounts counts = countLibrary(opened.databases);
+  EXPECT_EQ(counts.events, 1);
+  EXPECT_EQ(counts.faces, std::nullopt);
+  EXPECT_EQ(log.lines(), logged);
+}
+
 TEST(LibrarySummary, saysWhyAFolderIsNoLibrary) {
   const test::TestLibrary library;
   EXPECT_EQ(whyNoLibrary(library.path()), "");
@@ -59,6 +84,27 @@ TEST(LibrarySummary, saysWhyAFolderIsNoLibrary) {
   EXPECT_EQ(whyNoLibrary(library.path() + "/Database"),
             "This is no iPhoto or Aperture library: it has no file Database/apdb/Library.apdb.");
   EXPECT_NE(whyNoLibrary("/photos/\xC3\x84rger").find("outside ASCII"), std::string::npos);
+}
+
+TEST(LibrarySummary, readsByARelativePathThatIsNotToBeRemembered) {
+  const test::TestLibrary library;
+  const std::string relative = std::filesystem::relative(library.path()).string();
+  EXPECT_EQ(whyUnreadable(relative), "");
+  EXPECT_NE(whyNoLibrary(relative), "");
+  EXPECT_NE(whyUnreadable(""), "");
+}
+
+TEST(LibrarySummary, saysThatTheUserMayNotRead) {
+  if (::geteuid() == 0) GTEST_SKIP() << "the superuser may read everything";
+  const test::TestLibrary library;
+  const std::string file = library.pathOf(DatabaseFile::Library);
+  const std::string folder = std::filesystem::path(file).parent_path();
+  for (const std::string& closed : {file, folder, library.path()}) {
+    std::filesystem::permissions(closed, std::filesystem::perms::none);
+    EXPECT_EQ(whyUnreadable(library.path()), "This user is not permitted to read the folder.") << closed;
+    std::filesystem::permissions(closed, std::filesystem::perms::owner_all);
+  }
+  EXPECT_EQ(whyUnreadable(library.path()), "");
 }
 
 }  // namespace

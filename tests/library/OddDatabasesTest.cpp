@@ -298,6 +298,14 @@ TEST_F(Odd, withoutATemporaryFolderTheUserIsTold) {
   EXPECT_EQ(served.lines.count("Error", "No private copy could be made: no folder can be made in "), 1);
 }
 
+// That a file is not there has been told already; it is in no state that a copy could help.
+TEST_F(Odd, aDatabaseThatIsMissingIsNotCopied) {
+  files.remove(kLibrary);
+  EXPECT_EQ(served.number(kLibrary, kCount), -1);
+  EXPECT_EQ(copies(), 0);
+  EXPECT_EQ(served.lines.count("Error", "private copy"), 0);
+}
+
 TEST_F(Odd, aPrivateCopyIsReadOnlyForQueries) {
   crashWhileWriting(path);
   ASSERT_EQ(served.number(kLibrary, kCount), 2);
