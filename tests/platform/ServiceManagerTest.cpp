@@ -1,0 +1,99 @@
+#include "platform/ServiceManager.h"
+
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdlib>
+#include <cstring>
+#include <stdexcept>
+#include <string>
+
+#include "tests/TemporaryFolder.h"
+
+namespace moxtel {
+namespace {
+
+// The socket on which a service manager listens; "@name" is one that no file system knows.
+class Manager final {
+ public:
+  explicit Manager(const std::string& name) : socket_(::socket(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK, 0)) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    if (name.size() >= sizeof address.sun_path) throw std::runtime_error("too long: " + name);
+    std::memcpy(address.sun_path, name.data(), name.size());
+    if (name.front() == '@') address.sun_path[0] = '\0';
+    const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + name.size());
+    if (::bind(socket_, reinterpret_cast<const sockaddr*>(&address), size) != 0)
+      throw std::runtime_error("cannot bind " + name);
+    ::setenv("NOTIFY_SOCKET", name.c_str(), 1);
+  }
+  ~Manager() {
+    ::unsetenv("NOTIFY_SOCKET");
+    ::close(socket_);
+  }
+  Manager(const Manager&) = delete;
+  Manager& operator=(const Manager&) = delete;
+
+  // The next datagram; "nothing" when there is none.
+  std::string told() {
+    std::array<char, 256> text{};
+    const ssize_t size = ::recv(socket_, text.data(), text.size(), 0);
+    return size < 0 ? "nothing" : std::string(text.data(), static_cast<std::size_t>(size));
+  }
+
+ private:
+  int socket_;
+};
+
+class ServiceManagerTest : public testing::Test {
+ protected:
+  ~ServiceManagerTest() override { ::unsetenv("NOTIFY_SOCKET"); }
+  std::string path(const std::string& name) const { return (folder.path() / name).string(); }
+  const TemporaryFolder folder;
+};
+
+TEST_F(ServiceManagerTest, isToldEachStateInADatagramOfItsOwn) {
+  Manager manager(path("notify"));
+  EXPECT_TRUE(notifyServiceManager("READY=1"));
+  EXPECT_TRUE(notifyServiceManager("STOPPING=1"));
+  EXPECT_EQ(manager.told(), "READY=1");
+  EXPECT_EQ(manager.told(), "STOPPING=1");
+  EXPECT_EQ(manager.told(), "nothing");
+}
+
+TEST_F(ServiceManagerTest, isToldThroughANameThatNoFileSystemKnows) {
+  Manager manager("@moxtel-service-manager-test-" + std::to_string(::getpid()));
+  EXPECT_TRUE(notifyServiceManager("READY=1"));
+  EXPECT_EQ(manager.told(), "READY=1");
+}
+
+TEST_F(ServiceManagerTest, needNotBeThere) {
+  ::unsetenv("NOTIFY_SOCKET");
+  EXPECT_TRUE(notifyServiceManager("READY=1"));
+  ::setenv("NOTIFY_SOCKET", "", 1);
+  EXPECT_TRUE(notifyServiceManager("READY=1"));
+}
+
+TEST_F(ServiceManagerTest, mayBeGone) {
+  ::setenv("NOTIFY_SOCKET", path("nobody").c_str(), 1);
+  EXPECT_FALSE(notifyServiceManager("READY=1"));
+}
+
+TEST_F(ServiceManagerTest, mustHaveANameThatAnAddressHolds) {
+  ::setenv("NOTIFY_SOCKET", ("/" + std::string(sizeof(sockaddr_un::sun_path), 'x')).c_str(), 1);
+  EXPECT_FALSE(notifyServiceManager("READY=1"));
+  // The longest that does.
+  ::setenv("NOTIFY_SOCKET", "", 1);
+  const std::string longest =
+      "@" + std::string(sizeof(sockaddr_un::sun_path) - 2 - std::to_string(::getpid()).size(), 'x') +
+      std::to_string(::getpid());
+  Manager manager(longest);
+  EXPECT_TRUE(notifyServiceManager("READY=1"));
+  EXPECT_EQ(manager.told(), "READY=1");
+}
+
+}  // namespace
+}  // namespace moxtel
