@@ -92,7 +92,8 @@ int MoxtelClient::ask(const ServerAddress& server, const ClientRequest& request)
   NotificationCenter notifications;
   const auto client = QVSocketClient::create(notifications, limits_);
   if (!client->connectTo(server.host, "", server.port)) {
-    return fail("could not connect to " + server.host + ", port " + std::to_string(server.port));
+    return fail("could not connect to " + server.host + ", port " + std::to_string(server.port) + ": " +
+                client->connectFailure());
   }
   const auto outcome = client->exchange(request.command);
   QVSocketClient::disconnectTheClient();

@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <mutex>
 #include <span>
+#include <system_error>
 
 #include "log/Log.h"
 #include "net/KeyedArchive.h"
@@ -59,6 +60,12 @@ ssize_t readSome(int socket, std::span<std::uint8_t> into, std::chrono::steady_c
     if (errno != EINTR && errno != EAGAIN && errno != EWOULDBLOCK) return -1;
   }
   return -1;
+}
+
+// Of an attempt to connect. What does not answer in the socket's time counts as under way.
+std::string messageOf(int error) {
+  if (error == EINPROGRESS || error == EAGAIN) return "no answer in time";
+  return std::generic_category().message(error);
 }
 
 // A stretch of time in which enough must arrive; a stranger that dribbles does not keep anyone for ever.
@@ -122,12 +129,14 @@ bool QVSocketClient::connectTo(const std::string& host, std::string_view /*name*
   const auto address = addressOf(host, static_cast<std::uint16_t>(port));
   if (!address) {
     LogDebug("could not gethostbyname for '%@'", host);
+    connectFailure_ = "no such host is known";
     return false;
   }
   connection_.close();
   clientSocket_ = 0;
   connection_ = makeStreamSocket();
   if (!connection_) {
+    connectFailure_ = messageOf(errno);
     LogDebug("could not make socket");
     return false;
   }
@@ -136,10 +145,12 @@ bool QVSocketClient::connectTo(const std::string& host, std::string_view /*name*
                                             std::chrono::seconds(1)));
   setNoSigPipe(clientSocket_);
   if (::connect(clientSocket_, reinterpret_cast<const sockaddr*>(&*address), sizeof *address) != 0) {
+    connectFailure_ = messageOf(errno);
     LogDebug("could not connect");
     connection_.close();
     return false;
   }
+  connectFailure_.clear();
   LogDebug("created socket: %d", clientSocket_);
   notifications_.post("ChangedServerStatus", this, {});
   return true;

@@ -59,6 +59,8 @@ class QVSocketClient final {
   // By host name or dotted quad, over IPv4; the name for people is not used. False after a log line. Posts
   // "ChangedServerStatus" with this as its object.
   bool connectTo(const std::string& host, std::string_view name, std::int32_t port);
+  // Why the last connectTo could not, for people; empty when it could.
+  const std::string& connectFailure() const { return connectFailure_; }
   // Closes, and posts "ChangedServerStatus" with this as its object, connected or not.
   void disconnect();
 
@@ -96,6 +98,7 @@ class QVSocketClient final {
   const SocketClientLimits limits_;
   FileDescriptor connection_;
   std::int32_t clientSocket_ = 0;
+  std::string connectFailure_;
 };
 
 }  // namespace moxtel

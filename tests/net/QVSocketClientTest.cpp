@@ -130,6 +130,7 @@ TEST_F(SocketClient, asksNothingWhenItIsNotConnected) {
 TEST_F(SocketClient, tellsAHostThatItDoesNotKnow) {
   const auto client = QVSocketClient::create(center);
   EXPECT_FALSE(client->connectTo("no such host", "", 4250));
+  EXPECT_EQ(client->connectFailure(), "no such host is known");
   EXPECT_TRUE(log.contains("could not gethostbyname for 'no such host'"));
   EXPECT_EQ(client->clientSocket(), 0);
 }
@@ -139,6 +140,7 @@ TEST_F(SocketClient, sendsNothingAfterAConnectionThatFailed) {
   const auto client = QVSocketClient::create(center);
   EXPECT_FALSE(client->connectTo("127.0.0.1", "", unusedPort()));
   EXPECT_TRUE(log.contains("could not connect"));
+  EXPECT_EQ(client->connectFailure(), "Connection refused");
   EXPECT_NE(client->clientSocket(), 0);
   EXPECT_EQ(failureOf(client), ExchangeFailure::NotSent);
   EXPECT_TRUE(log.contains("could not write to socket"));
