@@ -37,6 +37,9 @@ void printHelp(const ProgramDescription& program) {
   }
   std::cout << "  --help                            show this\n"
                "  --version                         show the version\n\n"
+               "Example: "
+            << program.name
+            << " -LibraryPath '/photos/iPhoto Library'\n\n"
                "What the command line says counts for this run. Settings that last are kept in\n"
             << makeUserSettingsStore()->where() << "\n";
 }

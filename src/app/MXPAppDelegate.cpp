@@ -3,6 +3,7 @@
 #include "app/HelpText.h"
 #include "app/ServerRoles.h"
 #include "library/FolderTree.h"
+#include "library/PathNames.h"
 #include "log/Log.h"
 #include "platform/HostNames.h"
 #include "platform/SystemLog.h"
@@ -72,9 +73,26 @@ void MXPAppDelegate::startup() {
   // The results are not wanted here: the calls fill the caches before the first request.
   static_cast<void>(roles_->containerTree.getTopLevelAlbums());
   static_cast<void>(roles_->containerTree.getTopLevelProjects());
-  counts_.reset();
+  counted_.reset();
   roles_->databases.releaseLocks();
   roles_->monitor.startAppChecks();
+  explainMissingLibrary();
+}
+
+// What was said of the photo application's data so far does not tell what to do about it here.
+void MXPAppDelegate::explainMissingLibrary() {
+  constexpr const char* kWhatHelps = "in the window of MoxtelServer, or name it with -LibraryPath.";
+  const auto& path = roles_->databases.libraryPath();
+  if (!path) {
+    environment_.console.showTitle("Info",
+                                   format("No library is served yet: choose its folder %s", kWhatHelps));
+    return;
+  }
+  // A path that is not plain has been explained already.
+  const std::string why = isPlainPath(*path) ? whyUnreadable(*path) : std::string();
+  if (why.empty()) return;
+  environment_.console.showTitle(
+      "Info", format("Nothing is served from '%@'. %@ Choose a library folder %s", *path, why, kWhatHelps));
 }
 
 void MXPAppDelegate::resetForRestart() {
@@ -155,11 +173,19 @@ void MXPAppDelegate::changedRevealPhoto(bool allowed) {
   environment_.defaults.setBool("RevealPhoto", allowed);
 }
 
-void MXPAppDelegate::logFolderTree() {
+std::string MXPAppDelegate::logFolderTree() {
   roles_->databases.loadDatabase();
-  static_cast<void>(obsoletesZeug(roles_->databases));
+  const bool isThere = obsoletesZeug(roles_->databases).root != nullptr;
   roles_->databases.releaseLocks();
+  if (isThere) return {};
+  const auto& path = roles_->databases.libraryPath();
+  if (!path) return "No library is known: name its folder with -LibraryPath.";
+  const std::string why = whyUnreadable(*path);
+  return why.empty() ? "The library's database cannot be opened." : why;
 }
+
+const LibraryDatabases& MXPAppDelegate::databases() const { return roles_->databases; }
+const AlbumData& MXPAppDelegate::albumData() const { return roles_->albumData; }
 
 std::optional<std::string> MXPAppDelegate::attributedStringHelp() { return helpText("Help"); }
 
@@ -167,10 +193,8 @@ ServerStatus MXPAppDelegate::status() {
   ServerStatus status;
   status.runningApplication = runningApplication();
   status.libraryPath = roles_->databases.libraryPath();
-  status.libraryIsReadable =
-      status.libraryPath && roles_->databases.usingDB() && !roles_->databases.runStandalone();
-  if (!counts_) counts_ = countLibrary(roles_->databases);
-  status.counts = *counts_;
+  if (status.libraryPath) status.libraryProblem = whyUnreadable(*status.libraryPath);
+  status.counts = countsOf(status);
   status.addresses = localIPv4Addresses();
   status.port = server_->port();
   status.listenFailure = status.port == 0 ? server_->startFailure() : std::string();
@@ -182,6 +206,18 @@ ServerStatus MXPAppDelegate::status() {
   const std::lock_guard lock(clientsMutex_);
   status.client = clientDict_.empty() ? "<unknown>" : clientDict_.begin()->second;
   return status;
+}
+
+// A disk that goes, or comes back, changes the numbers too.
+const LibraryCounts& MXPAppDelegate::countsOf(const ServerStatus& status) {
+  const auto& databases = roles_->databases;
+  const auto readDate = databases.databaseReadDate();
+  Counted now{status.libraryPath, status.libraryProblem,
+              readDate ? std::optional(readDate->seconds) : std::nullopt, databases.databaseReadSize()};
+  if (counted_ == now) return counts_;
+  counted_ = std::move(now);
+  counts_ = countLibrary(roles_->databases);
+  return counts_;
 }
 
 void MXPAppDelegate::showConsole() { environment_.console.showConsoleWindow(); }

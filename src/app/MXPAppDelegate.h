@@ -22,7 +22,9 @@
 
 namespace moxtel {
 
+class AlbumData;
 class DnsSd;
+class LibraryDatabases;
 class ProcessRunner;
 class RunningApplications;
 class ScriptRunner;
@@ -74,15 +76,28 @@ class MXPAppDelegate final {
   void changedRevealPhoto(bool allowed);
   // The rich text of the help (HTML); nothing when the resource is missing or unreadable.
   static std::optional<std::string> attributedStringHelp();
-  // Logs the folder tree, for diagnosis.
-  void logFolderTree();
+  // Logs the folder tree, for diagnosis. An empty text, or why there is none.
+  [[nodiscard]] std::string logFolderTree();
 
-  // Counts the library anew after each start-up.
+  // Looks whether the library is there. Counts it anew after each start-up, and when it was loaded again.
   ServerStatus status();
   QVSocketServer& server() { return *server_; }
+  const LibraryDatabases& databases() const;
+  const AlbumData& albumData() const;
 
  private:
+  // The state of the library that was counted.
+  struct Counted {
+    std::optional<std::string> path;
+    std::string problem;
+    std::optional<double> readDate;
+    std::uint64_t readSize = 0;
+    friend bool operator==(const Counted&, const Counted&) = default;
+  };
+
   void restart();
+  void explainMissingLibrary();
+  const LibraryCounts& countsOf(const ServerStatus& status);
   const char* runningApplication() const;
   void reportListener(bool started, std::int32_t port);
   void showConnected(const Notification& notification, const std::string& shortName);
@@ -98,7 +113,8 @@ class MXPAppDelegate final {
   std::atomic<bool> isConnectedToClient_{false};
   std::atomic<bool> iPhotoWasEdited_{false};
   PublicationState publication_;
-  std::optional<LibraryCounts> counts_;
+  std::optional<Counted> counted_;
+  LibraryCounts counts_;
 
   std::mutex clientsMutex_;
   std::map<std::string, std::string> clientDict_;  // client address → short name; guarded by clientsMutex_

@@ -221,8 +221,8 @@ void MainWindow::showLibrary(const ServerStatus& status) {
   path_->setToolTip(path_->text());
   if (!status.libraryPath) {
     setValue(*library_, localized("No library yet. Choose its folder."));
-  } else if (!status.libraryIsReadable) {
-    setValue(*library_, localized("This library cannot be read"));
+  } else if (!status.libraryProblem.empty()) {
+    setValue(*library_, localized("This library cannot be read. %1").arg(localized(status.libraryProblem)));
   } else {
     setValue(*library_, nameOfFolder(*status.libraryPath));
   }

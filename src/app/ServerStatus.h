@@ -14,7 +14,7 @@ namespace moxtel {
 struct ServerStatus {
   std::string runningApplication;  // "iPhoto", "Aperture" or "<none>"
   std::optional<std::string> libraryPath;
-  bool libraryIsReadable = false;
+  std::string libraryProblem;  // why that cannot be read, for the user; empty when it can
   LibraryCounts counts;
   std::vector<std::string> addresses;  // IPv4, dotted quads
   std::uint16_t port = 0;              // 0: it does not listen

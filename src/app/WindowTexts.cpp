@@ -51,7 +51,8 @@ const StringTable kGerman{
      "Der Pfad des Ordners enthält Zeichen außerhalb von ASCII. Legen Sie einen symbolischen Link mit "
      "einfachem Namen "
      "auf ihn an und wählen Sie diesen."},
-    {"This library cannot be read", "Diese Bibliothek ist nicht lesbar"},
+    {"This library cannot be read. %1", "Diese Bibliothek ist nicht lesbar. %1"},
+    {"This user is not permitted to read the folder.", "Dieser Benutzer darf den Ordner nicht lesen."},
     {"none", "keins"},
 };
 

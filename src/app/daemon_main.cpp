@@ -1,5 +1,6 @@
 // moxtelserverd: the server without a display. Its console is standard output.
 #include <csignal>
+#include <cstdio>
 #include <iostream>
 
 #include "app/CommandLine.h"
@@ -24,14 +25,19 @@ int main(int argc, char** argv) {
   const bool printsFolders = std::erase(arguments, "--print-folders") > 0;
   if (const auto status = takeCommandLine(description, arguments, defaults)) return *status;
 
+  if (kindOfOutput(stderr) == OutputKind::Journal) {
+    // The journal stamps lines itself.
+    setSystemLogSink([](std::string_view text) { writeJournalLines(stderr, JournalPriority::Info, text); });
+  }
   CoreLoop loop;
   StandardOutputConsoleView view;
   ServerProgram program(loop, defaults, view);
   if (printsFolders) {
     loop.post([&] {
       setSystemLogSink([](std::string_view text) { std::cout << text << '\n'; });
-      program.delegate().logFolderTree();
-      loop.quit();
+      const std::string why = program.delegate().logFolderTree();
+      if (!why.empty()) std::cerr << "moxtelserverd: " << why << '\n';
+      loop.quit(why.empty() ? 0 : 1);
     });
     return loop.run();
   }

@@ -4,11 +4,14 @@
 #include <QIcon>
 #include <QLibraryInfo>
 #include <QLocale>
+#include <QSysInfo>
 #include <QTimer>
 #include <QTranslator>
+#include <algorithm>
 #include <atomic>
 #include <csignal>
 #include <functional>
+#include <iostream>
 
 #include "app/CommandLine.h"
 #include "app/CoreThread.h"
@@ -24,6 +27,15 @@ namespace moxtel {
 namespace {
 
 constexpr int kHeartbeatMilliseconds = 500;
+constexpr int kNoDisplayStatus = 1;
+
+// The toolkit would end the program with a core dump and no word of the other one.
+bool lacksDisplay() {
+  const auto names = {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"};
+  return QSysInfo::kernelType() == QStringLiteral("linux") &&
+         std::none_of(names.begin(), names.end(),
+                      [](const char* name) { return qEnvironmentVariableIsSet(name); });
+}
 
 // The language of messages ("de"), which need not be that of numbers.
 std::string userLanguage() {
@@ -113,6 +125,10 @@ int main(int argc, char** argv) {
   const std::vector<std::string> arguments(argv + (argc > 0 ? 1 : 0), argv + argc);
   if (const auto status = takeCommandLine(description, arguments, defaults)) return *status;
 
+  if (lacksDisplay()) {
+    std::cerr << "MoxtelServer: there is no display to show windows on; moxtelserverd serves without them.\n";
+    return kNoDisplayStatus;
+  }
   // The arguments were taken above: Qt gets the program's name alone.
   int qtArgc = argc > 0 ? 1 : 0;
   QApplication application(qtArgc, argv);

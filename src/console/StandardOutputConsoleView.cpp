@@ -9,7 +9,7 @@ namespace moxtel {
 
 namespace {
 
-constexpr std::string_view kContinuation = "\n    ";
+constexpr const char* kIndent = "    ";
 
 void appendEscaped(std::string& out, unsigned char byte) {
   constexpr std::string_view kHex = "0123456789abcdef";
@@ -24,22 +24,33 @@ bool isC1Control(std::string_view text, std::size_t at) {
          static_cast<unsigned char>(text[at + 1]) >= 0x80 && static_cast<unsigned char>(text[at + 1]) < 0xA0;
 }
 
-std::string printable(std::string_view text, std::string_view newline) {
+std::string printable(std::string_view text) {
   std::string out;
   for (std::size_t at = 0; at < text.size(); ++at) {
     const auto byte = static_cast<unsigned char>(text[at]);
-    if (byte == '\n') {
-      out += newline;
-    } else if (isC1Control(text, at)) {
+    if (isC1Control(text, at)) {
       appendEscaped(out, byte);
       appendEscaped(out, static_cast<unsigned char>(text[++at]));
-    } else if ((byte < 0x20 && byte != '\t') || byte == 0x7f) {
+    } else if ((byte < 0x20 && byte != '\t' && byte != '\n') || byte == 0x7f) {
       appendEscaped(out, byte);
     } else {
       out += text[at];
     }
   }
   return out;
+}
+
+// With what stands before each line, and a newline at the end.
+void writeLines(std::FILE* stream, std::string_view firstStart, std::string_view nextStart,
+                std::string_view text) {
+  std::string out(firstStart);
+  for (const char c : text) {
+    out += c;
+    if (c == '\n') out += nextStart;
+  }
+  out += '\n';
+  std::fwrite(out.data(), 1, out.size(), stream);
+  std::fflush(stream);
 }
 
 }  // namespace
@@ -52,13 +63,18 @@ OutputKind kindOfOutput(std::FILE* stream) {
   return ours == journal ? OutputKind::Journal : OutputKind::Plain;
 }
 
+void writeJournalLines(std::FILE* stream, JournalPriority priority, std::string_view text) {
+  const std::string start = '<' + std::to_string(static_cast<int>(priority)) + '>';
+  writeLines(stream, start, start + kIndent, text);
+}
+
 void StandardOutputConsoleView::appendLine(const ConsoleLine& line) {
-  const bool isJournal = kind_ == OutputKind::Journal;
-  const std::string start = !isJournal ? line.dateRun() : line.isError() ? "<3>" : "<6>";
-  const std::string newline = isJournal ? "\n" + start + "    " : std::string(kContinuation);
-  const std::string text = start + printable(line.titleRun() + line.text, newline) + '\n';
-  std::fwrite(text.data(), 1, text.size(), stream_);
-  std::fflush(stream_);
+  const std::string text = printable(line.titleRun() + line.text);
+  if (kind_ == OutputKind::Journal) {
+    writeJournalLines(stream_, line.isError() ? JournalPriority::Error : JournalPriority::Info, text);
+  } else {
+    writeLines(stream_, line.dateRun(), kIndent, text);
+  }
 }
 
 }  // namespace moxtel

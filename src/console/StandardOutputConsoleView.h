@@ -16,6 +16,12 @@ enum class OutputKind : unsigned char { Plain, Journal };
 // Whether what is written to the stream goes to the journal ($JOURNAL_STREAM names it).
 OutputKind kindOfOutput(std::FILE* stream);
 
+enum class JournalPriority : unsigned char { Error = 3, Info = 6 };
+
+// Writes a text as the journal takes it, with one call: each of its lines begins with the priority, so that
+// none can claim another one, and continues indented after the first. Any thread.
+void writeJournalLines(std::FILE* stream, JournalPriority priority, std::string_view text);
+
 class StandardOutputConsoleView final : public ConsoleView {
  public:
   // Borrows the stream.

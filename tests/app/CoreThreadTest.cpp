@@ -61,7 +61,7 @@ class CoreThreadTest : public testing::Test {
 TEST_F(CoreThreadTest, servesAndTellsTheStatus) {
   const auto core = started();
   EXPECT_TRUE(isTold([&](const ServerStatus& status) {
-    return status.port != 0 && status.libraryPath == library.path() && status.libraryIsReadable;
+    return status.port != 0 && status.libraryPath == library.path() && status.libraryProblem.empty();
   }));
 }
 

@@ -6,8 +6,12 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <filesystem>
+#include <fstream>
 #include <thread>
 
+#include "library/AlbumData.h"
+#include "library/LibraryDatabases.h"
 #include "platform/FakeDnsSd.h"
 #include "platform/FakeProcessRunner.h"
 #include "platform/FakeRunningApplications.h"
@@ -46,6 +50,14 @@ class Peer final {
  private:
   int socket_;
 };
+
+// A legacy album file with one album and one face.
+void writeAlbumData(const test::TestLibrary& library) {
+  std::ofstream(library.path() + "/AlbumData.xml")
+      << "<plist version=\"1.0\"><dict><key>List of Albums</key><array><dict><key>GUID</key>"
+         "<string>album</string></dict></array><key>List of Faces</key><dict><key>1</key><dict/></dict>"
+         "</dict></plist>";
+}
 
 class MXPAppDelegateTest : public ::testing::Test {
  protected:
@@ -268,9 +280,89 @@ TEST_F(MXPAppDelegateTest, anotherLibraryIsNotBlamedForTheFirst) {
   const std::string good = library.path();
   defaults.setString("LibraryPath", "/nowhere");
   launched();
-  EXPECT_FALSE(delegate->status().libraryIsReadable);
+  EXPECT_TRUE(delegate->databases().runStandalone());
   EXPECT_EQ(delegate->changedLibraryPath(good), "");
-  EXPECT_TRUE(delegate->status().libraryIsReadable);
+  EXPECT_FALSE(delegate->databases().runStandalone());
+  EXPECT_EQ(delegate->status().libraryProblem, "");
+}
+
+TEST_F(MXPAppDelegateTest, anotherLibraryIsNotAnsweredForByTheFirstOnesAlbumFile) {
+  writeAlbumData(library);
+  launched();
+  ASSERT_EQ(delegate->albumData().containerDicts().size(), 1u);
+  ASSERT_FALSE(delegate->albumData().faceDicts().isNil());
+  ASSERT_TRUE(delegate->albumData().albumDataReadDate());
+  const test::TestLibrary another("Another");
+  EXPECT_EQ(delegate->changedLibraryPath(another.path()), "");
+  EXPECT_TRUE(delegate->albumData().containerDicts().empty());
+  EXPECT_TRUE(delegate->albumData().faceDicts().isNil());
+  EXPECT_FALSE(delegate->albumData().albumDataReadDate());
+}
+
+// Without the old date it is read although it was last changed long before.
+TEST_F(MXPAppDelegateTest, readsTheAlbumFileOfTheOtherLibraryHoweverOldItIs) {
+  writeAlbumData(library);
+  launched();
+  const test::TestLibrary another("Another");
+  writeAlbumData(another);
+  std::filesystem::last_write_time(another.path() + "/AlbumData.xml",
+                                   std::filesystem::file_time_type::clock::now() - std::chrono::hours(999));
+  const auto before = delegate->albumData().albumDataReadDate();
+  EXPECT_EQ(delegate->changedLibraryPath(another.path()), "");
+  EXPECT_EQ(delegate->albumData().containerDicts().size(), 1u);
+  EXPECT_GE(delegate->albumData().albumDataReadDate()->seconds, before->seconds);
+}
+
+TEST_F(MXPAppDelegateTest, tellsWhatHelpsWhereThereIsNoLibrary) {
+  defaults.setString("LibraryPath", "/nowhere");
+  launched();
+  EXPECT_TRUE(view.contains(
+      "Info: Nothing is served from '/nowhere'. There is no such folder. Choose a library folder in the "
+      "window of MoxtelServer, or name it with -LibraryPath."));
+}
+
+TEST_F(MXPAppDelegateTest, tellsWhatHelpsWhereNoLibraryWasEverNamed) {
+  defaults.remove("LibraryPath");
+  launched();
+  EXPECT_TRUE(
+      view.contains("Info: No library is served yet: choose its folder in the window of MoxtelServer, "
+                    "or name it with -LibraryPath."));
+}
+
+TEST_F(MXPAppDelegateTest, needsNoHelpWithALibrary) {
+  launched();
+  for (const std::string& line : view.lines) EXPECT_EQ(line.find("-LibraryPath"), std::string::npos) << line;
+}
+
+// A disk that is unplugged and comes back.
+TEST_F(MXPAppDelegateTest, noticesThatTheLibraryGoesAndComesBack) {
+  library.insert("RKFolder", Dictionary{{"uuid", "p"}, {"folderType", 2}, {"isInTrash", 0}});
+  launched();
+  EXPECT_EQ(delegate->status().counts.events, 1);
+  const std::string away = library.path() + " unplugged";
+  std::filesystem::rename(library.path(), away);
+  EXPECT_EQ(delegate->status().libraryProblem, "There is no such folder.");
+  EXPECT_EQ(delegate->status().counts, LibraryCounts());
+  std::filesystem::rename(away, library.path());
+  EXPECT_EQ(delegate->status().libraryProblem, "");
+  EXPECT_EQ(delegate->status().counts.events, 1);
+}
+
+TEST_F(MXPAppDelegateTest, countsAnewWhatWasLoadedAnew) {
+  launched();
+  EXPECT_EQ(delegate->status().counts.events, 0);
+  library.insert("RKFolder", Dictionary{{"uuid", "p"}, {"folderType", 2}, {"isInTrash", 0}});
+  std::filesystem::last_write_time(library.pathOf(DatabaseFile::Library),
+                                   std::filesystem::file_time_type::clock::now() + std::chrono::hours(1));
+  EXPECT_EQ(delegate->status().counts.events, 0);
+  const Peer peer(delegate->server().port());
+  bool counted = false;
+  for (int i = 0; i < 500 && !counted; ++i) {
+    loop.runPosted();
+    counted = delegate->status().counts.events == 1;
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  EXPECT_TRUE(counted);
 }
 
 TEST_F(MXPAppDelegateTest, endsWithoutAsking) {

@@ -24,7 +24,6 @@ ServerStatus servedStatus() {
   ServerStatus status;
   status.runningApplication = "iPhoto";
   status.libraryPath = "/photos/Old Library";
-  status.libraryIsReadable = true;
   status.counts = {1234, 5, 6, 7};
   status.addresses = {"192.168.1.4", "10.0.0.2"};
   status.port = 4250;
@@ -93,9 +92,10 @@ TEST_F(MainWindowTest, saysWhatIsMissing) {
   EXPECT_EQ(shown("port"), "Not listening: address in use");
   EXPECT_EQ(shown("published"), "Not published: no network");
   status.libraryPath = "/gone";
+  status.libraryProblem = "There is no such folder.";
   status.publicationProblem = "";
   window.showStatus(status);
-  EXPECT_EQ(shown("library"), "This library cannot be read");
+  EXPECT_EQ(shown("library"), "This library cannot be read. There is no such folder.");
   EXPECT_EQ(shown("published"), "Not published yet");
 }
 
@@ -278,7 +278,7 @@ std::set<std::string> allTexts() {
   for (int state = 0; state < 4; ++state) {
     status.runningApplication = "<none>";
     if (state > 0) status.libraryPath = "/";
-    status.libraryIsReadable = state > 1;
+    status.libraryProblem = state > 1 ? "" : whyUnreadable("/no/such/folder");
     status.port = state > 1 ? 1 : 0;
     status.publicationProblem = state == 1 ? "!" : "";
     status.client = state > 1 ? std::optional<std::string>("!") : std::nullopt;

@@ -133,8 +133,52 @@ class Daemon(moxteltest.LibraryTestCase):
             self.assertIn(name, ended.stdout)
         self.assertNotIn("Listening on port", ended.stdout)
 
-    def test_print_folders_of_no_library_ends_too(self):
-        self.assertEqual(self.print_folders(self.folder / "nothing").returncode, 0)
+    def test_print_folders_prints_the_outline_twice_and_the_order_between(self):
+        lines = self.print_folders(self.library).stdout.splitlines()
+        first, second = [i for i, line in enumerate(lines) if line == "Root Folder:  'ROOT' ((null))"]
+        outline = [line for line in lines[first + 1:second] if line.startswith("---")]
+        self.assertTrue(outline)
+        ordered = [line for line in lines[second + 1:] if line.startswith("---")]
+        self.assertEqual(sorted(outline), sorted(ordered))
+        with sqlite3.connect("file:%s?mode=ro" % (self.library / "Database/apdb/Library.apdb"), uri=True) as database:
+            rows = database.execute("SELECT uuid, name, folderPath FROM RKFolder").fetchall()
+        for uuid, name, path in rows:
+            components = path.rstrip("/").split("/")
+            shown = "(null)" if name is None else name
+            self.assertIn("%s '%s' (%s)" % ("---" * len(components), shown, components[-1]), ordered)
+            self.assertIn("MXSFolder '%s' (%s)" % (shown, uuid), lines[first:second])
+
+    def test_print_folders_of_no_library_says_why(self):
+        ended = self.print_folders(self.folder / "nothing")
+        self.assertEqual(ended.returncode, 1)
+        self.assertEqual(ended.stderr, "moxtelserverd: There is no such folder.\n")
+
+    def test_the_journal_gets_priorities_instead_of_dates(self):
+        reader, writer = os.pipe()
+        self.addCleanup(os.close, reader)
+        stream = os.fstat(writer)
+        environment = {"PATH": "/usr/bin:/bin", "HOME": str(self.folder), "XDG_CONFIG_HOME": str(self.folder),
+                       "JOURNAL_STREAM": "%d:%d" % (stream.st_dev, stream.st_ino)}
+        daemon = subprocess.Popen(
+            [moxteltest.program("MOXTEL_SERVER"), "-Port", "0", "-LibraryPath", str(self.folder / "nothing")],
+            env=environment, stdin=subprocess.DEVNULL, stdout=writer, stderr=writer)
+        os.close(writer)
+        text = b""
+        while b"Listening on port" not in text:
+            read = os.read(reader, 65536)
+            self.assertTrue(read, text)
+            text += read
+        daemon.send_signal(signal.SIGTERM)
+        while read := os.read(reader, 65536):
+            text += read
+        self.assertEqual(daemon.wait(moxteltest.PATIENCE), 0)
+        lines = text.decode().splitlines()
+        self.assertEqual([line for line in lines if line[:3] not in ("<3>", "<6>")], [])
+        self.assertTrue(any(line.startswith("<3>Error:  Problem with reading") for line in lines))
+        self.assertIn("<3>    Please quit MoxtelServer, start and quit iPhoto, then start MoxtelServer again.", lines)
+        self.assertIn("<6>Info:  Running app: <none>", lines)
+        self.assertTrue(any(line.startswith("<6>could not open db '") for line in lines), lines)
+        self.assertEqual([line for line in lines if "moxtelserverd[" in line], [])
 
 
 if __name__ == "__main__":
