@@ -96,6 +96,17 @@ TEST(ExifProperties, leaveTagsOutThatNobodyShows) {
   EXPECT_TRUE(same(ofMain(main), Dictionary{{"PhotometricInterpretation", 2}}));
 }
 
+TEST(ExifProperties, listEveryNumberOfATable) {
+  Directory main;
+  main.shorts(0x012D, {0, 1000, 65535}).rationals(0x011E, {{5, 2}}).rationals(0x011F, {{1, 1}});
+  main.rationals(0x013E, {{313, 1000}, {329, 1000}});
+  const Dictionary wanted{{"TransferFunction", Array{0, 1000, 65535}},
+                          {"XPosition", 2.5},
+                          {"YPosition", 1.0},
+                          {"WhitePoint", Array{0.313, 0.329}}};
+  EXPECT_TRUE(same(ofMain(main), wanted));
+}
+
 TEST(ExifProperties, keepTheOtherTagsOfADamagedBlock) {
   Directory main;
   main.text(0x010F, "Canon").raw(0x0110, ASCII, 0x7FFFFFFF, "far away").raw(0x0131, 99, 4, "what");
@@ -103,6 +114,32 @@ TEST(ExifProperties, keepTheOtherTagsOfADamagedBlock) {
   EXPECT_TRUE(ofMain(main)["Model"].isNil());
   const std::string cut = tiff(main).substr(0, 11);
   EXPECT_EQ(propertiesOf(jpeg(exifSegment(cut)))["PixelWidth"], Value(40));
+}
+
+// ---- DNG ----
+
+TEST(DngProperties, keepRealsInSinglePrecisionAndCutVersions) {
+  Directory main;
+  main.numbers(0xC612, BYTE, {1, 4, 0, 0}).numbers(0xC613, BYTE, {1, 1, 0, 0}).shorts(0xC617, {1});
+  main.rationals(0xC628, {{9672, 10000}, {1, 1}, {5, 10}}).rationals(0xC62A, {{35, 100}}, SRATIONAL);
+  main.shorts(0xC61A, {512, 513}).rationals(0xC630, {{24, 1}, {105, 1}, {4, 1}, {4, 1}});
+  main.undefined(0xC65D, "0123456789abcdef")
+      .text(0xC6F8, "Adobe Standard")
+      .numbers(0xC68D, LONG, {0, 0, 20, 40});
+  main.undefined(0xC740, "a list of operations");
+  const Dictionary wanted{{"DNGVersion", Array{1, 4}},
+                          {"DNGBackwardVersion", Array{1, 1}},
+                          {"CFALayout", 1},
+                          {"AsShotNeutral", Array{0.96719998121261597, 1.0, 0.5}},
+                          {"BaselineExposure", 0.34999999403953552},
+                          {"BlackLevel", Array{512, 513}},
+                          {"LensInfo", Array{24.0, 105.0, 4.0, 4.0}},
+                          {"DNGRawDataUniqueID", properties::copyOf(properties::bytesOf("0123456789abcdef"))},
+                          {"DNGProfileName", "Adobe Standard"},
+                          {"ActiveArea", Array{0, 0, 20, 40}}};
+  const std::string file = tiff(main);
+  const auto groups = properties::exifGroups(properties::bytesOf(file), properties::ExifOrigin::TiffFile);
+  EXPECT_TRUE(same(groups.dng, wanted));
 }
 
 // ---- GPS ----
@@ -135,6 +172,18 @@ TEST(GpsProperties, arePositiveAndTellTheSideApart) {
                           {"ImgDirectionRef", "T"},
                           {"MapDatum", "WGS-84"}};
   EXPECT_TRUE(same(ofGps(gps), wanted));
+}
+
+TEST(GpsProperties, readTextsBehindTheirCharacterSet) {
+  Directory gps;
+  gps.undefined(0x1B, std::string("ASCII\0\0\0CELLID\0", 15)).undefined(0x1C, std::string(12, '\0'));
+  EXPECT_TRUE(same(ofGps(gps), Dictionary{{"ProcessingMethod", "CELLID"}}));
+  Directory wide;
+  wide.undefined(0x1C, std::string("UNICODE\0D\0\xFC\0n\0e\0", 16)).text(0x1B, "GPS");
+  EXPECT_TRUE(same(ofGps(wide), Dictionary{{"AreaInformation", "Düne"}, {"ProcessingMethod", "GPS"}}));
+  Directory cut;
+  cut.undefined(0x1B, "ASCII").text(0x1D, "2017:01:16");
+  EXPECT_TRUE(same(ofGps(cut), Dictionary{{"DateStamp", "2017:01:16"}}));
 }
 
 TEST(GpsProperties, leaveOutACoordinateThatIsNone) {

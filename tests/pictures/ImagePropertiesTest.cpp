@@ -240,6 +240,7 @@ TEST_F(WholeFiles, tellTheFormOfTheOtherFormats) {
   EXPECT_EQ(propertiesOfFixture("psd-rgb.psd")["{8BIM}"]["Version"], Value(1));
   EXPECT_EQ(propertiesOfFixture("jpeg2000-gray.jp2")["ColorModel"], Value("Gray"));
   EXPECT_EQ(propertiesOfFixture("heic-turned.heic")["ProfileName"], Value("Moxtel test"));
+  EXPECT_EQ(propertiesOfFixture("heic.heic")["PrimaryImage"], Value(1));
 }
 
 }  // namespace

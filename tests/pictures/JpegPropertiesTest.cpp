@@ -45,6 +45,14 @@ TEST(JpegProperties, preferExifsResolutionToTheIntroductions) {
   EXPECT_EQ(dpi(1), Value(72.0)) << "no unit at all";
 }
 
+TEST(JpegProperties, takeNoResolutionFromNothing) {
+  Directory main;
+  main.rationals(0x011A, {{0, 1}}).rationals(0x011B, {{0, 1}}).shorts(0x0128, {2});
+  const Value all = propertiesOf(jpeg(exifSegment(tiff(main))));
+  EXPECT_EQ(all["{TIFF}"]["XResolution"], Value(0.0));
+  EXPECT_TRUE(all["DPIWidth"].isNil());
+}
+
 TEST(JpegProperties, joinAProfileInItsOrder) {
   const std::string whole = profile(plainDescription("Display P3"));
   const auto part = [&](int number, const std::string& bytes) {
@@ -74,6 +82,7 @@ TEST(JpegProperties, takeAPictureThatNamesASpaceForTheUsualOne) {
   EXPECT_EQ(name(1, 3), Value("sRGB IEC61966-2.1"));
   EXPECT_EQ(name(65535, 3), Value("sRGB IEC61966-2.1"));
   EXPECT_TRUE(name(1, 1).isNil());
+  EXPECT_TRUE(name(2, 3).isNil()) << "another space";
   EXPECT_TRUE(propertiesOf(jpeg(jfif(1, 0, 1, 1)))["ProfileName"].isNil());
 }
 

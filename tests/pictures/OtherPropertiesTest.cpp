@@ -69,5 +69,44 @@ TEST(GifProperties, passOverOtherExtensions) {
   EXPECT_EQ(propertiesOf(gif(10, false, comment))["{GIF}"]["DelayTime"], Value(0.1));
 }
 
+// ---- WebP ----
+
+TEST(WebpProperties, tellHowAnAnimationRuns) {
+  const auto block = [](const std::string& type, const std::string& data) {
+    return type + little(data.size(), 4) + data + std::string(data.size() % 2, '\0');
+  };
+  const auto shown = [&](int milliseconds) {
+    return block("ANMF", little(0, 12) + little(static_cast<std::uint64_t>(milliseconds), 3) + little(0, 1) +
+                             "VP8 ...");
+  };
+  const auto webp = [&](const std::string& frames) {
+    const std::string body = "WEBP" + block("VP8X", little(2, 4) + little(39, 3) + little(19, 3)) +
+                             block("ANIM", little(0, 4) + little(3, 2)) + frames;
+    return propertiesOf("RIFF" + little(body.size(), 4) + body);
+  };
+  EXPECT_TRUE(
+      same(webp(shown(250) + shown(9)),
+           Dictionary{
+               {"PixelWidth", 40},
+               {"PixelHeight", 20},
+               {"Depth", 8},
+               {"ColorModel", "RGB"},
+               {"{WebP}", Dictionary{{"LoopCount", 3}, {"DelayTime", 0.25}, {"UnclampedDelayTime", 0.25}}}}));
+  EXPECT_EQ(webp(shown(20))["{WebP}"]["DelayTime"], Value(0.1));
+}
+
+// ---- Windows bitmaps ----
+
+TEST(BitmapProperties, tellDotsPerInch) {
+  const auto bitmap = [](std::uint32_t dots) {
+    return propertiesOf("BM" + little(0, 12) + little(40, 4) + little(40, 4) +
+                        little(static_cast<std::uint32_t>(-20), 4) + little(1, 2) + little(24, 2) +
+                        little(0, 8) + little(dots, 4) + little(dots, 4) + little(0, 8));
+  };
+  EXPECT_EQ(bitmap(2835)["PixelHeight"], Value(20));
+  EXPECT_EQ(bitmap(2835)["DPIWidth"], Value(72.0));
+  EXPECT_TRUE(bitmap(0)["DPIHeight"].isNil());
+}
+
 }  // namespace
 }  // namespace moxtel::test

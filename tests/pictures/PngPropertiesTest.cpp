@@ -47,6 +47,15 @@ TEST(PngProperties, roundTheResolutionToWholeDots) {
   EXPECT_TRUE(dpi(2835, 0)["DPIWidth"].isNil());
 }
 
+TEST(PngProperties, takeTheirOwnResolutionBeforeExifs) {
+  Directory main;
+  main.rationals(0x011A, {{72, 1}}).rationals(0x011B, {{72, 1}}).shorts(0x0128, {2});
+  const std::string exif = chunk("eXIf", tiff(main));
+  const std::string own = chunk("pHYs", big(5669, 4) + big(5669, 4) + big(1, 1));
+  EXPECT_EQ(propertiesOf(png(2, 8, own + exif))["DPIWidth"], Value(144.0));
+  EXPECT_EQ(propertiesOf(png(2, 8, exif))["DPIWidth"], Value(72.0));
+}
+
 TEST(PngProperties, nameTheProfileOrTheStandardSpace) {
   EXPECT_EQ(propertiesOf(png(2, 8, chunk("sRGB", std::string(1, '\0'))))["ProfileName"],
             Value("sRGB IEC61966-2.1"));

@@ -32,15 +32,27 @@ struct ExifKey {
 };
 
 inline constexpr ExifKey kTiffKeys[] = {
-    {0x0103, "Compression", ExifForm::Integer}, {0x0106, "PhotometricInterpretation", ExifForm::Integer},
-    {0x010D, "DocumentName", ExifForm::Text},   {0x010E, "ImageDescription", ExifForm::Text},
-    {0x010F, "Make", ExifForm::Text},           {0x0110, "Model", ExifForm::Text},
-    {0x0112, "Orientation", ExifForm::Integer}, {0x011A, "XResolution", ExifForm::Real},
-    {0x011B, "YResolution", ExifForm::Real},    {0x0128, "ResolutionUnit", ExifForm::Integer},
-    {0x0131, "Software", ExifForm::Text},       {0x0132, "DateTime", ExifForm::Text},
-    {0x013B, "Artist", ExifForm::Text},         {0x013C, "HostComputer", ExifForm::Text},
-    {0x013E, "WhitePoint", ExifForm::Reals},    {0x013F, "PrimaryChromaticities", ExifForm::Reals},
-    {0x0142, "TileWidth", ExifForm::Integer},   {0x0143, "TileLength", ExifForm::Integer},
+    {0x0103, "Compression", ExifForm::Integer},
+    {0x0106, "PhotometricInterpretation", ExifForm::Integer},
+    {0x010D, "DocumentName", ExifForm::Text},
+    {0x010E, "ImageDescription", ExifForm::Text},
+    {0x010F, "Make", ExifForm::Text},
+    {0x0110, "Model", ExifForm::Text},
+    {0x0112, "Orientation", ExifForm::Integer},
+    {0x011A, "XResolution", ExifForm::Real},
+    {0x011B, "YResolution", ExifForm::Real},
+    {0x011E, "XPosition", ExifForm::Real},
+    {0x011F, "YPosition", ExifForm::Real},
+    {0x0128, "ResolutionUnit", ExifForm::Integer},
+    {0x012D, "TransferFunction", ExifForm::Integers},
+    {0x0131, "Software", ExifForm::Text},
+    {0x0132, "DateTime", ExifForm::Text},
+    {0x013B, "Artist", ExifForm::Text},
+    {0x013C, "HostComputer", ExifForm::Text},
+    {0x013E, "WhitePoint", ExifForm::Reals},
+    {0x013F, "PrimaryChromaticities", ExifForm::Reals},
+    {0x0142, "TileWidth", ExifForm::Integer},
+    {0x0143, "TileLength", ExifForm::Integer},
     {0x8298, "Copyright", ExifForm::Text},
 };
 
@@ -112,6 +124,7 @@ inline constexpr ExifKey kExifKeys[] = {
     {0xA434, "LensModel", ExifForm::Text},
     {0xA435, "LensSerialNumber", ExifForm::Text},
     {0xA460, "CompositeImage", ExifForm::Integer},
+    {0xA461, "SourceImageNumberOfCompositeImage", ExifForm::Integers},
     {0xA500, "Gamma", ExifForm::Real},
 };
 
@@ -143,35 +156,89 @@ inline constexpr ExifKey kGpsKeys[] = {
     {0x18, "DestBearing", ExifForm::Real},
     {0x19, "DestDistanceRef", ExifForm::Text},
     {0x1A, "DestDistance", ExifForm::Real},
+    {0x1B, "ProcessingMethod", ExifForm::Comment},
+    {0x1C, "AreaInformation", ExifForm::Comment},
     {0x1D, "DateStamp", ExifForm::Text},
     {0x1E, "Differential", ExifForm::Integer},
     {0x1F, "HPositioningError", ExifForm::Real},
 };
 
+// DNG 1.4, without the tags whose values are tables, profiles and other files: they are long, and nobody
+// shows them.
 inline constexpr ExifKey kDngKeys[] = {
     {0xC612, "DNGVersion", ExifForm::TrimmedIntegers},
     {0xC613, "DNGBackwardVersion", ExifForm::TrimmedIntegers},
     {0xC614, "UniqueCameraModel", ExifForm::Text},
     {0xC615, "LocalizedCameraModel", ExifForm::Text},
+    {0xC616, "CFAPlaneColor", ExifForm::Integers},
+    {0xC617, "CFALayout", ExifForm::Integer},
+    {0xC619, "BlackLevelRepeatDim", ExifForm::Integers},
     {0xC61A, "BlackLevel", ExifForm::Numbers},
     {0xC61D, "WhiteLevel", ExifForm::Numbers},
+    {0xC61E, "DefaultScale", ExifForm::SingleReals},
+    {0xC61F, "DefaultCropOrigin", ExifForm::Numbers},
+    {0xC620, "DefaultCropSize", ExifForm::Numbers},
     {0xC621, "ColorMatrix1", ExifForm::SingleReals},
     {0xC622, "ColorMatrix2", ExifForm::SingleReals},
     {0xC623, "CameraCalibration1", ExifForm::SingleReals},
     {0xC624, "CameraCalibration2", ExifForm::SingleReals},
+    {0xC625, "ReductionMatrix1", ExifForm::SingleReals},
+    {0xC626, "ReductionMatrix2", ExifForm::SingleReals},
+    {0xC627, "AnalogBalance", ExifForm::SingleReals},
     {0xC628, "AsShotNeutral", ExifForm::SingleReals},
     {0xC629, "AsShotWhiteXY", ExifForm::SingleReals},
     {0xC62A, "BaselineExposure", ExifForm::SingleReal},
     {0xC62B, "BaselineNoise", ExifForm::SingleReal},
     {0xC62C, "BaselineSharpness", ExifForm::SingleReal},
+    {0xC62D, "BayerGreenSplit", ExifForm::Integer},
+    {0xC62E, "LinearResponseLimit", ExifForm::SingleReal},
     {0xC62F, "CameraSerialNumber", ExifForm::Text},
     {0xC630, "LensInfo", ExifForm::Reals},
+    {0xC631, "ChromaBlurRadius", ExifForm::SingleReal},
+    {0xC632, "AntiAliasStrength", ExifForm::SingleReal},
+    {0xC633, "ShadowScale", ExifForm::SingleReal},
     {0xC634, "DNGPrivateData", ExifForm::Data},
+    {0xC635, "MakerNoteSafety", ExifForm::Integer},
     {0xC65A, "CalibrationIlluminant1", ExifForm::Integer},
     {0xC65B, "CalibrationIlluminant2", ExifForm::Integer},
+    {0xC65C, "BestQualityScale", ExifForm::SingleReal},
+    {0xC65D, "DNGRawDataUniqueID", ExifForm::Data},
+    {0xC68B, "OriginalRawFileName", ExifForm::Text},
+    {0xC68D, "ActiveArea", ExifForm::Integers},
+    {0xC68E, "MaskedAreas", ExifForm::Integers},
+    {0xC690, "AsShotPreProfileMatrix", ExifForm::SingleReals},
+    {0xC692, "CurrentPreProfileMatrix", ExifForm::SingleReals},
+    {0xC6BF, "ColorimetricReference", ExifForm::Integer},
     {0xC6F3, "CameraCalibrationSignature", ExifForm::Text},
     {0xC6F4, "ProfileCalibrationSignature", ExifForm::Text},
+    {0xC6F6, "AsShotProfileName", ExifForm::Text},
+    {0xC6F7, "NoiseReductionApplied", ExifForm::SingleReal},
+    {0xC6F8, "DNGProfileName", ExifForm::Text},
+    {0xC6F9, "ProfileHueSatMapDims", ExifForm::Integers},
+    {0xC6FD, "ProfileEmbedPolicy", ExifForm::Integer},
+    {0xC6FE, "ProfileCopyright", ExifForm::Text},
+    {0xC714, "ForwardMatrix1", ExifForm::SingleReals},
+    {0xC715, "ForwardMatrix2", ExifForm::SingleReals},
+    {0xC716, "PreviewApplicationName", ExifForm::Text},
+    {0xC717, "PreviewApplicationVersion", ExifForm::Text},
+    {0xC718, "PreviewSettingsName", ExifForm::Text},
+    {0xC719, "PreviewSettingsDigest", ExifForm::Data},
+    {0xC71A, "PreviewColorSpace", ExifForm::Integer},
+    {0xC71B, "PreviewDateTime", ExifForm::Text},
+    {0xC71C, "RawImageDigest", ExifForm::Data},
+    {0xC71D, "OriginalRawFileDigest", ExifForm::Data},
+    {0xC71E, "SubTileBlockSize", ExifForm::Integers},
+    {0xC71F, "RowInterleaveFactor", ExifForm::Integer},
+    {0xC725, "ProfileLookTableDims", ExifForm::Integers},
     {0xC761, "NoiseProfile", ExifForm::Reals},
+    {0xC791, "OriginalDefaultFinalSize", ExifForm::Integers},
+    {0xC792, "OriginalBestQualityFinalSize", ExifForm::Integers},
+    {0xC793, "OriginalDefaultCropSize", ExifForm::Numbers},
+    {0xC7A5, "BaselineExposureOffset", ExifForm::SingleReal},
+    {0xC7A6, "DefaultBlackRender", ExifForm::Integer},
+    {0xC7A7, "NewRawImageDigest", ExifForm::Data},
+    {0xC7A8, "RawToPreviewGain", ExifForm::SingleReal},
+    {0xC7B5, "DefaultUserCrop", ExifForm::SingleReals},
 };
 
 // Null for a tag that makes no property. The tables are in the order of their tags.
@@ -181,5 +248,11 @@ inline const ExifKey* keyOf(std::span<const ExifKey> table, std::uint16_t tag) {
                        [](const ExifKey& key, std::uint16_t wanted) { return key.tag < wanted; });
   return found != table.end() && found->tag == tag ? &*found : nullptr;
 }
+
+constexpr bool isInOrder(std::span<const ExifKey> table) {
+  return std::is_sorted(table.begin(), table.end(),
+                        [](const ExifKey& a, const ExifKey& b) { return a.tag < b.tag; });
+}
+static_assert(isInOrder(kTiffKeys) && isInOrder(kExifKeys) && isInOrder(kGpsKeys) && isInOrder(kDngKeys));
 
 }  // namespace moxtel::properties

@@ -73,6 +73,14 @@ std::string rawBytes(const Exiv2::Value& value) {
   return bytes;
 }
 
+Value versionOf(std::string_view digits) {
+  if (digits.size() < 4 || digits.find_first_not_of("0123456789") < 4) return {};
+  const auto digit = [&](std::size_t i) { return digits[i] - '0'; };
+  Array parts{10 * digit(0) + digit(1), digit(2)};
+  if (digit(3) != 0) parts.append(digit(3));
+  return parts;
+}
+
 double roundedCoordinate(double degrees, double minutes, double seconds) {
   const double whole = std::floor(degrees);
   const double exact = (degrees - whole) * 60 + minutes + seconds / 60;
@@ -135,22 +143,22 @@ Value text(const Exiv2::Value& value) {
   return utf8OrLatin1(untilNul(rawBytes(value)));
 }
 
-Value comment(const Exiv2::Value& value) {
-  const auto* commentValue = dynamic_cast<const Exiv2::CommentValue*>(&value);
-  if (!commentValue) return {};
-  const std::string whole = commentValue->comment();
-  const std::string_view shown = untilNul(whole);
-  return shown.empty() ? Value() : Value(utf8OrLatin1(shown));
+// The text behind a character set's name. Exiv2 takes only the user's comment for one.
+std::string commentText(const Exiv2::Value& value) {
+  if (const auto* known = dynamic_cast<const Exiv2::CommentValue*>(&value)) return known->comment();
+  const std::string bytes = rawBytes(value);
+  if (value.typeId() != Exiv2::undefined) return value.typeId() == Exiv2::asciiString ? bytes : std::string();
+  Exiv2::CommentValue comment;
+  // Nobody tells the byte order here; most files have this one.
+  comment.read(reinterpret_cast<const Exiv2::byte*>(bytes.data()), static_cast<long>(bytes.size()),
+               Exiv2::littleEndian);
+  return comment.comment();
 }
 
-// "abcd": ab before the point; d only where it says something.
-Value version(const Exiv2::Value& value) {
-  const std::string digits = rawBytes(value);
-  if (digits.size() < 4 || digits.find_first_not_of("0123456789") < 4) return {};
-  const auto digit = [&](std::size_t i) { return digits[i] - '0'; };
-  Array parts{10 * digit(0) + digit(1), digit(2)};
-  if (digit(3) != 0) parts.append(digit(3));
-  return parts;
+Value comment(const Exiv2::Value& value) {
+  const std::string whole = commentText(value);
+  const std::string_view shown = untilNul(whole);
+  return shown.empty() ? Value() : Value(utf8OrLatin1(shown));
 }
 
 // An element that is missing, or unknown (0/0), counts as 0.
@@ -207,7 +215,7 @@ Value inForm(const Exiv2::Value& value, ExifForm form) {
     case ExifForm::Numbers:
       return isWhole(value) ? integers(value) : reals(value);
     case ExifForm::Version:
-      return version(value);
+      return versionOf(rawBytes(value));
     case ExifForm::Coordinate:
       return coordinate(value);
     case ExifForm::TimeOfDay:

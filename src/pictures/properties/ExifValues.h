@@ -4,6 +4,7 @@
 
 #include <span>
 #include <string>
+#include <string_view>
 
 #include "pictures/properties/ExifTables.h"
 #include "value/Value.h"
@@ -27,6 +28,10 @@ Value integerAt(const Exiv2::Value& value, long index);
 
 // The value's bytes; numbers of several bytes most significant byte first.
 std::string rawBytes(const Exiv2::Value& value);
+
+// "0231" as 2, 3, 1: the first two digits before the point, the last one where it says something. Nil for
+// what does not begin with four digits.
+Value versionOf(std::string_view digits);
 
 // "24°30'" and the like as the platform keeps it: whole degrees and minutes of six significant digits.
 double roundedCoordinate(double degrees, double minutes, double seconds);

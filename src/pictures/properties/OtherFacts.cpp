@@ -80,6 +80,8 @@ Array layerNames(ByteSource& file, std::uint64_t section) {
 
 // ---- WebP ----
 
+constexpr std::uint32_t kWebpPixelsHead = 16;  // bytes that tell a frame's size and duration
+
 std::uint32_t packed24(FileBytes bytes) { return littleEndian(bytes.first(3)); }
 
 void takeWebpSize(std::string_view type, FileBytes data, PictureFacts& facts) {
@@ -96,6 +98,15 @@ void takeWebpSize(std::string_view type, FileBytes data, PictureFacts& facts) {
     facts.height = (bits >> 14 & 0x3FFF) + 1;
     facts.hasAlpha = (bits >> 28 & 1) != 0;
   }
+}
+
+// How often an animation runs, and for how long its first picture is shown.
+void takeAnimation(std::string_view type, FileBytes data, PictureFacts& facts) {
+  if (type == "ANIM" && data.size() >= 6) facts.webp.set("LoopCount", littleEndian(data.subspan(4, 2)));
+  if (type != "ANMF" || data.size() < 16 || facts.webp.contains("DelayTime")) return;
+  const double seconds = packed24(data.subspan(12)) / 1000.0;
+  facts.webp.set("DelayTime", shownDelay(seconds));
+  facts.webp.set("UnclampedDelayTime", seconds);
 }
 
 void takeWebpBlock(std::string_view type, FileBytes data, PictureFacts& facts) {
@@ -159,9 +170,10 @@ std::optional<PictureFacts> webpFacts(ByteSource& file) {
     if (head.empty()) break;
     const std::string type(textOf(head.first(4)));
     const std::uint32_t length = littleEndian(head.subspan(4, 4));
-    const bool isPixels = type.starts_with("VP8");
-    const FileBytes data = file.at(place + 8, isPixels && length > 10 ? 10 : length);
+    const bool isPixels = type.starts_with("VP8") || type == "ANMF";
+    const FileBytes data = file.at(place + 8, isPixels ? std::min(length, kWebpPixelsHead) : length);
     takeWebpSize(type, data, facts);
+    takeAnimation(type, data, facts);
     if (!isPixels) takeWebpBlock(type, data, facts);
     place += 8 + std::uint64_t{length} + length % 2;
   }
@@ -182,6 +194,9 @@ std::optional<PictureFacts> bitmapFacts(ByteSource& file) {
   facts.width = littleEndian(head.subspan(4, 4));
   // Negative for a picture whose rows come from top to bottom.
   facts.height = height < 0 ? -static_cast<std::uint32_t>(height) : static_cast<std::uint32_t>(height);
+  const FileBytes dots = file.at(38, 8);
+  if (!dots.empty())
+    facts.resolution = perMetre(littleEndian(dots.first(4)), littleEndian(dots.subspan(4, 4)));
   return withSize(facts);
 }
 

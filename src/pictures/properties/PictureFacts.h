@@ -2,6 +2,7 @@
 // blocks are. One reader per file format makes it; each is bounded by its ByteSource and believes nothing.
 #pragma once
 
+#include <cmath>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -23,6 +24,11 @@ struct Resolution {
   double width = 0;  // dots per inch
   double height = 0;
 };
+
+// Of so many dots per metre: whole dots per inch, as programs mean it.
+inline Resolution perMetre(std::uint32_t width, std::uint32_t height) {
+  return {std::round(width * 0.0254), std::round(height * 0.0254)};
+}
 
 struct PictureFacts {
   std::uint32_t width = 0;  // pixels as stored, whatever the orientation
@@ -46,6 +52,7 @@ struct PictureFacts {
   Dictionary jfif;  // the groups that only their format has, ready
   Dictionary png;
   Dictionary gif;
+  Dictionary webp;
   Dictionary photoshop;
 };
 

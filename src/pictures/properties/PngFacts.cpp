@@ -1,8 +1,6 @@
 // PNG: its chunks (PNG 1.2, the eXIf extension 1.5.0, and APNG 1.0).
 #include <zlib.h>
 
-#include <cmath>
-
 #include "pictures/properties/PictureFacts.h"
 #include "pictures/properties/Texts.h"
 
@@ -103,7 +101,7 @@ void Chunks::takeResolution(FileBytes data) {
   const std::uint32_t y = bigEndian(data.subspan(4, 4));
   facts_.png.set("XPixelsPerMeter", x);
   facts_.png.set("YPixelsPerMeter", y);
-  if (data[8] == 1) facts_.resolution = Resolution{std::round(x * 0.0254), std::round(y * 0.0254)};
+  if (data[8] == 1) facts_.resolution = perMetre(x, y);
 }
 
 // The first frame's delay, as a quotient of seconds; a divisor of 0 means hundredths.

@@ -45,17 +45,16 @@ void addGroup(Dictionary& all, const char* name, Dictionary group) {
   if (!group.empty()) all.set(name, std::move(group));
 }
 
-// Exif's resolution in dots per inch; the format's own where Exif has none with a unit.
-void addResolution(Dictionary& all, const PictureFacts& facts, const Dictionary& tiff) {
+// In dots per inch. Exif's comes first where pictures come from cameras; the formats that programs write
+// state their own more surely.
+void addResolution(Dictionary& all, PictureKind kind, const PictureFacts& facts, const Dictionary& tiff) {
   const Value& unit = tiff["ResolutionUnit"];
   const double factor = unit.integerValue() == kPerCentimetre ? kCentimetresPerInch : 1.0;
   const auto add = [&](const char* key, const char* tag, double own) {
-    const Value& stated = tiff[tag];
-    if (!stated.isNil() && unit.integerValue() != kNoUnit) {
-      all.set(key, stated.doubleValue() * factor);
-    } else if (own > 0) {
-      all.set(key, own);
-    }
+    const double stated = unit.integerValue() == kNoUnit ? 0 : tiff[tag].doubleValue() * factor;
+    const double first = kind == PictureKind::Png ? own : stated;
+    const double second = kind == PictureKind::Png ? stated : own;
+    if (first > 0 || second > 0) all.set(key, first > 0 ? first : second);
   };
   const Resolution own = facts.resolution.value_or(Resolution());
   add("DPIWidth", "XResolution", own.width);
@@ -69,7 +68,9 @@ void addProfileName(Dictionary& all, const PictureFacts& facts, const Dictionary
   }
   const auto described = profileDescription(facts.icc);
   // A picture that names a colour space, even "uncalibrated", is taken for the usual one.
-  const bool namesSpace = exif.contains("ColorSpace") && facts.colorModel == color_model::kRgb;
+  const Value& space = exif["ColorSpace"];
+  const bool namesSpace =
+      (space == Value(1) || space == Value(65535)) && facts.colorModel == color_model::kRgb;
   if (described) {
     all.set("ProfileName", *described);
   } else if (facts.icc.empty() && (facts.isStandardRgb || namesSpace)) {
@@ -77,7 +78,7 @@ void addProfileName(Dictionary& all, const PictureFacts& facts, const Dictionary
   }
 }
 
-void addForm(Dictionary& all, const PictureFacts& facts) {
+void addForm(Dictionary& all, PictureKind kind, const PictureFacts& facts) {
   all.set("PixelWidth", facts.width);
   all.set("PixelHeight", facts.height);
   all.set("Depth", facts.depth);
@@ -85,6 +86,7 @@ void addForm(Dictionary& all, const PictureFacts& facts) {
   if (facts.hasAlpha) all.set("HasAlpha", true);
   if (facts.isFloat) all.set("IsFloat", true);
   if (facts.isIndexed) all.set("IsIndexed", true);
+  if (kind == PictureKind::Heif) all.set("PrimaryImage", 1);
 }
 
 void addOrientation(Dictionary& all, const Dictionary& tiff) {
@@ -124,8 +126,8 @@ Dictionary assembled(PictureKind kind, const PictureFacts& facts, ExifGroups exi
   const XmpProperties xmp(facts.xmp);
   addTiles(facts, exif.tiff);
   Dictionary all;
-  addForm(all, facts);
-  addResolution(all, facts, exif.tiff);
+  addForm(all, kind, facts);
+  addResolution(all, kind, facts, exif.tiff);
   addOrientation(all, exif.tiff);
   addProfileName(all, facts, exif.exif);
   if (tellsIptc(kind)) addGroup(all, "{IPTC}", iptcGroup(facts, xmp, exif));
@@ -133,6 +135,7 @@ Dictionary assembled(PictureKind kind, const PictureFacts& facts, ExifGroups exi
   addGroup(all, "{PNG}", pngGroup(facts, xmp));
   addGroup(all, "{JFIF}", facts.jfif);
   addGroup(all, "{GIF}", facts.gif);
+  addGroup(all, "{WebP}", facts.webp);
   addGroup(all, "{8BIM}", facts.photoshop);
   addGroup(all, "{TIFF}", std::move(exif.tiff));
   addGroup(all, "{Exif}", std::move(exif.exif));
