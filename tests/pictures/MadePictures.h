@@ -162,6 +162,7 @@ inline std::string xmp(const std::string& properties) {
          "xmlns:xmp='http://ns.adobe.com/xap/1.0/' xmlns:aux='http://ns.adobe.com/exif/1.0/aux/' "
          "xmlns:Iptc4xmpCore='http://iptc.org/std/Iptc4xmpCore/1.0/xmlns/' "
          "xmlns:Iptc4xmpExt='http://iptc.org/std/Iptc4xmpExt/2008-02-29/' "
+         "xmlns:tiff='http://ns.adobe.com/tiff/1.0/' xmlns:exif='http://ns.adobe.com/exif/1.0/' "
          "xmlns:xmpRights='http://ns.adobe.com/xap/1.0/rights/' "
          "xmlns:mwg-rs='http://www.metadataworkinggroup.com/schemas/regions/' "
          "xmlns:stDim='http://ns.adobe.com/xap/1.0/sType/Dimensions#' "

@@ -93,6 +93,66 @@ TEST(PngProperties, readExifAndThePacket) {
   EXPECT_TRUE(same(all["{IPTC}"]["Keywords"], Array{"a"}));
 }
 
+Value ofPacket(const std::string& properties, const std::string& chunks = {}) {
+  const std::string nul(1, '\0');
+  return propertiesOf(
+      png(2, 8, chunks + chunk("iTXt", "XML:com.adobe.xmp" + nul + nul + nul + nul + nul + xmp(properties))));
+}
+
+TEST(PngProperties, readExifFromThePacketToo) {
+  const Value all = ofPacket(
+      simple("tiff:Orientation", "6") + simple("tiff:Make", "Canon") +
+      simple("tiff:XResolution", "1440000/10000") + simple("tiff:ResolutionUnit", "2") +
+      simple("tiff:Compression", "5") + simple("tiff:DateTime", "2019-07-08T06:53:48+02:00") +
+      simple("exif:ExposureTime", "1/60") + simple("exif:ExifVersion", "0231") +
+      simple("exif:PixelXDimension", "640") + simple("exif:DateTimeOriginal", "2019-07-04T16:24:01") +
+      simple("exif:DateTimeDigitized", "2019-07-04") + bag("exif:ISOSpeedRatings", {"400"}, "Seq") +
+      languages("exif:UserComment", "Screenshot") + simple("exif:FlashpixVersion", "0100") +
+      simple("exif:FocalLengthIn35mmFilm", "31") + simple("exif:FNumber", "1/0") +
+      simple("exif:MeteringMode", "spot") + bag("exif:SubjectArea", {"1", "x"}, "Seq"));
+  EXPECT_EQ(all["Orientation"], Value(6));
+  EXPECT_EQ(all["DPIWidth"], Value(144.0));
+  EXPECT_TRUE(same(all["{TIFF}"], Dictionary{{"Orientation", 6},
+                                             {"Make", "Canon"},
+                                             {"XResolution", 144.0},
+                                             {"ResolutionUnit", 2},
+                                             {"DateTime", "2019:07:08 06:53:48"}}));
+  EXPECT_TRUE(same(all["{Exif}"], Dictionary{{"ExposureTime", 1.0 / 60},
+                                             {"ExifVersion", Array{2, 3, 1}},
+                                             {"PixelXDimension", 640},
+                                             {"DateTimeOriginal", "2019:07:04 16:24:01"},
+                                             {"ISOSpeedRatings", Array{400}},
+                                             {"UserComment", "Screenshot"},
+                                             {"FlashPixVersion", Array{1, 0}},
+                                             {"FocalLenIn35mmFilm", 31}}));
+}
+
+TEST(PngProperties, readThePlaceFromThePacketToo) {
+  const Value gps =
+      ofPacket(simple("exif:GPSVersionID", "2.3.0.0") + simple("exif:GPSLatitude", "34,55.13S") +
+               simple("exif:GPSLongitude", "0,7,54.5W") + simple("exif:GPSAltitude", "26/10") +
+               simple("exif:GPSAltitudeRef", "1") + simple("exif:GPSTimeStamp", "2017-01-16T09:02:18Z") +
+               simple("exif:GPSDestLatitude", "north") + simple("exif:GPSDestLongitude", ""))["{GPS}"];
+  EXPECT_TRUE(same(gps, Dictionary{{"GPSVersion", Array{2, 3, 0, 0}},
+                                   {"Latitude", 34 + 55.13 / 60},
+                                   {"LatitudeRef", "S"},
+                                   {"Longitude", 0.1318055},
+                                   {"LongitudeRef", "W"},
+                                   {"Altitude", 2.6},
+                                   {"AltitudeRef", 1},
+                                   {"DateStamp", "2017:01:16"},
+                                   {"TimeStamp", "09:02:18"}}));
+}
+
+TEST(PngProperties, believeExifBeforeThePacket) {
+  Directory main;
+  main.text(0x010F, "Canon").shorts(0x0112, {3});
+  const Value tiffGroup =
+      ofPacket(simple("tiff:Make", "Nikon") + simple("tiff:Orientation", "6") + simple("tiff:Model", "X"),
+               chunk("eXIf", tiff(main)))["{TIFF}"];
+  EXPECT_TRUE(same(tiffGroup, Dictionary{{"Make", "Canon"}, {"Orientation", 3}, {"Model", "X"}}));
+}
+
 TEST(PngProperties, unpackNoMoreThanIsSensible) {
   const std::string nul(1, '\0');
   const std::string bomb = packed(std::string(std::size_t{200} << 20, 'x'));

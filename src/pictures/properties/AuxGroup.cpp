@@ -1,10 +1,10 @@
 #include "pictures/properties/AuxGroup.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <map>
-#include <optional>
+
+#include "pictures/properties/Numbers.h"
 
 namespace moxtel::properties {
 namespace {
@@ -21,23 +21,6 @@ constexpr Pair kTexts[] = {{"SerialNumber", "aux.SerialNumber"},
                            {"Firmware", "aux.Firmware"}};
 constexpr Pair kIntegers[] = {{"LensID", "aux.LensID"}, {"ImageNumber", "aux.ImageNumber"}};
 
-template <class Number>
-std::optional<Number> numberOf(std::string_view text) {
-  Number number = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
-  return number;
-}
-
-// "24/1" or "24"; NaN for 0/0, which says "unknown", and infinity for other quotients by 0.
-std::optional<double> quotientOf(std::string_view text) {
-  const std::size_t stroke = text.find('/');
-  if (stroke == std::string_view::npos) return numberOf<double>(text);
-  const auto above = numberOf<double>(text.substr(0, stroke));
-  const auto below = numberOf<double>(text.substr(stroke + 1));
-  return above && below ? std::optional(*above / *below) : std::nullopt;
-}
-
 // "24/1 105/1 0/0 0/0"; nil unless these are four numbers.
 Value lensInfo(std::string_view text) {
   Array numbers;
@@ -52,16 +35,6 @@ Value lensInfo(std::string_view text) {
 
 void addTo(Dictionary& group, const char* key, Value value) {
   if (!value.isNil()) group.set(key, std::move(value));
-}
-
-Value integerOf(std::string_view text) {
-  const auto number = numberOf<std::int64_t>(text);
-  return number ? Value(*number) : Value();
-}
-
-Value realOf(std::string_view text) {
-  const auto number = quotientOf(text);
-  return number && std::isfinite(*number) ? Value(*number) : Value();
 }
 
 // ---- face regions (MWG 2.0, with what iPhones add) ----

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "pictures/properties/Iim.h"
+#include "pictures/properties/Moments.h"
 
 namespace moxtel::properties {
 namespace {
@@ -88,57 +89,6 @@ Form formOf(std::string_view key) {
 // What is there stays: the sources come best first.
 void add(Dictionary& group, std::string_view key, Form form, const Value& text) {
   if (text.isString() && !group.contains(key)) group.set(key, form == Form::List ? Value(Array{text}) : text);
-}
-
-// ---- dates ----
-
-struct Moment {
-  std::string date;  // "20190704", or empty
-  std::string time;  // "162401" or "162401-0700", or empty
-};
-
-// Puts the digits of a pattern's places ('#') together; every other character must be as it is.
-bool matches(std::string_view text, std::string_view pattern, std::string& digits) {
-  if (text.size() < pattern.size()) return false;
-  for (std::size_t i = 0; i < pattern.size(); ++i) {
-    const bool isDigit = text[i] >= '0' && text[i] <= '9';
-    if (pattern[i] == '#' ? !isDigit : text[i] != pattern[i]) return false;
-    if (isDigit) digits += text[i];
-  }
-  return true;
-}
-
-// "Z", "+12:00" or nothing.
-std::string zoneOf(std::string_view text) {
-  std::string digits;
-  if (text.starts_with('Z')) return "+0000";
-  if (text.starts_with('+') && matches(text, "+##:##", digits)) return "+" + digits;
-  if (text.starts_with('-') && matches(text, "-##:##", digits)) return "-" + digits;
-  return {};
-}
-
-// 2011-05-25T09:22:07.5+12:00, with less and less of it.
-Moment momentOfXmp(std::string_view text) {
-  Moment moment;
-  if (!matches(text, "####-##-##", moment.date)) return {};
-  text.remove_prefix(10);
-  if (!matches(text, "T##:##", moment.time)) return {moment.date, {}};
-  text.remove_prefix(6);
-  std::string seconds;
-  if (matches(text, ":##", seconds)) text.remove_prefix(3);
-  moment.time += seconds.empty() ? "00" : seconds;
-  if (text.starts_with('.'))
-    text.remove_prefix(std::min(text.find_first_not_of("0123456789", 1), text.size()));
-  moment.time += zoneOf(text);
-  return moment;
-}
-
-// 2018:09:28 15:35:49
-Moment momentOfExif(std::string_view text) {
-  Moment moment;
-  if (!matches(text, "####:##:##", moment.date)) return {};
-  if (text.size() > 10 && !matches(text.substr(10), " ##:##:##", moment.time)) moment.time.clear();
-  return moment;
 }
 
 void addMoment(Dictionary& group, const char* dateKey, const char* timeKey, const Moment& moment) {

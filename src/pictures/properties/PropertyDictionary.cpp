@@ -5,6 +5,7 @@
 #include "pictures/properties/IccDescription.h"
 #include "pictures/properties/IptcGroup.h"
 #include "pictures/properties/PictureFacts.h"
+#include "pictures/properties/XmpGroups.h"
 #include "pictures/properties/XmpProperties.h"
 
 namespace moxtel::properties {
@@ -124,6 +125,7 @@ Dictionary pngGroup(const PictureFacts& facts, const XmpProperties& xmp) {
 
 Dictionary assembled(PictureKind kind, const PictureFacts& facts, ExifGroups exif) {
   const XmpProperties xmp(facts.xmp);
+  if (kind == PictureKind::Png) fillFromXmp(xmp, exif);
   addTiles(facts, exif.tiff);
   Dictionary all;
   addForm(all, kind, facts);
