@@ -5,6 +5,7 @@
 #include "pictures/PictureKind.h"
 #include "pictures/properties/AppleMakerNote.h"
 #include "pictures/properties/BinaryPlist.h"
+#include "pictures/properties/CiffGroup.h"
 #include "pictures/properties/IccDescription.h"
 #include "pictures/properties/Iim.h"
 #include "pictures/properties/PhotoshopResources.h"
@@ -41,9 +42,15 @@ void readTiff(FileBytes file) {
   require(!facts || (facts->width > 0 && facts->height > 0));
 }
 
+void readCiff(FileBytes file) {
+  properties::ByteSource source(file);
+  requireSound(Value(properties::ciffGroup(source)));
+}
+
 void readBlock(std::uint8_t which, FileBytes block) {
   properties::PictureFacts facts;
   if (which == 9) readTiff(block);
+  if (which == 0) readCiff(block);
   if (which == 10) static_cast<void>(properties::profileDescription(block));
   if (which == 11)
     for (const auto& set : properties::iimSets(block)) require(isValidUtf8(set.text));
@@ -64,7 +71,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                                     PictureKind::WebP, PictureKind::Bmp,  PictureKind::Jpeg2000};
   const std::uint8_t which = data[0] % 16;
   const moxtel::properties::FileBytes rest(data + 1, size - 1);
-  if (which < std::size(kKinds)) {
+  if (which > 0 && which < std::size(kKinds)) {
     moxtel::fuzz::readPicture(kKinds[which], rest);
   } else {
     moxtel::fuzz::readBlock(which, rest);

@@ -46,7 +46,9 @@ def main():
              'tiff-small': (9, b'II*\0' + struct.pack('<IHHHIIHHIII', 8, 2, 256, 3, 1, 9, 257, 4, 1, 7, 0)),
              'icc': (10, icc), 'iim': (11, iim),
              'resources': (12, b'8BIM\4\4\0\0' + struct.pack('>I', len(iim)) + iim),
-             'apple': (13, note), 'plist': (14, plist)}
+             'ciff': (0, (fixtures / 'raw-canon.crw').read_bytes()),
+             'canon': (1, tagged(fixtures / 'jpeg-canon-note.jpg')), 'nikon': (1, tagged(fixtures / 'jpeg-nikon-note.jpg')),
+             'png-packet': (2, tagged(fixtures / 'png-camera.png')), 'apple': (13, note), 'plist': (14, plist)}
     for name, (number, data) in seeds.items():
         (corpus / name).write_bytes(bytes([number]) + data)
 

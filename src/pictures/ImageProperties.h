@@ -4,9 +4,9 @@
 // A flat immutable dictionary: "PixelWidth", "PixelHeight", "Depth" (integers), "ColorModel" always;
 // "DPIWidth", "DPIHeight" (reals), "Orientation" (1 to 8), "ProfileName", "HasAlpha", "IsFloat", "IsIndexed"
 // (true), "PrimaryImage" (1, of HEIC) and the groups "{TIFF}", "{Exif}", "{GPS}", "{IPTC}", "{ExifAux}",
-// "{JFIF}", "{PNG}", "{GIF}", "{8BIM}", "{WebP}", "{DNG}", "{MakerCanon}", "{MakerNikon}", "{MakerApple}"
-// where the file has something to say. What it does not say is absent: no nulls, no defaults, no empty
-// groups. Rationals are reals even when they are whole, SHORT and LONG are integers.
+// "{JFIF}", "{PNG}", "{GIF}", "{8BIM}", "{WebP}", "{CIFF}", "{DNG}", "{MakerCanon}", "{MakerNikon}",
+// "{MakerApple}" where the file has something to say. What it does not say is absent: no nulls, no defaults,
+// no empty groups. Rationals are reals even when they are whole, SHORT and LONG are integers.
 //
 // The common formats are read here, part by part. TIFF and the cameras' own files must be whole in memory for
 // the libraries that know them: another program, moxtel-property-reader, maps and reads them with little

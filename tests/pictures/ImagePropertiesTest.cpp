@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <fstream>
 
 #include "pictures/properties/XmpProperties.h"
@@ -211,6 +212,35 @@ TEST_F(WholeFiles, tellOfACamerasFileItsDevelopedPicture) {
   EXPECT_EQ(all["{DNG}"]["UniqueCameraModel"], Value("Moxtel Test Camera"));
   EXPECT_TRUE(same(all["{DNG}"]["WhiteLevel"], Array{65535}));
   EXPECT_EQ(all["{DNG}"]["ColorMatrix1"].array()[0], Value(static_cast<double>(3.2406F)));
+}
+
+TEST_F(WholeFiles, tellOfCanonsOldFilesTheirRecords) {
+  const Value all = propertiesOfFixture("raw-canon.crw");
+  const Dictionary wanted{{"Description", "High definition CCD image"},
+                          {"Firmware", "Firmware Version 1.10"},
+                          {"OwnerName", "Moxtel"},
+                          {"ImageName", "CRW:High definition CCD image"},
+                          {"ImageFileName", "CRW_5082.CRW"},
+                          {"ReleaseMethod", 0},
+                          {"ReleaseTiming", 1},
+                          {"RecordID", 0},
+                          {"SelfTimingTime", 0},
+                          {"ImageSerialNumber", 1505082},
+                          {"UniqueModelID", 0x1110000},
+                          {"ContinuousDrive", 1},
+                          {"FocusMode", 4},
+                          {"MeteringMode", 3},
+                          {"LensMaxMM", 21.0},
+                          {"LensMinMM", 7.0},
+                          {"MaxAperture", std::exp2(98.0 / 64)},
+                          {"MinAperture", 8.0},
+                          {"WhiteBalanceIndex", 1},
+                          {"FlashExposureComp", -1.0 / 3},
+                          {"MeasuredEV", 0.375}};
+  EXPECT_TRUE(same(all["{CIFF}"], wanted));
+  EXPECT_EQ(all["{TIFF}"]["Model"], Value("Canon PowerShot G2"));
+  EXPECT_TRUE(all["{MakerCanon}"].isNil());
+  EXPECT_TRUE(all["{ExifAux}"].isNil());
 }
 
 TEST_F(WholeFiles, areNothingWhenTheyAreBroken) {

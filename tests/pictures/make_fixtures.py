@@ -129,6 +129,110 @@ def dng(orientation):
     return tiff(entries, bytes(pixels))
 
 
+def ciff_heap(records):
+    """Canon's heap: the values one after the other, then the directory, then where it begins. A record is a tag
+    and its bytes; eight bytes under a tag with bit 14 stand in the directory itself."""
+    data, directory = b'', b''
+    for tag, value in records:
+        if tag & 0x4000:
+            directory += struct.pack('<H8s', tag, value)
+        else:
+            directory += struct.pack('<HII', tag, len(value), len(data))
+            data += value + bytes(len(value) % 2)
+    return data + struct.pack('<H', len(records)) + directory + struct.pack('<I', len(data))
+
+
+def crw():
+    """A file of Canon's cameras of 2001. The picture in it is no sensor's: only its records are meant."""
+    settings = [0] * 48
+    settings[0], settings[5], settings[7], settings[17], settings[20] = 96, 1, 4, 3, 1
+    settings[23:28] = [672, 224, 32, 98, 192]  # lens 7 to 21 mm, f/2.89 to f/8
+    shot = [0] * 34
+    shot[0], shot[7], shot[15] = 68, 1, (-12) & 0xFFFF
+    description = ciff_heap([(0x0805, b'High definition CCD image\0'),
+                             (0x0815, b'CRW:High definition CCD image\0')])
+    camera = ciff_heap([(0x080a, b'Canon\0Canon PowerShot G2\0'), (0x080b, b'Firmware Version 1.10\0'),
+                        (0x0810, b'Moxtel\0')])
+    shooting = ciff_heap([(0x1010 | 0x4000, short(0)), (0x1011 | 0x4000, short(1)),
+                          (0x1806 | 0x4000, long(0)), (0x1814 | 0x4000, struct.pack('<f', 0.375))])
+    exif = ciff_heap([(0x102a, short(*shot)), (0x102d, short(*settings)),
+                      (0x1031, short(34, WIDTH, HEIGHT, 0, 0, 0, 0, WIDTH - 1, HEIGHT - 1, *[0] * 8)),
+                      (0x1817 | 0x4000, long(1505082)), (0x1834 | 0x4000, long(0x1110000))])
+    image = ciff_heap([(0x0805, b'a comment\0'), (0x0816, b'CRW_5082.CRW\0'), (0x1804 | 0x4000, long(0)),
+                       (0x1810, struct.pack('<IIfiIII', WIDTH, HEIGHT, 1, 0, 10, 10, 1)),
+                       (0x180e, long(994252984, 0, 0)),
+                       (0x2804, description), (0x2807, camera), (0x3002, shooting), (0x300b, exif)])
+    head = b'II' + long(26) + b'HEAPCCDR' + struct.pack('<HHII', 2, 1, 0, 0)
+    return head + ciff_heap([(0x2005, bytes(WIDTH * HEIGHT * 2)), (0x300a, image)])
+
+
+def directory(entries, offset):
+    """A directory of a little-endian TIFF structure and the values of its entries, as they lie at an offset."""
+    start = offset + 2 + 12 * len(entries) + 4
+    out, values = struct.pack('<H', len(entries)), b''
+    for tag, kind, data in sorted(entries):
+        size = {1: 1, 2: 1, 3: 2, 4: 4, 5: 8, 7: 1}[kind]
+        field = data.ljust(4, b'\0') if len(data) <= 4 else long(start + len(values))
+        out += struct.pack('<HHI', tag, kind, len(data) // size) + field
+        values += data + bytes(len(data) % 2) if len(data) > 4 else b''
+    return out + long(0) + values
+
+
+def camera_exif(make, model, note):
+    """Exif with a maker's note, which is made for the offset that it lies at."""
+    main = [(271, 2, make + b'\0'), (272, 2, model + b'\0'), (34665, 4, long(0))]
+    exif_at = 8 + len(directory(main, 8))
+    main[-1] = (34665, 4, long(exif_at))
+    metering = (0x9207, 3, short(5))
+    # The note's length does not depend on its place, and it is the directory's only value outside of it.
+    note_at = exif_at + 2 + 12 * 2 + 4
+    exif = directory([metering, (0x927C, 7, note(note_at))], exif_at)
+    return b'II*\0' + long(8) + directory(main, 8) + exif
+
+
+def canon_note(offset):
+    settings = [0] * 48
+    settings[0], settings[5], settings[20] = 96, 1, 1
+    settings[23:28] = [30500, 6100, 1000, 96, 192]
+    shot = [0] * 34
+    shot[0], shot[7], shot[15] = 68, 2, (-20) & 0xFFFF
+    return directory([(1, 3, short(*settings)), (4, 3, short(*shot)), (7, 2, b'Firmware Version 1.04\0'),
+                      (8, 4, long(1002345)), (9, 2, b'Moxtel\0'), (12, 4, long(620500001)),
+                      (16, 4, long(0x2490000)), (0x95, 2, b'\0')], offset)
+
+
+def nikon_note(_):
+    """Has offsets of its own."""
+    entries = [(2, 3, short(0, 1600)), (3, 2, b'COLOR\0'), (4, 2, b'FINE   \0'), (5, 2, b'AUTO        \0'),
+               (7, 2, b'AF-S  \0'), (0x83, 1, b'\6'), (0x84, 5, long(24, 1, 120, 1, 4, 1, 4, 1)),
+               (0x1D, 2, b'6001440\0'), (0xA7, 4, long(8834))]
+    return b'Nikon\0\2\x10\0\0' + b'II*\0' + long(8) + directory(entries, 8)
+
+
+def with_exif(jpeg, exif):
+    """The same JPEG without its introduction, with Exif instead."""
+    head = b'Exif\0\0' + exif
+    (length,) = struct.unpack('>H', jpeg[4:6])
+    return jpeg[:2] + b'\xff\xe1' + struct.pack('>H', len(head) + 2) + head + jpeg[4 + length:]
+
+
+# What a camera, a cataloguing program and a person have written into a photo.
+CAMERA_TAGS = [
+    '-IFD0:Make=FUJIFILM', '-IFD0:Model=X-T1', '-IFD0:Orientation#=6', '-IFD0:XResolution=300', '-IFD0:YResolution=300',
+    '-IFD0:ResolutionUnit#=2', '-IFD0:Software=Moxtel 1.4', '-IFD0:ModifyDate=2019:07:08 06:53:48',
+    '-IFD0:Artist=Jürgen', '-IFD0:Copyright=', '-IFD0:ImageDescription=Wedding tulips',
+    '-ExifIFD:ExposureTime=1/60', '-ExifIFD:FNumber=5.6', '-ExifIFD:ISO=400', '-ExifIFD:ExifVersion=0231',
+    '-ExifIFD:DateTimeOriginal=2019:07:04 16:24:01', '-ExifIFD:CreateDate=2019:07:04 16:24:02',
+    '-ExifIFD:OffsetTimeOriginal=+02:00', '-ExifIFD:SubSecTimeOriginal=08', '-ExifIFD:Flash#=16',
+    '-ExifIFD:FocalLength=20.5', '-ExifIFD:FocalLengthIn35mmFormat=31', '-ExifIFD:ColorSpace#=1',
+    '-ExifIFD:LensModel=XF18-55mmF2.8-4 R LM OIS', '-ExifIFD:ExposureCompensation#=0', '-ExifIFD:UserComment=a walk',
+    '-GPS:GPSLatitudeRef=S', '-GPS:GPSLatitude=34.5', '-GPS:GPSLongitudeRef=E', '-GPS:GPSLongitude=138.25',
+    '-GPS:GPSAltitudeRef#=1', '-GPS:GPSAltitude=2.6', '-GPS:GPSTimeStamp=09:02:18', '-GPS:GPSDateStamp=2017:01:16',
+    '-IPTC:ObjectName=cut', '-IPTC:City=Ulm', '-IPTC:TimeCreated=16:24:01+02:00', '-IPTC:Keywords=Kids',
+    '-XMP-dc:Subject=Katie', '-XMP-dc:Subject=Suzy', '-XMP-dc:Title=Tulips at a flower shop', '-XMP-xmp:Rating=0',
+    '-XMP-aux:Lens=XF18-55', '-XMP-aux:LensInfo=18 55 2.8 4', '-XMP-aux:SerialNumber=77']
+
+
 def gray_scan(make):
     """An ordinary gray TIFF that names a camera, as a film scan does."""
     pixels = bytes(sum(quarter(x, y)) // 3 for y in range(HEIGHT) for x in range(WIDTH))
@@ -157,8 +261,8 @@ def png_chunk(kind, data):
     return struct.pack('>I', len(data)) + kind + data + struct.pack('>I', zlib.crc32(kind + data))
 
 
-def png(width, height, rows):
-    header = struct.pack('>IIBBBBB', width, height, 1, 0, 0, 0, 0)
+def png(width, height, rows, depth=1, colours=0):
+    header = struct.pack('>IIBBBBB', width, height, depth, colours, 0, 0, 0)
     return (b'\x89PNG\r\n\x1a\n' + png_chunk(b'IHDR', header) +
             png_chunk(b'IDAT', zlib.compress(rows, 9)) + png_chunk(b'IEND', b''))
 
@@ -216,6 +320,9 @@ def make_jpegs():
         name = f'jpeg-orientation-{orientation}.jpg'
         run(*convert, name)
         run('exiftool', '-q', '-overwrite_original', f'-Orientation#={orientation}', name)
+    for name, make, model, note in (('canon', b'Canon', b'Canon PowerShot G10', canon_note),
+                                    ('nikon', b'NIKON CORPORATION', b'NIKON D800E', nikon_note)):
+        write(f'jpeg-{name}-note.jpg', with_exif(read('jpeg-420.jpg'), camera_exif(make, model, note)))
     write('jpeg-without-end.jpg', read('jpeg-420.jpg')[:-2])
     write('broken-jpeg-half.jpg', read('jpeg-444.jpg')[:len(read('jpeg-444.jpg')) * 3 // 4])
     write('bomb-jpeg-size.jpg', with_size(read('jpeg-420.jpg'), 65500, 65500))
@@ -238,6 +345,8 @@ def make_pngs():
     run('convert', 'png-alpha.png', '-depth', '16', 'PNG64:png-alpha16.png')
     run('convert', 'png-alpha.png', '-colorspace', 'Gray', '-define', 'png:color-type=4', 'png-gray-alpha.png')
     run('convert', 'base.ppm', '-profile', 'test.icc', 'PNG24:png-profile.png')
+    rows = b''.join(b'\0' + bytes(c for x in range(WIDTH) for c in quarter(x, y)) for y in range(HEIGHT))
+    write('png-plain.png', png(WIDTH, HEIGHT, rows, depth=8, colours=2))
     write('bomb-png-size.png', png(100000, 100000, bytes(100000)))
     write('bomb-png-long.png', png(1000000, 400, bytes(125001 * 400)))
 
@@ -287,6 +396,11 @@ def make_others():
     run('convert', 'png-alpha.png', '-define', 'webp:lossless=true', 'webp-alpha.webp')
     for orientation in (1, 6):
         write(f'raw-orientation-{orientation}.dng', dng(orientation))
+    write('raw-canon.crw', crw())
+    for source in ('jpeg-444.jpg', 'tiff-plain.tif', 'png-plain.png', 'heic.heic'):
+        stem, ending = source.replace('-', '.').split('.')[0], source.rsplit('.', 1)[1]
+        shutil.copy(source, f'{stem}-camera.{ending}')
+        run('exiftool', '-q', '-q', '-m', '-overwrite_original', *CAMERA_TAGS, f'{stem}-camera.{ending}')
     gif = bytearray(read('gif.gif'))
     gif[6:10] = b'\xff\xff\xff\xff'
     frame = gif.index(b'\x2c\0\0\0\0')

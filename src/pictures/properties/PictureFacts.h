@@ -53,6 +53,7 @@ struct PictureFacts {
   Dictionary png;
   Dictionary gif;
   Dictionary webp;
+  Dictionary ciff;
   Dictionary photoshop;
 };
 

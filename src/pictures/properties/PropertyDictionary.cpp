@@ -142,6 +142,7 @@ Dictionary assembled(PictureKind kind, const PictureFacts& facts, ExifGroups exi
   addGroup(all, "{TIFF}", std::move(exif.tiff));
   addGroup(all, "{Exif}", std::move(exif.exif));
   addGroup(all, "{GPS}", std::move(exif.gps));
+  addGroup(all, "{CIFF}", facts.ciff);
   addGroup(all, "{DNG}", std::move(exif.dng));
   addGroup(all, "{MakerCanon}", std::move(exif.canon));
   addGroup(all, "{MakerNikon}", std::move(exif.nikon));

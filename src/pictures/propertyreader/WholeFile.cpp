@@ -6,6 +6,7 @@
 #include <exiv2/exiv2.hpp>
 
 #include "pictures/PictureKind.h"
+#include "pictures/properties/CiffGroup.h"
 #include "pictures/properties/Exiv2Setup.h"
 #include "pictures/properties/PropertyDictionary.h"
 
@@ -84,7 +85,14 @@ std::optional<Dictionary> cameraFileProperties(const LibRaw& raw, FileBytes file
   if (facts.width == 0 || facts.height == 0) return std::nullopt;
   facts.depth = kDevelopedDepth;
   facts.profileName = kDevelopedSpace;
-  return assembled(PictureKind::Raw, facts, groupsOf(data, ExifOrigin::TiffFile));
+  ExifGroups groups = groupsOf(data, ExifOrigin::TiffFile);
+  ByteSource source(file);
+  if (isCiff(source)) {
+    // Its records are told as they are, not as the note that Exiv2 makes of them.
+    facts.ciff = ciffGroup(source);
+    groups.canon = groups.canonAux = Dictionary();
+  }
+  return assembled(PictureKind::Raw, facts, std::move(groups));
 }
 
 }  // namespace
