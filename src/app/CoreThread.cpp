@@ -19,13 +19,18 @@ CoreThread::CoreThread(UserDefaults& defaults, ConsoleView& view, StatusChanged 
 
 CoreThread::~CoreThread() {
   QVSocketServer::closeToClients();
+  {
+    const std::lock_guard lock(endMutex_);
+    ending_ = true;
+    if (program_) program_->endScripts();
+  }
   loop_->quit();
   thread_.join();
 }
 
 void CoreThread::run(UserDefaults& defaults, ConsoleView& view) {
   ServerProgram program(*loop_, defaults, view);
-  program_ = &program;
+  setProgram(&program);
   std::unique_ptr<Timer> timer;
   loop_->post([this, &program, &timer] {
     program.start();
@@ -34,7 +39,13 @@ void CoreThread::run(UserDefaults& defaults, ConsoleView& view) {
   });
   loop_->run();
   timer.reset();
-  program_ = nullptr;
+  setProgram(nullptr);
+}
+
+void CoreThread::setProgram(ServerProgram* program) {
+  const std::lock_guard lock(endMutex_);
+  program_ = program;
+  if (program_ && ending_) program_->endScripts();
 }
 
 void CoreThread::post(Action action) {

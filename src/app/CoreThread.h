@@ -26,7 +26,7 @@ class CoreThread final {
   // Starts the thread, and the server on it. Borrows defaults and view; the view is called on the core
   // thread.
   CoreThread(UserDefaults& defaults, ConsoleView& view, StatusChanged statusChanged);
-  // Ends the server and waits for it: as long as a script that runs, at most.
+  // Ends the server and waits for it; a script that runs is stopped.
   ~CoreThread();
   CoreThread(const CoreThread&) = delete;
   CoreThread& operator=(const CoreThread&) = delete;
@@ -36,11 +36,14 @@ class CoreThread final {
 
  private:
   void run(UserDefaults& defaults, ConsoleView& view);
+  void setProgram(ServerProgram* program);
   void tellStatus(ServerProgram& program);
 
   StatusChanged statusChanged_;
   std::unique_ptr<CoreLoop> loop_;
-  ServerProgram* program_ = nullptr;    // core thread
+  std::mutex endMutex_;
+  bool ending_ = false;                 // guarded by endMutex_
+  ServerProgram* program_ = nullptr;    // set on the core thread, under endMutex_; read there without it
   std::unique_ptr<ServerStatus> told_;  // core thread
   std::thread thread_;
 };

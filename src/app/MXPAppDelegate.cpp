@@ -60,7 +60,7 @@ void MXPAppDelegate::startup() {
     const std::lock_guard lock(clientsMutex_);
     clientDict_.clear();
   }
-  environment_.scripts.beginCommand();
+  environment_.scripts.beginCommand(kTimeForQuestions);
   roles_->databases.beginCommand();
   roles_->databases.preferAperture = environment_.defaults.boolForKey("PreferAperture");
   roles_->monitor.checkForApplicationStatus();

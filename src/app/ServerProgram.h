@@ -8,6 +8,7 @@
 #include "console/MXSConsole.h"
 #include "platform/ChildProcess.h"
 #include "platform/NotificationCenter.h"
+#include "platform/ScriptRunner.h"
 
 namespace moxtel {
 
@@ -24,6 +25,9 @@ class ServerProgram final {
 
   // Locates the library and begins to serve.
   void start();
+  // Before the loop is asked to end: stops a script that runs and those that would follow it, so that nobody
+  // waits for them. Any thread.
+  void endScripts() { scripts_->end(); }
   MXPAppDelegate& delegate() { return *delegate_; }
   MXSConsole& console() { return console_; }
 

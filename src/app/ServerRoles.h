@@ -29,7 +29,7 @@ class DelegateCommandScope final : public LibraryCommandScope {
       : LibraryCommandScope(databases), scripts_(scripts) {}
   void beginCommand() override {
     LibraryCommandScope::beginCommand();
-    scripts_.beginCommand();
+    scripts_.beginCommand(kTimeForQuestions);
   }
 
  private:
@@ -46,7 +46,7 @@ class ServerRoles final {
         albumData(databases, environment.console),
         scriptQueue(environment.loop, environment.scripts, environment.console, flags,
                     environment.applications, support),
-        scriptQueries(databases, albumData, environment.scripts, flags),
+        scriptQueries(databases, albumData, environment.scripts, environment.console, flags),
         monitor(environment.loop, environment.applications, databases, albumData, environment.console, flags),
         containerTree(databases, scriptQueries, environment.defaults),
         photoRecords(databases, albumData, scriptQueries),

@@ -41,12 +41,14 @@ int main(int argc, char** argv) {
     });
     return loop.run();
   }
-  // A reply to a client that takes it slowly must hold up neither the end nor the wish to be rid of it.
-  const auto atOnce = [](int signal) {
+  // A script, or a reply to a client that takes it slowly, must hold up neither the end nor the wish to be
+  // rid of the client.
+  const auto atOnce = [&program](int signal) {
     if (signal == SIGUSR1) {
       QVSocketServer::disconnect();
     } else if (signal != SIGHUP) {
       QVSocketServer::closeToClients();
+      program.endScripts();
     }
   };
   const auto told = [&](int signal) {

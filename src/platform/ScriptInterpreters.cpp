@@ -2,6 +2,9 @@
 
 #include <unistd.h>
 
+#include <algorithm>
+#include <utility>
+
 #include "platform/ScriptResult.h"
 #include "platform/UserDefaults.h"
 
@@ -14,14 +17,21 @@ constexpr std::size_t kOutputLimit = 64u << 20;
 constexpr const char* kOsascript = "/usr/bin/osascript";
 
 // Numbers of the runner's own, below those that AppleScript uses.
+constexpr std::int64_t kNoInterpreter = -100001;
 constexpr std::int64_t kTimedOut = -100002;
 constexpr std::int64_t kTooMuchOutput = -100003;
 constexpr std::int64_t kKilled = -100004;
+constexpr std::int64_t kNotTried = -100005;
+
+ScriptOutcome notTried(const char* why) {
+  return ScriptOutcome::failed(kNotTried, why, ScriptFailure::NotTried);
+}
 
 }  // namespace
 
 ScriptOutcome NoScriptRunner::run(std::string_view) {
-  return ScriptOutcome::failure(kNoScriptInterpreter, "There is no AppleScript interpreter on this machine");
+  return ScriptOutcome::failed(kNoInterpreter, "There is no AppleScript interpreter on this machine",
+                               ScriptFailure::NoInterpreter);
 }
 
 std::string NoScriptRunner::description() const {
@@ -31,32 +41,62 @@ std::string NoScriptRunner::description() const {
 }
 
 InterpreterScriptRunner::InterpreterScriptRunner(std::vector<std::string> words, ProcessRunner& processes,
-                                                 std::chrono::milliseconds timeout)
-    : words_(std::move(words)), processes_(processes), timeout_(timeout) {}
+                                                 std::chrono::milliseconds timeout,
+                                                 std::function<std::chrono::steady_clock::time_point()> now)
+    : words_(std::move(words)), processes_(processes), timeout_(timeout), now_(std::move(now)) {}
+
+void InterpreterScriptRunner::beginCommand(std::optional<std::chrono::milliseconds> together) {
+  deadline_.reset();
+  if (together) deadline_ = now_() + *together;
+  answered_ = 0;
+  givenUp_ = false;
+}
+
+std::chrono::milliseconds InterpreterScriptRunner::timeLeft() const {
+  if (!deadline_) return timeout_;
+  return std::min(timeout_, std::chrono::ceil<std::chrono::milliseconds>(*deadline_ - now_()));
+}
 
 ScriptOutcome InterpreterScriptRunner::run(std::string_view source) {
-  if (hanging_) return ScriptOutcome::failure(kTimedOut, "The script interpreter did not answer before");
+  if (ended_) return notTried("The server ends");
+  if (givenUp_) return notTried("The script interpreter was given up before");
   ProcessRequest request;
   request.program = words_.front();
   request.arguments.assign(words_.begin() + 1, words_.end());
   request.input = std::string(source);
-  request.timeout = timeout_;
+  request.timeout = timeLeft();
   request.outputLimit = kOutputLimit;
-  const ProcessResult result = processes_.run(request);
+  request.cancelled = &ended_;
+  ProcessResult result;
+  result.ending = ProcessResult::Ending::TimedOut;
+  if (request.timeout > std::chrono::milliseconds(0)) result = processes_.run(request);
+  return outcomeOf(result);
+}
+
+ScriptOutcome InterpreterScriptRunner::giveUp(std::int64_t number, std::string why) {
+  givenUp_ = true;
+  return ScriptOutcome::failed(number, std::move(why), ScriptFailure::GivenUp);
+}
+
+ScriptOutcome InterpreterScriptRunner::outcomeOf(const ProcessResult& result) {
   switch (result.ending) {
     case ProcessResult::Ending::Exited:
       break;
     case ProcessResult::Ending::TimedOut:
-      hanging_ = true;
-      return ScriptOutcome::failure(kTimedOut, "The script interpreter did not answer in time");
+      return giveUp(kTimedOut,
+                    answered_ == 0
+                        ? "The script interpreter did not answer in time"
+                        : "The script interpreter is too slow: it ran " + std::to_string(answered_) +
+                              (answered_ == 1 ? " script" : " scripts") + ", and then the time was over");
     case ProcessResult::Ending::TooMuchOutput:
-      return ScriptOutcome::failure(kTooMuchOutput, "The script interpreter printed too much");
+      return ScriptOutcome::failed(kTooMuchOutput, "The script interpreter printed too much");
     case ProcessResult::Ending::Killed:
-      return ScriptOutcome::failure(kKilled, "The script interpreter died: " + result.error);
+      if (ended_) return notTried("The server ends");
+      return ScriptOutcome::failed(kKilled, "The script interpreter died: " + result.error);
     case ProcessResult::Ending::NotStarted:
-      return ScriptOutcome::failure(kNoScriptInterpreter,
-                                    "The script interpreter could not be started: " + result.error);
+      return giveUp(kNoInterpreter, "The script interpreter could not be started: " + result.error);
   }
+  ++answered_;
   if (result.exitStatus == 0) return ScriptOutcome::success(scriptResultValue(result.output));
   ScriptOutcome outcome;
   outcome.error = scriptErrorFrom(result.error, result.exitStatus);

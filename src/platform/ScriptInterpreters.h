@@ -3,7 +3,9 @@
 
 #include <atomic>
 #include <chrono>
+#include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -28,19 +30,32 @@ class NoScriptRunner final : public ScriptRunner {
 class InterpreterScriptRunner final : public ScriptRunner {
  public:
   // Words: program and arguments, at least one. Borrows the process runner.
-  InterpreterScriptRunner(std::vector<std::string> words, ProcessRunner& processes,
-                          std::chrono::milliseconds timeout = kScriptTimeout);
+  // now is the steady clock but in tests.
+  InterpreterScriptRunner(
+      std::vector<std::string> words, ProcessRunner& processes,
+      std::chrono::milliseconds timeout = kScriptTimeout,
+      std::function<std::chrono::steady_clock::time_point()> now = std::chrono::steady_clock::now);
 
-  // After a time-out every further script fails at once until beginCommand().
+  // Once it has given up, every further script fails at once until beginCommand().
   ScriptOutcome run(std::string_view source) override;
   std::string description() const override;
-  void beginCommand() override { hanging_ = false; }
+  void beginCommand(std::optional<std::chrono::milliseconds> together) override;
+  void end() override { ended_ = true; }
 
  private:
-  std::vector<std::string> words_;
+  // How long the next script may take; none once the time of the command has gone.
+  std::chrono::milliseconds timeLeft() const;
+  ScriptOutcome giveUp(std::int64_t number, std::string why);
+  ScriptOutcome outcomeOf(const ProcessResult& result);
+
+  const std::vector<std::string> words_;
   ProcessRunner& processes_;
-  std::chrono::milliseconds timeout_;
-  bool hanging_ = false;
+  const std::chrono::milliseconds timeout_;
+  const std::function<std::chrono::steady_clock::time_point()> now_;
+  std::optional<std::chrono::steady_clock::time_point> deadline_;  // of the command
+  int answered_ = 0;                                               // scripts of the command
+  bool givenUp_ = false;
+  std::atomic<bool> ended_{false};
 };
 
 // Splits a command at blanks; '…' and "…" hold words together, a backslash outside '…' takes the next

@@ -1,7 +1,9 @@
 // Runs an AppleScript text and gives its result.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -10,13 +12,22 @@
 
 namespace moxtel {
 
-// The number of a failure for want of an interpreter; below those that AppleScript uses.
-inline constexpr std::int64_t kNoScriptInterpreter = -100001;
+// How long the questions of one command, or of one start-up, may take together. Nobody waits longer for a
+// list, however many scripts it needs and however slow each of them is.
+inline constexpr std::chrono::milliseconds kTimeForQuestions{120'000};
+
+enum class ScriptFailure : unsigned char {
+  OfTheScript,    // it does not compile, the application refused it, or the interpreter died of it
+  NoInterpreter,  // there is none on this machine
+  GivenUp,        // the interpreter cannot be started, or takes too long: this command tries no more
+  NotTried,       // after that, or at the end of the program
+};
 
 struct ScriptError {
-  std::int64_t number = 0;  // the interpreter's, or a negative number of the runner's own
+  std::int64_t number = 0;  // the interpreter's, or a number of the runner's own, below AppleScript's
   std::string text;
   bool isSyntaxError = false;  // the text did not compile; otherwise it failed while it ran
+  ScriptFailure failure = ScriptFailure::OfTheScript;
 };
 
 // Either a result or an error.
@@ -26,8 +37,9 @@ struct ScriptOutcome {
   ScriptError error;
 
   static ScriptOutcome success(Value value) { return {true, std::move(value), {}}; }
-  static ScriptOutcome failure(std::int64_t number, std::string text) {
-    return {false, Value(), {number, std::move(text), false}};
+  static ScriptOutcome failed(std::int64_t number, std::string text,
+                              ScriptFailure failure = ScriptFailure::OfTheScript) {
+    return {false, Value(), {number, std::move(text), false, failure}};
   }
 };
 
@@ -38,8 +50,11 @@ class ScriptRunner {
   virtual ScriptOutcome run(std::string_view source) = 0;
   // For the console: what runs the scripts, or why nothing does.
   virtual std::string description() const = 0;
-  // Begins a new command or start-up: an interpreter that timed out before is asked again.
-  virtual void beginCommand() {}
+  // Begins a command or a start-up: an interpreter that was given up is tried again. Its scripts may take
+  // this long together; without a limit each may take its two minutes. Core thread.
+  virtual void beginCommand(std::optional<std::chrono::milliseconds> /*together*/) {}
+  // The program ends: stops a script that runs and runs no other. Any thread.
+  virtual void end() {}
 
  protected:
   ScriptRunner() = default;

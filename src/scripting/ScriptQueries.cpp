@@ -1,5 +1,6 @@
 #include "scripting/ScriptQueries.h"
 
+#include "console/MXSConsole.h"
 #include "library/AlbumData.h"
 #include "library/LibraryDatabases.h"
 #include "platform/SystemLog.h"
@@ -50,8 +51,8 @@ Value textOf(const Value& result) {
 }  // namespace
 
 ScriptQueries::ScriptQueries(LibraryDatabases& databases, const AlbumData& albumData, ScriptRunner& runner,
-                             const PhotoApplicationFlags& flags)
-    : databases_(databases), albumData_(albumData), runner_(runner), flags_(flags) {}
+                             MXSConsole& console, const PhotoApplicationFlags& flags)
+    : databases_(databases), albumData_(albumData), runner_(runner), console_(console), flags_(flags) {}
 
 bool ScriptQueries::asksAperture() const { return databases_.preferAperture && !flags_.connectedWithIPhoto; }
 
@@ -68,6 +69,11 @@ ScriptOutcome ScriptQueries::ask(const std::optional<std::string>& source, const
   if (outcome.error.isSyntaxError) NSLog("errorDict: %@", errorDictionary(outcome.error));
   if (logFailure) logFailure();
   logScriptDidNotCompile(*source, outcome.error);
+  // Once a command: what comes after it was not tried.
+  if (outcome.error.failure == ScriptFailure::GivenUp) {
+    console_.showTitle("Error",
+                       "Key photos, photo counts or smart albums may be missing: " + outcome.error.text);
+  }
   return outcome;
 }
 

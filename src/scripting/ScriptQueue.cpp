@@ -55,7 +55,8 @@ std::optional<std::string> ScriptQueue::takeFirst() {
 // One call drains the queue; the calls scheduled meanwhile find it empty.
 void ScriptQueue::performCachedApplescripts() {
   auto source = takeFirst();
-  if (source) runner_.beginCommand();
+  // No common limit: what a user changes is not left undone for another change that took long.
+  if (source) runner_.beginCommand(std::nullopt);
   for (; source; source = takeFirst()) perform(*source);
 }
 
@@ -65,7 +66,7 @@ void ScriptQueue::perform(const std::string& source) {
   logScriptDidNotCompile(source, outcome.error);
   NSLog("executed AppleScript, eventDesc: %@, errorDict: %@", Value(), errorDictionary(outcome.error));
   // The client was told otherwise, and the log is not for the user.
-  if (outcome.error.number == kNoScriptInterpreter) {
+  if (outcome.error.failure != ScriptFailure::OfTheScript) {
     console_.showTitle("Error", "Not done in the photo application: " + outcome.error.text);
   }
 }

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 #include <mutex>
+#include <thread>
 
 #include "platform/FakeProcessRunner.h"
 #include "platform/FakeRunningApplications.h"
@@ -90,15 +91,105 @@ TEST(ScriptInterpreter, thatPrintsNothingGivesNothing) {
 TEST(ScriptInterpreter, isAskedOnceWhenItHangs) {
   FakeProcessRunner processes([](const auto&) { return ended(Ending::TimedOut); });
   InterpreterScriptRunner runner({"x"}, processes);
-  for (int i = 0; i < 5000; ++i) {
+  const ScriptError first = runner.run("s").error;
+  EXPECT_EQ(first.text, "The script interpreter did not answer in time");
+  EXPECT_EQ(first.failure, ScriptFailure::GivenUp);
+  for (int i = 1; i < 5000; ++i) {
     const ScriptOutcome outcome = runner.run("s");
-    EXPECT_FALSE(outcome.succeeded);
-    EXPECT_THAT(outcome.error.text, HasSubstr("did not answer"));
+    ASSERT_FALSE(outcome.succeeded);
+    ASSERT_EQ(outcome.error.failure, ScriptFailure::NotTried);
   }
   EXPECT_EQ(processes.requests().size(), 1u);
-  runner.beginCommand();
+  runner.beginCommand(std::nullopt);
   EXPECT_FALSE(runner.run("s").succeeded);
   EXPECT_EQ(processes.requests().size(), 2u) << "the next command asks again";
+}
+
+TEST(ScriptInterpreter, isTriedOnceWhenItCannotBeStarted) {
+  FakeProcessRunner processes;
+  InterpreterScriptRunner runner({"x"}, processes);
+  EXPECT_EQ(runner.run("s").error.failure, ScriptFailure::GivenUp);
+  EXPECT_EQ(runner.run("s").error.failure, ScriptFailure::NotTried);
+  EXPECT_EQ(processes.requests().size(), 1u);
+}
+
+// Each script takes a second of a clock that only it moves.
+class SlowInterpreter : public testing::Test {
+ protected:
+  // How many of many scripts were answered, given up and not tried.
+  std::vector<int> runMany(int scripts) {
+    std::vector<int> outcomes(3);
+    for (int i = 0; i < scripts; ++i) {
+      const ScriptOutcome outcome = runner.run("s");
+      if (outcome.succeeded) ++outcomes[0];
+      if (outcome.error.failure == ScriptFailure::GivenUp) {
+        ++outcomes[1];
+        why = outcome.error.text;
+      }
+      if (outcome.error.failure == ScriptFailure::NotTried) ++outcomes[2];
+    }
+    return outcomes;
+  }
+  std::chrono::steady_clock::time_point now{};
+  FakeProcessRunner processes{[this](const auto& request) {
+    now += std::min<std::chrono::milliseconds>(request.timeout, 1s);
+    return request.timeout < 1s ? ended(Ending::TimedOut) : FakeProcessRunner::printing("1");
+  }};
+  InterpreterScriptRunner runner{{"x"}, processes, kScriptTimeout, [this] { return now; }};
+  std::string why;
+};
+
+TEST_F(SlowInterpreter, isGivenUpOnceTheTimeOfACommandHasGone) {
+  runner.beginCommand(120s);
+  const auto begin = now;
+  EXPECT_THAT(runMany(5000), ElementsAre(120, 1, 4879));
+  EXPECT_EQ(why, "The script interpreter is too slow: it ran 120 scripts, and then the time was over");
+  EXPECT_EQ(now - begin, 120s);
+  runner.beginCommand(120s);
+  EXPECT_TRUE(runner.run("s").succeeded) << "the next command asks again";
+}
+
+TEST_F(SlowInterpreter, isStoppedInTheMiddleOfTheLastScript) {
+  runner.beginCommand(2500ms);
+  const auto begin = now;
+  EXPECT_THAT(runMany(10), ElementsAre(2, 1, 7));
+  EXPECT_EQ(now - begin, 2500ms);
+  EXPECT_EQ(processes.requests().at(0).timeout, 2500ms);
+  EXPECT_EQ(processes.requests().at(2).timeout, 500ms);
+}
+
+TEST_F(SlowInterpreter, mayTakeItsTimeWhereNoLimitIsSet) {
+  runner.beginCommand(std::nullopt);
+  EXPECT_THAT(runMany(1000), ElementsAre(1000, 0, 0));
+  EXPECT_EQ(processes.requests().back().timeout, kScriptTimeout);
+}
+
+// Tells when it has been asked to run a program.
+class TellingRunner final : public ProcessRunner {
+ public:
+  ProcessResult run(const ProcessRequest& request) override {
+    asked = true;
+    return processes_.run(request);
+  }
+  std::atomic<bool> asked{false};
+
+ private:
+  SystemProcessRunner processes_;
+};
+
+TEST(ScriptInterpreter, isStoppedAtTheEndOfTheProgram) {
+  TellingRunner processes;
+  InterpreterScriptRunner runner({"sleep", "600"}, processes);
+  std::thread ending([&] {
+    while (!processes.asked) std::this_thread::yield();
+    runner.end();
+  });
+  const ScriptOutcome stopped = runner.run("s");
+  ending.join();
+  EXPECT_FALSE(stopped.succeeded);
+  EXPECT_EQ(stopped.error.text, "The server ends");
+  runner.beginCommand(std::nullopt);
+  EXPECT_EQ(runner.run("s").error.failure, ScriptFailure::NotTried) << "for good";
 }
 
 TEST(ScriptInterpreter, thatFailsIsAskedAgain) {
@@ -118,6 +209,7 @@ TEST(ScriptInterpreter, tellsWhyItFailed) {
   answer = ended(Ending::NotStarted, "No such file or directory");
   EXPECT_EQ(runner.run("s").error.text,
             "The script interpreter could not be started: No such file or directory");
+  runner.beginCommand(std::nullopt);
   answer = ended(Ending::Exited, "", 3);
   EXPECT_EQ(runner.run("s").error.text, "the interpreter ended with status 3");
   answer =

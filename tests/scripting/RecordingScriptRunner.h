@@ -17,21 +17,25 @@ class RecordingScriptRunner final : public ScriptRunner {
     return ScriptOutcome::success(Value());
   };
   std::vector<std::string> scripts;
-  int commands = 0;  // how often a command began
+  int commands = 0;                                // how often a command began
+  std::optional<std::chrono::milliseconds> limit;  // of the last
 
   ScriptOutcome run(std::string_view source) override {
     scripts.emplace_back(source);
     return answer(scripts.back());
   }
   std::string description() const override { return "a test"; }
-  void beginCommand() override { ++commands; }
+  void beginCommand(std::optional<std::chrono::milliseconds> together) override {
+    ++commands;
+    limit = together;
+  }
 
   void answers(Value value) {
     answer = [value = std::move(value)](const std::string&) { return ScriptOutcome::success(value); };
   }
   void fails(const char* text = "broken", bool isSyntaxError = false) {
     answer = [text = std::string(text), isSyntaxError](const std::string&) {
-      ScriptOutcome outcome = ScriptOutcome::failure(-2741, text);
+      ScriptOutcome outcome = ScriptOutcome::failed(-2741, text);
       outcome.error.isSyntaxError = isSyntaxError;
       return outcome;
     };

@@ -26,7 +26,7 @@ class ScriptQueriesTest : public testing::Test {
   ServedLibrary served{files.path()};
   AlbumData albumData{served.databases, served.console};
   RecordingScriptRunner runner;
-  ScriptQueries queries{served.databases, albumData, runner, served.flags};
+  ScriptQueries queries{served.databases, albumData, runner, served.console, served.flags};
 
   void askAperture() { served.databases.preferAperture = true; }
   static Dictionary container(Value uuid, std::int32_t modelId = 7) {
@@ -264,6 +264,32 @@ TEST_F(ScriptQueriesTest, aScriptThatDoesNotCompileHasALineMore) {
   const SystemLogCapture log;
   EXPECT_TRUE(queries.keyPhotoOfAlbum(container("u"), true).isNil());
   EXPECT_THAT(log.lines(), ElementsAre("errorDict: " + dictionary("broken"), failed(runner.scripts.at(0))));
+}
+
+TEST_F(ScriptQueriesTest, tellsTheUserOnceThatTheInterpreterWasGivenUp) {
+  int asked = 0;
+  runner.answer = [&asked](const std::string&) {
+    return ScriptOutcome::failed(-1, "too slow",
+                                 ++asked == 1 ? ScriptFailure::GivenUp : ScriptFailure::NotTried);
+  };
+  served.lines.lines.clear();
+  const SystemLogCapture log;
+  for (int i = 0; i < 3; ++i) EXPECT_TRUE(queries.keyPhotoOfAlbum(container("u"), true).isNil());
+  EXPECT_THAT(served.lines.lines,
+              ElementsAre(testing::Pair(
+                  "Error", "Key photos, photo counts or smart albums may be missing: too slow")));
+  EXPECT_EQ(log.lines().size(), 3u) << "each is logged as any that fails";
+}
+
+TEST_F(ScriptQueriesTest, otherFailuresAreForTheLogAlone) {
+  served.lines.lines.clear();
+  runner.fails();
+  EXPECT_TRUE(queries.keyPhotoOfAlbum(container("u"), true).isNil());
+  runner.answer = [](const std::string&) {
+    return ScriptOutcome::failed(-1, "none", ScriptFailure::NoInterpreter);
+  };
+  EXPECT_TRUE(queries.keyPhotoOfAlbum(container("u"), true).isNil());
+  EXPECT_THAT(served.lines.lines, IsEmpty());
 }
 
 TEST_F(ScriptQueriesTest, listsThePhotosOfAperture) {

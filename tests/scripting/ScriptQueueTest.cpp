@@ -88,7 +88,7 @@ TEST_F(ScriptQueueTest, runsAnEmptyTextForItIsNotMissing) {
 
 TEST_F(ScriptQueueTest, logsAFailedScriptTwiceAndGoesOn) {
   runner.answer = [](const std::string& source) {
-    return source == "bad" ? ScriptOutcome::failure(-2741, "Expected end of line")
+    return source == "bad" ? ScriptOutcome::failed(-2741, "Expected end of line")
                            : ScriptOutcome::success(Value());
   };
   queue.performCachedApplescript("bad");
@@ -117,6 +117,25 @@ TEST_F(ScriptQueueTest, tellsTheUserWhatWasNotDoneForWantOfAnInterpreter) {
                                             "interpreter on this machine")));
 }
 
+TEST_F(ScriptQueueTest, tellsTheUserWhatAnInterpreterThatWasGivenUpDidNotDo) {
+  runner.answer = [](const std::string& source) {
+    return ScriptOutcome::failed(-1, source,
+                                 source == "A" ? ScriptFailure::GivenUp : ScriptFailure::NotTried);
+  };
+  queue.performCachedApplescript("A");
+  queue.performCachedApplescript("B");
+  loop.runPosted();
+  EXPECT_THAT(lines.lines, ElementsAre(Pair("Error", "Not done in the photo application: A"),
+                                       Pair("Error", "Not done in the photo application: B")));
+}
+
+TEST_F(ScriptQueueTest, givesEachScriptItsOwnTime) {
+  runner.limit = std::chrono::seconds(1);
+  queue.performCachedApplescript("A");
+  loop.runPosted();
+  EXPECT_EQ(runner.limit, std::nullopt);
+}
+
 TEST_F(ScriptQueueTest, logsNothingOfAScriptThatSucceeds) {
   runner.answers("anything");
   queue.performCachedApplescript("good");
@@ -131,7 +150,7 @@ TEST_F(ScriptQueueTest, aThousandScriptsDoNotDeepenTheStack) {
     const char here = 0;
     const char* place = &here;
     places.push_back(place);
-    return ScriptOutcome::failure(1, "x");
+    return ScriptOutcome::failed(1, "x");
   };
   for (int i = 0; i < 1000; ++i) queue.performCachedApplescript("script " + std::to_string(i));
   loop.runPosted();

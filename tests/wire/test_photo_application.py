@@ -11,7 +11,6 @@ import sqlite3
 import subprocess
 import sys
 import tempfile
-import time
 import unittest
 
 import moxteltest
@@ -19,7 +18,7 @@ import moxteltest
 STAND_IN = str(pathlib.Path(__file__).resolve().parent / "photo_application.py")
 BASE = 4294967296
 HOSTILE = ('x" of me\ndo shell script "touch /tmp/never', '"', "\\", "a\nb", "a\rb", "a\0b", "a\u2028b", "a\x85b")
-PROJECTS = int(os.environ.get("MOXTEL_PROJECTS", "40"))  # asked one by one; each costs a Python interpreter
+PROJECTS = 40
 
 
 class PhotoApplicationTestCase(unittest.TestCase):
@@ -56,6 +55,26 @@ class PhotoApplicationTestCase(unittest.TestCase):
     def scripts(self):
         record = self.folder / "scripts"
         return [json.loads(line) for line in record.read_text().splitlines()] if record.exists() else []
+
+    def add_projects(self, count):
+        """Projects with one photo each and no key photo; returns their model ids."""
+        numbers = range(10000, 10000 + count)
+        with sqlite3.connect(self.database()) as database:
+            for number in numbers:
+                database.execute("INSERT INTO RKFolder (modelId,uuid,name,folderType,parentFolderUuid,isHidden,isMagic,"
+                                 "isInTrash,isHiddenWhenEmpty) VALUES (?,?,?,2,'AllProjectsItem',0,0,0,0)",
+                                 (number, "project %d" % number, "Project"))
+                database.execute("INSERT INTO RKVersion (modelId,uuid,projectUuid,versionNumber,isInTrash,isHidden,"
+                                 "showInLibrary) VALUES (?,?,?,1,0,0,1)",
+                                 (number, "version %d" % number, "project %d" % number))
+        database.close()
+        return numbers
+
+    def projects_asked(self):
+        """The model ids of the added projects whose key photo was asked for, in that order."""
+        asked = (script for script in self.scripts()
+                 if script.startswith('tell application "iPhoto" to id of some photo of album id '))
+        return [number for number in (int(script.rsplit(" ", 1)[1]) - BASE for script in asked) if number >= 10000]
 
     def application(self, name):
         process = subprocess.Popen([sys.executable, "-S", "-E", STAND_IN, "app", name, str(self.folder),
@@ -160,45 +179,17 @@ class Listings(PhotoApplicationTestCase):
         with self.server() as server:
             self.wait_for_line(server, "iPhoto was started")
 
-    def test_many_projects_are_asked_one_by_one(self):
+    def test_projects_are_asked_one_by_one(self):
         self.application("iPhoto")
-        first = 10000
-        with sqlite3.connect(self.database()) as database:
-            for number in range(first, first + PROJECTS):
-                database.execute("INSERT INTO RKFolder (modelId,uuid,name,folderType,parentFolderUuid,isHidden,isMagic,"
-                                 "isInTrash,isHiddenWhenEmpty) VALUES (?,?,?,2,'AllProjectsItem',0,0,0,0)",
-                                 (number, "project %d" % number, "Project"))
-                database.execute("INSERT INTO RKVersion (modelId,uuid,projectUuid,versionNumber,isInTrash,isHidden,"
-                                 "showInLibrary) VALUES (?,?,?,1,0,0,1)",
-                                 (number, "version %d" % number, "project %d" % number))
-        database.close()
-        self.albums("iPhoto", {BASE + number: [BASE + number] for number in range(first, first + PROJECTS)})
-        started = time.monotonic()
+        numbers = self.add_projects(PROJECTS)
+        self.albums("iPhoto", {BASE + number: [BASE + number] for number in numbers})
         with self.server() as server, moxteltest.Client(server) as client:
-            print("%d projects: %.2f s until the server listened" % (PROJECTS, time.monotonic() - started))
-            asked = [script for script in self.scripts()
-                     if script.startswith('tell application "iPhoto" to id of some photo of album id 429497')]
-            mine = [script for script in asked if int(script.rsplit(" ", 1)[1]) - BASE >= first]
-            self.assertEqual(len(mine), PROJECTS)
-            self.assertEqual(len(set(mine)), PROJECTS)
+            self.assertEqual(self.projects_asked(), list(numbers))
             keys = {event["AlbumId"]: event.get("KeyPhotoKey") for event in client.result("Get Events")}
-            for number in range(first, first + PROJECTS):
+            for number in numbers:
                 self.assertEqual(keys["project %d" % number], str(BASE + number))
-            self.assertIn("keyPhotoOfProjectWithUuid: 'project %d' is '%d'" % (first, BASE + first), server.log())
-
-    def test_how_long_a_listing_with_scripts_takes(self):
-        """Prints the time; the bound is the one of every reply."""
-        self.application("iPhoto")
-        self.albums("iPhoto", {BASE + self.smart[0]: [BASE + number for number, _ in self.photos]})
-        with self.server() as server, moxteltest.Client(server) as client:
-            times = []
-            for _ in range(10):
-                started = time.monotonic()
-                self.assertEqual(len(client.result("Photos of Album", id=self.smart[1])), len(self.photos))
-                times.append(time.monotonic() - started)
-            print("a smart album asked of the stand-in: median %.1f ms, worst %.1f ms" %
-                  (sorted(times)[5] * 1000, max(times) * 1000))
-
+            self.assertIn("keyPhotoOfProjectWithUuid: 'project %d' is '%d'" % (numbers[0], BASE + numbers[0]),
+                          server.log())
 
 class Failures(PhotoApplicationTestCase):
     def test_the_application_is_killed_during_a_script(self):
@@ -229,6 +220,27 @@ class Failures(PhotoApplicationTestCase):
             self.assertIn("The script interpreter died", server.log())
             self.assertEqual(client.result("Get Version"), "1.4")
 
+    def test_the_server_ends_at_once_while_an_interpreter_hangs(self):
+        def wait_until_it_hangs():
+            moxteltest.wait_for((self.folder / "hanging").exists, "the interpreter to hang")
+            (self.folder / "hanging").unlink()
+
+        self.add_projects(1)
+        self.application("iPhoto")
+        with self.server() as server, moxteltest.Client(server) as client:
+            (self.folder / "hang").touch()
+            client.send("Photos of Album", id=self.smart[1])
+            wait_until_it_hangs()
+            server.process.send_signal(signal.SIGTERM)
+            self.assertEqual(server.process.wait(moxteltest.PATIENCE), 0)
+        # While it starts.
+        server = self.server()
+        server.wait = False
+        with server:
+            wait_until_it_hangs()
+            server.process.send_signal(signal.SIGINT)
+            self.assertEqual(server.process.wait(moxteltest.PATIENCE), 0)
+
     def test_without_an_interpreter_everything_answers(self):
         self.application("iPhoto")
         with moxteltest.Server(self.library, "-ScriptInterpreter", "/no/such/interpreter") as server:
@@ -249,7 +261,8 @@ class Strangers(PhotoApplicationTestCase):
             for text in HOSTILE:
                 for command in ("Photos of Album", "Folders of Album", "Photos of Event", "Photos of Face"):
                     client.ask(command, id=text)
-                for command in ("Metadata of Photo", "Thumb of Photo"):
+                for command in ("Metadata of Photo", "Thumb of Photo", "Data of Photo", "Square Thumb of Photo",
+                                "Image of Photo", "Fullscreen 1024 Image of Photo"):
                     client.ask(command, key=text)
                 # Nobody's photo: no dictionary, no reply.
                 client.send("Infos of Photo", key=text)
@@ -280,19 +293,36 @@ class Strangers(PhotoApplicationTestCase):
                                  r'latitude of aPhoto to [-.0-9a-z]+\nset longitude of aPhoto to [-.0-9a-z]+\nend tell\Z')
 
     def test_hostile_uuids_in_the_library_run_no_script(self):
+        """Of smart albums (asked for count, key photo and photos), folders (count) and projects (key photo)."""
         self.application("Aperture")
-        for number, text in enumerate(HOSTILE):
+        # What a database holds as text ends at a NUL.
+        uuids = [text for text in HOSTILE if "\0" not in text]
+        for number, text in enumerate(uuids):
             self.change("INSERT INTO RKAlbum (modelId,uuid,name,albumType,albumSubclass,folderUuid,isMagic,isHidden,isInTrash) "
                         "VALUES (?,?,?,1,2,'TopLevelAlbums',0,0,0)", 1000 + number, text, "hostile %d" % number)
+            for kind, parent in ((1, "TopLevelAlbums"), (2, "AllProjectsItem")):
+                self.change("INSERT INTO RKFolder (modelId,uuid,name,folderType,parentFolderUuid,isHidden,isMagic,isInTrash,"
+                            "isHiddenWhenEmpty) VALUES (?,?,?,?,?,0,0,0,0)", 1000 * kind + 500 + number, text + str(kind),
+                            "hostile %d of kind %d" % (number, kind), kind, parent)
+            self.change("INSERT INTO RKVersion (modelId,uuid,projectUuid,versionNumber,isInTrash,isHidden,showInLibrary) "
+                        "VALUES (?,?,?,1,0,0,1)", 9000 + number, "photo %d" % number, text + "2")
         with self.server("-PreferAperture", "YES") as server, moxteltest.Client(server) as client:
-            client.result("Get Albums")
+            albums = {album["AlbumName"]: album for album in client.result("Get Albums")}
+            events = {event["AlbumName"]: event for event in client.result("Get Events")}
+            for number, text in enumerate(uuids):
+                self.assertEqual(albums["hostile %d" % number]["PhotoCount"], 0)
+                self.assertEqual(albums["hostile %d of kind 1" % number]["PhotoCount"], 0)
+                self.assertEqual(events["hostile %d of kind 2" % number]["PhotoCount"], 1)
+                self.assertNotIn("KeyPhotoKey", events["hostile %d of kind 2" % number])
+                self.assertEqual(client.result("Photos of Album", id=text), [])
             scripts = self.scripts()
             self.assertTrue(scripts, "others were asked")
             for script in scripts:
                 self.assertNotIn("shell", script)
                 for uuid in script.split('id "')[1:]:
                     self.assertNotRegex(uuid.split('"')[0], '[\\\\\n\r\0\u2028\x85]')
-            self.assertIn("refused to put '", server.log())
+            # An album: count and photos; a folder: count; a project: key photo.
+            self.assertEqual(server.log().count("refused to put '"), 4 * len(uuids))
 
 
 if __name__ == "__main__":

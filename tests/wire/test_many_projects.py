@@ -1,0 +1,77 @@
+"""Five thousand projects, each with a question for the photo application: with an interpreter that answers, with
+one that hangs and with one that takes a second for each. Minutes long: the server gives an interpreter two."""
+
+import shlex
+import time
+import unittest
+
+import moxteltest
+from test_photo_application import BASE, PhotoApplicationTestCase
+
+PROJECTS = 5000
+LISTENS_WITHIN = 180  # seconds, whatever the interpreter does
+
+# What Python's start would take five thousand times is left to a shell. Every project's key photo has the number of
+# the project.
+INTERPRETER = """#!/bin/sh
+read -r script
+case "$script" in
+*"application process") echo '{"Finder"}'; exit ;;
+esac
+echo "${script##* }" >> '%s/asked'
+%s
+echo "${script##* }"
+"""
+
+
+class ManyProjects(PhotoApplicationTestCase):
+    def serve(self, delay):
+        """Starts a server whose interpreter does this before it answers; returns it and the seconds that it took
+        until it listened."""
+        self.numbers = list(self.add_projects(PROJECTS))
+        path = self.folder / "interpreter"
+        path.write_text(INTERPRETER % (self.folder, delay))
+        path.chmod(0o700)
+        self.interpreter = shlex.join([str(path)])
+        server = self.server()
+        server.wait = False
+        started = time.monotonic()
+        server.__enter__()
+        self.addCleanup(server.__exit__, None)
+        moxteltest.wait_for(server.is_listening, "the server to listen", LISTENS_WITHIN)
+        print("%d projects, each asked with '%s': listens after %.1f s" %
+              (PROJECTS, delay, time.monotonic() - started), flush=True)
+        return server
+
+    def asked(self):
+        """The model ids of what was asked for, in that order: the library's own albums come first."""
+        return [int(line) - BASE for line in (self.folder / "asked").read_text().splitlines()]
+
+    def key_photos(self, server):
+        with moxteltest.Client(server) as client:
+            events = {event["AlbumId"]: event.get("KeyPhotoKey") for event in client.result("Get Events")}
+        return [events["project %d" % number] for number in self.numbers]
+
+    def test_are_asked_one_by_one(self):
+        server = self.serve(":")
+        self.assertEqual([number for number in self.asked() if number >= self.numbers[0]], self.numbers)
+        self.assertEqual(self.key_photos(server), [str(BASE + number) for number in self.numbers])
+        self.assertNotIn("may be missing", server.console())
+
+    def test_are_served_though_the_interpreter_hangs(self):
+        server = self.serve("sleep 600")
+        self.assertEqual(len(self.asked()), 1)
+        self.assertEqual(self.key_photos(server), [None] * PROJECTS)
+        self.assertEqual(server.console().count("may be missing: The script interpreter did not answer in time"), 1)
+
+    def test_are_served_though_the_interpreter_is_slow(self):
+        server = self.serve("sleep 1")
+        answered = [key for key in self.key_photos(server) if key]
+        self.assertGreater(len(answered), 1)
+        self.assertLess(len(answered), LISTENS_WITHIN)
+        self.assertEqual(answered, [str(BASE + number) for number in self.numbers[:len(answered)]])
+        self.assertEqual(server.console().count("may be missing: The script interpreter is too slow: it ran "), 1)
+
+
+if __name__ == "__main__":
+    unittest.main()
