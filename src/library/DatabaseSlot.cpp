@@ -20,14 +20,19 @@ void DatabaseSlot::setPath(const std::optional<std::string>& path) {
 int DatabaseSlot::open() {
   if (connection_ && connection_->inTransaction()) return SQLITE_OK;
   if (!path_ || !isPlainPath(*path_)) return SQLITE_CANTOPEN;
-  if (!connection_ || !names_) names_.emplace(*path_);
-  const DatabaseStamp now = names_->stamp();
-  if (connection_ && now == stamp_) return SQLITE_OK;
+  if (connection_ && isUnchanged()) return SQLITE_OK;
   close();
+  names_.emplace(*path_);
+  const DatabaseStamp now = names_->stamp();
   if (copy_ && !(copy_->stamp() == now)) copy_.reset();
   stamp_ = now;
   // What is no regular file is not opened: opening a named pipe would wait for its other end.
   return now.file.isRegular() ? openOriginal() : SQLITE_CANTOPEN;
+}
+
+// SQLite itself looks at the journals beside the file that it reads, each time that it takes its lock.
+bool DatabaseSlot::isUnchanged() const {
+  return readsCopy_ ? names_->stamp() == stamp_ : stampOf(names_->file()) == stamp_.file;
 }
 
 int DatabaseSlot::openOriginal() {
@@ -43,6 +48,7 @@ int DatabaseSlot::connect(const std::string& path, GuardedVfs& vfs, bool writabl
       std::forward_as_tuple(path, vfs, writable, budget_));
   const int code = connection->second.openResult();
   if (code == SQLITE_OK) connection_ = {connection, &connection->second};
+  readsCopy_ = writable;
   return code;
 }
 

@@ -43,6 +43,7 @@ class DatabaseSlot final {
   enum class Reason : std::uint8_t { None, Journal, WriteAheadLog, NoLocks };
   static Reason reasonOf(int extendedCode);
   static const char* describe(Reason reason);
+  bool isUnchanged() const;
   int openOriginal();
   bool openCopy(Reason reason);
   int connect(const std::string& path, GuardedVfs& vfs, bool writable);
@@ -54,7 +55,8 @@ class DatabaseSlot final {
   MXSConsole& console_;
   std::optional<std::string> path_;
   std::optional<DatabaseNames> names_;
-  DatabaseStamp stamp_;  // what connection_ is a connection to
+  DatabaseStamp stamp_;     // what connection_ is a connection to
+  bool readsCopy_ = false;  // connection_ is one to copy_
   BusyBudget budget_;
   // Before connection_, which lives in its file system; held by queries through the connection.
   std::shared_ptr<PrivateCopy> copy_;

@@ -136,7 +136,11 @@ bool LibraryDatabases::State::open(DatabaseFile file) {
   DatabaseSlot& opening = slot(file);
   touched();
   result_ = opening.open();
-  if (result_ == SQLITE_OK) return true;
+  if (result_ == SQLITE_OK) {
+    // No lock yet. The queries that follow take the file as it is now, without asking about it again.
+    opening.connection()->begin();
+    return true;
+  }
   failures_->any = true;
   NSLog("could not open db '%@', result: %d", orNil(opening.path()), result_);
   return false;

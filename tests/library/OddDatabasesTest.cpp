@@ -5,6 +5,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 
 #include "tests/library/ServedLibrary.h"
 
@@ -195,6 +196,30 @@ TEST_F(Odd, aHotJournalIsRolledBackInAPrivateCopy) {
   EXPECT_EQ(stateOf(files.path()), before);
   EXPECT_EQ(served.lines.count("Info", "A private copy of it is read."), 1);
   EXPECT_FALSE(served.databases.sawFailure());
+}
+
+TEST_F(Odd, aHotJournalBesideAKeptConnectionIsNoticed) {
+  EXPECT_EQ(served.number(kLibrary, kCount), 2);
+  served.databases.releaseLocks();
+  crashWhileWriting(path);
+  EXPECT_EQ(served.text(kLibrary, "SELECT uuid FROM RKVersion"), Value("a"));
+  EXPECT_EQ(copies(), 1);
+}
+
+// A crash before the change had reached the file: nothing but the journal tells of it.
+TEST_F(Odd, aHotJournalBesideAFileThatIsAsItWasIsNoticedToo) {
+  EXPECT_EQ(served.number(kLibrary, kCount), 2);
+  served.databases.releaseLocks();
+  std::stringstream whole;
+  whole << std::ifstream(path, std::ios::binary).rdbuf();
+  const auto modified = fs::last_write_time(path);
+  crashWhileWriting(path);
+  files.overwrite(kLibrary, whole.str());
+  fs::last_write_time(path, modified);
+  const auto before = stateOf(files.path());
+  EXPECT_EQ(served.number(kLibrary, kCount), 2);
+  EXPECT_EQ(copies(), 1);
+  EXPECT_EQ(stateOf(files.path()), before);
 }
 
 TEST_F(Odd, aPrivateCopyIsForThisUserAlone) {
