@@ -4,6 +4,8 @@ that it gets over every one of them without a restart. Other programs that write
 
 import os
 import pathlib
+import plistlib
+import random
 import shutil
 import signal
 import sqlite3
@@ -30,6 +32,13 @@ EVERYBODY_OUT = "BEGIN EXCLUSIVE"
 FOLDERS = "SELECT name,uuid,folderType,modelId,posterVersionUuid,minImageDate,maxImageDate,isHiddenWhenEmpty FROM " \
     "RKFolder WHERE parentFolderUuid = '%s' AND isInTrash = 0"
 FACES = "SELECT uuid,name,keyVersionUuid,faceKey FROM RKFaceName"
+
+
+COMMANDS = (
+    "Get Version", "Get Albums", "Get Events", "Get Faces", "Photos of Album", "Folders of Album", "Photos of Event",
+    "Photos of Face", "Thumb of Photo", "Data of Photo", "Square Thumb of Photo", "Image of Photo",
+    "Fullscreen 1024 Image of Photo", "Metadata of Photo", "Infos of Photo", "Reveal Photo", "Reveal Album",
+    "Reveal Event", "Set GPS of Photo", "Clear GPS of Photo")
 
 
 class Writer:
@@ -100,28 +109,26 @@ class OddStates(unittest.TestCase):
         photo = self.one("SELECT uuid FROM RKVersion WHERE isInTrash = 0")[0][0]
         face = self.one("SELECT uuid FROM RKFaceName", self.faces_path)[0][0]
         album = self.one("SELECT uuid FROM RKAlbum WHERE albumType = 1 AND albumSubclass = 3")[0][0]
-        answered = (
-            ("Get Version", {}), ("Get Albums", {}), ("Get Events", {}), ("Get Faces", {}),
-            ("Photos of Album", {"id": album}), ("Photos of Album", {"id": "allPhotosAlbum"}),
-            ("Photos of Album", {"id": self.project()}), ("Photos of Album", {"id": "no such uuid"}),
-            ("Photos of Album", {}), ("Folders of Album", {"id": "AllProjectsItem"}),
-            ("Folders of Album", {"id": "no such uuid"}), ("Photos of Event", {"id": 1}),
-            ("Photos of Face", {"id": face}), ("Photos of Face", {"id": "no such uuid"}),
-            ("Infos of Photo", {"key": photo}), ("Thumb of Photo", {"key": photo}), ("No Such Command", {}))
-        for command, keys in answered:
-            with self.subTest(command=command, **keys):
-                client.ask(command, **keys)
-                self.another_process_may_write()
-        for command in ("Infos of Photo", "Thumb of Photo", "Preview of Photo", "Photo"):
-            for keys in ({"key": "no such uuid"}, {"key": "x' OR '1'='1"}, {"id": photo}):
-                with self.subTest("an unknown key", command=command, **keys):
+        place = {"latitude": 48.5, "longitude": 9.25}
+        for command in COMMANDS + ("No Such Command",):
+            for keys in ({"key": photo, "id": album, **place}, {"id": self.project()}, {"id": "allPhotosAlbum"},
+                         {"id": face, "key": face, "isFace": True}, {"id": "AllProjectsItem"}, {"id": 1, "key": photo},
+                         {"key": "no such uuid", "id": "no such uuid"}, {"key": "x' OR '1'='1", "id": "it's"}, {}):
+                with self.subTest(command=command, **keys):
                     client.send(command, **keys)
-                    client.wait_until_read()
-                    client.send("Get Version")
-                    while client.receive() != {"result": "1.4"}:
-                        pass
+                    self.wait_until_handled(server, client)
                     self.another_process_may_write()
         self.assertTrue(server.is_running())
+
+    def wait_until_handled(self, server, client):
+        """Until the server has done with what was sent. What it is sent for that is no command, which would release
+        locks that the one before had left."""
+        def bad_requests():
+            return server.log().count("Bad commandDict")
+        before = bad_requests()
+        client.wait_until_read()
+        client.send()
+        moxteltest.wait_for(lambda: bad_requests() > before, "the server to handle the request")
 
     def test_a_writer_that_has_not_committed_disturbs_nobody(self):
         server, client = self.start()
@@ -289,6 +296,57 @@ class OddStates(unittest.TestCase):
         self.assertTrue(client.result("Photos of Album", id="allPhotosAlbum"))
         self.assertTrue(any(face["PhotoCount"] for face in client.result("Get Faces")))
 
+    def test_damaged_pages_while_they_are_served(self):
+        roll = random.Random(1)
+        server, client = self.start()
+        photos = client.result("Photos of Album", id="allPhotosAlbum")
+        photo = photos[0]["PhotoKey"]
+        whole = {path: path.read_bytes() for path in (self.path, self.faces_path, self.apdb / "Properties.apdb")}
+        asked = [("Photos of Album", {"id": "allPhotosAlbum"}), ("Photos of Album", {"id": self.project()}),
+                 ("Folders of Album", {"id": "AllProjectsItem"}), ("Folders of Album", {"id": "TopLevelAlbums"}),
+                 ("Get Faces", {}), ("Photos of Face", {"id": "no such uuid"})]
+        for turn in range(20):
+            for path, content in whole.items():
+                damaged = bytearray(content)
+                for _ in range(roll.choice((1, 30, 1000))):
+                    damaged[roll.randrange(roll.choice((200, len(damaged))))] = roll.randrange(256)
+                path.write_bytes(damaged)
+            for command, keys in asked:
+                with self.subTest(command=command, turn=turn):
+                    self.assertIsInstance(client.result(command, **keys), list)
+            client.send("Infos of Photo", key=photo)
+            client.wait_until_read()
+            client.send("Get Version")
+            while client.receive() != {"result": "1.4"}:
+                pass
+        for path, content in whole.items():
+            path.write_bytes(content)
+        self.assertEqual(client.result("Photos of Album", id="allPhotosAlbum"), photos)
+
+    # The album file
+
+    def test_an_album_file_that_cannot_be_read_is_told_and_left_out(self):
+        _, client = self.start()
+        albums = client.result("Get Albums")
+        album = self.one("SELECT uuid FROM RKAlbum WHERE folderUuid = 'TopLevelAlbums' AND versionCount IS NULL")
+        self.assertTrue(album)
+        whole = plistlib.dumps({"List of Albums": [{"GUID": uuid, "PhotoCount": 4711} for (uuid,) in album]})
+        (self.library / "AlbumData.xml").write_bytes(whole)
+        _, client = self.start()
+        self.assertIn(4711, [each["PhotoCount"] for each in client.result("Get Albums")])
+        bomb = whole.replace(b"<plist", b"<!DOCTYPE x [<!ENTITY a 'aaaaaaaaaa'><!ENTITY b '&a;&a;&a;'>]>\n<plist", 1)
+        bomb = b"<?xml version='1.0'?>" + bomb[bomb.index(b"<!DOCTYPE x"):]
+        binary = plistlib.dumps(plistlib.loads(whole), fmt=plistlib.FMT_BINARY)
+        for broken in (b"", b"no list", whole[:len(whole) // 2], bomb, b"<plist>" + b"<array>" * 100_000, binary[:-9]):
+            with self.subTest(broken=broken[:100]):
+                (self.library / "AlbumData.xml").write_bytes(broken)
+                server, client = self.start()
+                self.assertIn("Error:  Problem with reading iPhoto data: '%s/AlbumData.xml: " % self.library,
+                              server.console())
+                for found in ("Found 0 albums", "Found 0 rolls", "Found 0 faces"):
+                    self.assert_logged(server, found)
+                self.assertEqual(client.result("Get Albums"), albums)
+
     # Databases that cannot be read where they are
 
     def test_a_hot_journal_is_read_from_a_private_copy(self):
@@ -304,6 +362,26 @@ class OddStates(unittest.TestCase):
         self.assertTrue(client.result("Get Events"))
         self.assertEqual(server.console().count("A private copy of it is read."), 1)
         self.assertIn("its journal is still there", server.console())
+        self.assertEqual(moxteltest.hash_of_library(self.library), before)
+
+    def test_hot_journals_of_the_other_databases(self):
+        server, client = self.start()
+        faces = client.result("Get Faces")
+        photos = client.result("Photos of Album", id=self.project())
+        self.assertTrue(any("Caption" in photo for photo in photos))
+        for name, table, column in (("Faces.db", "RKDetectedFace", "masterUuid"),
+                                    ("Properties.apdb", "RKUniqueString", "stringProperty")):
+            fill = ("PRAGMA cache_size=1;BEGIN IMMEDIATE;UPDATE %s SET %s = hex(randomblob(500));"
+                    "CREATE TABLE filler(a);WITH RECURSIVE n(x) AS (SELECT 1 UNION ALL SELECT x + 1 FROM n WHERE "
+                    "x < 99) INSERT INTO filler SELECT randomblob(20000) FROM n" % (table, column))
+            with Writer(self.apdb / name, fill) as writer:
+                writer.crash()
+            self.assertTrue((self.apdb / (name + "-journal")).exists())
+        before = moxteltest.hash_of_library(self.library)
+        server, client = self.start()
+        self.assertEqual(client.result("Get Faces"), faces)
+        self.assertEqual(client.result("Photos of Album", id=self.project()), photos)
+        self.assertEqual(server.console().count("A private copy of it is read."), 2)
         self.assertEqual(moxteltest.hash_of_library(self.library), before)
 
     def test_write_ahead_logging_is_read_from_a_private_copy(self):
