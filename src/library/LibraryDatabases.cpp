@@ -175,11 +175,8 @@ Query LibraryDatabases::State::run(DatabaseFile file, std::string_view sql,
   touched();
   std::unique_ptr<Query::Rows> rows;
   result_ = asked.open();
-  if (result_ == SQLITE_OK) {
-    rows = tryRun(asked, values);
-    // Reading alone tells that a copy would help: what cannot be opened cannot be copied.
-    if (!rows && asked.resortToCopy(result_)) rows = tryRun(asked, values);
-  }
+  if (result_ == SQLITE_OK) rows = tryRun(asked, values);
+  if (!rows && asked.resortToCopy(result_)) rows = tryRun(asked, values);
   if (rows) {
     result_ = SQLITE_OK;
   } else {

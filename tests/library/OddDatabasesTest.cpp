@@ -106,13 +106,13 @@ TEST_F(Odd, aNamedPipeInAFilesPlaceIsNotWaitedFor) {
   EXPECT_FALSE(served.databases.openDatabase());
 }
 
-// Nothing can be copied either, and the user is not told of a journal or a log that is not there.
-TEST_F(Odd, aFileThatCannotBeOpenedIsNoReasonForAPrivateCopy) {
+// That a file is not there, or no file, has been told already; it is in no state that a copy could help.
+TEST_F(Odd, aFileThatCannotBeOpenedIsNotCopied) {
   const auto expectNoCopy = [this] {
-    served.number(kLibrary, kCount);
+    EXPECT_EQ(served.number(kLibrary, kCount), -1);
     EXPECT_EQ(served.databases.result(), SQLITE_CANTOPEN);
+    EXPECT_EQ(copies(), 0);
     EXPECT_EQ(served.lines.count("Error", "private copy"), 0);
-    EXPECT_EQ(served.lines.count("Info", "private copy"), 0);
   };
   fs::remove(path);
   expectNoCopy();
@@ -321,14 +321,6 @@ TEST_F(Odd, withoutATemporaryFolderTheUserIsTold) {
   fs::remove_all(served.temporary.path());
   expectUnreadable();
   EXPECT_EQ(served.lines.count("Error", "No private copy could be made: no folder can be made in "), 1);
-}
-
-// That a file is not there has been told already; it is in no state that a copy could help.
-TEST_F(Odd, aDatabaseThatIsMissingIsNotCopied) {
-  files.remove(kLibrary);
-  EXPECT_EQ(served.number(kLibrary, kCount), -1);
-  EXPECT_EQ(copies(), 0);
-  EXPECT_EQ(served.lines.count("Error", "private copy"), 0);
 }
 
 TEST_F(Odd, aPrivateCopyIsReadOnlyForQueries) {
