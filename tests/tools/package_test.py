@@ -4,7 +4,9 @@ Usage: package_test.py BUILD CPACK. A tool that is not installed is skipped, by 
 hold the programs.
 """
 
+import gzip
 import pathlib
+import re
 import shutil
 import subprocess
 import sys
@@ -47,6 +49,20 @@ class Package(unittest.TestCase):
         for helper in ("moxtel-picture-decoder", "moxtel-property-reader"):
             self.assertTrue((self.root / "usr/libexec/moxtel" / helper).is_file())
         self.assertTrue((self.root / "usr/share/moxtelserver/Help.html").is_file())
+
+    def test_its_manuals_name_everything_that_its_help_names(self):
+        for name in PROGRAMS:
+            status, text = output_of(self.root / "usr/bin" / name, "--help")
+            self.assertEqual(status, 0, text)
+            (manual,) = (self.root / "usr/share/man").glob("man?/%s.?.gz" % name)
+            manual = gzip.decompress(manual.read_bytes()).decode().replace("\\-", "-")
+            if name == "MoxtelServer":
+                # Takes the daemon's keys, and says so.
+                self.assertIn("moxtelserverd", manual)
+                continue
+            words = re.findall(r"^  (?:-o, )?(-?-?[A-Za-z][A-Za-z-]*)", text, re.MULTILINE)
+            self.assertGreater(len(words), 5, text)
+            self.assertEqual([word for word in words if word not in manual], [], name)
 
     def test_it_depends_on_what_is_opened_at_run_time(self):
         depends = subprocess.check_output(["dpkg-deb", "-f", self.package, "Depends"], text=True)
