@@ -17,6 +17,8 @@ namespace moxtel {
 
 namespace {
 
+constexpr int kTries = 1000;
+
 // What the handler, which may run at any moment, can reach.
 std::atomic<int> handlerPipe{-1};
 static_assert(std::atomic<int>::is_always_lock_free);
@@ -24,8 +26,10 @@ static_assert(std::atomic<int>::is_always_lock_free);
 void handleSignal(int signal) {
   const int before = errno;
   const auto number = static_cast<unsigned char>(signal);
-  // A full pipe holds signals enough.
-  static_cast<void>(!::write(handlerPipe, &number, 1));
+  // A full pipe holds signals enough. Any other failure, as for want of memory, is worth some more tries:
+  // with a signal that is lost a server does not end.
+  for (int i = 0; i < kTries && ::write(handlerPipe, &number, 1) < 0 && errno != EAGAIN; ++i) {
+  }
   errno = before;
 }
 
