@@ -77,19 +77,35 @@ std::shared_ptr<PreparedStatement> DatabaseConnection::statement(std::string_vie
 std::shared_ptr<PreparedStatement> DatabaseConnection::prepare(std::string_view sql) {
   const SqlTemplate parsed = parseSqlPlaces(sql);
   sqlite3_stmt* handle = nullptr;
-  if (sqlite3_prepare_v3(database_, parsed.parameterized.c_str(),
-                         static_cast<int>(parsed.parameterized.size()) + 1,
-                         SQLITE_PREPARE_PERSISTENT | SQLITE_PREPARE_NO_VTAB, &handle, nullptr) != SQLITE_OK)
-    return nullptr;
+  const int code = sqlite3_prepare_v3(database_, parsed.parameterized.c_str(),
+                                      static_cast<int>(parsed.parameterized.size()) + 1,
+                                      SQLITE_PREPARE_PERSISTENT | SQLITE_PREPARE_NO_VTAB, &handle, nullptr);
+  observe(code);
+  if (code != SQLITE_OK) return nullptr;
   return std::make_shared<PreparedStatement>(handle, parsed.places);
 }
 
 bool DatabaseConnection::runOnce(sqlite3_stmt*& kept, const char* sql) {
   if (!kept) sqlite3_prepare_v3(database_, sql, -1, SQLITE_PREPARE_PERSISTENT, &kept, nullptr);
   if (!kept) return false;
-  const bool done = sqlite3_step(kept) == SQLITE_DONE;
+  const int code = sqlite3_step(kept);
+  observe(code);
   sqlite3_reset(kept);
-  return done;
+  return code == SQLITE_DONE;
+}
+
+void DatabaseConnection::observe(int code) {
+  switch (code & 0xff) {
+    case SQLITE_OK:
+    case SQLITE_ROW:
+    case SQLITE_DONE:
+    case SQLITE_BUSY:   // somebody writes
+    case SQLITE_ERROR:  // a table or column that is not there
+    case SQLITE_AUTH:
+      return;
+    default:
+      isDoubtful_ = true;
+  }
 }
 
 void DatabaseConnection::begin() {

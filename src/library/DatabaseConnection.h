@@ -72,6 +72,12 @@ class DatabaseConnection final {
   // Goes up with end(): a row of an earlier transaction is gone.
   std::uint64_t transactions() const { return transactions_; }
 
+  // Takes note of a call's result code.
+  void observe(int code);
+  // After a failure of the disk, or a page that made no sense, the pages kept in memory may be wrong too:
+  // SQLite keeps also those that it could not read whole. Who wants to be right opens the file anew.
+  bool isDoubtful() const { return isDoubtful_; }
+
   // SQLite's extended result code and message of the last call.
   int lastError() const { return sqlite3_extended_errcode(database_); }
   const char* lastMessage() const { return sqlite3_errmsg(database_); }
@@ -84,6 +90,7 @@ class DatabaseConnection final {
   sqlite3* database_ = nullptr;
   int openResult_ = SQLITE_CANTOPEN;
   std::uint64_t transactions_ = 0;
+  bool isDoubtful_ = false;
   sqlite3_stmt* begin_ = nullptr;
   sqlite3_stmt* commit_ = nullptr;
   // By the address of the literal: every quoted query is one.

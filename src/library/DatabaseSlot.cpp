@@ -20,7 +20,7 @@ void DatabaseSlot::setPath(const std::optional<std::string>& path) {
 int DatabaseSlot::open() {
   if (connection_ && connection_->inTransaction()) return SQLITE_OK;
   if (!path_ || !isPlainPath(*path_)) return SQLITE_CANTOPEN;
-  if (connection_ && isUnchanged()) return SQLITE_OK;
+  if (connection_ && !connection_->isDoubtful() && isUnchanged()) return SQLITE_OK;
   close();
   names_.emplace(*path_);
   const DatabaseStamp now = names_->stamp();

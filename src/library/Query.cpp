@@ -17,6 +17,7 @@ Query::Rows::Rows(std::shared_ptr<DatabaseConnection> connection,
   statement_->inUse = true;
   if (!bindValues(statement_->handle, statement_->places, values_)) return;
   const int code = sqlite3_step(statement_->handle);
+  connection_->observe(code);
   prepared_ = code == SQLITE_ROW || code == SQLITE_DONE;
   if (code == SQLITE_ROW) state_ = State::FirstRowWaits;
 }
@@ -36,6 +37,7 @@ bool Query::Rows::step() {
     return onRow_ = true;
   }
   const int code = sqlite3_step(statement_->handle);
+  connection_->observe(code);
   if (code == SQLITE_ROW) return onRow_ = true;
   state_ = State::Done;
   if (code != SQLITE_DONE) failures_->any = true;
