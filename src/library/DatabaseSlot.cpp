@@ -82,6 +82,8 @@ bool DatabaseSlot::resortToCopy(int extendedCode) {
   // What could not be opened, because it is not there or not for this user, cannot be copied either.
   if (reason == Reason::None || copy_ || !names_ || !connection_) return false;
   close();
+  // A file that only for a moment could not be opened fails with the same code: it needs no copy.
+  if (reason == Reason::WriteAheadLog && !names_->usesWriteAheadLog()) return false;
   return openCopy(reason);
 }
 

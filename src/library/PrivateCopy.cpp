@@ -1,11 +1,17 @@
 #include "library/PrivateCopy.h"
 
+#include "platform/FileReader.h"
+
 namespace moxtel {
 
 namespace {
 
 constexpr std::uint64_t kRoomToSpare = 64 << 20;  // bytes left for others in the temporary folder
 constexpr int kTries = 3;
+// In the header of a database file: the versions for writing and for reading, and what both are with a
+// write-ahead log (https://sqlite.org/fileformat2.html).
+constexpr std::size_t kVersionsAt = 18;
+constexpr std::uint8_t kWriteAheadLog = 2;
 
 }  // namespace
 
@@ -13,6 +19,11 @@ DatabaseNames::DatabaseNames(const std::string& path)
     : file_(path), journal_(resolvedPath(path) + "-journal"), wal_(resolvedPath(path) + "-wal") {}
 
 DatabaseStamp DatabaseNames::stamp() const { return {stampOf(file_), stampOf(journal_), stampOf(wal_)}; }
+
+bool DatabaseNames::usesWriteAheadLog() const {
+  const Bytes start = readStart(openRegularFile(file_), kVersionsAt + 2);
+  return start.size() == kVersionsAt + 2 && start[kVersionsAt + 1] == kWriteAheadLog;
+}
 
 PrivateCopy::PrivateCopy(const DatabaseNames& original, const std::string& parentFolder,
                          std::uint64_t freeBytes) {

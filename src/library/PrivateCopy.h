@@ -25,6 +25,9 @@ class DatabaseNames final {
   // Resolves links for the journals' names only, so that a link that leads elsewhere later is noticed.
   explicit DatabaseNames(const std::string& path);
   DatabaseStamp stamp() const;
+  // Whether the file says that it is kept with a write-ahead log. Opens and closes the file, which gives back
+  // every lock that this process holds on it.
+  bool usesWriteAheadLog() const;
   const std::string& file() const { return file_; }
   const std::string& journal() const { return journal_; }
   const std::string& wal() const { return wal_; }
