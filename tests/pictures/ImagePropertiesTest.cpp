@@ -268,6 +268,7 @@ TEST_F(WholeFiles, tellTheFormOfTheOtherFormats) {
   EXPECT_EQ(propertiesOfFixture("psd-cmyk.psd")["ColorModel"], Value("CMYK"));
   EXPECT_EQ(propertiesOfFixture("psd-rgb16.psd")["Depth"], Value(16));
   EXPECT_EQ(propertiesOfFixture("psd-rgb.psd")["{8BIM}"]["Version"], Value(1));
+  EXPECT_TRUE(propertiesOfFixture("psd-rgb.psd")["DPIWidth"].isNil()) << "1/65536 of a dot means none";
   EXPECT_EQ(propertiesOfFixture("jpeg2000-gray.jp2")["ColorModel"], Value("Gray"));
   EXPECT_EQ(propertiesOfFixture("heic-turned.heic")["ProfileName"], Value("Moxtel test"));
   EXPECT_EQ(propertiesOfFixture("heic.heic")["PrimaryImage"], Value(1));

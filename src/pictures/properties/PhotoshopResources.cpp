@@ -19,7 +19,8 @@ void takeFirst(Bytes& place, FileBytes data) {
 void takeResolution(FileBytes data, PictureFacts& facts) {
   if (data.size() < 16) return;
   const auto dots = [&](std::size_t at) { return bigEndian(data.subspan(at, 4)) / 65536.0; };
-  facts.resolution = Resolution{dots(0), dots(8)};
+  // Programs that know none write the smallest number that is not 0.
+  if (dots(0) >= 1 && dots(8) >= 1) facts.resolution = Resolution{dots(0), dots(8)};
 }
 
 }  // namespace
