@@ -65,6 +65,8 @@ class Query final {
   [[nodiscard]] bool step();
   // Whether the text could be prepared (the SQLite result code of prepare or of the first step was no error).
   bool prepared() const;
+  // Whether something other than the end has ended the rows: an error, releaseLocks(), or no preparation.
+  bool failed() const;
   // 0-based columns of the current row; without a row everything reads as NULL.
   Value stringColumn(int column) const;         // nil for NULL
   Value integerNumberColumn(int column) const;  // signed 32 bits, the low ones of a wider value; NULL is 0

@@ -6,6 +6,7 @@
 #include "library/AlbumEntries.h"
 #include "library/DatabaseUse.h"
 #include "library/RecordKeys.h"
+#include "library/VersionTexts.h"
 #include "platform/SystemLog.h"
 
 namespace moxtel {
@@ -59,32 +60,6 @@ Array photosOf(Query query) {
     if (!uuid.isNil()) photos.append(photoRecord(query, std::move(uuid), foundBySQL(), 2));
   }
   return photos;
-}
-
-// The last text of the rows that is not empty; nil without one.
-Value lastTextOf(Query query) {
-  Value last;
-  while (query.step()) {
-    Value text = query.stringColumn(0);
-    if (!text.string().empty()) last = std::move(text);
-  }
-  return last;
-}
-
-Value captionOf(LibraryDatabases& databases, std::int32_t modelId) {
-  return lastTextOf(
-      databases.run(DatabaseFile::Properties,
-                    "SELECT stringProperty FROM RKUniqueString WHERE modelId = (SELECT stringId FROM "
-                    "RKIptcProperty WHERE propertyKey = 'Caption/Abstract' AND versionId = %d)",
-                    {modelId}));
-}
-
-Value commentOf(LibraryDatabases& databases, std::int32_t modelId) {
-  return lastTextOf(
-      databases.run(DatabaseFile::Properties,
-                    "SELECT stringProperty FROM RKUniqueString WHERE modelId = (SELECT stringId FROM "
-                    "RKExifStringProperty WHERE propertyKey = 'ImageDescription' AND versionId = %d)",
-                    {modelId}));
 }
 
 void appendTexts(Value& photo, Value caption, Value comment) {
@@ -190,13 +165,15 @@ void PhotoRecords::addCaptions(Array& photos) {
     NSLog("could not open Properties DB");
     return;
   }
+  VersionTexts captions(databases_, VersionTexts::kCaptions);
+  VersionTexts comments(databases_, VersionTexts::kComments);
   for (Value& photo : photos) {
     const std::int32_t modelId = photo[record::kModelId].intValue();
     if (modelId == 0) {
       NSLog("no modelid");
     } else {
-      Value caption = captionOf(databases_, modelId);
-      appendTexts(photo, std::move(caption), commentOf(databases_, modelId));
+      Value caption = captions.textOf(modelId);
+      appendTexts(photo, std::move(caption), comments.textOf(modelId));
     }
   }
 }

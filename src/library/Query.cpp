@@ -40,7 +40,8 @@ bool Query::Rows::step() {
   connection_->observe(code);
   if (code == SQLITE_ROW) return onRow_ = true;
   state_ = State::Done;
-  if (code != SQLITE_DONE) failures_->any = true;
+  failed_ = code != SQLITE_DONE;
+  if (failed_) failures_->any = true;
   return false;
 }
 
@@ -51,6 +52,7 @@ Query::~Query() = default;
 
 bool Query::step() { return rows_ && rows_->step(); }
 bool Query::prepared() const { return rows_ && rows_->prepared(); }
+bool Query::failed() const { return !rows_ || rows_->failed(); }
 
 Value Query::stringColumn(int column) const {
   sqlite3_stmt* row = rows_ ? rows_->row() : nullptr;

@@ -30,6 +30,7 @@ class Query::Rows final {
 
   bool prepared() const { return prepared_; }
   bool step();
+  bool failed() const { return !prepared_ || failed_ || (state_ != State::Done && ended()); }
   // The statement while it stands on a row, else null.
   sqlite3_stmt* row() const { return onRow_ && !ended() ? statement_->handle : nullptr; }
 
@@ -45,6 +46,7 @@ class Query::Rows final {
   State state_ = State::Done;
   bool prepared_ = false;
   bool onRow_ = false;
+  bool failed_ = false;
 };
 
 }  // namespace moxtel
