@@ -11,6 +11,7 @@ namespace moxtel {
 FacePhotoCounts::FacePhotoCounts(LibraryDatabases& databases)
     : complete_(readDetections(databases) && countVersions(databases)) {
   detections_ = {};
+  masters_ = {};
 }
 
 // A detection comes once for each row of a name with its key; two rows of one uuid are one person.
@@ -20,37 +21,35 @@ bool FacePhotoCounts::readDetections(LibraryDatabases& databases) {
                                       "RKFaceName n WHERE n.faceKey = d.faceKey",
                                       {});
   std::optional<std::int64_t> row;
-  Text master;
-  std::vector<std::size_t> personsOfRow;
+  std::vector<std::uint32_t> personsOfRow;
   while (query.step()) {
-    if (row != query.integer64Column(0)) {
-      row = query.integer64Column(0);
-      personsOfRow.clear();
-      // Most detections on one master follow one another: they share its text.
-      const Value named = query.stringColumn(1);
-      if (master != named.string()) master = named.text();
-    }
     const auto uuid = query.storedText(2);
-    if (!uuid || master.empty()) continue;
-    const std::size_t person = persons_.try_emplace(std::string(*uuid), persons_.size()).first->second;
+    const Value master = query.stringColumn(1);
+    if (!uuid || master.isNil()) continue;
+    if (row != query.integer64Column(0)) personsOfRow.clear();
+    row = query.integer64Column(0);
+    const auto next = static_cast<std::uint32_t>(persons_.size());
+    const std::uint32_t person = persons_.try_emplace(std::string(*uuid), next).first->second;
     if (std::find(personsOfRow.begin(), personsOfRow.end(), person) != personsOfRow.end()) continue;
     personsOfRow.push_back(person);
-    detections_.push_back({person, master});
+    if (masters_.empty() || masters_.back() != master.string()) masters_.push_back(master.text());
+    detections_.push_back({person, static_cast<std::uint32_t>(masters_.size() - 1)});
   }
   return !query.failed();
 }
 
 bool FacePhotoCounts::countVersions(LibraryDatabases& databases) {
   counts_.resize(persons_.size());
-  const void* counted = nullptr;
-  std::int64_t count = 0;
+  std::optional<std::uint32_t> counted;
+  std::int32_t count = 0;
   for (const auto& [person, master] : detections_) {
-    if (master.identity() != counted) {
+    if (counted != master) {
       Query query = databases.runUnlogged(
           DatabaseFile::Library,
-          "SELECT COUNT(uuid) FROM RKVersion WHERE masterUuid = '%@' AND versionNumber = 1", {master});
+          "SELECT COUNT(uuid) FROM RKVersion WHERE masterUuid = '%@' AND versionNumber = 1",
+          {masters_[master]});
       if (!query.step()) return false;
-      counted = master.identity();
+      counted = master;
       count = query.integerColumn(0);
     }
     counts_[person] += count;

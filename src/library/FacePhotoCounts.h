@@ -7,7 +7,7 @@
 // The counts are those of Faces::photoCountForFaceID. What cannot be read is neither logged nor counted here:
 // that is left to it.
 //
-// Memory: about 70 bytes a detection of a named person, until the counts are there. Core thread.
+// Memory: about 60 bytes a detection of a named person, until the counts are there. Core thread.
 #pragma once
 
 #include <cstdint>
@@ -32,14 +32,15 @@ class FacePhotoCounts final {
 
  private:
   struct Detection {
-    std::size_t person;
-    Text master;
+    std::uint32_t person;  // index into counts_
+    std::uint32_t master;  // index into masters_
   };
   bool readDetections(LibraryDatabases& databases);
   bool countVersions(LibraryDatabases& databases);
 
   std::vector<Detection> detections_;
-  std::unordered_map<std::string, std::size_t> persons_;  // by uuid: index into counts_
+  std::vector<Text> masters_;                               // once for all detections that follow one another
+  std::unordered_map<std::string, std::uint32_t> persons_;  // by uuid: index into counts_
   std::vector<std::int64_t> counts_;
   bool complete_ = false;
 };

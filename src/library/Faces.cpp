@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "library/DatabaseUse.h"
+#include "library/FacePhotoCounts.h"
 #include "library/LibraryDatabases.h"
 #include "library/RecordKeys.h"
 #include "platform/SystemLog.h"
@@ -30,9 +31,7 @@ Value Faces::facesAlbums() {
   }
   addMasterKeys(faces);
   addFaceIndexes(faces);
-  for (Dictionary& face : faces) {
-    face.set(record::kPhotoCount, photoCountForFaceID(face[record::kAlbumId]));
-  }
+  addPhotoCounts(faces);
   Array list;
   list.reserve(faces.size());
   for (Dictionary& face : faces) list.append(std::move(face));
@@ -77,6 +76,16 @@ void Faces::addFaceIndexes(std::vector<Dictionary>& faces) {
     const bool row = query.step();
     if (!query.prepared()) logUnpreparedWithResult(databases_);
     face.append(record::kFaceIndex, row ? query.integerNumberColumn(0) : Value(0));
+  }
+}
+
+void Faces::addPhotoCounts(std::vector<Dictionary>& faces) {
+  if (faces.empty()) return;
+  const FacePhotoCounts counts(databases_);
+  for (Dictionary& face : faces) {
+    const Value& faceId = face[record::kAlbumId];
+    const std::optional<std::int32_t> count = counts.countFor(faceId);
+    face.set(record::kPhotoCount, count ? *count : photoCountForFaceID(faceId));
   }
 }
 

@@ -4,7 +4,8 @@
 // version shown for it), "FaceKey", "MasterKey" (that version's master), "FaceIndex" (0-based, which face on
 // that master) and "PhotoCount". A NULL in the database leaves its key out.
 //
-// Faces.db and the library database are never open at the same time through this class.
+// Faces.db and the library database are read in turn, never in one pass over both: what is needed of one is
+// collected before the other is asked. The read transactions of both last until the command gives them back.
 #pragma once
 
 #include <cstdint>
@@ -39,6 +40,7 @@ class Faces final {
   std::vector<Dictionary> readFaceNames();
   void addMasterKeys(std::vector<Dictionary>& faces);
   void addFaceIndexes(std::vector<Dictionary>& faces);
+  void addPhotoCounts(std::vector<Dictionary>& faces);
 
   LibraryDatabases& databases_;
   Value topFacesAlbums_;

@@ -68,7 +68,9 @@ class Query final {
   // Whether something other than the end has ended the rows: an error, releaseLocks(), or no preparation.
   bool failed() const;
   // 0-based columns of the current row; without a row everything reads as NULL.
-  Value stringColumn(int column) const;         // nil for NULL
+  Value stringColumn(int column) const;  // nil for NULL
+  // The text as SQL compares it, whatever its bytes; nothing for what is no text. Until the next step.
+  std::optional<std::string_view> storedText(int column) const;
   Value integerNumberColumn(int column) const;  // signed 32 bits, the low ones of a wider value; NULL is 0
   Value realNumberColumn(int column) const;     // nil for NULL
   std::int32_t integerColumn(int column) const;

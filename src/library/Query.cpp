@@ -63,6 +63,14 @@ Value Query::stringColumn(int column) const {
   return isValidUtf8(text) ? Value(text) : Value();
 }
 
+std::optional<std::string_view> Query::storedText(int column) const {
+  sqlite3_stmt* row = rows_ ? rows_->row() : nullptr;
+  if (!row || sqlite3_column_type(row, column) != SQLITE_TEXT) return std::nullopt;
+  const auto* bytes = reinterpret_cast<const char*>(sqlite3_column_text(row, column));
+  if (!bytes) return std::nullopt;
+  return std::string_view(bytes, static_cast<std::size_t>(sqlite3_column_bytes(row, column)));
+}
+
 Value Query::integerNumberColumn(int column) const { return Value(integerColumn(column)); }
 
 Value Query::realNumberColumn(int column) const {

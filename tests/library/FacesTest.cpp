@@ -3,8 +3,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <random>
+
 #include "platform/SystemLog.h"
 #include "tests/library/TestLibrary.h"
+#include "value/Description.h"
 
 namespace moxtel {
 namespace {
@@ -129,6 +132,60 @@ TEST_F(FacesTest, countsDetectionsOfAllNamesWithOneUuid) {
   version("v1", "m1");
   version("v2", "m2");
   EXPECT_EQ(faces().photoCountForFaceID("ann"), 2);
+}
+
+// Names that share a key or a uuid, texts that no query can hold, and what is no text at all.
+TEST_F(FacesTest, countsAllFacesAsItCountsEachAlone) {
+  const std::vector<std::string> names = {
+      "'ann'", "'bob'", "'it''s'", "''", "NULL", "'(null)'", "7", "x'616e6e'", "'a' || char(0) || 'b'",
+      "'a'",   "x'ff'"};
+  const std::vector<std::string> keys = {"1", "2", "3", "'3'", "2.5", "'x'", "NULL", "x'31'"};
+  const std::vector<std::string> masters = {"'m1'", "'m2'",    "'m3'",          "''",
+                                            "NULL", "x'6d31'", "'m' || char(0)"};
+  for (unsigned seed = 1; seed <= 40; ++seed) {
+    std::mt19937 random(seed);
+    const auto oneOf = [&random](const std::vector<std::string>& values) {
+      return values[random() % values.size()];
+    };
+    files.execute(DatabaseFile::Faces, "DELETE FROM RKFaceName; DELETE FROM RKDetectedFace");
+    files.execute(DatabaseFile::Library, "DELETE FROM RKVersion");
+    for (int i = 0; i < 12; ++i) {
+      files.execute(DatabaseFile::Faces,
+                    "INSERT INTO RKFaceName(uuid,faceKey) VALUES(" + oneOf(names) + "," + oneOf(keys) + ")");
+    }
+    for (int i = 0; i < 40; ++i) {
+      const std::string master = seed % 10 == 0 && i == 20 ? "'m''1'" : oneOf(masters);
+      files.execute(DatabaseFile::Faces, "INSERT INTO RKDetectedFace(faceKey,masterUuid) VALUES(" +
+                                             oneOf(keys) + "," + master + ")");
+      files.execute(DatabaseFile::Library, "INSERT INTO RKVersion(uuid,masterUuid,versionNumber) VALUES(" +
+                                               oneOf(names) + "," + oneOf(masters) + "," +
+                                               oneOf({"0", "1", "1.0", "2", "NULL"}) + ")");
+    }
+    OpenedLibrary served(files);
+    Faces all(served.databases);
+    const Value albums = all.facesAlbums();
+    ASSERT_EQ(albums.array().size(), 12U);
+    for (const Value& face : albums.array()) {
+      EXPECT_EQ(face["PhotoCount"].intValue(), all.photoCountForFaceID(face["AlbumId"]))
+          << "seed " << seed << ", face " << describe(face);
+    }
+  }
+}
+
+TEST_F(FacesTest, logsEveryMasterThatNoQueryCanHold) {
+  person("ann", 5);
+  person("bob", 6);
+  detected(5, "it's");
+  detected(5, "m1");
+  detected(6, "it's");
+  version("v1", "m1");
+  Faces& asked = faces();
+  SystemLogCapture log;
+  EXPECT_THAT(valuesOf(asked.facesAlbums(), "PhotoCount"), ElementsAre(1, 0));
+  const std::string line =
+      "could not prepare query 'SELECT COUNT(uuid) FROM RKVersion WHERE masterUuid = 'it's' AND "
+      "versionNumber = 1'";
+  EXPECT_THAT(log.lines(), ElementsAre(line, line));
 }
 
 TEST_F(FacesTest, hasNothingForAnUnknownFace) {
