@@ -62,6 +62,26 @@ Array photosOf(Query query) {
   return photos;
 }
 
+constexpr SqlText kPhotosOfProject =
+    "SELECT modelId,uuid,exifLatitude,exifLongitude,videoPosterFramePoint FROM RKVersion WHERE projectUuid = "
+    "'%@' AND versionNumber != 0 AND isInTrash = 0";
+constexpr SqlText kPlanForProject =
+    "EXPLAIN QUERY PLAN SELECT modelId,uuid,exifLatitude,exifLongitude,videoPosterFramePoint FROM RKVersion "
+    "WHERE projectUuid = '%@' AND versionNumber != 0 AND isInTrash = 0";
+constexpr SqlText kPhotosOfProjectByIndex =
+    "SELECT modelId,uuid,exifLatitude,exifLongitude,videoPosterFramePoint FROM RKVersion INDEXED BY "
+    "RKVersion_projectUuid_imageDate_index WHERE projectUuid = '%@' AND versionNumber != 0 AND isInTrash = 0 "
+    "ORDER BY rowid";
+
+// In a library without statistics SQLite takes the index on isInTrash and reads the whole table for the
+// photos of one project, in the order of their rows. Only then can they be read by their project instead and
+// brought into that order: where SQLite chooses otherwise its order is another, and stands.
+bool wouldReadWholeTable(LibraryDatabases& databases, const Value& project) {
+  Query plan = databases.runUnlogged(DatabaseFile::Library, kPlanForProject, {project});
+  return plan.step() && plan.stringColumn(3).string().ends_with(
+                            " RKVersion USING INDEX RKVersion_isInTrash_index (isInTrash=?)");
+}
+
 void appendTexts(Value& photo, Value caption, Value comment) {
   if (caption.isNil() && comment.isNil()) return;
   Dictionary& dictionary = photo.editDictionary();
@@ -108,11 +128,11 @@ bool PhotoRecords::isFolder(const Value& uuid) {
 }
 
 Array PhotoRecords::photosOfProject(const Value& uuid) {
-  return photosOf(databases_.run(DatabaseFile::Library,
-                                 "SELECT modelId,uuid,exifLatitude,exifLongitude,videoPosterFramePoint FROM "
-                                 "RKVersion WHERE projectUuid = '%@' AND versionNumber != 0 AND isInTrash = "
-                                 "0",
-                                 {uuid}));
+  if (wouldReadWholeTable(databases_, uuid)) {
+    Query photos = databases_.runUnlogged(DatabaseFile::Library, kPhotosOfProjectByIndex, {uuid});
+    if (photos.prepared()) return photosOf(std::move(photos));
+  }
+  return photosOf(databases_.run(DatabaseFile::Library, kPhotosOfProject, {uuid}));
 }
 
 Array PhotoRecords::photosOfAlbum(const Value& uuid) {

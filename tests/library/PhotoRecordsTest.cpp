@@ -129,6 +129,49 @@ TEST_F(PhotoRecordsTest, listsAProjectsVisibleVersions) {
   EXPECT_THAT(valuesOf(photos, "FoundBy"), Each(Value("SQL")));
 }
 
+// What SQLite itself lists when the values stand in the query, and in which order.
+std::vector<Value> uuidsAsSQLiteListsThem(const std::string& file, const std::string& project) {
+  sqlite3* connection = nullptr;
+  sqlite3_stmt* statement = nullptr;
+  sqlite3_open_v2(file.c_str(), &connection, SQLITE_OPEN_READONLY, nullptr);
+  const std::string sql =
+      "SELECT uuid,modelId,exifLatitude,exifLongitude,videoPosterFramePoint FROM RKVersion WHERE projectUuid "
+      "= "
+      "'" +
+      project + "' AND versionNumber != 0 AND isInTrash = 0";
+  EXPECT_EQ(sqlite3_prepare_v2(connection, sql.c_str(), -1, &statement, nullptr), SQLITE_OK);
+  std::vector<Value> uuids;
+  while (sqlite3_step(statement) == SQLITE_ROW) {
+    uuids.emplace_back(reinterpret_cast<const char*>(sqlite3_column_text(statement, 0)));
+  }
+  sqlite3_finalize(statement);
+  sqlite3_close(connection);
+  return uuids;
+}
+
+// By their rows in a new library, by their days once there are statistics: the order is SQLite's own.
+TEST_F(PhotoRecordsTest, listsAProjectInTheOrderThatSQLiteChooses) {
+  makeProject();
+  files.execute(DatabaseFile::Library,
+                "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 2000) INSERT INTO "
+                "RKVersion(uuid,versionNumber,projectUuid,isInTrash,imageDate) SELECT 'v' || i, i % 3, "
+                "iif(i % 50, 'q', 'p'), iif(i % 7, 0, '0'), -i FROM n");
+  const auto expected = [this] { return uuidsAsSQLiteListsThem(files.pathOf(DatabaseFile::Library), "p"); };
+  const std::vector<Value> byRow = expected();
+  EXPECT_THAT(byRow, testing::SizeIs(27));
+  EXPECT_EQ(valuesOf(photosIn("p"), "PhotoKey"), byRow);
+  for (const char* change : {"ANALYZE", "DROP TABLE sqlite_stat1; DROP INDEX RKVersion_isInTrash_index",
+                             "DROP INDEX RKVersion_projectUuid_imageDate_index",
+                             "CREATE INDEX RKVersion_isInTrash_index ON RKVersion(isInTrash)"}) {
+    opened->nextCommand();
+    files.execute(DatabaseFile::Library, change);
+    EXPECT_EQ(valuesOf(photosIn("p"), "PhotoKey"), expected()) << change;
+    if (change == std::string_view("ANALYZE")) {
+      EXPECT_NE(expected(), byRow);
+    }
+  }
+}
+
 TEST_F(PhotoRecordsTest, addsCoordinatesWhereTheDatabaseHasThem) {
   makeProject();
   inProject(1, "none");
