@@ -71,7 +71,7 @@ class ChosenAnswers final : public ScriptRunner {
 
 class CheckingChannel final : public RecordingReplyChannel {
  public:
-  bool sendToClientSerializedObject(const Value& object) override {
+  bool sendToClientSerializedObject(Value object) override {
     require(std::holds_alternative<Value>(unarchivedObject(archivedData(object))));
     return RecordingReplyChannel::sendToClientSerializedObject(object);
   }

@@ -54,10 +54,10 @@ class CountingScope : public CommandScope {
 class CheckingChannel : public RecordingReplyChannel {
  public:
   explicit CheckingChannel(const CountingScope& scope) : scope_(scope) {}
-  bool sendToClientSerializedObject(const Value& object) override {
+  bool sendToClientSerializedObject(Value object) override {
     require(!scope_.held);
     require(archivedPieces(object).size() > 0);
-    return RecordingReplyChannel::sendToClientSerializedObject(object);
+    return RecordingReplyChannel::sendToClientSerializedObject(std::move(object));
   }
 
  private:

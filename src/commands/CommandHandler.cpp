@@ -44,17 +44,17 @@ class ReleasingChannel : public ReplyChannel {
  public:
   ReleasingChannel(ReplyChannel& channel, CommandScope& scope) : channel_(channel), scope_(scope) {}
 
-  bool sendToClientResultObject(const Value& object) override {
+  bool sendToClientResultObject(Value object) override {
     scope_.releaseLocks();
-    return channel_.sendToClientResultObject(object);
+    return channel_.sendToClientResultObject(std::move(object));
   }
   bool sendToClientErrorString(std::string_view text) override {
     scope_.releaseLocks();
     return channel_.sendToClientErrorString(text);
   }
-  bool sendToClientSerializedObject(const Value& object) override {
+  bool sendToClientSerializedObject(Value object) override {
     scope_.releaseLocks();
-    return channel_.sendToClientSerializedObject(object);
+    return channel_.sendToClientSerializedObject(std::move(object));
   }
 
  private:

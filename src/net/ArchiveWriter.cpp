@@ -131,7 +131,8 @@ void ArchiveWriter::uid(std::uint64_t index) {
   next_ = putSized(place, index, width);
 }
 
-void ArchiveWriter::data(const Bytes& bytes) {
+void ArchiveWriter::data(const Value& data) {
+  const Bytes& bytes = data.data();
   if (bytes.size() < kBorrowedFrom) {
     copiedData(bytes);
     return;
@@ -139,6 +140,7 @@ void ArchiveWriter::data(const Bytes& bytes) {
   next_ = putHead(room(kLongestHead), 4, bytes.size());
   sealPiece();
   seal(bytes);
+  out_.lent_.push_back(data);
 }
 
 void ArchiveWriter::copiedData(const Bytes& bytes) {
@@ -156,10 +158,9 @@ void ArchiveWriter::trailer(std::uint64_t table, int referenceWidth, std::uint64
   next_ = putSized(place, table, 8);
 }
 
-ArchivePieces ArchiveWriter::finish(const Value& lender) {
+ArchivePieces ArchiveWriter::finish() {
   sealPiece();
   out_.size_ = static_cast<std::size_t>(sealed_);
-  out_.held_ = lender;
   return std::move(out_);
 }
 

@@ -77,13 +77,13 @@ class ArchiveWriter final {
   void date(Date value);
   void uid(std::uint64_t index);
   // Large data is borrowed, not copied: it lives until the pieces are gone.
-  void data(const Bytes& bytes);
+  void data(const Value& data);
   void copiedData(const Bytes& bytes);
   // The last 32 bytes; the table of offsets was begun at `table`.
   void trailer(std::uint64_t table, int referenceWidth, std::uint64_t objects, std::uint64_t top);
 
-  // What was written; the value lends the borrowed data.
-  ArchivePieces finish(const Value& lender);
+  // What was written.
+  ArchivePieces finish();
 
  private:
   void startChunk(std::size_t atLeast);

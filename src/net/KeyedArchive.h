@@ -14,7 +14,7 @@
 namespace moxtel {
 
 // An archive in pieces to be written one after another. Large data objects are not copied: a piece is the
-// archived value's own storage, which stays alive with this object (the value it was made from may change or
+// archived data's own storage, which stays alive with this object (the value it was made from may change or
 // go).
 class ArchivePieces final {
  public:
@@ -28,15 +28,16 @@ class ArchivePieces final {
   friend class ArchiveWriter;
   std::vector<std::span<const std::uint8_t>> pieces_;
   std::vector<std::unique_ptr<std::uint8_t[]>> owned_;
-  Value held_;
+  std::vector<Value> lent_;
   std::size_t size_ = 0;
 };
 
 // A binary property list whose root is the value. A nil inside a collection is written as the null object, a
 // text that is no valid UTF-8 with U+FFFD in the broken places. Equal texts, numbers and dates are stored
-// once, and so is a collection or data object that several copies share.
+// once, and so is a collection or data object that several copies share. A root that is moved in, and that
+// nobody else holds, is freed half-way.
 Bytes archivedData(const Value& root);
-ArchivePieces archivedPieces(const Value& root);
+ArchivePieces archivedPieces(Value root);
 
 // Why bytes are no keyed archive, in words for a log.
 struct DecodingError {

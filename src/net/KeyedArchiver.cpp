@@ -126,7 +126,7 @@ bool isLeaf(const Value& value) { return value.isString() || value.isNumber(); }
 
 class Archiver final {
  public:
-  explicit Archiver(const Value& root) : root_(root), leaves_(expectedLeaves(root)) {}
+  explicit Archiver(Value root) : root_(std::move(root)), leaves_(expectedLeaves(root_)) {}
   ArchivePieces archive();
 
  private:
@@ -201,7 +201,7 @@ class Archiver final {
     std::uint32_t index = 0;
   };
 
-  const Value& root_;
+  Value root_;
   ArchiveWriter out_;
   Words<std::uint64_t> offsets_;  // by index in $objects
   Words<std::uint32_t> notes_;
@@ -235,10 +235,11 @@ class Archiver final {
 ArchivePieces Archiver::archive() {
   start();
   rootIndex_ = root_.isNil() ? 0 : add(root_);
+  root_ = {};  // a large list takes more memory than its archive, and all of it is noted
   numberObjects();
   writeCollections();
   writeOffsets();
-  return out_.finish(root_);
+  return out_.finish();
 }
 
 void Archiver::start() {
@@ -385,7 +386,7 @@ std::uint32_t Archiver::addStored(const Value& value, std::uint32_t* known) {
   const std::uint32_t index = newObject();
   if (known) *known = index;
   if (value.isData()) {
-    out_.data(value.data());
+    out_.data(value);
   } else if (value.isArray()) {
     addArray(value.array(), index);
   } else {
@@ -478,7 +479,7 @@ void Archiver::numberObjects() {
   }
   topNumber_ = number;
   objectBase_ = number + 2;
-  firstUid_ = root_.isNil() ? 0 : 1;
+  firstUid_ = rootIndex_ == 0 ? 0 : 1;
   uidBase_ = objectBase_ + offsets_.size() - firstUid_;
   innerBase_ = uidBase_ + offsets_.size();
   objectCount_ = innerBase_ + inner_;
@@ -659,7 +660,7 @@ void Archiver::writeOffsets() {
 
 }  // namespace
 
-ArchivePieces archivedPieces(const Value& root) { return Archiver(root).archive(); }
+ArchivePieces archivedPieces(Value root) { return Archiver(std::move(root)).archive(); }
 
 Bytes archivedData(const Value& root) { return archivedPieces(root).joined(); }
 

@@ -292,17 +292,17 @@ void QVSocketServer::notify(std::string_view name, const void* object, Value use
   runLogged([&] { notifications_.post(name, object, std::move(userInfo)); });
 }
 
-bool QVSocketServer::sendToClientResultObject(const Value& object) {
-  return sendToClientSerializedObject(resultEnvelope(object));
+bool QVSocketServer::sendToClientResultObject(Value object) {
+  return sendToClientSerializedObject(resultEnvelope(std::move(object)));
 }
 
 bool QVSocketServer::sendToClientErrorString(std::string_view text) {
   return sendToClientSerializedObject(errorEnvelope(text));
 }
 
-bool QVSocketServer::sendToClientSerializedObject(const Value& object) {
+bool QVSocketServer::sendToClientSerializedObject(Value object) {
   if (remoteSocket() == 0) return false;
-  const ArchivePieces archive = archivedPieces(object);
+  const ArchivePieces archive = archivedPieces(std::move(object));
   if (archive.size() > limits_.largestReply) {
     NSLog("a reply of %llu bytes is too large to be sent", static_cast<std::uint64_t>(archive.size()));
     return false;

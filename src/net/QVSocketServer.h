@@ -88,9 +88,9 @@ class QVSocketServer final : public ReplyChannel {
 
   // The envelope's bytes follow one another on whatever thread calls; two replies never mix. False when no
   // client is connected, when it cannot be told all of it, or when the archive is too large to be framed.
-  bool sendToClientResultObject(const Value& object) override;
+  bool sendToClientResultObject(Value object) override;
   bool sendToClientErrorString(std::string_view text) override;
-  bool sendToClientSerializedObject(const Value& object) override;
+  bool sendToClientSerializedObject(Value object) override;
 
   // Publishing failed later on; the listener keeps running. Any thread.
   void netServiceDidNotPublish(const Dictionary& errorDict);

@@ -3,6 +3,7 @@
 
 #include <stdexcept>
 #include <string_view>
+#include <utility>
 
 #include "value/Value.h"
 
@@ -16,22 +17,26 @@ class NilObjectError : public std::logic_error {
 };
 
 // What goes over the wire: {"result": object}, which throws NilObjectError for nil, and {"error": text}.
-inline Value resultEnvelope(const Value& object) {
+inline Value resultEnvelope(Value object) {
   if (object.isNil()) throw NilObjectError();
-  return Dictionary{{"result", object}};
+  Dictionary envelope;
+  envelope.append("result", std::move(object));
+  return envelope;
 }
 inline Value errorEnvelope(std::string_view text) { return Dictionary{{"error", text}}; }
 
+// Objects are taken by value: what the caller moves in and nobody else holds is given back as soon as its
+// archive no longer needs it, before the reply is written.
 class ReplyChannel {
  public:
   virtual ~ReplyChannel() = default;
   // The envelope {"result": object}. A nil object throws NilObjectError: nothing is sent. True iff all was
   // written.
-  virtual bool sendToClientResultObject(const Value& object) = 0;
+  virtual bool sendToClientResultObject(Value object) = 0;
   // The envelope {"error": text}.
   virtual bool sendToClientErrorString(std::string_view text) = 0;
   // A ready-made envelope, or any other value.
-  virtual bool sendToClientSerializedObject(const Value& object) = 0;
+  virtual bool sendToClientSerializedObject(Value object) = 0;
 
  protected:
   ReplyChannel() = default;

@@ -435,7 +435,7 @@ Bytes XmlReader::finish() {
   const std::uint64_t table = out_.offset();
   for (const std::uint64_t offset : offsets_) out_.written(putSized(out_.room(8), offset, widthOf(table)));
   out_.trailer(table, 4, offsets_.size(), offsets_.size() - 1);
-  return out_.finish(Value()).joined();
+  return out_.finish().joined();
 }
 
 }  // namespace

@@ -61,9 +61,9 @@ class FakeScope : public CommandScope {
 class NotingChannel : public RecordingReplyChannel {
  public:
   explicit NotingChannel(std::vector<std::string>& calls) : calls_(calls) {}
-  bool sendToClientSerializedObject(const Value& object) override {
+  bool sendToClientSerializedObject(Value object) override {
     calls_.emplace_back("reply");
-    return RecordingReplyChannel::sendToClientSerializedObject(object);
+    return RecordingReplyChannel::sendToClientSerializedObject(std::move(object));
   }
 
  private:

@@ -27,10 +27,10 @@ using testing::IsEmpty;
 class LockCheckingChannel final : public RecordingReplyChannel {
  public:
   explicit LockCheckingChannel(test::TestLibrary& files) : files_(files) {}
-  bool sendToClientSerializedObject(const Value& object) override {
+  bool sendToClientSerializedObject(Value object) override {
     for (const DatabaseFile file : {DatabaseFile::Library, DatabaseFile::ImageProxies})
       if (!test::OtherProgram(files_.pathOf(file)).canWrite()) ++repliesWithLocks;
-    return RecordingReplyChannel::sendToClientSerializedObject(object);
+    return RecordingReplyChannel::sendToClientSerializedObject(std::move(object));
   }
   int repliesWithLocks = 0;
 

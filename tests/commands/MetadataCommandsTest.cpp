@@ -266,9 +266,9 @@ TEST_F(MetadataCommandsTest, leavesTheLibraryToOthersBeforeItReplies) {
   class Checking final : public ReplyChannel {
    public:
     explicit Checking(test::TestLibrary& library) : library_(library) {}
-    bool sendToClientResultObject(const Value&) override { return check(); }
+    bool sendToClientResultObject(Value) override { return check(); }
     bool sendToClientErrorString(std::string_view) override { return check(); }
-    bool sendToClientSerializedObject(const Value&) override { return check(); }
+    bool sendToClientSerializedObject(Value) override { return check(); }
     int replies = 0;
     int locked = 0;
 

@@ -299,6 +299,15 @@ TEST(KeyedArchiver, keepsWhatItLendsAlive) {
   EXPECT_EQ(pieces.size(), expected.size());
 }
 
+TEST(KeyedArchiver, keepsNothingElseOfAValueThatIsMovedIn) {
+  const Value list = Array({"some text"});
+  const Value data = Bytes(100000, 1);
+  Value value = Array({list, data});
+  const ArchivePieces pieces = archivedPieces(std::move(value));
+  EXPECT_FALSE(list.isShared());
+  EXPECT_TRUE(data.isShared());
+}
+
 TEST(KeyedArchiver, writesTextsAfterLentDataOnceToo) {
   const Value value = Array({"before", Bytes(50000, 1), "before", "after", Bytes(50000, 2), "after"});
   const Bytes bytes = archivedData(value);

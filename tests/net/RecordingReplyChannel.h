@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "net/ReplyChannel.h"
@@ -10,14 +11,14 @@ namespace moxtel {
 
 class RecordingReplyChannel : public ReplyChannel {
  public:
-  bool sendToClientResultObject(const Value& object) override {
-    return sendToClientSerializedObject(resultEnvelope(object));
+  bool sendToClientResultObject(Value object) override {
+    return sendToClientSerializedObject(resultEnvelope(std::move(object)));
   }
   bool sendToClientErrorString(std::string_view text) override {
     return sendToClientSerializedObject(errorEnvelope(text));
   }
-  bool sendToClientSerializedObject(const Value& object) override {
-    envelopes.push_back(object);
+  bool sendToClientSerializedObject(Value object) override {
+    envelopes.push_back(std::move(object));
     return true;
   }
 
