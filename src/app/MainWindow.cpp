@@ -9,6 +9,7 @@
 #include <QMessageBox>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QScreen>
 #include <QShortcut>
 #include <QStatusBar>
 #include <QTextBrowser>
@@ -21,8 +22,11 @@ namespace moxtel {
 
 namespace {
 
+constexpr QSize kUsualSize{980, 620};
 constexpr int kLinesInSight = 5;
 constexpr const char* kRowName = "rowName";
+
+QString notKnownYet() { return QStringLiteral("…"); }
 
 QString shown(std::string_view text) {
   return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
@@ -80,7 +84,7 @@ MainWindow::MainWindow(MainWindowActions actions, QWidget* parent)
   busy_->setObjectName("busy");
   statusBar()->addWidget(busy_);
   makeShortcuts();
-  resize(980, 620);
+  resize(kUsualSize.boundedTo(screen()->availableSize()));
 }
 
 void MainWindow::makeShortcuts() {
@@ -102,6 +106,7 @@ QLabel* MainWindow::addRow(QFormLayout& form, const char* key, const char* objec
   // A path without blanks cannot be wrapped; it must not dictate the window's width.
   value->setMinimumWidth(1);
   value->setProperty(kRowName, localized(key));
+  setValue(*value, notKnownYet());
   form.addRow(localized(key) + ":", value);
   return value;
 }
@@ -154,8 +159,11 @@ QWidget* MainWindow::makeButtons() {
   revealPhoto_ = new QCheckBox(localized("Clients may &show photos in the photo application"));
   revealPhoto_->setObjectName("revealPhoto");
   connect(revealPhoto_, &QCheckBox::toggled, this, [this](bool on) { actions_.revealPhoto(on); });
-  layout->addWidget(preferAperture_);
-  layout->addWidget(revealPhoto_);
+  for (QCheckBox* check : {preferAperture_, revealPhoto_}) {
+    // How it stands is not known before the server has started, which a slow script can delay.
+    check->setEnabled(false);
+    layout->addWidget(check);
+  }
   return box;
 }
 
@@ -198,7 +206,7 @@ void MainWindow::setHelp(const QString& html, bool hidden) {
 }
 
 void MainWindow::chooseLibrary() {
-  const QString folder = askForFolder(path_->text());
+  const QString folder = askForFolder(path_->text() == notKnownYet() ? QString() : path_->text());
   if (!folder.isEmpty()) actions_.chooseLibrary(folder.toStdString());
 }
 
@@ -211,6 +219,7 @@ void MainWindow::showStatus(const ServerStatus& status) {
   showNetwork(status);
   setChecked(*preferAperture_, status.preferAperture);
   setChecked(*revealPhoto_, status.revealPhoto);
+  for (QCheckBox* box : {preferAperture_, revealPhoto_}) box->setEnabled(true);
   disconnect_->setEnabled(status.client.has_value());
 }
 

@@ -7,6 +7,7 @@
 #include <QCheckBox>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QScreen>
 #include <QStatusBar>
 #include <QTextBrowser>
 #include <set>
@@ -78,6 +79,23 @@ TEST_F(MainWindowTest, showsWhatIsServedAndWhere) {
   EXPECT_EQ(shown("port"), "4250");
   EXPECT_EQ(shown("published"), "photobox");
   EXPECT_EQ(shown("client"), "Nobody is connected");
+}
+
+TEST_F(MainWindowTest, showsNothingAsKnownBeforeTheServerHasStarted) {
+  for (const char* row : {"library", "path", "photos", "faces", "port", "client"}) EXPECT_EQ(shown(row), "…");
+  EXPECT_FALSE(part<QCheckBox>("revealPhoto").isEnabled());
+  EXPECT_FALSE(part<QCheckBox>("preferAperture").isEnabled());
+  QString begin = "not asked";
+  window.askForFolder = [&](const QString& from) { return begin = from, QString(); };
+  part<QPushButton>("chooseLibrary").click();
+  EXPECT_EQ(begin, "");
+  window.showStatus(servedStatus());
+  EXPECT_TRUE(part<QCheckBox>("revealPhoto").isEnabled());
+  EXPECT_TRUE(part<QCheckBox>("preferAperture").isEnabled());
+}
+
+TEST_F(MainWindowTest, fitsOnTheScreen) {
+  EXPECT_EQ(window.size(), window.size().boundedTo(window.screen()->availableSize()));
 }
 
 TEST_F(MainWindowTest, saysWhatIsMissing) {
@@ -297,7 +315,8 @@ std::set<std::string> allTexts() {
 
 TEST_F(MainWindowTest, isGermanThroughout) {
   // Texts that are the same in both languages, or stand for no word.
-  const std::set<std::string> same{"MoxtelServer", "Port", "Port:", "Client", "Client:", "–", "/", "1", "!"};
+  const std::set<std::string> same{
+      "MoxtelServer", "Port", "Port:", "Client", "Client:", "–", "…", "/", "1", "!"};
   std::set<std::string> english = allTexts();
   setStringTable(windowTexts("de"));
   const std::set<std::string> german = allTexts();
