@@ -12,6 +12,7 @@ void DatabaseSlot::setPath(const std::optional<std::string>& path) {
   if (path == path_) return;
   close();
   copy_.reset();
+  copyFailed_ = false;
   names_.reset();
   told_.clear();
   path_ = path;
@@ -80,7 +81,7 @@ const char* DatabaseSlot::describe(Reason reason) {
 bool DatabaseSlot::resortToCopy(int extendedCode) {
   const Reason reason = reasonOf(extendedCode);
   // What could not be opened, because it is not there or not for this user, cannot be copied either.
-  if (reason == Reason::None || copy_ || !names_ || !connection_) return false;
+  if (reason == Reason::None || copy_ || copyFailed_ || !names_ || !connection_) return false;
   close();
   // A file that only for a moment could not be opened fails with the same code: it needs no copy.
   if (reason == Reason::WriteAheadLog && !names_->usesWriteAheadLog()) return false;
@@ -92,10 +93,15 @@ bool DatabaseSlot::openCopy(Reason reason) {
 }
 
 bool DatabaseSlot::makeCopy(Reason reason) {
+  if (copyFailed_) return false;
+  // Copying takes time as well: it begins anew for as long as a busy database is waited for.
+  const auto end = std::chrono::steady_clock::now() + BusyBudget::kWhole;
+  const auto wait = [&] { return std::chrono::steady_clock::now() < end && budget_.wait(); };
   auto copy = std::make_shared<PrivateCopy>(*names_, seams_.temporaryFolder,
-                                            seams_.freeBytesIn(seams_.temporaryFolder));
+                                            seams_.freeBytesIn(seams_.temporaryFolder), wait);
   tell(reason, copy->failure());
-  if (!copy->failure().empty()) return false;
+  copyFailed_ = !copy->failure().empty();
+  if (copyFailed_) return false;
   copy_ = std::move(copy);
   stamp_ = copy_->stamp();
   return true;

@@ -35,7 +35,12 @@ class DatabaseSlot final {
   bool resortToCopy(int extendedCode);
 
   void releaseLocks();
-  void refillBusyBudget() { budget_.refill(); }
+  // A command begins: it may wait for a busy file, and try to copy one, as if nobody had before. What failed
+  // is not tried again within a command, which may ask thousands of times.
+  void beginCommand() {
+    budget_.refill();
+    copyFailed_ = false;
+  }
   // Closes the connection. A private copy is kept: it holds nothing of the library.
   void close() { connection_.reset(); }
 
@@ -60,6 +65,7 @@ class DatabaseSlot final {
   BusyBudget budget_;
   // Before connection_, which lives in its file system; held by queries through the connection.
   std::shared_ptr<PrivateCopy> copy_;
+  bool copyFailed_ = false;  // in this command
   std::shared_ptr<DatabaseConnection> connection_;
   std::string told_;  // the last line for the user, so that a state is told once
 };

@@ -251,7 +251,7 @@ void LibraryDatabases::releaseLocks() { state_->releaseLocks(); }
 
 void LibraryDatabases::beginCommand() {
   state_->failures_->any = false;
-  for (std::size_t i = 0; i < 4; ++i) state_->slot(static_cast<DatabaseFile>(i)).refillBusyBudget();
+  for (std::size_t i = 0; i < 4; ++i) state_->slot(static_cast<DatabaseFile>(i)).beginCommand();
 }
 
 bool LibraryDatabases::sawFailure() const { return state_->failures_->any; }

@@ -7,7 +7,6 @@ namespace moxtel {
 namespace {
 
 constexpr std::uint64_t kRoomToSpare = 64 << 20;  // bytes left for others in the temporary folder
-constexpr int kTries = 3;
 // In the header of a database file: the versions for writing and for reading, and what both are with a
 // write-ahead log (https://sqlite.org/fileformat2.html).
 constexpr std::size_t kVersionsAt = 18;
@@ -26,19 +25,18 @@ bool DatabaseNames::usesWriteAheadLog() const {
 }
 
 PrivateCopy::PrivateCopy(const DatabaseNames& original, const std::string& parentFolder,
-                         std::uint64_t freeBytes) {
+                         std::uint64_t freeBytes, const std::function<bool()>& wait) {
   if (original.stamp().size() + kRoomToSpare > freeBytes) {
     failure_ = "there is not enough room in '" + parentFolder + "'";
     return;
   }
-  for (int i = 0; i < kTries; ++i) {
+  do {
     folder_ = std::make_unique<PrivateFolder>(parentFolder, "moxtel-database-");
     if (folder_->path().empty()) {
       failure_ = "no folder can be made in '" + parentFolder + "'";
       return;
     }
-    if (copyOnce(original)) return;
-  }
+  } while (!copyOnce(original) && wait());
 }
 
 bool PrivateCopy::copyOnce(const DatabaseNames& original) {
@@ -48,10 +46,11 @@ bool PrivateCopy::copyOnce(const DatabaseNames& original) {
   if (failure_.empty() && stamp_.journal.isRegular())
     failure_ = copyPrivately(original.journal(), path_ + "-journal");
   if (failure_.empty() && stamp_.wal.isRegular()) failure_ = copyPrivately(original.wal(), path_ + "-wal");
-  // A copy made while somebody wrote is of no use.
-  if (failure_.empty() && !(original.stamp() == stamp_)) failure_ = "it is being changed";
+  // A copy made while somebody wrote is of no use, and a journal that went away meanwhile is no failure.
+  const bool unchanged = original.stamp() == stamp_;
+  if (!unchanged) failure_ = "it is being changed";
   if (failure_.empty()) vfs_ = std::make_unique<GuardedVfs>(resolvedPath(folder_->path()));
-  return failure_.empty();
+  return unchanged;
 }
 
 }  // namespace moxtel

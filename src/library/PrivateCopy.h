@@ -2,6 +2,7 @@
 // cannot be read where it is without changing something there. Core thread.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -40,9 +41,11 @@ class DatabaseNames final {
 
 class PrivateCopy final {
  public:
-  // Copies into a new folder in this one, with that much room in it (bytes). failure() is empty, or says for
-  // the user why there is no copy. The original is only read.
-  PrivateCopy(const DatabaseNames& original, const std::string& parentFolder, std::uint64_t freeBytes);
+  // Copies into a new folder in this one, with that much room in it (bytes). An original that is changed
+  // meanwhile is copied again as often as wait() says that it has waited. failure() is empty, or says for the
+  // user why there is no copy. The original is only read.
+  PrivateCopy(const DatabaseNames& original, const std::string& parentFolder, std::uint64_t freeBytes,
+              const std::function<bool()>& wait);
 
   const std::string& failure() const { return failure_; }
   // The original's state that this is a copy of.
@@ -51,6 +54,7 @@ class PrivateCopy final {
   GuardedVfs& vfs() { return *vfs_; }
 
  private:
+  // False when the original was changed meanwhile.
   bool copyOnce(const DatabaseNames& original);
 
   std::string failure_;

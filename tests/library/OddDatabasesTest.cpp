@@ -3,9 +3,11 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <atomic>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <thread>
 
 #include "tests/library/ServedLibrary.h"
 
@@ -308,12 +310,47 @@ TEST_F(Odd, aFileSystemWithoutLocksIsReadFromAPrivateCopy) {
 TEST_F(Odd, withoutRoomForACopyTheUserIsTold) {
   crashWhileWriting(path);
   served.freeBytes = fs::file_size(path) + 1;
-  expectUnreadable();
-  expectUnreadable();
-  EXPECT_EQ(served.databases.result(), SQLITE_READONLY);
-  EXPECT_STREQ(served.databases.errorMessage(kLibrary), sqlite3_errstr(SQLITE_READONLY));
+  for (int i = 0; i < 2; ++i) {
+    expectUnreadable();
+    EXPECT_EQ(served.number(kLibrary, kCount), -1);
+    EXPECT_EQ(served.databases.result(), SQLITE_READONLY);
+    EXPECT_STREQ(served.databases.errorMessage(kLibrary), sqlite3_errstr(SQLITE_READONLY));
+    served.databases.beginCommand();
+  }
   EXPECT_EQ(copies(), 0);
   EXPECT_EQ(served.lines.count("Error", "No private copy could be made: there is not enough room"), 1);
+}
+
+TEST_F(Odd, aCopyThatFailedIsNotTriedAgainInTheSameCommand) {
+  crashWhileWriting(path);
+  served.freeBytes = 0;
+  expectUnreadable();
+  expectUnreadable();
+  EXPECT_EQ(served.timesAskedForRoom, 1);
+  served.databases.beginCommand();
+  expectUnreadable();
+  EXPECT_EQ(served.timesAskedForRoom, 2);
+  served.freeBytes = std::uint64_t{1} << 40;
+  served.databases.beginCommand();
+  EXPECT_EQ(served.number(kLibrary, kCount), 2);
+}
+
+// Copies it again and again, until nobody changes it any more.
+TEST_F(Odd, aFileThatIsChangedWhileItIsCopiedIsWaitedFor) {
+  crashWhileWriting(path);
+  std::atomic<bool> changing{true};
+  std::thread other([&] {
+    for (auto moment = fs::file_time_type::clock::now(); changing; moment += 1us)
+      fs::last_write_time(path, moment);
+  });
+  const auto stop = [&] {
+    changing = false;
+    if (other.joinable()) other.join();
+  };
+  served.onSleep = stop;
+  EXPECT_EQ(served.number(kLibrary, kCount), 2);
+  EXPECT_LE(served.slept, 2s);
+  stop();
 }
 
 TEST_F(Odd, withoutATemporaryFolderTheUserIsTold) {

@@ -36,9 +36,15 @@ LibrarySeams ServedLibrary::seams() {
   LibrarySeams answers;
   answers.defaultsTool = "/the/tool";
   answers.temporaryFolder = temporary.path().string();
-  answers.freeBytesIn = [this](const std::string&) { return freeBytes; };
+  answers.freeBytesIn = [this](const std::string&) {
+    ++timesAskedForRoom;
+    return freeBytes;
+  };
   answers.grantsLocks = [this](const std::string&) { return locksGranted; };
-  answers.sleep = [this](std::chrono::milliseconds time) { slept += time; };
+  answers.sleep = [this](std::chrono::milliseconds time) {
+    slept += time;
+    onSleep();
+  };
   return answers;
 }
 

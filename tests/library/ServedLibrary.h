@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -50,6 +51,8 @@ struct ServedLibrary {
   std::uint64_t freeBytes = std::uint64_t{1} << 40;
   bool locksGranted = true;
   std::chrono::milliseconds slept{0};
+  std::function<void()> onSleep = [] {};
+  int timesAskedForRoom = 0;
   LibraryDatabases databases;
 
  private:
