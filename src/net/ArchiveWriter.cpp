@@ -44,15 +44,14 @@ void ArchiveWriter::sealPiece() {
 }
 
 std::string_view ArchiveWriter::writtenAt(std::uint64_t offset) const noexcept {
-  const std::uint8_t* start = pieceStart_ + (offset - sealed_);
-  const std::uint8_t* end = next_;
-  if (offset < sealed_) {
-    const auto after = std::upper_bound(pieceOffsets_.begin(), pieceOffsets_.end(), offset);
-    const auto index = static_cast<std::size_t>(after - pieceOffsets_.begin() - 1);
-    start = out_.pieces_[index].data() + (offset - pieceOffsets_[index]);
-    end = out_.pieces_[index].data() + out_.pieces_[index].size();
-  }
-  return {reinterpret_cast<const char*>(start), static_cast<std::size_t>(end - start)};
+  const auto between = [](const std::uint8_t* start, const std::uint8_t* end) {
+    return std::string_view(reinterpret_cast<const char*>(start), static_cast<std::size_t>(end - start));
+  };
+  if (offset >= sealed_) return between(pieceStart_ + (offset - sealed_), next_);
+  const auto after = std::upper_bound(pieceOffsets_.begin(), pieceOffsets_.end(), offset);
+  const auto index = static_cast<std::size_t>(after - pieceOffsets_.begin() - 1);
+  const auto& piece = out_.pieces_[index];
+  return between(piece.data() + (offset - pieceOffsets_[index]), piece.data() + piece.size());
 }
 
 void ArchiveWriter::bytes(std::string_view text) {
