@@ -41,7 +41,7 @@ class ChosenAnswers final : public ScriptRunner {
     require(hasWholeTexts(source));
     switch (input != nullptr ? input->below(6) : 0) {
       case 0:
-        return ScriptOutcome::failure(-1728, input != nullptr ? input->text(input->below(20)) : "");
+        return ScriptOutcome::failed(-1728, input != nullptr ? input->text(input->below(20)) : "");
       case 1:
         return ScriptOutcome::success(Value());
       case 2:
