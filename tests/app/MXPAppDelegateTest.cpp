@@ -5,9 +5,11 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <future>
 #include <thread>
 
 #include "library/AlbumData.h"
@@ -30,6 +32,26 @@ class RecordingView : public ConsoleView {
   }
   std::size_t count(std::string_view line) const { return std::count(lines.begin(), lines.end(), line); }
   std::vector<std::string> lines;
+};
+
+// Runs what the accept thread waits for on the test's thread, as a real loop does, whenever the test lets it.
+class HoppingEventLoop final : public FakeEventLoop {
+ public:
+  bool performAndWait(Task task) override {
+    if (isCurrent()) return FakeEventLoop::performAndWait(std::move(task));
+    const auto done = std::make_shared<std::promise<bool>>();
+    std::future<bool> result = done->get_future();
+    post([done, run = std::move(task)] { done->set_value(runLogged(run)); });
+    while (result.wait_for(std::chrono::milliseconds(5)) != std::future_status::ready) {
+      if (ended_) return false;
+    }
+    return result.get();
+  }
+  // Releases the thread that waits; nothing may be run afterwards.
+  void end() { ended_ = true; }
+
+ private:
+  std::atomic<bool> ended_{false};
 };
 
 // A client that connects to a port of this machine; closed with the object.
@@ -66,6 +88,10 @@ class MXPAppDelegateTest : public ::testing::Test {
     defaults.setString("Port", "0");
     console.addView(view);
   }
+  ~MXPAppDelegateTest() override {
+    loop.end();
+    delegate.reset();
+  }
 
   MXPAppDelegate& launched() {
     MXPAppDelegate::initialize(defaults);
@@ -92,7 +118,7 @@ class MXPAppDelegateTest : public ::testing::Test {
 
   test::TestLibrary library;
   SystemLogCapture log;
-  FakeEventLoop loop;
+  HoppingEventLoop loop;
   UserDefaults defaults;
   NotificationCenter notifications;
   FakeProcessRunner processes;
@@ -186,8 +212,10 @@ TEST_F(MXPAppDelegateTest, loadsTheLibraryAfreshForEachClient) {
   const auto before = count();
   const Peer peer(delegate->server().port());
   ASSERT_TRUE(eventually("Info: Connected to Moxtel on 'localhost'"));
-  for (int i = 0; i < 500 && count() == before; ++i)
+  for (int i = 0; i < 500 && count() == before; ++i) {
+    loop.runPosted();
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
   EXPECT_EQ(count(), before + 1);
 }
 
