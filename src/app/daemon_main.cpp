@@ -13,9 +13,10 @@
 #include "platform/SystemLog.h"
 #include "platform/ThisProcess.h"
 
-int main(int argc, char** argv) {
-  using namespace moxtel;
-  prepareProcess();
+namespace moxtel {
+namespace {
+
+int serve(int argc, char** argv) {
   UserDefaults defaults(makeUserSettingsStore());
   const ProgramDescription description{
       "moxtelserverd",
@@ -66,4 +67,12 @@ int main(int argc, char** argv) {
     notifyServiceManager("READY=1");
   });
   return loop.run();
+}
+
+}  // namespace
+}  // namespace moxtel
+
+int main(int argc, char** argv) {
+  moxtel::prepareProcess();
+  return moxtel::runProgram([&] { return moxtel::serve(argc, argv); });
 }

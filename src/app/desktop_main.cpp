@@ -113,12 +113,7 @@ class Desktop final {
   CoreThread core_;
 };
 
-}  // namespace
-}  // namespace moxtel
-
-int main(int argc, char** argv) {
-  using namespace moxtel;
-  prepareProcess();
+int serve(int argc, char** argv) {
   UserDefaults defaults(makeUserSettingsStore());
   const ProgramDescription description{
       "MoxtelServer", "Serves an iPhoto or Aperture library to Moxtel clients on the network.", {}};
@@ -158,4 +153,12 @@ int main(int argc, char** argv) {
     }
   });
   return QApplication::exec();
+}
+
+}  // namespace
+}  // namespace moxtel
+
+int main(int argc, char** argv) {
+  moxtel::prepareProcess();
+  return moxtel::runProgram([&] { return moxtel::serve(argc, argv); });
 }

@@ -7,7 +7,9 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <exception>
 #include <filesystem>
+#include <iostream>
 #ifdef __APPLE__
 #include <limits.h>
 #include <mach-o/dyld.h>
@@ -28,6 +30,15 @@ void ignoreBrokenPipes() { ::signal(SIGPIPE, SIG_IGN); }
 void prepareProcess() {
   openStandardDescriptors();
   ignoreBrokenPipes();
+}
+
+int runProgram(const std::function<int()>& program) {
+  try {
+    return program();
+  } catch (const std::exception& lack) {
+    std::cerr << processName() << ": " << lack.what() << '\n';
+    return EXIT_FAILURE;
+  }
 }
 
 const std::string& processName() {

@@ -1,6 +1,7 @@
 // This process and the system it runs on.
 #pragma once
 
+#include <functional>
 #include <string>
 
 namespace moxtel {
@@ -13,6 +14,10 @@ void prepareProcess();
 // The parts of it. Only while there is one thread.
 void openStandardDescriptors();
 void ignoreBrokenPipes();
+
+// Runs a program to its end and gives its exit status. When it lacks what it cannot do without, such as
+// descriptors, threads or memory, standard error says which, and the status is 1.
+int runProgram(const std::function<int()>& program);
 
 // The program's name without its path. Any thread.
 const std::string& processName();

@@ -4,6 +4,7 @@
 
 #include <fstream>
 #include <iterator>
+#include <stdexcept>
 
 #include "platform/ChildProcess.h"
 #include "tests/TemporaryFolder.h"
@@ -33,6 +34,16 @@ TEST(ThisProcess, opensWhatIsClosedSoThatNoFileTakesItsPlace) {
   EXPECT_EQ(foundWith("<&- >&-"), "file 3, open 0 1 2");
   EXPECT_EQ(foundWith("2>&-"), "file 3, open 0 1 2");
   EXPECT_EQ(foundWith("<&- >&- 2>&-"), "file 3, open 0 1 2");
+}
+
+TEST(ThisProcess, givesAProgramsStatus) {
+  EXPECT_EQ(runProgram([] { return 7; }), 7);
+}
+
+TEST(ThisProcess, saysWhatAProgramLacks) {
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(runProgram([]() -> int { throw std::runtime_error("no 100% of it"); }), 1);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "ThisProcessTest: no 100% of it\n");
 }
 
 TEST(ThisProcess, knowsItsName) { EXPECT_EQ(processName(), "ThisProcessTest"); }
