@@ -6,7 +6,6 @@
 
 #include <cerrno>
 #include <future>
-#include <new>
 #include <system_error>
 
 #include "platform/SystemLog.h"
@@ -43,9 +42,9 @@ class AvahiLoop::PollTimer final : public Timer {
   AvahiTimeout* timeout_;
 };
 
-AvahiLoop::AvahiLoop()
-    : poll_(avahi_simple_poll_new()), wakeDescriptor_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
-  if (!poll_) throw std::bad_alloc();
+AvahiLoop::AvahiLoop() : poll_(avahi_simple_poll_new()) {
+  if (!poll_) throw std::system_error(errno, std::generic_category(), "no pipe for DNS-SD");
+  wakeDescriptor_ = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
   if (wakeDescriptor_ < 0) {
     avahi_simple_poll_free(poll_);
     throw std::system_error(errno, std::generic_category(), "eventfd");

@@ -15,7 +15,7 @@ namespace moxtel {
 
 class AvahiLoop final : public EventLoop {
  public:
-  AvahiLoop();
+  AvahiLoop();            // throws std::system_error where there is no descriptor for it
   ~AvahiLoop() override;  // after run() has returned, or if it was never called
   AvahiLoop(const AvahiLoop&) = delete;
   AvahiLoop& operator=(const AvahiLoop&) = delete;
@@ -41,7 +41,7 @@ class AvahiLoop final : public EventLoop {
   void wake() const;
 
   AvahiSimplePoll* poll_;
-  int wakeDescriptor_;
+  int wakeDescriptor_ = -1;
   AvahiWatch* wakeWatch_;
   std::atomic<std::thread::id> thread_{};
   std::atomic<bool> quit_ = false;
