@@ -4,9 +4,18 @@
 #include <avahi-core/log.h>
 #include <avahi-core/lookup.h>
 #include <avahi-core/publish.h>
+#ifdef __linux__
+#include <linux/netlink.h>
+#include <linux/rtnetlink.h>
+#include <sys/socket.h>
+#endif
+
+#include <cerrno>
+#include <system_error>
 
 #include "platform/AvahiHandles.h"
 #include "platform/AvahiLibrary.h"
+#include "platform/Pipe.h"
 #include "platform/SystemLog.h"
 
 namespace moxtel {
@@ -99,6 +108,24 @@ void logErrorsOnly(AvahiLogLevel level, const char* text) {
   if (level == AVAHI_LOG_ERROR) writeSystemLog(text);
 }
 
+// The library ends the whole program where it cannot hear of the machine's interfaces, as in a sandbox that
+// forbids it.
+bool hearsOfInterfaces([[maybe_unused]] std::string& reason) {
+#ifdef __linux__
+  const Descriptor socket(::socket(PF_NETLINK, SOCK_DGRAM | SOCK_CLOEXEC, NETLINK_ROUTE));
+  sockaddr_nl address{};
+  address.nl_family = AF_NETLINK;
+  address.nl_groups = RTMGRP_LINK | RTMGRP_IPV4_IFADDR;
+  const int yes = 1;
+  if (!socket || ::bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ||
+      ::setsockopt(socket.get(), SOL_SOCKET, SO_PASSCRED, &yes, sizeof yes) != 0) {
+    reason = "the network interfaces cannot be watched: " + std::generic_category().message(errno);
+    return false;
+  }
+#endif
+  return true;
+}
+
 class EmbeddedEngine final : public AvahiEngineOf<ServerApi> {
  public:
   EmbeddedEngine(AvahiLoop& loop, StateChanged changed) : AvahiEngineOf(loop, std::move(changed)) {}
@@ -111,7 +138,7 @@ class EmbeddedEngine final : public AvahiEngineOf<ServerApi> {
 
   bool start(std::string& reason) {
     reason = library().library.problem();
-    if (!reason.empty()) return false;
+    if (!reason.empty() || !hearsOfInterfaces(reason)) return false;
     library().setLogFunction(&logErrorsOnly);
     AvahiServerConfig config;
     library().serverConfigInit(&config);
