@@ -94,7 +94,7 @@ void ImageCommands::fullscreenImageOfPhoto(const CommandRequest& request, ReplyC
 }
 
 FileContents ImageCommands::contentsOf(const std::optional<std::string>& path) {
-  FileContents contents = readAll(files_.open(path), kLargestFile);
+  FileContents contents = readToSend(files_.open(path), kLargestFile);
   if (contents.state == FileState::TooLarge) {
     console_.showTitle(
         "Info", format("File is too large to be sent (%llu bytes): '%@'", contents.size, pathValue(path)));

@@ -18,6 +18,7 @@
 #include <variant>
 #include <vector>
 
+#include "value/Pages.h"
 #include "value/Shared.h"
 
 namespace moxtel {
@@ -26,9 +27,22 @@ class Value;
 class Array;
 class Dictionary;
 
-// An allocator that leaves bytes as they are: a buffer that a file is read into is not written twice.
+// An allocator that leaves bytes as they are: a buffer that a file is read into is not written twice. Large
+// buffers have pages of their own.
 template <class T>
 struct UninitializedAllocator : std::allocator<T> {
+  T* allocate(std::size_t count) {
+    if (count < kOwnPagesFrom / sizeof(T)) return std::allocator<T>::allocate(count);
+    if (count > SIZE_MAX / 2 / sizeof(T)) throw std::bad_array_new_length();
+    return static_cast<T*>(allocatePages(count * sizeof(T)));
+  }
+  void deallocate(T* place, std::size_t count) noexcept {
+    if (count < kOwnPagesFrom / sizeof(T)) {
+      std::allocator<T>::deallocate(place, count);
+    } else {
+      freePages(place, count * sizeof(T));
+    }
+  }
   template <class U>
   struct rebind {
     using other = UninitializedAllocator<U>;

@@ -382,6 +382,24 @@ class OddLibraries(PicturesTestCase):
         self.assertEqual(client.result("Get Version"), "1.4")
         self.expect_memory_below(size + MEMORY_ABOVE_FILE)
 
+    def test_a_movie_that_is_cut_while_it_is_sent_ends_its_connection_and_no_more(self):
+        size = 256 << 20
+        self.skip_without_memory(size + (512 << 20))
+        movie = self.large_master(size)
+        client = self.serve()
+        client.send(DATA, key=self.plain["uuid"])
+        (length,) = struct.unpack("=I", client.receive_exactly(4))
+        self.assertGreater(length, size)
+        os.truncate(movie, 1 << 20)  # nearly all of it is still to be sent
+        count = 0
+        while chunk := client.socket.recv(1 << 20):
+            count += len(chunk)
+        self.assertLess(count, length)
+        client.socket.close()
+        again = self.server.client()
+        self.assertEqual(again.result("Get Version"), "1.4")
+        self.assertEqual(len(again.result(DATA, key=self.plain["uuid"])), 1 << 20)
+
     def ends_of_stream(self, client, length):
         head, tail, place = b"", b"", memoryview(bytearray(1 << 20))
         while length:
