@@ -42,59 +42,14 @@ std::optional<BinaryPropertyList> BinaryPropertyList::open(std::span<const std::
   return list;
 }
 
-BinaryPropertyList::Object BinaryPropertyList::object(std::uint64_t number) const noexcept {
-  const std::uint8_t* place = placeOf(number);
-  if (!place) return {};
-  const std::uint8_t marker = *place++;
-  const unsigned low = marker & 15u;
-  std::uint64_t count = low;
-  switch (marker >> 4) {
-    case 0x0:
-      return simple(marker);
-    case 0x1:
-      return low > 4 ? Object{} : counted(Kind::Integer, place, 1u << low, 1);
-    case 0x2:
-      return low != 2 && low != 3 ? Object{} : counted(Kind::Real, place, 1u << low, 1);
-    case 0x3:
-      return low != 3 ? Object{} : counted(Kind::Date, place, 8, 1);
-    case 0x4:
-      return readCount(place, count) ? counted(Kind::Data, place, count, 1) : Object{};
-    case 0x5:
-      return readCount(place, count) ? counted(Kind::Ascii, place, count, 1) : Object{};
-    case 0x6:
-      return readCount(place, count) ? counted(Kind::Utf16, place, count, 2) : Object{};
-    case 0x8:
-      return low > 7 ? Object{} : counted(Kind::Uid, place, low + 1, 1);
-    case 0xA:
-      return readCount(place, count) ? counted(Kind::Array, place, count, referenceWidth_) : Object{};
-    case 0xD:
-      return readCount(place, count) ? counted(Kind::Dictionary, place, count, 2 * referenceWidth_)
-                                     : Object{};
-    default:
-      return {};
-  }
-}
-
-BinaryPropertyList::Object BinaryPropertyList::simple(std::uint8_t marker) const noexcept {
-  if (marker != 0x08 && marker != 0x09) return {};
-  return {Kind::Boolean, nullptr, static_cast<std::uint64_t>(marker - 0x08)};
-}
-
-// 15 in the marker: the count follows as an integer object.
+// A count that the marker has no room for follows as an integer object.
 bool BinaryPropertyList::readCount(const std::uint8_t*& place, std::uint64_t& count) const noexcept {
-  if (count != 15) return true;
   if (left(place) < 1 || *place >> 4 != 1 || (*place & 15) > 3) return false;
   const std::size_t width = std::size_t{1} << (*place++ & 15);
   if (left(place) < width) return false;
   count = sizedNumber(place, width);
   place += width;
   return true;
-}
-
-BinaryPropertyList::Object BinaryPropertyList::counted(Kind kind, const std::uint8_t* place,
-                                                       std::uint64_t count, std::size_t unit) const noexcept {
-  if (count > left(place) / unit) return {};
-  return {kind, place, count};
 }
 
 }  // namespace moxtel

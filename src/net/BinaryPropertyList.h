@@ -15,27 +15,12 @@
 
 namespace moxtel {
 
-// A big-endian number of 1 to 8 bytes.
+// A big-endian number of 1 to 8 bytes that stands before a property list's trailer, whose 32 bytes may be
+// read with it: one load for every width.
 inline std::uint64_t sizedNumber(const std::uint8_t* place, std::size_t width) noexcept {
-  std::uint64_t number = 0;
-  switch (width) {
-    case 1:
-      return *place;
-    case 2:
-      std::uint16_t two;
-      std::memcpy(&two, place, 2);
-      return __builtin_bswap16(two);
-    case 4:
-      std::uint32_t four;
-      std::memcpy(&four, place, 4);
-      return __builtin_bswap32(four);
-    case 8:
-      std::memcpy(&number, place, 8);
-      return __builtin_bswap64(number);
-    default:
-      for (std::size_t i = 0; i < width; ++i) number = number << 8 | place[i];
-      return number;
-  }
+  std::uint64_t eight = 0;
+  std::memcpy(&eight, place, sizeof eight);
+  return __builtin_bswap64(eight) >> (64 - 8 * width);
 }
 
 class BinaryPropertyList final {
@@ -94,9 +79,17 @@ class BinaryPropertyList final {
     const std::uint64_t end = static_cast<std::uint64_t>(objectsEnd_ - bytes_.data());
     return offset >= kMagicSize && offset < end ? bytes_.data() + offset : nullptr;
   }
-  Object simple(std::uint8_t marker) const noexcept;
+  // Objects of a fixed size, and those whose marker tells their count.
+  Object fixed(Kind kind, const std::uint8_t* place, std::size_t size) const noexcept {
+    return size <= left(place) ? Object{kind, place, size} : Object{};
+  }
+  Object counted(Kind kind, const std::uint8_t* place, unsigned low, std::size_t unit) const noexcept {
+    std::uint64_t count = low;
+    if (low == 15 && !readCount(place, count)) return {};
+    // The count first: the product of a count within the bytes cannot overflow.
+    return count <= left(place) && count * unit <= left(place) ? Object{kind, place, count} : Object{};
+  }
   bool readCount(const std::uint8_t*& place, std::uint64_t& count) const noexcept;
-  Object counted(Kind kind, const std::uint8_t* place, std::uint64_t count, std::size_t unit) const noexcept;
   std::size_t left(const std::uint8_t* place) const noexcept {
     return static_cast<std::size_t>(objectsEnd_ - place);
   }
@@ -108,5 +101,37 @@ class BinaryPropertyList final {
   std::size_t offsetWidth_ = 0;
   std::size_t referenceWidth_ = 0;
 };
+
+// Every object of every archive comes through here.
+inline BinaryPropertyList::Object BinaryPropertyList::object(std::uint64_t number) const noexcept {
+  const std::uint8_t* place = placeOf(number);
+  if (!place) return {};
+  const std::uint8_t marker = *place++;
+  const unsigned low = marker & 15u;
+  switch (marker >> 4) {
+    case 0x0:
+      return low == 8 || low == 9 ? Object{Kind::Boolean, nullptr, low - 8} : Object{};
+    case 0x1:
+      return low <= 4 ? fixed(Kind::Integer, place, std::size_t{1} << low) : Object{};
+    case 0x2:
+      return low == 2 || low == 3 ? fixed(Kind::Real, place, std::size_t{1} << low) : Object{};
+    case 0x3:
+      return low == 3 ? fixed(Kind::Date, place, 8) : Object{};
+    case 0x4:
+      return counted(Kind::Data, place, low, 1);
+    case 0x5:
+      return counted(Kind::Ascii, place, low, 1);
+    case 0x6:
+      return counted(Kind::Utf16, place, low, 2);
+    case 0x8:
+      return low <= 7 ? fixed(Kind::Uid, place, low + 1) : Object{};
+    case 0xA:
+      return counted(Kind::Array, place, low, referenceWidth_);
+    case 0xD:
+      return counted(Kind::Dictionary, place, low, 2 * referenceWidth_);
+    default:
+      return {};
+  }
+}
 
 }  // namespace moxtel

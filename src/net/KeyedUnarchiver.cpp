@@ -6,13 +6,12 @@
 // into and how deep it is nested is known before anyone walks it.
 #include <algorithm>
 #include <array>
-#include <bit>
-#include <charconv>
 #include <memory>
-#include <optional>
 
+#include "net/ArchiveNames.h"
 #include "net/BinaryPropertyList.h"
 #include "net/KeyedArchive.h"
+#include "net/PropertyListLeaves.h"
 #include "net/XmlPropertyList.h"
 #include "value/Utf.h"
 
@@ -23,87 +22,15 @@ namespace {
 using Kind = BinaryPropertyList::Kind;
 using Object = BinaryPropertyList::Object;
 
-// The classes that an archive's objects may have.
-enum class Class : std::uint8_t {
-  None,
-  String,
-  Data,
-  Date,
-  Null,
-  Array,
-  MutableArray,
-  Dictionary,
-  MutableDictionary
-};
-
-Class classNamed(std::string_view name) {
-  struct Named {
-    std::string_view name;
-    Class kind;
-  };
-  static constexpr Named kClasses[] = {{"NSMutableDictionary", Class::MutableDictionary},
-                                       {"NSMutableArray", Class::MutableArray},
-                                       {"NSDictionary", Class::Dictionary},
-                                       {"NSArray", Class::Array},
-                                       {"NSString", Class::String},
-                                       {"NSMutableString", Class::String},
-                                       {"NSData", Class::Data},
-                                       {"NSMutableData", Class::Data},
-                                       {"NSDate", Class::Date},
-                                       {"NSNull", Class::Null},
-                                       {"NSSet", Class::Array},
-                                       {"NSMutableSet", Class::MutableArray}};
-  for (const Named& known : kClasses) {
-    if (known.name == name) return known.kind;
-  }
-  return Class::None;
-}
-
-// The entries of an archived object's dictionary that matter: numbers of the property list's objects.
-struct Fields {
-  static constexpr std::uint64_t kNone = UINT64_MAX;
-  std::uint64_t classUid = kNone;
-  std::uint64_t keys = kNone;
-  std::uint64_t objects = kNone;
-  std::uint64_t string = kNone;
-  std::uint64_t bytes = kNone;
-  std::uint64_t data = kNone;
-  std::uint64_t time = kNone;
-  bool numbered = false;  // has keys like NS.object.0
-};
-
-std::uint64_t Fields::*fieldNamed(std::string_view name) {
-  struct Named {
-    std::string_view name;
-    std::uint64_t Fields::*field;
-  };
-  static constexpr Named kFields[] = {{"$class", &Fields::classUid},    {"NS.keys", &Fields::keys},
-                                      {"NS.objects", &Fields::objects}, {"NS.string", &Fields::string},
-                                      {"NS.bytes", &Fields::bytes},     {"NS.data", &Fields::data},
-                                      {"NS.time", &Fields::time}};
-  for (const Named& known : kFields) {
-    if (known.name == name) return known.field;
-  }
-  return nullptr;
-}
-
-constexpr std::string_view kNumberedObject = "NS.object.";
-constexpr std::string_view kNumberedKey = "NS.key.";
-
-// The number at the end of "NS.object.12"; nothing for another text.
-std::optional<std::uint64_t> numberAfter(std::string_view prefix, std::string_view text) {
-  if (!text.starts_with(prefix) || text.size() == prefix.size()) return std::nullopt;
-  std::uint64_t number = 0;
-  const char* end = text.data() + text.size();
-  const auto [stop, error] = std::from_chars(text.data() + prefix.size(), end, number);
-  return error == std::errc() && stop == end ? std::optional(number) : std::nullopt;
-}
+using Fields = ArchiveFields;
+using Class = ArchiveClass;
 
 // The keys of a dictionary. Dictionaries of one kind have lists of the same bytes, and share what they mean.
-struct KeyList {
+struct Keys {
   std::string_view bytes;  // the references as they stand; empty: known to nobody else
-  std::vector<Text> texts;
-  bool distinct = false;
+  std::size_t count = 0;
+  Shared<KeyList> list;     // when no key stands there twice
+  std::vector<Text> texts;  // else
 };
 
 // Which of an archived object's entries is which field: the same for all objects whose keys are the same
@@ -114,6 +41,13 @@ struct FieldLayout {
   std::array<std::uint64_t Fields::*, kMost> fields{};
   bool numbered = false;
 };
+
+Value dictionaryOf(const Keys& keys, std::vector<Value> values, Mutability mutability) {
+  if (keys.list) return Dictionary(keys.list, std::move(values), mutability);
+  Dictionary entries(mutability);
+  for (std::size_t i = 0; i < values.size(); ++i) entries.set(keys.texts[i], std::move(values[i]));
+  return entries;
+}
 
 class Decoder final {
  public:
@@ -131,8 +65,10 @@ class Decoder final {
     std::uint64_t unfolds = 1;
     std::size_t height = 0;
   };
-  // A stretch of uids_, which grows and shrinks as a stack: no memory is asked for each collection.
+  // The UIDs that a collection names: references in the property list or, of old forms, a stretch of uids_,
+  // which grows and shrinks as a stack.
   struct Uids {
+    const std::uint8_t* references = nullptr;
     std::size_t first = 0;
     std::size_t count = 0;
   };
@@ -141,6 +77,8 @@ class Decoder final {
     if (!reason_) reason_ = reason;
     return false;
   }
+  // Whether a reader gave no reason against.
+  bool fine(const char* reason) { return !reason || fail(reason); }
   bool spend(std::uint64_t count) {
     if (count > budget_) return fail("the archive's objects lie over one another");
     budget_ -= count;
@@ -149,15 +87,14 @@ class Decoder final {
 
   bool openFrame(std::uint64_t& rootUid);
   bool uid(std::uint64_t number, std::uint64_t& out);
+  bool uidAt(const Uids& uids, std::size_t index, std::uint64_t& out);
   bool objectNumber(std::uint64_t uid, std::uint64_t& number);
   bool value(std::uint64_t uid, std::size_t depth, Measure& parent, Value& out);
   bool recall(std::uint32_t slot, std::size_t depth, Measure& parent, Value& out);
   bool plain(const Object& object, Value& out);
-  bool integer(const Object& object, Value& out);
-  bool number(const Object& object, double& out);
+  bool seconds(const Object& object, double& out);
   bool leaf(std::uint64_t number, const Object& object, Value& out);
   bool text(const Object& object, Value& out);
-  bool utf16(const Object& object, std::string& out);
   bool inlined(std::uint64_t number, Value& out);
 
   bool archived(std::uint64_t number, const Object& object, std::size_t depth, Measure& parent, Value& out);
@@ -171,7 +108,8 @@ class Decoder final {
             static_cast<std::size_t>(count) * list_.referenceWidth()};
   }
   bool rawText(std::uint64_t number, std::string_view& out);
-  bool classOf(std::uint64_t number, Class& out);
+  bool classOf(std::uint64_t uidNumber, Class& out);
+  bool classAt(std::uint64_t number, Class& out);
   bool readClass(const Object& object, Class& out);
   bool hintedClass(std::uint64_t hints, Class& out);
   bool stringObject(const Fields& fields, Value& out);
@@ -180,11 +118,9 @@ class Decoder final {
   bool readUids(std::uint64_t number, Uids& out);
   bool numberedUids(const Object& object, std::string_view prefix, Uids& out);
   bool uidsOf(std::uint64_t number, const Object& object, std::string_view prefix, bool numbered, Uids& out);
-  bool array(const Uids& uids, Mutability mutability, std::size_t depth, Measure& own, Value& out);
-  bool dictionary(KeyList& keys, const Uids& objects, Mutability mutability, std::size_t depth, Measure& own,
-                  Value& out);
-  bool keysOf(const Fields& fields, const Object& object, std::size_t depth, std::shared_ptr<KeyList>& out);
-  bool readKeys(const Fields& fields, const Object& object, std::size_t depth, std::shared_ptr<KeyList>& out);
+  bool values(const Uids& uids, std::size_t depth, Measure& own, std::vector<Value>& out);
+  bool keysOf(const Fields& fields, const Object& object, std::size_t depth, std::shared_ptr<Keys>& out);
+  bool readKeys(const Fields& fields, const Object& object, std::size_t depth, std::shared_ptr<Keys>& out);
 
   const BinaryPropertyList& list_;
   const ArchiveLimits& limits_;
@@ -196,8 +132,10 @@ class Decoder final {
   std::vector<std::uint64_t> uids_;
   std::vector<Value> leaves_;
   std::vector<Collection> collections_;
-  std::array<std::shared_ptr<KeyList>, 16> keyLists_;  // by what their references begin with
+  std::array<std::shared_ptr<Keys>, 16> keyLists_;  // by what their references begin with
   FieldLayout layout_;
+  std::uint64_t lastClassUid_ = Fields::kNone;  // number in the property list
+  Class lastClass_ = Class::None;
 };
 
 constexpr std::uint32_t kUntouched = 0;
@@ -256,6 +194,12 @@ bool Decoder::uid(std::uint64_t number, std::uint64_t& out) {
   return list_.uid(number, out) || fail("something else stands where a UID belongs");
 }
 
+bool Decoder::uidAt(const Uids& uids, std::size_t index, std::uint64_t& out) {
+  if (uids.references) return uid(list_.reference(uids.references, index), out);
+  out = uids_[uids.first + index];
+  return true;
+}
+
 bool Decoder::objectNumber(std::uint64_t uid, std::uint64_t& number) {
   if (uid >= objects_.count) return fail("a UID lies past the end of $objects");
   number = list_.reference(objects_.payload, uid);
@@ -277,14 +221,14 @@ bool Decoder::recall(std::uint32_t slot, std::size_t depth, Measure& parent, Val
   if (slot == kInProgress) return fail("an object contains itself");
   if (slot < kFirstStored) return fail("a class stands where a value belongs");
   if ((slot & kCollectionBit) == 0) {
-    out = leaves_[slot - kFirstStored];
+    out = leaves_[slot - kFirstStored].unpublishedCopy();
     return true;
   }
   const Collection& known = collections_[(slot & ~kCollectionBit) - kFirstStored];
   if (depth + known.height > limits_.depth) return fail("collections are nested too deep");
   parent.unfolds += known.unfolds - 1;
   parent.height = std::max(parent.height, known.height);
-  out = known.value;
+  out = known.value.unpublishedCopy();
   return true;
 }
 
@@ -301,90 +245,44 @@ bool Decoder::leaf(std::uint64_t number, const Object& object, Value& out) {
     return false;
   }
   slot = static_cast<std::uint32_t>(leaves_.size()) + kFirstStored;
-  leaves_.push_back(out);
+  leaves_.push_back(out.unpublishedCopy());
   return true;
 }
 
 bool Decoder::plain(const Object& object, Value& out) {
-  double real = 0;
   switch (object.kind) {
     case Kind::Boolean:
       out = object.count != 0;
       return true;
     case Kind::Integer:
-      return integer(object, out);
+      return fine(readInteger(object, out));
     case Kind::Real:
-      if (!number(object, real)) return false;
-      out = real;
+      out = realOf(object);
       return true;
     case Kind::Date:
-      out = Date{std::bit_cast<double>(sizedNumber(object.payload, 8))};
+      out = Date{realOf(object)};
       return true;
     default:
       return fail("an object cannot be read");
   }
 }
 
-// 1, 2 and 4 bytes are unsigned, 8 are signed; 16 are signed and must fit into 64 bits, signed or not.
-bool Decoder::integer(const Object& object, Value& out) {
-  if (object.count < 16) {
-    out = static_cast<std::int64_t>(sizedNumber(object.payload, static_cast<std::size_t>(object.count)));
-    return true;
-  }
-  const std::uint64_t high = sizedNumber(object.payload, 8);
-  const std::uint64_t low = sizedNumber(object.payload + 8, 8);
-  if (high == 0) {
-    out = low;
-  } else if (high == UINT64_MAX && low >> 63 != 0) {
-    out = static_cast<std::int64_t>(low);
-  } else {
-    return fail("an integer has more than 64 bits");
-  }
-  return true;
-}
-
-bool Decoder::number(const Object& object, double& out) {
+// Of a date object: any number.
+bool Decoder::seconds(const Object& object, double& out) {
   if (object.kind == Kind::Real) {
-    const std::uint64_t bits = sizedNumber(object.payload, static_cast<std::size_t>(object.count));
-    out = object.count == 8 ? std::bit_cast<double>(bits)
-                            : static_cast<double>(std::bit_cast<float>(static_cast<std::uint32_t>(bits)));
+    out = realOf(object);
     return true;
   }
   Value value;
-  if (object.kind != Kind::Integer || !integer(object, value)) return fail("a date has no time");
+  if (object.kind != Kind::Integer) return fail("a date has no time");
+  if (!fine(readInteger(object, value))) return false;
   out = value.doubleValue();
   return true;
 }
 
 bool Decoder::text(const Object& object, Value& out) {
   if (object.kind != Kind::Ascii && object.kind != Kind::Utf16) return fail("an object cannot be read");
-  if (!spend(object.count)) return false;
-  if (object.kind == Kind::Ascii) {
-    const std::string_view ascii(reinterpret_cast<const char*>(object.payload),
-                                 static_cast<std::size_t>(object.count));
-    if (!isAscii(ascii)) return fail("a text marked as ASCII is none");
-    out = ascii;
-    return true;
-  }
-  std::string utf8;
-  if (!utf16(object, utf8)) return false;
-  out = utf8;
-  return true;
-}
-
-bool Decoder::utf16(const Object& object, std::string& out) {
-  out.reserve(static_cast<std::size_t>(object.count));
-  for (std::uint64_t i = 0; i < object.count; ++i) {
-    auto unit = static_cast<char32_t>(sizedNumber(object.payload + 2 * i, 2));
-    if (unit >= 0xD800 && unit < 0xE000) {
-      if (unit >= 0xDC00 || ++i == object.count) return fail("a text is no valid UTF-16");
-      const auto low = static_cast<char32_t>(sizedNumber(object.payload + 2 * i, 2));
-      if (low < 0xDC00 || low > 0xDFFF) return fail("a text is no valid UTF-16");
-      unit = 0x10000 + ((unit - 0xD800) << 10) + (low - 0xDC00);
-    }
-    appendUtf8(out, unit);
-  }
-  return true;
+  return spend(object.count) && fine(readText(object, out));
 }
 
 // A text or data that stands in an object's own dictionary, or that a UID there names.
@@ -408,10 +306,7 @@ bool Decoder::archived(std::uint64_t number, const Object& object, std::size_t d
   Class kind = Class::None;
   if (!readFields(object, fields)) return false;
   if (fields.classUid == Fields::kNone) return fail("an object has no class");
-  std::uint64_t classUid = 0;
-  std::uint64_t classNumber = 0;
-  if (!uid(fields.classUid, classUid) || !objectNumber(classUid, classNumber)) return false;
-  if (!classOf(classNumber, kind)) return false;
+  if (!classOf(fields.classUid, kind)) return false;
   if (kind >= Class::Array) {
     if (depth >= limits_.depth) return fail("collections are nested too deep");
     Measure own;
@@ -422,7 +317,7 @@ bool Decoder::archived(std::uint64_t number, const Object& object, std::size_t d
     parent.unfolds += own.unfolds - 1;
     parent.height = std::max(parent.height, own.height);
     slots_[place] = (static_cast<std::uint32_t>(collections_.size()) + kFirstStored) | kCollectionBit;
-    collections_.push_back({out, own.unfolds, own.height});
+    collections_.push_back({out.unpublishedCopy(), own.unfolds, own.height});
     return parent.unfolds <= limits_.values || fail("the archive unfolds into too many values");
   }
   const bool read = kind == Class::String ? stringObject(fields, out)
@@ -431,7 +326,7 @@ bool Decoder::archived(std::uint64_t number, const Object& object, std::size_t d
                                           : true;
   if (!read) return false;
   slots_[place] = static_cast<std::uint32_t>(leaves_.size()) + kFirstStored;
-  leaves_.push_back(out);
+  leaves_.push_back(out.unpublishedCopy());
   return true;
 }
 
@@ -441,11 +336,18 @@ bool Decoder::collection(Class kind, const Object& object, const Fields& fields,
   const Mutability mutability = isMutable ? Mutability::Mutable : Mutability::Immutable;
   Uids objects;
   if (!uidsOf(fields.objects, object, kNumberedObject, fields.numbered, objects)) return false;
-  if (kind == Class::Array || kind == Class::MutableArray) return array(objects, mutability, depth, own, out);
-  std::shared_ptr<KeyList> keys;
+  std::vector<Value> items;
+  if (kind == Class::Array || kind == Class::MutableArray) {
+    if (!values(objects, depth, own, items)) return false;
+    out = Array(std::move(items), mutability);
+    return true;
+  }
+  std::shared_ptr<Keys> keys;
   if (!keysOf(fields, object, depth, keys)) return false;
-  if (keys->texts.size() != objects.count) return fail("a dictionary's keys and objects differ in number");
-  return dictionary(*keys, objects, mutability, depth, own, out);
+  if (keys->count != objects.count) return fail("a dictionary's keys and objects differ in number");
+  if (!values(objects, depth, own, items)) return false;
+  out = dictionaryOf(*keys, std::move(items), mutability);
+  return true;
 }
 
 bool Decoder::readFields(const Object& object, Fields& fields) {
@@ -478,7 +380,7 @@ bool Decoder::readManyFields(const Object& object, Fields& fields) {
 bool Decoder::readField(std::uint64_t key, std::uint64_t Fields::*& field, bool& numbered) {
   std::string_view name;
   if (!rawText(key, name)) return false;
-  field = fieldNamed(name);
+  field = archiveFieldNamed(name);
   numbered = numbered || name.starts_with(kNumberedObject) || name.starts_with(kNumberedKey);
   return true;
 }
@@ -492,7 +394,20 @@ bool Decoder::rawText(std::uint64_t number, std::string_view& out) {
   return true;
 }
 
-bool Decoder::classOf(std::uint64_t number, Class& out) {
+// The class that a UID object names, which nearly always is the one before.
+bool Decoder::classOf(std::uint64_t uidNumber, Class& out) {
+  if (uidNumber != lastClassUid_) {
+    std::uint64_t classUid = 0;
+    std::uint64_t number = 0;
+    if (!uid(uidNumber, classUid) || !objectNumber(classUid, number)) return false;
+    if (!classAt(number, lastClass_)) return false;
+    lastClassUid_ = uidNumber;
+  }
+  out = lastClass_;
+  return true;
+}
+
+bool Decoder::classAt(std::uint64_t number, Class& out) {
   if (number >= slots_.size()) return fail("a class cannot be read");
   std::uint32_t& slot = slots_[static_cast<std::size_t>(number)];
   if (slot >= kFirstStored || slot == kInProgress) return fail("a value stands where a class belongs");
@@ -517,7 +432,7 @@ bool Decoder::readClass(const Object& object, Class& out) {
     if (key == "$classhints") hints = value;
   }
   if (name.empty()) return fail("a class has no name");
-  out = classNamed(name);
+  out = archiveClassNamed(name);
   if (out == Class::None && hints != Fields::kNone && !hintedClass(hints, out)) return false;
   return out != Class::None || fail("an object's class is unknown");
 }
@@ -529,7 +444,7 @@ bool Decoder::hintedClass(std::uint64_t hints, Class& out) {
   for (std::uint64_t i = 0; i < names.count && out == Class::None; ++i) {
     std::string_view name;
     if (!rawText(list_.reference(names.payload, i), name)) return false;
-    out = classNamed(name);
+    out = archiveClassNamed(name);
   }
   return true;
 }
@@ -562,7 +477,7 @@ bool Decoder::dataObject(const Fields& fields, Value& out) {
 
 bool Decoder::dateObject(const Fields& fields, Value& out) {
   double seconds = 0;
-  if (!number(list_.object(fields.time), seconds)) return false;
+  if (!this->seconds(list_.object(fields.time), seconds)) return false;
   out = Date{seconds};
   return true;
 }
@@ -577,11 +492,7 @@ bool Decoder::readUids(std::uint64_t number, Uids& out) {
   const Object uids = list_.object(number);
   if (uids.kind != Kind::Array) return fail("a collection's contents are no list");
   if (!spend(uids.count)) return false;
-  out = {uids_.size(), static_cast<std::size_t>(uids.count)};
-  uids_.resize(out.first + out.count);
-  for (std::size_t i = 0; i < out.count; ++i) {
-    if (!uid(list_.reference(uids.payload, i), uids_[out.first + i])) return false;
-  }
+  out = {.references = uids.payload, .count = static_cast<std::size_t>(uids.count)};
   return true;
 }
 
@@ -613,39 +524,21 @@ bool Decoder::numberedUids(const Object& object, std::string_view prefix, Uids& 
   return true;
 }
 
-bool Decoder::array(const Uids& uids, Mutability mutability, std::size_t depth, Measure& own, Value& out) {
-  std::vector<Value> items(uids.count);
+// The objects that the UIDs name, for a collection that measures its contents.
+bool Decoder::values(const Uids& uids, std::size_t depth, Measure& own, std::vector<Value>& out) {
+  out.resize(uids.count);
   for (std::size_t i = 0; i < uids.count; ++i) {
-    if (!value(uids_[uids.first + i], depth, own, items[i])) return false;
+    std::uint64_t named = 0;
+    if (!uidAt(uids, i, named) || !value(named, depth, own, out[i])) return false;
   }
-  out = Array(std::move(items), mutability);
-  return true;
-}
-
-bool Decoder::dictionary(KeyList& keys, const Uids& objects, Mutability mutability, std::size_t depth,
-                         Measure& own, Value& out) {
-  Dictionary entries(mutability);
-  entries.reserve(objects.count);
-  for (std::size_t i = 0; i < objects.count; ++i) {
-    if (keys.distinct) {
-      if (!value(uids_[objects.first + i], depth, own, entries.append(keys.texts[i]))) return false;
-      continue;
-    }
-    Value item;
-    if (!value(uids_[objects.first + i], depth, own, item)) return false;
-    entries.set(keys.texts[i], std::move(item));
-  }
-  keys.distinct = entries.size() == objects.count;
-  out = std::move(entries);
   return true;
 }
 
 bool Decoder::keysOf(const Fields& fields, const Object& object, std::size_t depth,
-                     std::shared_ptr<KeyList>& out) {
+                     std::shared_ptr<Keys>& out) {
   const Object list = fields.keys == Fields::kNone ? Object{} : list_.object(fields.keys);
   if (list.kind != Kind::Array || list.count == 0) return readKeys(fields, object, depth, out);
-  std::shared_ptr<KeyList>& kept =
-      keyLists_[(list_.reference(list.payload, 0) + list.count) % keyLists_.size()];
+  std::shared_ptr<Keys>& kept = keyLists_[(list_.reference(list.payload, 0) + list.count) % keyLists_.size()];
   const std::string_view bytes = referencesOf(list, list.count);
   if (kept && kept->bytes == bytes) {
     out = kept;
@@ -658,17 +551,26 @@ bool Decoder::keysOf(const Fields& fields, const Object& object, std::size_t dep
 }
 
 bool Decoder::readKeys(const Fields& fields, const Object& object, std::size_t depth,
-                       std::shared_ptr<KeyList>& out) {
+                       std::shared_ptr<Keys>& out) {
   Uids uids;
   if (!uidsOf(fields.keys, object, kNumberedKey, fields.numbered, uids)) return false;
-  out = std::make_shared<KeyList>();
+  out = std::make_shared<Keys>();
+  out->count = uids.count;
   out->texts.reserve(uids.count);
+  KeyList list;
+  list.reserve(uids.count);
   Measure none;
   for (std::size_t i = 0; i < uids.count; ++i) {
+    std::uint64_t named = 0;
     Value key;
-    if (!value(uids_[uids.first + i], depth, none, key)) return false;
+    if (!uidAt(uids, i, named) || !value(named, depth, none, key)) return false;
     if (!key.isString()) return fail("a dictionary's key is no text");
     out->texts.push_back(key.text());
+    if (list.position(key.string()) == list.size()) list.append(key.text());
+  }
+  if (list.size() == uids.count) {
+    out->texts = {};
+    out->list.reset(std::move(list));
   }
   return true;
 }

@@ -37,7 +37,7 @@ bool isEqualArray(const Array& a, const Array& b) {
 
 bool isEqualDictionary(const Dictionary& a, const Dictionary& b) {
   if (a.size() != b.size()) return false;
-  return std::all_of(a.begin(), a.end(), [&](const Dictionary::Entry& entry) {
+  return std::all_of(a.begin(), a.end(), [&](const auto& entry) {
     const Value* other = b.find(entry.key);
     return other && isEqual(entry.value, *other);
   });

@@ -1,8 +1,9 @@
 // Reference-counted storage for Value: immutable text, and a copy-on-write box for everything larger than a
 // word.
 //
-// Both are values: copies share storage, no copy sees another's changes. Counts are atomic, so copies may be
-// used and destroyed on different threads; one object, as any value, is used by one thread at a time.
+// What refers to it is a value: copies share storage, no copy sees another's changes. Counts are atomic, so
+// copies may be used and destroyed on different threads; one object, as any value, is used by one thread at a
+// time.
 #pragma once
 
 #include <atomic>
@@ -15,6 +16,34 @@
 
 namespace moxtel {
 
+class Value;
+
+// What all storage begins with: the number of its holders.
+class Counted {
+ public:
+  void hold() noexcept { references_.fetch_add(1, std::memory_order_relaxed); }
+  // The same without a locked instruction, while no other thread can reach any of the holders.
+  void holdUnpublished() noexcept {
+    references_.store(references_.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+  }
+  // Whether that was the last holder, who must now free the storage. A single holder need not lock anything:
+  // nobody else is there to come by another hold.
+  [[nodiscard]] bool release() noexcept {
+    return isSole() || references_.fetch_sub(1, std::memory_order_acq_rel) == 1;
+  }
+  bool isSole() const noexcept { return references_.load(std::memory_order_acquire) == 1; }
+
+ private:
+  std::atomic<std::uint32_t> references_{1};
+};
+
+// A T that holders share until one of them writes.
+template <class T>
+struct Box final : Counted {
+  explicit Box(T v) : value(std::move(v)) {}
+  T value;
+};
+
 // Immutable UTF-8 text in one allocation. 8 bytes wide, so that a dictionary key costs a pointer.
 // At most 2^32 - 1 bytes; longer input is cut there.
 class Text final {
@@ -24,18 +53,16 @@ class Text final {
   Text(const char* text) : Text(std::string_view(text)) {}  // NOLINT
   Text(const std::string& text) : Text(std::string_view(text)) {}  // NOLINT
   Text(const Text& other) noexcept : rep_(other.rep_) {
-    if (rep_) rep_->references.fetch_add(1, std::memory_order_relaxed);
+    if (rep_) rep_->hold();
   }
   Text(Text&& other) noexcept : rep_(std::exchange(other.rep_, nullptr)) {}
   Text& operator=(Text other) noexcept {
     std::swap(rep_, other.rep_);
     return *this;
   }
-  ~Text() { release(); }
+  ~Text() { release(rep_); }
 
-  std::string_view view() const noexcept {
-    return rep_ ? std::string_view(reinterpret_cast<const char*>(rep_ + 1), rep_->size) : std::string_view();
-  }
+  std::string_view view() const noexcept { return viewOf(rep_); }
   operator std::string_view() const noexcept { return view(); }  // NOLINT
   std::string str() const { return std::string(view()); }
   bool empty() const noexcept { return !rep_; }
@@ -44,7 +71,12 @@ class Text final {
   // The storage's address: equal for copies of one text, so that a writer need not hash a shared key again.
   const void* identity() const noexcept { return rep_; }
   // Whether another copy holds the storage.
-  bool isShared() const noexcept { return rep_ && rep_->references.load(std::memory_order_relaxed) != 1; }
+  bool isShared() const noexcept { return rep_ && !rep_->isSole(); }
+  // A cheaper copy, while no other thread can reach any copy of this text.
+  Text unpublishedCopy() const noexcept {
+    if (rep_) rep_->holdUnpublished();
+    return Text(rep_);
+  }
 
   friend bool operator==(const Text& a, const Text& b) noexcept {
     return a.rep_ == b.rep_ || a.view() == b.view();
@@ -54,35 +86,42 @@ class Text final {
   friend bool operator==(const Text& a, const char* b) noexcept { return a.view() == b; }
 
  private:
-  struct Rep {
-    std::atomic<std::uint32_t> references;
+  friend class Value;
+  struct Rep : Counted {
+    explicit Rep(std::uint32_t count) noexcept : size(count) {}
     std::uint32_t size;
   };
+  // Takes over one hold.
+  explicit Text(Rep* rep) noexcept : rep_(rep) {}
 
   static Rep* make(std::string_view text) {
     if (text.empty()) return nullptr;
     const auto size = static_cast<std::uint32_t>(text.size() > UINT32_MAX ? UINT32_MAX : text.size());
-    Rep* rep = new (::operator new(sizeof(Rep) + size)) Rep{{1}, size};
+    Rep* rep = new (::operator new(sizeof(Rep) + size)) Rep(size);
     std::memcpy(reinterpret_cast<char*>(rep + 1), text.data(), size);
     return rep;
   }
-  void release() noexcept {
-    if (rep_ && rep_->references.fetch_sub(1, std::memory_order_acq_rel) == 1) {
-      rep_->~Rep();
-      ::operator delete(rep_);
-    }
+  static std::string_view viewOf(const Rep* rep) noexcept {
+    return rep ? std::string_view(reinterpret_cast<const char*>(rep + 1), rep->size) : std::string_view();
+  }
+  static void release(Rep* rep) noexcept {
+    if (rep && rep->release()) destroy(rep);
+  }
+  static void destroy(Rep* rep) noexcept {
+    rep->~Rep();
+    ::operator delete(rep);
   }
 
   Rep* rep_ = nullptr;
 };
 
-// A T that copies share until one of them writes.
+// A box that copies share until one of them writes; there is none before the first write.
 template <class T>
 class Shared final {
  public:
-  explicit Shared(T value) : box_(new Box(std::move(value))) {}
+  Shared() noexcept = default;
   Shared(const Shared& other) noexcept : box_(other.box_) {
-    if (box_) box_->references.fetch_add(1, std::memory_order_relaxed);
+    if (box_) box_->hold();
   }
   Shared(Shared&& other) noexcept : box_(std::exchange(other.box_, nullptr)) {}
   Shared& operator=(Shared other) noexcept {
@@ -90,25 +129,26 @@ class Shared final {
     return *this;
   }
   ~Shared() {
-    if (box_ && box_->references.fetch_sub(1, std::memory_order_acq_rel) == 1) delete box_;
+    if (box_ && box_->release()) delete box_;
   }
-
-  const T& get() const noexcept { return box_->value; }
-  // The value to write to: this holder's own from here on.
-  T& edit() {
-    if (box_->references.load(std::memory_order_acquire) != 1) *this = Shared(box_->value);
-    return box_->value;
-  }
+  explicit operator bool() const noexcept { return box_ != nullptr; }
+  const T& operator*() const noexcept { return box_->value; }
+  const T* operator->() const noexcept { return &box_->value; }
+  // Whether this holder may write without a copy.
+  bool isSole() const noexcept { return box_ && box_->isSole(); }
+  // The T to write to, which must be this holder's own: see isSole.
+  T& own() noexcept { return box_->value; }
+  void reset(T value) { *this = Shared(new Box<T>(std::move(value))); }
   const void* identity() const noexcept { return box_; }
-  bool isShared() const noexcept { return box_->references.load(std::memory_order_relaxed) != 1; }
+  Shared unpublishedCopy() const noexcept {
+    if (box_) box_->holdUnpublished();
+    return Shared(box_);
+  }
 
  private:
-  struct Box {
-    explicit Box(T v) : value(std::move(v)) {}
-    std::atomic<std::uint32_t> references{1};
-    T value;
-  };
-  Box* box_;
+  // Takes over one hold.
+  explicit Shared(Box<T>* box) noexcept : box_(box) {}
+  Box<T>* box_ = nullptr;
 };
 
 }  // namespace moxtel

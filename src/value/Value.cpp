@@ -1,5 +1,7 @@
 #include "value/Value.h"
 
+#include <algorithm>
+
 #include "value/Numbers.h"
 
 namespace moxtel {
@@ -8,129 +10,136 @@ namespace {
 
 const Value kNil;
 
-template <class... Ts>
-struct Overloaded : Ts... {
-  using Ts::operator()...;
-};
-template <class... Ts>
-Overloaded(Ts...) -> Overloaded<Ts...>;
-
 }  // namespace
 
-Value::Value(Bytes v) : store_(Shared<Bytes>(std::move(v))) {}
-Value::Value(Array v) : store_(Shared<Array>(std::move(v))) {}
-Value::Value(Dictionary v) : store_(Shared<Dictionary>(std::move(v))) {}
+template <class T>
+Value Value::boxed(Held held, T value) {
+  return {held, Content{.storage = new Box<T>(std::move(value))}};
+}
+
+Value::Value(Bytes v) : Value(boxed(Held::Data, std::move(v))) {}
+Value::Value(Array v) : Value(boxed(Held::Array, std::move(v))) {}
+Value::Value(Dictionary v) : Value(boxed(Held::Dictionary, std::move(v))) {}
+
+void Value::destroy() noexcept {
+  switch (held_) {
+    case Held::String:
+      return Text::destroy(static_cast<Text::Rep*>(content_.storage));
+    case Held::Data:
+      delete box<Bytes>();
+      return;
+    case Held::Array:
+      delete box<Array>();
+      return;
+    case Held::Dictionary:
+      delete box<Dictionary>();
+      return;
+    default:
+      return;
+  }
+}
 
 Value::Type Value::type() const noexcept {
-  static constexpr Type kTypes[] = {Type::Nil,   Type::Boolean,   Type::Integer, Type::Integer,
-                                    Type::Real,  Type::String,    Type::Data,    Type::Date,
-                                    Type::Array, Type::Dictionary};
-  return kTypes[store_.index()];
+  static constexpr Type kTypes[] = {Type::Nil,  Type::Boolean, Type::Integer,   Type::Integer,
+                                    Type::Real, Type::Date,    Type::String,    Type::String,
+                                    Type::Data, Type::Array,   Type::Dictionary};
+  return kTypes[static_cast<std::size_t>(held_)];
 }
 
-bool Value::isNumber() const noexcept {
-  const Type t = type();
-  return t == Type::Boolean || t == Type::Integer || t == Type::Real;
-}
+bool Value::isNumber() const noexcept { return held_ >= Held::Boolean && held_ <= Held::Real; }
 
 std::string_view Value::string() const noexcept {
-  const Text* text = std::get_if<Text>(&store_);
-  return text ? text->view() : std::string_view();
+  return held_ == Held::String ? Text::viewOf(static_cast<const Text::Rep*>(content_.storage))
+                               : std::string_view();
 }
 
 Text Value::text() const noexcept {
-  const Text* text = std::get_if<Text>(&store_);
-  return text ? *text : Text();
+  if (held_ != Held::String) return {};
+  content_.storage->hold();
+  return Text(static_cast<Text::Rep*>(content_.storage));
 }
 
 const Bytes& Value::data() const noexcept {
   static const Bytes kNone;
-  const auto* held = std::get_if<Shared<Bytes>>(&store_);
-  return held ? held->get() : kNone;
+  return isData() ? box<Bytes>()->value : kNone;
 }
 
 const Array& Value::array() const noexcept {
   static const Array kNone;
-  const auto* held = std::get_if<Shared<Array>>(&store_);
-  return held ? held->get() : kNone;
+  return isArray() ? box<Array>()->value : kNone;
 }
 
 const Dictionary& Value::dictionary() const noexcept {
   static const Dictionary kNone;
-  const auto* held = std::get_if<Shared<Dictionary>>(&store_);
-  return held ? held->get() : kNone;
+  return isDictionary() ? box<Dictionary>()->value : kNone;
 }
 
 Date Value::date() const noexcept {
-  const auto* held = std::get_if<moxtel::Date>(&store_);
-  return held ? *held : moxtel::Date{};
+  return held_ == Held::Date ? moxtel::Date{content_.real} : moxtel::Date{};
 }
 
-Array& Value::editArray() {
-  if (!isArray()) store_ = Shared<Array>(Array(Mutability::Mutable));
-  return std::get<Shared<Array>>(store_).edit();
+// The collection to write to: this holder's own from here on.
+template <class T>
+T& Value::edit(Held held) {
+  if (held_ != held) {
+    *this = T(Mutability::Mutable);
+  } else if (!content_.storage->isSole()) {
+    *this = T(box<T>()->value);
+  }
+  return box<T>()->value;
 }
 
-Dictionary& Value::editDictionary() {
-  if (!isDictionary()) store_ = Shared<Dictionary>(Dictionary(Mutability::Mutable));
-  return std::get<Shared<Dictionary>>(store_).edit();
-}
+Array& Value::editArray() { return edit<Array>(Held::Array); }
+Dictionary& Value::editDictionary() { return edit<Dictionary>(Held::Dictionary); }
 
 std::int32_t Value::intValue() const noexcept {
-  if (const Text* text = std::get_if<Text>(&store_)) return intValueOf(*text);
+  if (isString()) return intValueOf(string());
   return saturatedInt32(integerValue());
 }
 
 std::int64_t Value::integerValue() const noexcept {
-  return std::visit(Overloaded{[](bool v) -> std::int64_t { return v ? 1 : 0; },
-                               [](std::int64_t v) -> std::int64_t { return v; },
-                               [](std::uint64_t) -> std::int64_t { return INT64_MAX; },
-                               [](double v) -> std::int64_t { return saturatedInteger(v); },
-                               [](const Text& v) -> std::int64_t { return integerValueOf(v); },
-                               [](const auto&) -> std::int64_t { return 0; }},
-                    store_);
+  switch (held_) {
+    case Held::Boolean:
+    case Held::Integer:
+      return content_.integer;
+    case Held::BeyondSigned:
+      return INT64_MAX;
+    case Held::Real:
+      return saturatedInteger(content_.real);
+    case Held::String:
+      return integerValueOf(string());
+    default:
+      return 0;
+  }
 }
 
 std::uint64_t Value::unsignedValue() const noexcept {
-  if (const auto* v = std::get_if<std::uint64_t>(&store_)) return *v;
-  return static_cast<std::uint64_t>(integerValue());
+  return static_cast<std::uint64_t>(isBeyondSigned() ? content_.integer : integerValue());
 }
 
 double Value::doubleValue() const noexcept {
-  return std::visit(Overloaded{[](bool v) -> double { return v ? 1 : 0; },
-                               [](std::int64_t v) -> double { return static_cast<double>(v); },
-                               [](std::uint64_t v) -> double { return static_cast<double>(v); },
-                               [](double v) -> double { return v; },
-                               [](const Text& v) -> double { return doubleValueOf(v); },
-                               [](const auto&) -> double { return 0; }},
-                    store_);
+  switch (held_) {
+    case Held::Boolean:
+    case Held::Integer:
+      return static_cast<double>(content_.integer);
+    case Held::BeyondSigned:
+      return static_cast<double>(unsignedValue());
+    case Held::Real:
+      return content_.real;
+    case Held::String:
+      return doubleValueOf(string());
+    default:
+      return 0;
+  }
 }
 
 bool Value::boolValue() const noexcept {
-  if (const Text* text = std::get_if<Text>(&store_)) return boolValueOf(*text);
-  if (const double* real = std::get_if<double>(&store_)) return *real != 0;
+  if (isString()) return boolValueOf(string());
+  if (held_ == Held::Real) return content_.real != 0;
   return integerValue() != 0;
 }
 
 const Value& Value::operator[](std::string_view key) const noexcept { return dictionary()[key]; }
-
-const void* Value::identity() const noexcept {
-  return std::visit(Overloaded{[](const Text& v) -> const void* { return v.identity(); },
-                               [](const Shared<Bytes>& v) -> const void* { return v.identity(); },
-                               [](const Shared<Array>& v) -> const void* { return v.identity(); },
-                               [](const Shared<Dictionary>& v) -> const void* { return v.identity(); },
-                               [](const auto&) -> const void* { return nullptr; }},
-                    store_);
-}
-
-bool Value::isShared() const noexcept {
-  return std::visit(
-      Overloaded{[](const Text& v) { return v.isShared(); },
-                 [](const Shared<Bytes>& v) { return v.isShared(); },
-                 [](const Shared<Array>& v) { return v.isShared(); },
-                 [](const Shared<Dictionary>& v) { return v.isShared(); }, [](const auto&) { return false; }},
-      store_);
-}
 
 namespace {
 
@@ -146,7 +155,7 @@ bool sameEntries(const Dictionary& a, const Dictionary& b) noexcept {
 }  // namespace
 
 bool operator==(const Value& a, const Value& b) noexcept {
-  if (a.store_.index() != b.store_.index()) return false;
+  if (a.held_ != b.held_) return false;
   if (a.identity() && a.identity() == b.identity()) return true;
   switch (a.type()) {
     case Value::Type::Array:
@@ -170,41 +179,92 @@ bool operator==(const Value& a, const Value& b) noexcept {
   return a.unsignedValue() == b.unsignedValue();
 }
 
-Dictionary::Dictionary(std::initializer_list<Entry> entries, Mutability mutability)
-    : mutability_(mutability) {
-  entries_.reserve(entries.size());
-  for (const Entry& entry : entries) set(entry.key, entry.value);
-}
-
-Dictionary::Dictionary(const Dictionary& other) : entries_(other.entries_), mutability_(other.mutability_) {
+KeyList::KeyList(const KeyList& other, std::size_t count)
+    : texts_(other.texts_.begin(), other.texts_.begin() + static_cast<std::ptrdiff_t>(count)) {
   rebuildIndex();
 }
 
-Dictionary& Dictionary::operator=(Dictionary other) noexcept {
-  entries_.swap(other.entries_);
-  index_.swap(other.index_);
-  mutability_ = other.mutability_;
-  return *this;
+std::size_t KeyList::position(std::string_view key) const noexcept {
+  if (index_) {
+    const auto found = index_->find(key);
+    return found == index_->end() ? texts_.size() : found->second;
+  }
+  std::size_t i = 0;
+  while (i < texts_.size() && texts_[i].view() != key) ++i;
+  return i;
+}
+
+void KeyList::append(Text key) {
+  texts_.push_back(std::move(key));
+  if (index_) {
+    index_->emplace(texts_.back().view(), texts_.size() - 1);
+  } else if (texts_.size() > kIndexedSize) {
+    rebuildIndex();
+  }
+}
+
+void KeyList::remove(std::size_t position) {
+  index_.reset();
+  texts_.erase(texts_.begin() + static_cast<std::ptrdiff_t>(position));
+  rebuildIndex();
+}
+
+void KeyList::shrink(std::size_t count) {
+  if (count >= texts_.size()) return;
+  index_.reset();
+  texts_.resize(count);
+  rebuildIndex();
+}
+
+// The index's keys are views of the texts' storage, which does not move when the vector does.
+void KeyList::rebuildIndex() {
+  if (texts_.size() <= kIndexedSize) return;
+  index_ = std::make_unique<Index>(texts_.size() * 2);
+  for (std::size_t i = 0; i < texts_.size(); ++i) index_->emplace(texts_[i].view(), i);
+}
+
+Dictionary::Dictionary(std::initializer_list<Entry> entries, Mutability mutability)
+    : mutability_(mutability) {
+  reserve(entries.size());
+  for (const Entry& entry : entries) set(entry.key, entry.value);
+}
+
+Dictionary Dictionary::like(const Dictionary& other) {
+  Dictionary made(other.mutability_);
+  made.keys_ = other.keys_;
+  made.values_.reserve(other.size());
+  return made;
+}
+
+void Dictionary::reserve(std::size_t count) {
+  values_.reserve(count);
+  if (!keys_) keys_.reset(KeyList());
+  if (keys_.isSole()) keys_.own().reserve(count);
+}
+
+// Keys that nobody else uses, and no more of them than there are values.
+KeyList& Dictionary::ownKeys() {
+  if (!keys_) {
+    keys_.reset(KeyList());
+  } else if (!keys_.isSole()) {
+    keys_.reset(KeyList(*keys_, size()));
+  }
+  keys_.own().shrink(size());
+  return keys_.own();
 }
 
 std::size_t Dictionary::position(std::string_view key) const noexcept {
-  if (index_) {
-    const auto found = index_->find(key);
-    return found == index_->end() ? entries_.size() : found->second;
-  }
-  std::size_t i = 0;
-  while (i < entries_.size() && entries_[i].key.view() != key) ++i;
-  return i;
+  return keys_ ? std::min(keys_->position(key), size()) : 0;
 }
 
 const Value* Dictionary::find(std::string_view key) const noexcept {
   const std::size_t i = position(key);
-  return i < entries_.size() ? &entries_[i].value : nullptr;
+  return i < size() ? &values_[i] : nullptr;
 }
 
 Value* Dictionary::find(std::string_view key) noexcept {
   const std::size_t i = position(key);
-  return i < entries_.size() ? &entries_[i].value : nullptr;
+  return i < size() ? &values_[i] : nullptr;
 }
 
 const Value& Dictionary::operator[](std::string_view key) const noexcept {
@@ -220,39 +280,24 @@ void Dictionary::set(Text key, Value value) {
   }
 }
 
-void Dictionary::append(Text key, Value value) { append(std::move(key)) = std::move(value); }
-
-Value& Dictionary::append(Text key) {
-  Entry& entry = entries_.emplace_back(Entry{std::move(key), Value()});
-  if (index_) {
-    index_->emplace(entry.key.view(), entries_.size() - 1);
-  } else if (entries_.size() > kIndexedSize) {
-    rebuildIndex();
-  }
-  return entry.value;
+void Dictionary::append(Text key, Value value) {
+  const bool follows = keys_ && keys_->size() > size() && keys_->texts()[size()].identity() == key.identity();
+  if (!follows) ownKeys().append(std::move(key));
+  values_.push_back(std::move(value));
 }
 
 bool Dictionary::remove(std::string_view key) {
   const std::size_t i = position(key);
-  if (i == entries_.size()) return false;
+  if (i == size()) return false;
   // The key may be a view of the entry itself: it is not used again.
-  index_.reset();
-  entries_.erase(entries_.begin() + static_cast<std::ptrdiff_t>(i));
-  rebuildIndex();
+  ownKeys().remove(i);
+  values_.erase(values_.begin() + static_cast<std::ptrdiff_t>(i));
   return true;
 }
 
 void Dictionary::clear() noexcept {
-  index_.reset();
-  entries_.clear();
-}
-
-// The index's keys are views of the entries' texts, whose storage does not move when the vector does.
-void Dictionary::rebuildIndex() {
-  index_.reset();
-  if (entries_.size() <= kIndexedSize) return;
-  index_ = std::make_unique<Index>(entries_.size() * 2);
-  for (std::size_t i = 0; i < entries_.size(); ++i) index_->emplace(entries_[i].key.view(), i);
+  keys_ = {};
+  values_.clear();
 }
 
 Value deepMutable(const Value& value) {

@@ -9,13 +9,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <initializer_list>
+#include <iterator>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <type_traits>
 #include <unordered_map>
 #include <utility>
-#include <variant>
 #include <vector>
 
 #include "value/Pages.h"
@@ -76,42 +76,57 @@ class Value final {
   enum class Type : std::uint8_t { Nil, Boolean, Integer, Real, String, Data, Date, Array, Dictionary };
 
   Value() noexcept = default;
-  Value(std::nullptr_t) noexcept {}                 // NOLINT: values are written as plain literals
-  Value(bool v) noexcept : store_(v) {}             // NOLINT
-  Value(double v) noexcept : store_(v) {}           // NOLINT
-  Value(Text v) noexcept : store_(std::move(v)) {}  // NOLINT
-  Value(std::string_view v) : store_(Text(v)) {}    // NOLINT
-  Value(const std::string& v) : store_(Text(v)) {}  // NOLINT
-  Value(const char* v) : store_(Text(v)) {}         // NOLINT
-  Value(moxtel::Date v) noexcept : store_(v) {}     // NOLINT
-  Value(Bytes v);                                   // NOLINT
-  Value(Array v);                                   // NOLINT
-  Value(Dictionary v);                              // NOLINT
+  Value(const Value& other) noexcept : held_(other.held_), content_(other.content_) {
+    if (isStored()) content_.storage->hold();
+  }
+  Value(Value&& other) noexcept : held_(std::exchange(other.held_, Held::Nil)), content_(other.content_) {}
+  Value& operator=(const Value& other) noexcept { return *this = Value(other); }
+  // What was held goes last: the other may stand inside it.
+  Value& operator=(Value&& other) noexcept {
+    Value taken(std::move(other));
+    std::swap(held_, taken.held_);
+    std::swap(content_, taken.content_);
+    return *this;
+  }
+  ~Value() {
+    if (isStored() && content_.storage->release()) destroy();
+  }
+
+  Value(std::nullptr_t) noexcept {}  // NOLINT: values are written as plain literals
+  Value(bool v) noexcept : held_(Held::Boolean), content_{.integer = v ? 1 : 0} {}    // NOLINT
+  Value(double v) noexcept : held_(Held::Real), content_{.real = v} {}                // NOLINT
+  Value(moxtel::Date v) noexcept : held_(Held::Date), content_{.real = v.seconds} {}  // NOLINT
+  Value(Text v) noexcept
+      : held_(Held::String), content_{.storage = std::exchange(v.rep_, nullptr)} {  // NOLINT
+    if (!content_.storage) held_ = Held::EmptyString;
+  }
+  Value(std::string_view v) : Value(Text(v)) {}    // NOLINT
+  Value(const std::string& v) : Value(Text(v)) {}  // NOLINT
+  Value(const char* v) : Value(Text(v)) {}         // NOLINT
+  Value(Bytes v);                                  // NOLINT
+  Value(Array v);                                  // NOLINT
+  Value(Dictionary v);                             // NOLINT
   // Any integer; one past the range of std::int64_t keeps its unsigned value (isBeyondSigned).
   template <class Int, std::enable_if_t<std::is_integral_v<Int> && !std::is_same_v<Int, bool>, int> = 0>
-  Value(Int v) noexcept {  // NOLINT
+  Value(Int v) noexcept : held_(Held::Integer), content_{.integer = static_cast<std::int64_t>(v)} {  // NOLINT
     if constexpr (std::is_unsigned_v<Int>) {
-      if (v > static_cast<std::uint64_t>(INT64_MAX)) {
-        store_ = static_cast<std::uint64_t>(v);
-        return;
-      }
+      if (v > static_cast<std::uint64_t>(INT64_MAX)) held_ = Held::BeyondSigned;
     }
-    store_ = static_cast<std::int64_t>(v);
   }
   // A pointer is no boolean.
   template <class T, std::enable_if_t<!std::is_same_v<std::remove_cv_t<T>, char>, int> = 0>
   Value(T*) = delete;
 
   Type type() const noexcept;
-  bool isNil() const noexcept { return std::holds_alternative<std::monostate>(store_); }
-  bool isString() const noexcept { return std::holds_alternative<Text>(store_); }
-  bool isArray() const noexcept { return type() == Type::Array; }
-  bool isDictionary() const noexcept { return type() == Type::Dictionary; }
-  bool isData() const noexcept { return type() == Type::Data; }
+  bool isNil() const noexcept { return held_ == Held::Nil; }
+  bool isString() const noexcept { return held_ == Held::String || held_ == Held::EmptyString; }
+  bool isArray() const noexcept { return held_ == Held::Array; }
+  bool isDictionary() const noexcept { return held_ == Held::Dictionary; }
+  bool isData() const noexcept { return held_ == Held::Data; }
   // A boolean, an integer or a real: what the platform calls a number object.
   bool isNumber() const noexcept;
   // An integer above 2^63 - 1; integerValue() saturates, unsignedValue() tells it whole.
-  bool isBeyondSigned() const noexcept { return std::holds_alternative<std::uint64_t>(store_); }
+  bool isBeyondSigned() const noexcept { return held_ == Held::BeyondSigned; }
 
   // What is held; an empty text, no bytes, an empty collection where another kind is held.
   std::string_view string() const noexcept;
@@ -140,14 +155,51 @@ class Value final {
   friend bool operator==(const Value& a, const Value& b) noexcept;
 
   // Address of shared storage, null where there is none: equal for copies of one value.
-  const void* identity() const noexcept;
+  const void* identity() const noexcept { return isStored() ? content_.storage : nullptr; }
   // Whether another copy holds that storage: only then can its identity be met twice.
-  bool isShared() const noexcept;
+  bool isShared() const noexcept { return isStored() && !content_.storage->isSole(); }
+  // A cheaper copy, while no other thread can reach any copy of this value: for who builds values.
+  Value unpublishedCopy() const noexcept {
+    if (isStored()) content_.storage->holdUnpublished();
+    return Value(held_, content_);
+  }
 
  private:
-  std::variant<std::monostate, bool, std::int64_t, std::uint64_t, double, Text, Shared<Bytes>, moxtel::Date,
-               Shared<Array>, Shared<Dictionary>>
-      store_;
+  // From String on: in storage that copies share.
+  enum class Held : std::uint8_t {
+    Nil,
+    Boolean,
+    Integer,
+    BeyondSigned,
+    Real,
+    Date,
+    EmptyString,
+    String,
+    Data,
+    Array,
+    Dictionary
+  };
+  union Content {
+    std::int64_t integer = 0;  // Boolean and BeyondSigned too
+    double real;               // Date too
+    Counted* storage;          // a Text::Rep or a Box
+  };
+
+  // Takes over one hold.
+  Value(Held held, Content content) noexcept : held_(held), content_(content) {}
+  bool isStored() const noexcept { return held_ >= Held::String; }
+  void destroy() noexcept;
+  template <class T>
+  static Value boxed(Held held, T value);
+  template <class T>
+  Box<T>* box() const noexcept {
+    return static_cast<Box<T>*>(content_.storage);
+  }
+  template <class T>
+  T& edit(Held held);
+
+  Held held_ = Held::Nil;
+  Content content_{};
 };
 
 class Array final {
@@ -179,29 +231,70 @@ class Array final {
   Mutability mutability_;
 };
 
-// A dictionary with text keys that keeps insertion order. Flat: made for few keys; past kIndexedSize entries
-// lookups go through an index, so that large ones stay linear to build.
+// The distinct keys of a dictionary, in order. Dictionaries of one kind share one list. Past kIndexedSize
+// keys lookups go through an index, so that large lists stay linear to build.
+class KeyList final {
+ public:
+  static constexpr std::size_t kIndexedSize = 32;
+
+  KeyList() = default;
+  // The first `count` keys of another list.
+  KeyList(const KeyList& other, std::size_t count);
+  KeyList(KeyList&&) noexcept = default;
+  KeyList& operator=(KeyList&&) noexcept = default;
+  KeyList(const KeyList&) = delete;
+  KeyList& operator=(const KeyList&) = delete;
+  ~KeyList() = default;
+
+  const std::vector<Text>& texts() const noexcept { return texts_; }
+  std::size_t size() const noexcept { return texts_.size(); }
+  // size() when there is no such key.
+  std::size_t position(std::string_view key) const noexcept;
+  void reserve(std::size_t count) { texts_.reserve(count); }
+  // The key is not in the list.
+  void append(Text key);
+  void remove(std::size_t position);
+  // Drops those from `count` on.
+  void shrink(std::size_t count);
+
+ private:
+  using Index = std::unordered_map<std::string_view, std::size_t>;
+  void rebuildIndex();
+
+  std::vector<Text> texts_;
+  std::unique_ptr<Index> index_;
+};
+
+// A dictionary with text keys that keeps insertion order. Flat: made for few keys.
 class Dictionary final {
  public:
+  // What a dictionary is made from, and what its iterators give.
   struct Entry {
     Text key;
     Value value;
   };
-  static constexpr std::size_t kIndexedSize = 32;
+  struct EntryView {
+    const Text& key;
+    const Value& value;
+  };
+  class Iterator;
 
   explicit Dictionary(Mutability mutability = Mutability::Immutable) noexcept : mutability_(mutability) {}
   Dictionary(std::initializer_list<Entry> entries, Mutability mutability = Mutability::Immutable);
-  Dictionary(const Dictionary& other);
-  Dictionary(Dictionary&&) noexcept = default;
-  Dictionary& operator=(Dictionary other) noexcept;
-  ~Dictionary() = default;
+  // With these keys and as many values; for who makes many of one kind. No other thread can reach the keys.
+  Dictionary(const Shared<KeyList>& unpublishedKeys, std::vector<Value> values, Mutability mutability)
+      : keys_(unpublishedKeys.unpublishedCopy()), values_(std::move(values)), mutability_(mutability) {}
+
+  // An empty dictionary into which another's keys will be appended in the same order, if not to the end: it
+  // shares them then. With other keys it becomes as any.
+  static Dictionary like(const Dictionary& other);
 
   bool isMutable() const noexcept { return mutability_ == Mutability::Mutable; }
   Mutability mutability() const noexcept { return mutability_; }
   void setMutability(Mutability mutability) noexcept { mutability_ = mutability; }
-  std::size_t size() const noexcept { return entries_.size(); }
-  bool empty() const noexcept { return entries_.empty(); }
-  void reserve(std::size_t count) { entries_.reserve(count); }
+  std::size_t size() const noexcept { return values_.size(); }
+  bool empty() const noexcept { return values_.empty(); }
+  void reserve(std::size_t count);
 
   // The entry's value, or null when there is none. Valid until the dictionary changes.
   const Value* find(std::string_view key) const noexcept;
@@ -213,24 +306,62 @@ class Dictionary final {
   void set(Text key, Value value);
   // Adds an entry whose key the caller knows to be new: no lookup.
   void append(Text key, Value value);
-  // The same with a nil value, to be filled in before the dictionary changes again.
-  Value& append(Text key);
   // Whether there was such an entry.
   bool remove(std::string_view key);
   void clear() noexcept;
 
-  auto begin() const noexcept { return entries_.begin(); }
-  auto end() const noexcept { return entries_.end(); }
+  Iterator begin() const noexcept;
+  Iterator end() const noexcept;
+
+  // Equal for dictionaries that share their keys; they may use a different number of them.
+  const void* keysIdentity() const noexcept { return keys_.identity(); }
 
  private:
-  using Index = std::unordered_map<std::string_view, std::size_t>;
   std::size_t position(std::string_view key) const noexcept;
-  void rebuildIndex();
+  KeyList& ownKeys();
 
-  std::vector<Entry> entries_;
-  std::unique_ptr<Index> index_;
+  Shared<KeyList> keys_;  // the first ones are this dictionary's, as many as there are values
+  std::vector<Value> values_;
   Mutability mutability_;
 };
+
+class Dictionary::Iterator final {
+ public:
+  using iterator_category = std::input_iterator_tag;
+  using value_type = EntryView;
+  using difference_type = std::ptrdiff_t;
+  using reference = EntryView;
+  struct pointer {
+    EntryView view;
+    const EntryView* operator->() const noexcept { return &view; }
+  };
+
+  Iterator(const Text* key, const Value* value) noexcept : key_(key), value_(value) {}
+  EntryView operator*() const noexcept { return {*key_, *value_}; }
+  pointer operator->() const noexcept { return {**this}; }
+  Iterator& operator++() noexcept {
+    ++key_;
+    ++value_;
+    return *this;
+  }
+  Iterator operator++(int) noexcept {
+    const Iterator before = *this;
+    ++*this;
+    return before;
+  }
+  friend bool operator==(const Iterator& a, const Iterator& b) noexcept { return a.value_ == b.value_; }
+
+ private:
+  const Text* key_;
+  const Value* value_;
+};
+
+inline Dictionary::Iterator Dictionary::begin() const noexcept {
+  return {keys_ ? keys_->texts().data() : nullptr, values_.data()};
+}
+inline Dictionary::Iterator Dictionary::end() const noexcept {
+  return {keys_ ? keys_->texts().data() + values_.size() : nullptr, values_.data() + values_.size()};
+}
 
 // Short forms for the collections that a client may change.
 inline Dictionary mutableDictionary(std::initializer_list<Dictionary::Entry> entries = {}) {
