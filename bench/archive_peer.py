@@ -1,14 +1,21 @@
 #!/usr/bin/env python3
-"""The peer of bench/ArchiveBench: Python's plistlib writes and reads the archive of as many photos.
+"""Prints the table of the archive's speed: ours beside a copy of its output, libplist and Python's plistlib.
 
-usage: archive_peer.py [PHOTOS]
-Prints milliseconds, the median of three runs.
+    archive_peer.py BENCH_FOLDER
+
+BENCH_FOLDER holds ArchiveBench (a release build). The benchmark's runs are interleaved at random and its medians of the
+processor's time are taken, which other work on the machine disturbs less; plistlib, which takes seconds, runs three
+times. It writes and reads the archive of the same photos.
 """
+import json
+import pathlib
 import plistlib
 import statistics
+import subprocess
 import sys
 import time
 from plistlib import UID
+
 
 
 def archive_of(photos):
@@ -42,18 +49,42 @@ def photo(i, count):
 def median(work):
     times = []
     for _ in range(3):
-        start = time.perf_counter()
+        start = time.process_time()
         result = work()
-        times.append(time.perf_counter() - start)
+        times.append(time.process_time() - start)
     return 1000 * statistics.median(times), result
 
 
-def main():
-    count = int(sys.argv[1]) if len(sys.argv) > 1 else 10000
+def python_times(count):
     photos = [photo(i, count) for i in range(count)]
     write, data = median(lambda: plistlib.dumps(archive_of(photos), fmt=plistlib.FMT_BINARY, sort_keys=False))
     read, _ = median(lambda: plistlib.loads(data, fmt=plistlib.FMT_BINARY))
-    print(f"plistlib: {count} photos, {len(data)} bytes, write {write:.0f} ms, read {read:.0f} ms")
+    return write, read
 
 
-main()
+def bench_times(folder):
+    """Milliseconds of the processor by benchmark and number of photos."""
+    run = subprocess.run([str(folder / "ArchiveBench"), "--benchmark_format=json", "--benchmark_repetitions=11",
+                          "--benchmark_min_time=0.1", "--benchmark_enable_random_interleaving=true",
+                          "--benchmark_report_aggregates_only=true"], check=True, stdout=subprocess.PIPE)
+    times = {}
+    for row in json.loads(run.stdout)["benchmarks"]:
+        if row["aggregate_name"] == "median":
+            name, count = row["run_name"].split("/")[:2]
+            times[name, int(count)] = row["cpu_time"]
+    return times
+
+
+def main():
+    times = bench_times(pathlib.Path(sys.argv[1]))
+    print("| Photos | Copy | Written | Written / copy | plistlib writes / written | Read | libplist / read | plistlib reads / read |")
+    print("|---|---|---|---|---|---|---|---|")
+    for count in 1000, 10000, 100000:
+        copied, written, read = (times[name, count] for name in ("BM_FirstTouchCopy", "BM_WritePieces", "BM_Read"))
+        python_write, python_read = python_times(count)
+        print(f"| {count:,} | {copied:.2f} ms | {written:.2f} ms | {written / copied:.1f} | {python_write / written:.0f} |"
+              f" {read:.2f} ms | {times['BM_ReadLibplist', count] / read:.1f} | {python_read / read:.0f} |")
+
+
+if __name__ == "__main__":
+    main()
