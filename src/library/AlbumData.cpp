@@ -49,7 +49,7 @@ void AlbumData::read() {
                         "iPhoto, then start MoxtelServer again.",
                         *albumDataFilename_ + ": " + contents.error));
   }
-  albumDataReadDate_ = clock_.now();
+  if (contents.wasRead) albumDataReadDate_ = clock_.now();
   containerDicts_.clear();
   storeEntries(contents.lists[kListOfAlbums], "GUID");
   NSLog("Found %lu albums", containerDicts_.size());

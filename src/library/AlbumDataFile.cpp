@@ -19,6 +19,8 @@ std::span<const std::uint8_t> bytesOf(std::string_view text) {
   return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
 }
 
+AlbumDataContents unreadable(const char* why) { return {{}, why, false}; }
+
 std::size_t readPiece(std::ifstream& file, std::vector<char>& buffer) {
   file.read(buffer.data(), static_cast<std::streamsize>(buffer.size()));
   return static_cast<std::size_t>(file.gcount());
@@ -30,7 +32,7 @@ AlbumDataContents readXml(std::ifstream& file, const AlbumDataLimits& limits) {
   while (const std::size_t count = readPiece(file, buffer)) {
     if (!xml.feed({buffer.data(), count})) break;
   }
-  if (file.bad()) return {{}, "it cannot be read"};
+  if (file.bad()) return unreadable("it cannot be read");
   return xml.finish();
 }
 
@@ -38,6 +40,7 @@ AlbumDataContents readBinary(std::ifstream& file, std::uint64_t size, const Albu
   if (size > limits.binaryFileBytes) return {{}, "it is too long a binary property list"};
   std::vector<char> bytes(size);
   bytes.resize(readPiece(file, bytes));
+  if (file.bad()) return unreadable("it cannot be read");
   return parseBinaryAlbumData(bytesOf({bytes.data(), bytes.size()}), limits);
 }
 
@@ -45,10 +48,10 @@ AlbumDataContents readBinary(std::ifstream& file, std::uint64_t size, const Albu
 
 AlbumDataContents readAlbumDataFile(const std::string& path, const AlbumDataLimits& limits) {
   const FileStamp stamp = stampOf(path);
-  if (!stamp.isRegular()) return {{}, "it is no file"};
+  if (!stamp.isRegular()) return unreadable("it is no file");
   std::ifstream file(path, std::ios::binary);
   std::vector<char> magic(8);
-  if (!file) return {{}, "it cannot be opened"};
+  if (!file) return unreadable("it cannot be opened");
   magic.resize(readPiece(file, magic));
   file.clear();
   file.seekg(0);

@@ -32,6 +32,7 @@ struct AlbumDataLimits {
 struct AlbumDataContents {
   Value lists;
   std::string error;
+  bool wasRead = true;  // false: the file system failed, and another try may go well
 };
 
 AlbumDataContents readAlbumDataFile(const std::string& path, const AlbumDataLimits& limits = {});

@@ -235,6 +235,19 @@ TEST_F(LegacyAlbums, inAFileThatCannotBeReadAreNone) {
   expectUnreadable("it is no file");
 }
 
+TEST_F(LegacyAlbums, inAFileThatCouldNotBeReadAreReadTheNextTime) {
+  fs::create_directory(path);
+  expectUnreadable("it is no file");
+  EXPECT_FALSE(albums.albumDataReadDate());
+  fs::remove(path);
+  write(plist(kTwoAlbumsAndARoll));
+  const fs::file_time_type longAgo = fs::last_write_time(path) - std::chrono::hours(24 * 365 * 40);
+  fs::last_write_time(path, longAgo);
+  EXPECT_EQ(load().size(), 3u);
+  EXPECT_TRUE(albums.albumDataReadDate());
+  EXPECT_TRUE(load().empty());
+}
+
 TEST_F(LegacyAlbums, areReadFromALibraryWhosePathIsOutsideAscii) {
   const fs::path odd = folder.path() /
                        "B\xC3\xBC"
