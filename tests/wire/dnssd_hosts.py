@@ -120,17 +120,18 @@ class Host:
         self.run("mount", "-t", "tmpfs", "none", "/run/avahi-daemon")
         self.run("hostname", name)
 
-    def _inside(self, command):
+    def inside(self, command):
+        """The command, to be run on this host."""
         return ["nsenter", "--net", "--mount", "--uts", "-t", str(self.holder.pid), *command]
 
     def run(self, *command):
-        done = subprocess.run(self._inside(command), capture_output=True, text=True, env=self.environment)
+        done = subprocess.run(self.inside(command), capture_output=True, text=True, env=self.environment)
         if done.returncode != 0:
             raise AssertionError(f"{command}: {done.stdout}{done.stderr}")
         return done.stdout
 
     def start(self, *command):
-        process = Process(self._inside(command), self.environment, command[0])
+        process = Process(self.inside(command), self.environment, command[0])
         self.processes.append(process)
         return process
 
