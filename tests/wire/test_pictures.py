@@ -396,7 +396,7 @@ class OddLibraries(PicturesTestCase):
             count += len(chunk)
         self.assertLess(count, length)
         client.socket.close()
-        again = self.server.client()
+        again = self.enterContext(Client(self.server))
         self.assertEqual(again.result("Get Version"), "1.4")
         self.assertEqual(len(again.result(DATA, key=self.plain["uuid"])), 1 << 20)
 
