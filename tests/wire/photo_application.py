@@ -4,7 +4,8 @@
     photo_application.py interpreter FOLDER         runs the script on standard input, as osascript -s s - does
 
 The application knows exactly the scripts that the server sends and nothing else. The interpreter writes every
-script that it gets down in FOLDER/scripts, and hangs while FOLDER/hang exists.
+script that it gets down in FOLDER/scripts and its answer in FOLDER/answered, hangs while FOLDER/hang exists, and
+dies of the next script once FOLDER/crash exists.
 """
 
 import json
@@ -112,15 +113,23 @@ class Application:
             os.rename(self.folder / (self.name + ".new"), self.folder / (self.name + ".socket"))
             while True:
                 caller, _ = door.accept()
-                with caller, caller.makefile("rwb") as stream:
-                    script = json.loads(stream.readline())
-                    if (self.folder / "die").exists():
-                        os.kill(os.getpid(), signal.SIGKILL)
-                    try:
-                        reply = {"result": self.answer(script)}
-                    except (ScriptError, sqlite3.Error) as problem:
-                        reply = {"error": str(problem)}
-                    stream.write(json.dumps(reply).encode() + b"\n")
+                try:
+                    with caller, caller.makefile("rwb") as stream:
+                        self.serve_caller(stream)
+                except OSError:
+                    pass  # an interpreter that was killed in the meantime
+
+    def serve_caller(self, stream):
+        line = stream.readline()
+        if (self.folder / "die").exists():
+            os.kill(os.getpid(), signal.SIGKILL)
+        if not line:
+            return
+        try:
+            reply = {"result": self.answer(json.loads(line))}
+        except (ScriptError, sqlite3.Error) as problem:
+            reply = {"error": str(problem)}
+        stream.write(json.dumps(reply).encode() + b"\n")
 
 
 def asked(folder, name, script):
@@ -150,8 +159,13 @@ def interpret(folder):
         (folder / "hanging.new").write_text(str(os.getpid()))
         os.rename(folder / "hanging.new", folder / "hanging")
         time.sleep(600)
+    if (folder / "crash").exists():
+        (folder / "crash").unlink()
+        os.kill(os.getpid(), signal.SIGKILL)
     name = "iPhoto" if 'application "iPhoto"' in script else "Aperture"
     reply = asked(folder, name, script)
+    with open(folder / "answered", "a") as record:
+        record.write(json.dumps(reply) + "\n")
     if "error" in reply:
         print(reply["error"], file=sys.stderr)
         return 1

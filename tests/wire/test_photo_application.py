@@ -4,6 +4,7 @@ the application or the interpreter goes, hangs or dies."""
 import json
 import os
 import pathlib
+import re
 import shlex
 import shutil
 import signal
@@ -19,6 +20,8 @@ STAND_IN = str(pathlib.Path(__file__).resolve().parent / "photo_application.py")
 BASE = 4294967296
 HOSTILE = ('x" of me\ndo shell script "touch /tmp/never', '"', "\\", "a\nb", "a\rb", "a\0b", "a\u2028b", "a\x85b")
 PROJECTS = 40
+COMMANDS = re.findall("^### (.+)$", (pathlib.Path(__file__).resolve().parents[2] / "docs" / "protocol.md").read_text(),
+                      re.MULTILINE)
 
 
 class PhotoApplicationTestCase(unittest.TestCase):
@@ -53,8 +56,17 @@ class PhotoApplicationTestCase(unittest.TestCase):
         (self.folder / (name + ".albums")).write_text(json.dumps({str(key): list for key, list in members.items()}))
 
     def scripts(self):
-        record = self.folder / "scripts"
+        return self.recorded("scripts")
+
+    def recorded(self, what):
+        record = self.folder / what
         return [json.loads(line) for line in record.read_text().splitlines()] if record.exists() else []
+
+    def wait_for_answer(self, number):
+        """To the script of that number, which must have succeeded. Nobody looks into the database meanwhile: the
+        application does not wait for its locks."""
+        moxteltest.wait_for(lambda: len(self.recorded("answered")) > number, "the application to answer")
+        self.assertIn("result", self.recorded("answered")[number])
 
     def add_projects(self, count):
         """Projects with one photo each and no key photo; returns their model ids."""
@@ -111,8 +123,9 @@ class Positions(PhotoApplicationTestCase):
             before = len(self.scripts())
             self.assertEqual(client.result("Set GPS of Photo", key=uuid, latitude=48.5, longitude=-11.25),
                              "Set GPS to 48.500000/-11.250000")
-            moxteltest.wait_for(lambda: self.rows("SELECT exifLatitude,exifLongitude FROM RKVersion WHERE uuid = ?",
-                                                  uuid) == [(48.5, -11.25)], "the application to write")
+            self.wait_for_answer(before)
+            self.assertEqual(self.rows("SELECT exifLatitude,exifLongitude FROM RKVersion WHERE uuid = ?", uuid),
+                             [(48.5, -11.25)])
             self.assertEqual(self.scripts()[before:], [
                 'tell application "iPhoto"\nset aPhoto to photo id %d\nset latitude of aPhoto to 48.500000\nset '
                 'longitude of aPhoto to -11.250000\nignoring application responses\nreverse geocode aPhoto\nend '
@@ -130,9 +143,10 @@ class Positions(PhotoApplicationTestCase):
         self.change("UPDATE RKVersion SET exifLatitude = 1.5, exifLongitude = 2.5 WHERE uuid = ?", uuid)
         with self.server() as server, moxteltest.Client(server) as client:
             self.assertEqual(self.photo(client, uuid)["latitude"], 1.5)
+            before = len(self.scripts())
             self.assertEqual(client.result("Clear GPS of Photo", key=uuid), "Cleared GPS")
-            moxteltest.wait_for(lambda: self.rows("SELECT exifLatitude FROM RKVersion WHERE uuid = ?", uuid) ==
-                                [(None,)], "the application to write")
+            self.wait_for_answer(before)
+            self.assertEqual(self.rows("SELECT exifLatitude FROM RKVersion WHERE uuid = ?", uuid), [(None,)])
             self.assertNotIn("latitude", self.photo(client, uuid))
 
     def test_both_applications_are_told_a_position_but_one_to_clear_it(self):
@@ -174,6 +188,23 @@ class Listings(PhotoApplicationTestCase):
             moxteltest.wait_for(lambda: len(self.scripts()) > before, "the script")
             self.assertEqual(self.scripts()[-1], 'tell application "Aperture"\nreveal project id "a project"\nend tell')
 
+    def test_iphoto_is_asked_while_both_run_and_aperture_once_it_has_gone(self):
+        iphoto = self.application("iPhoto")
+        self.application("Aperture")
+        self.albums("iPhoto", {BASE + self.smart[0]: [BASE + self.photos[0][0]]})
+        self.albums("Aperture", {self.smart[1]: [self.photos[1][1]]})
+        with self.server("-PreferAperture", "YES") as server, moxteltest.Client(server) as client:
+            for name in ("iPhoto", "Aperture"):
+                self.assertEqual(server.console().count(name + " was started"), 1)
+
+            def keys():
+                return [photo["PhotoKey"] for photo in client.result("Photos of Album", id=self.smart[1])]
+
+            self.assertEqual(keys(), [self.photos[0][1]])
+            self.quit(iphoto)
+            moxteltest.wait_for(lambda: "iPhoto not running" in server.log(), "the end of iPhoto")
+            self.assertEqual(keys(), [self.photos[1][1]])
+
     def test_an_application_on_the_interpreters_machine_counts(self):
         (self.folder / "remote").write_text("iPhoto")
         with self.server() as server:
@@ -191,6 +222,7 @@ class Listings(PhotoApplicationTestCase):
             self.assertIn("keyPhotoOfProjectWithUuid: 'project %d' is '%d'" % (numbers[0], BASE + numbers[0]),
                           server.log())
 
+
 class Failures(PhotoApplicationTestCase):
     def test_the_application_is_killed_during_a_script(self):
         iphoto = self.application("iPhoto")
@@ -201,6 +233,27 @@ class Failures(PhotoApplicationTestCase):
             self.assertIn("Connection is invalid. (-609)", server.log())
             moxteltest.wait_for(lambda: "iPhoto not running" in server.log(), "the end of iPhoto")
             self.assertEqual(client.result("Get Version"), "1.4")
+
+    def test_an_interpreter_that_dies_is_started_anew_for_the_next_script(self):
+        self.application("iPhoto")
+        self.application("Aperture")
+        uuid = self.photos[0][1]
+        self.albums("iPhoto", {BASE + self.smart[0]: [BASE + self.photos[0][0]]})
+        with self.server() as server, moxteltest.Client(server) as client:
+            (self.folder / "crash").touch()
+            self.assertEqual(client.result("Photos of Album", id=self.smart[1]), [])
+            self.assertEqual(server.log().count("The script interpreter died"), 1)
+            self.assertEqual(len(client.result("Photos of Album", id=self.smart[1])), 1)
+            # Of the two queued scripts, iPhoto's and Aperture's, it dies of the first.
+            (self.folder / "crash").touch()
+            before, answered = len(self.scripts()), len(self.recorded("answered"))
+            client.result("Set GPS of Photo", key=uuid, latitude=1, longitude=2)
+            self.wait_for_answer(answered)
+            self.assertEqual(self.rows("SELECT exifLatitude,exifLongitude FROM RKVersion WHERE uuid = ?", uuid),
+                             [(1, 2)])
+            self.assertEqual([script.split('"')[1] for script in self.scripts()[before:]], ["iPhoto", "Aperture"])
+            # In the description of a failed query, and in the two lines of the failed queued script.
+            self.assertEqual(server.log().count("The script interpreter died"), 3)
 
     def test_the_server_answers_once_a_hanging_interpreter_is_killed(self):
         self.application("iPhoto")
@@ -254,19 +307,18 @@ class Failures(PhotoApplicationTestCase):
 
 
 class Strangers(PhotoApplicationTestCase):
+    def ask_everything(self, client, text):
+        """Each command of the protocol, with a text wherever a client may put one; replies are read away."""
+        for command in COMMANDS:
+            client.send(command, id=text, key=text, latitude=text, longitude=text)
+            client.expect_any()
+
     def test_no_command_carries_a_strangers_text_into_a_script(self):
         self.application("Aperture")
         with self.server("-PreferAperture", "YES") as server, moxteltest.Client(server) as client:
             before = len(self.scripts())
             for text in HOSTILE:
-                for command in ("Photos of Album", "Folders of Album", "Photos of Event", "Photos of Face"):
-                    client.ask(command, id=text)
-                for command in ("Metadata of Photo", "Thumb of Photo", "Data of Photo", "Square Thumb of Photo",
-                                "Image of Photo", "Fullscreen 1024 Image of Photo"):
-                    client.ask(command, key=text)
-                # Nobody's photo: no dictionary, no reply.
-                client.send("Infos of Photo", key=text)
-                client.expect_silence()
+                self.ask_everything(client, text)
                 self.assertEqual(client.result("Reveal Photo", key=text), "Revealed Photo")
                 self.assertEqual(client.result("Reveal Album", id=text), "Revealed Album")
                 self.assertEqual(client.result("Reveal Event", id=text), "Revealed Album")
@@ -278,7 +330,35 @@ class Strangers(PhotoApplicationTestCase):
             end = 'tell application "Aperture"\nreveal album id "the end"\nend tell'
             moxteltest.wait_for(lambda: end in self.scripts(), "the last script")
             self.assertEqual(self.scripts()[before:], [end])
-            self.assertEqual(server.console().count("Refused to send '"), 5 * len(HOSTILE))
+            self.assertEqual(server.console().count("Refused to send '"), 2 * 5 * len(HOSTILE))
+            # The photos of an album are asked of the application, and one line says that they were not.
+            self.assertEqual(server.log().count("refused to put '"), len(HOSTILE))
+
+    def test_what_is_no_text_is_carried_into_no_script_either(self):
+        self.application("Aperture")
+        with self.server("-PreferAperture", "YES") as server, moxteltest.Client(server) as client:
+            before = len(self.scripts())
+            for value in ([HOSTILE[0]], {"a": HOSTILE[0]}):
+                self.ask_everything(client, value)
+            self.assertEqual(client.result("Reveal Album", id="the end"), "Revealed Album")
+            end = 'tell application "Aperture"\nreveal album id "the end"\nend tell'
+            moxteltest.wait_for(lambda: end in self.scripts(), "the last script")
+            self.assertEqual(self.scripts()[before:], [end])
+
+    def test_iphoto_gets_numbers_alone(self):
+        self.application("iPhoto")
+        with self.server() as server, moxteltest.Client(server) as client:
+            for text in HOSTILE:
+                self.ask_everything(client, text)
+            self.assertEqual(client.result("Set GPS of Photo", key="the end", latitude=1.5, longitude=2),
+                             "Set GPS to 1.500000/2.000000")
+            moxteltest.wait_for(lambda: "aPhoto to 1.500000\n" in self.scripts()[-1], "the last script")
+            question = " to (id of some|(id|count) of every) photo of album id [0-9]+"
+            position = (r"\n\t?set aPhoto to photo id [0-9]+\n\t?set latitude of aPhoto to [.0-9]+\n\t?set longitude of "
+                        r"aPhoto to [.0-9]+\n\t?ignoring application responses\n\t{0,2}reverse geocode aPhoto\n\t?end "
+                        r"ignoring\nend tell")
+            for script in self.scripts():
+                self.assertRegex(script, r'\Atell application "iPhoto"(%s|%s)\Z' % (question, position))
 
     def test_numbers_from_a_stranger_stay_numbers(self):
         self.application("Aperture")
