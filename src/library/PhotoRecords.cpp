@@ -1,11 +1,14 @@
 #include "library/PhotoRecords.h"
 
 #include <cstdint>
+#include <string>
+#include <unordered_set>
 #include <utility>
 
 #include "library/AlbumEntries.h"
 #include "library/DatabaseUse.h"
 #include "library/RecordKeys.h"
+#include "library/SqlPlaces.h"
 #include "library/VersionTexts.h"
 #include "platform/SystemLog.h"
 
@@ -73,13 +76,39 @@ constexpr SqlText kPhotosOfProjectByIndex =
     "RKVersion_projectUuid_imageDate_index WHERE projectUuid = '%@' AND versionNumber != 0 AND isInTrash = 0 "
     "ORDER BY rowid";
 
+// SQLite's words for its first step of a query, empty where it has none.
+std::string planOf(LibraryDatabases& databases, SqlText explain, const Value& value) {
+  Query plan = databases.runUnlogged(DatabaseFile::Library, explain, {value});
+  return plan.step() ? std::string(plan.stringColumn(3).string()) : std::string();
+}
+
 // In a library without statistics SQLite takes the index on isInTrash and reads the whole table for the
 // photos of one project, in the order of their rows. Only then can they be read by their project instead and
 // brought into that order: where SQLite chooses otherwise its order is another, and stands.
 bool wouldReadWholeTable(LibraryDatabases& databases, const Value& project) {
-  Query plan = databases.runUnlogged(DatabaseFile::Library, kPlanForProject, {project});
-  return plan.step() && plan.stringColumn(3).string().ends_with(
-                            " RKVersion USING INDEX RKVersion_isInTrash_index (isInTrash=?)");
+  return planOf(databases, kPlanForProject, project)
+      .ends_with(" RKVersion USING INDEX RKVersion_isInTrash_index (isInTrash=?)");
+}
+
+constexpr SqlText kPlanForMembers =
+    "EXPLAIN QUERY PLAN SELECT uuid FROM RKVersion WHERE modelId IN (SELECT versionId FROM RKAlbumVersion "
+    "WHERE albumId = %d)";
+constexpr SqlText kRowsOfMembers =
+    "SELECT modelId,uuid,exifLatitude,exifLongitude,videoPosterFramePoint FROM RKVersion WHERE modelId IN "
+    "(SELECT versionId FROM RKAlbumVersion WHERE albumId = %d)";
+
+// The first column of the first row; 0 without one.
+std::int64_t numberOf(Query query) { return query.step() ? query.integer64Column(0) : 0; }
+
+// The uuids that several versions have; nothing when they cannot be read.
+std::optional<std::unordered_set<std::string>> repeatedUuids(LibraryDatabases& databases) {
+  Query query = databases.runUnlogged(DatabaseFile::Library,
+                                      "SELECT uuid FROM RKVersion GROUP BY uuid HAVING COUNT(uuid) > 1", {});
+  std::unordered_set<std::string> uuids;
+  while (query.step()) {
+    if (const auto uuid = query.storedText(0)) uuids.emplace(*uuid);
+  }
+  return query.failed() ? std::nullopt : std::optional(std::move(uuids));
 }
 
 void appendTexts(Value& photo, Value caption, Value comment) {
@@ -137,21 +166,64 @@ Array PhotoRecords::photosOfProject(const Value& uuid) {
 
 Array PhotoRecords::photosOfAlbum(const Value& uuid) {
   const std::int32_t modelId = modelIdOfAlbum(uuid);
+  if (isLargePartOfLibrary(modelId)) {
+    if (auto photos = photosOfLargeAlbum(modelId)) return std::move(*photos);
+  }
   std::vector<Text> members = membersOf(modelId);
   // A smart album has no members of its own.
   if (members.empty()) members = application_.imageUuidsOf("album", uuid, modelId);
   Array photos(Mutability::Mutable);
   photos.reserve(members.size());
-  for (Text& member : members) {
-    const Value key(std::move(member));
-    Query query = databases_.run(DatabaseFile::Library,
-                                 "SELECT modelId,exifLatitude,exifLongitude,videoPosterFramePoint FROM "
-                                 "RKVersion WHERE uuid = '%@'",
-                                 {key});
-    // "AppleScript" on purpose, whoever named the members: clients know an album's photos by it.
-    while (query.step()) photos.append(photoRecord(query, key, foundByAppleScript(), 1));
-  }
+  for (Text& member : members) appendPhotosWithUuid(photos, std::move(member), true);
   return photos;
+}
+
+// Every version that has the uuid. False, when it is not logged, for one that cannot be asked for.
+bool PhotoRecords::appendPhotosWithUuid(Array& photos, const Value& uuid, bool logged) {
+  constexpr SqlText kPhotoWithUuid =
+      "SELECT modelId,exifLatitude,exifLongitude,videoPosterFramePoint FROM RKVersion WHERE uuid = '%@'";
+  Query query = logged ? databases_.run(DatabaseFile::Library, kPhotoWithUuid, {uuid})
+                       : databases_.runUnlogged(DatabaseFile::Library, kPhotoWithUuid, {uuid});
+  // "AppleScript" on purpose, whoever named the members: clients know an album's photos by it.
+  while (query.step()) photos.append(photoRecord(query, uuid, foundByAppleScript(), 1));
+  return !query.failed();
+}
+
+// Whether looking through all uuids of the library costs less than looking for each member's.
+bool PhotoRecords::isLargePartOfLibrary(std::int32_t albumModelId) {
+  constexpr std::int64_t kPart = 8;
+  const std::int64_t members = numberOf(databases_.runUnlogged(
+      DatabaseFile::Library, "SELECT COUNT(versionId) FROM RKAlbumVersion WHERE albumId = %d",
+      {albumModelId}));
+  const std::int64_t versions = numberOf(databases_.runUnlogged(
+      DatabaseFile::Library, "SELECT modelId FROM RKVersion ORDER BY modelId DESC LIMIT 1", {}));
+  return members > 0 && members >= versions / kPart;
+}
+
+// The members' own rows are what asking for their uuids would give, in the same order, as long as no other
+// version has the same uuid and SQLite reads the members by their model ids. Nothing where that cannot be
+// told, or where there would be something to log.
+std::optional<Array> PhotoRecords::photosOfLargeAlbum(std::int32_t albumModelId) {
+  if (!planOf(databases_, kPlanForMembers, albumModelId)
+           .ends_with(" RKVersion USING INTEGER PRIMARY KEY (rowid=?)"))
+    return std::nullopt;
+  const auto repeated = repeatedUuids(databases_);
+  if (!repeated) return std::nullopt;
+  Query members = databases_.runUnlogged(DatabaseFile::Library, kRowsOfMembers, {albumModelId});
+  Array photos(Mutability::Mutable);
+  while (members.step()) {
+    Value uuid = members.stringColumn(1);
+    if (uuid.isNil()) continue;
+    const auto stored = members.storedText(1);
+    if (breaksOutOfLiteral(uuid.string())) return std::nullopt;
+    if (stored == uuid.string() && !repeated->contains(std::string(*stored))) {
+      photos.append(photoRecord(members, std::move(uuid), foundByAppleScript(), 2));
+    } else if (!appendPhotosWithUuid(photos, uuid, false)) {
+      return std::nullopt;
+    }
+  }
+  // An empty album is a smart one, whose photos are asked for elsewhere.
+  return members.failed() || photos.empty() ? std::nullopt : std::optional(std::move(photos));
 }
 
 // The album file is asked for an entry of a fixed name, which no file holds in practice, and then the

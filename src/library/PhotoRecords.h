@@ -10,6 +10,7 @@
 // releases the databases' locks (PhotoApplicationQueries.h).
 #pragma once
 
+#include <optional>
 #include <vector>
 
 #include "library/PhotoApplicationQueries.h"
@@ -40,6 +41,9 @@ class PhotoRecords final {
   bool isFolder(const Value& uuid);
   Array photosOfProject(const Value& uuid);
   Array photosOfAlbum(const Value& uuid);
+  bool isLargePartOfLibrary(std::int32_t albumModelId);
+  std::optional<Array> photosOfLargeAlbum(std::int32_t albumModelId);
+  bool appendPhotosWithUuid(Array& photos, const Value& uuid, bool logged);
   std::int32_t modelIdOfAlbum(const Value& uuid);
   std::vector<Text> membersOf(std::int32_t albumModelId);
   void addCaptions(Array& photos);

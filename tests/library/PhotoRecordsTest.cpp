@@ -172,6 +172,55 @@ TEST_F(PhotoRecordsTest, listsAProjectInTheOrderThatSQLiteChooses) {
   }
 }
 
+// The model ids of an album's photos, each uuid asked for alone.
+std::vector<Value> modelIdsOneByOne(LibraryDatabases& databases, std::int32_t album) {
+  Query members = databases.run(
+      DatabaseFile::Library,
+      "SELECT uuid FROM RKVersion WHERE modelId IN (SELECT versionId FROM RKAlbumVersion WHERE albumId = %d)",
+      {album});
+  std::vector<Value> modelIds;
+  while (members.step()) {
+    const Value uuid = members.stringColumn(0);
+    if (uuid.isNil()) continue;
+    Query photos =
+        databases.run(DatabaseFile::Library, "SELECT modelId FROM RKVersion WHERE uuid = '%@'", {uuid});
+    while (photos.step()) modelIds.push_back(photos.integerNumberColumn(0));
+  }
+  return modelIds;
+}
+
+// An album that holds most of a library is read at one go: uuids that versions share, that are no texts or
+// that no query can hold must not show.
+TEST_F(PhotoRecordsTest, listsALargeAlbumAsItsPhotosOneByOne) {
+  makeAlbum("a", 7, {});
+  files.execute(
+      DatabaseFile::Library,
+      "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 1500) INSERT INTO "
+      "RKVersion(modelId,uuid,versionNumber,isInTrash,exifLatitude) SELECT i * 2, 'v' || (i * 7919 % "
+      "1500), 1, 0, i FROM n; INSERT INTO RKAlbumVersion(albumId,versionId) SELECT 7, modelId FROM "
+      "RKVersion WHERE modelId % 5");
+  for (const char* change : {"SELECT 1", "UPDATE RKVersion SET uuid = NULL WHERE modelId % 11 = 0",
+                             "UPDATE RKVersion SET uuid = 'twice' WHERE modelId % 300 IN (2, 10)",
+                             "UPDATE RKVersion SET uuid = CAST('v77' AS BLOB) WHERE modelId = 40",
+                             "UPDATE RKVersion SET uuid = 'v78' || char(0) || 'x' WHERE modelId = 42",
+                             "UPDATE RKVersion SET uuid = x'ff' WHERE modelId = 44",
+                             "UPDATE RKVersion SET uuid = '' WHERE modelId = 46", "ANALYZE",
+                             "UPDATE RKVersion SET uuid = 'it''s' WHERE modelId = 48"}) {
+    files.execute(DatabaseFile::Library, change);
+    OpenedLibrary served(files);
+    PhotoRecords listing(served.databases, albums, application);
+    SystemLogCapture log;
+    const Value photos = listing.photosInContainer("a");
+    const auto listed = log.lines();
+    EXPECT_EQ(valuesOf(photos, "ModelId"), modelIdsOneByOne(served.databases, 7)) << change;
+    EXPECT_THAT(valuesOf(photos, "FoundBy"), Each(Value("AppleScript")));
+    for (const Value& photo : photos.array()) {
+      ASSERT_EQ(photo["latitude"].doubleValue() * 2, photo["ModelId"].doubleValue());
+    }
+    EXPECT_THAT(listed, testing::SizeIs(std::strstr(change, "it''s") ? 1 : 0)) << change;
+  }
+}
+
 TEST_F(PhotoRecordsTest, addsCoordinatesWhereTheDatabaseHasThem) {
   makeProject();
   inProject(1, "none");
