@@ -232,19 +232,6 @@ class Client:
         while self.receive() != {"error": "Command 'the end' was not handled"}:
             pass
 
-    def skip_unless_served(self, test, command):
-        """Skips a test of a command that this server does not know yet."""
-        self.send(command)
-        self.wait_until_read()
-        self.send("Get Version")
-        while True:
-            envelope = self.receive()
-            if envelope == {"result": "1.4"}:
-                return
-            if envelope == {"error": "Command '%s' was not handled" % command}:
-                self.receive()
-                test.skipTest("this server does not serve '%s' yet" % command)
-
 
 def request(command=None, **keys):
     dictionary = dict(keys)

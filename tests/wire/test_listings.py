@@ -97,7 +97,6 @@ class Comparison:
                 self.same_list(self.client.result("Photos of Face", id=uuid), self.model.photos_of_face(uuid))
         self.odd_ids()
         with self.test.subTest("photos one by one"):
-            self.client.skip_unless_served(self.test, "Infos of Photo")
             for uuid in self.ids(("library", "RKVersion")):
                 with self.test.subTest(photo=uuid):
                     self.infos(uuid)
