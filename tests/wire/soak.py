@@ -1,0 +1,236 @@
+"""Many mixed requests over many connections, every reply checked; memory and descriptors must not grow.
+
+    soak.py [--requests N] [--connections N] [--photos N] [--seed N]
+
+What is right is worked out beforehand: each request of the mix is asked once and compared with the model of the
+library, or with the file that it delivers; from then on its reply must be the same to the last byte. Prints how
+memory and descriptors grew after the first tenth of the connections; ends with 1 when they did.
+"""
+
+import argparse
+import os
+import pathlib
+import random
+import shutil
+import sqlite3
+import sys
+import tempfile
+import time
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "model"))
+
+import keyedarchive
+import model
+import moxteltest
+
+# Of the memory in use, for every thousand connections: what a single leaked kilobyte in each would make.
+MOST_GROWTH = 256 << 10
+TCP_CLOSE_WAIT = 8
+
+
+def sorted_containers(containers):
+    return sorted(containers, key=lambda entry: (entry.get("OrderNumber", 0), entry["ModelId"]))
+
+
+class Mix:
+    """Requests with the raw replies that are right."""
+
+    def __init__(self, client, library):
+        self.client, self.library = client, library
+        self.reference = model.Library(library)
+        self.entries = []
+
+    def add(self, weight, expected, command, **keys):
+        data = moxteltest.request(command, **keys)
+        self.client.send_bytes(data)
+        raw = self.client.receive_raw()
+        envelope = keyedarchive.decode(raw)
+        self.check(command, keys, envelope, expected)
+        self.entries.append((weight, data, raw))
+
+    @staticmethod
+    def check(command, keys, envelope, expected):
+        if callable(expected):
+            right = expected(envelope)
+        else:
+            right = envelope == expected
+        if not right:
+            raise AssertionError("%s %r answered %.400r" % (command, keys, envelope))
+
+    def add_all(self):
+        reference = self.reference
+        self.add(20, {"result": "1.4"}, "Get Version")
+        self.add(1, {"error": "Command 'Nonsense' was not handled"}, "Nonsense")
+        for command, expected in (("Get Albums", reference.top_level_albums()),
+                                  ("Get Events", reference.top_level_projects())):
+            self.add(5, self.containers(expected), command)
+        self.add(5, {"result": reference.faces()}, "Get Faces")
+        self.add(1, {"result": reference.photos_in("allPhotosAlbum")}, "Photos of Album", id="allPhotosAlbum")
+        for table in ("RKAlbum", "RKFolder"):
+            for uuid in reference.uuids("library", table)[:20]:
+                if uuid != "allPhotosAlbum":
+                    self.add(2, {"result": reference.photos_in(uuid)}, "Photos of Album", id=uuid)
+                self.add(2, self.containers(reference.containers_in(uuid)), "Folders of Album", id=uuid)
+        for uuid in reference.uuids("faces", "RKFaceName"):
+            self.add(2, {"result": reference.photos_of_face(uuid)}, "Photos of Face", id=uuid)
+        photos = reference.photos_in("allPhotosAlbum")
+        for photo in photos[:40]:
+            uuid = photo["PhotoKey"]
+            self.add(2, {"result": reference.photo_with_uuid(uuid)}, "Infos of Photo", key=uuid)
+            self.files_of(uuid)
+        self.add(2, {"error": "No Thumbnail"}, "Thumb of Photo", key="no such photo")
+        self.add(1, self.has_exif, "Metadata of Photo", key=self.first_jpeg())
+        self.add(1, self.is_jpeg, "Image of Photo", key=self.first_jpeg())
+        for command in ("Reveal Photo", "Reveal Album", "Reveal Event"):
+            self.add(1, self.is_text, command, id="x", key="x")
+        self.add(1, {"result": "Set GPS to 1.000000/2.000000"}, "Set GPS of Photo", key=photos[0]["PhotoKey"],
+                 latitude=1, longitude=2)
+
+    @staticmethod
+    def containers(expected):
+        """Those with the same place in the user's order may come in any order."""
+        return lambda envelope: list(envelope) == ["result"] and \
+            sorted_containers(envelope["result"]) == sorted_containers(expected)
+
+    def first_jpeg(self):
+        database = sqlite3.connect("file:%s?mode=ro" % (self.library / "Database/apdb/Library.apdb"), uri=True)
+        row = database.execute("SELECT v.uuid FROM RKVersion v JOIN RKMaster m ON m.uuid=v.masterUuid WHERE v.versionNumber=1 "
+                               "AND v.hasAdjustments=0 AND v.isInTrash=0 AND m.imagePath LIKE '%.JPG'").fetchone()
+        database.close()
+        return row[0]
+
+    def files_of(self, uuid):
+        """Thumbnails and master, as the databases name them."""
+        proxies = sqlite3.connect("file:%s?mode=ro" % (self.library / "Database/apdb/ImageProxies.apdb"), uri=True)
+        row = proxies.execute("SELECT thumbnailPath,miniThumbnailPath FROM RKImageProxyState WHERE versionUuid=?",
+                              (uuid,)).fetchone()
+        proxies.close()
+        if row is None or None in row:
+            return
+        thumbnail, small = ((self.library / "Thumbnails" / path).read_bytes() for path in row)
+        self.add(4, {"result": thumbnail}, "Thumb of Photo", key=uuid)
+        self.add(2, {"result": small}, "Square Thumb of Photo", key=uuid, isFace=False)
+
+    @staticmethod
+    def is_jpeg(envelope):
+        return envelope["result"].startswith(b"\xff\xd8")
+
+    @staticmethod
+    def has_exif(envelope):
+        return envelope["result"]["PixelWidth"] > 0
+
+    @staticmethod
+    def is_text(envelope):
+        return isinstance(envelope["result"], str)
+
+    def chooser(self, seed):
+        roll = random.Random(seed)
+        weights = [entry[0] for entry in self.entries]
+        while True:
+            yield from roll.choices(self.entries, weights, k=1000)
+
+
+def memory_in_use(pid):
+    """Bytes of the process that nobody else has."""
+    with open("/proc/%d/smaps_rollup" % pid) as facts:
+        for line in facts:
+            if line.startswith("Private_Dirty:"):
+                return int(line.split()[1]) << 10
+    raise AssertionError("no Private_Dirty")
+
+
+def descriptors(pid):
+    """Without the processes of the machine that the server watches: they come and go."""
+    count = 0
+    for name in os.listdir("/proc/%d/fd" % pid):
+        try:
+            count += not os.readlink("/proc/%d/fd/%s" % (pid, name)).startswith("/proc")
+        except FileNotFoundError:
+            pass
+    return count
+
+
+def slope(samples):
+    """By how much the second grows for every one of the first: least squares."""
+    middle = sum(x for x, _ in samples) / len(samples)
+    square = sum((x - middle) ** 2 for x, _ in samples)
+    return sum((x - middle) * y for x, y in samples) / square
+
+
+def has_connection(server):
+    return any(local == server.port and state in (moxteltest.TCP_ESTABLISHED, TCP_CLOSE_WAIT)
+               for local, _, state, _ in moxteltest.tcp_sockets())
+
+
+class Soak:
+    def __init__(self, options):
+        self.options = options
+        self.samples = []  # (connections, bytes, descriptors)
+        self.asked = 0
+
+    def run(self):
+        folder = pathlib.Path(tempfile.mkdtemp(prefix="moxtelsoak."))
+        try:
+            library = moxteltest.make_library(folder / "Library", "--images", "small", "--photos", self.options.photos)
+            before = moxteltest.hash_of_library(library)
+            with moxteltest.Server(library) as server:
+                with moxteltest.Client(server) as client:
+                    mix = Mix(client, library)
+                    mix.add_all()
+                self.ask_all(server, mix.chooser(self.options.seed), len(mix.entries))
+            if moxteltest.hash_of_library(library) != before:
+                raise AssertionError("the library was changed")
+        finally:
+            shutil.rmtree(folder)
+        return self.judge()
+
+    def ask_all(self, server, chosen, kinds):
+        each = max(1, self.options.requests // self.options.connections)
+        interval = max(1, self.options.connections // 100)
+        start = time.monotonic()
+        for number in range(1, self.options.connections + 1):
+            with moxteltest.Client(server) as client:
+                for _ in range(each):
+                    _, data, expected = next(chosen)
+                    client.send_bytes(data)
+                    if client.receive_raw() != expected:
+                        raise AssertionError("another reply to %r after %d requests" % (data, self.asked))
+                    self.asked += 1
+            if number % interval == 0:
+                moxteltest.wait_for(lambda: not has_connection(server), "the client to be gone")
+                pid = server.process.pid
+                self.samples.append((number, memory_in_use(pid), descriptors(pid)))
+        seconds = time.monotonic() - start
+        print("%d requests of %d kinds over %d connections in %.0f s, every reply right" %
+              (self.asked, kinds, self.options.connections, seconds))
+
+    def judge(self):
+        settled = [sample for sample in self.samples if sample[0] * 10 >= self.options.connections]
+        bytes_each = slope([(number, size) for number, size, _ in settled])
+        descriptors_each = slope([(number, count) for number, _, count in settled])
+        print("after the first %d connections: memory %.1f MB, then %.1f MB, %+.2f KB for every 1000 connections; "
+              "descriptors %d, then %d, %+.3f for every 1000 connections" % (
+                  settled[0][0], settled[0][1] / 1e6, settled[-1][1] / 1e6, bytes_each * 1000 / 1e3, settled[0][2],
+                  settled[-1][2], descriptors_each * 1000))
+        grown = settled[-1][1] - settled[0][1]
+        # A leak grows all the time; what an allocator keeps once does not.
+        if bytes_each * 1000 > MOST_GROWTH and grown > 1 << 20:
+            print("memory grows")
+            return 1
+        if settled[-1][2] > settled[0][2]:
+            print("descriptors grow")
+            return 1
+        return 0
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("--requests", type=int, default=1_000_000)
+    parser.add_argument("--connections", type=int, default=10_000)
+    parser.add_argument("--photos", type=int, default=200)
+    parser.add_argument("--seed", type=int, default=1)
+    return Soak(parser.parse_args()).run()
+
+
+if __name__ == "__main__":
+    sys.exit(main())
