@@ -57,8 +57,13 @@ function(moxtel_test name)
   target_link_libraries(${name} PRIVATE moxtel_options ${ARG_LINKS} GTest::gmock GTest::gtest_main)
   target_precompile_headers(${name} REUSE_FROM moxtel_test_pch)
   set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
-  gtest_discover_tests(${name} TEST_PREFIX "${name}." DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
-                       PROPERTIES TIMEOUT 120)
+  # Some take ThreadSanitizer a minute of processor time, on a machine that may have other work.
+  set(seconds 120)
+  if(MOXTEL_SANITIZE)
+    set(seconds 600)
+  endif()
+  gtest_discover_tests(${name} TEST_PREFIX "${name}." DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT ${seconds}
+                       PROPERTIES TIMEOUT ${seconds})
 endfunction()
 
 # moxtel_window_test(FooTest LINKS lib …): the same for windows, drawn into memory. Qt's programs are compiled
