@@ -92,7 +92,7 @@ ScriptOutcome InterpreterScriptRunner::outcomeOf(const ProcessResult& result) {
       return ScriptOutcome::failed(kTooMuchOutput, "The script interpreter printed too much");
     case ProcessResult::Ending::Killed:
       if (ended_) return notTried("The server ends");
-      return ScriptOutcome::failed(kKilled, "The script interpreter died: " + result.error);
+      return ScriptOutcome::failed(kKilled, "The script interpreter died: " + scriptErrorText(result.error));
     case ProcessResult::Ending::NotStarted:
       return giveUp(kNoInterpreter, "The script interpreter could not be started: " + result.error);
   }

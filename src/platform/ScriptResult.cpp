@@ -124,11 +124,20 @@ class Reader {
 
 Value scriptResultValue(std::string_view printed) { return Reader(trimmed(printed)).value(0); }
 
+std::string scriptErrorText(std::string_view printed) {
+  const std::string_view text = trimmed(printed);
+  if (text.size() <= kLongestScriptErrorText) return std::string(text);
+  // Not in the middle of a character, which has four bytes at most.
+  std::size_t end = kLongestScriptErrorText;
+  while (end > kLongestScriptErrorText - 3 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) --end;
+  return std::string(text.substr(0, end)) + "…";
+}
+
 ScriptError scriptErrorFrom(std::string_view printed, int exitStatus) {
   const std::string_view text = trimmed(printed);
   ScriptError error{exitStatus, text.empty()
                                     ? "the interpreter ended with status " + std::to_string(exitStatus)
-                                    : std::string(text)};
+                                    : scriptErrorText(text)};
   error.isSyntaxError = text.find("syntax error") != std::string_view::npos;
   const std::size_t open = text.rfind('(');
   if (open != std::string_view::npos && text.back() == ')') {

@@ -23,8 +23,13 @@ inline constexpr std::size_t kDeepestScriptList = 64;
 // breaks off in the middle of a list or literal ends there.
 Value scriptResultValue(std::string_view printed);
 
+// What an interpreter printed about its failure, as far as anybody reads: without blanks around it, and cut
+// after kLongestScriptErrorText bytes, where a "…" stands then.
+inline constexpr std::size_t kLongestScriptErrorText = 4096;
+std::string scriptErrorText(std::string_view printed);
+
 // "0:17: execution error: iPhoto got an error: Can't get album id 5. (-1728)": number -1728 and the whole
-// text.
+// text, as long as above.
 ScriptError scriptErrorFrom(std::string_view printed, int exitStatus);
 
 }  // namespace moxtel

@@ -13,6 +13,7 @@
 #include "platform/FakeProcessRunner.h"
 #include "platform/FakeRunningApplications.h"
 #include "platform/RemoteApplications.h"
+#include "platform/ScriptResult.h"
 #include "platform/UserDefaults.h"
 #include "tests/TemporaryFolder.h"
 
@@ -198,6 +199,12 @@ TEST(ScriptInterpreter, thatFailsIsAskedAgain) {
   EXPECT_EQ(runner.run("s").error.text, "The script interpreter died: signal 9");
   EXPECT_FALSE(runner.run("s").succeeded);
   EXPECT_EQ(processes.requests().size(), 2u);
+}
+
+TEST(ScriptInterpreter, thatDiesTalkingIsQuotedInPart) {
+  FakeProcessRunner processes([](const auto&) { return ended(Ending::Killed, std::string(1 << 20, 'x')); });
+  InterpreterScriptRunner runner({"x"}, processes);
+  EXPECT_LT(runner.run("s").error.text.size(), kLongestScriptErrorText + 100);
 }
 
 TEST(ScriptInterpreter, tellsWhyItFailed) {

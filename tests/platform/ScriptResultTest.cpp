@@ -66,6 +66,20 @@ TEST(ScriptError, syntaxErrorsAreTold) {
   EXPECT_TRUE(scriptErrorFrom("0:4: syntax error: Expected end of line. (-2741)", 1).isSyntaxError);
 }
 
+TEST(ScriptError, isCutBetweenCharacters) {
+  const std::string longest(kLongestScriptErrorText, 'x');
+  EXPECT_EQ(scriptErrorText("\n" + longest + "\n"), longest);
+  EXPECT_EQ(scriptErrorText(longest + "y"), longest + "…");
+  const std::string shorter = longest.substr(2);
+  EXPECT_EQ(scriptErrorText(shorter + "ä€"), shorter + "ä…");
+  EXPECT_EQ(scriptErrorText(shorter.substr(1) + "ä€"), shorter.substr(1) + "ä…");
+  EXPECT_EQ(scriptErrorText(std::string(kLongestScriptErrorText * 2, '\x80')).size(),
+            kLongestScriptErrorText);
+  const ScriptError error = scriptErrorFrom(longest + longest + " (-1728)", 1);
+  EXPECT_EQ(error.text, longest + "…");
+  EXPECT_EQ(error.number, -1728) << "which stands at the end";
+}
+
 TEST(ScriptError, silenceNamesTheExitStatus) {
   const ScriptError error = scriptErrorFrom("", 7);
   EXPECT_EQ(error.number, 7);
