@@ -2,6 +2,8 @@
 """Makes the seeds of PropertiesFuzz: one small file for each reader, the reader's number before it.
 
     make_properties_seeds.py FIXTURES CORPUS     FIXTURES as tests/pictures/make_fixtures.py makes them
+
+Those of PsdInksFuzz, which need no number, are put into the folder of that name beside CORPUS.
 """
 import pathlib
 import struct
@@ -27,6 +29,11 @@ def tagged(path):
     return data
 
 
+def psd_of_inks(width, height, depth, compression, data):
+    return (b'8BPS' + struct.pack('>H6xHIIHH', 1, 4, height, width, depth, 4) + bytes(12) +
+            struct.pack('>H', compression) + data)
+
+
 def main():
     fixtures, corpus = map(pathlib.Path, sys.argv[1:])
     corpus.mkdir(parents=True, exist_ok=True)
@@ -49,8 +56,18 @@ def main():
              'ciff': (0, (fixtures / 'raw-canon.crw').read_bytes()),
              'canon': (1, tagged(fixtures / 'jpeg-canon-note.jpg')), 'nikon': (1, tagged(fixtures / 'jpeg-nikon-note.jpg')),
              'png-packet': (2, tagged(fixtures / 'png-camera.png')), 'apple': (13, note), 'plist': (14, plist)}
+    xmp = tagged(fixtures / 'jpeg-444.jpg')
+    seeds['xmp'] = (15, xmp[xmp.index(b'<x:xmpmeta'):xmp.index(b'</x:xmpmeta>') + 12])
+    seeds['psd-layers'] = (4, tagged(fixtures / 'psd-layers.psd')[:12000])
+    seeds['psd-inks'] = (4, (fixtures / 'psd-cmyk8-packed.psd').read_bytes()[:200])
     for name, (number, data) in seeds.items():
         (corpus / name).write_bytes(bytes([number]) + data)
+    inks = corpus.parent / 'PsdInksFuzz'
+    inks.mkdir(exist_ok=True)
+    (inks / 'plain').write_bytes(psd_of_inks(2, 2, 16, 0, bytes(range(32))))
+    rows = b'\xf9\x40' * 7 + b'\x03abcd\x80\xfdz'
+    lengths = struct.pack('>8H', *[2] * 7, 8)
+    (inks / 'packed').write_bytes(psd_of_inks(8, 2, 8, 1, lengths + rows))
 
 
 if __name__ == '__main__':

@@ -47,17 +47,16 @@ TEST_P(EveryFormat, showsItsPictureInItsStoredOrientation) {
   expectQuarters(image, 8);
 }
 
-INSTANTIATE_TEST_SUITE_P(InColour, EveryFormat,
-                         testing::Values("jpeg-420.jpg", "jpeg-orientation-6.jpg", "png-rgb.png",
-                                         "png-rgb16.png", "png-palette.png", "png-interlaced.png",
-                                         "png-interlaced16.png", "tiff-plain.tif", "tiff-lzw.tif",
-                                         "tiff-zip.tif", "tiff-jpeg.tif", "tiff-big-endian.tif",
-                                         "tiff-rgb16.tif", "tiff-zip16.tif", "tiff-palette.tif",
-                                         "tiff-tiled.tif", "tiff-float.tif", "tiff-orientation-6.tif",
-                                         "gif.gif", "gif-interlaced.gif", "gif-animated.gif", "bmp-24.bmp",
-                                         "bmp-palette.bmp", "bmp-rle.bmp", "psd-rgb.psd", "psd-rgb16.psd",
-                                         "psd-layers.psd", "heic.heic", "heic-turned.heic", "jpeg2000.jp2",
-                                         "jpeg2000-stream.j2k", "webp.webp", "webp-lossless.webp"));
+INSTANTIATE_TEST_SUITE_P(
+    InColour, EveryFormat,
+    testing::Values("jpeg-420.jpg", "jpeg-orientation-6.jpg", "png-rgb.png", "png-rgb16.png",
+                    "png-palette.png", "png-interlaced.png", "png-interlaced16.png", "tiff-plain.tif",
+                    "tiff-lzw.tif", "tiff-zip.tif", "tiff-jpeg.tif", "tiff-big-endian.tif", "tiff-rgb16.tif",
+                    "tiff-zip16.tif", "tiff-palette.tif", "tiff-tiled.tif", "tiff-float.tif",
+                    "tiff-orientation-6.tif", "gif.gif", "gif-interlaced.gif", "gif-animated.gif",
+                    "bmp-24.bmp", "bmp-palette.bmp", "bmp-rle.bmp", "psd-rgb.psd", "psd-rgb16.psd",
+                    "psd-layers.psd", "heic.heic", "heic-turned.heic", "jpeg2000.jp2", "jpeg2000-12-bits.jp2",
+                    "jpeg2000-stream.j2k", "webp.webp", "webp-lossless.webp"));
 
 TEST_F(PictureDecoderTest, readsGrayAsGray) {
   for (const char* name : {"jpeg-gray.jpg", "png-gray8.png", "png-gray16.png", "tiff-gray.tif",
@@ -91,8 +90,36 @@ TEST_F(PictureDecoderTest, flattensAlphaOnWhite) {
 
 TEST_F(PictureDecoderTest, turnsInksIntoColours) {
   // Inks are no light: red must be mostly red, and so on; how deep is the press's affair.
-  for (const char* name : {"jpeg-cmyk.jpg", "tiff-cmyk.tif", "tiff-cmyk16.tif"})
+  for (const char* name : {"jpeg-cmyk.jpg", "tiff-cmyk.tif", "tiff-cmyk16.tif", "psd-cmyk.psd"})
     expectQuarters(shown(name), 85);
+}
+
+TEST_F(PictureDecoderTest, turnsTheInksOfAPsdIntoThoseOfATiff) {
+  const PixelBuffer tiff = shown("tiff-cmyk.tif");
+  ASSERT_EQ(tiff.layout, PixelLayout::Rgb);
+  Quarters same;
+  same.topLeft = test::colourAt(tiff, 24, 16);
+  same.topRight = test::colourAt(tiff, 72, 16);
+  same.bottomLeft = test::colourAt(tiff, 24, 48);
+  same.bottomRight = test::colourAt(tiff, 72, 48);
+  for (const char* name : {"psd-cmyk.psd", "psd-cmyk8-plain.psd", "psd-cmyk8-packed.psd",
+                           "psd-cmyk16-plain.psd", "psd-cmyk16-packed.psd"}) {
+    const PixelBuffer image = shown(name);
+    ASSERT_EQ(image.layout, PixelLayout::Rgb) << name;
+    EXPECT_EQ(image.width, 96U);
+    EXPECT_EQ(image.height, 64U);
+    expectQuarters(image, 3, same);
+  }
+}
+
+// ImageMagick hands gray on as three equal colours, and with it the profile that is for one.
+TEST_F(PictureDecoderTest, readsAGrayPsdAsGrayWhenItsProfileIs) {
+  expectQuarters(shown("psd-gray.psd"), 6, test::grayQuarters());
+  const PixelBuffer image = shown("psd-gray-profile.psd");
+  EXPECT_EQ(image.layout, PixelLayout::Gray);
+  ASSERT_GE(image.iccProfile.size(), 20U);
+  EXPECT_EQ(std::string(image.iccProfile.begin() + 16, image.iccProfile.begin() + 20), "GRAY");
+  expectQuarters(image, 6, test::grayQuarters());
 }
 
 TEST_F(PictureDecoderTest, turnsLabIntoColours) { expectQuarters(shown("tiff-lab.tif"), 32); }
@@ -158,8 +185,6 @@ TEST_F(PictureDecoderTest, hasNothingForBombs) {
 TEST_F(PictureDecoderTest, makesNoJpegOfAPictureTooLongForOne) {
   EXPECT_FALSE(decoder.jpegOf(openRegularFile(fixture("bomb-png-long.png"))));
 }
-
-TEST_F(PictureDecoderTest, hasNothingForInksThatGetLostOnTheWay) { expectNothing("psd-cmyk.psd"); }
 
 TEST_F(PictureDecoderTest, leavesNothingInTheTemporaryFolder) {
   const TemporaryFolder temporary;

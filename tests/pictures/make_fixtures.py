@@ -46,8 +46,8 @@ def read(name):
         return file.read()
 
 
-def profile():
-    """A colour profile of version 2: matrix and gamma 2.2, in the layout of ICC.1:2001-04."""
+def profile(gray=False):
+    """A colour profile of version 2: matrix (unless for gray) and gamma 2.2, in the layout of ICC.1:2001-04."""
     def text(value):
         value = value.encode() + b'\0'
         return b'desc\0\0\0\0' + struct.pack('>I', len(value)) + value + bytes(4 + 4 + 2 + 1 + 67)
@@ -60,13 +60,15 @@ def profile():
             (b'wtpt', xyz(0.9505, 1, 1.0891)), (b'rXYZ', xyz(0.4361, 0.2225, 0.0139)),
             (b'gXYZ', xyz(0.3851, 0.7169, 0.0971)), (b'bXYZ', xyz(0.1431, 0.0606, 0.7141)),
             (b'rTRC', gamma), (b'gTRC', gamma), (b'bTRC', gamma)]
+    if gray:
+        tags = tags[:3] + [(b'kTRC', gamma)]
     offset, table, data = 128 + 4 + 12 * len(tags), b'', b''
     for name, value in tags:
         value += bytes(-len(value) % 4)
         table += name + struct.pack('>II', offset + len(data), len(value))
         data += value
     size = offset + len(data)
-    header = struct.pack('>I4sI4s4s4s', size, b'none', 0x02200000, b'mntr', b'RGB ', b'XYZ ')
+    header = struct.pack('>I4sI4s4s4s', size, b'none', 0x02200000, b'mntr', b'GRAY' if gray else b'RGB ', b'XYZ ')
     header += struct.pack('>6H', 2026, 1, 1, 0, 0, 0) + b'acsp' + bytes(28)
     header += struct.pack('>3i', 63190, 65536, 54061)  # D50
     return header + bytes(128 - len(header)) + struct.pack('>I', len(tags)) + table + data
@@ -374,6 +376,39 @@ def make_tiffs():
         tiff_entry(278, 4, long(100000)), tiff_entry(279, 4, long(16))], bytes(16)))
 
 
+def psd_of_inks(depth, packed):
+    """A PSD of the same inks as ImageMagick makes them, with a channel of its own behind them."""
+    def inks(x, y):
+        red, green, blue = quarter(x, y)
+        most = max(red, green, blue)
+        return [255 * (most - part) // most for part in (red, green, blue)] + [255 - most, 7]
+
+    planes = [[bytes(255 - inks(x, y)[ink] for x in range(WIDTH) for _ in range(depth // 8)) for y in range(HEIGHT)]
+              for ink in range(5)]
+    rows = [row for plane in planes for row in plane]
+    if packed:
+        rows = [packed_row(row) for row in rows]
+    lengths = b''.join(struct.pack('>H', len(row)) for row in rows) if packed else b''
+    resources = b'8BIM' + struct.pack('>HHI', 0x03ED, 0, 16) + struct.pack('>IHHIHH', 300 << 16, 1, 1, 300 << 16, 1, 1)
+    return (b'8BPS' + struct.pack('>H6xHIIHH', 1, 5, HEIGHT, WIDTH, depth, 4) + struct.pack('>I', 0) +
+            struct.pack('>I', len(resources)) + resources + struct.pack('>I', 0) + struct.pack('>H', int(packed)) +
+            lengths + b''.join(rows))
+
+
+def with_resource(psd, number, data):
+    """A PSD without colour table, with one more image resource."""
+    length = struct.unpack('>I', psd[30:34])[0]
+    more = b'8BIM' + struct.pack('>HHI', number, 0, len(data)) + data + bytes(len(data) % 2)
+    return psd[:30] + struct.pack('>I', length + len(more)) + more + psd[34:]
+
+
+def packed_row(row):
+    """By PackBits, with runs, literals and the byte that means nothing."""
+    half = len(row) // 2
+    literal = bytes([half - 1]) + row[:half]
+    return literal + b'\x80' + bytes([257 - half]) + row[half:half + 1]
+
+
 def make_others():
     run('convert', 'base.ppm', 'gif.gif')
     run('convert', 'base.ppm', '-interlace', 'GIF', 'gif-interlaced.gif')
@@ -385,11 +420,20 @@ def make_others():
     run('convert', 'base.ppm', 'psd-rgb.psd')
     run('convert', 'base.ppm', '-depth', '16', 'psd-rgb16.psd')
     run('convert', 'base.ppm', '-colorspace', 'CMYK', 'psd-cmyk.psd')
+    for depth, packed in ((8, False), (8, True), (16, False), (16, True)):
+        name = f'psd-cmyk{depth}-{"packed" if packed else "plain"}.psd'
+        write(name, psd_of_inks(depth, packed))
+        write(f'broken-{name}', read(name)[:len(read(name)) // 2])
+    ink_bomb = bytearray(read('psd-cmyk8-packed.psd'))
+    ink_bomb[14:22] = struct.pack('>II', 20000, 20000)
+    write('bomb-psd-inks.psd', bytes(ink_bomb))
     run('convert', 'base.ppm', '-colorspace', 'Gray', 'psd-gray.psd')
+    write('psd-gray-profile.psd', with_resource(read('psd-gray.psd'), 0x040F, profile(gray=True)))
     run('convert', 'base.ppm', '(', '-size', '96x64', 'xc:white', ')', 'psd-layers.psd')
     run('convert', 'base.ppm', '-quality', '95', 'heic.heic')
     run('convert', 'base.ppm', '-quality', '90', 'jpeg2000.jp2')
     run('convert', 'base.ppm', '-colorspace', 'Gray', 'jpeg2000-gray.jp2')
+    run('convert', 'base.ppm', '-depth', '12', 'jpeg2000-12-bits.jp2')
     run('convert', 'base.ppm', '-quality', '90', 'jpeg2000-stream.j2k')
     run('convert', 'base.ppm', '-quality', '95', 'webp.webp')
     run('convert', 'base.ppm', '-define', 'webp:lossless=true', 'webp-lossless.webp')

@@ -3,6 +3,7 @@
 #include <cstring>
 #include <vips/vips8>
 
+#include "pictures/PsdInks.h"
 #include "pictures/decoder/Sources.h"
 
 namespace moxtel::decoder {
@@ -138,9 +139,22 @@ Bytes profileOf(const VImage& image) {
   return Bytes(bytes, bytes + size);
 }
 
+bool isForGray(const Bytes& profile) {
+  return profile.size() > 20 && std::memcmp(profile.data() + 16, "GRAY", 4) == 0;
+}
+
+// ImageMagick hands gray on as three equal colours, for which a profile of gray is none.
+VImage asItsProfile(const VImage& image) {
+  if (image.bands() < 3 || !isForGray(profileOf(image))) return image;
+  const VImage gray = image.extract_band(0);
+  return image.bands() == 3 ? gray : gray.bandjoin(image.extract_band(3));
+}
+
 class VipsSource final : public PictureSource {
  public:
-  explicit VipsSource(VImage image) : image_(std::move(image)) {
+  // The pixels are those that the picture borrows, if it borrows any.
+  explicit VipsSource(VImage image, Bytes pixels = {})
+      : pixels_(std::move(pixels)), image_(std::move(image)) {
     description_.width = static_cast<std::uint32_t>(image_.width());
     description_.height = static_cast<std::uint32_t>(image_.height());
     description_.layout = static_cast<PixelLayout>(image_.bands());
@@ -160,11 +174,23 @@ class VipsSource final : public PictureSource {
   struct Unref {
     void operator()(VipsRegion* region) const { g_object_unref(region); }
   };
+  Bytes pixels_;  // go last
   VImage image_;
   PixelBuffer description_;
   std::unique_ptr<VipsRegion, Unref> region_;  // before the image goes
   std::uint32_t row_ = 0;
 };
+
+std::unique_ptr<PictureSource> sourceOf(Inks inks) {
+  VImage image =
+      VImage::new_from_memory(inks.samples.data(), inks.samples.size(), static_cast<int>(inks.width),
+                              static_cast<int>(inks.height), 4, VIPS_FORMAT_UCHAR);
+  image = image.copy(VImage::option()->set("interpretation", VIPS_INTERPRETATION_CMYK));
+  if (!inks.iccProfile.empty())
+    image.set(VIPS_META_ICC_NAME, VipsCallbackFn{}, inks.iccProfile.data(), inks.iccProfile.size());
+  VImage rgb = normalized(image);
+  return std::make_unique<VipsSource>(std::move(rgb), std::move(inks.samples));
+}
 
 }  // namespace
 
@@ -172,13 +198,16 @@ std::unique_ptr<PictureSource> openWithVips(FileBytes file, PictureKind kind) {
   const char* loader = loaderOf(kind);
   if (!loader) return nullptr;
   try {
+    if (kind == PictureKind::Psd) {
+      if (auto inks = inksOfPsd(file)) return sourceOf(*std::move(inks));
+    }
     const VImage image = loaded(file, kind, loader);
     if (!isDecodableSize(static_cast<std::uint64_t>(image.width()),
                          static_cast<std::uint64_t>(image.height())))
       return nullptr;
     // By way of ImageMagick the black ink gets lost, and a picture without it is a wrong one.
     if (kind == PictureKind::Psd && image.interpretation() == VIPS_INTERPRETATION_CMYK) return nullptr;
-    return std::make_unique<VipsSource>(normalized(image));
+    return std::make_unique<VipsSource>(normalized(kind == PictureKind::Psd ? asItsProfile(image) : image));
   } catch (const vips::VError&) {
     return nullptr;
   }
