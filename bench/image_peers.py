@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
 """Compares "Image of Photo" with other programs that do the same, each as a process of its own.
 
-    image_peers.py BIN_FOLDER [WORK_FOLDER]
+    image_peers.py BIN_FOLDER [FORMAT …]
 
-BIN_FOLDER holds image-bench and moxtel-picture-decoder (a release build). Makes photo-like pictures of 12 and
-24 megapixels, then runs every program in turn, round by round, and prints for each the median of its
+BIN_FOLDER holds image-bench and moxtel-picture-decoder (a release build). Makes photo-like pictures, JPEGs of 12
+and 24 megapixels and of 12 in each other format (or only in the formats named: jpg png tif …), then runs every program in turn, round by round, and prints for each the median of its
 processor time and of the time that passed, in milliseconds per megapixel, and the largest memory of one of
 its processes, also above that of input and output together.
 """
@@ -17,6 +17,7 @@ import tempfile
 import time
 
 ROUNDS = 5
+OTHER_FORMATS = ('png', 'tif', 'gif', 'bmp', 'psd', 'heic', 'jp2', 'webp')
 
 
 def make_photo(megapixels, folder):
@@ -74,25 +75,34 @@ def compare(title, megapixels, source, commands, folder):
         print(f'{name:24}{cpu:10.2f}{passed:8.2f}{peak / 1e6:9.1f}{above:14.1f}   ours is {first / cpu:.2f} of it')
 
 
+def compare_jpegs(binaries, folder):
+    for megapixels in (12, 24):
+        base, size = make_photo(megapixels, folder)
+        for title, options in (('JPEG', ['-sampling-factor', '2x2']),
+                               ('JPEG, progressive', ['-sampling-factor', '2x2', '-interlace', 'JPEG'])):
+            source = os.path.join(folder, f'{megapixels}.jpg')
+            subprocess.run(['convert', base, '-quality', '92', *options, source], check=True)
+            compare(title, size, source, programs(binaries, source, os.path.join(folder, 'peer')), folder)
+
+
+def compare_other(ending, binaries, folder):
+    base, size = make_photo(12, folder)
+    source = os.path.join(folder, f'other.{ending}')
+    subprocess.run(['convert', base, *([] if ending == 'png' else ['-quality', '90']), source], check=True)
+    commands = programs(binaries, source, os.path.join(folder, 'peer'))
+    del commands['djpeg | cjpeg']
+    compare(ending.upper(), size, source, commands, folder)
+
+
 def main():
-    binaries = sys.argv[1]
-    with tempfile.TemporaryDirectory(dir=sys.argv[2] if len(sys.argv) > 2 else None) as folder:
-        peer = os.path.join(folder, 'peer')
-        for megapixels in (12, 24):
-            base, size = make_photo(megapixels, folder)
-            for title, options in (('JPEG', ['-sampling-factor', '2x2']),
-                                   ('JPEG, progressive', ['-sampling-factor', '2x2', '-interlace', 'JPEG'])):
-                source = os.path.join(folder, f'{megapixels}.jpg')
-                subprocess.run(['convert', base, '-quality', '92', *options, source], check=True)
-                compare(title, size, source, programs(binaries, source, peer), folder)
-        base, size = make_photo(12, folder)
-        for ending in ('png', 'tif', 'gif', 'bmp', 'psd', 'heic', 'jp2', 'webp'):
-            source = os.path.join(folder, f'other.{ending}')
-            subprocess.run(['convert', base, '-quality', '90', source] if ending != 'png' else
-                           ['convert', base, source], check=True)
-            commands = programs(binaries, source, peer)
-            del commands['djpeg | cjpeg']
-            compare(ending.upper(), size, source, commands, folder)
+    binaries, formats = sys.argv[1], sys.argv[2:] or ('jpg', *OTHER_FORMATS)
+    print(f'load {os.getloadavg()}, {os.cpu_count()} processors')
+    with tempfile.TemporaryDirectory() as folder:
+        for ending in formats:
+            if ending == 'jpg':
+                compare_jpegs(binaries, folder)
+            else:
+                compare_other(ending, binaries, folder)
 
 
 if __name__ == '__main__':
