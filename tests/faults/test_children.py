@@ -1,0 +1,140 @@
+"""The server's helpers hang, die, or talk nonsense."""
+
+import os
+import pathlib
+import shlex
+import shutil
+import signal
+import threading
+import unittest
+
+import faultserver
+import keyedarchive
+import moxteltest
+from faultserver import FaultTestCase
+
+DECODER, READER = "moxtel-picture-decoder", "moxtel-property-reader"
+
+# What each does instead of its work: the lines of a shell script.
+DEATHS = {
+    "ends at once with success": "exit 0",
+    "ends at once with an error": "exit 1",
+    "kills itself": "kill -KILL $$",
+    "crashes": "kill -SEGV $$",
+    "ends after half a word": "printf MXP; exit 0",
+    "answers nonsense": "head -c 100000 /dev/urandom",
+    "is killed within its answer": "printf bplist00; head -c 1000 /dev/zero; kill -KILL $$",
+    "writes errors without an end": "exec yes >&2",
+    "leaves a child that holds its output": "(trap '' TERM; exec sleep 1000) & printf bplist00; exit 0",
+    "cannot be started": None,
+}
+# Each is ended after the helper's time, which for the reader of properties is ten seconds.
+HANGS = {
+    "hangs": "exec sleep 1000",
+    "hangs and heeds no signal": "trap '' TERM INT HUP; while :; do sleep 1; done",
+    "hangs after it closed its output": "exec >&- 2>&-; exec sleep 1000",
+    "stops": "kill -STOP $$",
+    "hangs within its answer": "printf bplist00; exec sleep 1000",
+}
+
+
+class FaultyHelpers(moxteltest.Server):
+    """A server whose helpers beside it are others."""
+
+    def __init__(self, library, helpers, *arguments, **options):
+        super().__init__(library, *arguments, **options)
+        folder = self.home / "bin"
+        folder.mkdir()
+        original = pathlib.Path(moxteltest.program("MOXTEL_SERVER"))
+        shutil.copy2(original, folder)
+        self.arguments[0] = str(folder / original.name)
+        for name in (DECODER, READER):
+            own = "exec %s \"$@\"" % shlex.quote(str(original.parent / name))
+            faultserver.put_program(folder / name, helpers.get(name, own))
+
+    def pid(self):
+        return self.process.pid
+
+
+class Children(FaultTestCase):
+    def children_of(self, server):
+        """Everything that still runs of the server's folder, the server itself left out."""
+        found = []
+        for process in pathlib.Path("/proc").iterdir():
+            if not process.name.isdigit() or int(process.name) == server.pid():
+                continue
+            try:
+                environment = (process / "environ").read_bytes()
+                state = (process / "stat").read_text().rsplit(")", 1)[1].split()[0]
+            except OSError:
+                continue
+            if ("HOME=%s" % server.home).encode() in environment and state != "Z":
+                found.append(int(process.name))
+        return found
+
+    def request_for(self, helper):
+        return ("Image of Photo", {"key": self.requests.png}) if helper == DECODER else \
+            ("Metadata of Photo", {"key": self.requests.tiff})
+
+    def test_helpers_in_this_place_are_the_ones_that_run(self):
+        with FaultyHelpers(self.library, {}) as server:
+            for helper in (DECODER, READER):
+                request = self.request_for(helper)
+                self.assertEqual(self.answer(server, request), self.expected[self.requests.name(request)])
+
+    def hurt(self, helper, what, script, leaves_children=False):
+        request = self.request_for(helper)
+        expected = {"error": {DECODER: "No Image", READER: "No Metadata"}[helper]}
+        with FaultyHelpers(self.library, {helper: script}) as server:
+            self.answers_right(server)
+            self.answers_right(server)
+            moxteltest.wait_for(lambda: not faultserver.has_connection(server), "the client to be gone")
+            base = self.open_in(server)
+            outcome = faultserver.ask_once(server.port, moxteltest.request(request[0], **request[1]))
+            self.assertEqual([keyedarchive.decode(frame) for frame in outcome.frames], [expected])
+            self.answers_right(server)
+            moxteltest.wait_for(lambda: not faultserver.has_connection(server), "the client to be gone")
+            self.assertEqual(faultserver.difference(self.open_in(server), base), {})
+            if not leaves_children:
+                moxteltest.wait_for(lambda: not self.children_of(server), "the helper to be gone")
+            for child in self.children_of(server):
+                os.kill(child, signal.SIGKILL)
+            scratch = [name for name in os.listdir(server.home) if name.startswith("moxtel-")]
+            self.assertEqual(scratch, [], "folders left behind")
+        self.rows.append((helper, what, expected["error"]))
+
+    def all_at_once(self, cases):
+        """The waiting of one is the waiting of all."""
+        problems = []
+
+        def run(case):
+            try:
+                self.hurt(*case)
+            except Exception as problem:
+                problems.append("%s %s: %s" % (case[0], case[1], problem))
+        threads = [threading.Thread(target=run, args=(case,)) for case in cases]
+        for thread in threads:
+            thread.start()
+        for thread in threads:
+            thread.join()
+        self.assertEqual(problems, [])
+
+    def test_helpers_that_die(self):
+        for helper in (DECODER, READER):
+            for what, script in DEATHS.items():
+                with self.subTest(helper=helper, what=what):
+                    self.hurt(helper, what, script, "leaves a child" in what)
+
+    def test_a_reader_that_hangs(self):
+        self.all_at_once([(READER, what, script) for what, script in HANGS.items()])
+
+    def test_a_reader_that_never_stops_talking(self):
+        self.hurt(READER, "answers without an end", "exec yes")
+
+    @unittest.skipUnless(faultserver.IS_FULL, "waits for a minute")
+    def test_a_decoder_that_hangs(self):
+        self.all_at_once([(DECODER, what, script) for what, script in HANGS.items()])
+
+
+if __name__ == "__main__":
+    unittest.main()
