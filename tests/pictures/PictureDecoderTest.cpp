@@ -1,5 +1,6 @@
 #include "pictures/PictureDecoder.h"
 
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 
@@ -261,6 +262,51 @@ TEST_F(FakedHelper, isMissedInTheLog) {
   });
   EXPECT_FALSE(jpegFrom(runner, "png-rgb.png"));
   EXPECT_TRUE(log.contains("could not start '/helper': not there"));
+}
+
+// ---- with programs that are no decoders ----
+
+class StrangeHelper : public testing::Test {
+ protected:
+  // Runs programs as the system does, with little patience.
+  class Impatient final : public ProcessRunner {
+   public:
+    ProcessResult run(const ProcessRequest& request) override {
+      ProcessRequest hurried = request;
+      hurried.timeout = std::chrono::milliseconds(500);
+      scratch = request.arguments.at(2);
+      return result = processes.run(hurried);
+    }
+    SystemProcessRunner processes;
+    std::string scratch;
+    ProcessResult result;
+  };
+
+  ProcessResult::Ending endingOf(const std::string& script) {
+    const std::filesystem::path helper = folder.path() / "helper";
+    std::ofstream(helper) << "#!/bin/sh\n" << script << "\n";
+    std::filesystem::permissions(helper, std::filesystem::perms::owner_all);
+    PictureDecoder decoder(runner, helper);
+    EXPECT_FALSE(decoder.jpegOf(openRegularFile(fixture("png-rgb.png"))));
+    EXPECT_FALSE(decoder.pixelsOf(openRegularFile(fixture("png-rgb.png"))));
+    EXPECT_FALSE(std::filesystem::exists(runner.scratch)) << "what a decoder left behind is removed";
+    return runner.result.ending;
+  }
+
+  TemporaryFolder folder;
+  Impatient runner;
+};
+
+TEST_F(StrangeHelper, isKilledWhenItHangs) {
+  EXPECT_EQ(endingOf("touch \"$3/left\"; exec sleep 1000"), ProcessResult::Ending::TimedOut);
+}
+
+TEST_F(StrangeHelper, isKilledWhenItHangsAmidItsAnswer) {
+  EXPECT_EQ(endingOf("printf MXB1; touch \"$3/left\"; exec sleep 1000"), ProcessResult::Ending::TimedOut);
+}
+
+TEST_F(StrangeHelper, mayCrash) {
+  EXPECT_EQ(endingOf("printf MXB1; kill -SEGV $$"), ProcessResult::Ending::Killed);
 }
 
 TEST(PictureKind, isToldByTheFirstBytes) {

@@ -12,6 +12,8 @@ import sys
 import tempfile
 import unicodedata
 import unittest
+import unittest.mock
+import zlib
 
 import keyedarchive
 import moxteltest
@@ -25,6 +27,14 @@ THUMB, DATA, SQUARE = "Thumb of Photo", "Data of Photo", "Square Thumb of Photo"
 IMAGE, FULLSCREEN = "Image of Photo", "Fullscreen 1024 Image of Photo"
 FAILURES = {THUMB: "No Thumbnail", DATA: "No Image", SQUARE: "No Square Thumb", IMAGE: "No Image",
             FULLSCREEN: "No Image"}
+
+
+def png_chunk(kind, data):
+    return struct.pack(">I", len(data)) + kind + data + struct.pack(">I", zlib.crc32(kind + data))
+
+
+PNG_OF_ONE_PIXEL = (b"\x89PNG\r\n\x1a\n" + png_chunk(b"IHDR", struct.pack(">IIBBBBB", 1, 1, 8, 0, 0, 0, 0)) +
+                    png_chunk(b"IDAT", zlib.compress(b"\0\xff")) + png_chunk(b"IEND", b""))
 
 
 class Facts:
@@ -399,6 +409,28 @@ class OddLibraries(PicturesTestCase):
         again = self.enterContext(Client(self.server))
         self.assertEqual(again.result("Get Version"), "1.4")
         self.assertEqual(len(again.result(DATA, key=self.plain["uuid"])), 1 << 20)
+
+    def serve_with_decoder(self, script):
+        """As serve(), by a server whose picture decoder is the script."""
+        programs = self.copies / "programs"
+        programs.mkdir()
+        server = programs / "moxtelserverd"
+        shutil.copy(moxteltest.program("MOXTEL_SERVER"), server)
+        decoder = programs / "moxtel-picture-decoder"
+        decoder.write_text("#!/bin/sh\n%s\n" % script)
+        decoder.chmod(0o755)
+        with unittest.mock.patch.dict(os.environ, MOXTEL_SERVER=str(server)):
+            return self.serve()
+
+    def test_a_decoder_that_crashes_costs_its_picture_and_no_more(self):
+        (self.copy / "Masters/white.png").write_bytes(PNG_OF_ONE_PIXEL)
+        self.set_master("white.png")
+        asked = self.copies / "asked"
+        client = self.serve_with_decoder("echo asked >> '%s'; printf MXB1; kill -SEGV $$" % asked)
+        for _ in range(3):
+            self.assertEqual(client.error(IMAGE, key=self.plain["uuid"]), "No Image")
+        self.assertEqual(asked.read_text(), "asked\n" * 3)
+        self.assertEqual(client.result(DATA, key=self.plain["uuid"]), PNG_OF_ONE_PIXEL)
 
     def ends_of_stream(self, client, length):
         head, tail, place = b"", b"", memoryview(bytearray(1 << 20))
