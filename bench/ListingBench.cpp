@@ -1,5 +1,6 @@
-// Listing photos, containers and faces, against a floor in the same run: the same facts by joins over whole
-// tables, read into plain structs. Libraries are made here, in the temporary folder.
+// Listing photos, containers and faces, against a floor in the same run: the same facts by joins, over whole
+// tables where most of them is wanted, read into plain structs. Both keep their connections open. Libraries
+// are made here, in the temporary folder.
 
 #include <benchmark/benchmark.h>
 #include <sqlite3.h>
@@ -37,8 +38,11 @@ std::string uuid(const std::string& letter, const std::string& number) {
   return "printf('" + letter + "%%%08x+%011d', (" + number + " * 2654435761) % 4294967296, " + number + ")";
 }
 
+constexpr std::int64_t kSmallAlbum = 1000;
+
 // One project and one album of `photos` photos, each with coordinates, a caption and a comment; two versions
-// a photo, of which the even model ids are seen.
+// a photo, of which the even model ids are seen. In larger libraries another album has 1,000 photos from
+// everywhere.
 void addPhotos(test::TestLibrary& files, std::int64_t photos) {
   const std::string all = numbers(photos);
   const std::string columns =
@@ -55,6 +59,13 @@ void addPhotos(test::TestLibrary& files, std::int64_t photos) {
           ",'project',0,printf('IMG_%d.JPG',i),0,48.5,i * 0.001 FROM n;"
           "INSERT INTO RKAlbumVersion(albumId,versionId) " +
           all + "SELECT 7,2*i FROM n; COMMIT;");
+  if (photos > kSmallAlbum) {
+    files.execute(
+        DatabaseFile::Library,
+        "INSERT INTO RKAlbum(modelId,uuid,albumType,albumSubclass,isInTrash) VALUES(8,'small album',1,3,0);"
+        "INSERT INTO RKAlbumVersion(albumId,versionId) " +
+            numbers(kSmallAlbum) + "SELECT 8,2*i*" + std::to_string(photos / kSmallAlbum) + " FROM n");
+  }
   files.execute(DatabaseFile::Properties,
                 "BEGIN; INSERT INTO RKUniqueString(modelId,stringProperty) " + all +
                     "SELECT i,printf('What can be seen on picture %d',i) FROM n;"
@@ -91,6 +102,48 @@ void addFaces(test::TestLibrary& files, std::int64_t faces) {
                                          " + 1," + uuid("m", "(i % 20000 + 1)") + ",0 FROM n; COMMIT;");
 }
 
+// Library.apdb, with Properties.apdb as "p".
+class FloorConnection final {
+ public:
+  explicit FloorConnection(const test::TestLibrary& files) {
+    const std::string attach = "ATTACH '" + files.pathOf(DatabaseFile::Properties) + "' AS p";
+    if (sqlite3_open_v2(files.pathOf(DatabaseFile::Library).c_str(), &connection_, SQLITE_OPEN_READONLY,
+                        nullptr) != SQLITE_OK ||
+        sqlite3_exec(connection_, attach.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK ||
+        sqlite3_exec(connection_, "PRAGMA cache_size=-32768; PRAGMA p.cache_size=-32768", nullptr, nullptr,
+                     nullptr) != SQLITE_OK)
+      throw std::runtime_error(sqlite3_errmsg(connection_));
+  }
+  ~FloorConnection() { sqlite3_close(connection_); }
+  FloorConnection(const FloorConnection&) = delete;
+  FloorConnection& operator=(const FloorConnection&) = delete;
+  sqlite3* handle() const { return connection_; }
+
+ private:
+  sqlite3* connection_ = nullptr;
+};
+
+class FloorQuery final {
+ public:
+  FloorQuery(const FloorConnection& connection, const char* sql) {
+    if (sqlite3_prepare_v2(connection.handle(), sql, -1, &statement_, nullptr) != SQLITE_OK)
+      throw std::runtime_error(sqlite3_errmsg(connection.handle()));
+  }
+  ~FloorQuery() { sqlite3_finalize(statement_); }
+  FloorQuery(const FloorQuery&) = delete;
+  FloorQuery& operator=(const FloorQuery&) = delete;
+  bool step() { return sqlite3_step(statement_) == SQLITE_ROW; }
+  std::int64_t number(int column) { return sqlite3_column_int64(statement_, column); }
+  double real(int column) { return sqlite3_column_double(statement_, column); }
+  std::string text(int column) {
+    const auto* bytes = reinterpret_cast<const char*>(sqlite3_column_text(statement_, column));
+    return bytes ? std::string(bytes) : std::string();
+  }
+
+ private:
+  sqlite3_stmt* statement_ = nullptr;
+};
+
 // A library, made once in a run.
 struct Sample {
   Sample(std::int64_t photos, std::int64_t projects, std::int64_t faces) {
@@ -101,6 +154,7 @@ struct Sample {
     records = std::make_unique<PhotoRecords>(opened->databases, entries, application);
     tree = std::make_unique<ContainerTree>(opened->databases, application, opened->defaults);
     persons = std::make_unique<Faces>(opened->databases);
+    floor = std::make_unique<FloorConnection>(files);
   }
   test::TestLibrary files;
   NoAlbumEntries entries;
@@ -109,6 +163,7 @@ struct Sample {
   std::unique_ptr<PhotoRecords> records;
   std::unique_ptr<ContainerTree> tree;
   std::unique_ptr<Faces> persons;
+  std::unique_ptr<FloorConnection> floor;
 };
 
 Sample& sample(std::int64_t photos, std::int64_t projects = 0, std::int64_t faces = 0) {
@@ -118,15 +173,15 @@ Sample& sample(std::int64_t photos, std::int64_t projects = 0, std::int64_t face
   return *made;
 }
 
-void photosOf(benchmark::State& state, const char* container) {
+void photosOf(benchmark::State& state, const char* container, std::int64_t expected) {
   Sample& library = sample(state.range(0));
   for (auto _ : state) {
     library.opened->nextCommand();
     const Value photos = library.records->photosInContainer(container);
-    if (photos.array().size() != static_cast<std::size_t>(state.range(0))) state.SkipWithError("photos");
+    if (photos.array().size() != static_cast<std::size_t>(expected)) state.SkipWithError("photos");
     benchmark::DoNotOptimize(photos);
   }
-  state.SetItemsProcessed(state.iterations() * state.range(0));
+  state.SetItemsProcessed(state.iterations() * expected);
 }
 
 struct PlainPhoto {
@@ -139,99 +194,92 @@ struct PlainPhoto {
   std::string comment;
 };
 
-class FloorQuery final {
- public:
-  FloorQuery(const std::string& file, const char* sql) {
-    if (sqlite3_open_v2(file.c_str(), &connection_, SQLITE_OPEN_READONLY, nullptr) != SQLITE_OK ||
-        sqlite3_prepare_v2(connection_, sql, -1, &statement_, nullptr) != SQLITE_OK)
-      throw std::runtime_error(sqlite3_errmsg(connection_));
-  }
-  ~FloorQuery() {
-    sqlite3_finalize(statement_);
-    sqlite3_close(connection_);
-  }
-  FloorQuery(const FloorQuery&) = delete;
-  FloorQuery& operator=(const FloorQuery&) = delete;
-  bool step() { return sqlite3_step(statement_) == SQLITE_ROW; }
-  std::int64_t number(int column) { return sqlite3_column_int64(statement_, column); }
-  double real(int column) { return sqlite3_column_double(statement_, column); }
-  std::string text(int column) {
-    const auto* bytes = reinterpret_cast<const char*>(sqlite3_column_text(statement_, column));
-    return bytes ? std::string(bytes) : std::string();
-  }
-
- private:
-  sqlite3* connection_ = nullptr;
-  sqlite3_stmt* statement_ = nullptr;
-};
-
 void addTexts(std::vector<PlainPhoto>& photos, const std::unordered_map<std::int64_t, std::size_t>& positions,
-              const std::string& file, const char* sql, std::string PlainPhoto::*text) {
-  FloorQuery query(file, sql);
+              const FloorConnection& connection, const char* sql, std::string PlainPhoto::*text) {
+  FloorQuery query(connection, sql);
   while (query.step()) {
     const auto found = positions.find(query.number(0));
     if (found != positions.end()) photos[found->second].*text = query.text(1);
   }
 }
 
-std::vector<PlainPhoto> plainPhotos(const test::TestLibrary& files, const char* sql, bool texts) {
+struct FloorSql {
+  const char* photos;
+  const char* captions = nullptr;
+  const char* comments = nullptr;
+};
+
+#define CAPTIONS                                                                                        \
+  "SELECT i.versionId,s.stringProperty FROM p.RKIptcProperty i JOIN p.RKUniqueString s ON s.modelId = " \
+  "i.stringId WHERE i.propertyKey = 'Caption/Abstract'"
+#define COMMENTS                                                                                            \
+  "SELECT i.versionId,s.stringProperty FROM p.RKExifStringProperty i JOIN p.RKUniqueString s ON s.modelId " \
+  "= i.stringId WHERE i.propertyKey = 'ImageDescription'"
+#define MEMBERS "SELECT versionId FROM RKAlbumVersion WHERE albumId = "
+
+std::vector<PlainPhoto> plainPhotos(const FloorConnection& connection, const FloorSql& sql) {
   std::vector<PlainPhoto> photos;
   std::unordered_map<std::int64_t, std::size_t> positions;
-  FloorQuery query(files.pathOf(DatabaseFile::Library), sql);
+  FloorQuery query(connection, sql.photos);
   while (query.step()) {
     positions.emplace(query.number(0), photos.size());
     photos.push_back(
         {query.text(1), query.number(0), query.real(2), query.real(3), !query.text(4).empty(), {}, {}});
   }
-  if (!texts) return photos;
-  const std::string properties = files.pathOf(DatabaseFile::Properties);
-  addTexts(photos, positions, properties,
-           "SELECT p.versionId,s.stringProperty FROM RKIptcProperty p JOIN RKUniqueString s ON s.modelId = "
-           "p.stringId WHERE p.propertyKey = 'Caption/Abstract'",
-           &PlainPhoto::caption);
-  addTexts(photos, positions, properties,
-           "SELECT p.versionId,s.stringProperty FROM RKExifStringProperty p JOIN RKUniqueString s ON "
-           "s.modelId = p.stringId WHERE p.propertyKey = 'ImageDescription'",
-           &PlainPhoto::comment);
+  if (sql.captions) addTexts(photos, positions, connection, sql.captions, &PlainPhoto::caption);
+  if (sql.comments) addTexts(photos, positions, connection, sql.comments, &PlainPhoto::comment);
   return photos;
 }
 
-void floorOf(benchmark::State& state, const char* sql, bool texts) {
+void floorOf(benchmark::State& state, const FloorSql& sql, std::int64_t expected) {
   Sample& library = sample(state.range(0));
   library.opened->nextCommand();
   for (auto _ : state) {
-    const auto photos = plainPhotos(library.files, sql, texts);
-    if (photos.size() != static_cast<std::size_t>(state.range(0))) state.SkipWithError("photos");
+    const auto photos = plainPhotos(*library.floor, sql);
+    if (photos.size() != static_cast<std::size_t>(expected)) state.SkipWithError("photos");
     benchmark::DoNotOptimize(photos.data());
   }
-  state.SetItemsProcessed(state.iterations() * state.range(0));
+  state.SetItemsProcessed(state.iterations() * expected);
 }
 
-void PhotosOfAlbum(benchmark::State& state) { photosOf(state, "album"); }
+void PhotosOfAlbum(benchmark::State& state) { photosOf(state, "album", state.range(0)); }
 void PhotosOfAlbumFloor(benchmark::State& state) {
   floorOf(
       state,
-      "SELECT v.modelId,v.uuid,v.exifLatitude,v.exifLongitude,v.videoPosterFramePoint FROM RKAlbumVersion "
-      "a JOIN RKVersion v ON v.modelId = a.versionId WHERE a.albumId = 7",
-      true);
+      {"SELECT v.modelId,v.uuid,v.exifLatitude,v.exifLongitude,v.videoPosterFramePoint FROM RKAlbumVersion "
+       "a JOIN RKVersion v ON v.modelId = a.versionId WHERE a.albumId = 7",
+       CAPTIONS, COMMENTS},
+      state.range(0));
 }
-void PhotosOfProject(benchmark::State& state) { photosOf(state, "project"); }
+void PhotosOfSmallAlbum(benchmark::State& state) { photosOf(state, "small album", kSmallAlbum); }
+void PhotosOfSmallAlbumFloor(benchmark::State& state) {
+  floorOf(
+      state,
+      {"SELECT v.modelId,v.uuid,v.exifLatitude,v.exifLongitude,v.videoPosterFramePoint FROM RKAlbumVersion "
+       "a JOIN RKVersion v ON v.modelId = a.versionId WHERE a.albumId = 8",
+       CAPTIONS " AND i.versionId IN (" MEMBERS "8)", COMMENTS " AND i.versionId IN (" MEMBERS "8)"},
+      kSmallAlbum);
+}
+void PhotosOfProject(benchmark::State& state) { photosOf(state, "project", state.range(0)); }
 void PhotosOfProjectFloor(benchmark::State& state) {
   floorOf(state,
-          "SELECT modelId,uuid,exifLatitude,exifLongitude,videoPosterFramePoint FROM RKVersion WHERE "
-          "projectUuid = 'project' AND versionNumber != 0 AND isInTrash = 0",
-          true);
+          {"SELECT modelId,uuid,exifLatitude,exifLongitude,videoPosterFramePoint FROM RKVersion WHERE "
+           "projectUuid = 'project' AND versionNumber != 0 AND isInTrash = 0",
+           CAPTIONS, COMMENTS},
+          state.range(0));
 }
-void PhotosOfWholeLibrary(benchmark::State& state) { photosOf(state, "allPhotosAlbum"); }
+void PhotosOfWholeLibrary(benchmark::State& state) { photosOf(state, "allPhotosAlbum", state.range(0)); }
 void PhotosOfWholeLibraryFloor(benchmark::State& state) {
   floorOf(state,
-          "SELECT modelId,uuid,exifLatitude,exifLongitude,videoPosterFramePoint FROM RKVersion WHERE "
-          "isInTrash = 0 AND versionNumber != 0",
-          false);
+          {"SELECT modelId,uuid,exifLatitude,exifLongitude,videoPosterFramePoint FROM RKVersion WHERE "
+           "isInTrash = 0 AND versionNumber != 0"},
+          state.range(0));
 }
 
 BENCHMARK(PhotosOfAlbum)->Arg(1000)->Arg(10'000)->Arg(100'000)->Unit(benchmark::kMillisecond);
 BENCHMARK(PhotosOfAlbumFloor)->Arg(1000)->Arg(10'000)->Arg(100'000)->Unit(benchmark::kMillisecond);
+BENCHMARK(PhotosOfSmallAlbum)->Arg(100'000)->Unit(benchmark::kMillisecond);
+BENCHMARK(PhotosOfSmallAlbumFloor)->Arg(100'000)->Unit(benchmark::kMillisecond);
 BENCHMARK(PhotosOfProject)->Arg(1000)->Arg(100'000)->Unit(benchmark::kMillisecond);
 BENCHMARK(PhotosOfProjectFloor)->Arg(1000)->Arg(100'000)->Unit(benchmark::kMillisecond);
 BENCHMARK(PhotosOfWholeLibrary)->Arg(1000)->Arg(100'000)->Unit(benchmark::kMillisecond);
