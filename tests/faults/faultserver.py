@@ -22,7 +22,7 @@ import keyedarchive  # noqa: E402
 import moxteltest  # noqa: E402
 
 # Longer than everything that the server waits for by itself.
-PATIENCE = 30  # seconds
+PATIENCE = 150  # seconds
 TCP_CLOSE_WAIT = 8
 INSIDE = "MOXTEL_FAULTS_INSIDE"
 IS_FULL = os.environ.get("MOXTEL_FAULTS_FULL") == "1"

@@ -83,9 +83,12 @@ class Children(FaultTestCase):
                 self.assertEqual(self.answer(server, request), self.expected[self.requests.name(request)])
 
     def hurt(self, helper, what, script, leaves_children=False):
+        self.look(FaultyHelpers(self.library, {helper: script}), helper, what, leaves_children)
+
+    def look(self, faulty, helper, what, leaves_children=False):
         request = self.request_for(helper)
         expected = {"error": {DECODER: "No Image", READER: "No Metadata"}[helper]}
-        with FaultyHelpers(self.library, {helper: script}) as server:
+        with faulty as server:
             self.answers_right(server)
             self.answers_right(server)
             moxteltest.wait_for(lambda: not faultserver.has_connection(server), "the client to be gone")
@@ -103,16 +106,19 @@ class Children(FaultTestCase):
             self.assertEqual(scratch, [], "folders left behind")
         self.rows.append((helper, what, expected["error"]))
 
-    def all_at_once(self, cases):
+    def all_hang_at_once(self, helper):
         """The waiting of one is the waiting of all."""
         problems = []
 
-        def run(case):
+        def run(server, what):
             try:
-                self.hurt(*case)
+                self.look(server, helper, what)
             except Exception as problem:
-                problems.append("%s %s: %s" % (case[0], case[1], problem))
-        threads = [threading.Thread(target=run, args=(case,)) for case in cases]
+                problems.append("%s %s: %s" % (helper, what, problem))
+        # All made before the first one starts: a program that is still being written, in this process or in one that
+        # it is starting, cannot be run.
+        threads = [threading.Thread(target=run, args=(FaultyHelpers(self.library, {helper: script}), what))
+                   for what, script in HANGS.items()]
         for thread in threads:
             thread.start()
         for thread in threads:
@@ -126,14 +132,14 @@ class Children(FaultTestCase):
                     self.hurt(helper, what, script, "leaves a child" in what)
 
     def test_a_reader_that_hangs(self):
-        self.all_at_once([(READER, what, script) for what, script in HANGS.items()])
+        self.all_hang_at_once(READER)
 
     def test_a_reader_that_never_stops_talking(self):
         self.hurt(READER, "answers without an end", "exec yes")
 
     @unittest.skipUnless(faultserver.IS_FULL, "waits for a minute")
     def test_a_decoder_that_hangs(self):
-        self.all_at_once([(DECODER, what, script) for what, script in HANGS.items()])
+        self.all_hang_at_once(DECODER)
 
 
 if __name__ == "__main__":
