@@ -1,6 +1,7 @@
 #include "library/AlbumDataFile.h"
 
 #include <fstream>
+#include <new>
 #include <span>
 #include <vector>
 
@@ -44,9 +45,7 @@ AlbumDataContents readBinary(std::ifstream& file, std::uint64_t size, const Albu
   return parseBinaryAlbumData(bytesOf({bytes.data(), bytes.size()}), limits);
 }
 
-}  // namespace
-
-AlbumDataContents readAlbumDataFile(const std::string& path, const AlbumDataLimits& limits) {
+AlbumDataContents read(const std::string& path, const AlbumDataLimits& limits) {
   const FileStamp stamp = stampOf(path);
   if (!stamp.isRegular()) return unreadable("it is no file");
   std::ifstream file(path, std::ios::binary);
@@ -58,6 +57,17 @@ AlbumDataContents readAlbumDataFile(const std::string& path, const AlbumDataLimi
   if (BinaryPropertyList::hasMagic(bytesOf({magic.data(), magic.size()})))
     return readBinary(file, stamp.size, limits);
   return readXml(file, limits);
+}
+
+}  // namespace
+
+AlbumDataContents readAlbumDataFile(const std::string& path, const AlbumDataLimits& limits) {
+  // A binary file is as large as somebody made it, and nobody above reckons with its not fitting.
+  try {
+    return read(path, limits);
+  } catch (const std::bad_alloc&) {
+    return unreadable("there is not enough memory for it");
+  }
 }
 
 AlbumDataContents parseAlbumData(std::string_view bytes, const AlbumDataLimits& limits) {

@@ -32,9 +32,10 @@ struct AlbumDataLimits {
 struct AlbumDataContents {
   Value lists;
   std::string error;
-  bool wasRead = true;  // false: the file system failed, and another try may go well
+  bool wasRead = true;  // false: the file system or the memory failed, and another try may go well
 };
 
+// Throws nothing: a file for which there is no memory is one that cannot be read.
 AlbumDataContents readAlbumDataFile(const std::string& path, const AlbumDataLimits& limits = {});
 // The same from bytes that are all there. For tests.
 AlbumDataContents parseAlbumData(std::string_view bytes, const AlbumDataLimits& limits = {});

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 
+#include <filesystem>
 #include <fstream>
 
 #include "tests/TemporaryFolder.h"
@@ -223,6 +224,25 @@ TEST(AlbumDataFile, aLargeFileNeedsNoMoreMemoryThanWhatIsKept) {
   GTEST_SKIP() << "a sanitizer's own memory hides what is measured";
 #endif
   EXPECT_LT(peak() - before, 10'000) << "kilobytes, of a file of 80 megabytes";
+}
+
+TEST(AlbumDataFile, withoutMemoryForItCannotBeRead) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  GTEST_SKIP() << "a sanitizer needs all addresses";
+#endif
+  const TemporaryFolder folder;
+  const std::string path = (folder.path() / "AlbumData.xml").string();
+  std::ofstream(path) << "bplist00";
+  std::filesystem::resize_file(path, 1 << 30);
+  rlimit before{};
+  ASSERT_EQ(::getrlimit(RLIMIT_AS, &before), 0);
+  const rlimit little{1 << 29, before.rlim_max};
+  ASSERT_EQ(::setrlimit(RLIMIT_AS, &little), 0);
+  const AlbumDataContents contents = readAlbumDataFile(path);
+  ASSERT_EQ(::setrlimit(RLIMIT_AS, &before), 0);
+  EXPECT_EQ(contents.error, "there is not enough memory for it");
+  EXPECT_TRUE(contents.lists.isNil());
+  EXPECT_FALSE(contents.wasRead);
 }
 
 }  // namespace
