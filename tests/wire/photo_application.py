@@ -5,7 +5,8 @@
 
 The application knows exactly the scripts that the server sends and nothing else. The interpreter writes every
 script that it gets down in FOLDER/scripts and its answer in FOLDER/answered, hangs while FOLDER/hang exists, and
-dies of the next script once FOLDER/crash exists.
+dies of the next script once FOLDER/crash exists. Of the running applications it tells those in FOLDER/remote, and
+hangs when asked for them while FOLDER/hang-names exists.
 """
 
 import json
@@ -150,6 +151,9 @@ def asked(folder, name, script):
 def interpret(folder):
     script = sys.stdin.buffer.read().decode("utf-8", "surrogateescape")
     if script == SYSTEM_EVENTS:
+        if (folder / "hang-names").exists():
+            (folder / "hanging-names").touch()
+            time.sleep(600)
         remote = folder / "remote"
         print(printed(["Finder"] + (remote.read_text().split() if remote.exists() else [])))
         return 0

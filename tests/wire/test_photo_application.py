@@ -294,6 +294,16 @@ class Failures(PhotoApplicationTestCase):
             server.process.send_signal(signal.SIGINT)
             self.assertEqual(server.process.wait(moxteltest.PATIENCE), 0)
 
+    def test_nobody_waits_for_the_names_of_the_applications_on_the_interpreters_machine(self):
+        self.application("iPhoto")
+        (self.folder / "hang-names").touch()
+        with self.server() as server, moxteltest.Client(server) as client:
+            moxteltest.wait_for((self.folder / "hanging-names").exists, "the interpreter to hang")
+            self.albums("iPhoto", {BASE + self.smart[0]: [BASE + self.photos[0][0]]})
+            self.assertEqual(len(client.result("Photos of Album", id=self.smart[1])), 1)
+            server.process.send_signal(signal.SIGTERM)
+            self.assertEqual(server.process.wait(moxteltest.PATIENCE), 0)
+
     def test_without_an_interpreter_everything_answers(self):
         self.application("iPhoto")
         with moxteltest.Server(self.library, "-ScriptInterpreter", "/no/such/interpreter") as server:
