@@ -272,6 +272,8 @@ TEST_F(WholeFiles, tellTheFormOfTheOtherFormats) {
   EXPECT_EQ(propertiesOfFixture("jpeg2000-gray.jp2")["ColorModel"], Value("Gray"));
   EXPECT_EQ(propertiesOfFixture("heic-turned.heic")["ProfileName"], Value("Moxtel test"));
   EXPECT_EQ(propertiesOfFixture("heic.heic")["PrimaryImage"], Value(1));
+  EXPECT_EQ(propertiesOfFixture("heic-grid.heic")["PixelWidth"], Value(96)) << "not that of a tile";
+  EXPECT_EQ(propertiesOfFixture("heic-grid.heic")["PixelHeight"], Value(64));
 }
 
 }  // namespace

@@ -409,6 +409,75 @@ def packed_row(row):
     return literal + b'\x80' + bytes([257 - half]) + row[half:half + 1]
 
 
+def box(kind, data):
+    return struct.pack('>I', 8 + len(data)) + kind + data
+
+
+def full_box(kind, data, version=0, flags=0):
+    return box(kind, struct.pack('>I', version << 24 | flags) + data)
+
+
+def inner_box(data, kind):
+    """The first box of the kind, whole, wherever it stands."""
+    at = data.index(kind) - 4
+    return data[at:at + struct.unpack('>I', data[at:at + 4])[0]]
+
+
+def grid_tiles(columns, rows, width, height):
+    """The picture in tiles, the last column beyond its right side: (configuration, coded pictures)."""
+    tiles = []
+    for at in range(columns * rows):
+        x, y = at % columns * width, at // columns * height
+        run('convert', 'base.ppm', '-virtual-pixel', 'Edge', '-set', 'option:distort:viewport',
+            f'{width}x{height}+{x}+{y}', '-filter', 'Point', '-distort', 'SRT', '0', '+repage', '-quality', '95',
+            'tile.heic')
+        tiles.append(read('tile.heic'))
+    os.remove('tile.heic')
+    configurations = {inner_box(tile, b'hvcC') for tile in tiles}
+    assert len(configurations) == 1
+    return configurations.pop(), [inner_box(tile, b'mdat')[8:] for tile in tiles]
+
+
+def heic_grid(configuration, tiles, size=(WIDTH, HEIGHT), told=(WIDTH, HEIGHT), missing=0):
+    """A HEIC of 2 by 2 tiles that its container turns, as phones write it (ISO/IEC 23008-12, 6.6.2.3)."""
+    grid = len(tiles) + 1
+    infos = [full_box(b'infe', struct.pack('>HH', item, 0) + b'hvc1\0', 2, 1) for item in range(1, grid)]
+    infos.append(full_box(b'infe', struct.pack('>HH', grid, 0) + b'grid\0', 2))
+    tile_ids = [item + missing for item in range(1, grid)]
+    reference = box(b'dimg', struct.pack(f'>HH{len(tiles)}H', grid, len(tiles), *tile_ids))
+    properties = (configuration + full_box(b'ispe', struct.pack('>II', 64, 32)) +
+                  full_box(b'ispe', struct.pack('>II', *told)) + box(b'irot', b'\3'))
+    links = b''.join(struct.pack('>HBBB', item, 2, 0x81, 2) for item in range(1, grid))
+    links += struct.pack('>HBBB', grid, 2, 3, 0x84)
+    grid_data = struct.pack('>BBBBII', 0, 1, 1, 1, *size)  # 32 bits for the size
+
+    def meta(start):
+        places, at = b'', start
+        for item, data in enumerate(tiles, 1):
+            places += struct.pack('>HHHHII', item, 0, 0, 1, at, len(data))
+            at += len(data)
+        places += struct.pack('>HHHHII', grid, 1, 0, 1, 0, len(grid_data))  # in idat
+        return full_box(b'meta', full_box(b'hdlr', bytes(4) + b'pict' + bytes(13)) +
+                        full_box(b'pitm', struct.pack('>H', grid)) +
+                        full_box(b'iloc', b'\x44\0' + struct.pack('>H', grid) + places, 1) +
+                        full_box(b'iinf', struct.pack('>H', grid) + b''.join(infos)) +
+                        full_box(b'iref', reference) +
+                        box(b'iprp', box(b'ipco', properties) + full_box(b'ipma', struct.pack('>I', grid) + links)) +
+                        box(b'idat', grid_data))
+
+    head = box(b'ftyp', b'heic\0\0\0\0mif1heic')
+    start = len(head) + len(meta(0)) + 8
+    return head + meta(start) + box(b'mdat', b''.join(tiles))
+
+
+def make_grids():
+    configuration, tiles = grid_tiles(2, 2, 64, 32)
+    write('heic-grid.heic', heic_grid(configuration, tiles))
+    write('broken-heic-grid-tiles.heic', heic_grid(configuration, tiles, missing=7))
+    write('bomb-heic-grid.heic', heic_grid(configuration, tiles, size=(100000, 100000), told=(100000, 100000)))
+    write('bomb-heic-grid-lie.heic', heic_grid(configuration, tiles, size=(30000, 30000)))
+
+
 def make_others():
     run('convert', 'base.ppm', 'gif.gif')
     run('convert', 'base.ppm', '-interlace', 'GIF', 'gif-interlaced.gif')
@@ -484,6 +553,7 @@ def main():
     make_pngs()
     make_tiffs()
     make_others()
+    make_grids()
     make_broken()
 
 

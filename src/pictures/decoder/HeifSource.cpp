@@ -72,24 +72,32 @@ Handle primaryImage(heif_context* context, FileBytes file) {
   return Handle(handle);
 }
 
+bool isSize(int width, int height) {
+  return width > 0 && height > 0 &&
+         isDecodableSize(static_cast<std::uint64_t>(width), static_cast<std::uint64_t>(height));
+}
+
 }  // namespace
 
 std::unique_ptr<PictureSource> openHeif(FileBytes file) {
   const Context context(heif_context_alloc());
+  // libheif 1.15 loses tiles of a phone's picture when several threads decode them.
+  heif_context_set_max_decoding_threads(context.get(), 0);
   const Handle handle = primaryImage(context.get(), file);
   if (!handle) return nullptr;
-  const int width = heif_image_handle_get_ispe_width(handle.get());
-  const int height = heif_image_handle_get_ispe_height(handle.get());
-  if (width <= 0 || height <= 0 ||
-      !isDecodableSize(static_cast<std::uint64_t>(width), static_cast<std::uint64_t>(height)))
+  if (!isSize(heif_image_handle_get_ispe_width(handle.get()),
+              heif_image_handle_get_ispe_height(handle.get())))
     return nullptr;
   const bool alpha = heif_image_handle_has_alpha_channel(handle.get()) != 0;
   Image image = decoded(handle.get(), alpha);
   if (!image) return nullptr;
+  // What the tiles were pasted into may have another size than the file told before.
+  const int shownWidth = heif_image_get_width(image.get(), heif_channel_interleaved);
+  const int shownHeight = heif_image_get_height(image.get(), heif_channel_interleaved);
+  if (!isSize(shownWidth, shownHeight)) return nullptr;
   PixelBuffer description;
-  description.width = static_cast<std::uint32_t>(heif_image_get_width(image.get(), heif_channel_interleaved));
-  description.height =
-      static_cast<std::uint32_t>(heif_image_get_height(image.get(), heif_channel_interleaved));
+  description.width = static_cast<std::uint32_t>(shownWidth);
+  description.height = static_cast<std::uint32_t>(shownHeight);
   description.layout = alpha ? PixelLayout::Rgba : PixelLayout::Rgb;
   description.iccProfile = profileOf(handle.get());
   return std::make_unique<HeifSource>(std::move(image), std::move(description));
