@@ -131,6 +131,19 @@ TEST(JpegReencoding, refusesBombs) {
     EXPECT_EQ(reencodedJpeg(fixtureBytes(name)).outcome, JpegOutcome::Broken) << name;
 }
 
+// Whole, within the bound of pixels, and of a few bits a block: only their number is too large.
+TEST(JpegReencoding, refusesMoreCoefficientsThanItsMemoryHolds) {
+  const Bytes file = fixtureBytes("bomb-jpeg-coefficients.jpg");
+  static_assert(12000L * 12000 * 3 * 2 > kMaximumCoefficientMemory);
+  static_assert(isDecodableSize(12000, 12000));
+  EXPECT_EQ(reencodedJpeg(file).outcome, JpegOutcome::Broken);
+  EXPECT_EQ(pixelsOfJpeg(file).outcome, JpegOutcome::Broken);
+  const JpegPixels small = pixelsOfJpeg(fixtureBytes("jpeg-progressive-flat.jpg"));
+  ASSERT_EQ(small.outcome, JpegOutcome::Done);
+  EXPECT_EQ(small.image.width, 96U);
+  test::expectNear(test::colourAt(small.image, 50, 30), {128, 128, 128}, 1, "the middle");
+}
+
 TEST(JpegPixels, refusesWhatReencodingRefuses) {
   for (const char* name :
        {"bomb-jpeg-size.jpg", "bomb-jpeg-scans.jpg", "broken-jpeg-half.jpg", "png-rgb.png"})

@@ -301,6 +301,19 @@ def many_scans(jpeg, count):
     return jpeg[:end] + jpeg[scans[-1]:end] * count + jpeg[end:]
 
 
+def flat_progressive(width, height):
+    """A whole progressive JPEG, all gray: every block's only scan is the two bits of the shortest code."""
+    def segment(marker, data):
+        return bytes((0xFF, marker)) + struct.pack('>H', 2 + len(data)) + data
+
+    frame = struct.pack('>BHHB', 8, height, width, 3) + b''.join(bytes((c, 0x11, 0)) for c in (1, 2, 3))
+    codes = b'\0' + bytes((0, 1)) + bytes(14) + b'\0'  # one code of two bits, which says: no difference
+    scan = b'\3' + b''.join(bytes((c, 0)) for c in (1, 2, 3)) + bytes((0, 0, 0))
+    blocks = -(-width // 8) * -(-height // 8) * 3
+    return (b'\xff\xd8' + segment(0xDB, b'\0' + b'\1' * 64) + segment(0xC2, frame) + segment(0xC4, codes) +
+            segment(0xDA, scan) + bytes(-(-blocks * 2 // 8)) + b'\xff\xd9')
+
+
 def make_jpegs():
     convert = ['convert', 'base.ppm', '-quality', '95']
     for name, factors in (('420', '2x2,1x1,1x1'), ('422', '2x1,1x1,1x1'), ('440', '1x2,1x1,1x1'),
@@ -330,6 +343,8 @@ def make_jpegs():
     write('bomb-jpeg-size.jpg', with_size(read('jpeg-420.jpg'), 65500, 65500))
     write('bomb-jpeg-cut.jpg', with_size(read('jpeg-420.jpg'), 9000, 9000))
     write('bomb-jpeg-progressive.jpg', with_size(read('jpeg-progressive.jpg'), 65500, 65500))
+    write('jpeg-progressive-flat.jpg', flat_progressive(WIDTH, HEIGHT))
+    write('bomb-jpeg-coefficients.jpg', flat_progressive(12000, 12000))
     write('bomb-jpeg-scans.jpg', many_scans(read('jpeg-progressive.jpg'), 5000))
 
 
