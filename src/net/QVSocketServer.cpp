@@ -104,7 +104,11 @@ bool QVSocketServer::startServerOnPort(std::int32_t port, const std::string& bon
   }
   LogDebug("QVSocketServer::startServerOnPort: %d withBonjourName: '%@' andType: '%@'", port, bonjourName,
            type);
-  return publish(bonjourName, type) && startThread();
+  if (!publish(bonjourName, type)) return false;
+  if (startThread()) return true;
+  // Clients would find a port that nobody ever answers at.
+  stop();
+  return false;
 }
 
 void QVSocketServer::rememberFailure(int error) { startFailure_ = std::generic_category().message(error); }

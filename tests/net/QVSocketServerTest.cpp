@@ -101,7 +101,7 @@ TEST_F(Server, doesNotStartWithoutAPublisher) {
   EXPECT_TRUE(log.contains("An error occurred initializing the NSNetService object."));
 }
 
-TEST_F(Server, saysWhyItCannotServeOnceItListens) {
+TEST_F(Server, doesNotListenWhereItCannotServe) {
   QVSocketServer deaf(center, &publisher);
   // Once while there are descriptors enough: UndefinedBehaviorSanitizer takes some at its first look at a
   // class.
@@ -117,7 +117,7 @@ TEST_F(Server, saysWhyItCannotServeOnceItListens) {
   const bool started = deaf.startServerOnPort(0, "My Mac", "_moxtelserver._tcp.");
   ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
   EXPECT_FALSE(started);
-  EXPECT_NE(deaf.port(), 0);
+  EXPECT_EQ(deaf.port(), 0);
   EXPECT_EQ(deaf.startFailure(), "Too many open files");
 }
 
