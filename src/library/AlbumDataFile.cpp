@@ -54,6 +54,7 @@ AlbumDataContents read(const std::string& path, const AlbumDataLimits& limits) {
   magic.resize(readPiece(file, magic));
   file.clear();
   file.seekg(0);
+  if (!file) return unreadable("it cannot be read");
   if (BinaryPropertyList::hasMagic(bytesOf({magic.data(), magic.size()})))
     return readBinary(file, stamp.size, limits);
   return readXml(file, limits);
