@@ -27,6 +27,7 @@
 #include <cstring>
 #include <fstream>
 #include <map>
+#include <optional>
 #include <string>
 
 namespace {
@@ -243,6 +244,9 @@ struct Tracee {
   // What shortening a vector of buffers changed in the thread's memory.
   std::uint64_t changedAt = 0;
   std::uint64_t before = 0;
+  // The register, by its place among them, whose argument is another one for this call.
+  std::optional<std::size_t> changedRegister = std::nullopt;
+  std::uint64_t registerBefore = 0;
 };
 
 volatile sig_atomic_t program = 0;
@@ -367,9 +371,15 @@ class Tracer {
     if (control_.action == Shorten) {
       if (!shorten(thread, tracee, number, arguments)) return;
     } else {
-      tracee.failsAtExit = true;
-      tracee.error = control_.error;
-      if (control_.action == FailInstead) skipCall(thread);
+      if (number == SYS_brk) {
+        // It fails by leaving the end of the heap where it is, and tells that end.
+        if (arguments[0] == 0) return;
+        setArgument(thread, tracee, offsetof(user, regs.rdi), arguments[0], 0);
+      } else {
+        tracee.failsAtExit = true;
+        tracee.error = control_.error;
+        if (control_.action == FailInstead) skipCall(thread);
+      }
     }
     describe(thread, number, arguments);
     ++control_.fired;
@@ -379,6 +389,10 @@ class Tracer {
     if (tracee.changedAt != 0) {
       put(thread, tracee.changedAt, tracee.before);
       tracee.changedAt = 0;
+    }
+    if (tracee.changedRegister) {
+      setRegister(thread, *tracee.changedRegister, static_cast<std::int64_t>(tracee.registerBefore));
+      tracee.changedRegister.reset();
     }
     if (!tracee.failsAtExit) return;
     tracee.failsAtExit = false;
@@ -395,7 +409,7 @@ class Tracer {
       case SYS_recvfrom:
       case SYS_sendto:
         if (arguments[2] <= 1) return false;
-        setThirdArgument(thread, 1);
+        setArgument(thread, tracee, offsetof(user, regs.rdx), arguments[2], 1);
         return true;
       case SYS_getdents64:
         return false;
@@ -404,7 +418,7 @@ class Tracer {
                              arguments[1] + offsetof(msghdr, msg_iovlen));
       case SYS_writev:
       case SYS_readv:
-        setThirdArgument(thread, 1);
+        setArgument(thread, tracee, offsetof(user, regs.rdx), arguments[2], 1);
         return shortenBuffer(thread, tracee, arguments[1]);
       default:
         return false;
@@ -444,8 +458,12 @@ class Tracer {
   static void setResult(pid_t thread, std::int64_t result) {
     setRegister(thread, offsetof(user, regs.rax), result);
   }
-  static void setThirdArgument(pid_t thread, std::int64_t value) {
-    setRegister(thread, offsetof(user, regs.rdx), value);
+  // Until the call is over: afterwards the program expects its registers as they were.
+  static void setArgument(pid_t thread, Tracee& tracee, std::size_t offset, std::uint64_t before,
+                          std::int64_t value) {
+    tracee.changedRegister = offset;
+    tracee.registerBefore = before;
+    setRegister(thread, offset, value);
   }
   static void setRegister(pid_t thread, std::size_t offset, std::int64_t value) {
     ::ptrace(PTRACE_POKEUSER, thread, offset, value);
