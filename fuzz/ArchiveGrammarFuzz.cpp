@@ -5,70 +5,17 @@
 #include <vector>
 
 #include "fuzz/ArchiveCheck.h"
+#include "tests/net/PropertyListBuilder.h"
 
 namespace moxtel::fuzz {
 namespace {
 
-// A binary property list put together object by object.
-class ListBuilder final {
- public:
-  explicit ListBuilder(std::size_t width) : width_(width) {}
-
-  std::uint64_t add(const std::string& object) {
-    objects_.push_back(object);
-    return objects_.size() - 1;
-  }
-  std::uint64_t string(const std::string& text) { return add(head(5, text.size()) + text); }
-  std::uint64_t utf16(const std::string& bytes) { return add(head(6, bytes.size() / 2) + bytes); }
-  std::uint64_t uid(std::uint64_t index, std::size_t width) {
-    return add(static_cast<char>(0x80 | (width - 1)) + big(index, width));
-  }
-  std::uint64_t array(const std::vector<std::uint64_t>& items) {
-    return add(head(10, items.size()) + references(items));
-  }
-  std::uint64_t dictionary(const std::vector<std::uint64_t>& keys, const std::vector<std::uint64_t>& values) {
-    return add(head(13, keys.size()) + references(keys) + references(values));
-  }
-  std::string finish(std::uint64_t top, std::size_t offsetWidth) const {
-    std::string out = "bplist00";
-    std::string table;
-    for (const std::string& object : objects_) {
-      table += big(out.size(), offsetWidth);
-      out += object;
-    }
-    const std::size_t tableAt = out.size();
-    return out + table + std::string(6, 0) + static_cast<char>(offsetWidth) + static_cast<char>(width_) +
-           big(objects_.size(), 8) + big(top, 8) + big(tableAt, 8);
-  }
-
-  static std::string big(std::uint64_t number, std::size_t width) {
-    std::string out;
-    while (out.size() < width) {
-      const std::size_t shift = 8 * (width - 1 - out.size());
-      out += static_cast<char>(shift >= 64 ? 0 : number >> shift & 255);
-    }
-    return out;
-  }
-  static std::string head(int kind, std::size_t count) {
-    if (count < 15) return {static_cast<char>(kind << 4 | static_cast<int>(count))};
-    return static_cast<char>(kind << 4 | 15) + std::string(1, 0x11) + big(count, 2);
-  }
-
- private:
-  std::string references(const std::vector<std::uint64_t>& items) const {
-    std::string out;
-    for (const std::uint64_t item : items) out += big(item, width_);
-    return out;
-  }
-
-  std::vector<std::string> objects_;
-  std::size_t width_;
-};
+using testing::PropertyListBuilder;
 
 class GraphBuilder final {
  public:
   explicit GraphBuilder(Input& input) : in_(input), list_(2 + input.below(7)) {}
-  std::string build();
+  Bytes build();
 
  private:
   static constexpr std::array kClassNames = {
@@ -91,30 +38,30 @@ class GraphBuilder final {
   std::uint64_t someObject();
 
   Input& in_;
-  ListBuilder list_;
+  PropertyListBuilder list_;
   std::uint64_t count_ = 0;
   std::vector<std::uint64_t> lists_;
 };
 
 std::uint64_t GraphBuilder::someLeaf() {
   switch (in_.below(8)) {
-    case 0:
-      return list_.utf16(in_.text(2 * in_.below(8)));
+    case 0: {
+      const std::string bytes = in_.text(2 * in_.below(8));
+      return list_.raw(PropertyListBuilder::head(6, bytes.size() / 2) + bytes);
+    }
     case 1:
-      return list_.add({static_cast<char>(0x08 + in_.below(2))});
+      return list_.raw({static_cast<char>(0x08 + in_.below(2))});
     case 2: {
       const auto power = in_.below(6);
-      return list_.add(static_cast<char>(0x10 | power) +
-                       ListBuilder::big(in_.word(), std::size_t{1} << power));
+      return list_.raw(static_cast<char>(0x10 | power) +
+                       PropertyListBuilder::big(in_.word(), std::size_t{1} << power));
     }
     case 3:
-      return list_.add("\x23" + ListBuilder::big(in_.word(), 8));
+      return list_.real(in_.word());
     case 4:
-      return list_.add("\x33" + ListBuilder::big(in_.word(), 8));
-    case 5: {
-      const std::string bytes = in_.text(in_.below(20));
-      return list_.add(ListBuilder::head(4, bytes.size()) + bytes);
-    }
+      return list_.raw("\x33" + PropertyListBuilder::big(in_.word(), 8));
+    case 5:
+      return list_.data(in_.text(in_.below(20)));
     default:
       return list_.string(in_.text(in_.below(20)));
   }
@@ -155,7 +102,7 @@ std::uint64_t GraphBuilder::someObject() {
   return list_.dictionary(keys, values);
 }
 
-std::string GraphBuilder::build() {
+Bytes GraphBuilder::build() {
   count_ = 1 + in_.below(40);
   std::vector<std::uint64_t> objects = {list_.string("$null")};
   for (std::uint64_t i = 0; i < count_; ++i) objects.push_back(someObject());
@@ -221,7 +168,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     moxtel::fuzz::checkValue(moxtel::fuzz::someValue(input, 0));
     return 0;
   }
-  const std::string archive = moxtel::fuzz::GraphBuilder(input).build();
-  moxtel::fuzz::checkArchive({reinterpret_cast<const std::uint8_t*>(archive.data()), archive.size()});
+  moxtel::fuzz::checkArchive(moxtel::fuzz::GraphBuilder(input).build());
   return 0;
 }

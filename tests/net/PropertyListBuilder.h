@@ -44,7 +44,10 @@ class PropertyListBuilder final {
       keys.push_back(string(key));
       values.push_back(value);
     }
-    return raw(head(13, entries.size()) + references(keys) + references(values));
+    return dictionary(keys, values);
+  }
+  Number dictionary(const std::vector<Number>& keys, const std::vector<Number>& values) {
+    return raw(head(13, keys.size()) + references(keys) + references(values));
   }
   // An array of UIDs that name these indexes of $objects.
   Number uids(const std::vector<std::uint64_t>& indexes) {
@@ -71,15 +74,16 @@ class PropertyListBuilder final {
                               {"$top", top},
                               {"$objects", array(objects)}}));
   }
-  Bytes finish(Number top) const {
+  Bytes finish(Number top) const { return finish(top, offsetWidth_); }
+  Bytes finish(Number top, std::size_t offsetWidth) const {
     std::string out = "bplist00";
     std::string table;
     for (const std::string& object : objects_) {
-      table += big(out.size(), offsetWidth_);
+      table += big(out.size(), offsetWidth);
       out += object;
     }
     const std::size_t tableAt = out.size();
-    out += table + std::string(6, 0) + static_cast<char>(offsetWidth_) + static_cast<char>(referenceWidth_) +
+    out += table + std::string(6, 0) + static_cast<char>(offsetWidth) + static_cast<char>(referenceWidth_) +
            big(objects_.size(), 8) + big(top, 8) + big(tableAt, 8);
     return Bytes(out.begin(), out.end());
   }
