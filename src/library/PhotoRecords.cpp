@@ -1,5 +1,6 @@
 #include "library/PhotoRecords.h"
 
+#include <array>
 #include <cstdint>
 #include <string>
 #include <unordered_set>
@@ -40,12 +41,47 @@ void appendCoordinates(Dictionary& photo, Value latitude, Value longitude) {
   record::appendNonNil(photo, record::kLongitude, std::move(longitude));
 }
 
-// From a row of modelId and, from a column on, exifLatitude, exifLongitude and videoPosterFramePoint.
-Dictionary photoRecord(const Query& row, Value uuid, const Value& foundBy, int coordinates) {
+// What only some records of a list have.
+enum Part : unsigned {
+  kLatitudePart = 1,
+  kLongitudePart = 2,
+  kCaptionPart = 4,
+  kCommentPart = 8,
+  kKinds = 16
+};
+constexpr unsigned kTextParts = kCaptionPart | kCommentPart;
+
+Dictionary exampleOf(unsigned parts) {
+  Dictionary photo(Mutability::Mutable);
+  for (const Text& key : {record::kPhotoKey, record::kModelId, record::kMediaType, record::kFoundBy}) {
+    photo.append(key, {});
+  }
+  const std::array<const Text*, 4> keys = {&record::kLatitude, &record::kLongitude, &record::kCaption,
+                                           &record::kComment};
+  for (unsigned i = 0; i < keys.size(); ++i) {
+    if (parts & 1u << i) photo.append(*keys[i], {});
+  }
+  return photo;
+}
+
+// An empty record, with room for these parts at most. Records with the same parts share one list of keys,
+// which would take a third of a record's memory.
+Dictionary recordWith(unsigned parts) {
+  static const auto kExamples = [] {
+    std::vector<Dictionary> examples;
+    for (unsigned kind = 0; kind < kKinds; ++kind) examples.push_back(exampleOf(kind));
+    return examples;
+  }();
+  return Dictionary::like(kExamples[parts]);
+}
+
+// From a row of modelId and, from a column on, exifLatitude, exifLongitude and videoPosterFramePoint. To
+// such a record `later` parts may be added.
+Dictionary photoRecord(const Query& row, Value uuid, const Value& foundBy, int coordinates, unsigned later) {
   Value latitude = row.realNumberColumn(coordinates);
   Value longitude = row.realNumberColumn(coordinates + 1);
-  Dictionary photo(Mutability::Mutable);
-  photo.reserve(4U + (latitude.isNil() ? 0U : 1U) + (longitude.isNil() ? 0U : 1U));
+  Dictionary photo =
+      recordWith((latitude.isNil() ? 0u : kLatitudePart) | (longitude.isNil() ? 0u : kLongitudePart) | later);
   photo.append(record::kPhotoKey, std::move(uuid));
   photo.append(record::kModelId, row.integerNumberColumn(0));
   photo.append(record::kMediaType, mediaType(row.stringColumn(coordinates + 2)));
@@ -56,11 +92,11 @@ Dictionary photoRecord(const Query& row, Value uuid, const Value& foundBy, int c
 
 // All rows of a query for modelId,uuid,exifLatitude,exifLongitude,videoPosterFramePoint. A photo without a
 // uuid could never be asked for.
-Array photosOf(Query query) {
+Array photosOf(Query query, unsigned later) {
   Array photos(Mutability::Mutable);
   while (query.step()) {
     Value uuid = query.stringColumn(1);
-    if (!uuid.isNil()) photos.append(photoRecord(query, std::move(uuid), foundBySQL(), 2));
+    if (!uuid.isNil()) photos.append(photoRecord(query, std::move(uuid), foundBySQL(), 2, later));
   }
   return photos;
 }
@@ -111,10 +147,18 @@ std::optional<std::unordered_set<std::string>> repeatedUuids(LibraryDatabases& d
   return query.failed() ? std::nullopt : std::optional(std::move(uuids));
 }
 
+// The record with the keys of one that has a comment and no caption.
+void expectCommentAlone(Dictionary& photo) {
+  Dictionary copy = recordWith((photo.contains(record::kLatitude) ? kLatitudePart : 0u) |
+                               (photo.contains(record::kLongitude) ? kLongitudePart : 0u) | kCommentPart);
+  for (const auto& entry : photo) copy.append(entry.key, entry.value);
+  photo = std::move(copy);
+}
+
 void appendTexts(Value& photo, Value caption, Value comment) {
   if (caption.isNil() && comment.isNil()) return;
   Dictionary& dictionary = photo.editDictionary();
-  dictionary.reserve(dictionary.size() + (caption.isNil() ? 0U : 1U) + (comment.isNil() ? 0U : 1U));
+  if (caption.isNil()) expectCommentAlone(dictionary);
   record::appendNonNil(dictionary, record::kCaption, std::move(caption));
   record::appendNonNil(dictionary, record::kComment, std::move(comment));
 }
@@ -145,7 +189,8 @@ Array PhotoRecords::wholeLibrary() {
   return photosOf(databases_.run(DatabaseFile::Library,
                                  "SELECT modelId,uuid,exifLatitude,exifLongitude,videoPosterFramePoint FROM "
                                  "RKVersion WHERE isInTrash = 0 AND versionNumber != 0",
-                                 {}));
+                                 {}),
+                  0);
 }
 
 bool PhotoRecords::isFolder(const Value& uuid) {
@@ -159,9 +204,9 @@ bool PhotoRecords::isFolder(const Value& uuid) {
 Array PhotoRecords::photosOfProject(const Value& uuid) {
   if (wouldReadWholeTable(databases_, uuid)) {
     Query photos = databases_.runUnlogged(DatabaseFile::Library, kPhotosOfProjectByIndex, {uuid});
-    if (photos.prepared()) return photosOf(std::move(photos));
+    if (photos.prepared()) return photosOf(std::move(photos), kTextParts);
   }
-  return photosOf(databases_.run(DatabaseFile::Library, kPhotosOfProject, {uuid}));
+  return photosOf(databases_.run(DatabaseFile::Library, kPhotosOfProject, {uuid}), kTextParts);
 }
 
 Array PhotoRecords::photosOfAlbum(const Value& uuid) {
@@ -185,7 +230,7 @@ bool PhotoRecords::appendPhotosWithUuid(Array& photos, const Value& uuid, bool l
   Query query = logged ? databases_.run(DatabaseFile::Library, kPhotoWithUuid, {uuid})
                        : databases_.runUnlogged(DatabaseFile::Library, kPhotoWithUuid, {uuid});
   // "AppleScript" on purpose, whoever named the members: clients know an album's photos by it.
-  while (query.step()) photos.append(photoRecord(query, uuid, foundByAppleScript(), 1));
+  while (query.step()) photos.append(photoRecord(query, uuid, foundByAppleScript(), 1, kTextParts));
   return !query.failed();
 }
 
@@ -217,7 +262,7 @@ std::optional<Array> PhotoRecords::photosOfLargeAlbum(std::int32_t albumModelId)
     const auto stored = members.storedText(1);
     if (breaksOutOfLiteral(uuid.string())) return std::nullopt;
     if (stored == uuid.string() && !repeated->contains(std::string(*stored))) {
-      photos.append(photoRecord(members, std::move(uuid), foundByAppleScript(), 2));
+      photos.append(photoRecord(members, std::move(uuid), foundByAppleScript(), 2, kTextParts));
     } else if (!appendPhotosWithUuid(photos, uuid, false)) {
       return std::nullopt;
     }
