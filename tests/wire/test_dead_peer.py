@@ -15,7 +15,7 @@ import moxteltest
 
 MINUTE = 60  # seconds
 PEER = """
-import socket, struct, sys
+import socket, struct, sys, time
 sys.path.insert(0, {folder!r})
 import moxteltest
 connection = socket.create_connection(({address!r}, {port}), timeout=300)
@@ -26,10 +26,13 @@ received = b""
 while len(received) < 4:
     received += connection.recv(4 - len(received))
 (length,) = struct.unpack("=I", received)
-rest = length if not {size} else 1000
+rest = {size} or length
 while rest:
     rest -= len(connection.recv(min(rest, 65536)))
 print("answered", length, flush=True)
+while {size}:
+    connection.recv(16384)
+    time.sleep(0.02)
 sys.stdin.readline()
 """
 
@@ -62,8 +65,8 @@ class DeadPeer(moxteltest.LibraryTestCase):
         return self.large
 
     def peer(self, host, cable, command, size=0, **keys):
-        """A client on a host that asks once, gets the reply (or, with a size, only its beginning), and then is
-        silent."""
+        """A client on a host that asks once, gets the reply, and then is silent; with a size it says so after
+        that part of the reply, and goes on to receive slowly."""
         script = PEER.format(folder=str(pathlib.Path(__file__).resolve().parent), address="10.77.%d.1" % cable,
                              port=self.port, command=command, keys=keys, size=size)
         process = subprocess.Popen(host.inside([sys.executable, "-B", "-c", script]), stdin=subprocess.PIPE,
@@ -104,7 +107,7 @@ class DeadPeer(moxteltest.LibraryTestCase):
         self.frees_the_place(self.peer(self.gone, 1, "Get Version"))
 
     def test_a_client_that_is_gone_in_the_middle_of_a_reply(self):
-        self.frees_the_place(self.peer(self.gone, 1, "Data of Photo", size=1, key=self.photo()))
+        self.frees_the_place(self.peer(self.gone, 1, "Data of Photo", size=1000, key=self.photo()))
 
     def test_an_idle_client_lives_on(self):
         """For longer than a dead one has, and with one more request afterwards."""
