@@ -367,7 +367,14 @@ class Tracer {
     if (count >= control_.nth && !isPast) inject(thread, tracee, number, arguments);
   }
 
+  // A counter by which one thread wakes another. Its reading and writing cannot fail.
+  static bool isOnCounter(pid_t thread, std::uint64_t number, const Arguments& arguments) {
+    return (number == SYS_read || number == SYS_write) &&
+           fileOf(thread, arguments[0]).find("[eventfd]") != std::string::npos;
+  }
+
   void inject(pid_t thread, Tracee& tracee, std::uint64_t number, const Arguments& arguments) {
+    if (isOnCounter(thread, number, arguments)) return;
     if (control_.action == Shorten) {
       if (!shorten(thread, tracee, number, arguments)) return;
     } else {
