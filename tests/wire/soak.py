@@ -1,3 +1,4 @@
+#!/usr/bin/env python3
 """Many mixed requests over many connections, every reply checked; memory and descriptors must not grow.
 
     soak.py [--requests N] [--connections N] [--photos N] [--seed N]
@@ -224,6 +225,10 @@ class Soak:
 
 
 def main():
+    # Where CTest does not say so: those of the release build.
+    programs = pathlib.Path(__file__).resolve().parents[2] / "build/release/bin"
+    os.environ.setdefault("MOXTEL_MAKE_LIBRARY", str(programs / "moxtel-make-library"))
+    os.environ.setdefault("MOXTEL_SERVER", str(programs / "moxtelserverd"))
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("--requests", type=int, default=1_000_000)
     parser.add_argument("--connections", type=int, default=10_000)
