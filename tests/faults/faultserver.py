@@ -411,10 +411,10 @@ def difference(actual, expected):
 
 
 def report(name, rows):
-    """Prints the results, and keeps them where the document is made from them."""
+    """Prints the results, and keeps them where report.py makes the document's table from them."""
     if not rows:
         return
     print("\n".join(" | ".join(map(str, row)) for row in rows))
     folder = os.environ.get("MOXTEL_FAULTS_RESULTS")
     if folder:
-        (pathlib.Path(folder) / (name + ".json")).write_text(json.dumps(rows))
+        (pathlib.Path(folder) / (name + (".full" if IS_FULL else "") + ".json")).write_text(json.dumps(rows))
