@@ -3,7 +3,7 @@
 
     make_properties_seeds.py FIXTURES CORPUS     FIXTURES as tests/pictures/make_fixtures.py makes them
 
-Those of PsdInksFuzz, which need no number, are put into the folder of that name beside CORPUS.
+Those of FlatPsdFuzz, which need no number, are put into the folder of that name beside CORPUS.
 """
 import pathlib
 import struct
@@ -29,9 +29,9 @@ def tagged(path):
     return data
 
 
-def psd_of_inks(width, height, depth, compression, data):
-    return (b'8BPS' + struct.pack('>H6xHIIHH', 1, 4, height, width, depth, 4) + bytes(12) +
-            struct.pack('>H', compression) + data)
+def flat_psd(mode, channels, width, height, depth, compression, data, palette=b''):
+    return (b'8BPS' + struct.pack('>H6xHIIHH', 1, channels, height, width, depth, mode) +
+            struct.pack('>I', len(palette)) + palette + bytes(8) + struct.pack('>H', compression) + data)
 
 
 def main():
@@ -62,12 +62,14 @@ def main():
     seeds['psd-inks'] = (4, (fixtures / 'psd-cmyk8-packed.psd').read_bytes()[:200])
     for name, (number, data) in seeds.items():
         (corpus / name).write_bytes(bytes([number]) + data)
-    inks = corpus.parent / 'PsdInksFuzz'
-    inks.mkdir(exist_ok=True)
-    (inks / 'plain').write_bytes(psd_of_inks(2, 2, 16, 0, bytes(range(32))))
+    flat = corpus.parent / 'FlatPsdFuzz'
+    flat.mkdir(exist_ok=True)
+    (flat / 'plain').write_bytes(flat_psd(4, 4, 2, 2, 16, 0, bytes(range(32))))
     rows = b'\xf9\x40' * 7 + b'\x03abcd\x80\xfdz'
     lengths = struct.pack('>8H', *[2] * 7, 8)
-    (inks / 'packed').write_bytes(psd_of_inks(8, 2, 8, 1, lengths + rows))
+    (flat / 'packed').write_bytes(flat_psd(4, 4, 8, 2, 8, 1, lengths + rows))
+    (flat / 'lab').write_bytes(flat_psd(9, 3, 2, 2, 8, 0, bytes(range(12))))
+    (flat / 'palette').write_bytes(flat_psd(2, 1, 2, 2, 8, 0, bytes(4), bytes(range(256)) * 3))
 
 
 if __name__ == '__main__':

@@ -48,16 +48,18 @@ TEST_P(EveryFormat, showsItsPictureInItsStoredOrientation) {
   expectQuarters(image, 8);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    InColour, EveryFormat,
-    testing::Values("jpeg-420.jpg", "jpeg-orientation-6.jpg", "png-rgb.png", "png-rgb16.png",
-                    "png-palette.png", "png-interlaced.png", "png-interlaced16.png", "tiff-plain.tif",
-                    "tiff-lzw.tif", "tiff-zip.tif", "tiff-jpeg.tif", "tiff-big-endian.tif", "tiff-rgb16.tif",
-                    "tiff-zip16.tif", "tiff-palette.tif", "tiff-tiled.tif", "tiff-float.tif",
-                    "tiff-orientation-6.tif", "gif.gif", "gif-interlaced.gif", "gif-animated.gif",
-                    "bmp-24.bmp", "bmp-palette.bmp", "bmp-rle.bmp", "psd-rgb.psd", "psd-rgb16.psd",
-                    "psd-layers.psd", "heic.heic", "heic-turned.heic", "heic-grid.heic", "jpeg2000.jp2",
-                    "jpeg2000-12-bits.jp2", "jpeg2000-stream.j2k", "webp.webp", "webp-lossless.webp"));
+INSTANTIATE_TEST_SUITE_P(InColour, EveryFormat,
+                         testing::Values("jpeg-420.jpg", "jpeg-orientation-6.jpg", "png-rgb.png",
+                                         "png-rgb16.png", "png-palette.png", "png-interlaced.png",
+                                         "png-interlaced16.png", "tiff-plain.tif", "tiff-lzw.tif",
+                                         "tiff-zip.tif", "tiff-jpeg.tif", "tiff-big-endian.tif",
+                                         "tiff-rgb16.tif", "tiff-zip16.tif", "tiff-palette.tif",
+                                         "tiff-tiled.tif", "tiff-float.tif", "tiff-orientation-6.tif",
+                                         "gif.gif", "gif-interlaced.gif", "gif-animated.gif", "bmp-24.bmp",
+                                         "bmp-palette.bmp", "bmp-rle.bmp", "psd-rgb.psd", "psd-rgb16.psd",
+                                         "psd-palette.psd", "psd-layers.psd", "heic.heic", "heic-turned.heic",
+                                         "heic-grid.heic", "jpeg2000.jp2", "jpeg2000-12-bits.jp2",
+                                         "jpeg2000-stream.j2k", "webp.webp", "webp-lossless.webp"));
 
 TEST_F(PictureDecoderTest, readsGrayAsGray) {
   for (const char* name : {"jpeg-gray.jpg", "png-gray8.png", "png-gray16.png", "tiff-gray.tif",
@@ -123,7 +125,10 @@ TEST_F(PictureDecoderTest, readsAGrayPsdAsGrayWhenItsProfileIs) {
   expectQuarters(image, 6, test::grayQuarters());
 }
 
-TEST_F(PictureDecoderTest, turnsLabIntoColours) { expectQuarters(shown("tiff-lab.tif"), 32); }
+TEST_F(PictureDecoderTest, turnsLabIntoColours) {
+  expectQuarters(shown("tiff-lab.tif"), 32);
+  expectQuarters(shown("psd-lab.psd"), 12);
+}
 
 TEST_F(PictureDecoderTest, developsRawAsTheSensorSawIt) {
   for (const char* name : {"raw-orientation-1.dng", "raw-orientation-6.dng"}) {

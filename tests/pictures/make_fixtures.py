@@ -391,6 +391,38 @@ def make_tiffs():
         tiff_entry(278, 4, long(100000)), tiff_entry(279, 4, long(16))], bytes(16)))
 
 
+def flat_psd(mode, depth, planes, packed=False, palette=b''):
+    """A PSD without layers; the planes are lists of rows."""
+    rows = [row for plane in planes for row in plane]
+    if packed:
+        rows = [packed_row(row) for row in rows]
+    lengths = b''.join(struct.pack('>H', len(row)) for row in rows) if packed else b''
+    resources = b'8BIM' + struct.pack('>HHI', 0x03ED, 0, 16) + struct.pack('>IHHIHH', 300 << 16, 1, 1, 300 << 16, 1, 1)
+    return (b'8BPS' + struct.pack('>H6xHIIHH', 1, len(planes), HEIGHT, WIDTH, depth, mode) +
+            struct.pack('>I', len(palette)) + palette + struct.pack('>I', len(resources)) + resources +
+            struct.pack('>I', 0) + struct.pack('>H', int(packed)) + lengths + b''.join(rows))
+
+
+def lab(colour):
+    """L*, a* and b* as PSDs have them in bytes, under D50 (IEC 61966-2-1 adapted as in ICC.1, annex E)."""
+    light = [c / 255 / 12.92 if c <= 10 else ((c / 255 + 0.055) / 1.055) ** 2.4 for c in colour]
+    x, y, z = (sum(share * part for share, part in zip(row, light)) for row in
+               ((0.4361, 0.3851, 0.1431), (0.2225, 0.7169, 0.0606), (0.0139, 0.0971, 0.7141)))
+    x, y, z = (t ** (1 / 3) if t > 0.008856 else 7.787 * t + 16 / 116 for t in (x / 0.9642, y, z / 0.8249))
+    return round((116 * y - 16) * 2.55), round(500 * (x - y)) + 128, round(200 * (y - z)) + 128
+
+
+def psd_of_lab():
+    return flat_psd(9, 8, [[bytes(lab(quarter(x, y))[c] for x in range(WIDTH)) for y in range(HEIGHT)]
+                           for c in range(3)])
+
+
+def psd_with_palette():
+    colours = [BLUE, GREEN, YELLOW, RED] + [(1, 2, 3)] * 252
+    rows = [bytes(colours.index(quarter(x, y)) for x in range(WIDTH)) for y in range(HEIGHT)]
+    return flat_psd(2, 8, [rows], True, bytes(colour[c] for c in range(3) for colour in colours))
+
+
 def psd_of_inks(depth, packed):
     """A PSD of the same inks as ImageMagick makes them, with a channel of its own behind them."""
     def inks(x, y):
@@ -400,14 +432,7 @@ def psd_of_inks(depth, packed):
 
     planes = [[bytes(255 - inks(x, y)[ink] for x in range(WIDTH) for _ in range(depth // 8)) for y in range(HEIGHT)]
               for ink in range(5)]
-    rows = [row for plane in planes for row in plane]
-    if packed:
-        rows = [packed_row(row) for row in rows]
-    lengths = b''.join(struct.pack('>H', len(row)) for row in rows) if packed else b''
-    resources = b'8BIM' + struct.pack('>HHI', 0x03ED, 0, 16) + struct.pack('>IHHIHH', 300 << 16, 1, 1, 300 << 16, 1, 1)
-    return (b'8BPS' + struct.pack('>H6xHIIHH', 1, 5, HEIGHT, WIDTH, depth, 4) + struct.pack('>I', 0) +
-            struct.pack('>I', len(resources)) + resources + struct.pack('>I', 0) + struct.pack('>H', int(packed)) +
-            lengths + b''.join(rows))
+    return flat_psd(4, depth, planes, packed)
 
 
 def with_resource(psd, number, data):
@@ -508,6 +533,8 @@ def make_others():
         name = f'psd-cmyk{depth}-{"packed" if packed else "plain"}.psd'
         write(name, psd_of_inks(depth, packed))
         write(f'broken-{name}', read(name)[:len(read(name)) // 2])
+    write('psd-lab.psd', psd_of_lab())
+    write('psd-palette.psd', psd_with_palette())
     ink_bomb = bytearray(read('psd-cmyk8-packed.psd'))
     ink_bomb[14:22] = struct.pack('>II', 20000, 20000)
     write('bomb-psd-inks.psd', bytes(ink_bomb))

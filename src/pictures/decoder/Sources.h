@@ -14,8 +14,8 @@ namespace moxtel::decoder {
 
 using FileBytes = std::span<const std::uint8_t>;
 
-// JPEG in other inks, PNG, TIFF, GIF, WebP and JPEG 2000, PSD in inks, and by way of ImageMagick BMP and
-// every other PSD. Rows come while the file is read, where the format allows it.
+// JPEG in other inks, PNG, TIFF, GIF, WebP and JPEG 2000, PSD in inks, Lab or with a palette, and by way of
+// ImageMagick BMP and every other PSD. Rows come while the file is read, where the format allows it.
 std::unique_ptr<PictureSource> openWithVips(FileBytes file, PictureKind kind);
 // HEIC and AVIF without the turning and mirroring that the file asks for.
 std::unique_ptr<PictureSource> openHeif(FileBytes file);

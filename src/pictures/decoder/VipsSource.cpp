@@ -3,7 +3,7 @@
 #include <cstring>
 #include <vips/vips8>
 
-#include "pictures/PsdInks.h"
+#include "pictures/FlatPsd.h"
 #include "pictures/decoder/Sources.h"
 
 namespace moxtel::decoder {
@@ -181,15 +181,29 @@ class VipsSource final : public PictureSource {
   std::uint32_t row_ = 0;
 };
 
-std::unique_ptr<PictureSource> sourceOf(Inks inks) {
-  VImage image =
-      VImage::new_from_memory(inks.samples.data(), inks.samples.size(), static_cast<int>(inks.width),
-                              static_cast<int>(inks.height), 4, VIPS_FORMAT_UCHAR);
-  image = image.copy(VImage::option()->set("interpretation", VIPS_INTERPRETATION_CMYK));
-  if (!inks.iccProfile.empty())
-    image.set(VIPS_META_ICC_NAME, VipsCallbackFn{}, inks.iccProfile.data(), inks.iccProfile.size());
-  VImage rgb = normalized(image);
-  return std::make_unique<VipsSource>(std::move(rgb), std::move(inks.samples));
+// The bytes stand for lightness from 0 to 100 and for colours around 0, under the light that profiles mean.
+VImage labToRgb(const VImage& bytes) {
+  return bytes.linear({100.0 / 255, 1, 1}, {0, -128, -128})
+      .copy(VImage::option()->set("interpretation", VIPS_INTERPRETATION_LAB))
+      .icc_export(VImage::option()
+                      ->set("output_profile", "srgb")
+                      ->set("intent", VIPS_INTENT_RELATIVE)
+                      ->set("depth", 8));
+}
+
+std::unique_ptr<PictureSource> sourceOf(FlatPsd picture) {
+  VImage image = VImage::new_from_memory(picture.samples.data(), picture.samples.size(),
+                                         static_cast<int>(picture.width), static_cast<int>(picture.height),
+                                         static_cast<int>(picture.samplesPerPixel()), VIPS_FORMAT_UCHAR);
+  const bool inks = picture.colours == FlatPsd::Colours::Inks;
+  image = image.copy(
+      VImage::option()->set("interpretation", inks ? VIPS_INTERPRETATION_CMYK : VIPS_INTERPRETATION_sRGB));
+  if (!picture.iccProfile.empty())
+    vips_image_set_blob_copy(image.get_image(), VIPS_META_ICC_NAME, picture.iccProfile.data(),
+                             picture.iccProfile.size());
+  if (picture.colours == FlatPsd::Colours::Lab) image = labToRgb(image);
+  VImage shown = normalized(image);
+  return std::make_unique<VipsSource>(std::move(shown), std::move(picture.samples));
 }
 
 }  // namespace
@@ -199,7 +213,7 @@ std::unique_ptr<PictureSource> openWithVips(FileBytes file, PictureKind kind) {
   if (!loader) return nullptr;
   try {
     if (kind == PictureKind::Psd) {
-      if (auto inks = inksOfPsd(file)) return sourceOf(*std::move(inks));
+      if (auto picture = flatPsd(file)) return sourceOf(*std::move(picture));
     }
     const VImage image = loaded(file, kind, loader);
     if (!isDecodableSize(static_cast<std::uint64_t>(image.width()),
