@@ -5,12 +5,17 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <future>
 #include <system_error>
 
 #include "platform/SystemLog.h"
 
 namespace moxtel {
+
+namespace {
+constexpr std::chrono::milliseconds kPauseAfterFailure(20);
+}
 
 class AvahiLoop::PollTimer final : public Timer {
  public:
@@ -63,7 +68,9 @@ AvahiLoop::~AvahiLoop() {
 
 void AvahiLoop::run() {
   thread_ = std::this_thread::get_id();
-  while (!quit_ && avahi_simple_poll_iterate(poll_, -1) == 0) {
+  while (!quit_) {
+    // Below 0: the poll failed, as it may for want of memory. What waits is still there the next time.
+    if (avahi_simple_poll_iterate(poll_, -1) < 0) std::this_thread::sleep_for(kPauseAfterFailure);
   }
   std::vector<Task> dropped;
   {
