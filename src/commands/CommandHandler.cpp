@@ -16,7 +16,7 @@ namespace {
 // A request is at most 4096 bytes, so an honest one stays far below; a hostile one that unfolds by sharing is
 // refused before anything prints it.
 constexpr ArchiveLimits kRequestLimits{.depth = 64, .values = 4096};
-constexpr std::size_t kLoggedDescription = 64 * 1024;
+constexpr std::size_t kLoggedDescription = std::size_t{64} * 1024;
 
 // The chunk that no request can be made of.
 class DecodingException : public std::runtime_error {
