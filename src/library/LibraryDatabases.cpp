@@ -148,7 +148,7 @@ bool LibraryDatabases::State::open(DatabaseFile file) {
 
 std::unique_ptr<Query::Rows> LibraryDatabases::State::tryRun(DatabaseSlot& slot,
                                                              std::initializer_list<Value> values) {
-  const std::shared_ptr<DatabaseConnection> connection = slot.connection();
+  const std::shared_ptr<DatabaseConnection>& connection = slot.connection();
   connection->begin();
   auto statement = connection->statement(lastSql_);
   if (statement) {

@@ -9,7 +9,7 @@ namespace {
 // Stepping over this many ids at most costs less than seeking.
 constexpr double kNear = 4;
 
-Value unlessEmpty(Value text) { return text.string().empty() ? Value() : text; }
+Value unlessEmpty(const Value& text) { return text.string().empty() ? Value() : text; }
 
 }  // namespace
 

@@ -96,7 +96,7 @@ QVSocketClient::QVSocketClient(NotificationCenter& notifications, SocketClientLi
 
 std::shared_ptr<QVSocketClient> QVSocketClient::create(NotificationCenter& notifications,
                                                        SocketClientLimits limits) {
-  const std::shared_ptr<QVSocketClient> client(new QVSocketClient(notifications, limits));
+  std::shared_ptr<QVSocketClient> client(new QVSocketClient(notifications, limits));
   const std::lock_guard lock(sharedMutex);
   sharedClient = client;
   return client;

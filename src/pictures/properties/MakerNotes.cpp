@@ -91,7 +91,8 @@ double canonStops(std::int32_t steps) {
   const std::int32_t size = std::abs(steps);
   const std::int32_t part = size & 0x1F;
   const double fraction = part == 0x0C ? 1.0 / 3 : part == 0x14 ? 2.0 / 3 : part / 32.0;
-  return (size / 32 + fraction) * (steps < 0 ? -1 : 1);
+  const std::int32_t whole = size / 32;
+  return (whole + fraction) * (steps < 0 ? -1 : 1);
 }
 
 Value canonFNumber(std::int32_t steps) {

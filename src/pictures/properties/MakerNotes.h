@@ -9,7 +9,7 @@
 
 namespace Exiv2 {
 class Exifdatum;
-class Value;
+class Value;  // NOLINT(bugprone-forward-declaration-namespace): not the house's own Value
 }  // namespace Exiv2
 
 namespace moxtel::properties {
