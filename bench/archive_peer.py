@@ -3,9 +3,9 @@
 
     archive_peer.py BENCH_FOLDER
 
-BENCH_FOLDER holds ArchiveBench (a release build). The benchmark's runs are interleaved at random and its medians of the
-processor's time are taken, which other work on the machine disturbs less; plistlib, which takes seconds, runs three
-times. It writes and reads the archive of the same photos.
+BENCH_FOLDER holds ArchiveBench (a release build). Each benchmark runs in a process of its own, so that none meets memory
+that another has left in pieces, in rounds that take turns; medians of the processor's time, which other work on the
+machine disturbs less. plistlib, which takes seconds, writes and reads the archive of the same photos three times.
 """
 import json
 import pathlib
@@ -16,6 +16,9 @@ import sys
 import time
 from plistlib import UID
 
+ROUNDS = 3
+BENCHMARKS = ("BM_FirstTouchCopy", "BM_WritePieces", "BM_Read", "BM_ReadLibplist")
+COUNTS = (1000, 10000, 100000)
 
 
 def archive_of(photos):
@@ -64,22 +67,23 @@ def python_times(count):
 
 def bench_times(folder):
     """Milliseconds of the processor by benchmark and number of photos."""
-    run = subprocess.run([str(folder / "ArchiveBench"), "--benchmark_format=json", "--benchmark_repetitions=11",
-                          "--benchmark_min_time=0.1", "--benchmark_enable_random_interleaving=true",
-                          "--benchmark_report_aggregates_only=true"], check=True, stdout=subprocess.PIPE)
     times = {}
-    for row in json.loads(run.stdout)["benchmarks"]:
-        if row["aggregate_name"] == "median":
-            name, count = row["run_name"].split("/")[:2]
-            times[name, int(count)] = row["cpu_time"]
-    return times
+    for _ in range(ROUNDS):
+        for name in BENCHMARKS:
+            for count in COUNTS:
+                run = subprocess.run([str(folder / "ArchiveBench"), "--benchmark_format=json",
+                                      "--benchmark_min_time=1", f"--benchmark_filter=^{name}/{count}/"],
+                                     check=True, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
+                row, = json.loads(run.stdout)["benchmarks"]
+                times.setdefault((name, count), []).append(row["cpu_time"])
+    return {key: statistics.median(values) for key, values in times.items()}
 
 
 def main():
     times = bench_times(pathlib.Path(sys.argv[1]))
     print("| Photos | Copy | Written | Written / copy | plistlib writes / written | Read | libplist / read | plistlib reads / read |")
     print("|---|---|---|---|---|---|---|---|")
-    for count in 1000, 10000, 100000:
+    for count in COUNTS:
         copied, written, read = (times[name, count] for name in ("BM_FirstTouchCopy", "BM_WritePieces", "BM_Read"))
         python_write, python_read = python_times(count)
         print(f"| {count:,} | {copied:.2f} ms | {written:.2f} ms | {written / copied:.1f} | {python_write / written:.0f} |"
