@@ -81,20 +81,14 @@ bool unpack(FileBytes packed, Bytes& row) {
 // The rows of one plane after those of the other, in the file's order.
 class PlaneRows {
  public:
-  PlaneRows(const Header& header, FileBytes data) : header_(header), row_(header.rowBytes()), data_(data) {}
+  PlaneRows(const Header& header, FileBytes data) : header_(header), data_(data) {}
 
-  // Before anything is kept for the pixels.
+  // False when the file is too short for what it announces: before anything is kept for its pixels, of
+  // which a single row may be announced to be hundreds of megabytes.
   bool start() {
-    if (data_.size() < 2) return false;
-    const std::uint32_t compression = bigEndian(data_.first(2));
-    data_ = data_.subspan(2);
-    if (compression == kPlain) return data_.size() >= header_.planeBytes();
-    if (compression != kPacked) return false;
-    const std::uint64_t table = std::uint64_t{2} * header_.channels * header_.height;
-    if (table > data_.size()) return false;
-    lengths_ = data_.first(static_cast<std::size_t>(table));
-    data_ = data_.subspan(lengths_.size());
-    return data_.size() * kBestPacking >= header_.planeBytes();
+    if (!holdsThePlanes()) return false;
+    row_.resize(header_.rowBytes());
+    return true;
   }
 
   // Nothing when the file ends before the row does.
@@ -112,6 +106,19 @@ class PlaneRows {
   }
 
  private:
+  bool holdsThePlanes() {
+    if (data_.size() < 2) return false;
+    const std::uint32_t compression = bigEndian(data_.first(2));
+    data_ = data_.subspan(2);
+    if (compression == kPlain) return data_.size() >= header_.planeBytes();
+    if (compression != kPacked) return false;
+    const std::uint64_t table = std::uint64_t{2} * header_.channels * header_.height;
+    if (table > data_.size()) return false;
+    lengths_ = data_.first(static_cast<std::size_t>(table));
+    data_ = data_.subspan(lengths_.size());
+    return data_.size() * kBestPacking >= header_.planeBytes();
+  }
+
   const Header& header_;
   Bytes row_;
   FileBytes data_;
