@@ -3,7 +3,7 @@
 
     make_properties_seeds.py FIXTURES CORPUS     FIXTURES as tests/pictures/make_fixtures.py makes them
 
-Those of FlatPsdFuzz, which need no number, are put into the folder of that name beside CORPUS.
+Those of FlatPsdFuzz and JpegFuzz, which need no number, are put into the folders of these names beside CORPUS.
 """
 import pathlib
 import struct
@@ -15,6 +15,9 @@ TAGS = ['-Make=Canon', '-Orientation#=6', '-ExposureTime=1/60', '-ISO=400', '-Us
         '-DateTimeOriginal=2019:07:04 16:24:01', '-GPSLatitude=14.4', '-GPSLatitudeRef=N', '-XMP-dc:Subject=a',
         '-IPTC:Keywords=x', '-XMP-aux:LensInfo=24 105 0 0', '-XMP-photoshop:DateCreated=2011:05:25 09:22:07+12:00',
         '-RegionType=Face', '-RegionAreaX=0.5', '-Title=hut']
+
+JPEGS = ('411', '420', '440', 'arithmetic', 'cmyk', 'gray', 'odd-size', 'one-pixel', 'profile', 'progressive',
+         'progressive-flat', 'restarts', 'rgb', 'twelve-blocks', 'without-end')
 
 
 def tagged(path):
@@ -32,6 +35,16 @@ def tagged(path):
 def flat_psd(mode, channels, width, height, depth, compression, data, palette=b''):
     return (b'8BPS' + struct.pack('>H6xHIIHH', 1, channels, height, width, depth, mode) +
             struct.pack('>I', len(palette)) + palette + bytes(8) + struct.pack('>H', compression) + data)
+
+
+def uneven_jpeg(file):
+    """24 by 8 pixels, the planes of colour two thirds as wide as that of light."""
+    frame = file.index(b'\xff\xc0')
+    changed = bytearray(file)
+    changed[frame + 5:frame + 9] = struct.pack('>HH', 8, 24)
+    for component, factors in enumerate((0x31, 0x21, 0x21)):
+        changed[frame + 11 + 3 * component] = factors
+    return changed
 
 
 def main():
@@ -70,6 +83,11 @@ def main():
     (flat / 'packed').write_bytes(flat_psd(4, 4, 8, 2, 8, 1, lengths + rows))
     (flat / 'lab').write_bytes(flat_psd(9, 3, 2, 2, 8, 0, bytes(range(12))))
     (flat / 'palette').write_bytes(flat_psd(2, 1, 2, 2, 8, 0, bytes(4), bytes(range(256)) * 3))
+    jpegs = corpus.parent / 'JpegFuzz'
+    jpegs.mkdir(exist_ok=True)
+    for name in JPEGS:
+        (jpegs / name).write_bytes((fixtures / ('jpeg-%s.jpg' % name)).read_bytes())
+    (jpegs / 'uneven-planes').write_bytes(uneven_jpeg((fixtures / 'jpeg-444.jpg').read_bytes()))
 
 
 if __name__ == '__main__':
