@@ -263,6 +263,9 @@ class Requests:
             ("Reveal Event", {"id": project[0]}),
             ("Set GPS of Photo", {"key": self.jpeg, "latitude": 1.5, "longitude": 2.5}),
             ("Clear GPS of Photo", {"key": self.jpeg}), ("No such command", {})]
+        missing = set(moxteltest.command_names()) - {command for command, _ in self.all}
+        if missing:
+            raise AssertionError("no request for %s" % ", ".join(sorted(missing)))
         # What is looked at after every fault: every database, every cache, a file, and both helpers' commands' way.
         self.probes = [entry for entry in self.all if entry[0] in (
             "Get Albums", "Get Events", "Get Faces", "Thumb of Photo", "Infos of Photo", "Photos of Face")]

@@ -7,6 +7,7 @@ a home, a configuration and a temporary folder of its own and listens on a free 
 import hashlib
 import os
 import pathlib
+import re
 import shutil
 import signal
 import socket
@@ -27,6 +28,15 @@ def program(variable):
     if not path or not os.access(path, os.X_OK):
         raise SystemExit("%s must name the program (it is %r)" % (variable, path))
     return path
+
+
+def command_names():
+    """All that a client can ask, as the server's table of commands has them."""
+    table = pathlib.Path(__file__).resolve().parents[2] / "src/commands/CommandHandler.h"
+    names = re.findall(r'^    "([^"]+)",$', table.read_text("utf-8"), re.MULTILINE)
+    if len(names) != 20:
+        raise AssertionError("%d commands in %s" % (len(names), table))
+    return names
 
 
 def make_library(folder, *options):

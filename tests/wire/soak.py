@@ -40,6 +40,7 @@ class Mix:
         self.client, self.library = client, library
         self.reference = model.Library(library)
         self.entries = []
+        self.commands = set()
 
     def add(self, weight, expected, command, **keys):
         data = moxteltest.request(command, **keys)
@@ -47,6 +48,7 @@ class Mix:
         raw = self.client.receive_raw()
         envelope = keyedarchive.decode(raw)
         self.check(command, keys, envelope, expected)
+        self.commands.add(command)
         self.entries.append((weight, data, raw))
 
     @staticmethod
@@ -86,6 +88,12 @@ class Mix:
             self.add(1, self.is_text, command, id="x", key="x")
         self.add(1, {"result": "Set GPS to 1.000000/2.000000"}, "Set GPS of Photo", key=photos[0]["PhotoKey"],
                  latitude=1, longitude=2)
+        self.add(1, {"result": "Cleared GPS"}, "Clear GPS of Photo", key=photos[0]["PhotoKey"])
+        # Events were those of libraries of old.
+        self.add(1, {"error": "Album not found"}, "Photos of Event", id=1)
+        missing = set(moxteltest.command_names()) - self.commands
+        if missing:
+            raise AssertionError("no request for %s" % ", ".join(sorted(missing)))
 
     @staticmethod
     def containers(expected):
@@ -93,24 +101,30 @@ class Mix:
         return lambda envelope: list(envelope) == ["result"] and \
             sorted_containers(envelope["result"]) == sorted_containers(expected)
 
+    def row(self, database, question, *values):
+        connection = sqlite3.connect("file:%s?mode=ro" % (self.library / "Database/apdb" / database), uri=True)
+        try:
+            return connection.execute(question, values).fetchone()
+        finally:
+            connection.close()
+
     def first_jpeg(self):
-        database = sqlite3.connect("file:%s?mode=ro" % (self.library / "Database/apdb/Library.apdb"), uri=True)
-        row = database.execute("SELECT v.uuid FROM RKVersion v JOIN RKMaster m ON m.uuid=v.masterUuid WHERE v.versionNumber=1 "
-                               "AND v.hasAdjustments=0 AND v.isInTrash=0 AND m.imagePath LIKE '%.JPG'").fetchone()
-        database.close()
-        return row[0]
+        return self.row("Library.apdb", "SELECT v.uuid FROM RKVersion v JOIN RKMaster m ON m.uuid=v.masterUuid WHERE "
+                        "v.versionNumber=1 AND v.hasAdjustments=0 AND v.isInTrash=0 AND m.imagePath LIKE '%.JPG'")[0]
 
     def files_of(self, uuid):
-        """Thumbnails and master, as the databases name them."""
-        proxies = sqlite3.connect("file:%s?mode=ro" % (self.library / "Database/apdb/ImageProxies.apdb"), uri=True)
-        row = proxies.execute("SELECT thumbnailPath,miniThumbnailPath FROM RKImageProxyState WHERE versionUuid=?",
-                              (uuid,)).fetchone()
-        proxies.close()
-        if row is None or None in row:
-            return
-        thumbnail, small = ((self.library / "Thumbnails" / path).read_bytes() for path in row)
-        self.add(4, {"result": thumbnail}, "Thumb of Photo", key=uuid)
-        self.add(2, {"result": small}, "Square Thumb of Photo", key=uuid, isFace=False)
+        """Thumbnails, and the master of a photo that was never edited, as the databases name them."""
+        proxies = self.row("ImageProxies.apdb", "SELECT thumbnailPath,miniThumbnailPath FROM RKImageProxyState WHERE "
+                           "versionUuid=?", uuid)
+        if proxies is not None and None not in proxies:
+            thumbnail, small = ((self.library / "Thumbnails" / path).read_bytes() for path in proxies)
+            self.add(4, {"result": thumbnail}, "Thumb of Photo", key=uuid)
+            self.add(2, {"result": small}, "Square Thumb of Photo", key=uuid, isFace=False)
+            self.add(1, {"result": thumbnail}, "Fullscreen 1024 Image of Photo", key=uuid)
+        master = self.row("Library.apdb", "SELECT m.imagePath FROM RKVersion v JOIN RKMaster m ON "
+                          "m.uuid=v.masterUuid WHERE v.uuid=? AND v.hasAdjustments=0", uuid)
+        if master:
+            self.add(1, {"result": (self.library / "Masters" / master[0]).read_bytes()}, "Data of Photo", key=uuid)
 
     @staticmethod
     def is_jpeg(envelope):

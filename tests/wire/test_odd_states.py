@@ -34,13 +34,6 @@ FOLDERS = "SELECT name,uuid,folderType,modelId,posterVersionUuid,minImageDate,ma
 FACES = "SELECT uuid,name,keyVersionUuid,faceKey FROM RKFaceName"
 
 
-COMMANDS = (
-    "Get Version", "Get Albums", "Get Events", "Get Faces", "Photos of Album", "Folders of Album", "Photos of Event",
-    "Photos of Face", "Thumb of Photo", "Data of Photo", "Square Thumb of Photo", "Image of Photo",
-    "Fullscreen 1024 Image of Photo", "Metadata of Photo", "Infos of Photo", "Reveal Photo", "Reveal Album",
-    "Reveal Event", "Set GPS of Photo", "Clear GPS of Photo")
-
-
 class Writer:
     """Another process with a database open, holding what its statements took; ends with the context."""
 
@@ -110,7 +103,7 @@ class OddStates(unittest.TestCase):
         face = self.one("SELECT uuid FROM RKFaceName", self.faces_path)[0][0]
         album = self.one("SELECT uuid FROM RKAlbum WHERE albumType = 1 AND albumSubclass = 3")[0][0]
         place = {"latitude": 48.5, "longitude": 9.25}
-        for command in COMMANDS + ("No Such Command",):
+        for command in (*moxteltest.command_names(), "No Such Command"):
             for keys in ({"key": photo, "id": album, **place}, {"id": self.project()}, {"id": "allPhotosAlbum"},
                          {"id": face, "key": face, "isFace": True}, {"id": "AllProjectsItem"}, {"id": 1, "key": photo},
                          {"key": "no such uuid", "id": "no such uuid"}, {"key": "x' OR '1'='1", "id": "it's"}, {}):
