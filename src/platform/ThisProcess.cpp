@@ -27,9 +27,14 @@ void openStandardDescriptors() {
 
 void ignoreBrokenPipes() { ::signal(SIGPIPE, SIG_IGN); }
 
+// Where it is ignored, which a program inherits, a child that ends takes its exit status along: a script or a
+// picture that came out well would count as failed.
+void heedEndsOfChildren() { ::signal(SIGCHLD, SIG_DFL); }
+
 void prepareProcess() {
   openStandardDescriptors();
   ignoreBrokenPipes();
+  heedEndsOfChildren();
 }
 
 int runProgram(const std::function<int()>& program) {

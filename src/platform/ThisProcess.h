@@ -8,12 +8,14 @@ namespace moxtel {
 
 // What a main calls first, before it opens anything: descriptors 0 to 2 are opened on /dev/null if they are
 // closed (descriptor 0 means "no client" to the server, and a log line must not end in somebody's socket),
-// and writing to a connection that is gone gives an error, not a SIGPIPE.
+// writing to a connection that is gone gives an error, not a SIGPIPE, and how a child ended is known whatever
+// the program that started this one did about it.
 void prepareProcess();
 
 // The parts of it. Only while there is one thread.
 void openStandardDescriptors();
 void ignoreBrokenPipes();
+void heedEndsOfChildren();
 
 // Runs a program to its end and gives its exit status. When it lacks what it cannot do without, such as
 // descriptors, threads or memory, standard error says which, and the status is 1.

@@ -12,13 +12,13 @@
 namespace moxtel {
 namespace {
 
-// What the prepared process found, started by a shell with the redirections.
-std::string foundWith(const std::string& redirections) {
+// What the prepared process found, started by a shell with the redirections, by way of another command.
+std::string foundWith(const std::string& redirections, const std::string& by = "") {
   const TemporaryFolder folder;
   const std::string file = folder.path() / "found";
   ProcessRequest request;
   request.program = "/bin/sh";
-  request.arguments = {"-c", "exec '" PREPARED_PROCESS "' '" + file + "' " + redirections};
+  request.arguments = {"-c", "exec " + by + " '" PREPARED_PROCESS "' '" + file + "' " + redirections};
   request.timeout = std::chrono::seconds(60);
   const ProcessResult result = SystemProcessRunner().run(request);
   EXPECT_EQ(result.ending, ProcessResult::Ending::Exited);
@@ -34,6 +34,10 @@ TEST(ThisProcess, opensWhatIsClosedSoThatNoFileTakesItsPlace) {
   EXPECT_EQ(foundWith("<&- >&-"), "file 3, open 0 1 2");
   EXPECT_EQ(foundWith("2>&-"), "file 3, open 0 1 2");
   EXPECT_EQ(foundWith("<&- >&- 2>&-"), "file 3, open 0 1 2");
+}
+
+TEST(ThisProcess, isToldHowItsChildrenEndWhoeverStartsIt) {
+  EXPECT_EQ(foundWith("", "env --ignore-signal=CHLD"), "file 3, open 0 1 2");
 }
 
 TEST(ThisProcess, givesAProgramsStatus) {

@@ -1,12 +1,25 @@
 // Usage: prepared_process FILE. Writes to the file which of the descriptors 0 to 2 are open after the first
-// call of a main, and which descriptor the file got; exits with 3 after having written to a broken pipe.
+// call of a main, and which descriptor the file got; exits with 3 after having written to a broken pipe and
+// been told how a child ended.
 #include <fcntl.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <string>
 
 #include "platform/ThisProcess.h"
+
+namespace {
+
+bool isToldHowAChildEnds() {
+  const pid_t child = ::fork();
+  if (child == 0) ::_exit(5);
+  int status = 0;
+  return child > 0 && ::waitpid(child, &status, 0) == child && WIFEXITED(status) && WEXITSTATUS(status) == 5;
+}
+
+}  // namespace
 
 int main(int argc, char** argv) {
   if (argc != 2) return 2;
@@ -18,7 +31,7 @@ int main(int argc, char** argv) {
   }
   if (::write(file, text.data(), text.size()) < 0) return 2;
   int ends[2];
-  if (::pipe(ends) != 0) return 2;
+  if (::pipe(ends) != 0 || !isToldHowAChildEnds()) return 2;
   ::close(ends[0]);
   return ::write(ends[1], "x", 1) < 0 && errno == EPIPE ? 3 : 2;
 }
