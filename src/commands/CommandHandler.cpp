@@ -16,7 +16,6 @@ namespace {
 // A request is at most 4096 bytes, so an honest one stays far below; a hostile one that unfolds by sharing is
 // refused before anything prints it.
 constexpr ArchiveLimits kRequestLimits{.depth = 64, .values = 4096};
-constexpr std::size_t kLoggedDescription = std::size_t{64} * 1024;
 
 // The chunk that no request can be made of.
 class DecodingException : public std::runtime_error {
@@ -32,8 +31,8 @@ std::variant<Value, DecodingError> decodeRequest(std::span<const std::uint8_t> b
 // A stranger's few bytes do not become megabytes of log.
 std::string describedForLog(const Value& value) {
   std::string text = describe(value);
-  if (text.size() > kLoggedDescription) {
-    text.resize(kLoggedDescription);
+  if (text.size() > kLongestDescription) {
+    text.resize(kLongestDescription);
     text += "…";
   }
   return text;

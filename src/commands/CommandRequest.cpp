@@ -12,7 +12,12 @@ const Value& CommandRequest::key() const {
 
 Value CommandRequest::uuid() const {
   const Value& id = command_["id"];
-  return id.isNumber() ? Value(describe(id)) : id;
+  if (id.isNumber()) return describe(id);
+  // Looking for a collection is looking for its description, which ends in logs and on the console.
+  if ((id.isArray() || id.isDictionary()) && describe(id).size() > kLongestDescription) {
+    throw BadRequestError("the id of the request unfolds into too much text");
+  }
+  return id;
 }
 
 }  // namespace moxtel

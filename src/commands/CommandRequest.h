@@ -2,6 +2,7 @@
 // Core thread; borrows the dictionary and lives no longer.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <stdexcept>
 #include <string>
@@ -17,6 +18,10 @@ class BadRequestError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+// The longest description of a stranger's value that is worth logging, in bytes. A request is at most 4096
+// bytes, and none but one that unfolds by sharing comes near it.
+inline constexpr std::size_t kLongestDescription = std::size_t{64} * 1024;
+
 class CommandRequest final {
  public:
   explicit CommandRequest(const Dictionary& command) : command_(command) {}
@@ -26,7 +31,8 @@ class CommandRequest final {
   // "key", the uuid of a photo version: a text, or nil when the request has none. Anything else throws
   // BadRequestError.
   const Value& key() const;
-  // "id" where a uuid is wanted: a number counts as its text, everything else is as the client sent it.
+  // "id" where a uuid is wanted: a number counts as its text, everything else is as the client sent it. One
+  // with a longer description than kLongestDescription throws BadRequestError.
   Value uuid() const;
   // "id" where a number is wanted: a text is parsed, what is no number reads 0.
   std::int32_t number() const { return command_["id"].intValue(); }

@@ -190,5 +190,23 @@ TEST_F(Handler, readsIdsAsUuidsAndAsNumbers) {
   EXPECT_EQ(CommandRequest(Dictionary()).number(), 0);
 }
 
+// Whoever looks for it would write it into the log, and the console: two thousand times what was sent.
+TEST_F(Handler, repliesNothingToAnIdThatUnfolds) {
+  const Array texts(std::vector<Value>(60, Value(std::string(2500, 'x'))), Mutability::Immutable);
+  const Array id(std::vector<Value>(60, Value(texts)), Mutability::Immutable);
+  const Dictionary request{{"command", "Folders of Album"}, {"id", id}};
+  ASSERT_LE(archivedData(request).size(), 4096u);
+  EXPECT_THAT(replies(request), IsEmpty());
+  EXPECT_TRUE(source.questions.empty());
+  EXPECT_TRUE(log.contains("uncaught exception: the id of the request unfolds into too much text"));
+}
+
+TEST_F(Handler, takesAnIdOfSeveralParts) {
+  const Array id{"a", Dictionary{{"b", 1}}};
+  EXPECT_EQ(reply(Dictionary{{"command", "Folders of Album"}, {"id", id}}), result(Array()));
+  ASSERT_EQ(source.questions.size(), 1u);
+  EXPECT_EQ(source.questions[0].second, Value(id));
+}
+
 }  // namespace
 }  // namespace moxtel
