@@ -16,6 +16,8 @@ using namespace std::chrono_literals;
 // What failed is tried again after this; a fault that is there to stay then costs nothing to speak of.
 constexpr EventLoop::Duration kRetryPublishing = 30s;
 constexpr EventLoop::Duration kRetryBrowsing = 5s;
+// What a new browser has not seen by then is gone.
+constexpr EventLoop::Duration kSettled = 5s;
 // Avahi gives up after about a second, sooner when there is no network yet.
 constexpr EventLoop::Duration kRetryResolving = 200ms;
 // A neighbour that claims every name gets ten answers, then one in five seconds.
@@ -147,7 +149,8 @@ class AvahiDnsSd::AvahiBrowser final : public Browser, public Member {
     std::string reason;
     handle_ = owner_.engine_->browse(
         type_, [this](const auto& sighting) { sighted(sighting); }, reason);
-    if (!handle_) retryLater();
+    if (!handle_) return retryLater();
+    if (!unseen_.empty()) settled_ = owner_.loop_.callAfter(kSettled, [this] { forgetUnseen(); });
   }
 
  private:
@@ -161,7 +164,7 @@ class AvahiDnsSd::AvahiBrowser final : public Browser, public Member {
       auto& places = seen_[sighting.name];
       const bool isNew = places.empty();
       places.insert(place);
-      if (isNew) tell(events_.found, sighting.name);
+      if (isNew && unseen_.erase(sighting.name) == 0) tell(events_.found, sighting.name);
       return;
     }
     const auto seen = seen_.find(sighting.name);
@@ -176,14 +179,28 @@ class AvahiDnsSd::AvahiBrowser final : public Browser, public Member {
 
   void retryLater() {
     handle_.reset();
+    settled_.reset();
+    for (const auto& [name, places] : seen_) unseen_.insert(name);
+    seen_.clear();
     retry_ = owner_.loop_.callAfter(kRetryBrowsing, [this] { update(); });
+  }
+
+  void forgetUnseen() {
+    const std::weak_ptr<int> alive = alive_;
+    for (const std::string& name : std::exchange(unseen_, {})) {
+      tell(events_.removed, name);
+      if (alive.expired()) return;
+    }
   }
 
   const std::string type_;
   BrowserEvents events_;
   std::map<std::string, std::set<Place>> seen_;
+  std::set<std::string> unseen_;  // told before a failure, not seen since
   std::unique_ptr<AvahiHandle> handle_;
   std::unique_ptr<Timer> retry_;
+  std::unique_ptr<Timer> settled_;
+  std::shared_ptr<int> alive_ = std::make_shared<int>(0);
 };
 
 class AvahiDnsSd::AvahiResolution final : public Resolution, public Member {

@@ -228,6 +228,55 @@ TEST_F(AvahiDnsSdTest, browsesAnewAfterAFailure) {
   EXPECT_EQ(script.browsers, 1);
 }
 
+TEST_F(AvahiDnsSdTest, removesAfterAFailureWhatIsNotSeenAnyMore) {
+  run();
+  const auto browser = browse();
+  sight(Seen::Seen, 1, 0, "Photos");
+  sight(Seen::Seen, 1, 0, "Old photos");
+  sight(Seen::Failed, 0, 0, "");
+  loop.advance(5s);
+  sight(Seen::Seen, 2, 0, "Photos");
+  sight(Seen::Seen, 2, 0, "New photos");
+  EXPECT_THAT(told, ElementsAre("+Photos", "+Old photos", "+New photos"));
+  loop.advance(5s);
+  EXPECT_THAT(told, ElementsAre("+Photos", "+Old photos", "+New photos", "-Old photos"));
+  // On the interface of before it is gone since the failure.
+  sight(Seen::Gone, 2, 0, "Photos");
+  EXPECT_EQ(told.back(), "-Photos");
+}
+
+TEST_F(AvahiDnsSdTest, remembersOverSeveralFailuresWhatItHasTold) {
+  run();
+  auto browser = browse();
+  sight(Seen::Seen, 1, 0, "Photos");
+  sight(Seen::Failed, 0, 0, "");
+  script.refusing = true;
+  loop.advance(60s);
+  script.refusing = false;
+  loop.advance(5s);
+  sight(Seen::Failed, 0, 0, "");
+  loop.advance(9s);
+  EXPECT_THAT(told, ElementsAre("+Photos"));
+  sight(Seen::Seen, 1, 0, "Photos");
+  loop.advance(60s);
+  EXPECT_THAT(told, ElementsAre("+Photos"));
+}
+
+TEST_F(AvahiDnsSdTest, mayBeDestroyedWhenItTellsWhatIsNotSeenAnyMore) {
+  run();
+  std::unique_ptr<Browser> browser;
+  browser = dnsSd.browse("_x._tcp.", {{}, [&](const std::string& name, bool) {
+                                        told.push_back("-" + name);
+                                        browser.reset();
+                                      }});
+  loop.advance(0ms);
+  sight(Seen::Seen, 1, 0, "A");
+  sight(Seen::Seen, 1, 0, "B");
+  sight(Seen::Failed, 0, 0, "");
+  loop.advance(10s);
+  EXPECT_THAT(told, ElementsAre("-A"));
+}
+
 TEST_F(AvahiDnsSdTest, answersWithIPv4First) {
   run();
   const auto resolution = resolve();
