@@ -173,7 +173,9 @@ class AvahiDnsSd::AvahiBrowser final : public Browser, public Member {
     tell(events_.removed, sighting.name);
   }
 
-  static void tell(std::function<void(const std::string&, bool)> function, const std::string& name) {
+  // The function may destroy this, and what is kept of the function with it.
+  static void tell(const std::function<void(const std::string&, bool)>& kept, const std::string& name) {
+    const auto function = kept;
     if (function) function(name, false);
   }
 

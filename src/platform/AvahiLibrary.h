@@ -5,29 +5,26 @@
 // For AvahiClientEngine.cpp and AvahiEmbeddedEngine.cpp only. The library stays loaded to the process's end.
 #pragma once
 
-#include <dlfcn.h>
-
 #include <string>
 
 namespace moxtel {
 
 class AvahiLibrary final {
  public:
-  explicit AvahiLibrary(const char* fileName) : library_(dlopen(fileName, RTLD_NOW | RTLD_LOCAL)) {
-    if (!library_) problem_ = dlerror();
-  }
+  explicit AvahiLibrary(const char* fileName);
 
   // Sets the pointer to the function of that name.
   template <class Function>
   void find(const char* name, Function*& function) {
-    function = library_ ? reinterpret_cast<Function*>(dlsym(library_, name)) : nullptr;
-    if (!function && problem_.empty()) problem_ = std::string("it has no ") + name;
+    function = reinterpret_cast<Function*>(symbol(name));
   }
 
   // Why it cannot be used; empty when everything was found.
   const std::string& problem() const { return problem_; }
 
  private:
+  void* symbol(const char* name);
+
   void* library_;
   std::string problem_;
 };

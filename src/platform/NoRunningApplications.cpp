@@ -13,7 +13,7 @@ class NoRunningApplications final : public RunningApplications {
 
 }  // namespace
 
-std::unique_ptr<RunningApplications> makeRunningApplications(std::vector<std::string> /*wanted*/) {
+std::unique_ptr<RunningApplications> makeRunningApplications(const std::vector<std::string>& /*wanted*/) {
   NSLog("the running applications of this system are not known: iPhoto and Aperture count as not running");
   return std::make_unique<NoRunningApplications>();
 }

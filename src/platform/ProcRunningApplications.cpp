@@ -175,8 +175,8 @@ const std::string* ProcRunningApplications::wanted(std::string_view name) const 
   return found == wanted_.end() ? nullptr : &*found;
 }
 
-std::unique_ptr<RunningApplications> makeRunningApplications(std::vector<std::string> wanted) {
-  return std::make_unique<ProcRunningApplications>(std::move(wanted));
+std::unique_ptr<RunningApplications> makeRunningApplications(const std::vector<std::string>& wanted) {
+  return std::make_unique<ProcRunningApplications>(wanted);
 }
 
 }  // namespace moxtel

@@ -21,6 +21,6 @@ class RunningApplications {
 };
 
 // This machine's; of those with other names than the wanted ones nobody is told.
-std::unique_ptr<RunningApplications> makeRunningApplications(std::vector<std::string> wanted);
+std::unique_ptr<RunningApplications> makeRunningApplications(const std::vector<std::string>& wanted);
 
 }  // namespace moxtel
