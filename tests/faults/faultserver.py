@@ -418,6 +418,6 @@ def report(name, rows):
     if not rows:
         return
     print("\n".join(" | ".join(map(str, row)) for row in rows))
-    folder = os.environ.get("MOXTEL_FAULTS_RESULTS")
-    if folder:
+    if folder := os.environ.get("MOXTEL_FAULTS_RESULTS"):
+        pathlib.Path(folder).mkdir(parents=True, exist_ok=True)
         (pathlib.Path(folder) / (name + (".full" if IS_FULL else "") + ".json")).write_text(json.dumps(rows))
