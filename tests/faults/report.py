@@ -41,7 +41,8 @@ def listed(rows, kind_at):
 
 def lines(folder):
     calls = read(folder, "Calls")
-    groups = (("Each system call of the server, for each request", lambda what: not what.startswith(("helper", "reload"))),
+    groups = (("Each system call of the server, for each request", lambda what: not what.startswith(("helper", "reload", "shortage"))),
+              ("A call of the server from then on, as on a full disk", lambda what: what.startswith("shortage")),
               ("Each system call of a helper", lambda what: what.startswith("helper")),
               ("Each system call of a reload and the request after it", lambda what: what.startswith("reload")))
     for title, belongs in groups:

@@ -91,6 +91,22 @@ SURE = {"arch_prctl", "clock_gettime", "clock_nanosleep", "exit", "exit_group", 
 # A call that fails and yet has done its work.
 DONE_ALL_THE_SAME = {"close"}
 
+# What a sound server makes good by itself, so that the client gets the right reply all the same: a call that is to be
+# made once more, a part that is to be followed by the rest, a line of the log that cannot be written.
+MADE_GOOD = {
+    "accept4": ("ECONNABORTED", "EINTR", "EAGAIN"),
+    "close": FAULTS["close"],
+    "poll": ("EINTR",),
+    "ppoll": ("EINTR",),
+    "pread64": ("EINTR", SHORT),
+    "recvfrom": ("EINTR", "EAGAIN"),
+    "sendmsg": ("EINTR", "EAGAIN", SHORT),
+    "sendto": ("EINTR", "EAGAIN", SHORT),
+    "wait4": ("EINTR",),
+    "write": FAULTS["write"],
+    "writev": FAULTS["writev"],
+}
+
 
 def faults_of(name):
     for fault in FAULTS[name]:
@@ -138,7 +154,7 @@ class Calls(FaultTestCase):
         self.server.__enter__()
         self.note_base(self.server)
 
-    def inject(self, name, nth, how, whose, do, expected):
+    def inject(self, name, nth, fault, how, whose, do, expected):
         """Does something while a call fails. What the client saw, or None when there was no such call."""
         control = self.server.control
         control.arm(self.numbers[name], nth, whose=whose, **how)
@@ -149,8 +165,10 @@ class Calls(FaultTestCase):
         if not control["fired"]:
             return None
         if os.environ.get("MOXTEL_FAULTS_TRACE"):
-            print(name, nth, how, control.description(), kind)
+            print(name, nth, fault, control.description(), kind)
         self.is_sound(self.server)
+        if whose == CallControl.SERVER and fault in MADE_GOOD.get(name, ()):
+            self.assertEqual(kind, "right")
         return kind
 
     def cases(self, counts):
@@ -167,7 +185,7 @@ class Calls(FaultTestCase):
         for name, nth, fault, how in self.cases(self.count(self.server, whose, do)):
             with self.subTest(what=what, call=name, nth=nth, fault=fault):
                 try:
-                    kind = self.inject(name, nth, how, whose, do, expected)
+                    kind = self.inject(name, nth, fault, how, whose, do, expected)
                 except Exception as problem:
                     where = self.server.control.description()
                     self.fresh_server()
@@ -201,6 +219,38 @@ class Calls(FaultTestCase):
                         ("Metadata of Photo", {"key": self.requests.tiff})):
             name = Requests.name(request)
             self.look_at("helper of " + name, CallControl.CHILDREN, self.ask(request), self.expected[name])
+        self.server.__exit__(None)
+
+    # What a full disk, a full table of descriptors or a machine without memory is like.
+    SHORTAGES = (("write", "ENOSPC"), ("openat", "EMFILE"), ("openat", "ENOMEM"), ("pipe2", "EMFILE"),
+                 ("mmap", "ENOMEM"))
+
+    def test_a_shortage_that_lasts(self):
+        """Until the request is answered."""
+        for name, error in self.SHORTAGES:
+            totals = collections.Counter()
+            how = {"action": CallControl.FAIL_INSTEAD, "error": getattr(errno, error), "repeat": -1}
+            for request in self.requests.all:
+                what = Requests.name(request)
+                with self.subTest(call=name, error=error, request=what):
+                    kind = self.inject(name, 1, error, how, CallControl.SERVER, self.ask(request), self.expected[what])
+                    totals.update([kind] if kind else [])
+            self.assertTrue(totals, "%s was never called" % name)
+            self.rows.append(("shortage: %s %s" % (name, error), sum(totals.values()), dict(totals)))
+            print(self.rows[-1], flush=True)
+        self.server.__exit__(None)
+
+    def test_a_client_that_comes_while_descriptors_are_short(self):
+        """It waits, and is served as soon as there are some again."""
+        control = self.server.control
+        control.arm(self.numbers["accept4"], repeat=-1, error=errno.EMFILE)
+        with moxteltest.Client(self.server, faultserver.PATIENCE) as client:
+            client.send("Get Albums")
+            moxteltest.wait_for(lambda: control["fired"] > 3, "the server to try again")
+            control.disarm()
+            self.assertEqual([client.receive_raw()], self.expected["Get Albums"])
+        self.is_sound(self.server)
+        self.rows.append(("shortage: accept4 EMFILE", 1, {"right": 1}))
         self.server.__exit__(None)
 
     def reload(self, request):
