@@ -214,6 +214,10 @@ TEST_F(WholeFiles, tellOfACamerasFileItsDevelopedPicture) {
   EXPECT_EQ(all["{DNG}"]["ColorMatrix1"].array()[0], Value(static_cast<double>(3.2406F)));
 }
 
+TEST_F(WholeFiles, takeTheSensorsSizeWhereTheCutIsNone) {
+  EXPECT_EQ(propertiesOfFixture("raw-cut-to-nothing.dng")["PixelWidth"], Value(96));
+}
+
 TEST_F(WholeFiles, tellOfCanonsOldFilesTheirRecords) {
   const Value all = propertiesOfFixture("raw-canon.crw");
   const Dictionary wanted{{"Description", "High definition CCD image"},

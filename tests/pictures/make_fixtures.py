@@ -108,7 +108,7 @@ def long(*values):
     return struct.pack('<%dI' % len(values), *values)
 
 
-def dng(orientation):
+def dng(orientation, more=()):
     """A camera's file: red-green-green-blue sensor of 16 bits, the four quarters, an orientation tag."""
     pixels = bytearray()
     for y in range(HEIGHT):
@@ -127,8 +127,13 @@ def dng(orientation):
                tiff_entry(33422, 1, bytes([0, 1, 1, 2])), tiff_entry(50706, 1, bytes([1, 4, 0, 0])),
                tiff_entry(50708, 2, b'Moxtel Test Camera\0'), tiff_entry(50717, 4, long(65535)),
                tiff_entry(50721, 10, rationals), tiff_entry(50728, 5, long(1, 1, 1, 1, 1, 1)),
-               tiff_entry(50778, 3, short(21))]
+               tiff_entry(50778, 3, short(21)), *more]
     return tiff(entries, bytes(pixels))
+
+
+def dng_cut_to_nothing():
+    """Its cut has the smallest number over -1 as its size, whose quotient is no number of 32 bits."""
+    return dng(1, [tiff_entry(50720, 10, struct.pack('<4i', -2**31, -1, -2**31, -1))])
 
 
 def ciff_heap(records):
@@ -551,6 +556,7 @@ def make_others():
     run('convert', 'png-alpha.png', '-define', 'webp:lossless=true', 'webp-alpha.webp')
     for orientation in (1, 6):
         write(f'raw-orientation-{orientation}.dng', dng(orientation))
+    write('raw-cut-to-nothing.dng', dng_cut_to_nothing())
     write('raw-canon.crw', crw())
     for source in ('jpeg-444.jpg', 'tiff-plain.tif', 'png-plain.png', 'heic.heic'):
         stem, ending = source.replace('-', '.').split('.')[0], source.rsplit('.', 1)[1]

@@ -47,7 +47,7 @@ bool isCloseTo(const Size& size, const Size& sensor) {
 std::uint32_t numberIn(const Exiv2::Exifdatum& datum, long index) {
   if (datum.count() <= index) return 0;
   const auto [above, below] = datum.toRational(index);
-  return below == 0 ? 0 : static_cast<std::uint32_t>(std::max(above / below, 0));
+  return above <= 0 || below <= 0 ? 0 : static_cast<std::uint32_t>(above / below);
 }
 
 // What the camera, or the DNG, says the picture is; else what LibRaw would show.
@@ -58,7 +58,10 @@ Size developedSize(const LibRaw& raw, const Exiv2::ExifData& data) {
     constexpr std::uint16_t kDefaultCropSize = 0xC620, kPixelXDimension = 0xA002, kPixelYDimension = 0xA003;
     const bool isDng = raw.imgdata.idata.dng_version != 0;
     const bool isPhoto = datum.groupName() == "Photo";
-    if (isDng && datum.tag() == kDefaultCropSize) return {numberIn(datum, 0), numberIn(datum, 1)};
+    if (isDng && datum.tag() == kDefaultCropSize) {
+      const Size cropped{numberIn(datum, 0), numberIn(datum, 1)};
+      return cropped.width > 0 && cropped.height > 0 ? cropped : sensor;
+    }
     if (isPhoto && datum.tag() == kPixelXDimension) stated.width = numberIn(datum, 0);
     if (isPhoto && datum.tag() == kPixelYDimension) stated.height = numberIn(datum, 0);
   }
