@@ -12,17 +12,22 @@
 namespace moxtel {
 namespace {
 
-// As the photo listing builds them: keys share their storage, every second photo has a caption.
+// As the photo listing builds them: records share their list of keys and the texts that stand in each, every
+// second photo has a caption.
 Value photos(std::int64_t count) {
   const Text key("PhotoKey"), model("ModelId"), media("MediaType"), found("FoundBy"), latitude("latitude"),
       longitude("longitude"), caption("Caption");
+  const Value image("Image"), movie("Movie"), sql("SQL");
+  const Dictionary example(
+      {{key, {}}, {model, {}}, {media, {}}, {found, {}}, {latitude, {}}, {longitude, {}}, {caption, {}}},
+      Mutability::Mutable);
   Array list(Mutability::Mutable);
   for (std::int64_t i = 0; i < count; ++i) {
-    Dictionary photo(Mutability::Mutable);
+    Dictionary photo = Dictionary::like(example);
     photo.append(key, "Xq3%+9aZRk2Bc0D" + std::to_string(1000000 + i));
     photo.append(model, i + 1);
-    photo.append(media, i % 20 == 0 ? "Movie" : "Image");
-    photo.append(found, "SQL");
+    photo.append(media, i % 20 == 0 ? movie : image);
+    photo.append(found, sql);
     photo.append(latitude, -90 + static_cast<double>(i) * 180 / static_cast<double>(count));
     photo.append(longitude, -180 + static_cast<double>(i) * 360 / static_cast<double>(count));
     if (i % 2 == 0) photo.append(caption, "Caption " + std::to_string(i % 5000));

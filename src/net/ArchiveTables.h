@@ -6,12 +6,12 @@
 #include <algorithm>
 #include <bit>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
-#include <memory>
-#include <new>
 #include <string_view>
 #include <type_traits>
+#include <utility>
+
+#include "value/Pages.h"
 
 namespace moxtel {
 
@@ -22,24 +22,18 @@ inline std::uint64_t mixedBits(std::uint64_t bits) noexcept {
   return bits ^ (bits >> 29);
 }
 
-struct FreeMemory {
-  void operator()(void* memory) const noexcept { std::free(memory); }
-};
-template <class T>
-using Memory = std::unique_ptr<T[], FreeMemory>;
-
-// Plain words in a row. Grows through realloc, which moves large blocks by their page tables.
+// Plain words in a row.
 template <class T>
 class Words final {
  public:
   static_assert(std::is_trivially_copyable_v<T>);
   std::size_t size() const noexcept { return size_; }
-  const T* begin() const noexcept { return memory_.get(); }
-  const T* end() const noexcept { return memory_.get() + size_; }
-  T& operator[](std::size_t index) noexcept { return memory_[index]; }
+  const T* begin() const noexcept { return words_; }
+  const T* end() const noexcept { return words_ + size_; }
+  T& operator[](std::size_t index) noexcept { return words_[index]; }
   void append(T value) {
     if (size_ == capacity_) reserve(size_ + 1);
-    memory_[size_++] = value;
+    words_[size_++] = value;
   }
   // Room for that many more, contents undefined; returns the index of the first.
   std::size_t extend(std::size_t count) {
@@ -53,17 +47,76 @@ class Words final {
  private:
   void reserve(std::size_t atLeast) {
     const std::size_t capacity = std::max<std::size_t>({atLeast, capacity_ * 2, 64});
-    void* moved = std::realloc(memory_.get(), capacity * sizeof(T));
-    if (!moved) throw std::bad_alloc();
-    static_cast<void>(memory_.release());
-    memory_.reset(static_cast<T*>(moved));
-    capacity_ = capacity;
+    block_.grow(capacity * sizeof(T));
+    words_ = static_cast<T*>(block_.get());
+    capacity_ = block_.size() / sizeof(T);
   }
 
-  Memory<T> memory_;
+  Block block_;
+  T* words_ = nullptr;
   std::size_t size_ = 0;
   std::size_t capacity_ = 0;
 };
+
+// A hash of the words that are mixed in, one after another. It is seeded with an address, which differs from
+// run to run: nobody can prepare texts that collide.
+class LeafHash final {
+ public:
+  explicit LeafHash(std::uint64_t seed) noexcept : bits_(mixedBits(seed)) {}
+  void mix(std::uint64_t word) noexcept { bits_ = mixedBits(bits_ ^ word) * 0xD6E8FEB86659FD93u; }
+  void mixBytes(const std::uint8_t* bytes, std::size_t count) noexcept;
+  std::uint32_t value() const noexcept { return static_cast<std::uint32_t>(mixedBits(bits_) >> 24); }
+
+ private:
+  std::uint64_t bits_;
+};
+
+// Bytes are taken eight at a time, the last eight perhaps twice.
+inline std::uint64_t eightBytes(const void* place) noexcept {
+  std::uint64_t word = 0;
+  std::memcpy(&word, place, sizeof word);
+  return word;
+}
+
+inline std::uint32_t fourBytes(const void* place) noexcept {
+  std::uint32_t word = 0;
+  std::memcpy(&word, place, sizeof word);
+  return word;
+}
+
+inline void copyFewBytes(std::uint8_t* to, const std::uint8_t* from, std::size_t count) noexcept {
+  if (count >= 4) {
+    const std::uint32_t first = fourBytes(from);
+    const std::uint32_t last = fourBytes(from + count - 4);
+    std::memcpy(to, &first, sizeof first);
+    std::memcpy(to + count - 4, &last, sizeof last);
+  } else {
+    for (std::size_t i = 0; i < count; ++i) to[i] = from[i];
+  }
+}
+
+// Fewer than eight bytes in one word; it tells them apart from others of the same number.
+inline std::uint64_t fewBytes(const std::uint8_t* bytes, std::size_t count) noexcept {
+  if (count >= 4) return fourBytes(bytes) | static_cast<std::uint64_t>(fourBytes(bytes + count - 4)) << 32;
+  if (count == 0) return 0;
+  return bytes[0] | static_cast<std::uint64_t>(bytes[count / 2]) << 8 |
+         static_cast<std::uint64_t>(bytes[count - 1]) << 16;
+}
+
+inline void LeafHash::mixBytes(const std::uint8_t* bytes, std::size_t count) noexcept {
+  std::size_t i = 0;
+  for (; i + 8 <= count; i += 8) mix(eightBytes(bytes + i));
+  if (i < count) mix(count < 8 ? fewBytes(bytes, count) : eightBytes(bytes + count - 8));
+}
+
+inline bool sameBytes(const std::uint8_t* a, const std::uint8_t* b, std::size_t count) noexcept {
+  if (count < 8) return fewBytes(a, count) == fewBytes(b, count);
+  std::size_t i = 0;
+  for (; i + 8 <= count; i += 8) {
+    if (eightBytes(a + i) != eightBytes(b + i)) return false;
+  }
+  return eightBytes(a + count - 8) == eightBytes(b + count - 8);
+}
 
 // Finds equal texts and numbers by their written bytes. A slot tells nearly always by itself that it holds
 // another; where the bytes of an index stand, the caller knows.
@@ -71,8 +124,10 @@ class LeafTable final {
  public:
   explicit LeafTable(std::size_t expected) { resize(std::bit_ceil(expected + expected / 4 + 32)); }
 
-  // Seeded with an address, which differs from run to run: nobody can prepare texts that collide.
-  std::uint32_t hashOf(std::string_view bytes) const noexcept;
+  // For what takes so many bytes.
+  LeafHash hash(std::size_t size) const noexcept {
+    return LeafHash(reinterpret_cast<std::uintptr_t>(this) + size);
+  }
   // Fetches the memory that findOrStore will look at first.
   void prefetch(std::uint32_t hash) const noexcept { __builtin_prefetch(&slots_[hash & (capacity_ - 1)], 1); }
 
@@ -96,41 +151,28 @@ class LeafTable final {
     std::uint32_t index;  // in $objects; 0, which is no leaf's: free
   };
 
-  // calloc: of a large block only what is used is ever touched.
   void resize(std::size_t capacity) {
-    slots_.reset(static_cast<Slot*>(std::calloc(capacity, sizeof(Slot))));
-    if (!slots_) throw std::bad_alloc();
+    block_ = Block(capacity * sizeof(Slot));
+    slots_ = static_cast<Slot*>(block_.get());
     capacity_ = capacity;
   }
   void grow() {
-    const Memory<Slot> old = std::move(slots_);
+    const Block old = std::move(block_);
+    const Slot* kept = slots_;
     const std::size_t oldCapacity = capacity_;
     resize(capacity_ * 2);
     for (std::size_t s = 0; s < oldCapacity; ++s) {
-      if (old[s].index == 0) continue;
-      std::size_t i = old[s].hash & (capacity_ - 1);
+      if (kept[s].index == 0) continue;
+      std::size_t i = kept[s].hash & (capacity_ - 1);
       while (slots_[i].index != 0) i = (i + 1) & (capacity_ - 1);
-      slots_[i] = old[s];
+      slots_[i] = kept[s];
     }
   }
 
-  Memory<Slot> slots_;
+  Block block_;
+  Slot* slots_ = nullptr;
   std::size_t capacity_ = 0;
   std::size_t used_ = 0;
 };
-
-inline std::uint32_t LeafTable::hashOf(std::string_view bytes) const noexcept {
-  std::uint64_t hash = mixedBits(reinterpret_cast<std::uintptr_t>(this) + bytes.size());
-  const char* p = bytes.data();
-  std::size_t left = bytes.size();
-  for (; left >= 8; left -= 8, p += 8) {
-    std::uint64_t word = 0;
-    std::memcpy(&word, p, 8);
-    hash = mixedBits(hash ^ word) * 0xD6E8FEB86659FD93u;
-  }
-  std::uint64_t rest = 0;
-  for (; left > 0; --left) rest = rest << 8 | static_cast<unsigned char>(*p++);
-  return static_cast<std::uint32_t>(mixedBits(hash ^ rest) >> 24);
-}
 
 }  // namespace moxtel

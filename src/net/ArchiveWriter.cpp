@@ -8,7 +8,7 @@ namespace moxtel {
 
 namespace {
 
-constexpr std::size_t kLargestChunk = 1u << 20;
+constexpr std::size_t kLargestChunk = 4 * kHugePage;
 // Below this a piece of its own costs more than the copy.
 constexpr std::size_t kBorrowedFrom = 1u << 14;
 
@@ -26,9 +26,10 @@ void ArchiveWriter::startChunk(std::size_t atLeast) {
   sealPiece();
   const std::size_t size = std::max(atLeast, chunkSize_);
   chunkSize_ = std::min(kLargestChunk, chunkSize_ * 4);
-  out_.owned_.emplace_back(new std::uint8_t[size]);
-  next_ = pieceStart_ = out_.owned_.back().get();
-  end_ = next_ + size;
+  Block& chunk = out_.owned_.emplace_back();
+  chunk.grow(size);
+  next_ = pieceStart_ = static_cast<std::uint8_t*>(chunk.get());
+  end_ = next_ + chunk.size();
 }
 
 void ArchiveWriter::seal(std::span<const std::uint8_t> piece) {
@@ -60,11 +61,7 @@ void ArchiveWriter::bytes(std::string_view text) {
   next_ += text.size();
 }
 
-std::uint8_t* ArchiveWriter::putHead(std::uint8_t* place, int kind, std::uint64_t count) noexcept {
-  if (count < 15) {
-    *place++ = static_cast<std::uint8_t>(kind << 4 | static_cast<int>(count));
-    return place;
-  }
+std::uint8_t* ArchiveWriter::putLongHead(std::uint8_t* place, int kind, std::uint64_t count) noexcept {
   const int width = widthOf(count);
   *place++ = static_cast<std::uint8_t>(kind << 4 | 15);
   *place++ = static_cast<std::uint8_t>(0x10 | std::countr_zero(static_cast<unsigned>(width)));
@@ -100,6 +97,31 @@ void ArchiveWriter::string(std::string_view text) {
   std::uint8_t* place = putHead(room(kLongestHead + text.size()), 5, text.size());
   if (!text.empty()) std::memcpy(place, text.data(), text.size());
   next_ = place + text.size();
+}
+
+bool ArchiveWriter::asciiString(std::string_view text, LeafHash& hash) {
+  std::uint8_t* place = putHead(room(kLongestHead + text.size()), 5, text.size());
+  const auto* from = reinterpret_cast<const std::uint8_t*>(text.data());
+  std::size_t left = text.size();
+  std::uint64_t seen = 0;
+  const auto take = [&seen, &hash](std::uint8_t* to, const std::uint8_t* bytes) {
+    const std::uint64_t word = eightBytes(bytes);
+    std::memcpy(to, &word, sizeof word);
+    hash.mix(word);
+    seen |= word;
+  };
+  for (; left >= 8; left -= 8, from += 8, place += 8) take(place, from);
+  if (left > 0 && text.size() >= 8) {
+    take(place + left - 8, from + left - 8);
+  } else if (left > 0) {
+    const std::uint64_t word = fewBytes(from, left);
+    copyFewBytes(place, from, left);
+    hash.mix(word);
+    seen |= word;
+  }
+  if ((seen & 0x8080808080808080u) != 0) return false;
+  next_ = place + left;
+  return true;
 }
 
 void ArchiveWriter::utf16(std::string_view text) {

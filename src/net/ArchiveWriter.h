@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "net/ArchiveTables.h"
 #include "net/KeyedArchive.h"
 
 namespace moxtel {
@@ -67,13 +68,19 @@ class ArchiveWriter final {
   }
   void bytes(std::string_view text);
   // An object's marker and count; the count stands in the marker's low half when it is below 15.
-  static std::uint8_t* putHead(std::uint8_t* place, int kind, std::uint64_t count) noexcept;
+  static std::uint8_t* putHead(std::uint8_t* place, int kind, std::uint64_t count) noexcept {
+    if (count >= 15) return putLongHead(place, kind, count);
+    *place = static_cast<std::uint8_t>(kind << 4 | static_cast<int>(count));
+    return place + 1;
+  }
   void integer(std::int64_t value);
   // Above 2^63 - 1: sixteen bytes, for eight are signed.
   void unsignedBeyondSigned(std::uint64_t value);
   void real(double value);
   // A text in ASCII where it is, else in UTF-16.
   void string(std::string_view text);
+  // The same, mixing the text into the hash on its way; nothing is written when it is not ASCII.
+  bool asciiString(std::string_view text, LeafHash& hash);
   void date(Date value);
   void uid(std::uint64_t index);
   // Large data is borrowed, not copied: it lives until the pieces are gone.
@@ -86,6 +93,7 @@ class ArchiveWriter final {
   ArchivePieces finish();
 
  private:
+  static std::uint8_t* putLongHead(std::uint8_t* place, int kind, std::uint64_t count) noexcept;
   void startChunk(std::size_t atLeast);
   void seal(std::span<const std::uint8_t> piece);
   void sealPiece();

@@ -3,12 +3,12 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 #include <span>
 #include <string>
 #include <variant>
 #include <vector>
 
+#include "value/Pages.h"
 #include "value/Value.h"
 
 namespace moxtel {
@@ -27,7 +27,7 @@ class ArchivePieces final {
  private:
   friend class ArchiveWriter;
   std::vector<std::span<const std::uint8_t>> pieces_;
-  std::vector<std::unique_ptr<std::uint8_t[]>> owned_;
+  std::vector<Block> owned_;
   std::vector<Value> lent_;
   std::size_t size_ = 0;
 };

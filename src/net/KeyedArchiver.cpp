@@ -145,6 +145,7 @@ class Archiver final {
   std::uint32_t addLeaf(const Value& value);
   void settle();
   std::uint32_t keepLeaf(const PendingLeaf& leaf, const std::uint8_t* bytes);
+  bool isKnownText(const Value& value, std::uint32_t& index);
   PendingLeaf writeLeaf(const Value& value, std::size_t word);
   void writeBytes(const Value& value);
   std::uint32_t addDate(Date date);
@@ -180,8 +181,13 @@ class Archiver final {
   template <class Ref>
   void writeFrame();
   void writeUidObjects();
+  template <class Run>
+  void forUidRuns(Run&& run) const;
   void writeOffsets();
-  std::uint64_t uidOffset(std::uint64_t index) const;
+  template <class Offset>
+  void writeOffsetsAs();
+  template <class Offset>
+  void writeOffsetList(const Words<std::uint64_t>& offsets);
 
   template <class Ref>
   static std::uint8_t* put(std::uint8_t* place, std::uint64_t number) {
@@ -196,10 +202,19 @@ class Archiver final {
     return innerBase_ + innerOffsets_.size() - 1;
   }
 
-  struct KnownKey {
+  struct KnownText {
     const void* identity = nullptr;
-    std::uint32_t index = 0;
+    std::uint32_t index = 0;  // 0: met once
   };
+  // A dictionary's list of keys: its address, how many of it, and their place in keys_.
+  struct KnownList {
+    const void* identity = nullptr;
+    std::size_t count = 0;
+    std::uint64_t place = 0;
+  };
+  KnownText& knownTextAt(const void* identity) {
+    return knownTexts_[mixedBits(reinterpret_cast<std::uintptr_t>(identity)) >> 56];
+  }
 
   Value root_;
   ArchiveWriter out_;
@@ -212,9 +227,9 @@ class Archiver final {
   std::unordered_map<std::uint64_t, std::uint32_t> dates_;  // by the bits of their seconds
   std::unordered_map<const void*, std::uint32_t> shared_;   // by storage
   std::uint32_t null_ = 0;
-  std::array<KnownKey, 256> knownKeys_{};
-  std::array<std::size_t, 4> recentKeys_{};  // places in keys_
-  std::size_t nextRecent_ = 0;
+  std::array<KnownText, 256> knownTexts_{};
+  std::array<KnownList, 4> knownLists_{};
+  std::size_t nextKnownList_ = 0;
   std::array<std::uint64_t, kConstants> constantOffsets_{};
   std::array<std::uint64_t, kConstants> constantNumbers_{};
   std::array<std::uint32_t, kConstants> classIndexes_{};
@@ -275,6 +290,11 @@ std::uint32_t Archiver::add(const Value& value) {
 // An item of a collection, whose index goes into notes_.
 void Archiver::addInto(std::size_t word, const Value& value) {
   if (isLeaf(value)) {
+    std::uint32_t known = 0;
+    if (isKnownText(value, known)) {
+      notes_[word] = known;
+      return;
+    }
     const std::size_t longest = ArchiveWriter::kLongestHead + 17 + 2 * value.string().size();
     if (pendingCount_ == pending_.size() || !out_.hasRoom(longest)) settle();
     pending_[pendingCount_++] = writeLeaf(value, word);
@@ -307,9 +327,10 @@ void Archiver::settle() {
 
 std::uint32_t Archiver::keepLeaf(const PendingLeaf& leaf, const std::uint8_t* bytes) {
   const auto next = static_cast<std::uint32_t>(offsets_.size());
-  const std::string_view wanted(reinterpret_cast<const char*>(bytes), leaf.size);
-  const auto same = [this, wanted](std::uint32_t other) {
-    return out_.writtenAt(offsets_[other]).starts_with(wanted);
+  const auto same = [this, bytes, size = leaf.size](std::uint32_t other) {
+    const std::string_view written = out_.writtenAt(offsets_[other]);
+    return written.size() >= size &&
+           sameBytes(reinterpret_cast<const std::uint8_t*>(written.data()), bytes, size);
   };
   const std::uint32_t index = leaves_.findOrStore(leaf.hash, next, same);
   if (index != next) return index;
@@ -319,14 +340,32 @@ std::uint32_t Archiver::keepLeaf(const PendingLeaf& leaf, const std::uint8_t* by
   return index;
 }
 
+// A text whose storage many values share is found again by its address, from the second meeting on.
+bool Archiver::isKnownText(const Value& value, std::uint32_t& index) {
+  if (!value.isShared()) return false;
+  KnownText& known = knownTextAt(value.identity());
+  if (known.identity != value.identity()) {
+    known = {value.identity(), 0};
+    return false;
+  }
+  if (known.index == 0) {
+    const std::uint32_t added = addLeaf(value);
+    known.index = added;
+  }
+  index = known.index;
+  return true;
+}
+
 Archiver::PendingLeaf Archiver::writeLeaf(const Value& value, std::size_t word) {
+  const std::string_view text = value.string();
+  LeafHash hash = leaves_.hash(text.size());
   const std::uint64_t start = out_.offset();
-  writeBytes(value);
+  const bool hashed = value.isString() && out_.asciiString(text, hash);
+  if (!hashed) writeBytes(value);
   const auto size = static_cast<std::size_t>(out_.offset() - start);
-  const std::string_view bytes(reinterpret_cast<const char*>(out_.next() - size), size);
-  const std::uint32_t hash = leaves_.hashOf(bytes);
-  leaves_.prefetch(hash);
-  return {size, word, hash};
+  if (!hashed) hash.mixBytes(out_.next() - size, size);
+  leaves_.prefetch(hash.value());
+  return {size, word, hash.value()};
 }
 
 void Archiver::writeBytes(const Value& value) {
@@ -370,8 +409,8 @@ std::uint32_t Archiver::addNull() {
 // Dictionaries of one kind share the storage of their keys, which are then known without reading them.
 std::uint32_t Archiver::addKey(const Text& key) {
   if (!key.identity()) return addLeaf("");
-  KnownKey& known = knownKeys_[mixedBits(reinterpret_cast<std::uintptr_t>(key.identity())) >> 56];
-  if (known.identity != key.identity()) known = {key.identity(), addLeaf(key)};
+  KnownText& known = knownTextAt(key.identity());
+  if (known.identity != key.identity() || known.index == 0) known = {key.identity(), addLeaf(key)};
   return known.index;
 }
 
@@ -422,23 +461,28 @@ void Archiver::addDictionary(const Dictionary& dictionary, std::uint32_t index) 
   useClass(note);
 }
 
-// Where the list of keys stands in keys_: a list like the one before is not kept again.
+// Where the list of keys stands in keys_: one that was met lately, or is like it, is not kept again.
 std::uint64_t Archiver::addKeys(const Dictionary& dictionary) {
   const std::size_t count = dictionary.size();
+  for (const KnownList& known : knownLists_) {
+    if (known.identity == dictionary.keysIdentity() && known.count == count) return known.place;
+  }
   const std::size_t place = keys_.extend(count);
   std::size_t next = place;
   for (const auto& entry : dictionary) {
     const std::uint32_t key = addKey(entry.key);
     keys_[next++] = key;
   }
-  for (std::size_t& recent : recentKeys_) {
-    if (recent + count <= place && std::equal(keys_.begin() + place, keys_.end(), keys_.begin() + recent)) {
-      keys_.shrink(count);
-      return recent;
+  KnownList& added = knownLists_[nextKnownList_++ % knownLists_.size()];
+  for (const KnownList& known : knownLists_) {
+    if (known.count != count ||
+        !std::equal(keys_.begin() + place, keys_.end(), keys_.begin() + known.place)) {
+      continue;
     }
+    keys_.shrink(count);
+    return (added = {dictionary.keysIdentity(), count, known.place}).place;
   }
-  recentKeys_[nextRecent_++ % recentKeys_.size()] = place;
-  return place;
+  return (added = {dictionary.keysIdentity(), count, place}).place;
 }
 
 std::uint32_t Archiver::newObject() {
@@ -595,7 +639,8 @@ void Archiver::writeUids(const std::uint32_t* indexes, std::size_t count) {
   std::uint8_t* place = out_.room(ArchiveWriter::kLongestHead + count * sizeof(Ref));
   newInner();
   place = ArchiveWriter::putHead(place, 10, count);
-  for (std::size_t i = 0; i < count; ++i) place = put<Ref>(place, uidBase_ + indexes[i]);
+  const std::uint64_t base = uidBase_;
+  for (std::size_t i = 0; i < count; ++i) place = put<Ref>(place, base + indexes[i]);
   out_.written(place);
 }
 
@@ -626,36 +671,75 @@ void Archiver::writeFrame() {
   out_.written(place);
 }
 
-// UIDs take 2, 3 or 5 bytes; they follow one another, so that their offsets need not be kept.
+// The UIDs follow one another, so that their offsets need not be kept.
 void Archiver::writeUidObjects() {
   uidOffset_ = out_.offset();
-  for (std::uint64_t index = firstUid_; index < offsets_.size(); ++index) out_.uid(index);
+  forUidRuns([this]<class Int>(Int, std::uint64_t first, std::uint64_t end) {
+    constexpr std::uint64_t kBatch = 4096;
+    while (first < end) {
+      const std::uint64_t stop = std::min(end, first + kBatch);
+      std::uint8_t* place = out_.room((stop - first) * (1 + sizeof(Int)));
+      for (; first < stop; ++first) {
+        *place++ = static_cast<std::uint8_t>(0x80 | (sizeof(Int) - 1));
+        place = put<Int>(place, first);
+      }
+      out_.written(place);
+    }
+  });
 }
 
-std::uint64_t Archiver::uidOffset(std::uint64_t index) const {
-  const auto below = [index, this](std::uint64_t bound) { return std::min(index, bound) - firstUid_; };
-  const std::uint64_t wide = index > 0x10000 ? index - 0x10000 : 0;
-  const std::uint64_t medium = index > 0x100 ? std::min<std::uint64_t>(index, 0x10000) - 0x100 : 0;
-  return uidOffset_ + 2 * below(0x100) + 3 * medium + 5 * wide;
+// Calls for the UIDs whose numbers take one byte, two and four: with such a number, the first and the end.
+template <class Run>
+void Archiver::forUidRuns(Run&& run) const {
+  const std::uint64_t end = offsets_.size();
+  run(std::uint8_t{}, firstUid_, std::min<std::uint64_t>(end, 0x100));
+  run(std::uint16_t{}, 0x100, std::min<std::uint64_t>(end, 0x10000));
+  run(std::uint32_t{}, 0x10000, end);
 }
 
 void Archiver::writeOffsets() {
   const std::uint64_t table = out_.offset();
-  const int width = widthOf(table);
-  const auto put = [this, width](std::uint64_t offset) {
-    out_.written(putSized(out_.room(8), offset, width));
-  };
-  put(frameOffsets_[0]);
-  for (const std::uint64_t offset : constantOffsets_) {
-    if (offset != 0) put(offset);
+  switch (widthOf(table)) {
+    case 1:
+      writeOffsetsAs<std::uint8_t>();
+      break;
+    case 2:
+      writeOffsetsAs<std::uint16_t>();
+      break;
+    case 4:
+      writeOffsetsAs<std::uint32_t>();
+      break;
+    default:
+      writeOffsetsAs<std::uint64_t>();
   }
-  put(frameOffsets_[1]);
-  put(frameOffsets_[2]);
-  for (const std::uint64_t offset : offsets_) put(offset);
-  for (std::uint64_t index = firstUid_; index < offsets_.size(); ++index) put(uidOffset(index));
-  for (const std::uint64_t offset : innerOffsets_) put(offset);
-
   out_.trailer(table, widthOf(objectCount_), objectCount_, 0);
+}
+
+template <class Offset>
+void Archiver::writeOffsetsAs() {
+  std::uint8_t* place = out_.room((kConstants + frameOffsets_.size()) * sizeof(Offset));
+  place = put<Offset>(place, frameOffsets_[0]);
+  for (const std::uint64_t offset : constantOffsets_) {
+    if (offset != 0) place = put<Offset>(place, offset);
+  }
+  place = put<Offset>(place, frameOffsets_[1]);
+  out_.written(put<Offset>(place, frameOffsets_[2]));
+  writeOffsetList<Offset>(offsets_);
+  std::uint64_t uid = uidOffset_;
+  forUidRuns([this, &uid]<class Int>(Int, std::uint64_t first, std::uint64_t end) {
+    if (first >= end) return;
+    std::uint8_t* next = out_.room((end - first) * sizeof(Offset));
+    for (; first < end; ++first, uid += 1 + sizeof(Int)) next = put<Offset>(next, uid);
+    out_.written(next);
+  });
+  writeOffsetList<Offset>(innerOffsets_);
+}
+
+template <class Offset>
+void Archiver::writeOffsetList(const Words<std::uint64_t>& offsets) {
+  std::uint8_t* place = out_.room(offsets.size() * sizeof(Offset));
+  for (const std::uint64_t offset : offsets) place = put<Offset>(place, offset);
+  out_.written(place);
 }
 
 }  // namespace
