@@ -1,14 +1,17 @@
 #!/usr/bin/env python3
 """Compares the delivery of files with nginx, which serves the same files over one kept-alive connection.
 
-    delivery_peers.py BIN_FOLDER [WORK_FOLDER]
+    delivery_peers.py BIN_FOLDER [--work FOLDER] [--rounds N] [--requests N] [--movie MIB]
 
 BIN_FOLDER holds moxtelserverd, moxtel-make-library and delivery-bench (a release build). Makes a library, serves
-it with both on loopback ports, and measures them round by round with the same client. Prints medians of the
-rounds, and ours as a share of nginx's. The large movie is a sparse file, so no disk is measured.
+it with both on loopback ports, and measures them round by round (5 of 5,000 requests, or of 2 movies of 1,024 MiB)
+with the same client. Prints medians of the rounds, and ours as a share of nginx's. The large movie is a sparse file,
+so no disk is measured.
 """
+import argparse
 import os
 import pathlib
+import shutil
 import signal
 import socket
 import sqlite3
@@ -19,10 +22,10 @@ import tempfile
 import time
 import urllib.parse
 
-ROUNDS = 5
-REQUESTS = 5000
-MOVIE = 1 << 30  # bytes
+from markdown import conditions, duration, head, row, skip
+
 MOVIES = 2  # a round, and none before
+NGINX_PROGRAM = "/usr/sbin/nginx"
 
 NGINX = """
 daemon off; master_process off; worker_processes 1; pid {folder}/pid; error_log {folder}/error;
@@ -70,7 +73,7 @@ def nginx(folder, root, cache):
     port = free_port()
     own = pathlib.Path(tempfile.mkdtemp(dir=folder))
     (own / "conf").write_text(NGINX.format(folder=own, port=port, root=root, cache=cache))
-    return Program(["/usr/sbin/nginx", "-p", str(own), "-c", str(own / "conf")], port)
+    return Program([NGINX_PROGRAM, "-p", str(own), "-c", str(own / "conf")], port)
 
 
 def moxtel(binaries, folder, library):
@@ -100,60 +103,84 @@ def measure(binaries, words, lines):
     return tuple(map(float, run.stdout.split()))
 
 
-def compare(title, binaries, count, command, keys, paths, ours, peers):
-    samples = {"moxtel": [], **{name: [] for name in peers}}
-    for _ in range(ROUNDS):
-        samples["moxtel"].append(measure(binaries, ["moxtel", ours.port, count, command], keys))
-        for name, peer in peers.items():
-            samples[name].append(measure(binaries, ["http", peer.port, count], paths))
-    print("\n%s" % title)
-    print("%-24s%12s%12s%10s" % ("", "per second", "median us", "MB/s"))
-    mine = None
-    for name, rounds in samples.items():
-        rate, latency, throughput = (statistics.median(column) for column in zip(*rounds))
-        mine = mine or (rate, latency)
-        print("%-24s%12.1f%12.1f%10.1f   ours is %.2f of it by rate, %.2f by median" %
-              (name, rate, latency, throughput / 1e6, mine[0] / rate, latency / mine[1]))
+def medians(rounds, binaries, count, command, keys, paths, ours, peers):
+    """Of the rounds, for ours and each of the peers."""
+    samples = [[] for _ in range(1 + len(peers))]
+    for _ in range(rounds):
+        samples[0].append(measure(binaries, ["moxtel", ours.port, count, command], keys))
+        for sample, peer in zip(samples[1:], peers):
+            sample.append(measure(binaries, ["http", peer.port, count], paths))
+    return [tuple(map(statistics.median, zip(*sample))) for sample in samples]
 
 
-def add_movie(library):
-    """Makes the first unedited photo a large movie and returns its key and path."""
+def thumbnail_row(title, measured):
+    (_, ours, _), cells = measured[0], []
+    for number, (rate, latency, _) in enumerate(measured):
+        cells += [f"{rate:,.0f}, {duration(latency)}", *(["%.2f" % (latency / ours)] if number else [])]
+    row(title, *cells)
+
+
+def movie_row(title, measured):
+    (_, ours, our_throughput), (_, peer, peer_throughput) = measured
+    row(title, f"{our_throughput / 1e6:,.0f} MB/s", f"{peer_throughput / 1e6:,.0f} MB/s", "%.2f" % (peer / ours), "", "")
+
+
+def add_movie(library, size):
+    """Makes the first unedited photo a movie of so many bytes and returns its key and path."""
     connection = sqlite3.connect(library / "Database/apdb/Library.apdb")
     with connection:
         key, master = connection.execute("SELECT uuid, masterUuid FROM RKVersion WHERE hasAdjustments = 0").fetchone()
         connection.execute("UPDATE RKMaster SET imagePath = 'large.mov' WHERE uuid = ?", (master,))
     connection.close()
     with open(library / "Masters/large.mov", "wb") as movie:
-        movie.truncate(MOVIE)
+        movie.truncate(size)
     return key, quoted("Masters", "large.mov")
 
 
+def parsed():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("binaries", type=pathlib.Path)
+    parser.add_argument("--work", type=pathlib.Path)
+    parser.add_argument("--rounds", type=int, default=5)
+    parser.add_argument("--requests", type=int, default=5000)
+    parser.add_argument("--movie", type=int, default=1024)
+    return parser.parse_args()
+
+
+def compare(options, binaries, library, movie, ours, peers):
+    proxies = [found for found in rows(library, "ImageProxies.apdb",
+                                       "SELECT versionUuid, thumbnailPath, miniThumbnailPath FROM RKImageProxyState")
+               if all(path and (library / "Thumbnails" / path).is_file() for path in found[1:])]
+    keys = [found[0] for found in proxies]
+    head("What", "Ours: per second, median", "nginx: per second, median", "Share by median", "nginx, files kept open",
+         "Share by median")
+    for title, column in (("Thumb of Photo", 1), ("Square Thumb of Photo", 2)):
+        paths = [quoted("Thumbnails", found[column]) for found in proxies]
+        mean = statistics.mean((library / "Thumbnails" / found[column]).stat().st_size for found in proxies)
+        thumbnail_row("%s, %.1f KB" % (title, mean / 1e3),
+                      medians(options.rounds, binaries, options.requests, title, keys, paths, ours, peers))
+    movie_row("Data of Photo, sparse movie of %d MiB" % options.movie,
+              medians(options.rounds, binaries, MOVIES, "Data of Photo", *movie, ours, peers[:1]))
+
+
 def main():
+    options = parsed()
     signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))  # an end from outside ends the servers too
-    binaries = pathlib.Path(sys.argv[1]).resolve()
-    with tempfile.TemporaryDirectory(dir=sys.argv[2] if len(sys.argv) > 2 else None) as name:
+    if not shutil.which(NGINX_PROGRAM):
+        skip("nginx is not installed")
+    binaries = options.binaries.resolve()
+    with tempfile.TemporaryDirectory(dir=options.work) as name:
         folder = pathlib.Path(name)
         os.chmod(folder, 0o755)  # nginx started by root serves as another user
         library = folder / "Library"
         subprocess.run([str(binaries / "moxtel-make-library"), str(library), "--images", "small", "--photos", "60"],
                        check=True)
-        movie, movie_path = add_movie(library)
-        proxies = [row for row in rows(library, "ImageProxies.apdb",
-                                       "SELECT versionUuid, thumbnailPath, miniThumbnailPath FROM RKImageProxyState")
-                   if all(path and (library / "Thumbnails" / path).is_file() for path in row[1:])]
-        keys = [row[0] for row in proxies]
-        print("load %s, %d processors, %d photos" % (os.getloadavg(), os.cpu_count(), len(keys)))
+        key, path = add_movie(library, options.movie << 20)
+        conditions()
         with moxtel(binaries, folder, library) as ours, nginx(folder, library, "off") as peer, \
                 nginx(folder, library, "max=1000") as caching:
-            peers = {"nginx": peer, "nginx, files kept open": caching}
-            for title, column in (("Thumb of Photo", 1), ("Square Thumb of Photo", 2)):
-                paths = [quoted("Thumbnails", row[column]) for row in proxies]
-                mean = statistics.mean((library / "Thumbnails" / row[column]).stat().st_size for row in proxies)
-                compare("%s (%.1f KB on average)" % (title, mean / 1e3), binaries, REQUESTS, title, keys, paths, ours,
-                        peers)
-            compare("Data of Photo, movie of %d MB" % (MOVIE >> 20), binaries, MOVIES, "Data of Photo", [movie],
-                    [movie_path], ours, {"nginx": peer})
-        print("load %s" % (os.getloadavg(),))
+            compare(options, binaries, library, ([key], [path]), ours, [peer, caching])
+        conditions()
 
 
 if __name__ == "__main__":

@@ -1,23 +1,29 @@
 #!/usr/bin/env python3
 """Compares "Image of Photo" with other programs that do the same, each as a process of its own.
 
-    image_peers.py BIN_FOLDER [FORMAT …]
+    image_peers.py BIN_FOLDER [--rounds N] [--megapixels N] [FORMAT …]
 
 BIN_FOLDER holds image-bench and moxtel-picture-decoder (a release build). Makes photo-like pictures, JPEGs of 12
-and 24 megapixels and of 12 in each other format (or only in the formats named: jpg png tif …), then runs every program in turn, round by round, and prints for each the median of its
-processor time and of the time that passed, in milliseconds per megapixel, and the largest memory of one of
-its processes, also above that of input and output together.
+and 24 megapixels and of 12 in each other format (or only in the formats named: jpg png tif …), then runs every program
+in turn, round by round (5), and prints for each the median of its processor time and of the time that passed, in
+milliseconds per megapixel, and the largest memory of one of its processes; for JPEGs also what of it is above input
+and output together. A dash stands for a program that cannot.
 """
+import argparse
 import os
 import resource
+import shutil
 import statistics
 import subprocess
-import sys
 import tempfile
 import time
 
-ROUNDS = 5
-OTHER_FORMATS = ('png', 'tif', 'gif', 'bmp', 'psd', 'heic', 'jp2', 'webp')
+from markdown import conditions, head, row, skip
+
+OTHER_FORMATS = {'png': 'PNG', 'tif': 'TIFF', 'gif': 'GIF', 'bmp': 'BMP', 'psd': 'PSD of 16 bits', 'heic': 'HEIC',
+                 'jp2': 'JPEG 2000', 'webp': 'WebP'}
+PROGRAMS = ('convert', 'vips', 'djpeg', 'cjpeg')
+OURS, PIPE, VIPS, MAGICK = 'Ours', 'djpeg \\| cjpeg', 'libvips', 'ImageMagick'
 
 
 def make_photo(megapixels, folder):
@@ -46,63 +52,95 @@ def run(words, output):
 
 def programs(binaries, source, out):
     return {
-        'ours': [os.path.join(binaries, 'image-bench'), source],
-        'djpeg | cjpeg': ['/bin/sh', '-c', f'djpeg {source} | cjpeg -quality 80'],
-        'libvips sequential': ['/usr/bin/vips', 'copy', f'{source}[access=sequential]', f'{out}.jpg[Q=80]'],
-        'ImageMagick': ['/usr/bin/convert', source, '-quality', '80', f'{out}.jpg'],
+        OURS: [os.path.join(binaries, 'image-bench'), source],
+        PIPE: ['/bin/sh', '-c', f'djpeg {source} | cjpeg -quality 80'],
+        VIPS: [shutil.which('vips'), 'copy', f'{source}[access=sequential]', f'{out}.jpg[Q=80]'],
+        MAGICK: [shutil.which('convert'), source, '-quality', '80', f'{out}.jpg'],
     }
 
 
-def compare(title, megapixels, source, commands, folder):
-    print(f'\n{title} ({megapixels:.1f} megapixels, {os.path.getsize(source) / 1e6:.1f} MB)')
-    print(f'{"":24}{"cpu ms/MP":>10}{"ms/MP":>8}{"peak MB":>9}{"above in+out":>14}')
+class Measured:
+    """A program's medians for each megapixel, and its memory in MB."""
+
+    def __init__(self, samples, megapixels, in_and_out):
+        processor, passed, peaks = zip(*samples)
+        self.processor = statistics.median(processor) / megapixels
+        self.passed = statistics.median(passed) / megapixels
+        self.peak = max(peaks) / 1e6
+        self.above = (max(peaks) - in_and_out) / 1e6
+
+
+def measure(rounds, source, megapixels, commands, folder):
     samples = {name: [] for name in commands}
-    for _ in range(ROUNDS):
+    for _ in range(rounds):
         for name, words in commands.items():
             samples[name].append(run(words, os.path.join(folder, 'out')))
-    first = None
-    for name, rounds in samples.items():
-        if None in rounds:
-            print(f'{name:24}   cannot')
-            continue
-        cpu = statistics.median(r[0] for r in rounds) / megapixels
-        passed = statistics.median(r[1] for r in rounds) / megapixels
-        peak = max(r[2] for r in rounds)
-        written = max(os.path.getsize(p) for p in (os.path.join(folder, 'out'), os.path.join(folder, 'peer.jpg'))
-                      if os.path.exists(p))
-        above = (peak - os.path.getsize(source) - written) / 1e6
-        first = first or cpu
-        print(f'{name:24}{cpu:10.2f}{passed:8.2f}{peak / 1e6:9.1f}{above:14.1f}   ours is {first / cpu:.2f} of it')
+    written = max(os.path.getsize(path) for path in (os.path.join(folder, 'out'), os.path.join(folder, 'peer.jpg'))
+                  if os.path.exists(path))
+    in_and_out = os.path.getsize(source) + written
+    return {name: None if None in found else Measured(found, megapixels, in_and_out)
+            for name, found in samples.items()}
 
 
-def compare_jpegs(binaries, folder):
-    for megapixels in (12, 24):
+def share(found, name):
+    return '%.2f' % (found[OURS].processor / found[name].processor) if found[name] else '–'
+
+
+def processor(found, name, memory):
+    """A peer's processor time and memory."""
+    return f'{found[name].processor:.1f} ms, {getattr(found[name], memory):.0f} MB' if found[name] else '–'
+
+
+def compare_jpegs(options, folder):
+    head('JPEG', 'Ours: processor, passed, peak, above', PIPE + ': processor', VIPS + ': processor, above',
+         MAGICK + ': processor, above', *('Ours / ' + name for name in (PIPE, VIPS, MAGICK)))
+    for megapixels in (options.megapixels, 2 * options.megapixels):
         base, size = make_photo(megapixels, folder)
-        for title, options in (('JPEG', ['-sampling-factor', '2x2']),
-                               ('JPEG, progressive', ['-sampling-factor', '2x2', '-interlace', 'JPEG'])):
+        for title, words in ((f'{megapixels} MP', ['-sampling-factor', '2x2']),
+                             (f'{megapixels} MP, progressive', ['-sampling-factor', '2x2', '-interlace', 'JPEG'])):
             source = os.path.join(folder, f'{megapixels}.jpg')
-            subprocess.run(['convert', base, '-quality', '92', *options, source], check=True)
-            compare(title, size, source, programs(binaries, source, os.path.join(folder, 'peer')), folder)
+            subprocess.run(['convert', base, '-quality', '92', *words, source], check=True)
+            found = measure(options.rounds, source, size, programs(options.binaries, source,
+                                                                   os.path.join(folder, 'peer')), folder)
+            ours = found[OURS]
+            row(title, f'{ours.processor:.1f}, {ours.passed:.1f} ms, {ours.peak:.0f} MB, {ours.above:.0f} MB',
+                f'{found[PIPE].processor:.1f} ms', processor(found, VIPS, 'above'), processor(found, MAGICK, 'above'),
+                *(share(found, name) for name in (PIPE, VIPS, MAGICK)))
 
 
-def compare_other(ending, binaries, folder):
-    base, size = make_photo(12, folder)
-    source = os.path.join(folder, f'other.{ending}')
-    subprocess.run(['convert', base, *([] if ending == 'png' else ['-quality', '90']), source], check=True)
-    commands = programs(binaries, source, os.path.join(folder, 'peer'))
-    del commands['djpeg | cjpeg']
-    compare(ending.upper(), size, source, commands, folder)
+def compare_others(formats, options, folder):
+    head('Format, file', 'Ours: processor, passed, peak', VIPS + ': processor, peak', MAGICK + ': processor, peak',
+         *('Ours / ' + name for name in (VIPS, MAGICK)))
+    base, size = make_photo(options.megapixels, folder)
+    for ending in formats:
+        source = os.path.join(folder, f'other.{ending}')
+        subprocess.run(['convert', base, *([] if ending == 'png' else ['-quality', '90']), source], check=True)
+        commands = programs(options.binaries, source, os.path.join(folder, 'peer'))
+        del commands[PIPE]
+        found = measure(options.rounds, source, size, commands, folder)
+        ours = found[OURS]
+        row(f'{OTHER_FORMATS[ending]}, {os.path.getsize(source) / 1e6:.1f} MB',
+            f'{ours.processor:.1f}, {ours.passed:.1f} ms, {ours.peak:.0f} MB' if ours else 'cannot',
+            *(processor(found, name, 'peak') for name in (VIPS, MAGICK)),
+            *(share(found, name) if ours else '–' for name in (VIPS, MAGICK)))
 
 
 def main():
-    binaries, formats = sys.argv[1], sys.argv[2:] or ('jpg', *OTHER_FORMATS)
-    print(f'load {os.getloadavg()}, {os.cpu_count()} processors')
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument('binaries')
+    parser.add_argument('--rounds', type=int, default=5)
+    parser.add_argument('--megapixels', type=int, default=12)
+    parser.add_argument('formats', nargs='*', metavar='FORMAT', default=['jpg', *OTHER_FORMATS])
+    options = parser.parse_intermixed_args()
+    if missing := [name for name in PROGRAMS if not shutil.which(name)]:
+        skip('not installed: ' + ', '.join(missing))
+    conditions()
     with tempfile.TemporaryDirectory() as folder:
-        for ending in formats:
-            if ending == 'jpg':
-                compare_jpegs(binaries, folder)
-            else:
-                compare_other(ending, binaries, folder)
+        if 'jpg' in options.formats:
+            compare_jpegs(options, folder)
+        if others := [ending for ending in options.formats if ending != 'jpg']:
+            compare_others(others, options, folder)
+    conditions()
 
 
 if __name__ == '__main__':

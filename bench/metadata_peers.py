@@ -1,15 +1,16 @@
 #!/usr/bin/env python3
 """Compares "Metadata of Photo" with other programs that read the same files.
 
-    metadata_peers.py BIN_FOLDER [WORK_FOLDER]
+    metadata_peers.py BIN_FOLDER [--work FOLDER] [--rounds N] [--requests N] [--width PIXELS]
 
 BIN_FOLDER holds moxtelserverd, moxtel-make-library, moxtel-property-reader, delivery-bench and PropertiesBench (a
 release build). Makes photos of 12 megapixels with the metadata of a camera and a cataloguing program, serves them
-from a library, and measures round by round, for each format: the command over one loopback connection; the same
-properties within one process; Exiv2's reading alone; and ExifTool, which starts once for many files, so that its
-start does not count. Prints medians of the rounds: what the client sees, and the processor's time a file of each,
-which other work on the machine disturbs less.
+from a library, and measures round by round (5), for each format: the command over one loopback connection (3,000 times,
+or 300 where it asks another program); the same properties within one process; Exiv2's reading alone; and ExifTool,
+which starts once for many files, so that its start does not count. Prints medians of the rounds: what the client sees,
+and the processor's time a file of each, which other work on the machine disturbs less.
 """
+import argparse
 import json
 import os
 import pathlib
@@ -23,19 +24,20 @@ import sys
 import tempfile
 
 from delivery_peers import measure, moxtel
+from markdown import conditions, duration, head, row, skip
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "tests/pictures"))
 from make_fixtures import CAMERA_TAGS, dng, run  # noqa: E402
 
-ROUNDS = 5
 FILES = 30  # copies of each photo
-FORMATS = {"jpg": 3000, "png": 3000, "heic": 3000, "tif": 300, "dng": 300}  # requests a round
+FORMATS = {"jpg": "JPEG", "png": "PNG", "heic": "HEIC", "tif": "TIFF", "dng": "DNG"}
+ASK_ANOTHER_PROGRAM = ("tif", "dng")
 
 
-def make_photos(folder):
+def make_photos(folder, width):
     base = folder / "base.ppm"
-    run("convert", "-seed", "7", "-size", "1000x750", "plasma:fractal", "-resize", "4000x3000!", "-attenuate", "0.12",
-        "+noise", "Gaussian", "-depth", "8", str(base))
+    run("convert", "-seed", "7", "-size", "1000x750", "plasma:fractal", "-resize", "%dx%d!" % (width, width * 3 // 4),
+        "-attenuate", "0.12", "+noise", "Gaussian", "-depth", "8", str(base))
     for ending in FORMATS:
         photo = folder / ("photo." + ending)
         if ending == "dng":
@@ -96,37 +98,55 @@ def exiftool_per_file(files):
     return max(exiftool(files) - exiftool(files[:1]), 0) / (len(files) - 1) * 1e6
 
 
+def size_of(path):
+    size = path.stat().st_size
+    return "%.1f MB" % (size / 1e6) if size >= 1e5 else "%.0f KB" % (size / 1e3)
+
+
+def one_round(binaries, server, requests, keys, photo, files):
+    before = server_seconds(server)
+    rate, latency, _ = measure(binaries, ["moxtel", server.port, requests, "Metadata of Photo"], keys)
+    # It asks a tenth more than it counts.
+    command = (server_seconds(server) - before) / (requests * 1.1) * 1e6
+    return rate, latency, command, *benchmark(binaries, photo), exiftool_per_file(files)
+
+
+def compare(options, binaries, server, library, folder, keys):
+    head("Photo", "Command: per second, median", "Command, processor", "Properties, processor", "Exiv2, processor",
+         "ExifTool, processor", "Properties / Exiv2", "Command / ExifTool")
+    for ending, name in FORMATS.items():
+        photo = folder / ("photo." + ending)
+        files = sorted((library / "Masters").glob("*." + ending))
+        requests = options.requests // 10 if ending in ASK_ANOTHER_PROGRAM else options.requests
+        rounds = [one_round(binaries, server, requests, keys[ending], photo, files) for _ in range(options.rounds)]
+        rate, latency, command, ours, exiv2, tool = map(statistics.median, zip(*rounds))
+        row(f"{name}, {size_of(photo)}", f"{rate:,.0f}, {duration(latency)}",
+            *map(duration, (command, ours, exiv2, tool)), "%.2f" % (ours / exiv2), "%.2f" % (command / tool))
+
+
 def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("binaries", type=pathlib.Path)
+    parser.add_argument("--work", type=pathlib.Path)
+    parser.add_argument("--rounds", type=int, default=5)
+    parser.add_argument("--requests", type=int, default=3000)
+    parser.add_argument("--width", type=int, default=4000)
+    options = parser.parse_args()
     signal.signal(signal.SIGTERM, lambda *_: sys.exit(1))  # an end from outside ends the server too
-    binaries = pathlib.Path(sys.argv[1]).resolve()
-    with tempfile.TemporaryDirectory(dir=sys.argv[2] if len(sys.argv) > 2 else None) as name:
+    if missing := [name for name in ("convert", "exiftool") if not shutil.which(name)]:
+        skip("not installed: " + ", ".join(missing))
+    binaries = options.binaries.resolve()
+    with tempfile.TemporaryDirectory(dir=options.work) as name:
         folder = pathlib.Path(name)
-        make_photos(folder)
+        make_photos(folder, options.width)
         library = folder / "Library"
         subprocess.run([str(binaries / "moxtel-make-library"), str(library), "--images", "none", "--photos", "300"],
                        check=True)
         keys = fill_library(library, folder)
-        print("load %s, %d processors, %d copies of each" % (os.getloadavg(), os.cpu_count(), FILES))
-        print("%-6s%6s%12s%11s%13s%15s%10s%13s%20s%20s" % (
-            "", "MB", "per second", "median us", "command cpu", "properties cpu", "Exiv2 cpu", "ExifTool cpu",
-            "properties / Exiv2", "command / ExifTool"))
+        conditions()
         with moxtel(binaries, folder, library) as server:
-            for ending, requests in FORMATS.items():
-                photo = folder / ("photo." + ending)
-                files = sorted((library / "Masters").glob("*." + ending))
-                rounds = []
-                for _ in range(ROUNDS):
-                    before = server_seconds(server)
-                    rate, latency, _ = measure(binaries, ["moxtel", server.port, requests, "Metadata of Photo"],
-                                               keys[ending])
-                    # It asks a tenth more than it counts.
-                    command = (server_seconds(server) - before) / (requests * 1.1) * 1e6
-                    rounds.append((rate, latency, command, *benchmark(binaries, photo), exiftool_per_file(files)))
-                rate, latency, command, ours, exiv2, tool = (statistics.median(column) for column in zip(*rounds))
-                print("%-6s%6.1f%12.1f%11.1f%13.1f%15.1f%10.1f%13.1f%20.2f%20.4f" % (
-                    ending, photo.stat().st_size / 1e6, rate, latency, command, ours, exiv2, tool, ours / exiv2,
-                    command / tool))
-        print("load %s" % (os.getloadavg(),))
+            compare(options, binaries, server, library, folder, keys)
+        conditions()
 
 
 if __name__ == "__main__":

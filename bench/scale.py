@@ -37,6 +37,7 @@ sys.path[:0] = [str(HERE), str(HERE.parent / "tests" / "wire")]
 
 import archive_peer
 import moxteltest
+from markdown import conditions, head, row
 
 PATIENCE = 600  # seconds
 BIG_ALBUM = "an album of all photos"
@@ -178,16 +179,6 @@ def growth(computed):
     return "%.2f" % statistics.linear_regression(*zip(*points)).slope if len(points) > 1 else ""
 
 
-def row(*cells):
-    print("| " + " | ".join(str(cell) for cell in cells) + " |", flush=True)
-
-
-def head(*cells):
-    print()
-    row(*cells)
-    row(*("---" for _ in cells))
-
-
 def start_table(libraries, rounds):
     head("Photos", "Start-up, ms", "Processor, ms", "Memory, MB")
     computed = {}
@@ -327,7 +318,7 @@ def main():
         folder = options.libraries or pathlib.Path(temporary)
         folder.mkdir(parents=True, exist_ok=True)
         libraries = {photos: made(folder, photos) for photos in map(int, options.photos.split(","))}
-        print("%s, load %.1f, %d processors" % (time.strftime("%Y-%m-%d"), os.getloadavg()[0], os.cpu_count()))
+        conditions()
         if "start" in tables:
             start_table(libraries, options.rounds)
         if "commands" in tables:

@@ -1,14 +1,15 @@
 #!/usr/bin/env python3
 """Measures what scripts cost, with the stand-in for the photo application that the tests have.
 
-    script_peers.py BIN_FOLDER [listings] [idle] [hanging]
+    script_peers.py BIN_FOLDER [--rounds N] [listings] [idle] [hanging]
 
-BIN_FOLDER holds moxtelserverd and moxtel-make-library (a release build). Prints the rows of docs/performance.md, all of
-them in about eight minutes, or those of the named groups: listings that ask the application, beside the same scripts
-handed to the interpreter without a server; the processor's time that watching for the applications takes in an idle
+BIN_FOLDER holds moxtelserverd and moxtel-make-library (a release build). Prints the tables of docs/performance.md, all
+of them in about eight minutes, or those of the named groups: listings that ask the application, beside the same scripts
+handed to the interpreter without a server, in turn (30 times); the processor's time that watching for the applications takes in an idle
 minute; and how long a client waits while a script hangs.
 """
 
+import argparse
 import os
 import pathlib
 import shlex
@@ -18,10 +19,10 @@ import sys
 import time
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "tests/wire"))
+import markdown  # noqa: E402
 import moxteltest  # noqa: E402
 from test_photo_application import BASE, PhotoApplicationTestCase  # noqa: E402
 
-ROUNDS = 30
 ALBUMS = 20
 PATIENCE = 400  # seconds: more than every time-out
 GROUPS = ("listings", "idle", "hanging")
@@ -34,8 +35,7 @@ def milliseconds(action):
 
 
 def row(*cells):
-    print("| %s |" % " | ".join(map(str, (time.strftime("%Y-%m-%d"), *cells[:1], "%.0f" % os.getloadavg()[0],
-                                            *cells[1:]))), flush=True)
+    markdown.row(time.strftime("%Y-%m-%d"), *cells[:1], "%.0f" % os.getloadavg()[0], *cells[1:])
 
 
 def core_milliseconds(process):
@@ -46,6 +46,7 @@ def core_milliseconds(process):
 
 class Measurement(PhotoApplicationTestCase):
     groups = GROUPS
+    rounds = 30
 
     def runTest(self):
         for group in self.groups:
@@ -58,7 +59,7 @@ class Measurement(PhotoApplicationTestCase):
     def compare(self, what, ask, scripts):
         """Prints how long a question takes, and its scripts alone, in turn."""
         ours, peers = [], []
-        for _ in range(ROUNDS):
+        for _ in range(self.rounds):
             ours.append(milliseconds(ask))
             peers.append(milliseconds(lambda: self.interpret(*scripts)))
         texts = ("%.0f ms, %.0f ms" % (statistics.median(times), max(times)) for times in (ours, peers))
@@ -75,6 +76,7 @@ class Measurement(PhotoApplicationTestCase):
         return numbers
 
     def listings(self):
+        markdown.head("Date", "What", "Load", "Scripts", "Ours", "Interpreter alone", "Ours / alone")
         iphoto = self.application("iPhoto")
         photos = self.rows("SELECT modelId FROM RKVersion WHERE isInTrash = 0 AND versionNumber != 0 LIMIT 40")
         answers = [BASE + number for number, in photos]
@@ -99,6 +101,7 @@ class Measurement(PhotoApplicationTestCase):
         self.quit(iphoto)
 
     def idle(self):
+        markdown.head("Date", "Processes on the machine", "Load", "Processor in the minute", "A look")
         for more in (0, 500):
             sleepers = [subprocess.Popen(["sleep", "600"]) for _ in range(more)]
             try:
@@ -115,6 +118,7 @@ class Measurement(PhotoApplicationTestCase):
             row(count, "%.0f ms" % spent, "%.2f ms" % (spent / 60))
 
     def hanging(self):
+        markdown.head("Date", "What", "Load", "Reply after")
         iphoto = self.application("iPhoto")
         with self.server() as server, moxteltest.Client(server, PATIENCE) as client:
             (self.folder / "hang").touch()
@@ -131,10 +135,15 @@ class Measurement(PhotoApplicationTestCase):
 
 
 if __name__ == "__main__":
-    binaries = pathlib.Path(sys.argv[1]).resolve()
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("binaries", type=pathlib.Path)
+    parser.add_argument("--rounds", type=int, default=Measurement.rounds)
+    parser.add_argument("groups", nargs="*", metavar="GROUP", default=list(GROUPS), help=" ".join(GROUPS))
+    options = parser.parse_intermixed_args()
+    binaries = options.binaries.resolve()
     os.environ["MOXTEL_SERVER"] = str(binaries / "moxtelserverd")
     os.environ["MOXTEL_MAKE_LIBRARY"] = str(binaries / "moxtel-make-library")
-    Measurement.groups = sys.argv[2:] or GROUPS
+    Measurement.groups, Measurement.rounds = options.groups, options.rounds
     result = Measurement().run()
     for _, problem in result.failures + result.errors:
         print(problem, file=sys.stderr)
