@@ -7,7 +7,7 @@ BIN_FOLDER holds image-bench and moxtel-picture-decoder (a release build). Makes
 and 24 megapixels and of 12 in each other format (or only in the formats named: jpg png tif …), then runs every program
 in turn, round by round (5), and prints for each the median of its processor time and of the time that passed, in
 milliseconds per megapixel, and the largest memory of one of its processes; for JPEGs also what of it is above input
-and output together. A dash stands for a program that cannot.
+and output together. A dash stands for a peer that cannot.
 """
 import argparse
 import os
@@ -75,6 +75,8 @@ def measure(rounds, source, megapixels, commands, folder):
     for _ in range(rounds):
         for name, words in commands.items():
             samples[name].append(run(words, os.path.join(folder, 'out')))
+    if None in samples[OURS]:
+        raise SystemExit('image-bench makes no JPEG of ' + source)
     written = max(os.path.getsize(path) for path in (os.path.join(folder, 'out'), os.path.join(folder, 'peer.jpg'))
                   if os.path.exists(path))
     in_and_out = os.path.getsize(source) + written
@@ -120,9 +122,9 @@ def compare_others(formats, options, folder):
         found = measure(options.rounds, source, size, commands, folder)
         ours = found[OURS]
         row(f'{OTHER_FORMATS[ending]}, {os.path.getsize(source) / 1e6:.1f} MB',
-            f'{ours.processor:.1f}, {ours.passed:.1f} ms, {ours.peak:.0f} MB' if ours else 'cannot',
+            f'{ours.processor:.1f}, {ours.passed:.1f} ms, {ours.peak:.0f} MB',
             *(processor(found, name, 'peak') for name in (VIPS, MAGICK)),
-            *(share(found, name) if ours else '–' for name in (VIPS, MAGICK)))
+            *(share(found, name) for name in (VIPS, MAGICK)))
 
 
 def main():
