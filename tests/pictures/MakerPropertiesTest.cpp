@@ -144,5 +144,40 @@ TEST(AppleProperties, areTheNotesEntriesByNumber) {
   EXPECT_TRUE(same(propertiesOf(jpeg(exifSegment(tiff(main, exif))))["{MakerApple}"], wanted));
 }
 
+Value appleNote(const std::string& note) {
+  Directory main, exif;
+  main.text(0x010F, "Apple");
+  exif.undefined(0x927C, note);
+  return propertiesOf(jpeg(exifSegment(tiff(main, exif))))["{MakerApple}"];
+}
+
+// An entry whose data begin at the note's place.
+std::string appleEntry(int tag, std::size_t size, std::size_t place) {
+  return big(tag, 2) + big(7, 2) + big(size, 4) + big(place, 4);
+}
+
+TEST(AppleProperties, holdNoMoreThanTheNoteThoughItsValuesLieOverOneAnother) {
+  constexpr int kEntries = 500;
+  constexpr std::size_t kSize = 10'000;
+  std::string note = std::string("Apple iOS\0\0\1MM", 14) + big(kEntries, 2);
+  for (int i = 0; i < kEntries; ++i) note += appleEntry(i, kSize, 16 + 12 * kEntries);
+  note += std::string(kSize, 'x');
+  EXPECT_EQ(appleNote(note).dictionary().size(), 1U);
+}
+
+TEST(AppleProperties, unfoldAListOnlySoFar) {
+  // A list that names its one piece of data 4000 times: 2 MB of 1000 bytes.
+  constexpr std::size_t kTimes = 4000;
+  constexpr std::size_t kSize = 500;
+  const std::string data = "\x4F\x11" + big(kSize, 2) + std::string(kSize, 'x');
+  const std::string list = "\xAF\x11" + big(kTimes, 2) + std::string(kTimes, '\1');
+  const std::string plist = "bplist00" + list + data + big(8, 2) + big(8 + list.size(), 2) +
+                            std::string(6, '\0') + "\2\1" + big(2, 8) + big(0, 8) +
+                            big(8 + list.size() + data.size(), 8);
+  const std::string note =
+      std::string("Apple iOS\0\0\1MM", 14) + big(1, 2) + appleEntry(3, plist.size(), 28) + plist;
+  EXPECT_TRUE(appleNote(note)["3"].isNil());
+}
+
 }  // namespace
 }  // namespace moxtel::test

@@ -79,6 +79,8 @@ Dictionary appleMakerNote(FileBytes note) {
   if (!textOf(note).starts_with(kStart) || note.size() < kStart.size() + 2) return group;
   const std::size_t count = bigEndian(note.subspan(kStart.size(), 2));
   FileBytes entries = note.subspan(kStart.size() + 2);
+  // Values that lie over one another would make thousands of times the note's bytes of it.
+  std::size_t left = note.size();
   for (std::size_t i = 0; i < count && entries.size() >= kEntrySize; ++i) {
     const FileBytes entry = entries.first(kEntrySize);
     entries = entries.subspan(kEntrySize);
@@ -86,7 +88,8 @@ Dictionary appleMakerNote(FileBytes note) {
     const std::size_t elements = bigEndian(entry.subspan(4, 4));
     if (elements == 0 || elements > note.size()) continue;
     const FileBytes data = dataOf(note, entry, elements * sizeOf(type));
-    if (data.empty()) continue;
+    if (data.empty() || data.size() > left) continue;
+    left -= data.size();
     Value value = valueOf(type, elements, data);
     if (!value.isNil()) group.set(std::to_string(bigEndian(entry.first(2))), std::move(value));
   }

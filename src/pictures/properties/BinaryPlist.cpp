@@ -12,6 +12,8 @@ using Kind = BinaryPropertyList::Kind;
 
 constexpr int kDeepest = 16;
 constexpr int kMostObjects = 4096;
+// Of texts and data together, one that several places share counted each time.
+constexpr std::size_t kMostBytes = std::size_t{1} << 20;
 
 class Unfolding final {
  public:
@@ -19,12 +21,13 @@ class Unfolding final {
   Value value(std::uint64_t number, int depth);
 
  private:
-  static Value scalar(const BinaryPropertyList::Object& object);
+  Value scalar(const BinaryPropertyList::Object& object);
   Value array(const BinaryPropertyList::Object& object, int depth);
   Value dictionary(const BinaryPropertyList::Object& object, int depth);
 
   const BinaryPropertyList& list_;
   int left_ = kMostObjects;
+  std::size_t bytesLeft_ = kMostBytes;
 };
 
 Value Unfolding::value(std::uint64_t number, int depth) {
@@ -44,6 +47,10 @@ double realOf(const BinaryPropertyList::Object& object) {
 Value Unfolding::scalar(const BinaryPropertyList::Object& object) {
   const auto size = static_cast<std::size_t>(object.count);
   const std::string_view text(reinterpret_cast<const char*>(object.payload), size);
+  if (object.kind == Kind::Data || object.kind == Kind::Ascii || object.kind == Kind::Utf16) {
+    if (size > bytesLeft_) return {};
+    bytesLeft_ -= size;
+  }
   switch (object.kind) {
     case Kind::Boolean:
       return object.count != 0;
