@@ -1,6 +1,8 @@
 // PNG: its chunks (PNG 1.2, the eXIf extension 1.5.0, and APNG 1.0).
 #include <zlib.h>
 
+#include <algorithm>
+
 #include "pictures/properties/PictureFacts.h"
 #include "pictures/properties/Texts.h"
 
@@ -55,6 +57,7 @@ class Chunks final {
   void takeProfile(std::string_view data);
   void takeText(std::string_view type, std::string_view data);
   void takeInternationalText(std::string_view data);
+  bool isWanted(std::string_view keyword) const;
   void addText(std::string_view keyword, std::string text);
 
   PictureFacts facts_;
@@ -121,7 +124,7 @@ void Chunks::takeProfile(std::string_view data) {
 
 void Chunks::takeText(std::string_view type, std::string_view data) {
   std::string_view keyword;
-  if (!takeField(data, keyword)) return;
+  if (!takeField(data, keyword) || !isWanted(keyword)) return;
   if (type == "tEXt") addText(keyword, latin1(data));
   if (type == "zTXt" && !data.empty() && data[0] == 0)
     addText(keyword, latin1(unpacked(bytesOf(data.substr(1)))));
@@ -129,17 +132,26 @@ void Chunks::takeText(std::string_view type, std::string_view data) {
 
 void Chunks::takeInternationalText(std::string_view data) {
   std::string_view keyword, language, translated;
-  if (!takeField(data, keyword) || data.size() < 2) return;
+  if (!takeField(data, keyword) || !isWanted(keyword) || data.size() < 2) return;
   const bool isPacked = data[0] == 1;
   data.remove_prefix(2);
   if (!takeField(data, language) || !takeField(data, translated)) return;
   addText(keyword, isPacked ? unpacked(bytesOf(data)) : std::string(data));
 }
 
+// Asked before a text is unpacked: a file may hold thousands of a few KB that become megabytes each.
+bool Chunks::isWanted(std::string_view keyword) const {
+  if (keyword == kXmpKeyword) return facts_.xmp.empty();
+  const bool isKey = std::find(std::begin(kTextKeys), std::end(kTextKeys), keyword) != std::end(kTextKeys);
+  return isKey && !facts_.png.contains(keyword);
+}
+
 void Chunks::addText(std::string_view keyword, std::string text) {
-  if (keyword == kXmpKeyword && facts_.xmp.empty()) facts_.xmp = std::move(text);
-  for (const std::string_view key : kTextKeys)
-    if (key == keyword && !facts_.png.contains(key)) facts_.png.set(key, utf8OrLatin1(untilNul(text)));
+  if (keyword == kXmpKeyword) {
+    facts_.xmp = std::move(text);
+  } else {
+    facts_.png.set(keyword, utf8OrLatin1(untilNul(text)));
+  }
 }
 
 std::optional<PictureFacts> Chunks::finish() {
