@@ -15,6 +15,13 @@ namespace {
 constexpr std::size_t kLongestAnswer = std::size_t{32} << 20;  // bytes
 constexpr ArchiveLimits kAnswerLimits{.depth = 32, .values = 1u << 20};
 
+// The largest block of metadata, in bytes, that is understood here. A JPEG's are never larger.
+constexpr std::size_t kLargestBlock = std::size_t{64} << 10;
+
+bool hasLargeBlocks(const properties::PictureFacts& facts) {
+  return facts.exif.size() > kLargestBlock || facts.xmp.size() > kLargestBlock;
+}
+
 std::optional<Dictionary> dictionaryIn(std::string_view answer) {
   const auto decoded = unarchivedObject(properties::bytesOf(answer), kAnswerLimits);
   const Value* value = std::get_if<Value>(&decoded);
@@ -33,7 +40,15 @@ std::optional<Dictionary> ImagePropertyReader::propertiesOf(const OpenFile& file
   if (kind == PictureKind::None) return std::nullopt;
   if (kind == PictureKind::Tiff || kind == PictureKind::Raw) return readElsewhere(file.path);
   properties::ByteSource source(file);
-  return properties::propertyDictionary(kind, source);
+  auto facts = properties::factsOf(kind, source);
+  if (!facts) return std::nullopt;
+  if (hasLargeBlocks(*facts)) {
+    if (auto found = readElsewhere(file.path)) return found;
+    // What the format says of the picture is true all the same.
+    facts->exif.clear();
+    facts->xmp.clear();
+  }
+  return properties::propertyDictionary(kind, *facts);
 }
 
 std::optional<Dictionary> ImagePropertyReader::readElsewhere(const std::string& path) {

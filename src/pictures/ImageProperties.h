@@ -10,7 +10,9 @@
 //
 // The common formats are read here, part by part. TIFF and the cameras' own files must be whole in memory for
 // the libraries that know them: another program, moxtel-property-reader, maps and reads them with little
-// memory and time, and can crash without harm. Without that program these have no properties.
+// memory and time, and can crash without harm. Without that program these have no properties. It reads files
+// with large blocks of metadata, too, for understanding them may take any amount of both; where it fails,
+// what such a block says is absent.
 #pragma once
 
 #include <chrono>

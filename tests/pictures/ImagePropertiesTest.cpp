@@ -6,6 +6,7 @@
 #include <cmath>
 #include <fstream>
 
+#include "net/KeyedArchive.h"
 #include "pictures/properties/XmpProperties.h"
 #include "platform/ChildProcess.h"
 #include "platform/FakeProcessRunner.h"
@@ -172,6 +173,55 @@ TEST(ImagePropertyReader, hasNothingToTellWhenTheOtherProgramFails) {
   EXPECT_FALSE(withAnswer(FakeProcessRunner::printing("", 1)));
 }
 
+std::string internationalText(const std::string& keyword, const std::string& text) {
+  return chunk("iTXt", keyword + std::string(5, '\0') + text);
+}
+
+// A PNG with a position and a packet of more than 64 KB in it.
+std::string pngWithLargePacket() {
+  Directory gps;
+  gps.text(1, "N").rationals(2, {{48, 1}, {30, 1}, {0, 1}});
+  const std::vector<std::string> words(5'000, "a word of it");
+  return png(2, 8,
+             chunk("eXIf", tiff({}, {}, gps)) +
+                 internationalText("XML:com.adobe.xmp", xmp(bag("dc:subject", words))));
+}
+
+TEST(ImagePropertyReader, leavesLargeBlocksToTheOtherProgram) {
+  const TemporaryFolder folder;
+  const std::string packet = (folder.path() / "packet.png").string();
+  std::ofstream(packet, std::ios::binary) << pngWithLargePacket();
+  Directory main;
+  main.text(0x010E, std::string(70'000, 'x'));
+  const std::string exif = (folder.path() / "exif.png").string();
+  std::ofstream(exif, std::ios::binary) << png(2, 8, chunk("eXIf", tiff(main)));
+  for (const std::string& path : {packet, exif}) {
+    const Bytes answer = archivedData(Dictionary{{"PixelWidth", 7}});
+    FakeProcessRunner runner([&](const ProcessRequest&) {
+      return FakeProcessRunner::printing(std::string(answer.begin(), answer.end()));
+    });
+    ImagePropertyReader reader(runner, "/helper");
+    const auto found = reader.propertiesOf(openRegularFile(path));
+    ASSERT_EQ(runner.requests().size(), 1U);
+    EXPECT_EQ(runner.requests()[0].program, "/helper");
+    EXPECT_THAT(runner.requests()[0].arguments, testing::ElementsAre(path));
+    ASSERT_TRUE(found);
+    EXPECT_TRUE(same(Value(*found), Dictionary{{"PixelWidth", 7}}));
+  }
+}
+
+TEST(ImagePropertyReader, tellsTheFormWhereLargeBlocksAreNotUnderstood) {
+  const TemporaryFolder folder;
+  const std::string path = (folder.path() / "a.png").string();
+  std::ofstream(path, std::ios::binary) << pngWithLargePacket();
+  FakeProcessRunner runner;
+  const auto found = ImagePropertyReader(runner, "/helper").propertiesOf(openRegularFile(path));
+  ASSERT_TRUE(found);
+  EXPECT_EQ((*found)["PixelWidth"], Value(40));
+  EXPECT_TRUE((*found)["{GPS}"].isNil());
+  EXPECT_TRUE((*found)["{IPTC}"].isNil());
+}
+
 class WholeFiles : public testing::Test {
  protected:
   Value propertiesOfFixture(const char* name) {
@@ -212,6 +262,17 @@ TEST_F(WholeFiles, tellOfACamerasFileItsDevelopedPicture) {
   EXPECT_EQ(all["{DNG}"]["UniqueCameraModel"], Value("Moxtel Test Camera"));
   EXPECT_TRUE(same(all["{DNG}"]["WhiteLevel"], Array{65535}));
   EXPECT_EQ(all["{DNG}"]["ColorMatrix1"].array()[0], Value(static_cast<double>(3.2406F)));
+}
+
+TEST_F(WholeFiles, tellOfLargeBlocksWhatSmallOnesTell) {
+  const TemporaryFolder folder;
+  const std::string path = (folder.path() / "a.png").string();
+  std::ofstream(path, std::ios::binary) << pngWithLargePacket();
+  const auto found = reader.propertiesOf(openRegularFile(path));
+  ASSERT_TRUE(found);
+  EXPECT_EQ((*found)["{IPTC}"]["Keywords"].array().size(), 5'000U);
+  EXPECT_EQ((*found)["{GPS}"]["Latitude"], Value(48.5));
+  EXPECT_TRUE(same(Value(*found), propertiesOf(pngWithLargePacket())));
 }
 
 TEST_F(WholeFiles, takeTheSensorsSizeWhereTheCutIsNone) {

@@ -16,29 +16,6 @@ constexpr double kCentimetresPerInch = 2.54;
 constexpr std::int64_t kPerCentimetre = 3;
 constexpr std::int64_t kNoUnit = 1;
 
-std::optional<PictureFacts> factsOf(PictureKind kind, ByteSource& file) {
-  switch (kind) {
-    case PictureKind::Jpeg:
-      return jpegFacts(file);
-    case PictureKind::Png:
-      return pngFacts(file);
-    case PictureKind::Gif:
-      return gifFacts(file);
-    case PictureKind::Psd:
-      return photoshopFacts(file);
-    case PictureKind::Heif:
-      return heifFacts(file);
-    case PictureKind::WebP:
-      return webpFacts(file);
-    case PictureKind::Bmp:
-      return bitmapFacts(file);
-    case PictureKind::Jpeg2000:
-      return jpeg2000Facts(file);
-    default:
-      return std::nullopt;
-  }
-}
-
 // The platform says nothing of the XMP of these here.
 bool tellsIptc(PictureKind kind) { return kind != PictureKind::Heif && kind != PictureKind::Raw; }
 
@@ -150,10 +127,36 @@ Dictionary assembled(PictureKind kind, const PictureFacts& facts, ExifGroups exi
   return all;
 }
 
+std::optional<PictureFacts> factsOf(PictureKind kind, ByteSource& file) {
+  switch (kind) {
+    case PictureKind::Jpeg:
+      return jpegFacts(file);
+    case PictureKind::Png:
+      return pngFacts(file);
+    case PictureKind::Gif:
+      return gifFacts(file);
+    case PictureKind::Psd:
+      return photoshopFacts(file);
+    case PictureKind::Heif:
+      return heifFacts(file);
+    case PictureKind::WebP:
+      return webpFacts(file);
+    case PictureKind::Bmp:
+      return bitmapFacts(file);
+    case PictureKind::Jpeg2000:
+      return jpeg2000Facts(file);
+    default:
+      return std::nullopt;
+  }
+}
+
+Dictionary propertyDictionary(PictureKind kind, const PictureFacts& facts) {
+  return assembled(kind, facts, exifGroups(facts.exif, ExifOrigin::Block));
+}
+
 std::optional<Dictionary> propertyDictionary(PictureKind kind, ByteSource& file) {
   const auto facts = factsOf(kind, file);
-  if (!facts) return std::nullopt;
-  return assembled(kind, *facts, exifGroups(facts->exif, ExifOrigin::Block));
+  return facts ? std::optional(propertyDictionary(kind, *facts)) : std::nullopt;
 }
 
 }  // namespace moxtel::properties

@@ -102,8 +102,8 @@ std::optional<Dictionary> cameraFileProperties(const LibRaw& raw, FileBytes file
 
 std::optional<Dictionary> wholeFileProperties(FileBytes file) {
   const PictureKind kind = kindOfPicture(file.first(std::min(file.size(), kPictureStartSize)));
-  if (kind != PictureKind::Tiff && kind != PictureKind::Raw) return std::nullopt;
   ByteSource source(file);
+  if (kind != PictureKind::Tiff && kind != PictureKind::Raw) return propertyDictionary(kind, source);
   if (kind == PictureKind::Tiff && isOrdinaryTiff(source)) return tiffProperties(file);
   setUpExiv2();
   LibRaw raw;

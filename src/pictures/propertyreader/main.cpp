@@ -1,5 +1,5 @@
-// moxtel-property-reader FILE: prints the properties of a TIFF or a camera's file as a keyed archive, for a
-// server that does not want to read it itself. Exit status 0 means that there are some and they are whole.
+// moxtel-property-reader FILE: prints the properties of a picture file as a keyed archive, for a server that
+// does not want to read it itself. Exit status 0 means that there are some and they are whole.
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
