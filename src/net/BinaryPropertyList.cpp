@@ -42,6 +42,10 @@ std::optional<BinaryPropertyList> BinaryPropertyList::open(std::span<const std::
   return list;
 }
 
+BinaryPropertyList::Object BinaryPropertyList::object(std::uint64_t number) const noexcept {
+  return objectHere(number);
+}
+
 // A count that the marker has no room for follows as an integer object.
 bool BinaryPropertyList::readCount(const std::uint8_t*& place, std::uint64_t& count) const noexcept {
   if (left(place) < 1 || *place >> 4 != 1 || (*place & 15) > 3) return false;

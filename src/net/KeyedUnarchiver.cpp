@@ -6,9 +6,10 @@
 // into and how deep it is nested is known before anyone walks it.
 #include <algorithm>
 #include <array>
-#include <memory>
+#include <deque>
 
 #include "net/ArchiveNames.h"
+#include "net/ArchiveTables.h"
 #include "net/BinaryPropertyList.h"
 #include "net/KeyedArchive.h"
 #include "net/PropertyListLeaves.h"
@@ -42,13 +43,6 @@ struct FieldLayout {
   bool numbered = false;
 };
 
-Value dictionaryOf(const Keys& keys, std::vector<Value> values, Mutability mutability) {
-  if (keys.list) return Dictionary(keys.list, std::move(values), mutability);
-  Dictionary entries(mutability);
-  for (std::size_t i = 0; i < values.size(); ++i) entries.set(keys.texts[i], std::move(values[i]));
-  return entries;
-}
-
 class Decoder final {
  public:
   Decoder(const BinaryPropertyList& list, const ArchiveLimits& limits);
@@ -56,7 +50,7 @@ class Decoder final {
 
  private:
   struct Collection {
-    Value value;
+    Value::Reference value;
     std::uint64_t unfolds = 0;  // values in it, itself included, shared ones counted each time
     std::size_t height = 0;     // collections on the longest way down, itself included
   };
@@ -94,6 +88,7 @@ class Decoder final {
   bool plain(const Object& object, Value& out);
   bool seconds(const Object& object, double& out);
   bool leaf(std::uint64_t number, const Object& object, Value& out);
+  std::uint32_t store(const Value& leaf);
   bool text(const Object& object, Value& out);
   bool inlined(std::uint64_t number, Value& out);
 
@@ -119,8 +114,9 @@ class Decoder final {
   bool numberedUids(const Object& object, std::string_view prefix, Uids& out);
   bool uidsOf(std::uint64_t number, const Object& object, std::string_view prefix, bool numbered, Uids& out);
   bool values(const Uids& uids, std::size_t depth, Measure& own, std::vector<Value>& out);
-  bool keysOf(const Fields& fields, const Object& object, std::size_t depth, std::shared_ptr<Keys>& out);
-  bool readKeys(const Fields& fields, const Object& object, std::size_t depth, std::shared_ptr<Keys>& out);
+  bool keysOf(const Fields& fields, const Object& object, std::size_t depth, const Keys*& out);
+  bool readKeys(const Fields& fields, const Object& object, std::size_t depth, Keys& out);
+  Value dictionaryOf(const Keys& keys, std::vector<Value> values, Mutability mutability);
 
   const BinaryPropertyList& list_;
   const ArchiveLimits& limits_;
@@ -128,11 +124,16 @@ class Decoder final {
   Object objects_;
   std::uint64_t budget_ = 0;
   // By number in the property list: what became of the object.
-  std::vector<std::uint32_t> slots_;
+  Block slotMemory_;
+  std::uint32_t* slots_ = nullptr;
   std::vector<std::uint64_t> uids_;
-  std::vector<Value> leaves_;
-  std::vector<Collection> collections_;
-  std::array<std::shared_ptr<Keys>, 16> keyLists_;  // by what their references begin with
+  // What was read, for whoever names it next. Values below the root live as long as the reading goes on;
+  // others, which nothing else may hold, stand in kept_ and keys_.
+  Words<Value::Reference> leaves_;
+  Words<Collection> collections_;
+  std::vector<Value> kept_;
+  std::deque<Keys> keys_;
+  std::array<const Keys*, 16> keyLists_{};  // by what their references begin with
   FieldLayout layout_;
   std::uint64_t lastClassUid_ = Fields::kNone;  // number in the property list
   Class lastClass_ = Class::None;
@@ -156,7 +157,8 @@ std::variant<Value, DecodingError> Decoder::root() {
   if (list_.objectCount() >= kCollectionBit - kFirstStored) {
     fail("the archive has too many objects");
   } else if (openFrame(rootUid)) {
-    slots_.resize(static_cast<std::size_t>(list_.objectCount()), kUntouched);
+    slotMemory_ = Block(static_cast<std::size_t>(list_.objectCount()) * sizeof(std::uint32_t));
+    slots_ = static_cast<std::uint32_t*>(slotMemory_.get());
     this->value(rootUid, 0, measure, value);
   }
   if (reason_) return DecodingError{reason_};
@@ -212,7 +214,7 @@ bool Decoder::value(std::uint64_t uid, std::size_t depth, Measure& parent, Value
   if (uid == 0) return true;
   std::uint64_t number = 0;
   if (!objectNumber(uid, number)) return false;
-  const Object object = list_.object(number);
+  const Object object = list_.objectHere(number);
   if (object.kind == Kind::Dictionary) return archived(number, object, depth, parent, out);
   return leaf(number, object, out);
 }
@@ -224,7 +226,7 @@ bool Decoder::recall(std::uint32_t slot, std::size_t depth, Measure& parent, Val
     out = leaves_[slot - kFirstStored].unpublishedCopy();
     return true;
   }
-  const Collection& known = collections_[(slot & ~kCollectionBit) - kFirstStored];
+  const Collection known = collections_[(slot & ~kCollectionBit) - kFirstStored];
   if (depth + known.height > limits_.depth) return fail("collections are nested too deep");
   parent.unfolds += known.unfolds - 1;
   parent.height = std::max(parent.height, known.height);
@@ -244,9 +246,13 @@ bool Decoder::leaf(std::uint64_t number, const Object& object, Value& out) {
   } else if (!text(object, out)) {
     return false;
   }
-  slot = static_cast<std::uint32_t>(leaves_.size()) + kFirstStored;
-  leaves_.push_back(out.unpublishedCopy());
+  slot = store(out);
   return true;
+}
+
+std::uint32_t Decoder::store(const Value& leaf) {
+  leaves_.append(Value::Reference(leaf));
+  return static_cast<std::uint32_t>(leaves_.size() - 1) + kFirstStored;
 }
 
 bool Decoder::plain(const Object& object, Value& out) {
@@ -317,7 +323,7 @@ bool Decoder::archived(std::uint64_t number, const Object& object, std::size_t d
     parent.unfolds += own.unfolds - 1;
     parent.height = std::max(parent.height, own.height);
     slots_[place] = (static_cast<std::uint32_t>(collections_.size()) + kFirstStored) | kCollectionBit;
-    collections_.push_back({out.unpublishedCopy(), own.unfolds, own.height});
+    collections_.append({Value::Reference(out), own.unfolds, own.height});
     return parent.unfolds <= limits_.values || fail("the archive unfolds into too many values");
   }
   const bool read = kind == Class::String ? stringObject(fields, out)
@@ -325,8 +331,7 @@ bool Decoder::archived(std::uint64_t number, const Object& object, std::size_t d
                     : kind == Class::Date ? dateObject(fields, out)
                                           : true;
   if (!read) return false;
-  slots_[place] = static_cast<std::uint32_t>(leaves_.size()) + kFirstStored;
-  leaves_.push_back(out.unpublishedCopy());
+  slots_[place] = store(out);
   return true;
 }
 
@@ -342,12 +347,22 @@ bool Decoder::collection(Class kind, const Object& object, const Fields& fields,
     out = Array(std::move(items), mutability);
     return true;
   }
-  std::shared_ptr<Keys> keys;
+  const Keys* keys = nullptr;
   if (!keysOf(fields, object, depth, keys)) return false;
   if (keys->count != objects.count) return fail("a dictionary's keys and objects differ in number");
   if (!values(objects, depth, own, items)) return false;
   out = dictionaryOf(*keys, std::move(items), mutability);
   return true;
+}
+
+Value Decoder::dictionaryOf(const Keys& keys, std::vector<Value> values, Mutability mutability) {
+  if (keys.list) return Dictionary(keys.list, std::move(values), mutability);
+  Dictionary entries(mutability);
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    if (const Value* replaced = entries.find(keys.texts[i])) kept_.push_back(*replaced);
+    entries.set(keys.texts[i], std::move(values[i]));
+  }
+  return entries;
 }
 
 bool Decoder::readFields(const Object& object, Fields& fields) {
@@ -408,7 +423,7 @@ bool Decoder::classOf(std::uint64_t uidNumber, Class& out) {
 }
 
 bool Decoder::classAt(std::uint64_t number, Class& out) {
-  if (number >= slots_.size()) return fail("a class cannot be read");
+  if (number >= list_.objectCount()) return fail("a class cannot be read");
   std::uint32_t& slot = slots_[static_cast<std::size_t>(number)];
   if (slot >= kFirstStored || slot == kInProgress) return fail("a value stands where a class belongs");
   if (slot == kUntouched) {
@@ -462,6 +477,7 @@ bool Decoder::stringObject(const Fields& fields, Value& out) {
     return true;
   }
   if (!bytes.isData()) return fail("a string object holds no text");
+  kept_.push_back(bytes);
   const std::string_view utf8(reinterpret_cast<const char*>(bytes.data().data()), bytes.data().size());
   if (!spend(utf8.size())) return false;
   if (!isValidUtf8(utf8)) return fail("a text is no valid UTF-8");
@@ -534,29 +550,29 @@ bool Decoder::values(const Uids& uids, std::size_t depth, Measure& own, std::vec
   return true;
 }
 
-bool Decoder::keysOf(const Fields& fields, const Object& object, std::size_t depth,
-                     std::shared_ptr<Keys>& out) {
+bool Decoder::keysOf(const Fields& fields, const Object& object, std::size_t depth, const Keys*& out) {
   const Object list = fields.keys == Fields::kNone ? Object{} : list_.object(fields.keys);
-  if (list.kind != Kind::Array || list.count == 0) return readKeys(fields, object, depth, out);
-  std::shared_ptr<Keys>& kept = keyLists_[(list_.reference(list.payload, 0) + list.count) % keyLists_.size()];
-  const std::string_view bytes = referencesOf(list, list.count);
-  if (kept && kept->bytes == bytes) {
-    out = kept;
-    return spend(list.count);
+  const bool isList = list.kind == Kind::Array && list.count > 0;
+  const std::string_view bytes = isList ? referencesOf(list, list.count) : std::string_view();
+  const Keys** kept = nullptr;
+  if (isList) {
+    kept = &keyLists_[(list_.reference(list.payload, 0) + list.count) % keyLists_.size()];
+    out = *kept;
+    if (out && out->bytes == bytes) return spend(list.count);
   }
-  if (!readKeys(fields, object, depth, out)) return false;
-  out->bytes = bytes;
-  kept = out;
+  Keys& read = keys_.emplace_back();
+  if (!readKeys(fields, object, depth, read)) return false;
+  read.bytes = bytes;
+  if (kept) *kept = &read;
+  out = &read;
   return true;
 }
 
-bool Decoder::readKeys(const Fields& fields, const Object& object, std::size_t depth,
-                       std::shared_ptr<Keys>& out) {
+bool Decoder::readKeys(const Fields& fields, const Object& object, std::size_t depth, Keys& out) {
   Uids uids;
   if (!uidsOf(fields.keys, object, kNumberedKey, fields.numbered, uids)) return false;
-  out = std::make_shared<Keys>();
-  out->count = uids.count;
-  out->texts.reserve(uids.count);
+  out.count = uids.count;
+  out.texts.reserve(uids.count);
   KeyList list;
   list.reserve(uids.count);
   Measure none;
@@ -565,12 +581,12 @@ bool Decoder::readKeys(const Fields& fields, const Object& object, std::size_t d
     Value key;
     if (!uidAt(uids, i, named) || !value(named, depth, none, key)) return false;
     if (!key.isString()) return fail("a dictionary's key is no text");
-    out->texts.push_back(key.text());
+    out.texts.push_back(key.text());
     if (list.position(key.string()) == list.size()) list.append(key.text());
   }
   if (list.size() == uids.count) {
-    out->texts = {};
-    out->list.reset(std::move(list));
+    out.texts = {};
+    out.list.reset(std::move(list));
   }
   return true;
 }

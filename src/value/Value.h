@@ -163,6 +163,7 @@ class Value final {
     if (isStored()) content_.storage->holdUnpublished();
     return Value(held_, content_);
   }
+  class Reference;
 
  private:
   // From String on: in storage that copies share.
@@ -198,6 +199,23 @@ class Value final {
   template <class T>
   T& edit(Held held);
 
+  Held held_ = Held::Nil;
+  Content content_{};
+};
+
+// What a value holds, without a hold of its own: for who builds values, knows that some copy of each lives,
+// and may need another.
+class Value::Reference final {
+ public:
+  Reference() noexcept = default;
+  explicit Reference(const Value& value) noexcept : held_(value.held_), content_(value.content_) {}
+  // Under the terms of Value::unpublishedCopy.
+  Value unpublishedCopy() const noexcept {
+    if (held_ >= Held::String) content_.storage->holdUnpublished();
+    return Value(held_, content_);
+  }
+
+ private:
   Held held_ = Held::Nil;
   Content content_{};
 };
