@@ -1,6 +1,7 @@
 // HEIC and AVIF: the boxes that describe the primary item (ISO/IEC 14496-12 and 23008-12).
 #include <algorithm>
 #include <map>
+#include <set>
 #include <vector>
 
 #include "pictures/properties/PictureFacts.h"
@@ -101,7 +102,7 @@ class Meta final {
   std::vector<std::uint64_t> referring(std::string_view type, std::uint64_t to) const;
   void takeColour(PictureFacts& facts) const;
   bool hasAlphaPlane() const;
-  Bytes dataOf(const Item& item, ByteSource& file) const;
+  static Bytes dataOf(const Item& item, ByteSource& file, ByteSource& box);
 
   struct Reference {
     std::string_view type;
@@ -204,11 +205,14 @@ FileBytes Meta::property(std::uint64_t item, std::string_view type) const {
   return {};
 }
 
+// Each item once, however often it says so: what is done for it is done once.
 std::vector<std::uint64_t> Meta::referring(std::string_view type, std::uint64_t to) const {
   std::vector<std::uint64_t> items;
+  std::set<std::uint64_t> known;
   for (const Reference& reference : references_)
     if (reference.type == type &&
-        std::find(reference.to.begin(), reference.to.end(), to) != reference.to.end())
+        std::find(reference.to.begin(), reference.to.end(), to) != reference.to.end() &&
+        known.insert(reference.from).second)
       items.push_back(reference.from);
   return items;
 }
@@ -235,9 +239,8 @@ bool Meta::hasAlphaPlane() const {
   return false;
 }
 
-Bytes Meta::dataOf(const Item& item, ByteSource& file) const {
+Bytes Meta::dataOf(const Item& item, ByteSource& file, ByteSource& box) {
   Bytes all;
-  ByteSource box(data_);
   for (const Place& place : item.extents) {
     const FileBytes part = (item.inBox ? box : file).at(place.offset, static_cast<std::size_t>(place.length));
     if (part.empty() || all.size() + part.size() > ByteSource::kLargestPiece) break;
@@ -261,12 +264,13 @@ std::optional<PictureFacts> Meta::facts(ByteSource& file) {
     for (const Reference& reference : references_)
       if (reference.type == "dimg" && reference.from == primary_ && !reference.to.empty())
         sizeOf(reference.to.front(), facts.tileWidth, facts.tileHeight);
+  ByteSource box(data_);  // one for all items, with one budget
   for (const std::uint64_t id : referring("cdsc", primary_)) {
     const Item& item = items_[id];
     if (item.type != "Exif" || !facts.exif.empty()) continue;
     // The block stands behind a number that tells how far behind.
     Fields fields(FileBytes{});
-    const Bytes data = dataOf(item, file);
+    const Bytes data = dataOf(item, file, box);
     fields = Fields(data);
     fields.take(static_cast<std::size_t>(fields.number(4)));
     if (!fields.failed()) facts.exif = copyOf(fields.rest());
