@@ -1,8 +1,5 @@
 #include "console/StandardOutputConsoleView.h"
 
-#include <sys/stat.h>
-
-#include <cstdlib>
 #include <string>
 
 namespace moxtel {
@@ -54,14 +51,6 @@ void writeLines(std::FILE* stream, std::string_view firstStart, std::string_view
 }
 
 }  // namespace
-
-OutputKind kindOfOutput(std::FILE* stream) {
-  const char* const journal = std::getenv("JOURNAL_STREAM");
-  struct stat status {};
-  if (!journal || ::fstat(::fileno(stream), &status) != 0) return OutputKind::Plain;
-  const std::string ours = std::to_string(status.st_dev) + ':' + std::to_string(status.st_ino);
-  return ours == journal ? OutputKind::Journal : OutputKind::Plain;
-}
 
 void writeJournalLines(std::FILE* stream, JournalPriority priority, std::string_view text) {
   const std::string start = '<' + std::to_string(static_cast<int>(priority)) + '>';

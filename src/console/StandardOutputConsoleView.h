@@ -8,13 +8,9 @@
 #include <cstdio>
 
 #include "console/MXSConsole.h"
+#include "platform/ServiceManager.h"
 
 namespace moxtel {
-
-enum class OutputKind : unsigned char { Plain, Journal };
-
-// Whether what is written to the stream goes to the journal ($JOURNAL_STREAM names it).
-OutputKind kindOfOutput(std::FILE* stream);
 
 enum class JournalPriority : unsigned char { Error = 3, Info = 6 };
 

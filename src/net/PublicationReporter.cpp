@@ -1,9 +1,5 @@
 #include "net/PublicationReporter.h"
 
-#include <arpa/inet.h>
-#include <ifaddrs.h>
-#include <net/if.h>
-
 #include <utility>
 
 namespace moxtel {
@@ -18,12 +14,6 @@ std::string joined(const std::vector<std::string>& texts) {
   std::string line;
   for (const std::string& text : texts) line += (line.empty() ? "" : ", ") + text;
   return line;
-}
-
-std::string textOf(const sockaddr* address) {
-  char text[INET_ADDRSTRLEN] = "";
-  inet_ntop(AF_INET, &reinterpret_cast<const sockaddr_in*>(address)->sin_addr, text, sizeof text);
-  return text;
 }
 
 }  // namespace
@@ -64,19 +54,6 @@ void PublicationReporter::reportPublished() {
 std::string PublicationReporter::place() const {
   const std::string where = known_.empty() ? "no network address yet" : joined(known_);
   return where + ", port " + std::to_string(port_);
-}
-
-std::vector<std::string> localIPv4Addresses() {
-  ifaddrs* list = nullptr;
-  if (getifaddrs(&list) != 0) return {};
-  const std::unique_ptr<ifaddrs, void (*)(ifaddrs*)> owner(list, &freeifaddrs);
-  std::vector<std::string> outside;
-  std::vector<std::string> loopback;
-  for (const ifaddrs* item = list; item; item = item->ifa_next) {
-    if (!item->ifa_addr || item->ifa_addr->sa_family != AF_INET || !(item->ifa_flags & IFF_UP)) continue;
-    (item->ifa_flags & IFF_LOOPBACK ? loopback : outside).push_back(textOf(item->ifa_addr));
-  }
-  return outside.empty() ? loopback : outside;
 }
 
 }  // namespace moxtel

@@ -18,7 +18,7 @@ class PublicationReporter final {
  public:
   // As MXSConsole::showTitle: the title is "Info" or "Error".
   using Show = std::function<void(std::string_view title, std::string_view text)>;
-  // This machine's IPv4 addresses, dotted quads (localIPv4Addresses).
+  // This machine's IPv4 addresses, dotted quads (localIPv4Addresses, platform/HostNames.h).
   using Addresses = std::function<std::vector<std::string>()>;
 
   // The name that is asked for, and the port that is listened on. Borrows the loop, on which it looks every
@@ -42,9 +42,5 @@ class PublicationReporter final {
   std::vector<std::string> known_;
   std::unique_ptr<Timer> timer_;
 };
-
-// The IPv4 addresses of the interfaces that are up, those of the loopback interface only where there are no
-// others. Any thread.
-std::vector<std::string> localIPv4Addresses();
 
 }  // namespace moxtel

@@ -1,6 +1,8 @@
 #include "platform/HostNames.h"
 
 #include <arpa/inet.h>
+#include <ifaddrs.h>
+#include <net/if.h>
 #include <netdb.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
@@ -46,6 +48,12 @@ void ended(Counter& counter) {
   --counter.running;
 }
 
+std::string dottedQuad(const sockaddr* address) {
+  char text[INET_ADDRSTRLEN] = "";
+  inet_ntop(AF_INET, &reinterpret_cast<const sockaddr_in*>(address)->sin_addr, text, sizeof text);
+  return text;
+}
+
 std::optional<std::string> askResolver(const std::string& address) {
   sockaddr_in socketAddress{};
   socketAddress.sin_family = AF_INET;
@@ -64,6 +72,19 @@ std::string currentHostName() {
   std::array<char, 256> name{};
   if (::gethostname(name.data(), name.size() - 1) != 0 || name[0] == '\0') return "localhost";
   return name.data();
+}
+
+std::vector<std::string> localIPv4Addresses() {
+  ifaddrs* list = nullptr;
+  if (getifaddrs(&list) != 0) return {};
+  const std::unique_ptr<ifaddrs, void (*)(ifaddrs*)> owner(list, &freeifaddrs);
+  std::vector<std::string> outside;
+  std::vector<std::string> loopback;
+  for (const ifaddrs* item = list; item; item = item->ifa_next) {
+    if (!item->ifa_addr || item->ifa_addr->sa_family != AF_INET || !(item->ifa_flags & IFF_UP)) continue;
+    (item->ifa_flags & IFF_LOOPBACK ? loopback : outside).push_back(dottedQuad(item->ifa_addr));
+  }
+  return outside.empty() ? loopback : outside;
 }
 
 std::optional<std::string> answerWithin(std::chrono::milliseconds limit,

@@ -1,15 +1,20 @@
-// Names of this machine and of others. Any thread.
+// Names and addresses of this machine, and names of others. Any thread.
 #pragma once
 
 #include <chrono>
 #include <functional>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace moxtel {
 
 // This machine's name for people and for publication; "localhost" when it has none.
 std::string currentHostName();
+
+// The IPv4 addresses of the interfaces that are up, as dotted quads; those of the loopback interface only
+// where there are no others.
+std::vector<std::string> localIPv4Addresses();
 
 // The host name of an IPv4 address in dotted-quad text; nothing when it has none, or when the answer takes
 // longer than the limit (the look-up then ends by itself, its answer unused).

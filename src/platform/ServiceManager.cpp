@@ -1,11 +1,13 @@
 #include "platform/ServiceManager.h"
 
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 
 #include "platform/Pipe.h"
 
@@ -26,6 +28,14 @@ bool notifyServiceManager(std::string_view state) {
   const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + length);
   return ::sendto(socket.get(), state.data(), state.size(), 0, reinterpret_cast<const sockaddr*>(&address),
                   size) == static_cast<ssize_t>(state.size());
+}
+
+OutputKind kindOfOutput(std::FILE* stream) {
+  const char* const journal = std::getenv("JOURNAL_STREAM");
+  struct stat status {};
+  if (!journal || ::fstat(::fileno(stream), &status) != 0) return OutputKind::Plain;
+  const std::string ours = std::to_string(status.st_dev) + ':' + std::to_string(status.st_ino);
+  return ours == journal ? OutputKind::Journal : OutputKind::Plain;
 }
 
 }  // namespace moxtel

@@ -1,10 +1,8 @@
 #include "console/StandardOutputConsoleView.h"
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include <array>
-#include <cstdlib>
 #include <memory>
 #include <string>
 
@@ -54,19 +52,6 @@ TEST(StandardOutputConsoleView, printsControlCharactersSoThatNoTerminalObeysThem
 }
 
 TEST(StandardOutputConsoleView, printsPercentSignsAsTheyAre) { EXPECT_EQ(printedText("%s%n%@"), "%s%n%@"); }
-
-TEST(StandardOutputConsoleView, knowsTheJournalByItsStream) {
-  const std::unique_ptr<std::FILE, Closer> file(std::tmpfile());
-  struct stat status {};
-  ASSERT_EQ(::fstat(::fileno(file.get()), &status), 0);
-  ::unsetenv("JOURNAL_STREAM");
-  EXPECT_EQ(kindOfOutput(file.get()), OutputKind::Plain);
-  ::setenv("JOURNAL_STREAM", "1:1", 1);
-  EXPECT_EQ(kindOfOutput(file.get()), OutputKind::Plain);
-  ::setenv("JOURNAL_STREAM", (std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino)).c_str(),
-           1);
-  EXPECT_EQ(kindOfOutput(file.get()), OutputKind::Journal);
-}
 
 }  // namespace
 }  // namespace moxtel

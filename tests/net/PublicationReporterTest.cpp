@@ -74,11 +74,5 @@ TEST_F(PublicationReporterTest, saysNothingOfAddressesWhileNothingIsPublished) {
   EXPECT_THAT(lines, IsEmpty());
 }
 
-TEST(LocalIPv4Addresses, areDottedQuads) {
-  for (const std::string& address : localIPv4Addresses()) {
-    EXPECT_EQ(std::count(address.begin(), address.end(), '.'), 3) << address;
-  }
-}
-
 }  // namespace
 }  // namespace moxtel

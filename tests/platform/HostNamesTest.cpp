@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <future>
 #include <optional>
@@ -21,6 +22,12 @@ TEST(HostNames, tellsThisMachinesName) {
   std::array<char, 256> name{};
   ASSERT_EQ(::gethostname(name.data(), name.size() - 1), 0);
   EXPECT_EQ(currentHostName(), name.data());
+}
+
+TEST(HostNames, givesThisMachinesAddressesAsDottedQuads) {
+  for (const std::string& address : localIPv4Addresses()) {
+    EXPECT_EQ(std::count(address.begin(), address.end(), '.'), 3) << address;
+  }
 }
 
 TEST(HostNames, findsTheNameOfTheLoopbackAddress) {

@@ -2,12 +2,14 @@
 
 #include <gtest/gtest.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
 #include <array>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <stdexcept>
 #include <string>
 
@@ -93,6 +95,19 @@ TEST_F(ServiceManagerTest, mustHaveANameThatAnAddressHolds) {
   Manager manager(longest);
   EXPECT_TRUE(notifyServiceManager("READY=1"));
   EXPECT_EQ(manager.told(), "READY=1");
+}
+
+TEST(KindOfOutput, knowsTheJournalByItsStream) {
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::tmpfile(), &std::fclose);
+  struct stat status {};
+  ASSERT_EQ(::fstat(::fileno(file.get()), &status), 0);
+  ::unsetenv("JOURNAL_STREAM");
+  EXPECT_EQ(kindOfOutput(file.get()), OutputKind::Plain);
+  ::setenv("JOURNAL_STREAM", "1:1", 1);
+  EXPECT_EQ(kindOfOutput(file.get()), OutputKind::Plain);
+  ::setenv("JOURNAL_STREAM", (std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino)).c_str(),
+           1);
+  EXPECT_EQ(kindOfOutput(file.get()), OutputKind::Journal);
 }
 
 }  // namespace
