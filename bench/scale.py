@@ -14,8 +14,9 @@ again (together 3 GB). Markdown tables are printed, medians of --rounds (3) fres
 - thumbnails: 1,000 of them spread over the library, asked for in turn over one connection;
 - peer: the album of all photos, beside Python, which reads it with one sqlite3 join and writes it with plistlib.
 
-Growth is the slope of the logarithm of the processor time over that of the number of photos, fitted over the sizes
-that took 2 ms and more: 1 means that the time grows as the photos do, 0 that it does not.
+Growth is the slope of the logarithm of the processor time, or the memory, over that of the number of photos; where a
+command is timed, fitted over the sizes that took 2 ms and more. 1 means that it grows as the photos do, 0 that it does
+not.
 """
 import argparse
 import math
@@ -173,19 +174,20 @@ def megabytes(value):
     return "%.0f" % (value / 1e6)
 
 
-def growth(computed):
-    """The slope over (photos, processor seconds); nothing where they are too few to tell."""
-    points = [(math.log(photos), math.log(spent)) for photos, spent in computed.items() if spent >= LEAST_COMPUTED]
+def growth(found, least=0.0):
+    """The slope over what was found by number of photos; nothing where too few are large enough to tell."""
+    points = [(math.log(photos), math.log(value)) for photos, value in found.items() if value >= least]
     return "%.2f" % statistics.linear_regression(*zip(*points)).slope if len(points) > 1 else ""
 
 
 def start_table(libraries, rounds):
     head("Photos", "Start-up, ms", "Processor, ms", "Memory, MB")
-    computed = {}
+    computed, memory = {}, {}
     for photos, library in libraries.items():
-        spent, computed[photos], memory = map(statistics.median, zip(*(started(library) for _ in range(rounds))))
-        row(f"{photos:,}", milliseconds(spent), milliseconds(computed[photos]), megabytes(memory))
-    row("growth", "", growth(computed), "")
+        spent, computed[photos], memory[photos] = map(statistics.median,
+                                                      zip(*(started(library) for _ in range(rounds))))
+        row(f"{photos:,}", milliseconds(spent), milliseconds(computed[photos]), megabytes(memory[photos]))
+    row("growth", "", growth(computed), growth(memory))
 
 
 def medians(samples, name):
@@ -211,14 +213,15 @@ def command_tables(libraries, rounds):
     head("Reply, ms: first / again", *sizes)
     for name, of in samples.items():
         row(name, *(pair(medians(found, "seconds")) for found in of.values()))
-    head("Sent, bytes; peak memory", *sizes)
+    head("Sent, bytes; peak memory", *sizes, "Growth of memory")
     for name, of in samples.items():
-        row(name, *("%s; %s MB" % (f"{found[0][0].size:,}", megabytes(max(medians(found, "memory"))))
-                    for found in of.values()))
+        memory = {photos: max(medians(found, "memory")) for photos, found in of.items()}
+        row(name, *("%s; %s MB" % (f"{found[0][0].size:,}", megabytes(memory[photos])) for photos, found in of.items()),
+            growth(memory))
 
 
 def growths(computed):
-    both = [growth({photos: spent[place] for photos, spent in computed.items()}) for place in (0, 1)]
+    both = [growth({photos: spent[place] for photos, spent in computed.items()}, LEAST_COMPUTED) for place in (0, 1)]
     return [" / ".join(text or "–" for text in both)]
 
 
@@ -261,11 +264,13 @@ def delivered(library, keys, client):
 def thumbnail_table(libraries, folder, client, rounds):
     head("Photos", "Thumbnails a second", "Median, µs", "Processor, µs each", "Peak memory, MB")
     picture = thumbnail(folder)
+    computed, memory = {}, {}
     for photos, library in libraries.items():
         keys = with_thumbnails(library, picture)
-        rate, latency, computed, memory = map(statistics.median,
-                                              zip(*(delivered(library, keys, client) for _ in range(rounds))))
-        row(f"{photos:,}", f"{rate:,.0f}", "%.0f" % latency, "%.0f" % computed, megabytes(memory))
+        rate, latency, computed[photos], memory[photos] = map(
+            statistics.median, zip(*(delivered(library, keys, client) for _ in range(rounds))))
+        row(f"{photos:,}", f"{rate:,.0f}", "%.0f" % latency, "%.0f" % computed[photos], megabytes(memory[photos]))
+    row("growth", "", "", growth(computed), growth(memory))
 
 
 def photo_dictionary(uuid, model_id, poster, latitude, longitude, caption, comment):
