@@ -5,6 +5,7 @@ import struct
 
 FOLDER = pathlib.Path(__file__).parent / "corpus" / "CommandFuzz"
 COMMANDS = 20
+MOVIE = 97  # which of the library's texts is the key of its movie
 KNOWN = 8  # the choice that picks one of the library's own texts
 REAL = 2
 
@@ -26,6 +27,7 @@ def main():
         (FOLDER / f"command-{command:02}").write_bytes(bytes([command % 4]) + row)
     every = b"".join(request(command, 3 * command + 1) for command in (3, 5, 18, 19, 15, 4))
     (FOLDER / "some-in-a-row").write_bytes(b"\x03" + every)
+    (FOLDER / "movie").write_bytes(b"\x00" + b"".join(request(command, MOVIE) for command in (8, 9, 11, 13, 14)))
 
 
 if __name__ == "__main__":
