@@ -5,6 +5,7 @@
     fuzz/report.py --write [SUMMARY]  puts it between its marks in the document
 
 A line of the summary: NAME round N rc STATUS secs SECONDS execs EXECUTIONS cov: EDGES ft: FEATURES [cpu SECONDS].
+"Parser's lines" are those that fuzz/coverage.py found reached, and left beside the summary.
 "Findings" are the inputs that broke something once: fuzz/crashes, which CTest replays on every run."""
 
 import argparse
@@ -16,6 +17,20 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent
 DOCUMENT = ROOT / "docs/reliability.md"
 MARKS = "<!-- fuzz/report.py -->\n", "<!-- end of fuzz/report.py -->\n"
 LINE = re.compile(r"(\w+) round \d+ rc (\d+) secs (\d+) execs (\d*)(?: +cov: (\d+) ft: \d+)?(?: cpu (\d+))?")
+
+COVERAGE = re.compile(r"(\w+) lines (\d+) of (\d+)")
+
+
+def target_names():
+    return re.findall(r"^moxtel_fuzz\((\w+)", (ROOT / "fuzz/CMakeLists.txt").read_text(), re.M)
+
+
+def coverage(summary):
+    """By target, as a text."""
+    file = summary.parent / "coverage"
+    found = COVERAGE.findall(file.read_text()) if file.exists() else []
+    return {name: "%d %% of %s" % (100 * int(reached) // int(lines), format(int(lines), ","))
+            for name, reached, lines in found}
 
 
 class Target:
@@ -34,15 +49,14 @@ class Target:
         folder = ROOT / "fuzz/crashes" / self.name
         return sum(1 for path in folder.iterdir() if not path.name.startswith(".")) if folder.is_dir() else 0
 
-    def row(self):
-        return "| %s | %d | %s | %s | %s | %s |" % (
+    def row(self, lines):
+        return "| %s | %d | %s | %s | %s | %s | %s |" % (
             self.name, self.runs, format(self.executions, ","), format(round(self.seconds / 60), ","),
-            format(self.edges, ","), self.findings() or "none")
+            format(self.edges, ","), lines, self.findings() or "none")
 
 
 def targets(summary):
-    names = re.findall(r"^moxtel_fuzz\((\w+)", (ROOT / "fuzz/CMakeLists.txt").read_text(), re.M)
-    found = {name: Target(name) for name in names}
+    found = {name: Target(name) for name in target_names()}
     for line in summary.read_text().splitlines():
         match = LINE.match(line)
         if match and match[1] in found:
@@ -51,13 +65,13 @@ def targets(summary):
 
 
 def table(summary):
-    rows = targets(summary)
+    rows, lines = targets(summary), coverage(summary)
     date = datetime.date.fromtimestamp(summary.stat().st_mtime)
-    lines = ["As of %s; %s executions in %.1f hours." % (
-                 date, format(sum(target.executions for target in rows), ","), sum(t.seconds for t in rows) / 3600),
-             "", "| Target | Runs | Executions | Minutes | Edges reached | Findings |", "|---|---|---|---|---|---|",
-             *(target.row() for target in rows)]
-    return "\n".join(lines) + "\n"
+    text = ["As of %s; %s executions in %.1f hours." % (
+                date, format(sum(target.executions for target in rows), ","), sum(t.seconds for t in rows) / 3600),
+            "", "| Target | Runs | Executions | Minutes | Edges reached | Parser's lines | Findings |",
+            "|---|---|---|---|---|---|---|", *(target.row(lines.get(target.name, "–")) for target in rows)]
+    return "\n".join(text) + "\n"
 
 
 def main():

@@ -1,0 +1,82 @@
+#!/usr/bin/env python3
+"""Which lines of each parser its fuzzer reaches.
+
+    fuzz/coverage.py [FOLDER] [TARGET …]
+
+Builds the targets (preset "coverage": no sanitizers, whose own branches would count), gives each its seeds, its old
+crashes and what the fuzzer left in FOLDER/TARGET (build/fuzz/out), and writes a line for each into FOLDER/coverage,
+which fuzz/report.py puts into its table: NAME lines REACHED of ALL. Only the parser's own sources count, not what it uses.
+"""
+
+import argparse
+import json
+import os
+import pathlib
+import subprocess
+import tempfile
+
+import report
+
+BUILD = report.ROOT / "build/coverage"
+# What each target is there for, below src/.
+PARSERS = {
+    "ArchiveFuzz": ("net/KeyedUnarchiver.cpp", "net/BinaryPropertyList.cpp", "net/XmlPropertyList.cpp",
+                    "net/PropertyListLeaves.cpp"),
+    "ArchiveGrammarFuzz": ("net/KeyedUnarchiver.cpp", "net/BinaryPropertyList.cpp"),
+    "FormatFuzz": ("value/Format.cpp",),
+    "ScriptResultFuzz": ("platform/ScriptResult.cpp",),
+    "AlbumDataFuzz": ("library/AlbumDataFile.cpp", "library/AlbumDataXml.cpp", "library/AlbumDataBinary.cpp",
+                      "library/AlbumDataTree.cpp", "library/PropertyListText.cpp"),
+    "IntakeFuzz": ("commands/CommandHandler.cpp", "commands/CommandRequest.cpp", "commands/ListingCommands.cpp"),
+    "CommandFuzz": ("commands/",),
+    "DefaultsFuzz": ("platform/UserDefaults.cpp",),
+    "PropertiesFuzz": ("pictures/properties/",),
+    "FlatPsdFuzz": ("pictures/FlatPsd.cpp",),
+    "JpegFuzz": ("pictures/Jpeg.cpp", "pictures/JpegLibrary.cpp"),
+}
+
+
+def is_of(name, file):
+    source = report.ROOT / "src"
+    return file.suffix == ".cpp" and file.is_relative_to(source) and \
+        str(file.relative_to(source)).startswith(PARSERS[name])
+
+
+def lines(name, inputs, folder):
+    """How many lines were reached, of how many."""
+    program = BUILD / "fuzz" / name
+    raw, merged = folder / (name + ".profraw"), folder / (name + ".profdata")
+    places = [report.ROOT / "fuzz/corpus" / name, report.ROOT / "fuzz/crashes" / name, inputs / name]
+    if subprocess.run([program, *places], stdout=subprocess.DEVNULL,
+                      env={**os.environ, "LLVM_PROFILE_FILE": str(raw)}).returncode != 0:
+        raise SystemExit("%s fails with one of the inputs in %s" % (name, ", ".join(map(str, places))))
+    subprocess.run(["llvm-profdata", "merge", "-o", merged, raw], check=True)
+    exported = subprocess.run(["llvm-cov", "export", "-summary-only", "-instr-profile=%s" % merged, program],
+                              check=True, stdout=subprocess.PIPE).stdout
+    found = [file["summary"]["lines"] for file in json.loads(exported)["data"][0]["files"]
+             if is_of(name, pathlib.Path(file["filename"]).resolve())]
+    return sum(file["covered"] for file in found), sum(file["count"] for file in found)
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("folder", nargs="?", type=pathlib.Path, default=report.ROOT / "build/fuzz/out")
+    parser.add_argument("targets", nargs="*", metavar="TARGET")
+    options = parser.parse_args()
+    names = options.targets or report.target_names()
+    subprocess.run(["tools/packages", "build", "test", "tools"], cwd=report.ROOT, check=True)
+    subprocess.run(["cmake", "--preset", "coverage"], cwd=report.ROOT, check=True, stdout=subprocess.DEVNULL)
+    subprocess.run(["cmake", "--build", "--preset", "coverage", "--target", *names], cwd=report.ROOT, check=True)
+    options.folder.mkdir(parents=True, exist_ok=True)
+    kept = options.folder / "coverage"
+    # What was counted of other targets stays.
+    counted = {line.split()[0]: line for line in kept.read_text().splitlines()} if kept.exists() else {}
+    with tempfile.TemporaryDirectory() as name:
+        for target in names:
+            counted[target] = "%s lines %d of %d" % (target, *lines(target, options.folder, pathlib.Path(name)))
+            print(counted[target], flush=True)
+    kept.write_text("\n".join(counted.values()) + "\n")
+
+
+if __name__ == "__main__":
+    main()
