@@ -47,6 +47,9 @@ struct DecodingError {
 struct ArchiveLimits {
   std::size_t depth = 128;         // nested collections
   std::size_t values = 64u << 20;  // that the decoded root may unfold into, shared ones counted each time
+  // What archives of so many bytes hold goes into few large blocks: quick to make and to free, but one text
+  // that is kept keeps up to 2 MB.
+  std::size_t slabFrom = 1u << 20;
 };
 
 // Reads binary and XML archives. Never throws; time and memory are bounded by the input's size and the

@@ -113,13 +113,15 @@ class Decoder final {
   bool readUids(std::uint64_t number, Uids& out);
   bool numberedUids(const Object& object, std::string_view prefix, Uids& out);
   bool uidsOf(std::uint64_t number, const Object& object, std::string_view prefix, bool numbered, Uids& out);
-  bool values(const Uids& uids, std::size_t depth, Measure& own, std::vector<Value>& out);
+  bool values(const Uids& uids, std::size_t depth, Measure& own, Value* out);
   bool keysOf(const Fields& fields, const Object& object, std::size_t depth, const Keys*& out);
   bool readKeys(const Fields& fields, const Object& object, std::size_t depth, Keys& out);
-  Value dictionaryOf(const Keys& keys, std::vector<Value> values, Mutability mutability);
+  Value dictionaryOf(const Keys& keys, ValueRow values, Mutability mutability);
+  Slab* slab() { return slab_ ? &*slab_ : nullptr; }
 
   const BinaryPropertyList& list_;
   const ArchiveLimits& limits_;
+  std::optional<Slab> slab_;  // of a large archive
   const char* reason_ = nullptr;
   Object objects_;
   std::uint64_t budget_ = 0;
@@ -148,7 +150,9 @@ constexpr std::uint32_t kCollectionBit = 1u << 31;
 Decoder::Decoder(const BinaryPropertyList& list, const ArchiveLimits& limits)
     // Each reference and each byte of text stands in the input once; those of objects that may be shared are
     // read a second time by writers that save room.
-    : list_(list), limits_(limits), budget_(2 * static_cast<std::uint64_t>(list.size()) + 256) {}
+    : list_(list), limits_(limits), budget_(2 * static_cast<std::uint64_t>(list.size()) + 256) {
+  if (list.size() >= limits.slabFrom) slab_.emplace();
+}
 
 std::variant<Value, DecodingError> Decoder::root() {
   std::uint64_t rootUid = 0;
@@ -288,7 +292,7 @@ bool Decoder::seconds(const Object& object, double& out) {
 
 bool Decoder::text(const Object& object, Value& out) {
   if (object.kind != Kind::Ascii && object.kind != Kind::Utf16) return fail("an object cannot be read");
-  return spend(object.count) && fine(readText(object, out));
+  return spend(object.count) && fine(readText(object, slab(), out));
 }
 
 // A text or data that stands in an object's own dictionary, or that a UID there names.
@@ -341,22 +345,23 @@ bool Decoder::collection(Class kind, const Object& object, const Fields& fields,
   const Mutability mutability = isMutable ? Mutability::Mutable : Mutability::Immutable;
   Uids objects;
   if (!uidsOf(fields.objects, object, kNumberedObject, fields.numbered, objects)) return false;
-  std::vector<Value> items;
   if (kind == Class::Array || kind == Class::MutableArray) {
-    if (!values(objects, depth, own, items)) return false;
+    std::vector<Value> items(objects.count);
+    if (!values(objects, depth, own, items.data())) return false;
     out = Array(std::move(items), mutability);
     return true;
   }
   const Keys* keys = nullptr;
   if (!keysOf(fields, object, depth, keys)) return false;
   if (keys->count != objects.count) return fail("a dictionary's keys and objects differ in number");
-  if (!values(objects, depth, own, items)) return false;
+  ValueRow items(objects.count, slab());
+  if (!values(objects, depth, own, items.data())) return false;
   out = dictionaryOf(*keys, std::move(items), mutability);
   return true;
 }
 
-Value Decoder::dictionaryOf(const Keys& keys, std::vector<Value> values, Mutability mutability) {
-  if (keys.list) return Dictionary(keys.list, std::move(values), mutability);
+Value Decoder::dictionaryOf(const Keys& keys, ValueRow values, Mutability mutability) {
+  if (keys.list) return Value(Dictionary(keys.list, std::move(values), mutability), slab());
   Dictionary entries(mutability);
   for (std::size_t i = 0; i < values.size(); ++i) {
     if (const Value* replaced = entries.find(keys.texts[i])) kept_.push_back(*replaced);
@@ -540,9 +545,8 @@ bool Decoder::numberedUids(const Object& object, std::string_view prefix, Uids& 
   return true;
 }
 
-// The objects that the UIDs name, for a collection that measures its contents.
-bool Decoder::values(const Uids& uids, std::size_t depth, Measure& own, std::vector<Value>& out) {
-  out.resize(uids.count);
+// The objects that the UIDs name, for a collection that measures its contents; `out` has room for them.
+bool Decoder::values(const Uids& uids, std::size_t depth, Measure& own, Value* out) {
   for (std::size_t i = 0; i < uids.count; ++i) {
     std::uint64_t named = 0;
     if (!uidAt(uids, i, named) || !value(named, depth, own, out[i])) return false;

@@ -41,17 +41,17 @@ const char* readWideInteger(const Object& object, Value& out) {
   return nullptr;
 }
 
-const char* readText(const Object& object, Value& out) {
+const char* readText(const Object& object, Slab* slab, Value& out) {
   if (object.kind == Kind::Ascii) {
     const std::string_view ascii(reinterpret_cast<const char*>(object.payload),
                                  static_cast<std::size_t>(object.count));
     if (!isAscii(ascii)) return "a text marked as ASCII is none";
-    out = ascii;
+    out = Text(ascii, slab);
     return nullptr;
   }
   std::string utf8;
   const char* reason = readUtf16(object, utf8);
-  if (!reason) out = utf8;
+  if (!reason) out = Text(utf8, slab);
   return reason;
 }
 

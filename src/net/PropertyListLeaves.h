@@ -24,7 +24,7 @@ inline double realOf(const BinaryPropertyList::Object& object) noexcept {
                            : static_cast<double>(std::bit_cast<float>(static_cast<std::uint32_t>(bits)));
 }
 
-// A text in ASCII or UTF-16, which must be what it says.
-const char* readText(const BinaryPropertyList::Object& object, Value& out);
+// A text in ASCII or UTF-16, which must be what it says. Its storage stands in the slab, if there is one.
+const char* readText(const BinaryPropertyList::Object& object, Slab* slab, Value& out);
 
 }  // namespace moxtel

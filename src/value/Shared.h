@@ -14,13 +14,16 @@
 #include <string_view>
 #include <utility>
 
+#include "value/Slab.h"
+
 namespace moxtel {
 
 class Value;
 
-// What all storage begins with: the number of its holders.
+// What all storage begins with: the number of its holders, and whether it stands in a slab.
 class Counted {
  public:
+  explicit Counted(bool inSlab = false) noexcept : references_(inSlab ? kInSlab + 1 : 1) {}
   void hold() noexcept { references_.fetch_add(1, std::memory_order_relaxed); }
   // The same without a locked instruction, while no other thread can reach any of the holders.
   void holdUnpublished() noexcept {
@@ -29,18 +32,36 @@ class Counted {
   // Whether that was the last holder, who must now free the storage. A single holder need not lock anything:
   // nobody else is there to come by another hold.
   [[nodiscard]] bool release() noexcept {
-    return isSole() || references_.fetch_sub(1, std::memory_order_acq_rel) == 1;
+    return isSole() || (references_.fetch_sub(1, std::memory_order_acq_rel) & ~kInSlab) == 1;
   }
-  bool isSole() const noexcept { return references_.load(std::memory_order_acquire) == 1; }
+  bool isSole() const noexcept { return (references_.load(std::memory_order_acquire) & ~kInSlab) == 1; }
+  bool isInSlab() const noexcept { return (references_.load(std::memory_order_relaxed) & kInSlab) != 0; }
 
  private:
-  std::atomic<std::uint32_t> references_{1};
+  static constexpr std::uint32_t kInSlab = 1u << 31;
+
+  std::atomic<std::uint32_t> references_;
 };
+
+// Storage stands in the slab when there is one and it is small enough.
+inline bool isForSlab(const Slab* slab, std::size_t bytes) noexcept {
+  return slab && bytes <= Slab::kLargestPart;
+}
+inline void* allocateStorage(Slab* slab, std::size_t bytes) {
+  return isForSlab(slab, bytes) ? slab->allocate(bytes) : ::operator new(bytes);
+}
+inline void freeStorage(bool inSlab, void* memory) noexcept {
+  if (inSlab) {
+    Slab::free(memory);
+  } else {
+    ::operator delete(memory);
+  }
+}
 
 // A T that holders share until one of them writes.
 template <class T>
 struct Box final : Counted {
-  explicit Box(T v) : value(std::move(v)) {}
+  explicit Box(T v, bool inSlab = false) : Counted(inSlab), value(std::move(v)) {}
   T value;
 };
 
@@ -52,6 +73,7 @@ class Text final {
   Text(std::string_view text) : rep_(make(text)) {}         // NOLINT: texts come from literals everywhere
   Text(const char* text) : Text(std::string_view(text)) {}  // NOLINT
   Text(const std::string& text) : Text(std::string_view(text)) {}  // NOLINT
+  Text(std::string_view text, Slab* slab) : rep_(make(text, slab)) {}
   Text(const Text& other) noexcept : rep_(other.rep_) {
     if (rep_) rep_->hold();
   }
@@ -88,16 +110,17 @@ class Text final {
  private:
   friend class Value;
   struct Rep : Counted {
-    explicit Rep(std::uint32_t count) noexcept : size(count) {}
+    Rep(std::uint32_t count, bool inSlab) noexcept : Counted(inSlab), size(count) {}
     std::uint32_t size;
   };
   // Takes over one hold.
   explicit Text(Rep* rep) noexcept : rep_(rep) {}
 
-  static Rep* make(std::string_view text) {
+  static Rep* make(std::string_view text, Slab* slab = nullptr) {
     if (text.empty()) return nullptr;
     const auto size = static_cast<std::uint32_t>(text.size() > UINT32_MAX ? UINT32_MAX : text.size());
-    Rep* rep = new (::operator new(sizeof(Rep) + size)) Rep(size);
+    const std::size_t bytes = sizeof(Rep) + size;
+    Rep* rep = ::new (allocateStorage(slab, bytes)) Rep(size, isForSlab(slab, bytes));
     std::memcpy(reinterpret_cast<char*>(rep + 1), text.data(), size);
     return rep;
   }
@@ -108,8 +131,9 @@ class Text final {
     if (rep && rep->release()) destroy(rep);
   }
   static void destroy(Rep* rep) noexcept {
+    const bool inSlab = rep->isInSlab();
     rep->~Rep();
-    ::operator delete(rep);
+    freeStorage(inSlab, rep);
   }
 
   Rep* rep_ = nullptr;

@@ -106,6 +106,7 @@ class Value final {
   Value(Bytes v);                                  // NOLINT
   Value(Array v);                                  // NOLINT
   Value(Dictionary v);                             // NOLINT
+  Value(Dictionary v, Slab* slab);
   // Any integer; one past the range of std::int64_t keeps its unsigned value (isBeyondSigned).
   template <class Int, std::enable_if_t<std::is_integral_v<Int> && !std::is_same_v<Int, bool>, int> = 0>
   Value(Int v) noexcept : held_(Held::Integer), content_{.integer = static_cast<std::int64_t>(v)} {  // NOLINT
@@ -283,6 +284,58 @@ class KeyList final {
   std::unique_ptr<Index> index_;
 };
 
+// The values of a dictionary: a vector in half of a vector's size, for there are many, whose storage may
+// stand in a slab. At most 2^31 - 1; std::length_error past that.
+class ValueRow final {
+ public:
+  ValueRow() noexcept = default;
+  // That many nils.
+  ValueRow(std::size_t count, Slab* slab);
+  ValueRow(const ValueRow& other);
+  ValueRow(ValueRow&& other) noexcept
+      : items_(std::exchange(other.items_, nullptr)),
+        size_(std::exchange(other.size_, 0)),
+        room_(std::exchange(other.room_, 0)) {}
+  ValueRow& operator=(const ValueRow& other) { return *this = ValueRow(other); }
+  ValueRow& operator=(ValueRow&& other) noexcept {
+    ValueRow taken(std::move(other));
+    std::swap(items_, taken.items_);
+    std::swap(size_, taken.size_);
+    std::swap(room_, taken.room_);
+    return *this;
+  }
+  ~ValueRow() {
+    clear();
+    if (items_) freeStorage(isInSlab(), items_);
+  }
+
+  std::size_t size() const noexcept { return size_; }
+  bool empty() const noexcept { return size_ == 0; }
+  const Value* data() const noexcept { return items_; }
+  Value* data() noexcept { return items_; }
+  const Value& operator[](std::size_t index) const noexcept { return items_[index]; }
+  Value& operator[](std::size_t index) noexcept { return items_[index]; }
+  void append(Value value) {
+    if (size_ == capacity()) reserve(size_ < 4 ? 4 : 2 * static_cast<std::size_t>(size_));
+    ::new (static_cast<void*>(items_ + size_++)) Value(std::move(value));
+  }
+  void remove(std::size_t index) noexcept;
+  void reserve(std::size_t count);
+  void clear() noexcept {
+    while (size_ > 0) items_[--size_].~Value();
+  }
+
+ private:
+  static constexpr std::uint32_t kInSlab = 1u << 31;
+  static std::uint32_t checkedCount(std::size_t count);
+  std::uint32_t capacity() const noexcept { return room_ & ~kInSlab; }
+  bool isInSlab() const noexcept { return (room_ & kInSlab) != 0; }
+
+  Value* items_ = nullptr;
+  std::uint32_t size_ = 0;
+  std::uint32_t room_ = 0;  // the capacity, and kInSlab
+};
+
 // A dictionary with text keys that keeps insertion order. Flat: made for few keys.
 class Dictionary final {
  public:
@@ -300,7 +353,7 @@ class Dictionary final {
   explicit Dictionary(Mutability mutability = Mutability::Immutable) noexcept : mutability_(mutability) {}
   Dictionary(std::initializer_list<Entry> entries, Mutability mutability = Mutability::Immutable);
   // With these keys and as many values; for who makes many of one kind. No other thread can reach the keys.
-  Dictionary(const Shared<KeyList>& unpublishedKeys, std::vector<Value> values, Mutability mutability)
+  Dictionary(const Shared<KeyList>& unpublishedKeys, ValueRow values, Mutability mutability)
       : keys_(unpublishedKeys.unpublishedCopy()), values_(std::move(values)), mutability_(mutability) {}
 
   // An empty dictionary into which another's keys will be appended in the same order, if not to the end: it
@@ -339,7 +392,7 @@ class Dictionary final {
   KeyList& ownKeys();
 
   Shared<KeyList> keys_;  // the first ones are this dictionary's, as many as there are values
-  std::vector<Value> values_;
+  ValueRow values_;
   Mutability mutability_;
 };
 

@@ -8,19 +8,29 @@ namespace {
 using testing::PropertyListBuilder;
 using Builder = PropertyListBuilder;
 
+// Everything is read as a small archive and as a large one.
+constexpr ArchiveLimits kLarge{.slabFrom = 0};
+
 Value readOf(const Bytes& bytes) {
   auto read = unarchivedObject(bytes);
   if (const auto* error = std::get_if<DecodingError>(&read)) {
     ADD_FAILURE() << error->reason;
     return {};
   }
+  const auto large = unarchivedObject(bytes, kLarge);
+  EXPECT_EQ(archivedData(std::get<Value>(large)), archivedData(std::get<Value>(read)));
   return std::get<Value>(read);
 }
 
-std::string errorOf(std::span<const std::uint8_t> bytes, const ArchiveLimits& limits = {}) {
-  const auto read = unarchivedObject(bytes, limits);
-  const auto* error = std::get_if<DecodingError>(&read);
-  return error ? error->reason : "read: " + describe(std::get<Value>(read));
+std::string errorOf(std::span<const std::uint8_t> bytes, ArchiveLimits limits = {}) {
+  const auto textOf = [](const std::variant<Value, DecodingError>& read) {
+    const auto* error = std::get_if<DecodingError>(&read);
+    return error ? error->reason : "read: " + describe(std::get<Value>(read));
+  };
+  const std::string text = textOf(unarchivedObject(bytes, limits));
+  limits.slabFrom = 0;
+  EXPECT_EQ(textOf(unarchivedObject(bytes, limits)), text);
+  return text;
 }
 
 // An archive whose root is index 1: one object {$class → index 2, field: …}, and its class.
@@ -194,6 +204,39 @@ TEST(KeyedUnarchiver, takesEqualKeysAgainFromAListThatItKnows) {
   const Value value = readOf(b.archive({root, one, two, b.classObject("NSDictionary"), b.string("k"),
                                         b.integer(1), b.integer(2), b.classObject("NSArray")}));
   EXPECT_EQ(value, Value(Array({Dictionary({{"k", 2}}), Dictionary({{"k", 1}})})));
+}
+
+TEST(KeyedUnarchiver, knowsWhatWasReplacedAndIsNamedAgain) {
+  Builder b;
+  // The first entry is replaced by the second, and then named by the list around.
+  const auto twice =
+      b.dictionary({{"$class", b.uid(3)}, {"NS.keys", b.uids({4, 4})}, {"NS.objects", b.uids({5, 6})}});
+  const auto root = b.dictionary({{"$class", b.uid(8)}, {"NS.objects", b.uids({2, 7, 5})}});
+  const Value value =
+      readOf(b.archive({root, twice, b.classObject("NSDictionary"), b.string("k"), b.string("replaced"),
+                        b.string("kept one"), b.string("another!"), b.classObject("NSArray")}));
+  EXPECT_EQ(value, Value(Array({Dictionary({{"k", "kept one"}}), "another!", "replaced"})));
+}
+
+TEST(KeyedUnarchiver, knowsACollectionThatWasReplacedAndIsNamedAgain) {
+  Builder b;
+  const auto twice =
+      b.dictionary({{"$class", b.uid(3)}, {"NS.keys", b.uids({4, 4})}, {"NS.objects", b.uids({5, 6})}});
+  const auto inner =
+      b.dictionary({{"$class", b.uid(3)}, {"NS.keys", b.uids({4})}, {"NS.objects", b.uids({6})}});
+  const auto root = b.dictionary({{"$class", b.uid(7)}, {"NS.objects", b.uids({2, 5})}});
+  const Value value = readOf(b.archive({root, twice, b.classObject("NSDictionary"), b.string("k"), inner,
+                                        b.string("text"), b.classObject("NSArray")}));
+  EXPECT_EQ(value, Value(Array({Dictionary({{"k", "text"}}), Dictionary({{"k", "text"}})})));
+}
+
+TEST(KeyedUnarchiver, knowsTheBytesOfATextThatAreNamedAgain) {
+  Builder b;
+  const auto text = b.dictionary({{"$class", b.uid(3)}, {"NS.bytes", b.uid(4)}});
+  const auto root = b.dictionary({{"$class", b.uid(5)}, {"NS.objects", b.uids({2, 4})}});
+  const Value value =
+      readOf(b.archive({root, text, b.classObject("NSString"), b.data("bytes"), b.classObject("NSArray")}));
+  EXPECT_EQ(value, Value(Array({"bytes", Bytes{'b', 'y', 't', 'e', 's'}})));
 }
 
 TEST(KeyedUnarchiver, sharesWhatIsNamedTwice) {
