@@ -363,7 +363,11 @@ Archiver::PendingLeaf Archiver::writeLeaf(const Value& value, std::size_t word) 
   const bool hashed = value.isString() && out_.asciiString(text, hash);
   if (!hashed) writeBytes(value);
   const auto size = static_cast<std::size_t>(out_.offset() - start);
-  if (!hashed) hash.mixBytes(out_.next() - size, size);
+  if (!hashed) {
+    // Anew: texts that are no UTF-8 differ and may be written as the same.
+    hash = leaves_.hash(size);
+    hash.mixBytes(out_.next() - size, size);
+  }
   leaves_.prefetch(hash.value());
   return {size, word, hash.value()};
 }

@@ -228,6 +228,13 @@ TEST(KeyedArchiver, replacesBytesThatAreNoUtf8) {
   EXPECT_EQ(readOf(archivedData(Dictionary({{"k\xC0", 1}}))), Value(Dictionary({{"k\uFFFD", 1}})));
 }
 
+// Different as they come, the same as they are written.
+TEST(KeyedArchiver, storesTextsOnceThatAreMadeTheSame) {
+  const Bytes bytes = archivedData(Array({"some text \xF4", "some text \xE4", "\xF4", "\xE4"}));
+  const Peer peer(bytes);
+  EXPECT_EQ(peer.count(), 5u);  // $null, an array, two texts, a class
+}
+
 TEST(KeyedArchiver, keepsIntegersOfEverySize) {
   for (const std::int64_t number :
        {std::int64_t{0}, std::int64_t{255}, std::int64_t{256}, std::int64_t{65535}, std::int64_t{65536},
