@@ -70,7 +70,8 @@ std::optional<std::string> LibraryFileFinder::find(std::string_view libraryPath,
   const auto components = componentsBelow(libraryPath, path);
   if (!components || components->empty()) return std::nullopt;
   if (exists(path)) return path;
-  return walk(std::string(libraryPath), *components);
+  int looks = kMaximumLooks;
+  return walk(std::string(libraryPath), *components, looks);
 }
 
 OpenFile LibraryFileFinder::open(std::string_view libraryPath, const std::string& path) {
@@ -78,18 +79,21 @@ OpenFile LibraryFileFinder::open(std::string_view libraryPath, const std::string
   if (!components || components->empty()) return {};
   OpenFile file = openRegularFile(path);
   if (file.state != FileState::Missing) return file;
-  const auto found = walk(std::string(libraryPath), *components);
+  int looks = kMaximumLooks;
+  const auto found = walk(std::string(libraryPath), *components, looks);
   return found ? openRegularFile(*found) : OpenFile{};
 }
 
-// A folder may hold both "Été" and its decomposed twin, with the file in either: every candidate is tried.
+// A folder may hold both "Été" and its decomposed twin, with the file in either: every candidate is tried,
+// but not every way through a maze of links.
 std::optional<std::string> LibraryFileFinder::walk(const std::string& folder,
-                                                   std::span<const std::string_view> components) {
+                                                   std::span<const std::string_view> components, int& looks) {
+  if (looks-- <= 0) return std::nullopt;
   for (const std::string& name : candidates(folder, components.front())) {
     const std::string path = joined(folder, name);
     if (components.size() == 1) {
       if (exists(path)) return path;
-    } else if (auto found = walk(path, components.subspan(1))) {
+    } else if (auto found = walk(path, components.subspan(1), looks)) {
       return found;
     }
   }

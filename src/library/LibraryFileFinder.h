@@ -27,6 +27,9 @@ namespace moxtel {
 class LibraryFileFinder final {
  public:
   static constexpr std::size_t kMaximumNames = 300'000;
+  // The folders looked into for one file. Each component takes one, and one more for each further name that
+  // agrees with it.
+  static constexpr int kMaximumLooks = 500;
 
   // The file's path as the disk has it; nothing when there is no such file. A path that does not lie in the
   // library's folder, or has a component "..", is no file of the library.
@@ -48,7 +51,8 @@ class LibraryFileFinder final {
   };
   using Folders = std::list<Folder>;
 
-  std::optional<std::string> walk(const std::string& folder, std::span<const std::string_view> components);
+  std::optional<std::string> walk(const std::string& folder, std::span<const std::string_view> components,
+                                  int& looks);
   std::vector<std::string> candidates(const std::string& folder, std::string_view name);
   Folder* folderAt(const std::string& path);
   Folder* readFolder(const std::string& path, std::filesystem::file_time_type modified);

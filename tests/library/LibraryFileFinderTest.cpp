@@ -118,6 +118,18 @@ TEST_F(LibraryFileFinderTest, followsTheUsersSymbolicLinks) {
   EXPECT_EQ(found("Masters/img.jpg"), "Masters/IMG.JPG");
 }
 
+// Each step could go on by either link: 2 to the power of 14 ways.
+TEST_F(LibraryFileFinderTest, givesUpAMazeOfLinks) {
+  file("here");
+  fs::create_directory_symlink(".", at("a"));
+  fs::create_directory_symlink(".", at("A"));
+  std::string way;
+  for (int i = 0; i < 14; ++i) way += "a/";
+  EXPECT_EQ(found(way + "missing"), "nothing");
+  EXPECT_LE(finder_.foldersRead(), 1'000U);
+  EXPECT_EQ(found(way + "HERE"), way + "here");
+}
+
 TEST_F(LibraryFileFinderTest, readsAFolderOnceWhileItDoesNotChange) {
   file("a/ONE.jpg");
   file("a/TWO.jpg");
