@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "platform/Files.h"
+
 namespace moxtel {
 
 namespace {
@@ -19,6 +21,15 @@ int authorize(void*, int action, const char*, const char* name, const char*, con
       return SQLITE_DENY;
   }
 }
+
+// A row takes 8 bytes at least: its place, its length, its number and its types. Of the steps of SQLite's
+// machine none of the queries needs more than a few for each row that it looks at; most rows have hundreds of
+// bytes.
+constexpr std::uint64_t kBytesPerRow = 8;
+constexpr std::uint64_t kLeastRows = 200'000;
+constexpr std::uint64_t kStepsPerByte = 32;
+constexpr std::uint64_t kLeastSteps = 20'000'000;
+constexpr int kStepsPerCall = 10'000;
 
 int waitWhileBusy(void* budget, int) { return static_cast<BusyBudget*>(budget)->wait() ? 1 : 0; }
 
@@ -41,7 +52,9 @@ DatabaseConnection::DatabaseConnection(const std::string& path, GuardedVfs& vfs,
   const int access = writable ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY;
   openResult_ = sqlite3_open_v2(plainName(path).c_str(), &database_,
                                 access | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE, vfs.name());
-  if (opened()) configure(budget);
+  if (!opened()) return;
+  configure(budget);
+  limitWork(path);
 }
 
 DatabaseConnection::~DatabaseConnection() {
@@ -64,6 +77,17 @@ void DatabaseConnection::configure(BusyBudget& budget) {
                nullptr, nullptr, nullptr);
   sqlite3_set_authorizer(database_, &authorize, nullptr);
   sqlite3_busy_handler(database_, &waitWhileBusy, &budget);
+}
+
+void DatabaseConnection::limitWork(const std::string& path) {
+  const std::uint64_t bytes = stampOf(path).size + stampOf(path + "-wal").size;
+  mostRows_ = std::max(kLeastRows, bytes / kBytesPerRow);
+  mostWork_ = std::max(kLeastSteps, bytes * kStepsPerByte) / kStepsPerCall;
+  const auto called = [](void* self) {
+    auto& connection = *static_cast<DatabaseConnection*>(self);
+    return ++connection.work_ > connection.mostWork_ ? 1 : 0;
+  };
+  sqlite3_progress_handler(database_, kStepsPerCall, called, this);
 }
 
 std::shared_ptr<PreparedStatement> DatabaseConnection::statement(std::string_view sql) {

@@ -72,6 +72,14 @@ class DatabaseConnection final {
   // Goes up with end(): a row of an earlier transaction is gone.
   std::uint64_t transactions() const { return transactions_; }
 
+  // A damaged file, or one that somebody made so, may have pages that lead to one another in circles: SQLite
+  // goes round in them for ever. No query of ours has more rows, or takes more work, than the file's bytes
+  // allow. A query that begins has all of it before it; once one has used it up, all end at once.
+  std::uint64_t mostRows() const { return mostRows_; }
+  void beginWork() {
+    if (work_ <= mostWork_) work_ = 0;
+  }
+
   // Takes note of a call's result code.
   void observe(int code);
   // After a failure of the disk, or a page that made no sense, the pages kept in memory may be wrong too:
@@ -84,6 +92,7 @@ class DatabaseConnection final {
 
  private:
   void configure(BusyBudget& budget);
+  void limitWork(const std::string& path);
   std::shared_ptr<PreparedStatement> prepare(std::string_view sql);
   bool runOnce(sqlite3_stmt*& kept, const char* sql);
 
@@ -91,6 +100,9 @@ class DatabaseConnection final {
   int openResult_ = SQLITE_CANTOPEN;
   std::uint64_t transactions_ = 0;
   bool isDoubtful_ = false;
+  std::uint64_t mostRows_ = 0;
+  std::uint64_t mostWork_ = 0;  // in calls of SQLite's while it works
+  std::uint64_t work_ = 0;
   sqlite3_stmt* begin_ = nullptr;
   sqlite3_stmt* commit_ = nullptr;
   // By the address of the literal: every quoted query is one.

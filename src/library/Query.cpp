@@ -16,6 +16,7 @@ Query::Rows::Rows(std::shared_ptr<DatabaseConnection> connection,
       transaction_(connection_->transactions()) {
   statement_->inUse = true;
   if (!bindValues(statement_->handle, statement_->places, values_)) return;
+  connection_->beginWork();
   const int code = sqlite3_step(statement_->handle);
   connection_->observe(code);
   prepared_ = code == SQLITE_ROW || code == SQLITE_DONE;
@@ -36,7 +37,7 @@ bool Query::Rows::step() {
     state_ = State::Running;
     return onRow_ = true;
   }
-  const int code = sqlite3_step(statement_->handle);
+  const int code = ++rows_ < connection_->mostRows() ? sqlite3_step(statement_->handle) : SQLITE_CORRUPT;
   connection_->observe(code);
   if (code == SQLITE_ROW) return onRow_ = true;
   state_ = State::Done;

@@ -43,6 +43,7 @@ class Query::Rows final {
   std::vector<Value> values_;  // the binding borrows their texts
   std::shared_ptr<CommandFailures> failures_;
   std::uint64_t transaction_ = 0;
+  std::uint64_t rows_ = 0;
   State state_ = State::Done;
   bool prepared_ = false;
   bool onRow_ = false;

@@ -22,6 +22,41 @@ constexpr DatabaseFile kLibrary = DatabaseFile::Library;
 constexpr SqlText kCount = "SELECT COUNT(uuid) FROM RKVersion";
 constexpr const char* kCouldNotCount = "could not prepare query 'SELECT COUNT(uuid) FROM RKVersion'";
 
+constexpr std::size_t kPageSize = 16384;
+constexpr std::size_t kCells = 2000;
+
+std::string big(std::uint64_t number, std::size_t width) {
+  std::string bytes;
+  for (std::size_t i = width; i-- > 0;) bytes += static_cast<char>(number >> 8 * i & 0xFF);
+  return bytes;
+}
+
+std::string contentsOf(const std::string& file) {
+  std::ifstream in(file, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), {}};
+}
+
+// A page of a table's tree all of whose cells lead to one page (https://sqlite.org/fileformat2.html, 1.6).
+std::string pageLeadingTo(std::uint32_t child) {
+  const std::string cell = big(child, 4) + "\x7F";
+  const std::size_t start = kPageSize - kCells * cell.size();
+  std::string page = "\5" + big(0, 2) + big(kCells, 2) + big(start, 2) + big(0, 1) + big(child, 4);
+  for (std::size_t i = 0; i < kCells; ++i) page += big(start + i * cell.size(), 2);
+  page.resize(start);
+  for (std::size_t i = 0; i < kCells; ++i) page += cell;
+  return page;
+}
+
+// The file with so many levels of such pages above the table's only leaf.
+std::string withCircles(std::string file, std::size_t root, int levels) {
+  const std::size_t place = (root - 1) * kPageSize;
+  file += file.substr(place, kPageSize);
+  for (int level = 1; level < levels; ++level)
+    file += pageLeadingTo(static_cast<std::uint32_t>(file.size() / kPageSize));
+  file.replace(place, kPageSize, pageLeadingTo(static_cast<std::uint32_t>(file.size() / kPageSize)));
+  return file.replace(28, 4, big(file.size() / kPageSize, 4));
+}
+
 class Odd : public testing::Test {
  protected:
   Odd() {
@@ -36,6 +71,20 @@ class Odd : public testing::Test {
     EXPECT_TRUE(served.databases.sawFailure());
     served.databases.closeDatabase();
     served.databases.releaseLocks();
+  }
+  std::size_t rootOf(const std::string& table) {
+    sqlite3* connection = nullptr;
+    sqlite3_open(path.c_str(), &connection);
+    sqlite3_stmt* statement = nullptr;
+    sqlite3_prepare_v2(connection,
+                       ("SELECT rootpage FROM sqlite_master WHERE name = '" + table + "'").c_str(), -1,
+                       &statement, nullptr);
+    const std::size_t root = sqlite3_step(statement) == SQLITE_ROW
+                                 ? static_cast<std::size_t>(sqlite3_column_int(statement, 0))
+                                 : 0;
+    sqlite3_finalize(statement);
+    sqlite3_close(connection);
+    return root;
   }
   int copies() const {
     return static_cast<int>(std::distance(fs::directory_iterator(served.temporary.path()), {}));
@@ -93,6 +142,35 @@ TEST_F(Odd, damagedPagesEndTheRowsAndCountAsAFailure) {
   while (rows.step()) ++count;
   EXPECT_LT(count, 3000);
   EXPECT_TRUE(served.databases.sawFailure());
+}
+
+TEST_F(Odd, aFileWhosePagesLeadInCirclesEnds) {
+  files.overwrite(kLibrary, withCircles(contentsOf(path), rootOf("RKVersion"), 4));
+  {
+    // As many rows as 2000 to the power of four, and two for each.
+    Query rows = served.databases.run(kLibrary, "SELECT exifLatitude FROM RKVersion", {});
+    std::size_t count = 0;
+    while (count < fs::file_size(path) && rows.step()) ++count;
+    ASSERT_LT(count, fs::file_size(path));
+    EXPECT_TRUE(rows.failed());
+  }
+  served.databases.releaseLocks();
+  served.databases.beginCommand();
+  EXPECT_FALSE(served.databases.sawFailure());
+  EXPECT_EQ(served.number(kLibrary, "SELECT COUNT(uuid) FROM RKVersion WHERE exifLatitude = 7"), -1);
+  EXPECT_TRUE(served.databases.sawFailure());
+}
+
+TEST_F(Odd, aQueryMayHaveAsManyRowsAsFitIntoTheFile) {
+  files.execute(
+      kLibrary,
+      "CREATE TABLE small(n INTEGER PRIMARY KEY); WITH RECURSIVE c(n) AS (VALUES(1) UNION ALL SELECT "
+      "n + 1 FROM c WHERE n < 300000) INSERT INTO small SELECT n FROM c");
+  Query rows = served.databases.run(kLibrary, "SELECT n FROM small", {});
+  std::size_t count = 0;
+  while (rows.step()) ++count;
+  EXPECT_FALSE(rows.failed());
+  EXPECT_EQ(count, 300'000U);
 }
 
 TEST_F(Odd, aFolderInAFilesPlaceCannotBeOpened) {
