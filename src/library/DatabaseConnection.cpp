@@ -85,7 +85,8 @@ void DatabaseConnection::limitWork(const std::string& path) {
   mostWork_ = std::max(kLeastSteps, bytes * kStepsPerByte) / kStepsPerCall;
   const auto called = [](void* self) {
     auto& connection = *static_cast<DatabaseConnection*>(self);
-    return ++connection.work_ > connection.mostWork_ ? 1 : 0;
+    ++connection.work_;
+    return connection.isOverworked() ? 1 : 0;
   };
   sqlite3_progress_handler(database_, kStepsPerCall, called, this);
 }

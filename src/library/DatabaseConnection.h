@@ -74,11 +74,13 @@ class DatabaseConnection final {
 
   // A damaged file, or one that somebody made so, may have pages that lead to one another in circles: SQLite
   // goes round in them for ever. No query of ours has more rows, or takes more work, than the file's bytes
-  // allow. A query that begins has all of it before it; once one has used it up, all end at once.
+  // allow. A query that begins has all of it before it; once one has used it up, all end nearly at once.
   std::uint64_t mostRows() const { return mostRows_; }
   void beginWork() {
-    if (work_ <= mostWork_) work_ = 0;
+    if (!isOverworked()) work_ = 0;
   }
+  bool isOverworked() const { return work_ > mostWork_; }
+  void giveUpWork() { work_ = mostWork_ + 1; }
 
   // Takes note of a call's result code.
   void observe(int code);

@@ -13,9 +13,15 @@ void DatabaseSlot::setPath(const std::optional<std::string>& path) {
   close();
   copy_.reset();
   copyFailed_ = false;
+  isExhausted_ = false;
   names_.reset();
   told_.clear();
   path_ = path;
+}
+
+void DatabaseSlot::close() {
+  if (connection_ && connection_->isOverworked()) isExhausted_ = true;
+  connection_.reset();
 }
 
 int DatabaseSlot::open() {
@@ -49,6 +55,7 @@ int DatabaseSlot::connect(const std::string& path, GuardedVfs& vfs, bool writabl
       std::forward_as_tuple(path, vfs, writable, budget_));
   const int code = connection->second.openResult();
   if (code == SQLITE_OK) connection_ = {connection, &connection->second};
+  if (code == SQLITE_OK && isExhausted_) connection_->giveUpWork();
   readsCopy_ = writable;
   return code;
 }

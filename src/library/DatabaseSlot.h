@@ -40,9 +40,11 @@ class DatabaseSlot final {
   void beginCommand() {
     budget_.refill();
     copyFailed_ = false;
+    isExhausted_ = false;
+    if (connection_ && connection_->isOverworked()) connection_.reset();
   }
   // Closes the connection. A private copy is kept: it holds nothing of the library.
-  void close() { connection_.reset(); }
+  void close();
 
  private:
   enum class Reason : std::uint8_t { None, Journal, WriteAheadLog, NoLocks };
@@ -65,7 +67,8 @@ class DatabaseSlot final {
   BusyBudget budget_;
   // Before connection_, which lives in its file system; held by queries through the connection.
   std::shared_ptr<PrivateCopy> copy_;
-  bool copyFailed_ = false;  // in this command
+  bool copyFailed_ = false;   // in this command
+  bool isExhausted_ = false;  // in this command: a query had more rows, or took more work, than it may
   std::shared_ptr<DatabaseConnection> connection_;
   std::string told_;  // the last line for the user, so that a state is told once
 };

@@ -37,7 +37,9 @@ bool Query::Rows::step() {
     state_ = State::Running;
     return onRow_ = true;
   }
-  const int code = ++rows_ < connection_->mostRows() ? sqlite3_step(statement_->handle) : SQLITE_CORRUPT;
+  const bool tooMany = ++rows_ >= connection_->mostRows();
+  if (tooMany) connection_->giveUpWork();
+  const int code = tooMany ? SQLITE_CORRUPT : sqlite3_step(statement_->handle);
   connection_->observe(code);
   if (code == SQLITE_ROW) return onRow_ = true;
   state_ = State::Done;
