@@ -35,7 +35,8 @@ class Slab final {
   }
   // Of any slab, on any thread.
   static void free(void* part) noexcept {
-    auto* block = reinterpret_cast<Header*>(reinterpret_cast<std::uintptr_t>(part) / kHugePage * kHugePage);
+    auto* bytes = static_cast<std::uint8_t*>(part);
+    auto* block = reinterpret_cast<Header*>(bytes - reinterpret_cast<std::uintptr_t>(bytes) % kHugePage);
     release(block, 1);
   }
 
