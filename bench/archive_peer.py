@@ -1,24 +1,25 @@
 #!/usr/bin/env python3
 """Prints the table of the archive's speed: ours beside a copy of its output, libplist and Python's plistlib.
 
-    archive_peer.py BENCH_FOLDER
+    archive_peer.py BENCH_FOLDER [--photos N,N,...] [--rounds N] [--seconds S]
 
-BENCH_FOLDER holds ArchiveBench (a release build). Each benchmark runs in a process of its own, so that none meets memory
-that another has left in pieces, in rounds that take turns; medians of the processor's time, which other work on the
-machine disturbs less. plistlib, which takes seconds, writes and reads the archive of the same photos three times.
+BENCH_FOLDER holds ArchiveBench (a release build). Each benchmark runs --seconds (1) in a process of its own, so that none
+meets memory that another has left in pieces, in --rounds (5) that take turns; medians of the processor's time, which
+other work on the machine disturbs less. plistlib, which takes seconds, writes and reads the archive of the same photos
+three times.
 """
+import argparse
 import json
 import pathlib
 import plistlib
 import statistics
 import subprocess
-import sys
 import time
 from plistlib import UID
 
-ROUNDS = 3
+from markdown import conditions, head, row
+
 BENCHMARKS = ("BM_FirstTouchCopy", "BM_WritePieces", "BM_Read", "BM_ReadLibplist")
-COUNTS = (1000, 10000, 100000)
 
 
 def archive_of(photos):
@@ -65,29 +66,43 @@ def python_times(count):
     return write, read
 
 
-def bench_times(folder):
+def bench_times(options):
     """Milliseconds of the processor by benchmark and number of photos."""
     times = {}
-    for _ in range(ROUNDS):
+    for _ in range(options.rounds):
         for name in BENCHMARKS:
-            for count in COUNTS:
-                run = subprocess.run([str(folder / "ArchiveBench"), "--benchmark_format=json",
-                                      "--benchmark_min_time=1", f"--benchmark_filter=^{name}/{count}/"],
+            for count in options.photos:
+                run = subprocess.run([str(options.folder / "ArchiveBench"), "--benchmark_format=json",
+                                      "--benchmark_min_time=%g" % options.seconds,
+                                      f"--benchmark_filter=^{name}/{count}/"],
                                      check=True, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
-                row, = json.loads(run.stdout)["benchmarks"]
-                times.setdefault((name, count), []).append(row["cpu_time"])
+                measured, = json.loads(run.stdout)["benchmarks"]
+                times.setdefault((name, count), []).append(measured["cpu_time"])
     return {key: statistics.median(values) for key, values in times.items()}
 
 
+def parsed():
+    parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
+    parser.add_argument("folder", type=pathlib.Path)
+    # Those that the benchmark knows.
+    parser.add_argument("--photos", type=lambda text: [int(n) for n in text.split(",")], default=[1000, 10000, 100000])
+    parser.add_argument("--rounds", type=int, default=5)
+    parser.add_argument("--seconds", type=float, default=1)
+    return parser.parse_args()
+
+
 def main():
-    times = bench_times(pathlib.Path(sys.argv[1]))
-    print("| Photos | Copy | Written | Written / copy | plistlib writes / written | Read | libplist / read | plistlib reads / read |")
-    print("|---|---|---|---|---|---|---|---|")
-    for count in COUNTS:
+    options = parsed()
+    conditions()
+    times = bench_times(options)
+    head("Photos", "Copy", "Written", "Written / copy", "plistlib writes / written", "Read", "libplist / read",
+         "plistlib reads / read")
+    for count in options.photos:
         copied, written, read = (times[name, count] for name in ("BM_FirstTouchCopy", "BM_WritePieces", "BM_Read"))
         python_write, python_read = python_times(count)
-        print(f"| {count:,} | {copied:.2f} ms | {written:.2f} ms | {written / copied:.1f} | {python_write / written:.0f} |"
-              f" {read:.2f} ms | {times['BM_ReadLibplist', count] / read:.1f} | {python_read / read:.0f} |")
+        row(f"{count:,}", f"{copied:.2f} ms", f"{written:.2f} ms", f"{written / copied:.1f}",
+            f"{python_write / written:.0f}", f"{read:.2f} ms", f"{times['BM_ReadLibplist', count] / read:.1f}",
+            f"{python_read / read:.0f}")
 
 
 if __name__ == "__main__":
