@@ -8,7 +8,6 @@ namespace moxtel {
 
 namespace {
 
-constexpr std::size_t kLargestChunk = 4 * kHugePage;
 // Below this a piece of its own costs more than the copy.
 constexpr std::size_t kBorrowedFrom = 1u << 14;
 
@@ -24,7 +23,7 @@ std::uint8_t* putUnit(std::uint8_t* place, char32_t unit) { return putSized(plac
 
 void ArchiveWriter::startChunk(std::size_t atLeast) {
   sealPiece();
-  const std::size_t size = std::max(atLeast, chunkSize_);
+  const std::size_t size = std::max(atLeast, std::min(largestChunk_, chunkSize_));
   chunkSize_ = std::min(kLargestChunk, chunkSize_ * 4);
   Block& chunk = out_.owned_.emplace_back();
   chunk.grow(size);

@@ -89,10 +89,16 @@ class ArchiveWriter final {
   // The last 32 bytes; the table of offsets was begun at `table`.
   void trailer(std::uint64_t table, int referenceWidth, std::uint64_t objects, std::uint64_t top);
 
+  // From here on chunks come from the heap, each so small that it is served from what was freed there.
+  void reuseHeap() noexcept { largestChunk_ = kHeapChunk; }
+
   // What was written.
   ArchivePieces finish();
 
  private:
+  static constexpr std::size_t kLargestChunk = 4 * kHugePage;
+  static constexpr std::size_t kHeapChunk = 120 * std::size_t{1024};
+
   static std::uint8_t* putLongHead(std::uint8_t* place, int kind, std::uint64_t count) noexcept;
   void startChunk(std::size_t atLeast);
   void seal(std::span<const std::uint8_t> piece);
@@ -104,6 +110,7 @@ class ArchiveWriter final {
   std::uint8_t* next_ = nullptr;
   std::uint8_t* end_ = nullptr;
   std::size_t chunkSize_ = 2048;
+  std::size_t largestChunk_ = kLargestChunk;
   std::vector<std::uint64_t> pieceOffsets_;  // of the pieces in out_
   std::uint64_t sealed_ = 0;
 };

@@ -188,6 +188,8 @@ class Archiver final {
   void writeOffsetsAs();
   template <class Offset>
   void writeOffsetList(const Words<std::uint64_t>& offsets);
+  template <class Write>
+  void writeRun(std::uint64_t first, std::uint64_t end, std::size_t size, Write&& write);
 
   template <class Ref>
   static std::uint8_t* put(std::uint8_t* place, std::uint64_t number) {
@@ -250,7 +252,9 @@ class Archiver final {
 ArchivePieces Archiver::archive() {
   start();
   rootIndex_ = root_.isNil() ? 0 : add(root_);
-  root_ = {};  // a large list takes more memory than its archive, and all of it is noted
+  // All of it is noted; a large list takes more memory than its archive, which can be written into it.
+  if (!root_.isShared()) out_.reuseHeap();
+  root_ = {};
   numberObjects();
   writeCollections();
   writeOffsets();
@@ -668,27 +672,21 @@ void Archiver::writeFrame() {
   place = put<Ref>(place, constantNumber(kRoot));
   out_.written(put<Ref>(place, uidBase_ + rootIndex_));
 
-  place = out_.room(ArchiveWriter::kLongestHead + offsets_.size() * sizeof(Ref));
+  place = out_.room(ArchiveWriter::kLongestHead);
   frameOffsets_[2] = out_.offset();
-  place = ArchiveWriter::putHead(place, 10, offsets_.size());
-  for (std::size_t i = 0; i < offsets_.size(); ++i) place = put<Ref>(place, objectBase_ + i);
-  out_.written(place);
+  out_.written(ArchiveWriter::putHead(place, 10, offsets_.size()));
+  writeRun(objectBase_, objectBase_ + offsets_.size(), sizeof(Ref),
+           [](std::uint8_t* next, std::uint64_t number) { return put<Ref>(next, number); });
 }
 
 // The UIDs follow one another, so that their offsets need not be kept.
 void Archiver::writeUidObjects() {
   uidOffset_ = out_.offset();
   forUidRuns([this]<class Int>(Int, std::uint64_t first, std::uint64_t end) {
-    constexpr std::uint64_t kBatch = 4096;
-    while (first < end) {
-      const std::uint64_t stop = std::min(end, first + kBatch);
-      std::uint8_t* place = out_.room((stop - first) * (1 + sizeof(Int)));
-      for (; first < stop; ++first) {
-        *place++ = static_cast<std::uint8_t>(0x80 | (sizeof(Int) - 1));
-        place = put<Int>(place, first);
-      }
-      out_.written(place);
-    }
+    writeRun(first, end, 1 + sizeof(Int), [](std::uint8_t* place, std::uint64_t index) {
+      *place = static_cast<std::uint8_t>(0x80 | (sizeof(Int) - 1));
+      return put<Int>(place + 1, index);
+    });
   });
 }
 
@@ -731,19 +729,32 @@ void Archiver::writeOffsetsAs() {
   writeOffsetList<Offset>(offsets_);
   std::uint64_t uid = uidOffset_;
   forUidRuns([this, &uid]<class Int>(Int, std::uint64_t first, std::uint64_t end) {
-    if (first >= end) return;
-    std::uint8_t* next = out_.room((end - first) * sizeof(Offset));
-    for (; first < end; ++first, uid += 1 + sizeof(Int)) next = put<Offset>(next, uid);
-    out_.written(next);
+    writeRun(first, end, sizeof(Offset), [&uid](std::uint8_t* next, std::uint64_t) {
+      const std::uint64_t offset = uid;
+      uid += 1 + sizeof(Int);
+      return put<Offset>(next, offset);
+    });
   });
   writeOffsetList<Offset>(innerOffsets_);
 }
 
 template <class Offset>
 void Archiver::writeOffsetList(const Words<std::uint64_t>& offsets) {
-  std::uint8_t* place = out_.room(offsets.size() * sizeof(Offset));
-  for (const std::uint64_t offset : offsets) place = put<Offset>(place, offset);
-  out_.written(place);
+  writeRun(0, offsets.size(), sizeof(Offset), [&offsets](std::uint8_t* place, std::uint64_t i) {
+    return put<Offset>(place, offsets.begin()[i]);
+  });
+}
+
+// What `write` puts for each number, which takes so many bytes, one after another.
+template <class Write>
+void Archiver::writeRun(std::uint64_t first, std::uint64_t end, std::size_t size, Write&& write) {
+  constexpr std::uint64_t kBatch = 4096;
+  while (first < end) {
+    const std::uint64_t stop = std::min(end, first + kBatch);
+    std::uint8_t* place = out_.room((stop - first) * size);
+    for (; first < stop; ++first) place = write(place, first);
+    out_.written(place);
+  }
 }
 
 }  // namespace
