@@ -683,7 +683,7 @@ void Archiver::writeFrame() {
 void Archiver::writeUidObjects() {
   uidOffset_ = out_.offset();
   forUidRuns([this]<class Int>(Int, std::uint64_t first, std::uint64_t end) {
-    writeRun(first, end, 1 + sizeof(Int), [](std::uint8_t* place, std::uint64_t index) {
+    this->writeRun(first, end, 1 + sizeof(Int), [](std::uint8_t* place, std::uint64_t index) {
       *place = static_cast<std::uint8_t>(0x80 | (sizeof(Int) - 1));
       return put<Int>(place + 1, index);
     });
@@ -729,7 +729,7 @@ void Archiver::writeOffsetsAs() {
   writeOffsetList<Offset>(offsets_);
   std::uint64_t uid = uidOffset_;
   forUidRuns([this, &uid]<class Int>(Int, std::uint64_t first, std::uint64_t end) {
-    writeRun(first, end, sizeof(Offset), [&uid](std::uint8_t* next, std::uint64_t) {
+    this->writeRun(first, end, sizeof(Offset), [&uid](std::uint8_t* next, std::uint64_t) {
       const std::uint64_t offset = uid;
       uid += 1 + sizeof(Int);
       return put<Offset>(next, offset);
