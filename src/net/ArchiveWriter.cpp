@@ -99,6 +99,9 @@ void ArchiveWriter::string(std::string_view text) {
 }
 
 bool ArchiveWriter::asciiString(std::string_view text, LeafHash& hash) {
+  // A long text that is none would leave much room behind that nothing takes.
+  constexpr std::size_t kLong = 4096;
+  if (text.size() > kLong && !isAscii(text)) return false;
   std::uint8_t* place = putHead(room(kLongestHead + text.size()), 5, text.size());
   const auto* from = reinterpret_cast<const std::uint8_t*>(text.data());
   std::size_t left = text.size();

@@ -353,6 +353,7 @@ bool Decoder::collection(Class kind, const Object& object, const Fields& fields,
   const Keys* keys = nullptr;
   if (!keysOf(fields, object, depth, keys)) return false;
   if (keys->count != objects.count) return fail("a dictionary's keys and objects differ in number");
+  if (objects.count > INT32_MAX) return fail("a dictionary has too many entries");
   ValueRow items(objects.count, slab());
   if (!values(objects, depth, own, items.data())) return false;
   out = dictionaryOf(*keys, std::move(items), mutability);

@@ -3,6 +3,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -23,15 +24,18 @@ void* mapPages(std::size_t bytes) {
   return pages;
 }
 
-// Moves what stands in huge pages to others, page tables instead of bytes where the system can.
-void moveHugePages(void* from, std::size_t bytes, void* to, std::size_t room) {
+// Moves what stands in huge pages to others, page tables instead of bytes where the system can. False when
+// the system failed half-way: nobody knows then whether the target is still there.
+bool moveHugePages(void* from, std::size_t bytes, void* to, std::size_t room) {
 #ifdef MREMAP_FIXED
-  if (::mremap(from, bytes, room, MREMAP_MAYMOVE | MREMAP_FIXED, to) != MAP_FAILED) return;
+  if (::mremap(from, bytes, room, MREMAP_MAYMOVE | MREMAP_FIXED, to) != MAP_FAILED) return true;
+  if (errno != ENOSYS && errno != EPERM) return false;
 #else
   static_cast<void>(room);
 #endif
   std::memcpy(to, from, bytes);
   freeHugePages(from, bytes);
+  return true;
 }
 
 }  // namespace
@@ -84,7 +88,11 @@ void Block::grow(std::size_t bytes) {
   }
   Block larger(bytes);
   if (isPaged()) {
-    moveHugePages(start_, size_, larger.start_, larger.size_);
+    if (!moveHugePages(start_, size_, larger.start_, larger.size_)) {
+      larger.start_ = nullptr;  // given up: its addresses may have become another's
+      larger.size_ = 0;
+      throw std::bad_alloc();
+    }
     start_ = nullptr;
     size_ = 0;
   } else if (size_ > 0) {

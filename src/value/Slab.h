@@ -23,7 +23,7 @@ class Slab final {
   // The parts live on.
   ~Slab() { close(); }
 
-  // At most kLargestPart. One thread. Throws std::bad_alloc.
+  // From 1 byte to kLargestPart. One thread. Throws std::bad_alloc.
   void* allocate(std::size_t bytes) {
     const std::size_t taken = (bytes + kAlignment - 1) / kAlignment * kAlignment;
     if (taken > left_) open();

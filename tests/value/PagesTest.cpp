@@ -1,10 +1,21 @@
 #include "value/Pages.h"
 
 #include <gtest/gtest.h>
+#ifdef __linux__
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+#endif
 
 #include <algorithm>
+#include <cerrno>
+#include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
+#include <iterator>
+#include <new>
 #include <span>
 #include <utility>
 
@@ -77,6 +88,51 @@ TEST(Block, RefusesWhatNoMachineHas) {
   EXPECT_EQ(block.size(), kSmall);
   EXPECT_TRUE(isFilledWith(bytesOf(block), 7));
 }
+
+#ifdef __linux__
+// From here on the system refuses to move pages, for this process.
+void refuseToMovePages(int error) {
+  sock_filter program[] = {BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+                           BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_mremap, 0, 1),
+                           BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | static_cast<unsigned>(error)),
+                           BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW)};
+  const sock_fprog filter = {std::size(program), program};
+  if (::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 ||
+      ::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) != 0) {
+    std::exit(2);
+  }
+}
+
+Block filledBlock() {
+  Block block(2 * kHugePage);
+  std::memset(block.get(), 7, block.size());
+  return block;
+}
+
+TEST(Block, CopiesWhereItMayNotMovePages) {
+  const auto grow = [] {
+    refuseToMovePages(EPERM);
+    Block block = filledBlock();
+    block.grow(4 * kHugePage);
+    std::exit(isFilledWith(bytesOf(block).first(2 * kHugePage), 7) ? 0 : 1);
+  };
+  EXPECT_EXIT(grow(), ::testing::ExitedWithCode(0), "");
+}
+
+TEST(Block, StaysAsItIsWhenPagesCannotBeMoved) {
+  const auto grow = [] {
+    refuseToMovePages(ENOMEM);
+    Block block = filledBlock();
+    try {
+      block.grow(4 * kHugePage);
+    } catch (const std::bad_alloc&) {
+      std::exit(block.size() == 2 * kHugePage && isFilledWith(bytesOf(block), 7) ? 0 : 1);
+    }
+    std::exit(3);
+  };
+  EXPECT_EXIT(grow(), ::testing::ExitedWithCode(0), "");
+}
+#endif
 
 }  // namespace
 }  // namespace moxtel
