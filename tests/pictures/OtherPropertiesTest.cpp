@@ -108,5 +108,67 @@ TEST(BitmapProperties, tellDotsPerInch) {
   EXPECT_TRUE(bitmap(0)["DPIHeight"].isNil());
 }
 
+// ---- HEIC ----
+
+std::string box(const std::string& type, const std::string& contents) {
+  return big(8 + contents.size(), 4) + type + contents;
+}
+
+std::string fullBox(const std::string& type, int version, const std::string& contents) {
+  return box(type, big(static_cast<std::uint64_t>(version), 1) + big(0, 3) + contents);
+}
+
+// An item that holds metadata of item 1, and how often the file says so.
+struct HeicExif {
+  std::string data;
+  int times;
+};
+
+std::string heicWith(const std::vector<HeicExif>& exifs) {
+  const std::string start = box("ftyp", "heic" + big(0, 4) + "mif1heic");
+  const auto withDataAt = [&](std::size_t place) {
+    std::string items = fullBox("infe", 2, big(1, 2) + big(0, 2) + "hvc1");
+    std::string places, references, data;
+    for (std::size_t i = 0; i < exifs.size(); ++i) {
+      const std::string id = big(i + 2, 2);
+      items += fullBox("infe", 2, id + big(0, 2) + "Exif");
+      places += id + big(0, 2) + big(1, 2) + big(place + data.size(), 4) + big(exifs[i].data.size(), 4);
+      for (int time = 0; time < exifs[i].times; ++time) references += box("cdsc", id + big(1, 2) + big(1, 2));
+      data += exifs[i].data;
+    }
+    const std::string size = box("ipco", fullBox("ispe", 0, big(40, 4) + big(20, 4)));
+    const std::string meta =
+        fullBox("meta", 0,
+                fullBox("pitm", 0, big(1, 2)) + fullBox("iinf", 0, big(exifs.size() + 1, 2) + items) +
+                    fullBox("iloc", 0, big(0x4400, 2) + big(exifs.size(), 2) + places) +
+                    box("iprp", size + fullBox("ipma", 0, big(1, 4) + big(1, 2) + big(1, 1) + big(1, 1))) +
+                    fullBox("iref", 0, references));
+    return start + meta + box("mdat", data);
+  };
+  std::size_t dataSize = 0;
+  for (const HeicExif& exif : exifs) dataSize += exif.data.size();
+  return withDataAt(withDataAt(0).size() - dataSize);
+}
+
+std::string exifWithArtist(const std::string& artist) {
+  Directory main;
+  main.text(0x013B, artist);
+  return big(0, 4) + tiff(main);
+}
+
+TEST(HeicProperties, comeFromTheItemThatDescribesThePicture) {
+  const Value all = propertiesOf(heicWith({{exifWithArtist("Erika"), 1}}));
+  EXPECT_EQ(all["PixelWidth"], Value(40));
+  EXPECT_EQ(all["{TIFF}"]["Artist"], Value("Erika"));
+}
+
+// Reading the first item as often as the file names it would use up all that may be read of a file.
+TEST(HeicProperties, readAnItemOnceHoweverOftenItIsNamed) {
+  const std::string broken(std::size_t{1} << 20, '\xFF');
+  const Value all = propertiesOf(heicWith({{broken, 200}, {exifWithArtist("Erika"), 1}}));
+  EXPECT_EQ(all["PixelWidth"], Value(40));
+  EXPECT_EQ(all["{TIFF}"]["Artist"], Value("Erika"));
+}
+
 }  // namespace
 }  // namespace moxtel::test
