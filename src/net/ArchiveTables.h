@@ -1,6 +1,6 @@
-// What the archive writer keeps while it walks a value. Most of the time goes into memory that is touched for
-// the first time, so these tables are narrow, sized once where the size can be guessed, and grow without
-// copies. One writer each; nothing is ever removed.
+// Tables of the archive's writer and reader. Most of the time goes into memory that is touched for the first
+// time, so these are narrow, sized once where the size can be guessed, and grow without copies where the
+// system can. One thread each; nothing is ever removed.
 #pragma once
 
 #include <algorithm>

@@ -284,8 +284,8 @@ class KeyList final {
   std::unique_ptr<Index> index_;
 };
 
-// The values of a dictionary: a vector in half of a vector's size, for there are many, whose storage may
-// stand in a slab. At most 2^31 - 1; std::length_error past that.
+// The values of a dictionary: a vector in 16 bytes, for there are many dictionaries, whose storage may stand
+// in a slab. At most 2^31 - 1; std::length_error past that.
 class ValueRow final {
  public:
   ValueRow() noexcept = default;
