@@ -9,7 +9,7 @@
 
 #include <vector>
 
-#include "platform/RunningApplications.h"
+#include "platform/applications/RunningApplications.h"
 
 extern char** environ;
 

@@ -8,7 +8,7 @@
 #include <string>
 #include <utility>
 
-#include "net/KeyedArchive.h"
+#include "plist/KeyedArchive.h"
 
 namespace moxtel {
 namespace {

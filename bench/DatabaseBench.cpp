@@ -8,12 +8,12 @@
 #include <string>
 
 #include "console/MXSConsole.h"
-#include "library/LibraryDatabases.h"
-#include "platform/FakeEventLoop.h"
-#include "platform/FakeProcessRunner.h"
-#include "platform/Files.h"
-#include "platform/SystemLog.h"
-#include "platform/UserDefaults.h"
+#include "library/database/LibraryDatabases.h"
+#include "platform/files/Files.h"
+#include "platform/settings/UserDefaults.h"
+#include "platform/system/SystemLog.h"
+#include "tests/fakes/FakeEventLoop.h"
+#include "tests/fakes/FakeProcessRunner.h"
 #include "tests/library/TestLibrary.h"
 
 namespace {

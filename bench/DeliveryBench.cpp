@@ -21,7 +21,7 @@
 #include <string>
 #include <vector>
 
-#include "net/KeyedArchive.h"
+#include "plist/KeyedArchive.h"
 
 namespace {
 

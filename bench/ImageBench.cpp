@@ -4,9 +4,9 @@
 //     image-bench FILE
 #include <unistd.h>
 
-#include "pictures/PictureDecoder.h"
-#include "platform/ChildProcess.h"
-#include "platform/FileReader.h"
+#include "pictures/codec/PictureDecoder.h"
+#include "platform/files/FileReader.h"
+#include "platform/process/ChildProcess.h"
 
 int main(int count, char** words) {
   if (count != 2) return 2;

@@ -12,11 +12,11 @@
 #include <unordered_map>
 #include <vector>
 
-#include "library/AlbumEntries.h"
 #include "library/ContainerTree.h"
 #include "library/Faces.h"
 #include "library/PhotoRecords.h"
-#include "platform/SystemLog.h"
+#include "library/albumdata/AlbumEntries.h"
+#include "platform/system/SystemLog.h"
 #include "tests/library/TestLibrary.h"
 
 namespace moxtel {

@@ -14,10 +14,10 @@
 #include <string>
 #include <vector>
 
-#include "net/KeyedArchive.h"
-#include "pictures/ImageProperties.h"
-#include "platform/ChildProcess.h"
-#include "platform/FileReader.h"
+#include "pictures/properties/ImageProperties.h"
+#include "platform/files/FileReader.h"
+#include "platform/process/ChildProcess.h"
+#include "plist/KeyedArchive.h"
 
 namespace {
 

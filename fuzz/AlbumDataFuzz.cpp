@@ -5,8 +5,8 @@
 #include <cstdlib>
 #include <string_view>
 
-#include "library/AlbumDataFile.h"
-#include "library/AlbumDataXml.h"
+#include "library/albumdata/AlbumDataFile.h"
+#include "library/albumdata/AlbumDataXml.h"
 #include "value/Description.h"
 
 namespace {

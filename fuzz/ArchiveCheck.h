@@ -5,7 +5,7 @@
 #include <variant>
 
 #include "fuzz/FuzzInput.h"
-#include "net/KeyedArchive.h"
+#include "plist/KeyedArchive.h"
 
 namespace moxtel::fuzz {
 

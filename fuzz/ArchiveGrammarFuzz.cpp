@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "fuzz/ArchiveCheck.h"
-#include "tests/net/PropertyListBuilder.h"
+#include "tests/plist/PropertyListBuilder.h"
 
 namespace moxtel::fuzz {
 namespace {

@@ -11,12 +11,12 @@
 #include "fuzz/FuzzInput.h"
 #include "makelibrary/MakeLibrary.h"
 #include "makelibrary/MakeLibraryOptions.h"
-#include "net/KeyedArchive.h"
-#include "platform/FakeEventLoop.h"
-#include "platform/ScriptRunner.h"
-#include "platform/SystemLog.h"
+#include "platform/applications/ScriptRunner.h"
+#include "platform/system/SystemLog.h"
+#include "plist/KeyedArchive.h"
 #include "tests/TemporaryFolder.h"
-#include "tests/net/RecordingReplyChannel.h"
+#include "tests/fakes/FakeEventLoop.h"
+#include "tests/fakes/RecordingReplyChannel.h"
 
 namespace {
 

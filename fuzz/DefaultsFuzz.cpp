@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/UserDefaults.h"
+#include "platform/settings/UserDefaults.h"
 #include "value/Numbers.h"
 
 namespace {

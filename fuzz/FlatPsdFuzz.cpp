@@ -1,7 +1,7 @@
 // The reader of flattened PSDs. The input is the file.
 #include "fuzz/FuzzInput.h"
-#include "pictures/FlatPsd.h"
-#include "pictures/PixelBuffer.h"
+#include "pictures/codec/FlatPsd.h"
+#include "pictures/codec/PixelBuffer.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const auto picture = moxtel::flatPsd({data, size});

@@ -6,10 +6,10 @@
 
 #include "commands/CommandHandler.h"
 #include "commands/ListingCommands.h"
-#include "net/KeyedArchive.h"
-#include "platform/FakeEventLoop.h"
-#include "platform/SystemLog.h"
-#include "tests/net/RecordingReplyChannel.h"
+#include "platform/system/SystemLog.h"
+#include "plist/KeyedArchive.h"
+#include "tests/fakes/FakeEventLoop.h"
+#include "tests/fakes/RecordingReplyChannel.h"
 
 namespace {
 

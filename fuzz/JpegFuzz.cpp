@@ -1,7 +1,7 @@
 // JPEGs, which the server decodes itself. The input is the file: what is encoded anew is a picture of the
 // same size, colours and profile that can be read again, and what is decoded is whole.
 #include "fuzz/FuzzInput.h"
-#include "pictures/Jpeg.h"
+#include "pictures/codec/Jpeg.h"
 
 namespace moxtel::fuzz {
 namespace {

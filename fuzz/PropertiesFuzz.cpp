@@ -2,7 +2,7 @@
 #include <cmath>
 
 #include "fuzz/FuzzInput.h"
-#include "pictures/PictureKind.h"
+#include "pictures/codec/PictureKind.h"
 #include "pictures/properties/AppleMakerNote.h"
 #include "pictures/properties/BinaryPlist.h"
 #include "pictures/properties/CiffGroup.h"

@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <string_view>
 
-#include "platform/ScriptResult.h"
+#include "platform/applications/ScriptResult.h"
 
 namespace {
 

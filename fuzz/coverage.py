@@ -20,19 +20,19 @@ import report
 BUILD = report.ROOT / "build/coverage"
 # What each target is there for, below src/.
 PARSERS = {
-    "ArchiveFuzz": ("net/KeyedUnarchiver.cpp", "net/BinaryPropertyList.cpp", "net/XmlPropertyList.cpp",
-                    "net/PropertyListLeaves.cpp"),
-    "ArchiveGrammarFuzz": ("net/KeyedUnarchiver.cpp", "net/BinaryPropertyList.cpp"),
+    "ArchiveFuzz": ("plist/KeyedUnarchiver.cpp", "plist/BinaryPropertyList.cpp", "plist/XmlPropertyList.cpp",
+                    "plist/PropertyListLeaves.cpp"),
+    "ArchiveGrammarFuzz": ("plist/KeyedUnarchiver.cpp", "plist/BinaryPropertyList.cpp"),
     "FormatFuzz": ("value/Format.cpp",),
-    "ScriptResultFuzz": ("platform/ScriptResult.cpp",),
-    "AlbumDataFuzz": ("library/AlbumDataFile.cpp", "library/AlbumDataXml.cpp", "library/AlbumDataBinary.cpp",
-                      "library/AlbumDataTree.cpp", "library/PropertyListText.cpp"),
+    "ScriptResultFuzz": ("platform/applications/ScriptResult.cpp",),
+    "AlbumDataFuzz": ("library/albumdata/AlbumDataFile.cpp", "library/albumdata/AlbumDataXml.cpp", "library/albumdata/AlbumDataBinary.cpp",
+                      "library/albumdata/AlbumDataTree.cpp", "library/albumdata/PropertyListText.cpp"),
     "IntakeFuzz": ("commands/CommandHandler.cpp", "commands/CommandRequest.cpp", "commands/ListingCommands.cpp"),
     "CommandFuzz": ("commands/",),
-    "DefaultsFuzz": ("platform/UserDefaults.cpp",),
+    "DefaultsFuzz": ("platform/settings/UserDefaults.cpp",),
     "PropertiesFuzz": ("pictures/properties/",),
-    "FlatPsdFuzz": ("pictures/FlatPsd.cpp",),
-    "JpegFuzz": ("pictures/Jpeg.cpp", "pictures/JpegLibrary.cpp"),
+    "FlatPsdFuzz": ("pictures/codec/FlatPsd.cpp",),
+    "JpegFuzz": ("pictures/codec/Jpeg.cpp", "pictures/codec/JpegLibrary.cpp"),
 }
 
 

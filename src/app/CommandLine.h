@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/UserDefaults.h"
+#include "platform/settings/UserDefaults.h"
 
 namespace moxtel {
 

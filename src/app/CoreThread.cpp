@@ -2,7 +2,7 @@
 
 #include "app/ServerProgram.h"
 #include "net/QVSocketServer.h"
-#include "platform/CoreLoop.h"
+#include "platform/loop/CoreLoop.h"
 
 namespace moxtel {
 

@@ -8,7 +8,7 @@
 
 #include "app/ServerStatus.h"
 #include "console/MXSConsole.h"
-#include "platform/EventLoop.h"
+#include "platform/loop/EventLoop.h"
 
 namespace moxtel {
 

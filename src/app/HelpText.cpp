@@ -4,7 +4,7 @@
 #include <fstream>
 #include <iterator>
 
-#include "platform/ThisProcess.h"
+#include "platform/process/ThisProcess.h"
 
 namespace moxtel {
 

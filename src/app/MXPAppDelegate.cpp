@@ -5,8 +5,8 @@
 #include "library/FolderTree.h"
 #include "library/PathNames.h"
 #include "log/Log.h"
-#include "platform/HostNames.h"
-#include "platform/SystemLog.h"
+#include "platform/system/HostNames.h"
+#include "platform/system/SystemLog.h"
 #include "value/Numbers.h"
 
 namespace moxtel {

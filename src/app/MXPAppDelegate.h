@@ -18,7 +18,7 @@
 #include "library/PhotoApplicationFlags.h"
 #include "net/PublicationReporter.h"
 #include "net/QVSocketServer.h"
-#include "platform/NotificationCenter.h"
+#include "platform/loop/NotificationCenter.h"
 
 namespace moxtel {
 

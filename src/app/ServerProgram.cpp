@@ -1,11 +1,11 @@
 #include "app/ServerProgram.h"
 
+#include "dnssd/SystemDnsSd.h"
 #include "log/Log.h"
-#include "platform/CoreLoop.h"
-#include "platform/RemoteApplications.h"
-#include "platform/RunningApplications.h"
-#include "platform/ScriptInterpreters.h"
-#include "platform/SystemDnsSd.h"
+#include "platform/applications/RemoteApplications.h"
+#include "platform/applications/RunningApplications.h"
+#include "platform/applications/ScriptInterpreters.h"
+#include "platform/loop/CoreLoop.h"
 
 namespace moxtel {
 

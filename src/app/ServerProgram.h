@@ -6,9 +6,9 @@
 
 #include "app/MXPAppDelegate.h"
 #include "console/MXSConsole.h"
-#include "platform/ChildProcess.h"
-#include "platform/NotificationCenter.h"
-#include "platform/ScriptRunner.h"
+#include "platform/applications/ScriptRunner.h"
+#include "platform/loop/NotificationCenter.h"
+#include "platform/process/ChildProcess.h"
 
 namespace moxtel {
 

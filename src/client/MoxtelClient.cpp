@@ -7,8 +7,8 @@
 #include "client/Json.h"
 #include "client/SafeText.h"
 #include "client/Tables.h"
-#include "net/KeyedArchive.h"
-#include "platform/NotificationCenter.h"
+#include "platform/loop/NotificationCenter.h"
+#include "plist/KeyedArchive.h"
 #include "value/Description.h"
 
 namespace moxtel {

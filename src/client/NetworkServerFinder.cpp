@@ -1,7 +1,7 @@
 #include "client/NetworkServerFinder.h"
 
-#include "platform/CoreLoop.h"
-#include "platform/SystemDnsSd.h"
+#include "dnssd/SystemDnsSd.h"
+#include "platform/loop/CoreLoop.h"
 
 namespace moxtel {
 

@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/DnsSd.h"
-#include "platform/EventLoop.h"
+#include "dnssd/DnsSd.h"
+#include "platform/loop/EventLoop.h"
 
 namespace moxtel {
 

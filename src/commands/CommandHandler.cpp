@@ -4,8 +4,8 @@
 #include <stdexcept>
 #include <string>
 
-#include "platform/EventLoop.h"
-#include "platform/SystemLog.h"
+#include "platform/loop/EventLoop.h"
+#include "platform/system/SystemLog.h"
 #include "value/Description.h"
 #include "value/Format.h"
 

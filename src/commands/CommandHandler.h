@@ -13,9 +13,9 @@
 #include <variant>
 
 #include "commands/CommandRequest.h"
-#include "net/KeyedArchive.h"
 #include "net/ReplyChannel.h"
-#include "platform/NotificationCenter.h"
+#include "platform/loop/NotificationCenter.h"
+#include "plist/KeyedArchive.h"
 #include "value/Value.h"
 
 namespace moxtel {

@@ -1,8 +1,8 @@
 #include "commands/EditingCommands.h"
 
 #include "console/MXSConsole.h"
-#include "library/LibraryDatabases.h"
 #include "library/PhotoRecords.h"
+#include "library/database/LibraryDatabases.h"
 #include "scripting/ScriptQueue.h"
 #include "scripting/ScriptText.h"
 #include "value/Format.h"

@@ -4,8 +4,8 @@
 
 #include "console/MXSConsole.h"
 #include "library/ImageFiles.h"
-#include "pictures/PictureDecoder.h"
-#include "platform/SystemLog.h"
+#include "pictures/codec/PictureDecoder.h"
+#include "platform/system/SystemLog.h"
 
 namespace moxtel {
 namespace {

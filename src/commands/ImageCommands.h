@@ -8,7 +8,7 @@
 #include <string_view>
 
 #include "commands/CommandHandler.h"
-#include "platform/FileReader.h"
+#include "platform/files/FileReader.h"
 
 namespace moxtel {
 

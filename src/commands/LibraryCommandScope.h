@@ -2,7 +2,7 @@
 #pragma once
 
 #include "commands/CommandHandler.h"
-#include "library/LibraryDatabases.h"
+#include "library/database/LibraryDatabases.h"
 
 namespace moxtel {
 

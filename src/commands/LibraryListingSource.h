@@ -2,11 +2,11 @@
 #pragma once
 
 #include "commands/ListingCommands.h"
-#include "library/AlbumData.h"
 #include "library/ContainerTree.h"
 #include "library/Faces.h"
-#include "library/LibraryDatabases.h"
 #include "library/PhotoRecords.h"
+#include "library/albumdata/AlbumData.h"
+#include "library/database/LibraryDatabases.h"
 
 namespace moxtel {
 

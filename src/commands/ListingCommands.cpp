@@ -3,7 +3,7 @@
 #include <string_view>
 
 #include "library/PhotoRecords.h"
-#include "platform/SystemLog.h"
+#include "platform/system/SystemLog.h"
 
 namespace moxtel {
 

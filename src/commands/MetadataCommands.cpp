@@ -5,12 +5,12 @@
 #include <string_view>
 #include <utility>
 
-#include "library/DatabaseUse.h"
 #include "library/ImageFiles.h"
 #include "library/PhotoRecords.h"
 #include "library/RecordKeys.h"
-#include "pictures/ImageProperties.h"
-#include "platform/SystemLog.h"
+#include "library/database/DatabaseUse.h"
+#include "pictures/properties/ImageProperties.h"
+#include "platform/system/SystemLog.h"
 #include "support/CollectionHelpers.h"
 
 namespace moxtel {

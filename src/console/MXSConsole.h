@@ -11,9 +11,9 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/Clock.h"
-#include "platform/EventLoop.h"
-#include "platform/UserDefaults.h"
+#include "platform/loop/Clock.h"
+#include "platform/loop/EventLoop.h"
+#include "platform/settings/UserDefaults.h"
 
 namespace moxtel {
 

@@ -8,7 +8,7 @@
 #include <cstdio>
 
 #include "console/MXSConsole.h"
-#include "platform/ServiceManager.h"
+#include "platform/system/ServiceManager.h"
 
 namespace moxtel {
 

@@ -8,12 +8,12 @@
 #include <utility>
 #include <vector>
 
-#include "library/DatabaseUse.h"
 #include "library/DayName.h"
-#include "library/LibraryDatabases.h"
 #include "library/RecordKeys.h"
-#include "platform/SystemLog.h"
-#include "platform/UserDefaults.h"
+#include "library/database/DatabaseUse.h"
+#include "library/database/LibraryDatabases.h"
+#include "platform/settings/UserDefaults.h"
+#include "platform/system/SystemLog.h"
 
 namespace moxtel {
 

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "platform/Clock.h"
+#include "platform/loop/Clock.h"
 #include "support/Localization.h"
 
 namespace moxtel {

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "library/LibraryDatabases.h"
-#include "library/SqlPlaces.h"
+#include "library/database/LibraryDatabases.h"
+#include "library/database/SqlPlaces.h"
 #include "value/Description.h"
 
 namespace moxtel {

@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <utility>
 
-#include "library/DatabaseUse.h"
 #include "library/DayName.h"
-#include "library/LibraryDatabases.h"
 #include "library/RecordKeys.h"
-#include "platform/SystemLog.h"
+#include "library/database/DatabaseUse.h"
+#include "library/database/LibraryDatabases.h"
+#include "platform/system/SystemLog.h"
 
 namespace moxtel {
 

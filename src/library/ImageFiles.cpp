@@ -5,10 +5,10 @@
 #include <algorithm>
 
 #include "library/Faces.h"
-#include "library/LibraryDatabases.h"
 #include "library/PathNames.h"
-#include "pictures/PictureDecoder.h"
-#include "platform/SystemLog.h"
+#include "library/database/LibraryDatabases.h"
+#include "pictures/codec/PictureDecoder.h"
+#include "platform/system/SystemLog.h"
 #include "value/Format.h"
 
 namespace moxtel {

@@ -11,8 +11,8 @@
 #include <string_view>
 
 #include "library/LibraryFileFinder.h"
-#include "pictures/PixelBuffer.h"
-#include "platform/FileReader.h"
+#include "pictures/codec/PixelBuffer.h"
+#include "platform/files/FileReader.h"
 #include "value/Value.h"
 
 namespace moxtel {

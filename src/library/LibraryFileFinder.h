@@ -20,7 +20,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "platform/FileReader.h"
+#include "platform/files/FileReader.h"
 
 namespace moxtel {
 

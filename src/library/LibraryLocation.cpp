@@ -2,9 +2,9 @@
 
 #include "console/MXSConsole.h"
 #include "library/PathNames.h"
-#include "platform/ChildProcess.h"
-#include "platform/SystemLog.h"
-#include "platform/UserDefaults.h"
+#include "platform/process/ChildProcess.h"
+#include "platform/settings/UserDefaults.h"
+#include "platform/system/SystemLog.h"
 
 namespace moxtel {
 

@@ -2,9 +2,9 @@
 
 #include <cerrno>
 
-#include "library/LibraryDatabases.h"
 #include "library/PathNames.h"
-#include "platform/Files.h"
+#include "library/database/LibraryDatabases.h"
+#include "platform/files/Files.h"
 
 namespace moxtel {
 

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "platform/Files.h"
+#include "platform/files/Files.h"
 
 namespace moxtel {
 

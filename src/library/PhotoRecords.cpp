@@ -6,12 +6,12 @@
 #include <unordered_set>
 #include <utility>
 
-#include "library/AlbumEntries.h"
-#include "library/DatabaseUse.h"
 #include "library/RecordKeys.h"
-#include "library/SqlPlaces.h"
 #include "library/VersionTexts.h"
-#include "platform/SystemLog.h"
+#include "library/albumdata/AlbumEntries.h"
+#include "library/database/DatabaseUse.h"
+#include "library/database/SqlPlaces.h"
+#include "platform/system/SystemLog.h"
 
 namespace moxtel {
 

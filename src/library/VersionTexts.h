@@ -11,7 +11,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "library/LibraryDatabases.h"
+#include "library/database/LibraryDatabases.h"
 
 namespace moxtel {
 

@@ -5,7 +5,7 @@
 #include <mutex>
 
 #include "log/QVLog.h"
-#include "platform/SystemLog.h"
+#include "platform/system/SystemLog.h"
 
 namespace moxtel {
 

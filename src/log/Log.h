@@ -15,8 +15,8 @@
 #include <span>
 #include <string_view>
 
-#include "platform/Clock.h"
-#include "platform/UserDefaults.h"
+#include "platform/loop/Clock.h"
+#include "platform/settings/UserDefaults.h"
 #include "value/Format.h"
 
 namespace moxtel {

@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-#include "platform/SystemLog.h"
+#include "platform/system/SystemLog.h"
 #include "value/Utf.h"
 #include "value/Value.h"
 

@@ -12,7 +12,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/Clock.h"
+#include "platform/loop/Clock.h"
 
 namespace moxtel {
 

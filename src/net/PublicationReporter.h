@@ -9,8 +9,8 @@
 #include <string_view>
 #include <vector>
 
-#include "platform/DnsSd.h"
-#include "platform/EventLoop.h"
+#include "dnssd/DnsSd.h"
+#include "platform/loop/EventLoop.h"
 
 namespace moxtel {
 

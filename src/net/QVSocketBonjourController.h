@@ -13,8 +13,8 @@
 #include <string>
 #include <string_view>
 
-#include "platform/DnsSd.h"
-#include "platform/NotificationCenter.h"
+#include "dnssd/DnsSd.h"
+#include "platform/loop/NotificationCenter.h"
 #include "value/Value.h"
 
 namespace moxtel {

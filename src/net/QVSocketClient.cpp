@@ -13,10 +13,10 @@
 #include <system_error>
 
 #include "log/Log.h"
-#include "net/KeyedArchive.h"
 #include "net/Sockets.h"
-#include "platform/NotificationCenter.h"
-#include "platform/SystemLog.h"
+#include "platform/loop/NotificationCenter.h"
+#include "platform/system/SystemLog.h"
+#include "plist/KeyedArchive.h"
 
 namespace moxtel {
 

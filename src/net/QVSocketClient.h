@@ -14,7 +14,7 @@
 #include <string_view>
 #include <variant>
 
-#include "net/FileDescriptor.h"
+#include "platform/files/FileDescriptor.h"
 #include "value/Value.h"
 
 namespace moxtel {

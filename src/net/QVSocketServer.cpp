@@ -10,12 +10,12 @@
 #include <system_error>
 #include <vector>
 
+#include "dnssd/DnsSd.h"
 #include "log/Log.h"
-#include "net/KeyedArchive.h"
-#include "platform/DnsSd.h"
-#include "platform/HostNames.h"
-#include "platform/NotificationCenter.h"
-#include "platform/SystemLog.h"
+#include "platform/loop/NotificationCenter.h"
+#include "platform/system/HostNames.h"
+#include "platform/system/SystemLog.h"
+#include "plist/KeyedArchive.h"
 
 namespace moxtel {
 

@@ -27,9 +27,9 @@
 #include <string_view>
 #include <thread>
 
-#include "net/FileDescriptor.h"
 #include "net/ReplyChannel.h"
 #include "net/Sockets.h"
+#include "platform/files/FileDescriptor.h"
 #include "value/Value.h"
 
 namespace moxtel {

@@ -10,7 +10,7 @@
 #include <span>
 #include <string>
 
-#include "net/FileDescriptor.h"
+#include "platform/files/FileDescriptor.h"
 
 namespace moxtel {
 

@@ -5,10 +5,10 @@
 #include <system_error>
 
 #include "console/MXSConsole.h"
-#include "library/AlbumData.h"
-#include "library/LibraryDatabases.h"
-#include "platform/Files.h"
-#include "platform/SystemLog.h"
+#include "library/albumdata/AlbumData.h"
+#include "library/database/LibraryDatabases.h"
+#include "platform/files/Files.h"
+#include "platform/system/SystemLog.h"
 
 namespace moxtel {
 

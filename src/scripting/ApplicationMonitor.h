@@ -8,9 +8,9 @@
 #include <vector>
 
 #include "library/PhotoApplicationFlags.h"
-#include "platform/Clock.h"
-#include "platform/EventLoop.h"
-#include "platform/RunningApplications.h"
+#include "platform/applications/RunningApplications.h"
+#include "platform/loop/Clock.h"
+#include "platform/loop/EventLoop.h"
 
 namespace moxtel {
 

@@ -1,6 +1,6 @@
 #include "scripting/ScriptErrors.h"
 
-#include "platform/SystemLog.h"
+#include "platform/system/SystemLog.h"
 
 namespace moxtel {
 

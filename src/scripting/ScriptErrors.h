@@ -3,7 +3,7 @@
 
 #include <string_view>
 
-#include "platform/ScriptRunner.h"
+#include "platform/applications/ScriptRunner.h"
 #include "value/Value.h"
 
 namespace moxtel {

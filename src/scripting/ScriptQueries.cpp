@@ -1,9 +1,9 @@
 #include "scripting/ScriptQueries.h"
 
 #include "console/MXSConsole.h"
-#include "library/AlbumData.h"
-#include "library/LibraryDatabases.h"
-#include "platform/SystemLog.h"
+#include "library/albumdata/AlbumData.h"
+#include "library/database/LibraryDatabases.h"
+#include "platform/system/SystemLog.h"
 #include "scripting/ScriptErrors.h"
 #include "scripting/ScriptText.h"
 #include "value/Description.h"

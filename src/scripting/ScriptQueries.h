@@ -9,7 +9,7 @@
 
 #include "library/PhotoApplicationFlags.h"
 #include "library/PhotoApplicationQueries.h"
-#include "platform/ScriptRunner.h"
+#include "platform/applications/ScriptRunner.h"
 
 namespace moxtel {
 

@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "console/MXSConsole.h"
-#include "platform/EventLoop.h"
-#include "platform/SystemLog.h"
+#include "platform/loop/EventLoop.h"
+#include "platform/system/SystemLog.h"
 #include "scripting/ScriptErrors.h"
 #include "support/QVAppSupport.h"
 

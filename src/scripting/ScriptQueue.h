@@ -9,8 +9,8 @@
 #include <string>
 
 #include "library/PhotoApplicationFlags.h"
-#include "platform/RunningApplications.h"
-#include "platform/ScriptRunner.h"
+#include "platform/applications/RunningApplications.h"
+#include "platform/applications/ScriptRunner.h"
 
 namespace moxtel {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "platform/SystemLog.h"
+#include "platform/system/SystemLog.h"
 
 namespace moxtel {
 

@@ -5,9 +5,9 @@
 #include <filesystem>
 
 #include "log/Log.h"
-#include "platform/SystemLog.h"
-#include "platform/ThisProcess.h"
-#include "platform/UserFolders.h"
+#include "platform/files/UserFolders.h"
+#include "platform/process/ThisProcess.h"
+#include "platform/system/SystemLog.h"
 #include "value/Numbers.h"
 #include "value/Utf.h"
 

@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-#include "platform/ChildProcess.h"
+#include "platform/process/ChildProcess.h"
 
 namespace moxtel {
 

@@ -12,13 +12,13 @@
 #include <future>
 #include <thread>
 
-#include "library/AlbumData.h"
-#include "library/LibraryDatabases.h"
-#include "platform/FakeDnsSd.h"
-#include "platform/FakeProcessRunner.h"
-#include "platform/FakeRunningApplications.h"
-#include "platform/ScriptInterpreters.h"
-#include "platform/SystemLog.h"
+#include "library/albumdata/AlbumData.h"
+#include "library/database/LibraryDatabases.h"
+#include "platform/applications/ScriptInterpreters.h"
+#include "platform/system/SystemLog.h"
+#include "tests/fakes/FakeDnsSd.h"
+#include "tests/fakes/FakeProcessRunner.h"
+#include "tests/fakes/FakeRunningApplications.h"
 #include "tests/library/TestLibrary.h"
 
 namespace moxtel {

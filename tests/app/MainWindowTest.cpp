@@ -1,4 +1,4 @@
-#include "app/MainWindow.h"
+#include "app/windows/MainWindow.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -12,8 +12,8 @@
 #include <QTextBrowser>
 #include <set>
 
-#include "app/WindowTexts.h"
-#include "console/ConsoleWindow.h"
+#include "app/windows/WindowTexts.h"
+#include "console/window/ConsoleWindow.h"
 #include "tests/TemporaryFolder.h"
 
 namespace moxtel {

@@ -4,8 +4,8 @@
 #include <fstream>
 #include <sstream>
 
-#include "platform/SystemLog.h"
-#include "tests/net/ScriptedServer.h"
+#include "platform/system/SystemLog.h"
+#include "tests/fakes/ScriptedServer.h"
 
 namespace moxtel {
 namespace {

@@ -4,8 +4,8 @@
 #include <gtest/gtest.h>
 
 #include "client/NetworkServerFinder.h"
-#include "platform/FakeDnsSd.h"
-#include "platform/FakeEventLoop.h"
+#include "tests/fakes/FakeDnsSd.h"
+#include "tests/fakes/FakeEventLoop.h"
 
 namespace moxtel {
 namespace {

@@ -8,9 +8,9 @@
 
 #include "commands/CommandHandler.h"
 #include "commands/ListingCommands.h"
-#include "platform/FakeEventLoop.h"
-#include "platform/SystemLog.h"
-#include "tests/net/RecordingReplyChannel.h"
+#include "platform/system/SystemLog.h"
+#include "tests/fakes/FakeEventLoop.h"
+#include "tests/fakes/RecordingReplyChannel.h"
 
 namespace moxtel {
 

@@ -3,7 +3,7 @@
 #include <random>
 #include <thread>
 
-#include "platform/CoreLoop.h"
+#include "platform/loop/CoreLoop.h"
 #include "tests/commands/CommandFixture.h"
 
 namespace moxtel {

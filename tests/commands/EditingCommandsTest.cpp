@@ -6,15 +6,15 @@
 #include <limits>
 
 #include "commands/LibraryCommandScope.h"
-#include "library/AlbumData.h"
 #include "library/PhotoRecords.h"
-#include "platform/FakeRunningApplications.h"
+#include "library/albumdata/AlbumData.h"
 #include "scripting/ScriptQueue.h"
 #include "support/QVAppSupport.h"
-#include "tests/library/RecordingPhotoApplication.h"
+#include "tests/fakes/FakeRunningApplications.h"
+#include "tests/fakes/RecordingPhotoApplication.h"
+#include "tests/fakes/RecordingReplyChannel.h"
+#include "tests/fakes/RecordingScriptRunner.h"
 #include "tests/library/ServedLibrary.h"
-#include "tests/net/RecordingReplyChannel.h"
-#include "tests/scripting/RecordingScriptRunner.h"
 
 namespace moxtel::test {
 namespace {
@@ -299,7 +299,8 @@ TEST_F(EditingCommandsTest, hostileTextsRunNoScriptAndAreShown) {
                 ElementsAre(result("Set GPS to 1.000000/2.000000")));
     EXPECT_THAT(ask("Clear GPS of Photo", {{"key", text}}), ElementsAre(result("Cleared GPS")));
     EXPECT_EQ(served.lines.count("Error", "Refused to send '"), 5);
-    EXPECT_EQ(served.lines.count("Info", "geotag of photo"), 2) << "the extra line comes beside the usual one";
+    EXPECT_EQ(served.lines.count("Info", "geotag of photo"), 2)
+        << "the extra line comes beside the usual one";
   }
   EXPECT_THAT(runner.scripts, IsEmpty());
 }

@@ -11,11 +11,11 @@
 #include "commands/LibraryCommandScope.h"
 #include "library/Faces.h"
 #include "library/ImageFiles.h"
-#include "pictures/Jpeg.h"
-#include "pictures/PictureDecoder.h"
-#include "platform/SystemLog.h"
+#include "pictures/codec/Jpeg.h"
+#include "pictures/codec/PictureDecoder.h"
+#include "platform/system/SystemLog.h"
+#include "tests/fakes/RecordingReplyChannel.h"
 #include "tests/library/ServedLibrary.h"
-#include "tests/net/RecordingReplyChannel.h"
 
 namespace moxtel {
 namespace {

@@ -1,6 +1,6 @@
 #include "commands/ListingCommands.h"
 
-#include "net/KeyedArchive.h"
+#include "plist/KeyedArchive.h"
 #include "tests/commands/CommandFixture.h"
 
 namespace moxtel {

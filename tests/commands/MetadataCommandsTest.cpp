@@ -7,16 +7,16 @@
 #include <fstream>
 
 #include "commands/LibraryCommandScope.h"
-#include "library/AlbumEntries.h"
 #include "library/Faces.h"
 #include "library/ImageFiles.h"
 #include "library/PhotoRecords.h"
-#include "pictures/ImageProperties.h"
-#include "pictures/Jpeg.h"
-#include "pictures/PictureSource.h"
-#include "tests/library/RecordingPhotoApplication.h"
+#include "library/albumdata/AlbumEntries.h"
+#include "pictures/codec/Jpeg.h"
+#include "pictures/codec/PictureSource.h"
+#include "pictures/properties/ImageProperties.h"
+#include "tests/fakes/RecordingPhotoApplication.h"
+#include "tests/fakes/RecordingReplyChannel.h"
 #include "tests/library/ServedLibrary.h"
-#include "tests/net/RecordingReplyChannel.h"
 
 namespace moxtel {
 namespace {

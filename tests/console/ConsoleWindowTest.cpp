@@ -1,4 +1,4 @@
-#include "console/ConsoleWindow.h"
+#include "console/window/ConsoleWindow.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -10,7 +10,7 @@
 #include <QTextBlock>
 #include <thread>
 
-#include "platform/FakeEventLoop.h"
+#include "tests/fakes/FakeEventLoop.h"
 
 namespace moxtel {
 namespace {

@@ -6,9 +6,9 @@
 #include <optional>
 #include <thread>
 
-#include "platform/CoreLoop.h"
-#include "platform/FakeClock.h"
-#include "platform/FakeEventLoop.h"
+#include "platform/loop/CoreLoop.h"
+#include "tests/fakes/FakeClock.h"
+#include "tests/fakes/FakeEventLoop.h"
 
 namespace moxtel {
 namespace {

@@ -1,4 +1,4 @@
-#include "library/AlbumDataFile.h"
+#include "library/albumdata/AlbumDataFile.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

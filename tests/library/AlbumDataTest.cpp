@@ -1,4 +1,4 @@
-#include "library/AlbumData.h"
+#include "library/albumdata/AlbumData.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -7,7 +7,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "platform/FakeClock.h"
+#include "tests/fakes/FakeClock.h"
 #include "tests/library/ServedLibrary.h"
 
 namespace moxtel::test {

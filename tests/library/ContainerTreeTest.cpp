@@ -3,10 +3,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "platform/SystemLog.h"
+#include "platform/system/SystemLog.h"
 #include "support/Localization.h"
+#include "tests/fakes/RecordingPhotoApplication.h"
 #include "tests/library/LocalTimeZone.h"
-#include "tests/library/RecordingPhotoApplication.h"
 #include "tests/library/TestLibrary.h"
 
 namespace moxtel {

@@ -1,13 +1,13 @@
-#include "library/DatabaseTests.h"
+#include "library/database/DatabaseTests.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "library/ContainerTree.h"
 #include "library/Faces.h"
-#include "platform/SystemLog.h"
+#include "platform/system/SystemLog.h"
 #include "support/SampleLibrary.h"
-#include "tests/library/RecordingPhotoApplication.h"
+#include "tests/fakes/RecordingPhotoApplication.h"
 #include "tests/library/TestLibrary.h"
 
 namespace moxtel {

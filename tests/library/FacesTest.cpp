@@ -5,7 +5,7 @@
 
 #include <random>
 
-#include "platform/SystemLog.h"
+#include "platform/system/SystemLog.h"
 #include "tests/library/TestLibrary.h"
 #include "value/Description.h"
 

@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "platform/SystemLog.h"
+#include "platform/system/SystemLog.h"
 #include "tests/library/LocalTimeZone.h"
 #include "tests/library/TestLibrary.h"
 

@@ -8,9 +8,9 @@
 #include <optional>
 
 #include "library/Faces.h"
-#include "pictures/Jpeg.h"
-#include "pictures/PictureDecoder.h"
-#include "platform/SystemLog.h"
+#include "pictures/codec/Jpeg.h"
+#include "pictures/codec/PictureDecoder.h"
+#include "platform/system/SystemLog.h"
 #include "tests/library/TestLibrary.h"
 
 namespace moxtel {

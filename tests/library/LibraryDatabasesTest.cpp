@@ -1,4 +1,4 @@
-#include "library/LibraryDatabases.h"
+#include "library/database/LibraryDatabases.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

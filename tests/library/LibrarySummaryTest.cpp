@@ -5,7 +5,7 @@
 
 #include <filesystem>
 
-#include "platform/SystemLog.h"
+#include "platform/system/SystemLog.h"
 #include "tests/library/TestLibrary.h"
 
 namespace moxtel {

@@ -6,9 +6,9 @@
 #include <cmath>
 #include <limits>
 
-#include "library/AlbumEntries.h"
-#include "platform/SystemLog.h"
-#include "tests/library/RecordingPhotoApplication.h"
+#include "library/albumdata/AlbumEntries.h"
+#include "platform/system/SystemLog.h"
+#include "tests/fakes/RecordingPhotoApplication.h"
 #include "tests/library/TestLibrary.h"
 
 namespace moxtel {

@@ -1,4 +1,4 @@
-#include "library/SqlPlaces.h"
+#include "library/database/SqlPlaces.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -10,11 +10,11 @@
 #include <vector>
 
 #include "console/MXSConsole.h"
-#include "library/LibraryDatabases.h"
-#include "platform/ChildProcess.h"
-#include "platform/FakeEventLoop.h"
-#include "platform/UserDefaults.h"
+#include "library/database/LibraryDatabases.h"
+#include "platform/process/ChildProcess.h"
+#include "platform/settings/UserDefaults.h"
 #include "tests/TemporaryFolder.h"
+#include "tests/fakes/FakeEventLoop.h"
 #include "value/Value.h"
 
 namespace moxtel::test {

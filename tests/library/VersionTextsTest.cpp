@@ -7,7 +7,7 @@
 #include <numeric>
 #include <random>
 
-#include "platform/SystemLog.h"
+#include "platform/system/SystemLog.h"
 #include "tests/library/TestLibrary.h"
 
 namespace moxtel {

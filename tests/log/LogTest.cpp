@@ -8,9 +8,9 @@
 #include <thread>
 
 #include "log/QVLog.h"
-#include "platform/FakeClock.h"
-#include "platform/SystemLog.h"
+#include "platform/system/SystemLog.h"
 #include "tests/TemporaryFolder.h"
+#include "tests/fakes/FakeClock.h"
 
 namespace moxtel {
 namespace {

@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "platform/FakeEventLoop.h"
+#include "tests/fakes/FakeEventLoop.h"
 
 namespace moxtel {
 namespace {

@@ -4,8 +4,8 @@
 #include <gtest/gtest.h>
 
 #include "log/Log.h"
-#include "platform/FakeDnsSd.h"
-#include "platform/SystemLog.h"
+#include "platform/system/SystemLog.h"
+#include "tests/fakes/FakeDnsSd.h"
 
 namespace moxtel {
 namespace {

@@ -3,9 +3,9 @@
 #include <chrono>
 
 #include "log/Log.h"
-#include "platform/NotificationCenter.h"
-#include "platform/SystemLog.h"
-#include "tests/net/ScriptedServer.h"
+#include "platform/loop/NotificationCenter.h"
+#include "platform/system/SystemLog.h"
+#include "tests/fakes/ScriptedServer.h"
 
 namespace moxtel {
 namespace {

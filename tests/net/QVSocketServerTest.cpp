@@ -8,7 +8,7 @@
 #include <filesystem>
 #include <thread>
 
-#include "net/KeyedArchive.h"
+#include "plist/KeyedArchive.h"
 #include "tests/net/ServerFixture.h"
 
 namespace moxtel {

@@ -8,7 +8,7 @@
 #include <span>
 #include <vector>
 
-#include "net/KeyedArchive.h"
+#include "plist/KeyedArchive.h"
 
 namespace moxtel {
 

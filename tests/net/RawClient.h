@@ -7,7 +7,7 @@
 #include <optional>
 #include <string_view>
 
-#include "net/FileDescriptor.h"
+#include "platform/files/FileDescriptor.h"
 #include "value/Value.h"
 
 namespace moxtel {

@@ -14,9 +14,9 @@
 
 #include "log/Log.h"
 #include "net/QVSocketServer.h"
-#include "platform/FakeDnsSd.h"
-#include "platform/NotificationCenter.h"
-#include "platform/SystemLog.h"
+#include "platform/loop/NotificationCenter.h"
+#include "platform/system/SystemLog.h"
+#include "tests/fakes/FakeDnsSd.h"
 #include "tests/net/RawClient.h"
 
 namespace moxtel {

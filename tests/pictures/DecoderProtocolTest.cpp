@@ -1,4 +1,4 @@
-#include "pictures/DecoderProtocol.h"
+#include "pictures/codec/DecoderProtocol.h"
 
 #include <gtest/gtest.h>
 

@@ -9,9 +9,9 @@
 #include <cstdlib>
 #include <string>
 
-#include "pictures/Jpeg.h"
-#include "pictures/PixelBuffer.h"
-#include "platform/FileReader.h"
+#include "pictures/codec/Jpeg.h"
+#include "pictures/codec/PixelBuffer.h"
+#include "platform/files/FileReader.h"
 
 namespace moxtel::test {
 

@@ -1,4 +1,4 @@
-#include "pictures/ImageProperties.h"
+#include "pictures/properties/ImageProperties.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -6,11 +6,11 @@
 #include <cmath>
 #include <fstream>
 
-#include "net/KeyedArchive.h"
 #include "pictures/properties/XmpProperties.h"
-#include "platform/ChildProcess.h"
-#include "platform/FakeProcessRunner.h"
+#include "platform/process/ChildProcess.h"
+#include "plist/KeyedArchive.h"
 #include "tests/TemporaryFolder.h"
+#include "tests/fakes/FakeProcessRunner.h"
 #include "tests/pictures/Fixtures.h"
 #include "tests/pictures/PropertyTesting.h"
 

@@ -1,9 +1,9 @@
-#include "pictures/Jpeg.h"
+#include "pictures/codec/Jpeg.h"
 
 #include <algorithm>
 #include <fstream>
 
-#include "pictures/Rotation.h"
+#include "pictures/codec/Rotation.h"
 #include "tests/pictures/Fixtures.h"
 
 namespace moxtel {

@@ -1,14 +1,14 @@
-#include "pictures/PictureDecoder.h"
+#include "pictures/codec/PictureDecoder.h"
 
 #include <chrono>
 #include <filesystem>
 #include <fstream>
 
-#include "pictures/PictureKind.h"
-#include "platform/ChildProcess.h"
-#include "platform/FakeProcessRunner.h"
-#include "platform/SystemLog.h"
+#include "pictures/codec/PictureKind.h"
+#include "platform/process/ChildProcess.h"
+#include "platform/system/SystemLog.h"
 #include "tests/TemporaryFolder.h"
+#include "tests/fakes/FakeProcessRunner.h"
 #include "tests/pictures/Fixtures.h"
 
 namespace moxtel {

@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <string>
 
-#include "pictures/PictureKind.h"
+#include "pictures/codec/PictureKind.h"
 #include "pictures/properties/PropertyDictionary.h"
 #include "tests/pictures/MadePictures.h"
 #include "value/Description.h"

@@ -1,4 +1,4 @@
-#include "pictures/Rotation.h"
+#include "pictures/codec/Rotation.h"
 
 #include <gtest/gtest.h>
 

@@ -1,9 +1,9 @@
 // Prints the properties of each file that it is named, as one keyed archive of a dictionary by path.
-#include "net/KeyedArchive.h"
-#include "pictures/ImageProperties.h"
-#include "platform/ChildProcess.h"
-#include "platform/Confinement.h"
-#include "platform/FileReader.h"
+#include "pictures/properties/ImageProperties.h"
+#include "platform/files/FileReader.h"
+#include "platform/process/ChildProcess.h"
+#include "platform/process/Confinement.h"
+#include "plist/KeyedArchive.h"
 
 int main(int count, char** words) {
   using namespace moxtel;

@@ -1,4 +1,4 @@
-#include "platform/ChildProcess.h"
+#include "platform/process/ChildProcess.h"
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -12,8 +12,8 @@
 #include <fstream>
 #include <thread>
 
-#include "platform/FakeProcessRunner.h"
 #include "tests/TemporaryFolder.h"
+#include "tests/fakes/FakeProcessRunner.h"
 
 namespace moxtel {
 namespace {

@@ -1,4 +1,4 @@
-#include "platform/Clock.h"
+#include "platform/loop/Clock.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "platform/Confinement.h"
+#include "platform/process/Confinement.h"
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>
@@ -8,8 +8,8 @@
 #include <csignal>
 #include <filesystem>
 
-#include "platform/ChildProcess.h"
-#include "platform/Pipe.h"
+#include "platform/process/ChildProcess.h"
+#include "platform/process/Pipe.h"
 #include "tests/TemporaryFolder.h"
 
 namespace moxtel {

@@ -1,4 +1,4 @@
-#include "platform/CoreLoop.h"
+#include "platform/loop/CoreLoop.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -10,7 +10,7 @@
 #include <thread>
 #include <vector>
 
-#include "platform/SystemLog.h"
+#include "platform/system/SystemLog.h"
 
 namespace moxtel {
 namespace {

@@ -1,4 +1,4 @@
-#include "platform/FileReader.h"
+#include "platform/files/FileReader.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

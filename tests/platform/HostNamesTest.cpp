@@ -1,4 +1,4 @@
-#include "platform/HostNames.h"
+#include "platform/system/HostNames.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

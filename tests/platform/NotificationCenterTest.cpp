@@ -1,4 +1,4 @@
-#include "platform/NotificationCenter.h"
+#include "platform/loop/NotificationCenter.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

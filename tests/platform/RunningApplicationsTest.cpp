@@ -1,4 +1,4 @@
-#include "platform/RunningApplications.h"
+#include "platform/applications/RunningApplications.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -13,7 +13,7 @@
 #include <fstream>
 #include <thread>
 
-#include "platform/ProcRunningApplications.h"
+#include "platform/applications/ProcRunningApplications.h"
 #include "tests/TemporaryFolder.h"
 
 extern char** environ;

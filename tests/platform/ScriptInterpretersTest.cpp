@@ -1,4 +1,4 @@
-#include "platform/ScriptInterpreters.h"
+#include "platform/applications/ScriptInterpreters.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -10,12 +10,12 @@
 #include <mutex>
 #include <thread>
 
-#include "platform/FakeProcessRunner.h"
-#include "platform/FakeRunningApplications.h"
-#include "platform/RemoteApplications.h"
-#include "platform/ScriptResult.h"
-#include "platform/UserDefaults.h"
+#include "platform/applications/RemoteApplications.h"
+#include "platform/applications/ScriptResult.h"
+#include "platform/settings/UserDefaults.h"
 #include "tests/TemporaryFolder.h"
+#include "tests/fakes/FakeProcessRunner.h"
+#include "tests/fakes/FakeRunningApplications.h"
 
 namespace moxtel {
 namespace {

@@ -1,4 +1,4 @@
-#include "platform/ScriptResult.h"
+#include "platform/applications/ScriptResult.h"
 
 #include <gtest/gtest.h>
 

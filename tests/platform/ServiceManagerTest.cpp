@@ -1,4 +1,4 @@
-#include "platform/ServiceManager.h"
+#include "platform/system/ServiceManager.h"
 
 #include <gtest/gtest.h>
 #include <sys/socket.h>

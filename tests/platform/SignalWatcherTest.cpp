@@ -1,4 +1,4 @@
-#include "platform/SignalWatcher.h"
+#include "platform/loop/SignalWatcher.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -8,8 +8,8 @@
 #include <stdexcept>
 #include <thread>
 
-#include "platform/CoreLoop.h"
-#include "platform/SystemLog.h"
+#include "platform/loop/CoreLoop.h"
+#include "platform/system/SystemLog.h"
 
 namespace moxtel {
 namespace {

@@ -1,4 +1,4 @@
-#include "platform/SystemLog.h"
+#include "platform/system/SystemLog.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -7,7 +7,7 @@
 #include <stdexcept>
 #include <thread>
 
-#include "platform/ChildProcess.h"
+#include "platform/process/ChildProcess.h"
 
 namespace moxtel {
 namespace {

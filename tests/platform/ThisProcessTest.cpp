@@ -1,4 +1,4 @@
-#include "platform/ThisProcess.h"
+#include "platform/process/ThisProcess.h"
 
 #include <gtest/gtest.h>
 
@@ -6,7 +6,7 @@
 #include <iterator>
 #include <stdexcept>
 
-#include "platform/ChildProcess.h"
+#include "platform/process/ChildProcess.h"
 #include "tests/TemporaryFolder.h"
 
 namespace moxtel {

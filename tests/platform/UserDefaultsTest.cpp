@@ -1,4 +1,4 @@
-#include "platform/UserDefaults.h"
+#include "platform/settings/UserDefaults.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -7,9 +7,9 @@
 #include <fstream>
 #include <iterator>
 
-#include "platform/SettingsFile.h"
-#include "platform/SystemLog.h"
-#include "platform/UserFolders.h"
+#include "platform/files/UserFolders.h"
+#include "platform/settings/SettingsFile.h"
+#include "platform/system/SystemLog.h"
 #include "tests/TemporaryFolder.h"
 
 namespace moxtel {

@@ -8,7 +8,7 @@
 #include <new>
 #include <vector>
 
-#include "platform/Confinement.h"
+#include "platform/process/Confinement.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <cerrno>
 #include <string>
 
-#include "platform/ThisProcess.h"
+#include "platform/process/ThisProcess.h"
 
 namespace {
 

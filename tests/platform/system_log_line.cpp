@@ -1,6 +1,6 @@
 #include <stdexcept>
 
-#include "platform/SystemLog.h"
+#include "platform/system/SystemLog.h"
 
 int main(int argc, char** argv) {
   for (int i = 1; i < argc; ++i) moxtel::writeSystemLog(argv[i]);

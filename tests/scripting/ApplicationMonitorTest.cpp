@@ -8,10 +8,10 @@
 #include <filesystem>
 #include <fstream>
 
-#include "library/AlbumData.h"
-#include "platform/FakeClock.h"
-#include "platform/FakeRunningApplications.h"
-#include "platform/Files.h"
+#include "library/albumdata/AlbumData.h"
+#include "platform/files/Files.h"
+#include "tests/fakes/FakeClock.h"
+#include "tests/fakes/FakeRunningApplications.h"
 #include "tests/library/ServedLibrary.h"
 
 namespace moxtel::test {

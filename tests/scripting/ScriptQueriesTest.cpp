@@ -6,10 +6,10 @@
 #include <fstream>
 #include <limits>
 
-#include "library/AlbumData.h"
 #include "library/PhotoRecords.h"
+#include "library/albumdata/AlbumData.h"
+#include "tests/fakes/RecordingScriptRunner.h"
 #include "tests/library/ServedLibrary.h"
-#include "tests/scripting/RecordingScriptRunner.h"
 
 namespace moxtel::test {
 namespace {

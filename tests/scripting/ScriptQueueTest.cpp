@@ -6,11 +6,11 @@
 #include <cstdlib>
 #include <thread>
 
-#include "platform/FakeRunningApplications.h"
-#include "platform/ScriptInterpreters.h"
+#include "platform/applications/ScriptInterpreters.h"
 #include "support/QVAppSupport.h"
+#include "tests/fakes/FakeRunningApplications.h"
+#include "tests/fakes/RecordingScriptRunner.h"
 #include "tests/library/ServedLibrary.h"
-#include "tests/scripting/RecordingScriptRunner.h"
 
 namespace moxtel::test {
 namespace {

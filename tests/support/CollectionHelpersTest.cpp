@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <random>
 
-#include "platform/SystemLog.h"
+#include "platform/system/SystemLog.h"
 #include "value/Description.h"
 
 namespace moxtel {

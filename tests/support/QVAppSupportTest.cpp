@@ -7,10 +7,10 @@
 #include <fstream>
 
 #include "log/Log.h"
-#include "platform/FakeProcessRunner.h"
-#include "platform/SystemLog.h"
-#include "platform/ThisProcess.h"
+#include "platform/process/ThisProcess.h"
+#include "platform/system/SystemLog.h"
 #include "tests/TemporaryFolder.h"
+#include "tests/fakes/FakeProcessRunner.h"
 
 namespace moxtel {
 namespace {

@@ -69,8 +69,8 @@ class IncludeGraph(unittest.TestCase):
     def test_finds_window_headers_outside_window_files(self):
         self.assertWrong("platform/A.cpp", "#include <QWidget>\n")
         self.assertWrong("app/MXPAppDelegate.cpp", "#include <QtGui/QFont>\n")
-        self.assertFine("app/MainWindow.cpp", "#include <QWidget>\n#include <QTimer>\n")
-        self.assertFine("console/ConsoleWindow.h", "#include <QtGui/QFont>\n")
+        self.assertFine("app/windows/MainWindow.cpp", "#include <QWidget>\n#include <QTimer>\n")
+        self.assertFine("console/window/ConsoleWindow.h", "#include <QtGui/QFont>\n")
 
 
 class LinkedLibraries(unittest.TestCase):

@@ -2,8 +2,8 @@
 
 #include <bit>
 
-#include "net/BinaryPropertyList.h"
 #include "pictures/properties/Texts.h"
+#include "plist/BinaryPropertyList.h"
 
 namespace moxtel::properties {
 namespace {

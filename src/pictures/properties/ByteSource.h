@@ -9,7 +9,7 @@
 #include <optional>
 #include <span>
 
-#include "platform/FileReader.h"
+#include "platform/files/FileReader.h"
 #include "value/Value.h"
 
 namespace moxtel::properties {

@@ -3,7 +3,7 @@
 
 #include <optional>
 
-#include "pictures/PictureKind.h"
+#include "pictures/codec/PictureKind.h"
 #include "pictures/properties/ByteSource.h"
 #include "pictures/properties/ExifGroups.h"
 #include "pictures/properties/PictureFacts.h"

@@ -1,0 +1,273 @@
+#include "app/windows/MainWindow.h"
+
+#include <QCheckBox>
+#include <QFileDialog>
+#include <QFormLayout>
+#include <QGroupBox>
+#include <QHBoxLayout>
+#include <QLocale>
+#include <QMessageBox>
+#include <QPlainTextEdit>
+#include <QPushButton>
+#include <QScreen>
+#include <QShortcut>
+#include <QStatusBar>
+#include <QTextBrowser>
+#include <QVBoxLayout>
+
+#include "console/window/ConsoleWindow.h"
+#include "support/Localization.h"
+
+namespace moxtel {
+
+namespace {
+
+constexpr QSize kUsualSize{980, 620};
+constexpr int kLinesInSight = 5;
+constexpr const char* kRowName = "rowName";
+
+QString notKnownYet() { return QStringLiteral("…"); }
+
+QString shown(std::string_view text) {
+  return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
+}
+
+QString localized(std::string_view key) { return shown(localizedString(key)); }
+
+QString numberText(const std::optional<std::int64_t>& number) {
+  return number ? QLocale().toString(static_cast<qlonglong>(*number)) : QStringLiteral("–");
+}
+
+// The last component of a path.
+QString nameOfFolder(std::string_view path) {
+  while (path.size() > 1 && path.back() == '/') path.remove_suffix(1);
+  return shown(path.substr(path.find_last_of('/') + 1));
+}
+
+// A screen reader says the row's name with its value.
+void setValue(QLabel& value, const QString& text) {
+  value.setText(text);
+  value.setAccessibleName(value.property(kRowName).toString() + ": " + text);
+}
+
+// A box checked by the server is no wish of the user's.
+void setChecked(QCheckBox& box, bool checked) {
+  const QSignalBlocker blocker(box);
+  box.setChecked(checked);
+}
+
+}  // namespace
+
+MainWindow::MainWindow(MainWindowActions actions, QWidget* parent)
+    : QMainWindow(parent), actions_(std::move(actions)) {
+  setWindowTitle(QStringLiteral("MoxtelServer"));
+  askForFolder = [this](const QString& begin) {
+    return QFileDialog::getExistingDirectory(this, localized("Choose the library folder"), begin);
+  };
+  showMessage = [this](const QString& title, const QString& text) {
+    auto* box = new QMessageBox(QMessageBox::Warning, title, text, QMessageBox::Ok, this);
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    box->open();
+  };
+  auto* left = new QVBoxLayout;
+  left->addWidget(makeLibraryGroup());
+  left->addWidget(makeNetworkGroup());
+  left->addWidget(makeButtons());
+  left->addWidget(makeLastLines(), 1);
+  auto* row = new QHBoxLayout;
+  row->addLayout(left, 3);
+  row->addWidget(makeHelp(), 2);
+  auto* centre = new QWidget;
+  centre->setLayout(row);
+  setCentralWidget(centre);
+  busy_ = new QLabel(localized("Ready"));
+  busy_->setObjectName("busy");
+  statusBar()->addWidget(busy_);
+  makeShortcuts();
+  resize(kUsualSize.boundedTo(screen()->availableSize()));
+}
+
+void MainWindow::makeShortcuts() {
+  const auto shortcut = [this](QKeySequence::StandardKey key, auto action) {
+    connect(new QShortcut(key, this), &QShortcut::activated, this, action);
+  };
+  shortcut(QKeySequence::Quit, [this] { close(); });
+  shortcut(QKeySequence::Open, [this] { chooseLibrary(); });
+  shortcut(QKeySequence::Refresh, [this] { actions_.reload(); });
+  shortcut(QKeySequence::HelpContents, [this] { helpButton_->click(); });
+}
+
+QLabel* MainWindow::addRow(QFormLayout& form, const char* key, const char* objectName) {
+  auto* value = new QLabel;
+  value->setObjectName(objectName);
+  value->setTextFormat(Qt::PlainText);  // names come from files and from other machines
+  value->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+  value->setWordWrap(true);
+  // A path without blanks cannot be wrapped; it must not dictate the window's width.
+  value->setMinimumWidth(1);
+  value->setProperty(kRowName, localized(key));
+  setValue(*value, notKnownYet());
+  form.addRow(localized(key) + ":", value);
+  return value;
+}
+
+QWidget* MainWindow::makeLibraryGroup() {
+  auto* group = new QGroupBox(localized("Library"));
+  auto* form = new QFormLayout(group);
+  library_ = addRow(*form, "Library", "library");
+  path_ = addRow(*form, "Path", "path");
+  application_ = addRow(*form, "Photo application", "application");
+  photos_ = addRow(*form, "Photos", "photos");
+  albums_ = addRow(*form, "Albums", "albums");
+  events_ = addRow(*form, "Events", "events");
+  faces_ = addRow(*form, "Faces", "faces");
+  return group;
+}
+
+QWidget* MainWindow::makeNetworkGroup() {
+  auto* group = new QGroupBox(localized("Network"));
+  auto* form = new QFormLayout(group);
+  published_ = addRow(*form, "Published as", "published");
+  addresses_ = addRow(*form, "Addresses", "addresses");
+  port_ = addRow(*form, "Port", "port");
+  client_ = addRow(*form, "Client", "client");
+  return group;
+}
+
+QWidget* MainWindow::makeButtons() {
+  auto* box = new QWidget;
+  auto* layout = new QVBoxLayout(box);
+  layout->setContentsMargins(0, 0, 0, 0);
+  auto* row = new QHBoxLayout;
+  const auto button = [&](const char* key, const char* objectName, auto action) {
+    auto* made = new QPushButton(localized(key));
+    made->setObjectName(objectName);
+    connect(made, &QPushButton::clicked, this, action);
+    row->addWidget(made);
+    return made;
+  };
+  button("Choose &Library…", "chooseLibrary", [this] { chooseLibrary(); });
+  button("&Console", "console", [this] { actions_.showConsole(); });
+  button("&Reload", "reload", [this] { actions_.reload(); });
+  disconnect_ = button("&Disconnect Client", "disconnect", [this] { actions_.disconnectClient(); });
+  disconnect_->setEnabled(false);
+  helpButton_ = button("&Help", "help", [this] { helpBox_->setVisible(!helpBox_->isVisible()); });
+  layout->addLayout(row);
+  preferAperture_ = new QCheckBox(localized("Prefer &Aperture's library"));
+  preferAperture_->setObjectName("preferAperture");
+  connect(preferAperture_, &QCheckBox::toggled, this, [this](bool on) { actions_.preferAperture(on); });
+  revealPhoto_ = new QCheckBox(localized("Clients may &show photos in the photo application"));
+  revealPhoto_->setObjectName("revealPhoto");
+  connect(revealPhoto_, &QCheckBox::toggled, this, [this](bool on) { actions_.revealPhoto(on); });
+  for (QCheckBox* check : {preferAperture_, revealPhoto_}) {
+    // How it stands is not known before the server has started, which a slow script can delay.
+    check->setEnabled(false);
+    layout->addWidget(check);
+  }
+  return box;
+}
+
+QWidget* MainWindow::makeLastLines() {
+  auto* group = new QGroupBox(localized("Last messages"));
+  lastLines_ = new QPlainTextEdit;
+  lastLines_->setObjectName("lastLines");
+  lastLines_->setReadOnly(true);
+  lastLines_->setMaximumBlockCount(kLinesInSight);
+  lastLines_->setAccessibleName(localized("Last messages"));
+  lastLines_->setTabChangesFocus(true);
+  auto* layout = new QVBoxLayout(group);
+  layout->addWidget(lastLines_);
+  return group;
+}
+
+QWidget* MainWindow::makeHelp() {
+  helpBox_ = new QWidget;
+  auto* layout = new QVBoxLayout(helpBox_);
+  layout->setContentsMargins(0, 0, 0, 0);
+  help_ = new QTextBrowser;
+  help_->setObjectName("helpText");
+  help_->setOpenLinks(false);
+  help_->setTabChangesFocus(true);
+  help_->setAccessibleName(localized("&Help").remove('&'));
+  dontShowHelp_ = new QCheckBox(localized("Don't show this help at the s&tart"));
+  dontShowHelp_->setObjectName("dontShowHelp");
+  connect(dontShowHelp_, &QCheckBox::toggled, this, [this](bool on) { actions_.dontShowHelp(on); });
+  layout->addWidget(help_);
+  layout->addWidget(dontShowHelp_);
+  helpBox_->hide();
+  return helpBox_;
+}
+
+void MainWindow::setHelp(const QString& html, bool hidden) {
+  help_->setHtml(html);
+  setChecked(*dontShowHelp_, hidden);
+  helpBox_->setVisible(!hidden && !html.isEmpty());
+  helpButton_->setEnabled(!html.isEmpty());
+}
+
+void MainWindow::chooseLibrary() {
+  const QString folder = askForFolder(path_->text() == notKnownYet() ? QString() : path_->text());
+  if (!folder.isEmpty()) actions_.chooseLibrary(folder.toStdString());
+}
+
+void MainWindow::refuseLibrary(const std::string& why) {
+  showMessage(localized("Cannot serve this folder"), localized(why));
+}
+
+void MainWindow::showStatus(const ServerStatus& status) {
+  showLibrary(status);
+  showNetwork(status);
+  setChecked(*preferAperture_, status.preferAperture);
+  setChecked(*revealPhoto_, status.revealPhoto);
+  for (QCheckBox* box : {preferAperture_, revealPhoto_}) box->setEnabled(true);
+  disconnect_->setEnabled(status.client.has_value());
+}
+
+void MainWindow::showLibrary(const ServerStatus& status) {
+  const bool nobody = status.runningApplication == "<none>";
+  setValue(*application_, nobody ? localized("none") : shown(status.runningApplication));
+  setValue(*path_, shown(status.libraryPath.value_or("")));
+  path_->setToolTip(path_->text());
+  if (!status.libraryPath) {
+    setValue(*library_, localized("No library yet. Choose its folder."));
+  } else if (!status.libraryProblem.empty()) {
+    setValue(*library_, localized("This library cannot be read. %1").arg(localized(status.libraryProblem)));
+  } else {
+    setValue(*library_, nameOfFolder(*status.libraryPath));
+  }
+  setValue(*photos_, numberText(status.counts.photos));
+  setValue(*albums_, numberText(status.counts.albums));
+  setValue(*events_, numberText(status.counts.events));
+  setValue(*faces_, numberText(status.counts.faces));
+}
+
+void MainWindow::showNetwork(const ServerStatus& status) {
+  QStringList addresses;
+  for (const std::string& address : status.addresses) addresses << shown(address);
+  setValue(*addresses_, addresses.join(", "));
+  setValue(*port_, status.port != 0 ? QString::number(status.port)
+                                    : localized("Not listening: %1").arg(shown(status.listenFailure)));
+  if (!status.publishedName.empty()) {
+    setValue(*published_, shown(status.publishedName));
+  } else if (status.publicationProblem.empty()) {
+    setValue(*published_, localized("Not published yet"));
+  } else {
+    setValue(*published_, localized("Not published: %1").arg(shown(status.publicationProblem)));
+  }
+  setValue(*client_, status.client ? localized("Connected: %1").arg(shown(*status.client))
+                                   : localized("Nobody is connected"));
+}
+
+void MainWindow::showLines(const std::vector<ConsoleLine>& lines) {
+  const std::size_t first = lines.size() > kLinesInSight ? lines.size() - kLinesInSight : 0;
+  for (std::size_t i = first; i < lines.size(); ++i) {
+    lastLines_->appendPlainText(shown(lines[i].titleRun() + lines[i].text));
+  }
+}
+
+void MainWindow::showBusy(bool busy) {
+  busy_->setText(localized(busy ? "Busy …" : "Ready"));
+  busy_->setToolTip(busy ? localized("Busy: a long reply or a script is under way.") : QString());
+}
+
+}  // namespace moxtel

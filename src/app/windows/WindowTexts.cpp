@@ -1,0 +1,63 @@
+#include "app/windows/WindowTexts.h"
+
+namespace moxtel {
+
+namespace {
+
+const StringTable kGerman{
+    {"Addresses", "Adressen"},
+    {"Albums", "Alben"},
+    {"Busy …", "Beschäftigt …"},
+    {"Busy: a long reply or a script is under way.",
+     "Beschäftigt: Eine lange Antwort oder ein Skript ist unterwegs."},
+    {"Cannot serve this folder", "Dieser Ordner lässt sich nicht bereitstellen"},
+    {"Choose &Library…", "&Bibliothek wählen …"},
+    {"Choose the library folder", "Bibliotheksordner wählen"},
+    {"Clients may &show photos in the photo application", "Clients dürfen Fotos im Fotoprogramm &zeigen"},
+    {"Client", "Client"},
+    {"Connected: %1", "Verbunden: %1"},
+    {"Console", "Konsole"},
+    {"&Console", "&Konsole"},
+    {"&Disconnect Client", "Client &trennen"},
+    {"Don't show this help at the s&tart", "Diese Hilfe beim &Start nicht zeigen"},
+    {"Events", "Ereignisse"},
+    {"Faces", "Gesichter"},
+    {"Find", "Suchen"},
+    {"Find next", "Nächstes Vorkommen"},
+    {"Find previous", "Voriges Vorkommen"},
+    {"&Help", "&Hilfe"},
+    {"Last messages", "Letzte Meldungen"},
+    {"Library", "Bibliothek"},
+    {"Network", "Netzwerk"},
+    {"No library yet. Choose its folder.", "Noch keine Bibliothek. Wählen Sie ihren Ordner."},
+    {"Nobody is connected", "Niemand ist verbunden"},
+    {"Not listening: %1", "Nimmt keine Verbindungen an: %1"},
+    {"Not published yet", "Noch nicht veröffentlicht"},
+    {"Not published: %1", "Nicht veröffentlicht: %1"},
+    {"Path", "Pfad"},
+    {"Photo application", "Fotoprogramm"},
+    {"Photos", "Fotos"},
+    {"Port", "Port"},
+    {"Prefer &Aperture's library", "&Aperture-Bibliothek bevorzugen"},
+    {"Published as", "Veröffentlicht als"},
+    {"Ready", "Bereit"},
+    {"&Reload", "&Neu laden"},
+    {"The folder's path is not an absolute one.", "Der Pfad des Ordners ist nicht absolut."},
+    {"There is no such folder.", "Diesen Ordner gibt es nicht."},
+    {"This is no iPhoto or Aperture library: it has no file Database/apdb/Library.apdb.",
+     "Das ist keine iPhoto- oder Aperture-Bibliothek: Die Datei Database/apdb/Library.apdb fehlt."},
+    {"The folder's path holds characters outside ASCII. Make a symbolic link with a plain name to it, and "
+     "choose that.",
+     "Der Pfad des Ordners enthält Zeichen außerhalb von ASCII. Legen Sie einen symbolischen Link mit "
+     "einfachem Namen "
+     "auf ihn an und wählen Sie diesen."},
+    {"This library cannot be read. %1", "Diese Bibliothek ist nicht lesbar. %1"},
+    {"This user is not permitted to read the folder.", "Dieser Benutzer darf den Ordner nicht lesen."},
+    {"none", "keins"},
+};
+
+}  // namespace
+
+StringTable windowTexts(std::string_view language) { return language == "de" ? kGerman : StringTable(); }
+
+}  // namespace moxtel

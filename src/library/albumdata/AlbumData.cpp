@@ -1,0 +1,86 @@
+#include "library/albumdata/AlbumData.h"
+
+#include "console/MXSConsole.h"
+#include "library/PathNames.h"
+#include "library/albumdata/AlbumDataFile.h"
+#include "library/database/LibraryDatabases.h"
+#include "platform/files/Files.h"
+#include "platform/system/SystemLog.h"
+#include "value/Description.h"
+
+namespace moxtel {
+
+namespace {
+
+std::size_t countOf(const Value& list) {
+  return list.isDictionary() ? list.dictionary().size() : list.array().size();
+}
+
+// The text of an entry's key; nothing for an entry without, or that is no dictionary.
+std::optional<std::string> keyOf(const Value& entry, std::string_view name) {
+  const Value& key = entry[name];
+  if (key.isString()) return std::string(key.string());
+  return key.isNumber() ? std::optional(describe(key)) : std::nullopt;
+}
+
+}  // namespace
+
+AlbumData::AlbumData(LibraryDatabases& databases, MXSConsole& console, const Clock& clock)
+    : databases_(databases), console_(console), clock_(clock) {}
+
+void AlbumData::loadAlbumData() {
+  databases_.readPhotoAppDefaults();
+  const auto& library = databases_.libraryPath();
+  NSLog("use album data path '%@'", library ? Value(*library) : Value());
+  albumDataFilename_.reset();
+  if (!library) return;
+  albumDataFilename_ = appendingPathComponent(*library, "AlbumData.xml");
+  const FileStamp stamp = stampOf(*albumDataFilename_);
+  if (stamp.kind == FileStamp::Kind::Missing) return;
+  if (albumDataReadDate_ && stamp.modifiedDate() < albumDataReadDate_->seconds) return;
+  read();
+}
+
+void AlbumData::read() {
+  const AlbumDataContents contents = readAlbumDataFile(*albumDataFilename_);
+  if (!contents.error.empty()) {
+    console_.showTitle(
+        "Error", format("Problem with reading iPhoto data: '%@'\nPlease quit MoxtelServer, start and quit "
+                        "iPhoto, then start MoxtelServer again.",
+                        *albumDataFilename_ + ": " + contents.error));
+  }
+  if (contents.wasRead) albumDataReadDate_ = clock_.now();
+  containerDicts_.clear();
+  storeEntries(contents.lists[kListOfAlbums], "GUID");
+  NSLog("Found %lu albums", containerDicts_.size());
+  NSLog("Found %lu rolls", contents.lists[kListOfRolls].array().size());
+  storeEntries(contents.lists[kListOfRolls], "ProjectUuid");
+  const Value& faces = contents.lists[kListOfFaces];
+  faceDicts_ = faces.isNil() ? Value(mutableArray()) : faces;
+  NSLog("Found %ld faces", countOf(faceDicts_));
+}
+
+// Albums and rolls share the one table; the message is the same for both.
+void AlbumData::storeEntries(const Value& list, std::string_view keyName) {
+  for (const Value& entry : list.array()) {
+    if (auto key = keyOf(entry, keyName)) {
+      containerDicts_.insert_or_assign(std::move(*key), entry);
+    } else {
+      NSLog("no guid in .... %@", entry);
+    }
+  }
+}
+
+const Value& AlbumData::containerDict(std::string_view key) const {
+  static const Value kNil;
+  const auto found = containerDicts_.find(std::string(key));
+  return found == containerDicts_.end() ? kNil : found->second;
+}
+
+void AlbumData::clear() {
+  albumDataReadDate_.reset();
+  containerDicts_.clear();
+  faceDicts_ = {};
+}
+
+}  // namespace moxtel

@@ -1,0 +1,55 @@
+// The legacy album file "AlbumData.xml" of older iPhoto libraries: album and roll entries by their key, and
+// the faces. Core thread.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+#include "library/albumdata/AlbumEntries.h"
+#include "platform/loop/Clock.h"
+#include "value/Value.h"
+
+namespace moxtel {
+
+class LibraryDatabases;
+class MXSConsole;
+
+class AlbumData final : public AlbumEntries {
+ public:
+  // Borrows everything.
+  AlbumData(LibraryDatabases& databases, MXSConsole& console, const Clock& clock = systemClock());
+
+  void loadAlbumData();
+
+  const Value& containerDict(std::string_view key) const override;
+  const std::unordered_map<std::string, Value>& containerDicts() const { return containerDicts_; }
+  // A list in some files, a dictionary in others: as the file holds it. Nil before the first read.
+  const Value& faceDicts() const { return faceDicts_; }
+
+  // Lists of the legacy kind. Nothing fills them: they are nil, which is not an empty list.
+  Value events() const { return {}; }
+  Value albums() const { return {}; }
+
+  const std::optional<std::string>& albumDataFilename() const { return albumDataFilename_; }
+  std::optional<Date> albumDataReadDate() const { return albumDataReadDate_; }
+  void setAlbumDataReadDate(Date moment) { albumDataReadDate_ = moment; }
+  // Another library: forgets tables and date.
+  void clear();
+
+ private:
+  void read();
+  void storeEntries(const Value& list, std::string_view keyName);
+
+  LibraryDatabases& databases_;
+  MXSConsole& console_;
+  const Clock& clock_;
+  std::optional<std::string> albumDataFilename_;
+  std::optional<Date> albumDataReadDate_;
+  std::unordered_map<std::string, Value> containerDicts_;
+  Value faceDicts_;
+};
+
+}  // namespace moxtel

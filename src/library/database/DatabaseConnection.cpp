@@ -1,0 +1,149 @@
+#include "library/database/DatabaseConnection.h"
+
+#include <algorithm>
+
+#include "platform/files/Files.h"
+
+namespace moxtel {
+
+namespace {
+
+// Reading, and the counting of rows, is all that the queries do.
+int authorize(void*, int action, const char*, const char* name, const char*, const char*) {
+  switch (action) {
+    case SQLITE_SELECT:
+    case SQLITE_READ:
+    case SQLITE_TRANSACTION:
+      return SQLITE_OK;
+    case SQLITE_FUNCTION:
+      return name && sqlite3_stricmp(name, "count") == 0 ? SQLITE_OK : SQLITE_DENY;
+    default:
+      return SQLITE_DENY;
+  }
+}
+
+// A row takes 8 bytes at least: its place, its length, its number and its types. Of the steps of SQLite's
+// machine none of the queries needs more than a few for each row that it looks at; most rows have hundreds of
+// bytes.
+constexpr std::uint64_t kBytesPerRow = 8;
+constexpr std::uint64_t kLeastRows = 200'000;
+constexpr std::uint64_t kStepsPerByte = 32;
+constexpr std::uint64_t kLeastSteps = 20'000'000;
+constexpr int kStepsPerCall = 10'000;
+
+int waitWhileBusy(void* budget, int) { return static_cast<BusyBudget*>(budget)->wait() ? 1 : 0; }
+
+// With SQLITE_USE_URI a name that begins with "file:" would be read as more than a name.
+std::string plainName(const std::string& path) { return path.starts_with("file:") ? "./" + path : path; }
+
+}  // namespace
+
+bool BusyBudget::wait() {
+  constexpr Milliseconds kStep{10};
+  if (left_ <= Milliseconds::zero()) return false;
+  const Milliseconds step = std::min(kStep, left_);
+  left_ -= step;
+  sleep_(step);
+  return true;
+}
+
+DatabaseConnection::DatabaseConnection(const std::string& path, GuardedVfs& vfs, bool writable,
+                                       BusyBudget& budget) {
+  const int access = writable ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY;
+  openResult_ = sqlite3_open_v2(plainName(path).c_str(), &database_,
+                                access | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE, vfs.name());
+  if (!opened()) return;
+  configure(budget);
+  limitWork(path);
+}
+
+DatabaseConnection::~DatabaseConnection() {
+  statements_.clear();
+  sqlite3_finalize(begin_);
+  sqlite3_finalize(commit_);
+  sqlite3_close_v2(database_);
+}
+
+void DatabaseConnection::configure(BusyBudget& budget) {
+  sqlite3_db_config(database_, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
+  sqlite3_db_config(database_, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+  sqlite3_db_config(database_, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr);
+  sqlite3_db_config(database_, SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr);
+  sqlite3_db_config(database_, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+  // What a query sorts or collects stays in memory: no file system is written to for it.
+  // 32 MB of pages: uuids lie scattered in their index, and with SQLite's 2 MB an album of 100,000 photos
+  // reads the same pages again and again.
+  sqlite3_exec(database_, "PRAGMA temp_store=MEMORY; PRAGMA cell_size_check=ON; PRAGMA cache_size=-32768",
+               nullptr, nullptr, nullptr);
+  sqlite3_set_authorizer(database_, &authorize, nullptr);
+  sqlite3_busy_handler(database_, &waitWhileBusy, &budget);
+}
+
+void DatabaseConnection::limitWork(const std::string& path) {
+  const std::uint64_t bytes = stampOf(path).size + stampOf(path + "-wal").size;
+  mostRows_ = std::max(kLeastRows, bytes / kBytesPerRow);
+  mostWork_ = std::max(kLeastSteps, bytes * kStepsPerByte) / kStepsPerCall;
+  const auto called = [](void* self) {
+    auto& connection = *static_cast<DatabaseConnection*>(self);
+    ++connection.work_;
+    return connection.isOverworked() ? 1 : 0;
+  };
+  sqlite3_progress_handler(database_, kStepsPerCall, called, this);
+}
+
+std::shared_ptr<PreparedStatement> DatabaseConnection::statement(std::string_view sql) {
+  auto& kept = statements_[sql.data()];
+  if (kept && !kept->inUse) return kept;
+  auto fresh = prepare(sql);
+  if (fresh && !kept) kept = fresh;
+  return fresh;
+}
+
+std::shared_ptr<PreparedStatement> DatabaseConnection::prepare(std::string_view sql) {
+  const SqlTemplate parsed = parseSqlPlaces(sql);
+  sqlite3_stmt* handle = nullptr;
+  const int code = sqlite3_prepare_v3(database_, parsed.parameterized.c_str(),
+                                      static_cast<int>(parsed.parameterized.size()) + 1,
+                                      SQLITE_PREPARE_PERSISTENT | SQLITE_PREPARE_NO_VTAB, &handle, nullptr);
+  observe(code);
+  if (code != SQLITE_OK) return nullptr;
+  return std::make_shared<PreparedStatement>(handle, parsed.places);
+}
+
+bool DatabaseConnection::runOnce(sqlite3_stmt*& kept, const char* sql) {
+  if (!kept) sqlite3_prepare_v3(database_, sql, -1, SQLITE_PREPARE_PERSISTENT, &kept, nullptr);
+  if (!kept) return false;
+  const int code = sqlite3_step(kept);
+  observe(code);
+  sqlite3_reset(kept);
+  return code == SQLITE_DONE;
+}
+
+void DatabaseConnection::observe(int code) {
+  switch (code & 0xff) {
+    case SQLITE_OK:
+    case SQLITE_ROW:
+    case SQLITE_DONE:
+    case SQLITE_BUSY:   // somebody writes
+    case SQLITE_ERROR:  // a table or column that is not there
+    case SQLITE_AUTH:
+      return;
+    default:
+      isDoubtful_ = true;
+  }
+}
+
+void DatabaseConnection::begin() {
+  if (!inTransaction()) runOnce(begin_, "BEGIN");
+}
+
+void DatabaseConnection::end() {
+  ++transactions_;
+  for (sqlite3_stmt* each = sqlite3_next_stmt(database_, nullptr); each;
+       each = sqlite3_next_stmt(database_, each)) {
+    if (sqlite3_stmt_busy(each)) sqlite3_reset(each);
+  }
+  if (inTransaction()) runOnce(commit_, "COMMIT");
+}
+
+}  // namespace moxtel

@@ -1,0 +1,114 @@
+// One SQLite connection that can only read: its settings, its prepared statements, its read transaction.
+//
+// Core thread. The owner is a shared pointer, so that a query that is still held outlives a change of files.
+#pragma once
+
+#include <sqlite3.h>
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "library/database/GuardedVfs.h"
+#include "library/database/SqlPlaces.h"
+
+namespace moxtel {
+
+// How long a busy database may still be waited for. Shared by the connections that one file has in a command.
+class BusyBudget final {
+ public:
+  using Milliseconds = std::chrono::milliseconds;
+  static constexpr Milliseconds kWhole{2000};  // per database and command
+
+  explicit BusyBudget(std::function<void(Milliseconds)> sleep) : sleep_(std::move(sleep)) {}
+  void refill() { left_ = kWhole; }
+  // Sleeps for a moment; false when nothing is left.
+  bool wait();
+
+ private:
+  std::function<void(Milliseconds)> sleep_;
+  Milliseconds left_ = kWhole;
+};
+
+struct PreparedStatement final {
+  PreparedStatement(sqlite3_stmt* prepared, std::vector<SqlPlace> itsPlaces)
+      : handle(prepared), places(std::move(itsPlaces)) {}
+  ~PreparedStatement() { sqlite3_finalize(handle); }
+  PreparedStatement(const PreparedStatement&) = delete;
+  PreparedStatement& operator=(const PreparedStatement&) = delete;
+
+  sqlite3_stmt* const handle;
+  const std::vector<SqlPlace> places;
+  bool inUse = false;
+};
+
+class DatabaseConnection final {
+ public:
+  // Opens the file; opened() tells whether that worked. Borrows vfs and budget. writable: a private copy,
+  // which SQLite may have to mend before it can be read.
+  DatabaseConnection(const std::string& path, GuardedVfs& vfs, bool writable, BusyBudget& budget);
+  ~DatabaseConnection();
+  DatabaseConnection(const DatabaseConnection&) = delete;
+  DatabaseConnection& operator=(const DatabaseConnection&) = delete;
+
+  bool opened() const { return openResult_ == SQLITE_OK; }
+  int openResult() const { return openResult_; }
+  sqlite3* handle() const { return database_; }
+
+  // The prepared form of a query, prepared once; null when it cannot be prepared (lastError tells why). In
+  // use until handed back; a second user at the same time gets one of its own.
+  std::shared_ptr<PreparedStatement> statement(std::string_view sql);
+
+  // Begins a read transaction unless there is one. The database's lock comes with the first row read.
+  void begin();
+  // Ends every statement and the transaction: afterwards no lock is held.
+  void end();
+  bool inTransaction() const { return !sqlite3_get_autocommit(database_); }
+  // Goes up with end(): a row of an earlier transaction is gone.
+  std::uint64_t transactions() const { return transactions_; }
+
+  // A damaged file, or one that somebody made so, may have pages that lead to one another in circles: SQLite
+  // goes round in them for ever. No query of ours has more rows, or takes more work, than the file's bytes
+  // allow. A query that begins has all of it before it; once one has used it up, all end nearly at once.
+  std::uint64_t mostRows() const { return mostRows_; }
+  void beginWork() {
+    if (!isOverworked()) work_ = 0;
+  }
+  bool isOverworked() const { return work_ > mostWork_; }
+  void giveUpWork() { work_ = mostWork_ + 1; }
+
+  // Takes note of a call's result code.
+  void observe(int code);
+  // After a failure of the disk, or a page that made no sense, the pages kept in memory may be wrong too:
+  // SQLite keeps also those that it could not read whole. Who wants to be right opens the file anew.
+  bool isDoubtful() const { return isDoubtful_; }
+
+  // SQLite's extended result code and message of the last call.
+  int lastError() const { return sqlite3_extended_errcode(database_); }
+  const char* lastMessage() const { return sqlite3_errmsg(database_); }
+
+ private:
+  void configure(BusyBudget& budget);
+  void limitWork(const std::string& path);
+  std::shared_ptr<PreparedStatement> prepare(std::string_view sql);
+  bool runOnce(sqlite3_stmt*& kept, const char* sql);
+
+  sqlite3* database_ = nullptr;
+  int openResult_ = SQLITE_CANTOPEN;
+  std::uint64_t transactions_ = 0;
+  bool isDoubtful_ = false;
+  std::uint64_t mostRows_ = 0;
+  std::uint64_t mostWork_ = 0;  // in calls of SQLite's while it works
+  std::uint64_t work_ = 0;
+  sqlite3_stmt* begin_ = nullptr;
+  sqlite3_stmt* commit_ = nullptr;
+  // By the address of the literal: every quoted query is one.
+  std::unordered_map<const char*, std::shared_ptr<PreparedStatement>> statements_;
+};
+
+}  // namespace moxtel

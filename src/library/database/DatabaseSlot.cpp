@@ -1,0 +1,130 @@
+#include "library/database/DatabaseSlot.h"
+
+#include "console/MXSConsole.h"
+#include "library/PathNames.h"
+
+namespace moxtel {
+
+DatabaseSlot::DatabaseSlot(const LibrarySeams& seams, GuardedVfs& readOnly, MXSConsole& console)
+    : seams_(seams), readOnly_(readOnly), console_(console), budget_(seams.sleep) {}
+
+void DatabaseSlot::setPath(const std::optional<std::string>& path) {
+  if (path == path_) return;
+  close();
+  copy_.reset();
+  copyFailed_ = false;
+  isExhausted_ = false;
+  names_.reset();
+  told_.clear();
+  path_ = path;
+}
+
+void DatabaseSlot::close() {
+  if (connection_ && connection_->isOverworked()) isExhausted_ = true;
+  connection_.reset();
+}
+
+int DatabaseSlot::open() {
+  if (connection_ && connection_->inTransaction()) return SQLITE_OK;
+  if (!path_ || !isPlainPath(*path_)) return SQLITE_CANTOPEN;
+  if (connection_ && !connection_->isDoubtful() && isUnchanged()) return SQLITE_OK;
+  close();
+  names_.emplace(*path_);
+  const DatabaseStamp now = names_->stamp();
+  if (copy_ && !(copy_->stamp() == now)) copy_.reset();
+  stamp_ = now;
+  // What is no regular file is not opened: opening a named pipe would wait for its other end.
+  return now.file.isRegular() ? openOriginal() : SQLITE_CANTOPEN;
+}
+
+// SQLite itself looks at the journals beside the file that it reads, each time that it takes its lock.
+bool DatabaseSlot::isUnchanged() const {
+  return readsCopy_ ? names_->stamp() == stamp_ : stampOf(names_->file()) == stamp_.file;
+}
+
+int DatabaseSlot::openOriginal() {
+  if (copy_) return connect(copy_->path(), copy_->vfs(), true);
+  if (seams_.grantsLocks(names_->file())) return connect(names_->file(), readOnly_, false);
+  return openCopy(Reason::NoLocks) ? SQLITE_OK : SQLITE_CANTOPEN;
+}
+
+int DatabaseSlot::connect(const std::string& path, GuardedVfs& vfs, bool writable) {
+  // The copy lives as long as a connection to it.
+  auto connection = std::make_shared<std::pair<std::shared_ptr<PrivateCopy>, DatabaseConnection>>(
+      std::piecewise_construct, std::forward_as_tuple(writable ? copy_ : nullptr),
+      std::forward_as_tuple(path, vfs, writable, budget_));
+  const int code = connection->second.openResult();
+  if (code == SQLITE_OK) connection_ = {connection, &connection->second};
+  if (code == SQLITE_OK && isExhausted_) connection_->giveUpWork();
+  readsCopy_ = writable;
+  return code;
+}
+
+DatabaseSlot::Reason DatabaseSlot::reasonOf(int extendedCode) {
+  switch (extendedCode & 0xff) {
+    case SQLITE_READONLY:
+      return Reason::Journal;
+    case SQLITE_CANTOPEN:
+      return Reason::WriteAheadLog;
+    default:
+      return Reason::None;
+  }
+}
+
+const char* DatabaseSlot::describe(Reason reason) {
+  switch (reason) {
+    case Reason::Journal:
+      return "a change to it was not finished and its journal is still there";
+    case Reason::WriteAheadLog:
+      return "it is kept with a write-ahead log";
+    case Reason::NoLocks:
+      return "its file system grants no locks";
+    case Reason::None:
+      break;
+  }
+  return "";
+}
+
+bool DatabaseSlot::resortToCopy(int extendedCode) {
+  const Reason reason = reasonOf(extendedCode);
+  // What could not be opened, because it is not there or not for this user, cannot be copied either.
+  if (reason == Reason::None || copy_ || copyFailed_ || !names_ || !connection_) return false;
+  close();
+  // A file that only for a moment could not be opened fails with the same code: it needs no copy.
+  if (reason == Reason::WriteAheadLog && !names_->usesWriteAheadLog()) return false;
+  return openCopy(reason);
+}
+
+bool DatabaseSlot::openCopy(Reason reason) {
+  return makeCopy(reason) && connect(copy_->path(), copy_->vfs(), true) == SQLITE_OK;
+}
+
+bool DatabaseSlot::makeCopy(Reason reason) {
+  if (copyFailed_) return false;
+  // Copying takes time as well: it begins anew for as long as a busy database is waited for.
+  const auto end = std::chrono::steady_clock::now() + BusyBudget::kWhole;
+  const auto wait = [&] { return std::chrono::steady_clock::now() < end && budget_.wait(); };
+  auto copy = std::make_shared<PrivateCopy>(*names_, seams_.temporaryFolder,
+                                            seams_.freeBytesIn(seams_.temporaryFolder), wait);
+  tell(reason, copy->failure());
+  copyFailed_ = !copy->failure().empty();
+  if (copyFailed_) return false;
+  copy_ = std::move(copy);
+  stamp_ = copy_->stamp();
+  return true;
+}
+
+void DatabaseSlot::tell(Reason reason, const std::string& failure) {
+  std::string line = "'" + *path_ + "' cannot be read where it is, for " + describe(reason) + ". ";
+  line +=
+      failure.empty() ? "A private copy of it is read." : "No private copy could be made: " + failure + ".";
+  if (line == told_) return;
+  told_ = line;
+  console_.showTitle(failure.empty() ? "Info" : "Error", line);
+}
+
+void DatabaseSlot::releaseLocks() {
+  if (connection_) connection_->end();
+}
+
+}  // namespace moxtel

@@ -1,0 +1,67 @@
+// A private copy of a database file and of what lies beside it, in a folder of its own, for a database that
+// cannot be read where it is without changing something there. Core thread.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "library/database/GuardedVfs.h"
+#include "platform/files/Files.h"
+
+namespace moxtel {
+
+// The states of a database file and of its journals, which together are what SQLite reads.
+struct DatabaseStamp {
+  FileStamp file;
+  FileStamp journal;
+  FileStamp wal;
+  std::uint64_t size() const { return file.size + journal.size + wal.size; }
+  friend bool operator==(const DatabaseStamp&, const DatabaseStamp&) = default;
+};
+
+// The names that SQLite uses: the journals lie beside the file that a symbolic link leads to.
+class DatabaseNames final {
+ public:
+  // Resolves links for the journals' names only, so that a link that leads elsewhere later is noticed.
+  explicit DatabaseNames(const std::string& path);
+  DatabaseStamp stamp() const;
+  // Whether the file says that it is kept with a write-ahead log. Opens and closes the file, which gives back
+  // every lock that this process holds on it.
+  bool usesWriteAheadLog() const;
+  const std::string& file() const { return file_; }
+  const std::string& journal() const { return journal_; }
+  const std::string& wal() const { return wal_; }
+
+ private:
+  std::string file_;
+  std::string journal_;
+  std::string wal_;
+};
+
+class PrivateCopy final {
+ public:
+  // Copies into a new folder in this one, with that much room in it (bytes). An original that is changed
+  // meanwhile is copied again as often as wait() says that it has waited. failure() is empty, or says for the
+  // user why there is no copy. The original is only read.
+  PrivateCopy(const DatabaseNames& original, const std::string& parentFolder, std::uint64_t freeBytes,
+              const std::function<bool()>& wait);
+
+  const std::string& failure() const { return failure_; }
+  // The original's state that this is a copy of.
+  const DatabaseStamp& stamp() const { return stamp_; }
+  const std::string& path() const { return path_; }
+  GuardedVfs& vfs() { return *vfs_; }
+
+ private:
+  // False when the original was changed meanwhile.
+  bool copyOnce(const DatabaseNames& original);
+
+  std::string failure_;
+  DatabaseStamp stamp_;
+  std::unique_ptr<PrivateFolder> folder_;
+  std::string path_;
+  std::unique_ptr<GuardedVfs> vfs_;
+};
+
+}  // namespace moxtel

@@ -1,7 +1,0 @@
-# cmake -DFOLDER=tools/schema -DOUTPUT=file.cpp -P EmbedSchema.cmake: the schema files as C++ texts.
-set(text "#include \"makelibrary/LibrarySchema.h\"\n\nnamespace moxtel::makelibrary {\n")
-foreach(name Library ImageProxies Properties Faces)
-  file(READ ${FOLDER}/${name}.sql sql)
-  string(APPEND text "\nconst std::string_view k${name}Schema = R\"sql(${sql})sql\";\n")
-endforeach()
-file(WRITE ${OUTPUT} "${text}\n}  // namespace moxtel::makelibrary\n")

@@ -1,0 +1,86 @@
+#include "pictures/codec/PictureDecoder.h"
+
+#include <filesystem>
+#include <new>
+#include <system_error>
+
+#include "pictures/codec/DecoderProtocol.h"
+#include "pictures/codec/HelperProgram.h"
+#include "pictures/codec/Jpeg.h"
+#include "pictures/codec/PictureKind.h"
+#include "platform/files/Files.h"
+#include "platform/process/ChildProcess.h"
+#include "platform/system/SystemLog.h"
+
+namespace moxtel {
+namespace {
+
+namespace fs = std::filesystem;
+
+// More than any picture within the bounds gives; the JPEG form is always smaller than the pixels.
+constexpr std::size_t kLongestAnswer = kMaximumPixels * 4 + (std::size_t{64} << 20);
+
+Bytes wholeFile(const OpenFile& file) {
+  // No JPEG of kMaximumPixels is larger.
+  return readAll(file, kMaximumPixels * 3).bytes;
+}
+
+}  // namespace
+
+std::string PictureDecoder::installedHelper() { return installedProgram("moxtel-picture-decoder"); }
+
+PictureDecoder::PictureDecoder(ProcessRunner& processes, std::string helper)
+    : processes_(processes), helper_(std::move(helper)) {}
+
+std::optional<Bytes> PictureDecoder::jpegOf(const OpenFile& file) {
+  const PictureKind kind = kindOfPicture(readStart(file, kPictureStartSize));
+  if (kind == PictureKind::None) return std::nullopt;
+  if (kind == PictureKind::Jpeg) {
+    JpegResult result = reencodedJpeg(wholeFile(file));
+    if (result.outcome == JpegOutcome::Done) return std::move(result.jpeg);
+    if (result.outcome == JpegOutcome::Broken) return std::nullopt;
+  }
+  std::optional<Bytes> answer = decodedElsewhere(decoder::kJpegForm, file.path);
+  if (answer) answer->erase(answer->begin(), answer->begin() + decoder::kHeaderSize);
+  return answer;
+}
+
+std::optional<PixelBuffer> PictureDecoder::pixelsOf(const OpenFile& file) {
+  const PictureKind kind = kindOfPicture(readStart(file, kPictureStartSize));
+  if (kind == PictureKind::None) return std::nullopt;
+  if (kind == PictureKind::Jpeg) {
+    JpegPixels result = pixelsOfJpeg(wholeFile(file));
+    if (result.outcome == JpegOutcome::Done) return std::move(result.image);
+    if (result.outcome == JpegOutcome::Broken) return std::nullopt;
+  }
+  const std::optional<Bytes> answer = decodedElsewhere(decoder::kPixelsForm, file.path);
+  return answer ? decoder::pictureIn(*answer) : std::nullopt;
+}
+
+std::optional<Bytes> PictureDecoder::decodedElsewhere(const char* form, const std::string& path) {
+  std::error_code error;
+  const PrivateFolder scratch(fs::temp_directory_path(error).string(), "moxtel-picture-");
+  Bytes answer;
+  bool enoughMemory = true;
+  ProcessRequest request;
+  request.program = helper_;
+  request.arguments = {form, path, scratch.path()};
+  request.timeout = kDecodingTime;
+  request.outputLimit = kLongestAnswer;
+  request.onOutput = [&](std::string_view chunk) {
+    try {
+      answer.insert(answer.end(), chunk.begin(), chunk.end());
+    } catch (const std::bad_alloc&) {
+      enoughMemory = false;
+    }
+    return enoughMemory;
+  };
+  const ProcessResult result = processes_.run(request);
+  if (result.ending == ProcessResult::Ending::NotStarted)
+    NSLog("could not start '%@': %@", helper_, result.error);
+  const bool whole = result.ending == ProcessResult::Ending::Exited && result.exitStatus == 0;
+  if (!whole || !enoughMemory || !decoder::isAnswer(answer)) return std::nullopt;
+  return answer;
+}
+
+}  // namespace moxtel

@@ -1,0 +1,230 @@
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <vips/vips8>
+
+#include "pictures/codec/FlatPsd.h"
+#include "pictures/codec/decoder/Sources.h"
+
+namespace moxtel::decoder {
+namespace {
+
+using vips::VImage;
+using vips::VOption;
+
+const char* loaderOf(PictureKind kind) {
+  switch (kind) {
+    case PictureKind::Jpeg:
+      return "jpegload_buffer";
+    case PictureKind::Png:
+      return "pngload_buffer";
+    case PictureKind::Tiff:
+      return "tiffload_buffer";
+    case PictureKind::Gif:
+      return "gifload_buffer";
+    case PictureKind::WebP:
+      return "webpload_buffer";
+    case PictureKind::Jpeg2000:
+      return "jp2kload_buffer";
+    case PictureKind::Bmp:
+    case PictureKind::Psd:
+      return "magickload_buffer";
+    default:
+      return nullptr;
+  }
+}
+
+VImage loaded(FileBytes file, PictureKind kind, const char* loader) {
+  VipsBlob* blob = vips_blob_new(nullptr, file.data(), file.size());
+  VImage image;
+  VOption* options = VImage::option()->set("buffer", blob)->set("out", &image);
+  vips_area_unref(VIPS_AREA(blob));
+  options->set("access", VIPS_ACCESS_SEQUENTIAL);
+  // A TIFF's reader warns of tags that it does not know; those are no harm.
+  options->set("fail_on", kind == PictureKind::Tiff ? VIPS_FAIL_ON_ERROR : VIPS_FAIL_ON_TRUNCATED);
+  VImage::call(loader, options);
+  return image;
+}
+
+// The picture's colours (1 or 3 bands) and its alpha apart, for scaling treats them differently.
+struct Parts {
+  VImage colours;
+  VImage alpha;  // when hasAlpha
+  bool hasAlpha = false;
+};
+
+Parts partsOf(const VImage& image, int colours) {
+  Parts parts;
+  parts.colours = image.extract_band(0, VImage::option()->set("n", colours));
+  parts.hasAlpha = image.bands() > colours;
+  if (parts.hasAlpha) parts.alpha = image.extract_band(colours);
+  return parts;
+}
+
+bool isFloating(const VImage& image) {
+  return image.format() == VIPS_FORMAT_FLOAT || image.format() == VIPS_FORMAT_DOUBLE;
+}
+
+// Brings any number of bits, and reals from 0 to 1, to 8 bits.
+VImage toBytes(const VImage& image) {
+  if (image.format() == VIPS_FORMAT_UCHAR) return image;
+  if (isFloating(image)) return image.linear(255, 0.5).cast(VIPS_FORMAT_UCHAR);
+  return image.cast(VIPS_FORMAT_UCHAR, VImage::option()->set("shift", TRUE));
+}
+
+void dropProfile(VImage& image) {
+  image = image.copy();
+  image.remove(VIPS_META_ICC_NAME);
+}
+
+// Inks to sRGB, by the file's own profile or else by that of a common press.
+VImage inksToRgb(const VImage& inks) {
+  return inks.icc_transform("srgb", VImage::option()
+                                        ->set("embedded", TRUE)
+                                        ->set("input_profile", "cmyk")
+                                        ->set("intent", VIPS_INTENT_PERCEPTUAL));
+}
+
+bool isLab(const VImage& image) {
+  return image.interpretation() == VIPS_INTERPRETATION_LAB ||
+         image.interpretation() == VIPS_INTERPRETATION_LABS ||
+         image.interpretation() == VIPS_INTERPRETATION_LABQ;
+}
+
+// Reals without a profile are amounts of light; with one they are what the profile is for.
+VImage lightToRgb(const VImage& light) {
+  const bool gray = light.bands() == 1;
+  const VImage three = gray ? light.bandjoin(light).bandjoin(light) : light;
+  const VImage rgb = three.copy(VImage::option()->set("interpretation", VIPS_INTERPRETATION_scRGB))
+                         .colourspace(VIPS_INTERPRETATION_sRGB);
+  return gray ? rgb.extract_band(0) : rgb;
+}
+
+VImage coloursToBytes(VImage colours) {
+  const bool hasProfile = colours.get_typeof(VIPS_META_ICC_NAME) != 0;
+  if (isLab(colours)) {
+    colours = colours.colourspace(VIPS_INTERPRETATION_sRGB);
+    dropProfile(colours);
+  } else if (colours.interpretation() == VIPS_INTERPRETATION_CMYK) {
+    colours = inksToRgb(colours);
+  } else if (isFloating(colours) && !hasProfile) {
+    colours = lightToRgb(colours);
+  }
+  return toBytes(colours);
+}
+
+// Gray, Rgb or Rgba of 8 bits.
+VImage normalized(const VImage& file) {
+  VImage image = file;
+  if (image.coding() != VIPS_CODING_NONE) {  // packed Lab
+    image = image.colourspace(VIPS_INTERPRETATION_sRGB);
+    dropProfile(image);
+  }
+  int colours = image.bands() < 3 ? 1 : 3;
+  if (image.interpretation() == VIPS_INTERPRETATION_CMYK && image.bands() >= 4) colours = 4;
+  Parts parts = partsOf(image, colours);
+  parts.colours = coloursToBytes(parts.colours);
+  if (!parts.hasAlpha) return parts.colours;
+  if (parts.colours.bands() == 1) {
+    dropProfile(parts.colours);  // it is for gray
+    parts.colours = parts.colours.bandjoin(parts.colours).bandjoin(parts.colours);
+  }
+  return parts.colours.bandjoin(toBytes(parts.alpha));
+}
+
+Bytes profileOf(const VImage& image) {
+  if (image.get_typeof(VIPS_META_ICC_NAME) == 0) return {};
+  std::size_t size = 0;
+  const auto* bytes = static_cast<const std::uint8_t*>(image.get_blob(VIPS_META_ICC_NAME, &size));
+  return Bytes(bytes, bytes + size);
+}
+
+bool isForGray(const Bytes& profile) {
+  return profile.size() > 20 && std::memcmp(profile.data() + 16, "GRAY", 4) == 0;
+}
+
+// ImageMagick hands gray on as three equal colours, for which a profile of gray is none.
+VImage asItsProfile(const VImage& image) {
+  if (image.bands() < 3 || !isForGray(profileOf(image))) return image;
+  const VImage gray = image.extract_band(0);
+  return image.bands() == 3 ? gray : gray.bandjoin(image.extract_band(3));
+}
+
+class VipsSource final : public PictureSource {
+ public:
+  // The pixels are those that the picture borrows, if it borrows any.
+  explicit VipsSource(VImage image, Bytes pixels = {})
+      : pixels_(std::move(pixels)), image_(std::move(image)) {
+    description_.width = static_cast<std::uint32_t>(image_.width());
+    description_.height = static_cast<std::uint32_t>(image_.height());
+    description_.layout = static_cast<PixelLayout>(image_.bands());
+    description_.iccProfile = profileOf(image_);
+    region_.reset(vips_region_new(image_.get_image()));
+  }
+  const PixelBuffer& description() const override { return description_; }
+  bool readRows(std::uint32_t count, std::uint8_t* place) noexcept override {
+    const VipsRect area{0, static_cast<int>(row_), image_.width(), static_cast<int>(count)};
+    if (!region_ || vips_region_prepare(region_.get(), &area) != 0) return false;
+    for (std::uint32_t i = 0; i < count; ++i, ++row_, place += description_.rowBytes())
+      std::memcpy(place, VIPS_REGION_ADDR(region_.get(), 0, row_), description_.rowBytes());
+    return true;
+  }
+
+ private:
+  struct Unref {
+    void operator()(VipsRegion* region) const { g_object_unref(region); }
+  };
+  Bytes pixels_;  // go last
+  VImage image_;
+  PixelBuffer description_;
+  std::unique_ptr<VipsRegion, Unref> region_;  // before the image goes
+  std::uint32_t row_ = 0;
+};
+
+// The bytes stand for lightness from 0 to 100 and for colours around 0, under the light that profiles mean.
+VImage labToRgb(const VImage& bytes) {
+  return bytes.linear({100.0 / 255, 1, 1}, {0, -128, -128})
+      .copy(VImage::option()->set("interpretation", VIPS_INTERPRETATION_LAB))
+      .icc_export(VImage::option()
+                      ->set("output_profile", "srgb")
+                      ->set("intent", VIPS_INTENT_RELATIVE)
+                      ->set("depth", 8));
+}
+
+std::unique_ptr<PictureSource> sourceOf(FlatPsd picture) {
+  VImage image = VImage::new_from_memory(picture.samples.data(), picture.samples.size(),
+                                         static_cast<int>(picture.width), static_cast<int>(picture.height),
+                                         static_cast<int>(picture.samplesPerPixel()), VIPS_FORMAT_UCHAR);
+  const bool inks = picture.colours == FlatPsd::Colours::Inks;
+  image = image.copy(
+      VImage::option()->set("interpretation", inks ? VIPS_INTERPRETATION_CMYK : VIPS_INTERPRETATION_sRGB));
+  if (!picture.iccProfile.empty())
+    vips_image_set_blob_copy(image.get_image(), VIPS_META_ICC_NAME, picture.iccProfile.data(),
+                             picture.iccProfile.size());
+  if (picture.colours == FlatPsd::Colours::Lab) image = labToRgb(image);
+  VImage shown = normalized(image);
+  return std::make_unique<VipsSource>(std::move(shown), std::move(picture.samples));
+}
+
+}  // namespace
+
+std::unique_ptr<PictureSource> openWithVips(FileBytes file, PictureKind kind) {
+  const char* loader = loaderOf(kind);
+  if (!loader) return nullptr;
+  try {
+    if (kind == PictureKind::Psd) {
+      if (auto picture = flatPsd(file)) return sourceOf(*std::move(picture));
+    }
+    const VImage image = loaded(file, kind, loader);
+    if (!isDecodableSize(static_cast<std::uint64_t>(image.width()),
+                         static_cast<std::uint64_t>(image.height())))
+      return nullptr;
+    // By way of ImageMagick the black ink gets lost, and a picture without it is a wrong one.
+    if (kind == PictureKind::Psd && image.interpretation() == VIPS_INTERPRETATION_CMYK) return nullptr;
+    return std::make_unique<VipsSource>(normalized(kind == PictureKind::Psd ? asItsProfile(image) : image));
+  } catch (const vips::VError&) {
+    return nullptr;
+  }
+}
+
+}  // namespace moxtel::decoder

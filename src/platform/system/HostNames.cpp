@@ -1,0 +1,120 @@
+#include "platform/system/HostNames.h"
+
+#include <arpa/inet.h>
+#include <ifaddrs.h>
+#include <net/if.h>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <array>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <system_error>
+#include <thread>
+
+namespace moxtel {
+
+namespace {
+
+// Look-ups that nobody waits for any more; a stranger who comes again and again must not fill the process
+// with threads.
+constexpr int kMostUnanswered = 16;
+
+struct LookUp {
+  std::mutex mutex;
+  std::condition_variable answered;
+  bool isAnswered = false;
+  std::optional<std::string> answer;
+};
+
+// Shared with the threads, which may outlive everything else of the process.
+struct Counter {
+  std::mutex mutex;
+  int running = 0;
+};
+
+bool mayStart(Counter& counter) {
+  const std::lock_guard lock(counter.mutex);
+  if (counter.running == kMostUnanswered) return false;
+  ++counter.running;
+  return true;
+}
+
+void ended(Counter& counter) {
+  const std::lock_guard lock(counter.mutex);
+  --counter.running;
+}
+
+std::string dottedQuad(const sockaddr* address) {
+  char text[INET_ADDRSTRLEN] = "";
+  inet_ntop(AF_INET, &reinterpret_cast<const sockaddr_in*>(address)->sin_addr, text, sizeof text);
+  return text;
+}
+
+std::optional<std::string> askResolver(const std::string& address) {
+  sockaddr_in socketAddress{};
+  socketAddress.sin_family = AF_INET;
+  if (::inet_pton(AF_INET, address.c_str(), &socketAddress.sin_addr) != 1) return std::nullopt;
+  std::array<char, NI_MAXHOST> name{};
+  const int failure =
+      ::getnameinfo(reinterpret_cast<const sockaddr*>(&socketAddress), sizeof socketAddress, name.data(),
+                    static_cast<socklen_t>(name.size()), nullptr, 0, NI_NAMEREQD);
+  if (failure != 0) return std::nullopt;
+  return std::string(name.data());
+}
+
+}  // namespace
+
+std::string currentHostName() {
+  std::array<char, 256> name{};
+  if (::gethostname(name.data(), name.size() - 1) != 0 || name[0] == '\0') return "localhost";
+  return name.data();
+}
+
+std::vector<std::string> localIPv4Addresses() {
+  ifaddrs* list = nullptr;
+  if (getifaddrs(&list) != 0) return {};
+  const std::unique_ptr<ifaddrs, void (*)(ifaddrs*)> owner(list, &freeifaddrs);
+  std::vector<std::string> outside;
+  std::vector<std::string> loopback;
+  for (const ifaddrs* item = list; item; item = item->ifa_next) {
+    if (!item->ifa_addr || item->ifa_addr->sa_family != AF_INET || !(item->ifa_flags & IFF_UP)) continue;
+    (item->ifa_flags & IFF_LOOPBACK ? loopback : outside).push_back(dottedQuad(item->ifa_addr));
+  }
+  return outside.empty() ? loopback : outside;
+}
+
+std::optional<std::string> answerWithin(std::chrono::milliseconds limit,
+                                        std::function<std::optional<std::string>()> question) {
+  static const auto kCounter = std::make_shared<Counter>();
+  const auto lookUp = std::make_shared<LookUp>();
+  const auto counter = kCounter;
+  if (!mayStart(*counter)) return std::nullopt;
+  try {
+    std::thread([lookUp, counter, question = std::move(question)] {
+      std::optional<std::string> answer = question();
+      {
+        const std::lock_guard lock(lookUp->mutex);
+        lookUp->answer = std::move(answer);
+        lookUp->isAnswered = true;
+      }
+      lookUp->answered.notify_one();
+      ended(*counter);
+    }).detach();
+  } catch (const std::system_error&) {
+    ended(*counter);
+    return std::nullopt;
+  }
+  std::unique_lock lock(lookUp->mutex);
+  if (!lookUp->answered.wait_for(lock, limit, [&] { return lookUp->isAnswered; })) return std::nullopt;
+  return std::move(lookUp->answer);
+}
+
+std::optional<std::string> nameOfHost(const std::string& address, std::chrono::milliseconds limit) {
+  return answerWithin(limit, [address] { return askResolver(address); });
+}
+
+}  // namespace moxtel

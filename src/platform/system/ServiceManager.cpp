@@ -1,0 +1,41 @@
+#include "platform/system/ServiceManager.h"
+
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+
+#include <cstddef>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "platform/process/Pipe.h"
+
+namespace moxtel {
+
+bool notifyServiceManager(std::string_view state) {
+  const char* path = std::getenv("NOTIFY_SOCKET");
+  if (!path || !*path) return true;
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  const std::size_t length = std::strlen(path);
+  if (length >= sizeof address.sun_path) return false;
+  std::memcpy(address.sun_path, path, length);
+  // "@name" is a name that no file system knows.
+  if (address.sun_path[0] == '@') address.sun_path[0] = '\0';
+  const Descriptor socket(::socket(AF_UNIX, SOCK_DGRAM, 0));
+  if (!socket) return false;
+  const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + length);
+  return ::sendto(socket.get(), state.data(), state.size(), 0, reinterpret_cast<const sockaddr*>(&address),
+                  size) == static_cast<ssize_t>(state.size());
+}
+
+OutputKind kindOfOutput(std::FILE* stream) {
+  const char* const journal = std::getenv("JOURNAL_STREAM");
+  struct stat status {};
+  if (!journal || ::fstat(::fileno(stream), &status) != 0) return OutputKind::Plain;
+  const std::string ours = std::to_string(status.st_dev) + ':' + std::to_string(status.st_ino);
+  return ours == journal ? OutputKind::Journal : OutputKind::Plain;
+}
+
+}  // namespace moxtel

@@ -1,0 +1,118 @@
+// The bytes of a growing binary property list, in chunks that are never moved or copied again.
+#pragma once
+
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <span>
+#include <string_view>
+#include <vector>
+
+#include "plist/ArchiveTables.h"
+#include "plist/KeyedArchive.h"
+
+namespace moxtel {
+
+template <class Int>
+Int bigEndian(Int value) noexcept {
+  if constexpr (sizeof(Int) == 2) return __builtin_bswap16(value);
+  if constexpr (sizeof(Int) == 4) return __builtin_bswap32(value);
+  if constexpr (sizeof(Int) == 8) return __builtin_bswap64(value);
+  return value;
+}
+
+// The bytes that hold the number in a property list: 1, 2, 4 or 8, the only widths that the platform writes.
+inline int widthOf(std::uint64_t number) noexcept {
+  return number <= 0xFF ? 1 : number <= 0xFFFF ? 2 : number <= 0xFFFFFFFF ? 4 : 8;
+}
+
+// Writes the low bytes of a number, and returns the place after them.
+inline std::uint8_t* putSized(std::uint8_t* place, std::uint64_t number, int width) noexcept {
+  const std::uint64_t swapped = bigEndian(number << (64 - 8 * width));
+  std::memcpy(place, &swapped, static_cast<std::size_t>(width));
+  return place + width;
+}
+
+class ArchiveWriter final {
+ public:
+  // Longest head of an object: marker, marker of the count, eight bytes.
+  static constexpr std::size_t kLongestHead = 10;
+
+  ArchiveWriter() = default;
+  ArchiveWriter(const ArchiveWriter&) = delete;
+  ArchiveWriter& operator=(const ArchiveWriter&) = delete;
+
+  // Bytes written so far: the offset of what comes next.
+  std::uint64_t offset() const noexcept { return sealed_ + static_cast<std::uint64_t>(next_ - pieceStart_); }
+
+  // Room for that many bytes in one stretch; written() then takes what was used of it.
+  std::uint8_t* room(std::size_t count) {
+    if (!hasRoom(count)) startChunk(count);
+    return next_;
+  }
+  // Whether that much can be written without a new chunk.
+  bool hasRoom(std::size_t count) const noexcept { return count <= static_cast<std::size_t>(end_ - next_); }
+  void written(const std::uint8_t* end) noexcept { next_ += end - next_; }
+
+  std::uint8_t* next() noexcept { return next_; }
+  // Drops the last bytes written; no more than since the last new chunk. They stay readable until the next
+  // write.
+  void takeBack(std::size_t count) noexcept { next_ -= count; }
+  // What was written from an offset on, up to the end of its chunk.
+  std::string_view writtenAt(std::uint64_t offset) const noexcept;
+
+  void byte(std::uint8_t value) {
+    *room(1) = value;
+    ++next_;
+  }
+  void bytes(std::string_view text);
+  // An object's marker and count; the count stands in the marker's low half when it is below 15.
+  static std::uint8_t* putHead(std::uint8_t* place, int kind, std::uint64_t count) noexcept {
+    if (count >= 15) return putLongHead(place, kind, count);
+    *place = static_cast<std::uint8_t>(kind << 4 | static_cast<int>(count));
+    return place + 1;
+  }
+  void integer(std::int64_t value);
+  // Above 2^63 - 1: sixteen bytes, for eight are signed.
+  void unsignedBeyondSigned(std::uint64_t value);
+  void real(double value);
+  // A text in ASCII where it is, else in UTF-16.
+  void string(std::string_view text);
+  // The same, mixing the text into the hash on its way; nothing is written when it is not ASCII.
+  bool asciiString(std::string_view text, LeafHash& hash);
+  void date(Date value);
+  void uid(std::uint64_t index);
+  // Large data is borrowed, not copied: it lives until the pieces are gone.
+  void data(const Value& data);
+  void copiedData(const Bytes& bytes);
+  // The last 32 bytes; the table of offsets was begun at `table`.
+  void trailer(std::uint64_t table, int referenceWidth, std::uint64_t objects, std::uint64_t top);
+
+  // From here on chunks come from the heap, each so small that it is served from what was freed there.
+  void reuseHeap() noexcept { largestChunk_ = kHeapChunk; }
+
+  // What was written.
+  ArchivePieces finish();
+
+ private:
+  static constexpr std::size_t kLargestChunk = 4 * kHugePage;
+  static constexpr std::size_t kHeapChunk = 120 * std::size_t{1024};
+
+  static std::uint8_t* putLongHead(std::uint8_t* place, int kind, std::uint64_t count) noexcept;
+  void startChunk(std::size_t atLeast);
+  void seal(std::span<const std::uint8_t> piece);
+  void sealPiece();
+  void utf16(std::string_view text);
+
+  ArchivePieces out_;
+  std::uint8_t* pieceStart_ = nullptr;
+  std::uint8_t* next_ = nullptr;
+  std::uint8_t* end_ = nullptr;
+  std::size_t chunkSize_ = 2048;
+  std::size_t largestChunk_ = kLargestChunk;
+  std::vector<std::uint64_t> pieceOffsets_;  // of the pieces in out_
+  std::uint64_t sealed_ = 0;
+};
+
+}  // namespace moxtel

@@ -1,0 +1,766 @@
+// The writer: Value to a binary property list in two passes.
+//
+// The first walks the value, gives every archived object its index in $objects, writes texts, numbers and
+// data (whose bytes depend on nothing else) and notes collections as indexes. Then the number of objects and
+// so the width of references is known, and the second pass writes the collections from the notes alone.
+//
+// Objects of the property list are numbered: the outer dictionary, constants (keys, class names), $top, the
+// $objects array, its elements, one UID for each element, and the inner objects of collections and dates.
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cstring>
+#include <stdexcept>
+#include <unordered_map>
+
+#include "plist/ArchiveTables.h"
+#include "plist/ArchiveWriter.h"
+#include "plist/KeyedArchive.h"
+
+namespace moxtel {
+
+namespace {
+
+enum Constant : std::uint8_t {
+  kVersion,
+  kArchiver,
+  kTop,
+  kObjects,
+  kVersionNumber,
+  kArchiverName,
+  kRoot,
+  kClass,
+  kKeysKey,
+  kObjectsKey,
+  kTimeKey,
+  kClassName,
+  kClasses,
+  kObjectClass,
+  kArrayClass,
+  kMutableArrayClass,
+  kDictionaryClass,
+  kMutableDictionaryClass,
+  kDateClass,
+  kNullClass,
+  kConstants
+};
+
+constexpr std::array<const char*, kConstants> kConstantTexts = {"$version",
+                                                                "$archiver",
+                                                                "$top",
+                                                                "$objects",
+                                                                "",
+                                                                "NSKeyedArchiver",
+                                                                "root",
+                                                                "$class",
+                                                                "NS.keys",
+                                                                "NS.objects",
+                                                                "NS.time",
+                                                                "$classname",
+                                                                "$classes",
+                                                                "NSObject",
+                                                                "NSArray",
+                                                                "NSMutableArray",
+                                                                "NSDictionary",
+                                                                "NSMutableDictionary",
+                                                                "NSDate",
+                                                                "NSNull"};
+
+// What the first pass notes, in 32-bit words: a Note, the object's index, then
+// Array: count, indexes; Dictionary: count, place of the keys' indexes in keys_, values' indexes (two words
+// for the place); Date: two halves of the double; ClassObject: the class's Constant.
+enum class Note : std::uint32_t {
+  Array,
+  MutableArray,
+  Dictionary,
+  MutableDictionary,
+  Date,
+  Null,
+  ClassObject
+};
+
+Constant classOf(Note note) {
+  switch (note) {
+    case Note::Array:
+      return kArrayClass;
+    case Note::MutableArray:
+      return kMutableArrayClass;
+    case Note::Dictionary:
+      return kDictionaryClass;
+    case Note::MutableDictionary:
+      return kMutableDictionaryClass;
+    case Note::Date:
+      return kDateClass;
+    case Note::Null:
+    case Note::ClassObject:
+      break;
+  }
+  return kNullClass;
+}
+
+// The class, its superclasses, and NSObject, which ends every chain.
+std::vector<Constant> classChain(Constant name) {
+  if (name == kMutableArrayClass) return {name, kArrayClass, kObjectClass};
+  if (name == kMutableDictionaryClass) return {name, kDictionaryClass, kObjectClass};
+  return {name, kObjectClass};
+}
+
+// A guess, for a table that is sized once: the first item of a list stands for all of them.
+std::size_t expectedLeaves(const Value& value, int depth = 0) {
+  constexpr int kDeepest = 4;
+  constexpr std::size_t kMost = 1u << 20;
+  if (value.isArray()) {
+    const Array& items = value.array();
+    return items.empty() || depth > kDeepest
+               ? 0
+               : std::min(kMost, std::min(kMost, items.size()) * expectedLeaves(items[0], depth + 1));
+  }
+  if (!value.isDictionary() || depth > kDeepest) return 1;
+  std::size_t sum = 0;
+  for (const auto& entry : value.dictionary()) sum += expectedLeaves(entry.value, depth + 1);
+  return std::min(kMost, sum);
+}
+
+// Texts and numbers: what is found again by its bytes.
+bool isLeaf(const Value& value) { return value.isString() || value.isNumber(); }
+
+class Archiver final {
+ public:
+  explicit Archiver(Value root) : root_(std::move(root)), leaves_(expectedLeaves(root_)) {}
+  ArchivePieces archive();
+
+ private:
+  // A text or number that was written and is not yet looked up: the table is large and its slots are far
+  // apart, so that they are fetched while the next leaves are written.
+  struct PendingLeaf {
+    std::size_t size;
+    std::size_t word;  // in notes_, that takes its index
+    std::uint32_t hash;
+  };
+
+  // First pass.
+  void start();
+  std::uint32_t add(const Value& value);
+  void addInto(std::size_t word, const Value& value);
+  std::uint32_t addLeaf(const Value& value);
+  void settle();
+  std::uint32_t keepLeaf(const PendingLeaf& leaf, const std::uint8_t* bytes);
+  bool isKnownText(const Value& value, std::uint32_t& index);
+  PendingLeaf writeLeaf(const Value& value, std::size_t word);
+  void writeBytes(const Value& value);
+  std::uint32_t addDate(Date date);
+  std::uint32_t addNull();
+  std::uint32_t addKey(const Text& key);
+  std::uint32_t addShared(const Value& value);
+  std::uint32_t addStored(const Value& value, std::uint32_t* known);
+  void addArray(const Array& array, std::uint32_t index);
+  void addDictionary(const Dictionary& dictionary, std::uint32_t index);
+  std::uint64_t addKeys(const Dictionary& dictionary);
+  std::uint32_t newObject();
+  std::size_t newNote(Note note, std::uint32_t index, std::size_t words);
+  void useClass(Note note);
+  void useConstant(Constant constant);
+
+  // Second pass.
+  void numberObjects();
+  void writeCollections();
+  template <class Ref>
+  void writeNotes();
+  template <class Ref>
+  const std::uint32_t* writeNote(const std::uint32_t* note);
+  template <class Ref>
+  void writeArray(const std::uint32_t* note);
+  template <class Ref>
+  void writeDictionary(const std::uint32_t* note);
+  template <class Ref>
+  void writeDate(const std::uint32_t* note);
+  template <class Ref>
+  void writeClassObject(const std::uint32_t* note);
+  template <class Ref>
+  void writeUids(const std::uint32_t* indexes, std::size_t count);
+  template <class Ref>
+  void writeFrame();
+  void writeUidObjects();
+  template <class Run>
+  void forUidRuns(Run&& run) const;
+  void writeOffsets();
+  template <class Offset>
+  void writeOffsetsAs();
+  template <class Offset>
+  void writeOffsetList(const Words<std::uint64_t>& offsets);
+  template <class Write>
+  void writeRun(std::uint64_t first, std::uint64_t end, std::size_t size, Write&& write);
+
+  template <class Ref>
+  static std::uint8_t* put(std::uint8_t* place, std::uint64_t number) {
+    const Ref swapped = bigEndian(static_cast<Ref>(number));
+    std::memcpy(place, &swapped, sizeof swapped);
+    return place + sizeof swapped;
+  }
+  std::uint64_t constantNumber(Constant constant) const { return constantNumbers_[constant]; }
+  std::uint64_t classUid(Note note) const { return uidBase_ + classIndexes_[classOf(note)]; }
+  std::uint64_t newInner() {
+    innerOffsets_.append(out_.offset());
+    return innerBase_ + innerOffsets_.size() - 1;
+  }
+
+  struct KnownText {
+    const void* identity = nullptr;
+    std::uint32_t index = 0;  // 0: met once
+  };
+  // A dictionary's list of keys: its address, how many of it, and their place in keys_.
+  struct KnownList {
+    const void* identity = nullptr;
+    std::size_t count = 0;
+    std::uint64_t place = 0;
+  };
+  KnownText& knownTextAt(const void* identity) {
+    return knownTexts_[mixedBits(reinterpret_cast<std::uintptr_t>(identity)) >> 56];
+  }
+
+  Value root_;
+  ArchiveWriter out_;
+  Words<std::uint64_t> offsets_;  // by index in $objects
+  Words<std::uint32_t> notes_;
+  Words<std::uint32_t> keys_;  // the dictionaries' lists of keys
+  LeafTable leaves_;
+  std::array<PendingLeaf, 16> pending_{};
+  std::size_t pendingCount_ = 0;
+  std::unordered_map<std::uint64_t, std::uint32_t> dates_;  // by the bits of their seconds
+  std::unordered_map<const void*, std::uint32_t> shared_;   // by storage
+  std::uint32_t null_ = 0;
+  std::array<KnownText, 256> knownTexts_{};
+  std::array<KnownList, 4> knownLists_{};
+  std::size_t nextKnownList_ = 0;
+  std::array<std::uint64_t, kConstants> constantOffsets_{};
+  std::array<std::uint64_t, kConstants> constantNumbers_{};
+  std::array<std::uint32_t, kConstants> classIndexes_{};
+  std::uint32_t rootIndex_ = 0;
+  std::uint64_t inner_ = 0;  // objects inside collections and dates that the notes will take
+
+  std::uint64_t topNumber_ = 0;
+  std::uint64_t objectBase_ = 0;
+  std::uint64_t firstUid_ = 1;
+  std::uint64_t uidBase_ = 0;  // number of the UID that names index 0, whether or not it exists
+  std::uint64_t innerBase_ = 0;
+  std::uint64_t objectCount_ = 0;
+  std::array<std::uint64_t, 3> frameOffsets_{};  // outer dictionary, $top, $objects
+  std::uint64_t uidOffset_ = 0;
+  Words<std::uint64_t> innerOffsets_;
+};
+
+ArchivePieces Archiver::archive() {
+  start();
+  rootIndex_ = root_.isNil() ? 0 : add(root_);
+  // All of it is noted; a large list takes more memory than its archive, which can be written into it.
+  if (!root_.isShared()) out_.reuseHeap();
+  root_ = {};
+  numberObjects();
+  writeCollections();
+  writeOffsets();
+  return out_.finish();
+}
+
+void Archiver::start() {
+  out_.bytes("bplist00");
+  for (const Constant constant : {kVersion, kArchiver, kTop, kObjects, kArchiverName, kRoot}) {
+    useConstant(constant);
+  }
+  constantOffsets_[kVersionNumber] = out_.offset();
+  out_.integer(100000);
+  newObject();
+  out_.string("$null");
+}
+
+std::uint32_t Archiver::add(const Value& value) {
+  switch (value.type()) {
+    case Value::Type::Nil:
+      return addNull();
+    case Value::Type::Boolean:
+    case Value::Type::Integer:
+    case Value::Type::Real:
+    case Value::Type::String:
+      return addLeaf(value);
+    case Value::Type::Date:
+      return addDate(value.date());
+    case Value::Type::Data:
+    case Value::Type::Array:
+    case Value::Type::Dictionary:
+      break;
+  }
+  return addShared(value);
+}
+
+// An item of a collection, whose index goes into notes_.
+void Archiver::addInto(std::size_t word, const Value& value) {
+  if (isLeaf(value)) {
+    std::uint32_t known = 0;
+    if (isKnownText(value, known)) {
+      notes_[word] = known;
+      return;
+    }
+    const std::size_t longest = ArchiveWriter::kLongestHead + 17 + 2 * value.string().size();
+    if (pendingCount_ == pending_.size() || !out_.hasRoom(longest)) settle();
+    pending_[pendingCount_++] = writeLeaf(value, word);
+    return;
+  }
+  settle();
+  const std::uint32_t added = add(value);
+  notes_[word] = added;
+}
+
+std::uint32_t Archiver::addLeaf(const Value& value) {
+  settle();
+  const PendingLeaf leaf = writeLeaf(value, 0);
+  out_.takeBack(leaf.size);
+  return keepLeaf(leaf, out_.next());
+}
+
+// Pending leaves stand one after another at the end of what was written; those that are new stay.
+void Archiver::settle() {
+  std::size_t size = 0;
+  for (std::size_t i = 0; i < pendingCount_; ++i) size += pending_[i].size;
+  out_.takeBack(size);
+  const std::uint8_t* bytes = out_.next();
+  for (std::size_t i = 0; i < pendingCount_; ++i) {
+    notes_[pending_[i].word] = keepLeaf(pending_[i], bytes);
+    bytes += pending_[i].size;
+  }
+  pendingCount_ = 0;
+}
+
+std::uint32_t Archiver::keepLeaf(const PendingLeaf& leaf, const std::uint8_t* bytes) {
+  const auto next = static_cast<std::uint32_t>(offsets_.size());
+  const auto same = [this, bytes, size = leaf.size](std::uint32_t other) {
+    const std::string_view written = out_.writtenAt(offsets_[other]);
+    return written.size() >= size &&
+           sameBytes(reinterpret_cast<const std::uint8_t*>(written.data()), bytes, size);
+  };
+  const std::uint32_t index = leaves_.findOrStore(leaf.hash, next, same);
+  if (index != next) return index;
+  newObject();
+  if (bytes != out_.next()) std::memmove(out_.next(), bytes, leaf.size);
+  out_.written(out_.next() + leaf.size);
+  return index;
+}
+
+// A text whose storage many values share is found again by its address, from the second meeting on.
+bool Archiver::isKnownText(const Value& value, std::uint32_t& index) {
+  if (!value.isShared()) return false;
+  KnownText& known = knownTextAt(value.identity());
+  if (known.identity != value.identity()) {
+    known = {value.identity(), 0};
+    return false;
+  }
+  if (known.index == 0) {
+    const std::uint32_t added = addLeaf(value);
+    known.index = added;
+  }
+  index = known.index;
+  return true;
+}
+
+Archiver::PendingLeaf Archiver::writeLeaf(const Value& value, std::size_t word) {
+  const std::string_view text = value.string();
+  LeafHash hash = leaves_.hash(text.size());
+  const std::uint64_t start = out_.offset();
+  const bool hashed = value.isString() && out_.asciiString(text, hash);
+  if (!hashed) writeBytes(value);
+  const auto size = static_cast<std::size_t>(out_.offset() - start);
+  if (!hashed) {
+    // Anew: texts that are no UTF-8 differ and may be written as the same.
+    hash = leaves_.hash(size);
+    hash.mixBytes(out_.next() - size, size);
+  }
+  leaves_.prefetch(hash.value());
+  return {size, word, hash.value()};
+}
+
+void Archiver::writeBytes(const Value& value) {
+  switch (value.type()) {
+    case Value::Type::String:
+      return out_.string(value.string());
+    case Value::Type::Real:
+      return out_.real(value.doubleValue());
+    case Value::Type::Boolean:
+      return out_.byte(value.boolValue() ? 0x09 : 0x08);
+    default:
+      break;
+  }
+  if (value.isBeyondSigned()) return out_.unsignedBeyondSigned(value.unsignedValue());
+  out_.integer(value.integerValue());
+}
+
+std::uint32_t Archiver::addDate(Date date) {
+  const auto bits = std::bit_cast<std::uint64_t>(date.seconds);
+  std::uint32_t& known = dates_[bits];
+  if (known != 0) return known;
+  const std::uint32_t index = known = newObject();
+  const std::size_t words = newNote(Note::Date, index, 2);
+  notes_[words] = static_cast<std::uint32_t>(bits >> 32);
+  notes_[words + 1] = static_cast<std::uint32_t>(bits);
+  inner_ += 1;
+  useConstant(kTimeKey);
+  useClass(Note::Date);
+  return index;
+}
+
+std::uint32_t Archiver::addNull() {
+  if (null_ == 0) {
+    null_ = newObject();
+    newNote(Note::Null, null_, 0);
+    useClass(Note::Null);
+  }
+  return null_;
+}
+
+// Dictionaries of one kind share the storage of their keys, which are then known without reading them.
+std::uint32_t Archiver::addKey(const Text& key) {
+  if (!key.identity()) return addLeaf("");
+  KnownText& known = knownTextAt(key.identity());
+  if (known.identity != key.identity() || known.index == 0) known = {key.identity(), addLeaf(key)};
+  return known.index;
+}
+
+// Copies of one value are one object. That keeps what was read from few bytes as small as it was.
+std::uint32_t Archiver::addShared(const Value& value) {
+  if (!value.isShared()) return addStored(value, nullptr);
+  std::uint32_t& known = shared_[value.identity()];
+  return known != 0 ? known : addStored(value, &known);
+}
+
+std::uint32_t Archiver::addStored(const Value& value, std::uint32_t* known) {
+  const std::uint32_t index = newObject();
+  if (known) *known = index;
+  if (value.isData()) {
+    out_.data(value);
+  } else if (value.isArray()) {
+    addArray(value.array(), index);
+  } else {
+    addDictionary(value.dictionary(), index);
+  }
+  return index;
+}
+
+void Archiver::addArray(const Array& array, std::uint32_t index) {
+  const Note note = array.isMutable() ? Note::MutableArray : Note::Array;
+  std::size_t word = newNote(note, index, 1 + array.size());
+  notes_[word++] = static_cast<std::uint32_t>(array.size());
+  for (const Value& item : array) addInto(word++, item);
+  settle();
+  inner_ += 1;
+  useConstant(kObjectsKey);
+  useClass(note);
+}
+
+void Archiver::addDictionary(const Dictionary& dictionary, std::uint32_t index) {
+  const Note note = dictionary.isMutable() ? Note::MutableDictionary : Note::Dictionary;
+  const std::size_t count = dictionary.size();
+  std::size_t word = newNote(note, index, 3 + count);
+  const std::uint64_t keys = addKeys(dictionary);
+  notes_[word++] = static_cast<std::uint32_t>(count);
+  notes_[word++] = static_cast<std::uint32_t>(keys >> 32);
+  notes_[word++] = static_cast<std::uint32_t>(keys);
+  for (const auto& entry : dictionary) addInto(word++, entry.value);
+  settle();
+  inner_ += 2;
+  useConstant(kKeysKey);
+  useConstant(kObjectsKey);
+  useClass(note);
+}
+
+// Where the list of keys stands in keys_: one that was met lately, or is like it, is not kept again.
+std::uint64_t Archiver::addKeys(const Dictionary& dictionary) {
+  const std::size_t count = dictionary.size();
+  for (const KnownList& known : knownLists_) {
+    if (known.identity == dictionary.keysIdentity() && known.count == count) return known.place;
+  }
+  const std::size_t place = keys_.extend(count);
+  std::size_t next = place;
+  for (const auto& entry : dictionary) {
+    const std::uint32_t key = addKey(entry.key);
+    keys_[next++] = key;
+  }
+  KnownList& added = knownLists_[nextKnownList_++ % knownLists_.size()];
+  for (const KnownList& known : knownLists_) {
+    if (known.count != count ||
+        !std::equal(keys_.begin() + place, keys_.end(), keys_.begin() + known.place)) {
+      continue;
+    }
+    keys_.shrink(count);
+    return (added = {dictionary.keysIdentity(), count, known.place}).place;
+  }
+  return (added = {dictionary.keysIdentity(), count, place}).place;
+}
+
+std::uint32_t Archiver::newObject() {
+  if (offsets_.size() == UINT32_MAX) throw std::length_error("too many objects for one archive");
+  offsets_.append(out_.offset());
+  return static_cast<std::uint32_t>(offsets_.size() - 1);
+}
+
+// Returns where the words after the index stand.
+std::size_t Archiver::newNote(Note note, std::uint32_t index, std::size_t words) {
+  const std::size_t at = notes_.extend(2 + words);
+  notes_[at] = static_cast<std::uint32_t>(note);
+  notes_[at + 1] = index;
+  return at + 2;
+}
+
+// The class object comes after its first instance's contents, where the platform puts it.
+void Archiver::useClass(Note note) {
+  const Constant name = classOf(note);
+  if (classIndexes_[name] != 0) return;
+  classIndexes_[name] = newObject();
+  notes_[newNote(Note::ClassObject, classIndexes_[name], 1)] = name;
+  inner_ += 1;
+  for (const Constant constant : {kClass, kClassName, kClasses}) useConstant(constant);
+  for (const Constant link : classChain(name)) useConstant(link);
+}
+
+void Archiver::useConstant(Constant constant) {
+  if (constantOffsets_[constant] != 0) return;
+  constantOffsets_[constant] = out_.offset();
+  out_.string(kConstantTexts[constant]);
+}
+
+void Archiver::numberObjects() {
+  std::uint64_t number = 1;
+  for (int i = 0; i < kConstants; ++i) {
+    if (constantOffsets_[i] != 0) constantNumbers_[i] = number++;
+  }
+  topNumber_ = number;
+  objectBase_ = number + 2;
+  firstUid_ = rootIndex_ == 0 ? 0 : 1;
+  uidBase_ = objectBase_ + offsets_.size() - firstUid_;
+  innerBase_ = uidBase_ + offsets_.size();
+  objectCount_ = innerBase_ + inner_;
+}
+
+void Archiver::writeCollections() {
+  switch (widthOf(objectCount_)) {
+    case 1:
+      return writeNotes<std::uint8_t>();
+    case 2:
+      return writeNotes<std::uint16_t>();
+    case 4:
+      return writeNotes<std::uint32_t>();
+    default:
+      return writeNotes<std::uint64_t>();
+  }
+}
+
+template <class Ref>
+void Archiver::writeNotes() {
+  writeFrame<Ref>();
+  const std::uint32_t* note = notes_.begin();
+  while (note != notes_.end()) note = writeNote<Ref>(note);
+  writeUidObjects();
+}
+
+// Writes one note's object and returns the next note.
+template <class Ref>
+const std::uint32_t* Archiver::writeNote(const std::uint32_t* note) {
+  offsets_[note[1]] = out_.offset();
+  switch (static_cast<Note>(note[0])) {
+    case Note::Array:
+    case Note::MutableArray:
+      writeArray<Ref>(note);
+      return note + 3 + note[2];
+    case Note::Dictionary:
+    case Note::MutableDictionary:
+      writeDictionary<Ref>(note);
+      return note + 5 + note[2];
+    case Note::Date:
+      writeDate<Ref>(note);
+      return note + 4;
+    case Note::ClassObject:
+      writeClassObject<Ref>(note);
+      return note + 3;
+    case Note::Null:
+      break;
+  }
+  std::uint8_t* place = out_.room(1 + 2 * sizeof(Ref));
+  *place++ = 0xD1;
+  place = put<Ref>(place, constantNumber(kClass));
+  out_.written(put<Ref>(place, classUid(Note::Null)));
+  return note + 2;
+}
+
+template <class Ref>
+void Archiver::writeArray(const std::uint32_t* note) {
+  std::uint8_t* place = out_.room(1 + 4 * sizeof(Ref));
+  *place++ = 0xD2;
+  place = put<Ref>(place, constantNumber(kClass));
+  place = put<Ref>(place, constantNumber(kObjectsKey));
+  place = put<Ref>(place, classUid(static_cast<Note>(note[0])));
+  out_.written(put<Ref>(place, innerBase_ + innerOffsets_.size()));
+  writeUids<Ref>(note + 3, note[2]);
+}
+
+template <class Ref>
+void Archiver::writeDictionary(const std::uint32_t* note) {
+  std::uint8_t* place = out_.room(1 + 6 * sizeof(Ref));
+  *place++ = 0xD3;
+  place = put<Ref>(place, constantNumber(kClass));
+  place = put<Ref>(place, constantNumber(kKeysKey));
+  place = put<Ref>(place, constantNumber(kObjectsKey));
+  place = put<Ref>(place, classUid(static_cast<Note>(note[0])));
+  place = put<Ref>(place, innerBase_ + innerOffsets_.size());
+  out_.written(put<Ref>(place, innerBase_ + innerOffsets_.size() + 1));
+  writeUids<Ref>(keys_.begin() + (static_cast<std::uint64_t>(note[3]) << 32 | note[4]), note[2]);
+  writeUids<Ref>(note + 5, note[2]);
+}
+
+template <class Ref>
+void Archiver::writeDate(const std::uint32_t* note) {
+  std::uint8_t* place = out_.room(1 + 4 * sizeof(Ref));
+  *place++ = 0xD2;
+  place = put<Ref>(place, constantNumber(kClass));
+  place = put<Ref>(place, constantNumber(kTimeKey));
+  place = put<Ref>(place, classUid(Note::Date));
+  out_.written(put<Ref>(place, innerBase_ + innerOffsets_.size()));
+  newInner();
+  out_.real(std::bit_cast<double>(static_cast<std::uint64_t>(note[2]) << 32 | note[3]));
+}
+
+template <class Ref>
+void Archiver::writeClassObject(const std::uint32_t* note) {
+  const auto name = static_cast<Constant>(note[2]);
+  std::uint8_t* place = out_.room(1 + 4 * sizeof(Ref));
+  *place++ = 0xD2;
+  place = put<Ref>(place, constantNumber(kClassName));
+  place = put<Ref>(place, constantNumber(kClasses));
+  place = put<Ref>(place, constantNumber(name));
+  out_.written(put<Ref>(place, innerBase_ + innerOffsets_.size()));
+  newInner();
+  const std::vector<Constant> chain = classChain(name);
+  place = out_.room(1 + chain.size() * sizeof(Ref));
+  *place++ = static_cast<std::uint8_t>(0xA0 | chain.size());
+  for (const Constant link : chain) place = put<Ref>(place, constantNumber(link));
+  out_.written(place);
+}
+
+// An inner array of the UIDs that name these indexes.
+template <class Ref>
+void Archiver::writeUids(const std::uint32_t* indexes, std::size_t count) {
+  std::uint8_t* place = out_.room(ArchiveWriter::kLongestHead + count * sizeof(Ref));
+  newInner();
+  place = ArchiveWriter::putHead(place, 10, count);
+  const std::uint64_t base = uidBase_;
+  for (std::size_t i = 0; i < count; ++i) place = put<Ref>(place, base + indexes[i]);
+  out_.written(place);
+}
+
+// The outer dictionary, $top and the $objects array.
+template <class Ref>
+void Archiver::writeFrame() {
+  frameOffsets_[0] = out_.offset();
+  std::uint8_t* place = out_.room(1 + 8 * sizeof(Ref));
+  *place++ = 0xD4;
+  for (const Constant key : {kVersion, kArchiver, kTop, kObjects}) {
+    place = put<Ref>(place, constantNumber(key));
+  }
+  place = put<Ref>(place, constantNumber(kVersionNumber));
+  place = put<Ref>(place, constantNumber(kArchiverName));
+  place = put<Ref>(place, topNumber_);
+  out_.written(put<Ref>(place, topNumber_ + 1));
+
+  frameOffsets_[1] = out_.offset();
+  place = out_.room(1 + 2 * sizeof(Ref));
+  *place++ = 0xD1;
+  place = put<Ref>(place, constantNumber(kRoot));
+  out_.written(put<Ref>(place, uidBase_ + rootIndex_));
+
+  place = out_.room(ArchiveWriter::kLongestHead);
+  frameOffsets_[2] = out_.offset();
+  out_.written(ArchiveWriter::putHead(place, 10, offsets_.size()));
+  writeRun(objectBase_, objectBase_ + offsets_.size(), sizeof(Ref),
+           [](std::uint8_t* next, std::uint64_t number) { return put<Ref>(next, number); });
+}
+
+// The UIDs follow one another, so that their offsets need not be kept.
+void Archiver::writeUidObjects() {
+  uidOffset_ = out_.offset();
+  forUidRuns([this]<class Int>(Int, std::uint64_t first, std::uint64_t end) {
+    this->writeRun(first, end, 1 + sizeof(Int), [](std::uint8_t* place, std::uint64_t index) {
+      *place = static_cast<std::uint8_t>(0x80 | (sizeof(Int) - 1));
+      return put<Int>(place + 1, index);
+    });
+  });
+}
+
+// Calls for the UIDs whose numbers take one byte, two and four: with such a number, the first and the end.
+template <class Run>
+void Archiver::forUidRuns(Run&& run) const {
+  const std::uint64_t end = offsets_.size();
+  run(std::uint8_t{}, firstUid_, std::min<std::uint64_t>(end, 0x100));
+  run(std::uint16_t{}, 0x100, std::min<std::uint64_t>(end, 0x10000));
+  run(std::uint32_t{}, 0x10000, end);
+}
+
+void Archiver::writeOffsets() {
+  const std::uint64_t table = out_.offset();
+  switch (widthOf(table)) {
+    case 1:
+      writeOffsetsAs<std::uint8_t>();
+      break;
+    case 2:
+      writeOffsetsAs<std::uint16_t>();
+      break;
+    case 4:
+      writeOffsetsAs<std::uint32_t>();
+      break;
+    default:
+      writeOffsetsAs<std::uint64_t>();
+  }
+  out_.trailer(table, widthOf(objectCount_), objectCount_, 0);
+}
+
+template <class Offset>
+void Archiver::writeOffsetsAs() {
+  std::uint8_t* place = out_.room((kConstants + frameOffsets_.size()) * sizeof(Offset));
+  place = put<Offset>(place, frameOffsets_[0]);
+  for (const std::uint64_t offset : constantOffsets_) {
+    if (offset != 0) place = put<Offset>(place, offset);
+  }
+  place = put<Offset>(place, frameOffsets_[1]);
+  out_.written(put<Offset>(place, frameOffsets_[2]));
+  writeOffsetList<Offset>(offsets_);
+  std::uint64_t uid = uidOffset_;
+  forUidRuns([this, &uid]<class Int>(Int, std::uint64_t first, std::uint64_t end) {
+    this->writeRun(first, end, sizeof(Offset), [&uid](std::uint8_t* next, std::uint64_t) {
+      const std::uint64_t offset = uid;
+      uid += 1 + sizeof(Int);
+      return put<Offset>(next, offset);
+    });
+  });
+  writeOffsetList<Offset>(innerOffsets_);
+}
+
+template <class Offset>
+void Archiver::writeOffsetList(const Words<std::uint64_t>& offsets) {
+  writeRun(0, offsets.size(), sizeof(Offset), [&offsets](std::uint8_t* place, std::uint64_t i) {
+    return put<Offset>(place, offsets.begin()[i]);
+  });
+}
+
+// What `write` puts for each number, which takes so many bytes, one after another.
+template <class Write>
+void Archiver::writeRun(std::uint64_t first, std::uint64_t end, std::size_t size, Write&& write) {
+  constexpr std::uint64_t kBatch = 4096;
+  while (first < end) {
+    const std::uint64_t stop = std::min(end, first + kBatch);
+    std::uint8_t* place = out_.room((stop - first) * size);
+    for (; first < stop; ++first) place = write(place, first);
+    out_.written(place);
+  }
+}
+
+}  // namespace
+
+ArchivePieces archivedPieces(Value root) { return Archiver(std::move(root)).archive(); }
+
+Bytes archivedData(const Value& root) { return archivedPieces(root).joined(); }
+
+}  // namespace moxtel

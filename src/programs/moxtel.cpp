@@ -1,0 +1,19 @@
+// moxtel: asks a server of photo libraries from the command line.
+#include <exception>
+#include <iostream>
+
+#include "client/NetworkServerFinder.h"
+#include "platform/system/SystemLog.h"
+
+int main(int argc, char** argv) {
+  // What goes wrong is told once, in the program's own words.
+  moxtel::setSystemLogSink([](std::string_view) {});
+  try {
+    moxtel::NetworkServerFinder finder;
+    moxtel::MoxtelClient client(finder, std::cout, std::cerr, {.largestReply = 0x8000'0000});
+    return client.run(std::vector<std::string>(argv + (argc > 0 ? 1 : 0), argv + argc));
+  } catch (const std::exception& error) {
+    std::cerr << "moxtel: " << error.what() << '\n';
+    return moxtel::MoxtelClient::kFailure;
+  }
+}

@@ -1,0 +1,78 @@
+// moxtelserverd: the server without a display. Its console is standard output.
+#include <csignal>
+#include <cstdio>
+#include <iostream>
+
+#include "app/CommandLine.h"
+#include "app/ServerProgram.h"
+#include "console/StandardOutputConsoleView.h"
+#include "net/QVSocketServer.h"
+#include "platform/loop/CoreLoop.h"
+#include "platform/loop/SignalWatcher.h"
+#include "platform/process/ThisProcess.h"
+#include "platform/system/ServiceManager.h"
+#include "platform/system/SystemLog.h"
+
+namespace moxtel {
+namespace {
+
+int serve(int argc, char** argv) {
+  UserDefaults defaults(makeUserSettingsStore());
+  const ProgramDescription description{
+      "moxtelserverd",
+      "Serves an iPhoto or Aperture library to Moxtel clients on the network, without a display.",
+      {{"--print-folders", "print the library's folder tree and end (diagnosis)"}}};
+  std::vector<std::string> arguments(argv + (argc > 0 ? 1 : 0), argv + argc);
+  const bool printsFolders = std::erase(arguments, "--print-folders") > 0;
+  if (const auto status = takeCommandLine(description, arguments, defaults)) return *status;
+
+  if (kindOfOutput(stderr) == OutputKind::Journal) {
+    // The journal stamps lines itself.
+    setSystemLogSink([](std::string_view text) { writeJournalLines(stderr, JournalPriority::Info, text); });
+  }
+  CoreLoop loop;
+  StandardOutputConsoleView view;
+  ServerProgram program(loop, defaults, view);
+  if (printsFolders) {
+    loop.post([&] {
+      setSystemLogSink([](std::string_view text) { std::cout << text << '\n'; });
+      const std::string why = program.delegate().logFolderTree();
+      if (!why.empty()) std::cerr << "moxtelserverd: " << why << '\n';
+      loop.quit(why.empty() ? 0 : 1);
+    });
+    return loop.run();
+  }
+  // A script, or a reply to a client that takes it slowly, must hold up neither the end nor the wish to be
+  // rid of the client.
+  const auto atOnce = [&program](int signal) {
+    if (signal == SIGUSR1) {
+      QVSocketServer::disconnect();
+    } else if (signal != SIGHUP) {
+      QVSocketServer::closeToClients();
+      program.endScripts();
+    }
+  };
+  const auto told = [&](int signal) {
+    if (signal == SIGHUP) {
+      program.delegate().reload();
+    } else if (signal != SIGUSR1) {
+      notifyServiceManager("STOPPING=1");
+      loop.quit();
+    }
+  };
+  const auto hop = [&loop](EventLoop::Task call) { loop.post(std::move(call)); };
+  const SignalWatcher signals(SignalWatcher::usualSignals(), hop, told, atOnce);
+  loop.post([&program] {
+    program.start();
+    notifyServiceManager("READY=1");
+  });
+  return loop.run();
+}
+
+}  // namespace
+}  // namespace moxtel
+
+int main(int argc, char** argv) {
+  moxtel::prepareProcess();
+  return moxtel::runProgram([&] { return moxtel::serve(argc, argv); });
+}

@@ -1,0 +1,128 @@
+// A server that does what the test says with each connection: reads a request, sends raw bytes, closes. For
+// tests of clients that meet strangers.
+#pragma once
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+
+#include <array>
+#include <atomic>
+#include <cstring>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <utility>
+
+#include "platform/files/FileDescriptor.h"
+#include "plist/KeyedArchive.h"
+#include "value/Value.h"
+
+namespace moxtel {
+
+class ScriptedServer {
+ public:
+  // One accepted connection. Every call gives up when the client has gone.
+  class Connection {
+   public:
+    explicit Connection(FileDescriptor socket) : socket_(std::move(socket)) {}
+    // One read, as servers take requests; empty at the end.
+    std::string read() {
+      std::array<char, 8192> buffer;
+      const ssize_t count = ::recv(socket_.get(), buffer.data(), buffer.size(), 0);
+      return count > 0 ? std::string(buffer.data(), static_cast<std::size_t>(count)) : std::string();
+    }
+    bool send(std::string_view bytes) {
+      return ::send(socket_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL) ==
+             static_cast<ssize_t>(bytes.size());
+    }
+    bool sendFrame(std::string_view body) { return send(lengthOf(body.size())) && send(body); }
+    bool sendEnvelope(const Value& envelope) {
+      const Bytes body = archivedData(envelope);
+      return sendFrame(std::string_view(reinterpret_cast<const char*>(body.data()), body.size()));
+    }
+    void close() { ::shutdown(socket_.get(), SHUT_RDWR); }
+    static std::string lengthOf(std::size_t size) {
+      const auto length = static_cast<std::uint32_t>(size);
+      std::string text(sizeof length, '\0');
+      std::memcpy(text.data(), &length, sizeof length);
+      return text;
+    }
+
+   private:
+    FileDescriptor socket_;
+  };
+  using Script = std::function<void(Connection&)>;
+
+  // Runs the script on a thread of its own for one connection after another.
+  explicit ScriptedServer(Script script) : script_(std::move(script)) {
+    listener_ = FileDescriptor(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    ::bind(listener_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
+    ::listen(listener_.get(), 8);
+    socklen_t size = sizeof address;
+    ::getsockname(listener_.get(), reinterpret_cast<sockaddr*>(&address), &size);
+    port_ = ntohs(address.sin_port);
+    thread_ = std::thread([this] { run(); });
+  }
+  ~ScriptedServer() {
+    ::shutdown(listener_.get(), SHUT_RDWR);
+    {
+      const std::lock_guard lock(mutex_);
+      stopping_ = true;
+      if (current_) current_->close();
+    }
+    thread_.join();
+  }
+  ScriptedServer(const ScriptedServer&) = delete;
+  ScriptedServer& operator=(const ScriptedServer&) = delete;
+
+  std::uint16_t port() const { return port_; }
+  int connections() const { return connections_; }
+
+ private:
+  void run() {
+    for (;;) {
+      FileDescriptor socket(::accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC));
+      if (!socket) return;
+      ++connections_;
+      Connection connection(std::move(socket));
+      if (setCurrent(&connection)) script_(connection);
+      setCurrent(nullptr);
+    }
+  }
+
+  // Whose connection the end of the server ends too; false when that has come.
+  bool setCurrent(Connection* connection) {
+    const std::lock_guard lock(mutex_);
+    current_ = connection;
+    return !stopping_ || !connection;
+  }
+
+  Script script_;
+  std::mutex mutex_;
+  Connection* current_ = nullptr;
+  bool stopping_ = false;
+  FileDescriptor listener_;
+  std::uint16_t port_ = 0;
+  std::atomic<int> connections_{0};
+  std::thread thread_;
+};
+
+// A port of this machine on which nobody listens.
+inline std::uint16_t unusedPort() {
+  FileDescriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  ::bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
+  socklen_t size = sizeof address;
+  ::getsockname(socket.get(), reinterpret_cast<sockaddr*>(&address), &size);
+  return ntohs(address.sin_port);
+}
+
+}  // namespace moxtel

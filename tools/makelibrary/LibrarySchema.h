@@ -1,0 +1,14 @@
+// The tables and indexes of the four databases, one statement a line, as they stand in
+// tools/makelibrary/schema.
+#pragma once
+
+#include <string_view>
+
+namespace moxtel::makelibrary {
+
+extern const std::string_view kLibrarySchema;
+extern const std::string_view kImageProxiesSchema;
+extern const std::string_view kPropertiesSchema;
+extern const std::string_view kFacesSchema;
+
+}  // namespace moxtel::makelibrary
