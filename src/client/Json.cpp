@@ -1,129 +1,107 @@
 #include "client/Json.h"
 
-#include <algorithm>
+#include <QByteArray>
 #include <array>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <nlohmann/json.hpp>
 #include <string_view>
 
 #include "client/SafeText.h"
-#include "value/Numbers.h"
-#include "value/Utf.h"
 
 namespace moxtel {
 
 namespace {
 
+using Json = nlohmann::ordered_json;
+
+// The terminal that shows the JSON must not act on its texts: control characters beyond ASCII and marks that
+// turn the direction of writing are escaped, with everything else beyond ASCII in the same text.
+bool needsAsciiOnly(std::string_view text) {
+  while (!text.empty()) {
+    const char32_t codePoint = takeCodePoint(text);
+    if (codePoint >= 0x7F && isUnprintable(codePoint)) return true;
+  }
+  return false;
+}
+
+std::string encodedText(std::string_view text) {
+  return Json(text).dump(-1, ' ', needsAsciiOnly(text), Json::error_handler_t::replace);
+}
+
+std::string encodedDate(Date date) {
+  const std::string text = iso8601(date);
+  return text.empty() ? Json(date.seconds).dump() : encodedText(text);
+}
+
+// Anything but a collection. Of a number that is not finite the library makes null.
+std::string encodedLeaf(const Value& value) {
+  switch (value.type()) {
+    case Value::Type::Boolean:
+      return Json(value.boolValue()).dump();
+    case Value::Type::Integer:
+      return value.isBeyondSigned() ? Json(value.unsignedValue()).dump() : Json(value.integerValue()).dump();
+    case Value::Type::Real:
+      return Json(value.doubleValue()).dump();
+    case Value::Type::String:
+      return encodedText(value.string());
+    case Value::Type::Data:
+      return encodedText(base64(value.data()));
+    case Value::Type::Date:
+      return encodedDate(value.date());
+    default:
+      return Json().dump();
+  }
+}
+
+// Collections are written item by item: a document built first would hold a copy of every shared value.
 class JsonWriter {
  public:
   explicit JsonWriter(std::ostream& out) : out_(out) {}
 
-  void write(const Value& value, int depth) {
-    switch (value.type()) {
-      case Value::Type::Nil:
-        out_ << "null";
-        break;
-      case Value::Type::Boolean:
-        out_ << (value.boolValue() ? "true" : "false");
-        break;
-      case Value::Type::Integer:
-        writeInteger(value);
-        break;
-      case Value::Type::Real:
-        writeReal(value.doubleValue());
-        break;
-      case Value::Type::String:
-        writeText(value.string());
-        break;
-      case Value::Type::Data:
-        writeText(base64(value.data()));
-        break;
-      case Value::Type::Date:
-        writeDate(value.date());
-        break;
-      case Value::Type::Array:
-        writeArray(value.array(), depth);
-        break;
-      case Value::Type::Dictionary:
-        writeDictionary(value.dictionary(), depth);
-        break;
+  void write(const Value& value, std::size_t depth) {
+    if (value.isArray()) {
+      writeArray(value.array(), depth);
+    } else if (value.isDictionary()) {
+      writeDictionary(value.dictionary(), depth);
+    } else {
+      out_ << encodedLeaf(value);
     }
   }
 
  private:
-  void writeInteger(const Value& value) {
-    if (value.isBeyondSigned()) {
-      out_ << std::to_string(value.unsignedValue());
-    } else {
-      out_ << std::to_string(value.integerValue());
-    }
-  }
-
-  void writeReal(double number) { out_ << (std::isfinite(number) ? shortestReal(number) : "null"); }
-
-  void writeDate(Date date) {
-    const std::string text = iso8601(date);
-    if (text.empty()) {
-      writeReal(date.seconds);
-    } else {
-      writeText(text);
-    }
-  }
-
-  void writeText(std::string_view text) {
-    out_ << '"';
-    while (!text.empty()) writeCharacter(takeCodePoint(text));
-    out_ << '"';
-  }
-
-  void writeCharacter(char32_t codePoint) {
-    if (codePoint == '"' || codePoint == '\\') {
-      out_ << '\\' << static_cast<char>(codePoint);
-    } else if (codePoint == '\n') {
-      out_ << "\\n";
-    } else if (isUnprintable(codePoint)) {
-      std::array<char, 16> escape{};
-      std::snprintf(escape.data(), escape.size(), "\\u%04x", static_cast<unsigned>(codePoint));
-      out_ << escape.data();
-    } else {
-      std::string character;
-      appendUtf8(character, codePoint);
-      out_ << character;
-    }
-  }
-
-  void writeArray(const Array& array, int depth) {
-    char before = '[';
+  void writeArray(const Array& array, std::size_t depth) {
+    const char* before = "[";
     for (const Value& item : array) {
       newLine(before, depth + 1);
       write(item, depth + 1);
-      before = ',';
+      before = ",";
     }
-    finish(before, "[]", ']', depth);
+    finish(array.empty(), "[]", depth);
   }
 
-  void writeDictionary(const Dictionary& dictionary, int depth) {
-    char before = '{';
-    for (const auto& entry : dictionary) {
+  void writeDictionary(const Dictionary& dictionary, std::size_t depth) {
+    const char* before = "{";
+    for (const auto& [key, value] : dictionary) {
       newLine(before, depth + 1);
-      writeText(entry.key);
-      out_ << ": ";
-      write(entry.value, depth + 1);
-      before = ',';
+      out_ << encodedText(key) << ": ";
+      write(value, depth + 1);
+      before = ",";
     }
-    finish(before, "{}", '}', depth);
+    finish(dictionary.empty(), "{}", depth);
   }
 
-  void newLine(char before, int depth) {
-    out_ << before << '\n' << std::string(2 * static_cast<std::size_t>(depth), ' ');
+  void newLine(const char* before, std::size_t depth) {
+    out_ << before << '\n' << std::string(2 * depth, ' ');
   }
 
-  void finish(char before, const char* empty, char closing, int depth) {
-    if (before != ',') {
-      out_ << empty;
+  void finish(bool isEmpty, std::string_view brackets, std::size_t depth) {
+    if (isEmpty) {
+      out_ << brackets;
     } else {
-      out_ << '\n' << std::string(2 * static_cast<std::size_t>(depth), ' ') << closing;
+      newLine("", depth);
+      out_ << brackets.back();
     }
   }
 
@@ -160,16 +138,8 @@ std::string iso8601(Date date) {
 }
 
 std::string base64(const Bytes& bytes) {
-  constexpr std::string_view kDigits = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-  std::string text;
-  text.reserve((bytes.size() + 2) / 3 * 4);
-  for (std::size_t i = 0; i < bytes.size(); i += 3) {
-    const std::size_t count = std::min<std::size_t>(3, bytes.size() - i);
-    std::uint32_t group = 0;
-    for (std::size_t j = 0; j < 3; ++j) group = (group << 8) | (j < count ? bytes[i + j] : 0u);
-    for (std::size_t j = 0; j < 4; ++j) text += j <= count ? kDigits[(group >> (18 - 6 * j)) & 63] : '=';
-  }
-  return text;
+  const auto* start = reinterpret_cast<const char*>(bytes.data());
+  return QByteArray::fromRawData(start, static_cast<qsizetype>(bytes.size())).toBase64().toStdString();
 }
 
 }  // namespace moxtel

@@ -1,6 +1,7 @@
-// A Value as JSON, for programs: numbers as numbers, dates as ISO 8601 texts in UTC, data as base64 texts,
-// nil and what is no number as null. ASCII control characters and what is not printable are escaped, so that
-// it may go to a terminal.
+// A Value as JSON (RFC 8259), for programs: numbers as numbers (reals with a point or an exponent), dates as
+// ISO 8601 texts in UTC, data as base64 texts, nil and numbers that are not finite as null, bytes that are
+// not UTF-8 as U+FFFD. Control characters and other unprintable characters are escaped: a terminal can show
+// it. Any thread.
 #pragma once
 
 #include <ostream>
@@ -10,12 +11,14 @@
 
 namespace moxtel {
 
-// Writes as it goes: however often a value shares another one, memory stays small.
+// Indents by two blanks and ends with a line feed. Writes while it walks the value: memory stays small even
+// when many values share one.
 void writeJson(std::ostream& out, const Value& value);
 
-// "2016-07-12T09:05:03Z", with milliseconds where there are some. A moment outside the years 1 to 9999 has no
-// such text: empty.
+// "2016-07-12T09:05:03Z", with milliseconds unless they are zero. Empty for a date outside the years 1 to
+// 9999.
 std::string iso8601(Date date);
+// RFC 4648, padded, on one line.
 std::string base64(const Bytes& bytes);
 
 }  // namespace moxtel

@@ -1,9 +1,48 @@
 #include "client/Json.h"
 
+#include <cmath>
+#include <sstream>
+
 #include "client/SafeText.h"
 
 namespace moxtel {
 namespace {
+
+std::string jsonOf(const Value& value) {
+  std::ostringstream out;
+  writeJson(out, value);
+  return out.str();
+}
+
+TEST(Json, writesRealsSoThatTheyStayReals) {
+  EXPECT_EQ(jsonOf(Array{{2.0, -0.0, 0.1, 1e22, 5e-324, HUGE_VAL, -HUGE_VAL, std::nan("")}}),
+            "[\n  2.0,\n  -0.0,\n  0.1,\n  1e+22,\n  5e-324,\n  null,\n  null,\n  null\n]\n");
+}
+
+TEST(Json, writesDatesOfOtherYearsAsSeconds) {
+  EXPECT_EQ(jsonOf(Date{1e300}), "1e+300\n");
+  EXPECT_EQ(jsonOf(Date{0}), "\"2001-01-01T00:00:00Z\"\n");
+}
+
+TEST(Json, escapesWhatATerminalActsOn) {
+  EXPECT_EQ(jsonOf("\x1b[2J\t\"\\/"), "\"\\u001b[2J\\t\\\"\\\\/\"\n");
+  EXPECT_EQ(jsonOf("\x7f"), "\"\\u007f\"\n");
+  // One such character beyond ASCII: the whole text is written in ASCII.
+  EXPECT_EQ(jsonOf("é\xc2\x9b😀"), "\"\\u00e9\\u009b\\ud83d\\ude00\"\n");
+  EXPECT_EQ(jsonOf("\xe2\x80\xae"), "\"\\u202e\"\n");
+  EXPECT_EQ(jsonOf("é😀"), "\"é😀\"\n");
+  EXPECT_EQ(jsonOf(Dictionary{{"\x07", 1}}), "{\n  \"\\u0007\": 1\n}\n");
+}
+
+TEST(Json, replacesBytesThatAreNotUtf8) {
+  EXPECT_EQ(jsonOf(Value(std::string("a\xff z"))), "\"a� z\"\n");
+  EXPECT_EQ(jsonOf(Value(std::string("\xe2\x82"))), "\"�\"\n");
+}
+
+TEST(Json, indentsNestedCollections) {
+  EXPECT_EQ(jsonOf(Array{{Array(), Dictionary{{"a", Array{{true, Value()}}}}}}),
+            "[\n  [],\n  {\n    \"a\": [\n      true,\n      null\n    ]\n  }\n]\n");
+}
 
 TEST(Iso8601, writesMomentsInUtc) {
   EXPECT_EQ(iso8601(Date{0}), "2001-01-01T00:00:00Z");

@@ -133,7 +133,7 @@ TEST_F(Moxtel, printsJson) {
   "text": "a\"\\\n\u001b[2J\u009b",
   "one": 1,
   "real": 1.5,
-  "whole": 2,
+  "whole": 2.0,
   "yes": true,
   "large": 18446744073709551615,
   "none": null,
