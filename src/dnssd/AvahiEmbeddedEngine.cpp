@@ -15,7 +15,7 @@
 
 #include "dnssd/AvahiHandles.h"
 #include "dnssd/AvahiLibrary.h"
-#include "platform/process/Pipe.h"
+#include "platform/files/FileDescriptor.h"
 #include "platform/system/SystemLog.h"
 
 namespace moxtel {
@@ -112,7 +112,7 @@ void logErrorsOnly(AvahiLogLevel level, const char* text) {
 // forbids it.
 bool hearsOfInterfaces([[maybe_unused]] std::string& reason) {
 #ifdef __linux__
-  const Descriptor socket(::socket(PF_NETLINK, SOCK_DGRAM | SOCK_CLOEXEC, NETLINK_ROUTE));
+  const FileDescriptor socket(::socket(PF_NETLINK, SOCK_DGRAM | SOCK_CLOEXEC, NETLINK_ROUTE));
   sockaddr_nl address{};
   address.nl_family = AF_NETLINK;
   address.nl_groups = RTMGRP_LINK | RTMGRP_IPV4_IFADDR;

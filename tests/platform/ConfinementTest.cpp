@@ -59,7 +59,7 @@ TEST(Confinement, endsWithTheProcessThatStartedIt) {
     }
     for (;;) ::pause();
   }
-  pipe.writeEnd.reset();
+  pipe.writeEnd.close();
   std::array<char, 16> text{};
   ASSERT_EQ(::read(pipe.readEnd.get(), text.data(), text.size()), 9);
   ::kill(starter, SIGKILL);

@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "platform/process/Pipe.h"
 #include "tests/TemporaryFolder.h"
 
 namespace moxtel {

@@ -51,13 +51,13 @@ class FilePath final {
   std::array<char, 32> text_;  // NOLINT: set as far as it is read
 };
 
-Descriptor openFile(int folder, const char* number, std::string_view file) {
-  return Descriptor(::openat(folder, FilePath(number, file).get(), O_RDONLY | O_CLOEXEC));  // NOLINT
+FileDescriptor openFile(int folder, const char* number, std::string_view file) {
+  return FileDescriptor(::openat(folder, FilePath(number, file).get(), O_RDONLY | O_CLOEXEC));  // NOLINT
 }
 
 // Whether a process whose executable may not be read has memory: zombies and threads of the kernel have none.
 bool hasMemory(int folder, const char* number) {
-  const Descriptor sizes = openFile(folder, number, "statm");
+  const FileDescriptor sizes = openFile(folder, number, "statm");
   // Without a descriptor to be had nothing says that it has gone.
   if (!sizes) return errno != ENOENT && errno != ESRCH;
   std::array<char, 2> start{};
@@ -139,7 +139,7 @@ void ProcRunningApplications::look(const dirent& entry) {
 
 // Whether it has another name than before. One that cannot be read stays what it was.
 bool ProcRunningApplications::readName(const char* number, Process& process) {
-  Descriptor opened;
+  FileDescriptor opened;
   if (!process.comm) opened = openFile(::dirfd(open_.get()), number, "comm");
   std::array<char, 64> text;  // NOLINT: not set before it is read into
   const int comm = process.comm ? process.comm.get() : opened.get();

@@ -15,7 +15,7 @@
 #include <vector>
 
 #include "platform/applications/RunningApplications.h"
-#include "platform/process/Pipe.h"
+#include "platform/files/FileDescriptor.h"
 
 namespace moxtel {
 
@@ -35,7 +35,7 @@ class ProcRunningApplications final : public RunningApplications {
     std::uint64_t seen = 0;       // the last question at which it was there
     std::uint64_t readAgain = 0;  // the question at which its executable is read again
     bool isProgram = false;       // neither a zombie nor a thread of the kernel
-    Descriptor comm;
+    FileDescriptor comm;
     std::string name;
     const std::string* application = nullptr;  // of wanted_, null for one that nobody wants
     const std::string* executable = nullptr;   // the same for the base name of its executable

@@ -119,7 +119,7 @@ OpenFile openRegularFile(const std::string& path) {
   OpenFile file;
   file.path = path;
   if (path.find('\0') != std::string::npos) return file;
-  file.descriptor = Descriptor(openQuietly(path));
+  file.descriptor = FileDescriptor(openQuietly(path));
   if (!file.descriptor) {
     file.state = stateOfError(errno);
     return file;
@@ -127,7 +127,7 @@ OpenFile openRegularFile(const std::string& path) {
   struct stat facts = {};
   if (::fstat(file.descriptor.get(), &facts) != 0 || !S_ISREG(facts.st_mode)) {
     file.state = FileState::Unreadable;
-    file.descriptor = Descriptor();
+    file.descriptor = FileDescriptor();
     return file;
   }
   file.state = FileState::Open;

@@ -9,7 +9,7 @@
 #include <span>
 #include <string>
 
-#include "platform/process/Pipe.h"
+#include "platform/files/FileDescriptor.h"
 #include "value/Value.h"
 
 namespace moxtel {
@@ -23,7 +23,7 @@ enum class FileState : std::uint8_t {
 
 struct OpenFile {
   FileState state = FileState::Missing;
-  Descriptor descriptor;
+  FileDescriptor descriptor;
   std::uint64_t size = 0;  // bytes, at the moment of opening
   std::string path;        // as it was given
 };

@@ -13,7 +13,7 @@
 #include <system_error>
 #include <vector>
 
-#include "platform/process/Pipe.h"
+#include "platform/files/FileDescriptor.h"
 #include "value/Value.h"
 
 namespace moxtel {
@@ -88,7 +88,7 @@ std::string resolvedPath(const std::string& path) {
 bool isReadable(const std::string& path) { return ::access(path.c_str(), R_OK) == 0; }
 
 bool grantsLocks(const std::string& path) {
-  const Descriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   if (file.get() < 0) return true;
   struct flock lock {};
   lock.l_type = F_RDLCK;
@@ -122,11 +122,11 @@ std::optional<std::string> homeFolder(const std::string& user) {
 
 std::string copyPrivately(const std::string& from, const std::string& to) {
   // Not waiting for a named pipe that took the file's place.
-  const Descriptor source(::open(from.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  const FileDescriptor source(::open(from.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   struct stat status {};
   if (source.get() < 0 || ::fstat(source.get(), &status) != 0) return errorText(errno);
   if (!S_ISREG(status.st_mode)) return "not a regular file";
-  const Descriptor target(::open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+  const FileDescriptor target(::open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
   if (target.get() < 0 || !copyBytes(source.get(), target.get())) return errorText(errno);
   return {};
 }

@@ -140,12 +140,12 @@ class Run final {
     input_ = std::move(input.writeEnd);
     output_ = std::move(output.readEnd);
     error_ = std::move(error.readEnd);
-    for (const Descriptor* ours : {&input_, &output_, &error_}) {
+    for (const FileDescriptor* ours : {&input_, &output_, &error_}) {
       if (*ours) setNonBlocking(ours->get());
     }
 #ifdef __linux__
     // By its number: the C library's header of this lacks what C++ needs.
-    end_ = Descriptor(static_cast<int>(::syscall(SYS_pidfd_open, child_, 0)));
+    end_ = FileDescriptor(static_cast<int>(::syscall(SYS_pidfd_open, child_, 0)));
 #endif
     return true;
   }
@@ -204,24 +204,24 @@ class Run final {
     if (count > 0) written_ += static_cast<std::size_t>(count);
     // A child that does not read to the end is no error: it may know enough.
     const bool failed = count < 0 && errno != EAGAIN && errno != EINTR;
-    if (failed || written_ == request_.input.size()) input_.reset();
+    if (failed || written_ == request_.input.size()) input_.close();
   }
 
   // False when there is nothing to be had now.
-  bool readSome(Descriptor& from, Stream stream) {
+  bool readSome(FileDescriptor& from, Stream stream) {
     std::array<char, 65536> buffer;  // NOLINT: not set before it is read into
     const ssize_t count = ::read(from.get(), buffer.data(), buffer.size());
     if (count < 0 && errno == EINTR) return true;
     if (count < 0 && errno == EAGAIN) return false;
     if (count <= 0) {
-      from.reset();
+      from.close();
       return false;
     }
     take(std::string_view(buffer.data(), static_cast<std::size_t>(count)), stream);
     return !ending_;
   }
 
-  void readAll(Descriptor& from, Stream stream) {
+  void readAll(FileDescriptor& from, Stream stream) {
     while (from && !ending_ && readSome(from, stream)) {
     }
   }
@@ -278,10 +278,10 @@ class Run final {
   const SigpipeBlocker noSigpipe_;
   ProcessResult result_;
   pid_t child_ = -1;
-  Descriptor input_;
-  Descriptor output_;
-  Descriptor error_;
-  Descriptor end_;  // readable once the child has ended; none where the system has no such thing
+  FileDescriptor input_;
+  FileDescriptor output_;
+  FileDescriptor error_;
+  FileDescriptor end_;  // readable once the child has ended; none where the system has no such thing
   std::size_t written_ = 0;
   std::size_t outputCount_ = 0;
   std::size_t errorCount_ = 0;

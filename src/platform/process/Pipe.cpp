@@ -7,11 +7,6 @@
 
 namespace moxtel {
 
-void Descriptor::reset(int fd) noexcept {
-  if (fd_ >= 0) ::close(fd_);
-  fd_ = fd;
-}
-
 void setNonBlocking(int fd) { ::fcntl(fd, F_SETFL, ::fcntl(fd, F_GETFL) | O_NONBLOCK); }
 
 Pipe makePipe(PipeBlocking blocking) {
@@ -25,7 +20,7 @@ Pipe makePipe(PipeBlocking blocking) {
   if (blocking == PipeBlocking::NonBlocking) {
     for (const int end : ends) setNonBlocking(end);
   }
-  return {Descriptor(ends[0]), Descriptor(ends[1])};
+  return {FileDescriptor(ends[0]), FileDescriptor(ends[1])};
 }
 
 }  // namespace moxtel

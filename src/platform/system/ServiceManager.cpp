@@ -9,7 +9,7 @@
 #include <cstring>
 #include <string>
 
-#include "platform/process/Pipe.h"
+#include "platform/files/FileDescriptor.h"
 
 namespace moxtel {
 
@@ -23,7 +23,7 @@ bool notifyServiceManager(std::string_view state) {
   std::memcpy(address.sun_path, path, length);
   // "@name" is a name that no file system knows.
   if (address.sun_path[0] == '@') address.sun_path[0] = '\0';
-  const Descriptor socket(::socket(AF_UNIX, SOCK_DGRAM, 0));
+  const FileDescriptor socket(::socket(AF_UNIX, SOCK_DGRAM, 0));
   if (!socket) return false;
   const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + length);
   return ::sendto(socket.get(), state.data(), state.size(), 0, reinterpret_cast<const sockaddr*>(&address),
