@@ -62,7 +62,7 @@ function(moxtel_test name)
   if(MOXTEL_SANITIZE)
     set(seconds 600)
   endif()
-  gtest_discover_tests(${name} TEST_PREFIX "${name}." DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT ${seconds}
+  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT ${seconds}
                        PROPERTIES TIMEOUT ${seconds})
 endfunction()
 

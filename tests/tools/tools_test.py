@@ -9,6 +9,7 @@ import unittest
 sys.path.insert(0, str(pathlib.Path(__file__).parent))
 import include_graph  # noqa: E402
 import linked_libraries  # noqa: E402
+import test_names  # noqa: E402
 
 
 class IncludeGraph(unittest.TestCase):
@@ -93,6 +94,16 @@ class LinkedLibraries(unittest.TestCase):
             linked_libraries.problems(names, ["libQt6Gui"], ["libQt6"]),
             ["not linked with libQt6Gui", "linked with libQt6Core.so.6"],
         )
+
+
+class TestNames(unittest.TestCase):
+    def test_finds_a_name_in_two_files(self):
+        with tempfile.TemporaryDirectory() as name:
+            folder = pathlib.Path(name)
+            (folder / "A.cpp").write_text("TEST(One, works) {}\nTEST_F(Two, works) {}\n")
+            (folder / "B.cpp").write_text("TEST_P(Two,\n       works) {}\n  // TEST(One, works)\n")
+            places = test_names.places_by_name(folder)
+            self.assertEqual({name: len(files) for name, files in places.items()}, {"One.works": 1, "Two.works": 2})
 
 
 if __name__ == "__main__":
