@@ -91,10 +91,10 @@ TCP_ESTABLISHED, TCP_LISTEN = 1, 10
 class Server:
     """One running server; a context manager."""
 
-    def __init__(self, library, *arguments, wait=True, environment=()):
+    def __init__(self, library, *arguments, wait=True, environment=(), binary=None):
         self.port = free_port()
         self.home = pathlib.Path(tempfile.mkdtemp(prefix="moxteltest."))
-        self.arguments = [program("MOXTEL_SERVER"), "-Port", str(self.port)]
+        self.arguments = [str(binary or program("MOXTEL_SERVER")), "-Port", str(self.port)]
         if library is not None:
             self.arguments += ["-LibraryPath", str(library)]
         self.arguments += map(str, arguments)
