@@ -1,11 +1,12 @@
 #!/usr/bin/env python3
-"""Checks which folder of src/ includes which, and where Qt is included.
+"""Checks which folder of src/ includes which, where Qt is included, and that a document draws the same graph.
 
-Usage: include_graph.py SRC [--qtcore FOLDER]
+Usage: include_graph.py SRC [--qtcore FOLDER] [--document FILE]
 
-Each folder may include itself and the folders below it. Qt's core headers may be included by the .cpp files of
-platform/ and by the files listed here; those of its windows by window files alone. Prints what is against that
-and exits with status 1; --qtcore is the folder that holds Qt's core headers.
+Each folder may include itself and the folders below it. The .cpp files of platform/ and the files listed here may
+include Qt's core headers; window files alone may include those of its windows. Prints each violation and exits with
+status 1. --qtcore is the folder with Qt's core headers; --document is a Markdown file whose first Mermaid graph must
+have exactly the arrows of BELOW.
 """
 
 import argparse
@@ -100,12 +101,24 @@ def problems(src, qtcore=None):
     return found, len(files)
 
 
+def drawing_problems(markdown):
+    """How the arrows of the first Mermaid graph differ from BELOW, a line each."""
+    graph = re.search(r"^```mermaid\ngraph .*?^```$", markdown, re.MULTILINE | re.DOTALL)
+    drawn = set(re.findall(r"^ *(\w+) --> (\w+)$", graph[0], re.MULTILINE)) if graph else set()
+    checked = {(folder, below) for folder, belows in BELOW.items() for below in belows}
+    return [f"the document does not draw '{a} --> {b}'" for a, b in sorted(checked - drawn)] + [
+        f"the document draws '{a} --> {b}', which is not in the graph" for a, b in sorted(drawn - checked)]
+
+
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("src")
     parser.add_argument("--qtcore")
+    parser.add_argument("--document", type=pathlib.Path)
     arguments = parser.parse_args()
     found, files = problems(arguments.src, arguments.qtcore)
+    if arguments.document:
+        found += drawing_problems(arguments.document.read_text(encoding="utf-8"))
     for problem in found:
         print(problem)
     print(f"{files} files, {len(found)} problems")

@@ -59,6 +59,17 @@ class IncludeGraph(unittest.TestCase):
             for below in include_graph.reachable(folder) - {folder}:
                 self.assertNotIn(folder, include_graph.reachable(below))
 
+    def test_compares_a_drawing_with_its_graph(self):
+        arrows = [f"  {a} --> {b}" for a, belows in include_graph.BELOW.items() for b in belows]
+
+        def problems(lines):
+            return include_graph.drawing_problems("\n".join(["# A", "```mermaid", "graph TD", *lines, "```", ""]))
+
+        self.assertEqual(problems(arrows), [])
+        self.assertEqual(len(problems(arrows[1:])), 1)
+        self.assertEqual(len(problems([*arrows, "  value --> app"])), 1)
+        self.assertEqual(len(include_graph.drawing_problems("no drawing")), len(arrows))
+
     def test_lets_platform_sources_include_the_core_of_qt(self):
         self.assertFine("platform/A.cpp", "#include <QTimer>\n#include <QtCore/QTimer>\n")
 
