@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "platform/settings/UserDefaults.h"
-#include "value/Numbers.h"
+#include "value/NumberText.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include "log/Log.h"
 #include "platform/system/HostNames.h"
 #include "platform/system/SystemLog.h"
-#include "value/Numbers.h"
+#include "value/NumberText.h"
 
 namespace moxtel {
 

@@ -8,7 +8,7 @@
 #include "client/Json.h"
 #include "client/SafeText.h"
 #include "value/Description.h"
-#include "value/Numbers.h"
+#include "value/NumberText.h"
 
 namespace moxtel {
 

@@ -7,7 +7,7 @@
 #include "scripting/ScriptErrors.h"
 #include "scripting/ScriptText.h"
 #include "value/Description.h"
-#include "value/Numbers.h"
+#include "value/NumberText.h"
 
 namespace moxtel {
 

@@ -8,7 +8,7 @@
 #include "platform/files/UserFolders.h"
 #include "platform/process/ThisProcess.h"
 #include "platform/system/SystemLog.h"
-#include "value/Numbers.h"
+#include "value/NumberText.h"
 #include "value/Utf.h"
 
 namespace moxtel {

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <cstdio>
 
-#include "value/Numbers.h"
+#include "value/NumberText.h"
 
 namespace moxtel {
 

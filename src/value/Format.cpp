@@ -5,7 +5,7 @@
 #include <charconv>
 
 #include "value/Description.h"
-#include "value/Numbers.h"
+#include "value/NumberText.h"
 
 namespace moxtel {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <stdexcept>
 
-#include "value/Numbers.h"
+#include "value/NumberText.h"
 
 namespace moxtel {
 

@@ -142,7 +142,7 @@ class Value final {
   Dictionary& editDictionary();
 
   // The platform's typed reads: numbers are converted (out of range saturates, NaN reads 0), texts are parsed
-  // as Numbers.h says, everything else, nil included, reads 0 or false.
+  // as described in NumberText.h, everything else, nil included, reads 0 or false.
   std::int32_t intValue() const noexcept;
   std::int64_t integerValue() const noexcept;
   std::uint64_t unsignedValue() const noexcept;

@@ -3,7 +3,7 @@
 #include <charconv>
 #include <cmath>
 
-#include "value/Numbers.h"
+#include "value/NumberText.h"
 
 namespace moxtel {
 

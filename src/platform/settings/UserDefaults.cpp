@@ -5,7 +5,7 @@
 #include <cctype>
 #include <charconv>
 
-#include "value/Numbers.h"
+#include "value/NumberText.h"
 
 namespace moxtel {
 

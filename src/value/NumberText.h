@@ -1,6 +1,6 @@
-// Numbers in texts, read and written as the platform does and independent of the locale: the decimal point is
-// a point. Reading skips leading white space, takes as many characters as fit, gives 0 when none does, and
-// saturates out of range. Nothing here throws.
+// Numbers parsed from text and formatted as text, as the platform does it and independent of the locale: the
+// decimal point is always a point. Parsing skips leading white space, takes as many characters as form a
+// number, returns 0 if none do, and saturates out of range. Any thread; nothing here throws.
 #pragma once
 
 #include <cstdint>
@@ -19,7 +19,7 @@ bool boolValueOf(std::string_view text) noexcept;
 std::int64_t saturatedInteger(double value) noexcept;
 std::int32_t saturatedInt32(std::int64_t value) noexcept;
 
-// Six decimals with a point ("%lf"); infinities "inf" and "-inf", not a number "nan".
+// Six decimals by default, as "%lf"; "inf", "-inf" and "nan" for the rest. Decimals are limited to 0 to 128.
 std::string fixedPoint(double value, int decimals = 6);
 // The shortest text that reads back as the same double, as the platform prints number objects.
 std::string shortestReal(double value);

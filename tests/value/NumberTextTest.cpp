@@ -1,4 +1,4 @@
-#include "value/Numbers.h"
+#include "value/NumberText.h"
 
 #include <clocale>
 #include <cmath>
@@ -9,7 +9,7 @@ namespace {
 
 constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
-TEST(Numbers, takesAsManyCharactersAsFit) {
+TEST(NumberText, takesAsManyCharactersAsFit) {
   EXPECT_EQ(intValueOf("42"), 42);
   EXPECT_EQ(intValueOf("42.9"), 42);
   EXPECT_EQ(intValueOf("42abc"), 42);
@@ -19,14 +19,14 @@ TEST(Numbers, takesAsManyCharactersAsFit) {
   EXPECT_EQ(integerValueOf("007"), 7);
 }
 
-TEST(Numbers, skipsLeadingWhiteSpaceOnly) {
+TEST(NumberText, skipsLeadingWhiteSpaceOnly) {
   EXPECT_EQ(intValueOf(" \t\r\n\v\f42"), 42);
   EXPECT_EQ(doubleValueOf("\n 1.5"), 1.5);
   EXPECT_EQ(intValueOf("4 2"), 4);
   EXPECT_EQ(intValueOf("- 2"), 0);
 }
 
-TEST(Numbers, readsWhatDoesNotFitAsZero) {
+TEST(NumberText, readsWhatDoesNotFitAsZero) {
   for (const char* text : {"", " ", "abc", "-", "+", "+-3", "-+3", "--3", "++3", ".", "e5", "YES"}) {
     EXPECT_EQ(intValueOf(text), 0) << text;
     EXPECT_EQ(integerValueOf(text), 0) << text;
@@ -34,7 +34,7 @@ TEST(Numbers, readsWhatDoesNotFitAsZero) {
   }
 }
 
-TEST(Numbers, saturatesOutOfRange) {
+TEST(NumberText, saturatesOutOfRange) {
   EXPECT_EQ(intValueOf("2147483647"), INT32_MAX);
   EXPECT_EQ(intValueOf("2147483648"), INT32_MAX);
   EXPECT_EQ(intValueOf("-2147483649"), INT32_MIN);
@@ -45,7 +45,7 @@ TEST(Numbers, saturatesOutOfRange) {
   EXPECT_EQ(integerValueOf(std::string(1000, '9')), INT64_MAX);
 }
 
-TEST(Numbers, readsReals) {
+TEST(NumberText, readsReals) {
   EXPECT_EQ(doubleValueOf("1.5"), 1.5);
   EXPECT_EQ(doubleValueOf("-.5"), -0.5);
   EXPECT_EQ(doubleValueOf("5."), 5.0);
@@ -59,7 +59,7 @@ TEST(Numbers, readsReals) {
   EXPECT_EQ(doubleValueOf("inf"), 0.0);
 }
 
-TEST(Numbers, saturatesReals) {
+TEST(NumberText, saturatesReals) {
   EXPECT_EQ(doubleValueOf("1e999"), kInfinity);
   EXPECT_EQ(doubleValueOf("-1e999"), -kInfinity);
   EXPECT_EQ(doubleValueOf("1e-999"), 0.0);
@@ -68,7 +68,7 @@ TEST(Numbers, saturatesReals) {
   EXPECT_EQ(doubleValueOf("0" + std::string(400, '9') + ".5"), kInfinity);
 }
 
-TEST(Numbers, readsTruthFromTheFirstTellingCharacter) {
+TEST(NumberText, readsTruthFromTheFirstSignificantCharacter) {
   for (const char* text : {"Y", "yes", "T", "true", "1", "9", "+1", "-5", " 001", "0y", "  +0Yes"}) {
     EXPECT_TRUE(boolValueOf(text)) << text;
   }
@@ -77,7 +77,7 @@ TEST(Numbers, readsTruthFromTheFirstTellingCharacter) {
   }
 }
 
-TEST(Numbers, truncatesRealsAndSaturates) {
+TEST(NumberText, truncatesRealsAndSaturates) {
   EXPECT_EQ(saturatedInteger(1.99), 1);
   EXPECT_EQ(saturatedInteger(-1.99), -1);
   EXPECT_EQ(saturatedInteger(9223372036854775807.0), INT64_MAX);
@@ -87,7 +87,7 @@ TEST(Numbers, truncatesRealsAndSaturates) {
   EXPECT_EQ(saturatedInteger(std::nan("")), 0);
 }
 
-TEST(Numbers, writesAPointInEveryLocale) {
+TEST(NumberText, writesAPointInEveryLocale) {
   const std::string before = std::setlocale(LC_ALL, nullptr);
   for (const char* locale : {"de_DE.UTF-8", "fr_FR.UTF-8", "C"}) {
     if (!std::setlocale(LC_ALL, locale)) continue;
@@ -98,7 +98,7 @@ TEST(Numbers, writesAPointInEveryLocale) {
   std::setlocale(LC_ALL, before.c_str());
 }
 
-TEST(Numbers, writesFixedDecimals) {
+TEST(NumberText, writesFixedDecimals) {
   EXPECT_EQ(fixedPoint(0), "0.000000");
   EXPECT_EQ(fixedPoint(-48.123456789), "-48.123457");
   EXPECT_EQ(fixedPoint(2.5, 0), "2");
@@ -109,7 +109,7 @@ TEST(Numbers, writesFixedDecimals) {
   EXPECT_EQ(fixedPoint(-std::numeric_limits<double>::max(), 128).size(), 1u + 309u + 1u + 128u);
 }
 
-TEST(Numbers, writesTheShortestTextThatReadsBack) {
+TEST(NumberText, writesTheShortestTextThatReadsBack) {
   EXPECT_EQ(shortestReal(0.1), "0.1");
   EXPECT_EQ(shortestReal(100), "100");
   for (const double value : {1.0 / 3, 1e-300, 5e-324, 1.7976931348623157e308, -2.5}) {

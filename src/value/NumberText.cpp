@@ -1,4 +1,4 @@
-#include "value/Numbers.h"
+#include "value/NumberText.h"
 
 #include <array>
 #include <charconv>
@@ -37,7 +37,8 @@ bool startsLikeANumber(std::string_view text) {
   return text.size() > sign && ((text[sign] >= '0' && text[sign] <= '9') || text[sign] == '.');
 }
 
-// from_chars leaves the value alone when it is out of range; the exponent's sign tells which end was passed.
+// from_chars does not change the value when the number is out of range. The exponent's sign, or without an
+// exponent the first digit's place, shows whether the number was too large or too small.
 double outOfRange(std::string_view number) {
   const bool negative = number.front() == '-';
   const auto exponent = number.find_first_of("eE");
