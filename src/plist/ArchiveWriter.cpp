@@ -171,6 +171,14 @@ void ArchiveWriter::copiedData(const Bytes& bytes) {
   this->bytes({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
 }
 
+void ArchiveWriter::absentData(std::uint64_t size) {
+  next_ = putHead(room(kLongestHead), 4, size);
+  sealPiece();
+  absentOffset_ = sealed_;
+  absentSize_ = size;
+  sealed_ += size;
+}
+
 void ArchiveWriter::trailer(std::uint64_t table, int referenceWidth, std::uint64_t objects,
                             std::uint64_t top) {
   std::uint8_t* place = putSized(room(32), 0, 6);
@@ -183,7 +191,7 @@ void ArchiveWriter::trailer(std::uint64_t table, int referenceWidth, std::uint64
 
 ArchivePieces ArchiveWriter::finish() {
   sealPiece();
-  out_.size_ = static_cast<std::size_t>(sealed_);
+  out_.size_ = static_cast<std::size_t>(sealed_ - absentSize_);
   return std::move(out_);
 }
 

@@ -86,6 +86,10 @@ class ArchiveWriter final {
   // Large data is borrowed, not copied: it lives until the pieces are gone.
   void data(const Value& data);
   void copiedData(const Bytes& bytes);
+  // Data of so many bytes that are not written here: they count in the offsets, but not in the pieces.
+  void absentData(std::uint64_t size);
+  // Where the absent data begins.
+  std::uint64_t absentDataOffset() const noexcept { return absentOffset_; }
   // The last 32 bytes; the table of offsets was begun at `table`.
   void trailer(std::uint64_t table, int referenceWidth, std::uint64_t objects, std::uint64_t top);
 
@@ -113,6 +117,8 @@ class ArchiveWriter final {
   std::size_t largestChunk_ = kLargestChunk;
   std::vector<std::uint64_t> pieceOffsets_;  // of the pieces in out_
   std::uint64_t sealed_ = 0;
+  std::uint64_t absentOffset_ = 0;
+  std::uint64_t absentSize_ = 0;
 };
 
 }  // namespace moxtel

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <span>
 #include <string>
+#include <string_view>
 #include <variant>
 #include <vector>
 
@@ -38,6 +39,15 @@ class ArchivePieces final {
 // nobody else holds, is freed half-way.
 Bytes archivedData(const Value& root);
 ArchivePieces archivedPieces(Value root);
+
+// An archive without the bytes of its only data object, which may be in a file: they belong between the two
+// parts.
+struct ArchiveAroundData {
+  Bytes before;
+  Bytes after;
+};
+// The archive of a dictionary with one entry: data of `size` bytes under `key`.
+ArchiveAroundData archiveAroundData(std::string_view key, std::uint64_t size);
 
 // Why bytes are no keyed archive, in words for a log.
 struct DecodingError {

@@ -10,6 +10,7 @@
 #include <array>
 #include <bit>
 #include <cstring>
+#include <optional>
 #include <stdexcept>
 #include <unordered_map>
 
@@ -127,7 +128,12 @@ bool isLeaf(const Value& value) { return value.isString() || value.isNumber(); }
 class Archiver final {
  public:
   explicit Archiver(Value root) : root_(std::move(root)), leaves_(expectedLeaves(root_)) {}
+  // With a size, the bytes of every data object are absent: there is only one, of that size.
+  Archiver(Value root, std::uint64_t absentDataSize) : Archiver(std::move(root)) {
+    absentDataSize_ = absentDataSize;
+  }
   ArchivePieces archive();
+  std::uint64_t absentDataOffset() const { return out_.absentDataOffset(); }
 
  private:
   // A text or number that was written and is not yet looked up: the table is large and its slots are far
@@ -219,6 +225,7 @@ class Archiver final {
   }
 
   Value root_;
+  std::optional<std::uint64_t> absentDataSize_;
   ArchiveWriter out_;
   Words<std::uint64_t> offsets_;  // by index in $objects
   Words<std::uint32_t> notes_;
@@ -432,7 +439,9 @@ std::uint32_t Archiver::addShared(const Value& value) {
 std::uint32_t Archiver::addStored(const Value& value, std::uint32_t* known) {
   const std::uint32_t index = newObject();
   if (known) *known = index;
-  if (value.isData()) {
+  if (value.isData() && absentDataSize_) {
+    out_.absentData(*absentDataSize_);
+  } else if (value.isData()) {
     out_.data(value);
   } else if (value.isArray()) {
     addArray(value.array(), index);
@@ -760,6 +769,13 @@ void Archiver::writeRun(std::uint64_t first, std::uint64_t end, std::size_t size
 }  // namespace
 
 ArchivePieces archivedPieces(Value root) { return Archiver(std::move(root)).archive(); }
+
+ArchiveAroundData archiveAroundData(std::string_view key, std::uint64_t size) {
+  Archiver archiver(Dictionary{{key, Bytes()}}, size);
+  const Bytes joined = archiver.archive().joined();
+  const auto gap = joined.begin() + static_cast<std::ptrdiff_t>(archiver.absentDataOffset());
+  return {Bytes(joined.begin(), gap), Bytes(gap, joined.end())};
+}
 
 Bytes archivedData(const Value& root) { return archivedPieces(root).joined(); }
 

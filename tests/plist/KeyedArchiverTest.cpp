@@ -413,5 +413,18 @@ TEST(KeyedArchiver, readsBackEveryGeneratedValue) {
   }
 }
 
+// Sizes around each width of a count and of an offset, and around the size from which data is not copied.
+TEST(KeyedArchiver, archivesAroundDataAsItArchivesTheData) {
+  for (const std::size_t size : {0u, 1u, 14u, 15u, 40u, 255u, 256u, 1000u, 16383u, 16384u, 65000u, 65535u,
+                                 65536u, 70'000u, 16'777'216u}) {
+    const Bytes data(size, std::uint8_t{7});
+    const ArchiveAroundData around = archiveAroundData("result", size);
+    Bytes whole = around.before;
+    whole.insert(whole.end(), data.begin(), data.end());
+    whole.insert(whole.end(), around.after.begin(), around.after.end());
+    EXPECT_TRUE(whole == archivedData(Dictionary{{"result", data}})) << size;
+  }
+}
+
 }  // namespace
 }  // namespace moxtel
