@@ -10,8 +10,8 @@ namespace moxtel {
 class RunningApplications {
  public:
   virtual ~RunningApplications() = default;
-  // Names as their users know them ("iPhoto"), in no particular order; one that runs twice may stand there
-  // twice. Core thread; well under a millisecond for hundreds of processes, touches no disk.
+  // Names as their users know them ("iPhoto"), in no particular order; one that runs twice may be listed
+  // twice. Core thread; a few milliseconds for a thousand processes, reads no disk.
   virtual std::vector<std::string> names() = 0;
 
  protected:
@@ -20,7 +20,7 @@ class RunningApplications {
   RunningApplications& operator=(const RunningApplications&) = default;
 };
 
-// This machine's; of those with other names than the wanted ones nobody is told.
+// Of this machine; only those with one of the wanted names are listed.
 std::unique_ptr<RunningApplications> makeRunningApplications(const std::vector<std::string>& wanted);
 
 }  // namespace moxtel
