@@ -1,11 +1,12 @@
 #!/usr/bin/env python3
-"""Which lines of each parser its fuzzer reaches.
+"""Measures which lines of each parser its fuzz target reaches.
 
     fuzz/coverage.py [FOLDER] [TARGET …]
 
-Builds the targets (preset "coverage": no sanitizers, whose own branches would count), gives each its seeds, its old
-crashes and what the fuzzer left in FOLDER/TARGET (build/fuzz/out), and writes a line for each into FOLDER/coverage,
-which fuzz/report.py puts into its table: NAME lines REACHED of ALL. Only the parser's own sources count, not what it uses.
+Builds the targets with the preset "coverage" (without sanitizers, because their branches would be counted). Runs each
+with its seeds, its old crashes and the inputs in FOLDER/TARGET (FOLDER is build/fuzz/out). Writes one line for each
+target into FOLDER/coverage, for the table of fuzz/report.py: NAME lines REACHED of ALL. Counts only the parser's own
+sources, not the code that it uses.
 """
 
 import argparse
@@ -18,7 +19,7 @@ import tempfile
 import report
 
 BUILD = report.ROOT / "build/coverage"
-# What each target is there for, below src/.
+# The sources that each target tests, below src/.
 PARSERS = {
     "ArchiveFuzz": ("plist/KeyedUnarchiver.cpp", "plist/BinaryPropertyList.cpp", "plist/XmlPropertyList.cpp",
                     "plist/PropertyListLeaves.cpp"),
@@ -43,7 +44,7 @@ def is_of(name, file):
 
 
 def lines(name, inputs, folder):
-    """How many lines were reached, of how many."""
+    """The number of lines reached, and of all lines."""
     program = BUILD / "fuzz" / name
     raw, merged = folder / (name + ".profraw"), folder / (name + ".profdata")
     places = [report.ROOT / "fuzz/corpus" / name, report.ROOT / "fuzz/crashes" / name, inputs / name]
@@ -69,7 +70,7 @@ def main():
     subprocess.run(["cmake", "--build", "--preset", "coverage", "--target", *names], cwd=report.ROOT, check=True)
     options.folder.mkdir(parents=True, exist_ok=True)
     kept = options.folder / "coverage"
-    # What was counted of other targets stays.
+    # Results of other targets are kept.
     counted = {line.split()[0]: line for line in kept.read_text().splitlines()} if kept.exists() else {}
     with tempfile.TemporaryDirectory() as name:
         for target in names:

@@ -1,12 +1,12 @@
 #!/usr/bin/env python3
-"""Writes the seeds of CommandFuzz: every command once with ids that the library may know, and some in a row."""
+"""Writes the seeds of CommandFuzz: every command with ids that the library may know, and sequences of commands."""
 import pathlib
 import struct
 
 FOLDER = pathlib.Path(__file__).parent / "corpus" / "CommandFuzz"
 COMMANDS = 20
-MOVIE = 97  # which of the library's texts is the key of its movie
-KNOWN = 8  # the choice that picks one of the library's own texts
+MOVIE = 97  # the index of the movie's key among the library's texts
+KNOWN = 8  # the choice that selects one of the library's own texts
 REAL = 2
 
 

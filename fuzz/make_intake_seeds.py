@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Writes the seeds of IntakeFuzz: requests as a client archives them, made with Python's plistlib."""
+"""Writes the seeds of IntakeFuzz: requests archived like a client's, by Python's plistlib."""
 import pathlib
 import plistlib
 

@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""Makes the seeds of PropertiesFuzz: one small file for each reader, the reader's number before it.
+"""Writes the seeds of PropertiesFuzz: one small file for each reader, after the number of the reader.
 
-    make_properties_seeds.py FIXTURES CORPUS     FIXTURES as tests/pictures/make_fixtures.py makes them
+    make_properties_seeds.py FIXTURES CORPUS     FIXTURES is the folder that tests/pictures/make_fixtures.py writes
 
-Those of FlatPsdFuzz and JpegFuzz, which need no number, are put into the folders of these names beside CORPUS.
+Writes the seeds of FlatPsdFuzz and JpegFuzz, which have no number, into the folders of these names beside CORPUS.
 """
 import pathlib
 import struct
@@ -21,7 +21,7 @@ JPEGS = ('411', '420', '440', 'arithmetic', 'cmyk', 'gray', 'odd-size', 'one-pix
 
 
 def tagged(path):
-    """The file with metadata of every kind, without its pixels where these follow it."""
+    """The file with every kind of metadata; a JPEG without the pixels that follow the metadata."""
     with tempfile.TemporaryDirectory() as folder:
         copy = pathlib.Path(folder) / path.name
         copy.write_bytes(path.read_bytes())
@@ -38,7 +38,7 @@ def flat_psd(mode, channels, width, height, depth, compression, data, palette=b'
 
 
 def uneven_jpeg(file):
-    """24 by 8 pixels, the planes of colour two thirds as wide as that of light."""
+    """24 by 8 pixels, with chroma planes two thirds as wide as the luma plane."""
     frame = file.index(b'\xff\xc0')
     changed = bytearray(file)
     changed[frame + 5:frame + 9] = struct.pack('>HH', 8, 24)

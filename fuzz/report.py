@@ -1,12 +1,12 @@
 #!/usr/bin/env python3
-"""The table of docs/reliability.md from the summary of fuzz/run.
+"""Prints the table of docs/reliability.md from the summary of fuzz/run.
 
-    fuzz/report.py [SUMMARY]        prints the table
-    fuzz/report.py --write [SUMMARY]  puts it between its marks in the document
+    fuzz/report.py [SUMMARY]          prints the table
+    fuzz/report.py --write [SUMMARY]  writes it between its marks in the document
 
 A line of the summary: NAME round N rc STATUS secs SECONDS execs EXECUTIONS cov: EDGES ft: FEATURES [cpu SECONDS].
-"Parser's lines" are those that fuzz/coverage.py found reached, and left beside the summary.
-"Findings" are the inputs that broke something once: fuzz/crashes, which CTest replays on every run."""
+"Parser's lines" come from the file "coverage", which fuzz/coverage.py writes beside the summary.
+"Findings" counts the inputs in fuzz/crashes that failed once; CTest replays them on every run."""
 
 import argparse
 import datetime
@@ -26,7 +26,7 @@ def target_names():
 
 
 def coverage(summary):
-    """By target, as a text."""
+    """The text for the column "Parser's lines", by target."""
     file = summary.parent / "coverage"
     found = COVERAGE.findall(file.read_text()) if file.exists() else []
     return {name: "%d %% of %s" % (100 * int(reached) // int(lines), format(int(lines), ","))

@@ -1,17 +1,17 @@
 #!/usr/bin/env python3
-"""The table of docs/reliability.md from what the tests of faults kept in a folder.
+"""Prints the table of docs/reliability.md from the results that the tests of faults wrote into a folder.
 
     MOXTEL_FAULTS_RESULTS=FOLDER ./test slow -L faults
     tests/faults/report.py FOLDER
 
-Of what was tried in part and in full, the full counts."""
+Where a folder has both a sample and a full run, the full run counts."""
 
 import collections
 import json
 import pathlib
 import sys
 
-KINDS = {"right": "right reply", "other": "another whole reply", "silent": "no reply, connection ended",
+KINDS = {"right": "correct reply", "other": "another complete reply", "silent": "no reply, connection ended",
          "refused": "connection reset", "cut off": "connection ended within the reply"}
 
 
@@ -23,7 +23,7 @@ def read(folder, name):
     return []
 
 
-def told(totals):
+def outcome_text(totals):
     return "; ".join("%s × %s" % (format(count, ","), KINDS.get(kind, kind)) for kind, count in totals.most_common())
 
 
@@ -32,11 +32,11 @@ def counted(rows):
     totals = collections.Counter()
     for row in rows:
         totals.update(row[-1])
-    return sum(row[-2] for row in rows), told(totals)
+    return sum(row[-2] for row in rows), outcome_text(totals)
 
 
 def listed(rows, kind_at):
-    return len(rows), told(collections.Counter(row[kind_at] for row in rows))
+    return len(rows), outcome_text(collections.Counter(row[kind_at] for row in rows))
 
 
 def lines(folder):
@@ -58,13 +58,13 @@ def lines(folder):
         if rows:
             yield (title, *counted(rows))
     if children := read(folder, "Children"):
-        yield ("A helper dies, hangs or talks nonsense", *listed(children, 2))
+        yield ("A helper dies, hangs or sends garbage", *listed(children, 2))
     if interpreters := read(folder, "Interpreters"):
-        yield ("The script interpreter dies, hangs or talks nonsense", *listed(interpreters, 2))
+        yield ("The script interpreter dies, hangs or sends garbage", *listed(interpreters, 2))
     if mounts := read(folder, "Mounts"):
-        yield ("The library's file system goes away", *listed(mounts, 1))
+        yield ("The library's file system disappears", *listed(mounts, 1))
     if clock := read(folder, "Clock"):
-        yield ("The clock is set, back and forth", len(clock), "right replies, and what is waited for still comes")
+        yield ("The clock is set forward and back", len(clock), "correct replies, and pending replies arrive")
     if clients := read(folder, "Clients"):
         yield ("A client is killed within a request or a reply", sum(row[3] for row in clients), "")
 
@@ -72,7 +72,7 @@ def lines(folder):
 def main():
     if len(sys.argv) != 2:
         sys.exit(__doc__)
-    print("| What fails | Times | What the client saw meanwhile |\n|---|---|---|")
+    print("| What fails | Times | What the client got meanwhile |\n|---|---|---|")
     for title, times, outcome in lines(pathlib.Path(sys.argv[1])):
         print("| %s | %s | %s |" % (title, format(times, ","), outcome))
 

@@ -62,7 +62,7 @@ class Mounts(FaultTestCase):
         self.answers_nothing()
         self.mount()
         self.is_sound_again()
-        self.rows.append(("in the middle of a reply of 24 MB", "the whole reply"))
+        self.rows.append(("in the middle of a reply of 24 MB", "the complete reply"))
 
     def test_before_every_request(self):
         for request in self.requests.all:

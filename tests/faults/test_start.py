@@ -1,4 +1,4 @@
-"""Every system call of the server's start fails in turn: it either serves all the same, or ends and says why."""
+"""Every system call of the server's start fails in turn: the server serves nevertheless, or ends with a message."""
 
 import collections
 import os
@@ -51,7 +51,7 @@ class Start(FaultTestCase):
             except AssertionError:
                 # A server without a port says so and waits for its user to do something about it.
                 self.assertRegex(server.console() + server.log(), "Cannot listen|could not")
-                return "says that it cannot listen"
+                return "reports that it cannot listen"
             server.control.disarm()
             if not server.control["fired"]:
                 return None
@@ -60,10 +60,10 @@ class Start(FaultTestCase):
                 self.assertNotEqual(server.process.returncode, 0)
                 said = (server.console() + server.log()).strip()
                 if "avahi_" in said and "Assertion" in said:
-                    return "is ended by the library that publishes it"
+                    return "aborted by the DNS-SD library"
                 self.assertTrue(said, "%s: ended with %d and without a word" % (where, server.process.returncode))
                 self.assertLess(server.process.returncode, 128, "%s: %s" % (where, said))
-                return "ends and says why"
+                return "ends with a message"
             return self.serves(server)
         finally:
             where = server.control.description()
@@ -80,7 +80,7 @@ class Start(FaultTestCase):
         except AssertionError:
             self.reload(server)
             self.answers_right(server)
-            return "serves right after a reload"
+            return "serves correctly after a reload"
 
     @staticmethod
     def reload(server):
