@@ -1,4 +1,4 @@
-"""Tables as docs/performance.md has them."""
+"""Prints Markdown tables, as in docs/performance.md."""
 
 import os
 import sys
@@ -16,7 +16,7 @@ def head(*cells):
 
 
 def conditions():
-    """When, and beside what other work."""
+    """Prints the date and the load of the machine."""
     print("%s, load %.1f, %d processors" % (time.strftime("%Y-%m-%d"), os.getloadavg()[0], os.cpu_count()), flush=True)
 
 
@@ -25,6 +25,6 @@ def duration(microseconds):
 
 
 def skip(why):
-    """For CTest, which then shows why a benchmark did not run."""
+    """Ends with the reason, so that CTest shows why a benchmark did not run."""
     print("SKIPPED:", why)
     sys.exit(77)

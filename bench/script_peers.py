@@ -3,10 +3,10 @@
 
     script_peers.py BIN_FOLDER [--rounds N] [listings] [idle] [hanging]
 
-BIN_FOLDER holds moxtelserverd and moxtel-make-library (a release build). Prints the tables of docs/performance.md, all
-of them in about eight minutes, or those of the named groups: listings that ask the application, beside the same scripts
-handed to the interpreter without a server, in turn (30 times); the processor's time that watching for the applications takes in an idle
-minute; and how long a client waits while a script hangs.
+BIN_FOLDER holds moxtelserverd and moxtel-make-library (a release build). Prints three tables in about eight minutes, or
+those of the named groups: listings that ask the application, beside the same scripts passed to the interpreter without a
+server, in turn (30 times); the processor time that watching for the applications takes in an idle minute; and how long a
+client waits while a script hangs.
 """
 
 import argparse
