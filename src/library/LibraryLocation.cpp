@@ -5,6 +5,7 @@
 #include "platform/process/ChildProcess.h"
 #include "platform/settings/UserDefaults.h"
 #include "platform/system/SystemLog.h"
+#include "value/Trimmed.h"
 
 namespace moxtel {
 

@@ -29,11 +29,4 @@ bool isPlainPath(std::string_view path) {
                      [](char c) { return c > 0 && static_cast<unsigned char>(c) < 0x80; });
 }
 
-std::string_view trimmed(std::string_view text) {
-  constexpr std::string_view kWhite = " \t\n\v\f\r";
-  const std::size_t begin = text.find_first_not_of(kWhite);
-  if (begin == std::string_view::npos) return {};
-  return text.substr(begin, text.find_last_not_of(kWhite) - begin + 1);
-}
-
 }  // namespace moxtel

@@ -17,7 +17,4 @@ std::string expandingTilde(std::string_view path);
 // Whether every byte is ASCII and none is NUL: the only paths that databases are opened by.
 bool isPlainPath(std::string_view path);
 
-// Without ASCII white space and line ends at both ends.
-std::string_view trimmed(std::string_view text);
-
 }  // namespace moxtel

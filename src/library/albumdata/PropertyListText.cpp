@@ -4,7 +4,7 @@
 #include <chrono>
 #include <cmath>
 
-#include "library/PathNames.h"
+#include "value/Trimmed.h"
 
 namespace moxtel {
 

@@ -4,6 +4,7 @@
 #include <cmath>
 
 #include "value/NumberText.h"
+#include "value/Trimmed.h"
 
 namespace moxtel {
 
@@ -13,12 +14,6 @@ namespace {
 constexpr double kExactInteger = 9007199254740992.0;
 
 bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
-
-std::string_view trimmed(std::string_view text) {
-  while (!text.empty() && isBlank(text.front())) text.remove_prefix(1);
-  while (!text.empty() && isBlank(text.back())) text.remove_suffix(1);
-  return text;
-}
 
 // What a word outside quotes stands for.
 Value bareValue(std::string_view word) {

@@ -6,18 +6,11 @@
 
 #include "platform/files/UserFolders.h"
 #include "platform/system/SystemLog.h"
+#include "value/Trimmed.h"
 
 namespace moxtel {
 
 namespace {
-
-constexpr std::string_view kBlanks = " \t\r\n\v\f";
-
-std::string_view trimmed(std::string_view text) {
-  const auto first = text.find_first_not_of(kBlanks);
-  if (first == std::string_view::npos) return {};
-  return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
-}
 
 bool needsQuotes(std::string_view value) {
   if (value != trimmed(value) || value.starts_with('"')) return true;
