@@ -7,7 +7,6 @@
 #include <filesystem>
 #include <string>
 
-#include "console/MXSConsole.h"
 #include "library/database/LibraryDatabases.h"
 #include "platform/files/Files.h"
 #include "platform/settings/UserDefaults.h"
@@ -39,7 +38,7 @@ const test::TestLibrary& library() {
 }
 
 struct Served {
-  Served() : console(loop, defaults), databases(loop, defaults, processes, console, flags) {
+  Served() : databases(loop, defaults, processes, messages, flags) {
     setSystemLogSink([](std::string_view) {});
     defaults.setString("LibraryPath", library().path());
     databases.loadDatabase();
@@ -53,7 +52,7 @@ struct Served {
   FakeEventLoop loop;
   UserDefaults defaults;
   FakeProcessRunner processes;
-  MXSConsole console;
+  test::RecordingMessages messages;
   PhotoApplicationFlags flags;
   LibraryDatabases databases;
 };

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <optional>
 
+#include "app/ConsoleMessages.h"
 #include "app/MXPAppDelegate.h"
 #include "commands/CommandHandler.h"
 #include "commands/EditingCommands.h"
@@ -41,23 +42,24 @@ class ServerRoles final {
  public:
   ServerRoles(const ServerEnvironment& environment, PhotoApplicationFlags& flags,
               std::atomic<bool>& iPhotoWasEdited)
-      : support(environment.processes),
-        databases(environment.loop, environment.defaults, environment.processes, environment.console, flags),
-        albumData(databases, environment.console),
-        scriptQueue(environment.loop, environment.scripts, environment.console, flags,
-                    environment.applications, support),
-        scriptQueries(databases, albumData, environment.scripts, environment.console, flags),
-        monitor(environment.loop, environment.applications, databases, albumData, environment.console, flags),
+      : messages(environment.console),
+        support(environment.processes),
+        databases(environment.loop, environment.defaults, environment.processes, messages, flags),
+        albumData(databases, messages),
+        scriptQueue(environment.loop, environment.scripts, messages, flags, environment.applications,
+                    support),
+        scriptQueries(databases, albumData, environment.scripts, messages, flags),
+        monitor(environment.loop, environment.applications, databases, albumData, messages, flags),
         containerTree(databases, scriptQueries, environment.defaults),
         photoRecords(databases, albumData, scriptQueries),
         faces(databases),
         listingSource(databases, containerTree, photoRecords, faces, albumData),
         listingCommands(listingSource),
-        editingCommands(databases, photoRecords, scriptQueue, environment.console, environment.defaults,
-                        flags, iPhotoWasEdited),
+        editingCommands(databases, photoRecords, scriptQueue, messages, environment.defaults, flags,
+                        iPhotoWasEdited),
         imageFiles(databases, faces),
         pictureDecoder(environment.processes),
-        imageCommands(imageFiles, pictureDecoder, environment.console),
+        imageCommands(imageFiles, pictureDecoder, messages),
         propertyReader(environment.processes),
         metadataCommands(databases, imageFiles, photoRecords, propertyReader),
         commandScope(databases, environment.scripts) {}
@@ -72,6 +74,7 @@ class ServerRoles final {
     metadataCommands.addTo(*handler);
   }
 
+  ConsoleMessages messages;
   QVAppSupport support;
   LibraryDatabases databases;
   AlbumData albumData;

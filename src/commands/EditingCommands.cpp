@@ -1,8 +1,9 @@
 #include "commands/EditingCommands.h"
 
-#include "console/MXSConsole.h"
+#include "library/Messages.h"
 #include "library/PhotoRecords.h"
 #include "library/database/LibraryDatabases.h"
+#include "platform/settings/UserDefaults.h"
 #include "scripting/ScriptQueue.h"
 #include "scripting/ScriptText.h"
 #include "value/Format.h"
@@ -42,12 +43,12 @@ bool isMissing(const Value& key) { return key.string().empty(); }
 }  // namespace
 
 EditingCommands::EditingCommands(const LibraryDatabases& databases, PhotoRecords& photos,
-                                 ScriptQueue& scripts, MXSConsole& console, const UserDefaults& defaults,
+                                 ScriptQueue& scripts, Messages& messages, const UserDefaults& defaults,
                                  const PhotoApplicationFlags& flags, std::atomic<bool>& iPhotoWasEdited)
     : databases_(databases),
       photos_(photos),
       scripts_(scripts),
-      console_(console),
+      messages_(messages),
       defaults_(defaults),
       flags_(flags),
       iPhotoWasEdited_(iPhotoWasEdited) {}
@@ -69,7 +70,7 @@ bool EditingCommands::revealsInAperture() const {
 
 void EditingCommands::queue(std::optional<std::string> script, const Value& refused) {
   if (!script) {
-    console_.showTitle("Error", format("Refused to send '%@' to the photo application", refused));
+    messages_.showTitle("Error", format("Refused to send '%@' to the photo application", refused));
     return;
   }
   scripts_.performCachedApplescript(std::move(script));
@@ -121,7 +122,7 @@ void EditingCommands::setGPS(const CommandRequest& request, ReplyChannel& reply)
   const std::string answer = format("Set GPS to %lf/%lf", latitude, longitude);
   if (!scripts_.iPhotoIsRunning() && !flags_.connectedWithAperture) scripts_.forceIPhotoStart();
   if (legacyIPhoto) {
-    console_.showTitle("Error", "Can not tag photo in iPhoto '08");
+    messages_.showTitle("Error", "Can not tag photo in iPhoto '08");
     reply.sendToClientResultObject(answer);
     return;
   }
@@ -130,7 +131,7 @@ void EditingCommands::setGPS(const CommandRequest& request, ReplyChannel& reply)
   }
   if (flags_.connectedWithAperture) queue(filledScript(kSetInAperture, {key, latitude, longitude}), key);
   iPhotoWasEdited_ = true;
-  console_.showTitle("Info", format("Set geotag of photo '%@' (index %d)", key, modelId));
+  messages_.showTitle("Info", format("Set geotag of photo '%@' (index %d)", key, modelId));
   reply.sendToClientResultObject(answer);
 }
 
@@ -141,7 +142,7 @@ void EditingCommands::clearGPS(const CommandRequest& request, ReplyChannel& repl
   const std::int32_t modelId = photos_.photoDictWithVersionId(key)["ModelId"].intValue();
   if (!databases_.preferAperture) static_cast<void>(scripts_.iPhotoIsRunning());
   if (legacyIPhoto) {
-    console_.showTitle("Error", "Can not tag photo in iPhoto '08");
+    messages_.showTitle("Error", "Can not tag photo in iPhoto '08");
     reply.sendToClientResultObject("Cleared GPS");
     return;
   }
@@ -152,7 +153,7 @@ void EditingCommands::clearGPS(const CommandRequest& request, ReplyChannel& repl
     queue(filledScript(kClearInIPhoto, {iPhotoId(modelId), kNoPosition, kNoPosition}), key);
   }
   iPhotoWasEdited_ = true;
-  console_.showTitle("Info", format("Cleared geotag of photo '%@' (index %d)", key, modelId));
+  messages_.showTitle("Info", format("Cleared geotag of photo '%@' (index %d)", key, modelId));
   reply.sendToClientResultObject("Cleared GPS");
 }
 

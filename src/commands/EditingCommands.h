@@ -12,7 +12,7 @@
 namespace moxtel {
 
 class LibraryDatabases;
-class MXSConsole;
+class Messages;
 class PhotoRecords;
 class ScriptQueue;
 class UserDefaults;
@@ -21,7 +21,7 @@ class EditingCommands final {
  public:
   // Borrows everything. iPhotoWasEdited: set once a script that changes a position was queued.
   EditingCommands(const LibraryDatabases& databases, PhotoRecords& photos, ScriptQueue& scripts,
-                  MXSConsole& console, const UserDefaults& defaults, const PhotoApplicationFlags& flags,
+                  Messages& messages, const UserDefaults& defaults, const PhotoApplicationFlags& flags,
                   std::atomic<bool>& iPhotoWasEdited);
 
   // Gives the five editing commands their handlers, which borrow this.
@@ -45,7 +45,7 @@ class EditingCommands final {
   const LibraryDatabases& databases_;
   PhotoRecords& photos_;
   ScriptQueue& scripts_;
-  MXSConsole& console_;
+  Messages& messages_;
   const UserDefaults& defaults_;
   const PhotoApplicationFlags& flags_;
   std::atomic<bool>& iPhotoWasEdited_;

@@ -2,8 +2,8 @@
 
 #include <utility>
 
-#include "console/MXSConsole.h"
 #include "library/ImageFiles.h"
+#include "library/Messages.h"
 #include "pictures/codec/PictureDecoder.h"
 #include "platform/system/SystemLog.h"
 
@@ -19,8 +19,8 @@ Value pathValue(const std::optional<std::string>& path) { return path ? Value(*p
 
 }  // namespace
 
-ImageCommands::ImageCommands(ImageFiles& files, PictureDecoder& decoder, MXSConsole& console)
-    : files_(files), decoder_(decoder), console_(console) {}
+ImageCommands::ImageCommands(ImageFiles& files, PictureDecoder& decoder, Messages& messages)
+    : files_(files), decoder_(decoder), messages_(messages) {}
 
 void ImageCommands::addTo(CommandHandler& handler) {
   using Method = void (ImageCommands::*)(const CommandRequest&, ReplyChannel&);
@@ -96,7 +96,7 @@ void ImageCommands::fullscreenImageOfPhoto(const CommandRequest& request, ReplyC
 FileContents ImageCommands::contentsOf(const std::optional<std::string>& path) {
   FileContents contents = readToSend(files_.open(path), kLargestFile);
   if (contents.state == FileState::TooLarge) {
-    console_.showTitle(
+    messages_.showTitle(
         "Info", format("File is too large to be sent (%llu bytes): '%@'", contents.size, pathValue(path)));
   }
   return contents;

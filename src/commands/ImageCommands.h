@@ -13,7 +13,7 @@
 namespace moxtel {
 
 class ImageFiles;
-class MXSConsole;
+class Messages;
 class PictureDecoder;
 
 class ImageCommands final {
@@ -23,7 +23,7 @@ class ImageCommands final {
   static constexpr std::uint64_t kLargestFile = 0xFFFF'FFFF - 4096;
 
   // Borrows everything.
-  ImageCommands(ImageFiles& files, PictureDecoder& decoder, MXSConsole& console);
+  ImageCommands(ImageFiles& files, PictureDecoder& decoder, Messages& messages);
 
   // Gives the five commands their handlers, which borrow this.
   void addTo(CommandHandler& handler);
@@ -41,7 +41,7 @@ class ImageCommands final {
 
   ImageFiles& files_;
   PictureDecoder& decoder_;
-  MXSConsole& console_;
+  Messages& messages_;
 };
 
 }  // namespace moxtel

@@ -1,6 +1,6 @@
 #include "library/LibraryLocation.h"
 
-#include "console/MXSConsole.h"
+#include "library/Messages.h"
 #include "library/PathNames.h"
 #include "platform/process/ChildProcess.h"
 #include "platform/settings/UserDefaults.h"
@@ -34,9 +34,9 @@ std::string pipeProblem(const ProcessResult& result) {
 
 }  // namespace
 
-LibraryLocation::LibraryLocation(UserDefaults& defaults, ProcessRunner& processes, MXSConsole& console,
+LibraryLocation::LibraryLocation(UserDefaults& defaults, ProcessRunner& processes, Messages& messages,
                                  std::string tool)
-    : defaults_(defaults), processes_(processes), console_(console), tool_(std::move(tool)) {}
+    : defaults_(defaults), processes_(processes), messages_(messages), tool_(std::move(tool)) {}
 
 void LibraryLocation::find(std::string_view domain) {
   if (auto path = defaults_.stringForKey("LibraryPath")) {
@@ -57,7 +57,7 @@ bool LibraryLocation::takeChunk(std::string_view chunk, std::optional<std::strin
   if (isPlainPath(path)) {
     answer = expandingTilde(path);
   } else {
-    explainPathOutsideAscii(path, console_);
+    explainPathOutsideAscii(path, messages_);
   }
   return true;
 }
@@ -72,23 +72,23 @@ void LibraryLocation::askTool(std::string_view domain) {
   const ProcessResult result = processes_.run(request);
   if (const std::string problem = pipeProblem(result); !problem.empty()) {
     NSLog("problem with pipe: %@", problem);
-    console_.showTitle("Error", "Could not find iPhoto directory!");
+    messages_.showTitle("Error", "Could not find iPhoto directory!");
     return;
   }
   if (result.ending == ProcessResult::Ending::Exited && result.exitStatus == 0) {
     if (answer) path_ = std::move(answer);
     NSLog("root directory: %@", orNil(path_));
   }
-  console_.showTitle("Info", format("Found library path: '%@'", orNil(path_)));
+  messages_.showTitle("Info", format("Found library path: '%@'", orNil(path_)));
 }
 
-void explainPathOutsideAscii(std::string_view path, MXSConsole& console) {
+void explainPathOutsideAscii(std::string_view path, Messages& messages) {
   if (isPlainPath(path)) return;
-  console.showTitle("Error",
-                    format("The library path '%@' contains characters outside ASCII, so the databases in it "
-                           "cannot be opened. Make a symbolic link to the library whose path has plain "
-                           "letters only, and set LibraryPath to it.",
-                           path));
+  messages.showTitle("Error",
+                     format("The library path '%@' contains characters outside ASCII, so the databases in it "
+                            "cannot be opened. Make a symbolic link to the library whose path has plain "
+                            "letters only, and set LibraryPath to it.",
+                            path));
 }
 
 }  // namespace moxtel

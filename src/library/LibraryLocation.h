@@ -8,14 +8,14 @@
 
 namespace moxtel {
 
-class MXSConsole;
+class Messages;
 class ProcessRunner;
 class UserDefaults;
 
 class LibraryLocation final {
  public:
   // Borrows all three. The tool prints a setting: "read", the domain, the key.
-  LibraryLocation(UserDefaults& defaults, ProcessRunner& processes, MXSConsole& console, std::string tool);
+  LibraryLocation(UserDefaults& defaults, ProcessRunner& processes, Messages& messages, std::string tool);
 
   // Nil until found.
   const std::optional<std::string>& path() const { return path_; }
@@ -30,12 +30,12 @@ class LibraryLocation final {
 
   UserDefaults& defaults_;
   ProcessRunner& processes_;
-  MXSConsole& console_;
+  Messages& messages_;
   std::string tool_;
   std::optional<std::string> path_;
 };
 
 // Tells the user, in one line, that this path cannot be served and what helps; nothing for a plain path.
-void explainPathOutsideAscii(std::string_view path, MXSConsole& console);
+void explainPathOutsideAscii(std::string_view path, Messages& messages);
 
 }  // namespace moxtel

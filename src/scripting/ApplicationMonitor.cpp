@@ -4,7 +4,7 @@
 #include <cfloat>
 #include <system_error>
 
-#include "console/MXSConsole.h"
+#include "library/Messages.h"
 #include "library/albumdata/AlbumData.h"
 #include "library/database/LibraryDatabases.h"
 #include "platform/files/Files.h"
@@ -28,13 +28,13 @@ bool contains(const std::vector<std::string>& names, std::string_view name) {
 }  // namespace
 
 ApplicationMonitor::ApplicationMonitor(EventLoop& loop, RunningApplications& applications,
-                                       LibraryDatabases& databases, AlbumData& albumData, MXSConsole& console,
+                                       LibraryDatabases& databases, AlbumData& albumData, Messages& messages,
                                        PhotoApplicationFlags& flags)
     : loop_(loop),
       applications_(applications),
       databases_(databases),
       albumData_(albumData),
-      console_(console),
+      messages_(messages),
       flags_(flags) {}
 
 void ApplicationMonitor::startAppChecks() {
@@ -52,7 +52,7 @@ void ApplicationMonitor::checkIPhoto(bool running) {
   if (running == iPhotoWasRunning_) return;
   if (running) {
     NSLog("iPhoto was started");
-    console_.showTitle("Info", "iPhoto was started");
+    messages_.showTitle("Info", "iPhoto was started");
   } else {
     NSLog("iPhoto not running");
   }
@@ -65,7 +65,7 @@ void ApplicationMonitor::checkAperture(bool running) {
   if (running == apertureWasRunning_) return;
   if (running) {
     NSLog("Aperture was started");
-    console_.showTitle("Info", "Aperture was started");
+    messages_.showTitle("Info", "Aperture was started");
   } else {
     NSLog("Aperture not running");
   }
@@ -88,10 +88,7 @@ void ApplicationMonitor::startAlbumDataCheck() {
 }
 
 void ApplicationMonitor::showUnreadable(const std::string& why) {
-  console_.showTitle(
-      "Error", format("Problem with reading iPhoto data: '%@'\nPlease quit MoxtelServer, start and quit "
-                      "iPhoto, then start MoxtelServer again.",
-                      why));
+  messages_.showTitle("Error", unreadableDataMessage("iPhoto data", why));
 }
 
 void ApplicationMonitor::checkForDatabaseChange() {
@@ -124,7 +121,7 @@ void ApplicationMonitor::checkForAlbumDataChange() {
   const auto readDate = albumData_.albumDataReadDate();
   if (!readDate || stamp.modifiedDate() <= readDate->seconds) return;
   NSLog("%s", kAlbumDataModified);
-  console_.showTitle("Error", kAlbumDataModified);
+  messages_.showTitle("Error", kAlbumDataModified);
   albumData_.setAlbumDataReadDate(Date{stamp.modifiedDate()});
   pendingLoadAlbumData_ = loop_.callAfter(kReloadDelay, [this] { albumData_.loadAlbumData(); });
 }

@@ -16,13 +16,13 @@ namespace moxtel {
 
 class AlbumData;
 class LibraryDatabases;
-class MXSConsole;
+class Messages;
 
 class ApplicationMonitor final {
  public:
   // Borrows everything.
   ApplicationMonitor(EventLoop& loop, RunningApplications& applications, LibraryDatabases& databases,
-                     AlbumData& albumData, MXSConsole& console, PhotoApplicationFlags& flags);
+                     AlbumData& albumData, Messages& messages, PhotoApplicationFlags& flags);
 
   // Starts the watch, once; stopAppChecks ends it, so that it can be started anew.
   void startAppChecks();
@@ -45,7 +45,7 @@ class ApplicationMonitor final {
   RunningApplications& applications_;
   LibraryDatabases& databases_;
   AlbumData& albumData_;
-  MXSConsole& console_;
+  Messages& messages_;
   PhotoApplicationFlags& flags_;
   bool iPhotoWasRunning_ = false;
   bool apertureWasRunning_ = false;

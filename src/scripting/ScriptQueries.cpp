@@ -1,6 +1,6 @@
 #include "scripting/ScriptQueries.h"
 
-#include "console/MXSConsole.h"
+#include "library/Messages.h"
 #include "library/albumdata/AlbumData.h"
 #include "library/database/LibraryDatabases.h"
 #include "platform/system/SystemLog.h"
@@ -51,8 +51,8 @@ Value textOf(const Value& result) {
 }  // namespace
 
 ScriptQueries::ScriptQueries(LibraryDatabases& databases, const AlbumData& albumData, ScriptRunner& runner,
-                             MXSConsole& console, const PhotoApplicationFlags& flags)
-    : databases_(databases), albumData_(albumData), runner_(runner), console_(console), flags_(flags) {}
+                             Messages& messages, const PhotoApplicationFlags& flags)
+    : databases_(databases), albumData_(albumData), runner_(runner), messages_(messages), flags_(flags) {}
 
 bool ScriptQueries::asksAperture() const { return databases_.preferAperture && !flags_.connectedWithIPhoto; }
 
@@ -71,8 +71,8 @@ ScriptOutcome ScriptQueries::ask(const std::optional<std::string>& source, const
   logScriptDidNotCompile(*source, outcome.error);
   // Once a command: what comes after it was not tried.
   if (outcome.error.failure == ScriptFailure::GivenUp) {
-    console_.showTitle("Error",
-                       "Key photos, photo counts or smart albums may be missing: " + outcome.error.text);
+    messages_.showTitle("Error",
+                        "Key photos, photo counts or smart albums may be missing: " + outcome.error.text);
   }
   return outcome;
 }

@@ -15,13 +15,13 @@ namespace moxtel {
 
 class AlbumData;
 class LibraryDatabases;
-class MXSConsole;
+class Messages;
 
 class ScriptQueries final : public PhotoApplicationQueries {
  public:
   // Borrows everything.
   ScriptQueries(LibraryDatabases& databases, const AlbumData& albumData, ScriptRunner& runner,
-                MXSConsole& console, const PhotoApplicationFlags& flags);
+                Messages& messages, const PhotoApplicationFlags& flags);
 
   Value keyPhotoOfProject(const Dictionary& container, bool byAppleScript) override;
   Value keyPhotoOfAlbum(const Dictionary& container, bool byAppleScript) override;
@@ -41,7 +41,7 @@ class ScriptQueries final : public PhotoApplicationQueries {
   LibraryDatabases& databases_;
   const AlbumData& albumData_;
   ScriptRunner& runner_;
-  MXSConsole& console_;
+  Messages& messages_;
   const PhotoApplicationFlags& flags_;
 };
 

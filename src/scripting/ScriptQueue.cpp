@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "console/MXSConsole.h"
+#include "library/Messages.h"
 #include "platform/loop/EventLoop.h"
 #include "platform/system/SystemLog.h"
 #include "scripting/ScriptErrors.h"
@@ -25,12 +25,12 @@ constexpr const char* kWriteScript =
 
 }  // namespace
 
-ScriptQueue::ScriptQueue(EventLoop& loop, ScriptRunner& runner, MXSConsole& console,
+ScriptQueue::ScriptQueue(EventLoop& loop, ScriptRunner& runner, Messages& messages,
                          const PhotoApplicationFlags& flags, RunningApplications& applications,
                          QVAppSupport& support)
     : loop_(loop),
       runner_(runner),
-      console_(console),
+      messages_(messages),
       flags_(flags),
       applications_(applications),
       support_(support) {}
@@ -67,7 +67,7 @@ void ScriptQueue::perform(const std::string& source) {
   NSLog("executed AppleScript, eventDesc: %@, errorDict: %@", Value(), errorDictionary(outcome.error));
   // The client was told otherwise, and the log is not for the user.
   if (outcome.error.failure != ScriptFailure::OfTheScript) {
-    console_.showTitle("Error", "Not done in the photo application: " + outcome.error.text);
+    messages_.showTitle("Error", "Not done in the photo application: " + outcome.error.text);
   }
 }
 
@@ -76,10 +76,10 @@ void ScriptQueue::forceIPhotoStart() {
     NSLog("!ConnectedWithIPhoto: %s", "forceIPhotoStart");
     return;
   }
-  console_.showTitle("Info", "Starting iPhoto...");
+  messages_.showTitle("Info", "Starting iPhoto...");
   performCachedApplescript(kStartScript);
   // At once: the line follows the queueing, not the outcome.
-  console_.showTitle("Info", "Started iPhoto");
+  messages_.showTitle("Info", "Started iPhoto");
 }
 
 void ScriptQueue::forceIPhotoWrite() {
@@ -87,7 +87,7 @@ void ScriptQueue::forceIPhotoWrite() {
     NSLog("!ConnectedWithIPhoto: %s", "forceIPhotoWrite");
     return;
   }
-  console_.showTitle("Info", "Reload iPhoto's data");
+  messages_.showTitle("Info", "Reload iPhoto's data");
   performCachedApplescript(kWriteScript);
 }
 

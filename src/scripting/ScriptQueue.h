@@ -15,13 +15,13 @@
 namespace moxtel {
 
 class EventLoop;
-class MXSConsole;
+class Messages;
 class QVAppSupport;
 
 class ScriptQueue final {
  public:
   // Borrows everything.
-  ScriptQueue(EventLoop& loop, ScriptRunner& runner, MXSConsole& console, const PhotoApplicationFlags& flags,
+  ScriptQueue(EventLoop& loop, ScriptRunner& runner, Messages& messages, const PhotoApplicationFlags& flags,
               RunningApplications& applications, QVAppSupport& support);
 
   // Queues a script and returns at once; it runs on a later turn of the core loop. No text does nothing. Any
@@ -42,7 +42,7 @@ class ScriptQueue final {
 
   EventLoop& loop_;
   ScriptRunner& runner_;
-  MXSConsole& console_;
+  Messages& messages_;
   const PhotoApplicationFlags& flags_;
   RunningApplications& applications_;
   QVAppSupport& support_;

@@ -33,7 +33,7 @@ class EditingCommandsTest : public testing::Test {
     served.defaults.registerDefaults(Dictionary{{"RevealPhoto", true}});
     files.insert("RKVersion", Dictionary{{"modelId", 7}, {"uuid", "key"}, {"isInTrash", 0}});
     commands.addTo(handler);
-    served.lines.lines.clear();
+    served.messages.lines.clear();
   }
 
   // The envelopes of one command; the scripts that it queued have run then.
@@ -55,15 +55,15 @@ class EditingCommandsTest : public testing::Test {
 
   TestLibrary files;
   ServedLibrary served{files.path()};
-  AlbumData albumData{served.databases, served.console};
+  AlbumData albumData{served.databases, served.messages};
   RecordingPhotoApplication application;
   PhotoRecords photos{served.databases, albumData, application};
   FakeRunningApplications applications;
   QVAppSupport support{served.processes, "/nowhere", "14.0.0"};
   RecordingScriptRunner runner;
-  ScriptQueue queue{served.loop, runner, served.console, served.flags, applications, support};
+  ScriptQueue queue{served.loop, runner, served.messages, served.flags, applications, support};
   std::atomic<bool> edited{false};
-  EditingCommands commands{served.databases, photos,       queue, served.console,
+  EditingCommands commands{served.databases, photos,       queue, served.messages,
                            served.defaults,  served.flags, edited};
   RecordingReplyChannel channel;
   LibraryCommandScope scope{served.databases};
@@ -138,7 +138,7 @@ TEST_F(EditingCommandsTest, setsAPositionInIPhoto) {
       ElementsAre("tell application \"iPhoto\"\nset aPhoto to photo id 4294967303\nset latitude of aPhoto to "
                   "48.500000\nset longitude of aPhoto to -11.250000\nignoring application responses\nreverse "
                   "geocode aPhoto\nend ignoring\nend tell"));
-  EXPECT_THAT(served.lines.lines, ElementsAre(Pair("Info", "Set geotag of photo 'key' (index 7)")));
+  EXPECT_THAT(served.messages.lines, ElementsAre(Pair("Info", "Set geotag of photo 'key' (index 7)")));
   EXPECT_TRUE(edited);
 }
 
@@ -149,7 +149,7 @@ TEST_F(EditingCommandsTest, setsAPositionInAperture) {
       runner.scripts,
       ElementsAre("tell application \"Aperture\"\nset aPhoto to image version id \"key\"\nset latitude of "
                   "aPhoto to 0.000000\nset longitude of aPhoto to 0.000000\nend tell"));
-  EXPECT_THAT(served.lines.lines, ElementsAre(Pair("Info", "Set geotag of photo 'key' (index 7)")));
+  EXPECT_THAT(served.messages.lines, ElementsAre(Pair("Info", "Set geotag of photo 'key' (index 7)")));
 }
 
 TEST_F(EditingCommandsTest, setsInBothApplicationsButClearsInApertureAlone) {
@@ -179,14 +179,14 @@ TEST_F(EditingCommandsTest, clearsAPositionInIPhoto) {
           "to 340282346638528859811704183484516925440.000000\n\tset longitude of aPhoto to "
           "340282346638528859811704183484516925440.000000\n\tignoring application "
           "responses\n\t\treverse geocode aPhoto\n\tend ignoring\nend tell"));
-  EXPECT_THAT(served.lines.lines, ElementsAre(Pair("Info", "Cleared geotag of photo 'key' (index 7)")));
+  EXPECT_THAT(served.messages.lines, ElementsAre(Pair("Info", "Cleared geotag of photo 'key' (index 7)")));
   EXPECT_TRUE(edited);
 }
 
 TEST_F(EditingCommandsTest, answersTheSameWhenNoApplicationRuns) {
   const SystemLogCapture log;
   EXPECT_THAT(ask("Set GPS of Photo", position(1, 2)), ElementsAre(result("Set GPS to 1.000000/2.000000")));
-  EXPECT_THAT(served.lines.lines, ElementsAre(Pair("Info", "Set geotag of photo 'key' (index 7)")));
+  EXPECT_THAT(served.messages.lines, ElementsAre(Pair("Info", "Set geotag of photo 'key' (index 7)")));
   EXPECT_TRUE(log.contains("!ConnectedWithIPhoto: forceIPhotoStart"));
   EXPECT_TRUE(edited);
   edited = false;
@@ -201,7 +201,7 @@ TEST_F(EditingCommandsTest, startsIPhotoBeforeSettingWhenItHasJustGone) {
   static_cast<void>(ask("Set GPS of Photo", position(1, 2)));
   ASSERT_EQ(runner.scripts.size(), 2u);
   EXPECT_EQ(runner.scripts[0], "tell application \"iPhoto\"\n  activate\nend tell\n\n");
-  EXPECT_THAT(served.lines.lines,
+  EXPECT_THAT(served.messages.lines,
               ElementsAre(Pair("Info", "Starting iPhoto..."), Pair("Info", "Started iPhoto"),
                           Pair("Info", "Set geotag of photo 'key' (index 7)")));
   runner.scripts.clear();
@@ -233,7 +233,7 @@ TEST_F(EditingCommandsTest, refusesIncompletePositions) {
   EXPECT_THAT(ask("Set GPS of Photo", {{"latitude", 1}, {"longitude", 1}}), ElementsAre(bad));
   EXPECT_THAT(ask("Set GPS of Photo", position(1, 2, "")), ElementsAre(bad));
   EXPECT_THAT(runner.scripts, IsEmpty());
-  EXPECT_THAT(served.lines.lines, IsEmpty());
+  EXPECT_THAT(served.messages.lines, IsEmpty());
   EXPECT_FALSE(edited);
 }
 
@@ -241,8 +241,8 @@ TEST_F(EditingCommandsTest, clearingWithoutAKeyAnswersTwice) {
   EXPECT_THAT(ask("Clear GPS of Photo"), ElementsAre(error("No Image"), result("Cleared GPS")));
   EXPECT_THAT(ask("Clear GPS of Photo", {{"key", ""}}),
               ElementsAre(error("No Image"), result("Cleared GPS")));
-  EXPECT_THAT(served.lines.lines, ElementsAre(Pair("Info", "Cleared geotag of photo '(null)' (index 0)"),
-                                              Pair("Info", "Cleared geotag of photo '' (index 0)")));
+  EXPECT_THAT(served.messages.lines, ElementsAre(Pair("Info", "Cleared geotag of photo '(null)' (index 0)"),
+                                                 Pair("Info", "Cleared geotag of photo '' (index 0)")));
   EXPECT_TRUE(edited);
 }
 
@@ -252,7 +252,7 @@ TEST_F(EditingCommandsTest, anUnknownPhotoIsAddressedByTheBareOffset) {
   static_cast<void>(ask("Set GPS of Photo", position(1, 2, "nobody")));
   ASSERT_EQ(runner.scripts.size(), 1u);
   EXPECT_NE(runner.scripts[0].find("photo id 4294967296\n"), std::string::npos);
-  EXPECT_THAT(served.lines.lines, ElementsAre(Pair("Info", "Set geotag of photo 'nobody' (index 0)")));
+  EXPECT_THAT(served.messages.lines, ElementsAre(Pair("Info", "Set geotag of photo 'nobody' (index 0)")));
 }
 
 TEST_F(EditingCommandsTest, strangeNumbersPrintAsWords) {
@@ -290,7 +290,7 @@ TEST_F(EditingCommandsTest, hostileTextsRunNoScriptAndAreShown) {
   preferAperture();
   for (const std::string_view text :
        {kHostile, std::string_view("\\"), std::string_view("a\0b", 3), std::string_view("\r")}) {
-    served.lines.lines.clear();
+    served.messages.lines.clear();
     served.flags.connectedWithAperture = true;
     EXPECT_THAT(ask("Reveal Photo", {{"key", text}}), ElementsAre(result("Revealed Photo")));
     EXPECT_THAT(ask("Reveal Album", {{"id", text}}), ElementsAre(result("Revealed Album")));
@@ -298,8 +298,8 @@ TEST_F(EditingCommandsTest, hostileTextsRunNoScriptAndAreShown) {
     EXPECT_THAT(ask("Set GPS of Photo", position(1, 2, text)),
                 ElementsAre(result("Set GPS to 1.000000/2.000000")));
     EXPECT_THAT(ask("Clear GPS of Photo", {{"key", text}}), ElementsAre(result("Cleared GPS")));
-    EXPECT_EQ(served.lines.count("Error", "Refused to send '"), 5);
-    EXPECT_EQ(served.lines.count("Info", "geotag of photo"), 2)
+    EXPECT_EQ(served.messages.count("Error", "Refused to send '"), 5);
+    EXPECT_EQ(served.messages.count("Info", "geotag of photo"), 2)
         << "the extra line comes beside the usual one";
   }
   EXPECT_THAT(runner.scripts, IsEmpty());
@@ -317,8 +317,8 @@ TEST_F(EditingCommandsTest, aLibraryOfIPhoto08IsNotTagged) {
   applications.set({"iPhoto"});
   EXPECT_THAT(ask("Set GPS of Photo", position(1, 2)), ElementsAre(result("Set GPS to 1.000000/2.000000")));
   EXPECT_THAT(ask("Clear GPS of Photo", {{"key", "key"}}), ElementsAre(result("Cleared GPS")));
-  EXPECT_THAT(served.lines.lines, ElementsAre(Pair("Error", "Can not tag photo in iPhoto '08"),
-                                              Pair("Error", "Can not tag photo in iPhoto '08")));
+  EXPECT_THAT(served.messages.lines, ElementsAre(Pair("Error", "Can not tag photo in iPhoto '08"),
+                                                 Pair("Error", "Can not tag photo in iPhoto '08")));
   EXPECT_THAT(runner.scripts, IsEmpty());
   EXPECT_FALSE(edited);
 }

@@ -85,7 +85,7 @@ class ImageCommandsTest : public testing::Test {
   Faces faces{served.databases};
   ImageFiles images{served.databases, faces};
   PictureDecoder decoder{served.processes, "/no-helper"};
-  ImageCommands commands{images, decoder, served.console};
+  ImageCommands commands{images, decoder, served.messages};
   LockCheckingChannel channel{files};
   LibraryCommandScope scope{served.databases};
   CommandHandler handler{served.loop, channel, scope, {1, 4}};
@@ -182,8 +182,8 @@ TEST_F(ImageCommandsTest, doesNotReadAFileWhoseReplyWouldBeTooLong) {
   const std::string path = file("Masters/a.jpg", "");
   ASSERT_EQ(::truncate(path.c_str(), std::int64_t{5} << 30), 0);  // takes no room on the disk
   EXPECT_EQ(repliesFor("Data of Photo", "v"), only(error("No Image")));
-  EXPECT_EQ(served.lines.count("Info", "too large"), 1);
-  EXPECT_EQ(served.lines.count("Info", "5368709120 bytes"), 1);
+  EXPECT_EQ(served.messages.count("Info", "too large"), 1);
+  EXPECT_EQ(served.messages.count("Info", "5368709120 bytes"), 1);
 }
 
 TEST_F(ImageCommandsTest, doesNotWaitForAFifo) {

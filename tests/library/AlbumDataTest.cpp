@@ -39,11 +39,11 @@ class LegacyAlbums : public testing::Test {
     return lines;
   }
   void expectUnreadable(const std::string& why) {
-    served.lines.lines.clear();
+    served.messages.lines.clear();
     EXPECT_THAT(load(), ElementsAre("Found 0 albums", "Found 0 rolls", "Found 0 faces"));
-    ASSERT_EQ(served.lines.lines.size(), 1u);
-    EXPECT_EQ(served.lines.lines[0].first, "Error");
-    EXPECT_THAT(served.lines.lines[0].second,
+    ASSERT_EQ(served.messages.lines.size(), 1u);
+    EXPECT_EQ(served.messages.lines[0].first, "Error");
+    EXPECT_THAT(served.messages.lines[0].second,
                 AllOf(testing::StartsWith("Problem with reading iPhoto data: '"), HasSubstr(why),
                       testing::EndsWith("'\nPlease quit MoxtelServer, start and quit iPhoto, then start "
                                         "MoxtelServer again.")));
@@ -55,7 +55,7 @@ class LegacyAlbums : public testing::Test {
   std::string path = (folder.path() / "AlbumData.xml").string();
   ServedLibrary served{folder.path().string()};
   FakeClock clock;
-  AlbumData albums{served.databases, served.console, clock};
+  AlbumData albums{served.databases, served.messages, clock};
 };
 
 constexpr const char* kTwoAlbumsAndARoll = R"(<dict>
@@ -128,12 +128,12 @@ TEST_F(LegacyAlbums, withoutAFileEverythingStaysAsItWas) {
   EXPECT_EQ(albums.containerDicts().size(), 3u);
   EXPECT_EQ(albums.faceDicts().dictionary().size(), 1u);
   EXPECT_EQ(albums.albumDataReadDate(), date);
-  EXPECT_TRUE(served.lines.count("Error", "reading iPhoto data") == 0);
+  EXPECT_TRUE(served.messages.count("Error", "reading iPhoto data") == 0);
 }
 
 TEST_F(LegacyAlbums, withoutALibraryNothingIsRead) {
   ServedLibrary none;
-  AlbumData nowhere(none.databases, none.console, clock);
+  AlbumData nowhere(none.databases, none.messages, clock);
   const SystemLogCapture log;
   nowhere.loadAlbumData();
   EXPECT_TRUE(log.contains("use album data path '(null)'"));
@@ -210,7 +210,7 @@ TEST_F(LegacyAlbums, ofStrangeKindsDoNotDisturbTheOthers) {
 TEST_F(LegacyAlbums, inAFileThatIsNoDictionaryAreNone) {
   write(plist("<array><dict><key>GUID</key><string>a</string></dict></array>"));
   EXPECT_THAT(load(), ElementsAre("Found 0 albums", "Found 0 rolls", "Found 0 faces"));
-  EXPECT_EQ(served.lines.count("Error", "reading iPhoto data"), 0);
+  EXPECT_EQ(served.messages.count("Error", "reading iPhoto data"), 0);
 }
 
 TEST_F(LegacyAlbums, inABrokenFileAreNoneAndTheUserIsTold) {

@@ -321,9 +321,9 @@ TEST(ImageFilesWithoutALibrary, haveNoFolders) {
   FakeEventLoop loop;
   UserDefaults defaults;
   test::NoProcesses processes;
-  MXSConsole console(loop, defaults);
+  test::RecordingMessages messages;
   PhotoApplicationFlags flags;
-  LibraryDatabases databases(loop, defaults, processes, console, flags);
+  LibraryDatabases databases(loop, defaults, processes, messages, flags);
   Faces faces(databases);
   ImageFiles files(databases, faces);
   EXPECT_EQ(files.masterPathBase(), std::nullopt);

@@ -216,7 +216,7 @@ TEST_F(Databases, areGoneBeforeWhatTheyPosted) {
   auto lone = std::make_unique<ServedLibrary>(files.path());
   FakeEventLoop loop;
   {
-    LibraryDatabases shortLived(loop, lone->defaults, lone->processes, lone->console, lone->flags);
+    LibraryDatabases shortLived(loop, lone->defaults, lone->processes, lone->messages, lone->flags);
     shortLived.loadDatabase();
     EXPECT_TRUE(shortLived.openDatabase());
   }

@@ -21,11 +21,11 @@ FakeProcessRunner::Answer printing(std::string output, int status = 0) {
 TEST(LibraryLocation, takesTheUsersPathAsItStandsAndAsksNobody) {
   ServedLibrary served({}, printing("/elsewhere\n"));
   served.defaults.setString("LibraryPath", "~/Pictures/Old");
-  const std::size_t before = served.lines.lines.size();
+  const std::size_t before = served.messages.lines.size();
   served.databases.readPhotoAppDefaults();
   EXPECT_EQ(served.databases.libraryPath(), Path("~/Pictures/Old"));
   EXPECT_TRUE(served.processes.requests().empty());
-  EXPECT_EQ(served.lines.lines.size(), before);
+  EXPECT_EQ(served.messages.lines.size(), before);
 }
 
 TEST(LibraryLocation, asksTheToolForIPhotosSetting) {
@@ -37,7 +37,7 @@ TEST(LibraryLocation, asksTheToolForIPhotosSetting) {
               ElementsAre("read", "com.apple.iPhoto", "LibraryPath"));
   EXPECT_EQ(served.databases.libraryPath(), Path("/photos/iPhoto Library"));
   EXPECT_TRUE(served.log.contains("root directory: /photos/iPhoto Library"));
-  EXPECT_EQ(served.lines.lines.back(),
+  EXPECT_EQ(served.messages.lines.back(),
             std::pair(std::string("Info"), std::string("Found library path: '/photos/iPhoto Library'")));
 }
 
@@ -81,7 +81,7 @@ TEST(LibraryLocation, keepsItsPathWhenTheKeyDoesNotExist) {
   served.databases.readPhotoAppDefaults();
   EXPECT_EQ(served.databases.libraryPath(), Path("/first"));
   EXPECT_TRUE(served.log.contains("no iPhoto default found"));
-  EXPECT_EQ(served.lines.count("Info", "Found library path: '/first'"), 2);
+  EXPECT_EQ(served.messages.count("Info", "Found library path: '/first'"), 2);
 }
 
 TEST(LibraryLocation, saysThatThereIsNoPathWhenNothingIsKnown) {
@@ -89,7 +89,7 @@ TEST(LibraryLocation, saysThatThereIsNoPathWhenNothingIsKnown) {
   served.databases.readPhotoAppDefaults();
   EXPECT_EQ(served.databases.libraryPath(), Path());
   EXPECT_TRUE(served.log.contains("root directory: (null)"));
-  EXPECT_EQ(served.lines.count("Info", "Found library path: '(null)'"), 1);
+  EXPECT_EQ(served.messages.count("Info", "Found library path: '(null)'"), 1);
 }
 
 TEST(LibraryLocation, takesEveryChunkForAWholeAnswer) {
@@ -110,7 +110,7 @@ TEST(LibraryLocation, doesNotTakeWhatIsNoPath) {
     ServedLibrary served({}, printing(answer));
     served.databases.readPhotoAppDefaults();
     EXPECT_EQ(served.databases.libraryPath(), Path()) << answer;
-    EXPECT_EQ(served.lines.count("Info", "Found library path: '(null)'"), 1) << answer;
+    EXPECT_EQ(served.messages.count("Info", "Found library path: '(null)'"), 1) << answer;
   }
 }
 
@@ -119,7 +119,7 @@ TEST(LibraryLocation, doesNotTakeTheAnswerOfAToolThatFailed) {
   served.databases.readPhotoAppDefaults();
   EXPECT_EQ(served.databases.libraryPath(), Path());
   for (const std::string& line : served.log.lines()) EXPECT_THAT(line, Not(HasSubstr("root directory")));
-  EXPECT_EQ(served.lines.count("Info", "Found library path: '(null)'"), 1);
+  EXPECT_EQ(served.messages.count("Info", "Found library path: '(null)'"), 1);
 }
 
 TEST(LibraryLocation, tellsOfAToolThatIsMissingHangsOrTalksTooMuch) {
@@ -131,8 +131,8 @@ TEST(LibraryLocation, tellsOfAToolThatIsMissingHangsOrTalksTooMuch) {
     served.databases.readPhotoAppDefaults();
     EXPECT_EQ(served.databases.libraryPath(), Path());
     EXPECT_THAT(served.log.lines(), Contains(HasSubstr("problem with pipe: ")));
-    EXPECT_EQ(served.lines.count("Error", "Could not find iPhoto directory!"), 1);
-    EXPECT_EQ(served.lines.count("Info", "Found library path"), 0);
+    EXPECT_EQ(served.messages.count("Error", "Could not find iPhoto directory!"), 1);
+    EXPECT_EQ(served.messages.count("Info", "Found library path"), 0);
   }
 }
 
@@ -146,7 +146,7 @@ TEST(LibraryLocation, explainsAnAnswerOutsideAscii) {
   ServedLibrary served({}, printing("/photos/\xC3\x9Cte\n"));
   served.databases.readPhotoAppDefaults();
   EXPECT_EQ(served.databases.libraryPath(), Path());
-  EXPECT_EQ(served.lines.count("Error", "symbolic link"), 1);
+  EXPECT_EQ(served.messages.count("Error", "symbolic link"), 1);
 }
 
 TEST(LibraryLocation, derivesTheFourFileNamesOnLoading) {
@@ -195,10 +195,10 @@ TEST(LibraryLocation, tellsTheUserOfALibraryThatIsNotThere) {
   EXPECT_TRUE(served.databases.runStandalone());
   EXPECT_FALSE(served.databases.usingDB());
   EXPECT_FALSE(served.databases.databaseReadDate());
-  ASSERT_EQ(served.lines.count("Error", "Problem with reading iPhoto or Aperture data: '"), 1);
-  EXPECT_EQ(served.lines.count("Error",
-                               "'\nPlease quit MoxtelServer, start and quit iPhoto, then start "
-                               "MoxtelServer again."),
+  ASSERT_EQ(served.messages.count("Error", "Problem with reading iPhoto or Aperture data: '"), 1);
+  EXPECT_EQ(served.messages.count("Error",
+                                  "'\nPlease quit MoxtelServer, start and quit iPhoto, then start "
+                                  "MoxtelServer again."),
             1);
 }
 
@@ -235,7 +235,7 @@ TEST(LibraryLocation, aPathOutsideAsciiIsLoadedButNotOpenedAndTheUserIsToldWhatH
   EXPECT_TRUE(served.databases.usingDB());
   EXPECT_FALSE(served.databases.openDatabase());
   EXPECT_EQ(served.databases.result(), SQLITE_CANTOPEN);
-  EXPECT_EQ(served.lines.count("Error", "symbolic link"), 1);
+  EXPECT_EQ(served.messages.count("Error", "symbolic link"), 1);
   EXPECT_TRUE(
       served.log.contains("could not open db '" + files.pathOf(DatabaseFile::Library) + "', result: 14"));
 }
@@ -250,7 +250,7 @@ TEST(LibraryLocation, aSymbolicLinkWithAPlainNameHelps) {
   ServedLibrary served(link);
   EXPECT_TRUE(served.databases.openDatabase());
   EXPECT_EQ(served.number(DatabaseFile::Library, "SELECT COUNT(uuid) FROM RKVersion"), 0);
-  EXPECT_EQ(served.lines.count("Error", "symbolic link"), 0);
+  EXPECT_EQ(served.messages.count("Error", "symbolic link"), 0);
 }
 
 }  // namespace

@@ -201,7 +201,7 @@ TEST_F(Odd, aFileThatCannotBeOpenedIsNotCopied) {
     EXPECT_EQ(served.number(kLibrary, kCount), -1);
     EXPECT_EQ(served.databases.result(), SQLITE_CANTOPEN);
     EXPECT_EQ(copies(), 0);
-    EXPECT_EQ(served.lines.count("Error", "private copy"), 0);
+    EXPECT_EQ(served.messages.count("Error", "private copy"), 0);
   };
   fs::remove(path);
   expectNoCopy();
@@ -283,7 +283,7 @@ TEST_F(Odd, aHotJournalIsRolledBackInAPrivateCopy) {
   EXPECT_EQ(served.number(kLibrary, "SELECT COUNT(name) FROM RKFolder"), 0);
   EXPECT_EQ(copies(), 1);
   EXPECT_EQ(stateOf(files.path()), before);
-  EXPECT_EQ(served.lines.count("Info", "A private copy of it is read."), 1);
+  EXPECT_EQ(served.messages.count("Info", "A private copy of it is read."), 1);
   EXPECT_FALSE(served.databases.sawFailure());
 }
 
@@ -325,7 +325,7 @@ TEST_F(Odd, aPrivateCopyServesUntilTheOriginalChangesAndIsToldOnce) {
     served.databases.releaseLocks();
     served.loop.advance(6s);
   }
-  EXPECT_EQ(served.lines.count("Info", "A private copy of it is read."), 1);
+  EXPECT_EQ(served.messages.count("Info", "A private copy of it is read."), 1);
   {
     OtherProcess mender(path);
     ASSERT_EQ(mender.execute("INSERT INTO RKVersion(uuid) VALUES('c')"), SQLITE_OK);
@@ -342,7 +342,7 @@ TEST_F(Odd, privateCopiesAreRemovedInTheEnd) {
   {
     LibrarySeams seams;
     seams.temporaryFolder = temporary.path().string();
-    LibraryDatabases databases(served.loop, served.defaults, served.processes, served.console, served.flags,
+    LibraryDatabases databases(served.loop, served.defaults, served.processes, served.messages, served.flags,
                                seams);
     databases.loadDatabase();
     EXPECT_TRUE(databases.run(kLibrary, kCount, {}).step());
@@ -362,7 +362,7 @@ TEST_F(Odd, aWriteAheadLogIsReadInAPrivateCopyWhileItsWriterLives) {
   ASSERT_EQ(other.execute("INSERT INTO RKVersion(uuid) VALUES('d')"), SQLITE_OK);
   EXPECT_EQ(served.number(kLibrary, kCount), 4);
   EXPECT_EQ(copies(), 1);
-  EXPECT_EQ(served.lines.count("Info", "write-ahead log"), 1);
+  EXPECT_EQ(served.messages.count("Info", "write-ahead log"), 1);
 }
 
 TEST_F(Odd, aWriteAheadLogOfAWriterThatCrashedIsReadToo) {
@@ -391,7 +391,7 @@ TEST_F(Odd, aFileSystemWithoutLocksIsReadFromAPrivateCopy) {
   EXPECT_TRUE(served.databases.openDatabase());
   EXPECT_EQ(served.number(kLibrary, kCount), 2);
   EXPECT_EQ(descriptorsTo(path), 0);
-  EXPECT_EQ(served.lines.count("Info", "grants no locks"), 1);
+  EXPECT_EQ(served.messages.count("Info", "grants no locks"), 1);
 }
 
 TEST_F(Odd, withoutRoomForACopyTheUserIsTold) {
@@ -405,7 +405,7 @@ TEST_F(Odd, withoutRoomForACopyTheUserIsTold) {
     served.databases.beginCommand();
   }
   EXPECT_EQ(copies(), 0);
-  EXPECT_EQ(served.lines.count("Error", "No private copy could be made: there is not enough room"), 1);
+  EXPECT_EQ(served.messages.count("Error", "No private copy could be made: there is not enough room"), 1);
 }
 
 TEST_F(Odd, aCopyThatFailedIsNotTriedAgainInTheSameCommand) {
@@ -444,7 +444,7 @@ TEST_F(Odd, withoutATemporaryFolderTheUserIsTold) {
   crashWhileWriting(path);
   fs::remove_all(served.temporary.path());
   expectUnreadable();
-  EXPECT_EQ(served.lines.count("Error", "No private copy could be made: no folder can be made in "), 1);
+  EXPECT_EQ(served.messages.count("Error", "No private copy could be made: no folder can be made in "), 1);
 }
 
 TEST_F(Odd, aPrivateCopyIsReadOnlyForQueries) {

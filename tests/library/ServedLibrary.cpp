@@ -15,17 +15,9 @@ namespace moxtel::test {
 
 namespace fs = std::filesystem;
 
-int KeptLines::count(std::string_view title, std::string_view part) const {
-  return static_cast<int>(std::count_if(lines.begin(), lines.end(), [&](const auto& line) {
-    return line.first == title && line.second.find(part) != std::string::npos;
-  }));
-}
-
 ServedLibrary::ServedLibrary(const std::optional<std::string>& libraryPath, FakeProcessRunner::Answer tool)
     : processes(tool ? std::move(tool) : [](const ProcessRequest&) { return ProcessResult{}; }),
-      console(loop, defaults),
-      databases(loop, defaults, processes, console, flags, seams()) {
-  console.addView(lines);
+      databases(loop, defaults, processes, messages, flags, seams()) {
   if (!libraryPath) return;
   defaults.setString("LibraryPath", *libraryPath);
   databases.loadDatabase();

@@ -1,5 +1,5 @@
 // A test's view of the databases as the program has them, with everything around them in the test's hands:
-// the console's lines, the settings tool, sleeping, room for copies.
+// the messages, the settings tool, sleeping, room for copies.
 #pragma once
 
 #include <chrono>
@@ -11,30 +11,21 @@
 #include <utility>
 #include <vector>
 
-#include "console/MXSConsole.h"
 #include "library/database/LibraryDatabases.h"
 #include "platform/settings/UserDefaults.h"
 #include "platform/system/SystemLog.h"
 #include "tests/TemporaryFolder.h"
 #include "tests/fakes/FakeEventLoop.h"
 #include "tests/fakes/FakeProcessRunner.h"
+#include "tests/fakes/RecordingMessages.h"
 #include "tests/library/TestLibrary.h"
 
 namespace moxtel::test {
-
-class KeptLines final : public ConsoleView {
- public:
-  void appendLine(const ConsoleLine& line) override { lines.push_back({line.title, line.text}); }
-  // Those whose text holds this.
-  int count(std::string_view title, std::string_view part) const;
-  std::vector<std::pair<std::string, std::string>> lines;
-};
 
 struct ServedLibrary {
   // Without a path the user has set none.
   explicit ServedLibrary(const std::optional<std::string>& libraryPath = std::nullopt,
                          FakeProcessRunner::Answer tool = {});
-  ~ServedLibrary() { console.removeView(lines); }
 
   // The first row's first column as a text; nil without.
   Value text(DatabaseFile file, SqlText sql, std::initializer_list<Value> values = {});
@@ -45,8 +36,7 @@ struct ServedLibrary {
   FakeEventLoop loop;
   UserDefaults defaults;
   FakeProcessRunner processes;
-  MXSConsole console;
-  KeptLines lines;
+  RecordingMessages messages;
   PhotoApplicationFlags flags;
   std::uint64_t freeBytes = std::uint64_t{1} << 40;
   bool locksGranted = true;

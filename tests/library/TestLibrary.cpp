@@ -138,7 +138,7 @@ bool OtherProgram::canWrite() {
 }
 
 OpenedLibrary::OpenedLibrary(const TestLibrary& files)
-    : console(loop, defaults), databases(loop, defaults, processes, console, flags) {
+    : databases(loop, defaults, processes, messages, flags) {
   defaults.setString("LibraryPath", files.path());
   databases.loadDatabase();
   databases.beginCommand();

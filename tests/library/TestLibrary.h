@@ -9,12 +9,12 @@
 #include <string_view>
 #include <vector>
 
-#include "console/MXSConsole.h"
 #include "library/database/LibraryDatabases.h"
 #include "platform/process/ChildProcess.h"
 #include "platform/settings/UserDefaults.h"
 #include "tests/TemporaryFolder.h"
 #include "tests/fakes/FakeEventLoop.h"
+#include "tests/fakes/RecordingMessages.h"
 #include "value/Value.h"
 
 namespace moxtel::test {
@@ -74,7 +74,7 @@ struct OpenedLibrary {
   FakeEventLoop loop;
   UserDefaults defaults;
   NoProcesses processes;
-  MXSConsole console;
+  RecordingMessages messages;
   PhotoApplicationFlags flags;
   LibraryDatabases databases;
 };

@@ -31,14 +31,14 @@ class ApplicationMonitorTest : public testing::Test {
   TestLibrary files;
   ServedLibrary served{files.path()};
   FakeClock clock;
-  AlbumData albumData{served.databases, served.console, clock};
+  AlbumData albumData{served.databases, served.messages, clock};
   FakeRunningApplications applications;
-  ApplicationMonitor monitor{served.loop, applications,   served.databases,
-                             albumData,   served.console, served.flags};
+  ApplicationMonitor monitor{served.loop, applications,    served.databases,
+                             albumData,   served.messages, served.flags};
   std::string database = files.pathOf(DatabaseFile::Library);
   std::string albumFile = files.path() + "/AlbumData.xml";
 
-  void SetUp() override { served.lines.lines.clear(); }
+  void SetUp() override { served.messages.lines.clear(); }
 
   // The loading of the library is known by the lines that only it logs.
   static constexpr const char* kLoaded = "\n\n--------------------------------- RELOAD DATABASE";
@@ -78,20 +78,20 @@ TEST_F(ApplicationMonitorTest, seesIPhotoStartWithoutReloading) {
   EXPECT_FALSE(served.flags.connectedWithAperture);
   served.loop.advance(5s);
   EXPECT_THAT(log.lines(), ElementsAre("iPhoto was started"));
-  EXPECT_THAT(served.lines.lines, ElementsAre(Pair("Info", "iPhoto was started")));
+  EXPECT_THAT(served.messages.lines, ElementsAre(Pair("Info", "iPhoto was started")));
 }
 
 TEST_F(ApplicationMonitorTest, reloadsWhenIPhotoQuits) {
   applications.set({"iPhoto"});
   monitor.checkForApplicationStatus();
-  served.lines.lines.clear();
+  served.messages.lines.clear();
   const SystemLogCapture log;
   applications.set({});
   monitor.checkForApplicationStatus();
   EXPECT_FALSE(served.flags.connectedWithIPhoto);
   ASSERT_FALSE(log.lines().empty());
   EXPECT_EQ(log.lines()[0], "iPhoto not running");
-  EXPECT_EQ(served.lines.count("Info", "not running"), 0) << "only the start is for the user";
+  EXPECT_EQ(served.messages.count("Info", "not running"), 0) << "only the start is for the user";
   EXPECT_GT(log.lines().size(), 1u) << "the library was loaded at once";
   const auto before = log.lines().size();
   monitor.checkForApplicationStatus();
@@ -104,7 +104,7 @@ TEST_F(ApplicationMonitorTest, tellsTheLargestNumberWhenApertureStarts) {
   monitor.checkForApplicationStatus();
   EXPECT_THAT(log.lines(), ElementsAre("Aperture was started",
                                        "maxfloat: 340282346638528859811704183484516925440.000000"));
-  EXPECT_THAT(served.lines.lines, ElementsAre(Pair("Info", "Aperture was started")));
+  EXPECT_THAT(served.messages.lines, ElementsAre(Pair("Info", "Aperture was started")));
   EXPECT_TRUE(served.flags.connectedWithAperture);
   EXPECT_FALSE(served.flags.connectedWithIPhoto);
 }
@@ -217,9 +217,9 @@ TEST_F(ApplicationMonitorTest, showsAMissingDatabaseAtEveryTick) {
   monitor.startDatabaseCheck();
   files.remove(DatabaseFile::Library);
   served.loop.advance(3s);
-  ASSERT_EQ(served.lines.lines.size(), 3u);
-  EXPECT_EQ(served.lines.lines[0].first, "Error");
-  EXPECT_EQ(served.lines.lines[0].second,
+  ASSERT_EQ(served.messages.lines.size(), 3u);
+  EXPECT_EQ(served.messages.lines[0].first, "Error");
+  EXPECT_EQ(served.messages.lines[0].second,
             "Problem with reading iPhoto data: '" + database +
                 ": No such file or directory'\nPlease quit MoxtelServer, start and quit iPhoto, then start "
                 "MoxtelServer again.");
@@ -230,14 +230,14 @@ TEST_F(ApplicationMonitorTest, aWatcherStartedTwiceRunsTwice) {
   monitor.startDatabaseCheck();
   files.remove(DatabaseFile::Library);
   served.loop.advance(1s);
-  EXPECT_EQ(served.lines.lines.size(), 2u);
+  EXPECT_EQ(served.messages.lines.size(), 2u);
 }
 
 TEST_F(ApplicationMonitorTest, reloadsAlbumDataOnceThreeSecondsAfterTheLastChange) {
   loadAlbums();
   monitor.startAlbumDataCheck();
   served.loop.advance(2s);
-  EXPECT_THAT(served.lines.lines, IsEmpty());
+  EXPECT_THAT(served.messages.lines, IsEmpty());
   const SystemLogCapture log;
   const std::string line = "AlbumData.xml was modified! Be careful .....";
   setDate(albumFile, 6000);
@@ -247,7 +247,7 @@ TEST_F(ApplicationMonitorTest, reloadsAlbumDataOnceThreeSecondsAfterTheLastChang
   clock.set(Date{7000});
   served.loop.advance(1s);
   EXPECT_THAT(log.lines(), ElementsAre(line, line));
-  EXPECT_THAT(served.lines.lines, ElementsAre(Pair("Error", line), Pair("Error", line)));
+  EXPECT_THAT(served.messages.lines, ElementsAre(Pair("Error", line), Pair("Error", line)));
   served.loop.advance(2999ms);
   EXPECT_EQ(log.lines().size(), 2u);
   served.loop.advance(1ms);
@@ -275,15 +275,15 @@ TEST_F(ApplicationMonitorTest, showsMissingAlbumData) {
   loadAlbums();
   std::filesystem::remove(albumFile);
   monitor.checkForAlbumDataChange();
-  ASSERT_EQ(served.lines.lines.size(), 1u);
-  EXPECT_EQ(served.lines.lines[0].first, "Error");
-  EXPECT_THAT(served.lines.lines[0].second, HasSubstr("Problem with reading iPhoto data: '" + albumFile +
-                                                      ": No such file or directory'\n"));
+  ASSERT_EQ(served.messages.lines.size(), 1u);
+  EXPECT_EQ(served.messages.lines[0].first, "Error");
+  EXPECT_THAT(served.messages.lines[0].second, HasSubstr("Problem with reading iPhoto data: '" + albumFile +
+                                                         ": No such file or directory'\n"));
 }
 
 TEST_F(ApplicationMonitorTest, anAlbumFileThatWasNeverReadIsNotWatched) {
   monitor.checkForAlbumDataChange();
-  EXPECT_THAT(served.lines.lines, IsEmpty()) << "no file name yet";
+  EXPECT_THAT(served.messages.lines, IsEmpty()) << "no file name yet";
   albumData.loadAlbumData();
   std::ofstream(albumFile) << kEmptyAlbumData;
   const SystemLogCapture log;
@@ -296,15 +296,15 @@ TEST(ApplicationMonitorStandalone, leavesTheFilesAlone) {
   // No library there: the databases run standalone.
   ServedLibrary served{folder.path().string()};
   ASSERT_TRUE(served.databases.runStandalone());
-  AlbumData albumData{served.databases, served.console};
+  AlbumData albumData{served.databases, served.messages};
   FakeRunningApplications applications;
-  ApplicationMonitor monitor{served.loop, applications,   served.databases,
-                             albumData,   served.console, served.flags};
+  ApplicationMonitor monitor{served.loop, applications,    served.databases,
+                             albumData,   served.messages, served.flags};
   albumData.loadAlbumData();
-  served.lines.lines.clear();
+  served.messages.lines.clear();
   monitor.checkForDatabaseChange();
   monitor.checkForAlbumDataChange();
-  EXPECT_THAT(served.lines.lines, IsEmpty());
+  EXPECT_THAT(served.messages.lines, IsEmpty());
 }
 
 }  // namespace

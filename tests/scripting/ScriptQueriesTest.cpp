@@ -24,9 +24,9 @@ class ScriptQueriesTest : public testing::Test {
  protected:
   TestLibrary files;
   ServedLibrary served{files.path()};
-  AlbumData albumData{served.databases, served.console};
+  AlbumData albumData{served.databases, served.messages};
   RecordingScriptRunner runner;
-  ScriptQueries queries{served.databases, albumData, runner, served.console, served.flags};
+  ScriptQueries queries{served.databases, albumData, runner, served.messages, served.flags};
 
   void askAperture() { served.databases.preferAperture = true; }
   static Dictionary container(Value uuid, std::int32_t modelId = 7) {
@@ -272,24 +272,24 @@ TEST_F(ScriptQueriesTest, tellsTheUserOnceThatTheInterpreterWasGivenUp) {
     return ScriptOutcome::failed(-1, "too slow",
                                  ++asked == 1 ? ScriptFailure::GivenUp : ScriptFailure::NotTried);
   };
-  served.lines.lines.clear();
+  served.messages.lines.clear();
   const SystemLogCapture log;
   for (int i = 0; i < 3; ++i) EXPECT_TRUE(queries.keyPhotoOfAlbum(container("u"), true).isNil());
-  EXPECT_THAT(served.lines.lines,
+  EXPECT_THAT(served.messages.lines,
               ElementsAre(testing::Pair(
                   "Error", "Key photos, photo counts or smart albums may be missing: too slow")));
   EXPECT_EQ(log.lines().size(), 3u) << "each is logged as any that fails";
 }
 
 TEST_F(ScriptQueriesTest, otherFailuresAreForTheLogAlone) {
-  served.lines.lines.clear();
+  served.messages.lines.clear();
   runner.fails();
   EXPECT_TRUE(queries.keyPhotoOfAlbum(container("u"), true).isNil());
   runner.answer = [](const std::string&) {
     return ScriptOutcome::failed(-1, "none", ScriptFailure::NoInterpreter);
   };
   EXPECT_TRUE(queries.keyPhotoOfAlbum(container("u"), true).isNil());
-  EXPECT_THAT(served.lines.lines, IsEmpty());
+  EXPECT_THAT(served.messages.lines, IsEmpty());
 }
 
 TEST_F(ScriptQueriesTest, listsThePhotosOfAperture) {

@@ -28,19 +28,12 @@ class ScriptQueueTest : public testing::Test {
   FakeEventLoop loop;
   UserDefaults defaults;
   NoProcesses processes;
-  MXSConsole console{loop, defaults};
-  KeptLines lines;
+  RecordingMessages messages;
   PhotoApplicationFlags flags;
   FakeRunningApplications applications;
   QVAppSupport support{processes, "/nowhere", "14.0.0"};
   RecordingScriptRunner runner;
-  ScriptQueue queue{loop, runner, console, flags, applications, support};
-
-  void SetUp() override {
-    console.addView(lines);
-    lines.lines.clear();
-  }
-  void TearDown() override { console.removeView(lines); }
+  ScriptQueue queue{loop, runner, messages, flags, applications, support};
 };
 
 TEST_F(ScriptQueueTest, runsScriptsInTheOrderInWhichTheyCame) {
@@ -108,13 +101,13 @@ TEST_F(ScriptQueueTest, tellsTheUserWhatWasNotDoneForWantOfAnInterpreter) {
   runner.fails();
   queue.performCachedApplescript("A");
   loop.runPosted();
-  EXPECT_THAT(lines.lines, IsEmpty()) << "any other failure is for the log alone";
+  EXPECT_THAT(messages.lines, IsEmpty()) << "any other failure is for the log alone";
   runner.answer = [](const std::string& source) { return NoScriptRunner().run(source); };
   queue.performCachedApplescript("A");
   loop.runPosted();
-  EXPECT_THAT(lines.lines, ElementsAre(Pair("Error",
-                                            "Not done in the photo application: There is no AppleScript "
-                                            "interpreter on this machine")));
+  EXPECT_THAT(messages.lines, ElementsAre(Pair("Error",
+                                               "Not done in the photo application: There is no AppleScript "
+                                               "interpreter on this machine")));
 }
 
 TEST_F(ScriptQueueTest, tellsTheUserWhatAnInterpreterThatWasGivenUpDidNotDo) {
@@ -125,8 +118,8 @@ TEST_F(ScriptQueueTest, tellsTheUserWhatAnInterpreterThatWasGivenUpDidNotDo) {
   queue.performCachedApplescript("A");
   queue.performCachedApplescript("B");
   loop.runPosted();
-  EXPECT_THAT(lines.lines, ElementsAre(Pair("Error", "Not done in the photo application: A"),
-                                       Pair("Error", "Not done in the photo application: B")));
+  EXPECT_THAT(messages.lines, ElementsAre(Pair("Error", "Not done in the photo application: A"),
+                                          Pair("Error", "Not done in the photo application: B")));
 }
 
 TEST_F(ScriptQueueTest, givesEachScriptItsOwnTime) {
@@ -184,11 +177,12 @@ TEST_F(ScriptQueueTest, doesNotHoldTheLockWhileAScriptRuns) {
 TEST_F(ScriptQueueTest, startsIPhotoOnlyWhenItIsKnownToRun) {
   queue.forceIPhotoStart();
   EXPECT_THAT(log.lines(), ElementsAre("!ConnectedWithIPhoto: forceIPhotoStart"));
-  EXPECT_THAT(lines.lines, IsEmpty());
+  EXPECT_THAT(messages.lines, IsEmpty());
   EXPECT_EQ(loop.posted(), 0u);
   flags.connectedWithIPhoto = true;
   queue.forceIPhotoStart();
-  EXPECT_THAT(lines.lines, ElementsAre(Pair("Info", "Starting iPhoto..."), Pair("Info", "Started iPhoto")));
+  EXPECT_THAT(messages.lines,
+              ElementsAre(Pair("Info", "Starting iPhoto..."), Pair("Info", "Started iPhoto")));
   EXPECT_THAT(runner.scripts, IsEmpty()) << "the lines follow the queueing";
   loop.runPosted();
   EXPECT_THAT(runner.scripts, ElementsAre(kStart));
@@ -197,11 +191,11 @@ TEST_F(ScriptQueueTest, startsIPhotoOnlyWhenItIsKnownToRun) {
 TEST_F(ScriptQueueTest, makesIPhotoWriteOnlyWhenItIsKnownToRun) {
   queue.forceIPhotoWrite();
   EXPECT_THAT(log.lines(), ElementsAre("!ConnectedWithIPhoto: forceIPhotoWrite"));
-  EXPECT_THAT(lines.lines, IsEmpty());
+  EXPECT_THAT(messages.lines, IsEmpty());
   flags.connectedWithIPhoto = true;
   queue.forceIPhotoWrite();
   loop.runPosted();
-  EXPECT_THAT(lines.lines, ElementsAre(Pair("Info", "Reload iPhoto's data")));
+  EXPECT_THAT(messages.lines, ElementsAre(Pair("Info", "Reload iPhoto's data")));
   EXPECT_THAT(runner.scripts,
               ElementsAre("set aTempName to \"_MoxtelServer_\"\n"
                           "tell application \"System Events\" to set visible of application process "
@@ -226,7 +220,7 @@ TEST_F(ScriptQueueTest, knowsIPhotoByItsExactNameAlone) {
 
 TEST_F(ScriptQueueTest, whatIsStillQueuedAtTheEndIsDropped) {
   {
-    ScriptQueue other{loop, runner, console, flags, applications, support};
+    ScriptQueue other{loop, runner, messages, flags, applications, support};
     other.performCachedApplescript("A");
   }
   EXPECT_THAT(runner.scripts, IsEmpty());

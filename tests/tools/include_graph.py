@@ -25,10 +25,10 @@ BELOW = {
     "net": ["dnssd", "plist"],
     "console": ["support"],
     "pictures": ["support", "plist"],
-    "library": ["console", "pictures"],
+    "library": ["pictures"],
     "scripting": ["library"],
     "commands": ["scripting", "net"],
-    "app": ["commands"],
+    "app": ["commands", "console"],
     "client": ["net"],
     "programs": ["app", "client"],
 }

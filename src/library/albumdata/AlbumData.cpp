@@ -1,6 +1,6 @@
 #include "library/albumdata/AlbumData.h"
 
-#include "console/MXSConsole.h"
+#include "library/Messages.h"
 #include "library/PathNames.h"
 #include "library/albumdata/AlbumDataFile.h"
 #include "library/database/LibraryDatabases.h"
@@ -25,8 +25,8 @@ std::optional<std::string> keyOf(const Value& entry, std::string_view name) {
 
 }  // namespace
 
-AlbumData::AlbumData(LibraryDatabases& databases, MXSConsole& console, const Clock& clock)
-    : databases_(databases), console_(console), clock_(clock) {}
+AlbumData::AlbumData(LibraryDatabases& databases, Messages& messages, const Clock& clock)
+    : databases_(databases), messages_(messages), clock_(clock) {}
 
 void AlbumData::loadAlbumData() {
   databases_.readPhotoAppDefaults();
@@ -44,10 +44,8 @@ void AlbumData::loadAlbumData() {
 void AlbumData::read() {
   const AlbumDataContents contents = readAlbumDataFile(*albumDataFilename_);
   if (!contents.error.empty()) {
-    console_.showTitle(
-        "Error", format("Problem with reading iPhoto data: '%@'\nPlease quit MoxtelServer, start and quit "
-                        "iPhoto, then start MoxtelServer again.",
-                        *albumDataFilename_ + ": " + contents.error));
+    messages_.showTitle("Error",
+                        unreadableDataMessage("iPhoto data", *albumDataFilename_ + ": " + contents.error));
   }
   if (contents.wasRead) albumDataReadDate_ = clock_.now();
   containerDicts_.clear();

@@ -15,12 +15,12 @@
 namespace moxtel {
 
 class LibraryDatabases;
-class MXSConsole;
+class Messages;
 
 class AlbumData final : public AlbumEntries {
  public:
   // Borrows everything.
-  AlbumData(LibraryDatabases& databases, MXSConsole& console, const Clock& clock = systemClock());
+  AlbumData(LibraryDatabases& databases, Messages& messages, const Clock& clock = systemClock());
 
   void loadAlbumData();
 
@@ -44,7 +44,7 @@ class AlbumData final : public AlbumEntries {
   void storeEntries(const Value& list, std::string_view keyName);
 
   LibraryDatabases& databases_;
-  MXSConsole& console_;
+  Messages& messages_;
   const Clock& clock_;
   std::optional<std::string> albumDataFilename_;
   std::optional<Date> albumDataReadDate_;

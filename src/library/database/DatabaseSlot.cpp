@@ -1,12 +1,12 @@
 #include "library/database/DatabaseSlot.h"
 
-#include "console/MXSConsole.h"
+#include "library/Messages.h"
 #include "library/PathNames.h"
 
 namespace moxtel {
 
-DatabaseSlot::DatabaseSlot(const LibrarySeams& seams, GuardedVfs& readOnly, MXSConsole& console)
-    : seams_(seams), readOnly_(readOnly), console_(console), budget_(seams.sleep) {}
+DatabaseSlot::DatabaseSlot(const LibrarySeams& seams, GuardedVfs& readOnly, Messages& messages)
+    : seams_(seams), readOnly_(readOnly), messages_(messages), budget_(seams.sleep) {}
 
 void DatabaseSlot::setPath(const std::optional<std::string>& path) {
   if (path == path_) return;
@@ -120,7 +120,7 @@ void DatabaseSlot::tell(Reason reason, const std::string& failure) {
       failure.empty() ? "A private copy of it is read." : "No private copy could be made: " + failure + ".";
   if (line == told_) return;
   told_ = line;
-  console_.showTitle(failure.empty() ? "Info" : "Error", line);
+  messages_.showTitle(failure.empty() ? "Info" : "Error", line);
 }
 
 void DatabaseSlot::releaseLocks() {

@@ -19,7 +19,7 @@ namespace moxtel {
 class DatabaseSlot final {
  public:
   // Borrows all three.
-  DatabaseSlot(const LibrarySeams& seams, GuardedVfs& readOnly, MXSConsole& console);
+  DatabaseSlot(const LibrarySeams& seams, GuardedVfs& readOnly, Messages& messages);
 
   // Another file, or none: what is open is closed.
   void setPath(const std::optional<std::string>& path);
@@ -59,7 +59,7 @@ class DatabaseSlot final {
 
   const LibrarySeams& seams_;
   GuardedVfs& readOnly_;
-  MXSConsole& console_;
+  Messages& messages_;
   std::optional<std::string> path_;
   std::optional<DatabaseNames> names_;
   DatabaseStamp stamp_;     // what connection_ is a connection to

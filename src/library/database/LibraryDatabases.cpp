@@ -4,8 +4,8 @@
 #include <system_error>
 #include <thread>
 
-#include "console/MXSConsole.h"
 #include "library/LibraryLocation.h"
+#include "library/Messages.h"
 #include "library/PathNames.h"
 #include "library/database/DatabaseSlot.h"
 #include "library/database/QueryRows.h"
@@ -32,11 +32,11 @@ LibrarySeams::LibrarySeams()
 
 class LibraryDatabases::State final {
  public:
-  State(EventLoop& loop, UserDefaults& defaults, ProcessRunner& processes, MXSConsole& console,
+  State(EventLoop& loop, UserDefaults& defaults, ProcessRunner& processes, Messages& messages,
         const PhotoApplicationFlags& flags, LibrarySeams seams)
-      : console_(console),
+      : messages_(messages),
         flags_(flags),
-        location_(defaults, processes, console, seams.defaultsTool),
+        location_(defaults, processes, messages, seams.defaultsTool),
         seams_(std::move(seams)),
         loop_(loop) {}
 
@@ -49,7 +49,7 @@ class LibraryDatabases::State final {
   Query run(DatabaseFile file, std::string_view sql, std::initializer_list<Value> values);
   void releaseLocks();
 
-  MXSConsole& console_;
+  Messages& messages_;
   const PhotoApplicationFlags& flags_;
   LibraryLocation location_;
   std::int32_t openCount_ = 0;
@@ -72,8 +72,8 @@ class LibraryDatabases::State final {
   EventLoop& loop_;
   GuardedVfs readOnly_;
   std::array<DatabaseSlot, 4> slots_{
-      DatabaseSlot(seams_, readOnly_, console_), DatabaseSlot(seams_, readOnly_, console_),
-      DatabaseSlot(seams_, readOnly_, console_), DatabaseSlot(seams_, readOnly_, console_)};
+      DatabaseSlot(seams_, readOnly_, messages_), DatabaseSlot(seams_, readOnly_, messages_),
+      DatabaseSlot(seams_, readOnly_, messages_), DatabaseSlot(seams_, readOnly_, messages_)};
   std::unique_ptr<Timer> idle_;
   bool releasePosted_ = false;
   bool usedSinceRelease_ = false;
@@ -95,9 +95,9 @@ void LibraryDatabases::State::readAttributes() {
   const FileStamp stamp = path ? stampOf(*path) : FileStamp{.error = ENOENT};
   if (stamp.kind == FileStamp::Kind::Missing) {
     const std::string why = std::error_code(stamp.error, std::generic_category()).message();
-    console_.showTitle("Error", format("Problem with reading iPhoto or Aperture data: '%@'\nPlease quit "
-                                       "MoxtelServer, start and quit iPhoto, then start MoxtelServer again.",
-                                       path ? *path + ": " + why : "no library path is known"));
+    messages_.showTitle("Error",
+                        unreadableDataMessage("iPhoto or Aperture data",
+                                              path ? *path + ": " + why : "no library path is known"));
     runStandalone_ = true;
     return;
   }
@@ -187,9 +187,8 @@ Query LibraryDatabases::State::run(DatabaseFile file, std::string_view sql,
 }
 
 LibraryDatabases::LibraryDatabases(EventLoop& loop, UserDefaults& defaults, ProcessRunner& processes,
-                                   MXSConsole& console, const PhotoApplicationFlags& flags,
-                                   LibrarySeams seams)
-    : state_(std::make_unique<State>(loop, defaults, processes, console, flags, std::move(seams))) {}
+                                   Messages& messages, const PhotoApplicationFlags& flags, LibrarySeams seams)
+    : state_(std::make_unique<State>(loop, defaults, processes, messages, flags, std::move(seams))) {}
 
 LibraryDatabases::~LibraryDatabases() = default;
 
@@ -205,7 +204,7 @@ void LibraryDatabases::loadDatabase() {
   NSLog("databaseFilename: '%@', proxiesDBFilename: '%@'", orNil(pathOf(DatabaseFile::Library)),
         orNil(pathOf(DatabaseFile::ImageProxies)));
   state_->readAttributes();
-  if (libraryPath()) explainPathOutsideAscii(*libraryPath(), state_->console_);
+  if (libraryPath()) explainPathOutsideAscii(*libraryPath(), state_->messages_);
 }
 
 bool LibraryDatabases::openDatabase() {

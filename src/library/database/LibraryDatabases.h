@@ -19,7 +19,7 @@
 namespace moxtel {
 
 class EventLoop;
-class MXSConsole;
+class Messages;
 class ProcessRunner;
 class UserDefaults;
 
@@ -84,7 +84,7 @@ class Query final {
 class LibraryDatabases final {
  public:
   // Borrows everything.
-  LibraryDatabases(EventLoop& loop, UserDefaults& defaults, ProcessRunner& processes, MXSConsole& console,
+  LibraryDatabases(EventLoop& loop, UserDefaults& defaults, ProcessRunner& processes, Messages& messages,
                    const PhotoApplicationFlags& flags, LibrarySeams seams = {});
   ~LibraryDatabases();
   LibraryDatabases(const LibraryDatabases&) = delete;

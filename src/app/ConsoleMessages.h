@@ -1,0 +1,19 @@
+// Shows the messages of the library, the scripts and the commands in the console. Core thread.
+#pragma once
+
+#include "console/MXSConsole.h"
+#include "library/Messages.h"
+
+namespace moxtel {
+
+class ConsoleMessages final : public Messages {
+ public:
+  // Borrows it.
+  explicit ConsoleMessages(MXSConsole& console) : console_(console) {}
+  void showTitle(std::string_view title, std::string_view info) override { console_.showTitle(title, info); }
+
+ private:
+  MXSConsole& console_;
+};
+
+}  // namespace moxtel
