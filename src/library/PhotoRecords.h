@@ -14,12 +14,14 @@
 #include <vector>
 
 #include "library/PhotoApplicationQueries.h"
+#include "library/RecordBuilder.h"
 #include "value/Value.h"
 
 namespace moxtel {
 
 class AlbumEntries;
 class LibraryDatabases;
+class Query;
 
 class PhotoRecords final {
  public:
@@ -40,10 +42,10 @@ class PhotoRecords final {
   Array wholeLibrary();
   bool isFolder(const Value& uuid);
   Array photosOfProject(const Value& uuid);
+  Array photosOf(Query query);
+  Dictionary photoRecord(const Query& row, Value uuid, const Value& foundBy, int coordinates);
   Array photosOfAlbum(const Value& uuid);
-  bool isLargePartOfLibrary(std::int32_t albumModelId);
-  std::optional<Array> photosOfLargeAlbum(std::int32_t albumModelId);
-  bool appendPhotosWithUuid(Array& photos, const Value& uuid, bool logged);
+  std::optional<Array> photosOfMembers(std::int32_t albumModelId);
   std::int32_t modelIdOfAlbum(const Value& uuid);
   std::vector<Text> membersOf(std::int32_t albumModelId);
   void addCaptions(Array& photos);
@@ -51,6 +53,7 @@ class PhotoRecords final {
   LibraryDatabases& databases_;
   const AlbumEntries& albumData_;
   PhotoApplicationQueries& application_;
+  RecordBuilder<8> builder_;
 };
 
 }  // namespace moxtel
