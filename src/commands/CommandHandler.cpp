@@ -47,6 +47,10 @@ class ReleasingChannel : public ReplyChannel {
     scope_.releaseLocks();
     return channel_.sendToClientResultObject(std::move(object));
   }
+  bool sendToClientResultData(ReplyData data) override {
+    scope_.releaseLocks();
+    return channel_.sendToClientResultData(std::move(data));
+  }
   bool sendToClientErrorString(std::string_view text) override {
     scope_.releaseLocks();
     return channel_.sendToClientErrorString(text);

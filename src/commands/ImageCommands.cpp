@@ -54,9 +54,8 @@ void ImageCommands::squareThumbOfPhoto(const CommandRequest& request, ReplyChann
     return;
   }
   const auto path = files_.thumbnailPathWithUuid(key, true, request["isFace"].boolValue());
-  FileContents contents = contentsOf(path);
-  if (contents.state == FileState::Open) {
-    reply.sendToClientResultObject(std::move(contents.bytes));
+  if (auto data = dataOf(path)) {
+    reply.sendToClientResultData(*std::move(data));
     return;
   }
   NSLog("found NO thumbnail at '%@' for key '%@'", pathValue(path), key);
@@ -93,20 +92,24 @@ void ImageCommands::fullscreenImageOfPhoto(const CommandRequest& request, ReplyC
   sendFile(files_.thumbnailPathWithUuid(key, false, false), kNoImage, reply);
 }
 
-FileContents ImageCommands::contentsOf(const std::optional<std::string>& path) {
-  FileContents contents = readToSend(files_.open(path), kLargestFile);
-  if (contents.state == FileState::TooLarge) {
+std::optional<ReplyData> ImageCommands::dataOf(const std::optional<std::string>& path) {
+  OpenFile file = files_.open(path);
+  if (file.state != FileState::Open) return std::nullopt;
+  if (file.size > kLargestFile) {
     messages_.showTitle(
-        "Info", format("File is too large to be sent (%llu bytes): '%@'", contents.size, pathValue(path)));
+        "Info", format("File is too large to be sent (%llu bytes): '%@'", file.size, pathValue(path)));
+    return std::nullopt;
   }
-  return contents;
+  if (file.size > kLargestReadWhole) return file;
+  FileContents contents = readAll(file, kLargestReadWhole);
+  if (contents.state != FileState::Open) return std::nullopt;
+  return std::move(contents.bytes);
 }
 
 void ImageCommands::sendFile(const std::optional<std::string>& path, std::string_view error,
                              ReplyChannel& reply) {
-  FileContents contents = contentsOf(path);
-  if (contents.state == FileState::Open) {
-    reply.sendToClientResultObject(std::move(contents.bytes));
+  if (auto data = dataOf(path)) {
+    reply.sendToClientResultData(*std::move(data));
   } else {
     reply.sendToClientErrorString(error);
   }

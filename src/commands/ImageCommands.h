@@ -18,9 +18,12 @@ class PictureDecoder;
 
 class ImageCommands final {
  public:
-  // A reply tells its length in 32 bits, and an archive of one data object takes less than 4 KiB above the
-  // data. A larger file is not read; the console says so.
+  // A reply's length has 32 bits, and an archive of one data object takes less than 4 KiB besides the data. A
+  // larger file is not sent; the console says so.
   static constexpr std::uint64_t kLargestFile = 0xFFFF'FFFF - 4096;
+  // Pictures are read whole before the reply begins, so that one that cannot be read gets an error reply.
+  // Larger files, which are movies, are read while they are sent.
+  static constexpr std::uint64_t kLargestReadWhole = std::uint64_t{32} << 20;
 
   // Borrows everything.
   ImageCommands(ImageFiles& files, PictureDecoder& decoder, Messages& messages);
@@ -34,8 +37,9 @@ class ImageCommands final {
   void squareThumbOfPhoto(const CommandRequest& request, ReplyChannel& reply);
   void imageOfPhoto(const CommandRequest& request, ReplyChannel& reply);
   void fullscreenImageOfPhoto(const CommandRequest& request, ReplyChannel& reply);
-  FileContents contentsOf(const std::optional<std::string>& path);
-  // The file's bytes as the result, or the error.
+  // Nothing when the file is missing, unreadable or too large.
+  std::optional<ReplyData> dataOf(const std::optional<std::string>& path);
+  // The file's content as the result, or the error.
   void sendFile(const std::optional<std::string>& path, std::string_view error, ReplyChannel& reply);
   std::optional<Bytes> jpegOfImage(const Value& key);
 

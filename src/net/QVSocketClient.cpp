@@ -143,7 +143,6 @@ bool QVSocketClient::connectTo(const std::string& host, std::string_view /*name*
   clientSocket_ = connection_.get();
   setSocketTimeouts(clientSocket_, std::max(std::chrono::ceil<std::chrono::seconds>(limits_.answer),
                                             std::chrono::seconds(1)));
-  setNoSigPipe(clientSocket_);
   if (::connect(clientSocket_, reinterpret_cast<const sockaddr*>(&*address), sizeof *address) != 0) {
     connectFailure_ = messageOf(errno);
     LogDebug("could not connect");
@@ -174,7 +173,7 @@ std::variant<Bytes, ExchangeFailure> QVSocketClient::exchange(const Dictionary& 
 }
 
 bool QVSocketClient::sendRequest(const Bytes& request) {
-  const std::span<const std::uint8_t> pieces[]{request};
+  const std::array<Piece, 1> pieces{request};
   return connection_ && sendPieces(connection_.get(), pieces, limits_.answer);
 }
 

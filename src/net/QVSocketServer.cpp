@@ -26,6 +26,9 @@ constexpr int kBacklog = 8;
 constexpr std::chrono::seconds kSocketTimeout{10};
 constexpr std::chrono::milliseconds kShortagePause{100};
 
+// A file is sent in parts of this size: a part stays in the processor's cache between its read and its write.
+constexpr std::size_t kFilePart = std::size_t{256} << 10;
+
 std::mutex sharedMutex;
 QVSocketServer* sharedServer = nullptr;
 
@@ -45,6 +48,23 @@ bool isShortage(int error) {
 bool isReadAgain(int error) { return error == EINTR || error == EAGAIN || error == EWOULDBLOCK; }
 
 std::optional<std::string> lookUpName(const std::string& address) { return nameOfHost(address); }
+
+// Writes the file's content up to its size at opening, reading it as the peer takes it. False when the
+// connection fails, and when the file has become shorter or cannot be read.
+bool sendContent(int client, const OpenFile& file, std::chrono::milliseconds progressLimit) {
+  Bytes buffer(std::min<std::uint64_t>(kFilePart, file.size));
+  for (std::uint64_t done = 0; done < file.size;) {
+    const std::span part = std::span(buffer).first(std::min<std::uint64_t>(kFilePart, file.size - done));
+    if (readAt(file, done, part) != part.size()) {
+      NSLog("could not read all of '%@' while it was sent", file.path);
+      return false;
+    }
+    const std::array<Piece, 1> pieces{part};
+    if (!sendPieces(client, pieces, progressLimit, MoreFollows::Yes)) return false;
+    done += part.size();
+  }
+  return true;
+}
 
 }  // namespace
 
@@ -119,7 +139,6 @@ bool QVSocketServer::listenOn(std::uint16_t port) {
   ::setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
   setSocketTimeouts(socket, kSocketTimeout);
   setDeadPeerOptions(socket);
-  setNoSigPipe(socket);
   // The accept thread polls: a connection that has gone again by then must not block it.
   ::fcntl(socket, F_SETFL, O_NONBLOCK);
 
@@ -300,6 +319,11 @@ bool QVSocketServer::sendToClientResultObject(Value object) {
   return sendToClientSerializedObject(resultEnvelope(std::move(object)));
 }
 
+bool QVSocketServer::sendToClientResultData(ReplyData data) {
+  if (auto* bytes = std::get_if<Bytes>(&data)) return sendToClientResultObject(std::move(*bytes));
+  return sendFileReply(std::get<OpenFile>(data));
+}
+
 bool QVSocketServer::sendToClientErrorString(std::string_view text) {
   return sendToClientSerializedObject(errorEnvelope(text));
 }
@@ -307,20 +331,38 @@ bool QVSocketServer::sendToClientErrorString(std::string_view text) {
 bool QVSocketServer::sendToClientSerializedObject(Value object) {
   if (remoteSocket() == 0) return false;
   const ArchivePieces archive = archivedPieces(std::move(object));
-  if (archive.size() > limits_.largestReply) {
-    NSLog("a reply of %llu bytes is too large to be sent", static_cast<std::uint64_t>(archive.size()));
+  return sendFrame(archive.size(), [&](int client, Piece length) {
+    std::vector<Piece> frame{length};
+    frame.insert(frame.end(), archive.pieces().begin(), archive.pieces().end());
+    return sendPieces(client, frame, limits_.progress);
+  });
+}
+
+bool QVSocketServer::sendFileReply(const OpenFile& file) {
+  if (remoteSocket() == 0) return false;
+  const ArchiveAroundData archive = archiveAroundData(kResultKey, file.size);
+  const std::uint64_t size = archive.before.size() + file.size + archive.after.size();
+  return sendFrame(size, [&](int client, Piece length) {
+    const std::array<Piece, 2> head{length, archive.before};
+    const std::array<Piece, 1> tail{archive.after};
+    return sendPieces(client, head, limits_.progress, MoreFollows::Yes) &&
+           sendContent(client, file, limits_.progress) && sendPieces(client, tail, limits_.progress);
+  });
+}
+
+// One whole reply: `write` writes the length and then the archive.
+bool QVSocketServer::sendFrame(std::uint64_t archiveSize,
+                               const std::function<bool(int socket, Piece length)>& write) {
+  if (archiveSize > limits_.largestReply) {
+    NSLog("a reply of %llu bytes is too large to be sent", archiveSize);
     return false;
   }
-  const auto length = static_cast<std::uint32_t>(archive.size());
-  std::vector<std::span<const std::uint8_t>> frame{
-      {reinterpret_cast<const std::uint8_t*>(&length), sizeof length}};
-  frame.insert(frame.end(), archive.pieces().begin(), archive.pieces().end());
-
+  const auto length = static_cast<std::uint32_t>(archiveSize);
   const std::lock_guard lock(sending_);
   const std::int32_t client = remoteSocket();
   if (client == 0) return false;
-  if (sendPieces(client, frame, limits_.progress)) return true;
-  // Part of a reply may be out: what followed it could not be told apart.
+  if (write(client, {reinterpret_cast<const std::uint8_t*>(&length), sizeof length})) return true;
+  // Part of a reply may be written: the client could not tell where the next one begins.
   cutConnection();
   return false;
 }

@@ -89,6 +89,7 @@ class QVSocketServer final : public ReplyChannel {
   // The envelope's bytes follow one another on whatever thread calls; two replies never mix. False when no
   // client is connected, when it cannot be told all of it, or when the archive is too large to be framed.
   bool sendToClientResultObject(Value object) override;
+  bool sendToClientResultData(ReplyData data) override;
   bool sendToClientErrorString(std::string_view text) override;
   bool sendToClientSerializedObject(Value object) override;
 
@@ -117,6 +118,8 @@ class QVSocketServer final : public ReplyChannel {
   void endConnection();
   void cutConnection();
   void refuseClients();
+  bool sendFileReply(const OpenFile& file);
+  bool sendFrame(std::uint64_t archiveSize, const std::function<bool(int socket, Piece length)>& write);
   void notify(std::string_view name, const void* object, Value userInfo);
 
   NotificationCenter& notifications_;

@@ -4,7 +4,9 @@
 #include <stdexcept>
 #include <string_view>
 #include <utility>
+#include <variant>
 
+#include "platform/files/FileReader.h"
 #include "value/Value.h"
 
 namespace moxtel {
@@ -16,16 +18,22 @@ class NilObjectError : public std::logic_error {
   NilObjectError() : std::logic_error("a nil object cannot be put into a reply") {}
 };
 
+inline constexpr std::string_view kResultKey = "result";
+
 // What goes over the wire: {"result": object}, which throws NilObjectError for nil, and {"error": text}.
 inline Value resultEnvelope(Value object) {
   if (object.isNil()) throw NilObjectError();
   Dictionary envelope;
-  envelope.append("result", std::move(object));
+  envelope.append(kResultKey, std::move(object));
   return envelope;
 }
 inline Value errorEnvelope(std::string_view text) { return Dictionary{{"error", text}}; }
 
-// Objects are taken by value: what the caller moves in and nobody else holds is given back as soon as its
+// The data of a reply: bytes, or an open regular file, whose content up to its size at opening is read while
+// it is sent.
+using ReplyData = std::variant<Bytes, OpenFile>;
+
+// Objects are taken by value: an object that the caller moves in and does not share is freed as soon as its
 // archive no longer needs it, before the reply is written.
 class ReplyChannel {
  public:
@@ -33,6 +41,9 @@ class ReplyChannel {
   // The envelope {"result": object}. A nil object throws NilObjectError: nothing is sent. True iff all was
   // written.
   virtual bool sendToClientResultObject(Value object) = 0;
+  // The envelope {"result": data}. A file that becomes shorter or cannot be read while it is sent ends the
+  // connection: the client never takes a part of it for the whole.
+  virtual bool sendToClientResultData(ReplyData data) = 0;
   // The envelope {"error": text}.
   virtual bool sendToClientErrorString(std::string_view text) = 0;
   // A ready-made envelope, or any other value.

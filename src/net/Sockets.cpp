@@ -2,15 +2,13 @@
 
 #include <arpa/inet.h>
 #include <fcntl.h>
+#include <linux/sockios.h>
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <sys/uio.h>
-#ifdef __linux__
-#include <linux/sockios.h>
-#endif
 
 #include <algorithm>
 #include <array>
@@ -23,57 +21,38 @@ namespace {
 using SteadyClock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-#ifdef MSG_MORE
-constexpr int kMoreFollows = MSG_MORE;
-#else
-constexpr int kMoreFollows = 0;
-#endif
-#ifdef MSG_NOSIGNAL
-constexpr int kNoSignal = MSG_NOSIGNAL;
-#else
-constexpr int kNoSignal = 0;
-#endif
-
-// Below the least that systems promise for one call (IOV_MAX).
+// Below the number that systems accept in one call (IOV_MAX).
 constexpr std::size_t kPiecesPerCall = 512;
 
 void setOption(int socket, int level, int option, int value) {
   ::setsockopt(socket, level, option, &value, sizeof value);
 }
 
-// Standard input, output and error stay what they are for the rest of the program, and 0 says "no client".
+// Standard input, output and error keep their meaning for the rest of the program, and 0 means "no client".
 FileDescriptor aboveStandardDescriptors(FileDescriptor descriptor) {
   if (!descriptor || descriptor.get() > STDERR_FILENO) return descriptor;
   return FileDescriptor(::fcntl(descriptor.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
 }
 
-#ifndef __linux__
-FileDescriptor closedOnExec(FileDescriptor descriptor) {
-  if (descriptor) ::fcntl(descriptor.get(), F_SETFD, FD_CLOEXEC);
-  return descriptor;
-}
-#endif
-
-// What is left to write of some pieces.
+// The part of some pieces that is not written yet.
 class Remainder {
  public:
-  explicit Remainder(std::span<const std::span<const std::uint8_t>> pieces) : pieces_(pieces) { advance(0); }
+  explicit Remainder(std::span<const Piece> pieces) : pieces_(pieces) { advance(0); }
 
   bool empty() const { return pieces_.empty(); }
 
-  ssize_t sendSome(int socket) const {
+  ssize_t sendSome(int socket, MoreFollows more) const {
     std::array<iovec, kPiecesPerCall> parts;
     const std::size_t count = std::min(pieces_.size(), parts.size());
     for (std::size_t i = 0; i < count; ++i) {
-      const std::size_t skipped = i == 0 ? offset_ : 0;
-      parts[i] = {const_cast<std::uint8_t*>(pieces_[i].data()) + skipped, pieces_[i].size() - skipped};
+      const Piece piece = i == 0 ? pieces_[i].subspan(offset_) : pieces_[i];
+      parts[i] = {const_cast<std::uint8_t*>(piece.data()), piece.size()};
     }
     msghdr message{};
     message.msg_iov = parts.data();
-    message.msg_iovlen = static_cast<decltype(message.msg_iovlen)>(count);
-    // The last call of a reply tells the system to send what it holds back.
-    return ::sendmsg(socket, &message,
-                     MSG_DONTWAIT | kNoSignal | (count < pieces_.size() ? kMoreFollows : 0));
+    message.msg_iovlen = count;
+    const bool isLast = count == pieces_.size() && more == MoreFollows::No;
+    return ::sendmsg(socket, &message, MSG_DONTWAIT | MSG_NOSIGNAL | (isLast ? 0 : MSG_MORE));
   }
 
   void advance(std::size_t count) {
@@ -85,25 +64,19 @@ class Remainder {
   }
 
  private:
-  std::span<const std::span<const std::uint8_t>> pieces_;
+  std::span<const Piece> pieces_;
   std::size_t offset_ = 0;  // into the first piece
 };
 
-// Bytes that the peer has not acknowledged; -1 when the system does not tell.
+// Bytes that the peer has not acknowledged; -1 when the system does not say.
 int unacknowledgedBytes(int socket) {
   int count = -1;
-#if defined(SIOCOUTQ)
-  if (::ioctl(socket, SIOCOUTQ, &count) != 0) return -1;
-#elif defined(SO_NWRITE)
-  socklen_t size = sizeof count;
-  if (::getsockopt(socket, SOL_SOCKET, SO_NWRITE, &count, &size) != 0) return -1;
-#endif
-  return count;
+  return ::ioctl(socket, SIOCOUTQ, &count) == 0 ? count : -1;
 }
 
-// Waits until the socket takes more, or fails. False when the peer acknowledged nothing for the whole limit.
-// A socket takes more only when a good part of its buffer is free: a slow peer acknowledges much and often
-// before that, which is why the waiting looks at what is acknowledged.
+// Waits until the socket accepts more bytes or fails. False when the peer acknowledged no byte during the
+// whole limit. A socket accepts more only when a good part of its buffer is free; a slow peer acknowledges
+// many bytes before that, which is why the loop looks at the acknowledged bytes.
 bool waitForProgress(int socket, milliseconds limit) {
   int waiting = unacknowledgedBytes(socket);
   auto deadline = SteadyClock::now() + limit;
@@ -123,25 +96,14 @@ bool waitForProgress(int socket, milliseconds limit) {
 }  // namespace
 
 FileDescriptor makeStreamSocket() {
-#ifdef __linux__
   return aboveStandardDescriptors(FileDescriptor(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)));
-#else
-  return aboveStandardDescriptors(closedOnExec(FileDescriptor(::socket(AF_INET, SOCK_STREAM, 0))));
-#endif
 }
 
 FileDescriptor acceptConnection(int listener, sockaddr_in& peer) {
   peer = {};
   socklen_t size = sizeof peer;
   auto* address = reinterpret_cast<sockaddr*>(&peer);
-#ifdef __linux__
   return aboveStandardDescriptors(FileDescriptor(::accept4(listener, address, &size, SOCK_CLOEXEC)));
-#else
-  auto connection = closedOnExec(FileDescriptor(::accept(listener, address, &size)));
-  // Here connections inherit the listener's mode; reading is to block.
-  if (connection) ::fcntl(connection.get(), F_SETFL, 0);
-  return aboveStandardDescriptors(std::move(connection));
-#endif
 }
 
 std::string dottedQuad(const sockaddr_in& address) {
@@ -150,36 +112,22 @@ std::string dottedQuad(const sockaddr_in& address) {
 }
 
 void setSocketTimeouts(int socket, std::chrono::seconds limit) {
-  timeval time{};
-  time.tv_sec = static_cast<decltype(time.tv_sec)>(limit.count());
+  const timeval time{limit.count(), 0};
   ::setsockopt(socket, SOL_SOCKET, SO_SNDTIMEO, &time, sizeof time);
   ::setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &time, sizeof time);
 }
 
 void setDeadPeerOptions(int socket) {
   setOption(socket, SOL_SOCKET, SO_KEEPALIVE, 1);
-#ifdef TCP_KEEPIDLE
   setOption(socket, IPPROTO_TCP, TCP_KEEPIDLE, 20);
-#endif
-#ifdef TCP_KEEPINTVL
   setOption(socket, IPPROTO_TCP, TCP_KEEPINTVL, 10);
   setOption(socket, IPPROTO_TCP, TCP_KEEPCNT, 3);
-#endif
-#ifdef TCP_USER_TIMEOUT
   setOption(socket, IPPROTO_TCP, TCP_USER_TIMEOUT, 45'000);
-#endif
 }
 
-void setNoSigPipe([[maybe_unused]] int socket) {
-#ifdef SO_NOSIGPIPE
-  setOption(socket, SOL_SOCKET, SO_NOSIGPIPE, 1);
-#endif
-}
-
-bool sendPieces(int socket, std::span<const std::span<const std::uint8_t>> pieces,
-                milliseconds progressLimit) {
+bool sendPieces(int socket, std::span<const Piece> pieces, milliseconds progressLimit, MoreFollows more) {
   for (Remainder rest(pieces); !rest.empty();) {
-    const ssize_t sent = rest.sendSome(socket);
+    const ssize_t sent = rest.sendSome(socket, more);
     if (sent >= 0) {
       rest.advance(static_cast<std::size_t>(sent));
     } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
@@ -191,20 +139,8 @@ bool sendPieces(int socket, std::span<const std::span<const std::uint8_t>> piece
   return true;
 }
 
-Waker::Waker() {
-  int ends[2];
-#ifdef __linux__
-  if (::pipe2(ends, O_CLOEXEC) != 0) return;
-#else
-  if (::pipe(ends) != 0) return;
-  for (const int end : ends) ::fcntl(end, F_SETFD, FD_CLOEXEC);
-#endif
-  reading_ = FileDescriptor(ends[0]);
-  writing_ = FileDescriptor(ends[1]);
-}
-
 bool Waker::wokenWithin(milliseconds time) const {
-  pollfd poll{reading_.get(), POLLIN, 0};
+  pollfd poll{pipe_.readEnd.get(), POLLIN, 0};
   return ::poll(&poll, 1, static_cast<int>(time.count())) > 0;
 }
 

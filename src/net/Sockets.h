@@ -1,5 +1,5 @@
-// The system calls that server and client share, with what differs between systems. No child process inherits
-// a descriptor made here. Any thread. Failures leave errno as the system set it.
+// The socket calls that server and client share. No child process inherits a descriptor made here. Any
+// thread. Failures leave errno as the system set it.
 #pragma once
 
 #include <netinet/in.h>
@@ -11,10 +11,11 @@
 #include <string>
 
 #include "platform/files/FileDescriptor.h"
+#include "platform/process/Pipe.h"
 
 namespace moxtel {
 
-// A TCP socket over IPv4; none on failure.
+// A TCP socket over IPv4; none on failure. Never one of the descriptors 0 to 2.
 FileDescriptor makeStreamSocket();
 
 // The next waiting connection and its peer; none on failure. Never one of the descriptors 0 to 2.
@@ -26,33 +27,35 @@ std::string dottedQuad(const sockaddr_in& address);
 // How long sending, connecting and reading may each take before they fail with EAGAIN.
 void setSocketTimeouts(int socket, std::chrono::seconds limit);
 
-// A peer that answers nothing any more, not even the probes of an idle connection, is given up within a
-// minute; one that is only silent is not. Accepted sockets inherit it from the listening one.
+// Ends the connection to a peer that no longer answers, not even the probes of an idle connection, within a
+// minute; a peer that is only silent stays connected. Accepted sockets inherit it from the listening one.
 void setDeadPeerOptions(int socket);
 
-// Writing to a connection that the peer has closed fails with EPIPE and raises no signal, where the system
-// wants that said once for a socket (elsewhere sendPieces says it each time).
-void setNoSigPipe(int socket);
+// Whether the caller writes more of the same message right after these bytes: the system then need not send
+// what does not fill a packet.
+enum class MoreFollows : bool { No, Yes };
 
-// Writes all pieces, however slowly the peer takes them, as one stream. False when the connection fails, or
-// when the peer acknowledged not one byte for the whole limit; part of it may have been written then.
-bool sendPieces(int socket, std::span<const std::span<const std::uint8_t>> pieces,
-                std::chrono::milliseconds progressLimit);
+using Piece = std::span<const std::uint8_t>;
 
-// A descriptor to poll together with others, and the way to wake whoever polls it, for good.
+// Writes all pieces, one after another. False when the connection fails, or when the peer acknowledged no
+// byte during the whole limit; part of it may have been written then. Raises no SIGPIPE.
+bool sendPieces(int socket, std::span<const Piece> pieces, std::chrono::milliseconds progressLimit,
+                MoreFollows more = MoreFollows::No);
+
+// A descriptor to poll together with others, and a way to wake the thread that polls it. It stays readable
+// once woken.
 class Waker final {
  public:
-  Waker();
-  // False when the system had no descriptors for it.
-  explicit operator bool() const noexcept { return static_cast<bool>(reading_); }
-  int descriptor() const noexcept { return reading_.get(); }
-  void wake() noexcept { writing_.close(); }
+  Waker() : pipe_(makePipe(PipeBlocking::Blocking)) {}
+  // False when the system had no descriptors for it; errno says why.
+  explicit operator bool() const noexcept { return static_cast<bool>(pipe_.readEnd); }
+  int descriptor() const noexcept { return pipe_.readEnd.get(); }
+  void wake() noexcept { pipe_.writeEnd.close(); }
   // Waits; true when it was woken, false when the time is over.
   bool wokenWithin(std::chrono::milliseconds time) const;
 
  private:
-  FileDescriptor reading_;
-  FileDescriptor writing_;
+  Pipe pipe_;
 };
 
 }  // namespace moxtel

@@ -186,6 +186,19 @@ TEST_F(ImageCommandsTest, doesNotReadAFileWhoseReplyWouldBeTooLong) {
   EXPECT_EQ(served.messages.count("Info", "5368709120 bytes"), 1);
 }
 
+TEST_F(ImageCommandsTest, readsALargeFileOnlyWhileItIsSent) {
+  const std::string path = file("Masters/a.jpg", "start");
+  const auto sizeOfBytes = [&](std::uint64_t size) {
+    EXPECT_EQ(::truncate(path.c_str(), static_cast<off_t>(size)), 0);
+    const auto sent = repliesFor("Data of Photo", "v");
+    return sent.size() == 1 ? sent[0]["result"].data().size() : 0;
+  };
+  EXPECT_EQ(sizeOfBytes(ImageCommands::kLargestReadWhole), ImageCommands::kLargestReadWhole);
+  EXPECT_EQ(channel.openFiles, 0);
+  EXPECT_EQ(sizeOfBytes(ImageCommands::kLargestReadWhole + 1), ImageCommands::kLargestReadWhole + 1);
+  EXPECT_EQ(channel.openFiles, 1);
+}
+
 TEST_F(ImageCommandsTest, doesNotWaitForAFifo) {
   std::filesystem::create_directories(files.path() + "/Masters");
   ASSERT_EQ(::mkfifo((files.path() + "/Masters/a.jpg").c_str(), 0600), 0);
@@ -216,7 +229,7 @@ TEST(ImageCommandsLimit, leavesRoomForTheArchiveAroundTheData) {
   }
 }
 
-TEST(ImageCommandsLimit, borrowsTheBytesOfALargeFileForTheReply) {
+TEST(ImageCommandsLimit, borrowsTheBytesOfALargePictureForTheReply) {
   const Value envelope = resultEnvelope(Bytes(50'000'000));
   const ArchivePieces pieces = archivedPieces(envelope);
   const Bytes& bytes = envelope["result"].data();

@@ -267,6 +267,7 @@ TEST_F(MetadataCommandsTest, leavesTheLibraryToOthersBeforeItReplies) {
    public:
     explicit Checking(test::TestLibrary& library) : library_(library) {}
     bool sendToClientResultObject(Value) override { return check(); }
+    bool sendToClientResultData(ReplyData) override { return check(); }
     bool sendToClientErrorString(std::string_view) override { return check(); }
     bool sendToClientSerializedObject(Value) override { return check(); }
     int replies = 0;

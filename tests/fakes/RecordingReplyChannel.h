@@ -14,6 +14,14 @@ class RecordingReplyChannel : public ReplyChannel {
   bool sendToClientResultObject(Value object) override {
     return sendToClientSerializedObject(resultEnvelope(std::move(object)));
   }
+  // Reads an open file whole, as the client does.
+  bool sendToClientResultData(ReplyData data) override {
+    if (const auto* file = std::get_if<OpenFile>(&data)) {
+      ++openFiles;
+      return sendToClientResultObject(readAll(*file, UINT64_MAX).bytes);
+    }
+    return sendToClientResultObject(std::get<Bytes>(std::move(data)));
+  }
   bool sendToClientErrorString(std::string_view text) override {
     return sendToClientSerializedObject(errorEnvelope(text));
   }
@@ -23,6 +31,7 @@ class RecordingReplyChannel : public ReplyChannel {
   }
 
   std::vector<Value> envelopes;
+  int openFiles = 0;  // replies whose data was an open file
 };
 
 }  // namespace moxtel

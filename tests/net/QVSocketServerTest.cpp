@@ -6,9 +6,11 @@
 #include <sys/socket.h>
 
 #include <filesystem>
+#include <fstream>
 #include <thread>
 
 #include "plist/KeyedArchive.h"
+#include "tests/TemporaryFolder.h"
 #include "tests/net/ServerFixture.h"
 
 namespace moxtel {
@@ -251,6 +253,109 @@ TEST_F(Server, writesLargeRepliesWhole) {
   ASSERT_EQ(envelope["result"].array().size(), 2u);
   EXPECT_EQ(envelope["result"].array()[0].data().size(), 20u << 20);
   EXPECT_EQ(envelope["result"].array()[1].data().size(), 10u << 20);
+}
+
+class FileReply : public ServerFixture {
+ protected:
+  FileReply() {
+    onData([this](const Notification&) { sendFile(); });
+  }
+  // A file whose bytes differ from part to part.
+  void writeFile(std::size_t size) {
+    content.resize(size);
+    for (std::size_t i = 0; i < size; ++i) content[i] = static_cast<std::uint8_t>(i * 7 + (i >> 16));
+    std::ofstream(path, std::ios::binary)
+        .write(reinterpret_cast<const char*>(content.data()), static_cast<std::streamsize>(size));
+  }
+  void sendFile() {
+    OpenFile file = openRegularFile(path);
+    if (afterOpening) afterOpening();
+    sent.add(server->sendToClientResultData(std::move(file)));
+  }
+
+  TemporaryFolder folder;
+  const std::string path = folder.path() / "movie";
+  Bytes content;
+  std::function<void()> afterOpening;
+};
+
+TEST_F(FileReply, hasTheBytesOfTheSameReplyFromMemory) {
+  start();
+  RawClient client = connected();
+  for (const std::size_t size : {0u, 1u, 70'000u, 256u << 10, 5'000'000u}) {
+    writeFile(size);
+    ASSERT_TRUE(client.send("?"));
+    const auto body = client.readFrame();
+    ASSERT_TRUE(body) << size;
+    EXPECT_TRUE(*body == archivedData(Dictionary{{"result", content}})) << size;
+  }
+  ASSERT_TRUE(sent.waitFor(5));
+  EXPECT_THAT(sent.all(), testing::Each(true));
+}
+
+TEST_F(FileReply, endsWhereTheFileEndedWhenItWasOpened) {
+  writeFile(500'000);
+  afterOpening = [&] { std::ofstream(path, std::ios::app) << "more"; };
+  start();
+  RawClient client = connected();
+  ASSERT_TRUE(client.send("?"));
+  EXPECT_TRUE(client.readEnvelope()["result"].data() == content);
+}
+
+TEST_F(FileReply, endsTheConnectionWhenTheFileHasBecomeShorter) {
+  std::size_t replies = 0;
+  for (const std::size_t left : {499'999u, 1u, 0u}) {
+    writeFile(500'000);
+    afterOpening = [&] { std::filesystem::resize_file(path, left); };
+    start();
+    RawClient client = connected();
+    ASSERT_TRUE(client.send("?"));
+    EXPECT_FALSE(client.readFrame()) << left;
+    ASSERT_TRUE(sent.waitFor(++replies));
+    EXPECT_FALSE(sent.all().back());
+    EXPECT_TRUE(log.contains("could not read all of '" + path + "' while it was sent"));
+    expectServesTheNext();
+    server->stop();
+    onData([this](const Notification&) { sendFile(); });
+  }
+}
+
+TEST_F(FileReply, isRefusedWhenNoLengthCanExpressIt) {
+  writeFile(1000);
+  start({.largestReply = 1000});
+  RawClient client = connected();
+  ASSERT_TRUE(client.send("?"));
+  ASSERT_TRUE(sent.waitFor(1));
+  EXPECT_FALSE(sent.all()[0]);
+  EXPECT_TRUE(logged("a reply of "));
+  onData([&](const Notification&) { server->sendToClientErrorString("x"); });
+  ASSERT_TRUE(client.send("?"));
+  EXPECT_EQ(client.readEnvelope()["error"], Value("x"));
+}
+
+TEST_F(FileReply, endsWithTheConnectionWhenTheClientTakesNothing) {
+  writeFile(16 << 20);
+  start({.progress = 100ms});
+  RawClient client = connected(4096);
+  ASSERT_TRUE(client.send("?"));
+  ASSERT_TRUE(sent.waitFor(1));
+  EXPECT_FALSE(sent.all()[0]);
+  ASSERT_TRUE(changes.waitFor(2));
+  expectServesTheNext();
+}
+
+TEST_F(FileReply, isNotWrittenWithoutAClient) {
+  writeFile(10);
+  start();
+  EXPECT_FALSE(server->sendToClientResultData(openRegularFile(path)));
+}
+
+TEST_F(Server, sendsBytesAsTheResult) {
+  onData([&](const Notification&) { server->sendToClientResultData(Bytes{1, 2}); });
+  start();
+  RawClient client = connected();
+  ASSERT_TRUE(client.send("?"));
+  EXPECT_EQ(client.readEnvelope()["result"], Value(Bytes{1, 2}));
 }
 
 TEST_F(Server, writesNothingWithoutAClient) {

@@ -5,11 +5,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <filesystem>
 #include <fstream>
 
-#include "platform/process/Pipe.h"
 #include "tests/TemporaryFolder.h"
 
 namespace moxtel {
@@ -115,69 +113,14 @@ TEST_F(FileReaderTest, readsTheStartAndThenTheWhole) {
   EXPECT_TRUE(readStart(openRegularFile(at("none")), 4).empty());
 }
 
-// A file that is mapped, with something to know it by at its end.
-constexpr std::uint64_t kLarge = kOwnPagesFrom + 5000;
-
-class LargeFile : public FileReaderTest {
- protected:
-  LargeFile() : path(file("large", "start")) {
-    EXPECT_EQ(::truncate(path.c_str(), kLarge - 3), 0);
-    std::ofstream(path, std::ios::app) << "end";
-  }
-  const std::string path;
-};
-
-TEST_F(LargeFile, isReadWholeToBeSent) {
-  const FileContents contents = readToSend(openRegularFile(path), kLarge);
-  ASSERT_EQ(contents.state, FileState::Open);
-  ASSERT_EQ(contents.bytes.size(), kLarge);
-  const std::string_view text(reinterpret_cast<const char*>(contents.bytes.data()), kLarge);
-  EXPECT_TRUE(text.starts_with("start"));
-  EXPECT_TRUE(text.ends_with(std::string_view("\0end", 4)));
-  EXPECT_EQ(contents.bytes, readAll(openRegularFile(path), kAny).bytes);
-}
-
-TEST_F(LargeFile, isNotChangedByWhoWritesToTheBytes) {
-  FileContents contents = readToSend(openRegularFile(path), kAny);
-  ASSERT_EQ(contents.state, FileState::Open);
-  contents.bytes[0] = 'S';
-  EXPECT_EQ(readStart(openRegularFile(path), 1).at(0), 's');
-}
-
-TEST_F(LargeFile, isUnreadableWhenItShrankAByteOrMore) {
-  for (const std::uint64_t less : {std::uint64_t{1}, std::uint64_t{20'000}, kLarge}) {
-    const OpenFile open = openRegularFile(path);
-    ASSERT_EQ(::truncate(path.c_str(), static_cast<off_t>(kLarge - less)), 0);
-    const FileContents contents = readToSend(open, kAny);
-    EXPECT_EQ(contents.state, FileState::Unreadable) << less;
-    EXPECT_TRUE(contents.bytes.empty());
-    ASSERT_EQ(::truncate(path.c_str(), static_cast<off_t>(kLarge)), 0);
-  }
-}
-
-TEST_F(LargeFile, keepsItsLengthWhenSomethingIsAdded) {
-  const OpenFile open = openRegularFile(path);
-  std::ofstream(path, std::ios::app) << "more";
-  EXPECT_EQ(readToSend(open, kAny).bytes.size(), kLarge);
-}
-
-TEST_F(LargeFile, isNotReadAboveTheLimit) {
-  EXPECT_EQ(readToSend(openRegularFile(path), kLarge - 1).state, FileState::TooLarge);
-}
-
-// Cut after it was read: whoever sends it gets an error or all of it, and no signal.
-TEST_F(LargeFile, failsTheCallThatSendsItWhenItIsCutMeanwhile) {
-  const FileContents contents = readToSend(openRegularFile(path), kAny);
-  ASSERT_EQ(contents.state, FileState::Open);
-  ASSERT_EQ(::truncate(path.c_str(), 0), 0);
-  const Pipe pipe = makePipe(PipeBlocking::NonBlocking);
-  const ssize_t written = ::write(pipe.writeEnd.get(), contents.bytes.data() + kLarge - 100, 100);
-  EXPECT_TRUE(written == 100 || (written < 0 && errno == EFAULT)) << written << " " << errno;
-}
-
-TEST_F(FileReaderTest, readsASmallFileToBeSent) {
-  EXPECT_EQ(textOf(readToSend(openRegularFile(file("a", "12345")), kAny).bytes), "12345");
-  EXPECT_EQ(readToSend(openRegularFile(at("none")), kAny).state, FileState::Missing);
+TEST_F(FileReaderTest, readsAPartFromAnOffset) {
+  const OpenFile open = openRegularFile(file("a", "1234567890"));
+  Bytes part(4);
+  EXPECT_EQ(readAt(open, 3, part), 4U);
+  EXPECT_EQ(textOf(part), "4567");
+  EXPECT_EQ(readAt(open, 8, part), 2U);
+  EXPECT_EQ(textOf(part), "9067");
+  EXPECT_EQ(readAt(open, 11, part), 0U);
 }
 
 TEST_F(FileReaderTest, letsNoChildInheritTheFile) {

@@ -1,15 +1,12 @@
 #include "platform/files/FileReader.h"
 
 #include <fcntl.h>
-#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <new>
-
-#include "value/Pages.h"
 
 namespace moxtel {
 namespace {
@@ -72,47 +69,6 @@ void readInto(FileContents& contents, const OpenFile& file) {
   if (readUpTo(file.descriptor.get(), bytes.data(), bytes.size()) != bytes.size()) makeUnreadable(contents);
 }
 
-enum class Mapping : std::uint8_t { Done, Impossible, Failed };
-
-#ifdef MADV_POPULATE_READ
-// Reads every page in, so that what cannot be read is known before the first byte is sent.
-Mapping populate(Bytes& bytes) {
-  ::madvise(bytes.data(), bytes.size(), MADV_SEQUENTIAL);
-  for (std::size_t done = 0; done < bytes.size();) {
-    const std::size_t count = std::min(kPiece, bytes.size() - done);
-    if (::madvise(bytes.data() + done, count, MADV_POPULATE_READ) == 0) {
-      done += count;
-    } else if (errno == EINVAL) {
-      return Mapping::Impossible;  // an older system
-    } else if (errno != EINTR && errno != EAGAIN) {
-      return Mapping::Failed;
-    }
-  }
-  return Mapping::Done;
-}
-
-// Lays the file over the buffer, whose pages are its own. After Impossible the buffer is as it was.
-Mapping mapOver(Bytes& bytes, const OpenFile& file) {
-  const std::size_t length = wholePages(bytes.size());
-  constexpr int kAccess = PROT_READ | PROT_WRITE;
-  constexpr int kPlace = MAP_PRIVATE | MAP_FIXED | MAP_NORESERVE;
-  Mapping mapping = Mapping::Impossible;
-  if (::mmap(bytes.data(), length, kAccess, kPlace, file.descriptor.get(), 0) != MAP_FAILED)
-    mapping = populate(bytes);
-  if (mapping == Mapping::Impossible) {
-    const bool restored = ::mmap(bytes.data(), length, kAccess, kPlace | MAP_ANONYMOUS, -1, 0) != MAP_FAILED;
-    return restored ? Mapping::Impossible : Mapping::Failed;
-  }
-  // A file that lost less than its last page has zeros there.
-  struct stat facts = {};
-  const bool isWhole = ::fstat(file.descriptor.get(), &facts) == 0 && facts.st_size >= 0 &&
-                       static_cast<std::uint64_t>(facts.st_size) >= bytes.size();
-  return isWhole ? mapping : Mapping::Failed;
-}
-#else
-Mapping mapOver(Bytes&, const OpenFile&) { return Mapping::Impossible; }
-#endif
-
 }  // namespace
 
 OpenFile openRegularFile(const std::string& path) {
@@ -138,21 +94,6 @@ OpenFile openRegularFile(const std::string& path) {
 FileContents readAll(const OpenFile& file, std::uint64_t maximumSize) {
   FileContents contents = withRoomFor(file, maximumSize);
   if (contents.state == FileState::Open) readInto(contents, file);
-  return contents;
-}
-
-FileContents readToSend(const OpenFile& file, std::uint64_t maximumSize) {
-  FileContents contents = withRoomFor(file, maximumSize);
-  if (contents.state != FileState::Open) return contents;
-  switch (contents.bytes.size() < kOwnPagesFrom ? Mapping::Impossible : mapOver(contents.bytes, file)) {
-    case Mapping::Done:
-      break;
-    case Mapping::Impossible:
-      readInto(contents, file);
-      break;
-    case Mapping::Failed:
-      makeUnreadable(contents);
-  }
   return contents;
 }
 

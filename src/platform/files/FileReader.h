@@ -42,12 +42,6 @@ struct FileContents {
 FileContents readWholeFile(const std::string& path, std::uint64_t maximumSize);
 FileContents readAll(const OpenFile& file, std::uint64_t maximumSize);
 
-// The same for bytes that are only handed to the system, to be sent: a large file (kOwnPagesFrom) is not
-// copied where the system allows it, but mapped after all of it was read. Should such a file be cut or its
-// disk go while the bytes are sent, the call that sends them fails with EFAULT; looking at them would end the
-// program.
-FileContents readToSend(const OpenFile& file, std::uint64_t maximumSize);
-
 // Fills the place with the file's bytes from the offset on and returns how many there were: fewer at the
 // file's end or after an error.
 std::size_t readAt(const OpenFile& file, std::uint64_t offset, std::span<std::uint8_t> place);
