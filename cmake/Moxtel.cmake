@@ -1,8 +1,8 @@
-# What every target of this project has in common, and the three functions that make them.
+# Options of every target of this project, and the functions that create libraries, tests and fuzz targets.
 
 find_program(CCACHE_PROGRAM ccache)
 if(CCACHE_PROGRAM AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
-  # Precompiled headers are cached only when ccache need not look at their times and defines.
+  # ccache caches precompiled headers only if it may ignore their times and macros.
   set(CMAKE_CXX_COMPILER_LAUNCHER
       ${CMAKE_COMMAND} -E env CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime
       CCACHE_BASEDIR=${CMAKE_SOURCE_DIR} CCACHE_NOHASHDIR=1 ${CCACHE_PROGRAM})
@@ -15,11 +15,11 @@ target_compile_options(moxtel_options INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wcast-align -Wconversion
   -Wno-sign-conversion -Wformat=2 -Wundef -Werror)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-  # What g++ 12 says about std::string and std::vector code that it inlined itself is wrong too often.
+  # g++ 12 has many false positives of this warning in inlined std::string and std::vector code.
   target_compile_options(moxtel_options INTERFACE -Wno-restrict -Wno-maybe-uninitialized -Wno-stringop-overflow
     -Wno-stringop-overread -Wno-array-bounds -Wno-dangling-pointer -Wno-free-nonheap-object
     -Wno-interference-size)
-  # Precompiled headers reach ccache only through this.
+  # ccache needs this option to cache precompiled headers.
   target_compile_options(moxtel_options INTERFACE -fpch-preprocess)
 endif()
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND MOXTEL_SANITIZE MATCHES "thread")
@@ -35,15 +35,15 @@ if(MOXTEL_FUZZERS)
   target_link_options(moxtel_options INTERFACE -fsanitize=fuzzer-no-link)
 endif()
 
-# moxtel_library(NAME SOURCES a.cpp … LINKS lib … PRIVATE_LINKS lib …): one folder of src/, one static library.
+# moxtel_library(NAME SOURCES a.cpp … LINKS lib … PRIVATE_LINKS lib …): a static library from one folder of src/.
 function(moxtel_library name)
   cmake_parse_arguments(ARG "" "" "SOURCES;LINKS;PRIVATE_LINKS" ${ARGN})
   add_library(${name} STATIC ${ARG_SOURCES})
   target_link_libraries(${name} PUBLIC moxtel_options ${ARG_LINKS} PRIVATE ${ARG_PRIVATE_LINKS})
 endfunction()
 
-# moxtel_test(FooTest LINKS lib …): FooTest.cpp of the current folder becomes a program whose tests CTest lists.
-# All share one precompiled header of GoogleTest, whose parsing is most of a small test's compile time.
+# moxtel_test(FooTest LINKS lib …): builds FooTest.cpp of the current folder and adds its tests to CTest.
+# All tests share a precompiled header of GoogleTest, because parsing it is most of a small test's compile time.
 function(moxtel_test name)
   cmake_parse_arguments(ARG "" "" "SOURCES;LINKS" ${ARGN})
   if(NOT TARGET moxtel_test_pch)
@@ -57,7 +57,7 @@ function(moxtel_test name)
   target_link_libraries(${name} PRIVATE moxtel_options ${ARG_LINKS} GTest::gmock GTest::gtest_main)
   target_precompile_headers(${name} REUSE_FROM moxtel_test_pch)
   set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
-  # Some take ThreadSanitizer a minute of processor time, on a machine that may have other work.
+  # Some tests take a minute of processor time under ThreadSanitizer, on a machine that may be busy.
   set(seconds 120)
   if(MOXTEL_SANITIZE)
     set(seconds 600)
@@ -66,15 +66,15 @@ function(moxtel_test name)
                        PROPERTIES TIMEOUT ${seconds})
 endfunction()
 
-# moxtel_window_test(FooTest LINKS lib …): the same for windows, drawn into memory. Qt's programs are compiled
-# as position independent code, which the shared header is not.
+# moxtel_window_test(FooTest LINKS lib …): the same for windows, which are drawn into memory. Code that
+# uses Qt must be position-independent, and the shared precompiled header is not.
 function(moxtel_window_test name)
   moxtel_test(${name} SOURCES ${CMAKE_SOURCE_DIR}/tests/QtMain.cpp ${ARGN})
   set_target_properties(${name} PROPERTIES DISABLE_PRECOMPILE_HEADERS ON)
 endfunction()
 
-# moxtel_fuzz(FooFuzz LINKS lib … SEEDS dir): with clang and MOXTEL_FUZZERS a libFuzzer program; otherwise a
-# program that replays the seeds and old crashes of fuzz/corpus/FooFuzz and fuzz/crashes/FooFuzz, run by CTest.
+# moxtel_fuzz(FooFuzz LINKS lib … SEEDS dir): builds a libFuzzer program with clang and MOXTEL_FUZZERS, otherwise
+# a program that replays the seeds and old crashes of fuzz/corpus/FooFuzz and fuzz/crashes/FooFuzz under CTest.
 function(moxtel_fuzz name)
   cmake_parse_arguments(ARG "" "" "SOURCES;LINKS" ${ARGN})
   add_executable(${name} ${CMAKE_SOURCE_DIR}/fuzz/${name}.cpp ${ARG_SOURCES})

@@ -1,4 +1,4 @@
-# cmake -DFOLDER=tools/makelibrary/schema -DOUTPUT=file.cpp -P EmbedSchema.cmake: the schema files as C++ texts.
+# cmake -DFOLDER=tools/makelibrary/schema -DOUTPUT=file.cpp -P EmbedSchema.cmake: the schema as C++ strings.
 set(text "#include \"makelibrary/LibrarySchema.h\"\n\nnamespace moxtel::makelibrary {\n")
 foreach(name Library ImageProxies Properties Faces)
   file(READ ${FOLDER}/${name}.sql sql)
