@@ -1,12 +1,12 @@
 #!/usr/bin/env python3
-"""Prints the table of the archive's speed: ours beside a copy of its output, libplist and Python's plistlib.
+"""Compares the archive writer and reader with a memory copy, libplist and Python's plistlib.
 
     archive_peer.py BENCH_FOLDER [--photos N,N,...] [--rounds N] [--seconds S]
 
-BENCH_FOLDER holds ArchiveBench (a release build). Each benchmark runs --seconds (1) in a process of its own, so that none
-meets memory that another has left in pieces, in --rounds (5) that take turns; medians of the processor's time, which
-other work on the machine disturbs less. plistlib, which takes seconds, writes and reads the archive of the same photos
-three times.
+BENCH_FOLDER contains ArchiveBench (a release build). Each benchmark runs for --seconds (1) in a process of its own, so
+that none uses memory that another has fragmented. The benchmarks take turns in --rounds (5). Prints medians of the
+processor time, which other work on the machine disturbs less than the elapsed time. plistlib takes seconds, so it writes
+and reads the archive of the same photos only three times.
 """
 import argparse
 import json
@@ -67,7 +67,7 @@ def python_times(count):
 
 
 def bench_times(options):
-    """Milliseconds of the processor by benchmark and number of photos."""
+    """Processor milliseconds, by benchmark and number of photos."""
     times = {}
     for _ in range(options.rounds):
         for name in BENCHMARKS:
@@ -84,7 +84,7 @@ def bench_times(options):
 def parsed():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("folder", type=pathlib.Path)
-    # Those that the benchmark knows.
+    # The benchmark supports these numbers.
     parser.add_argument("--photos", type=lambda text: [int(n) for n in text.split(",")], default=[1000, 10000, 100000])
     parser.add_argument("--rounds", type=int, default=5)
     parser.add_argument("--seconds", type=float, default=1)

@@ -3,10 +3,10 @@
 
     delivery_peers.py BIN_FOLDER [--work FOLDER] [--rounds N] [--requests N] [--movie MIB]
 
-BIN_FOLDER holds moxtelserverd, moxtel-make-library and delivery-bench (a release build). Makes a library, serves
-it with both on loopback ports, and measures them round by round (5 of 5,000 requests, or of 2 movies of 1,024 MiB)
-with the same client. Prints medians of the rounds, and ours as a share of nginx's. The large movie is a sparse file,
-so no disk is measured.
+BIN_FOLDER contains moxtelserverd, moxtel-make-library and delivery-bench (a release build). Makes a library, serves it
+with both servers on loopback ports, and measures them in turn (5 rounds of 5,000 requests, or of 2 movies of 1,024 MiB)
+with the same client. Prints medians of the rounds, and the ratio of our rate to that of nginx. The large movie is a
+sparse file, so the disk is not measured.
 """
 import argparse
 import os
@@ -46,7 +46,7 @@ def free_port():
 
 
 class Program:
-    """One server on a port of its own, ended with the block."""
+    """Runs one server on a port of its own until the block ends."""
 
     def __init__(self, words, port, environment=None):
         self.words, self.port, self.environment = words, port, environment
@@ -104,7 +104,7 @@ def measure(binaries, words, lines):
 
 
 def medians(rounds, binaries, count, command, keys, paths, ours, peers):
-    """Of the rounds, for ours and each of the peers."""
+    """Medians of the rounds, for our server and each peer."""
     samples = [[] for _ in range(1 + len(peers))]
     for _ in range(rounds):
         samples[0].append(measure(binaries, ["moxtel", ours.port, count, command], keys))
@@ -126,7 +126,7 @@ def movie_row(title, measured):
 
 
 def add_movie(library, size):
-    """Makes the first unedited photo a movie of so many bytes and returns its key and path."""
+    """Replaces the first unedited photo by a movie of the given size in bytes; returns its key and path."""
     connection = sqlite3.connect(library / "Database/apdb/Library.apdb")
     with connection:
         key, master = connection.execute("SELECT uuid, masterUuid FROM RKVersion WHERE hasAdjustments = 0").fetchone()

@@ -1,13 +1,13 @@
 #!/usr/bin/env python3
-"""Compares "Image of Photo" with other programs that do the same, each as a process of its own.
+"""Compares "Image of Photo" with other programs that do the same work, each in a process of its own.
 
     image_peers.py BIN_FOLDER [--rounds N] [--megapixels N] [FORMAT …]
 
-BIN_FOLDER holds image-bench and moxtel-picture-decoder (a release build). Makes photo-like pictures, JPEGs of 12
-and 24 megapixels and of 12 in each other format (or only in the formats named: jpg png tif …), then runs every program
-in turn, round by round (5), and prints for each the median of its processor time and of the time that passed, in
-milliseconds per megapixel, and the largest memory of one of its processes; for JPEGs also what of it is above input
-and output together. A dash stands for a peer that cannot.
+BIN_FOLDER contains image-bench and moxtel-picture-decoder (a release build). Makes photo-like pictures: JPEGs of 12 and
+24 megapixels, and pictures of 12 megapixels in each other format (or only in the formats named: jpg png tif …). Runs all
+programs in turn, in 5 rounds. Prints for each program the medians of its processor time and its elapsed time, in
+milliseconds per megapixel, and the peak memory of its largest process; for JPEGs also the part of the peak above the
+size of input and output. A dash marks a peer that does not support the format.
 """
 import argparse
 import os
@@ -27,7 +27,7 @@ OURS, PIPE, VIPS, MAGICK = 'Ours', 'djpeg \\| cjpeg', 'libvips', 'ImageMagick'
 
 
 def make_photo(megapixels, folder):
-    """Smooth clouds with a camera's noise: costs an encoder what a photo costs it."""
+    """Smooth clouds with a camera's noise, as expensive to encode as a photo."""
     width = round((megapixels * 1e6 * 4 / 3) ** 0.5)
     height = round(megapixels * 1e6 / width)
     base = os.path.join(folder, f'{megapixels}.ppm')
@@ -38,7 +38,7 @@ def make_photo(megapixels, folder):
 
 
 def run(words, output):
-    """Processor milliseconds, passed milliseconds, peak bytes of the largest process."""
+    """Processor milliseconds, elapsed milliseconds, peak bytes of the largest process."""
     start = time.monotonic()
     with open(output, 'wb') as out:
         child = os.posix_spawn(words[0], words, os.environ,
@@ -60,7 +60,7 @@ def programs(binaries, source, out):
 
 
 class Measured:
-    """A program's medians for each megapixel, and its memory in MB."""
+    """A program's medians per megapixel, and its memory in MB."""
 
     def __init__(self, samples, megapixels, in_and_out):
         processor, passed, peaks = zip(*samples)
@@ -94,7 +94,7 @@ def processor(found, name, memory):
 
 
 def compare_jpegs(options, folder):
-    head('JPEG', 'Ours: processor, passed, peak, above', PIPE + ': processor', VIPS + ': processor, above',
+    head('JPEG', 'Ours: processor, elapsed, peak, above', PIPE + ': processor', VIPS + ': processor, above',
          MAGICK + ': processor, above', *('Ours / ' + name for name in (PIPE, VIPS, MAGICK)))
     for megapixels in (options.megapixels, 2 * options.megapixels):
         base, size = make_photo(megapixels, folder)
@@ -111,7 +111,7 @@ def compare_jpegs(options, folder):
 
 
 def compare_others(formats, options, folder):
-    head('Format, file', 'Ours: processor, passed, peak', VIPS + ': processor, peak', MAGICK + ': processor, peak',
+    head('Format, file', 'Ours: processor, elapsed, peak', VIPS + ': processor, peak', MAGICK + ': processor, peak',
          *('Ours / ' + name for name in (VIPS, MAGICK)))
     base, size = make_photo(options.megapixels, folder)
     for ending in formats:

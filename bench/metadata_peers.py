@@ -3,12 +3,12 @@
 
     metadata_peers.py BIN_FOLDER [--work FOLDER] [--rounds N] [--requests N] [--width PIXELS]
 
-BIN_FOLDER holds moxtelserverd, moxtel-make-library, moxtel-property-reader, delivery-bench and PropertiesBench (a
-release build). Makes photos of 12 megapixels with the metadata of a camera and a cataloguing program, serves them
-from a library, and measures round by round (5), for each format: the command over one loopback connection (3,000 times,
-or 300 where it asks another program); the same properties within one process; Exiv2's reading alone; and ExifTool,
-which starts once for many files, so that its start does not count. Prints medians of the rounds: what the client sees,
-and the processor's time a file of each, which other work on the machine disturbs less.
+BIN_FOLDER contains moxtelserverd, moxtel-make-library, moxtel-property-reader, delivery-bench and PropertiesBench (a
+release build). Makes photos of 12 megapixels with the metadata of a camera and of a cataloging program, and serves them
+from a library. Measures for each format, in 5 interleaved rounds: the command over one loopback connection (3,000 times,
+or 300 times where it starts the property reader); the same properties within one process; Exiv2 reading the same file;
+and ExifTool, which reads many files in one run, so that its start does not count. Prints medians of the rounds: the time
+that the client sees, and the processor time per file, which other work on the machine disturbs less.
 """
 import argparse
 import json
@@ -48,7 +48,7 @@ def make_photos(folder, width):
 
 
 def fill_library(library, folder):
-    """Puts copies of the photos where unedited masters are; returns the keys by format."""
+    """Replaces unedited masters by copies of the photos; returns their keys by format."""
     keys = {ending: [] for ending in FORMATS}
     connection = sqlite3.connect(library / "Database/apdb/Library.apdb")
     with connection:
@@ -67,7 +67,7 @@ def fill_library(library, folder):
 
 
 def benchmark(binaries, photo):
-    """Microseconds of the processor a file: our properties and Exiv2's reading, each within one process."""
+    """Processor microseconds per file of our properties and of Exiv2, each within one process."""
     out = subprocess.run([str(binaries / "PropertiesBench"), "--benchmark_format=json", "--benchmark_min_time=0.3",
                           str(photo)], check=True, stdout=subprocess.PIPE).stdout
     times = {row["name"].split("/")[0]: row["real_time"] / 1000 for row in json.loads(out)["benchmarks"]}
@@ -80,13 +80,13 @@ def children_seconds():
 
 
 def server_seconds(server):
-    """Of the processor, its helper programs included."""
+    """Processor time, including its helper programs."""
     fields = pathlib.Path("/proc/%d/stat" % server.process.pid).read_text().rsplit(")", 1)[1].split()
     return sum(map(int, fields[11:15])) / os.sysconf("SC_CLK_TCK")
 
 
 def exiftool(files):
-    """Seconds of the processor to read them all in one run."""
+    """Processor seconds to read all files in one run."""
     start = children_seconds()
     subprocess.run(["exiftool", "-j", "-n", "-G1", *map(str, files)], check=True, stdout=subprocess.DEVNULL,
                    stderr=subprocess.DEVNULL)
@@ -94,7 +94,7 @@ def exiftool(files):
 
 
 def exiftool_per_file(files):
-    """Microseconds of the processor a file, without the start of the program."""
+    """Processor microseconds per file, without the start of the program."""
     return max(exiftool(files) - exiftool(files[:1]), 0) / (len(files) - 1) * 1e6
 
 
@@ -106,7 +106,7 @@ def size_of(path):
 def one_round(binaries, server, requests, keys, photo, files):
     before = server_seconds(server)
     rate, latency, _ = measure(binaries, ["moxtel", server.port, requests, "Metadata of Photo"], keys)
-    # It asks a tenth more than it counts.
+    # The client sends a tenth more requests than it counts.
     command = (server_seconds(server) - before) / (requests * 1.1) * 1e6
     return rate, latency, command, *benchmark(binaries, photo), exiftool_per_file(files)
 

@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
-"""Prints how long the records of photos take, beside joins that read the same facts into plain structs.
+"""Compares building the records of photos with joins that read the same data into plain structs.
 
     records.py BENCH_FOLDER [--rounds N] [--seconds N]
 
-BENCH_FOLDER holds ListingBench (a release build), whose libraries are made for it. Both are measured in the same
-process, in rounds (5, of half a second for each) at random; medians of the processor's time.
+BENCH_FOLDER contains ListingBench (a release build), which makes its libraries. Both are measured in the same process,
+in --rounds (5) of --seconds (half a second) each, in random order. Prints medians of the processor time.
 """
 import argparse
 import json
@@ -24,7 +24,7 @@ BUILT = (("ProjectsBuilt", "the list of 5,000 projects"), ("FacesBuilt", "the li
 
 
 def medians(folder, rounds, seconds):
-    """Milliseconds by benchmark."""
+    """Processor milliseconds by benchmark."""
     run = subprocess.run([str(folder / "ListingBench"), "--benchmark_format=json", "--benchmark_repetitions=%d" % rounds,
                           "--benchmark_min_time=%g" % seconds, "--benchmark_enable_random_interleaving=true"],
                          check=True, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
@@ -35,7 +35,7 @@ def medians(folder, rounds, seconds):
 def main():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("folder", type=pathlib.Path)
-    parser.add_argument("--rounds", type=int, default=5, help="2 at least")
+    parser.add_argument("--rounds", type=int, default=5, help="at least 2")
     parser.add_argument("--seconds", type=float, default=0.5)
     options = parser.parse_args()
     conditions()

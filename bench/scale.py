@@ -1,22 +1,21 @@
 #!/usr/bin/env python3
-"""Measures every listing command, start-up and thumbnails on libraries of growing size, over the wire.
+"""Measures start-up, every listing command and thumbnails on libraries of growing size, over the wire.
 
     scale.py BIN_FOLDER [--photos N,N,...] [--libraries FOLDER] [--rounds N] [--only TABLE,...]
 
-BIN_FOLDER holds moxtelserverd, moxtel-make-library and delivery-bench (a release build). Libraries of 1,000, 10,000,
-100,000 and 1,000,000 photos are made, with an album of all photos each; with --libraries they are kept there and used
-again (together 3 GB). Markdown tables are printed, medians of --rounds (3) fresh servers:
+BIN_FOLDER contains moxtelserverd, moxtel-make-library and delivery-bench (a release build). Makes libraries of 1,000,
+10,000, 100,000 and 1,000,000 photos, each with an album of all photos; with --libraries it keeps them there and uses
+them again (3 GB in total). Prints Markdown tables, medians of --rounds (3) new servers:
 
-- start: from the start of the process to the answer to "Get Version";
-- commands: each asked twice of a fresh server. First the processor time that the server took, which other work on the
-  machine disturbs least, then the seconds from sending the request to the reply's last byte, then the reply's size and
-  the most memory that the server held;
-- thumbnails: 1,000 of them spread over the library, asked for in turn over one connection;
-- peer: the album of all photos, beside Python, which reads it with one sqlite3 join and writes it with plistlib.
+- start: from the start of the process to the reply to "Get Version";
+- commands: each sent twice to a new server. First the server's processor time, which other work on the machine disturbs
+  least; then the time from sending the request to the last byte of the reply; then the size of the reply and the peak
+  memory of the server;
+- thumbnails: 1,000 of them spread over the library, requested in turn over one connection;
+- peer: the album of all photos, beside a Python program that reads it with one sqlite3 join and writes it with plistlib.
 
-Growth is the slope of the logarithm of the processor time, or the memory, over that of the number of photos; where a
-command is timed, fitted over the sizes that took 2 ms and more. 1 means that it grows as the photos do, 0 that it does
-not.
+Growth is the exponent in the number of photos: the slope of the logarithm of the processor time, or of the memory, over
+that of the number of photos. For commands it is fitted over the sizes that take at least 2 ms. 1 is linear, 0 constant.
 """
 import argparse
 import math
@@ -44,7 +43,7 @@ PATIENCE = 600  # seconds
 BIG_ALBUM = "an album of all photos"
 PEER_PHOTOS = (10_000, 100_000)
 THUMBNAILS = 1_000
-LEAST_COMPUTED = 0.002  # seconds below which no growth can be told
+LEAST_COMPUTED = 0.002  # seconds; shorter times are too inexact for a fit
 
 JOIN = """
 SELECT v.uuid, v.modelId, v.videoPosterFramePoint, v.exifLatitude, v.exifLongitude,
@@ -67,7 +66,7 @@ def parsed():
 
 
 def made(folder, photos):
-    """The library of so many photos, made unless it is there."""
+    """The library with that number of photos; makes it if it is missing."""
     library = folder / ("L%d" % photos)
     if not library.exists():
         unfinished = folder / ("unfinished-%d" % photos)
@@ -89,7 +88,7 @@ def one(library, question, name="Library.apdb"):
 
 
 def containers(library):
-    """What to list: the album of all photos, a project and an album of some tens or hundreds, a person."""
+    """What to list: the album of all photos, a project and an album of tens or hundreds of photos, a person."""
     biggest = one(library, "SELECT a.uuid FROM RKAlbum a JOIN RKAlbumVersion v ON v.albumId = a.modelId "
                            "GROUP BY a.modelId ORDER BY COUNT(*) DESC LIMIT 1")
     album = one(library, "SELECT a.uuid FROM RKAlbum a JOIN RKAlbumVersion v ON v.albumId = a.modelId "
@@ -116,18 +115,18 @@ def requests(library):
 
 
 def processor_time(server):
-    """Seconds that the server has computed so far, in its own code and in the kernel."""
+    """Processor seconds that the server has used, in its own code and in the kernel."""
     clock = ~server.process.pid << 3 | 2  # the clock of all threads of a process, as Linux numbers it
     return time.clock_gettime(clock)
 
 
 def forget_peak(server):
-    """From here on the most memory used counts anew."""
+    """Resets the peak of the server's memory."""
     pathlib.Path("/proc/%d/clear_refs" % server.process.pid).write_text("5")
 
 
 def received(client):
-    """The size of the next reply, which is read and not kept."""
+    """Reads and discards the next reply; returns its size."""
     (length,) = struct.unpack("=I", client.receive_exactly(4))
     buffer, left = bytearray(1 << 20), length
     while left:
@@ -139,7 +138,7 @@ def received(client):
 
 
 class Sample:
-    """One answer: seconds, processor seconds, bytes sent, and the most memory until then in bytes."""
+    """One reply: seconds, processor seconds, bytes sent, and the peak memory until then in bytes."""
 
     def __init__(self, server, client, command, keys):
         forget_peak(server)
@@ -152,14 +151,14 @@ class Sample:
 
 
 def asked(library, command, keys):
-    """The first and the second answer of a fresh server."""
+    """The first and the second reply of a new server."""
     with moxteltest.Server(library) as server, moxteltest.Client(server, PATIENCE) as client:
         client.ask("Get Version")
         return [Sample(server, client, command, keys) for _ in range(2)]
 
 
 def started(library):
-    """Seconds to the first answer, processor seconds and bytes."""
+    """Seconds to the first reply, processor seconds and bytes."""
     start = time.monotonic()
     with moxteltest.Server(library) as server, moxteltest.Client(server, PATIENCE) as client:
         client.ask("Get Version")
@@ -175,7 +174,7 @@ def megabytes(value):
 
 
 def growth(found, least=0.0):
-    """The slope over what was found by number of photos; nothing where too few are large enough to tell."""
+    """The growth of values by number of photos; an empty text if too few values reach the least one."""
     points = [(math.log(photos), math.log(value)) for photos, value in found.items() if value >= least]
     return "%.2f" % statistics.linear_regression(*zip(*points)).slope if len(points) > 1 else ""
 
@@ -191,7 +190,7 @@ def start_table(libraries, rounds):
 
 
 def medians(samples, name):
-    """Of the first and of the second answers."""
+    """Medians of the first and of the second replies."""
     return [statistics.median(getattr(sample, name) for sample in column) for column in zip(*samples)]
 
 
@@ -226,7 +225,7 @@ def growths(computed):
 
 
 def thumbnail(folder):
-    """One as the sample libraries have it."""
+    """A thumbnail of a sample library."""
     library = folder / "a library with pictures"
     if not library.exists():
         moxteltest.make_library(library, "--images", "small", "--photos", 60)
@@ -235,7 +234,7 @@ def thumbnail(folder):
 
 
 def with_thumbnails(library, picture):
-    """The keys of photos spread over the library, whose thumbnails are there."""
+    """The keys of photos spread over the library that have thumbnails."""
     database = opened(library, "ImageProxies.apdb")
     (last,) = database.execute("SELECT MAX(modelId) FROM RKImageProxyState").fetchone()
     found = database.execute("SELECT versionUuid, thumbnailPath FROM RKImageProxyState WHERE modelId % ? = 0",
@@ -289,7 +288,7 @@ def peer_reply(library, album):
 
 
 def peer_table(libraries, rounds):
-    """Round by round the server and the peer, on the album of all photos, and whether both say the same."""
+    """Measures the server and the peer in turn on the album of all photos, and compares their results."""
     head("Photos", "Whole reply, ms", "sqlite3 and plistlib, ms", "Times faster", "Peak memory, MB")
     for photos, library in libraries.items():
         if photos not in PEER_PHOTOS:

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Measures what scripts cost, with the stand-in for the photo application that the tests have.
+"""Measures the cost of scripts, with the fake photo application of the tests.
 
     script_peers.py BIN_FOLDER [--rounds N] [listings] [idle] [hanging]
 
@@ -39,8 +39,8 @@ def row(*cells):
 
 
 def core_milliseconds(process):
-    """Of the processor for the server's first thread, which looks for the applications; from the scheduler, which
-    counts nanoseconds."""
+    """Processor time of the server's first thread, which looks for the applications. The scheduler counts it in
+    nanoseconds."""
     return int(pathlib.Path("/proc/%d/task/%d/schedstat" % (process, process)).read_text().split()[0]) / 1e6
 
 
@@ -57,7 +57,7 @@ class Measurement(PhotoApplicationTestCase):
             subprocess.run(shlex.split(self.interpreter), input=script.encode(), stdout=subprocess.PIPE, check=True)
 
     def compare(self, what, ask, scripts):
-        """Prints how long a question takes, and its scripts alone, in turn."""
+        """Prints the time of a request and of its scripts alone, measured in turn."""
         ours, peers = [], []
         for _ in range(self.rounds):
             ours.append(milliseconds(ask))
@@ -66,7 +66,7 @@ class Measurement(PhotoApplicationTestCase):
         row(what, len(scripts), *texts, "%.2f" % (statistics.median(ours) / statistics.median(peers)))
 
     def add_smart_albums(self):
-        """In a folder of their own; returns their model ids."""
+        """Adds smart albums in a folder of their own; returns their model ids."""
         numbers = range(20000, 20000 + ALBUMS)
         self.change("INSERT INTO RKFolder (modelId,uuid,name,folderType,parentFolderUuid,isHidden,isMagic,isInTrash,"
                     "isHiddenWhenEmpty) VALUES (19999,'folder','Folder',1,'TopLevelAlbums',0,0,0,0)")
