@@ -36,6 +36,7 @@ BELOW = {
 CORE_QT_FILES = {
     "library/ImageFiles.cpp": "Unicode categories: which characters are letters",
     "library/LibraryFileFinder.cpp": "Unicode normal forms and case of file names",
+    "client/Json.cpp": "base64",
 }
 # Windows, and the main that starts their application.
 WINDOW_FILES = re.compile(r"^((console/window|app/windows)/\w+\.(h|cpp)|programs/MoxtelServer\.cpp)$")
