@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <map>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -12,39 +13,57 @@ namespace moxtel {
 namespace {
 
 using namespace std::chrono_literals;
+using Duration = EventLoop::Duration;
 
-// What failed is tried again after this; a fault that is there to stay then costs nothing to speak of.
-constexpr EventLoop::Duration kRetryPublishing = 30s;
-constexpr EventLoop::Duration kRetryBrowsing = 5s;
+// A daemon that has not answered by then is not waited for.
+constexpr Duration kFirstAnswer = 1s;
+// A restart of the daemon takes less.
+constexpr Duration kDaemonRestart = 2s;
+constexpr Duration kRetryLostDaemon = 200ms;
+constexpr Duration kRetryEngine = 5s;
+
+constexpr Duration kRetryPublishing = 30s;
+constexpr Duration kRetryBrowsing = 5s;
 // What a new browser has not seen by then is gone.
-constexpr EventLoop::Duration kSettled = 5s;
-// Avahi gives up after about a second, sooner when there is no network yet.
-constexpr EventLoop::Duration kRetryResolving = 200ms;
-// A neighbour that claims every name gets ten answers, then one in five seconds.
+constexpr Duration kSettled = 5s;
+// Avahi's own resolver times out after about a second, sooner when there is no network yet.
+constexpr Duration kRetryResolving = 200ms;
+// A neighbor that claims every name gets ten answers, then one in five seconds.
 constexpr int kQuickRenames = 10;
-constexpr EventLoop::Duration kSlowRename = 5s;
-// The look-ups for IPv4 that have to fail before a service counts as one that has IPv6 only.
+constexpr Duration kSlowRename = 5s;
+// The failed look-ups for IPv4 after which a service counts as one that has only IPv6.
 constexpr int kEnoughIPv4Failures = 2;
 
 }  // namespace
 
-// What a DnsSd made and has to hear about the engine.
+// A publication, browser or resolution, which runs on whichever engine is active.
 class AvahiDnsSd::Member {
  public:
-  explicit Member(AvahiDnsSd& owner) : owner_(owner) { owner_.members_.insert(this); }
+  explicit Member(AvahiDnsSd& owner) : owner_(owner) {
+    owner_.members_.insert(this);
+    updateSoon();
+  }
   virtual ~Member() { owner_.members_.erase(this); }
   Member(const Member&) = delete;
   Member& operator=(const Member&) = delete;
-  // The engine changed, or (first call) this is new.
-  virtual void update() = 0;
 
-  // Never from within the call that made the member.
+  // Ends what runs on an engine that is about to be destroyed. Calls no function.
+  virtual void detach() = 0;
+  // The member is new, or the engine or its state has changed.
+  virtual void update() = 0;
+  // On a turn of its own: the functions that it calls may destroy any member.
   void updateSoon() {
     soon_ = owner_.loop_.callAfter(0ms, [this] { update(); });
   }
 
  protected:
+  AvahiEngine::Operation start(const AvahiRequest& request, AvahiEngine::Happened happened) {
+    return owner_.active_->engine->start(request, std::move(happened));
+  }
+
   AvahiDnsSd& owner_;
+
+ private:
   std::unique_ptr<Timer> soon_;
 };
 
@@ -53,228 +72,210 @@ class AvahiDnsSd::AvahiPublication final : public Publication, public Member {
   AvahiPublication(AvahiDnsSd& owner, const ServiceDescription& service, PublicationChanged changed)
       : Member(owner),
         wantedName_(publishableServiceName(service.name)),
-        name_(wantedName_),
-        type_(serviceTypeWithoutDot(service.type)),
-        port_(service.port),
-        changed_(std::move(changed)) {
-    updateSoon();
+        request_{AvahiRequest::Kind::Service, serviceTypeWithoutDot(service.type), wantedName_, service.port},
+        changed_(std::move(changed)) {}
+
+  void detach() override {
+    service_.reset();
+    retry_.reset();
+    request_.name = wantedName_;
+    renames_ = 0;
   }
 
   void update() override {
     retry_.reset();
-    if (owner_.isRunning()) {
-      if (!service_) start();
+    if (owner_.canPublish()) {
+      if (!service_) add();
     } else {
       service_.reset();
-      tell(PublicationState::Kind::Pending, owner_.stateReason_);
+      report(PublicationState::Kind::Pending, owner_.state_.reason);
     }
   }
 
  private:
-  using State = AvahiServiceHandle::State;
-
-  void start() {
-    std::string reason;
-    service_ = owner_.engine_->service(
-        [this](State state, const std::string& why) { serviceChanged(state, why); }, reason);
-    if (service_) {
-      service_->add(name_, type_, port_);
-    } else {
-      fail(reason);
-    }
+  void add() {
+    service_ = start(request_, [this](const AvahiEvent& event) { happened(event); });
   }
 
-  void serviceChanged(State state, const std::string& reason) {
-    switch (state) {
-      case State::Established:
-        return established();
-      case State::Collision:
-        return rename();
-      case State::Failed:
-        return fail(reason);
-    }
-  }
-
-  void established() {
-    tell(name_ == wantedName_ ? PublicationState::Kind::Published : PublicationState::Kind::Renamed,
-         owner_.backEnd_);
+  void happened(const AvahiEvent& event) {
+    using Kind = PublicationState::Kind;
+    if (event.kind == AvahiEvent::Kind::Collision) return rename();
+    if (event.kind == AvahiEvent::Kind::Failed) return fail(event.reason);
+    report(request_.name == wantedName_ ? Kind::Published : Kind::Renamed, owner_.active_->name);
   }
 
   void rename() {
-    name_ = alternativeServiceName(name_);
-    const auto addAgain = [this] { service_->add(name_, type_, port_); };
-    if (++renames_ <= kQuickRenames) {
-      addAgain();
-    } else {
-      retry_ = owner_.loop_.callAfter(kSlowRename, addAgain);
-    }
+    service_.reset();
+    request_.name = alternativeServiceName(request_.name);
+    if (++renames_ <= kQuickRenames) return add();
+    retry_ = owner_.loop_.callAfter(kSlowRename, [this] { update(); });
   }
 
   void fail(const std::string& reason) {
     service_.reset();
     retry_ = owner_.loop_.callAfter(kRetryPublishing, [this] { update(); });
-    tell(PublicationState::Kind::Failed, reason);
+    report(PublicationState::Kind::Failed, reason);
   }
 
-  // Last in every operation: the function may destroy this.
-  void tell(PublicationState::Kind kind, const std::string& detail) {
-    PublicationState state{kind, name_, detail};
-    if (state == told_) return;
-    told_ = state;
+  // Last in every operation: the function may destroy this. What is still not published is not reported
+  // again.
+  void report(PublicationState::Kind kind, const std::string& detail) {
+    PublicationState state{kind, request_.name, detail};
+    const bool isStillPending = kind == PublicationState::Kind::Pending && reported_.kind == kind;
+    if (isStillPending || state == reported_) return;
+    reported_ = state;
     const PublicationChanged changed = changed_;
     if (changed) changed(state);
   }
 
   const std::string wantedName_;
-  std::string name_;
-  const std::string type_;
-  const std::uint16_t port_;
-  PublicationChanged changed_;
-  PublicationState told_;
+  AvahiRequest request_;
+  const PublicationChanged changed_;
+  PublicationState reported_;
   int renames_ = 0;
-  std::unique_ptr<AvahiServiceHandle> service_;
+  AvahiEngine::Operation service_;
   std::unique_ptr<Timer> retry_;
 };
 
 class AvahiDnsSd::AvahiBrowser final : public Browser, public Member {
  public:
   AvahiBrowser(AvahiDnsSd& owner, const std::string& type, BrowserEvents events)
-      : Member(owner), type_(serviceTypeWithoutDot(type)), events_(std::move(events)) {
-    updateSoon();
+      : Member(owner), type_(serviceTypeWithoutDot(type)), events_(std::move(events)) {}
+
+  void detach() override {
+    browser_.reset();
+    settled_.reset();
+    for (const auto& [name, places] : seen_) unseen_.insert(name);
+    seen_.clear();
   }
 
   void update() override {
     retry_.reset();
-    if (!owner_.canLookUp() || handle_) return;
-    std::string reason;
-    handle_ = owner_.engine_->browse(
-        type_, [this](const auto& sighting) { sighted(sighting); }, reason);
-    if (!handle_) return retryLater();
+    if (!owner_.active_ || browser_) return;
+    browser_ = start({AvahiRequest::Kind::Browser, type_, {}, 0},
+                     [this](const AvahiEvent& event) { happened(event); });
     if (!unseen_.empty()) settled_ = owner_.loop_.callAfter(kSettled, [this] { forgetUnseen(); });
   }
 
  private:
-  using Place = std::pair<int, int>;  // interface and protocol
+  using InterfaceAndProtocol = std::pair<int, int>;
+  struct News {
+    bool isFound;
+    std::string name;
+  };
 
-  void sighted(const AvahiEngine::Sighting& sighting) {
-    using Kind = AvahiEngine::Sighting::Kind;
-    if (sighting.kind == Kind::Failed) return retryLater();
-    const Place place{sighting.interface, sighting.protocol};
-    if (sighting.kind == Kind::Seen) {
-      auto& places = seen_[sighting.name];
+  void happened(const AvahiEvent& event) {
+    const InterfaceAndProtocol place{event.interface, event.protocol};
+    if (event.kind == AvahiEvent::Kind::Seen) {
+      auto& places = seen_[event.name];
       const bool isNew = places.empty();
       places.insert(place);
-      if (isNew && unseen_.erase(sighting.name) == 0) tell(events_.found, sighting.name);
-      return;
+      if (isNew && unseen_.erase(event.name) == 0) reportSoon({true, event.name});
+    } else if (event.kind == AvahiEvent::Kind::Gone) {
+      const auto seen = seen_.find(event.name);
+      if (seen == seen_.end() || seen->second.erase(place) == 0 || !seen->second.empty()) return;
+      seen_.erase(seen);
+      reportSoon({false, event.name});
+    } else {
+      detach();
+      retry_ = owner_.loop_.callAfter(kRetryBrowsing, [this] { update(); });
     }
-    const auto seen = seen_.find(sighting.name);
-    if (seen == seen_.end() || seen->second.erase(place) == 0 || !seen->second.empty()) return;
-    seen_.erase(seen);
-    tell(events_.removed, sighting.name);
-  }
-
-  // The function may destroy this, and what is kept of the function with it.
-  static void tell(const std::function<void(const std::string&, bool)>& kept, const std::string& name) {
-    const auto function = kept;
-    if (function) function(name, false);
-  }
-
-  void retryLater() {
-    handle_.reset();
-    settled_.reset();
-    for (const auto& [name, places] : seen_) unseen_.insert(name);
-    seen_.clear();
-    retry_ = owner_.loop_.callAfter(kRetryBrowsing, [this] { update(); });
   }
 
   void forgetUnseen() {
+    for (const std::string& name : std::exchange(unseen_, {})) reportSoon({false, name});
+  }
+
+  // In batches, each but the last of which says that more is coming.
+  void reportSoon(News item) {
+    news_.push_back(std::move(item));
+    if (!reporting_) reporting_ = owner_.loop_.callAfter(0ms, [this] { report(); });
+  }
+
+  // A function may destroy this.
+  void report() {
+    reporting_.reset();
+    const std::vector<News> news = std::exchange(news_, {});
+    const BrowserEvents events = events_;
     const std::weak_ptr<int> alive = alive_;
-    for (const std::string& name : std::exchange(unseen_, {})) {
-      tell(events_.removed, name);
-      if (alive.expired()) return;
+    for (std::size_t i = 0; i < news.size() && !alive.expired(); ++i) {
+      const auto& function = news[i].isFound ? events.found : events.removed;
+      if (function) function(news[i].name, i + 1 < news.size());
     }
   }
 
   const std::string type_;
-  BrowserEvents events_;
-  std::map<std::string, std::set<Place>> seen_;
-  std::set<std::string> unseen_;  // told before a failure, not seen since
-  std::unique_ptr<AvahiHandle> handle_;
+  const BrowserEvents events_;
+  std::map<std::string, std::set<InterfaceAndProtocol>> seen_;
+  std::set<std::string> unseen_;  // found by an earlier browser, not seen by this one
+  std::vector<News> news_;
+  AvahiEngine::Operation browser_;
   std::unique_ptr<Timer> retry_;
   std::unique_ptr<Timer> settled_;
-  std::shared_ptr<int> alive_ = std::make_shared<int>(0);
+  std::unique_ptr<Timer> reporting_;
+  const std::shared_ptr<int> alive_ = std::make_shared<int>(0);
 };
 
 class AvahiDnsSd::AvahiResolution final : public Resolution, public Member {
  public:
-  AvahiResolution(AvahiDnsSd& owner, const std::string& name, const std::string& type,
-                  EventLoop::Duration timeout, ResolveEvents events)
+  AvahiResolution(AvahiDnsSd& owner, const std::string& name, const std::string& type, Duration timeout,
+                  ResolveEvents events)
       : Member(owner), type_(serviceTypeWithoutDot(type)), events_(std::move(events)) {
     result_.name = name;
     timeout_ = owner_.loop_.callAfter(timeout, [this] { timedOut(); });
-    updateSoon();
+  }
+
+  void detach() override {
+    ipv4_.reset();
+    ipv6_.reset();
+    retry_.reset();
   }
 
   void update() override {
-    if (done_ || !owner_.canLookUp()) return;
-    start(Family::IPv4, ipv4_);
-    start(Family::IPv6, ipv6_);
+    if (!timeout_ || !owner_.active_) return;
+    if (!ipv4_) ipv4_ = lookUp(AvahiRequest::Kind::IPv4Resolver, &AvahiResolution::ipv4Happened);
+    if (!ipv6_) ipv6_ = lookUp(AvahiRequest::Kind::IPv6Resolver, &AvahiResolution::ipv6Happened);
   }
 
  private:
-  using Family = AvahiEngine::Family;
-
-  void start(Family family, std::unique_ptr<AvahiHandle>& handle) {
-    if (handle) return;
-    std::string reason;
-    handle = owner_.engine_->resolve(
-        result_.name, type_, family, [this, family](const auto& answer) { answered(family, answer); },
-        reason);
-    if (!handle) retryLater(reason);
+  AvahiEngine::Operation lookUp(AvahiRequest::Kind kind,
+                                void (AvahiResolution::*happened)(const AvahiEvent&)) {
+    return start({kind, type_, result_.name, 0},
+                 [this, happened](const AvahiEvent& event) { (this->*happened)(event); });
   }
 
-  void answered(Family family, const AvahiEngine::Answer& answer) {
-    if (family == Family::IPv4) {
-      answer.found ? finishWith(answer) : ipv4Failed(answer.reason);
-    } else if (answer.found) {
-      take(answer);
-    } else {
-      ipv6_.reset();
-      retryLater(answer.reason);
+  void ipv4Happened(const AvahiEvent& event) {
+    if (event.kind == AvahiEvent::Kind::Resolved) {
+      const std::vector<std::string> ipv6 = std::exchange(result_.addresses, {});
+      take(event);
+      result_.addresses.insert(result_.addresses.end(), ipv6.begin(), ipv6.end());
+      return finish();
     }
-  }
-
-  void take(const AvahiEngine::Answer& answer) {
-    result_.hostName = answer.hostName;
-    result_.port = answer.port;
-    auto& known = result_.addresses;
-    if (std::find(known.begin(), known.end(), answer.address) == known.end()) {
-      known.push_back(answer.address);
-    }
-  }
-
-  void finishWith(const AvahiEngine::Answer& answer) {
-    std::vector<std::string> ipv6 = std::move(result_.addresses);
-    result_.addresses.clear();
-    take(answer);
-    result_.addresses.insert(result_.addresses.end(), ipv6.begin(), ipv6.end());
-    finish();
-  }
-
-  void ipv4Failed(const std::string& reason) {
     ipv4_.reset();
     if (++ipv4Failures_ >= kEnoughIPv4Failures && !result_.addresses.empty()) return finish();
-    retryLater(reason);
+    retryLater(event.reason);
+  }
+
+  void ipv6Happened(const AvahiEvent& event) {
+    if (event.kind == AvahiEvent::Kind::Resolved) return take(event);
+    ipv6_.reset();
+    retryLater(event.reason);
+  }
+
+  void take(const AvahiEvent& event) {
+    result_.hostName = event.hostName;
+    result_.port = event.port;
+    auto& known = result_.addresses;
+    if (std::find(known.begin(), known.end(), event.address) == known.end()) known.push_back(event.address);
   }
 
   void retryLater(const std::string& reason) {
     reason_ = reason;
-    if (!retry_) {
-      retry_ = owner_.loop_.callAfter(kRetryResolving, [this] {
-        retry_.reset();
-        update();
-      });
-    }
+    if (retry_) return;
+    retry_ = owner_.loop_.callAfter(kRetryResolving, [this] {
+      retry_.reset();
+      update();
+    });
   }
 
   void timedOut() {
@@ -293,53 +294,90 @@ class AvahiDnsSd::AvahiResolution final : public Resolution, public Member {
   }
 
   void end() {
-    done_ = true;
-    ipv4_.reset();
-    ipv6_.reset();
-    retry_.reset();
+    detach();
     timeout_.reset();
   }
 
   const std::string type_;
-  ResolveEvents events_;
+  const ResolveEvents events_;
   ResolvedService result_;
-  std::string reason_;
+  std::string reason_;  // of the last failure
   int ipv4Failures_ = 0;
-  bool done_ = false;
-  std::unique_ptr<AvahiHandle> ipv4_;
-  std::unique_ptr<AvahiHandle> ipv6_;
-  std::unique_ptr<Timer> timeout_;
+  AvahiEngine::Operation ipv4_;
+  AvahiEngine::Operation ipv6_;
+  std::unique_ptr<Timer> timeout_;  // null once there is a result
   std::unique_ptr<Timer> retry_;
 };
 
-AvahiDnsSd::AvahiDnsSd(EventLoop& loop, std::string backEnd, const MakeEngine& makeEngine,
-                       AvailabilityChanged changed)
-    : loop_(loop), backEnd_(std::move(backEnd)), availabilityChanged_(std::move(changed)) {
-  std::string reason;
-  engine_ = makeEngine([this](State state, const std::string& why) { engineChanged(state, why); }, reason);
-  if (engine_) return;
-  loop_.post([this, reason, alive = std::weak_ptr(alive_)] {
-    if (alive.lock()) engineChanged(State::Failed, reason);
-  });
+AvahiDnsSd::AvahiDnsSd(EventLoop& loop, MakeEngine makeDaemon, MakeEngine makeResponder)
+    : loop_(loop),
+      daemon_{"Avahi daemon", std::move(makeDaemon), nullptr},
+      responder_{"built-in responder", std::move(makeResponder), nullptr} {
+  fallBack_ = loop_.callAfter(daemon_.make ? kFirstAnswer : 0ms, [this] { startResponder(); });
+  if (daemon_.make) startDaemon();
 }
 
 AvahiDnsSd::~AvahiDnsSd() = default;
 
-void AvahiDnsSd::engineChanged(State state, const std::string& reason) {
-  state_ = state;
-  stateReason_ = reason;
-  const std::weak_ptr<int> alive = alive_;
-  const std::set<Member*> members = members_;
-  for (Member* const member : members) {
-    if (alive.expired()) return;
-    if (members_.contains(member)) member->update();
+void AvahiDnsSd::start(BackEnd& backEnd, void (AvahiDnsSd::*changed)(const AvahiState&)) {
+  try {
+    backEnd.engine = backEnd.make([this, changed](const AvahiState& state) { (this->*changed)(state); });
+  } catch (const std::system_error& lack) {
+    (this->*changed)({AvahiState::Kind::Failed, lack.what()});
   }
-  if (alive.expired()) return;
-  const AvailabilityChanged changed = availabilityChanged_;
-  const auto kind = state == State::Failed       ? Availability::Kind::Gone
-                    : state == State::Connecting ? Availability::Kind::Waiting
-                                                 : Availability::Kind::Available;
-  if (changed) changed({kind, reason});
+}
+
+void AvahiDnsSd::startDaemon() {
+  retryDaemon_.reset();
+  start(daemon_, &AvahiDnsSd::daemonChanged);
+}
+
+void AvahiDnsSd::startResponder() {
+  fallBack_.reset();
+  waitsForDaemon_ = false;
+  if (active_ || responder_.engine || !responder_.make) return;
+  start(responder_, &AvahiDnsSd::responderChanged);
+}
+
+void AvahiDnsSd::daemonChanged(const AvahiState& state) {
+  using Kind = AvahiState::Kind;
+  if (state.kind == Kind::Registering || state.kind == Kind::Running) return use(&daemon_, state);
+  const bool isLost = active_ == &daemon_;
+  daemonLost(state);
+  if (state.kind == Kind::Connecting) return;
+  daemon_.engine.reset();
+  retryDaemon_ = loop_.callAfter(isLost ? kRetryLostDaemon : kRetryEngine, [this] { startDaemon(); });
+}
+
+void AvahiDnsSd::daemonLost(const AvahiState& state) {
+  if (active_ == &daemon_) {
+    use(nullptr, state);
+    waitsForDaemon_ = true;
+    fallBack_ = loop_.callAfter(kDaemonRestart, [this] { startResponder(); });
+  } else if (!waitsForDaemon_) {
+    startResponder();
+  }
+}
+
+void AvahiDnsSd::responderChanged(const AvahiState& state) {
+  if (state.kind != AvahiState::Kind::Failed) return use(&responder_, state);
+  use(nullptr, state);
+  responder_.engine.reset();
+  fallBack_ = loop_.callAfter(kRetryEngine, [this] { startResponder(); });
+}
+
+void AvahiDnsSd::use(BackEnd* backEnd, const AvahiState& state) {
+  if (active_ != backEnd) {
+    for (Member* const member : members_) member->detach();
+    if (backEnd == &daemon_) {
+      responder_.engine.reset();
+      fallBack_.reset();
+      waitsForDaemon_ = false;
+    }
+  }
+  active_ = backEnd;
+  state_ = state;
+  for (Member* const member : members_) member->updateSoon();
 }
 
 std::unique_ptr<Publication> AvahiDnsSd::publish(const ServiceDescription& service,
@@ -352,22 +390,8 @@ std::unique_ptr<Browser> AvahiDnsSd::browse(const std::string& type, BrowserEven
 }
 
 std::unique_ptr<Resolution> AvahiDnsSd::resolve(const std::string& name, const std::string& type,
-                                                EventLoop::Duration timeout, ResolveEvents events) {
+                                                Duration timeout, ResolveEvents events) {
   return std::make_unique<AvahiResolution>(*this, name, type, timeout, std::move(events));
-}
-
-std::unique_ptr<DnsSd> makeAvahiClientDnsSd(AvahiLoop& loop, AvailabilityChanged changed) {
-  const auto engine = [&loop](AvahiEngine::StateChanged stateChanged, std::string& reason) {
-    return makeAvahiClientEngine(loop, std::move(stateChanged), reason);
-  };
-  return std::make_unique<AvahiDnsSd>(loop, "Avahi daemon", engine, std::move(changed));
-}
-
-std::unique_ptr<DnsSd> makeAvahiEmbeddedDnsSd(AvahiLoop& loop, AvailabilityChanged changed) {
-  const auto engine = [&loop](AvahiEngine::StateChanged stateChanged, std::string& reason) {
-    return makeAvahiEmbeddedEngine(loop, std::move(stateChanged), reason);
-  };
-  return std::make_unique<AvahiDnsSd>(loop, "built-in responder", engine, std::move(changed));
 }
 
 }  // namespace moxtel

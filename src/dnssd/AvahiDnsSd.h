@@ -1,6 +1,9 @@
-// The two back ends over Avahi: what to do about name conflicts, unanswered look-ups, and services that are
-// seen on several interfaces. On the thread of its loop, as DnsSd.h says; nothing here blocks for longer than
-// Avahi does (its client waits for the daemon's answers), so neither belongs on the core thread.
+// DNS-SD by Avahi: by the machine's daemon where one answers, otherwise by the responder inside this process.
+// When the daemon comes or goes, everything is published, browsed for and resolved again on the other engine.
+//
+// The responder is made when it is needed and destroyed when the daemon takes over: two responders on one
+// machine get along, but only one of them receives unicast answers. A service is withdrawn on one engine
+// before it is published on the other, or it would be in conflict with itself.
 #pragma once
 
 #include <functional>
@@ -15,12 +18,12 @@ namespace moxtel {
 
 class AvahiDnsSd final : public DnsSd {
  public:
-  // As makeAvahiClientEngine and makeAvahiEmbeddedEngine, with their loop bound.
-  using MakeEngine =
-      std::function<std::unique_ptr<AvahiEngine>(AvahiEngine::StateChanged changed, std::string& reason)>;
+  // The engine calls the function on a later turn of the loop, and not once it is destroyed.
+  using MakeEngine = std::function<std::unique_ptr<AvahiEngine>(AvahiEngine::StateChanged changed)>;
 
-  // Borrows the loop. backEnd: who publishes, for people.
-  AvahiDnsSd(EventLoop& loop, std::string backEnd, const MakeEngine& makeEngine, AvailabilityChanged changed);
+  // Borrows the loop, on whose thread all of this lives. One of the two functions may be empty: then only the
+  // other engine is used.
+  AvahiDnsSd(EventLoop& loop, MakeEngine makeDaemon, MakeEngine makeResponder);
   ~AvahiDnsSd() override;
   AvahiDnsSd(const AvahiDnsSd&) = delete;
   AvahiDnsSd& operator=(const AvahiDnsSd&) = delete;
@@ -36,24 +39,30 @@ class AvahiDnsSd final : public DnsSd {
   class AvahiPublication;
   class AvahiBrowser;
   class AvahiResolution;
-  using State = AvahiEngine::State;
+  struct BackEnd {
+    std::string name;  // for people
+    MakeEngine make;
+    std::unique_ptr<AvahiEngine> engine;
+  };
 
-  void engineChanged(State state, const std::string& reason);
-  bool isRunning() const { return state_ == State::Running; }
-  bool canLookUp() const { return state_ == State::Running || state_ == State::Registering; }
+  void startDaemon();
+  void startResponder();
+  void start(BackEnd& backEnd, void (AvahiDnsSd::*changed)(const AvahiState&));
+  void daemonChanged(const AvahiState& state);
+  void daemonLost(const AvahiState& state);
+  void responderChanged(const AvahiState& state);
+  void use(BackEnd* backEnd, const AvahiState& state);
+  bool canPublish() const { return active_ && state_.kind == AvahiState::Kind::Running; }
 
   EventLoop& loop_;
-  const std::string backEnd_;
-  AvailabilityChanged availabilityChanged_;
-  State state_ = State::Connecting;
-  std::string stateReason_;
-  std::unique_ptr<AvahiEngine> engine_;
+  BackEnd daemon_;
+  BackEnd responder_;
+  BackEnd* active_ = nullptr;    // daemon_, responder_ or none
+  AvahiState state_;             // of the active one; without one, of the last
+  bool waitsForDaemon_ = false;  // which was lost, and may be restarting
   std::set<Member*> members_;
-  std::shared_ptr<int> alive_ = std::make_shared<int>(0);
+  std::unique_ptr<Timer> retryDaemon_;
+  std::unique_ptr<Timer> fallBack_;  // to the responder
 };
-
-// Back ends for ThreadedDnsSd. The client is the one that may report Gone at any time.
-std::unique_ptr<DnsSd> makeAvahiClientDnsSd(AvahiLoop& loop, AvailabilityChanged changed);
-std::unique_ptr<DnsSd> makeAvahiEmbeddedDnsSd(AvahiLoop& loop, AvailabilityChanged changed);
 
 }  // namespace moxtel

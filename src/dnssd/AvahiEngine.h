@@ -1,10 +1,8 @@
 // What Avahi does, the same for its two forms: the client of a running daemon (libavahi-client) and the
 // responder inside this process (libavahi-core).
 //
-// An engine and its handles live on the thread of the loop that they were made with. Everything that Avahi
-// calls back, from inside its constructors too, is told on a later turn of that loop, and not once the handle
-// (or for states the engine) is destroyed; so a function may destroy what it likes. Handles are destroyed
-// before their engine.
+// An engine and its operations live on one thread, and operations are destroyed before their engine. Events
+// are not delivered from within start().
 #pragma once
 
 #include <cstdint>
@@ -12,69 +10,60 @@
 #include <memory>
 #include <string>
 
-#include "dnssd/AvahiLoop.h"
-
 namespace moxtel {
 
-class AvahiHandle {
- public:
-  virtual ~AvahiHandle() = default;
+struct AvahiState {
+  enum class Kind : std::uint8_t {
+    Connecting,   // no daemon runs; the engine waits for one
+    Registering,  // the host name is being registered: browsing works, services wait
+    Running,
+    Failed,  // for good: destroy the engine and make another
+  };
+  Kind kind = Kind::Connecting;
+  std::string reason;  // for people, why services are not published; empty when Running
 };
 
-// A group of records that is one service; destroying it sends the goodbye on the loop's next round.
-class AvahiServiceHandle : public AvahiHandle {
- public:
-  enum class State : std::uint8_t { Established, Collision, Failed };
-  // Registers under this name; after a collision again under another, in the same group, for Avahi limits the
-  // traffic of conflicts by group. What comes of it is told.
-  virtual void add(const std::string& name, const std::string& type, std::uint16_t port) = 0;
+struct AvahiRequest {
+  enum class Kind : std::uint8_t { Service, Browser, IPv4Resolver, IPv6Resolver };
+  Kind kind = Kind::Service;
+  std::string type;        // without the last dot
+  std::string name;        // of the service; not for a Browser
+  std::uint16_t port = 0;  // of a Service
+};
+
+struct AvahiEvent {
+  enum class Kind : std::uint8_t {
+    Established,  // the service is published
+    Collision,    // the service's name is taken
+    Seen,         // a browser sees a service on one interface with one protocol
+    Gone,         // a browser sees it no longer there
+    Resolved,     // one address of a service
+    Failed,       // the operation has ended
+  };
+  Kind kind = Kind::Failed;
+  std::string name;   // Seen, Gone
+  int interface = 0;  // Seen, Gone
+  int protocol = 0;   // Seen, Gone
+  std::string hostName;
+  std::string address;
+  std::uint16_t port = 0;
+  std::string reason;  // Failed
 };
 
 class AvahiEngine {
  public:
-  enum class State : std::uint8_t {
-    Connecting,   // to a daemon that does not run
-    Registering,  // the host name is being registered: browsing works, services wait
-    Running,
-    Failed,  // for good
-  };
-  using StateChanged = std::function<void(State, const std::string& reason)>;
-  using ServiceChanged = std::function<void(AvahiServiceHandle::State, const std::string& reason)>;
-
-  // One service on one interface with one protocol: seen or gone. Failed: the browser has ended.
-  struct Sighting {
-    enum class Kind : std::uint8_t { Seen, Gone, Failed };
-    Kind kind = Kind::Seen;
-    int interface = 0;
-    int protocol = 0;
-    std::string name;
-  };
-  using Sighted = std::function<void(const Sighting&)>;
-
-  // One address of a service, or why there is none.
-  struct Answer {
-    bool found = false;
-    std::string hostName;
-    std::string address;
-    std::uint16_t port = 0;
-    std::string reason;
-  };
-  using Answered = std::function<void(const Answer&)>;
-  enum class Family : std::uint8_t { IPv4, IPv6 };
+  using StateChanged = std::function<void(const AvahiState&)>;
+  using Happened = std::function<void(const AvahiEvent&)>;
+  // A service, browser or resolver; destroying it ends it, a service with a goodbye.
+  using Operation = std::shared_ptr<void>;
 
   virtual ~AvahiEngine() = default;
-  // Null, with the reason, when Avahi refuses.
-  virtual std::unique_ptr<AvahiServiceHandle> service(ServiceChanged changed, std::string& reason) = 0;
-  virtual std::unique_ptr<AvahiHandle> browse(const std::string& type, Sighted sighted,
-                                              std::string& reason) = 0;
-  virtual std::unique_ptr<AvahiHandle> resolve(const std::string& name, const std::string& type,
-                                               Family family, Answered answered, std::string& reason) = 0;
-};
+  virtual Operation start(const AvahiRequest& request, Happened happened) = 0;
 
-// Null, with the reason, when there is no bus to find a daemon on, or no socket for a responder.
-std::unique_ptr<AvahiEngine> makeAvahiClientEngine(AvahiLoop& loop, AvahiEngine::StateChanged changed,
-                                                   std::string& reason);
-std::unique_ptr<AvahiEngine> makeAvahiEmbeddedEngine(AvahiLoop& loop, AvahiEngine::StateChanged changed,
-                                                     std::string& reason);
+ protected:
+  AvahiEngine() = default;
+  AvahiEngine(const AvahiEngine&) = default;
+  AvahiEngine& operator=(const AvahiEngine&) = default;
+};
 
 }  // namespace moxtel

@@ -1,10 +1,10 @@
-// DNS-SD: publishing a service, browsing for services and resolving them. One seam, several back ends (a
-// running Avahi daemon, Avahi inside this process, the system's own on macOS, a fake for tests).
+// DNS-SD: publishing a service, browsing for services and resolving them. AvahiDnsSd does it on Linux,
+// FakeDnsSd in tests.
 //
-// A DnsSd and everything made by it is made, used and destroyed on one thread, that of the event loop it was
-// made with (the core thread for makeSystemDnsSd, SystemDnsSd.h), and outlives what it made. Its functions
-// are called there too, never from within publish(), browse(), resolve() or a destructor; once an object is
-// destroyed its functions are not called again. A function may destroy the object that called it.
+// A DnsSd, and every object made by it, is made, used and destroyed on the thread of the event loop that it
+// was made with, and the DnsSd is destroyed last. The functions given to it are called on that thread too,
+// never from within publish(), browse(), resolve() or a destructor, and not after the object is destroyed.
+// A function may destroy the object that calls it.
 #pragma once
 
 #include <cstdint>
@@ -18,30 +18,28 @@
 namespace moxtel {
 
 struct ServiceDescription {
-  std::string name;  // as people see it; at most 63 bytes are published, cut between characters
+  std::string name;  // as shown to people; at most 63 bytes are published, cut between characters
   std::string type;  // "_moxtelserver._tcp." with or without the last dot
   std::uint16_t port = 0;
 };
 
-// What became of a publication.
 struct PublicationState {
   enum class Kind : std::uint8_t {
-    Pending,    // not published, but under way; detail says why, empty before the first try
+    Pending,    // not published yet, or not any more; detail says why, empty before the first try
     Published,  // under the wanted name
     Renamed,    // published under another name ("Name #2"), because the wanted one is taken
-    Failed,     // not published; tried again now and then without further word until it works
+    Failed,     // not published; tried again every half minute, reported again only when it works
   };
   Kind kind = Kind::Pending;
-  std::string name;  // under which it is published, or was to be
-  std::string
-      detail;  // Published, Renamed: who publishes ("Avahi daemon", "built-in responder"); else why not
+  std::string name;    // under which it is published, or was to be
+  std::string detail;  // Published, Renamed: "Avahi daemon" or "built-in responder"; else why not
   bool isPublished() const { return kind == Kind::Published || kind == Kind::Renamed; }
   friend bool operator==(const PublicationState&, const PublicationState&) = default;
 };
 using PublicationChanged = std::function<void(const PublicationState&)>;
 
-// A service that is published while this lives. Destroying it sends the goodbye before it returns, so that
-// the service vanishes at once from browsers; bounded by two seconds when a daemon does not answer.
+// A service that is published while this lives. The destructor sends the goodbye before it returns, so that
+// browsers remove the service at once; it waits two seconds at most for a daemon that does not answer.
 class Publication {
  public:
   virtual ~Publication() = default;
@@ -54,16 +52,15 @@ struct ResolvedService {
   std::uint16_t port = 0;
 };
 
-// What a browser tells: each name once when it is first seen, whatever number of interfaces it is seen on,
-// and once when it has left the last of them. moreComing: further news follows at once. A name may hold any
-// character; its port is not known until it is resolved.
+// Each name is found once, on however many interfaces it is seen, and removed once, when it has left the last
+// of them. moreComing: another call follows at once. A name may hold any character.
 struct BrowserEvents {
   std::function<void(const std::string& name, bool moreComing)> found;
   std::function<void(const std::string& name, bool moreComing)> removed;
 };
 
-// One of the two is called, once. IPv4 addresses are waited for; a service that has only IPv6 ones is told
-// later than one that has both.
+// Exactly one of the two is called, once. A service that has only IPv6 addresses takes longer to resolve:
+// IPv4 addresses are waited for.
 struct ResolveEvents {
   std::function<void(const ResolvedService&)> resolved;
   std::function<void(const std::string& reason)> notResolved;
@@ -82,7 +79,7 @@ class Resolution {
 class DnsSd {
  public:
   virtual ~DnsSd() = default;
-  // Null only when nothing at all can publish here; what happens later is told through the function.
+  // Null only when nothing at all can publish here; later failures are reported through the function.
   virtual std::unique_ptr<Publication> publish(const ServiceDescription& service,
                                                PublicationChanged changed) = 0;
   virtual std::unique_ptr<Browser> browse(const std::string& type, BrowserEvents events) = 0;
@@ -94,18 +91,5 @@ class DnsSd {
   DnsSd(const DnsSd&) = default;
   DnsSd& operator=(const DnsSd&) = default;
 };
-
-// Whether a back end can serve now.
-struct Availability {
-  enum class Kind : std::uint8_t {
-    Waiting,    // for its daemon; it becomes Available by itself
-    Available,  // what is asked of it is done
-    Gone,       // for good: destroy it and make a new one
-  };
-  Kind kind = Kind::Waiting;
-  std::string reason;
-};
-// Follows the rules of the other functions: on the back end's thread, never from within its constructor.
-using AvailabilityChanged = std::function<void(const Availability&)>;
 
 }  // namespace moxtel

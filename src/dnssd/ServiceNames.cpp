@@ -4,38 +4,22 @@
 #include <cstddef>
 #include <optional>
 
+#include "value/Utf.h"
+
 namespace moxtel {
 
 namespace {
 
 constexpr std::size_t kLongestLabel = 63;  // RFC 1035, 2.3.4
-constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
-
-// The length of the UTF-8 character that the text begins with; 0 when it begins with none.
-std::size_t characterLength(std::string_view text) {
-  const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
-  const unsigned char first = byte(0);
-  if (first == 0) return 0;
-  if (first < 0x80) return 1;
-  const std::size_t length = first >= 0xF0 ? 4 : first >= 0xE0 ? 3 : 2;
-  if (first < 0xC2 || first > 0xF4 || text.size() < length) return 0;
-  for (std::size_t i = 1; i < length; ++i) {
-    if ((byte(i) & 0xC0) != 0x80) return 0;
-  }
-  const unsigned char second = byte(1);
-  const bool overlong = (first == 0xE0 && second < 0xA0) || (first == 0xF0 && second < 0x90);
-  const bool outside = (first == 0xED && second > 0x9F) || (first == 0xF4 && second > 0x8F);
-  return overlong || outside ? 0 : length;
-}
 
 std::string cutBetweenCharacters(std::string_view text, std::size_t limit) {
   std::string cut;
-  while (!text.empty()) {
-    const std::size_t length = characterLength(text);
-    const std::string_view character = length > 0 ? text.substr(0, length) : kReplacement;
+  for (std::size_t at = 0; at < text.size();) {
+    const char32_t codePoint = nextCodePoint(text, at);
+    std::string character;
+    appendUtf8(character, codePoint == 0 ? kReplacementCharacter : codePoint);
     if (cut.size() + character.size() > limit) break;
     cut += character;
-    text.remove_prefix(length > 0 ? length : 1);
   }
   return cut;
 }

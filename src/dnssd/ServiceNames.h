@@ -1,4 +1,4 @@
-// Names of DNS-SD services as the network takes them. Any thread.
+// Names of DNS-SD services in the form that the network accepts. Any thread.
 #pragma once
 
 #include <string>
@@ -6,8 +6,8 @@
 
 namespace moxtel {
 
-// The text as valid UTF-8 of at most 63 bytes (a DNS label), cut between characters; what is no UTF-8, and
-// NUL, becomes U+FFFD.
+// The text as valid UTF-8 of at most 63 bytes (a DNS label, RFC 1035), cut between characters. Malformed
+// UTF-8 and NUL become U+FFFD.
 std::string publishableServiceName(std::string_view name);
 
 // "_moxtelserver._tcp." without its last dot.

@@ -3,46 +3,30 @@
 #include <utility>
 
 #include "dnssd/AvahiDnsSd.h"
-#include "dnssd/SwitchingDnsSd.h"
-#include "dnssd/ThreadedDnsSd.h"
+#include "dnssd/AvahiEngines.h"
+#include "dnssd/ThreadedAvahiEngine.h"
 
 namespace moxtel {
 
 namespace {
 
-using namespace std::chrono_literals;
+// Both engines are waited for when everything is destroyed.
+constexpr EventLoop::Duration kPatience(900);
 
-constexpr EventLoop::Duration kPatience = 2000ms;
-// The daemon's thread is waited for by the other thread, twice at worst (publication and thread).
-constexpr EventLoop::Duration kPatienceWithDaemon = 800ms;
-
-std::unique_ptr<DnsSd> makeSwitching(AvahiLoop& loop) {
-  const auto makeDaemon = [&loop](AvailabilityChanged changed) {
-    return std::make_unique<ThreadedDnsSd>(loop, &makeAvahiClientDnsSd, std::move(changed),
-                                           kPatienceWithDaemon);
+AvahiDnsSd::MakeEngine onItsThread(EventLoop& loop, ThreadedAvahiEngine::Make make) {
+  return [&loop, make = std::move(make)](AvahiEngine::StateChanged changed) {
+    return std::make_unique<ThreadedAvahiEngine>(loop, make, std::move(changed), kPatience);
   };
-  const auto makeEmbedded = [&loop](AvailabilityChanged changed) {
-    return makeAvahiEmbeddedDnsSd(loop, std::move(changed));
-  };
-  return std::make_unique<SwitchingDnsSd>(loop, makeDaemon, makeEmbedded, SwitchingDnsSd::Bounds());
-}
-
-ThreadedDnsSd::MakeBackEnd backEndFor(DnsSdChoice choice) {
-  switch (choice) {
-    case DnsSdChoice::Daemon:
-      return &makeAvahiClientDnsSd;
-    case DnsSdChoice::Embedded:
-      return &makeAvahiEmbeddedDnsSd;
-    case DnsSdChoice::Best:
-      break;
-  }
-  return [](AvahiLoop& loop, const AvailabilityChanged&) { return makeSwitching(loop); };
 }
 
 }  // namespace
 
 std::unique_ptr<DnsSd> makeSystemDnsSd(EventLoop& loop, DnsSdChoice choice) {
-  return std::make_unique<ThreadedDnsSd>(loop, backEndFor(choice), AvailabilityChanged(), kPatience);
+  AvahiDnsSd::MakeEngine daemon;
+  AvahiDnsSd::MakeEngine responder;
+  if (choice != DnsSdChoice::Embedded) daemon = onItsThread(loop, &makeAvahiClientEngine);
+  if (choice != DnsSdChoice::Daemon) responder = onItsThread(loop, &makeAvahiEmbeddedEngine);
+  return std::make_unique<AvahiDnsSd>(loop, std::move(daemon), std::move(responder));
 }
 
 }  // namespace moxtel

@@ -1,5 +1,4 @@
-// The DNS-SD of this machine: on Linux the Avahi daemon where one runs, else a responder inside this process;
-// on macOS the system's own.
+// The DNS-SD of this machine: the Avahi daemon where one runs, else a responder inside this process.
 #pragma once
 
 #include <memory>
@@ -9,14 +8,13 @@
 namespace moxtel {
 
 enum class DnsSdChoice {
-  Best,      // as said above
-  Daemon,    // the Avahi daemon alone; what is asked waits for ever where none runs
+  Best,
+  Daemon,    // the Avahi daemon alone; where none runs, requests wait for one
   Embedded,  // the responder alone
 };
 
-// On the thread of the loop, which it borrows. Starts one or two threads of its own; never blocks, but for
-// two seconds at most when it, or a publication, is destroyed. Where only one kind is offered (macOS) the
-// choice is not looked at.
+// On the thread of the loop, which it borrows. Starts one or two threads of its own. Blocks only when it, or
+// a publication, is destroyed, and then for two seconds at most.
 std::unique_ptr<DnsSd> makeSystemDnsSd(EventLoop& loop, DnsSdChoice choice = DnsSdChoice::Best);
 
 }  // namespace moxtel

@@ -5,6 +5,7 @@
 
 #include <map>
 #include <optional>
+#include <system_error>
 
 #include "tests/fakes/FakeEventLoop.h"
 
@@ -14,75 +15,115 @@ namespace {
 using namespace std::chrono_literals;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using State = AvahiEngine::State;
-using ServiceState = AvahiServiceHandle::State;
-using Seen = AvahiEngine::Sighting::Kind;
-using Family = AvahiEngine::Family;
+using State = AvahiState::Kind;
+using Request = AvahiRequest::Kind;
+using Event = AvahiEvent::Kind;
 
-// An Avahi that does what the test says. Its lists live in Script, for the engine dies with the back end.
+// An engine that does what the test says, as long as the back end keeps it.
 struct Script {
-  AvahiEngine::StateChanged changed;
-  AvahiEngine::ServiceChanged service;
-  AvahiEngine::Sighted sighted;
-  std::map<Family, AvahiEngine::Answered> answered;
-  std::vector<std::string> added;
-  int services = 0;   // alive
-  int browsers = 0;   // alive
-  int resolvers = 0;  // alive
-  int resolved = 0;   // ever
-  bool refusing = false;
-};
-
-template <class Base>
-struct Counted : Base {
-  explicit Counted(int& number) : count(number) { ++count; }
-  ~Counted() override { --count; }
-  int& count;
-};
-
-struct ScriptedService : Counted<AvahiServiceHandle> {
-  explicit ScriptedService(Script& s) : Counted(s.services), script(s) {}
-  void add(const std::string& name, const std::string& type, std::uint16_t) override {
-    script.added.push_back(name + " " + type);
-  }
-  Script& script;
-};
-
-struct ScriptedEngine : AvahiEngine {
-  explicit ScriptedEngine(Script& s) : script(s) {}
-  std::unique_ptr<AvahiServiceHandle> service(ServiceChanged changed, std::string& reason) override {
-    if (script.refusing) {
-      reason = "Too many objects";
-      return nullptr;
+  struct Operation {
+    explicit Operation(Script& itsScript) : script(itsScript) {}
+    ~Operation() { std::erase(script.running, this); }
+    Operation(const Operation&) = delete;
+    Operation& operator=(const Operation&) = delete;
+    Script& script;
+    AvahiRequest request;
+    AvahiEngine::Happened happened;
+  };
+  struct Engine final : AvahiEngine {
+    explicit Engine(Script& itsScript) : script(itsScript) { ++script.alive; }
+    ~Engine() override {
+      --script.alive;
+      EXPECT_THAT(script.running, IsEmpty()) << "operations are destroyed before their engine";
     }
-    script.service = std::move(changed);
-    return std::make_unique<ScriptedService>(script);
+    Engine(const Engine&) = delete;
+    Engine& operator=(const Engine&) = delete;
+    AvahiEngine::Operation start(const AvahiRequest& request, Happened happened) override {
+      if (request.kind == Request::Service) script.added.push_back(request.name + " " + request.type);
+      ++script.started[request.kind];
+      auto operation = std::make_shared<Script::Operation>(script);
+      operation->request = request;
+      operation->happened = std::move(happened);
+      script.running.push_back(operation.get());
+      return operation;
+    }
+    Script& script;
+  };
+
+  explicit Script(FakeEventLoop& itsLoop) : loop(itsLoop) {}
+  AvahiDnsSd::MakeEngine maker() {
+    return [this](AvahiEngine::StateChanged function) {
+      ++made;
+      if (lacking) throw std::system_error(EMFILE, std::generic_category(), "eventfd");
+      changed = std::move(function);
+      return std::make_unique<Engine>(*this);
+    };
   }
-  std::unique_ptr<AvahiHandle> browse(const std::string&, Sighted sighted, std::string&) override {
-    if (script.refusing) return nullptr;
-    script.sighted = std::move(sighted);
-    return std::make_unique<Counted<AvahiHandle>>(script.browsers);
+  void become(State state, const std::string& reason = "") {
+    const auto function = changed;  // the call may make another engine
+    function({state, reason});
+    loop.advance(0ms);
   }
-  std::unique_ptr<AvahiHandle> resolve(const std::string&, const std::string&, Family family,
-                                       Answered answered, std::string&) override {
-    script.answered[family] = std::move(answered);
-    ++script.resolved;
-    return std::make_unique<Counted<AvahiHandle>>(script.resolvers);
+  std::size_t count(Request kind) const {
+    return static_cast<std::size_t>(std::count_if(
+        running.begin(), running.end(), [kind](const auto* one) { return one->request.kind == kind; }));
   }
-  Script& script;
+  std::size_t services() const { return count(Request::Service); }
+  std::size_t browsers() const { return count(Request::Browser); }
+  // To the operation of that kind.
+  void tell(Request kind, const AvahiEvent& event) {
+    for (Operation* const operation : running) {
+      if (operation->request.kind != kind) continue;
+      const auto function = operation->happened;  // the call may destroy the operation
+      function(event);
+      return loop.advance(0ms);
+    }
+    FAIL() << "no such operation runs";
+  }
+  void service(Event kind, const std::string& reason = "") {
+    AvahiEvent event;
+    event.kind = kind;
+    event.reason = reason;
+    tell(Request::Service, event);
+  }
+  void browser(Event kind, const std::string& name = "", int interface = 1, int protocol = 0) {
+    AvahiEvent event;
+    event.kind = kind;
+    event.name = name;
+    event.interface = interface;
+    event.protocol = protocol;
+    tell(Request::Browser, event);
+  }
+  void answer(Request kind, const std::string& address) {
+    AvahiEvent event;
+    event.kind = Event::Resolved;
+    event.hostName = "nas.local";
+    event.address = address;
+    event.port = 4250;
+    tell(kind, event);
+  }
+  void noAnswer(Request kind) {
+    AvahiEvent event;
+    event.reason = "Timeout reached";
+    tell(kind, event);
+  }
+
+  FakeEventLoop& loop;
+  AvahiEngine::StateChanged changed;
+  std::vector<std::string> added;   // services, by name and type
+  std::map<Request, int> started;   // ever
+  std::vector<Operation*> running;  // oldest first
+  int made = 0;
+  int alive = 0;
+  bool lacking = false;
 };
 
 struct AvahiDnsSdTest : testing::Test {
   FakeEventLoop loop;
-  Script script;
+  Script daemon{loop};
+  Script responder{loop};
   std::vector<std::string> told;
-  std::vector<Availability::Kind> available;
-  AvahiDnsSd dnsSd{loop, "fake Avahi",
-                   [this](AvahiEngine::StateChanged changed, std::string&) {
-                     script.changed = std::move(changed);
-                     return std::make_unique<ScriptedEngine>(script);
-                   },
-                   [this](const Availability& availability) { available.push_back(availability.kind); }};
+  AvahiDnsSd dnsSd{loop, daemon.maker(), responder.maker()};
 
   std::unique_ptr<Publication> publish(const std::string& name = "Photos") {
     auto publication = dnsSd.publish({name, "_x._tcp.", 1}, [this](const PublicationState& state) {
@@ -94,14 +135,17 @@ struct AvahiDnsSdTest : testing::Test {
     return publication;
   }
   std::unique_ptr<Browser> browse() {
-    auto browser =
-        dnsSd.browse("_x._tcp.", {[this](const std::string& name, bool) { told.push_back("+" + name); },
-                                  [this](const std::string& name, bool) { told.push_back("-" + name); }});
+    const auto note = [this](const char* sign) {
+      return [this, sign](const std::string& name, bool more) {
+        told.push_back(sign + name + (more ? " more" : ""));
+      };
+    };
+    auto browser = dnsSd.browse("_x._tcp.", {note("+"), note("-")});
     loop.advance(0ms);
     return browser;
   }
-  std::unique_ptr<Resolution> resolve() {
-    auto resolution = dnsSd.resolve("Photos", "_x._tcp.", 5s,
+  std::unique_ptr<Resolution> resolve(EventLoop::Duration timeout = 5s) {
+    auto resolution = dnsSd.resolve("Photos", "_x._tcp.", timeout,
                                     {[this](const ResolvedService& service) {
                                        std::string line =
                                            service.hostName + ":" + std::to_string(service.port);
@@ -112,157 +156,145 @@ struct AvahiDnsSdTest : testing::Test {
     loop.advance(0ms);
     return resolution;
   }
-  void run() { script.changed(State::Running, ""); }
-  void answer(Family family, const std::string& address) {
-    script.answered[family]({true, "nas.local", address, 4250, ""});
-  }
-  void noAnswer(Family family) { script.answered[family]({false, "", "", 0, "Timeout reached"}); }
-  void sight(Seen kind, int interface, int protocol, const std::string& name) {
-    script.sighted({kind, interface, protocol, name});
-  }
+  void run() { daemon.become(State::Running); }
+  void published(Script& script) { script.service(Event::Established); }
 };
 
 TEST_F(AvahiDnsSdTest, publishesOnceTheEngineRuns) {
   const auto publication = publish();
-  EXPECT_THAT(script.added, IsEmpty());
-  script.changed(State::Registering, "the host name is being registered");
-  EXPECT_THAT(script.added, IsEmpty());
+  EXPECT_THAT(daemon.added, IsEmpty());
+  daemon.become(State::Registering, "the host name is being registered");
+  EXPECT_THAT(daemon.added, IsEmpty());
   run();
-  EXPECT_THAT(script.added, ElementsAre("Photos _x._tcp"));
-  script.service(ServiceState::Established, "");
-  EXPECT_EQ(told.back(), "published Photos, fake Avahi");
+  EXPECT_THAT(daemon.added, ElementsAre("Photos _x._tcp"));
+  published(daemon);
+  EXPECT_EQ(told.back(), "published Photos, Avahi daemon");
 }
 
-TEST_F(AvahiDnsSdTest, publishesAnewWhenTheHostNameChanges) {
+TEST_F(AvahiDnsSdTest, publishesAgainWhenTheHostNameChanges) {
   const auto publication = publish();
   run();
-  script.service(ServiceState::Established, "");
-  script.changed(State::Registering, "the host name is being registered");
-  EXPECT_EQ(script.services, 0);
+  published(daemon);
+  daemon.become(State::Registering, "the host name is being registered");
+  EXPECT_EQ(daemon.services(), 0U);
   EXPECT_EQ(told.back(), "pending Photos, the host name is being registered");
   run();
-  EXPECT_EQ(script.added.size(), 2U);
-  EXPECT_EQ(script.services, 1);
+  EXPECT_EQ(daemon.added.size(), 2U);
+  EXPECT_EQ(daemon.services(), 1U);
 }
 
 TEST_F(AvahiDnsSdTest, takesTheNextNameAfterAConflict) {
   const auto publication = publish();
   run();
-  script.service(ServiceState::Collision, "");
-  script.service(ServiceState::Collision, "");
-  script.service(ServiceState::Established, "");
-  EXPECT_THAT(script.added, ElementsAre("Photos _x._tcp", "Photos #2 _x._tcp", "Photos #3 _x._tcp"));
-  EXPECT_THAT(told.back(), "renamed Photos #3, fake Avahi");
-  EXPECT_EQ(script.services, 1);
+  daemon.service(Event::Collision);
+  daemon.service(Event::Collision);
+  published(daemon);
+  EXPECT_THAT(daemon.added, ElementsAre("Photos _x._tcp", "Photos #2 _x._tcp", "Photos #3 _x._tcp"));
+  EXPECT_THAT(told.back(), "renamed Photos #3, Avahi daemon");
+  EXPECT_EQ(daemon.services(), 1U);
 }
 
-TEST_F(AvahiDnsSdTest, slowsDownAgainstANeighbourThatClaimsEveryName) {
+TEST_F(AvahiDnsSdTest, slowsDownAgainstANeighborThatClaimsEveryName) {
   const auto publication = publish();
   run();
-  for (int i = 0; i < 10; ++i) script.service(ServiceState::Collision, "");
-  EXPECT_EQ(script.added.size(), 11U);
-  script.service(ServiceState::Collision, "");
+  for (int i = 0; i < 10; ++i) daemon.service(Event::Collision);
+  EXPECT_EQ(daemon.added.size(), 11U);
+  daemon.service(Event::Collision);
   loop.advance(4999ms);
-  EXPECT_EQ(script.added.size(), 11U);
+  EXPECT_EQ(daemon.added.size(), 11U);
   loop.advance(1ms);
-  EXPECT_EQ(script.added.size(), 12U);
+  EXPECT_EQ(daemon.added.size(), 12U);
 }
 
 TEST_F(AvahiDnsSdTest, triesAFailedPublicationAgainSilently) {
   const auto publication = publish();
   run();
-  script.service(ServiceState::Failed, "Invalid service type");
+  daemon.service(Event::Failed, "Invalid service type");
   EXPECT_EQ(told.back(), "failed Photos, Invalid service type");
-  EXPECT_EQ(script.services, 0);
+  EXPECT_EQ(daemon.services(), 0U);
   const std::size_t before = told.size();
   loop.advance(30s);
-  EXPECT_EQ(script.services, 1);
-  script.service(ServiceState::Failed, "Invalid service type");
+  EXPECT_EQ(daemon.services(), 1U);
+  daemon.service(Event::Failed, "Invalid service type");
   EXPECT_EQ(told.size(), before);
   loop.advance(30s);
-  script.service(ServiceState::Established, "");
-  EXPECT_EQ(told.back(), "published Photos, fake Avahi");
-}
-
-TEST_F(AvahiDnsSdTest, tellsThatTheEngineRefuses) {
-  script.refusing = true;
-  const auto publication = publish();
-  run();
-  EXPECT_EQ(told.back(), "failed Photos, Too many objects");
+  published(daemon);
+  EXPECT_EQ(told.back(), "published Photos, Avahi daemon");
 }
 
 TEST_F(AvahiDnsSdTest, cutsTheNameItPublishes) {
   const auto publication = publish(std::string(70, 'x'));
   run();
-  EXPECT_THAT(script.added, ElementsAre(std::string(63, 'x') + " _x._tcp"));
-  script.service(ServiceState::Established, "");
-  EXPECT_EQ(told.back(), "published " + std::string(63, 'x') + ", fake Avahi");
+  EXPECT_THAT(daemon.added, ElementsAre(std::string(63, 'x') + " _x._tcp"));
+  published(daemon);
+  EXPECT_EQ(told.back(), "published " + std::string(63, 'x') + ", Avahi daemon");
 }
 
-TEST_F(AvahiDnsSdTest, tellsAServiceOnceHoweverOftenItIsSeen) {
+TEST_F(AvahiDnsSdTest, findsAServiceOnceHoweverOftenItIsSeen) {
   const auto browser = browse();
-  script.changed(State::Registering, "");
-  ASSERT_EQ(script.browsers, 1);
-  sight(Seen::Seen, 1, 0, "Photos");
-  sight(Seen::Seen, 1, 1, "Photos");
-  sight(Seen::Seen, 2, 0, "Photos");
-  sight(Seen::Seen, 2, 0, "Photos");
+  daemon.become(State::Registering);
+  ASSERT_EQ(daemon.browsers(), 1U);
+  daemon.browser(Event::Seen, "Photos", 1, 0);
+  daemon.browser(Event::Seen, "Photos", 1, 1);
+  daemon.browser(Event::Seen, "Photos", 2, 0);
+  daemon.browser(Event::Seen, "Photos", 2, 0);
   EXPECT_THAT(told, ElementsAre("+Photos"));
-  sight(Seen::Gone, 1, 0, "Photos");
-  sight(Seen::Gone, 1, 1, "Photos");
-  sight(Seen::Gone, 1, 1, "Photos");
+  daemon.browser(Event::Gone, "Photos", 1, 0);
+  daemon.browser(Event::Gone, "Photos", 1, 1);
+  daemon.browser(Event::Gone, "Photos", 1, 1);
   EXPECT_EQ(told.size(), 1U);
-  sight(Seen::Gone, 2, 0, "Photos");
+  daemon.browser(Event::Gone, "Photos", 2, 0);
   EXPECT_THAT(told, ElementsAre("+Photos", "-Photos"));
-  sight(Seen::Gone, 2, 0, "Photos");
-  sight(Seen::Gone, 3, 0, "Never seen");
+  daemon.browser(Event::Gone, "Photos", 2, 0);
+  daemon.browser(Event::Gone, "Never seen", 3, 0);
   EXPECT_EQ(told.size(), 2U);
 }
 
-TEST_F(AvahiDnsSdTest, browsesAnewAfterAFailure) {
+TEST_F(AvahiDnsSdTest, browsesAgainAfterAFailure) {
   run();
   const auto browser = browse();
-  sight(Seen::Failed, 0, 0, "");
-  EXPECT_EQ(script.browsers, 0);
+  daemon.browser(Event::Failed);
+  EXPECT_EQ(daemon.browsers(), 0U);
   loop.advance(5s);
-  EXPECT_EQ(script.browsers, 1);
+  EXPECT_EQ(daemon.browsers(), 1U);
 }
 
-TEST_F(AvahiDnsSdTest, removesAfterAFailureWhatIsNotSeenAnyMore) {
+TEST_F(AvahiDnsSdTest, removesAfterAFailureWhatIsNotSeenAgain) {
   run();
   const auto browser = browse();
-  sight(Seen::Seen, 1, 0, "Photos");
-  sight(Seen::Seen, 1, 0, "Old photos");
-  sight(Seen::Failed, 0, 0, "");
+  daemon.browser(Event::Seen, "Photos", 1, 0);
+  daemon.browser(Event::Seen, "Old photos", 1, 0);
+  daemon.browser(Event::Failed);
   loop.advance(5s);
-  sight(Seen::Seen, 2, 0, "Photos");
-  sight(Seen::Seen, 2, 0, "New photos");
+  daemon.browser(Event::Seen, "Photos", 2, 0);
+  daemon.browser(Event::Seen, "New photos", 2, 0);
   EXPECT_THAT(told, ElementsAre("+Photos", "+Old photos", "+New photos"));
   loop.advance(5s);
   EXPECT_THAT(told, ElementsAre("+Photos", "+Old photos", "+New photos", "-Old photos"));
   // On the interface of before it is gone since the failure.
-  sight(Seen::Gone, 2, 0, "Photos");
+  daemon.browser(Event::Gone, "Photos", 2, 0);
   EXPECT_EQ(told.back(), "-Photos");
 }
 
-TEST_F(AvahiDnsSdTest, remembersOverSeveralFailuresWhatItHasTold) {
+TEST_F(AvahiDnsSdTest, remembersOverSeveralFailuresWhatItFound) {
   run();
   auto browser = browse();
-  sight(Seen::Seen, 1, 0, "Photos");
-  sight(Seen::Failed, 0, 0, "");
-  script.refusing = true;
-  loop.advance(60s);
-  script.refusing = false;
+  daemon.browser(Event::Seen, "Photos", 1, 0);
+  daemon.browser(Event::Failed);
+  for (int i = 0; i < 3; ++i) {
+    loop.advance(5s);
+    daemon.browser(Event::Failed);
+  }
   loop.advance(5s);
-  sight(Seen::Failed, 0, 0, "");
+  daemon.browser(Event::Failed);
   loop.advance(9s);
   EXPECT_THAT(told, ElementsAre("+Photos"));
-  sight(Seen::Seen, 1, 0, "Photos");
+  daemon.browser(Event::Seen, "Photos", 1, 0);
   loop.advance(60s);
   EXPECT_THAT(told, ElementsAre("+Photos"));
 }
 
-TEST_F(AvahiDnsSdTest, mayBeDestroyedWhenItTellsWhatIsNotSeenAnyMore) {
+TEST_F(AvahiDnsSdTest, letsAFunctionDestroyItsBrowser) {
   run();
   std::unique_ptr<Browser> browser;
   browser = dnsSd.browse("_x._tcp.", {{}, [&](const std::string& name, bool) {
@@ -270,9 +302,9 @@ TEST_F(AvahiDnsSdTest, mayBeDestroyedWhenItTellsWhatIsNotSeenAnyMore) {
                                         browser.reset();
                                       }});
   loop.advance(0ms);
-  sight(Seen::Seen, 1, 0, "A");
-  sight(Seen::Seen, 1, 0, "B");
-  sight(Seen::Failed, 0, 0, "");
+  daemon.browser(Event::Seen, "A", 1, 0);
+  daemon.browser(Event::Seen, "B", 1, 0);
+  daemon.browser(Event::Failed);
   loop.advance(10s);
   EXPECT_THAT(told, ElementsAre("-A"));
 }
@@ -280,12 +312,12 @@ TEST_F(AvahiDnsSdTest, mayBeDestroyedWhenItTellsWhatIsNotSeenAnyMore) {
 TEST_F(AvahiDnsSdTest, answersWithIPv4First) {
   run();
   const auto resolution = resolve();
-  EXPECT_EQ(script.resolvers, 2);
-  answer(Family::IPv6, "fe80::1");
+  EXPECT_EQ(daemon.running.size(), 2U);
+  daemon.answer(Request::IPv6Resolver, "fe80::1");
   EXPECT_THAT(told, IsEmpty());
-  answer(Family::IPv4, "10.0.0.1");
+  daemon.answer(Request::IPv4Resolver, "10.0.0.1");
   EXPECT_THAT(told, ElementsAre("nas.local:4250 10.0.0.1 fe80::1"));
-  EXPECT_EQ(script.resolvers, 0);
+  EXPECT_THAT(daemon.running, IsEmpty());
   loop.advance(10s);
   EXPECT_EQ(told.size(), 1U);
 }
@@ -293,11 +325,11 @@ TEST_F(AvahiDnsSdTest, answersWithIPv4First) {
 TEST_F(AvahiDnsSdTest, answersWithIPv6AloneAfterTwoLookUpsForIPv4) {
   run();
   const auto resolution = resolve();
-  answer(Family::IPv6, "fe80::1");
-  noAnswer(Family::IPv4);
+  daemon.answer(Request::IPv6Resolver, "fe80::1");
+  daemon.noAnswer(Request::IPv4Resolver);
   EXPECT_THAT(told, IsEmpty());
   loop.advance(200ms);
-  noAnswer(Family::IPv4);
+  daemon.noAnswer(Request::IPv4Resolver);
   EXPECT_THAT(told, ElementsAre("nas.local:4250 fe80::1"));
 }
 
@@ -305,48 +337,239 @@ TEST_F(AvahiDnsSdTest, asksAgainUntilTheTimeIsUp) {
   run();
   const auto resolution = resolve();
   for (int i = 0; i < 4; ++i) {
-    noAnswer(Family::IPv4);
-    noAnswer(Family::IPv6);
+    daemon.noAnswer(Request::IPv4Resolver);
+    daemon.noAnswer(Request::IPv6Resolver);
     loop.advance(1s);
   }
-  EXPECT_EQ(script.resolved, 10);
+  EXPECT_EQ(daemon.started[Request::IPv4Resolver], 5);
+  EXPECT_EQ(daemon.started[Request::IPv6Resolver], 5);
   EXPECT_THAT(told, IsEmpty());
   loop.advance(1s);
   EXPECT_THAT(told, ElementsAre("Timeout reached"));
-  EXPECT_EQ(script.resolvers, 0);
+  EXPECT_THAT(daemon.running, IsEmpty());
 }
 
 TEST_F(AvahiDnsSdTest, timesOutWithoutAnEngineToAsk) {
-  const auto resolution = resolve();
-  loop.advance(5s);
-  EXPECT_THAT(told, ElementsAre("Timeout reached"));
-}
-
-TEST_F(AvahiDnsSdTest, tellsWhetherItCanServe) {
-  script.changed(State::Connecting, "no Avahi daemon runs");
-  script.changed(State::Registering, "");
-  run();
-  script.changed(State::Failed, "Daemon connection failed");
-  using K = Availability::Kind;
-  EXPECT_THAT(available, ElementsAre(K::Waiting, K::Available, K::Available, K::Gone));
-}
-
-TEST(AvahiDnsSd, isGoneAtOnceWithoutAnEngine) {
-  FakeEventLoop loop;
-  std::vector<std::string> told;
-  const AvahiDnsSd dnsSd(
-      loop, "fake Avahi",
-      [](const AvahiEngine::StateChanged&, std::string& reason) {
-        reason = "no bus";
-        return std::unique_ptr<AvahiEngine>();
-      },
-      [&](const Availability& availability) {
-        EXPECT_EQ(availability.kind, Availability::Kind::Gone);
-        told.push_back(availability.reason);
-      });
+  const auto resolution = resolve(500ms);
+  loop.advance(499ms);
   EXPECT_THAT(told, IsEmpty());
-  loop.runPosted();
-  EXPECT_THAT(told, ElementsAre("no bus"));
+  loop.advance(1ms);
+  EXPECT_THAT(told, ElementsAre("Timeout reached"));
+  run();
+  EXPECT_THAT(daemon.running, IsEmpty());
+}
+
+TEST_F(AvahiDnsSdTest, saysMoreIsComingForAllButTheLastOfABatch) {
+  run();
+  const auto browser = browse();
+  const auto happened = daemon.running.at(0)->happened;
+  AvahiEvent event;
+  event.kind = Event::Seen;
+  for (const char* name : {"One", "Two"}) {
+    event.name = name;
+    happened(event);
+  }
+  event.kind = Event::Gone;
+  happened(event);
+  EXPECT_THAT(told, IsEmpty());
+  loop.advance(0ms);
+  EXPECT_THAT(told, ElementsAre("+One more", "+Two more", "-Two"));
+}
+
+TEST_F(AvahiDnsSdTest, usesTheDaemonThatAnswers) {
+  const auto publication = publish();
+  run();
+  EXPECT_EQ(daemon.services(), 1U);
+  published(daemon);
+  loop.advance(1h);
+  EXPECT_EQ(responder.made, 0);
+  EXPECT_THAT(told, ElementsAre("published Photos, Avahi daemon"));
+}
+
+TEST_F(AvahiDnsSdTest, usesTheResponderAtOnceWithoutBus) {
+  const auto publication = publish();
+  daemon.become(State::Failed, "no bus");
+  responder.become(State::Running);
+  EXPECT_EQ(responder.services(), 1U);
+}
+
+TEST_F(AvahiDnsSdTest, usesTheResponderAtOnceWithoutDaemonOnTheBus) {
+  daemon.become(State::Connecting);
+  const auto publication = publish();
+  responder.become(State::Running);
+  EXPECT_EQ(responder.services(), 1U);
+}
+
+TEST_F(AvahiDnsSdTest, usesTheResponderWhenTheDaemonDoesNotAnswer) {
+  const auto publication = publish();
+  loop.advance(999ms);
+  EXPECT_EQ(responder.made, 0);
+  loop.advance(1ms);
+  responder.become(State::Running);
+  EXPECT_EQ(responder.services(), 1U);
+}
+
+TEST_F(AvahiDnsSdTest, publishesAgainOnADaemonThatComesLater) {
+  const auto publication = publish();
+  daemon.become(State::Connecting);
+  responder.become(State::Running);
+  published(responder);
+  daemon.become(State::Registering, "the host name is being registered");
+  EXPECT_EQ(responder.alive, 0);
+  EXPECT_EQ(daemon.services(), 0U);
+  run();
+  published(daemon);
+  EXPECT_THAT(told, ElementsAre("published Photos, built-in responder",
+                                "pending Photos, the host name is being registered",
+                                "published Photos, Avahi daemon"));
+}
+
+TEST_F(AvahiDnsSdTest, asksForTheWantedNameOnTheOtherEngine) {
+  const auto publication = publish();
+  daemon.become(State::Connecting);
+  responder.become(State::Running);
+  responder.service(Event::Collision);
+  published(responder);
+  EXPECT_EQ(told.back(), "renamed Photos #2, built-in responder");
+  run();
+  EXPECT_THAT(daemon.added, ElementsAre("Photos _x._tcp"));
+}
+
+TEST_F(AvahiDnsSdTest, asksForABusAgainEveryFiveSeconds) {
+  daemon.become(State::Failed);
+  EXPECT_EQ(daemon.alive, 0);
+  loop.advance(4999ms);
+  EXPECT_EQ(daemon.made, 1);
+  loop.advance(1ms);
+  EXPECT_EQ(daemon.made, 2);
+  daemon.become(State::Failed);
+  loop.advance(5s);
+  EXPECT_EQ(daemon.made, 3);
+  EXPECT_EQ(responder.made, 1);
+}
+
+TEST_F(AvahiDnsSdTest, waitsTwoSecondsForADaemonThatWentAway) {
+  const auto publication = publish();
+  run();
+  published(daemon);
+  daemon.become(State::Failed, "Daemon connection failed");
+  EXPECT_EQ(told.back(), "pending Photos, Daemon connection failed");
+  loop.advance(200ms);
+  EXPECT_EQ(daemon.made, 2);
+  daemon.become(State::Connecting);
+  loop.advance(1799ms);
+  EXPECT_EQ(responder.made, 0);
+  loop.advance(1ms);
+  responder.become(State::Running);
+  EXPECT_EQ(responder.services(), 1U);
+  EXPECT_EQ(told.size(), 2U) << "what is still pending is not reported again";
+}
+
+TEST_F(AvahiDnsSdTest, goesBackToADaemonThatReturnsInTime) {
+  const auto publication = publish();
+  run();
+  daemon.become(State::Failed);
+  loop.advance(200ms);
+  daemon.become(State::Connecting);
+  run();
+  EXPECT_EQ(daemon.services(), 1U);
+  loop.advance(1h);
+  EXPECT_EQ(responder.made, 0);
+}
+
+TEST_F(AvahiDnsSdTest, waitsForADaemonAgainAfterTheResponderTookOver) {
+  const auto publication = publish();
+  run();
+  daemon.become(State::Failed);
+  loop.advance(2s);
+  responder.become(State::Running);
+  EXPECT_EQ(responder.services(), 1U);
+  run();
+  EXPECT_EQ(daemon.services(), 1U);
+  EXPECT_EQ(responder.alive, 0);
+  daemon.become(State::Failed);
+  loop.advance(1999ms);
+  EXPECT_EQ(responder.alive, 0);
+  loop.advance(1ms);
+  EXPECT_EQ(responder.alive, 1);
+}
+
+TEST_F(AvahiDnsSdTest, triesTheResponderAgainWhenItCannotWork) {
+  const auto publication = publish();
+  daemon.become(State::Connecting);
+  responder.become(State::Running);
+  published(responder);
+  responder.become(State::Failed, "no socket");
+  EXPECT_EQ(told.back(), "pending Photos, no socket");
+  EXPECT_EQ(responder.alive, 0);
+  loop.advance(5s);
+  responder.become(State::Running);
+  EXPECT_EQ(responder.services(), 1U);
+}
+
+TEST_F(AvahiDnsSdTest, triesAgainWhenAnEngineHasNoDescriptor) {
+  responder.lacking = true;
+  daemon.become(State::Failed);
+  EXPECT_EQ(responder.made, 1);
+  responder.lacking = false;
+  loop.advance(5s);
+  EXPECT_EQ(responder.made, 2);
+  EXPECT_EQ(responder.alive, 1);
+}
+
+TEST_F(AvahiDnsSdTest, findsANameOnceOnBothEngines) {
+  const auto browser = browse();
+  daemon.become(State::Connecting);
+  responder.become(State::Running);
+  responder.browser(Event::Seen, "One");
+  responder.browser(Event::Seen, "Two");
+  run();
+  daemon.browser(Event::Seen, "Two");
+  daemon.browser(Event::Seen, "Three");
+  EXPECT_THAT(told, ElementsAre("+One", "+Two", "+Three"));
+  // What is not seen again within five seconds is gone.
+  loop.advance(4999ms);
+  EXPECT_EQ(told.size(), 3U);
+  loop.advance(1ms);
+  EXPECT_EQ(told.back(), "-One");
+  EXPECT_EQ(told.size(), 4U);
+  daemon.browser(Event::Gone, "Two");
+  EXPECT_EQ(told.back(), "-Two");
+}
+
+TEST_F(AvahiDnsSdTest, resolvesOnTheEngineThatIsThere) {
+  const auto resolution = resolve();
+  run();
+  daemon.become(State::Failed);
+  loop.advance(2s);
+  responder.become(State::Running);
+  responder.answer(Request::IPv4Resolver, "10.0.0.1");
+  EXPECT_THAT(told, ElementsAre("nas.local:4250 10.0.0.1"));
+  EXPECT_THAT(responder.running, IsEmpty());
+}
+
+TEST_F(AvahiDnsSdTest, letsAFunctionDestroyItsPublication) {
+  std::unique_ptr<Publication> publication;
+  publication =
+      dnsSd.publish({"Photos", "_x._tcp.", 1}, [&](const PublicationState&) { publication.reset(); });
+  loop.advance(0ms);
+  run();
+  daemon.service(Event::Failed, "why");
+  EXPECT_EQ(publication, nullptr);
+  EXPECT_EQ(daemon.services(), 0U);
+}
+
+TEST(AvahiDnsSd, mayUseOneEngineAlone) {
+  FakeEventLoop loop;
+  Script daemon(loop);
+  Script responder(loop);
+  const AvahiDnsSd withDaemon(loop, daemon.maker(), {});
+  const AvahiDnsSd withResponder(loop, {}, responder.maker());
+  daemon.become(State::Failed);
+  loop.advance(0ms);
+  EXPECT_EQ(responder.made, 1);
+  loop.advance(5s);
+  EXPECT_EQ(daemon.made, 2);
 }
 
 }  // namespace

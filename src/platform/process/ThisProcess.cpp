@@ -37,6 +37,12 @@ void prepareProcess() {
   heedEndsOfChildren();
 }
 
+void blockSignals() {
+  sigset_t all;
+  ::sigfillset(&all);
+  ::pthread_sigmask(SIG_SETMASK, &all, nullptr);
+}
+
 int runProgram(const std::function<int()>& program) {
   try {
     return program();

@@ -17,6 +17,9 @@ void openStandardDescriptors();
 void ignoreBrokenPipes();
 void heedEndsOfChildren();
 
+// Blocks every signal on the calling thread, so that another thread handles them.
+void blockSignals();
+
 // Runs a program to its end and gives its exit status. When it lacks what it cannot do without, such as
 // descriptors, threads or memory, standard error says which, and the status is 1.
 int runProgram(const std::function<int()>& program);

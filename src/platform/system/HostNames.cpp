@@ -2,6 +2,8 @@
 
 #include <arpa/inet.h>
 #include <ifaddrs.h>
+#include <linux/netlink.h>
+#include <linux/rtnetlink.h>
 #include <net/if.h>
 #include <netdb.h>
 #include <netinet/in.h>
@@ -9,11 +11,14 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <condition_variable>
 #include <memory>
 #include <mutex>
 #include <system_error>
 #include <thread>
+
+#include "platform/files/FileDescriptor.h"
 
 namespace moxtel {
 
@@ -85,6 +90,19 @@ std::vector<std::string> localIPv4Addresses() {
     (item->ifa_flags & IFF_LOOPBACK ? loopback : outside).push_back(dottedQuad(item->ifa_addr));
   }
   return outside.empty() ? loopback : outside;
+}
+
+std::string whyInterfacesCannotBeWatched() {
+  const FileDescriptor socket(::socket(PF_NETLINK, SOCK_DGRAM | SOCK_CLOEXEC, NETLINK_ROUTE));
+  sockaddr_nl address{};
+  address.nl_family = AF_NETLINK;
+  address.nl_groups = RTMGRP_LINK | RTMGRP_IPV4_IFADDR;
+  const int yes = 1;
+  if (socket && ::bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 &&
+      ::setsockopt(socket.get(), SOL_SOCKET, SO_PASSCRED, &yes, sizeof yes) == 0) {
+    return {};
+  }
+  return "the network interfaces cannot be watched: " + std::generic_category().message(errno);
 }
 
 std::optional<std::string> answerWithin(std::chrono::milliseconds limit,

@@ -16,6 +16,10 @@ std::string currentHostName();
 // where there are no others.
 std::vector<std::string> localIPv4Addresses();
 
+// Why changes of this machine's interfaces and addresses cannot be watched, as in a sandbox that forbids it;
+// empty where they can.
+std::string whyInterfacesCannotBeWatched();
+
 // The host name of an IPv4 address in dotted-quad text; nothing when it has none, or when the answer takes
 // longer than the limit (the look-up then ends by itself, its answer unused).
 std::optional<std::string> nameOfHost(const std::string& address,
