@@ -58,7 +58,8 @@ int MoxtelClient::run(const std::vector<std::string>& arguments) {
     err_ << "moxtel: " << printable(error->text) << "\nTry 'moxtel --help'.\n";
     return kWrongUsage;
   }
-  out_ << (std::holds_alternative<HelpWanted>(options) ? helpText() : "moxtel " MOXTEL_VERSION "\n");
+  const auto* help = std::get_if<HelpWanted>(&options);
+  out_ << (help ? help->text : "moxtel " MOXTEL_VERSION "\n");
   return kSuccess;
 }
 

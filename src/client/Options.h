@@ -29,7 +29,9 @@ struct ClientRequest {
 struct BrowseWanted {
   bool json = false;
 };
-struct HelpWanted {};
+struct HelpWanted {
+  std::string text;  // of the program, or of the subcommand that was named
+};
 struct VersionWanted {};
 struct UsageError {
   std::string text;
@@ -38,7 +40,5 @@ struct UsageError {
 // Every subcommand is the name of one command of the protocol, with its arguments as the request's entries.
 std::variant<ClientRequest, BrowseWanted, HelpWanted, VersionWanted, UsageError> parseOptions(
     const std::vector<std::string>& arguments);
-
-std::string helpText();
 
 }  // namespace moxtel

@@ -229,12 +229,43 @@ TEST_F(Moxtel, refusesAWrongCommandLine) {
   }
 }
 
+TEST_F(Moxtel, namesWhatIsWrongWithACommandLine) {
+  const auto complaint = [&](const std::vector<std::string>& wrong) {
+    EXPECT_EQ(run(wrong), 2);
+    return err.str();
+  };
+  EXPECT_EQ(complaint({}), "moxtel: no command\nTry 'moxtel --help'.\n");
+  EXPECT_THAT(complaint({"frobnicate"}), HasSubstr("not expected: frobnicate"));
+  EXPECT_THAT(complaint({"photos"}), HasSubstr("ID is required"));
+  EXPECT_THAT(complaint({"thumb", "k"}), HasSubstr("thumb needs -o FILE"));
+  EXPECT_THAT(complaint({"--port", "0", "albums"}), HasSubstr("--port: Value 0 not in range 1 to 65535"));
+  EXPECT_THAT(complaint({"--port"}), HasSubstr("--port: 1 required PORT missing"));
+  EXPECT_THAT(complaint({"albums", "\x1b[2J"}), HasSubstr("not expected: �[2J"));
+}
+
 TEST_F(Moxtel, helps) {
   EXPECT_EQ(run({"--help"}), 0);
-  EXPECT_THAT(out.str(), StartsWith("usage: moxtel "));
-  EXPECT_THAT(out.str(), HasSubstr("square-thumb KEY -o FILE"));
+  EXPECT_THAT(out.str(), HasSubstr("\nusage: moxtel [OPTION"));
+  EXPECT_THAT(out.str(), HasSubstr("\n  square-thumb KEY -o FILE "));
+  std::istringstream help(out.str());
+  for (std::string line; std::getline(help, line);) EXPECT_LE(line.size(), 80U) << line;
   EXPECT_EQ(run({"albums", "--version"}), 0);
   EXPECT_THAT(out.str(), StartsWith("moxtel 1.4"));
+}
+
+TEST_F(Moxtel, helpsWithOneCommand) {
+  EXPECT_EQ(run({"set-gps", "--help"}), 0);
+  EXPECT_THAT(out.str(), HasSubstr("\nusage: moxtel set-gps KEY LATITUDE LONGITUDE\n"));
+  EXPECT_EQ(err.str(), "");
+}
+
+TEST_F(Moxtel, takesOptionsBeforeAndAfterTheCommand) {
+  EXPECT_EQ(runWith(result("x"), {"--json", "photos", "events"}), 0);
+  EXPECT_EQ(asked, Value(Dictionary{{"command", "Photos of Album"}, {"id", "events"}}));
+  EXPECT_EQ(out.str(), "\"x\"\n");
+  EXPECT_EQ(runWith(result("x"), {"photos", "--json", "--", "--json"}), 0);
+  EXPECT_EQ(asked, Value(Dictionary{{"command", "Photos of Album"}, {"id", "--json"}}));
+  EXPECT_EQ(out.str(), "\"x\"\n");
 }
 
 TEST_F(Moxtel, asksTheFinderOnlyWithoutAnAddress) {
