@@ -48,6 +48,8 @@ class Package(unittest.TestCase):
             self.assertTrue(list((self.root / "usr/share/man").glob("man?/%s.?.gz" % name)), name)
         for helper in ("moxtel-picture-decoder", "moxtel-property-reader"):
             self.assertTrue((self.root / "usr/libexec/moxtel" / helper).is_file())
+        for client in ("moxtel", "moxtel-make-library"):
+            self.assertTrue((self.root / "usr/share/bash-completion/completions" / client).is_file())
         self.assertTrue((self.root / "usr/share/moxtelserver/Help.html").is_file())
 
     def test_its_manuals_name_everything_that_its_help_names(self):
@@ -60,7 +62,7 @@ class Package(unittest.TestCase):
                 # Takes the daemon's keys, and says so.
                 self.assertIn("moxtelserverd", manual)
                 continue
-            words = re.findall(r"^  (?:-o, )?(-?-?[A-Za-z][A-Za-z-]*)", text, re.MULTILINE)
+            words = re.findall(r"^  (?:-[oh],)?(-?-?[A-Za-z][A-Za-z-]*)", text, re.MULTILINE)
             self.assertGreater(len(words), 5, text)
             self.assertEqual([word for word in words if word not in manual], [], name)
 

@@ -1,87 +1,48 @@
 #include "makelibrary/MakeLibraryOptions.h"
 
-#include <charconv>
-#include <optional>
-#include <string_view>
+#include <CLI/CLI.hpp>
+#include <map>
 
 namespace moxtel::makelibrary {
 
 namespace {
 
-constexpr std::string_view kHelp =
-    R"(Usage: moxtel-make-library DIR [options]
-
-Writes a sample photo library into DIR, which must not exist or be empty.
-The same options give the same library, bit for bit.
-
-  --photos N       how many photos (default 60; at most 20000000)
-  --seed S         which library of that kind (default 1)
-  --images WHAT    none   databases only, for tests and measurements
-                   small  tiny pictures
-                   photo  landscapes of 1 to 2 megapixels (default)
-  --projects N     how many projects (events); as many as suit the photos
-  --albums N       how many regular albums; as many as suit the photos
-  --faces N        how many named persons; as many as suit the photos
-  --big-album      an album that holds every photo
-  --album-data     an AlbumData.xml beside the databases
-  --strange        what no photo application should write: missing values,
-                   ties, duplicates, odd texts and numbers (without pictures)
-  --help           this text
-  --version        the version
-
-Example: moxtel-make-library ~/Sample --photos 200 --images photo
-)";
-
 constexpr std::size_t kMostPhotos = 20'000'000;
 
-MakeLibraryMessage problem(std::string text) {
-  return {2, "moxtel-make-library: " + std::move(text) + "\nTry 'moxtel-make-library --help'.\n"};
+const std::map<std::string, Images> kImages{
+    {"none", Images::None}, {"small", Images::Small}, {"photo", Images::Photo}};
+
+void addCount(CLI::App& app, const char* name, std::size_t& count, const char* help) {
+  app.add_option(name, count, help)
+      ->type_name("N")
+      ->check(CLI::Range(std::size_t{0}, kMostPhotos).description(""));
 }
 
-template <class Number>
-bool readNumber(const std::string& text, Number& number, Number most) {
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  return error == std::errc() && end == text.data() + text.size() && number <= most;
-}
-
-bool readImages(const std::string& text, Images& images) {
-  if (text == "none")
-    images = Images::None;
-  else if (text == "small")
-    images = Images::Small;
-  else if (text == "photo")
-    images = Images::Photo;
-  else
-    return false;
-  return true;
-}
-
-std::size_t* countNamed(MakeLibraryOptions& options, std::string_view name) {
-  if (name == "--photos") return &options.photos;
-  if (name == "--projects") return &options.projects;
-  if (name == "--albums") return &options.albums;
-  if (name == "--faces") return &options.faces;
-  return nullptr;
-}
-
-bool takeSwitch(MakeLibraryOptions& options, std::string_view name) {
-  if (name == "--strange") return options.strange = true;
-  if (name == "--album-data") return options.albumData = true;
-  if (name == "--big-album") return options.bigAlbum = true;
-  return false;
-}
-
-// Whether the option takes a value at all; fits tells whether this one is readable.
-bool takeValue(MakeLibraryOptions& options, std::string_view name, const std::string& value, bool& fits) {
-  if (std::size_t* count = countNamed(options, name))
-    fits = readNumber(value, *count, kMostPhotos);
-  else if (name == "--seed")
-    fits = readNumber(value, options.seed, UINT64_MAX);
-  else if (name == "--images")
-    fits = readImages(value, options.images);
-  else
-    return false;
-  return true;
+void addOptions(CLI::App& app, MakeLibraryOptions& options) {
+  app.set_help_flag("-h,--help", "show this");
+  app.set_version_flag("--version", "moxtel-make-library " MOXTEL_VERSION, "show the version");
+  app.add_option("DIR", options.folder, "the folder of the library")->required()->option_text(" ");
+  addCount(app, "--photos", options.photos, "number of photos (60; at most 20000000)");
+  // Compared as a real: CLI11 takes -1 for a number without sign, too.
+  app.add_option("--seed", options.seed, "which library of that kind (1)")
+      ->type_name("S")
+      ->check(CLI::Range(0.0, 0x1p64).description(""));
+  app.add_option_function<std::string>(
+         "--images", [&options](const std::string& name) { options.images = kImages.at(name); },
+         "none   databases only, for tests and measurements\n"
+         "small  tiny pictures\n"
+         "photo  landscapes of 1 to 2 megapixels (default)")
+      ->type_name("WHAT")
+      ->check(CLI::IsMember(kImages).description(""));
+  addCount(app, "--projects", options.projects, "number of projects (events); 0: what suits the photos");
+  addCount(app, "--albums", options.albums, "number of regular albums; 0: what suits the photos");
+  addCount(app, "--faces", options.faces, "number of named persons; 0: what suits the photos");
+  app.add_flag("--big-album", options.bigAlbum, "add an album that holds every photo");
+  app.add_flag("--album-data", options.albumData, "write an AlbumData.xml beside the databases");
+  app.add_flag("--strange", options.strange,
+               "add what no photo application should write:\n"
+               "missing values, ties, duplicates, odd texts and\n"
+               "numbers (without pictures)");
 }
 
 }  // namespace
@@ -89,23 +50,24 @@ bool takeValue(MakeLibraryOptions& options, std::string_view name, const std::st
 std::variant<MakeLibraryOptions, MakeLibraryMessage> parseMakeLibraryArguments(
     const std::vector<std::string>& arguments) {
   MakeLibraryOptions options;
-  for (std::size_t i = 0; i < arguments.size(); ++i) {
-    const std::string& name = arguments[i];
-    if (name == "--help") return MakeLibraryMessage{0, std::string(kHelp)};
-    if (name == "--version") return MakeLibraryMessage{0, "moxtel-make-library " MOXTEL_VERSION "\n"};
-    if (takeSwitch(options, name)) continue;
-    if (!name.starts_with("-")) {
-      if (!options.folder.empty()) return problem("one folder only, not also '" + name + "'");
-      options.folder = name;
-      continue;
-    }
-    bool fits = false;
-    const std::string value = i + 1 < arguments.size() ? arguments[i + 1] : std::string();
-    if (!takeValue(options, name, value, fits)) return problem("unknown option '" + name + "'");
-    if (!fits) return problem("option '" + name + "' cannot be '" + value + "'");
-    ++i;
+  CLI::App app(
+      "Writes a sample photo library into DIR, which must not exist or be empty.\n"
+      "The same options give the same library, bit for bit.\n",
+      "moxtel-make-library");
+  app.get_formatter()->column_width(20);
+  app.get_formatter()->label("Positionals", "Arguments");
+  app.footer("Example: moxtel-make-library ~/Sample --photos 200 --images photo");
+  addOptions(app, options);
+  try {
+    app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+  } catch (const CLI::CallForHelp&) {
+    return MakeLibraryMessage{0, app.help()};
+  } catch (const CLI::CallForVersion& version) {
+    return MakeLibraryMessage{0, version.what() + std::string("\n")};
+  } catch (const CLI::ParseError& error) {
+    return MakeLibraryMessage{
+        2, "moxtel-make-library: " + std::string(error.what()) + "\nTry 'moxtel-make-library --help'.\n"};
   }
-  if (options.folder.empty()) return problem("which folder?");
   return options;
 }
 

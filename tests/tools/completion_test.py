@@ -1,0 +1,69 @@
+"""Bash's completion offers what the programs' --help lists, no more and no less.
+
+Usage: completion_test.py COMPLETIONS_FOLDER MOXTEL MOXTEL_MAKE_LIBRARY"""
+import os
+import re
+import subprocess
+import sys
+import tempfile
+import unittest
+
+FOLDER = PROGRAMS = None
+
+
+def completed(program, words, folder=None):
+    """What Bash offers for the last of the words."""
+    script = os.path.join(FOLDER, program)
+    code = 'source "$1"; shift; COMP_WORDS=("$@"); COMP_CWORD=$(($# - 1)); "_${1//-/_}"; printf "%s\\n" "${COMPREPLY[@]}"'
+    output = subprocess.run(["bash", "-c", code, "bash", script, program, *words], cwd=folder, check=True,
+                            capture_output=True, text=True)
+    assert not output.stderr, output.stderr
+    return sorted(filter(None, output.stdout.split("\n")))
+
+
+def help_lines(program, heading):
+    """The lines below a heading of --help that begin an entry."""
+    text = subprocess.run([PROGRAMS[program], "--help"], check=True, capture_output=True, text=True).stdout
+    section = re.search(r"^%s:\n((?:  .*\n)+)" % heading, text, re.M).group(1)
+    return [line.strip() for line in section.splitlines() if re.match(r"  \S", line)]
+
+
+def long_options(program):
+    return sorted(re.match(r"(?:-\w,)?(--[\w-]+)", line).group(1) for line in help_lines(program, "Options"))
+
+
+class Completion(unittest.TestCase):
+    def test_offers_every_option(self):
+        for program in PROGRAMS:
+            self.assertEqual(completed(program, ["-"]), long_options(program))
+
+    def test_offers_every_command(self):
+        commands = sorted(line.split()[0] for line in help_lines("moxtel", "Commands"))
+        self.assertEqual(completed("moxtel", [""]), commands)
+        self.assertEqual(completed("moxtel", ["--host", "nas", "--json", ""]), commands)
+        self.assertEqual(completed("moxtel", ["fo"]), ["folders"])
+
+    def test_offers_one_command_only(self):
+        self.assertEqual(completed("moxtel", ["albums", ""]), [])
+        self.assertEqual(completed("moxtel", ["photos", ""]), ["allPhotosAlbum"])
+
+    def test_offers_values(self):
+        self.assertEqual(completed("moxtel-make-library", ["x", "--images", ""]), ["none", "photo", "small"])
+        for value in completed("moxtel-make-library", ["x", "--images", ""]):
+            # The program knows the value: what it misses is the folder.
+            run = subprocess.run([PROGRAMS["moxtel-make-library"], "--images", value], capture_output=True, text=True)
+            self.assertIn("DIR is required", run.stderr)
+        self.assertEqual(completed("moxtel", ["--port", ""]), [])
+
+    def test_offers_files(self):
+        with tempfile.TemporaryDirectory() as folder:
+            os.mkdir(os.path.join(folder, "photos in here"))
+            open(os.path.join(folder, "picture.jpg"), "w").close()
+            self.assertEqual(completed("moxtel", ["thumb", "k", "-o", "pi"], folder), ["picture.jpg"])
+            self.assertEqual(completed("moxtel-make-library", [""], folder), ["photos in here"])
+
+
+if __name__ == "__main__":
+    FOLDER = sys.argv.pop(1)
+    PROGRAMS = {"moxtel": sys.argv.pop(1), "moxtel-make-library": sys.argv.pop(1)}
+    unittest.main()
