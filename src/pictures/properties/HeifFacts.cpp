@@ -1,4 +1,7 @@
 // HEIC and AVIF: the boxes that describe the primary item (ISO/IEC 14496-12 and 23008-12).
+//
+// Not libheif: its version 1.15 reports neither the size of a grid's tiles nor the number of channels, and it
+// would have to run in moxtel-property-reader, whose start costs 3 to 4 ms where this takes 0.05 ms a file.
 #include <algorithm>
 #include <map>
 #include <set>

@@ -1,4 +1,7 @@
-// The name of a colour profile (ICC.1:2001-04 and ICC.1:2022). Any thread.
+// The description of a color profile (ICC.1:2001-04 and ICC.1:2022). Any thread.
+//
+// Not Little CMS: its version 2.14 allocates whatever number of languages a profile states, so that 224 bytes
+// cost the server 270 MB and 0.4 s of processor time.
 #pragma once
 
 #include <optional>
@@ -8,7 +11,8 @@
 
 namespace moxtel::properties {
 
-// The profile's description, in English where there are several; nothing when it has none.
+// In English if the profile has several languages; nothing when there is no description. Reads each byte of
+// the profile at most once and allocates no more than its size.
 std::optional<std::string> profileDescription(FileBytes profile);
 
 }  // namespace moxtel::properties
