@@ -41,7 +41,7 @@ std::optional<sockaddr_in> addressOf(const std::string& host, std::uint16_t port
   return address;
 }
 
-// Waits until the socket can be read; false when the time is over first.
+// Waits until the socket is readable; false when the deadline comes first.
 bool readableBefore(int socket, std::chrono::steady_clock::time_point deadline) {
   for (;;) {
     const auto left =
@@ -52,7 +52,7 @@ bool readableBefore(int socket, std::chrono::steady_clock::time_point deadline) 
   }
 }
 
-// Bytes read: 0 at the end of the stream, -1 when it failed or the time is over.
+// The number of bytes read: 0 at the end of the stream, -1 after an error or the deadline.
 ssize_t readSome(int socket, std::span<std::uint8_t> into, std::chrono::steady_clock::time_point deadline) {
   while (readableBefore(socket, deadline)) {
     const ssize_t count = ::recv(socket, into.data(), into.size(), MSG_DONTWAIT);
@@ -62,30 +62,31 @@ ssize_t readSome(int socket, std::span<std::uint8_t> into, std::chrono::steady_c
   return -1;
 }
 
-// Of an attempt to connect. What does not answer in the socket's time counts as under way.
+// Why a connect() failed. When its time is over, it fails with one of the two errors that mean "in progress".
 std::string messageOf(int error) {
   if (error == EINPROGRESS || error == EAGAIN) return "no answer in time";
   return std::generic_category().message(error);
 }
 
-// A stretch of time in which enough must arrive; a stranger that dribbles does not keep anyone for ever.
+// Requires a minimum of bytes in each period, so that a server that sends single bytes cannot block the
+// client without end.
 class Pace {
  public:
   explicit Pace(const SocketClientLimits& limits) : limits_(limits) { begin(); }
   std::chrono::steady_clock::time_point deadline() const { return deadline_; }
   void received(std::size_t count) {
-    inStretch_ += count;
-    if (inStretch_ >= limits_.bytesPerStretch) begin();
+    inPeriod_ += count;
+    if (inPeriod_ >= limits_.bytesPerPeriod) begin();
   }
 
  private:
   void begin() {
-    inStretch_ = 0;
+    inPeriod_ = 0;
     deadline_ = std::chrono::steady_clock::now() + limits_.answer;
   }
 
   const SocketClientLimits& limits_;
-  std::size_t inStretch_ = 0;
+  std::size_t inPeriod_ = 0;
   std::chrono::steady_clock::time_point deadline_;
 };
 
@@ -100,19 +101,6 @@ std::shared_ptr<QVSocketClient> QVSocketClient::create(NotificationCenter& notif
   const std::lock_guard lock(sharedMutex);
   sharedClient = client;
   return client;
-}
-
-std::shared_ptr<QVSocketClient> QVSocketClient::theClient(NotificationCenter& notifications) {
-  {
-    const std::lock_guard lock(sharedMutex);
-    if (sharedClient) return sharedClient;
-  }
-  return create(notifications);
-}
-
-bool QVSocketClient::isConnected() {
-  const std::lock_guard lock(sharedMutex);
-  return sharedClient && sharedClient->clientSocket() != 0;
 }
 
 void QVSocketClient::disconnectTheClient() {
@@ -204,7 +192,7 @@ QVSocketClient::Reading QVSocketClient::readLength(std::uint32_t& length) {
   return Reading::Complete;
 }
 
-// The buffer grows with what has arrived: a length alone costs no memory.
+// The buffer grows with the bytes that arrive: a large length alone costs no memory.
 bool QVSocketClient::readBody(std::uint32_t length, Bytes& body) {
   Pace pace(limits_);
   for (std::size_t have = 0; have < length;) {
@@ -219,13 +207,28 @@ bool QVSocketClient::readBody(std::uint32_t length, Bytes& body) {
   return true;
 }
 
-// What else the server sends could not be told from the next reply.
+// Closes: the rest of this reply could not be distinguished from the next one.
 ExchangeFailure QVSocketClient::fail(ExchangeFailure reason) {
   NSLog("could not read from socket");
   connection_.close();
   clientSocket_ = 0;
   notifications_.post("ChangedServerStatus", nullptr, {});
   return reason;
+}
+
+// Kept for completeness.
+
+std::shared_ptr<QVSocketClient> QVSocketClient::theClient(NotificationCenter& notifications) {
+  {
+    const std::lock_guard lock(sharedMutex);
+    if (sharedClient) return sharedClient;
+  }
+  return create(notifications);
+}
+
+bool QVSocketClient::isConnected() {
+  const std::lock_guard lock(sharedMutex);
+  return sharedClient && sharedClient->clientSocket() != 0;
 }
 
 std::optional<Bytes> QVSocketClient::dataFromServerWithCommandDict(const Dictionary& command) {

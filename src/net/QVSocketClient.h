@@ -1,9 +1,9 @@
 // The client's side of the connection: sends one command dictionary at a time and waits for its reply. The
-// wire is the one of QVSocketServer.
+// wire format is described in QVSocketServer.h.
 //
 // Calls block the calling thread. One exchange at a time, on one thread at a time; the class operations on
-// any. A server is a stranger: nothing it sends makes an exchange longer than its limits or takes more memory
-// than it really sent.
+// any thread. Servers are untrusted: an exchange takes no longer than the limits allow, and no more memory
+// than the bytes that arrived.
 #pragma once
 
 #include <chrono>
@@ -22,62 +22,64 @@ namespace moxtel {
 class NotificationCenter;
 
 struct SocketClientLimits {
-  // For connecting, for the request, for the whole of the reply's length.
+  // For connecting, for sending the request, and for reading the reply's length.
   std::chrono::milliseconds answer{10'000};
-  // The body must bring so many bytes in each such stretch of time, or its last ones.
-  std::size_t bytesPerStretch = 256;
-  // A longer body is not read at all.
+  // The least number of bytes of the body that must arrive in each period of `answer`, except in the last.
+  std::size_t bytesPerPeriod = 256;
+  // A longer body is not read.
   std::uint64_t largestReply = UINT32_MAX;
 };
 
 // Why an exchange gave no reply.
 enum class ExchangeFailure : std::uint8_t {
   NotConnected,
-  RequestTooLong,  // more than the 4096 bytes that a server reads
+  RequestTooLong,  // longer than the 4096 bytes that a server reads
   NotSent,
   NoAnswer,      // in time, or the connection failed
   ClosedAtOnce,  // the server closed instead of answering
   ReplyTooLong,  // more than largestReply
-  BrokenReply,   // the body stopped, or came too slowly
+  BrokenReply,   // the body ended early or arrived too slowly
 };
 
 class QVSocketClient final {
  public:
-  // A new client, which becomes the shared one. Borrows the notification centre.
+  // Creates a client and makes it the shared one. Borrows the notification center.
   static std::shared_ptr<QVSocketClient> create(NotificationCenter& notifications,
                                                 SocketClientLimits limits = {});
-  // The shared client, made if there is none.
-  static std::shared_ptr<QVSocketClient> theClient(NotificationCenter& notifications);
-  // Whether there is a shared client whose clientSocket() is not 0.
-  static bool isConnected();
-  // Disconnects the shared client, if there is one, and drops it.
+  // Disconnects the shared client and drops it, if there is one.
   static void disconnectTheClient();
 
   QVSocketClient(const QVSocketClient&) = delete;
   QVSocketClient& operator=(const QVSocketClient&) = delete;
 
-  // By host name or dotted quad, over IPv4; the name for people is not used. False after a log line. Posts
-  // "ChangedServerStatus" with this as its object.
+  // Connects over IPv4 to a host name or dotted quad; `name` is not used. On success posts
+  // "ChangedServerStatus" with this as its object; on failure logs a line and returns false.
   bool connectTo(const std::string& host, std::string_view name, std::int32_t port);
-  // Why the last connectTo could not, for people; empty when it could.
+  // Why the last connectTo failed, for the user; empty after success.
   const std::string& connectFailure() const { return connectFailure_; }
-  // Closes, and posts "ChangedServerStatus" with this as its object, connected or not.
+  // Closes the connection, if there is one, and posts "ChangedServerStatus" with this as its object.
   void disconnect();
 
-  // The reply's body, or why there is none. A failure on the way of the reply disconnects and posts
+  // The reply's body, or why there is none. A failure while the reply is read disconnects and posts
   // "ChangedServerStatus" with a null object.
   std::variant<Bytes, ExchangeFailure> exchange(const Dictionary& command);
-  // The same without the reason. A server that closes instead of answering gives empty data.
-  std::optional<Bytes> dataFromServerWithCommandDict(const Dictionary& command);
-  // The reply's result; nil after a log line for everything else, a reply with an error included.
-  Value resultObjectFromServerWithCommandDict(const Dictionary& command);
-  Value resultObjectFromServerWithCommand(std::string_view command);
 
-  // 0 before the first connection and after the end of one. After a connectTo that could not connect it holds
-  // a number that names no open descriptor any more; exchanges fail as not sent.
+  // 0 before the first connection and after the end of one. After a failed connectTo it keeps the number of
+  // the closed descriptor; exchanges then fail as NotSent.
   std::int32_t clientSocket() const { return clientSocket_; }
 
-  // For callers' use; nothing here sets them.
+  // Kept for completeness from here to the end of the public part: the programs here use exchange().
+
+  // The shared client, created if there is none.
+  static std::shared_ptr<QVSocketClient> theClient(NotificationCenter& notifications);
+  // Whether there is a shared client whose clientSocket() is not 0.
+  static bool isConnected();
+  // As exchange(), without the reason. If the server closes instead of answering, the data is empty.
+  std::optional<Bytes> dataFromServerWithCommandDict(const Dictionary& command);
+  // The reply's result. Nil, after a log line, for everything else, a reply with an error included.
+  Value resultObjectFromServerWithCommandDict(const Dictionary& command);
+  Value resultObjectFromServerWithCommand(std::string_view command);
+  // For callers; no operation sets them.
   std::string serverName;
   std::string serverAddress;
   std::int32_t serverPort = 0;

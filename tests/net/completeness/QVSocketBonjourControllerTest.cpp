@@ -1,4 +1,4 @@
-#include "net/QVSocketBonjourController.h"
+#include "net/completeness/QVSocketBonjourController.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "net/QVSocketBonjourController.h"
+#include "net/completeness/QVSocketBonjourController.h"
 
 #include <algorithm>
 #include <utility>
@@ -43,7 +43,7 @@ std::string firstIPv4(const ResolvedService& service) {
   return found == service.addresses.end() ? std::string() : *found;
 }
 
-// A list of keys and values ends at its first missing value.
+// The record ends before its first missing value.
 Dictionary recordOf(const ResolvedService& service) {
   Dictionary record = mutableDictionary({{"serviceName", shortName(service.name)}});
   if (service.hostName.empty()) return record;
@@ -102,7 +102,7 @@ QVSocketBonjourController::QVSocketBonjourController(std::string_view type, DnsS
                                                      NotificationCenter& notifications)
     : type_(type), dnsSd_(dnsSd), notifications_(notifications) {}
 
-// An observer of what follows from an event may drop the last reference: each event holds one of its own.
+// Observers of a notification may drop the last reference to the controller: each callback holds its own.
 void QVSocketBonjourController::search() {
   LogDebug("ULMBonjourController::initForServiceType '%@'", type_);
   const auto weak = weak_from_this();

@@ -1,10 +1,13 @@
+// Kept for completeness: no program here uses this class.
+//
 // QVSocketBonjourController: browses for servers of one type, resolves each to an IPv4 address and port, and
-// keeps a record of each under its short name (up to the first "."). The discovery half of the client side.
+// keeps a record of each under its short name (up to the first "."). It is the discovery half of the client
+// side.
 //
-// Only the service found last is being resolved: finding another one before that has an answer drops it.
-// moxtel browse, which is to show all, goes to DnsSd itself.
+// Only the service found last is being resolved: when another is found before the answer comes, the earlier
+// one is dropped. (`moxtel servers` shows all services, so it uses DnsSd directly.)
 //
-// Core thread, but for resolvedServers() and the class operations' own bookkeeping, which are guarded. What
+// Core thread, except resolvedServers() and the state of the class operations, which any thread may use. What
 // is borrowed must outlive the controller.
 #pragma once
 
@@ -21,17 +24,17 @@ namespace moxtel {
 
 class QVSocketBonjourController final : public std::enable_shared_from_this<QVSocketBonjourController> {
  public:
-  // What the shared controller is made with. Call before theController().
+  // Sets what the shared controller uses. Call before theController().
   static void setUp(DnsSd& dnsSd, NotificationCenter& notifications);
-  // The type that the next theController() browses for, "" at first.
+  // Sets the type that the next theController() browses for; "" initially.
   static void setServiceType(std::string_view type);
-  // The shared controller; made for the stored type when there is none. Null before setUp().
+  // The shared controller, created for the stored type if there is none. Null before setUp().
   static std::shared_ptr<QVSocketBonjourController> theController();
-  // Drops the shared controller. Its browser goes on for as long as somebody else holds it.
+  // Drops the shared controller. Its browser runs on while other references exist.
   static void suspend();
-  // Stops the shared controller's browser, and drops the controller.
+  // Stops the shared controller's browser and drops the controller.
   static void stop();
-  // A controller that browses, and is now the shared one.
+  // Creates a controller that browses, and makes it the shared one.
   static std::shared_ptr<QVSocketBonjourController> initForServiceType(std::string_view type, DnsSd& dnsSd,
                                                                        NotificationCenter& notifications);
 
@@ -41,9 +44,9 @@ class QVSocketBonjourController final : public std::enable_shared_from_this<QVSo
   // Posts "Announce" with {"announcement": text}.
   void announce(std::string_view text);
 
-  // The records by short name: "serviceName", "hostName" and "name" (the host name both), "address" (dotted
-  // quad), "port". A record ends before the first of these that is missing, so it may hold "serviceName"
-  // alone, or no "address" and so no "port". Any thread.
+  // The records by short name. Keys: "serviceName", "hostName" and "name" (both the host name), "address"
+  // (dotted quad), "port". A record ends before its first missing value, so it may hold only "serviceName",
+  // or neither "address" nor "port". Any thread.
   Value resolvedServers() const;
 
  private:
