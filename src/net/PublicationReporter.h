@@ -1,5 +1,5 @@
-// What the user is told about the publication: one line saying what is published under which name, address
-// and port, and one line whenever that changes or fails. Core thread.
+// Reports the publication to the user: one line with the name, the addresses and the port under which the
+// service is published, and one line whenever these change or publishing fails. Core thread.
 #pragma once
 
 #include <cstdint>
@@ -16,17 +16,17 @@ namespace moxtel {
 
 class PublicationReporter final {
  public:
-  // As MXSConsole::showTitle: the title is "Info" or "Error".
+  // Shows a line; the title is "Info" or "Error".
   using Show = std::function<void(std::string_view title, std::string_view text)>;
-  // This machine's IPv4 addresses, dotted quads (localIPv4Addresses, platform/HostNames.h).
+  // This machine's IPv4 addresses as dotted quads (localIPv4Addresses in platform/system/HostNames.h).
   using Addresses = std::function<std::vector<std::string>()>;
 
-  // The name that is asked for, and the port that is listened on. Borrows the loop, on which it looks every
-  // five seconds whether the addresses have changed.
+  // With the requested service name and the server's port. Borrows the loop, and checks on it every five
+  // seconds whether the addresses have changed.
   PublicationReporter(EventLoop& loop, std::string wantedName, std::uint16_t port, Addresses addresses,
                       Show show);
 
-  // Hand every state of the publication to this.
+  // Call with every state of the publication.
   void changed(const PublicationState& state);
 
  private:

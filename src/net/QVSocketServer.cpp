@@ -29,17 +29,19 @@ constexpr std::chrono::milliseconds kShortagePause{100};
 // A file is sent in parts of this size: a part stays in the processor's cache between its read and its write.
 constexpr std::size_t kFilePart = std::size_t{256} << 10;
 
+// The server constructed last; its owner destroys it. A class operation holds the mutex while it uses the
+// server, so that the destructor waits until it is done.
 std::mutex sharedMutex;
 QVSocketServer* sharedServer = nullptr;
 
-// What ends one waiting connection, or lasts for a while, but not the listener.
-bool isPassingAcceptError(int error) {
-  constexpr std::array kPassing{EINTR,       EAGAIN,    EWOULDBLOCK,  ECONNABORTED, EPROTO,      ENETDOWN,
-                                ENOPROTOOPT, EHOSTDOWN, EHOSTUNREACH, EOPNOTSUPP,   ENETUNREACH, ETIMEDOUT};
-  return std::find(kPassing.begin(), kPassing.end(), error) != kPassing.end();
+// Errors of one waiting connection or of the network, after which the listener still works.
+bool isTemporaryAcceptError(int error) {
+  constexpr std::array kTemporary{EINTR,       EAGAIN,    EWOULDBLOCK,  ECONNABORTED, EPROTO,      ENETDOWN,
+                                  ENOPROTOOPT, EHOSTDOWN, EHOSTUNREACH, EOPNOTSUPP,   ENETUNREACH, ETIMEDOUT};
+  return std::find(kTemporary.begin(), kTemporary.end(), error) != kTemporary.end();
 }
 
-// The connection stays in the queue, so that trying again at once would only burn time.
+// The connection stays in the queue: accept() would fail again at once, so the caller pauses first.
 bool isShortage(int error) {
   constexpr std::array kShortages{EMFILE, ENFILE, ENOBUFS, ENOMEM, EPERM};
   return std::find(kShortages.begin(), kShortages.end(), error) != kShortages.end();
@@ -126,7 +128,7 @@ bool QVSocketServer::startServerOnPort(std::int32_t port, const std::string& bon
            type);
   if (!publish(bonjourName, type)) return false;
   if (startThread()) return true;
-  // Clients would find a port that nobody ever answers at.
+  // Without the accept thread, clients would find a port that never answers.
   stop();
   return false;
 }
@@ -139,7 +141,7 @@ bool QVSocketServer::listenOn(std::uint16_t port) {
   ::setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
   setSocketTimeouts(socket, kSocketTimeout);
   setDeadPeerOptions(socket);
-  // The accept thread polls: a connection that has gone again by then must not block it.
+  // The accept thread polls; accept() must not block when the connection has disappeared since then.
   ::fcntl(socket, F_SETFL, O_NONBLOCK);
 
   sockaddr_in address{};
@@ -163,7 +165,7 @@ void QVSocketServer::setPublicationObserver(std::function<void(const Publication
   publicationObserver_ = std::move(observer);
 }
 
-// A failure leaves the listener open on purpose: who fails to publish may still start anew.
+// A failure leaves the listener open on purpose, until the next start.
 bool QVSocketServer::publish(const std::string& bonjourName, const std::string& type) {
   const ServiceDescription service{bonjourName, type, port()};
   if (dnsSd_) {
@@ -233,7 +235,7 @@ FileDescriptor QVSocketServer::acceptNext(sockaddr_in& peer) {
     if (connection) return connection;
     if (isShortage(errno)) {
       waker_->wokenWithin(kShortagePause);
-    } else if (!isPassingAcceptError(errno)) {
+    } else if (!isTemporaryAcceptError(errno)) {
       break;
     }
   }
@@ -271,7 +273,7 @@ void QVSocketServer::beginConnection(FileDescriptor connection) {
   if (stopping_) cutConnection();
 }
 
-// After a cut the system may still hand out what it had received: that counts no more.
+// After cutConnection() the system may still return bytes received before: they are dropped.
 void QVSocketServer::readRequests() {
   std::array<std::uint8_t, kLargestRequest> buffer;
   for (;;) {
@@ -287,7 +289,7 @@ void QVSocketServer::readRequests() {
 }
 
 void QVSocketServer::endConnection() {
-  // A reply that is being written fails at once, so that the lock is free soon.
+  // A reply in progress fails at once, which frees the lock.
   ::shutdown(connection_.get(), SHUT_RDWR);
   const std::lock_guard sending(sending_);
   const std::lock_guard ending(ending_);
@@ -295,7 +297,8 @@ void QVSocketServer::endConnection() {
   remoteSocket_ = 0;
 }
 
-// Closing would not wake the accept thread's read, and the number could be another's before it noticed.
+// Shuts down instead of closing: close() would not wake the accept thread's read, and the descriptor's number
+// could be reused before that thread noticed.
 void QVSocketServer::cutConnection() {
   const std::lock_guard lock(ending_);
   if (!connection_) return;

@@ -1,19 +1,20 @@
-// The one listener through which every request enters, and the only writer of replies: accepts one client at
-// a time on a thread of its own, hands on each chunk that it reads as a notification, and frames replies.
+// The only listener for requests and the only writer of replies: accepts one client at a time on a thread of
+// its own, posts each chunk of bytes that it reads as a notification, and frames replies.
 //
 // Request: the bytes of a keyed archive, without length or delimiter; every successful read of at most 4096
-// bytes counts as one whole request. Reply: 4 bytes of length (unsigned, the machine's byte order), then so
-// many bytes of keyed archive of {"result": object} or {"error": text}.
+// bytes counts as one whole request. Reply: 4 bytes of length (unsigned, the machine's byte order), then that
+// many bytes of the keyed archive of {"result": object} or {"error": text}.
 //
 // Notifications, posted on the accept thread, which reads on only after every observer has returned:
 //
 //   "ChangedConnection"  object null, userInfo {"clientip", "clientname"}   a client was accepted; no
-//                                                                            "clientname" when it has none
-//   "ChangedConnection"  object null, userInfo nil                           the client has gone
+//                                                                            "clientname" if it has none
+//   "ChangedConnection"  object null, userInfo nil                           the client has disconnected
 //   "GotData"            object the server, userInfo {"data"}                each successful read
 //
-// Made, started, stopped and destroyed on the core thread. The accept thread alone closes the client's
-// connection; whoever wants it to end shuts it down and leaves the rest to that thread.
+// An ordinary object: its owner, MXPAppDelegate, constructs, starts, stops and destroys it on the core
+// thread. The class operations find the server that was constructed last. Only the accept thread closes the
+// client's connection; other threads shut it down, and the accept thread then closes it.
 #pragma once
 
 #include <atomic>
@@ -40,67 +41,68 @@ class NotificationCenter;
 class Publication;
 
 struct SocketServerLimits {
-  // So long a client may take without acknowledging one byte of a reply; then its connection ends.
+  // How long a client may acknowledge no byte of a reply before its connection ends.
   std::chrono::milliseconds progress{10'000};
-  // Bytes of an archive that the frame's length can tell.
+  // The longest archive, in bytes, that the frame's length can express.
   std::uint64_t largestReply = UINT32_MAX;
 };
 
 class QVSocketServer final : public ReplyChannel {
  public:
-  // The host name of an address in dotted-quad text; bounded in time, as it stands before a first request.
+  // The host name of an address in dotted-quad text. Bounded in time: a client's first request waits for it.
   using HostLookup = std::function<std::optional<std::string>(const std::string& address)>;
 
-  // Becomes the shared server. Borrows the notification centre and the publisher; without a publisher a start
-  // fails once it listens.
+  // Becomes the shared server. Borrows the notification center and the publisher. Without a publisher, a
+  // start fails after it has begun to listen.
   QVSocketServer(NotificationCenter& notifications, DnsSd* dnsSd);
   QVSocketServer(NotificationCenter& notifications, DnsSd* dnsSd, HostLookup lookUp,
                  SocketServerLimits limits = {});
-  // stop()s.
+  // Stops the server. It is no longer the shared one.
   ~QVSocketServer() override;
   QVSocketServer(const QVSocketServer&) = delete;
   QVSocketServer& operator=(const QVSocketServer&) = delete;
 
-  // The server made last, null before the first and after its end. Any thread.
+  // The class operations, for any thread. They do nothing without a shared server.
+
+  // The shared server: the one constructed last; null before the first and after its destruction.
   static QVSocketServer* theServer();
-  // Whether the shared server has a client. Any thread.
+  // Whether the shared server has a client.
   static bool isConnected();
-  // Ends the shared server's connection, if there is one, at once. The accept thread notices, resets
-  // remoteSocket() and posts "ChangedConnection" soon after. Any thread.
+  // Ends the shared server's connection at once, if there is one. The accept thread notices it, resets
+  // remoteSocket() and posts "ChangedConnection" soon after.
   static void disconnect();
-  // For a program that is to end while a reply may still be on its way: ends the shared server's connection,
-  // so that whoever writes to it goes on, and lets no other begin until the next start. Any thread.
+  // For a program that ends while a reply may be in progress: ends the shared server's connection, so that
+  // the thread that writes to it continues, and serves no other client until the next start.
   static void closeToClients();
 
-  // Hears every state of the publication, on the core thread, for the lines that the user sees. Call before
+  // Sets the observer of the publication's states, called on the core thread. Call before
   // startServerOnPort().
   void setPublicationObserver(std::function<void(const PublicationState&)> observer);
 
-  // Listens on the low 16 bits of the port (0: one that is free) on all IPv4 addresses, publishes the service
-  // and starts the accept thread. False after a log line when that fails. A server that runs is stopped
-  // first.
+  // Listens on the low 16 bits of the port (0: any free one) on all IPv4 addresses, publishes the service and
+  // starts the accept thread. On failure logs a line and returns false. Stops a running server first.
   bool startServerOnPort(std::int32_t port, const std::string& bonjourName, const std::string& type);
-  // Why the last start failed, in words for the user.
+  // Why the last start failed, for the user.
   const std::string& startFailure() const { return startFailure_; }
-  // Ends connection, listener, publication and accept thread, and waits for the thread: an observer that
-  // waits for the core thread must be able to go on, so the core's loop runs elsewhere or has ended.
+  // Ends the connection, the listener, the publication and the accept thread, and waits for that thread. An
+  // observer may be waiting for the core's loop, so the loop must run on another thread or have ended.
   void stop();
 
-  // The envelope's bytes follow one another on whatever thread calls; two replies never mix. False when no
-  // client is connected, when it cannot be told all of it, or when the archive is too large to be framed.
+  // Each writes one reply on the calling thread; replies of different threads never mix. False when no client
+  // is connected, when the reply cannot be written whole, or when the archive is too large for a frame.
   bool sendToClientResultObject(Value object) override;
   bool sendToClientResultData(ReplyData data) override;
   bool sendToClientErrorString(std::string_view text) override;
   bool sendToClientSerializedObject(Value object) override;
 
-  // Publishing failed later on; the listener keeps running. Any thread.
+  // Logs that publishing failed after the start; the listener keeps running. Any thread.
   void netServiceDidNotPublish(const Dictionary& errorDict);
 
   // The client's descriptor, 0 when there is none. Any thread.
   std::int32_t remoteSocket() const { return remoteSocket_.load(); }
   // The listening descriptor, -1 when there is none.
   std::int32_t serverSocket() const { return serverSocket_.get(); }
-  // The port that it listens on, 0 when it does not.
+  // The port that the server listens on, 0 when it does not listen.
   std::uint16_t port() const;
 
  private:
@@ -134,8 +136,8 @@ class QVSocketServer final : public ReplyChannel {
   std::unique_ptr<Waker> waker_;
   std::thread thread_;
 
-  // Who holds sending_ may use remoteSocket_ as a descriptor: it is not closed meanwhile. ending_ is held
-  // only for moments. Locked in this order.
+  // While sending_ is held, the descriptor in remoteSocket_ is not closed. ending_ is held only briefly,
+  // never while waiting. Locked in this order.
   std::mutex sending_;
   std::mutex ending_;
   FileDescriptor connection_;  // changed by the accept thread, holding ending_

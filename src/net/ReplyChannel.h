@@ -1,4 +1,4 @@
-// The way of a reply to the connected client. QVSocketServer is the real one; tests collect.
+// Sends replies to the connected client. Implemented by QVSocketServer, and by tests that record the replies.
 #pragma once
 
 #include <stdexcept>
@@ -11,8 +11,8 @@
 
 namespace moxtel {
 
-// A reply without an object: nobody on the way can answer for it. Caught and logged where tasks of the core
-// thread end; the client gets no reply.
+// Thrown for a reply without an object. Caught and logged where tasks of the core thread end; the client gets
+// no reply.
 class NilObjectError : public std::logic_error {
  public:
   NilObjectError() : std::logic_error("a nil object cannot be put into a reply") {}
@@ -20,7 +20,7 @@ class NilObjectError : public std::logic_error {
 
 inline constexpr std::string_view kResultKey = "result";
 
-// What goes over the wire: {"result": object}, which throws NilObjectError for nil, and {"error": text}.
+// The envelopes of replies: {"result": object}, which throws NilObjectError for nil, and {"error": text}.
 inline Value resultEnvelope(Value object) {
   if (object.isNil()) throw NilObjectError();
   Dictionary envelope;
@@ -38,11 +38,12 @@ using ReplyData = std::variant<Bytes, OpenFile>;
 class ReplyChannel {
  public:
   virtual ~ReplyChannel() = default;
-  // The envelope {"result": object}. A nil object throws NilObjectError: nothing is sent. True iff all was
-  // written.
+  // Each returns true if and only if the whole reply was written.
+
+  // The envelope {"result": object}. A nil object throws NilObjectError, and nothing is sent.
   virtual bool sendToClientResultObject(Value object) = 0;
-  // The envelope {"result": data}. A file that becomes shorter or cannot be read while it is sent ends the
-  // connection: the client never takes a part of it for the whole.
+  // The envelope {"result": data}. A file that becomes shorter or unreadable while it is sent ends the
+  // connection, so that the client never sees a truncated reply that looks complete.
   virtual bool sendToClientResultData(ReplyData data) = 0;
   // The envelope {"error": text}.
   virtual bool sendToClientErrorString(std::string_view text) = 0;

@@ -1,4 +1,4 @@
-// A descriptor of the operating system that is closed exactly once. One thread at a time.
+// Owns a file descriptor and closes it exactly once. One thread at a time.
 #pragma once
 
 #include <unistd.h>
@@ -10,7 +10,7 @@ namespace moxtel {
 class FileDescriptor final {
  public:
   FileDescriptor() noexcept = default;
-  // Takes it over; a negative one is none.
+  // Takes ownership; a negative number means no descriptor.
   explicit FileDescriptor(int descriptor) noexcept : descriptor_(descriptor) {}
   FileDescriptor(FileDescriptor&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
   FileDescriptor& operator=(FileDescriptor&& other) noexcept {
@@ -26,7 +26,7 @@ class FileDescriptor final {
 
   explicit operator bool() const noexcept { return descriptor_ >= 0; }
   int get() const noexcept { return descriptor_; }
-  // Never tried again when interrupted: the descriptor is gone by then and may be someone else's.
+  // Not repeated when interrupted: the descriptor is closed by then, and its number may be in use again.
   void close() noexcept {
     if (descriptor_ >= 0) ::close(std::exchange(descriptor_, -1));
   }

@@ -11,11 +11,10 @@
 namespace moxtel {
 namespace {
 
-// One read() moves no more than about 2 GiB anyway; pieces of this size keep a slow disk's read
-// interruptible.
+// Reads of this size can be interrupted by a signal even on a slow disk.
 constexpr std::size_t kPiece = std::size_t{16} << 20;
 
-// The number of bytes read, less than asked for only at the end of the file or after an error.
+// The number of bytes read: less than `count` only at the end of the file or after an error.
 std::size_t readUpTo(int descriptor, std::uint8_t* place, std::size_t count, std::uint64_t offset = 0) {
   std::size_t done = 0;
   while (done < count) {
@@ -29,7 +28,7 @@ std::size_t readUpTo(int descriptor, std::uint8_t* place, std::size_t count, std
 }
 
 int openQuietly(const std::string& path) {
-  // O_NONBLOCK: opening a FIFO without a writer would wait for one.
+  // O_NONBLOCK: otherwise opening a FIFO waits for a writer.
   constexpr int kFlags = O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
   int descriptor = -1;
   do {
@@ -48,7 +47,7 @@ void makeUnreadable(FileContents& contents) {
   contents.bytes = Bytes();
 }
 
-// Not read yet.
+// The contents with a buffer of the file's size, not yet read.
 FileContents withRoomFor(const OpenFile& file, std::uint64_t maximumSize) {
   FileContents contents{file.state, {}, file.size};
   if (file.state != FileState::Open) return contents;
