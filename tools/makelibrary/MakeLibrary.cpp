@@ -3,7 +3,7 @@
 #include <future>
 #include <vector>
 
-#include "makelibrary/AlbumDataFile.h"
+#include "makelibrary/AlbumDataWriter.h"
 #include "makelibrary/LibraryFolder.h"
 #include "makelibrary/MakeLibraryOptions.h"
 #include "makelibrary/PictureWriter.h"

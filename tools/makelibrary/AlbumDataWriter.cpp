@@ -1,4 +1,4 @@
-#include "makelibrary/AlbumDataFile.h"
+#include "makelibrary/AlbumDataWriter.h"
 
 #include <fstream>
 #include <string>
@@ -26,9 +26,9 @@ std::string escaped(std::string_view text) {
   return out;
 }
 
-class AlbumDataFile final {
+class AlbumDataWriter final {
  public:
-  AlbumDataFile(const SamplePlan& plan, const std::filesystem::path& file) : plan_(plan), out_(file) {
+  AlbumDataWriter(const SamplePlan& plan, const std::filesystem::path& file) : plan_(plan), out_(file) {
     out_ << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST "
             "1.0//EN\" "
             "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n<plist version=\"1.0\">\n<dict>\n";
@@ -134,7 +134,7 @@ class AlbumDataFile final {
 }  // namespace
 
 void writeAlbumData(const SamplePlan& plan, const std::filesystem::path& file) {
-  AlbumDataFile(plan, file).write();
+  AlbumDataWriter(plan, file).write();
 }
 
 }  // namespace moxtel::makelibrary
