@@ -21,13 +21,14 @@ import report
 BUILD = report.ROOT / "build/coverage"
 # The sources that each target tests, below src/.
 PARSERS = {
-    "ArchiveFuzz": ("plist/KeyedUnarchiver.cpp", "plist/BinaryPropertyList.cpp", "plist/XmlPropertyList.cpp",
-                    "plist/PropertyListLeaves.cpp"),
+    "ArchiveFuzz": ("plist/KeyedUnarchiver.cpp", "plist/BinaryPropertyList.cpp", "plist/XmlArchive.cpp",
+                    "plist/XmlPropertyListReader.cpp", "plist/PropertyListLeaves.cpp"),
     "ArchiveGrammarFuzz": ("plist/KeyedUnarchiver.cpp", "plist/BinaryPropertyList.cpp"),
     "FormatFuzz": ("value/Format.cpp",),
     "ScriptResultFuzz": ("platform/applications/ScriptResult.cpp",),
-    "AlbumDataFuzz": ("library/albumdata/AlbumDataFile.cpp", "library/albumdata/AlbumDataXml.cpp", "library/albumdata/AlbumDataBinary.cpp",
-                      "library/albumdata/AlbumDataTree.cpp", "library/albumdata/PropertyListText.cpp"),
+    "AlbumDataFuzz": ("library/albumdata/AlbumDataFile.cpp", "library/albumdata/AlbumDataTree.cpp",
+                      "plist/PropertyListReader.cpp", "plist/PropertyListTree.cpp", "plist/XmlMender.cpp",
+                      "plist/XmlPropertyListReader.cpp"),
     "IntakeFuzz": ("commands/CommandHandler.cpp", "commands/CommandRequest.cpp", "commands/ListingCommands.cpp"),
     "CommandFuzz": ("commands/",),
     "DefaultsFuzz": ("platform/settings/UserDefaults.cpp",),

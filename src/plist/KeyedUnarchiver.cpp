@@ -13,7 +13,7 @@
 #include "plist/BinaryPropertyList.h"
 #include "plist/KeyedArchive.h"
 #include "plist/PropertyListLeaves.h"
-#include "plist/XmlPropertyList.h"
+#include "plist/XmlArchive.h"
 #include "value/Utf.h"
 
 namespace moxtel {

@@ -1,5 +1,6 @@
-// The leaves of a binary property list as values. A function returns why it cannot read the object, or null
-// when it did. Any thread; nothing here throws but for lack of memory.
+// The leaves of a property list as values: of the objects of a binary list, and of the elements of an XML
+// one. A function returns why it cannot read a leaf, as a fixed text, or null when it did. Any thread;
+// nothing here throws but for lack of memory.
 #pragma once
 
 #include <bit>
@@ -9,7 +10,12 @@
 
 namespace moxtel {
 
-// 1, 2 and 4 bytes are unsigned, 8 are signed; 16 are signed and must fit into 64 bits, signed or not.
+// What becomes of a leaf that makes no sense: Strict ends the reading with an error, which is how untrusted
+// peers are read; Lenient reads it as far as possible, or else leaves it out.
+enum class Strictness : std::uint8_t { Strict, Lenient };
+
+// 1, 2 and 4 bytes are unsigned, 8 are signed; 16 keep their low 64 bits where the high ones are all zero, or
+// all the sign of the low ones.
 const char* readWideInteger(const BinaryPropertyList::Object& object, Value& out);
 inline const char* readInteger(const BinaryPropertyList::Object& object, Value& out) {
   if (object.count == 16) return readWideInteger(object, out);
@@ -24,7 +30,26 @@ inline double realOf(const BinaryPropertyList::Object& object) noexcept {
                            : static_cast<double>(std::bit_cast<float>(static_cast<std::uint32_t>(bits)));
 }
 
-// A text in ASCII or UTF-16, which must be what it says. Its storage stands in the slab, if there is one.
-const char* readText(const BinaryPropertyList::Object& object, Slab* slab, Value& out);
+// A text in ASCII or UTF-16. Strict: it must be what it says. Lenient: a text that is marked as ASCII and is
+// not is read as UTF-8, or else as Latin-1; half of a surrogate pair becomes U+FFFD. Its storage stands in
+// the slab, if there is one.
+const char* readText(const BinaryPropertyList::Object& object, Slab* slab, Value& out,
+                     Strictness strictness = Strictness::Strict);
+
+// Any leaf of a binary list. A UID is none: it has a meaning in keyed archives only.
+const char* readLeaf(const BinaryPropertyList::Object& object, Value& out,
+                     Strictness strictness = Strictness::Strict);
+
+// Whether an XML element of that name is a leaf.
+bool isXmlLeaf(std::string_view element) noexcept;
+
+// The text in a leaf's element, without references and markup, as a value. White space around numbers and
+// dates does not matter.
+// integer: decimal or 0x, with at most one sign, from -2^63 to 2^64 - 1.
+// real: decimal, also inf and nan; a number beyond a double's range is none.
+// date: YYYY-MM-DDThh:mm:ssZ of an existing day; hours, minutes and seconds count on past their ends.
+// data: base64; characters outside its alphabet are skipped, '=' among them.
+// true, false: empty elements. string: any text.
+const char* readXmlLeaf(std::string_view element, std::string_view text, Value& out);
 
 }  // namespace moxtel

@@ -227,6 +227,26 @@ TEST_F(LegacyAlbums, inABrokenFileAreNoneAndTheUserIsTold) {
   expectUnreadable("it is no property list");
 }
 
+TEST_F(LegacyAlbums, inAFileThatEndsEarlyAreThoseOfCompleteLists) {
+  const std::string whole = plist(kTwoAlbumsAndARoll);
+  write(whole.substr(0, whole.find("<key>List of Rolls")));
+  EXPECT_THAT(load(), ElementsAre("Found 2 albums", "Found 0 rolls", "Found 0 faces"));
+  EXPECT_EQ(served.messages.count("Error", "Problem with reading iPhoto data: '" + path + ": line "), 1);
+}
+
+TEST_F(LegacyAlbums, inAMendedFileAreReadAndOneLineSaysSo) {
+  std::string odd = plist(kTwoAlbumsAndARoll) + std::string(3, '\0');
+  odd.insert(odd.find("<string>x</string>") + 8, "\v & \xFF");
+  odd.insert(odd.find("<key>TransitionSpeed"), "<key>PhotoCount</key><integer></integer>");
+  write(odd);
+  served.messages.lines.clear();
+  EXPECT_THAT(load(), ElementsAre("Found 2 albums", "Found 1 rolls", "Found 1 faces"));
+  ASSERT_EQ(served.messages.lines.size(), 1u);
+  EXPECT_EQ(served.messages.lines[0].first, "Info");
+  EXPECT_EQ(served.messages.lines[0].second, path + ": 5 places were mended or left out, the first in line 10");
+  EXPECT_EQ(albums.containerDict("b"), Value(Dictionary({{"GUID", "b"}, {"TransitionSpeed", 1.5}})));
+}
+
 TEST_F(LegacyAlbums, inAFileThatCannotBeReadAreNone) {
   ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
   expectUnreadable("it is no file");

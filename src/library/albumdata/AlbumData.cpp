@@ -46,6 +46,8 @@ void AlbumData::read() {
   if (!contents.error.empty()) {
     messages_.showTitle("Error",
                         unreadableDataMessage("iPhoto data", *albumDataFilename_ + ": " + contents.error));
+  } else if (!contents.mended.empty()) {
+    messages_.showTitle("Info", *albumDataFilename_ + ": " + contents.mended);
   }
   if (contents.wasRead) albumDataReadDate_ = clock_.now();
   containerDicts_.clear();

@@ -3,12 +3,15 @@
 #include <fstream>
 #include <new>
 #include <span>
+#include <sstream>
 #include <vector>
 
-#include "library/albumdata/AlbumDataBinary.h"
-#include "library/albumdata/AlbumDataXml.h"
+#include "library/albumdata/AlbumDataTree.h"
 #include "platform/files/Files.h"
 #include "plist/BinaryPropertyList.h"
+#include "plist/PropertyListReader.h"
+#include "plist/XmlMender.h"
+#include "plist/XmlPropertyListReader.h"
 
 namespace moxtel {
 
@@ -20,62 +23,105 @@ std::span<const std::uint8_t> bytesOf(std::string_view text) {
   return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
 }
 
-AlbumDataContents unreadable(const char* why) { return {{}, why, false}; }
+AlbumDataContents unreadable(const char* why) {
+  AlbumDataContents contents;
+  contents.error = why;
+  contents.wasRead = false;
+  return contents;
+}
 
-std::size_t readPiece(std::ifstream& file, std::vector<char>& buffer) {
+std::size_t readPiece(std::istream& file, std::vector<char>& buffer) {
   file.read(buffer.data(), static_cast<std::streamsize>(buffer.size()));
   return static_cast<std::size_t>(file.gcount());
 }
 
-AlbumDataContents readXml(std::ifstream& file, const AlbumDataLimits& limits) {
-  AlbumDataXml xml(limits);
-  std::vector<char> buffer(kPiece);
-  while (const std::size_t count = readPiece(file, buffer)) {
-    if (!xml.feed({buffer.data(), count})) break;
-  }
-  if (file.bad()) return unreadable("it cannot be read");
-  return xml.finish();
+bool rewind(std::istream& file) {
+  file.clear();
+  return static_cast<bool>(file.seekg(0));
 }
 
-AlbumDataContents readBinary(std::ifstream& file, std::uint64_t size, const AlbumDataLimits& limits) {
-  if (size > limits.binaryFileBytes) return {{}, "it is too long a binary property list"};
+std::string describe(const PropertyListOddities& oddities, const char* unit) {
+  if (oddities.count == 0) return {};
+  const bool one = oddities.count == 1;
+  return std::to_string(oddities.count) + (one ? " place was" : " places were") + " mended or left out, " +
+         (one ? "in " : "the first in ") + unit + " " + std::to_string(oddities.first);
+}
+
+// A top that is no dictionary holds no lists.
+AlbumDataContents contentsOf(AlbumDataTree& tree, std::string error, std::string mended) {
+  Value lists = tree.takeBeginning();
+  if (!lists.isDictionary()) lists = mutableDictionary();
+  return {std::move(lists), std::move(error), std::move(mended)};
+}
+
+// Through the mender, if there is one.
+AlbumDataContents readXml(std::istream& file, const AlbumDataLimits& limits, XmlMender* mender) {
+  AlbumDataTree tree(limits.kept);
+  XmlPropertyListReader reader(tree, Strictness::Lenient);
+  std::vector<char> buffer(kPiece);
+  std::string mended;
+  bool goesOn = true;
+  while (goesOn) {
+    const std::size_t count = readPiece(file, buffer);
+    std::string_view piece(buffer.data(), count);
+    if (mender) {
+      mended.clear();
+      count > 0 ? mender->feed(piece, mended) : mender->finish(mended);
+      piece = mended;
+    }
+    goesOn = reader.feed(piece) && count > 0;
+  }
+  if (file.bad()) return unreadable("it cannot be read");
+  static_cast<void>(reader.finish());
+  PropertyListOddities oddities = reader.oddities();
+  if (mender) oddities.add(mender->oddities());
+  return contentsOf(tree, reader.failure(), describe(oddities, "line"));
+}
+
+AlbumDataContents readBinary(std::istream& file, std::uint64_t size, const AlbumDataLimits& limits) {
+  AlbumDataTree tree(limits.kept);
+  PropertyListOddities oddities;
+  if (size > limits.binaryFileBytes) return contentsOf(tree, "it is too long a binary property list", "");
   std::vector<char> bytes(size);
   bytes.resize(readPiece(file, bytes));
   if (file.bad()) return unreadable("it cannot be read");
-  return parseBinaryAlbumData(bytesOf({bytes.data(), bytes.size()}), limits);
+  std::string failure =
+      readBinaryPropertyList(bytesOf({bytes.data(), bytes.size()}), tree, Strictness::Lenient, oddities);
+  return contentsOf(tree, std::move(failure), describe(oddities, "object"));
 }
 
-AlbumDataContents read(const std::string& path, const AlbumDataLimits& limits) {
-  const FileStamp stamp = stampOf(path);
-  if (!stamp.isRegular()) return unreadable("it is no file");
-  std::ifstream file(path, std::ios::binary);
+// Nearly all files are well-formed, and mending takes longer than reading: an XML file is mended only when it
+// cannot be read as it is.
+AlbumDataContents read(std::istream& file, std::uint64_t size, const AlbumDataLimits& limits) {
   std::vector<char> magic(8);
-  if (!file) return unreadable("it cannot be opened");
   magic.resize(readPiece(file, magic));
-  file.clear();
-  file.seekg(0);
-  if (!file) return unreadable("it cannot be read");
+  if (!rewind(file)) return unreadable("it cannot be read");
   if (BinaryPropertyList::hasMagic(bytesOf({magic.data(), magic.size()})))
-    return readBinary(file, stamp.size, limits);
-  return readXml(file, limits);
+    return readBinary(file, size, limits);
+  AlbumDataContents contents = readXml(file, limits, nullptr);
+  if (contents.error.empty() || !contents.wasRead) return contents;
+  if (!rewind(file)) return unreadable("it cannot be read");
+  XmlMender mender;
+  return readXml(file, limits, &mender);
 }
 
 }  // namespace
 
 AlbumDataContents readAlbumDataFile(const std::string& path, const AlbumDataLimits& limits) {
-  // A binary file is as large as somebody made it, and nobody above reckons with its not fitting.
+  // What is kept and a binary file may be larger than the memory that is left.
   try {
-    return read(path, limits);
+    const FileStamp stamp = stampOf(path);
+    if (!stamp.isRegular()) return unreadable("it is no file");
+    std::ifstream file(path, std::ios::binary);
+    return file ? read(file, stamp.size, limits) : unreadable("it cannot be opened");
   } catch (const std::bad_alloc&) {
     return unreadable("there is not enough memory for it");
   }
 }
 
 AlbumDataContents parseAlbumData(std::string_view bytes, const AlbumDataLimits& limits) {
-  if (BinaryPropertyList::hasMagic(bytesOf(bytes))) return parseBinaryAlbumData(bytesOf(bytes), limits);
-  AlbumDataXml xml(limits);
-  (void)xml.feed(bytes);
-  return xml.finish();
+  std::istringstream file{std::string(bytes)};
+  return read(file, bytes.size(), limits);
 }
 
 }  // namespace moxtel

@@ -1,15 +1,15 @@
 // Reading "AlbumData.xml": a property list of which only the three lists are of use, in a file that may have
 // hundreds of megabytes of something else. Memory is bounded by what is kept. Any thread.
 //
-// XML property lists are read as a stream; entities of the file's own are an error and nothing is ever
-// fetched. The binary form is read too.
+// XML property lists are read as a stream. Many such files have a few characters that XML does not allow, or
+// values that make no sense: these are mended or left out. The binary form is read too.
 #pragma once
 
 #include <cstddef>
-#include <memory>
 #include <string>
 #include <string_view>
 
+#include "plist/PropertyListTree.h"
 #include "value/Value.h"
 
 namespace moxtel {
@@ -21,17 +21,17 @@ inline constexpr std::string_view kListOfRolls = "List of Rolls";
 inline constexpr std::string_view kListOfFaces = "List of Faces";
 
 struct AlbumDataLimits {
-  std::size_t depth = 64;                 // collections inside each other, of what is kept
-  std::size_t keptBytes = 256 << 20;      // of the values kept, about
+  PropertyListLimits kept{.depth = 64, .bytes = 256 << 20};
   std::size_t binaryFileBytes = 1 << 30;  // the binary form is read in one piece
 };
 
 // What a file holds, every collection mutable: a dictionary of the kept lists, as the file has them (a list
-// may be a dictionary there); nil with the reason in `error`, for the user, when it could not be read to its
-// end.
+// may be a dictionary there). A file that could not be read to its end has the reason in `error`, for the
+// user, and the lists that were complete until then.
 struct AlbumDataContents {
   Value lists;
   std::string error;
+  std::string mended;   // what was mended or left out, for the user; empty for nothing
   bool wasRead = true;  // false: the file system or the memory failed, and another try may go well
 };
 

@@ -5,8 +5,8 @@
 #include <cmath>
 #include <string>
 
-#include "pictures/properties/BinaryPlist.h"
 #include "pictures/properties/Texts.h"
+#include "plist/PropertyListReader.h"
 
 namespace moxtel::properties {
 namespace {
@@ -16,6 +16,7 @@ using std::string_view_literals::operator""sv;
 constexpr std::string_view kStart = "Apple iOS\0\0\1MM"sv;
 constexpr std::size_t kEntrySize = 12;
 constexpr std::size_t kMostElements = 1024;
+constexpr PropertyListLimits kListLimits{.depth = 16, .bytes = std::size_t{1} << 20};
 
 enum Type : std::uint16_t { Ascii = 2, Long = 4, Undefined = 7, SignedLong = 9, SignedRational = 10 };
 
@@ -59,7 +60,8 @@ Value valueOf(std::uint16_t type, std::size_t count, FileBytes data) {
     case SignedRational:
       return oneOrMore(count, [&](std::size_t i) { return realAt(data, i); });
     case Undefined:
-      return textOf(data).starts_with("bplist00") ? propertyListIn(data) : Value(copyOf(data));
+      if (!textOf(data).starts_with("bplist00")) return copyOf(data);
+      return propertyListValue(data, kListLimits, Strictness::Lenient).value_or(Value());
     default:
       return {};
   }
