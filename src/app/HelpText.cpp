@@ -1,33 +1,28 @@
 #include "app/HelpText.h"
 
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-
+#include "platform/files/FileReader.h"
 #include "platform/process/ThisProcess.h"
 
 namespace moxtel {
 
 namespace {
 
-std::optional<std::string> contentsOf(const std::filesystem::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) return std::nullopt;
-  std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  if (in.bad()) return std::nullopt;
-  return text;
+constexpr std::uint64_t kLargestText = 1 << 20;  // bytes
+
+std::optional<std::string> contentsOf(const std::string& path) {
+  const FileContents contents = readWholeFile(path, kLargestText);
+  if (contents.state != FileState::Open) return std::nullopt;
+  return std::string(contents.bytes.begin(), contents.bytes.end());
 }
 
 }  // namespace
 
 std::optional<std::string> helpText(std::string_view name, std::string_view language) {
-  const std::filesystem::path folder =
-      std::filesystem::path(programFolder()).parent_path() / "share/moxtelserver";
+  const std::string base = programFolder() + "/../share/moxtelserver/" + std::string(name);
   if (!language.empty()) {
-    auto text = contentsOf(folder / (std::string(name) + "." + std::string(language) + ".html"));
-    if (text) return text;
+    if (auto text = contentsOf(base + "." + std::string(language) + ".html")) return text;
   }
-  return contentsOf(folder / (std::string(name) + ".html"));
+  return contentsOf(base + ".html");
 }
 
 }  // namespace moxtel

@@ -42,7 +42,7 @@ struct LogState {
   }
 };
 
-// Never destroyed: threads may log until the process has gone.
+// Never destroyed: threads may log until the process ends.
 LogState& logState() {
   static LogState* const kState = new LogState;
   return *kState;
@@ -66,9 +66,9 @@ void setUpLogging(const UserDefaults& defaults, const Clock& clock) {
   all.logs = {};
 }
 
-std::shared_ptr<QVLog> QVLog::accessLog() { return sharedLog(Access); }
 std::shared_ptr<QVLog> QVLog::debugLog() { return sharedLog(Debug); }
 std::shared_ptr<QVLog> QVLog::errorLog() { return sharedLog(Error); }
+std::shared_ptr<QVLog> QVLog::accessLog() { return sharedLog(Access); }
 std::shared_ptr<QVLog> QVLog::ioLog() { return sharedLog(IO); }
 
 namespace logging {
@@ -78,7 +78,7 @@ void writeDebug(std::string_view format, std::span<const FormatArgument> argumen
   const std::string message = formatRuntime(format, arguments);
   const bool toFile = debugLevel == kToDebugLog;
   LogState& all = logState();
-  // Held to the end, so that the separator stands before the message that followed the pause.
+  // Held to the end, so that no other message comes between the separator and the message after the pause.
   const std::lock_guard lock(all.mutex);
   const Date now = all.clock->now();
   const bool afterPause = all.lastMessage > 0.0 && now.seconds - all.lastMessage > kPause;

@@ -6,8 +6,8 @@
 //   2 …       system log                                system log
 //   negative  system log                                error log file
 //
-// The tests differ on purpose: LogDebug asks for 0, then for exactly 1; LogError asks for below 2.
-// More than a second between two debug messages puts a separator line between them. Any thread.
+// The two tests of the level differ on purpose: LogDebug tests for 0, then for exactly 1; LogError for
+// below 2. More than a second between two debug messages puts a separator line between them. Any thread.
 #pragma once
 
 #include <atomic>
@@ -30,9 +30,9 @@ void writeError(std::string_view format, std::span<const FormatArgument> argumen
 // Set once, at the application delegate's initialisation.
 void setDebugLevel(std::int32_t level);
 
-// Where the logs find their paths ("DebugLogPath" …), and the clock of stamps and separators. Call before the
-// first message; both outlive the logging. Also forgets the logs that are open and the time of the last
-// message.
+// Sets the user defaults with the paths of the logs ("DebugLogPath" …), and the clock for time stamps and
+// separators. Both are borrowed for the life of the process. Call it before the first message: it closes the
+// logs that are open and forgets the time of the last message.
 void setUpLogging(const UserDefaults& defaults, const Clock& clock = systemClock());
 
 template <class... Arguments>
@@ -46,7 +46,7 @@ void LogDebug(FormatString<Arguments...> format, const Arguments&... arguments) 
   }
 }
 
-// As LogDebug, less one newline at the end of the format.
+// As LogDebug, without one newline at the end of the format.
 template <class... Arguments>
 void LogDebugC(FormatString<Arguments...> format, const Arguments&... arguments) {
   if (logging::debugLevel.load(std::memory_order_relaxed) == 0) return;

@@ -1,10 +1,8 @@
 #include "log/QVLog.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <algorithm>
 
+#include "platform/process/ThisProcess.h"
 #include "platform/system/SystemLog.h"
 #include "value/Utf.h"
 #include "value/Value.h"
@@ -40,9 +38,7 @@ void appendNonLossy(std::string& text, char32_t character) {
 
 std::FILE* openForAppending(const std::optional<std::string>& pathname) {
   if (!pathname || !isAscii(*pathname) || pathname->find('\0') != std::string::npos) return nullptr;
-  std::FILE* const file = std::fopen(pathname->c_str(), "a");
-  if (file) ::fcntl(::fileno(file), F_SETFD, FD_CLOEXEC);
-  return file;
+  return std::fopen(pathname->c_str(), "ae");  // e: no child process inherits the file
 }
 
 }  // namespace
@@ -71,7 +67,8 @@ bool QVLog::logString(std::string_view text) {
 }
 
 bool QVLog::nslogString(std::string_view text) {
-  return appendString(format("%@ Ulmo2[%d]: %@", localDateAndMilliseconds(clock_.now()), ::getpid(), text));
+  return appendString(
+      format("%@ Ulmo2[%d]: %@", localDateAndMilliseconds(clock_.now()), processIdentifier(), text));
 }
 
 }  // namespace moxtel

@@ -1,8 +1,8 @@
 // QVLog: one log file, to which lines are appended in pure ASCII, each flushed at once.
 //
-// The four shared logs are created on first use from the path that the user defaults name ("AccessLogPath",
+// The four shared logs are created on first use from the path in the user defaults ("AccessLogPath",
 // "DebugLogPath", "ErrorLogPath", "IOLogPath"; see setUpLogging) and kept for the life of the process, even
-// if the file could not be opened: then one line says so on the system log, and what is appended is lost.
+// if the file could not be opened: then one line on the system log says so, and appended lines are lost.
 // Any thread.
 #pragma once
 
@@ -17,25 +17,27 @@
 namespace moxtel {
 
 // 7-bit characters as they are, a backslash doubled, U+0080 to U+00FF as \ooo (three octal digits),
-// everything else as \uxxxx per UTF-16 unit. Bytes that are no UTF-8 count as U+FFFD.
+// everything else as \uxxxx per UTF-16 unit. Malformed UTF-8 counts as U+FFFD.
 std::string nonLossyASCII(std::string_view text);
 
 class QVLog final {
  public:
-  static std::shared_ptr<QVLog> accessLog();
   static std::shared_ptr<QVLog> debugLog();
   static std::shared_ptr<QVLog> errorLog();
-  static std::shared_ptr<QVLog> ioLog();
 
-  // Opens the file for appending, making it if need be. A path that is missing or not ASCII cannot be opened.
-  // The clock is borrowed.
+  // Opens the file for appending and creates it if needed. A path that is missing or not ASCII cannot be
+  // opened. The clock is borrowed.
   explicit QVLog(const std::optional<std::string>& pathname, const Clock& clock = systemClock());
 
   // Appends the text, up to its first NUL, and a newline. True iff something was written.
   bool appendString(std::string_view text);
-  // The same after "yyyy-MM-dd HH:mm:ss.SSS: ", the current local time.
+
+  // Kept for completeness: no part of the server calls the following operations.
+  static std::shared_ptr<QVLog> accessLog();
+  static std::shared_ptr<QVLog> ioLog();
+  // As appendString after "yyyy-MM-dd HH:mm:ss.SSS: ", the current local time.
   bool logString(std::string_view text);
-  // The same in the manner of system log lines: "yyyy-MM-dd HH:mm:ss.SSS Ulmo2[process id]: ".
+  // As appendString, in the format of system log lines: "yyyy-MM-dd HH:mm:ss.SSS Ulmo2[process id]: ".
   bool nslogString(std::string_view text);
 
  private:

@@ -1,5 +1,6 @@
 #include "log/QVLog.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -72,12 +73,12 @@ TEST_F(QVLogFile, keepsTheFilePureASCII) {
   EXPECT_EQ(contents(path_), "K\\366ln\n");
 }
 
-TEST_F(QVLogFile, takesNoTextForAFormat) {
+TEST_F(QVLogFile, doesNotTreatATextAsAFormat) {
   QVLog(path_, clock_).logString("%s%n%@");
   EXPECT_EQ(contents(path_), "2016-07-12 07:05:03.000: %s%n%@\n");
 }
 
-TEST_F(QVLogFile, stampsLinesInTwoManners) {
+TEST_F(QVLogFile, stampsLinesInTwoFormats) {
   clock_.set({489999903.25});
   QVLog log(path_, clock_);
   EXPECT_TRUE(log.logString("x"));
@@ -121,6 +122,21 @@ TEST_F(QVLogFile, opensEachSharedLogOnceFromItsOwnKey) {
   EXPECT_EQ(contents(folder_.path() / "Debug"), "d\n");
   EXPECT_EQ(contents(folder_.path() / "Error"), "e\n");
   EXPECT_EQ(contents(folder_.path() / "IO"), "i\n");
+}
+
+TEST_F(QVLogFile, isNotInheritedByAProcess) {
+  const QVLog log(path_, clock_);
+  int inherited = 0;
+  int own = 0;
+  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+    std::error_code error;
+    if (std::filesystem::read_symlink(entry, error) != path_) continue;
+    ++own;
+    const int flags = ::fcntl(std::stoi(entry.path().filename()), F_GETFD);
+    inherited += (flags & FD_CLOEXEC) == 0;
+  }
+  EXPECT_EQ(own, 1);
+  EXPECT_EQ(inherited, 0);
 }
 
 TEST_F(QVLogFile, mixesNoLinesOfTwoThreads) {

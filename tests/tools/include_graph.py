@@ -1,10 +1,12 @@
 #!/usr/bin/env python3
-"""Checks which folder of src/ includes which, where Qt is included, and that a document draws the same graph.
+"""Checks which folder of src/ includes which, where Qt and the headers of the operating system and of some libraries
+are included, and that a document draws the same graph.
 
 Usage: include_graph.py SRC [--qtcore FOLDER] [--document FILE]
 
 Each folder may include itself and the folders below it. The .cpp files of platform/ and the files listed here may
-include Qt's core headers; window files alone may include those of its windows. Prints each violation and exits with
+include Qt's core headers; window files alone may include those of its windows. OWNERS says which folders may include
+the other headers. Prints each violation and exits with
 status 1. --qtcore is the folder with Qt's core headers; --document is a Markdown file whose first Mermaid graph must
 have exactly the arrows of BELOW.
 """
@@ -41,6 +43,26 @@ CORE_QT_FILES = {
 }
 # Windows, and the main that starts their application.
 WINDOW_FILES = re.compile(r"^((console/window|app/windows)/\w+\.(h|cpp)|programs/MoxtelServer\.cpp)$")
+# Headers and the folders that may include them. The first line that matches counts; other headers are free.
+OWNERS = [
+    # sockets
+    (r"(sys/(socket|uio|ioctl|time)|(net|netinet|arpa)/\w+|linux/sockios|netdb|poll|fcntl)\.h", {"platform", "net"}),
+    # the rest of the operating system
+    (r"(sys|linux|asm|net|netinet|arpa|mach|mach-o)/.*", {"platform"}),
+    (r"(unistd|dirent|ifaddrs|signal|spawn|pthread|sched|semaphore|dlfcn|pwd|grp|termios|syslog|glob|ftw|mqueue)\.h",
+     {"platform"}),
+    (r"csignal", {"platform", "programs"}),  # programs name the signals that end them
+    # libraries behind one folder each
+    (r"avahi-\w+/.*", {"dnssd"}),
+    (r"sqlite3\.h", {"library"}),
+    (r"expat\.h", {"plist"}),
+]
+# Files outside those folders that may include such a header all the same, each with its reason.
+OTHER_OWNERS = {
+    ("library/albumdata/AlbumDataXml.cpp", "expat.h"): "reads AlbumData.xml by rules of its own",
+    ("value/Pages.cpp", "sys/mman.h"): "pages of large texts",
+    ("value/Pages.cpp", "unistd.h"): "pages of large texts",
+}
 INCLUDE = re.compile(r'^\s*#\s*include\s*(?:"([^"]+)"|<([^>]+)>)', re.MULTILINE)
 
 
@@ -74,8 +96,19 @@ def check_own(name, header):
     return None
 
 
+def check_owner(name, header):
+    for pattern, folders in OWNERS:
+        if re.fullmatch(pattern, header):
+            if name.split("/")[0] in folders or (name, header) in OTHER_OWNERS:
+                return None
+            return f"{name}: <{header}> belongs in {', '.join(sorted(folder + '/' for folder in folders))}"
+    return None
+
+
 def check_system(name, header, qtcore):
-    if not is_qt(header) or WINDOW_FILES.match(name):
+    if not is_qt(header):
+        return check_owner(name, header)
+    if WINDOW_FILES.match(name):
         return None
     if not is_core_qt(header, qtcore):
         return f"{name}: <{header}> belongs in window files"

@@ -78,6 +78,41 @@ class IncludeGraph(unittest.TestCase):
         self.assertWrong("net/A.cpp", "#include <QTimer>\n")
         self.assertWrong("value/A.cpp", "#include <QtCore/QTimer>\n")
 
+    def test_lets_platform_include_the_operating_system(self):
+        self.assertFine("platform/files/A.cpp", "#include <unistd.h>\n#include <sys/mman.h>\n#include <dlfcn.h>\n")
+
+    def test_finds_headers_of_the_operating_system_elsewhere(self):
+        headers = ["unistd.h", "dirent.h", "signal.h", "csignal", "pthread.h", "dlfcn.h", "ifaddrs.h", "spawn.h",
+                   "sys/mman.h", "sys/stat.h", "sys/socket.h", "fcntl.h", "poll.h", "netdb.h", "linux/netlink.h"]
+        for header in headers:
+            with self.subTest(header):
+                self.assertWrong("value/A.cpp", f"#include <{header}>\n")
+                self.assertWrong("log/A.h", f"  # include <{header}>  // why\n")
+
+    def test_lets_net_include_sockets_and_nothing_else_of_the_system(self):
+        self.assertFine("net/A.cpp", "#include <sys/socket.h>\n#include <netinet/tcp.h>\n#include <poll.h>\n")
+        self.assertWrong("net/A.cpp", "#include <unistd.h>\n")
+        self.assertWrong("net/A.cpp", "#include <sys/stat.h>\n")
+
+    def test_finds_the_headers_of_a_library_outside_its_folder(self):
+        for header, folder in (("avahi-client/client.h", "dnssd"), ("sqlite3.h", "library"), ("expat.h", "plist")):
+            with self.subTest(header):
+                self.assertFine(f"{folder}/A.cpp", f"#include <{header}>\n")
+                self.assertWrong("net/A.cpp", f"#include <{header}>\n")
+
+    def test_lets_programs_name_signals(self):
+        self.assertFine("programs/A.cpp", "#include <csignal>\n")
+
+    def test_lets_every_folder_include_the_standard_library(self):
+        self.assertFine("value/A.cpp", "#include <string>\n#include <cstdio>\n#include <filesystem>\n")
+
+    def test_knows_exceptions_by_file_and_header(self):
+        include_graph.OTHER_OWNERS[("log/A.cpp", "unistd.h")] = "a test"
+        self.addCleanup(include_graph.OTHER_OWNERS.pop, ("log/A.cpp", "unistd.h"))
+        self.assertFine("log/A.cpp", "#include <unistd.h>\n")
+        self.assertWrong("log/B.cpp", "#include <unistd.h>\n")
+        self.assertWrong("log/A.cpp", "#include <poll.h>\n")
+
     def test_finds_window_headers_outside_window_files(self):
         self.assertWrong("platform/A.cpp", "#include <QWidget>\n")
         self.assertWrong("app/MXPAppDelegate.cpp", "#include <QtGui/QFont>\n")

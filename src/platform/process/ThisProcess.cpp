@@ -52,6 +52,8 @@ int runProgram(const std::function<int()>& program) {
   }
 }
 
+int processIdentifier() { return ::getpid(); }
+
 const std::string& processName() {
 #ifdef __GLIBC__
   static const std::string kName = program_invocation_short_name;

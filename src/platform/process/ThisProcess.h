@@ -24,6 +24,9 @@ void blockSignals();
 // descriptors, threads or memory, standard error says which, and the status is 1.
 int runProgram(const std::function<int()>& program);
 
+// The process identifier. Any thread.
+int processIdentifier();
+
 // The program's name without its path. Any thread.
 const std::string& processName();
 
