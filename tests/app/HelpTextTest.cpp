@@ -21,7 +21,7 @@ TEST(HelpText, comesInGerman) {
 TEST(HelpText, isNothingWhereTheResourceIsMissing) { EXPECT_EQ(helpText("No such help"), std::nullopt); }
 
 TEST(HelpText, helpsWithEverySymptomInBothLanguages) {
-  const char* english[] = {"does not find the server", "Albums are empty", "lies on its side",
+  const char* english[] = {"does not find the server", "Albums are empty", "A picture is rotated",
                            "on another disk", "Privacy"};
   for (const char* symptom : english)
     EXPECT_NE(helpText("Help")->find(symptom), std::string::npos) << symptom;
