@@ -9,10 +9,8 @@
 
 #include "library/database/LibraryDatabases.h"
 #include "platform/files/Files.h"
-#include "platform/settings/UserDefaults.h"
 #include "platform/system/SystemLog.h"
 #include "tests/fakes/FakeEventLoop.h"
-#include "tests/fakes/FakeProcessRunner.h"
 #include "tests/library/TestLibrary.h"
 
 namespace {
@@ -38,10 +36,9 @@ const test::TestLibrary& library() {
 }
 
 struct Served {
-  Served() : databases(loop, defaults, processes, messages, flags) {
+  Served() : databases(loop, messages) {
     setSystemLogSink([](std::string_view) {});
-    defaults.setString("LibraryPath", library().path());
-    databases.loadDatabase();
+    databases.useLibrary(library().path());
   }
   void ask(int number) {
     Query query =
@@ -50,10 +47,7 @@ struct Served {
     benchmark::DoNotOptimize(query.stringColumn(0));
   }
   FakeEventLoop loop;
-  UserDefaults defaults;
-  FakeProcessRunner processes;
   test::RecordingMessages messages;
-  PhotoApplicationFlags flags;
   LibraryDatabases databases;
 };
 

@@ -104,7 +104,7 @@ class Server final {
         flags_, iPhotoWasEdited_);
     roles_->connectTo(loop_, channel_);
     roles_->databases.beginCommand();
-    roles_->databases.loadDatabase();
+    roles_->library.loadDatabase();
     roles_->albumData.loadAlbumData();
     roles_->databases.releaseLocks();
     for (const char* list : {"Get Albums", "Get Events", "Get Faces"}) {

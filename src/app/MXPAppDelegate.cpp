@@ -62,13 +62,13 @@ void MXPAppDelegate::startup() {
   }
   environment_.scripts.beginCommand(kTimeForQuestions);
   roles_->databases.beginCommand();
-  roles_->databases.preferAperture = environment_.defaults.boolForKey("PreferAperture");
+  roles_->location.preferAperture = environment_.defaults.boolForKey("PreferAperture");
   roles_->monitor.checkForApplicationStatus();
-  if (roles_->databases.preferAperture && flags_.connectedWithIPhoto) {
+  if (roles_->location.preferAperture && flags_.connectedWithIPhoto) {
     environment_.console.showTitle("Error", "Should prefer Aperture, but iPhoto is running...");
   }
   environment_.console.showTitle("Info", format("Running app: %@", runningApplication()));
-  roles_->databases.loadDatabase();
+  roles_->library.loadDatabase();
   roles_->albumData.loadAlbumData();
   // The results are not wanted here: the calls fill the caches before the first request.
   static_cast<void>(roles_->containerTree.getTopLevelAlbums());
@@ -82,7 +82,7 @@ void MXPAppDelegate::startup() {
 // What was said of the photo application's data so far does not tell what to do about it here.
 void MXPAppDelegate::explainMissingLibrary() {
   constexpr const char* kWhatHelps = "in the window of MoxtelServer, or name it with -LibraryPath.";
-  const auto& path = roles_->databases.libraryPath();
+  const auto& path = roles_->location.libraryPath();
   if (!path) {
     environment_.console.showTitle("Info",
                                    format("No library is served yet: choose its folder %s", kWhatHelps));
@@ -162,7 +162,7 @@ std::string MXPAppDelegate::changedLibraryPath(const std::string& folder) {
   environment_.defaults.setString("LibraryPath", folder);
   // Nothing of the old library may answer for the new one.
   roles_->albumData.clear();
-  roles_->databases.resetStandalone();
+  roles_->library.resetStandalone();
   restart();
   return {};
 }
@@ -174,17 +174,17 @@ void MXPAppDelegate::changedRevealPhoto(bool allowed) {
 }
 
 std::string MXPAppDelegate::logFolderTree() {
-  roles_->databases.loadDatabase();
+  roles_->library.loadDatabase();
   const bool isThere = obsoletesZeug(roles_->databases).root != nullptr;
   roles_->databases.releaseLocks();
   if (isThere) return {};
-  const auto& path = roles_->databases.libraryPath();
+  const auto& path = roles_->location.libraryPath();
   if (!path) return "No library is known: name its folder with -LibraryPath.";
   const std::string why = whyUnreadable(*path);
   return why.empty() ? "The library's database cannot be opened." : why;
 }
 
-const LibraryDatabases& MXPAppDelegate::databases() const { return roles_->databases; }
+const LoadedLibrary& MXPAppDelegate::library() const { return roles_->library; }
 const AlbumData& MXPAppDelegate::albumData() const { return roles_->albumData; }
 
 std::optional<std::string> MXPAppDelegate::attributedStringHelp() { return helpText("Help"); }
@@ -192,7 +192,7 @@ std::optional<std::string> MXPAppDelegate::attributedStringHelp() { return helpT
 ServerStatus MXPAppDelegate::status() {
   ServerStatus status;
   status.runningApplication = runningApplication();
-  status.libraryPath = roles_->databases.libraryPath();
+  status.libraryPath = roles_->location.libraryPath();
   if (status.libraryPath) status.libraryProblem = whyUnreadable(*status.libraryPath);
   status.counts = countsOf(status);
   status.addresses = localIPv4Addresses();
@@ -200,7 +200,7 @@ ServerStatus MXPAppDelegate::status() {
   status.listenFailure = status.port == 0 ? server_->startFailure() : std::string();
   if (publication_.isPublished()) status.publishedName = publication_.name;
   status.publicationProblem = publication_.isPublished() ? std::string() : publication_.detail;
-  status.preferAperture = roles_->databases.preferAperture;
+  status.preferAperture = roles_->location.preferAperture;
   status.revealPhoto = environment_.defaults.boolForKey("RevealPhoto");
   if (!isConnectedToClient_) return status;
   const std::lock_guard lock(clientsMutex_);
@@ -210,10 +210,10 @@ ServerStatus MXPAppDelegate::status() {
 
 // A disk that goes, or comes back, changes the numbers too.
 const LibraryCounts& MXPAppDelegate::countsOf(const ServerStatus& status) {
-  const auto& databases = roles_->databases;
-  const auto readDate = databases.databaseReadDate();
+  const LoadedLibrary& library = roles_->library;
+  const auto readDate = library.databaseReadDate();
   Counted now{status.libraryPath, status.libraryProblem,
-              readDate ? std::optional(readDate->seconds) : std::nullopt, databases.databaseReadSize()};
+              readDate ? std::optional(readDate->seconds) : std::nullopt, library.databaseReadSize()};
   if (counted_ == now) return counts_;
   counted_ = std::move(now);
   counts_ = countLibrary(roles_->databases);
@@ -240,7 +240,7 @@ void MXPAppDelegate::showConnected(const Notification& notification, const std::
     clientDict_[std::string(notification.userInfo["clientip"].string())] = shortName;
   }
   // The client's first request is read only after the library has been loaded afresh.
-  environment_.loop.performAndWait([this] { roles_->databases.loadDatabase(); });
+  environment_.loop.performAndWait([this] { roles_->library.loadDatabase(); });
 }
 
 void MXPAppDelegate::showDisconnected() {

@@ -24,7 +24,7 @@ namespace moxtel {
 
 class AlbumData;
 class DnsSd;
-class LibraryDatabases;
+class LoadedLibrary;
 class ProcessRunner;
 class RunningApplications;
 class ScriptRunner;
@@ -82,7 +82,7 @@ class MXPAppDelegate final {
   // Looks whether the library is there. Counts it anew after each start-up, and when it was loaded again.
   ServerStatus status();
   QVSocketServer& server() { return *server_; }
-  const LibraryDatabases& databases() const;
+  const LoadedLibrary& library() const;
   const AlbumData& albumData() const;
 
  private:

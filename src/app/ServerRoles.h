@@ -13,6 +13,8 @@
 #include "commands/LibraryListingSource.h"
 #include "commands/MetadataCommands.h"
 #include "library/ImageFiles.h"
+#include "library/LibraryLocation.h"
+#include "library/LoadedLibrary.h"
 #include "pictures/codec/PictureDecoder.h"
 #include "pictures/properties/ImageProperties.h"
 #include "scripting/ApplicationMonitor.h"
@@ -44,20 +46,22 @@ class ServerRoles final {
               std::atomic<bool>& iPhotoWasEdited)
       : messages(environment.console),
         support(environment.processes),
-        databases(environment.loop, environment.defaults, environment.processes, messages, flags),
-        albumData(databases, messages),
+        location(environment.defaults, environment.processes, messages, flags),
+        databases(environment.loop, messages),
+        library(location, databases, messages),
+        albumData(location, messages),
         scriptQueue(environment.loop, environment.scripts, messages, flags, environment.applications,
                     support),
-        scriptQueries(databases, albumData, environment.scripts, messages, flags),
-        monitor(environment.loop, environment.applications, databases, albumData, messages, flags),
+        scriptQueries(location, databases, albumData, environment.scripts, messages, flags),
+        monitor(environment.loop, environment.applications, library, albumData, messages, flags),
         containerTree(databases, scriptQueries, environment.defaults),
         photoRecords(databases, albumData, scriptQueries),
         faces(databases),
-        listingSource(databases, containerTree, photoRecords, faces, albumData),
+        listingSource(library, containerTree, photoRecords, faces, albumData),
         listingCommands(listingSource),
-        editingCommands(databases, photoRecords, scriptQueue, messages, environment.defaults, flags,
+        editingCommands(location, photoRecords, scriptQueue, messages, environment.defaults, flags,
                         iPhotoWasEdited),
-        imageFiles(databases, faces),
+        imageFiles(location, databases, faces),
         pictureDecoder(environment.processes),
         imageCommands(imageFiles, pictureDecoder, messages),
         propertyReader(environment.processes),
@@ -76,7 +80,9 @@ class ServerRoles final {
 
   ConsoleMessages messages;
   QVAppSupport support;
+  LibraryLocation location;
   LibraryDatabases databases;
+  LoadedLibrary library;
   AlbumData albumData;
   ScriptQueue scriptQueue;
   ScriptQueries scriptQueries;

@@ -1,5 +1,6 @@
 #include "commands/EditingCommands.h"
 
+#include "library/LibraryLocation.h"
 #include "library/Messages.h"
 #include "library/PhotoRecords.h"
 #include "library/database/LibraryDatabases.h"
@@ -42,10 +43,10 @@ bool isMissing(const Value& key) { return key.string().empty(); }
 
 }  // namespace
 
-EditingCommands::EditingCommands(const LibraryDatabases& databases, PhotoRecords& photos,
-                                 ScriptQueue& scripts, Messages& messages, const UserDefaults& defaults,
+EditingCommands::EditingCommands(const LibraryLocation& location, PhotoRecords& photos, ScriptQueue& scripts,
+                                 Messages& messages, const UserDefaults& defaults,
                                  const PhotoApplicationFlags& flags, std::atomic<bool>& iPhotoWasEdited)
-    : databases_(databases),
+    : location_(location),
       photos_(photos),
       scripts_(scripts),
       messages_(messages),
@@ -62,11 +63,6 @@ void EditingCommands::addTo(CommandHandler& handler) {
 }
 
 bool EditingCommands::mayReveal() const { return defaults_.boolForKey("RevealPhoto"); }
-
-// Revealing in iPhoto is not offered.
-bool EditingCommands::revealsInAperture() const {
-  return databases_.preferAperture && !flags_.connectedWithIPhoto;
-}
 
 void EditingCommands::queue(std::optional<std::string> script, const Value& refused) {
   if (!script) {
@@ -86,7 +82,8 @@ void EditingCommands::revealPhoto(const CommandRequest& request, ReplyChannel& r
     reply.sendToClientErrorString("No Image");
     return;
   }
-  if (!revealsInAperture()) {
+  // Revealing in iPhoto is not offered.
+  if (!location_.asksAperture()) {
     reply.sendToClientResultObject(format("Can not reveal version id '%@'", key));
     return;
   }
@@ -100,7 +97,7 @@ void EditingCommands::revealContainer(const CommandRequest& request, ReplyChanne
     reply.sendToClientResultObject("Don't want to reveal anything");
     return;
   }
-  if (!revealsInAperture()) {
+  if (!location_.asksAperture()) {
     reply.sendToClientResultObject("Can not reveal album");
     return;
   }
@@ -140,7 +137,7 @@ void EditingCommands::clearGPS(const CommandRequest& request, ReplyChannel& repl
   // A missing key gets its error, and then the answer of every other key.
   if (isMissing(key)) reply.sendToClientErrorString("No Image");
   const std::int32_t modelId = photos_.photoDictWithVersionId(key)["ModelId"].intValue();
-  if (!databases_.preferAperture) static_cast<void>(scripts_.iPhotoIsRunning());
+  if (!location_.preferAperture) static_cast<void>(scripts_.iPhotoIsRunning());
   if (legacyIPhoto) {
     messages_.showTitle("Error", "Can not tag photo in iPhoto '08");
     reply.sendToClientResultObject("Cleared GPS");

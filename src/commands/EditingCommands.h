@@ -11,7 +11,7 @@
 
 namespace moxtel {
 
-class LibraryDatabases;
+class LibraryLocation;
 class Messages;
 class PhotoRecords;
 class ScriptQueue;
@@ -20,7 +20,7 @@ class UserDefaults;
 class EditingCommands final {
  public:
   // Borrows everything. iPhotoWasEdited: set once a script that changes a position was queued.
-  EditingCommands(const LibraryDatabases& databases, PhotoRecords& photos, ScriptQueue& scripts,
+  EditingCommands(const LibraryLocation& location, PhotoRecords& photos, ScriptQueue& scripts,
                   Messages& messages, const UserDefaults& defaults, const PhotoApplicationFlags& flags,
                   std::atomic<bool>& iPhotoWasEdited);
 
@@ -38,11 +38,10 @@ class EditingCommands final {
   void clearGPS(const CommandRequest& request, ReplyChannel& reply);
 
   bool mayReveal() const;
-  bool revealsInAperture() const;
   // Queues a script, or tells the user that a text in the request was refused.
   void queue(std::optional<std::string> script, const Value& refused);
 
-  const LibraryDatabases& databases_;
+  const LibraryLocation& location_;
   PhotoRecords& photos_;
   ScriptQueue& scripts_;
   Messages& messages_;

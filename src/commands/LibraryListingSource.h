@@ -4,21 +4,17 @@
 #include "commands/ListingCommands.h"
 #include "library/ContainerTree.h"
 #include "library/Faces.h"
+#include "library/LoadedLibrary.h"
 #include "library/PhotoRecords.h"
 #include "library/albumdata/AlbumData.h"
-#include "library/database/LibraryDatabases.h"
 
 namespace moxtel {
 
 class LibraryListingSource : public ListingSource {
  public:
-  LibraryListingSource(LibraryDatabases& databases, ContainerTree& containers, PhotoRecords& photos,
+  LibraryListingSource(const LoadedLibrary& library, ContainerTree& containers, PhotoRecords& photos,
                        Faces& faces, const AlbumData& albumData)
-      : databases_(databases),
-        containers_(containers),
-        photos_(photos),
-        faces_(faces),
-        albumData_(albumData) {}
+      : library_(library), containers_(containers), photos_(photos), faces_(faces), albumData_(albumData) {}
 
   Value getTopLevelAlbums() override { return containers_.getTopLevelAlbums(); }
   Value getTopLevelProjects() override { return containers_.getTopLevelProjects(); }
@@ -28,14 +24,14 @@ class LibraryListingSource : public ListingSource {
     return containers_.containersInParentUuid(parentUuid);
   }
   Value photosForFaceID(const Value& faceUuid) override { return faces_.photosForFaceID(faceUuid); }
-  bool usingDB() const override { return databases_.usingDB(); }
+  bool usingDB() const override { return library_.usingDB(); }
   // Nothing finds the installed application's version out.
   std::int32_t iPhotoMajorVersion() const override { return 0; }
   Value albums() const override { return albumData_.albums(); }
   Value events() const override { return albumData_.events(); }
 
  private:
-  LibraryDatabases& databases_;
+  const LoadedLibrary& library_;
   ContainerTree& containers_;
   PhotoRecords& photos_;
   Faces& faces_;

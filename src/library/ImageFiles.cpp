@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "library/Faces.h"
+#include "library/LibraryLocation.h"
 #include "library/PathNames.h"
 #include "library/database/LibraryDatabases.h"
 #include "pictures/codec/PictureDecoder.h"
@@ -53,10 +54,11 @@ Value lastText(Query query) {
 
 }  // namespace
 
-ImageFiles::ImageFiles(LibraryDatabases& databases, Faces& faces) : databases_(databases), faces_(faces) {}
+ImageFiles::ImageFiles(const LibraryLocation& location, LibraryDatabases& databases, Faces& faces)
+    : location_(location), databases_(databases), faces_(faces) {}
 
 std::optional<std::string> ImageFiles::base(std::string_view folder) const {
-  const auto& library = databases_.libraryPath();
+  const auto& library = location_.libraryPath();
   if (!library) return std::nullopt;
   return appendingPathComponent(*library, folder);
 }
@@ -154,7 +156,7 @@ std::int32_t ImageFiles::rotationOfVersionId(const Value& uuid) {
 
 OpenFile ImageFiles::open(const std::optional<std::string>& path) {
   releaseLocks();
-  const auto& library = databases_.libraryPath();
+  const auto& library = location_.libraryPath();
   if (!path || !library || absolute_) return {};
   return finder_.open(*library, *path);
 }

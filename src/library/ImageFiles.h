@@ -19,12 +19,13 @@ namespace moxtel {
 
 class Faces;
 class LibraryDatabases;
+class LibraryLocation;
 class PictureDecoder;
 
 class ImageFiles final {
  public:
-  // Borrows both.
-  ImageFiles(LibraryDatabases& databases, Faces& faces);
+  // Borrows everything.
+  ImageFiles(const LibraryLocation& location, LibraryDatabases& databases, Faces& faces);
 
   // Nothing while no library is known.
   std::optional<std::string> masterPathBase() const;
@@ -61,6 +62,7 @@ class ImageFiles final {
   Value masterImagePath(const Value& masterUuid);
   std::optional<PixelBuffer> pixelsOf(const std::optional<std::string>& path, PictureDecoder& decoder);
 
+  const LibraryLocation& location_;
   LibraryDatabases& databases_;
   Faces& faces_;
   LibraryFileFinder finder_;

@@ -35,14 +35,18 @@ std::string pipeProblem(const ProcessResult& result) {
 }  // namespace
 
 LibraryLocation::LibraryLocation(UserDefaults& defaults, ProcessRunner& processes, Messages& messages,
-                                 std::string tool)
-    : defaults_(defaults), processes_(processes), messages_(messages), tool_(std::move(tool)) {}
+                                 const PhotoApplicationFlags& flags, std::string tool)
+    : defaults_(defaults),
+      processes_(processes),
+      messages_(messages),
+      flags_(flags),
+      tool_(std::move(tool)) {}
 
-void LibraryLocation::find(std::string_view domain) {
+void LibraryLocation::readPhotoAppDefaults() {
   if (auto path = defaults_.stringForKey("LibraryPath")) {
-    path_ = std::move(path);
+    libraryPath_ = std::move(path);
   } else {
-    askTool(domain);
+    askTool();
   }
 }
 
@@ -62,11 +66,11 @@ bool LibraryLocation::takeChunk(std::string_view chunk, std::optional<std::strin
   return true;
 }
 
-void LibraryLocation::askTool(std::string_view domain) {
+void LibraryLocation::askTool() {
   std::optional<std::string> answer;
   ProcessRequest request;
   request.program = tool_;
-  request.arguments = {"read", std::string(domain), "LibraryPath"};
+  request.arguments = {"read", asksAperture() ? "com.apple.Aperture" : "com.apple.iPhoto", "LibraryPath"};
   request.timeout = kToolTimeout;
   request.onOutput = [&](std::string_view chunk) { return takeChunk(chunk, answer); };
   const ProcessResult result = processes_.run(request);
@@ -76,10 +80,10 @@ void LibraryLocation::askTool(std::string_view domain) {
     return;
   }
   if (result.ending == ProcessResult::Ending::Exited && result.exitStatus == 0) {
-    if (answer) path_ = std::move(answer);
-    NSLog("root directory: %@", orNil(path_));
+    if (answer) libraryPath_ = std::move(answer);
+    NSLog("root directory: %@", orNil(libraryPath_));
   }
-  messages_.showTitle("Info", format("Found library path: '%@'", orNil(path_)));
+  messages_.showTitle("Info", format("Found library path: '%@'", orNil(libraryPath_)));
 }
 
 void explainPathOutsideAscii(std::string_view path, Messages& messages) {

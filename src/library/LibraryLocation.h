@@ -1,10 +1,12 @@
-// Where the user's photo library lies: what the user said ("LibraryPath"), else what the photo application's
-// own settings say. Core thread.
+// Where the user's photo library lies: what the user said ("LibraryPath"), else what the settings of the
+// preferred photo application say. Core thread.
 #pragma once
 
 #include <optional>
 #include <string>
 #include <string_view>
+
+#include "library/PhotoApplicationFlags.h"
 
 namespace moxtel {
 
@@ -14,28 +16,35 @@ class UserDefaults;
 
 class LibraryLocation final {
  public:
-  // Borrows all three. The tool prints a setting: "read", the domain, the key.
-  LibraryLocation(UserDefaults& defaults, ProcessRunner& processes, Messages& messages, std::string tool);
+  // Borrows all but the tool, which prints a setting: "read", the domain, the key.
+  LibraryLocation(UserDefaults& defaults, ProcessRunner& processes, Messages& messages,
+                  const PhotoApplicationFlags& flags, std::string tool = "/usr/bin/defaults");
+
+  // The user's preference, set by the delegate at start-up.
+  bool preferAperture = false;
+  // Whether questions and edits go to Aperture: it is preferred, and iPhoto does not run.
+  bool asksAperture() const { return preferAperture && !flags_.connectedWithIPhoto; }
 
   // Nil until found.
-  const std::optional<std::string>& path() const { return path_; }
+  const std::optional<std::string>& libraryPath() const { return libraryPath_; }
 
-  // Finds it anew. Blocks for a few seconds at most, even when the tool hangs; an answer that is no path
-  // leaves the path as it was.
-  void find(std::string_view domain);
+  // Finds the library again. Blocks for a few seconds at most, even when the tool hangs; an answer that is no
+  // path leaves the path as it was.
+  void readPhotoAppDefaults();
 
  private:
   bool takeChunk(std::string_view chunk, std::optional<std::string>& answer);
-  void askTool(std::string_view domain);
+  void askTool();
 
   UserDefaults& defaults_;
   ProcessRunner& processes_;
   Messages& messages_;
+  const PhotoApplicationFlags& flags_;
   std::string tool_;
-  std::optional<std::string> path_;
+  std::optional<std::string> libraryPath_;
 };
 
-// Tells the user, in one line, that this path cannot be served and what helps; nothing for a plain path.
+// Shows the user one message that this path cannot be served, and what helps; none for a plain path.
 void explainPathOutsideAscii(std::string_view path, Messages& messages);
 
 }  // namespace moxtel

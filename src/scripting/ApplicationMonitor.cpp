@@ -4,9 +4,9 @@
 #include <cfloat>
 #include <system_error>
 
+#include "library/LoadedLibrary.h"
 #include "library/Messages.h"
 #include "library/albumdata/AlbumData.h"
-#include "library/database/LibraryDatabases.h"
 #include "platform/files/Files.h"
 #include "platform/system/SystemLog.h"
 
@@ -28,11 +28,11 @@ bool contains(const std::vector<std::string>& names, std::string_view name) {
 }  // namespace
 
 ApplicationMonitor::ApplicationMonitor(EventLoop& loop, RunningApplications& applications,
-                                       LibraryDatabases& databases, AlbumData& albumData, Messages& messages,
+                                       LoadedLibrary& library, AlbumData& albumData, Messages& messages,
                                        PhotoApplicationFlags& flags)
     : loop_(loop),
       applications_(applications),
-      databases_(databases),
+      library_(library),
       albumData_(albumData),
       messages_(messages),
       flags_(flags) {}
@@ -58,7 +58,7 @@ void ApplicationMonitor::checkIPhoto(bool running) {
   }
   iPhotoWasRunning_ = running;
   flags_.connectedWithIPhoto = running;
-  if (!running) databases_.loadDatabase();
+  if (!running) library_.loadDatabase();
 }
 
 void ApplicationMonitor::checkAperture(bool running) {
@@ -75,7 +75,7 @@ void ApplicationMonitor::checkAperture(bool running) {
     // On purpose for this application alone: those who read logs know the start of Aperture by it.
     NSLog("maxfloat: %f", static_cast<double>(FLT_MAX));
   } else {
-    databases_.loadDatabase();
+    library_.loadDatabase();
   }
 }
 
@@ -92,27 +92,27 @@ void ApplicationMonitor::showUnreadable(const std::string& why) {
 }
 
 void ApplicationMonitor::checkForDatabaseChange() {
-  const auto path = databases_.pathOf(DatabaseFile::Library);
-  if (databases_.runStandalone() || !path) return;
+  const auto path = library_.databaseFilename();
+  if (library_.runStandalone() || !path) return;
   const FileStamp stamp = stampOf(*path);
   if (stamp.kind == FileStamp::Kind::Missing) {
     showUnreadable(*path + ": " + std::generic_category().message(stamp.error));
     return;
   }
-  const auto readDate = databases_.databaseReadDate();
+  const auto readDate = library_.databaseReadDate();
   // A later date with the same size is neither acted on nor remembered; nor is another size with the same
   // date.
-  if (!readDate || stamp.modifiedDate() <= readDate->seconds || stamp.size == databases_.databaseReadSize())
+  if (!readDate || stamp.modifiedDate() <= readDate->seconds || stamp.size == library_.databaseReadSize())
     return;
   NSLog("Database was modified! Be careful ..... (filesize %llu)", stamp.size);
-  databases_.rememberRead(Date{stamp.modifiedDate()}, stamp.size);
-  pendingLoadDatabase_ = loop_.callAfter(kReloadDelay, [this] { databases_.loadDatabase(); });
+  library_.rememberRead(Date{stamp.modifiedDate()}, stamp.size);
+  pendingLoadDatabase_ = loop_.callAfter(kReloadDelay, [this] { library_.loadDatabase(); });
 }
 
 // Only the date counts here, not the size.
 void ApplicationMonitor::checkForAlbumDataChange() {
   const auto& path = albumData_.albumDataFilename();
-  if (databases_.runStandalone() || !path) return;
+  if (library_.runStandalone() || !path) return;
   const FileStamp stamp = stampOf(*path);
   if (stamp.kind == FileStamp::Kind::Missing) {
     showUnreadable(*path + ": " + std::generic_category().message(stamp.error));

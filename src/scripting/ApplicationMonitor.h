@@ -15,13 +15,13 @@
 namespace moxtel {
 
 class AlbumData;
-class LibraryDatabases;
+class LoadedLibrary;
 class Messages;
 
 class ApplicationMonitor final {
  public:
   // Borrows everything.
-  ApplicationMonitor(EventLoop& loop, RunningApplications& applications, LibraryDatabases& databases,
+  ApplicationMonitor(EventLoop& loop, RunningApplications& applications, LoadedLibrary& library,
                      AlbumData& albumData, Messages& messages, PhotoApplicationFlags& flags);
 
   // Starts the watch, once; stopAppChecks ends it, so that it can be started anew.
@@ -43,7 +43,7 @@ class ApplicationMonitor final {
 
   EventLoop& loop_;
   RunningApplications& applications_;
-  LibraryDatabases& databases_;
+  LoadedLibrary& library_;
   AlbumData& albumData_;
   Messages& messages_;
   PhotoApplicationFlags& flags_;

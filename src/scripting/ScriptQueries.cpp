@@ -1,5 +1,6 @@
 #include "scripting/ScriptQueries.h"
 
+#include "library/LibraryLocation.h"
 #include "library/Messages.h"
 #include "library/albumdata/AlbumData.h"
 #include "library/database/LibraryDatabases.h"
@@ -50,11 +51,15 @@ Value textOf(const Value& result) {
 
 }  // namespace
 
-ScriptQueries::ScriptQueries(LibraryDatabases& databases, const AlbumData& albumData, ScriptRunner& runner,
-                             Messages& messages, const PhotoApplicationFlags& flags)
-    : databases_(databases), albumData_(albumData), runner_(runner), messages_(messages), flags_(flags) {}
-
-bool ScriptQueries::asksAperture() const { return databases_.preferAperture && !flags_.connectedWithIPhoto; }
+ScriptQueries::ScriptQueries(const LibraryLocation& location, LibraryDatabases& databases,
+                             const AlbumData& albumData, ScriptRunner& runner, Messages& messages,
+                             const PhotoApplicationFlags& flags)
+    : location_(location),
+      databases_(databases),
+      albumData_(albumData),
+      runner_(runner),
+      messages_(messages),
+      flags_(flags) {}
 
 ScriptOutcome ScriptQueries::ask(const std::optional<std::string>& source, const Value& refused,
                                  const std::function<void()>& logFailure) {
@@ -87,7 +92,7 @@ Value ScriptQueries::keyPhotoOfProject(const Dictionary& container, bool /*byApp
   if (uuid.isNil()) return {};
   const Value& cached = albumData_.containerDict(uuid.string())["KeyPhotoKey"];
   if (!cached.isNil()) return cached;
-  const auto source = asksAperture()
+  const auto source = location_.asksAperture()
                           ? filledScript(kKeyPhotoOfApertureFolder, {uuid})
                           : filledScript(kKeyPhotoOfIPhotoAlbum, {iPhotoId(container["ModelId"].intValue())});
   Value photo = askForText(source, uuid);
@@ -101,7 +106,7 @@ Value ScriptQueries::keyPhotoOfAlbum(const Dictionary& container, bool byAppleSc
   const Value& cached = albumData_.containerDict(uuid.string())["KeyPhotoKey"];
   if (!cached.isNil()) return cached;
   if (!byAppleScript) return keyPhotoFromDatabase(uuid);
-  const auto source = asksAperture()
+  const auto source = location_.asksAperture()
                           ? filledScript(kKeyPhotoOfApertureAlbum, {uuid})
                           : filledScript(kKeyPhotoOfIPhotoAlbum, {iPhotoId(container["ModelId"].intValue())});
   return askForText(source, uuid);
@@ -145,7 +150,7 @@ std::int32_t ScriptQueries::photoCountOf(std::string_view kind, const Value& uui
   const Value entry = uuid.isNil() ? Value() : albumData_.containerDict(uuid.string());
   if (const std::int32_t cached = entry["PhotoCount"].intValue(); cached != 0) return cached;
   std::optional<std::string> source;
-  if (asksAperture()) {
+  if (location_.asksAperture()) {
     source = filledScript(kApertureCount, {kind, uuid});
   } else {
     if (kind == "folder") return 0;
@@ -159,8 +164,8 @@ std::int32_t ScriptQueries::photoCountOf(std::string_view kind, const Value& uui
 
 std::vector<Text> ScriptQueries::imageUuidsOf(std::string_view kind, const Value& uuid,
                                               std::int32_t modelId) {
-  const auto source = asksAperture() ? filledScript(kApertureIds, {kind, uuid})
-                                     : filledScript(kIPhotoIds, {kind, iPhotoId(modelId)});
+  const auto source = location_.asksAperture() ? filledScript(kApertureIds, {kind, uuid})
+                                               : filledScript(kIPhotoIds, {kind, iPhotoId(modelId)});
   const ScriptOutcome outcome = ask(source, uuid);
   std::vector<Text> uuids;
   if (!outcome.succeeded) return uuids;

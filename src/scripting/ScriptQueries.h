@@ -15,13 +15,14 @@ namespace moxtel {
 
 class AlbumData;
 class LibraryDatabases;
+class LibraryLocation;
 class Messages;
 
 class ScriptQueries final : public PhotoApplicationQueries {
  public:
   // Borrows everything.
-  ScriptQueries(LibraryDatabases& databases, const AlbumData& albumData, ScriptRunner& runner,
-                Messages& messages, const PhotoApplicationFlags& flags);
+  ScriptQueries(const LibraryLocation& location, LibraryDatabases& databases, const AlbumData& albumData,
+                ScriptRunner& runner, Messages& messages, const PhotoApplicationFlags& flags);
 
   Value keyPhotoOfProject(const Dictionary& container, bool byAppleScript) override;
   Value keyPhotoOfAlbum(const Dictionary& container, bool byAppleScript) override;
@@ -29,7 +30,6 @@ class ScriptQueries final : public PhotoApplicationQueries {
   std::vector<Text> imageUuidsOf(std::string_view kind, const Value& uuid, std::int32_t modelId) override;
 
  private:
-  bool asksAperture() const;
   Value keyPhotoFromDatabase(const Value& uuid);
   // Runs a script; a failure is logged, after the question's own line about it. No source: what was to be
   // filled in was refused.
@@ -38,6 +38,7 @@ class ScriptQueries final : public PhotoApplicationQueries {
   Value askForText(const std::optional<std::string>& source, const Value& refused);
   std::vector<Text> versionUuidsOf(const std::vector<Text>& photoIds);
 
+  const LibraryLocation& location_;
   LibraryDatabases& databases_;
   const AlbumData& albumData_;
   ScriptRunner& runner_;

@@ -308,9 +308,9 @@ TEST_F(MXPAppDelegateTest, anotherLibraryIsNotBlamedForTheFirst) {
   const std::string good = library.path();
   defaults.setString("LibraryPath", "/nowhere");
   launched();
-  EXPECT_TRUE(delegate->databases().runStandalone());
+  EXPECT_TRUE(delegate->library().runStandalone());
   EXPECT_EQ(delegate->changedLibraryPath(good), "");
-  EXPECT_FALSE(delegate->databases().runStandalone());
+  EXPECT_FALSE(delegate->library().runStandalone());
   EXPECT_EQ(delegate->status().libraryProblem, "");
 }
 

@@ -51,11 +51,11 @@ class EditingCommandsTest : public testing::Test {
     return Dictionary{
         {"key", std::move(key)}, {"latitude", std::move(latitude)}, {"longitude", std::move(longitude)}};
   }
-  void preferAperture() { served.databases.preferAperture = true; }
+  void preferAperture() { served.location.preferAperture = true; }
 
   TestLibrary files;
   ServedLibrary served{files.path()};
-  AlbumData albumData{served.databases, served.messages};
+  AlbumData albumData{served.location, served.messages};
   RecordingPhotoApplication application;
   PhotoRecords photos{served.databases, albumData, application};
   FakeRunningApplications applications;
@@ -63,8 +63,8 @@ class EditingCommandsTest : public testing::Test {
   RecordingScriptRunner runner;
   ScriptQueue queue{served.loop, runner, served.messages, served.flags, applications, support};
   std::atomic<bool> edited{false};
-  EditingCommands commands{served.databases, photos,       queue, served.messages,
-                           served.defaults,  served.flags, edited};
+  EditingCommands commands{served.location, photos,       queue, served.messages,
+                           served.defaults, served.flags, edited};
   RecordingReplyChannel channel;
   LibraryCommandScope scope{served.databases};
   CommandHandler handler{served.loop, channel, scope, {1, 4}};

@@ -48,7 +48,7 @@ class ImageCommandsTest : public testing::Test {
                                                  {"thumbnailPath", "large.jpg"},
                                                  {"miniThumbnailPath", "mini.jpg"},
                                                  {"faceTilePath", "tile"}});
-    served.databases.loadDatabase();
+    served.library.loadDatabase();
     commands.addTo(handler);
   }
   ~ImageCommandsTest() override { EXPECT_EQ(channel.repliesWithLocks, 0); }
@@ -83,7 +83,7 @@ class ImageCommandsTest : public testing::Test {
   test::TestLibrary files;
   test::ServedLibrary served{files.path()};
   Faces faces{served.databases};
-  ImageFiles images{served.databases, faces};
+  ImageFiles images{served.location, served.databases, faces};
   PictureDecoder decoder{served.processes, "/no-helper"};
   ImageCommands commands{images, decoder, served.messages};
   LockCheckingChannel channel{files};

@@ -37,7 +37,7 @@ class MetadataCommandsTest : public testing::Test {
   MetadataCommandsTest() {
     master("m", "a.jpg");
     master("film", "a.mov");
-    served.databases.loadDatabase();
+    served.library.loadDatabase();
     commands.addTo(handler);
   }
   void master(const char* uuid, const char* path) {
@@ -91,7 +91,7 @@ class MetadataCommandsTest : public testing::Test {
   NoAlbumFile albumFile;
   test::RecordingPhotoApplication application;
   Faces faces{served.databases};
-  ImageFiles images{served.databases, faces};
+  ImageFiles images{served.location, served.databases, faces};
   PhotoRecords photos{served.databases, albumFile, application};
   ImagePropertyReader properties{served.processes};
   MetadataCommands commands{served.databases, images, photos, properties};

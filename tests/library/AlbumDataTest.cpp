@@ -55,7 +55,7 @@ class LegacyAlbums : public testing::Test {
   std::string path = (folder.path() / "AlbumData.xml").string();
   ServedLibrary served{folder.path().string()};
   FakeClock clock;
-  AlbumData albums{served.databases, served.messages, clock};
+  AlbumData albums{served.location, served.messages, clock};
 };
 
 constexpr const char* kTwoAlbumsAndARoll = R"(<dict>
@@ -133,7 +133,7 @@ TEST_F(LegacyAlbums, withoutAFileEverythingStaysAsItWas) {
 
 TEST_F(LegacyAlbums, withoutALibraryNothingIsRead) {
   ServedLibrary none;
-  AlbumData nowhere(none.databases, none.messages, clock);
+  AlbumData nowhere(none.location, none.messages, clock);
   const SystemLogCapture log;
   nowhere.loadAlbumData();
   EXPECT_TRUE(log.contains("use album data path '(null)'"));

@@ -63,7 +63,7 @@ class ImageFilesTest : public testing::Test {
     if (!files_) {
       opened.emplace(library);
       faces.emplace(opened->databases);
-      files_.emplace(opened->databases, *faces);
+      files_.emplace(opened->location, opened->databases, *faces);
       log.emplace();
     }
     return *files_;
@@ -323,9 +323,10 @@ TEST(ImageFilesWithoutALibrary, haveNoFolders) {
   test::NoProcesses processes;
   test::RecordingMessages messages;
   PhotoApplicationFlags flags;
-  LibraryDatabases databases(loop, defaults, processes, messages, flags);
+  const LibraryLocation location(defaults, processes, messages, flags);
+  LibraryDatabases databases(loop, messages);
   Faces faces(databases);
-  ImageFiles files(databases, faces);
+  ImageFiles files(location, databases, faces);
   EXPECT_EQ(files.masterPathBase(), std::nullopt);
   EXPECT_EQ(files.thumbnailPathWithUuid("v", false, false), std::nullopt);
   EXPECT_EQ(files.open(std::string("/etc/hostname")).state, FileState::Missing);

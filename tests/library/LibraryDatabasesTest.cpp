@@ -216,8 +216,8 @@ TEST_F(Databases, areGoneBeforeWhatTheyPosted) {
   auto lone = std::make_unique<ServedLibrary>(files.path());
   FakeEventLoop loop;
   {
-    LibraryDatabases shortLived(loop, lone->defaults, lone->processes, lone->messages, lone->flags);
-    shortLived.loadDatabase();
+    LibraryDatabases shortLived(loop, lone->messages);
+    shortLived.useLibrary(files.path());
     EXPECT_TRUE(shortLived.openDatabase());
   }
   loop.runPosted();
@@ -229,7 +229,7 @@ TEST_F(Databases, closeWhatIsOpenWhenAnotherLibraryIsLoaded) {
   other.insert("RKVersion", {{"uuid", "a"}});
   served.number(kLibrary, "SELECT COUNT(uuid) FROM RKVersion");
   served.defaults.setString("LibraryPath", other.path());
-  databases.loadDatabase();
+  served.library.loadDatabase();
   EXPECT_EQ(descriptorsTo(files.pathOf(kLibrary)), 0);
   EXPECT_EQ(served.number(kLibrary, "SELECT COUNT(uuid) FROM RKVersion"), 1);
 }

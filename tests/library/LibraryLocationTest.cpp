@@ -22,20 +22,20 @@ TEST(LibraryLocation, takesTheUsersPathAsItStandsAndAsksNobody) {
   ServedLibrary served({}, printing("/elsewhere\n"));
   served.defaults.setString("LibraryPath", "~/Pictures/Old");
   const std::size_t before = served.messages.lines.size();
-  served.databases.readPhotoAppDefaults();
-  EXPECT_EQ(served.databases.libraryPath(), Path("~/Pictures/Old"));
+  served.location.readPhotoAppDefaults();
+  EXPECT_EQ(served.location.libraryPath(), Path("~/Pictures/Old"));
   EXPECT_TRUE(served.processes.requests().empty());
   EXPECT_EQ(served.messages.lines.size(), before);
 }
 
 TEST(LibraryLocation, asksTheToolForIPhotosSetting) {
   ServedLibrary served({}, printing("/photos/iPhoto Library\n"));
-  served.databases.readPhotoAppDefaults();
+  served.location.readPhotoAppDefaults();
   ASSERT_EQ(served.processes.requests().size(), 1u);
   EXPECT_EQ(served.processes.requests()[0].program, "/the/tool");
   EXPECT_THAT(served.processes.requests()[0].arguments,
               ElementsAre("read", "com.apple.iPhoto", "LibraryPath"));
-  EXPECT_EQ(served.databases.libraryPath(), Path("/photos/iPhoto Library"));
+  EXPECT_EQ(served.location.libraryPath(), Path("/photos/iPhoto Library"));
   EXPECT_TRUE(served.log.contains("root directory: /photos/iPhoto Library"));
   EXPECT_EQ(served.messages.lines.back(),
             std::pair(std::string("Info"), std::string("Found library path: '/photos/iPhoto Library'")));
@@ -44,30 +44,30 @@ TEST(LibraryLocation, asksTheToolForIPhotosSetting) {
 TEST(LibraryLocation, asksForAperturesSettingOnlyWhenItIsPreferredAndIPhotoDoesNotRun) {
   ServedLibrary served({}, printing("/a\n"));
   const auto domain = [&] {
-    served.databases.readPhotoAppDefaults();
+    served.location.readPhotoAppDefaults();
     return served.processes.requests().back().arguments[1];
   };
-  served.databases.preferAperture = true;
+  served.location.preferAperture = true;
   EXPECT_EQ(domain(), "com.apple.Aperture");
   served.flags.connectedWithIPhoto = true;
   EXPECT_EQ(domain(), "com.apple.iPhoto");
-  served.databases.preferAperture = false;
+  served.location.preferAperture = false;
   EXPECT_EQ(domain(), "com.apple.iPhoto");
 }
 
 TEST(LibraryLocation, expandsALeadingTildeOfTheToolsAnswer) {
   ServedLibrary served({}, printing("  ~/Pictures/Library \r\n"));
-  served.databases.readPhotoAppDefaults();
-  EXPECT_EQ(served.databases.libraryPath(), Path(std::string(std::getenv("HOME")) + "/Pictures/Library"));
+  served.location.readPhotoAppDefaults();
+  EXPECT_EQ(served.location.libraryPath(), Path(std::string(std::getenv("HOME")) + "/Pictures/Library"));
 }
 
 TEST(LibraryLocation, expandsAnotherUsersTildeAndLeavesAnUnknownOnes) {
   ServedLibrary served({}, printing("~root/x\n"));
-  served.databases.readPhotoAppDefaults();
-  EXPECT_EQ(served.databases.libraryPath(), Path("/root/x"));
+  served.location.readPhotoAppDefaults();
+  EXPECT_EQ(served.location.libraryPath(), Path("/root/x"));
   ServedLibrary unknown({}, printing("~nobody-of-this-name/x\n"));
-  unknown.databases.readPhotoAppDefaults();
-  EXPECT_EQ(unknown.databases.libraryPath(), Path("~nobody-of-this-name/x"));
+  unknown.location.readPhotoAppDefaults();
+  EXPECT_EQ(unknown.location.libraryPath(), Path("~nobody-of-this-name/x"));
 }
 
 TEST(LibraryLocation, keepsItsPathWhenTheKeyDoesNotExist) {
@@ -75,19 +75,19 @@ TEST(LibraryLocation, keepsItsPathWhenTheKeyDoesNotExist) {
   int status = 0;
   ServedLibrary served({},
                        [&](const ProcessRequest&) { return FakeProcessRunner::printing(answer, status); });
-  served.databases.readPhotoAppDefaults();
+  served.location.readPhotoAppDefaults();
   answer = "The domain/default pair of (com.apple.iPhoto, LibraryPath) does not exist\n";
   status = 1;
-  served.databases.readPhotoAppDefaults();
-  EXPECT_EQ(served.databases.libraryPath(), Path("/first"));
+  served.location.readPhotoAppDefaults();
+  EXPECT_EQ(served.location.libraryPath(), Path("/first"));
   EXPECT_TRUE(served.log.contains("no iPhoto default found"));
   EXPECT_EQ(served.messages.count("Info", "Found library path: '/first'"), 2);
 }
 
 TEST(LibraryLocation, saysThatThereIsNoPathWhenNothingIsKnown) {
   ServedLibrary served({}, printing("does not exist", 0));
-  served.databases.readPhotoAppDefaults();
-  EXPECT_EQ(served.databases.libraryPath(), Path());
+  served.location.readPhotoAppDefaults();
+  EXPECT_EQ(served.location.libraryPath(), Path());
   EXPECT_TRUE(served.log.contains("root directory: (null)"));
   EXPECT_EQ(served.messages.count("Info", "Found library path: '(null)'"), 1);
 }
@@ -95,29 +95,29 @@ TEST(LibraryLocation, saysThatThereIsNoPathWhenNothingIsKnown) {
 TEST(LibraryLocation, takesEveryChunkForAWholeAnswer) {
   ServedLibrary served({}, printing(""));
   served.processes.setChunks({"/one\n", "/two\n"});
-  served.databases.readPhotoAppDefaults();
-  EXPECT_EQ(served.databases.libraryPath(), Path("/two"));
+  served.location.readPhotoAppDefaults();
+  EXPECT_EQ(served.location.libraryPath(), Path("/two"));
   served.processes.setChunks({"/photos/Lib", "rary\n"});
-  served.databases.readPhotoAppDefaults();
-  EXPECT_EQ(served.databases.libraryPath(), Path("/photos/Lib"));
+  served.location.readPhotoAppDefaults();
+  EXPECT_EQ(served.location.libraryPath(), Path("/photos/Lib"));
   served.processes.setChunks({"/three\n", "it does not exist", "/four\n"});
-  served.databases.readPhotoAppDefaults();
-  EXPECT_EQ(served.databases.libraryPath(), Path("/three"));
+  served.location.readPhotoAppDefaults();
+  EXPECT_EQ(served.location.libraryPath(), Path("/three"));
 }
 
 TEST(LibraryLocation, doesNotTakeWhatIsNoPath) {
   for (const char* answer : {"", "\n", "relative/path\n", "usage: defaults [options]\n", "{ a = b; }"}) {
     ServedLibrary served({}, printing(answer));
-    served.databases.readPhotoAppDefaults();
-    EXPECT_EQ(served.databases.libraryPath(), Path()) << answer;
+    served.location.readPhotoAppDefaults();
+    EXPECT_EQ(served.location.libraryPath(), Path()) << answer;
     EXPECT_EQ(served.messages.count("Info", "Found library path: '(null)'"), 1) << answer;
   }
 }
 
 TEST(LibraryLocation, doesNotTakeTheAnswerOfAToolThatFailed) {
   ServedLibrary served({}, printing("/photos\n", 3));
-  served.databases.readPhotoAppDefaults();
-  EXPECT_EQ(served.databases.libraryPath(), Path());
+  served.location.readPhotoAppDefaults();
+  EXPECT_EQ(served.location.libraryPath(), Path());
   for (const std::string& line : served.log.lines()) EXPECT_THAT(line, Not(HasSubstr("root directory")));
   EXPECT_EQ(served.messages.count("Info", "Found library path: '(null)'"), 1);
 }
@@ -128,8 +128,8 @@ TEST(LibraryLocation, tellsOfAToolThatIsMissingHangsOrTalksTooMuch) {
     ServedLibrary served({}, [&](const ProcessRequest&) {
       return ProcessResult{ending, -1, "/photos\n", {}};
     });
-    served.databases.readPhotoAppDefaults();
-    EXPECT_EQ(served.databases.libraryPath(), Path());
+    served.location.readPhotoAppDefaults();
+    EXPECT_EQ(served.location.libraryPath(), Path());
     EXPECT_THAT(served.log.lines(), Contains(HasSubstr("problem with pipe: ")));
     EXPECT_EQ(served.messages.count("Error", "Could not find iPhoto directory!"), 1);
     EXPECT_EQ(served.messages.count("Info", "Found library path"), 0);
@@ -138,14 +138,14 @@ TEST(LibraryLocation, tellsOfAToolThatIsMissingHangsOrTalksTooMuch) {
 
 TEST(LibraryLocation, boundsTheTimeThatTheToolMayTake) {
   ServedLibrary served({}, printing("/a\n"));
-  served.databases.readPhotoAppDefaults();
+  served.location.readPhotoAppDefaults();
   EXPECT_LE(served.processes.requests()[0].timeout, std::chrono::seconds(10));
 }
 
 TEST(LibraryLocation, explainsAnAnswerOutsideAscii) {
   ServedLibrary served({}, printing("/photos/\xC3\x9Cte\n"));
-  served.databases.readPhotoAppDefaults();
-  EXPECT_EQ(served.databases.libraryPath(), Path());
+  served.location.readPhotoAppDefaults();
+  EXPECT_EQ(served.location.libraryPath(), Path());
   EXPECT_EQ(served.messages.count("Error", "symbolic link"), 1);
 }
 
@@ -153,7 +153,7 @@ TEST(LibraryLocation, derivesTheFourFileNamesOnLoading) {
   ServedLibrary served;
   EXPECT_EQ(served.databases.pathOf(DatabaseFile::Library), Path());
   served.defaults.setString("LibraryPath", "/no/such/library/");
-  served.databases.loadDatabase();
+  served.library.loadDatabase();
   EXPECT_EQ(served.databases.pathOf(DatabaseFile::Library),
             Path("/no/such/library/Database/apdb/Library.apdb"));
   EXPECT_EQ(served.databases.pathOf(DatabaseFile::ImageProxies),
@@ -168,7 +168,7 @@ TEST(LibraryLocation, logsTheLoadingInItsOrder) {
   ServedLibrary served;
   served.defaults.setString("LibraryPath", files.path());
   const SystemLogCapture log;
-  served.databases.loadDatabase();
+  served.library.loadDatabase();
   const std::string apdb = files.path() + "/Database/apdb/";
   EXPECT_THAT(log.lines(),
               ElementsAre("\n\n--------------------------------- RELOAD DATABASE --------------------\n\n",
@@ -183,18 +183,18 @@ TEST(LibraryLocation, remembersDateAndSizeOfTheMainDatabase) {
   const std::filesystem::path path(files.pathOf(DatabaseFile::Library));
   const auto modified = std::chrono::file_clock::to_sys(std::filesystem::last_write_time(path));
   const double seconds = std::chrono::duration<double>(modified.time_since_epoch()).count() - 978307200.0;
-  EXPECT_TRUE(served.databases.usingDB());
-  EXPECT_FALSE(served.databases.runStandalone());
-  ASSERT_TRUE(served.databases.databaseReadDate());
-  EXPECT_NEAR(served.databases.databaseReadDate()->seconds, seconds, 1e-5);
-  EXPECT_EQ(served.databases.databaseReadSize(), std::filesystem::file_size(path));
+  EXPECT_TRUE(served.library.usingDB());
+  EXPECT_FALSE(served.library.runStandalone());
+  ASSERT_TRUE(served.library.databaseReadDate());
+  EXPECT_NEAR(served.library.databaseReadDate()->seconds, seconds, 1e-5);
+  EXPECT_EQ(served.library.databaseReadSize(), std::filesystem::file_size(path));
 }
 
 TEST(LibraryLocation, tellsTheUserOfALibraryThatIsNotThere) {
   ServedLibrary served("/no/such/library");
-  EXPECT_TRUE(served.databases.runStandalone());
-  EXPECT_FALSE(served.databases.usingDB());
-  EXPECT_FALSE(served.databases.databaseReadDate());
+  EXPECT_TRUE(served.library.runStandalone());
+  EXPECT_FALSE(served.library.usingDB());
+  EXPECT_FALSE(served.library.databaseReadDate());
   ASSERT_EQ(served.messages.count("Error", "Problem with reading iPhoto or Aperture data: '"), 1);
   EXPECT_EQ(served.messages.count("Error",
                                   "'\nPlease quit MoxtelServer, start and quit iPhoto, then start "
@@ -205,23 +205,23 @@ TEST(LibraryLocation, tellsTheUserOfALibraryThatIsNotThere) {
 TEST(LibraryLocation, staysStandaloneAndKeepsDateAndSizeAfterAFailedLoading) {
   TestLibrary files;
   ServedLibrary served(files.path());
-  const auto size = served.databases.databaseReadSize();
+  const auto size = served.library.databaseReadSize();
   served.defaults.setString("LibraryPath", "/no/such/library");
-  served.databases.loadDatabase();
-  EXPECT_TRUE(served.databases.runStandalone());
-  EXPECT_TRUE(served.databases.usingDB());
-  EXPECT_EQ(served.databases.databaseReadSize(), size);
+  served.library.loadDatabase();
+  EXPECT_TRUE(served.library.runStandalone());
+  EXPECT_TRUE(served.library.usingDB());
+  EXPECT_EQ(served.library.databaseReadSize(), size);
   served.defaults.setString("LibraryPath", files.path());
-  served.databases.loadDatabase();
-  EXPECT_TRUE(served.databases.runStandalone());
-  served.databases.resetStandalone();
-  EXPECT_FALSE(served.databases.runStandalone());
+  served.library.loadDatabase();
+  EXPECT_TRUE(served.library.runStandalone());
+  served.library.resetStandalone();
+  EXPECT_FALSE(served.library.runStandalone());
 }
 
 TEST(LibraryLocation, withoutAnyPathLoadingTellsAndOpeningFails) {
   ServedLibrary served({}, [](const ProcessRequest&) { return ProcessResult{}; });
-  served.databases.loadDatabase();
-  EXPECT_TRUE(served.databases.runStandalone());
+  served.library.loadDatabase();
+  EXPECT_TRUE(served.library.runStandalone());
   EXPECT_TRUE(served.log.contains("databaseFilename: '(null)', proxiesDBFilename: '(null)'"));
   EXPECT_FALSE(served.databases.openDatabase());
   EXPECT_TRUE(served.log.contains("could not open db '(null)', result: 14"));
@@ -232,7 +232,7 @@ TEST(LibraryLocation, aPathOutsideAsciiIsLoadedButNotOpenedAndTheUserIsToldWhatH
       "B\xC3\xBC"
       "cher");
   ServedLibrary served(files.path());
-  EXPECT_TRUE(served.databases.usingDB());
+  EXPECT_TRUE(served.library.usingDB());
   EXPECT_FALSE(served.databases.openDatabase());
   EXPECT_EQ(served.databases.result(), SQLITE_CANTOPEN);
   EXPECT_EQ(served.messages.count("Error", "symbolic link"), 1);

@@ -342,9 +342,8 @@ TEST_F(Odd, privateCopiesAreRemovedInTheEnd) {
   {
     LibrarySeams seams;
     seams.temporaryFolder = temporary.path().string();
-    LibraryDatabases databases(served.loop, served.defaults, served.processes, served.messages, served.flags,
-                               seams);
-    databases.loadDatabase();
+    LibraryDatabases databases(served.loop, served.messages, seams);
+    databases.useLibrary(files.path());
     EXPECT_TRUE(databases.run(kLibrary, kCount, {}).step());
     EXPECT_FALSE(fs::is_empty(temporary.path()));
   }

@@ -17,16 +17,17 @@ namespace fs = std::filesystem;
 
 ServedLibrary::ServedLibrary(const std::optional<std::string>& libraryPath, FakeProcessRunner::Answer tool)
     : processes(tool ? std::move(tool) : [](const ProcessRequest&) { return ProcessResult{}; }),
-      databases(loop, defaults, processes, messages, flags, seams()) {
+      location(defaults, processes, messages, flags, "/the/tool"),
+      databases(loop, messages, seams()),
+      library(location, databases, messages) {
   if (!libraryPath) return;
   defaults.setString("LibraryPath", *libraryPath);
-  databases.loadDatabase();
+  library.loadDatabase();
   databases.beginCommand();
 }
 
 LibrarySeams ServedLibrary::seams() {
   LibrarySeams answers;
-  answers.defaultsTool = "/the/tool";
   answers.temporaryFolder = temporary.path().string();
   answers.freeBytesIn = [this](const std::string&) {
     ++timesAskedForRoom;

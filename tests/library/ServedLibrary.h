@@ -11,6 +11,8 @@
 #include <utility>
 #include <vector>
 
+#include "library/LibraryLocation.h"
+#include "library/LoadedLibrary.h"
 #include "library/database/LibraryDatabases.h"
 #include "platform/settings/UserDefaults.h"
 #include "platform/system/SystemLog.h"
@@ -43,7 +45,9 @@ struct ServedLibrary {
   std::chrono::milliseconds slept{0};
   std::function<void()> onSleep = [] {};
   int timesAskedForRoom = 0;
+  LibraryLocation location;
   LibraryDatabases databases;
+  LoadedLibrary library;
 
  private:
   LibrarySeams seams();

@@ -138,9 +138,11 @@ bool OtherProgram::canWrite() {
 }
 
 OpenedLibrary::OpenedLibrary(const TestLibrary& files)
-    : databases(loop, defaults, processes, messages, flags) {
+    : location(defaults, processes, messages, flags),
+      databases(loop, messages),
+      library(location, databases, messages) {
   defaults.setString("LibraryPath", files.path());
-  databases.loadDatabase();
+  library.loadDatabase();
   databases.beginCommand();
 }
 

@@ -9,6 +9,8 @@
 #include <string_view>
 #include <vector>
 
+#include "library/LibraryLocation.h"
+#include "library/LoadedLibrary.h"
 #include "library/database/LibraryDatabases.h"
 #include "platform/process/ChildProcess.h"
 #include "platform/settings/UserDefaults.h"
@@ -76,7 +78,9 @@ struct OpenedLibrary {
   NoProcesses processes;
   RecordingMessages messages;
   PhotoApplicationFlags flags;
+  LibraryLocation location;
   LibraryDatabases databases;
+  LoadedLibrary library;
 };
 
 // Several rows' values of one key, in order; nil where the key is missing.

@@ -31,9 +31,9 @@ class ApplicationMonitorTest : public testing::Test {
   TestLibrary files;
   ServedLibrary served{files.path()};
   FakeClock clock;
-  AlbumData albumData{served.databases, served.messages, clock};
+  AlbumData albumData{served.location, served.messages, clock};
   FakeRunningApplications applications;
-  ApplicationMonitor monitor{served.loop, applications,    served.databases,
+  ApplicationMonitor monitor{served.loop, applications,    served.library,
                              albumData,   served.messages, served.flags};
   std::string database = files.pathOf(DatabaseFile::Library);
   std::string albumFile = files.path() + "/AlbumData.xml";
@@ -155,8 +155,8 @@ TEST_F(ApplicationMonitorTest, startsOneWatchOnlyAndAnotherAfterItsEnd) {
 }
 
 TEST_F(ApplicationMonitorTest, reloadsAChangedDatabaseThreeSecondsLater) {
-  const double date = served.databases.databaseReadDate()->seconds;
-  const std::uint64_t size = served.databases.databaseReadSize();
+  const double date = served.library.databaseReadDate()->seconds;
+  const std::uint64_t size = served.library.databaseReadSize();
   monitor.startDatabaseCheck();
   served.loop.advance(2s);
   grow(database);
@@ -165,7 +165,7 @@ TEST_F(ApplicationMonitorTest, reloadsAChangedDatabaseThreeSecondsLater) {
   served.loop.advance(1s);
   EXPECT_THAT(log.lines(), ElementsAre("Database was modified! Be careful ..... (filesize " +
                                        std::to_string(size + 1) + ")"));
-  EXPECT_EQ(served.databases.databaseReadSize(), size + 1);
+  EXPECT_EQ(served.library.databaseReadSize(), size + 1);
   served.loop.advance(2999ms);
   EXPECT_EQ(log.lines().size(), 1u);
   served.loop.advance(1ms);
@@ -173,7 +173,7 @@ TEST_F(ApplicationMonitorTest, reloadsAChangedDatabaseThreeSecondsLater) {
 }
 
 TEST_F(ApplicationMonitorTest, aBurstOfDatabaseChangesLeadsToOneReload) {
-  const double date = served.databases.databaseReadDate()->seconds;
+  const double date = served.library.databaseReadDate()->seconds;
   monitor.startDatabaseCheck();
   const SystemLogCapture log;
   for (int i = 1; i <= 3; ++i) {
@@ -191,18 +191,18 @@ TEST_F(ApplicationMonitorTest, aBurstOfDatabaseChangesLeadsToOneReload) {
 }
 
 TEST_F(ApplicationMonitorTest, aNewerDateWithTheSameSizeIsNeitherActedOnNorRemembered) {
-  const double date = served.databases.databaseReadDate()->seconds;
+  const double date = served.library.databaseReadDate()->seconds;
   const SystemLogCapture log;
   setDate(database, date + 10);
   monitor.checkForDatabaseChange();
   EXPECT_THAT(log.lines(), IsEmpty());
-  EXPECT_EQ(served.databases.databaseReadDate()->seconds, date);
+  EXPECT_EQ(served.library.databaseReadDate()->seconds, date);
 }
 
 TEST_F(ApplicationMonitorTest, anotherSizeWithTheSameOrAnOlderDateIsIgnored) {
   setDate(database, 1000);
-  served.databases.rememberRead(Date{1000}, served.databases.databaseReadSize());
-  const std::uint64_t size = served.databases.databaseReadSize();
+  served.library.rememberRead(Date{1000}, served.library.databaseReadSize());
+  const std::uint64_t size = served.library.databaseReadSize();
   const SystemLogCapture log;
   grow(database);
   setDate(database, 1000);
@@ -210,7 +210,7 @@ TEST_F(ApplicationMonitorTest, anotherSizeWithTheSameOrAnOlderDateIsIgnored) {
   setDate(database, 900);
   monitor.checkForDatabaseChange();
   EXPECT_THAT(log.lines(), IsEmpty());
-  EXPECT_EQ(served.databases.databaseReadSize(), size);
+  EXPECT_EQ(served.library.databaseReadSize(), size);
 }
 
 TEST_F(ApplicationMonitorTest, showsAMissingDatabaseAtEveryTick) {
@@ -295,10 +295,10 @@ TEST(ApplicationMonitorStandalone, leavesTheFilesAlone) {
   TemporaryFolder folder;
   // No library there: the databases run standalone.
   ServedLibrary served{folder.path().string()};
-  ASSERT_TRUE(served.databases.runStandalone());
-  AlbumData albumData{served.databases, served.messages};
+  ASSERT_TRUE(served.library.runStandalone());
+  AlbumData albumData{served.location, served.messages};
   FakeRunningApplications applications;
-  ApplicationMonitor monitor{served.loop, applications,    served.databases,
+  ApplicationMonitor monitor{served.loop, applications,    served.library,
                              albumData,   served.messages, served.flags};
   albumData.loadAlbumData();
   served.messages.lines.clear();

@@ -24,11 +24,11 @@ class ScriptQueriesTest : public testing::Test {
  protected:
   TestLibrary files;
   ServedLibrary served{files.path()};
-  AlbumData albumData{served.databases, served.messages};
+  AlbumData albumData{served.location, served.messages};
   RecordingScriptRunner runner;
-  ScriptQueries queries{served.databases, albumData, runner, served.messages, served.flags};
+  ScriptQueries queries{served.location, served.databases, albumData, runner, served.messages, served.flags};
 
-  void askAperture() { served.databases.preferAperture = true; }
+  void askAperture() { served.location.preferAperture = true; }
   static Dictionary container(Value uuid, std::int32_t modelId = 7) {
     return Dictionary{{"AlbumId", std::move(uuid)}, {"ModelId", modelId}};
   }

@@ -1,9 +1,9 @@
 #include "library/albumdata/AlbumData.h"
 
+#include "library/LibraryLocation.h"
 #include "library/Messages.h"
 #include "library/PathNames.h"
 #include "library/albumdata/AlbumDataFile.h"
-#include "library/database/LibraryDatabases.h"
 #include "platform/files/Files.h"
 #include "platform/system/SystemLog.h"
 #include "value/Description.h"
@@ -25,12 +25,12 @@ std::optional<std::string> keyOf(const Value& entry, std::string_view name) {
 
 }  // namespace
 
-AlbumData::AlbumData(LibraryDatabases& databases, Messages& messages, const Clock& clock)
-    : databases_(databases), messages_(messages), clock_(clock) {}
+AlbumData::AlbumData(LibraryLocation& location, Messages& messages, const Clock& clock)
+    : location_(location), messages_(messages), clock_(clock) {}
 
 void AlbumData::loadAlbumData() {
-  databases_.readPhotoAppDefaults();
-  const auto& library = databases_.libraryPath();
+  location_.readPhotoAppDefaults();
+  const auto& library = location_.libraryPath();
   NSLog("use album data path '%@'", library ? Value(*library) : Value());
   albumDataFilename_.reset();
   if (!library) return;

@@ -14,13 +14,13 @@
 
 namespace moxtel {
 
-class LibraryDatabases;
+class LibraryLocation;
 class Messages;
 
 class AlbumData final : public AlbumEntries {
  public:
   // Borrows everything.
-  AlbumData(LibraryDatabases& databases, Messages& messages, const Clock& clock = systemClock());
+  AlbumData(LibraryLocation& location, Messages& messages, const Clock& clock = systemClock());
 
   void loadAlbumData();
 
@@ -43,7 +43,7 @@ class AlbumData final : public AlbumEntries {
   void read();
   void storeEntries(const Value& list, std::string_view keyName);
 
-  LibraryDatabases& databases_;
+  LibraryLocation& location_;
   Messages& messages_;
   const Clock& clock_;
   std::optional<std::string> albumDataFilename_;

@@ -11,10 +11,12 @@
 #include <string>
 
 #include "library/database/DatabaseConnection.h"
-#include "library/database/LibraryDatabases.h"
+#include "library/database/LibrarySeams.h"
 #include "library/database/PrivateCopy.h"
 
 namespace moxtel {
+
+class Messages;
 
 class DatabaseSlot final {
  public:

@@ -1,10 +1,44 @@
-#include <cstring>
-#include <string_view>
+#include "library/database/Query.h"
 
-#include "library/database/QueryRows.h"
+#include <sqlite3.h>
+
+#include <cstring>
+
+#include "library/database/DatabaseConnection.h"
 #include "value/Utf.h"
 
 namespace moxtel {
+
+// The prepared statement in use, with the values bound to it.
+class Query::Rows final {
+ public:
+  Rows(std::shared_ptr<DatabaseConnection> connection, std::shared_ptr<PreparedStatement> statement,
+       std::vector<Value> values, std::shared_ptr<CommandFailures> failures);
+  ~Rows();
+  Rows(const Rows&) = delete;
+  Rows& operator=(const Rows&) = delete;
+
+  bool prepared() const { return prepared_; }
+  bool step();
+  bool failed() const { return !prepared_ || failed_ || (state_ != State::Done && ended()); }
+  // The statement while it stands on a row, else null.
+  sqlite3_stmt* row() const { return onRow_ && !ended() ? statement_->handle : nullptr; }
+
+ private:
+  enum class State : std::uint8_t { FirstRowWaits, Running, Done };
+  bool ended() const { return connection_->transactions() != transaction_; }
+
+  std::shared_ptr<DatabaseConnection> connection_;  // outlives statement_
+  std::shared_ptr<PreparedStatement> statement_;
+  std::vector<Value> values_;  // the binding borrows their texts
+  std::shared_ptr<CommandFailures> failures_;
+  std::uint64_t transaction_ = 0;
+  std::uint64_t rows_ = 0;
+  State state_ = State::Done;
+  bool prepared_ = false;
+  bool onRow_ = false;
+  bool failed_ = false;
+};
 
 Query::Rows::Rows(std::shared_ptr<DatabaseConnection> connection,
                   std::shared_ptr<PreparedStatement> statement, std::vector<Value> values,
@@ -24,7 +58,6 @@ Query::Rows::Rows(std::shared_ptr<DatabaseConnection> connection,
 }
 
 Query::Rows::~Rows() {
-  if (!statement_) return;
   sqlite3_reset(statement_->handle);
   sqlite3_clear_bindings(statement_->handle);
   statement_->inUse = false;
@@ -48,7 +81,11 @@ bool Query::Rows::step() {
   return false;
 }
 
-Query::Query(std::unique_ptr<Rows> rows) : rows_(std::move(rows)) {}
+Query::Query() = default;
+Query::Query(std::shared_ptr<DatabaseConnection> connection, std::shared_ptr<PreparedStatement> statement,
+             std::vector<Value> values, std::shared_ptr<CommandFailures> failures)
+    : rows_(std::make_unique<Rows>(std::move(connection), std::move(statement), std::move(values),
+                                   std::move(failures))) {}
 Query::Query(Query&&) noexcept = default;
 Query& Query::operator=(Query&&) noexcept = default;
 Query::~Query() = default;
