@@ -2,8 +2,8 @@
 
 #include "app/HelpText.h"
 #include "app/ServerRoles.h"
-#include "library/FolderTree.h"
 #include "library/PathNames.h"
+#include "library/completeness/FolderTree.h"
 #include "log/Log.h"
 #include "platform/system/HostNames.h"
 #include "platform/system/SystemLog.h"

@@ -28,11 +28,11 @@ constexpr std::int32_t kUserAlbum = 1;
 constexpr std::int32_t kSmartSubclass = 2;
 constexpr std::int32_t kRegularSubclass = 3;
 
-// A stored count below this is distrusted and counted afresh.
+// A smaller stored count is not trusted, and counted again.
 constexpr std::int32_t kTrustedPhotoCount = 3;
 
-// Albums that the photo application keeps for itself. The last name counts in the tree only: the flat list
-// of albumsFromDB never knew it.
+// Albums that the photo application uses internally. The last name is excluded from the tree only:
+// albumsFromDB lists such an album, on purpose.
 constexpr std::array<std::string_view, 14> kBuiltInAlbums = {"libraryFolderImplicitAlbum",
                                                              "allProjectsAlbum",
                                                              "trashAlbum",
@@ -67,7 +67,7 @@ Date dateOf(std::int64_t secondsSinceReferenceDate) {
   return Date{static_cast<double>(secondsSinceReferenceDate)};
 }
 
-// Dates in seconds since 2001-01-01 UTC; a minimum of 0 (a NULL too) says that there is none.
+// Dates in seconds since 2001-01-01 UTC; a minimum of 0 (or NULL) means that there is none.
 Value displayName(const Value& name, std::int64_t minDate, std::int64_t maxDate, bool showMaximum) {
   if (!name.string().empty()) return name;
   if (minDate == 0) return "-";
@@ -89,7 +89,7 @@ Value arrayOf(std::vector<Container> containers) {
   return array;
 }
 
-// The containers below one parent, while they are gathered. The library database is open meanwhile.
+// Collects the containers below one parent. The library database is open meanwhile.
 class Listing final {
  public:
   Listing(LibraryDatabases& databases, const Value& parent, bool showMaximumDate)
@@ -128,8 +128,7 @@ void Listing::readFolders() {
   while (query.step()) addFolder(query, belowTopLevelAlbums);
 }
 
-// Left out of the list are containers hidden when empty and, among the albums, projects. They count all the
-// same.
+// Containers hidden when empty and, among the albums, projects are not listed, but they are counted.
 void Listing::addFolder(const Query& row, bool belowTopLevelAlbums) {
   const std::int32_t folderType = row.integerColumn(2);
   const std::int64_t minDate = row.integer64Column(5);
@@ -182,7 +181,7 @@ void Listing::addAlbum(const Query& row) {
   ++albums_;
 }
 
-// Of containers with one uuid the first gets the place.
+// Of containers with the same uuid the first one counts.
 std::unordered_map<std::string_view, std::size_t> Listing::positionsByUuid() const {
   std::unordered_map<std::string_view, std::size_t> positions;
   positions.reserve(containers_.size());
@@ -213,11 +212,11 @@ void Listing::logTotals() const {
         albums_);
 }
 
-// Without statistics SQLite would take the index on isInTrash and read the whole table for every project; the
-// plus sign keeps it from that. A count knows no order of rows, so nothing else changes.
+// Without statistics SQLite would use the index on isInTrash and read the whole table for every project; the
+// plus sign prevents that. The order of rows does not affect a count, so nothing else changes.
 constexpr SqlText kCountByProject =
     "SELECT COUNT(uuid) FROM RKVersion WHERE projectUuid = '%@' AND versionNumber != 0 AND +isInTrash = 0";
-// The same as everybody knows it, for the log of one that cannot be prepared.
+// The query text that clients expect in the log when it cannot be prepared.
 constexpr SqlText kCountAsLogged =
     "SELECT COUNT(uuid) FROM RKVersion WHERE projectUuid = '%@' AND versionNumber != 0 AND isInTrash = 0";
 
@@ -227,8 +226,8 @@ std::int32_t photosOfProject(LibraryDatabases& databases, const Value& uuid) {
   return query.step() ? query.integerColumn(0) : 0;
 }
 
-std::int32_t countAfresh(LibraryDatabases& databases, PhotoApplicationQueries& application,
-                         const Dictionary& container) {
+std::int32_t countAgain(LibraryDatabases& databases, PhotoApplicationQueries& application,
+                        const Dictionary& container) {
   const std::string_view type = container[record::kAlbumType].string();
   const Value& uuid = container[record::kAlbumId];
   if (type == record::kProject.view()) return photosOfProject(databases, uuid);
@@ -270,7 +269,7 @@ Value ContainerTree::containersInParentUuid(const Value& parent) {
   for (Container& container : listing.containers()) decorate(container.record);
   listing.readCustomOrder();
   library.close();
-  // Containers with the same number may come out in any order; here they keep the database's.
+  // Containers with the same number keep the order of the database.
   std::stable_sort(listing.containers().begin(), listing.containers().end(),
                    [](const Container& a, const Container& b) { return a.order < b.order; });
   listing.logTotals();
@@ -280,7 +279,7 @@ Value ContainerTree::containersInParentUuid(const Value& parent) {
 void ContainerTree::decorate(Dictionary& container) {
   std::int32_t count = container[record::kPhotoCount].intValue();
   if (count < kTrustedPhotoCount) {
-    count = countAfresh(databases_, application_, container);
+    count = countAgain(databases_, application_, container);
     container.set(record::kPhotoCount, count);
   }
   if (count > 0 && container.contains(record::kAlbumName) && !container.contains(record::kKeyPhotoKey)) {
@@ -289,7 +288,7 @@ void ContainerTree::decorate(Dictionary& container) {
   addNote(databases_, container);
 }
 
-// Folders have none.
+// Folders have no key photo.
 Value ContainerTree::keyPhotoOf(const Dictionary& container) {
   const std::string_view type = container[record::kAlbumType].string();
   if (type == record::kAlbum.view()) return keyPhotoOfAlbum(container);
@@ -326,7 +325,7 @@ void ContainerTree::dropCaches() {
 
 namespace {
 
-// The flat list's folders: with a type that only albums have elsewhere, and without "AlbumType".
+// The folders of the flat list have "IPAlbumType", which only albums have elsewhere, and no "AlbumType".
 void addTopLevelFolders(LibraryDatabases& databases, std::vector<Container>& list) {
   Query query = databases.run(
       DatabaseFile::Library,

@@ -1,5 +1,5 @@
 // The library's containers: folders, projects, albums and smart albums as container dictionaries, one level
-// of the tree a call, and the two top-level lists kept in memory. Core thread.
+// of the tree per call, and the two top-level lists, which are cached. Core thread.
 //
 // Keys of a container dictionary: "AlbumType" ("Folder", "Project", "Album"), "AlbumName", "AlbumId" (its
 // uuid), "ModelId", "PhotoCount", for albums "IPAlbumType" ("Regular", "Smart"), and where there is one
@@ -7,7 +7,7 @@
 // keeps the record; so does a folder of an unknown type, which has no "AlbumType".
 //
 // Building a list asks the photo application about small containers, which may take as long as its scripts
-// run. No query is under way then; who runs the script releases the databases' locks
+// run. No query is open then; the code that runs the script releases the databases' locks
 // (PhotoApplicationQueries.h).
 #pragma once
 
@@ -31,11 +31,12 @@ class ContainerTree final {
   // database cannot be opened. The parent is the client's "id": any value.
   Value containersInParentUuid(const Value& parent);
 
-  // The lists below "TopLevelAlbums" and "AllProjectsItem", built on the first call and kept. One that came
-  // out nil, or that was built while a database could not be opened or read, is answered and not kept.
+  // The lists below "TopLevelAlbums" and "AllProjectsItem", built on the first call and cached. A list that
+  // is nil, or that was built while a database could not be opened or read, is returned and not cached.
   Value getTopLevelAlbums();
   Value getTopLevelProjects();
-  // The first container of the top-level list with this "AlbumId", nil without.
+  // Kept for completeness, no request reaches the next three. The first container of the top-level list with
+  // this "AlbumId", nil without.
   Value albumDictWithUuid(const Value& uuid);
   Value projectDictWithUuid(const Value& uuid);
 

@@ -14,7 +14,7 @@ FacePhotoCounts::FacePhotoCounts(LibraryDatabases& databases)
   masters_ = {};
 }
 
-// A detection comes once for each row of a name with its key; two rows of one uuid are one person.
+// The join lists a detection once for each name with its key; two names with one uuid are one person.
 bool FacePhotoCounts::readDetections(LibraryDatabases& databases) {
   Query query = databases.runUnlogged(DatabaseFile::Faces,
                                       "SELECT d.rowid,d.masterUuid,n.uuid FROM RKDetectedFace d CROSS JOIN "

@@ -1,13 +1,13 @@
 // How many photos show each named person, counted for all persons at once.
 //
-// Asked person by person, the detections and versions of each lie all over both databases, so that a large
-// library is read from end to end once a person. Here the detections are read in the order in which they lie,
-// which is nearly that of their versions, and a version is looked for once for all the faces on it.
+// A query for each person would read a large library from end to end once per person, because a person's
+// detections and versions are scattered over both databases. Here the detections are read in stored order,
+// which is nearly that of their versions, and each version is looked up once for all the faces on it.
 //
-// The counts are those of Faces::photoCountForFaceID. What cannot be read is neither logged nor counted here:
-// that is left to it.
+// The counts are those of Faces::photoCountForFaceID, which also logs: what cannot be read is neither logged
+// nor counted here.
 //
-// Memory: about 60 bytes a detection of a named person, until the counts are there. Core thread.
+// Memory: about 60 bytes per detection of a named person, while counting. Core thread.
 #pragma once
 
 #include <cstdint>
@@ -24,7 +24,7 @@ class LibraryDatabases;
 
 class FacePhotoCounts final {
  public:
-  // Reads Faces.db and then the library database. Borrows them for that long.
+  // Reads Faces.db and then the library database. Borrows them during construction only.
   explicit FacePhotoCounts(LibraryDatabases& databases);
 
   // Nothing when this person, or anything that the counts are made of, could not be read.

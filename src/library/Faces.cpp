@@ -57,7 +57,7 @@ std::vector<Dictionary> Faces::readFaceNames() {
   return faces;
 }
 
-// Goes on without the library database: then no face has a master.
+// Continues without the library database: then no face has a master.
 void Faces::addMasterKeys(std::vector<Dictionary>& faces) {
   DatabaseUse library(databases_, DatabaseFile::Library, DatabaseUse::AfterFailure::Close);
   for (Dictionary& face : faces) {
@@ -133,7 +133,7 @@ Value Faces::photosForFaceID(const Value& faceId) {
                        "SELECT uuid FROM RKVersion WHERE masterUuid = '%@' AND versionNumber = 1", {master});
     while (query.step()) {
       Value uuid = query.stringColumn(0);
-      if (uuid.isNil()) continue;  // never to be asked for
+      if (uuid.isNil()) continue;  // a photo without a uuid cannot be requested
       photos.append(mutableDictionary({{record::kPhotoKey, std::move(uuid)},
                                        {record::kMediaType, record::kImage},
                                        {record::kFoundBy, record::kSQL}}));

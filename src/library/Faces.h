@@ -4,8 +4,8 @@
 // version shown for it), "FaceKey", "MasterKey" (that version's master), "FaceIndex" (0-based, which face on
 // that master) and "PhotoCount". A NULL in the database leaves its key out.
 //
-// Faces.db and the library database are read in turn, never in one pass over both: what is needed of one is
-// collected before the other is asked. The read transactions of both last until the command gives them back.
+// Faces.db and the library database are read one after the other: what is needed from one is collected before
+// the other is queried. The read transactions of both last until the command releases them.
 #pragma once
 
 #include <cstdint>
@@ -22,9 +22,9 @@ class Faces final {
   // Borrows it.
   explicit Faces(LibraryDatabases& databases);
 
-  // The face albums, an immutable array of mutable dictionaries, built on the first call and kept. An empty
+  // The face albums, an immutable array of mutable dictionaries, built on the first call and cached. An empty
   // list when Faces.db cannot be opened. A list built while a database could not be opened or read is
-  // answered and not kept.
+  // returned and not cached.
   Value facesAlbums();
   // The masters on which the face was detected, once for every detection.
   std::vector<Text> masterUuidsForFaceID(const Value& faceId);

@@ -21,8 +21,7 @@ bool containsLetter(std::string_view text) {
                      [](char32_t point) { return QChar::isLetter(point) || QChar::isMark(point); });
 }
 
-// The numeric id without the offset that iPhoto's scripts put on it. The offset alone is no id with an
-// offset.
+// The numeric id without the offset that iPhoto's scripts add. The offset itself is returned unchanged.
 std::int64_t versionIdOf(const Value& identifier) {
   std::int64_t number = identifier.integerValue();
   if (number > IPHOTO_BASE_ID) {
@@ -80,7 +79,7 @@ std::optional<std::string> ImageFiles::thumbnailPathWithUuid(const Value& identi
   databases_.closeProxiesDB();
   if (!face) return below(thumbnailPathBase(), paths.thumbnail);
   if (paths.faceTile.isNil()) {
-    NSLog("DID NOT found faceTilePath: %@", nullptr);  // names no photo: kept, logs are searched for it
+    NSLog("DID NOT found faceTilePath: %@", nullptr);  // kept without a name: logs are searched for it
     return below(thumbnailPathBase(), paths.thumbnail);
   }
   return below(thumbnailPathBase(), Value(format("%@_face%d.jpg", paths.faceTile, faceIndexOf(identifier))));
@@ -115,7 +114,7 @@ std::optional<std::string> ImageFiles::pathNameOfImageWithUuid(const Value& uuid
     }
   }
   if (masterUuid.isNil()) {
-    // The database's users are counted, and this one stays in the count: later openings answer YES.
+    // Not closed on purpose: the count of users stays raised, and later openings answer YES.
     NSLog("did not found masterUuid");
     return std::nullopt;
   }
@@ -127,7 +126,7 @@ std::optional<std::string> ImageFiles::pathNameOfImageWithUuid(const Value& uuid
 }
 
 Value ImageFiles::fullSizePreviewPath(const Value& uuid) {
-  // Where it does not open, the query finds no rows and says so.
+  // If it does not open, the query finds no rows, and logs that.
   [[maybe_unused]] const bool opened = databases_.openProxiesDB();
   const Value path = lastText(
       databases_.run(DatabaseFile::ImageProxies,

@@ -1,8 +1,8 @@
 // From a photo's identifier to its image files: their paths, their bytes, their pixels, and the rotation that
 // the library keeps for a photo. Core thread.
 //
-// The paths are those that the databases give, joined to the library's folder; open() finds the file that is
-// meant, on a disk that knows letter case and Unicode normal form too.
+// The paths are those that the databases give, joined to the library's folder; open() finds the file, also on
+// a file system that distinguishes letter case and Unicode normal forms.
 #pragma once
 
 #include <cstdint>
@@ -37,14 +37,15 @@ class ImageFiles final {
   // Degrees; 0 for an unknown uuid.
   std::int32_t rotationOfVersionId(const Value& uuid);
 
-  // Opens the file that the last answer of the path methods above stands for. Missing for no path, and for
-  // one that leads out of its folder: one with "..", or one that the database gave as an absolute path. Ends
-  // the library's read transactions first, for what follows may take long.
+  // Opens the file of the last path that a method above returned. Missing without a path, and for one that
+  // leads out of its folder: one with "..", or one that is absolute in the database. Ends the library's read
+  // transactions first, because what follows may take long.
   OpenFile open(const std::optional<std::string>& path);
   // Ends the library's read transactions, before anything that takes long.
   void releaseLocks();
 
-  // Pixels in their stored orientation; nothing without a path, a file, or a picture in it.
+  // Kept for completeness, no request reaches the next two. Pixels in their stored orientation; nothing
+  // without a path, a file, or a picture in it.
   std::optional<PixelBuffer> thumbnailImageWithUuid(const Value& identifier, bool mini,
                                                     PictureDecoder& decoder);
   std::optional<PixelBuffer> imageWithUuid(const Value& uuid, PictureDecoder& decoder);
@@ -66,7 +67,7 @@ class ImageFiles final {
   LibraryDatabases& databases_;
   Faces& faces_;
   LibraryFileFinder finder_;
-  bool absolute_ = false;  // the last path was one from the file system's root, joined all the same
+  bool absolute_ = false;  // whether the database gave the last path as an absolute one
 };
 
 }  // namespace moxtel

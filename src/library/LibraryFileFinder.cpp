@@ -84,8 +84,8 @@ OpenFile LibraryFileFinder::open(std::string_view libraryPath, const std::string
   return found ? openRegularFile(*found) : OpenFile{};
 }
 
-// A folder may hold both "Été" and its decomposed twin, with the file in either: every candidate is tried,
-// but not every way through a maze of links.
+// A folder may contain both "Été" and its decomposed form, with the file in either, so every candidate is
+// tried. The number of folders is limited, because links can multiply the ways.
 std::optional<std::string> LibraryFileFinder::walk(const std::string& folder,
                                                    std::span<const std::string_view> components, int& looks) {
   if (looks-- <= 0) return std::nullopt;
@@ -127,7 +127,7 @@ LibraryFileFinder::Folder* LibraryFileFinder::folderAt(const std::string& path) 
 
 LibraryFileFinder::Folder* LibraryFileFinder::readFolder(const std::string& path,
                                                          fs::file_time_type modified) {
-  // A change within the resolution of the folder's time would not show.
+  // A change within the resolution of the folder's time would go unnoticed.
   constexpr std::chrono::seconds kResolution{2};
   Folder folder{path, modified, fs::file_time_type::clock::now() - modified > kResolution, {}};
   std::error_code error;

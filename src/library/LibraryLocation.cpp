@@ -11,12 +11,12 @@ namespace moxtel {
 
 namespace {
 
-// A settings tool answers at once; another program of its name may never.
+// The settings tool answers at once; another program with its name may never answer.
 constexpr std::chrono::milliseconds kToolTimeout{5000};
 
 Value orNil(const std::optional<std::string>& text) { return text ? Value(*text) : Value(); }
 
-// What kept the tool from answering, as an exception of launching or reading would tell; empty when it ran.
+// Why the tool could not be launched or read; empty when it ran.
 std::string pipeProblem(const ProcessResult& result) {
   switch (result.ending) {
     case ProcessResult::Ending::NotStarted:
@@ -50,7 +50,7 @@ void LibraryLocation::readPhotoAppDefaults() {
   }
 }
 
-// Each chunk counts as a whole answer, as the tool writes it in one piece. False ends the reading.
+// Each chunk is a complete answer, since the tool writes it in one piece. False ends the reading.
 bool LibraryLocation::takeChunk(std::string_view chunk, std::optional<std::string>& answer) {
   if (chunk.find("does not exist") != std::string_view::npos) {
     NSLog("no iPhoto default found");

@@ -18,7 +18,7 @@ std::optional<std::int64_t> numberOf(LibraryDatabases& databases, DatabaseFile f
   return query.integer64Column(0);
 }
 
-// The sum of what the library keeps for its projects; nothing when it keeps no number for any.
+// The sum of the numbers that the library stores for its projects; nothing when it stores none.
 std::optional<std::int64_t> photosInProjects(LibraryDatabases& databases) {
   std::optional<std::int64_t> sum;
   Query query = databases.runUnlogged(
@@ -32,8 +32,8 @@ std::optional<std::int64_t> photosInProjects(LibraryDatabases& databases) {
 }  // namespace
 
 LibraryCounts countLibrary(LibraryDatabases& databases) {
-  // Nothing is opened by name: that a database is missing is what is asked here, and no news for the log.
-  // Each query opens what it needs.
+  // openDatabase() and its like would log a missing database, which is an expected answer here. Each query
+  // opens what it needs.
   LibraryCounts counts;
   counts.photos = photosInProjects(databases);
   counts.events = numberOf(databases, DatabaseFile::Library,
@@ -60,14 +60,16 @@ std::string whyUnreadable(const std::string& folder) {
   const FileStamp database = stampOf(path);
   if (database.kind == FileStamp::Kind::Missing && database.error == EACCES) return kNotPermitted;
   if (!database.isRegular()) {
-    return "This is no iPhoto or Aperture library: it has no file Database/apdb/Library.apdb.";
+    return "This folder is not a photo library. Choose the folder named like \"iPhoto Library\", not the "
+           "disk or a "
+           "folder inside it.";
   }
   return isReadable(path) ? std::string() : kNotPermitted;
 }
 
 std::string whyNoLibrary(const std::string& folder) {
-  // Remembered, it would mean another folder for a program that is started elsewhere.
-  if (!folder.starts_with('/')) return "The folder's path is not an absolute one.";
+  // Stored in the settings, it would name another folder when the program starts in another directory.
+  if (!folder.starts_with('/')) return "The folder's path is not absolute.";
   return whyUnreadable(folder);
 }
 

@@ -1,5 +1,5 @@
-// What a library folder is worth to a person who chooses one: whether it is a library at all, and how much it
-// holds. Core thread.
+// For a user who chooses a library folder: whether it is a library, and how many photos, albums, events and
+// faces it has. Core thread.
 #pragma once
 
 #include <cstdint>
@@ -10,7 +10,7 @@ namespace moxtel {
 
 class LibraryDatabases;
 
-// Nothing where the library does not tell.
+// Nothing where the library does not say.
 struct LibraryCounts {
   std::optional<std::int64_t> photos;
   std::optional<std::int64_t> albums;
@@ -20,12 +20,12 @@ struct LibraryCounts {
 };
 
 // Counts from tables that grow with albums, projects and persons, not with photos: the number of photos is
-// what the library keeps for its projects, trash included where the application counts it. Logs nothing, and
-// leaves the databases' count of users alone.
+// the sum that the library stores for its projects, trash included where the application counts it. Logs
+// nothing, and does not change the databases' count of users.
 LibraryCounts countLibrary(LibraryDatabases& databases);
 
-// Why there is nothing to read in a folder, for its user; empty when there is. Asks the file system about two
-// files, and opens none.
+// Why a folder cannot be read as a library, for the user; empty when it can. Checks two files, and opens
+// none.
 std::string whyUnreadable(const std::string& folder);
 
 // Why a folder cannot be chosen to be served from now on; empty when it can.

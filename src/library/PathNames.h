@@ -1,4 +1,4 @@
-// Path texts: joining, the user's home folder, and what can become a C file name. Nothing here asks the file
+// Path texts: joining, the user's home folder, and which paths can be opened. Nothing here accesses the file
 // system. Any thread.
 #pragma once
 

@@ -1,4 +1,4 @@
-// Which photo applications run. Written by the application monitor on the core thread, read by everybody.
+// Which photo applications run. Written by the application monitor on the core thread, read on any thread.
 #pragma once
 
 #include <atomic>

@@ -2,8 +2,8 @@
 // where no application can be asked, NoPhotoApplication does. Core thread; an answer may take as long as a
 // script runs.
 //
-// The asker holds the library database open and no query under way. The answering side alone knows whether an
-// answer takes a script (most come from the album file or the database), so it calls
+// The caller holds the library database open, and no query. Only the implementation knows whether an answer
+// takes a script (most come from the album file or the database), so it calls
 // LibraryDatabases::releaseLocks() itself, right before it runs one: the photo application must be able to
 // write while it answers.
 #pragma once
@@ -19,11 +19,11 @@ namespace moxtel {
 class PhotoApplicationQueries {
  public:
   virtual ~PhotoApplicationQueries() = default;
-  // The version uuid of a photo that stands for the container; nil when there is none.
+  // The version uuid of the container's key photo; nil when there is none.
   virtual Value keyPhotoOfProject(const Dictionary& container, bool byAppleScript) = 0;
   // With false from the library database, which the caller holds open.
   virtual Value keyPhotoOfAlbum(const Dictionary& container, bool byAppleScript) = 0;
-  // kind: "album" or "folder". 0 when nobody knows.
+  // kind: "album" or "folder". 0 when the count is unknown.
   virtual std::int32_t photoCountOf(std::string_view kind, const Value& uuid, std::int32_t modelId) = 0;
   // Version uuids in the application's order.
   virtual std::vector<Text> imageUuidsOf(std::string_view kind, const Value& uuid, std::int32_t modelId) = 0;

@@ -15,7 +15,7 @@ namespace moxtel {
 
 namespace {
 
-// Generous on purpose, and the same for both: a latitude may be anything that an angle may be.
+// The same for latitude and longitude, on purpose.
 constexpr double kLargestCoordinate = 360.0;
 
 const Value& mediaType(const Value& videoPosterFrame) {
@@ -154,8 +154,8 @@ std::optional<Array> PhotoRecords::photosOfMembers(std::int32_t albumModelId) {
   return query.failed() || photos.empty() ? std::nullopt : std::optional(std::move(photos));
 }
 
-// The album file is asked for an entry of a fixed name, which no file holds in practice, and then the
-// database. Kept on purpose: an entry of that name would be heeded.
+// The album file is searched for an entry with this fixed key, which no file contains in practice, and then
+// the database. Kept on purpose: such an entry would count.
 std::int32_t PhotoRecords::modelIdOfAlbum(const Value& uuid) {
   const Value& entry = albumData_.containerDict("containerUuid");
   if (entry["Album Type"].string() == "Smart") NSLog("found smart album %@", entry);

@@ -5,9 +5,9 @@
 // projects and albums "Caption" and "Comment", for a single photo "FileName" and "Rotation" (degrees). A NULL
 // in the database leaves its key out; a row without a uuid is no photo and is skipped.
 //
-// A list of n photos is built in time and memory proportional to n, and keeps about 0.3 KB a photo. An album
-// without members of its own asks the photo application; no query is under way then, and who runs the script
-// releases the databases' locks (PhotoApplicationQueries.h).
+// A list of n photos is built in time and memory proportional to n, and takes about 0.3 KB per photo. The
+// members of an album without rows of its own come from the photo application; no query is open then, and the
+// code that runs the script releases the databases' locks (PhotoApplicationQueries.h).
 #pragma once
 
 #include <optional>
@@ -34,8 +34,8 @@ class PhotoRecords final {
   Value photosInContainer(const Value& uuid);
   // One mutable photo dictionary, nil when no version has this uuid.
   Value photoDictWithVersionId(const Value& uuid);
-  // Removes "latitude" and "longitude" unless both are within ±360 degrees and not both 0, the latter being
-  // no position.
+  // Removes "latitude" and "longitude" unless both are within ±360 degrees and not both 0, which means no
+  // position.
   static void repairCoordinatesOf(Dictionary& photo);
 
  private:

@@ -1,9 +1,8 @@
 // The keys and the fixed texts of the records that a client receives: container, face album and photo
 // dictionaries.
 //
-// Each is one shared Text for the whole process: a list of a million photos holds pointers to them, and the
-// archive's writer recognises them without hashing. The spelling is the client's: "latitude" is lower case,
-// "PhotoKey" is not. Any thread.
+// Each is one Text for the whole process, so a list of a million photos shares their storage. The spelling is
+// the client's: "latitude" is lower case, "PhotoKey" is not. Any thread.
 #pragma once
 
 #include <utility>

@@ -6,14 +6,15 @@ namespace moxtel {
 
 namespace {
 
-// Stepping over this many ids at most costs less than seeking.
+// Up to this distance, stepping costs less than seeking.
 constexpr double kNear = 4;
 
 Value unlessEmpty(const Value& text) { return text.string().empty() ? Value() : text; }
 
 }  // namespace
 
-// Model ids have 32 bits; the upper bound leaves out what is no number, which SQLite sorts after all numbers.
+// Model ids have 32 bits; the upper bound excludes what is not a number, which SQLite sorts after all
+// numbers.
 constexpr VersionTexts::Kind VersionTexts::kCaptions{
     "SELECT stringProperty FROM RKUniqueString WHERE modelId = (SELECT stringId FROM RKIptcProperty WHERE "
     "propertyKey = 'Caption/Abstract' AND versionId = %d)",
@@ -39,32 +40,32 @@ Value VersionTexts::textOf(std::int32_t modelId) {
 bool VersionTexts::answer(std::int32_t modelId) {
   asked_ = modelId;
   text_ = {};
-  return reach(modelId) && (atHand_ != modelId || collect());
+  return reach(modelId) && (current_ != modelId || collect());
 }
 
-// Goes on until the id or what comes after it is at hand.
+// Reads on until the current row is the one of this id, or a later one.
 bool VersionTexts::reach(double modelId) {
-  const bool near = rows_ && modelId > passed_ && modelId - atHand_ <= kNear;
+  const bool near = rows_ && modelId > passed_ && modelId - current_ <= kNear;
   if (!near && !seek(modelId)) return false;
-  while (atHand_ < modelId) {
+  while (current_ < modelId) {
     if (!next()) return false;
   }
   return true;
 }
 
 bool VersionTexts::seek(double modelId) {
-  rows_.reset();  // hands its statement back, for the next one to use
+  rows_.reset();  // frees its statement for the next query
   rows_ =
       databases_.runUnlogged(DatabaseFile::Properties, kind_.onFrom, {static_cast<std::int32_t>(modelId)});
-  atHand_ = modelId - 1;
+  current_ = modelId - 1;
   return rows_->prepared() && next();
 }
 
-// Of the rows at hand of one version: the first property's last text that is not empty.
+// From the rows of the current version: the last text of the first property that is not empty.
 bool VersionTexts::collect() {
-  const double version = atHand_;
+  const double version = current_;
   const std::int64_t property = rows_->integer64Column(2);
-  while (atHand_ == version) {
+  while (current_ == version) {
     Value text = rows_->integer64Column(2) == property ? unlessEmpty(rows_->stringColumn(1)) : Value();
     if (!text.isNil()) text_ = std::move(text);
     if (!next()) return false;
@@ -73,9 +74,9 @@ bool VersionTexts::collect() {
 }
 
 bool VersionTexts::next() {
-  passed_ = atHand_;
+  passed_ = current_;
   const bool found = rows_->step();
-  atHand_ = found ? rows_->realColumn(0) : std::numeric_limits<double>::infinity();
+  current_ = found ? rows_->realColumn(0) : std::numeric_limits<double>::infinity();
   return found || !rows_->failed();
 }
 

@@ -1,9 +1,10 @@
-// The texts of one kind, captions or comments, that Properties.apdb keeps of versions, for a list of photos.
+// The texts of one kind, captions or comments, that Properties.apdb stores for versions, for a list of
+// photos.
 //
-// A container's photos mostly come with ascending model ids, and that is the order in which the kind's index
-// holds the texts: the two are read in step, which costs a fraction of a query for each photo. Ids that lie
-// apart or go back are sought one by one. The answers are those of the query for each photo, which also does
-// the whole work, and logs what it finds wrong, where reading in step fails.
+// A container's photos mostly come with ascending model ids, which is also the order of the index on the
+// texts. Both are therefore read in parallel, at a fraction of the cost of a query for each photo. For an id
+// that is far ahead or lower than the last one, the reading starts again there. The results are those of a
+// query for each photo; if reading in parallel fails, those queries run instead, and log what they find.
 //
 // For one pass over one list, within one transaction. Core thread.
 #pragma once
@@ -41,11 +42,11 @@ class VersionTexts final {
   LibraryDatabases& databases_;
   const Kind& kind_;
   std::optional<Query> rows_;
-  // Version ids as doubles, which hold every model id and tell 2 from 2.5. What lies between the last one
-  // passed and the one of the row at hand has no text.
+  // Version ids as doubles, which represent every model id and distinguish 2 from 2.5. No id between passed_
+  // and current_ has a text.
   double passed_ = 0;
-  double atHand_ = 0;
-  Value text_;  // of the last id asked for
+  double current_ = 0;  // of the current row
+  Value text_;          // of the last id asked for
   std::optional<std::int32_t> asked_;
   bool oneByOne_ = false;
 };

@@ -72,7 +72,7 @@ void ApplicationMonitor::checkAperture(bool running) {
   apertureWasRunning_ = running;
   flags_.connectedWithAperture = running;
   if (running) {
-    // On purpose for this application alone: those who read logs know the start of Aperture by it.
+    // For this application only, on purpose: in logs it marks the start of Aperture.
     NSLog("maxfloat: %f", static_cast<double>(FLT_MAX));
   } else {
     library_.loadDatabase();
@@ -100,8 +100,7 @@ void ApplicationMonitor::checkForDatabaseChange() {
     return;
   }
   const auto readDate = library_.databaseReadDate();
-  // A later date with the same size is neither acted on nor remembered; nor is another size with the same
-  // date.
+  // A later date with the same size is ignored and not remembered, and so is another size with the same date.
   if (!readDate || stamp.modifiedDate() <= readDate->seconds || stamp.size == library_.databaseReadSize())
     return;
   NSLog("Database was modified! Be careful ..... (filesize %llu)", stamp.size);

@@ -1,6 +1,6 @@
-// Watches, once a second, which photo application runs, keeps the flags that the rest of the system reads,
-// and reloads the library when one quits. Also holds two file watchers, for the library database and for
-// AlbumData.xml, which nothing starts. Core thread.
+// Checks once a second which photo application runs, sets the flags that the other objects read, and reloads
+// the library when one quits. Also has two file watchers, for the library database and for AlbumData.xml.
+// Core thread.
 #pragma once
 
 #include <memory>
@@ -24,13 +24,14 @@ class ApplicationMonitor final {
   ApplicationMonitor(EventLoop& loop, RunningApplications& applications, LoadedLibrary& library,
                      AlbumData& albumData, Messages& messages, PhotoApplicationFlags& flags);
 
-  // Starts the watch, once; stopAppChecks ends it, so that it can be started anew.
+  // Starts the checks, once; stopAppChecks ends them, so that they can be started again.
   void startAppChecks();
   void stopAppChecks() { appChecksTimer_.reset(); }
   void checkForApplicationStatus();
   std::vector<std::string> runningApplicationNames() { return applications_.names(); }
 
-  // A watcher that was started runs until this object goes; started twice, it runs twice.
+  // Kept for completeness, nothing starts the watchers. A watcher that was started runs until this object is
+  // destroyed; started twice, it runs twice.
   void startDatabaseCheck();
   void checkForDatabaseChange();
   void startAlbumDataCheck();

@@ -13,7 +13,7 @@ inline Value errorDictionary(const ScriptError& error) {
   return Dictionary{{"NSAppleScriptErrorMessage", error.text}, {"NSAppleScriptErrorNumber", error.number}};
 }
 
-// The words say "did not compile" for every failure, also for one that came while the script ran.
+// The text says "did not compile" for every failure, also for one while the script ran.
 void logScriptDidNotCompile(std::string_view source, const ScriptError& error);
 
 }  // namespace moxtel

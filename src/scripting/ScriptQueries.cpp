@@ -34,14 +34,14 @@ constexpr ScriptTemplate kIPhotoIds = "tell application \"iPhoto\" to id of ever
 // iPhoto's number of an album: model ids are signed 32 bits there, negative ones extended.
 std::int64_t iPhotoId(std::int32_t modelId) { return IPHOTO_BASE_ID + std::int64_t{modelId}; }
 
-// The database's number of a photo that iPhoto named; wraps around rather than overflow on numbers that no
-// iPhoto gives.
+// The database's number of a photo that iPhoto named; wraps around instead of overflowing for numbers that
+// iPhoto never gives.
 std::int64_t modelIdOf(std::string_view photoId) {
   return static_cast<std::int64_t>(static_cast<std::uint64_t>(integerValueOf(photoId)) -
                                    static_cast<std::uint64_t>(IPHOTO_BASE_ID));
 }
 
-// A result as its text: what is neither text nor number has none.
+// A result as its text; nil for what is neither a text nor a number.
 Value textOf(const Value& result) {
   if (result.isString()) return result;
   if (result.type() == Value::Type::Boolean) return result.boolValue() ? "true" : "false";
@@ -67,14 +67,14 @@ ScriptOutcome ScriptQueries::ask(const std::optional<std::string>& source, const
     NSLog("refused to put '%@' into a script", refused);
     return {};
   }
-  // The application must be able to write while it is asked.
+  // The application must be able to write while it answers.
   databases_.releaseLocks();
   ScriptOutcome outcome = runner_.run(*source);
   if (outcome.succeeded) return outcome;
   if (outcome.error.isSyntaxError) NSLog("errorDict: %@", errorDictionary(outcome.error));
   if (logFailure) logFailure();
   logScriptDidNotCompile(*source, outcome.error);
-  // Once a command: what comes after it was not tried.
+  // Once per command: the following scripts are not tried.
   if (outcome.error.failure == ScriptFailure::GivenUp) {
     messages_.showTitle("Error",
                         "Key photos, photo counts or smart albums may be missing: " + outcome.error.text);

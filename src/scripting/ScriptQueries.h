@@ -1,6 +1,6 @@
-// What the library asks of the running photo application, by AppleScript: key photos, photo counts, the
-// photos of an album. A cached value of the legacy album data always wins. Core thread; each question blocks
-// until it is answered.
+// Asks the running photo application by AppleScript for key photos, photo counts and the photos of an album.
+// A value in the legacy album data always has precedence. Core thread; each call blocks until the script
+// ends.
 #pragma once
 
 #include <functional>
@@ -31,8 +31,8 @@ class ScriptQueries final : public PhotoApplicationQueries {
 
  private:
   Value keyPhotoFromDatabase(const Value& uuid);
-  // Runs a script; a failure is logged, after the question's own line about it. No source: what was to be
-  // filled in was refused.
+  // Runs a script. A failure is logged, after logFailure. Without a source, the text to be filled in was
+  // refused.
   ScriptOutcome ask(const std::optional<std::string>& source, const Value& refused,
                     const std::function<void()>& logFailure = {});
   Value askForText(const std::optional<std::string>& source, const Value& refused);

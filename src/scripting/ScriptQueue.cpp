@@ -55,7 +55,7 @@ std::optional<std::string> ScriptQueue::takeFirst() {
 // One call drains the queue; the calls scheduled meanwhile find it empty.
 void ScriptQueue::performCachedApplescripts() {
   auto source = takeFirst();
-  // No common limit: what a user changes is not left undone for another change that took long.
+  // No common time limit: a slow change does not prevent the following ones.
   if (source) runner_.beginCommand(std::nullopt);
   for (; source; source = takeFirst()) perform(*source);
 }
@@ -65,7 +65,7 @@ void ScriptQueue::perform(const std::string& source) {
   if (outcome.succeeded) return;
   logScriptDidNotCompile(source, outcome.error);
   NSLog("executed AppleScript, eventDesc: %@, errorDict: %@", Value(), errorDictionary(outcome.error));
-  // The client was told otherwise, and the log is not for the user.
+  // The client has received a success reply already, and users do not read the log.
   if (outcome.error.failure != ScriptFailure::OfTheScript) {
     messages_.showTitle("Error", "Not done in the photo application: " + outcome.error.text);
   }
@@ -78,7 +78,7 @@ void ScriptQueue::forceIPhotoStart() {
   }
   messages_.showTitle("Info", "Starting iPhoto...");
   performCachedApplescript(kStartScript);
-  // At once: the line follows the queueing, not the outcome.
+  // At once: the message follows the queueing, not the result.
   messages_.showTitle("Info", "Started iPhoto");
 }
 
@@ -92,8 +92,8 @@ void ScriptQueue::forceIPhotoWrite() {
 }
 
 bool ScriptQueue::iPhotoIsRunning() {
-  // The version chose between two ways of asking; here both ask for the process. It is still asked for: its
-  // first answer is logged.
+  // On older systems the version chose between two ways of asking. It is still read because its first reading
+  // is logged.
   static_cast<void>(support_.OSVersion());
   const auto names = applications_.names();
   return std::find(names.begin(), names.end(), "iPhoto") != names.end();

@@ -1,6 +1,6 @@
-// The queue of scripts that change something in the photo application: run one after another on the core
-// thread, in the order in which they were handed in, their results only logged. And what makes iPhoto start
-// or write its data.
+// The queue of scripts that change something in the photo application: they run one after another on the core
+// thread, in the order in which they were queued, and their results are only logged. Also starts iPhoto, or
+// makes it write its data.
 #pragma once
 
 #include <deque>
@@ -30,9 +30,9 @@ class ScriptQueue final {
   // Runs what is queued until nothing is. Core thread.
   void performCachedApplescripts();
 
-  // Does nothing unless iPhoto is known to run, its purpose notwithstanding: clients and logs know it so.
+  // Does nothing unless iPhoto is known to run, contrary to its name; kept because clients expect it.
   void forceIPhotoStart();
-  void forceIPhotoWrite();
+  void forceIPhotoWrite();  // kept for completeness: nothing calls it
   // Whether the application with the bundle identifier "com.apple.iPhoto" runs: the process named iPhoto.
   bool iPhotoIsRunning();
 

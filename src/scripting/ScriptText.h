@@ -1,4 +1,4 @@
-// Fills AppleScript texts in. Every script of the system is made here, so that no text of a stranger can
+// Fills values into AppleScript texts. Every script is made here, so that no text from an untrusted peer can
 // become code.
 #pragma once
 
@@ -22,12 +22,12 @@ class ScriptTemplate final {
   std::string_view text_;
 };
 
-// Whether a text may stand between a script's double quotes: it holds no double quote, no backslash, no line
-// break (line feed, carriage return, next line, line and paragraph separator) and no NUL.
+// Whether a text may be put between a script's double quotes: it contains no double quote, no backslash, no
+// line break (line feed, carriage return, next line, line and paragraph separator) and no NUL.
 bool isHarmlessInScript(std::string_view text);
 
-// The script, or nothing when a value that stands for text could break out of its quotes. Texts go in as they
-// are, nil as "(null)", numbers by their place: %ld as 64 bits, %lf with six decimals.
+// The script, or nothing when a text value could break out of its quotes. Texts are inserted unchanged, nil
+// as "(null)", numbers by their place: %ld as 64 bits, %lf with six decimals.
 std::optional<std::string> filledScript(ScriptTemplate script, std::initializer_list<Value> values);
 
 }  // namespace moxtel

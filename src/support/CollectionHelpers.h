@@ -1,5 +1,5 @@
-// Small operations on arrays and dictionaries. All are stateless and leave what they read untouched; any
-// thread.
+// Small operations on arrays and dictionaries, most of them kept for completeness: the server itself only
+// sets non-nil entries. All are stateless and do not change what they read; any thread.
 #pragma once
 
 #include <cstdint>
@@ -14,7 +14,7 @@
 
 namespace moxtel {
 
-// The index of an element that is not there: the platform's largest signed value.
+// The index of an element that was not found: the largest signed value.
 inline constexpr std::int64_t NSNotFound = INT64_MAX;
 
 // Whether two values are equal as objects: numbers by their value, whatever their kind (1, 1.0 and true are
@@ -29,7 +29,7 @@ bool containsString(const Array& array, std::string_view text);
 // For every object the index of its first equal element; objects that are not in the array add nothing.
 std::set<std::size_t> indexesOfObjects(const Array& array, const Array& objects);
 
-// A named operation on one element. It gives nothing for an element that it does not apply to, nil for one
+// A named operation on one element. It returns nothing for an element that it does not apply to, nil for one
 // without a result.
 struct Selector {
   std::string name;
@@ -48,9 +48,8 @@ Array objectsByPerformingSelector(const Array& array, const SelectorWithObject& 
                                   const Value& object);
 Array objectsPerformedBy(const Array& array, const Selector& selector);
 
-// Copies that are mutable at every level. An array makes a mutable copy of each element that has such an
-// operation, a dictionary of each value of a kind that is made for it. Texts and data have no mutable form
-// here, numbers and dates none anywhere, so in both cases they are kept.
+// Copies that are mutable at every level. Only arrays and dictionaries have a mutable form; all other values
+// are kept.
 Array deepMutableCopy(const Array& array);
 Dictionary deepMutableCopy(const Dictionary& dictionary);
 

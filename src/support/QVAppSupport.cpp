@@ -21,7 +21,7 @@ struct Release {
   std::string_view text;
 };
 
-// In this order: the releases of 10.5 that are told apart stand before the rest of it.
+// In this order: the distinguished releases of 10.5 come before its other ones.
 constexpr std::array<Release, 14> kReleases{{{"9.0", 1050, "Found OS X 10.5.0 running"},
                                              {"9.1", 1051, "Found OS X 10.5.1 running"},
                                              {"9.2", 1052, "Found OS X 10.5.2 running"},

@@ -1,4 +1,5 @@
-// QVAppSupport: what the machine is called and what runs on it. Each answer is found once and kept.
+// QVAppSupport: the machine's name, its system version and the user's folders. Each is determined once and
+// cached.
 //
 // Core thread. The delegate owns the one of the process.
 #pragma once
@@ -14,15 +15,15 @@ namespace moxtel {
 
 class QVAppSupport final {
  public:
-  // Borrows the runner. The folder is the user's for application support, the release the kernel's; tests
-  // give their own.
+  // Borrows the runner. The folder is the user's folder for application support, the release is the kernel's;
+  // tests replace both.
   explicit QVAppSupport(ProcessRunner& runner);
   QVAppSupport(ProcessRunner& runner, std::string supportFolder, std::string kernelRelease);
 
-  // The process's folder in the user's application-support folder, made when nothing is there. The path is
-  // given in every case.
+  // The process's folder in the user's application-support folder, created when nothing is there. The path is
+  // returned in every case.
   std::string appSupportDirectory();
-  // The user's folder for temporary files. Not kept.
+  // The user's folder for temporary files. Not cached.
   static std::string temporaryDirectory();
   // What "/usr/bin/uname -n" prints, its newline included; of several chunks the last alone. Nothing if it
   // prints nothing, or something that is not ASCII.
@@ -31,7 +32,7 @@ class QVAppSupport final {
   // 10.6 gives 1060, 10 gives 1000, 10.5.8 gives 1058 and 10.10.1 gives 10101.
   static std::uint32_t OSNumberFromVersionString(std::string_view version);
   // The number of the system's release from that of its kernel: 1050 to 1110, 1111 for every other. Kernels
-  // that are numbered in another way fall under it too.
+  // with other numbering give 1111, too.
   std::uint32_t OSVersion();
 
  private:

@@ -1,5 +1,5 @@
 // Records with a fixed name in every library that moxtel-make-library writes, so that diagnostics and tests
-// can name them. In no other library do they mean anything.
+// can name them. They have no meaning in other libraries.
 #pragma once
 
 namespace moxtel::SampleLibrary {

@@ -160,8 +160,9 @@ TEST_F(MainWindowTest, doesNothingWhenNoFolderWasChosen) {
 TEST_F(MainWindowTest, refusesAFolderThatIsNoLibraryWithTheReason) {
   const TemporaryFolder folder;
   window.refuseLibrary(whyNoLibrary(folder.path().string()));
-  EXPECT_THAT(asked, ElementsAre("Cannot serve this folder|This is no iPhoto or Aperture library: it has no "
-                                 "file Database/apdb/Library.apdb."));
+  EXPECT_THAT(asked,
+              ElementsAre("Cannot serve this folder|This folder is not a photo library. Choose the "
+                          "folder named like \"iPhoto Library\", not the disk or a folder inside it."));
 }
 
 TEST_F(MainWindowTest, asksForWhatItsButtonsSay) {

@@ -134,7 +134,7 @@ TEST_F(FacesTest, countsDetectionsOfAllNamesWithOneUuid) {
   EXPECT_EQ(faces().photoCountForFaceID("ann"), 2);
 }
 
-// Names that share a key or a uuid, texts that no query can hold, and what is no text at all.
+// Names that share a key or a uuid, texts that no query can contain, and values that are not texts.
 TEST_F(FacesTest, countsAllFacesAsItCountsEachAlone) {
   const std::vector<std::string> names = {
       "'ann'", "'bob'", "'it''s'", "''", "NULL", "'(null)'", "7", "x'616e6e'", "'a' || char(0) || 'b'",

@@ -1,4 +1,4 @@
-#include "library/FolderTree.h"
+#include "library/completeness/FolderTree.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

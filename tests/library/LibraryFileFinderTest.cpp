@@ -118,7 +118,7 @@ TEST_F(LibraryFileFinderTest, followsTheUsersSymbolicLinks) {
   EXPECT_EQ(found("Masters/img.jpg"), "Masters/IMG.JPG");
 }
 
-// Each step could go on by either link: 2 to the power of 14 ways.
+// Each step could follow either link: 2 to the power of 14 ways.
 TEST_F(LibraryFileFinderTest, givesUpAMazeOfLinks) {
   file("here");
   fs::create_directory_symlink(".", at("a"));

@@ -18,7 +18,7 @@ FakeProcessRunner::Answer printing(std::string output, int status = 0) {
   return [=](const ProcessRequest&) { return FakeProcessRunner::printing(output, status); };
 }
 
-TEST(LibraryLocation, takesTheUsersPathAsItStandsAndAsksNobody) {
+TEST(LibraryLocation, takesTheUsersPathUnchangedWithoutTheTool) {
   ServedLibrary served({}, printing("/elsewhere\n"));
   served.defaults.setString("LibraryPath", "~/Pictures/Old");
   const std::size_t before = served.messages.lines.size();
@@ -122,7 +122,7 @@ TEST(LibraryLocation, doesNotTakeTheAnswerOfAToolThatFailed) {
   EXPECT_EQ(served.messages.count("Info", "Found library path: '(null)'"), 1);
 }
 
-TEST(LibraryLocation, tellsOfAToolThatIsMissingHangsOrTalksTooMuch) {
+TEST(LibraryLocation, reportsAToolThatIsMissingHangsOrPrintsTooMuch) {
   using Ending = ProcessResult::Ending;
   for (const Ending ending : {Ending::NotStarted, Ending::TimedOut, Ending::TooMuchOutput}) {
     ServedLibrary served({}, [&](const ProcessRequest&) {
@@ -190,7 +190,7 @@ TEST(LibraryLocation, remembersDateAndSizeOfTheMainDatabase) {
   EXPECT_EQ(served.library.databaseReadSize(), std::filesystem::file_size(path));
 }
 
-TEST(LibraryLocation, tellsTheUserOfALibraryThatIsNotThere) {
+TEST(LibraryLocation, reportsAMissingLibrary) {
   ServedLibrary served("/no/such/library");
   EXPECT_TRUE(served.library.runStandalone());
   EXPECT_FALSE(served.library.usingDB());

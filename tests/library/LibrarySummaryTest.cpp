@@ -79,10 +79,12 @@ TEST(LibrarySummary, countsTheRestWithoutTheFaces) {
 TEST(LibrarySummary, saysWhyAFolderIsNoLibrary) {
   const test::TestLibrary library;
   EXPECT_EQ(whyNoLibrary(library.path()), "");
-  EXPECT_EQ(whyNoLibrary("relative"), "The folder's path is not an absolute one.");
+  EXPECT_EQ(whyNoLibrary("relative"), "The folder's path is not absolute.");
   EXPECT_EQ(whyNoLibrary(library.path() + "/Nowhere"), "There is no such folder.");
   EXPECT_EQ(whyNoLibrary(library.path() + "/Database"),
-            "This is no iPhoto or Aperture library: it has no file Database/apdb/Library.apdb.");
+            "This folder is not a photo library. Choose the folder named like \"iPhoto Library\", not the "
+            "disk or a "
+            "folder inside it.");
   EXPECT_NE(whyNoLibrary("/photos/\xC3\x84rger").find("outside ASCII"), std::string::npos);
 }
 

@@ -1,4 +1,4 @@
-// Databases in states that a well-kept library is never in, and next to programs that write.
+// Damaged, crafted, busy and journaled databases, and databases that other programs write.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -36,7 +36,7 @@ std::string contentsOf(const std::string& file) {
   return {std::istreambuf_iterator<char>(in), {}};
 }
 
-// A page of a table's tree all of whose cells lead to one page (https://sqlite.org/fileformat2.html, 1.6).
+// A page of a table's tree with all cells referring to one page (https://sqlite.org/fileformat2.html, 1.6).
 std::string pageLeadingTo(std::uint32_t child) {
   const std::string cell = big(child, 4) + "\x7F";
   const std::size_t start = kPageSize - kCells * cell.size();
@@ -47,7 +47,7 @@ std::string pageLeadingTo(std::uint32_t child) {
   return page;
 }
 
-// The file with so many levels of such pages above the table's only leaf.
+// The file with this number of levels of such pages above the table's only leaf.
 std::string withCircles(std::string file, std::size_t root, int levels) {
   const std::size_t place = (root - 1) * kPageSize;
   file += file.substr(place, kPageSize);
@@ -156,8 +156,8 @@ TEST_F(Odd, aFileWhosePagesLeadInCirclesEnds) {
   };
   const std::size_t first = rows();
   ASSERT_LT(first, fs::file_size(path));
-  // For the rest of the command the file is not gone through again and again, also after its locks were given
-  // back.
+  // For the rest of the command the file is not read again and again, not even after its locks were
+  // released.
   EXPECT_LT(rows(), first / 10);
   served.databases.releaseLocks();
   EXPECT_LT(rows(), first / 10);
@@ -195,7 +195,7 @@ TEST_F(Odd, aNamedPipeInAFilesPlaceIsNotWaitedFor) {
   EXPECT_FALSE(served.databases.openDatabase());
 }
 
-// That a file is not there, or no file, has been told already; it is in no state that a copy could help.
+// A file that is missing, or not a regular file, is reported elsewhere; a copy could not help.
 TEST_F(Odd, aFileThatCannotBeOpenedIsNotCopied) {
   const auto expectNoCopy = [this] {
     EXPECT_EQ(served.number(kLibrary, kCount), -1);
@@ -295,7 +295,7 @@ TEST_F(Odd, aHotJournalBesideAKeptConnectionIsNoticed) {
   EXPECT_EQ(copies(), 1);
 }
 
-// A crash before the change had reached the file: nothing but the journal tells of it.
+// A crash before the change had reached the file: only the journal shows it.
 TEST_F(Odd, aHotJournalBesideAFileThatIsAsItWasIsNoticedToo) {
   EXPECT_EQ(served.number(kLibrary, kCount), 2);
   served.databases.releaseLocks();
@@ -421,7 +421,7 @@ TEST_F(Odd, aCopyThatFailedIsNotTriedAgainInTheSameCommand) {
   EXPECT_EQ(served.number(kLibrary, kCount), 2);
 }
 
-// Copies it again and again, until nobody changes it any more.
+// Copies it again and again, until it no longer changes.
 TEST_F(Odd, aFileThatIsChangedWhileItIsCopiedIsWaitedFor) {
   crashWhileWriting(path);
   std::atomic<bool> changing{true};

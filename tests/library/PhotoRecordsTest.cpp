@@ -129,7 +129,7 @@ TEST_F(PhotoRecordsTest, listsAProjectsVisibleVersions) {
   EXPECT_THAT(valuesOf(photos, "FoundBy"), Each(Value("SQL")));
 }
 
-// What SQLite itself lists when the values stand in the query, and in which order.
+// What SQLite itself lists for the query with its values filled in, in its order.
 std::vector<Value> uuidsAsSQLiteListsThem(const std::string& file, const std::string& project) {
   sqlite3* connection = nullptr;
   sqlite3_stmt* statement = nullptr;
@@ -168,7 +168,7 @@ TEST_F(PhotoRecordsTest, listsAProjectInTheOrderOfItsRows) {
   }
 }
 
-// The model ids of an album's photos, each uuid asked for alone.
+// The model ids of an album's photos, with a query for each uuid.
 std::vector<Value> modelIdsOneByOne(LibraryDatabases& databases, std::int32_t album) {
   Query members = databases.run(
       DatabaseFile::Library,
@@ -294,7 +294,7 @@ TEST_F(PhotoRecordsTest, listsAPlainFolderAsAnEmptyProject) {
   EXPECT_THAT(application.questions, IsEmpty());
 }
 
-TEST_F(PhotoRecordsTest, heedsAnAlbumEntryOfTheFixedName) {
+TEST_F(PhotoRecordsTest, usesAnAlbumEntryOfTheFixedName) {
   version(1, "v");
   makeAlbum("a", 7, {});
   files.insert("RKAlbumVersion", Dictionary{{"albumId", 40}, {"versionId", 1}});
@@ -496,7 +496,7 @@ TEST_F(PhotoRecordsTest, goesOnWhenTheDatabaseOfASinglePhotoCannotBeOpened) {
   EXPECT_TRUE(
       log.contains("could not prepare query 'SELECT modelId,exifLatitude,exifLongitude,"
                    "videoPosterFramePoint,fileName,rotation FROM RKVersion WHERE uuid = 'v''"));
-  // Closed all the same, so the next opening is a first one.
+  // It was closed nevertheless, so the next opening is a first one.
   EXPECT_EQ(opened->databases.databaseOpenCount(), 0);
   EXPECT_TRUE(photosIn("p").isNil());
 }

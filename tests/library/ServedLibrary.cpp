@@ -53,7 +53,7 @@ std::int64_t ServedLibrary::number(DatabaseFile file, SqlText sql, std::initiali
 
 namespace {
 
-// Reads texts of a size each, answers with a result code.
+// Reads SQL texts, each after its size, and answers with a result code.
 [[noreturn]] void serve(int channel, const std::string& file) {
   sqlite3* connection = nullptr;
   sqlite3_open(file.c_str(), &connection);

@@ -1,5 +1,5 @@
-// A test's view of the databases as the program has them, with everything around them in the test's hands:
-// the messages, the settings tool, sleeping, room for copies.
+// The databases as the program uses them, with everything around them under the test's control: the messages,
+// the settings tool, sleeping, room for copies.
 #pragma once
 
 #include <chrono>
@@ -25,7 +25,7 @@
 namespace moxtel::test {
 
 struct ServedLibrary {
-  // Without a path the user has set none.
+  // Without a path, the user has not set one.
   explicit ServedLibrary(const std::optional<std::string>& libraryPath = std::nullopt,
                          FakeProcessRunner::Answer tool = {});
 
@@ -53,9 +53,9 @@ struct ServedLibrary {
   LibrarySeams seams();
 };
 
-// Another process with a connection of its own to a file, so that its locks are what another program's are.
-// Make it while this process is in no transaction: the child inherits what SQLite believes to hold here.
-// Destroyed it ends at once, in whatever it was doing, as by a crash: its files stay as they are.
+// Another process with its own connection to a file, so that its locks are those of another program. Create
+// it while this process has no transaction open: the child inherits SQLite's record of locks. Its destructor
+// ends it at once, like a crash: its files stay as they are.
 class OtherProcess final {
  public:
   explicit OtherProcess(const std::string& file);

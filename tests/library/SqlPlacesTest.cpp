@@ -33,7 +33,7 @@ TEST(SqlPlaces, seeQuotesAndNulsAsWhatEndsALiteral) {
   EXPECT_FALSE(breaksOutOfLiteral(""));
 }
 
-// What SQLite sees of a value in a place, beside what it sees of the text with the value formatted in.
+// What SQLite reads from a bound value, and what it reads from the text with the value formatted in.
 class Bound : public testing::Test {
  protected:
   void SetUp() override { ASSERT_EQ(sqlite3_open(":memory:", &database_), SQLITE_OK); }

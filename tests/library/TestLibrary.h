@@ -1,5 +1,5 @@
 // A photo library in a temporary folder, with the real tables and indexes and no rows, for tests to fill; and
-// the server's side of it, opened the way the program does. Both vanish with the test.
+// the objects that serve it, opened as the program does. Both are removed with the test.
 #pragma once
 
 #include <sqlite3.h>
@@ -21,17 +21,17 @@
 
 namespace moxtel::test {
 
-// The files. What fails throws std::runtime_error, which ends the test.
+// The files. A failure throws std::runtime_error, which ends the test.
 class TestLibrary final {
  public:
-  // In a new folder below the temporary one; the name may hold anything that a file name can.
+  // In a new folder below the temporary one; the name may contain anything that a file name can.
   explicit TestLibrary(std::string_view name = "Library");
 
   std::string path() const { return folder_.string(); }
   std::string pathOf(DatabaseFile file) const;
 
-  // Adds a row: the named columns, all others NULL (modelId numbers itself). The table's name tells the
-  // database. Returns the row's modelId.
+  // Adds a row: the named columns, all others NULL (modelId numbers itself). The table's name
+  // determines the database. Returns the row's modelId.
   std::int64_t insert(std::string_view table, const Dictionary& columns);
   // Any statements.
   void execute(DatabaseFile file, const std::string& sql);
@@ -45,7 +45,7 @@ class TestLibrary final {
   std::filesystem::path folder_;
 };
 
-// Another program that writes: holds an open connection of its own, without waiting for locks.
+// Another program that writes: has its own open connection, and does not wait for locks.
 class OtherProgram final {
  public:
   explicit OtherProgram(const std::string& file);

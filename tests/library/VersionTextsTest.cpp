@@ -42,7 +42,7 @@ class VersionTextsTest : public testing::Test {
     OpenedLibrary opened(files);
     return captionsOf(opened, ids);
   }
-  // What a query for each of them alone says.
+  // What a query for each of them gives.
   std::vector<Value> oneByOne(const std::vector<std::int32_t>& ids) {
     OpenedLibrary opened(files);
     std::vector<Value> found;
@@ -133,7 +133,7 @@ TEST_F(VersionTextsTest, withoutTheTableEveryIdIsLogged) {
   EXPECT_TRUE(opened.databases.sawFailure());
 }
 
-// Here by the end of the transaction; damage on the way has the same effect.
+// Here caused by the end of the transaction; damage in the file has the same effect.
 TEST_F(VersionTextsTest, aBrokenOffPassGoesOnOneByOne) {
   caption("1", "'one'");
   caption("2", "'two'");

@@ -1,4 +1,4 @@
-"""What the server must answer, worked out from the library's SQLite files.
+"""What the server must answer, computed from the library's SQLite files.
 
 An independent reference for tests: plain and slow, one function for each question. Knows nothing of the
 server's code. Texts are those that a reader of C strings in UTF-8 sees: up to a NUL, and none at all where
@@ -26,7 +26,7 @@ LAST_CERTAIN_DAY = datetime.datetime(9999, 12, 29, tzinfo=datetime.timezone.utc)
 
 
 class AnyText:
-    """Stands for a text that is left open."""
+    """A text that this model does not determine."""
 
     def __eq__(self, other):
         return isinstance(other, str)
@@ -110,7 +110,7 @@ class Library:
 
     def rows(self, database, sql, *values):
         """The rows of a query with values in the places of %s; a text that would end its quotes or the
-        statement finds nothing."""
+        statement gives no rows."""
         filled = []
         for value in values:
             value = "(null)" if value is None else str(value)
@@ -177,7 +177,7 @@ class Library:
             return "-"
         days = [first] if first == last or not self.shows_both_days else [first, last]
         names = [self.day_name(seconds) for seconds in days]
-        # One that is left open leaves the whole open.
+        # If one is not determined, neither is the whole.
         return AnyText() if any(isinstance(name, AnyText) for name in names) else " … ".join(names)
 
     def day_name(self, seconds):
@@ -214,7 +214,7 @@ class Library:
         uuid = container.get("AlbumId")
         kind = container.get("AlbumType")
         if container.get("PhotoCount", 0) < 3:
-            # Albums and folders: beside the album file nobody can be asked.
+            # Albums and folders: only the album file has an answer.
             container["PhotoCount"] = number_in(self.container_dicts.get(uuid, {}).get("PhotoCount"))
             if kind == "Project":
                 container["PhotoCount"] = self.first_int(self.rows(
@@ -231,7 +231,7 @@ class Library:
             container["Note"] = note
 
     def key_photo_of_album(self, uuid):
-        """From the database; the photo application is not there to be asked after that."""
+        """From the database only: no photo application can be asked."""
         if uuid is None:
             return None
         albums = self.rows("library", "SELECT modelId,name,albumType,albumSubclass FROM RKAlbum WHERE uuid = '%s'",
@@ -277,7 +277,7 @@ class Library:
                 for model_id, uuid, latitude, longitude, frame in rows if self.text(uuid) is not None]
 
     def photos_of_album(self, album):
-        # The entry under this very text, whatever the album: kept so by the server on purpose.
+        # The entry with exactly this key, whatever the album: the server does so on purpose.
         model_id = number_in(self.container_dicts.get("containerUuid", {}).get("AlbumId"))
         if model_id == 0:
             model_id = self.first_int(self.rows("library", "SELECT modelId FROM RKAlbum WHERE uuid = '%s'", album))
@@ -305,7 +305,7 @@ class Library:
                     photo[label] = self.text(row[0])
 
     def photo_with_uuid(self, uuid):
-        """None when there is no such photo: the server then answers nothing."""
+        """None when there is no such photo: the server then sends no reply."""
         record = None
         for model_id, latitude, longitude, frame, name, rotation in self.rows(
                 "library", "SELECT modelId,exifLatitude,exifLongitude,videoPosterFramePoint,fileName,rotation FROM "

@@ -40,7 +40,7 @@ class ApplicationMonitorTest : public testing::Test {
 
   void SetUp() override { served.messages.lines.clear(); }
 
-  // The loading of the library is known by the lines that only it logs.
+  // Loading the library is recognized by the lines that only it logs.
   static constexpr const char* kLoaded = "\n\n--------------------------------- RELOAD DATABASE";
   int loads(const SystemLogCapture& log, std::string_view beginning = kLoaded) const {
     const auto all = log.lines();
@@ -98,7 +98,7 @@ TEST_F(ApplicationMonitorTest, reloadsWhenIPhotoQuits) {
   EXPECT_EQ(log.lines().size(), before);
 }
 
-TEST_F(ApplicationMonitorTest, tellsTheLargestNumberWhenApertureStarts) {
+TEST_F(ApplicationMonitorTest, logsTheLargestNumberWhenApertureStarts) {
   const SystemLogCapture log;
   applications.set({"Aperture"});
   monitor.checkForApplicationStatus();

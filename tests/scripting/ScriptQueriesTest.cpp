@@ -266,7 +266,7 @@ TEST_F(ScriptQueriesTest, aScriptThatDoesNotCompileHasALineMore) {
   EXPECT_THAT(log.lines(), ElementsAre("errorDict: " + dictionary("broken"), failed(runner.scripts.at(0))));
 }
 
-TEST_F(ScriptQueriesTest, tellsTheUserOnceThatTheInterpreterWasGivenUp) {
+TEST_F(ScriptQueriesTest, reportsOnceThatTheInterpreterTimedOut) {
   int asked = 0;
   runner.answer = [&asked](const std::string&) {
     return ScriptOutcome::failed(-1, "too slow",
@@ -324,7 +324,7 @@ TEST_F(ScriptQueriesTest, whileIPhotoIsNotConnectedItsIdsStayAsTheyAre) {
   EXPECT_THAT(texts(queries.imageUuidsOf("album", "u", 7)), ElementsAre("4294967396"));
 }
 
-// Both run and Aperture is preferred: iPhoto is asked, and what comes is converted by the flag.
+// Both run and Aperture is preferred: iPhoto is asked, and the flag makes the answer be converted.
 TEST_F(ScriptQueriesTest, convertsByTheFlagWhenBothApplicationsRun) {
   askAperture();
   served.flags.connectedWithIPhoto = true;

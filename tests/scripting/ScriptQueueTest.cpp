@@ -97,7 +97,7 @@ TEST_F(ScriptQueueTest, logsAFailedScriptTwiceAndGoesOn) {
                   "executed AppleScript, eventDesc: (null), errorDict: " + error));
 }
 
-TEST_F(ScriptQueueTest, tellsTheUserWhatWasNotDoneForWantOfAnInterpreter) {
+TEST_F(ScriptQueueTest, reportsWhatWasNotDoneWithoutAnInterpreter) {
   runner.fails();
   queue.performCachedApplescript("A");
   loop.runPosted();
@@ -110,7 +110,7 @@ TEST_F(ScriptQueueTest, tellsTheUserWhatWasNotDoneForWantOfAnInterpreter) {
                                                "interpreter on this machine")));
 }
 
-TEST_F(ScriptQueueTest, tellsTheUserWhatAnInterpreterThatWasGivenUpDidNotDo) {
+TEST_F(ScriptQueueTest, reportsWhatAnInterpreterThatTimedOutDidNotDo) {
   runner.answer = [](const std::string& source) {
     return ScriptOutcome::failed(-1, source,
                                  source == "A" ? ScriptFailure::GivenUp : ScriptFailure::NotTried);
@@ -136,7 +136,7 @@ TEST_F(ScriptQueueTest, logsNothingOfAScriptThatSucceeds) {
   EXPECT_THAT(log.lines(), IsEmpty());
 }
 
-// The addresses of a local variable in each run tell the depth of the stack.
+// The addresses of a local variable in each run show the depth of the stack.
 TEST_F(ScriptQueueTest, aThousandScriptsDoNotDeepenTheStack) {
   std::vector<const char*> places;
   runner.answer = [&places](const std::string&) {

@@ -12,7 +12,7 @@ class MXSVersionTest : public testing::Test {
   void TearDown() override { setStringTable({}); }
 };
 
-TEST_F(MXSVersionTest, tellsItsNumbers) {
+TEST_F(MXSVersionTest, hasThreeNumbers) {
   EXPECT_EQ(MXSVersion::majorVersion(), 1);
   EXPECT_EQ(MXSVersion::minorVersion(), 4);
   EXPECT_EQ(MXSVersion::buildVersion(), 402);

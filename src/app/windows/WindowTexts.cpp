@@ -42,10 +42,12 @@ const StringTable kGerman{
     {"Published as", "Veröffentlicht als"},
     {"Ready", "Bereit"},
     {"&Reload", "&Neu laden"},
-    {"The folder's path is not an absolute one.", "Der Pfad des Ordners ist nicht absolut."},
+    {"The folder's path is not absolute.", "Der Pfad des Ordners ist nicht absolut."},
     {"There is no such folder.", "Diesen Ordner gibt es nicht."},
-    {"This is no iPhoto or Aperture library: it has no file Database/apdb/Library.apdb.",
-     "Das ist keine iPhoto- oder Aperture-Bibliothek: Die Datei Database/apdb/Library.apdb fehlt."},
+    {"This folder is not a photo library. Choose the folder named like \"iPhoto Library\", not the disk or a "
+     "folder inside it.",
+     "Dieser Ordner ist keine Fotobibliothek. Wählen Sie den Ordner, der etwa „iPhoto Library“ heißt, nicht "
+     "das Laufwerk oder einen Ordner darin."},
     {"The folder's path holds characters outside ASCII. Make a symbolic link with a plain name to it, and "
      "choose that.",
      "Der Pfad des Ordners enthält Zeichen außerhalb von ASCII. Legen Sie einen symbolischen Link mit "

@@ -8,7 +8,7 @@ namespace moxtel {
 
 namespace {
 
-// Reading, and the counting of rows, is all that the queries do.
+// The queries only read and count rows.
 int authorize(void*, int action, const char*, const char* name, const char*, const char*) {
   switch (action) {
     case SQLITE_SELECT:
@@ -22,9 +22,8 @@ int authorize(void*, int action, const char*, const char* name, const char*, con
   }
 }
 
-// A row takes 8 bytes at least: its place, its length, its number and its types. Of the steps of SQLite's
-// machine none of the queries needs more than a few for each row that it looks at; most rows have hundreds of
-// bytes.
+// A row takes at least 8 bytes: its place, its length, its number and its types. No query needs more than a
+// few steps of SQLite's virtual machine for each row that it looks at; most rows have hundreds of bytes.
 constexpr std::uint64_t kBytesPerRow = 8;
 constexpr std::uint64_t kLeastRows = 200'000;
 constexpr std::uint64_t kStepsPerByte = 32;
@@ -33,7 +32,7 @@ constexpr int kStepsPerCall = 10'000;
 
 int waitWhileBusy(void* budget, int) { return static_cast<BusyBudget*>(budget)->wait() ? 1 : 0; }
 
-// With SQLITE_USE_URI a name that begins with "file:" would be read as more than a name.
+// With SQLITE_USE_URI a name that begins with "file:" would be read as a URI.
 std::string plainName(const std::string& path) { return path.starts_with("file:") ? "./" + path : path; }
 
 }  // namespace
@@ -70,9 +69,9 @@ void DatabaseConnection::configure(BusyBudget& budget) {
   sqlite3_db_config(database_, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr);
   sqlite3_db_config(database_, SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr);
   sqlite3_db_config(database_, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
-  // What a query sorts or collects stays in memory: no file system is written to for it.
-  // 32 MB of pages: uuids lie scattered in their index, and with SQLite's 2 MB an album of 100,000 photos
-  // reads the same pages again and again.
+  // Sorting and collecting stay in memory, so no file is written.
+  // 32 MB of pages: uuids are scattered over their index, and with SQLite's default of 2 MB an album of
+  // 100,000 photos reads the same pages again and again.
   sqlite3_exec(database_, "PRAGMA temp_store=MEMORY; PRAGMA cell_size_check=ON; PRAGMA cache_size=-32768",
                nullptr, nullptr, nullptr);
   sqlite3_set_authorizer(database_, &authorize, nullptr);
@@ -124,7 +123,7 @@ void DatabaseConnection::observe(int code) {
     case SQLITE_OK:
     case SQLITE_ROW:
     case SQLITE_DONE:
-    case SQLITE_BUSY:   // somebody writes
+    case SQLITE_BUSY:   // another process writes
     case SQLITE_ERROR:  // a table or column that is not there
     case SQLITE_AUTH:
       return;

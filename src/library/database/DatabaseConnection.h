@@ -1,6 +1,6 @@
 // One SQLite connection that can only read: its settings, its prepared statements, its read transaction.
 //
-// Core thread. The owner is a shared pointer, so that a query that is still held outlives a change of files.
+// Core thread. Owned by a shared pointer, so that a query that is still held outlives a change of files.
 #pragma once
 
 #include <sqlite3.h>
@@ -19,7 +19,7 @@
 
 namespace moxtel {
 
-// How long a busy database may still be waited for. Shared by the connections that one file has in a command.
+// How much longer a command may wait for a busy database. Shared by the connections of one file.
 class BusyBudget final {
  public:
   using Milliseconds = std::chrono::milliseconds;
@@ -49,8 +49,8 @@ struct PreparedStatement final {
 
 class DatabaseConnection final {
  public:
-  // Opens the file; opened() tells whether that worked. Borrows vfs and budget. writable: a private copy,
-  // which SQLite may have to mend before it can be read.
+  // Opens the file; opened() says whether that worked. Borrows vfs and budget. writable: a private copy,
+  // which SQLite may have to repair before it can be read.
   DatabaseConnection(const std::string& path, GuardedVfs& vfs, bool writable, BusyBudget& budget);
   ~DatabaseConnection();
   DatabaseConnection(const DatabaseConnection&) = delete;
@@ -60,8 +60,8 @@ class DatabaseConnection final {
   int openResult() const { return openResult_; }
   sqlite3* handle() const { return database_; }
 
-  // The prepared form of a query, prepared once; null when it cannot be prepared (lastError tells why). In
-  // use until handed back; a second user at the same time gets one of its own.
+  // The prepared form of a query, prepared once; null when it cannot be prepared (lastError says why). In
+  // use until the query ends; a second query at the same time gets a statement of its own.
   std::shared_ptr<PreparedStatement> statement(std::string_view sql);
 
   // Begins a read transaction unless there is one. The database's lock comes with the first row read.
@@ -69,23 +69,23 @@ class DatabaseConnection final {
   // Ends every statement and the transaction: afterwards no lock is held.
   void end();
   bool inTransaction() const { return !sqlite3_get_autocommit(database_); }
-  // Goes up with end(): a row of an earlier transaction is gone.
+  // How often end() was called: a row of an earlier transaction can no longer be read.
   std::uint64_t transactions() const { return transactions_; }
 
-  // A damaged file, or one that somebody made so, may have pages that lead to one another in circles: SQLite
-  // goes round in them for ever. No query of ours has more rows, or takes more work, than the file's bytes
-  // allow. A query that begins has all of it before it; once one has used it up, all end nearly at once.
+  // A damaged or crafted file may have pages that refer to one another in a cycle, which SQLite follows
+  // without end. So no query has more rows, or takes more work, than the file's bytes allow. Each query
+  // starts with the full amount; after one has used it up, all following ones end nearly at once.
   std::uint64_t mostRows() const { return mostRows_; }
   void beginWork() {
     if (!isOverworked()) work_ = 0;
   }
   bool isOverworked() const { return work_ > mostWork_; }
-  void giveUpWork() { work_ = mostWork_ + 1; }
+  void exhaustWork() { work_ = mostWork_ + 1; }
 
-  // Takes note of a call's result code.
+  // Records the result code of a call.
   void observe(int code);
-  // After a failure of the disk, or a page that made no sense, the pages kept in memory may be wrong too:
-  // SQLite keeps also those that it could not read whole. Who wants to be right opens the file anew.
+  // After a disk error or a damaged page the cached pages may be wrong, too: SQLite also keeps those that it
+  // could not read completely. The file must then be opened again.
   bool isDoubtful() const { return isDoubtful_; }
 
   // SQLite's extended result code and message of the last call.
@@ -103,7 +103,7 @@ class DatabaseConnection final {
   std::uint64_t transactions_ = 0;
   bool isDoubtful_ = false;
   std::uint64_t mostRows_ = 0;
-  std::uint64_t mostWork_ = 0;  // in calls of SQLite's while it works
+  std::uint64_t mostWork_ = 0;  // in calls of the progress handler
   std::uint64_t work_ = 0;
   sqlite3_stmt* begin_ = nullptr;
   sqlite3_stmt* commit_ = nullptr;

@@ -15,7 +15,7 @@ void DatabaseSlot::setPath(const std::optional<std::string>& path) {
   copyFailed_ = false;
   isExhausted_ = false;
   names_.reset();
-  told_.clear();
+  lastMessage_.clear();
   path_ = path;
 }
 
@@ -33,11 +33,11 @@ int DatabaseSlot::open() {
   const DatabaseStamp now = names_->stamp();
   if (copy_ && !(copy_->stamp() == now)) copy_.reset();
   stamp_ = now;
-  // What is no regular file is not opened: opening a named pipe would wait for its other end.
+  // Only a regular file is opened: opening a named pipe would wait for its other end.
   return now.file.isRegular() ? openOriginal() : SQLITE_CANTOPEN;
 }
 
-// SQLite itself looks at the journals beside the file that it reads, each time that it takes its lock.
+// SQLite itself checks the journals beside the file that it reads, whenever it takes its lock.
 bool DatabaseSlot::isUnchanged() const {
   return readsCopy_ ? names_->stamp() == stamp_ : stampOf(names_->file()) == stamp_.file;
 }
@@ -55,7 +55,7 @@ int DatabaseSlot::connect(const std::string& path, GuardedVfs& vfs, bool writabl
       std::forward_as_tuple(path, vfs, writable, budget_));
   const int code = connection->second.openResult();
   if (code == SQLITE_OK) connection_ = {connection, &connection->second};
-  if (code == SQLITE_OK && isExhausted_) connection_->giveUpWork();
+  if (code == SQLITE_OK && isExhausted_) connection_->exhaustWork();
   readsCopy_ = writable;
   return code;
 }
@@ -87,10 +87,10 @@ const char* DatabaseSlot::describe(Reason reason) {
 
 bool DatabaseSlot::resortToCopy(int extendedCode) {
   const Reason reason = reasonOf(extendedCode);
-  // What could not be opened, because it is not there or not for this user, cannot be copied either.
+  // A file that could not be opened, because it is missing or not permitted, cannot be copied either.
   if (reason == Reason::None || copy_ || copyFailed_ || !names_ || !connection_) return false;
   close();
-  // A file that only for a moment could not be opened fails with the same code: it needs no copy.
+  // A file that could not be opened for a moment fails with the same code, and needs no copy.
   if (reason == Reason::WriteAheadLog && !names_->usesWriteAheadLog()) return false;
   return openCopy(reason);
 }
@@ -101,12 +101,12 @@ bool DatabaseSlot::openCopy(Reason reason) {
 
 bool DatabaseSlot::makeCopy(Reason reason) {
   if (copyFailed_) return false;
-  // Copying takes time as well: it begins anew for as long as a busy database is waited for.
+  // Copying takes time, too. It is repeated for at most as long as a command waits for a busy database.
   const auto end = std::chrono::steady_clock::now() + BusyBudget::kWhole;
   const auto wait = [&] { return std::chrono::steady_clock::now() < end && budget_.wait(); };
   auto copy = std::make_shared<PrivateCopy>(*names_, seams_.temporaryFolder,
                                             seams_.freeBytesIn(seams_.temporaryFolder), wait);
-  tell(reason, copy->failure());
+  report(reason, copy->failure());
   copyFailed_ = !copy->failure().empty();
   if (copyFailed_) return false;
   copy_ = std::move(copy);
@@ -114,12 +114,12 @@ bool DatabaseSlot::makeCopy(Reason reason) {
   return true;
 }
 
-void DatabaseSlot::tell(Reason reason, const std::string& failure) {
+void DatabaseSlot::report(Reason reason, const std::string& failure) {
   std::string line = "'" + *path_ + "' cannot be read where it is, for " + describe(reason) + ". ";
   line +=
       failure.empty() ? "A private copy of it is read." : "No private copy could be made: " + failure + ".";
-  if (line == told_) return;
-  told_ = line;
+  if (line == lastMessage_) return;
+  lastMessage_ = line;
   messages_.showTitle(failure.empty() ? "Info" : "Error", line);
 }
 

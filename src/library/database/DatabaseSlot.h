@@ -1,8 +1,8 @@
-// One of the library's database files: its connection, kept between uses as long as the file is as it was, or
-// the private copy that stands in for it.
+// One of the library's database files: its connection, kept between uses while the file is unchanged, or a
+// connection to a private copy of it.
 //
-// The file is asked about (stat) before each use outside a transaction, so nobody can tell that a connection
-// was kept: one that was replaced, changed or removed is noticed. Core thread.
+// A stat before each use outside a transaction notices a file that was replaced, changed or removed, so
+// keeping a connection changes no result. Core thread.
 #pragma once
 
 #include <functional>
@@ -23,22 +23,22 @@ class DatabaseSlot final {
   // Borrows all three.
   DatabaseSlot(const LibrarySeams& seams, GuardedVfs& readOnly, Messages& messages);
 
-  // Another file, or none: what is open is closed.
+  // Changes to another file, or to none, and closes the connection.
   void setPath(const std::optional<std::string>& path);
   const std::optional<std::string>& path() const { return path_; }
 
-  // Makes sure that the file as it now is is open. An SQLite result code.
+  // Opens the file unless its current state is open already. An SQLite result code.
   int open();
   // Valid after open() was SQLITE_OK, until the next open() or close(); shared with the queries held.
   const std::shared_ptr<DatabaseConnection>& connection() const { return connection_; }
   bool isOpen() const { return connection_ != nullptr; }
-  // After reading has failed with this extended code: true when a private copy now is open instead, and the
-  // reading is worth another try.
+  // After reading has failed with this extended code: true when a private copy is open now, and the reading
+  // can be tried again.
   bool resortToCopy(int extendedCode);
 
   void releaseLocks();
-  // A command begins: it may wait for a busy file, and try to copy one, as if nobody had before. What failed
-  // is not tried again within a command, which may ask thousands of times.
+  // A command begins: it may wait for a busy file, and try to copy one, whatever happened before. What failed
+  // is not tried again within a command, which may run thousands of queries.
   void beginCommand() {
     budget_.refill();
     copyFailed_ = false;
@@ -57,7 +57,7 @@ class DatabaseSlot final {
   bool openCopy(Reason reason);
   int connect(const std::string& path, GuardedVfs& vfs, bool writable);
   bool makeCopy(Reason reason);
-  void tell(Reason reason, const std::string& failure);
+  void report(Reason reason, const std::string& failure);
 
   const LibrarySeams& seams_;
   GuardedVfs& readOnly_;
@@ -67,12 +67,12 @@ class DatabaseSlot final {
   DatabaseStamp stamp_;     // what connection_ is a connection to
   bool readsCopy_ = false;  // connection_ is one to copy_
   BusyBudget budget_;
-  // Before connection_, which lives in its file system; held by queries through the connection.
+  // Declared before connection_, which uses its file system; queries hold it through the connection.
   std::shared_ptr<PrivateCopy> copy_;
   bool copyFailed_ = false;   // in this command
   bool isExhausted_ = false;  // in this command: a query had more rows, or took more work, than it may
   std::shared_ptr<DatabaseConnection> connection_;
-  std::string told_;  // the last line for the user, so that a state is told once
+  std::string lastMessage_;  // so that a state is reported once
 };
 
 }  // namespace moxtel

@@ -1,4 +1,4 @@
-// Holds one of the library's databases open for a stretch of code, on every way out of it. Core thread.
+// Holds one of the library's databases open for a scope. Core thread.
 #pragma once
 
 #include <cstdint>
@@ -9,9 +9,9 @@ namespace moxtel {
 
 class DatabaseUse final {
  public:
-  // The library database counts its users, and that count shows: after an opening that failed, a user that
-  // goes away without closing leaves it raised, and later openings answer YES. Methods that go on after a
-  // failed opening close it all the same.
+  // The library database counts its users, and the count is observable: after an opening that failed, a user
+  // that does not close leaves it raised, and later openings answer YES. Methods that continue after a failed
+  // opening close it nevertheless.
   enum class AfterFailure : std::uint8_t { DoNotClose, Close };
 
   // Borrows the databases.

@@ -7,8 +7,8 @@ namespace moxtel {
 
 namespace {
 
-// Without it SQLite takes a lock to count every allocation, for a statistic that nobody asks for. Possible
-// only before SQLite's first use, so while the program is loaded.
+// Otherwise SQLite takes a lock to count every allocation, for a statistic that is not used. Possible only
+// before SQLite's first use, so while the program is loaded.
 [[maybe_unused]] const int kUncounted = sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
 
 std::string nextName() {

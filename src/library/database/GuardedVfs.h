@@ -1,11 +1,12 @@
-// An SQLite file system that can write nowhere but in one folder, or nowhere at all.
+// An SQLite file system that can write only in one folder, or nowhere.
 //
-// SQLite changes a folder even through a connection that was opened for reading: it makes -wal and -shm files
-// beside a database in write-ahead mode, and deletes the journals of an empty one. Through this file system
-// named files outside the folder are opened for reading only, a write-ahead log outside it cannot be opened
-// (SQLITE_CANTOPEN), and nothing outside it is deleted. Temporary files without a name are made as usual.
+// SQLite changes a folder even through a connection that was opened for reading: it creates -wal and -shm
+// files beside a database in write-ahead mode, and deletes the journals of an empty one. Through this file
+// system, named files outside the folder are opened for reading only, a write-ahead log outside it cannot be
+// opened (SQLITE_CANTOPEN), and nothing outside it is deleted. Temporary files without a name are made as
+// usual.
 //
-// Lives longer than the connections that use it. Any thread.
+// Outlives the connections that use it. Any thread.
 #pragma once
 
 #include <sqlite3.h>
@@ -16,7 +17,7 @@ namespace moxtel {
 
 class GuardedVfs final {
  public:
-  // The folder that may be written in, without symbolic links; empty for none.
+  // The writable folder, without symbolic links; empty for none.
   explicit GuardedVfs(std::string writableFolder = {});
   ~GuardedVfs();
   GuardedVfs(const GuardedVfs&) = delete;

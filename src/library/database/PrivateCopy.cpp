@@ -6,7 +6,7 @@ namespace moxtel {
 
 namespace {
 
-constexpr std::uint64_t kRoomToSpare = 64 << 20;  // bytes left for others in the temporary folder
+constexpr std::uint64_t kRoomToSpare = 64 << 20;  // bytes left for other programs in the temporary folder
 // In the header of a database file: the versions for writing and for reading, and what both are with a
 // write-ahead log (https://sqlite.org/fileformat2.html).
 constexpr std::size_t kVersionsAt = 18;
@@ -46,7 +46,7 @@ bool PrivateCopy::copyOnce(const DatabaseNames& original) {
   if (failure_.empty() && stamp_.journal.isRegular())
     failure_ = copyPrivately(original.journal(), path_ + "-journal");
   if (failure_.empty() && stamp_.wal.isRegular()) failure_ = copyPrivately(original.wal(), path_ + "-wal");
-  // A copy made while somebody wrote is of no use, and a journal that went away meanwhile is no failure.
+  // A copy made during a write is useless, and a journal that vanished meanwhile is not a failure.
   const bool unchanged = original.stamp() == stamp_;
   if (!unchanged) failure_ = "it is being changed";
   if (failure_.empty()) vfs_ = std::make_unique<GuardedVfs>(resolvedPath(folder_->path()));

@@ -1,5 +1,5 @@
-// A private copy of a database file and of what lies beside it, in a folder of its own, for a database that
-// cannot be read where it is without changing something there. Core thread.
+// A private copy of a database file and of its journals, in a folder of its own, for a database that cannot
+// be read in place without changing something there. Core thread.
 #pragma once
 
 #include <functional>
@@ -23,10 +23,10 @@ struct DatabaseStamp {
 // The names that SQLite uses: the journals lie beside the file that a symbolic link leads to.
 class DatabaseNames final {
  public:
-  // Resolves links for the journals' names only, so that a link that leads elsewhere later is noticed.
+  // Resolves links for the journals' names only, so that a link with another target later is noticed.
   explicit DatabaseNames(const std::string& path);
   DatabaseStamp stamp() const;
-  // Whether the file says that it is kept with a write-ahead log. Opens and closes the file, which gives back
+  // Whether the file's header says that it uses a write-ahead log. Opens and closes the file, which releases
   // every lock that this process holds on it.
   bool usesWriteAheadLog() const;
   const std::string& file() const { return file_; }
@@ -41,20 +41,20 @@ class DatabaseNames final {
 
 class PrivateCopy final {
  public:
-  // Copies into a new folder in this one, with that much room in it (bytes). An original that is changed
-  // meanwhile is copied again as often as wait() says that it has waited. failure() is empty, or says for the
-  // user why there is no copy. The original is only read.
+  // Copies into a new folder in parentFolder, which has freeBytes left. An original that changes meanwhile is
+  // copied again as long as wait() returns true. failure() is empty, or says for the user why there is no
+  // copy. The original is only read.
   PrivateCopy(const DatabaseNames& original, const std::string& parentFolder, std::uint64_t freeBytes,
               const std::function<bool()>& wait);
 
   const std::string& failure() const { return failure_; }
-  // The original's state that this is a copy of.
+  // The state of the original when it was copied.
   const DatabaseStamp& stamp() const { return stamp_; }
   const std::string& path() const { return path_; }
   GuardedVfs& vfs() { return *vfs_; }
 
  private:
-  // False when the original was changed meanwhile.
+  // False when the original changed meanwhile.
   bool copyOnce(const DatabaseNames& original);
 
   std::string failure_;

@@ -21,7 +21,7 @@ class Query::Rows final {
   bool prepared() const { return prepared_; }
   bool step();
   bool failed() const { return !prepared_ || failed_ || (state_ != State::Done && ended()); }
-  // The statement while it stands on a row, else null.
+  // The statement while it is on a row, else null.
   sqlite3_stmt* row() const { return onRow_ && !ended() ? statement_->handle : nullptr; }
 
  private:
@@ -71,7 +71,7 @@ bool Query::Rows::step() {
     return onRow_ = true;
   }
   const bool tooMany = ++rows_ >= connection_->mostRows();
-  if (tooMany) connection_->giveUpWork();
+  if (tooMany) connection_->exhaustWork();
   const int code = tooMany ? SQLITE_CORRUPT : sqlite3_step(statement_->handle);
   connection_->observe(code);
   if (code == SQLITE_ROW) return onRow_ = true;

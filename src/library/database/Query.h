@@ -49,7 +49,7 @@ class Query final {
   bool failed() const;
   // 0-based columns of the current row; without a row everything reads as NULL.
   Value stringColumn(int column) const;  // nil for NULL
-  // The text as SQL compares it, whatever its bytes; nothing for what is no text. Until the next step.
+  // The text as SQL compares it, whatever its bytes; nothing for other types. Valid until the next step.
   std::optional<std::string_view> storedText(int column) const;
   Value integerNumberColumn(int column) const;  // signed 32 bits, the low ones of a wider value; NULL is 0
   Value realNumberColumn(int column) const;     // nil for NULL

@@ -26,7 +26,7 @@ const PlaceText* placeAt(std::string_view rest) {
   return nullptr;
 }
 
-// As formatting a %d does it.
+// As formatting with %d does.
 std::int64_t low32(const Value& value) {
   if (value.type() == Value::Type::Integer) return static_cast<std::int32_t>(value.unsignedValue());
   return value.integerValue();
@@ -38,7 +38,7 @@ bool bindText(sqlite3_stmt* statement, int index, std::string_view text) {
                              SQLITE_UTF8) == SQLITE_OK;
 }
 
-// A text that is made for the binding alone.
+// A text that exists only for the binding.
 bool bindOwnText(sqlite3_stmt* statement, int index, const std::string& text) {
   if (breaksOutOfLiteral(text)) return false;
   return sqlite3_bind_text64(statement, index, text.data(), text.size(), SQLITE_TRANSIENT, SQLITE_UTF8) ==
@@ -82,8 +82,8 @@ std::string filledIn(std::string_view sql, std::span<const Value> values) {
 }
 
 bool breaksOutOfLiteral(std::string_view text) {
-  // Two searches for one letter: asked for every value of every query, and many times faster than one for
-  // two.
+  // Two searches for one character each: done for every value of every query, and many times faster than one
+  // search for two characters.
   return text.find('\'') != std::string_view::npos || text.find('\0') != std::string_view::npos;
 }
 

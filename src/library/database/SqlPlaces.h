@@ -1,6 +1,6 @@
-// SQL texts with places for values, as the queries are written in this program ('%@', '%d', %d, %ld, %lld),
-// and what becomes of them: a text with parameters to prepare once, and the text with its values filled in
-// for messages. Any thread.
+// SQL texts with places for values, as the queries are written in this program ('%@', '%d', %d, %ld, %lld):
+// turned into a text with parameters, which is prepared once, and filled in with the values for messages. Any
+// thread.
 #pragma once
 
 #include <sqlite3.h>
@@ -33,8 +33,8 @@ SqlTemplate parseSqlPlaces(std::string_view sql);
 // The text with the values formatted in.
 std::string filledIn(std::string_view sql, std::span<const Value> values);
 
-// Whether a text value holds what would end its literal or the whole SQL text early: a quote or a NUL. Such a
-// text is never handed to SQLite.
+// Whether a text value contains what would end its literal or the whole SQL text early: a quote or a NUL.
+// Such a text never reaches SQLite.
 bool breaksOutOfLiteral(std::string_view text);
 
 // Binds the values; a missing one counts as nil. Text is borrowed from the values: they must outlive the

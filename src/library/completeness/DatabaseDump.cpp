@@ -1,4 +1,4 @@
-#include "library/database/DatabaseTests.h"
+#include "library/completeness/DatabaseDump.h"
 
 #include "library/ContainerTree.h"
 #include "library/Faces.h"

@@ -1,4 +1,4 @@
-#include "library/FolderTree.h"
+#include "library/completeness/FolderTree.h"
 
 #include <algorithm>
 #include <utility>
@@ -71,7 +71,7 @@ RKFolder folderOf(const Query& row) {
   return folder;
 }
 
-// The node keeps the empty name; only the record gets a day's.
+// Only the record is named after the day; the node keeps the empty name.
 void nameAfterDay(RKFolder& folder, Date minImageDate) {
   folder.name = Value(dayName(minImageDate));
   NSLog("CREATED FOLDERNAME '%@'", folder.name);

@@ -1,4 +1,4 @@
-#include "library/database/DatabaseTests.h"
+#include "library/completeness/DatabaseDump.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -13,7 +13,7 @@
 namespace moxtel {
 namespace {
 
-TEST(DatabaseTests, dumpTheListsInOrder) {
+TEST(DatabaseDump, logsTheListsInOrder) {
   test::TestLibrary files;
   const auto folder = [&files](const char* uuid, const char* parent, int type) {
     files.insert("RKFolder", Dictionary{{"uuid", uuid},

@@ -1,5 +1,5 @@
-// The library's folders as a tree made from their stored paths, for diagnosis, and plain records of the
-// library's tables. No request reaches any of it. Core thread.
+// Kept for completeness, no request reaches it: the library's folders as a tree built from their stored
+// paths, which the daemon logs for diagnosis, and plain records of the library's tables. Core thread.
 #pragma once
 
 #include <cstdint>
@@ -18,8 +18,8 @@ class LibraryDatabases;
 // One node of the folder tree, with its children. Texts are nil where nothing was stored.
 class MXSFolder final {
  public:
-  // Paths come from a file. Below this level the rest of a path is one component, so that neither the tree's
-  // depth nor the width of its outline follows what a damaged file says.
+  // Paths come from a file. Below this level the rest of a path is one component, which limits the depth of
+  // the tree and the width of its outline for a damaged file.
   static constexpr std::int32_t kDeepestLevel = 256;
 
   std::vector<std::unique_ptr<MXSFolder>> children;
@@ -29,8 +29,8 @@ class MXSFolder final {
   std::int32_t level = 0;  // 0 at the root
   std::int32_t orderNumber = 0;
 
-  // Makes the nodes of a "/"-separated path that are missing, and gives the last one name and uuid. An empty
-  // path is this node.
+  // Adds the missing nodes of a "/"-separated path, and gives the last one the name and uuid. An empty path
+  // is this node.
   void addChildrenWithPath(std::string_view path, const Value& name, const Value& folderUuid);
   // Appends this node's children as a block, then each child's descendants likewise.
   void addAllChildrenTo(std::vector<MXSFolder*>& list);
