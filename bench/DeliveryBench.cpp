@@ -1,10 +1,10 @@
-// The client of delivery_peers.py: asks one server for files over one connection, one after the other, and
-// says how long each answer took.
+// The client of delivery_peers.py: requests files from one server over one connection, one after the other,
+// and measures how long each reply takes.
 //
 //     delivery-bench moxtel PORT COUNT COMMAND < keys      requests of this system's protocol
 //     delivery-bench http PORT COUNT < paths               the same over one kept-alive HTTP/1.1 connection
 //
-// Takes the lines of its standard input in turn. A tenth of COUNT goes before without being counted. Prints
+// Uses the lines of its standard input in turn. The first COUNT / 10 requests are not counted. Prints
 // "requests_per_second median_microseconds bytes_per_second".
 #include <arpa/inet.h>
 #include <netinet/in.h>
@@ -50,7 +50,7 @@ class Connection {
       throw std::runtime_error("cannot send");
   }
 
-  // At least one byte, behind what the buffer holds already.
+  // Reads at least one byte to the end of the buffer's content.
   void fill(std::size_t& held) {
     const ssize_t count = ::recv(socket_, buffer_.data() + held, buffer_.size() - held, 0);
     if (count <= 0) throw std::runtime_error("the server ended the connection");
@@ -72,7 +72,7 @@ class Connection {
   std::vector<char> buffer_ = std::vector<char>(1 << 20);
 };
 
-// The bytes of one reply, all of them read.
+// Reads one reply and returns its number of bytes.
 std::uint64_t readReply(Connection& connection) {
   std::size_t held = 0;
   while (held < 4) connection.fill(held);

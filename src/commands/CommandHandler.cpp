@@ -13,11 +13,11 @@ namespace moxtel {
 
 namespace {
 
-// A request is at most 4096 bytes, so an honest one stays far below; a hostile one that unfolds by sharing is
-// refused before anything prints it.
+// Real requests, of at most 4096 bytes, stay far below. A hostile one that multiplies by sharing values is
+// rejected before anything prints it.
 constexpr ArchiveLimits kRequestLimits{.depth = 64, .values = 4096};
 
-// The chunk that no request can be made of.
+// Thrown for a chunk that cannot be decoded.
 class DecodingException : public std::runtime_error {
  public:
   explicit DecodingException(const DecodingError& error)
@@ -28,7 +28,7 @@ std::variant<Value, DecodingError> decodeRequest(std::span<const std::uint8_t> b
   return unarchivedObject(bytes, kRequestLimits);
 }
 
-// A stranger's few bytes do not become megabytes of log.
+// Bounds the log line: a few untrusted bytes could otherwise describe megabytes.
 std::string describedForLog(const Value& value) {
   std::string text = describe(value);
   if (text.size() > kLongestDescription) {
@@ -38,7 +38,8 @@ std::string describedForLog(const Value& value) {
   return text;
 }
 
-// Hands replies on once the library is released, so that nobody waits for it while a slow client reads.
+// Releases the library's locks before each reply is written, so that other programs do not wait for a slow
+// client.
 class ReleasingChannel : public ReplyChannel {
  public:
   ReleasingChannel(ReplyChannel& channel, CommandScope& scope) : channel_(channel), scope_(scope) {}
@@ -106,8 +107,8 @@ void CommandHandler::gotDataFromServer(const Notification& notification) {
   loop_.performAndWait([this, &chunk] { handleCommandDict(decodedCommand(chunk.data())); });
 }
 
-// Every request is decoded twice; only a failure of the second time is answered here. Kept on purpose: what
-// fails the first time leaves as an exception and shows in the log as one.
+// Decodes every request twice. Kept on purpose: a failure of the first decoding leaves as an exception and is
+// logged as one; only a failure of the second is logged here.
 Value CommandHandler::decodedCommand(const Bytes& chunk) const {
   const auto first = decode_(chunk);
   if (const auto* error = std::get_if<DecodingError>(&first)) throw DecodingException(*error);
@@ -120,13 +121,13 @@ Value CommandHandler::decodedCommand(const Bytes& chunk) const {
 }
 
 void CommandHandler::handleCommandDict(const Value& command) {
-  if (!command.isNil() && !command.isDictionary()) throw BadRequestError("the request is no dictionary");
+  if (!command.isNil() && !command.isDictionary()) throw BadRequestError("the request is not a dictionary");
   const Value& name = command["command"];
   if (name.isNil()) {
     NSLog("Bad commandDict: %@", describedForLog(command));
     return;
   }
-  if (!name.isString()) throw BadRequestError("the command of the request is no text");
+  if (!name.isString()) throw BadRequestError("the command of the request is not text");
 
   const ScopedCommand scoped(scope_);
   ReleasingChannel reply(channel_, scope_);

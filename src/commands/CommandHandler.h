@@ -1,9 +1,9 @@
-// From a chunk of bytes to one handled command: takes what the socket server read ("GotData"), decodes it,
-// and runs the handler of its command on the core thread.
+// Decodes the chunks of bytes that the socket server reads ("GotData") into commands and runs their handlers
+// on the core thread.
 //
 // Handlers come in groups (ListingCommands, ImageCommands, …); each group adds its own with add(). A handler
-// finishes its work, every reply included, before it returns. What leaves it as an exception is logged by the
-// event loop and ends there; no reply is sent for it, and the reading thread goes on.
+// finishes its work, every reply included, before it returns. An exception that leaves it is logged by the
+// event loop; no reply is sent, and the reading thread continues.
 #pragma once
 
 #include <array>
@@ -22,20 +22,20 @@ namespace moxtel {
 
 class EventLoop;
 
-// The product's version, as "Get Version" answers it.
+// The product's version, which "Get Version" returns.
 struct ProductVersion {
   std::int32_t major = 0;
   std::int32_t minor = 0;
 };
 
-// What the handler of commands asks of the library around each command. Core thread.
+// What the command handler calls on the library around each command. Core thread.
 class CommandScope {
  public:
   virtual ~CommandScope() = default;
   // A command begins.
   virtual void beginCommand() = 0;
-  // The library is not to be held any longer: before each reply is written, and at the command's end however
-  // it ends. May be called with nothing held.
+  // Releases the library's locks: called before each reply is written and whenever a command ends. May be
+  // called when none is held.
   virtual void releaseLocks() = 0;
 
  protected:
@@ -70,27 +70,27 @@ inline constexpr std::array<std::string_view, 20> kCommandNames{
 
 class CommandHandler final {
  public:
-  // Replies through the channel, which has released the library's locks before anything is written.
+  // Sends its replies through the channel, which first releases the library's locks.
   using Handler = std::function<void(const CommandRequest&, ReplyChannel&)>;
-  // How bytes are decoded; unarchivedObject but in tests.
+  // How bytes are decoded: `unarchivedObject`, except in tests.
   using Decoder = std::function<std::variant<Value, DecodingError>(std::span<const std::uint8_t>)>;
 
-  // Borrows everything. "Get Version" is there from the start.
+  // Borrows everything. "Get Version" has its handler from the start.
   CommandHandler(EventLoop& loop, ReplyChannel& channel, CommandScope& scope, ProductVersion version);
   CommandHandler(EventLoop& loop, ReplyChannel& channel, CommandScope& scope, ProductVersion version,
                  Decoder decode);
   CommandHandler(const CommandHandler&) = delete;
   CommandHandler& operator=(const CommandHandler&) = delete;
 
-  // Gives one of kCommandNames its handler. A command without one is answered as one that was not handled. A
-  // name that is not in the table throws std::invalid_argument. Before the first request.
+  // Sets the handler of one of kCommandNames; call before the first request. A command without a handler gets
+  // the reply "was not handled". A name that is not in the table throws std::invalid_argument.
   void add(std::string_view command, Handler handler);
 
-  // The observer of "GotData". Any thread; off the core thread it waits until the command is done. Never
-  // throws there.
+  // Observes "GotData". Any thread; outside the core thread it waits until the command is done and never
+  // throws.
   void gotDataFromServer(const Notification& notification);
-  // Runs one command, sends its reply or none. Core thread; throws what leaves the handler. Nil is a request
-  // that could not be decoded.
+  // Runs one command, which sends its replies. Core thread; passes on the handler's exceptions. Nil means a
+  // request that could not be decoded.
   void handleCommandDict(const Value& command);
 
  private:

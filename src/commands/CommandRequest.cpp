@@ -6,16 +6,16 @@ namespace moxtel {
 
 const Value& CommandRequest::key() const {
   const Value& key = command_["key"];
-  if (!key.isNil() && !key.isString()) throw BadRequestError("the key of the request is no text");
+  if (!key.isNil() && !key.isString()) throw BadRequestError("the key of the request is not text");
   return key;
 }
 
 Value CommandRequest::uuid() const {
   const Value& id = command_["id"];
   if (id.isNumber()) return describe(id);
-  // Looking for a collection is looking for its description, which ends in logs and on the console.
+  // The look-up of a collection uses its description, which appears in the log and on the console.
   if ((id.isArray() || id.isDictionary()) && describe(id).size() > kLongestDescription) {
-    throw BadRequestError("the id of the request unfolds into too much text");
+    throw BadRequestError("the description of the id of the request is too long");
   }
   return id;
 }

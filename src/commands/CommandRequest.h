@@ -1,5 +1,5 @@
-// One request as its handler sees it: the command dictionary with its entries read as handlers want them.
-// Core thread; borrows the dictionary and lives no longer.
+// One request: typed access to the entries of a command dictionary. Core thread; borrows the dictionary,
+// which must outlive it.
 #pragma once
 
 #include <cstddef>
@@ -12,31 +12,32 @@
 
 namespace moxtel {
 
-// A request that makes no sense to the command it names. Leaves the handler: it is logged, no reply is sent.
+// Thrown for a request whose entries do not fit its command. It leaves the handler: it is logged, and no
+// reply is sent.
 class BadRequestError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
 
-// The longest description of a stranger's value that is worth logging, in bytes. A request is at most 4096
-// bytes, and none but one that unfolds by sharing comes near it.
+// The longest description of an untrusted value that is logged, in bytes. Only a request that multiplies its
+// 4096 bytes by sharing values comes near it.
 inline constexpr std::size_t kLongestDescription = std::size_t{64} * 1024;
 
 class CommandRequest final {
  public:
   explicit CommandRequest(const Dictionary& command) : command_(command) {}
 
-  // The name of the command: a text always.
+  // The name of the command, always text.
   std::string_view command() const { return command_["command"].string(); }
-  // "key", the uuid of a photo version: a text, or nil when the request has none. Anything else throws
+  // "key", the uuid of a photo version: text, or nil if the request has none. Anything else throws
   // BadRequestError.
   const Value& key() const;
-  // "id" where a uuid is wanted: a number counts as its text, everything else is as the client sent it. One
-  // with a longer description than kLongestDescription throws BadRequestError.
+  // "id" as a uuid: a number is converted to text, any other value is returned as the client sent it. Throws
+  // BadRequestError if its description is longer than kLongestDescription.
   Value uuid() const;
-  // "id" where a number is wanted: a text is parsed, what is no number reads 0.
+  // "id" as a number: text is parsed; what is not a number reads as 0.
   std::int32_t number() const { return command_["id"].intValue(); }
-  // Any entry as the client sent it; nil when it is absent.
+  // Any entry as the client sent it; nil if it is absent.
   const Value& operator[](std::string_view key) const { return command_[key]; }
 
  private:

@@ -16,7 +16,7 @@ namespace {
 constexpr ScriptTemplate kRevealPhoto =
     "tell application \"Aperture\"\nreveal image version id \"%@\"\nend tell";
 constexpr ScriptTemplate kRevealContainer = "tell application \"Aperture\"\nreveal %@ id \"%@\"\nend tell";
-// Setting and clearing have texts of their own, which differ in their indentation alone.
+// The scripts for setting and for clearing differ only in their indentation.
 constexpr ScriptTemplate kSetInIPhoto =
     "tell application \"iPhoto\"\nset aPhoto to photo id %ld\nset latitude of aPhoto to %lf\nset longitude "
     "of aPhoto to "
@@ -34,7 +34,7 @@ constexpr ScriptTemplate kClearInAperture =
     "%lf\n\tset "
     "longitude of aPhoto to %lf\nend tell";
 
-// What the applications take for "no position": the largest single-precision number.
+// The value that means "no position" to the applications: the largest single-precision number.
 constexpr double kNoPosition = 3.4028234663852886e+38;
 
 std::int64_t iPhotoId(std::int32_t modelId) { return IPHOTO_BASE_ID + std::int64_t{modelId}; }
@@ -91,7 +91,7 @@ void EditingCommands::revealPhoto(const CommandRequest& request, ReplyChannel& r
   reply.sendToClientResultObject("Revealed Photo");
 }
 
-// The replies speak of an album for events too.
+// The replies say "album" for events, too; clients expect it.
 void EditingCommands::revealContainer(const CommandRequest& request, ReplyChannel& reply) {
   if (!mayReveal()) {
     reply.sendToClientResultObject("Don't want to reveal anything");
@@ -134,7 +134,7 @@ void EditingCommands::setGPS(const CommandRequest& request, ReplyChannel& reply)
 
 void EditingCommands::clearGPS(const CommandRequest& request, ReplyChannel& reply) {
   const Value& key = request.key();
-  // A missing key gets its error, and then the answer of every other key.
+  // A missing key gets this error reply and then the reply that every other key gets.
   if (isMissing(key)) reply.sendToClientErrorString("No Image");
   const std::int32_t modelId = photos_.photoDictWithVersionId(key)["ModelId"].intValue();
   if (!location_.preferAperture) static_cast<void>(scripts_.iPhotoIsRunning());
@@ -143,7 +143,7 @@ void EditingCommands::clearGPS(const CommandRequest& request, ReplyChannel& repl
     reply.sendToClientResultObject("Cleared GPS");
     return;
   }
-  // At most one script, Aperture's first: unlike setting.
+  // Unlike setting, this queues at most one script, and Aperture comes first.
   if (flags_.connectedWithAperture) {
     queue(filledScript(kClearInAperture, {key, kNoPosition, kNoPosition}), key);
   } else if (flags_.connectedWithIPhoto) {

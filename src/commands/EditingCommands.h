@@ -1,4 +1,4 @@
-// The commands that act on the photo application: reveal a photo or album there, set and clear a photo's
+// The commands that act on the photo application: reveal a photo or album in it, set and clear a photo's
 // position. Each queues a script and replies at once. Core thread.
 #pragma once
 
@@ -19,15 +19,15 @@ class UserDefaults;
 
 class EditingCommands final {
  public:
-  // Borrows everything. iPhotoWasEdited: set once a script that changes a position was queued.
+  // Borrows everything. Sets iPhotoWasEdited when it queues a script that changes a position.
   EditingCommands(const LibraryLocation& location, PhotoRecords& photos, ScriptQueue& scripts,
                   Messages& messages, const UserDefaults& defaults, const PhotoApplicationFlags& flags,
                   std::atomic<bool>& iPhotoWasEdited);
 
-  // Gives the five editing commands their handlers, which borrow this.
+  // Adds the handlers of the five editing commands, which borrow this object.
   void addTo(CommandHandler& handler);
 
-  // The library is one of iPhoto '08, which cannot be tagged by script. Nothing finds that out: it stays
+  // Whether the library belongs to iPhoto '08, which scripts cannot change. Nothing detects that: it stays
   // false.
   bool legacyIPhoto = false;
 
@@ -38,7 +38,7 @@ class EditingCommands final {
   void clearGPS(const CommandRequest& request, ReplyChannel& reply);
 
   bool mayReveal() const;
-  // Queues a script, or tells the user that a text in the request was refused.
+  // Queues a script, or reports to the user that a text in the request was refused.
   void queue(std::optional<std::string> script, const Value& refused);
 
   const LibraryLocation& location_;

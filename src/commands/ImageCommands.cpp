@@ -14,7 +14,7 @@ constexpr std::string_view kNoImage = "No Image";
 
 bool isMissing(const Value& key) { return key.string().empty(); }
 
-// A path as %@ prints it.
+// A path as an argument of %@; nil prints as (null).
 Value pathValue(const std::optional<std::string>& path) { return path ? Value(*path) : Value(); }
 
 }  // namespace
@@ -42,7 +42,7 @@ void ImageCommands::thumbOfPhoto(const CommandRequest& request, ReplyChannel& re
 
 void ImageCommands::dataOfPhoto(const CommandRequest& request, ReplyChannel& reply) {
   const Value& key = request.key();
-  // And on: clients expect the second reply, that of the look-up without a key.
+  // Continues on purpose: clients expect a second reply, that of the look-up without a key.
   if (isMissing(key)) reply.sendToClientErrorString(kNoImage);
   sendFile(files_.pathNameOfImageWithUuid(key), kNoImage, reply);
 }
@@ -77,7 +77,7 @@ std::optional<Bytes> ImageCommands::jpegOfImage(const Value& key) {
   const auto path = files_.pathNameOfImageWithUuid(key);
   if (!path) return std::nullopt;
   const OpenFile file = files_.open(path);
-  // Asked for its line in the log: the client turns the picture by itself.
+  // Called only for its log line: the client rotates the picture itself.
   files_.rotationOfVersionId(key);
   files_.releaseLocks();
   return file.state == FileState::Open ? decoder_.jpegOf(file) : std::nullopt;

@@ -1,5 +1,5 @@
-// The commands that deliver pictures: thumbnails, previews and masters as they lie in the library, and the
-// master encoded anew as JPEG. Core thread.
+// The commands that deliver pictures: the files of thumbnails, previews and masters, and the master encoded
+// again as JPEG. Core thread.
 #pragma once
 
 #include <cstdint>
@@ -28,7 +28,7 @@ class ImageCommands final {
   // Borrows everything.
   ImageCommands(ImageFiles& files, PictureDecoder& decoder, Messages& messages);
 
-  // Gives the five commands their handlers, which borrow this.
+  // Adds the handlers of the five commands, which borrow this object.
   void addTo(CommandHandler& handler);
 
  private:
@@ -37,9 +37,9 @@ class ImageCommands final {
   void squareThumbOfPhoto(const CommandRequest& request, ReplyChannel& reply);
   void imageOfPhoto(const CommandRequest& request, ReplyChannel& reply);
   void fullscreenImageOfPhoto(const CommandRequest& request, ReplyChannel& reply);
-  // Nothing when the file is missing, unreadable or too large.
+  // Nothing if the file is missing, unreadable or too large.
   std::optional<ReplyData> dataOf(const std::optional<std::string>& path);
-  // The file's content as the result, or the error.
+  // Sends the file's content as the result, or the error.
   void sendFile(const std::optional<std::string>& path, std::string_view error, ReplyChannel& reply);
   std::optional<Bytes> jpegOfImage(const Value& key);
 

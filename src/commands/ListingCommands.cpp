@@ -9,7 +9,8 @@ namespace moxtel {
 
 namespace {
 
-// The first dictionary of a list whose entry reads as the number; null without. No list is an empty one here.
+// The first dictionary in the list whose `field` reads as the number; null if there is none. Nil counts as an
+// empty list.
 const Value* firstWithNumber(const Value& list, std::string_view field, std::int32_t number) {
   for (const Value& entry : list.array()) {
     if (entry[field].intValue() == number) return &entry;
@@ -17,13 +18,13 @@ const Value* firstWithNumber(const Value& list, std::string_view field, std::int
   return nullptr;
 }
 
-// Albums and events alike: the wording names an album for both, and clients know it so.
+// For albums and events: the text says "album" for both, and clients expect it.
 void sendAlbumNotFound(std::int32_t number, ReplyChannel& reply) {
   NSLog("did not found album with ID '%d'", number);
   reply.sendToClientSerializedObject(Dictionary{{"error", "Album not found"}});
 }
 
-// No table of master images is read, so a photo of an event has no other entries than its key.
+// The table of master images is not read, so a photo of a legacy event has only its key.
 Value legacyPhoto(const Value& key) {
   Dictionary photo = mutableDictionary({{"PhotoKey", key}});
   PhotoRecords::repairCoordinatesOf(photo);

@@ -9,23 +9,23 @@
 
 namespace moxtel {
 
-// What the listing commands ask of the library. Nil is "no list" and gets no reply, an empty array is a list.
+// What the listing commands ask the library. Nil is "no list" and gets no reply; an empty array is a list.
 class ListingSource {
  public:
   virtual ~ListingSource() = default;
   virtual Value getTopLevelAlbums() = 0;
   virtual Value getTopLevelProjects() = 0;
   virtual Value facesAlbums() = 0;
-  // A uuid is what the client sent: any value.
+  // A uuid is whatever value the client sent.
   virtual Value photosInContainer(const Value& uuid) = 0;
   virtual Value containersInParentUuid(const Value& parentUuid) = 0;
   virtual Value photosForFaceID(const Value& faceUuid) = 0;
   // Whether the library is read from its databases.
   virtual bool usingDB() const = 0;
-  // Major version of the installed photo application, 0 while unknown.
+  // Major version of the installed photo application; 0 means unknown.
   virtual std::int32_t iPhotoMajorVersion() const = 0;
-  // Lists of the legacy kind, nil where there are none: dictionaries with "AlbumId", "RollID", "children" and
-  // "KeyList".
+  // The legacy lists, of dictionaries with "AlbumId", "RollID", "children" and "KeyList"; nil if there are
+  // none.
   virtual Value albums() const = 0;
   virtual Value events() const = 0;
 
@@ -37,10 +37,10 @@ class ListingSource {
 
 class ListingCommands final {
  public:
-  // Borrows it.
+  // Borrows the source.
   explicit ListingCommands(ListingSource& source) : source_(source) {}
 
-  // Gives the seven listing commands their handlers, which borrow this.
+  // Adds the handlers of the seven listing commands, which borrow this object.
   void addTo(CommandHandler& handler);
 
  private:

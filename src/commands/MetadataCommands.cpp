@@ -16,7 +16,7 @@
 namespace moxtel {
 namespace {
 
-// A property of the library and the label under which clients show it.
+// A property's name in the library and the label that clients show.
 struct Label {
   std::string_view property;
   std::string_view label;
@@ -35,14 +35,14 @@ constexpr Label kTextLabels[] = {
     {"PixelSize", "Pixel Size"},
 };
 
-// Empty for a property that clients are not told.
+// Empty for a property that is not sent to clients.
 std::string_view labelOf(std::span<const Label> labels, const Value& property) {
   const auto isMeant = [&](const Label& label) { return property.string() == label.property; };
   const auto found = std::find_if(labels.begin(), labels.end(), isMeant);
   return found == labels.end() ? std::string_view() : found->label;
 }
 
-// 0 stands for a date that nobody knows.
+// 0 means that the date is unknown.
 void setDate(Dictionary& movie, const char* key, const Value& seconds) {
   if (seconds.doubleValue() != 0.0) movie.set(key, Date{seconds.doubleValue()});
 }
@@ -74,7 +74,7 @@ void MetadataCommands::addTo(CommandHandler& handler) {
 
 void MetadataCommands::infosOfPhoto(const CommandRequest& request, ReplyChannel& reply) {
   const Value& key = request.key();
-  // And on: what a look-up without a key finds is the second reply.
+  // Continues on purpose: the result of the look-up without a key is the second reply.
   if (key.string().empty()) reply.sendToClientErrorString("No Image");
   reply.sendToClientResultObject(photos_.photoDictWithVersionId(key));
 }
@@ -126,7 +126,7 @@ std::int32_t MetadataCommands::addVersionFacts(const Value& key, Dictionary& mov
   Query query = databases_.run(
       DatabaseFile::Library,
       "SELECT fileName,masterHeight,masterWidth,createDate,modelId FROM RKVersion WHERE uuid = '%@'", {key});
-  // Without a row every column reads as 0 or nothing, and the movie gets that.
+  // Without a row, every column reads as 0 or nil, and the movie gets these values.
   static_cast<void>(query.step());
   setNonNilObjectForKey(movie, query.stringColumn(0), "Filename");
   movie.set("Pixel Height", query.integerNumberColumn(1));

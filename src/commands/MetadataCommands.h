@@ -1,11 +1,11 @@
-// The commands that describe one photo: its record, and what its file or, for a movie, the library knows
-// about it. Core thread.
+// The commands that describe one photo: its record, and the metadata of its file or, for a movie, of the
+// library. Core thread.
 //
-// "Metadata of Photo" of a movie is a mutable dictionary with, each where it is known: "CreationDate",
+// "Metadata of Photo" of a movie is a mutable dictionary with the known values of: "CreationDate",
 // "ModificationDate" (dates), "Caption", "Comment", "MediaType", "Filesize (KB)" (bytes / 1024, never 0),
-// "Filename", "Pixel Height", "Pixel Width", "Creation Date" (a date, of the database), "Datarate (kbit/s)",
-// "Frames per Second", "Duration (s)" (reals, as the library keeps them), "Codec", "Audio Sample Rate",
-// "Aspect Ratio", "Pixel Size" (texts). Of a still image it is what ImageProperties.h describes.
+// "Filename", "Pixel Height", "Pixel Width", "Creation Date" (a date, from the database), "Datarate
+// (kbit/s)", "Frames per Second", "Duration (s)" (reals, as stored in the library), "Codec", "Audio Sample
+// Rate", "Aspect Ratio", "Pixel Size" (texts). For a still image, ImageProperties.h describes it.
 #pragma once
 
 #include <cstdint>
@@ -26,7 +26,7 @@ class MetadataCommands final {
   MetadataCommands(LibraryDatabases& databases, ImageFiles& files, PhotoRecords& photos,
                    ImagePropertyReader& properties);
 
-  // Gives the two commands their handlers, which borrow this.
+  // Adds the handlers of the two commands, which borrow this object.
   void addTo(CommandHandler& handler);
 
  private:

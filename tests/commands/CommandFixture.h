@@ -1,4 +1,4 @@
-// The command handler with a scripted library and a channel that keeps the replies.
+// The command handler with a fake library and a channel that records the replies.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -14,7 +14,7 @@
 
 namespace moxtel {
 
-// Answers with what the test puts in, and remembers what it was asked.
+// Returns what the test sets, and records the calls.
 class FakeListingSource : public ListingSource {
  public:
   Value getTopLevelAlbums() override { return asked("albums", {}, topLevelAlbums); }
@@ -47,7 +47,7 @@ class FakeListingSource : public ListingSource {
   }
 };
 
-// Notes its calls in a list that it shares with the channel of replies.
+// Records its calls in a list that it shares with the reply channel.
 class FakeScope : public CommandScope {
  public:
   explicit FakeScope(std::vector<std::string>& calls) : calls_(calls) {}
@@ -77,13 +77,13 @@ class CommandFixture : public testing::Test {
   static Notification chunk(Bytes bytes) {
     return {"GotData", nullptr, Dictionary{{"data", std::move(bytes)}}};
   }
-  // Lets the handler take a request from its bytes on; the replies that it sent.
+  // Passes the request's bytes to the handler and returns the replies that it sent.
   std::vector<Value> replies(const Value& request) {
     channel.envelopes.clear();
     handler.gotDataFromServer(chunk(archivedData(request)));
     return channel.envelopes;
   }
-  // The only reply; nil when there is none, or another one.
+  // The only reply; nil unless there is exactly one.
   Value reply(const Value& request) {
     const auto all = replies(request);
     return all.size() == 1 ? all[0] : Value();

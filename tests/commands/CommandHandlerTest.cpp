@@ -17,17 +17,17 @@ Dictionary command(Value name) { return Dictionary{{"command", std::move(name)}}
 
 TEST_F(Handler, answersTheVersion) { EXPECT_EQ(reply(command("Get Version")), result("1.4")); }
 
-TEST_F(Handler, tellsACommandThatItDoesNotKnow) {
+TEST_F(Handler, repliesAnErrorToAnUnknownCommand) {
   EXPECT_EQ(reply(command("get version")), error("Command 'get version' was not handled"));
   EXPECT_EQ(reply(command("")), error("Command '' was not handled"));
   EXPECT_EQ(reply(command("100%@ %s")), error("Command '100%@ %s' was not handled"));
 }
 
-TEST_F(Handler, tellsACommandThatNobodyHasTaken) {
+TEST_F(Handler, repliesAnErrorToACommandWithoutAHandler) {
   EXPECT_EQ(reply(command("Thumb of Photo")), error("Command 'Thumb of Photo' was not handled"));
 }
 
-TEST_F(Handler, takesHandlersForTheCommandsOfTheTableOnly) {
+TEST_F(Handler, acceptsHandlersOnlyForCommandsOfTheTable) {
   const auto nothing = [](const CommandRequest&, ReplyChannel&) {};
   for (const auto name : kCommandNames) EXPECT_NO_THROW(handler.add(name, nothing));
   EXPECT_THROW(handler.add("Get Everything", nothing), std::invalid_argument);
@@ -40,14 +40,14 @@ TEST_F(Handler, repliesNothingWithoutACommand) {
   EXPECT_EQ(linesBeginning("Bad commandDict: "), 2u);
 }
 
-TEST_F(Handler, logsNoMoreOfABadRequestThanItIsWorth) {
+TEST_F(Handler, boundsTheLogLineOfABadRequest) {
   std::vector<Value> many(4, Value(std::string(3000, 'x')));
   for (int level = 0; level < 5; ++level) many = std::vector<Value>(4, Array(many, Mutability::Immutable));
   EXPECT_THAT(replies(Dictionary{{"id", Array(many, Mutability::Immutable)}}), IsEmpty());
   for (const std::string& line : log.lines()) EXPECT_LT(line.size(), 70'000u);
 }
 
-TEST_F(Handler, repliesNothingToWhatIsNoArchive) {
+TEST_F(Handler, repliesNothingToBytesThatAreNoArchive) {
   handler.gotDataFromServer(chunk({'x', 'y'}));
   handler.gotDataFromServer(chunk({}));
   EXPECT_THAT(channel.envelopes, IsEmpty());
@@ -65,26 +65,26 @@ TEST_F(Handler, repliesNothingToARequestInTwoChunks) {
   EXPECT_EQ(linesBeginning("uncaught exception: "), 2u);
 }
 
-TEST_F(Handler, repliesNothingToARootThatIsNoDictionary) {
+TEST_F(Handler, repliesNothingToARootThatIsNotADictionary) {
   for (const Value& root : {Value("Get Version"), Value(5), Value(Array{{"command", "Get Version"}})}) {
     EXPECT_THAT(replies(root), IsEmpty());
   }
-  EXPECT_EQ(linesBeginning("uncaught exception: the request is no dictionary"), 3u);
+  EXPECT_EQ(linesBeginning("uncaught exception: the request is not a dictionary"), 3u);
 }
 
-TEST_F(Handler, takesANilRootAsNoCommand) {
+TEST_F(Handler, treatsANilRootAsAMissingCommand) {
   EXPECT_THAT(replies(Value()), IsEmpty());
   EXPECT_TRUE(log.contains("Bad commandDict: (null)"));
 }
 
-TEST_F(Handler, repliesNothingToACommandThatIsNoText) {
+TEST_F(Handler, repliesNothingToACommandThatIsNotText) {
   for (const Value& name : {Value(1), Value(true), Value(Array()), Value(Bytes{1})}) {
     EXPECT_THAT(replies(command(name)), IsEmpty());
   }
   EXPECT_EQ(linesBeginning("uncaught exception: the command of the request is no text"), 4u);
 }
 
-TEST_F(Handler, repliesNothingToAKeyThatIsNoText) {
+TEST_F(Handler, repliesNothingToAKeyThatIsNotText) {
   handler.add("Infos of Photo", [](const CommandRequest& request, ReplyChannel& channel_) {
     channel_.sendToClientResultObject(request.key().isNil() ? Value("no key") : request.key());
   });
@@ -99,7 +99,7 @@ TEST_F(Handler, repliesNothingToAKeyThatIsNoText) {
   EXPECT_EQ(linesBeginning("uncaught exception: the key of the request is no text"), 5u);
 }
 
-TEST_F(Handler, decodesTwice) {
+TEST_F(Handler, decodesEachRequestTwice) {
   int decoded = 0;
   CommandHandler counting(loop, channel, scope, {1, 4}, [&](std::span<const std::uint8_t> bytes) {
     ++decoded;
@@ -110,7 +110,7 @@ TEST_F(Handler, decodesTwice) {
   EXPECT_THAT(channel.envelopes, ElementsAre(result("1.4")));
 }
 
-TEST_F(Handler, logsAFailureOfTheSecondDecodingOnly) {
+TEST_F(Handler, logsOnlyAFailureOfTheSecondDecoding) {
   int decoded = 0;
   CommandHandler failing(loop, channel, scope, {1, 4}, [&](std::span<const std::uint8_t> bytes) {
     using Outcome = std::variant<Value, DecodingError>;
@@ -121,7 +121,7 @@ TEST_F(Handler, logsAFailureOfTheSecondDecodingOnly) {
   EXPECT_THAT(log.lines(), ElementsAre("unarchiveObject got exception: odd", "Bad commandDict: (null)"));
 }
 
-TEST_F(Handler, endsWhatLeavesAHandlerAndGoesOn) {
+TEST_F(Handler, logsAnExceptionOfAHandlerAndContinues) {
   handler.add("Get Faces", [](const CommandRequest&, ReplyChannel&) { throw std::runtime_error("broken"); });
   EXPECT_THAT(replies(command("Get Faces")), IsEmpty());
   EXPECT_TRUE(log.contains("uncaught exception: broken"));
@@ -190,8 +190,8 @@ TEST_F(Handler, readsIdsAsUuidsAndAsNumbers) {
   EXPECT_EQ(CommandRequest(Dictionary()).number(), 0);
 }
 
-// Whoever looks for it would write it into the log, and the console: two thousand times what was sent.
-TEST_F(Handler, repliesNothingToAnIdThatUnfolds) {
+// The look-up would write the id's description, two thousand times its size, to the log and the console.
+TEST_F(Handler, repliesNothingToAnIdWithALongDescription) {
   const Array texts(std::vector<Value>(60, Value(std::string(2500, 'x'))), Mutability::Immutable);
   const Array id(std::vector<Value>(60, Value(texts)), Mutability::Immutable);
   const Dictionary request{{"command", "Folders of Album"}, {"id", id}};
@@ -201,7 +201,7 @@ TEST_F(Handler, repliesNothingToAnIdThatUnfolds) {
   EXPECT_TRUE(log.contains("uncaught exception: the id of the request unfolds into too much text"));
 }
 
-TEST_F(Handler, takesAnIdOfSeveralParts) {
+TEST_F(Handler, passesAnArrayAsIdToTheLibrary) {
   const Array id{"a", Dictionary{{"b", 1}}};
   EXPECT_EQ(reply(Dictionary{{"command", "Folders of Album"}, {"id", id}}), result(Array()));
   ASSERT_EQ(source.questions.size(), 1u);

@@ -36,7 +36,7 @@ class EditingCommandsTest : public testing::Test {
     served.messages.lines.clear();
   }
 
-  // The envelopes of one command; the scripts that it queued have run then.
+  // Runs one command and the scripts that it queues; returns the envelopes.
   std::vector<Value> ask(const char* command, Dictionary request = Dictionary()) {
     channel.envelopes.clear();
     request.set("command", command);
@@ -84,7 +84,7 @@ TEST_F(EditingCommandsTest, revealsAnyKeyWithoutLookingItUp) {
               ElementsAre("tell application \"Aperture\"\nreveal image version id \"100%@\"\nend tell"));
 }
 
-TEST_F(EditingCommandsTest, revealsNothingWithoutTheUsersLeave) {
+TEST_F(EditingCommandsTest, revealsNothingWithoutTheUsersPermission) {
   preferAperture();
   served.defaults.setBool("RevealPhoto", false);
   EXPECT_THAT(ask("Reveal Photo", {{"key", "key"}}), ElementsAre(result("Don't want to reveal photo")));
@@ -152,7 +152,7 @@ TEST_F(EditingCommandsTest, setsAPositionInAperture) {
   EXPECT_THAT(served.messages.lines, ElementsAre(Pair("Info", "Set geotag of photo 'key' (index 7)")));
 }
 
-TEST_F(EditingCommandsTest, setsInBothApplicationsButClearsInApertureAlone) {
+TEST_F(EditingCommandsTest, setsInBothApplicationsButClearsOnlyInAperture) {
   served.flags.connectedWithIPhoto = true;
   served.flags.connectedWithAperture = true;
   static_cast<void>(ask("Set GPS of Photo", position(1, 2)));
@@ -195,8 +195,8 @@ TEST_F(EditingCommandsTest, answersTheSameWhenNoApplicationRuns) {
   EXPECT_THAT(runner.scripts, IsEmpty());
 }
 
-// The flag is a second old; the process has gone in the meantime.
-TEST_F(EditingCommandsTest, startsIPhotoBeforeSettingWhenItHasJustGone) {
+// The flag is set, but the process has ended since the last check.
+TEST_F(EditingCommandsTest, startsIPhotoBeforeSettingWhenItHasJustEnded) {
   served.flags.connectedWithIPhoto = true;
   static_cast<void>(ask("Set GPS of Photo", position(1, 2)));
   ASSERT_EQ(runner.scripts.size(), 2u);
@@ -224,7 +224,7 @@ TEST_F(EditingCommandsTest, looksForIPhotoBeforeClearingUnlessApertureIsPreferre
   EXPECT_EQ(applications.asked(), 1);
 }
 
-TEST_F(EditingCommandsTest, refusesIncompletePositions) {
+TEST_F(EditingCommandsTest, rejectsIncompletePositions) {
   served.flags.connectedWithIPhoto = true;
   const Value bad = error("Bad data for GPS");
   EXPECT_THAT(ask("Set GPS of Photo"), ElementsAre(bad));
@@ -255,7 +255,7 @@ TEST_F(EditingCommandsTest, anUnknownPhotoIsAddressedByTheBareOffset) {
   EXPECT_THAT(served.messages.lines, ElementsAre(Pair("Info", "Set geotag of photo 'nobody' (index 0)")));
 }
 
-TEST_F(EditingCommandsTest, strangeNumbersPrintAsWords) {
+TEST_F(EditingCommandsTest, printsNanInfinityAndLargeNumbers) {
   served.flags.connectedWithIPhoto = true;
   applications.set({"iPhoto"});
   const double infinity = std::numeric_limits<double>::infinity();
@@ -281,12 +281,12 @@ TEST_F(EditingCommandsTest, textsAreReadAsNumbers) {
   EXPECT_EQ(runner.scripts[0].find("north"), std::string::npos);
 }
 
-TEST_F(EditingCommandsTest, collectionsAreNoNumbers) {
+TEST_F(EditingCommandsTest, collectionsReadAsZero) {
   EXPECT_THAT(ask("Set GPS of Photo", position(Array{1}, Dictionary{{"a", 1}})),
               ElementsAre(result("Set GPS to 0.000000/0.000000")));
 }
 
-TEST_F(EditingCommandsTest, hostileTextsRunNoScriptAndAreShown) {
+TEST_F(EditingCommandsTest, hostileTextsRunNoScriptAndAreReported) {
   preferAperture();
   for (const std::string_view text :
        {kHostile, std::string_view("\\"), std::string_view("a\0b", 3), std::string_view("\r")}) {

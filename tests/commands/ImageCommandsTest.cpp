@@ -23,7 +23,7 @@ namespace {
 using testing::Contains;
 using testing::IsEmpty;
 
-// Looks, whenever a reply is written, whether the photo application could write its library meanwhile.
+// Checks whenever a reply is written that the photo application could write to its library.
 class LockCheckingChannel final : public RecordingReplyChannel {
  public:
   explicit LockCheckingChannel(test::TestLibrary& files) : files_(files) {}
@@ -109,13 +109,13 @@ TEST_F(ImageCommandsTest, answersOnceWhenThereIsNoThumbnail) {
   EXPECT_EQ(repliesFor("Thumb of Photo", ""), only(error("No Thumbnail")));
 }
 
-TEST_F(ImageCommandsTest, sendsTheMasterAsItLies) {
+TEST_F(ImageCommandsTest, sendsTheMasterFileUnchanged) {
   file("Masters/a.jpg", "master");
   EXPECT_EQ(repliesFor("Data of Photo", "v"), only(data("master")));
   EXPECT_EQ(repliesFor("Data of Photo", "unknown"), only(error("No Image")));
 }
 
-TEST_F(ImageCommandsTest, answersTwiceWhenTheDataHaveNoKey) {
+TEST_F(ImageCommandsTest, repliesTwiceToDataOfPhotoWithoutAKey) {
   const std::vector<Value> twice{error("No Image"), error("No Image")};
   EXPECT_EQ(replies("Data of Photo", Dictionary()), twice);
   EXPECT_EQ(repliesFor("Data of Photo", ""), twice);
@@ -134,7 +134,7 @@ TEST_F(ImageCommandsTest, sendsTheSquareThumbnailOrTheFace) {
   EXPECT_EQ(ask(false), only(data("mini")));
 }
 
-TEST_F(ImageCommandsTest, logsASquareThumbnailThatIsNotThere) {
+TEST_F(ImageCommandsTest, logsAMissingSquareThumbnail) {
   EXPECT_EQ(repliesFor("Square Thumb of Photo", "v"), only(error("No Square Thumb")));
   EXPECT_THAT(served.log.lines(),
               Contains("found NO thumbnail at '" + files.path() + "/Thumbnails/mini.jpg' for key 'v'"));
@@ -142,7 +142,7 @@ TEST_F(ImageCommandsTest, logsASquareThumbnailThatIsNotThere) {
   EXPECT_THAT(served.log.lines(), Contains("found NO thumbnail at '(null)' for key '100%d'"));
 }
 
-TEST_F(ImageCommandsTest, needsAKeyForTheSquareThumbnail) {
+TEST_F(ImageCommandsTest, requiresAKeyForTheSquareThumbnail) {
   EXPECT_EQ(replies("Square Thumb of Photo", Dictionary()), only(error("No key for Square Thumb")));
   EXPECT_EQ(repliesFor("Square Thumb of Photo", ""), only(error("No key for Square Thumb")));
 }
@@ -154,7 +154,7 @@ TEST_F(ImageCommandsTest, sendsTheThumbnailForTheFullScreen) {
   EXPECT_EQ(replies("Fullscreen 1024 Image of Photo", Dictionary()), only(error("No Image")));
 }
 
-TEST_F(ImageCommandsTest, encodesTheMasterAnewInItsStoredOrientation) {
+TEST_F(ImageCommandsTest, encodesTheMasterAgainInItsStoredOrientation) {
   PixelBuffer image{40, 20, PixelLayout::Gray, Bytes(800, 30), {}};
   for (std::size_t i = 0; i < 20; ++i) std::fill_n(image.row(i), 20, std::uint8_t{220});
   PixelBufferSource source(image);
@@ -170,7 +170,7 @@ TEST_F(ImageCommandsTest, encodesTheMasterAnewInItsStoredOrientation) {
   EXPECT_THAT(served.log.lines(), Contains("rotation of 'v': 90"));
 }
 
-TEST_F(ImageCommandsTest, hasNoImageOfWhatIsNoPicture) {
+TEST_F(ImageCommandsTest, repliesAnErrorForAFileThatIsNoPicture) {
   EXPECT_EQ(repliesFor("Image of Photo", "v"), only(error("No Image")));
   file("Masters/a.jpg", "no picture");
   EXPECT_EQ(repliesFor("Image of Photo", "v"), only(error("No Image")));
@@ -180,7 +180,7 @@ TEST_F(ImageCommandsTest, hasNoImageOfWhatIsNoPicture) {
 
 TEST_F(ImageCommandsTest, doesNotReadAFileWhoseReplyWouldBeTooLong) {
   const std::string path = file("Masters/a.jpg", "");
-  ASSERT_EQ(::truncate(path.c_str(), std::int64_t{5} << 30), 0);  // takes no room on the disk
+  ASSERT_EQ(::truncate(path.c_str(), std::int64_t{5} << 30), 0);  // uses no disk space
   EXPECT_EQ(repliesFor("Data of Photo", "v"), only(error("No Image")));
   EXPECT_EQ(served.messages.count("Info", "too large"), 1);
   EXPECT_EQ(served.messages.count("Info", "5368709120 bytes"), 1);
@@ -220,8 +220,8 @@ TEST_F(ImageCommandsTest, changesNothingInTheLibrary) {
   EXPECT_EQ(test::stateOf(files.path()), before);
 }
 
-TEST(ImageCommandsLimit, leavesRoomForTheArchiveAroundTheData) {
-  // What an archive holds beside the data, from the smallest data to some whose places need more bytes.
+TEST(ImageCommandsLimit, leavesSpaceForTheArchiveAroundTheData) {
+  // The archive's size besides the data, from empty data to sizes whose offsets need more bytes.
   for (const std::size_t size :
        {std::size_t{0}, std::size_t{300}, std::size_t{100'000}, std::size_t{20'000'000}}) {
     const Value envelope = resultEnvelope(Bytes(size));

@@ -26,7 +26,7 @@ TEST_F(Listing, answersTheTopLevelLists) {
   EXPECT_EQ(reply(command("Get Faces")), result(names("face")));
 }
 
-TEST_F(Listing, asksForWhatTheIdNames) {
+TEST_F(Listing, passesTheIdToTheLibrary) {
   source.photos = names("photo");
   source.containers = names("folder");
   source.facePhotos = names("portrait");
@@ -38,7 +38,7 @@ TEST_F(Listing, asksForWhatTheIdNames) {
                           Pair("face photos", Value("f+1"))));
 }
 
-TEST_F(Listing, takesANumberAsTheTextOfAUuid) {
+TEST_F(Listing, convertsANumberToTheTextOfAUuid) {
   replies(command("Photos of Album", 17));
   replies(command("Folders of Album", 18));
   replies(command("Photos of Face", 19));
@@ -46,7 +46,7 @@ TEST_F(Listing, takesANumberAsTheTextOfAUuid) {
                                             Pair("face photos", Value("19"))));
 }
 
-TEST_F(Listing, asksWithoutAnIdToo) {
+TEST_F(Listing, asksTheLibraryEvenWithoutAnId) {
   EXPECT_EQ(reply(command("Photos of Album")), result(Array()));
   EXPECT_THAT(source.questions, ElementsAre(Pair("photos", Value())));
 }
@@ -84,7 +84,7 @@ TEST_F(Listing, answersTheChildrenOfALegacyAlbum) {
   EXPECT_THAT(source.questions, IsEmpty());
 }
 
-TEST_F(Listing, readsAnIdThatIsNoNumberAsZero) {
+TEST_F(Listing, readsAnIdThatIsNotANumberAsZero) {
   source.database = false;
   EXPECT_EQ(reply(command("Folders of Album", "trash")), error("Album not found"));
   EXPECT_TRUE(log.contains("did not found album with ID '0'"));
@@ -120,7 +120,7 @@ TEST_F(Listing, matchesEventsOfNewerApplicationsByAnotherField) {
   EXPECT_EQ(reply(command("Photos of Event", 3)), error("Album not found"));
 }
 
-// A client may change what it received: the lists it gets are of the mutable kind.
+// The archive's class names are those of mutable collections, as clients may change what they receive.
 TEST_F(Listing, sendsThePhotosOfAnEventAsMutableLists) {
   source.legacyEvents = Array{{Dictionary{{"RollID", 3}, {"KeyList", Array{{"a"}}}}}};
   const Value photos = reply(command("Photos of Event", 3))["result"];

@@ -108,16 +108,16 @@ TEST_F(MetadataCommandsTest, sendsThePhotoDictionaryAsItIs) {
   EXPECT_TRUE(sent[0]["result"].dictionary().isMutable());
 }
 
-TEST_F(MetadataCommandsTest, goesOnAfterTheErrorForInfosWithoutAKey) {
-  // Nothing is found without a key, and nothing yields no second reply.
+TEST_F(MetadataCommandsTest, continuesAfterTheErrorForInfosWithoutAKey) {
+  // The look-up without a key finds nothing, so there is no second reply.
   EXPECT_THROW(replies("Infos of Photo", Dictionary()), NilObjectError);
   EXPECT_EQ(channel.envelopes, only(error("No Image")));
   EXPECT_THROW(replies("Infos of Photo", Dictionary{{"key", ""}}), NilObjectError);
   EXPECT_EQ(channel.envelopes, only(error("No Image")));
 }
 
-TEST_F(MetadataCommandsTest, repliesTwiceToInfosWithoutAKeyWhereTheLookUpFindsOne) {
-  // A key that is missing is looked up as the text "(null)", an empty one as the empty text.
+TEST_F(MetadataCommandsTest, repliesTwiceToInfosWithoutAKeyIfTheLookUpFindsAPhoto) {
+  // A missing key is looked up as the text "(null)", an empty key as the empty text.
   const auto unnamed = still("(null)");
   const auto empty = still("");
   std::vector<Value> sent = replies("Infos of Photo", Dictionary());
@@ -130,12 +130,12 @@ TEST_F(MetadataCommandsTest, repliesTwiceToInfosWithoutAKeyWhereTheLookUpFindsOn
   EXPECT_EQ(sent[1]["result"]["ModelId"], Value(empty));
 }
 
-TEST_F(MetadataCommandsTest, hasNoInfosOfAnUnknownPhoto) {
+TEST_F(MetadataCommandsTest, repliesNothingToInfosOfAnUnknownPhoto) {
   EXPECT_THROW(replies("Infos of Photo", Dictionary{{"key", "unknown"}}), NilObjectError);
   EXPECT_THAT(channel.envelopes, IsEmpty());
 }
 
-TEST_F(MetadataCommandsTest, needsAKeyForMetadata) {
+TEST_F(MetadataCommandsTest, requiresAKeyForMetadata) {
   EXPECT_EQ(replies("Metadata of Photo", Dictionary()), only(error("No Image with key '(null)'")));
   EXPECT_EQ(metadata(""), only(error("No Image with key ''")));
 }
@@ -163,7 +163,7 @@ TEST_F(MetadataCommandsTest, sendsThePropertiesOfAStillImage) {
   EXPECT_FALSE(result["{JFIF}"].dictionary().isMutable());
 }
 
-TEST_F(MetadataCommandsTest, hasNoMetadataOfWhatIsNoPicture) {
+TEST_F(MetadataCommandsTest, hasNoMetadataOfAFileThatIsNoPicture) {
   still("v");
   EXPECT_EQ(metadata("v"), only(error("No Metadata")));
   file("a.jpg", "no picture");
@@ -172,7 +172,7 @@ TEST_F(MetadataCommandsTest, hasNoMetadataOfWhatIsNoPicture) {
   EXPECT_EQ(metadata("v"), only(error("No Metadata")));
 }
 
-TEST_F(MetadataCommandsTest, tellsOfAMovieWhatTheLibraryKnows) {
+TEST_F(MetadataCommandsTest, sendsTheLibrarysMetadataOfAMovie) {
   const auto id = movie("v");
   file("a.mov", std::string(2048, 'x'));
   number(id, "DataRate", 1500.5);
@@ -214,14 +214,14 @@ TEST_F(MetadataCommandsTest, roundsTheSizeOfAMovieDown) {
   EXPECT_EQ(movieMetadata("v")["Filesize (KB)"], Value(1));
 }
 
-TEST_F(MetadataCommandsTest, tellsTheSizeOfALargeMovieWithoutReadingIt) {
+TEST_F(MetadataCommandsTest, sendsTheSizeOfALargeMovieWithoutReadingIt) {
   movie("v");
   file("a.mov", "");
-  std::filesystem::resize_file(files.path() + "/Masters/a.mov", std::uintmax_t{5} << 40);  // a hole
+  std::filesystem::resize_file(files.path() + "/Masters/a.mov", std::uintmax_t{5} << 40);  // sparse
   EXPECT_EQ(movieMetadata("v")["Filesize (KB)"], Value(std::int64_t{5} << 30));
 }
 
-TEST_F(MetadataCommandsTest, hasOnlyTheDatabasesDateOfAMovieWithoutItsOwn) {
+TEST_F(MetadataCommandsTest, sendsOnlyTheDatabasesDateOfAMovieWithoutItsOwn) {
   movie("v");
   const Dictionary sent = movieMetadata("v");
   EXPECT_FALSE(sent.contains("CreationDate"));
@@ -229,7 +229,7 @@ TEST_F(MetadataCommandsTest, hasOnlyTheDatabasesDateOfAMovieWithoutItsOwn) {
   EXPECT_EQ(sent["Creation Date"], Value(Date{300000000.5}));
 }
 
-TEST_F(MetadataCommandsTest, readsNullsOfAMovieAsNothing) {
+TEST_F(MetadataCommandsTest, leavesOutNullsOfAMovie) {
   const auto id = files.insert(
       "RKVersion",
       Dictionary{
@@ -243,7 +243,7 @@ TEST_F(MetadataCommandsTest, readsNullsOfAMovieAsNothing) {
   EXPECT_EQ(metadata("v"), only(Dictionary{{"result", wanted}}));
 }
 
-TEST_F(MetadataCommandsTest, goesOnWhenAQueryCannotBePrepared) {
+TEST_F(MetadataCommandsTest, continuesWhenAQueryCannotBePrepared) {
   const auto id = movie("v");
   number(id, "FPS", 25);
   files.execute(DatabaseFile::Properties, "DROP TABLE RKUniqueString");
@@ -255,14 +255,14 @@ TEST_F(MetadataCommandsTest, goesOnWhenAQueryCannotBePrepared) {
                               id)));
 }
 
-TEST_F(MetadataCommandsTest, tellsOfAMovieWithoutThePropertiesDatabase) {
+TEST_F(MetadataCommandsTest, sendsMetadataOfAMovieWithoutThePropertiesDatabase) {
   movie("v");
   files.remove(DatabaseFile::Properties);
   EXPECT_EQ(movieMetadata("v")["Filename"], Value("Trip.mov"));
   EXPECT_FALSE(movieMetadata("v").contains("Codec"));
 }
 
-TEST_F(MetadataCommandsTest, leavesTheLibraryToOthersBeforeItReplies) {
+TEST_F(MetadataCommandsTest, releasesTheLibraryBeforeItReplies) {
   class Checking final : public ReplyChannel {
    public:
     explicit Checking(test::TestLibrary& library) : library_(library) {}

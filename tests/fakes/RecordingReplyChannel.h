@@ -1,4 +1,4 @@
-// A reply channel that keeps the envelopes which the real one would have written.
+// A reply channel that records the envelopes of the replies.
 #pragma once
 
 #include <string_view>

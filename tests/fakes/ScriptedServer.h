@@ -1,5 +1,5 @@
-// A server that does what the test says with each connection: reads a request, sends raw bytes, closes. For
-// tests of clients that meet strangers.
+// A server that runs a test's script for each connection: read a request, send raw bytes, close. For tests of
+// clients against untrusted servers.
 #pragma once
 
 #include <arpa/inet.h>
@@ -24,11 +24,11 @@ namespace moxtel {
 
 class ScriptedServer {
  public:
-  // One accepted connection. Every call gives up when the client has gone.
+  // One accepted connection. Every call fails once the client has disconnected.
   class Connection {
    public:
     explicit Connection(FileDescriptor socket) : socket_(std::move(socket)) {}
-    // One read, as servers take requests; empty at the end.
+    // The bytes of one read; empty at the end.
     std::string read() {
       std::array<char, 8192> buffer;
       const ssize_t count = ::recv(socket_.get(), buffer.data(), buffer.size(), 0);
@@ -96,7 +96,7 @@ class ScriptedServer {
     }
   }
 
-  // Whose connection the end of the server ends too; false when that has come.
+  // Sets the connection that the destructor closes; false if the server is stopping.
   bool setCurrent(Connection* connection) {
     const std::lock_guard lock(mutex_);
     current_ = connection;
@@ -113,7 +113,7 @@ class ScriptedServer {
   std::thread thread_;
 };
 
-// A port of this machine on which nobody listens.
+// A port of this machine without a listener.
 inline std::uint16_t unusedPort() {
   FileDescriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
   sockaddr_in address{};

@@ -23,7 +23,7 @@ struct PublicationReporterTest : testing::Test {
                                }};
 };
 
-TEST_F(PublicationReporterTest, tellsNameAddressAndPortInOneLine) {
+TEST_F(PublicationReporterTest, reportsNameAddressAndPortInOneLine) {
   reporter.changed({Kind::Pending, "Photos", ""});
   EXPECT_THAT(lines, IsEmpty());
   reporter.changed({Kind::Published, "Photos", "Avahi daemon"});
@@ -31,20 +31,20 @@ TEST_F(PublicationReporterTest, tellsNameAddressAndPortInOneLine) {
   EXPECT_THAT(lines, ElementsAre("Info: Published as \"Photos\" at 192.168.1.5, port 4250 (Avahi daemon)"));
 }
 
-TEST_F(PublicationReporterTest, tellsThatTheNameIsTaken) {
+TEST_F(PublicationReporterTest, reportsThatTheNameIsTaken) {
   reporter.changed({Kind::Renamed, "Photos #2", "Avahi daemon"});
   EXPECT_THAT(lines, ElementsAre("Info: The name \"Photos\" is taken. Published as \"Photos #2\" at "
                                  "192.168.1.5, port 4250 (Avahi daemon)"));
 }
 
-TEST_F(PublicationReporterTest, tellsAFailureAndWhereTheServerIsReached) {
+TEST_F(PublicationReporterTest, reportsAFailureAndTheServersAddress) {
   addresses = {"192.168.1.5", "10.0.0.1"};
   reporter.changed({Kind::Failed, "Photos", "Too many objects"});
   EXPECT_THAT(lines, ElementsAre("Error: Could not publish \"Photos\" on the network: Too many objects. The "
                                  "server can still be reached at 192.168.1.5, 10.0.0.1, port 4250"));
 }
 
-TEST_F(PublicationReporterTest, tellsThatThePublicationWasLostAndIsBack) {
+TEST_F(PublicationReporterTest, reportsThatThePublicationWasLostAndRestored) {
   reporter.changed({Kind::Published, "Photos", "Avahi daemon"});
   reporter.changed({Kind::Pending, "Photos", "the Avahi daemon went away"});
   reporter.changed({Kind::Pending, "Photos", "the host name is being registered"});
@@ -54,7 +54,7 @@ TEST_F(PublicationReporterTest, tellsThatThePublicationWasLostAndIsBack) {
   EXPECT_EQ(lines[2], "Info: Published as \"Photos\" at 192.168.1.5, port 4250 (built-in responder)");
 }
 
-TEST_F(PublicationReporterTest, tellsAnAddressThatChanges) {
+TEST_F(PublicationReporterTest, reportsAChangedAddress) {
   addresses.clear();
   reporter.changed({Kind::Published, "Photos", "built-in responder"});
   EXPECT_THAT(lines, ElementsAre("Info: Published as \"Photos\" at no network address yet, port 4250 "
@@ -67,7 +67,7 @@ TEST_F(PublicationReporterTest, tellsAnAddressThatChanges) {
   EXPECT_EQ(lines[1], "Info: Published as \"Photos\" at 10.0.0.1, port 4250 (built-in responder)");
 }
 
-TEST_F(PublicationReporterTest, saysNothingOfAddressesWhileNothingIsPublished) {
+TEST_F(PublicationReporterTest, reportsNoAddressesWhileNothingIsPublished) {
   reporter.changed({Kind::Pending, "Photos", ""});
   addresses = {"10.0.0.1"};
   loop.advance(1min);

@@ -40,7 +40,7 @@ class SocketClient : public testing::Test {
   std::vector<const void*> senders;
 };
 
-TEST_F(SocketClient, isNotConnectedBeforeAndAfter) {
+TEST_F(SocketClient, isConnectedOnlyBetweenConnectAndDisconnect) {
   EXPECT_FALSE(QVSocketClient::isConnected());
   const auto client = QVSocketClient::theClient(center);
   EXPECT_EQ(QVSocketClient::theClient(center), client);
@@ -61,7 +61,7 @@ TEST_F(SocketClient, dropsTheSharedClientWhenItDisconnects) {
   EXPECT_NE(QVSocketClient::theClient(center), client);
 }
 
-TEST_F(SocketClient, givesTheResultOfACommand) {
+TEST_F(SocketClient, returnsTheResultOfACommand) {
   std::string request;
   ScriptedServer server([&](Connection& connection) {
     request = connection.read();
@@ -85,7 +85,7 @@ TEST_F(SocketClient, logsTheErrorOfAServer) {
   EXPECT_TRUE(log.contains("GOT ERROR FROM SERVER: 'x'"));
 }
 
-TEST_F(SocketClient, makesNothingOfAnEmptyReply) {
+TEST_F(SocketClient, hasNoResultForAnEmptyReply) {
   ScriptedServer server([](Connection& connection) {
     connection.read();
     connection.sendFrame("");
@@ -121,13 +121,13 @@ TEST_F(SocketClient, readsALongReplyInPieces) {
   EXPECT_TRUE(log.contains(".... done!"));
 }
 
-TEST_F(SocketClient, asksNothingWhenItIsNotConnected) {
+TEST_F(SocketClient, sendsNothingWhenItIsNotConnected) {
   const auto client = QVSocketClient::create(center);
   EXPECT_FALSE(client->dataFromServerWithCommandDict(Dictionary{{"command", "x"}}));
   EXPECT_EQ(failureOf(client), ExchangeFailure::NotConnected);
 }
 
-TEST_F(SocketClient, tellsAHostThatItDoesNotKnow) {
+TEST_F(SocketClient, reportsAnUnknownHost) {
   const auto client = QVSocketClient::create(center);
   EXPECT_FALSE(client->connectTo("no such host", "", 4250));
   EXPECT_EQ(client->connectFailure(), "no such host is known");
@@ -135,7 +135,7 @@ TEST_F(SocketClient, tellsAHostThatItDoesNotKnow) {
   EXPECT_EQ(client->clientSocket(), 0);
 }
 
-// The number stays, as callers know it; the descriptor does not.
+// clientSocket() keeps the number of the descriptor, which is closed.
 TEST_F(SocketClient, sendsNothingAfterAConnectionThatFailed) {
   const auto client = QVSocketClient::create(center);
   EXPECT_FALSE(client->connectTo("127.0.0.1", "", unusedPort()));
@@ -147,7 +147,7 @@ TEST_F(SocketClient, sendsNothingAfterAConnectionThatFailed) {
   EXPECT_TRUE(senders.empty());
 }
 
-TEST_F(SocketClient, refusesARequestThatNoServerTakes) {
+TEST_F(SocketClient, rejectsARequestLongerThanAServerReads) {
   ScriptedServer server([](Connection& connection) { connection.read(); });
   const auto client = connectedTo(server);
   const auto outcome = client->exchange(Dictionary{{"command", std::string(5000, 'x')}});
@@ -155,7 +155,7 @@ TEST_F(SocketClient, refusesARequestThatNoServerTakes) {
   EXPECT_TRUE(log.contains("could not write to socket"));
 }
 
-TEST_F(SocketClient, givesASilentServerUp) {
+TEST_F(SocketClient, timesOutWhenTheServerIsSilent) {
   ScriptedServer server([](Connection& connection) {
     while (!connection.read().empty()) {
     }
@@ -172,7 +172,7 @@ TEST_F(SocketClient, noticesAServerThatCloses) {
   EXPECT_EQ(failureOf(connectedTo(server)), ExchangeFailure::ClosedAtOnce);
 }
 
-TEST_F(SocketClient, noticesAServerThatClosesInTheMiddle) {
+TEST_F(SocketClient, noticesAServerThatClosesInsideAReply) {
   int part = 0;
   ScriptedServer server([&](Connection& connection) {
     connection.read();
@@ -184,7 +184,7 @@ TEST_F(SocketClient, noticesAServerThatClosesInTheMiddle) {
   EXPECT_EQ(client->clientSocket(), 0);
 }
 
-TEST_F(SocketClient, givesAServerUpThatDribbles) {
+TEST_F(SocketClient, timesOutWhenTheServerSendsTooSlowly) {
   std::atomic<bool> done{false};
   ScriptedServer server([&](Connection& connection) {
     connection.read();
@@ -195,7 +195,7 @@ TEST_F(SocketClient, givesAServerUpThatDribbles) {
   done = true;
 }
 
-TEST_F(SocketClient, believesNoLength) {
+TEST_F(SocketClient, allocatesNoMemoryForALengthAlone) {
   ScriptedServer server([](Connection& connection) {
     connection.read();
     connection.send(Connection::lengthOf(0xFFFFFFFF));

@@ -49,7 +49,7 @@ TEST_F(Server, thereIsNoSharedServerBeforeTheFirst) {
   EXPECT_TRUE(logged("disconnect ..., 0x0, -1"));
 }
 
-TEST_F(Server, theLastServerMadeIsTheSharedOne) {
+TEST_F(Server, theServerConstructedLastIsTheSharedOne) {
   QVSocketServer first(center, &publisher);
   {
     const QVSocketServer second(center, &publisher);
@@ -58,7 +58,7 @@ TEST_F(Server, theLastServerMadeIsTheSharedOne) {
   EXPECT_EQ(QVSocketServer::theServer(), nullptr);
 }
 
-TEST_F(Server, tellsWhatItStarts) {
+TEST_F(Server, logsAndPublishesItsStart) {
   start();
   EXPECT_TRUE(
       log.contains("QVSocketServer::startServerOnPort: 0 withBonjourName: 'My Mac' andType: "
@@ -71,7 +71,7 @@ TEST_F(Server, tellsWhatItStarts) {
   EXPECT_EQ(published[0].port, server->port());
 }
 
-TEST_F(Server, takesTheLowBitsOfThePort) {
+TEST_F(Server, usesTheLowBitsOfThePort) {
   start();
   const std::uint16_t port = server->port();
   server->stop();
@@ -103,9 +103,9 @@ TEST_F(Server, doesNotStartWithoutAPublisher) {
   EXPECT_TRUE(log.contains("An error occurred initializing the NSNetService object."));
 }
 
-TEST_F(Server, doesNotListenWhereItCannotServe) {
+TEST_F(Server, doesNotListenWithoutAnAcceptThread) {
   QVSocketServer deaf(center, &publisher);
-  // Once while there are descriptors enough: UndefinedBehaviorSanitizer takes some at its first look at a
+  // The first start has enough descriptors: UndefinedBehaviorSanitizer opens some when it first checks a
   // class.
   ASSERT_TRUE(deaf.startServerOnPort(0, "My Mac", "_moxtelserver._tcp."));
   deaf.stop();
@@ -114,7 +114,7 @@ TEST_F(Server, doesNotListenWhereItCannotServe) {
   rlimit before{};
   ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
   rlimit one = before;
-  one.rlim_cur = static_cast<rlim_t>(next) + 1;  // for the listener and no more
+  one.rlim_cur = static_cast<rlim_t>(next) + 1;  // only for the listener
   ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &one), 0);
   const bool started = deaf.startServerOnPort(0, "My Mac", "_moxtelserver._tcp.");
   ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
@@ -123,7 +123,7 @@ TEST_F(Server, doesNotListenWhereItCannotServe) {
   EXPECT_EQ(deaf.startFailure(), "Too many open files");
 }
 
-TEST_F(Server, servesOnWhenPublishingFailsLater) {
+TEST_F(Server, keepsServingWhenPublishingFailsLater) {
   start();
   publisher.tell({PublicationState::Kind::Failed, "My Mac", "no network"});
   EXPECT_TRUE(logged("netService didNotPublish, errorDict: {"));
@@ -131,7 +131,7 @@ TEST_F(Server, servesOnWhenPublishingFailsLater) {
   expectServesTheNext();
 }
 
-TEST_F(Server, tellsOfAClientThatComesAndGoes) {
+TEST_F(Server, notifiesWhenAClientConnectsAndDisconnects) {
   start();
   RawClient::to(server->port()).close();
   ASSERT_TRUE(changes.waitFor(2));
@@ -145,14 +145,14 @@ TEST_F(Server, tellsOfAClientThatComesAndGoes) {
   EXPECT_FALSE(log.contains("could not read from socket"));
 }
 
-TEST_F(Server, tellsNoNameOfAClientThatHasNone) {
+TEST_F(Server, leavesOutTheNameOfAClientWithoutOne) {
   peerName.reset();
   start();
   const RawClient client = connected();
   EXPECT_EQ(changes.all()[0].userInfo, Value(Dictionary{{"clientip", "127.0.0.1"}}));
 }
 
-TEST_F(Server, isConnectedWhileAClientIsThere) {
+TEST_F(Server, isConnectedWhileAClientIsConnected) {
   start();
   EXPECT_FALSE(QVSocketServer::isConnected());
   EXPECT_EQ(server->remoteSocket(), 0);
@@ -165,7 +165,7 @@ TEST_F(Server, isConnectedWhileAClientIsThere) {
   EXPECT_EQ(server->remoteSocket(), 0);
 }
 
-TEST_F(Server, handsOnARequestOf4096BytesWhole) {
+TEST_F(Server, postsARequestOf4096BytesWhole) {
   start();
   RawClient client = connected();
   ASSERT_TRUE(client.send(std::string(4096, 'x')));
@@ -193,7 +193,7 @@ TEST_F(Server, keepsNothingFromOneReadToTheNext) {
   EXPECT_EQ(chunks.all()[1].size(), 6u);
 }
 
-TEST_F(Server, handsOnTwoRequestsOfOneReadAsOne) {
+TEST_F(Server, postsTwoRequestsOfOneReadAsOneChunk) {
   onData([&](const Notification&) { go.pass(); });
   start();
   RawClient client = connected();
@@ -279,7 +279,7 @@ class FileReply : public ServerFixture {
   std::function<void()> afterOpening;
 };
 
-TEST_F(FileReply, hasTheBytesOfTheSameReplyFromMemory) {
+TEST_F(FileReply, hasTheSameBytesAsAReplyFromMemory) {
   start();
   RawClient client = connected();
   for (const std::size_t size : {0u, 1u, 70'000u, 256u << 10, 5'000'000u}) {
@@ -320,7 +320,7 @@ TEST_F(FileReply, endsTheConnectionWhenTheFileHasBecomeShorter) {
   }
 }
 
-TEST_F(FileReply, isRefusedWhenNoLengthCanExpressIt) {
+TEST_F(FileReply, isRejectedWhenTooLongForItsLengthField) {
   writeFile(1000);
   start({.largestReply = 1000});
   RawClient client = connected();
@@ -333,7 +333,7 @@ TEST_F(FileReply, isRefusedWhenNoLengthCanExpressIt) {
   EXPECT_EQ(client.readEnvelope()["error"], Value("x"));
 }
 
-TEST_F(FileReply, endsWithTheConnectionWhenTheClientTakesNothing) {
+TEST_F(FileReply, timesOutWhenTheClientReadsNothing) {
   writeFile(16 << 20);
   start({.progress = 100ms});
   RawClient client = connected(4096);
@@ -364,7 +364,7 @@ TEST_F(Server, writesNothingWithoutAClient) {
   EXPECT_FALSE(server->sendToClientErrorString("nobody"));
 }
 
-TEST_F(Server, refusesANilResultBeforeAnythingIsWritten) {
+TEST_F(Server, rejectsANilResultBeforeAnythingIsWritten) {
   onData([&](const Notification&) { server->sendToClientResultObject(Value()); });
   start();
   EXPECT_THROW(server->sendToClientResultObject(Value()), NilObjectError);
@@ -375,7 +375,7 @@ TEST_F(Server, refusesANilResultBeforeAnythingIsWritten) {
   EXPECT_EQ(client.readSome(1), 0u);
 }
 
-TEST_F(Server, refusesAReplyThatNoLengthCanTell) {
+TEST_F(Server, rejectsAReplyTooLongForItsLengthField) {
   onData([&](const Notification&) { sent.add(server->sendToClientResultObject(largeReply(1000))); });
   start({.largestReply = 1000});
   RawClient client = connected();
@@ -388,7 +388,7 @@ TEST_F(Server, refusesAReplyThatNoLengthCanTell) {
   EXPECT_EQ(client.readEnvelope()["error"], Value("x"));
 }
 
-TEST_F(Server, readsOnWhenAnObserverThrows) {
+TEST_F(Server, continuesReadingWhenAnObserverThrows) {
   onData([&](const Notification&) { throw std::runtime_error("observer"); });
   start();
   RawClient client = connected();
@@ -400,7 +400,7 @@ TEST_F(Server, readsOnWhenAnObserverThrows) {
   EXPECT_TRUE(log.contains("uncaught exception: observer"));
 }
 
-TEST_F(Server, letsASecondClientWaitUntilTheFirstHasGone) {
+TEST_F(Server, servesASecondClientAfterTheFirstHasDisconnected) {
   start();
   RawClient first = connected();
   RawClient second = RawClient::to(server->port());
@@ -428,7 +428,7 @@ TEST_F(Server, disconnectEndsAConnectionThatIsBeingRead) {
   expectServesTheNext();
 }
 
-TEST_F(Server, disconnectLeavesTheCleaningUpToTheReader) {
+TEST_F(Server, disconnectLeavesTheCleanUpToTheAcceptThread) {
   onData([&](const Notification&) {
     go.pass();
     sent.add(server->sendToClientResultObject("too late"));
@@ -480,7 +480,7 @@ TEST_F(Server, closesToClientsEvenWhileAReplyIsBeingWritten) {
   expectServesTheNext();
 }
 
-TEST_F(Server, survivesClientsThatVanishAtEveryStage) {
+TEST_F(Server, survivesClientsThatDisconnectAtEveryStage) {
   start();
   expectServesTheNext();
   const std::size_t before = openDescriptors();
@@ -515,11 +515,11 @@ TEST_F(Server, survivesClientsThatVanishAtEveryStage) {
   }
   expectServesTheNext();
   server->stop();
-  // The listener and the waker's pipe have gone besides.
+  // stop() has also closed the listener and the waker's pipe.
   EXPECT_LE(openDescriptors(), before);
 }
 
-TEST_F(Server, endsAConnectionWhoseClientTakesNothing) {
+TEST_F(Server, endsAConnectionWhoseClientReadsNothing) {
   onData([&](const Notification&) { sent.add(server->sendToClientResultObject(largeReply(16 << 20))); });
   start({.progress = 100ms});
   RawClient client = connected(4096);
@@ -531,9 +531,9 @@ TEST_F(Server, endsAConnectionWhoseClientTakesNothing) {
   expectServesTheNext();
 }
 
-// The socket reports room only once a third of its buffer is free, which takes this reader longer than the
-// limit.
-TEST_F(Server, keepsAConnectionWhoseClientTakesALittleNowAndThen) {
+// The socket becomes writable only when a third of its buffer is free, which takes longer than the limit with
+// this reader.
+TEST_F(Server, keepsAConnectionWhoseClientReadsSlowly) {
   onData([&](const Notification&) { sent.add(server->sendToClientResultObject(largeReply(6 << 20))); });
   start({.progress = 1000ms});
   RawClient client = connected(65536);
@@ -543,7 +543,7 @@ TEST_F(Server, keepsAConnectionWhoseClientTakesALittleNowAndThen) {
   EXPECT_TRUE(sent.all()[0]);
 }
 
-TEST_F(Server, givesDeadPeersUpAndLetsSilentOnesLive) {
+TEST_F(Server, setsTheKeepAliveOptionsOfConnections) {
   start();
   const RawClient client = connected();
   const int accepted = server->remoteSocket();
@@ -557,15 +557,15 @@ TEST_F(Server, givesDeadPeersUpAndLetsSilentOnesLive) {
   EXPECT_EQ(option(server->serverSocket(), SOL_SOCKET, SO_REUSEADDR), 1);
 }
 
-TEST_F(Server, handsNoSocketToChildProcesses) {
+TEST_F(Server, keepsItsSocketsFromChildProcesses) {
   start();
   const RawClient client = connected();
   EXPECT_NE(::fcntl(server->serverSocket(), F_GETFD) & FD_CLOEXEC, 0);
   EXPECT_NE(::fcntl(server->remoteSocket(), F_GETFD) & FD_CLOEXEC, 0);
 }
 
-// The time-outs are those of the listening socket; here they are made shorter than the silence.
-TEST_F(Server, outlivesTheTimeOutsOfItsSockets) {
+// Connections inherit the listening socket's time-outs, which this test sets shorter than its pauses.
+TEST_F(Server, keepsAConnectionPastTheTimeOutsOfItsSocket) {
   start();
   const timeval shortTime{0, 20'000};
   ASSERT_EQ(::setsockopt(server->serverSocket(), SOL_SOCKET, SO_RCVTIMEO, &shortTime, sizeof shortTime), 0);
@@ -580,7 +580,7 @@ TEST_F(Server, outlivesTheTimeOutsOfItsSockets) {
   EXPECT_FALSE(logged("QVSocketServer::runServer, accept failed"));
 }
 
-TEST_F(Server, waitsWhileThereAreNoDescriptors) {
+TEST_F(Server, waitsUntilThereAreDescriptors) {
   start();
   RawClient client;
   rlimit before{};
@@ -597,7 +597,7 @@ TEST_F(Server, waitsWhileThereAreNoDescriptors) {
   EXPECT_FALSE(logged("QVSocketServer::runServer, accept failed"));
 }
 
-TEST_F(Server, endsItsThreadWhenTheListenerIsBroken) {
+TEST_F(Server, endsItsThreadWhenTheListenerFails) {
   start();
   ASSERT_EQ(::shutdown(server->serverSocket(), SHUT_RDWR), 0);
   for (int i = 0; i < 2000 && !log.contains("QVSocketServer::runServer, accept failed"); ++i) {
@@ -647,9 +647,9 @@ TEST_F(Server, startsAgainOnItsPort) {
   expectServesTheNext();
 }
 
-// Replies from one thread, the peer's comings and goings on the other, disconnects from a third: no reply may
-// reach a descriptor that is no longer the client's. Says most under ThreadSanitizer.
-TEST_F(Server, keepsItsDescriptorsApartAcrossThreads) {
+// One thread sends replies, another serves clients that connect and disconnect, a third disconnects them: no
+// reply may reach a descriptor that is no longer the client's. Most useful under ThreadSanitizer.
+TEST_F(Server, writesOnlyToTheClientsDescriptorAcrossThreads) {
   start();
   std::atomic<bool> done{false};
   std::thread sender([&] {

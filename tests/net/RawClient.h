@@ -1,5 +1,4 @@
-// A client of the wire made of bare sockets, for tests of the server. Blocking calls give up after 20
-// seconds.
+// A client made of plain socket calls, for tests of the server. Blocking calls time out after 20 seconds.
 #pragma once
 
 #include <cstddef>
@@ -14,7 +13,7 @@ namespace moxtel {
 
 class RawClient {
  public:
-  // A socket that is not connected yet; a receive buffer of 0 bytes is the system's own choice.
+  // A socket that is not connected yet; with a receive buffer of 0 bytes, the system chooses its size.
   explicit RawClient(int receiveBuffer = 0);
   // Connected to a port of this machine.
   static RawClient to(std::uint16_t port, int receiveBuffer = 0);
@@ -23,18 +22,18 @@ class RawClient {
   bool send(std::string_view bytes);
   bool send(const Bytes& bytes);
   bool sendCommand(const Dictionary& command);
-  // The next frame's body, its length checked against what arrives; nothing when the connection ends first.
+  // The next frame's body; nothing if the connection ends before it is complete.
   std::optional<Bytes> readFrame();
   // The next frame, decoded; nil when there is none.
   Value readEnvelope();
-  // Up to so many bytes of whatever comes; 0 at the end.
+  // Reads up to `most` bytes; returns their number, 0 at the end.
   std::size_t readSome(std::size_t most);
-  // Whether the connection has ended, after whatever still comes.
+  // Reads and drops bytes until the connection ends; false after any other error.
   bool readsToTheEnd();
-  // No more from this side; the other one may go on.
+  // Shuts down this side's writing; the server may still write.
   void finishSending();
   void close() { socket_.close(); }
-  // Ends it with a reset instead of an orderly end.
+  // Closes the connection with a reset.
   void reset();
   int descriptor() const { return socket_.get(); }
 

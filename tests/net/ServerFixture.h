@@ -1,4 +1,4 @@
-// A running server on a free port of this machine, whose notifications are kept and can be waited for.
+// A running server on a free port of this machine. Records its notifications; tests can wait for them.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -21,7 +21,7 @@
 
 namespace moxtel {
 
-// What happened, in order, from any thread.
+// Events in their order, added by any thread.
 template <class Event>
 class Happenings {
  public:
@@ -30,7 +30,7 @@ class Happenings {
     events_.push_back(std::move(event));
     changed_.notify_all();
   }
-  // Waits for so many; false after 20 seconds.
+  // Waits until there are `count` events; false after 20 seconds.
   bool waitFor(std::size_t count) {
     std::unique_lock lock(mutex_);
     return changed_.wait_for(lock, std::chrono::seconds(20), [&] { return events_.size() >= count; });
@@ -47,7 +47,7 @@ class Happenings {
   std::vector<Event> events_;
 };
 
-// Passes once it was opened, from any thread; false after 20 seconds.
+// pass() waits until any thread calls open(); false after 20 seconds.
 class Gate {
  public:
   void open() { happened_.add(true); }
@@ -66,7 +66,7 @@ class ServerFixture : public testing::Test {
       changes.add(n);
     });
     center.addObserver("GotData", [this](const Notification& n) {
-      // Taken before anybody hears of the chunk: a test that waits for it may set the next one.
+      // Copied before the chunk is recorded: a test that waits for the chunk may set the next handler.
       const auto handler = handlerOfData();
       events.add("data");
       chunks.add(n.userInfo["data"].data());
@@ -79,7 +79,7 @@ class ServerFixture : public testing::Test {
     setDebugLevel(0);
   }
 
-  // What happens on the accept thread with each chunk from here on.
+  // Sets the handler of the next chunks; it runs on the accept thread.
   void onData(std::function<void(const Notification&)> handler) {
     const std::lock_guard lock(handlerMutex_);
     handler_ = std::move(handler);
@@ -95,14 +95,14 @@ class ServerFixture : public testing::Test {
     EXPECT_TRUE(changes.waitFor(before + 1));
     return client;
   }
-  // Whether a new client is served: its bytes arrive, and a reply comes back.
+  // Expects that a new client gets a reply to its request.
   void expectServesTheNext() {
     onData([this](const Notification&) { server->sendToClientResultObject("next"); });
     RawClient next = RawClient::to(server->port());
     ASSERT_TRUE(next.send("?"));
     EXPECT_EQ(next.readEnvelope()["result"], Value("next"));
   }
-  // The place of the first log line that begins so; the number of lines when there is none.
+  // The index of the first log line with this beginning; the number of lines if there is none.
   std::size_t logPlace(std::string_view beginning) const {
     const auto lines = log.lines();
     const auto found = std::find_if(lines.begin(), lines.end(),
@@ -119,7 +119,7 @@ class ServerFixture : public testing::Test {
   Happenings<Bytes> chunks;
   Happenings<std::string> events;
   Happenings<bool> sent;  // what sending a reply returned
-  Gate go;                // for a handler to wait at
+  Gate go;                // holds a handler until the test opens it
   std::unique_ptr<QVSocketServer> server;
 
  private:

@@ -52,7 +52,7 @@ struct QVSocketBonjourControllerTest : testing::Test {
   std::vector<std::string> announced;
 };
 
-TEST_F(QVSocketBonjourControllerTest, makesTheSharedControllerForTheStoredType) {
+TEST_F(QVSocketBonjourControllerTest, createsTheSharedControllerForTheStoredType) {
   QVSocketBonjourController::setServiceType("_moxtelserver._tcp.");
   const auto controller = QVSocketBonjourController::theController();
   EXPECT_THAT(dnsSd.browsedTypes(), ElementsAre("_moxtelserver._tcp."));
@@ -61,13 +61,13 @@ TEST_F(QVSocketBonjourControllerTest, makesTheSharedControllerForTheStoredType) 
               ElementsAre(HasSubstr("ULMBonjourController::initForServiceType '_moxtelserver._tcp.'")));
 }
 
-TEST_F(QVSocketBonjourControllerTest, becomesTheSharedControllerWhenItIsMade) {
+TEST_F(QVSocketBonjourControllerTest, becomesTheSharedControllerWhenItIsCreated) {
   const auto first = start();
   const auto second = start();
   EXPECT_EQ(QVSocketBonjourController::theController(), second);
 }
 
-TEST_F(QVSocketBonjourControllerTest, resolvesWhatItFindsWithinFiveSeconds) {
+TEST_F(QVSocketBonjourControllerTest, resolvesFoundServicesWithinFiveSeconds) {
   const auto controller = start();
   dnsSd.find("Photos", true);
   EXPECT_THAT(dnsSd.resolvedNames(), ElementsAre("Photos"));
@@ -91,7 +91,7 @@ TEST_F(QVSocketBonjourControllerTest, recordsAResolvedServer) {
   EXPECT_TRUE(changed.userInfo.isNil());
 }
 
-TEST_F(QVSocketBonjourControllerTest, announcesWhatItLogsOfAServer) {
+TEST_F(QVSocketBonjourControllerTest, announcesTheLogLineOfAServer) {
   const auto controller = start();
   appear("Photos");
   ASSERT_EQ(announced.size(), 1U);
@@ -108,7 +108,7 @@ TEST_F(QVSocketBonjourControllerTest, announcesWhatItLogsOfAServer) {
               Contains(HasSubstr("ULMBonjourController::netServiceDidResolveAddress: Photos, port 4250")));
 }
 
-TEST_F(QVSocketBonjourControllerTest, recordsNoAddressAndPortForIPv6Alone) {
+TEST_F(QVSocketBonjourControllerTest, recordsNoAddressAndPortForIPv6Only) {
   const auto controller = start();
   appear("Photos", {"fe80::1"});
   const Value expected =
@@ -116,7 +116,7 @@ TEST_F(QVSocketBonjourControllerTest, recordsNoAddressAndPortForIPv6Alone) {
   EXPECT_EQ(controller->resolvedServers()["Photos"], expected);
 }
 
-TEST_F(QVSocketBonjourControllerTest, recordsTheServiceNameAloneWithoutHostName) {
+TEST_F(QVSocketBonjourControllerTest, recordsOnlyTheServiceNameWithoutAHostName) {
   const auto controller = start();
   appear("Photos", {"10.0.0.1"}, "");
   EXPECT_EQ(controller->resolvedServers()["Photos"], Value(Dictionary{{"serviceName", "Photos"}}));
@@ -146,7 +146,7 @@ TEST_F(QVSocketBonjourControllerTest, dropsTheServiceItResolvesWhenItFindsAnothe
   EXPECT_THAT(dnsSd.resolvedNames(), ElementsAre("Two"));
 }
 
-TEST_F(QVSocketBonjourControllerTest, tellsWhenTheLastServerIsGone) {
+TEST_F(QVSocketBonjourControllerTest, logsWhenTheLastServerIsRemoved) {
   const auto controller = start();
   appear("One");
   appear("Two");
@@ -159,7 +159,7 @@ TEST_F(QVSocketBonjourControllerTest, tellsWhenTheLastServerIsGone) {
   EXPECT_EQ(changes, 4);
 }
 
-TEST_F(QVSocketBonjourControllerTest, onlyLogsWhatDoesNotResolve) {
+TEST_F(QVSocketBonjourControllerTest, onlyLogsAServiceThatDoesNotResolve) {
   const auto controller = start();
   dnsSd.find("Photos");
   dnsSd.failToResolve("Photos", "Timeout reached");
@@ -168,12 +168,12 @@ TEST_F(QVSocketBonjourControllerTest, onlyLogsWhatDoesNotResolve) {
   EXPECT_THAT(announced, IsEmpty());
 }
 
-TEST_F(QVSocketBonjourControllerTest, announcesATextByItself) {
+TEST_F(QVSocketBonjourControllerTest, announcesAText) {
   start()->announce("Hello");
   EXPECT_THAT(announced, ElementsAre("Hello"));
 }
 
-TEST_F(QVSocketBonjourControllerTest, browsesOnWhenItIsSuspendedAndHeld) {
+TEST_F(QVSocketBonjourControllerTest, keepsBrowsingWhileReferencedAfterSuspend) {
   auto controller = start();
   QVSocketBonjourController::suspend();
   appear("Photos");
@@ -184,7 +184,7 @@ TEST_F(QVSocketBonjourControllerTest, browsesOnWhenItIsSuspendedAndHeld) {
   EXPECT_THAT(dnsSd.browsedTypes(), IsEmpty());
 }
 
-TEST_F(QVSocketBonjourControllerTest, stopsBrowsingEvenWhenItIsHeld) {
+TEST_F(QVSocketBonjourControllerTest, stopsBrowsingEvenWhileReferenced) {
   const auto controller = start();
   appear("Photos");
   QVSocketBonjourController::stop();
