@@ -4,7 +4,7 @@
 #include "makelibrary/ByteWriter.h"
 #include "makelibrary/ImageFormats.h"
 #include "makelibrary/SamplePlan.h"
-#include "makelibrary/TiffDirectory.h"
+#include "makelibrary/TiffDirectoryWriter.h"
 
 // Tags after the Exif 2.3 standard (CIPA DC-008).
 namespace moxtel::makelibrary {
@@ -27,8 +27,8 @@ std::uint16_t orientationOf(const Photo& photo) {
   return photo.rotation == 90 ? 8 : 1;
 }
 
-TiffDirectory mainDirectory(const Photo& photo, const std::string& description) {
-  TiffDirectory main;
+TiffDirectoryWriter mainDirectory(const Photo& photo, const std::string& description) {
+  TiffDirectoryWriter main;
   if (!description.empty()) main.addText(0x010E, description);
   main.addText(0x010F, "Moxtel");
   main.addText(0x0110, "Sample Camera");
@@ -43,9 +43,9 @@ TiffDirectory mainDirectory(const Photo& photo, const std::string& description) 
   return main;
 }
 
-TiffDirectory exposureDirectory(const Photo& photo) {
+TiffDirectoryWriter exposureDirectory(const Photo& photo) {
   const auto tenths = [](double value) { return static_cast<std::uint32_t>(std::lround(value * 10)); };
-  TiffDirectory exif;
+  TiffDirectoryWriter exif;
   exif.addRationals(0x829A, {1, static_cast<std::uint32_t>(std::lround(1 / photo.exposureTime))});
   exif.addRationals(0x829D, {tenths(photo.aperture), 10});
   exif.addShort(0x8827, {static_cast<std::uint16_t>(photo.iso)});
@@ -66,8 +66,8 @@ std::vector<std::uint32_t> degreesMinutesSeconds(double degrees) {
   return {hundredths / 360000, 1, hundredths / 6000 % 60, 1, hundredths % 6000, 100};
 }
 
-TiffDirectory positionDirectory(const Position& position) {
-  TiffDirectory gps;
+TiffDirectoryWriter positionDirectory(const Position& position) {
+  TiffDirectoryWriter gps;
   gps.addText(0x0001, position.latitude < 0 ? "S" : "N");
   gps.addRationals(0x0002, degreesMinutesSeconds(position.latitude));
   gps.addText(0x0003, position.longitude < 0 ? "W" : "E");
@@ -79,8 +79,8 @@ TiffDirectory positionDirectory(const Position& position) {
 
 std::string exifSegment(const Photo& photo, const std::string& description) {
   constexpr std::size_t kHeader = 8;
-  TiffDirectory main = mainDirectory(photo, description);
-  const TiffDirectory exposure = exposureDirectory(photo);
+  TiffDirectoryWriter main = mainDirectory(photo, description);
+  const TiffDirectoryWriter exposure = exposureDirectory(photo);
   const std::size_t exposureAt = kHeader + main.size();
   const std::size_t positionAt = exposureAt + exposure.size();
   main.setLong(kExifPointer, static_cast<std::uint32_t>(exposureAt));

@@ -8,7 +8,7 @@
 
 #include "makelibrary/ByteWriter.h"
 #include "makelibrary/SqliteWriter.h"
-#include "makelibrary/TiffDirectory.h"
+#include "makelibrary/TiffDirectoryWriter.h"
 
 namespace moxtel::makelibrary {
 
@@ -135,7 +135,7 @@ std::string jpegFile(const Picture& picture, int quality, const std::string& exi
 
 std::string tiffFile(const Picture& picture) {
   const std::size_t size = picture.pixels.size() * 3;
-  TiffDirectory directory;
+  TiffDirectoryWriter directory;
   directory.addLong(0x0100, static_cast<std::uint32_t>(picture.width));
   directory.addLong(0x0101, static_cast<std::uint32_t>(picture.height));
   directory.addShort(0x0102, {8, 8, 8});

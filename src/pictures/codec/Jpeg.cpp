@@ -10,9 +10,9 @@
 namespace moxtel {
 namespace {
 
-using jpeg::Decoder;
-using jpeg::Encoder;
 using jpeg::Errors;
+using jpeg::JpegDecoder;
+using jpeg::JpegEncoder;
 
 constexpr JDIMENSION kRowsAtOnce = 16;
 
@@ -48,7 +48,8 @@ void copyResolution(const jpeg_decompress_struct& in, jpeg_compress_struct& out)
   out.Y_density = in.Y_density;
 }
 
-void startEncoder(Encoder& encoder, const jpeg_decompress_struct& in, J_COLOR_SPACE space, int components) {
+void startEncoder(JpegEncoder& encoder, const jpeg_decompress_struct& in, J_COLOR_SPACE space,
+                  int components) {
   jpeg_compress_struct& out = encoder.info;
   out.image_width = in.image_width;
   out.image_height = in.image_height;
@@ -76,7 +77,7 @@ void passPlanesOn(jpeg_decompress_struct& in, jpeg_compress_struct& out) {
   }
 }
 
-void reencodePlanes(Decoder& decoder, Encoder& encoder) {
+void reencodePlanes(JpegDecoder& decoder, JpegEncoder& encoder) {
   jpeg_decompress_struct& in = decoder.info;
   jpeg_compress_struct& out = encoder.info;
   in.raw_data_out = TRUE;
@@ -94,7 +95,7 @@ void reencodePlanes(Decoder& decoder, Encoder& encoder) {
   passPlanesOn(in, out);
 }
 
-void reencodeRows(Decoder& decoder, Encoder& encoder) {
+void reencodeRows(JpegDecoder& decoder, JpegEncoder& encoder) {
   jpeg_decompress_struct& in = decoder.info;
   jpeg_compress_struct& out = encoder.info;
   in.out_color_space = JCS_RGB;
@@ -110,7 +111,8 @@ void reencodeRows(Decoder& decoder, Encoder& encoder) {
   }
 }
 
-JpegOutcome reencode(Decoder& decoder, Encoder& encoder, std::span<const std::uint8_t> file, Bytes& output) {
+JpegOutcome reencode(JpegDecoder& decoder, JpegEncoder& encoder, std::span<const std::uint8_t> file,
+                     Bytes& output) {
   decoder.readHeader(file);
   if (decoder.isTooLarge()) return JpegOutcome::Broken;
   if (decoder.hasOtherInks()) return JpegOutcome::OtherInks;
@@ -163,7 +165,7 @@ bool encodeRows(PictureSource& source, RowBuffers& buffers, jpeg_compress_struct
   return true;
 }
 
-bool encode(PictureSource& source, RowBuffers& buffers, Encoder& encoder, Bytes& output) {
+bool encode(PictureSource& source, RowBuffers& buffers, JpegEncoder& encoder, Bytes& output) {
   const PixelBuffer& image = source.description();
   jpeg_compress_struct& out = encoder.info;
   jpeg_create_compress(&out);
@@ -192,7 +194,7 @@ void readProfile(jpeg_decompress_struct& in, Bytes& profile) {
   std::free(bytes);
 }
 
-JpegOutcome decode(Decoder& decoder, std::span<const std::uint8_t> file, PixelBuffer& image) {
+JpegOutcome decode(JpegDecoder& decoder, std::span<const std::uint8_t> file, PixelBuffer& image) {
   decoder.readHeader(file);
   jpeg_decompress_struct& in = decoder.info;
   if (decoder.isTooLarge()) return JpegOutcome::Broken;
@@ -218,8 +220,8 @@ JpegOutcome decode(Decoder& decoder, std::span<const std::uint8_t> file, PixelBu
 JpegResult reencodedJpeg(std::span<const std::uint8_t> file) {
   JpegResult result;
   Errors errors;
-  Decoder decoder(errors);
-  Encoder encoder(errors);
+  JpegDecoder decoder(errors);
+  JpegEncoder encoder(errors);
   if (MOXTEL_JPEG_FAILED(errors)) return {};
   try {
     result.outcome = reencode(decoder, encoder, file, result.jpeg);
@@ -236,7 +238,7 @@ std::optional<Bytes> jpegOf(PictureSource& source) {
   std::optional<Bytes> output(std::in_place);
   std::optional<RowBuffers> buffers;
   Errors errors;
-  Encoder encoder(errors);
+  JpegEncoder encoder(errors);
   if (MOXTEL_JPEG_FAILED(errors)) return std::nullopt;
   try {
     buffers.emplace(image);
@@ -250,7 +252,7 @@ std::optional<Bytes> jpegOf(PictureSource& source) {
 JpegPixels pixelsOfJpeg(std::span<const std::uint8_t> file) {
   JpegPixels result;
   Errors errors;
-  Decoder decoder(errors);
+  JpegDecoder decoder(errors);
   if (MOXTEL_JPEG_FAILED(errors)) return {};
   try {
     result.outcome = decode(decoder, file, result.image);

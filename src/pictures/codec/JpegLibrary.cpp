@@ -35,11 +35,11 @@ Errors::Errors() {
   manager.output_message = [](jpeg_common_struct*) {};
 }
 
-Decoder::Decoder(Errors& errors) { info.err = &errors.manager; }
+JpegDecoder::JpegDecoder(Errors& errors) { info.err = &errors.manager; }
 
-Decoder::~Decoder() { jpeg_destroy_decompress(&info); }
+JpegDecoder::~JpegDecoder() { jpeg_destroy_decompress(&info); }
 
-void Decoder::readHeader(std::span<const std::uint8_t> file) {
+void JpegDecoder::readHeader(std::span<const std::uint8_t> file) {
   jpeg_create_decompress(&info);
   info.mem->max_memory_to_use = kMaximumCoefficientMemory;
   jpeg_save_markers(&info, JPEG_APP0 + 2, 0xFFFF);  // colour profiles
@@ -47,22 +47,22 @@ void Decoder::readHeader(std::span<const std::uint8_t> file) {
   jpeg_read_header(&info, TRUE);
 }
 
-bool Decoder::isTooLarge() const { return !isDecodableSize(info.image_width, info.image_height); }
+bool JpegDecoder::isTooLarge() const { return !isDecodableSize(info.image_width, info.image_height); }
 
-bool Decoder::hasOtherInks() const {
+bool JpegDecoder::hasOtherInks() const {
   return info.jpeg_color_space == JCS_CMYK || info.jpeg_color_space == JCS_YCCK;
 }
 
-void Decoder::limitScans() {
+void JpegDecoder::limitScans() {
   progress_.progress_monitor = countScans;
   info.progress = &progress_;
 }
 
-Encoder::Encoder(Errors& errors) { info.err = &errors.manager; }
+JpegEncoder::JpegEncoder(Errors& errors) { info.err = &errors.manager; }
 
-Encoder::~Encoder() { jpeg_destroy_compress(&info); }
+JpegEncoder::~JpegEncoder() { jpeg_destroy_compress(&info); }
 
-void Encoder::writeTo(Bytes& output, std::size_t sizeGuess) {
+void JpegEncoder::writeTo(Bytes& output, std::size_t sizeGuess) {
   destination_.output = &output;
   destination_.manager.init_destination = [](jpeg_compress_struct*) {};
   destination_.manager.empty_output_buffer = [](jpeg_compress_struct* encoder) -> boolean {
@@ -76,7 +76,7 @@ void Encoder::writeTo(Bytes& output, std::size_t sizeGuess) {
   destination_.manager.free_in_buffer = output.size();
 }
 
-void Encoder::grow(jpeg_compress_struct* info) {
+void JpegEncoder::grow(jpeg_compress_struct* info) {
   auto& destination = *reinterpret_cast<Destination*>(info->dest);
   Bytes& output = *destination.output;
   const std::size_t full = output.size();
@@ -91,12 +91,12 @@ void Encoder::grow(jpeg_compress_struct* info) {
   destination.manager.free_in_buffer = output.size() - full;
 }
 
-void Encoder::finish(jpeg_compress_struct* info) {
+void JpegEncoder::finish(jpeg_compress_struct* info) {
   auto& destination = *reinterpret_cast<Destination*>(info->dest);
   destination.output->resize(destination.output->size() - destination.manager.free_in_buffer);
 }
 
-void Encoder::writeIccProfile(std::span<const std::uint8_t> profile) {
+void JpegEncoder::writeIccProfile(std::span<const std::uint8_t> profile) {
   // A profile is split into at most 255 markers.
   constexpr std::size_t kLargest = 255 * 65519;
   if (!profile.empty() && profile.size() <= kLargest)

@@ -30,12 +30,12 @@ struct Errors {
 // True when an error jumped here.
 #define MOXTEL_JPEG_FAILED(errors) (setjmp((errors).escape) != 0)
 
-class Decoder final {
+class JpegDecoder final {
  public:
-  explicit Decoder(Errors& errors);
-  ~Decoder();
-  Decoder(const Decoder&) = delete;
-  Decoder& operator=(const Decoder&) = delete;
+  explicit JpegDecoder(Errors& errors);
+  ~JpegDecoder();
+  JpegDecoder(const JpegDecoder&) = delete;
+  JpegDecoder& operator=(const JpegDecoder&) = delete;
 
   // The calls below jump on errors.
   void readHeader(std::span<const std::uint8_t> file);
@@ -50,12 +50,12 @@ class Decoder final {
   jpeg_progress_mgr progress_ = {};
 };
 
-class Encoder final {
+class JpegEncoder final {
  public:
-  explicit Encoder(Errors& errors);
-  ~Encoder();
-  Encoder(const Encoder&) = delete;
-  Encoder& operator=(const Encoder&) = delete;
+  explicit JpegEncoder(Errors& errors);
+  ~JpegEncoder();
+  JpegEncoder(const JpegEncoder&) = delete;
+  JpegEncoder& operator=(const JpegEncoder&) = delete;
 
   // Where the file goes. Room that is not used costs no memory, so the guess may be generous. Throws
   // std::bad_alloc.

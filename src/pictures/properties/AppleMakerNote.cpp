@@ -5,7 +5,7 @@
 #include <cmath>
 #include <string>
 
-#include "pictures/properties/Texts.h"
+#include "pictures/properties/TextEncodings.h"
 #include "plist/PropertyListReader.h"
 
 namespace moxtel::properties {

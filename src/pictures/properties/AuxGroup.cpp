@@ -4,7 +4,7 @@
 #include <cmath>
 #include <map>
 
-#include "pictures/properties/Numbers.h"
+#include "pictures/properties/XmpNumbers.h"
 
 namespace moxtel::properties {
 namespace {

@@ -5,7 +5,7 @@
 #include <cmath>
 
 #include "pictures/properties/MakerNotes.h"
-#include "pictures/properties/Texts.h"
+#include "pictures/properties/TextEncodings.h"
 
 namespace moxtel::properties {
 namespace {

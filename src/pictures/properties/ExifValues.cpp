@@ -6,7 +6,7 @@
 #include <exiv2/exiv2.hpp>
 
 #include "pictures/properties/ByteSource.h"
-#include "pictures/properties/Texts.h"
+#include "pictures/properties/TextEncodings.h"
 
 namespace moxtel::properties {
 namespace {

@@ -1,6 +1,6 @@
 #include "pictures/properties/Iim.h"
 
-#include "pictures/properties/Texts.h"
+#include "pictures/properties/TextEncodings.h"
 
 namespace moxtel::properties {
 namespace {

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
+#include "pictures/properties/DateAndTime.h"
 #include "pictures/properties/Iim.h"
-#include "pictures/properties/Moments.h"
 
 namespace moxtel::properties {
 namespace {
@@ -91,7 +91,7 @@ void add(Dictionary& group, std::string_view key, Form form, const Value& text) 
   if (text.isString() && !group.contains(key)) group.set(key, form == Form::List ? Value(Array{text}) : text);
 }
 
-void addMoment(Dictionary& group, const char* dateKey, const char* timeKey, const Moment& moment) {
+void addMoment(Dictionary& group, const char* dateKey, const char* timeKey, const DateAndTime& moment) {
   if (!moment.date.empty()) add(group, dateKey, Form::Text, moment.date);
   if (!moment.time.empty()) add(group, timeKey, Form::Text, moment.time);
 }
@@ -116,9 +116,9 @@ void addXmp(Dictionary& group, const XmpProperties& xmp) {
     }
   }
   if (const auto* date = xmp.first("photoshop.DateCreated"))
-    addMoment(group, "DateCreated", "TimeCreated", momentOfXmp(*date));
+    addMoment(group, "DateCreated", "TimeCreated", dateAndTimeOfXmp(*date));
   if (const auto* date = xmp.first("xmp.CreateDate"))
-    addMoment(group, "DigitalCreationDate", "DigitalCreationTime", momentOfXmp(*date));
+    addMoment(group, "DigitalCreationDate", "DigitalCreationTime", dateAndTimeOfXmp(*date));
   if (const auto* rating = xmp.first("xmp.Rating")) group.set("StarRating", Value(*rating).integerValue());
   addContact(group, xmp);
 }
@@ -141,9 +141,9 @@ void addDataSets(Dictionary& group, FileBytes block) {
 }
 
 void addExif(Dictionary& group, const ExifGroups& exif) {
-  addMoment(group, "DateCreated", "TimeCreated", momentOfExif(exif.exif["DateTimeOriginal"].string()));
+  addMoment(group, "DateCreated", "TimeCreated", dateAndTimeOfExif(exif.exif["DateTimeOriginal"].string()));
   addMoment(group, "DigitalCreationDate", "DigitalCreationTime",
-            momentOfExif(exif.exif["DateTimeDigitized"].string()));
+            dateAndTimeOfExif(exif.exif["DateTimeDigitized"].string()));
   add(group, "Byline", Form::List, exif.tiff["Artist"]);
   add(group, "CopyrightNotice", Form::Text, exif.tiff["Copyright"]);
   add(group, "Caption/Abstract", Form::Text, exif.tiff["ImageDescription"]);

@@ -61,7 +61,13 @@ struct PictureFacts {
 // delays were not meant.
 inline double shownDelay(double seconds) { return seconds <= 0.05 ? 0.1 : seconds; }
 
-// Nothing for a file that is damaged before its size is told.
+// The facts, or nothing if they have no size.
+inline std::optional<PictureFacts> withSize(PictureFacts facts) {
+  if (facts.width == 0 || facts.height == 0) return std::nullopt;
+  return facts;
+}
+
+// Nothing for a file that is damaged before its size is known.
 std::optional<PictureFacts> jpegFacts(ByteSource& file);
 std::optional<PictureFacts> pngFacts(ByteSource& file);
 std::optional<PictureFacts> gifFacts(ByteSource& file);

@@ -4,7 +4,7 @@
 #include <algorithm>
 
 #include "pictures/properties/PictureFacts.h"
-#include "pictures/properties/Texts.h"
+#include "pictures/properties/TextEncodings.h"
 
 namespace moxtel::properties {
 namespace {

@@ -4,10 +4,10 @@
 #include <algorithm>
 #include <cmath>
 
+#include "pictures/properties/DateAndTime.h"
 #include "pictures/properties/ExifTables.h"
 #include "pictures/properties/ExifValues.h"
-#include "pictures/properties/Moments.h"
-#include "pictures/properties/Numbers.h"
+#include "pictures/properties/XmpNumbers.h"
 
 namespace moxtel::properties {
 namespace {
@@ -76,7 +76,7 @@ bool isDate(std::string_view key) { return key.starts_with("DateTime"); }
 
 // "2019:07:04 16:24:01", as Exif has it; nil without both.
 Value exifDate(std::string_view text) {
-  const Moment moment = momentOfXmp(text);
+  const DateAndTime moment = dateAndTimeOfXmp(text);
   if (moment.time.empty()) return {};
   const std::string &d = moment.date, &t = moment.time;
   return d.substr(0, 4) + ":" + d.substr(4, 2) + ":" + d.substr(6) + " " + t.substr(0, 2) + ":" +

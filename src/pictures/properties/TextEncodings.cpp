@@ -1,4 +1,4 @@
-#include "pictures/properties/Texts.h"
+#include "pictures/properties/TextEncodings.h"
 
 #include "value/Utf.h"
 

@@ -6,14 +6,14 @@
 
 namespace moxtel::properties {
 
-struct Moment {
+struct DateAndTime {
   std::string date;  // "20190704", or empty
   std::string time;  // "162401" or "162401-0700", or empty
 };
 
 // "2011-05-25T09:22:07.5+12:00", with less and less of it.
-Moment momentOfXmp(std::string_view text);
+DateAndTime dateAndTimeOfXmp(std::string_view text);
 // "2018:09:28 15:35:49", or the date alone.
-Moment momentOfExif(std::string_view text);
+DateAndTime dateAndTimeOfExif(std::string_view text);
 
 }  // namespace moxtel::properties

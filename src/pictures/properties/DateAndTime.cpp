@@ -1,4 +1,4 @@
-#include "pictures/properties/Moments.h"
+#include "pictures/properties/DateAndTime.h"
 
 #include <algorithm>
 
@@ -27,26 +27,26 @@ std::string zoneOf(std::string_view text) {
 
 }  // namespace
 
-Moment momentOfXmp(std::string_view text) {
-  Moment moment;
-  if (!matches(text, "####-##-##", moment.date)) return {};
+DateAndTime dateAndTimeOfXmp(std::string_view text) {
+  DateAndTime result;
+  if (!matches(text, "####-##-##", result.date)) return {};
   text.remove_prefix(10);
-  if (!matches(text, "T##:##", moment.time)) return {moment.date, {}};
+  if (!matches(text, "T##:##", result.time)) return {result.date, {}};
   text.remove_prefix(6);
   std::string seconds;
   if (matches(text, ":##", seconds)) text.remove_prefix(3);
-  moment.time += seconds.empty() ? "00" : seconds;
+  result.time += seconds.empty() ? "00" : seconds;
   if (text.starts_with('.'))
     text.remove_prefix(std::min(text.find_first_not_of("0123456789", 1), text.size()));
-  moment.time += zoneOf(text);
-  return moment;
+  result.time += zoneOf(text);
+  return result;
 }
 
-Moment momentOfExif(std::string_view text) {
-  Moment moment;
-  if (!matches(text, "####:##:##", moment.date)) return {};
-  if (text.size() > 10 && !matches(text.substr(10), " ##:##:##", moment.time)) moment.time.clear();
-  return moment;
+DateAndTime dateAndTimeOfExif(std::string_view text) {
+  DateAndTime result;
+  if (!matches(text, "####:##:##", result.date)) return {};
+  if (text.size() > 10 && !matches(text.substr(10), " ##:##:##", result.time)) result.time.clear();
+  return result;
 }
 
 }  // namespace moxtel::properties

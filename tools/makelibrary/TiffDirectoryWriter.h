@@ -8,7 +8,7 @@
 
 namespace moxtel::makelibrary {
 
-class TiffDirectory final {
+class TiffDirectoryWriter final {
  public:
   void addText(std::uint16_t tag, const std::string& text);
   void addShort(std::uint16_t tag, std::vector<std::uint16_t> values);

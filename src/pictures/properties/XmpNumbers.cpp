@@ -1,4 +1,4 @@
-#include "pictures/properties/Numbers.h"
+#include "pictures/properties/XmpNumbers.h"
 
 #include <cmath>
 
