@@ -39,7 +39,8 @@ std::string reasonText(ExchangeFailure failure, const SocketClientLimits& limits
   return "the request could not be sent";
 }
 
-// An honest archive names each value at least once in its bytes; one that unfolds into more is refused.
+// A regular archive has at least one byte for each value. Rejects one that unfolds into more values than
+// that.
 ArchiveLimits limitsFor(const Bytes& body) {
   return {.depth = 128, .values = std::max<std::size_t>(body.size(), 1000)};
 }
@@ -72,7 +73,7 @@ int MoxtelClient::perform(const ClientRequest& request) {
   return ask(std::get<ServerAddress>(found), request);
 }
 
-// Nobody around is an answer for a program that reads JSON, but a failure for both.
+// Without servers, the JSON is an empty list, and the exit status reports a failure.
 int MoxtelClient::browse(const BrowseWanted& wanted) {
   Array servers;
   for (const FoundServer& server : finder_.listServers()) {
@@ -88,7 +89,7 @@ int MoxtelClient::browse(const BrowseWanted& wanted) {
   return none ? fail("no server was found on the network") : kSuccess;
 }
 
-// One connection for one command: a further reply of the server to it is never taken for another's.
+// One connection for each command: a surplus reply cannot be mistaken for the reply to another command.
 int MoxtelClient::ask(const ServerAddress& server, const ClientRequest& request) {
   NotificationCenter notifications;
   const auto client = QVSocketClient::create(notifications, limits_);
@@ -111,7 +112,7 @@ int MoxtelClient::handleReply(const Bytes& body, const ClientRequest& request) {
   const Value& envelope = std::get<Value>(decoded);
   if (const Value& result = envelope["result"]; !result.isNil()) return show(result, request);
   const Value& error = envelope["error"];
-  return fail(error.isString() ? std::string(error.string()) : "the server's answer holds no result");
+  return fail(error.isString() ? std::string(error.string()) : "the server's answer contains no result");
 }
 
 int MoxtelClient::show(const Value& result, const ClientRequest& request) {
@@ -125,7 +126,7 @@ int MoxtelClient::show(const Value& result, const ClientRequest& request) {
 }
 
 int MoxtelClient::save(const Value& result, const std::string& path) {
-  if (!result.isData()) return fail("the server's answer is no data");
+  if (!result.isData()) return fail("the server's answer is not data");
   std::ofstream file;
   if (path != "-") file.open(path, std::ios::binary | std::ios::trunc);
   std::ostream& to = path == "-" ? out_ : file;

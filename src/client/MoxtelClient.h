@@ -1,4 +1,4 @@
-// The program moxtel without its main: sends one command over one connection of its own and shows the answer.
+// The program moxtel without its main: sends one command over one connection and shows the result.
 #pragma once
 
 #include <cstdint>
@@ -18,13 +18,13 @@ struct ServerAddress {
   std::uint16_t port = kServerPort;
 };
 
-// Finds the server to ask when the command line names none.
+// Finds the server if the command line names none.
 class ServerFinder {
  public:
   virtual ~ServerFinder() = default;
-  // The server; or why there is none, for the user.
+  // The server, or the reason for the user why there is none.
   virtual std::variant<ServerAddress, std::string> findServer() = 0;
-  // All servers around, in the order of their names.
+  // All servers on the network, ordered by name.
   virtual std::vector<FoundServer> listServers() { return {}; }
 
  protected:
@@ -45,7 +45,7 @@ class MoxtelClient final {
   static constexpr int kFailure = 1;
   static constexpr int kWrongUsage = 2;
 
-  // Borrows everything. Texts of the server reach err and out without control characters; data as it is.
+  // Borrows its arguments. Texts from the server are written without control characters, data unchanged.
   MoxtelClient(ServerFinder& finder, std::ostream& out, std::ostream& err, SocketClientLimits limits = {});
 
   // The program's arguments without its name; returns its exit status.

@@ -9,7 +9,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// Someone who asks for a list would rather have all of it.
+// A list should be complete, so it waits longer for further servers.
 constexpr EventLoop::Duration kQuietForAList = 2s;
 
 std::vector<FoundServer> search(ServerSearch::Limits limits) {

@@ -1,5 +1,4 @@
-// Finds servers by DNS-SD, for a program without a loop of its own: each call runs one on the calling thread
-// until the search is over.
+// Finds servers by DNS-SD. Each call runs an event loop on the calling thread until the search ends.
 #pragma once
 
 #include "client/MoxtelClient.h"
@@ -8,12 +7,12 @@ namespace moxtel {
 
 class NetworkServerFinder final : public ServerFinder {
  public:
-  // The only server around. With none, or several, the text says so and names what there is.
+  // The only server on the network. If there is none or more than one, the text says so and lists them.
   std::variant<ServerAddress, std::string> findServer() override;
   std::vector<FoundServer> listServers() override;
 };
 
-// What findServer() makes of the servers around.
+// The result of findServer() for these servers.
 std::variant<ServerAddress, std::string> onlyServerOf(const std::vector<FoundServer>& servers);
 
 }  // namespace moxtel

@@ -15,17 +15,17 @@ namespace moxtel {
 
 inline constexpr std::uint16_t kServerPort = 4250;
 
-// A command to send, and what becomes of its answer.
+// A command to send, and what to do with its result.
 struct ClientRequest {
-  std::optional<std::string> host;    // as --host says
-  std::optional<std::uint16_t> port;  // as --port says
+  std::optional<std::string> host;    // of --host
+  std::optional<std::uint16_t> port;  // of --port
   bool json = false;
   std::optional<std::string> output;  // the file for data, "-" for standard output
   Dictionary command;
   Layout layout = Layout::Plain;
 };
 
-// To list the servers on the network.
+// The request to list the servers on the network.
 struct BrowseWanted {
   bool json = false;
 };
@@ -37,7 +37,7 @@ struct UsageError {
   std::string text;
 };
 
-// Every subcommand is the name of one command of the protocol, with its arguments as the request's entries.
+// Each subcommand stands for one command of the protocol; its arguments become entries of the request.
 std::variant<ClientRequest, BrowseWanted, HelpWanted, VersionWanted, UsageError> parseOptions(
     const std::vector<std::string>& arguments);
 

@@ -1,4 +1,4 @@
-// Texts from a stranger's server on their way to a terminal or into JSON. Any thread.
+// Makes texts from an untrusted server safe for a terminal. Any thread.
 #pragma once
 
 #include <cstdint>
@@ -7,15 +7,15 @@
 
 namespace moxtel {
 
-// Takes the first code point off a text that is not empty; what is no valid UTF-8 comes as U+FFFD.
+// Removes and returns the first code point of a text that is not empty; U+FFFD for invalid UTF-8.
 char32_t takeCodePoint(std::string_view& text);
 
-// Whether a terminal would do something else with it than show it: control characters of both sets and the
-// marks that turn the direction of writing round.
+// Whether a terminal acts on the character instead of showing it: C0 and C1 control characters, and the marks
+// that change the direction of writing.
 bool isUnprintable(char32_t codePoint);
 
-// The text with U+FFFD for everything that is not printable; line feeds and tabs stay if asked for, else they
-// become blanks.
+// The text with U+FFFD for each unprintable character. Lines::Many keeps line feeds and tabs, Lines::One
+// turns them into blanks.
 enum class Lines : std::uint8_t { One, Many };
 std::string printable(std::string_view text, Lines lines = Lines::One);
 

@@ -43,7 +43,7 @@ void ServerSearch::resolved(const ResolvedService& service) {
 }
 
 void ServerSearch::notResolved(const std::string& name) {
-  // A copy: the name dies with the function that was called with it.
+  // A copy: erasing the server destroys the closure that owns the name.
   const std::string gone = name;
   servers_.erase(gone);
   restartQuiet();
@@ -52,7 +52,7 @@ void ServerSearch::notResolved(const std::string& name) {
 void ServerSearch::restartQuiet() {
   const bool waiting = std::any_of(servers_.begin(), servers_.end(),
                                    [](const auto& server) { return server.second.resolution != nullptr; });
-  // Every resolution ends by itself, with an answer or without.
+  // Each resolution ends by itself: it succeeds, fails or times out.
   if (waiting) {
     timer_.reset();
   } else {

@@ -1,5 +1,5 @@
-// Searches the network for servers, once: it ends when things have gone quiet, so that a second server shows
-// too. On the thread of its loop.
+// Searches the network for servers once. It ends when no further server has been found for some time, so that
+// it finds more than the first. On the thread of its loop.
 #pragma once
 
 #include <cstdint>
@@ -18,21 +18,21 @@ namespace moxtel {
 struct FoundServer {
   std::string name;
   std::string host;     // "nas.local"
-  std::string address;  // the first IPv4 address; the host where there is none
+  std::string address;  // the first IPv4 address; the host if it has none
   std::uint16_t port = 0;
 };
 
 class ServerSearch final {
  public:
   struct Limits {
-    EventLoop::Duration nobody{4000};  // without any server the search ends
-    EventLoop::Duration quiet{1000};   // after the last news, once every server found has its address
-    std::size_t servers = 1000;        // more are not looked at
+    EventLoop::Duration nobody{4000};  // the search ends if it has found no server by then
+    EventLoop::Duration quiet{1000};   // after the last event, once each server has its address
+    std::size_t servers = 1000;        // further servers are ignored
   };
   using Done = std::function<void(std::vector<FoundServer>)>;
 
-  // Borrows loop and dnsSd. done is called once, on a later turn, with the servers in the order of their
-  // names, those without an address left out; it may destroy the search.
+  // Borrows loop and dnsSd. done is called once, on a later turn of the loop, with the servers that have an
+  // address, ordered by name. It may destroy the search.
   ServerSearch(EventLoop& loop, DnsSd& dnsSd, Limits limits, Done done);
   ServerSearch(const ServerSearch&) = delete;
   ServerSearch& operator=(const ServerSearch&) = delete;

@@ -19,7 +19,8 @@ constexpr std::size_t kLongestText = 4000;  // bytes
 
 using Row = std::vector<std::string>;
 
-// A value that is no collection, on one line. Long texts are cut: a stranger may name one text in every row.
+// One line for a value that is not a collection. Cuts long texts: an untrusted server may repeat one in each
+// row.
 std::string cell(const Value& value) {
   switch (value.type()) {
     case Value::Type::Nil:
@@ -102,7 +103,7 @@ void writeLabelled(std::ostream& out, const std::string& label, const Value& val
   }
 }
 
-// Dictionaries as "key: value", arrays as "- value", what is inside indented.
+// Dictionaries as "key: value", arrays as "- value"; nested collections are indented.
 void writeLines(std::ostream& out, const Value& value, std::size_t depth) {
   if (value.isDictionary()) {
     for (const auto& entry : value.dictionary()) {

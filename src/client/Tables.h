@@ -1,4 +1,4 @@
-// Results as tables and lines for people. Everything that came from the server is made printable first.
+// Results as tables and lines for people. All text from the server is made printable first.
 #pragma once
 
 #include <cstdint>

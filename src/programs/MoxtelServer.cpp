@@ -1,5 +1,4 @@
-// MoxtelServer: the server with its windows. The windows have the process's first thread, the server a second
-// one.
+// MoxtelServer: the server with windows. The windows run on the main thread, the server on a second one.
 #include <QApplication>
 #include <QIcon>
 #include <QLibraryInfo>
@@ -29,7 +28,7 @@ namespace {
 constexpr int kHeartbeatMilliseconds = 500;
 constexpr int kNoDisplayStatus = 1;
 
-// The toolkit would end the program with a core dump and no word of the other one.
+// Qt would abort with a core dump and not mention moxtelserverd.
 bool lacksDisplay() {
   const auto names = {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"};
   return QSysInfo::kernelType() == QStringLiteral("linux") &&
@@ -37,12 +36,12 @@ bool lacksDisplay() {
                       [](const char* name) { return qEnvironmentVariableIsSet(name); });
 }
 
-// The language of messages ("de"), which need not be that of numbers.
+// The language of messages ("de"); numbers may use another locale.
 std::string userLanguage() {
   return QLocale::system().uiLanguages().value(0).section('-', 0, 0).toStdString();
 }
 
-// Connects windows and server. On the windows' thread.
+// Connects the windows and the server. On the main thread.
 class Desktop final {
  public:
   Desktop(UserDefaults& defaults, const std::string& language)
@@ -63,11 +62,11 @@ class Desktop final {
   MainWindowActions actions() {
     MainWindowActions actions;
     actions.chooseLibrary = [this](const std::string& folder) { chooseLibrary(folder); };
-    // At once, and not after the reply that the core may be writing to that client.
+    // Immediately: the core may still be writing a reply to that client.
     actions.disconnectClient = [] { QVSocketServer::disconnect(); };
     actions.reload = [this] { core_.post([](ServerProgram& program) { program.delegate().reload(); }); };
     actions.preferAperture = [this](bool prefers) {
-      // Stored first: the server reads it when it starts anew.
+      // Stored first: the server reads it when it restarts.
       defaults_.setBool("PreferAperture", prefers);
       core_.post([](ServerProgram& program) { program.delegate().changedPreferAperture(); });
     };
@@ -96,7 +95,7 @@ class Desktop final {
         &window_, [this, status] { window_.showStatus(status); }, Qt::QueuedConnection);
   }
 
-  // A beat that is not answered by the next one: the core is busy.
+  // The core is busy if it has not answered a beat when the next one is due.
   void beat() {
     window_.showBusy(answered_ != asked_);
     if (answered_ != asked_) return;
@@ -124,7 +123,7 @@ int serve(int argc, char** argv) {
     std::cerr << "MoxtelServer: there is no display to show windows on; moxtelserverd serves without them.\n";
     return kNoDisplayStatus;
   }
-  // The arguments were taken above: Qt gets the program's name alone.
+  // The arguments are parsed above: Qt gets only the program's name.
   int qtArgc = argc > 0 ? 1 : 0;
   QApplication application(qtArgc, argv);
   QApplication::setApplicationName(QStringLiteral("MoxtelServer"));
@@ -132,7 +131,7 @@ int serve(int argc, char** argv) {
   QApplication::setWindowIcon(QIcon::fromTheme(QStringLiteral("moxtelserver")));
   const std::string language = userLanguage();
   setStringTable(windowTexts(language));
-  // The toolkit's own texts, such as a file dialog's buttons; in the same language as ours, or in English.
+  // Qt's own texts, such as the buttons of a file dialog, in the language of ours or else in English.
   QTranslator toolkitTexts;
   if (toolkitTexts.load("qtbase_" + QString::fromStdString(language),
                         QLibraryInfo::path(QLibraryInfo::TranslationsPath))) {

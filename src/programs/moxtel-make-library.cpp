@@ -1,4 +1,4 @@
-// moxtel-make-library: sample photo libraries for trying out, tests and measurements.
+// moxtel-make-library: writes sample photo libraries, for demonstrations, tests and measurements.
 #include <cstdio>
 #include <exception>
 #include <string>

@@ -1,5 +1,5 @@
-// moxtel-picture-decoder: reads one picture file and prints it as a JPEG or as pixels, for a server that does
-// not want to do this itself. DecoderProtocol.h tells its arguments and its answer.
+// moxtel-picture-decoder: decodes one picture file and prints it as a JPEG or as pixels, confined, so that a
+// malicious file cannot harm the server. DecoderProtocol.h describes its arguments and output.
 #include <vips/vips.h>
 #include <cstdint>
 #include <cstdio>
@@ -17,18 +17,18 @@
 namespace moxtel::decoder {
 namespace {
 
-constexpr std::uint64_t kMemory = std::uint64_t{3} << 30;  // bytes of address space, the file not counted
+constexpr std::uint64_t kMemory = std::uint64_t{3} << 30;         // bytes of address space besides the file
 constexpr std::uint64_t kTemporaryFile = std::uint64_t{2} << 30;  // bytes
-constexpr std::uint64_t kProcessorSeconds = 100;  // of all threads; the caller bounds the time that passes
+constexpr std::uint64_t kProcessorSeconds = 100;  // of all threads; the caller limits the elapsed time
 
 void setUpLibraries(const char* scratch) {
-  // What libraries say of a file is nothing to anybody.
+  // Discards library warnings.
   if (!std::freopen("/dev/null", "w", stderr)) std::fclose(stderr);
   if (*scratch) {
     setenv("TMPDIR", scratch, 1);
     setenv("MAGICK_TMPDIR", scratch, 1);
   }
-  // Each thread takes memory for itself, and a picture's rows are needed one after another.
+  // One thread: each takes its own memory, and the rows are needed in order anyway.
   setenv("VIPS_CONCURRENCY", "1", 1);
   setenv("MALLOC_ARENA_MAX", "2", 1);
 }
@@ -38,7 +38,7 @@ std::unique_ptr<PictureSource> opened(FileBytes file) {
   if (kind == PictureKind::None) return nullptr;
   if (kind == PictureKind::Heif) return openHeif(file);
   properties::ByteSource source(file);
-  // LibRaw takes a scan of 16 bits for a sensor's picture when the scanner's maker builds cameras, too.
+  // LibRaw takes a 16-bit scan for a RAW file if the maker of the scanner also makes cameras.
   const bool mayBeRaw = kind == PictureKind::Tiff && !properties::isOrdinaryTiff(source);
   if (kind == PictureKind::Raw || mayBeRaw) {
     auto raw = openRaw(file, kind);
@@ -83,6 +83,6 @@ int main(int count, char** words) {
     done = count == 4 && moxtel::decoder::run(words[1], words[2], words[3]);
   } catch (const std::exception&) {
   }
-  // The answer is out; no library's end shall spoil it.
+  // Skips library destructors: they may crash after the output is written.
   std::_Exit(done ? EXIT_SUCCESS : EXIT_FAILURE);
 }

@@ -1,5 +1,6 @@
-// moxtel-property-reader FILE: prints the properties of a picture file as a keyed archive, for a server that
-// does not want to read it itself. Exit status 0 means that there are some and they are whole.
+// moxtel-property-reader FILE: prints the properties of a picture file as a keyed archive, confined, so that
+// a malicious file cannot harm the server. Exit status 0 means that the file has properties and the output is
+// complete.
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -13,13 +14,13 @@
 namespace moxtel::properties {
 namespace {
 
-constexpr std::uint64_t kMemory = std::uint64_t{1} << 30;  // bytes of addresses, the file not counted
+constexpr std::uint64_t kMemory = std::uint64_t{1} << 30;  // bytes of address space besides the file
 constexpr std::uint64_t kProcessorSeconds = 10;
 
 bool run(const char* path) {
   const OpenFile file = openRegularFile(path);
   confineThisProcess({kMemory + file.size, kProcessorSeconds, 0});
-  // What libraries say of a file is nothing to anybody.
+  // Discards library warnings.
   if (!std::freopen("/dev/null", "w", stderr)) std::fclose(stderr);
   const auto found = wholeFileProperties(mappedForEver(file));
   return found && writeToStandardOutput(archivedData(*found));
@@ -34,6 +35,6 @@ int main(int count, char** words) {
     done = count == 2 && moxtel::properties::run(words[1]);
   } catch (const std::exception&) {
   }
-  // The answer is out; no library's end shall spoil it.
+  // Skips library destructors: they may crash after the output is written.
   std::_Exit(done ? EXIT_SUCCESS : EXIT_FAILURE);
 }

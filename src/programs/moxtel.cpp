@@ -1,4 +1,4 @@
-// moxtel: asks a server of photo libraries from the command line.
+// moxtel: queries a server from the command line.
 #include <exception>
 #include <iostream>
 
@@ -6,7 +6,7 @@
 #include "platform/system/SystemLog.h"
 
 int main(int argc, char** argv) {
-  // What goes wrong is told once, in the program's own words.
+  // Discards the log: the program reports each failure itself.
   moxtel::setSystemLogSink([](std::string_view) {});
   try {
     moxtel::NetworkServerFinder finder;

@@ -27,7 +27,7 @@ int serve(int argc, char** argv) {
   if (const auto status = takeCommandLine(description, arguments, defaults)) return *status;
 
   if (kindOfOutput(stderr) == OutputKind::Journal) {
-    // The journal stamps lines itself.
+    // The journal adds the time to each line.
     setSystemLogSink([](std::string_view text) { writeJournalLines(stderr, JournalPriority::Info, text); });
   }
   CoreLoop loop;
@@ -42,8 +42,7 @@ int serve(int argc, char** argv) {
     });
     return loop.run();
   }
-  // A script, or a reply to a client that takes it slowly, must hold up neither the end nor the wish to be
-  // rid of the client.
+  // Neither a script nor a reply to a slow client may delay the exit or the disconnection of the client.
   const auto atOnce = [&program](int signal) {
     if (signal == SIGUSR1) {
       QVSocketServer::disconnect();

@@ -126,7 +126,7 @@ TEST_F(Moxtel, printsJson) {
                               {"data", Bytes{'M', 'o', 'x', 't'}},
                               {"date", Date{490006503.0}},
                               {"empty", Array()},
-                              {"nobody", Dictionary()},
+                              {"blank", Dictionary()},
                               {"list", Array{{1, "é"}}}};
   EXPECT_EQ(runWith(result(everything), {"--json", "infos", "k"}), 0);
   EXPECT_EQ(out.str(), R"({
@@ -141,7 +141,7 @@ TEST_F(Moxtel, printsJson) {
   "data": "TW94dA==",
   "date": "2016-07-12T08:55:03Z",
   "empty": [],
-  "nobody": {},
+  "blank": {},
   "list": [
     1,
     "é"
@@ -173,15 +173,15 @@ TEST_F(Moxtel, savesAThumbnail) {
   EXPECT_EQ(out.str(), std::string(picture.begin(), picture.end()));
 }
 
-TEST_F(Moxtel, tellsWhatItCannotSave) {
+TEST_F(Moxtel, reportsWhatItCannotSave) {
   EXPECT_EQ(runWith(result("text"), {"thumb", "k", "-o", path("x.jpg")}), 1);
-  EXPECT_EQ(err.str(), "moxtel: the server's answer is no data\n");
+  EXPECT_EQ(err.str(), "moxtel: the server's answer is not data\n");
   EXPECT_FALSE(std::filesystem::exists(path("x.jpg")));
   EXPECT_EQ(runWith(result(Bytes{1}), {"thumb", "k", "-o", path("no/such/folder")}), 1);
   EXPECT_THAT(err.str(), StartsWith("moxtel: could not write "));
 }
 
-TEST_F(Moxtel, tellsTheErrorOfTheServer) {
+TEST_F(Moxtel, reportsTheErrorOfTheServer) {
   EXPECT_EQ(runWith(Dictionary{{"error", "Album not found"}}, {"folders", "x"}), 1);
   EXPECT_EQ(out.str(), "");
   EXPECT_EQ(err.str(), "moxtel: Album not found\n");
@@ -205,7 +205,7 @@ TEST_F(Moxtel, asksForTheSquareThumbnailOfAFace) {
   EXPECT_EQ(asked, Value(Dictionary{{"command", "Square Thumb of Photo"}, {"key", "f"}, {"isFace", true}}));
 }
 
-TEST_F(Moxtel, refusesAWrongCommandLine) {
+TEST_F(Moxtel, rejectsAWrongCommandLine) {
   for (const std::vector<std::string>& wrong : std::vector<std::vector<std::string>>{
            {},
            {"frobnicate"},
@@ -299,7 +299,7 @@ TEST_F(Moxtel, usesAConnectionForEachCommand) {
   }
 }
 
-TEST_F(Moxtel, isHarmedByNoServer) {
+TEST_F(Moxtel, survivesAnyServer) {
   limits.answer = 100ms;
   const auto read = [](Connection& connection) { connection.read(); };
   EXPECT_EQ(runAgainst(read, {"version"}), 1);
@@ -317,7 +317,7 @@ TEST_F(Moxtel, isHarmedByNoServer) {
   EXPECT_THAT(err.str(), StartsWith("moxtel: the server's answer cannot be read: "));
   for (const Value& strange : {Value("text"), Value(Dictionary()), Value(Dictionary{{"error", 5}})}) {
     EXPECT_EQ(runWith(strange, {"version"}), 1);
-    EXPECT_EQ(err.str(), "moxtel: the server's answer holds no result\n");
+    EXPECT_EQ(err.str(), "moxtel: the server's answer contains no result\n");
   }
 }
 
@@ -329,8 +329,8 @@ TEST_F(Moxtel, showsUnexpectedResultsToo) {
   EXPECT_THAT(out.str(), HasSubstr("…"));
 }
 
-// Few bytes that unfold into very many values are refused before anything prints them.
-TEST_F(Moxtel, doesNotUnfoldWhatIsShared) {
+// Rejects a small archive that unfolds into very many values before it prints any.
+TEST_F(Moxtel, rejectsAnArchiveThatUnfoldsIntoManyValues) {
   Value shared = "x";
   for (int level = 0; level < 8; ++level)
     shared = Array(std::vector<Value>(10, shared), Mutability::Immutable);

@@ -81,20 +81,20 @@ TEST_F(ServerSearchTest, usesTheHostNameWithoutAnIPv4Address) {
   EXPECT_THAT(*result, ElementsAre("One a.local:4250"));
 }
 
-TEST_F(ServerSearchTest, looksAtSoManyServersAndNoMore) {
+TEST_F(ServerSearchTest, limitsTheNumberOfServers) {
   const auto searching = search(1);
   dnsSd.find("One");
   dnsSd.find("Two");
   EXPECT_THAT(dnsSd.resolvedNames(), ElementsAre("One"));
 }
 
-TEST(OnlyServer, isTheOneThatIsThere) {
+TEST(OnlyServer, isTheSingleOne) {
   const auto found = onlyServerOf({{"One", "a.local", "10.0.0.1", 4251}});
   EXPECT_EQ(std::get<ServerAddress>(found).host, "10.0.0.1");
   EXPECT_EQ(std::get<ServerAddress>(found).port, 4251);
 }
 
-TEST(OnlyServer, isNoneAmongSeveral) {
+TEST(OnlyServer, isMissingAmongSeveral) {
   EXPECT_EQ(
       std::get<std::string>(onlyServerOf({{"A", "a.local", "10.0.0.1", 1}, {"B", "b.local", "10.0.0.2", 2}})),
       "several servers were found; name one with --host and --port: \"A\" (10.0.0.1, port 1) \"B\" "

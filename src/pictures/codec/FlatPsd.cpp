@@ -20,7 +20,7 @@ constexpr std::uint32_t kLabMode = 9;
 constexpr std::size_t kPaletteSize = 768;  // all reds, all greens, all blues
 constexpr std::uint32_t kPlain = 0;
 constexpr std::uint32_t kPacked = 1;
-// Two bytes of a packed row stand for at most 128.
+// Two bytes of a packed row encode at most 128 bytes.
 constexpr std::uint64_t kBestPacking = 64;
 
 struct Header {
@@ -29,7 +29,7 @@ struct Header {
   std::uint32_t width, height;
   std::size_t sampleBytes;
 
-  // Those that make the picture come first.
+  // The channels of the picture come first.
   std::size_t planes() const { return mode == kInkMode ? 4 : mode == kLabMode ? 3 : 1; }
   std::size_t rowBytes() const { return width * sampleBytes; }
   std::uint64_t planeBytes() const { return std::uint64_t{planes()} * height * rowBytes(); }
@@ -53,7 +53,7 @@ std::optional<Header> headerOf(FileBytes file) {
   return bits % 8 == 0 && isReadable(header) ? std::optional(header) : std::nullopt;
 }
 
-// Takes what stands behind a length of four bytes.
+// Takes a section with its length of four bytes in front.
 std::optional<FileBytes> takeBlock(FileBytes& rest) {
   if (rest.size() < 4) return std::nullopt;
   const std::size_t length = bigEndian(rest.first(4));
@@ -78,20 +78,20 @@ bool unpack(FileBytes packed, Bytes& row) {
   return filled == row.size();
 }
 
-// The rows of one plane after those of the other, in the file's order.
+// Reads the rows of the planes, one plane after the other, in file order.
 class PlaneRows {
  public:
   PlaneRows(const Header& header, FileBytes data) : header_(header), data_(data) {}
 
-  // False when the file is too short for what it announces: before anything is kept for its pixels, of
-  // which a single row may be announced to be hundreds of megabytes.
+  // False if the file is too short for its stated size. Checked before any allocation: a single row may be
+  // stated as hundreds of megabytes.
   bool start() {
     if (!holdsThePlanes()) return false;
     row_.resize(header_.rowBytes());
     return true;
   }
 
-  // Nothing when the file ends before the row does.
+  // Nothing if the file ends within the row.
   const Bytes* next() {
     const std::size_t length = lengths_.empty() ? row_.size() : bigEndian(lengths_.first(2));
     if (length > data_.size()) return nullptr;
@@ -122,10 +122,10 @@ class PlaneRows {
   const Header& header_;
   Bytes row_;
   FileBytes data_;
-  FileBytes lengths_;  // two bytes a row that is still to come; empty when plain
+  FileBytes lengths_;  // two bytes for each remaining row; empty if not packed
 };
 
-// Of 16 bits the upper 8 come first. In the file 0 is all ink.
+// The upper 8 of 16 bits come first. In the file, 0 is full ink.
 void place(const Bytes& row, const Header& header, std::uint8_t* sample) {
   const std::uint8_t inverted = header.mode == kInkMode ? 255 : 0;
   for (std::size_t at = 0; at < row.size(); at += header.sampleBytes, sample += header.planes())

@@ -1,6 +1,6 @@
-// The flattened picture of a PSD in inks (CMYK), in Lab, or with a palette: ImageMagick loses the black ink,
-// libvips does not take its Lab, and neither reads a palette. As in Adobe's description of the "Photoshop
-// File Format". Any thread.
+// The flattened picture of a PSD in CMYK, in Lab, or with a palette (Adobe Photoshop File Formats
+// Specification). Our own reader because ImageMagick loses the black ink, libvips does not read its Lab, and
+// neither reads a palette. Any thread.
 #pragma once
 
 #include <cstdint>
@@ -21,14 +21,14 @@ struct FlatPsd {
   std::uint32_t width = 0;   // pixels
   std::uint32_t height = 0;  // pixels
   Bytes samples;             // without padding
-  Bytes iccProfile;          // empty: that of an ordinary press, or sRGB
+  Bytes iccProfile;          // empty: the default CMYK profile, or sRGB
 
   std::size_t samplesPerPixel() const { return colours == Colours::Inks ? 4 : 3; }
 };
 
-// Of 8 or 16 bits, plain or packed, which is how flattened pictures are written. Nothing for every other
-// file, and where a part of the picture is missing. Takes no memory for the pixels unless the file is long
-// enough for its size.
+// Reads 8 and 16 bits per channel, raw or packed (PackBits), the forms of flattened pictures. Nothing for any
+// other file, and if a part of the picture is missing. Allocates the pixels only if the file is long enough
+// for them.
 std::optional<FlatPsd> flatPsd(std::span<const std::uint8_t> file);
 
 }  // namespace moxtel

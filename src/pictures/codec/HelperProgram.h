@@ -1,4 +1,4 @@
-// Where the programs lie that read strange files for this one. Any thread.
+// Where the helper programs are that read untrusted files. Any thread.
 #pragma once
 
 #include <string>
@@ -6,7 +6,7 @@
 
 namespace moxtel {
 
-// The absolute path of such a program: beside the running one, or else in ../libexec/moxtel of it.
+// The absolute path of a helper: beside the running program, or else in ../libexec/moxtel relative to it.
 std::string installedProgram(std::string_view name);
 
 }  // namespace moxtel

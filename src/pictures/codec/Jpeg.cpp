@@ -18,8 +18,8 @@ constexpr JDIMENSION kRowsAtOnce = 16;
 
 // ---- from JPEG to JPEG ----
 
-// Whether the encoder can write the sample planes as they are: it puts all of them into one scan, whose unit
-// holds ten blocks at most.
+// Whether the encoder can write the sample planes unchanged: it puts all of them into one scan, whose coding
+// unit has at most ten blocks.
 bool canPassPlanesOn(const jpeg_decompress_struct& in) {
   if (in.jpeg_color_space == JCS_GRAYSCALE) return true;
   if (in.jpeg_color_space != JCS_YCbCr) return false;
@@ -33,7 +33,7 @@ void copyProfile(jpeg_decompress_struct& in, jpeg_compress_struct& out) {
   JOCTET* profile = nullptr;
   unsigned size = 0;
   if (!jpeg_read_icc_profile(&in, &profile, &size)) return;
-  // Into memory that the encoder owns: an error below must not leak it.
+  // Copied into memory that the encoder owns: an error below must not leak it.
   auto* own =
       static_cast<JOCTET*>(out.mem->alloc_large(reinterpret_cast<j_common_ptr>(&out), JPOOL_PERMANENT, size));
   std::memcpy(own, profile, size);
@@ -139,7 +139,7 @@ void flattenOnWhite(const std::uint8_t* rgba, std::size_t pixels, std::uint8_t* 
   }
 }
 
-// Rows as the source has them and as the encoder takes them; the same place unless there is alpha to flatten.
+// The rows of the source and those for the encoder: the same memory unless alpha is flattened.
 struct RowBuffers {
   explicit RowBuffers(const PixelBuffer& image) {
     read.resize(image.rowBytes() * kRowsAtOnce);

@@ -1,8 +1,8 @@
-// JPEG in and out. Any thread; nothing is shared between calls, nothing throws.
+// Decodes and encodes JPEG. Any thread; calls share no state and do not throw.
 //
 // Bounds: at most kMaximumPixels; a file of several scans (progressive) needs its coefficients in memory, two
-// bytes a sample, and is broken where that passes kMaximumCoefficientMemory, or where it has more scans than
-// any encoder writes. Everything else takes a few rows of memory above input and output.
+// bytes per sample, and is Broken if they exceed kMaximumCoefficientMemory or if it has more scans than any
+// encoder writes. All else takes a few rows of memory besides input and output.
 #pragma once
 
 #include <cstdint>
@@ -15,15 +15,15 @@
 
 namespace moxtel {
 
-// Of the usual scale from 0 to 100.
+// libjpeg's quality, 0 to 100.
 inline constexpr int kJpegQuality = 80;
 inline constexpr long kMaximumCoefficientMemory = 768l << 20;  // bytes: 250 megapixels in the common 4:2:0
 inline constexpr int kMaximumScans = 64;
 
 enum class JpegOutcome : std::uint8_t {
   Done,
-  Broken,     // no JPEG, a cut-off one, one past the bounds
-  OtherInks,  // CMYK or YCCK: intact as far as read, but its colours need a profile to become RGB
+  Broken,     // not a JPEG, truncated, or beyond the bounds
+  OtherInks,  // CMYK or YCCK: intact as far as read; becomes RGB only with a profile
 };
 
 struct JpegResult {
@@ -31,13 +31,13 @@ struct JpegResult {
   Bytes jpeg;
 };
 
-// The picture encoded anew: same size, same colour model and subsampling (an RGB file becomes YCbCr), its
-// colour profile kept, everything else that the file carries left out, its orientation tag included. The
-// sample planes go straight from the decoder to the encoder.
+// Encodes the picture again, with the same size, color model and subsampling (an RGB file becomes YCbCr) and
+// the same color profile. All other metadata are dropped, the orientation tag included. The sample planes go
+// from the decoder to the encoder without conversion.
 JpegResult reencodedJpeg(std::span<const std::uint8_t> file);
 
-// Gray stays gray; alpha is flattened on white; the profile is kept. Nothing when the source breaks off, or
-// the picture is wider or higher than the 65500 pixels that the format takes.
+// Gray stays gray; alpha is flattened on white; the profile is kept. Nothing if the source fails, or if the
+// picture is wider or higher than 65500 pixels, the limit of the format.
 std::optional<Bytes> jpegOf(PictureSource& source);
 
 struct JpegPixels {

@@ -14,13 +14,13 @@ Errors& errorsOf(jpeg_common_struct* info) { return *reinterpret_cast<Errors*>(i
 
 [[noreturn]] void jumpOut(jpeg_common_struct* info) { longjmp(errorsOf(info).escape, 1); }
 
-// A file that merely lacks its end marker is whole as far as anybody can see. One whose entropy-coded data
-// end too early is not; other damage the decoder mends and goes on.
+// A missing end marker is harmless. Entropy-coded data that end early are an error. The decoder repairs other
+// damage and goes on.
 void endIfCutOff(jpeg_common_struct* info, int level) {
   if (level < 0 && info->err->msg_code == JWRN_HIT_MARKER) jumpOut(info);
 }
 
-// A scan costs time for every block of the picture even when it holds no bits.
+// A scan costs time for each block of the picture even if it has no bits.
 void countScans(jpeg_common_struct* info) {
   auto* decoder = reinterpret_cast<jpeg_decompress_struct*>(info);
   if (decoder->input_scan_number > kMaximumScans) jumpOut(info);
@@ -42,7 +42,7 @@ JpegDecoder::~JpegDecoder() { jpeg_destroy_decompress(&info); }
 void JpegDecoder::readHeader(std::span<const std::uint8_t> file) {
   jpeg_create_decompress(&info);
   info.mem->max_memory_to_use = kMaximumCoefficientMemory;
-  jpeg_save_markers(&info, JPEG_APP0 + 2, 0xFFFF);  // colour profiles
+  jpeg_save_markers(&info, JPEG_APP0 + 2, 0xFFFF);  // color profiles
   jpeg_mem_src(&info, file.data(), file.size());
   jpeg_read_header(&info, TRUE);
 }
@@ -80,7 +80,7 @@ void JpegEncoder::grow(jpeg_compress_struct* info) {
   auto& destination = *reinterpret_cast<Destination*>(info->dest);
   Bytes& output = *destination.output;
   const std::size_t full = output.size();
-  bool enough = true;  // no jump out of a handler: its exception would stay behind
+  bool enough = true;  // a jump out of the handler would leak the exception
   try {
     output.resize(full * 2);
   } catch (const std::bad_alloc&) {

@@ -1,9 +1,8 @@
-// The decoder and the encoder of libjpeg as objects that clean up, for the files of this folder.
+// The decoder and the encoder of libjpeg as RAII objects, for the files of this folder.
 //
-// A file whose picture data end before the picture does counts as an error, at once: what it claims to be may
-// be large. libjpeg reports an error by calling back a function that must not return. It jumps to the point
-// that the user of these objects marked with MOXTEL_JPEG_FAILED; between the mark and the jump only C and
-// objects without destructors may live.
+// Picture data that end early are an error immediately: the claimed picture may be large. libjpeg reports an
+// error by calling back a function that must not return. Here it jumps to the point marked with
+// MOXTEL_JPEG_FAILED. Objects created after that point must not have destructors.
 #pragma once
 
 #include <csetjmp>
@@ -11,7 +10,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <span>
-// After <cstdio>, which it needs and does not include.
+// After <cstdio>, which it needs but does not include.
 #include <jpeglib.h>
 
 #include "value/Value.h"
@@ -19,7 +18,7 @@
 namespace moxtel::jpeg {
 
 struct Errors {
-  jpeg_error_mgr manager = {};  // first: libjpeg knows the whole by its address
+  jpeg_error_mgr manager = {};  // first member: libjpeg hands back its address
   jmp_buf escape;
 
   Errors();
@@ -27,7 +26,7 @@ struct Errors {
   Errors& operator=(const Errors&) = delete;
 };
 
-// True when an error jumped here.
+// True if an error jumped here.
 #define MOXTEL_JPEG_FAILED(errors) (setjmp((errors).escape) != 0)
 
 class JpegDecoder final {
@@ -41,7 +40,7 @@ class JpegDecoder final {
   void readHeader(std::span<const std::uint8_t> file);
   bool isTooLarge() const;
   bool hasOtherInks() const;
-  // Counts scans while the file is read.
+  // Fails when the file has too many scans.
   void limitScans();
 
   jpeg_decompress_struct info = {};
@@ -57,7 +56,7 @@ class JpegEncoder final {
   JpegEncoder(const JpegEncoder&) = delete;
   JpegEncoder& operator=(const JpegEncoder&) = delete;
 
-  // Where the file goes. Room that is not used costs no memory, so the guess may be generous. Throws
+  // Sets the output. The guess may be generous: pages that are not used cost no memory. Throws
   // std::bad_alloc.
   void writeTo(Bytes& output, std::size_t sizeGuess);
   void writeIccProfile(std::span<const std::uint8_t> profile);
@@ -66,7 +65,7 @@ class JpegEncoder final {
 
  private:
   struct Destination {
-    jpeg_destination_mgr manager = {};  // first, as above
+    jpeg_destination_mgr manager = {};  // first member, as above
     Bytes* output = nullptr;
   };
   static void grow(jpeg_compress_struct* info);

@@ -17,7 +17,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// More than any picture within the bounds gives; the JPEG form is always smaller than the pixels.
+// More than any picture within the bounds needs; a JPEG is smaller than the pixels.
 constexpr std::size_t kLongestAnswer = kMaximumPixels * 4 + (std::size_t{64} << 20);
 
 Bytes wholeFile(const OpenFile& file) {

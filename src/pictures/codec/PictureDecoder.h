@@ -1,9 +1,9 @@
-// From a picture file of any kind to a JPEG or to pixels. Core thread; a call takes as long as the picture
-// does, and no longer than kDecodingTime for anything but a JPEG.
+// Decodes a picture file of any kind to a JPEG or to pixels. Core thread; blocks until the picture is
+// decoded, for anything but a JPEG at most kDecodingTime.
 //
-// JPEG is decoded here. Every other kind is decoded by another program, moxtel-picture-decoder, which has
-// little memory and time, may write no file but below its scratch folder, and can crash without harm. Without
-// that program only JPEG is read.
+// JPEG is decoded in this process. All other kinds are decoded by moxtel-picture-decoder, whose memory and
+// time are limited, which can write only below its scratch folder, and whose crash does no harm. Without that
+// program only JPEG is decoded.
 #pragma once
 
 #include <chrono>
@@ -21,16 +21,17 @@ class PictureDecoder final {
  public:
   static constexpr std::chrono::seconds kDecodingTime{60};
 
-  // The absolute path of moxtel-picture-decoder: beside the running program, or in ../libexec/moxtel of it.
+  // The absolute path of moxtel-picture-decoder: beside the running program, or in ../libexec/moxtel relative
+  // to it.
   static std::string installedHelper();
 
   // Borrows the runner.
   explicit PictureDecoder(ProcessRunner& processes, std::string helper = installedHelper());
 
   // A JPEG of the picture: full size, stored orientation, 8 bits, alpha flattened on white, colour profile
-  // kept. Nothing for what is no picture, broken, or past the bounds of memory and time.
+  // kept. Nothing if the file is not a picture, is damaged, or exceeds the bounds of memory and time.
   std::optional<Bytes> jpegOf(const OpenFile& file);
-  // The picture itself, in its stored orientation.
+  // The pixels, in stored orientation.
   std::optional<PixelBuffer> pixelsOf(const OpenFile& file);
 
  private:

@@ -47,8 +47,8 @@ constexpr Signature kSignatures[] = {
     {4, "ftypavif"sv, PictureKind::Heif},
 };
 
-// "BM" alone begins many a text: a bitmap's four reserved bytes are zero, and so are three of the four of
-// its header's size.
+// "BM" alone may begin a text. In a bitmap the four reserved bytes are zero, and so are three of the four
+// bytes of the header's size.
 bool isBitmap(std::string_view start) {
   return start.size() >= 18 && start.starts_with("BM") && start.substr(6, 4) == "\0\0\0\0"sv &&
          start.substr(15, 3) == "\0\0\0"sv;

@@ -1,4 +1,4 @@
-// What kind of picture a file's first bytes announce. Any thread.
+// Recognizes the format of a picture by the first bytes of the file. Any thread.
 #pragma once
 
 #include <cstdint>
@@ -8,10 +8,10 @@ namespace moxtel {
 
 enum class PictureKind : std::uint8_t { None, Jpeg, Png, Tiff, Gif, Bmp, Psd, Heif, Jpeg2000, WebP, Raw };
 
-// That many bytes tell every kind; fewer (a short file) may be no picture.
+// So many bytes suffice for each kind. A shorter file may be recognized, too.
 inline constexpr std::size_t kPictureStartSize = 32;
 
-// Tiff may also be a camera's RAW file, of which only the directories inside tell.
+// Tiff includes RAW files of cameras that only their directories distinguish from a TIFF.
 PictureKind kindOfPicture(std::span<const std::uint8_t> start);
 
 }  // namespace moxtel

@@ -1,5 +1,4 @@
-// A picture whose rows come one after another, so that none needs to be in memory whole. One thread at a
-// time.
+// A picture that is read row by row, so that it need not be in memory. One thread at a time.
 #pragma once
 
 #include <cstdint>
@@ -12,10 +11,10 @@ namespace moxtel {
 class PictureSource {
  public:
   virtual ~PictureSource() = default;
-  // The pixels' place is empty: only size, layout and profile count.
+  // Size, layout and profile; the pixels are empty.
   virtual const PixelBuffer& description() const = 0;
-  // The next rows, without padding; asked for from top to bottom, never past the last. False when the
-  // picture is broken here: nothing is asked for any more. Does not throw.
+  // Reads the next rows, without padding, from top to bottom; the caller does not read beyond the last. False
+  // if the picture is damaged here: the caller reads no further. Does not throw.
   virtual bool readRows(std::uint32_t count, std::uint8_t* place) noexcept = 0;
 
  protected:
@@ -24,7 +23,7 @@ class PictureSource {
   PictureSource& operator=(const PictureSource&) = default;
 };
 
-// Reads from a picture in memory, which it borrows.
+// Reads a picture in memory, which it borrows.
 class PixelBufferSource final : public PictureSource {
  public:
   explicit PixelBufferSource(const PixelBuffer& image) : image_(image) {}
@@ -36,7 +35,7 @@ class PixelBufferSource final : public PictureSource {
   std::size_t row_ = 0;
 };
 
-// The whole picture; nothing when it is broken or there is no memory for it.
+// The whole picture; nothing if it is damaged or memory is insufficient.
 std::optional<PixelBuffer> pixelsOf(PictureSource& source);
 
 }  // namespace moxtel

@@ -1,4 +1,4 @@
-// A picture in memory: 8 bits a channel, rows from top to bottom without padding, with its colour profile.
+// A picture in memory: 8 bits per channel, rows from top to bottom without padding, with its color profile.
 // Any thread.
 #pragma once
 
@@ -10,13 +10,13 @@
 
 namespace moxtel {
 
-// The number is that of the bytes a pixel.
+// The value is the number of bytes per pixel.
 enum class PixelLayout : std::uint8_t { Gray = 1, Rgb = 3, Rgba = 4 };  // Rgba: not premultiplied
 
 constexpr std::size_t bytesPerPixel(PixelLayout layout) { return static_cast<std::size_t>(layout); }
 
-// Pictures with more pixels than this are not decoded: five times the largest camera's, or a scan of
-// 20,000 by 20,000. A file of a few KB may claim any size.
+// Pictures with more pixels than this are not decoded: five times the largest camera's, or a scan of 20,000
+// by 20,000. A file of a few KB may claim any size.
 inline constexpr std::uint64_t kMaximumPixels = 400'000'000;
 
 constexpr bool isDecodableSize(std::uint64_t width, std::uint64_t height) {

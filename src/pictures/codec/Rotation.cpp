@@ -14,7 +14,7 @@ PixelBuffer emptyPicture(std::uint32_t width, std::uint32_t height, PixelLayout 
   return picture;
 }
 
-// Where the pixel at (x, y) of the turned picture lies in the picture, for quarter turns counter-clockwise.
+// Maps the pixel (x, y) of the rotated picture to the original, for counterclockwise quarter turns.
 std::pair<std::size_t, std::size_t> sourceOf(const PixelBuffer& image, int quarters, std::size_t x,
                                              std::size_t y) {
   switch (quarters) {
@@ -49,7 +49,7 @@ struct Rgba {
   double red = 0, green = 0, blue = 0, alpha = 0;  // premultiplied
 };
 
-// Outside of the picture everything is transparent.
+// Transparent outside the picture.
 Rgba pixelAt(const PixelBuffer& image, std::int64_t x, std::int64_t y) {
   if (x < 0 || y < 0 || x >= image.width || y >= image.height) return {};
   const std::uint8_t* p = image.pixel(static_cast<std::size_t>(x), static_cast<std::size_t>(y));
@@ -63,7 +63,7 @@ Rgba blend(const Rgba& a, const Rgba& b, double share) {
   return {mix(a.red, b.red), mix(a.green, b.green), mix(a.blue, b.blue), mix(a.alpha, b.alpha)};
 }
 
-// x and y are those of the pixels' centres: 0.5 is the middle of the first one.
+// x and y refer to pixel centers: 0.5 is the center of the first pixel.
 Rgba sampleAt(const PixelBuffer& image, double x, double y) {
   const double left = std::floor(x - 0.5);
   const double top = std::floor(y - 0.5);
@@ -84,7 +84,7 @@ void store(const Rgba& colour, std::uint8_t* place) {
   place[3] = byte(colour.alpha * 255);
 }
 
-// Rounds up, but not for what the floating point of a sine adds to a whole number.
+// Rounds up, but ignores the rounding error of the sine and cosine.
 std::uint64_t wholePixels(double length) { return static_cast<std::uint64_t>(std::ceil(length - 1e-6)); }
 
 std::optional<PixelBuffer> turnedByAngle(const PixelBuffer& image, double radians) {
@@ -100,7 +100,7 @@ std::optional<PixelBuffer> turnedByAngle(const PixelBuffer& image, double radian
   for (std::uint32_t y = 0; y < turned.height; ++y) {
     std::uint8_t* place = turned.row(y);
     for (std::uint32_t x = 0; x < turned.width; ++x, place += 4) {
-      // Rows run downwards here, so this is the turn clockwise that undoes one counter-clockwise.
+      // Rows run downward, so this clockwise rotation undoes the counterclockwise one.
       const double dx = x + 0.5 - turned.width / 2.0;
       const double dy = y + 0.5 - turned.height / 2.0;
       store(sampleAt(image, dx * cosine - dy * sine + w / 2, dx * sine + dy * cosine + h / 2), place);

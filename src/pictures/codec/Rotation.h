@@ -1,4 +1,4 @@
-// Turning a picture about its centre. Any thread.
+// Rotates a picture about its center. Any thread.
 #pragma once
 
 #include <cstdint>
@@ -8,11 +8,10 @@
 
 namespace moxtel {
 
-// The picture turned counter-clockwise by an angle in degrees (negative: clockwise), in a new picture that is
-// the box enclosing the turned rectangle, rounded up to whole pixels. Multiples of 90 degrees move every
-// pixel exactly; other angles blend neighbours, and the corners that the picture does not reach are
-// transparent (the result is Rgba; a gray picture's profile, which fits no colours, is dropped). Nothing when
-// the result would have more than kMaximumPixels.
+// The picture rotated counterclockwise by an angle in degrees (negative: clockwise). The result is the
+// bounding box of the rotated rectangle, rounded up to whole pixels. Multiples of 90 degrees move each pixel
+// exactly. Other angles interpolate and give Rgba with transparent corners; the profile of a gray picture is
+// dropped. Nothing if the result would have more than kMaximumPixels.
 std::optional<PixelBuffer> imageRotatedBy(const PixelBuffer& image, std::int32_t angle);
 
 }  // namespace moxtel

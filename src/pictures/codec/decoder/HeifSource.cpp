@@ -91,7 +91,7 @@ std::unique_ptr<PictureSource> openHeif(FileBytes file) {
   const bool alpha = heif_image_handle_has_alpha_channel(handle.get()) != 0;
   Image image = decoded(handle.get(), alpha);
   if (!image) return nullptr;
-  // What the tiles were pasted into may have another size than the file told before.
+  // The decoded picture may have another size than its header states.
   const int shownWidth = heif_image_get_width(image.get(), heif_channel_interleaved);
   const int shownHeight = heif_image_get_height(image.get(), heif_channel_interleaved);
   if (!isSize(shownWidth, shownHeight)) return nullptr;

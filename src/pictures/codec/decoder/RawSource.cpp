@@ -8,8 +8,8 @@
 namespace moxtel::decoder {
 namespace {
 
-// The reader takes many a TIFF for a RAW file: its own word counts only when it found a sensor's pattern, the
-// DNG version, or the mark of Canon's files (some of which hold finished pixels and so have no pattern).
+// LibRaw accepts many ordinary TIFF files. Only files with a sensor pattern, a DNG version or Canon's mark
+// are RAW files (some of Canon's contain developed pixels and so have no pattern).
 bool isCameraFile(const LibRaw& raw, FileBytes file, PictureKind kind) {
   if (kind == PictureKind::Raw) return true;
   const libraw_iparams_t& facts = raw.imgdata.idata;
@@ -44,8 +44,8 @@ class RawSource final : public PictureSource {
 };
 
 void setUp(libraw_output_params_t& settings) {
-  settings.user_flip = 0;      // as the sensor saw it
-  settings.use_camera_wb = 1;  // as the photographer saw it
+  settings.user_flip = 0;      // no rotation
+  settings.use_camera_wb = 1;  // the camera's white balance
   settings.output_bps = 8;
   settings.output_color = 1;  // sRGB
   settings.user_qual = 2;     // patterned pixel grouping: a third of the default's time, hardly worse
@@ -56,7 +56,7 @@ void setUp(libraw_output_params_t& settings) {
 std::unique_ptr<PictureSource> openRaw(FileBytes file, PictureKind kind) {
   auto raw = std::make_unique<LibRaw>();
   setUp(raw->imgdata.params);
-  // The reader does not write into the buffer; it only does not say so.
+  // LibRaw does not write into the buffer; its parameter only lacks const.
   if (raw->open_buffer(const_cast<std::uint8_t*>(file.data()), file.size()) != LIBRAW_SUCCESS) return nullptr;
   if (!isCameraFile(*raw, file, kind)) return nullptr;
   if (!isDecodableSize(raw->imgdata.sizes.raw_width, raw->imgdata.sizes.raw_height)) return nullptr;

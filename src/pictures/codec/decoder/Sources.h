@@ -1,5 +1,6 @@
-// The readers of moxtel-picture-decoder, each a PictureSource over the bytes of a file, which outlive it.
-// Nothing means that the file is no such picture, broken, or past the bounds; rows may still tell so later.
+// The readers of moxtel-picture-decoder. Each is a PictureSource over the bytes of a file, which it borrows.
+// Nothing means that the file is not such a picture, is damaged, or exceeds the bounds; damage further on
+// shows when its rows are read.
 #pragma once
 
 #include <cstdint>
@@ -14,13 +15,13 @@ namespace moxtel::decoder {
 
 using FileBytes = std::span<const std::uint8_t>;
 
-// JPEG in other inks, PNG, TIFF, GIF, WebP and JPEG 2000, PSD in inks, Lab or with a palette, and by way of
-// ImageMagick BMP and every other PSD. Rows come while the file is read, where the format allows it.
+// CMYK JPEG, PNG, TIFF, GIF, WebP and JPEG 2000; PSD in CMYK, Lab or with a palette; BMP and any other PSD
+// through ImageMagick. Decodes row by row if the format allows it.
 std::unique_ptr<PictureSource> openWithVips(FileBytes file, PictureKind kind);
-// HEIC and AVIF without the turning and mirroring that the file asks for.
+// HEIC and AVIF, without applying the rotation and mirroring that the file requests.
 std::unique_ptr<PictureSource> openHeif(FileBytes file);
-// A camera's RAW file, developed with the camera's white balance to sRGB, as the sensor saw it. Nothing for
-// an ordinary TIFF.
+// A camera's RAW file, developed to sRGB with the camera's white balance, not rotated. Nothing for an
+// ordinary TIFF.
 std::unique_ptr<PictureSource> openRaw(FileBytes file, PictureKind kind);
 
 }  // namespace moxtel::decoder

@@ -40,13 +40,13 @@ VImage loaded(FileBytes file, PictureKind kind, const char* loader) {
   VOption* options = VImage::option()->set("buffer", blob)->set("out", &image);
   vips_area_unref(VIPS_AREA(blob));
   options->set("access", VIPS_ACCESS_SEQUENTIAL);
-  // A TIFF's reader warns of tags that it does not know; those are no harm.
+  // The TIFF reader warns about unknown tags, which are harmless.
   options->set("fail_on", kind == PictureKind::Tiff ? VIPS_FAIL_ON_ERROR : VIPS_FAIL_ON_TRUNCATED);
   VImage::call(loader, options);
   return image;
 }
 
-// The picture's colours (1 or 3 bands) and its alpha apart, for scaling treats them differently.
+// The colors (1 or 3 bands) and the alpha, separate because they are converted differently.
 struct Parts {
   VImage colours;
   VImage alpha;  // when hasAlpha
@@ -65,7 +65,7 @@ bool isFloating(const VImage& image) {
   return image.format() == VIPS_FORMAT_FLOAT || image.format() == VIPS_FORMAT_DOUBLE;
 }
 
-// Brings any number of bits, and reals from 0 to 1, to 8 bits.
+// Converts any number of bits, and reals from 0 to 1, to 8 bits.
 VImage toBytes(const VImage& image) {
   if (image.format() == VIPS_FORMAT_UCHAR) return image;
   if (isFloating(image)) return image.linear(255, 0.5).cast(VIPS_FORMAT_UCHAR);
@@ -77,7 +77,7 @@ void dropProfile(VImage& image) {
   image.remove(VIPS_META_ICC_NAME);
 }
 
-// Inks to sRGB, by the file's own profile or else by that of a common press.
+// CMYK to sRGB, by the file's profile or else a default one.
 VImage inksToRgb(const VImage& inks) {
   return inks.icc_transform("srgb", VImage::option()
                                         ->set("embedded", TRUE)
@@ -91,7 +91,7 @@ bool isLab(const VImage& image) {
          image.interpretation() == VIPS_INTERPRETATION_LABQ;
 }
 
-// Reals without a profile are amounts of light; with one they are what the profile is for.
+// Reals without a profile are linear light; with one, the profile describes them.
 VImage lightToRgb(const VImage& light) {
   const bool gray = light.bands() == 1;
   const VImage three = gray ? light.bandjoin(light).bandjoin(light) : light;
@@ -143,7 +143,7 @@ bool isForGray(const Bytes& profile) {
   return profile.size() > 20 && std::memcmp(profile.data() + 16, "GRAY", 4) == 0;
 }
 
-// ImageMagick hands gray on as three equal colours, for which a profile of gray is none.
+// ImageMagick gives gray as three equal channels, which the gray profile does not fit.
 VImage asItsProfile(const VImage& image) {
   if (image.bands() < 3 || !isForGray(profileOf(image))) return image;
   const VImage gray = image.extract_band(0);
@@ -152,7 +152,7 @@ VImage asItsProfile(const VImage& image) {
 
 class VipsSource final : public PictureSource {
  public:
-  // The pixels are those that the picture borrows, if it borrows any.
+  // pixels: the memory that the image borrows, if any.
   explicit VipsSource(VImage image, Bytes pixels = {})
       : pixels_(std::move(pixels)), image_(std::move(image)) {
     description_.width = static_cast<std::uint32_t>(image_.width());
@@ -181,7 +181,7 @@ class VipsSource final : public PictureSource {
   std::uint32_t row_ = 0;
 };
 
-// The bytes stand for lightness from 0 to 100 and for colours around 0, under the light that profiles mean.
+// The bytes encode L* from 0 to 100 and a*, b* around 0, relative to D50.
 VImage labToRgb(const VImage& bytes) {
   return bytes.linear({100.0 / 255, 1, 1}, {0, -128, -128})
       .copy(VImage::option()->set("interpretation", VIPS_INTERPRETATION_LAB))
@@ -219,7 +219,7 @@ std::unique_ptr<PictureSource> openWithVips(FileBytes file, PictureKind kind) {
     if (!isDecodableSize(static_cast<std::uint64_t>(image.width()),
                          static_cast<std::uint64_t>(image.height())))
       return nullptr;
-    // By way of ImageMagick the black ink gets lost, and a picture without it is a wrong one.
+    // Not through ImageMagick, which loses the black ink.
     if (kind == PictureKind::Psd && image.interpretation() == VIPS_INTERPRETATION_CMYK) return nullptr;
     return std::make_unique<VipsSource>(normalized(kind == PictureKind::Psd ? asItsProfile(image) : image));
   } catch (const vips::VError&) {
