@@ -1,10 +1,10 @@
-// How long the properties of a picture file take, beside Exiv2 alone, which only reads the metadata blocks:
-// it makes no dictionary of them.
+// Measures how long the properties of a picture file take, compared with Exiv2 alone, which only parses the
+// metadata blocks and makes no dictionary.
 //
 //     PropertiesBench [options of Google Benchmark] [FILE …]      without files, some of the tests' fixtures
 //
-// Each round opens the file anew. The files stay in the page cache: what is measured is no disk. Times are of
-// the processor, the other program's included, so that a machine with other work can be believed.
+// Each round opens the file again. The files stay in the page cache, so the disk is not measured. Times are
+// processor times, those of the helper program included, so that other load on the machine matters little.
 #include <benchmark/benchmark.h>
 #include <sys/resource.h>
 #include <time.h>
@@ -23,7 +23,7 @@ namespace {
 
 using namespace moxtel;
 
-// Seconds of the processor, for this process and all that it has started and seen the end of.
+// Processor seconds of this process and of all its children that have ended.
 double processorSeconds() {
   timespec own{};
   rusage others{};
@@ -51,7 +51,7 @@ std::vector<std::string> files(int count, char** words) {
   return all;
 }
 
-// As the reply of "Metadata of Photo" carries it.
+// As in the reply to "Metadata of Photo".
 void BM_Properties(benchmark::State& state, const std::string& path) {
   SystemProcessRunner processes;
   ImagePropertyReader reader(processes);

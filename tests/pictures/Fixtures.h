@@ -1,5 +1,5 @@
-// What the pictures of make_fixtures.py show: four quarters, 96 by 64 pixels, red and green above blue and
-// yellow.
+// The picture in all files of make_fixtures.py: 96 by 64 pixels in four quarters, red and green above blue
+// and yellow.
 #pragma once
 
 #include <gmock/gmock.h>
@@ -46,7 +46,7 @@ inline void expectQuarters(const PixelBuffer& image, int tolerance, const Quarte
   expectNear(colourAt(image, right, bottom), wanted.bottomRight, tolerance, "bottom right");
 }
 
-// Luma of the colours, as gray pictures have it (ITU-R BT.601 and BT.709 differ by less than the tolerance).
+// Luma of the colors in gray pictures (ITU-R BT.601 and BT.709 differ by less than the tolerance).
 inline Quarters grayQuarters() { return {{70, 70, 70}, {138, 138, 138}, {66, 66, 66}, {213, 213, 213}}; }
 
 }  // namespace moxtel::test

@@ -131,7 +131,7 @@ TEST(JpegReencoding, refusesBombs) {
     EXPECT_EQ(reencodedJpeg(fixtureBytes(name)).outcome, JpegOutcome::Broken) << name;
 }
 
-// Whole, within the bound of pixels, and of a few bits a block: only their number is too large.
+// Complete, within the limit of pixels, a few bits per block: only the number of coefficients is too large.
 TEST(JpegReencoding, refusesMoreCoefficientsThanItsMemoryHolds) {
   const Bytes file = fixtureBytes("bomb-jpeg-coefficients.jpg");
   static_assert(12000L * 12000 * 3 * 2 > kMaximumCoefficientMemory);

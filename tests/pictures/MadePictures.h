@@ -1,4 +1,4 @@
-// Picture files put together byte by byte, so that a test knows every number in them.
+// Builds picture files byte by byte, so that a test knows each number in them.
 #pragma once
 
 #include <zlib.h>
@@ -42,7 +42,7 @@ class Directory {
     entries_.push_back({tag, type, count, std::move(bytes)});
     return *this;
   }
-  // With the NUL that ends it.
+  // With the terminating NUL.
   Directory& text(std::uint16_t tag, const std::string& text) {
     return raw(tag, ASCII, static_cast<std::uint32_t>(text.size() + 1), text + std::string(1, '\0'));
   }
@@ -66,7 +66,7 @@ class Directory {
   }
   bool empty() const { return entries_.empty(); }
 
-  // The directory and its values, as they lie from that offset on; entries in the order of their tags.
+  // The directory and its values at that offset; entries are sorted by tag.
   std::string at(std::uint32_t offset) const;
 
  private:
@@ -97,9 +97,9 @@ inline std::string Directory::at(std::uint32_t offset) const {
   return head + little(0, 4) + values;
 }
 
-// The main directory with pointers to the other two, where they hold anything.
+// The main directory with pointers to the other two unless they are empty.
 inline std::string tiff(Directory main, const Directory& exif = {}, const Directory& gps = {}) {
-  // The pointers have the same length whatever they say: the second time around the offsets are right.
+  // Pointers have a fixed size, so the second pass knows the offsets.
   std::uint32_t exifAt = 0, gpsAt = 0;
   std::string out;
   for (int round = 0; round < 2; ++round) {
@@ -135,7 +135,7 @@ inline std::string frame(int width, int height, int components, int marker = 0xC
   for (int i = 0; i < components; ++i) data += big(i + 1, 1) + big(0x11, 1) + big(0, 1);
   return segment(marker, data);
 }
-// Whose scan holds no picture: who wants properties does not come that far.
+// The scan is empty: readers of properties stop before it.
 inline std::string jpeg(const std::string& segments, const std::string& itsFrame) {
   return "\xFF\xD8" + segments + itsFrame + segment(0xDA, std::string(6, '\0')) + "\xFF\xD9";
 }
@@ -183,7 +183,7 @@ inline std::string simple(const std::string& name, const std::string& text) {
   return "<" + name + ">" + text + "</" + name + ">";
 }
 
-// A colour profile that holds nothing but its description.
+// A color profile with only a description.
 inline std::string profile(const std::string& descriptionTag) {
   return std::string(128, '\0') + big(1, 4) + "desc" + big(144, 4) + big(descriptionTag.size(), 4) +
          descriptionTag;

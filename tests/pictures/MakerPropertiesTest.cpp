@@ -6,7 +6,7 @@
 namespace moxtel::test {
 namespace {
 
-// A maker's note whose offsets count from the start of the whole block, as Canon's do.
+// A maker note whose offsets are relative to the whole block, as Canon's are.
 std::string withCanonNote(const Directory& note, std::uint32_t program = 0) {
   const std::string hole(note.at(0).size(), '?');
   Directory main, exif;
@@ -151,7 +151,7 @@ Value appleNote(const std::string& note) {
   return propertiesOf(jpeg(exifSegment(tiff(main, exif))))["{MakerApple}"];
 }
 
-// An entry whose data begin at the note's place.
+// An entry whose data begin at this offset of the note.
 std::string appleEntry(int tag, std::size_t size, std::size_t place) {
   return big(tag, 2) + big(7, 2) + big(size, 4) + big(place, 4);
 }
@@ -166,7 +166,7 @@ TEST(AppleProperties, holdNoMoreThanTheNoteThoughItsValuesLieOverOneAnother) {
 }
 
 TEST(AppleProperties, unfoldAListOnlySoFar) {
-  // A list that names its one piece of data 4000 times: 2 MB of 1000 bytes.
+  // An array that refers to the same data 4000 times.
   constexpr std::size_t kTimes = 4000;
   constexpr std::size_t kSize = 500;
   const std::string data = "\x4F\x11" + big(kSize, 2) + std::string(kSize, 'x');

@@ -21,7 +21,7 @@ using test::Quarters;
 
 class PictureDecoderTest : public testing::Test {
  protected:
-  // The picture that the JPEG of a file shows; no pixels when there was none.
+  // The picture in the JPEG of a file; without pixels if there is no JPEG.
   PixelBuffer shown(const std::string& name) {
     const auto jpeg = decoder.jpegOf(openRegularFile(fixture(name)));
     if (!jpeg) return {};
@@ -71,7 +71,7 @@ TEST_F(PictureDecoderTest, readsGrayAsGray) {
 }
 
 TEST_F(PictureDecoderTest, readsGrayOfFewBits) {
-  // Each quarter's gray in the nearest of four, or sixteen, steps at most one step away.
+  // Each quarter's gray is at most one step of four, or sixteen, away.
   for (const auto& [name, step] : {std::pair("png-gray2.png", 85), std::pair("png-gray4.png", 17)}) {
     const PixelBuffer image = shown(name);
     ASSERT_EQ(image.layout, PixelLayout::Gray) << name;
@@ -92,7 +92,7 @@ TEST_F(PictureDecoderTest, flattensAlphaOnWhite) {
 }
 
 TEST_F(PictureDecoderTest, turnsInksIntoColours) {
-  // Inks are no light: red must be mostly red, and so on; how deep is the press's affair.
+  // Red must be mostly red, and so on; the profile determines the exact color.
   for (const char* name : {"jpeg-cmyk.jpg", "tiff-cmyk.tif", "tiff-cmyk16.tif", "psd-cmyk.psd"})
     expectQuarters(shown(name), 85);
 }
@@ -115,7 +115,7 @@ TEST_F(PictureDecoderTest, turnsTheInksOfAPsdIntoThoseOfATiff) {
   }
 }
 
-// ImageMagick hands gray on as three equal colours, and with it the profile that is for one.
+// ImageMagick gives gray as three equal channels, with a profile for one.
 TEST_F(PictureDecoderTest, readsAGrayPsdAsGrayWhenItsProfileIs) {
   expectQuarters(shown("psd-gray.psd"), 6, test::grayQuarters());
   const PixelBuffer image = shown("psd-gray-profile.psd");
@@ -159,7 +159,7 @@ TEST_F(PictureDecoderTest, keepsTheColourProfile) {
     EXPECT_EQ(shown(name).iccProfile, fixtureBytes("test.icc")) << name;
 }
 
-// Decoders take several tiles at once, and one that came first may be lost.
+// A decoder with several threads may lose a tile.
 TEST_F(PictureDecoderTest, findsEveryTileEveryTime) {
   for (int i = 0; i < 10; ++i) {
     const auto image = decoder.pixelsOf(openRegularFile(fixture("heic-grid.heic")));
@@ -282,7 +282,7 @@ TEST_F(FakedHelper, isMissedInTheLog) {
 
 class StrangeHelper : public testing::Test {
  protected:
-  // Runs programs as the system does, with little patience.
+  // Runs programs with a short time limit.
   class Impatient final : public ProcessRunner {
    public:
     ProcessResult run(const ProcessRequest& request) override {

@@ -1,4 +1,4 @@
-// Asking for the properties of files that a test has put together in memory.
+// The properties of files that a test has built in memory.
 #pragma once
 
 #include <gtest/gtest.h>

@@ -7,7 +7,7 @@
 namespace moxtel {
 namespace {
 
-// Every byte is another one, in rows from the top.
+// Each byte is different, in rows from top to bottom.
 PixelBuffer numbered(std::uint32_t width, std::uint32_t height, PixelLayout layout) {
   PixelBuffer image{width, height, layout, {}, {7, 8, 9}};
   image.pixels.resize(image.rowBytes() * height);
@@ -80,8 +80,8 @@ TEST(ImageRotatedBy, leavesTheCornersTransparentAndTheMiddleAsItWas) {
 }
 
 TEST(ImageRotatedBy, turnsOtherAnglesCounterClockwiseToo) {
-  // A picture whose right half is bright: turned by 45 degrees the bright half is up right, by -45 down
-  // right.
+  // A picture whose right half is bright: rotated by 45 degrees the bright half is at the upper right, by -45
+  // at the lower right.
   PixelBuffer image = filled(40, 40, 0);
   for (std::size_t y = 0; y < 40; ++y)
     for (std::size_t x = 20; x < 40; ++x) image.row(y)[3 * x] = 200;

@@ -1,5 +1,5 @@
-// Writes a picture (PPM, 8 bits) as a HEIC file with a colour profile, whose container asks for a quarter
-// turn.
+// Writes a picture (PPM, 8 bits) as a HEIC file with a color profile and a rotation by a quarter turn in its
+// container.
 //
 //     make-turned-heic IN.ppm PROFILE.icc OUT.heic
 #include <libheif/heif.h>

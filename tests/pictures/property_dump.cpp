@@ -1,4 +1,4 @@
-// Prints the properties of each file that it is named, as one keyed archive of a dictionary by path.
+// Prints the properties of the given files as one keyed archive: a dictionary by path.
 #include "pictures/properties/ImageProperties.h"
 #include "platform/files/FileReader.h"
 #include "platform/process/ChildProcess.h"

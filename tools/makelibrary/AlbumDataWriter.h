@@ -1,4 +1,4 @@
-// The legacy album file: a property list in XML with albums, rolls, faces and every photo.
+// The legacy album file: an XML property list of the albums, rolls, faces and photos.
 #pragma once
 
 #include <filesystem>

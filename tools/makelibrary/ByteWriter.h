@@ -1,4 +1,4 @@
-// Numbers into bytes, for file formats.
+// Writes numbers as bytes, for file formats.
 #pragma once
 
 #include <cstdint>

@@ -6,7 +6,7 @@
 #include "makelibrary/SamplePlan.h"
 #include "makelibrary/TiffDirectoryWriter.h"
 
-// Tags after the Exif 2.3 standard (CIPA DC-008).
+// Tags of Exif 2.3 (CIPA DC-008).
 namespace moxtel::makelibrary {
 
 namespace {

@@ -26,7 +26,7 @@ Pixel toPixel(Colour c) {
   return {byte(c.r), byte(c.g), byte(c.b)};
 }
 
-// Value noise, 0 to 1, after the coordinates alone.
+// Value noise, 0 to 1, a function of the coordinates.
 class Noise final {
  public:
   explicit Noise(std::uint64_t seed) : seed_(seed) {}

@@ -1,5 +1,5 @@
-// Made-up landscapes, each after its seed: sky with clouds or stars, a sun or a moon, ranges of mountains, a
-// lake that mirrors them, woods in front.
+// Generated landscapes, each determined by its seed: sky with clouds or stars, sun or moon, mountain ranges,
+// a lake that reflects them, trees in front.
 #pragma once
 
 #include <cstdint>
@@ -16,7 +16,7 @@ struct Pixel {
 struct Picture {
   int width = 0;
   int height = 0;
-  std::vector<Pixel> pixels;  // rows from the top
+  std::vector<Pixel> pixels;  // rows from top to bottom
 
   Picture() = default;
   Picture(int w, int h) : width(w), height(h), pixels(static_cast<std::size_t>(w) * h) {}
@@ -27,17 +27,17 @@ struct Picture {
 struct LandscapeKind {
   std::uint64_t seed = 0;
   Season season{};
-  // 0 to 24, local time: decides about the light.
+  // Local time, 0 to 24: determines the light.
   double hour = 12;
 };
 
 Picture landscape(const LandscapeKind& kind, int width, int height);
-// A portrait as the tiles of faces show it; the same person always looks the same.
+// A portrait for a face tile; a person always looks the same.
 Picture portrait(std::uint64_t person, int side);
 
-// degrees: 0, 90, 180 or 270, counter-clockwise.
+// degrees: 0, 90, 180 or 270, counterclockwise.
 Picture rotated(const Picture& picture, int degrees);
-// No side longer than this; by averaging. A smaller picture stays as it is.
+// Scales down by averaging until no side is longer than this. A smaller picture is unchanged.
 Picture fittedInto(const Picture& picture, int longestSide);
 
 }  // namespace moxtel::makelibrary

@@ -33,7 +33,7 @@ void writeFolders(const SamplePlan& plan, SqliteWriter& writer) {
   }
 }
 
-// The count is missing for most albums, also for ones that have members.
+// Most albums lack the count, even if they have members.
 std::optional<std::size_t> storedCount(const Container& album, std::size_t members) {
   if (album.modelId % 4 != 1 || members == 0) return std::nullopt;
   return members;
@@ -163,7 +163,7 @@ void writeNotes(const SamplePlan& plan, SqliteWriter& writer) {
     attach(plan.photo(i).versionUuid, 2, "Print this one");
 }
 
-// The user put the albums in an order of his own (the last one first), and some projects too.
+// The user has reordered the albums (reversed) and some projects.
 void writeCustomOrder(const SamplePlan& plan, SqliteWriter& writer) {
   Inserter order = writer.into("RKCustomSortOrder", "modelId,containerUuid,purpose,objectUuid,orderNumber");
   std::int64_t id = 0;

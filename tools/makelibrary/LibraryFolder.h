@@ -1,4 +1,4 @@
-// The folder of a photo library: its directories, the databases' places and the links beside them.
+// The folder of a photo library: its subfolders, the paths of the databases and the links beside them.
 #pragma once
 
 #include <filesystem>
@@ -8,7 +8,7 @@ namespace moxtel::makelibrary {
 
 class LibraryFolder final {
  public:
-  // Makes the folder, which must be missing or empty, with what belongs into it. Throws WriteError.
+  // Makes the folder, which must be missing or empty, and its subfolders. Throws WriteError.
   explicit LibraryFolder(std::filesystem::path folder);
 
   std::filesystem::path database(std::string_view name) const { return folder_ / "Database/apdb" / name; }
@@ -17,7 +17,7 @@ class LibraryFolder final {
   std::filesystem::path previews() const { return folder_ / "Previews"; }
   std::filesystem::path albumData() const { return folder_ / "AlbumData.xml"; }
 
-  // Writes a file whole, with the folders that lead to it, and dates it: seconds since 2001-01-01 00:00:00
+  // Writes a file and its parent folders and sets its modification date: seconds since 2001-01-01 00:00:00
   // UTC. Any thread. Throws WriteError.
   static void writeFile(const std::filesystem::path& file, std::string_view bytes, double modified);
   static void setModified(const std::filesystem::path& file, double modified);

@@ -1,5 +1,4 @@
-// The tables and indexes of the four databases, one statement a line, as they stand in
-// tools/makelibrary/schema.
+// The tables and indexes of the four databases, one statement per line, from tools/makelibrary/schema.
 #pragma once
 
 #include <string_view>

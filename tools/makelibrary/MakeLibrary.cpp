@@ -15,7 +15,7 @@ namespace moxtel::makelibrary {
 
 namespace {
 
-// When the photo application wrote its files last: 2016-07-12 09:05:03 UTC.
+// The last time the photo application wrote its files: 2016-07-12 09:05:03 UTC.
 constexpr double kLastWritten = 490007103;
 
 void writeSampleDatabases(const SamplePlan& plan, const LibraryFolder& folder) {

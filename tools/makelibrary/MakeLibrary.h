@@ -1,11 +1,11 @@
-// Writes one library after the options.
+// Writes one library.
 #pragma once
 
 namespace moxtel::makelibrary {
 
 struct MakeLibraryOptions;
 
-// Throws WriteError; what was written until then stays.
+// Throws WriteError and leaves the files written so far.
 void makeLibrary(const MakeLibraryOptions& options);
 
 }  // namespace moxtel::makelibrary

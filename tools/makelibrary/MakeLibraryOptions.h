@@ -14,7 +14,7 @@ enum class Images : std::uint8_t { None, Small, Photo };
 struct MakeLibraryOptions {
   std::filesystem::path folder;
   std::size_t photos = 60;
-  // Containers and persons; 0 of each means as many as suit the number of photos.
+  // Numbers of containers and persons; 0: depends on the number of photos.
   std::size_t projects = 0;
   std::size_t albums = 0;
   std::size_t faces = 0;
@@ -25,7 +25,8 @@ struct MakeLibraryOptions {
   bool bigAlbum = false;
 };
 
-// What to say and end with: an exit status of 0 goes to standard output, any other to standard error.
+// A text to print before the program exits: to standard output if the exit status is 0, else to standard
+// error.
 struct MakeLibraryMessage {
   int exitStatus = 0;
   std::string text;

@@ -52,7 +52,7 @@ class ProxyRows final {
   Inserter row_;
 };
 
-// Each text once; properties name it by its number.
+// Each text once; properties refer to it by number.
 enum FixedString : std::int64_t {
   kAspectMovie = 1,
   kAspectPhoto,

@@ -21,7 +21,7 @@ constexpr int kTileSide = 160;
 constexpr int kMovieFrames = 16;
 constexpr int kFramesPerSecond = 8;
 
-// An edit that one sees: warmer, with more contrast.
+// A visible edit: warmer, with more contrast.
 Picture enhanced(Picture picture) {
   const auto curve = [](int value, int shift) {
     const int v = 128 + (value - 128) * 6 / 5 + shift;
@@ -60,8 +60,8 @@ class PhotoFiles final {
   }
   std::string master() const {
     switch (photo_.kind) {
-      // What stands for raw data is a TIFF file, as such formats are; nobody decodes it, for the preview is
-      // served.
+      // A TIFF file in place of RAW data, whose formats are based on TIFF. It is never decoded: the server
+      // sends the preview.
       case MasterKind::Raw:
         return tiffFile(fittedInto(upright_, 240));
       case MasterKind::Tiff:
@@ -73,7 +73,7 @@ class PhotoFiles final {
     }
     return jpegFile(rotated(upright_, (360 - photo_.rotation) % 360), 88, exifSegment(photo_, description()));
   }
-  // Time runs from the photo's hour on, two hours in two seconds.
+  // Two hours from the photo's hour on, in two seconds.
   std::string movie() const {
     const bool small = plan_.options().images == Images::Small;
     const int width = small ? 64 : 320, height = small ? 36 : 180;

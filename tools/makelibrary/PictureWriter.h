@@ -6,7 +6,7 @@ namespace moxtel::makelibrary {
 class LibraryFolder;
 class SamplePlan;
 
-// Uses as many threads as the machine has. Throws WriteError.
+// Uses one thread per processor. Throws WriteError.
 void writePictures(const SamplePlan& plan, const LibraryFolder& folder);
 
 }  // namespace moxtel::makelibrary

@@ -1,5 +1,5 @@
-// Random numbers that are the same on every machine and in every build: a library is made again bit for bit
-// from its seed. (The distributions of the standard library differ between implementations.)
+// Random numbers that are equal on all machines and in all builds: the same seed gives the same library, bit
+// for bit. (The distributions of the standard library differ between implementations.)
 #pragma once
 
 #include <array>
@@ -25,7 +25,7 @@ class Random final {
   // 0 to less than 1.
   double unit() { return static_cast<double>(next() >> 11) * 0x1.0p-53; }
   double between(double low, double high) { return low + (high - low) * unit(); }
-  // True once in so many.
+  // True with a probability of 1 in that many.
   bool oneIn(std::size_t count) { return below(count) == 0; }
   template <class T, std::size_t N>
   const T& pick(const std::array<T, N>& values) {
@@ -36,7 +36,7 @@ class Random final {
   std::uint64_t state_;
 };
 
-// What an object of the library is made from: the same numbers give the same stream.
+// The stream for an object of the library: the same numbers give the same stream.
 enum class Subject : std::uint8_t {
   Photo,
   Master,

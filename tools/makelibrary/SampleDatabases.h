@@ -1,5 +1,4 @@
-// The four databases of a sample library, each written by a function of its own that may run on a thread of
-// its own. They throw WriteError.
+// Writes the four databases of a sample library, one function for each. Any thread. Throw WriteError.
 #pragma once
 
 #include <filesystem>

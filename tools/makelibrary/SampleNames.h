@@ -1,5 +1,5 @@
-// Names for what a sample library holds. Texts of every kind that users write: other alphabets, apostrophes,
-// percent signs, blanks at odd places.
+// Names in a sample library, of the kinds that users write: other alphabets, apostrophes, percent signs,
+// blanks in odd places.
 #pragma once
 
 #include <array>
@@ -47,7 +47,7 @@ struct BuiltInAlbum {
   std::string_view uuid;
   std::string_view name;
 };
-// Built-in smart albums, which no listing shows.
+// Built-in smart albums, which listings leave out.
 inline constexpr std::array kBuiltInAlbums{
     BuiltInAlbum{"libraryFolderImplicitAlbum", "Library"},
     BuiltInAlbum{"allProjectsAlbum", "Projects"},

@@ -15,7 +15,7 @@ namespace {
 constexpr double kDay = 86400;
 constexpr double kFirstDay = 2571 * kDay;  // 2008-01-16
 
-// As many as suit the photos, unless the user said how many.
+// The user's number, or else one that suits the number of photos.
 std::size_t suitable(std::size_t asked, std::size_t photos, std::size_t each, std::size_t least,
                      std::size_t most) {
   return asked ? asked : std::clamp(photos / each, least, most);
@@ -26,7 +26,7 @@ std::string fourDigits(std::size_t number) {
   return std::string(4 - digits.size(), '0') + digits;
 }
 
-// "2014/07/12/20140712-093015": where an import of that moment puts its files.
+// "2014/07/12/20140712-093015": the folder of an import at that time.
 std::string importFolder(double date) {
   const CivilDate d = civilDate(date);
   char text[64];
@@ -291,8 +291,8 @@ void SamplePlan::describeExposure(Photo& photo, Random& random) const {
   if (photo.kind == MasterKind::Movie) photo.duration = 2;
 }
 
-// Every person is on its key photo; beside that people come as they come, now and then one twice (a mirror)
-// or one that nobody named.
+// Each person is on their key photo. Otherwise persons are random; sometimes one appears twice (a mirror) or
+// is not named.
 void SamplePlan::describeFaces(Photo& photo, Random& random) const {
   if (photo.kind == MasterKind::Movie) return;
   const std::size_t count = persons_.size();

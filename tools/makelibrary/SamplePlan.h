@@ -1,6 +1,5 @@
-// What a sample library holds, before anything is written: a pure function of the options. Photos are not
-// kept but made again whenever they are asked for, so that 1,000,000 of them need no memory and several
-// threads can ask at once.
+// The contents of a sample library, a pure function of the options. Photos are not stored but computed on
+// each call, so that 1,000,000 of them need no memory and several threads can call at once.
 //
 // Dates are seconds since 2001-01-01 00:00:00 UTC, positions degrees.
 #pragma once
@@ -22,17 +21,17 @@ struct Position {
   double longitude = 0;
 };
 
-// One face that was found on a master.
+// One face detected on a master.
 struct DetectedFace {
   std::size_t person = 0;  // index into persons
-  bool named = true;       // otherwise nobody said who that is
+  bool named = true;       // false: detected but not named
 };
 
 struct Photo {
   std::size_t index = 0;
   std::int64_t masterId = 0;
   std::int64_t originalVersionId = 0;  // versionNumber 0, which is hidden
-  std::int64_t versionId = 0;          // versionNumber 1, the one to see
+  std::int64_t versionId = 0;          // versionNumber 1, the visible one
   std::string masterUuid;
   std::string originalVersionUuid;
   std::string versionUuid;
@@ -45,8 +44,8 @@ struct Photo {
   std::string baseName;  // "IMG_1994"
   std::string folder;    // "2014/07/12/20140712-093015", under Masters, Thumbnails and Previews
   double date = 0;
-  int rotation = 0;  // degrees, counter-clockwise, from master to upright
-  int width = 0;     // of the master as it lies in the file
+  int rotation = 0;  // degrees, counterclockwise, from master to upright
+  int width = 0;     // pixels of the master, as stored
   int height = 0;
   bool adjusted = false;
   bool inTrash = false;
@@ -59,7 +58,7 @@ struct Photo {
   int iso = 0;
   double aperture = 0;      // f-number
   double exposureTime = 0;  // seconds
-  double focalLength = 0;   // millimetres
+  double focalLength = 0;   // millimeters
   double duration = 0;      // seconds, of a movie
 
   bool hasAdjustments() const { return adjusted || kind == MasterKind::Raw; }
@@ -99,13 +98,13 @@ class SamplePlan final {
   const MakeLibraryOptions& options() const { return options_; }
   Photo photo(std::size_t index) const;
   std::size_t photoCount() const { return options_.photos; }
-  // Folders before what lies in them; projects as well.
+  // Folders and projects; each folder before its contents.
   const std::vector<Container>& folders() const { return folders_; }
   const std::vector<Container>& albums() const { return albums_; }
   const std::vector<Person>& persons() const { return persons_; }
-  // Captions and comments, of which photos name one by index.
+  // Captions and comments; photos refer to them by index.
   const std::vector<std::string>& captions() const { return captions_; }
-  // Photo indexes of a regular album, ascending and without the trash.
+  // Photo indexes of a regular album, ascending, without photos in the trash.
   std::vector<std::size_t> membersOf(const Container& album) const;
   Season seasonOf(const Photo& photo) const;
 
@@ -133,7 +132,7 @@ class SamplePlan final {
   std::vector<std::string> captions_;
 };
 
-// Year, month and day of a moment, UTC.
+// Year, month and day of a date, UTC.
 struct CivilDate {
   int year, month, day, hour, minute, second;
 };

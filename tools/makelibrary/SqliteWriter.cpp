@@ -60,7 +60,7 @@ SqliteWriter::SqliteWriter(const std::filesystem::path& file, std::string_view s
       sqlite3_open_v2(file.c_str(), &database, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
   database_.reset(database);
   if (code != SQLITE_OK) fail(database, "creating " + file.string());
-  // A crash while writing leaves a folder to throw away: no journal, no waiting for the disk.
+  // No journal and no fsync: after a crash the folder is useless anyway.
   execute(
       "PRAGMA page_size=16384; PRAGMA encoding='UTF-8'; PRAGMA journal_mode=OFF; PRAGMA synchronous=OFF; "
       "PRAGMA locking_mode=EXCLUSIVE; PRAGMA cache_size=-262144; PRAGMA temp_store=MEMORY; BEGIN");

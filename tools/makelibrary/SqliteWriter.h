@@ -1,7 +1,7 @@
-// Writing SQLite files fast and the same way every time: rows first, in one transaction, indexes afterwards.
+// Writes SQLite files fast and reproducibly: rows first, in one transaction, then the indexes.
 //
-// One writer is used by one thread. Everything that fails throws WriteError, which ends the program: half a
-// library is of no use.
+// One thread per writer. Each failure throws WriteError, which ends the program: a partial library is
+// useless.
 #pragma once
 
 #include <sqlite3.h>
@@ -34,8 +34,8 @@ class Inserter final {
  public:
   Inserter(sqlite3* database, std::string_view table, std::string_view columns);
 
-  // One value for each column: integers, reals, texts, optionals of them, nullptr, or cells. Texts need to
-  // live for this call only.
+  // One value for each column: integers, reals, texts, optionals of them, nullptr, or cells. Texts must live
+  // only until the call returns.
   template <class... Values>
   void row(const Values&... values) {
     int place = 0;
@@ -72,17 +72,17 @@ class Inserter final {
 
 class SqliteWriter final {
  public:
-  // Creates the file with the tables of the schema: one statement a line.
+  // Creates the file with the tables of the schema: one statement per line.
   SqliteWriter(const std::filesystem::path& file, std::string_view schema);
 
-  // The writer must outlive the inserter. Rows that a unique index forbids are left out.
+  // The writer must outlive the inserter. Skips rows that violate a unique index.
   Inserter into(std::string_view table, std::string_view columns) {
     return Inserter(database_.get(), table, columns);
   }
-  // For rows that may break a unique index: those indexes must be there first.
+  // Creates the indexes before the rows, so that rows that violate a unique index are skipped.
   void createIndexes();
   std::vector<std::pair<std::string, std::string>> columnsOf(std::string_view table) const;
-  // Makes the indexes, commits and closes. Inserters must be gone.
+  // Makes the indexes, commits and closes. No inserter may exist any more.
   void finish();
 
  private:

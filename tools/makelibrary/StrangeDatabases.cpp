@@ -15,10 +15,10 @@ namespace {
 
 using Row = std::size_t;
 using Rule = std::function<Cell(Random&, Row)>;
-// By "Table.column"; columns without a rule get what their type allows.
+// By "Table.column"; columns without a rule get random values for their type.
 using Rules = std::map<std::string, Rule, std::less<>>;
 
-// Mostly this number, else anything.
+// Mostly this number, else any value.
 Rule mostly(std::int64_t value, std::size_t oneOtherIn) {
   return [value, oneOtherIn](Random& random, Row) {
     return random.oneIn(oneOtherIn) ? strangeInteger(random) : Cell(value);
@@ -33,7 +33,7 @@ Rule oneOf(const std::array<const char*, N>& texts) {
   };
 }
 
-// Record number r has the pool's uuid r; some have another's, or none.
+// Record r has the pool's uuid r; some have the uuid of another, or none.
 Rule own(const UuidPool& pool) {
   return [&pool](Random& random, Row row) -> Cell {
     return random.oneIn(8) ? pool.any(random) : Cell(pool.at(row));
@@ -44,7 +44,7 @@ Rule anyOf(const UuidPool& pool) {
   return [&pool](Random& random, Row) { return pool.any(random); };
 }
 
-// Row numbers of another table, mostly ones that exist.
+// Row numbers in another table, mostly existing ones.
 Rule idBelow(std::size_t count) {
   return [count](Random& random, Row) -> Cell {
     if (random.oneIn(10)) return strangeInteger(random);
@@ -52,7 +52,7 @@ Rule idBelow(std::size_t count) {
   };
 }
 
-// The row's number; some are huge, negative or 0. A number taken twice is left out.
+// The row's number; some are huge, negative or 0. Rows with a duplicate number are skipped.
 Cell modelId(Random& random, Row row) {
   static constexpr std::array<std::int64_t, 6> kOdd{0,        -7, 0x100000000LL, 0x100000003LL, 0x7FFFFFFFLL,
                                                     1LL << 62};
@@ -107,7 +107,7 @@ class StrangeLibrary final {
   }
 
  private:
-  // A parent that makes a tree under the two roots more often than not.
+  // A parent that mostly makes a tree under the two roots.
   Rule parent() {
     return [this](Random& random, Row) -> Cell {
       if (random.oneIn(3)) return folders_.any(random);

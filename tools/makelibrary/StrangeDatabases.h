@@ -1,6 +1,6 @@
-// A library as no photo application should write it: values missing wherever the tables allow it, ties,
-// duplicates, trash, hostile texts, numbers of every size and kind in every column. For tests that look for
-// what a listing does not expect; small enough that some hundred can be made in seconds.
+// A library that no photo application should write: missing values wherever the tables allow NULL, ties,
+// duplicates, trash, hostile texts, numbers of any size and type in any column. For tests of listings with
+// unexpected data; small enough to make hundreds in seconds.
 #pragma once
 
 #include <cstdint>

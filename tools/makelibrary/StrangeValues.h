@@ -1,4 +1,4 @@
-// The odd texts and numbers that a strange library is made of.
+// Odd texts and numbers for a strange library.
 #pragma once
 
 #include <string>
@@ -10,23 +10,22 @@
 
 namespace moxtel::makelibrary {
 
-// A text with something unusual about it: quotes, format places, control characters, other planes, or
-// nothing in it at all.
+// An unusual text: quotes, format specifiers, control characters, other Unicode planes, or empty.
 std::string strangeText(Random& random);
-// A uuid; one in six is no proper one.
+// A uuid; one in six is malformed.
 std::string strangeUuid(Random& random);
-// Whatever an integer column can hold: mostly small numbers, else NULL, texts, reals, blobs, 64-bit numbers.
+// Any value for an integer column: mostly small numbers, else NULL, texts, reals, blobs, 64-bit numbers.
 Cell strangeInteger(Random& random);
 // The same for columns of reals and dates.
 Cell strangeReal(Random& random);
-// NULL now and then, a blob rarely, else a strange text.
+// Sometimes NULL, rarely a blob, else a strange text.
 Cell strangeTextCell(Random& random);
 
-// The uuids that one kind of record uses, so that records find each other.
+// The uuids of one kind of record, so that records can refer to each other.
 class UuidPool final {
  public:
   UuidPool(Random& random, std::size_t size, std::initializer_list<std::string_view> fixed);
-  // One of them; rarely one that nobody has.
+  // One of them; rarely one that no record has.
   Cell any(Random& random) const;
   const std::string& at(std::size_t index) const { return uuids_[index % uuids_.size()]; }
   std::size_t size() const { return uuids_.size(); }

@@ -1,5 +1,5 @@
-// One image file directory of the TIFF 6.0 format, little-endian: its entries, then the values that do not
-// fit into them. Exif data are such directories too.
+// Writes one image file directory of TIFF 6.0, little-endian: its entries, then the values that do not fit
+// into them. Exif data are such directories, too.
 #pragma once
 
 #include <cstdint>
@@ -13,15 +13,15 @@ class TiffDirectoryWriter final {
   void addText(std::uint16_t tag, const std::string& text);
   void addShort(std::uint16_t tag, std::vector<std::uint16_t> values);
   void addLong(std::uint16_t tag, std::uint32_t value);
-  // Fractions as numerator and denominator in turn.
+  // Numerators and denominators in turn.
   void addRationals(std::uint16_t tag, const std::vector<std::uint32_t>& parts);
   void addUndefined(std::uint16_t tag, const std::string& bytes);
-  // Of an entry made by addLong, once its value is known.
+  // Sets the value of an entry that addLong made.
   void setLong(std::uint16_t tag, std::uint32_t value);
 
   std::size_t size() const;
-  // offset: where the directory will stand in the file, from the byte order mark on. Entries must have been
-  // added by ascending tag, as the format asks.
+  // offset: the position of the directory after the byte order mark. Entries must have been added in
+  // ascending order of tags, as the format requires.
   std::string bytes(std::size_t offset) const;
 
  private:

@@ -29,7 +29,7 @@ std::int32_t signedAt(FileBytes data, std::size_t place) {
   return static_cast<std::int32_t>(bigEndian(data.subspan(place, 4)));
 }
 
-// One value stands alone, several in a list.
+// One value is a scalar, several are an array.
 template <class Read>
 Value oneOrMore(std::size_t count, const Read& read) {
   if (count == 1) return read(0);
@@ -45,7 +45,7 @@ Value oneOrMore(std::size_t count, const Read& read) {
 Value realAt(FileBytes data, std::size_t index) {
   const auto above = static_cast<double>(signedAt(data, 8 * index));
   const auto below = static_cast<double>(signedAt(data, 8 * index + 4));
-  // These are kept in single precision.
+  // These are rounded to single precision.
   return below == 0 ? Value() : Value(static_cast<double>(static_cast<float>(above / below)));
 }
 
@@ -67,7 +67,7 @@ Value valueOf(std::uint16_t type, std::size_t count, FileBytes data) {
   }
 }
 
-// The entry's bytes, wherever they lie; empty when they leave the note.
+// The entry's bytes, inline or not; empty if they exceed the note.
 FileBytes dataOf(FileBytes note, FileBytes entry, std::size_t size) {
   if (size <= 4) return entry.subspan(8, size);
   const std::size_t offset = bigEndian(entry.subspan(8, 4));
@@ -81,7 +81,7 @@ Dictionary appleMakerNote(FileBytes note) {
   if (!textOf(note).starts_with(kStart) || note.size() < kStart.size() + 2) return group;
   const std::size_t count = bigEndian(note.subspan(kStart.size(), 2));
   FileBytes entries = note.subspan(kStart.size() + 2);
-  // Values that lie over one another would make thousands of times the note's bytes of it.
+  // Overlapping values could add up to thousands of times the size of the note.
   std::size_t left = note.size();
   for (std::size_t i = 0; i < count && entries.size() >= kEntrySize; ++i) {
     const FileBytes entry = entries.first(kEntrySize);

@@ -6,7 +6,7 @@
 
 namespace moxtel::properties {
 
-// The "{MakerApple}" group: tag numbers as decimal texts. Empty for any other maker's note.
+// The "{MakerApple}" group: tag numbers as decimal texts. Empty for the note of another maker.
 Dictionary appleMakerNote(FileBytes note);
 
 }  // namespace moxtel::properties

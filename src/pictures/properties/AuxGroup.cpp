@@ -56,7 +56,7 @@ constexpr RegionKey kRegionKeys[] = {
     {"AngleInfoRoll", "AngleInfoRoll", RegionForm::Integer},
     {"AngleInfoYaw", "AngleInfoYaw", RegionForm::Integer},
     {"Timestamp", "Timestamp", RegionForm::Integer},
-    // iPhones shorten the name.
+    // iPhones write a shorter name.
     {"TimeStamp", "Timestamp", RegionForm::Integer},
 };
 

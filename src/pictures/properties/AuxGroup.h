@@ -1,4 +1,4 @@
-// The "{ExifAux}" group: what Adobe's programs, and some cameras, say in XMP. Any thread.
+// The "{ExifAux}" group: properties of the aux schema and of faces in XMP. Any thread.
 #pragma once
 
 #include "pictures/properties/XmpProperties.h"

@@ -5,7 +5,7 @@
 namespace moxtel::properties {
 namespace {
 
-// A directory of chunks is read a few bytes at a time: what follows soon comes along.
+// Reads ahead: chunk headers are read a few bytes at a time.
 constexpr std::size_t kReadAhead = 1024;
 
 }  // namespace

@@ -1,8 +1,7 @@
-// A picture file as the readers of properties see it: any stretch of its bytes, read only when asked for.
+// Random access to the bytes of a picture file, read on demand.
 //
-// Work is bounded: what is read altogether, and the number of looks, come out of one budget; when that is
-// used up the file seems to end. So no reader needs a bound of its own on how often it goes round, however
-// its file lies. One thread.
+// Work is bounded: each read costs its bytes and kLook more from one budget; once that is used up, every read
+// fails as at the end of the file. So no reader needs its own bound on loops in a malicious file. One thread.
 #pragma once
 
 #include <cstdint>
@@ -19,17 +18,17 @@ using FileBytes = std::span<const std::uint8_t>;
 class ByteSource final {
  public:
   static constexpr std::size_t kLargestPiece = std::size_t{16} << 20;  // bytes
-  static constexpr std::size_t kBudget = std::size_t{96} << 20;        // bytes; a look costs kLook more
+  static constexpr std::size_t kBudget = std::size_t{96} << 20;        // bytes; each read costs kLook more
   static constexpr std::size_t kLook = 32;
 
-  // Borrow what they are made of.
+  // Borrow their argument.
   explicit ByteSource(const OpenFile& file) : file_(&file), size_(file.size) {}
   explicit ByteSource(FileBytes bytes) : bytes_(bytes), size_(bytes.size()) {}
 
   std::uint64_t size() const { return size_; }
-  // So many bytes from there on, valid until the next look; empty unless all of them are there.
+  // count bytes from the offset on, valid until the next read; empty unless all of them exist.
   FileBytes at(std::uint64_t offset, std::size_t count);
-  // Numbers of the width, most significant byte first; nothing unless they are there.
+  // Big-endian numbers; nothing if a byte is missing.
   std::optional<std::uint8_t> byteAt(std::uint64_t offset);
   std::optional<std::uint16_t> shortAt(std::uint64_t offset);
   std::optional<std::uint32_t> longAt(std::uint64_t offset);
@@ -39,14 +38,14 @@ class ByteSource final {
   bool holds(std::uint64_t offset, std::size_t count) const;
 
   const OpenFile* file_ = nullptr;
-  FileBytes bytes_;  // when there is no file
+  FileBytes bytes_;  // if there is no file
   Bytes window_;
   std::uint64_t windowAt_ = 0;
   std::uint64_t size_ = 0;
   std::size_t budget_ = kBudget;
 };
 
-// Big- and little-endian numbers at the start of bytes that the caller has counted.
+// Numbers of all the bytes, at most four.
 inline std::uint32_t bigEndian(FileBytes bytes) {
   std::uint32_t number = 0;
   for (const std::uint8_t byte : bytes) number = number << 8 | byte;

@@ -10,7 +10,7 @@
 namespace moxtel::properties {
 namespace {
 
-constexpr int kDeepest = 8;  // cameras nest three
+constexpr int kDeepest = 8;  // cameras nest up to three
 constexpr std::uint64_t kEntrySize = 10;
 constexpr std::uint32_t kLongestValue = 4096;  // bytes
 constexpr std::uint16_t kAnyHeap = 0;
@@ -21,7 +21,7 @@ enum class Form : std::uint8_t { Text, Short, Long, Float };
 
 struct CiffKey {
   std::uint16_t tag;
-  std::uint16_t heap;  // the only one where it has this meaning
+  std::uint16_t heap;  // the only heap where the tag has this meaning
   const char* key;
   Form form;
 };
@@ -68,7 +68,7 @@ Dictionary Heaps::read() {
   return std::move(group_);
 }
 
-// 0 where the bytes are not there.
+// 0 if the bytes are missing.
 std::uint32_t Heaps::number(FileBytes bytes, std::size_t offset, std::size_t width) const {
   if (offset + width > bytes.size()) return 0;
   const FileBytes own = bytes.subspan(offset, width);
@@ -79,7 +79,7 @@ std::uint32_t Heaps::numberAt(std::uint64_t place, std::size_t width) {
   return number(file_.at(place, width), 0, width);
 }
 
-// A heap's last four bytes say where in it its directory is.
+// A heap's last four bytes are the offset of its directory within the heap.
 void Heaps::readHeap(std::uint16_t tag, std::uint64_t start, std::uint64_t size, int depth) {
   if (size < 4 || depth > kDeepest) return;
   const std::uint64_t directory = start + numberAt(start + size - 4, 4);
@@ -87,7 +87,7 @@ void Heaps::readHeap(std::uint16_t tag, std::uint64_t start, std::uint64_t size,
   for (std::uint32_t i = 0; i < count; ++i) readEntry(tag, start, directory + 2 + i * kEntrySize, depth);
 }
 
-// Two bytes of tag, then size and place within the heap, or the value itself.
+// Two bytes of tag, then size and offset within the heap, or the value itself.
 void Heaps::readEntry(std::uint16_t heap, std::uint64_t start, std::uint64_t place, int depth) {
   const FileBytes entry = file_.at(place, kEntrySize);
   if (entry.empty()) return;
@@ -125,7 +125,7 @@ Value Heaps::valueIn(Form form, FileBytes data) const {
   return std::isfinite(real) ? Value(real) : Value();
 }
 
-// The same lists of numbers as in the notes of Canon's other files.
+// The same lists of numbers as in Canon's maker notes.
 void Heaps::takeSettings(FileBytes data) {
   const auto at = [&](std::size_t i) { return static_cast<std::int16_t>(number(data, 2 * i, 2)); };
   constexpr std::size_t kCount = 28;

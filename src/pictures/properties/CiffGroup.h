@@ -1,5 +1,4 @@
-// Canon's RAW files of the years before CR2: heaps of records, one within another (Canon's Camera Image File
-// Format 1.0). One thread.
+// Canon's RAW files before CR2: nested heaps of records (Camera Image File Format 1.0). One thread.
 #pragma once
 
 #include "pictures/properties/ByteSource.h"
@@ -7,10 +6,10 @@
 
 namespace moxtel::properties {
 
-// Whether the file begins as one.
+// Whether the file has the signature of the format.
 bool isCiff(ByteSource& file);
 
-// The "{CIFF}" group; empty for a file that is none.
+// The "{CIFF}" group; empty for any other file.
 Dictionary ciffGroup(ByteSource& file);
 
 }  // namespace moxtel::properties

@@ -5,7 +5,7 @@
 namespace moxtel::properties {
 namespace {
 
-// Puts the digits of a pattern's places ('#') together; every other character must be as it is.
+// Collects the digits at the '#' of the pattern; any other character must match.
 bool matches(std::string_view text, std::string_view pattern, std::string& digits) {
   if (text.size() < pattern.size()) return false;
   for (std::size_t i = 0; i < pattern.size(); ++i) {
@@ -16,7 +16,7 @@ bool matches(std::string_view text, std::string_view pattern, std::string& digit
   return true;
 }
 
-// "Z", "+12:00" or nothing.
+// From "Z", "+12:00" or nothing.
 std::string zoneOf(std::string_view text) {
   std::string digits;
   if (text.starts_with('Z')) return "+0000";

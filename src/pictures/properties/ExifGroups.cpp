@@ -16,7 +16,7 @@ constexpr std::uint16_t kMakerNoteTag = 0x927C;
 
 void addDatum(const Exiv2::Exifdatum& datum, ExifOrigin origin, MakerNotes& notes, ExifGroups& groups) {
   const std::string group = datum.groupName();
-  // How an embedded block would be compressed says nothing about the picture around it.
+  // The compression of an embedded block does not describe the picture.
   const bool isMeant = origin == ExifOrigin::TiffFile || datum.tag() != kCompressionTag;
   if (group == "Image" && isMeant) addKey(kTiffKeys, datum, groups.tiff);
   if (origin == ExifOrigin::TiffFile && (group == "Image" || group.starts_with("SubImage")))
@@ -37,7 +37,7 @@ ExifGroups groupsOf(const Exiv2::ExifData& data, ExifOrigin origin) {
     try {
       addDatum(datum, origin, notes, groups);
     } catch (const std::exception&) {
-      // This one tag is not to be read; the others are.
+      // Skips only this tag.
     }
   }
   notes.finish(groups);
@@ -50,7 +50,7 @@ ExifGroups exifGroups(FileBytes tiff, ExifOrigin origin) {
   try {
     Exiv2::ExifParser::decode(data, tiff.data(), static_cast<std::uint32_t>(tiff.size()));
   } catch (const std::exception&) {
-    // What came before the fault is there all the same.
+    // Keeps what was read before the error.
   }
   return groupsOf(data, origin);
 }

@@ -1,5 +1,5 @@
-// Exif data as property groups. Exiv2 reads the data; in the server it gets an embedded block in memory,
-// never a file. Every exception of its own ends here. One thread at a time.
+// Exif data as property groups. Exiv2 parses the data; in the server process only an embedded block in
+// memory, never a file. Its exceptions do not leave these functions. One thread at a time.
 #pragma once
 
 #include "pictures/properties/ByteSource.h"
@@ -17,7 +17,7 @@ struct ExifGroups {
   Dictionary gps;       // "{GPS}"
   Dictionary canon;     // "{MakerCanon}"
   Dictionary nikon;     // "{MakerNikon}"
-  Dictionary canonAux;  // what a Canon adds to "{ExifAux}"
+  Dictionary canonAux;  // Canon's additions to "{ExifAux}"
   Dictionary nikonAux;
   Dictionary dng;    // "{DNG}"
   Dictionary apple;  // "{MakerApple}"
@@ -28,9 +28,9 @@ enum class ExifOrigin : std::uint8_t {
   TiffFile,  // the file itself: its first directory describes the stored picture
 };
 
-// A TIFF structure; empty groups for what is none.
+// From a TIFF structure; empty groups for any other bytes.
 ExifGroups exifGroups(FileBytes tiff, ExifOrigin origin);
-// The same from data that Exiv2 has read.
+// From data that Exiv2 has parsed.
 ExifGroups groupsOf(const Exiv2::ExifData& data, ExifOrigin origin);
 
 }  // namespace moxtel::properties

@@ -1,5 +1,5 @@
-// The keys of the groups that come from Exif directories, by tag (TIFF 6.0, Exif 2.32). Tags that are not
-// here make no property.
+// The keys of the groups that come from Exif directories, by tag (TIFF 6.0, Exif 2.32). Other tags give no
+// property.
 #pragma once
 
 #include <algorithm>
@@ -11,10 +11,10 @@ namespace moxtel::properties {
 enum class ExifForm : std::uint8_t {
   Integer,
   Integers,
-  Real,  // a quotient that is not rounded
+  Real,  // a quotient, not rounded
   Reals,
-  Text,             // up to the first NUL, nothing else cut
-  Comment,          // a text behind eight bytes that name its character set
+  Text,             // up to the first NUL, otherwise unchanged
+  Comment,          // a text after eight bytes that name its character set
   Version,          // "0230" as 2, 3
   Coordinate,       // degrees, minutes, seconds as degrees
   TrimmedIntegers,  // without the zeros at the end
@@ -163,8 +163,8 @@ inline constexpr ExifKey kGpsKeys[] = {
     {0x1F, "HPositioningError", ExifForm::Real},
 };
 
-// DNG 1.4, without the tags whose values are tables, profiles and other files: they are long, and nobody
-// shows them.
+// DNG 1.4, without the tags whose values are tables, profiles and other files: they are long, and clients do
+// not show them.
 inline constexpr ExifKey kDngKeys[] = {
     {0xC612, "DNGVersion", ExifForm::TrimmedIntegers},
     {0xC613, "DNGBackwardVersion", ExifForm::TrimmedIntegers},
@@ -241,7 +241,7 @@ inline constexpr ExifKey kDngKeys[] = {
     {0xC7B5, "DefaultUserCrop", ExifForm::SingleReals},
 };
 
-// Null for a tag that makes no property. The tables are in the order of their tags.
+// Null for a tag without a property. The tables are sorted by tag.
 inline const ExifKey* keyOf(std::span<const ExifKey> table, std::uint16_t tag) {
   const auto found =
       std::lower_bound(table.begin(), table.end(), tag,

@@ -116,7 +116,7 @@ Value reals(const Exiv2::Value& value) {
   for (long i = 0; i < value.count(); ++i) {
     const double number = realAt(value, i);
     if (std::isinf(number)) return {};
-    all.append(std::isnan(number) ? 0.0 : number);  // 0/0 says "unknown" in a list whose places count
+    all.append(std::isnan(number) ? 0.0 : number);  // 0/0 means "unknown"; the list keeps its length
   }
   return all;
 }
@@ -143,13 +143,13 @@ Value text(const Exiv2::Value& value) {
   return utf8OrLatin1(untilNul(rawBytes(value)));
 }
 
-// The text behind a character set's name. Exiv2 takes only the user's comment for one.
+// The text after the name of its character set. Exiv2 decodes only UserComment so.
 std::string commentText(const Exiv2::Value& value) {
   if (const auto* known = dynamic_cast<const Exiv2::CommentValue*>(&value)) return known->comment();
   const std::string bytes = rawBytes(value);
   if (value.typeId() != Exiv2::undefined) return value.typeId() == Exiv2::asciiString ? bytes : std::string();
   Exiv2::CommentValue comment;
-  // Nobody tells the byte order here; most files have this one.
+  // The byte order is unknown here; most files have this one.
   comment.read(reinterpret_cast<const Exiv2::byte*>(bytes.data()), static_cast<long>(bytes.size()),
                Exiv2::littleEndian);
   return comment.comment();

@@ -16,24 +16,24 @@ class Value;
 
 namespace moxtel::properties {
 
-// The whole value; nil where the tag does not hold what the form needs.
+// The whole value; nil if the tag's type or count does not suit the form.
 Value inForm(const Exiv2::Value& value, ExifForm form);
 
-// Gives the group the tag's key when the table has one and the group has not.
+// Adds the tag's key and value to the group if the table has the tag and the group does not have the key.
 void addKey(std::span<const ExifKey> table, const Exiv2::Exifdatum& datum, Dictionary& group);
 
-// One element, which must be there: not finite, or nil, when it is no number.
+// One element, which must exist; not finite, or nil, if it is not a number.
 double realAt(const Exiv2::Value& value, long index);
 Value integerAt(const Exiv2::Value& value, long index);
 
-// The value's bytes; numbers of several bytes most significant byte first.
+// The value's bytes; numbers are big-endian.
 std::string rawBytes(const Exiv2::Value& value);
 
-// "0231" as 2, 3, 1: the first two digits before the point, the last one where it says something. Nil for
-// what does not begin with four digits.
+// "0231" as 2, 3, 1: the first two digits, the third, and the fourth if it is not 0. Nil for a text that does
+// not begin with four digits.
 Value versionOf(std::string_view digits);
 
-// "24°30'" and the like as the platform keeps it: whole degrees and minutes of six significant digits.
+// A coordinate as the platform rounds it: whole degrees, and minutes of six significant digits.
 double roundedCoordinate(double degrees, double minutes, double seconds);
 
 }  // namespace moxtel::properties

@@ -7,7 +7,7 @@ namespace {
 constexpr std::uint8_t kExtension = 0x21;
 constexpr std::uint8_t kGraphicControl = 0xF9;
 
-// Where the sub-blocks that begin here end.
+// The offset after the sub-blocks that begin here.
 std::optional<std::uint64_t> afterSubBlocks(ByteSource& file, std::uint64_t place) {
   while (const auto length = file.byteAt(place)) {
     place += 1U + *length;

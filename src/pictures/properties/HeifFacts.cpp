@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::size_t kMostItems = 10'000;
 
-// Reads numbers off the front; once something is missing everything reads as 0.
+// Reads numbers in order; after the end of the bytes all numbers are 0.
 class Fields final {
  public:
   explicit Fields(FileBytes bytes) : bytes_(bytes) {}
@@ -47,7 +47,7 @@ struct Box {
   FileBytes contents;
 };
 
-// The boxes side by side, until one does not fit.
+// The boxes of one level, up to the first that exceeds its parent.
 std::vector<Box> boxesIn(FileBytes bytes) {
   std::vector<Box> boxes;
   while (bytes.size() >= 8 && boxes.size() < kMostItems) {
@@ -85,9 +85,9 @@ struct Place {
 
 struct Item {
   std::string type;
-  std::vector<std::size_t> properties;  // 0-based places in the list of properties
+  std::vector<std::size_t> properties;  // 0-based indexes into the list of properties
   std::vector<Place> extents;
-  bool inBox = false;  // the places count within "idat", not within the file
+  bool inBox = false;  // offsets are relative to "idat", not to the file
 };
 
 class Meta final {
@@ -133,7 +133,7 @@ Meta::Meta(FileBytes contents) {
 
 void Meta::readItems(FileBytes contents) {
   auto [version, flags, fields] = versioned(contents);
-  fields.number(version == 0 ? 2 : 4);  // how many there are shows by itself
+  fields.number(version == 0 ? 2 : 4);  // the count, not needed
   for (const Box& box : boxesIn(fields.rest())) {
     auto [entryVersion, entryFlags, entry] = versioned(box.contents);
     if (box.type != "infe" || entryVersion < 2) continue;
@@ -161,7 +161,7 @@ void Meta::readPlaces(FileBytes contents) {
       fields.number(indexSize);
       const std::uint64_t offset = fields.number(offsetSize);
       item.extents.push_back({base + offset, fields.number(lengthSize)});
-      // An extent of no bytes of description could come without end.
+      // Extents described by no bytes would not end.
       if (offsetSize + lengthSize + indexSize == 0) break;
     }
   }
@@ -208,7 +208,7 @@ FileBytes Meta::property(std::uint64_t item, std::string_view type) const {
   return {};
 }
 
-// Each item once, however often it says so: what is done for it is done once.
+// Each item once, even if it has many references, so that it is processed once.
 std::vector<std::uint64_t> Meta::referring(std::string_view type, std::uint64_t to) const {
   std::vector<std::uint64_t> items;
   std::set<std::uint64_t> known;
@@ -267,11 +267,11 @@ std::optional<PictureFacts> Meta::facts(ByteSource& file) {
     for (const Reference& reference : references_)
       if (reference.type == "dimg" && reference.from == primary_ && !reference.to.empty())
         sizeOf(reference.to.front(), facts.tileWidth, facts.tileHeight);
-  ByteSource box(data_);  // one for all items, with one budget
+  ByteSource box(data_);  // one budget for all items
   for (const std::uint64_t id : referring("cdsc", primary_)) {
     const Item& item = items_[id];
     if (item.type != "Exif" || !facts.exif.empty()) continue;
-    // The block stands behind a number that tells how far behind.
+    // The block begins with the offset of the TIFF header.
     Fields fields(FileBytes{});
     const Bytes data = dataOf(item, file, box);
     fields = Fields(data);

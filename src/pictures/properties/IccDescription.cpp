@@ -9,7 +9,7 @@ constexpr std::size_t kHeader = 128;
 constexpr std::size_t kTagSize = 12;
 constexpr std::size_t kRecordSize = 12;
 
-// So many bytes of it from there on; empty when they are not there.
+// count bytes from the offset on; empty unless all of them exist.
 FileBytes part(FileBytes bytes, std::size_t offset, std::size_t count) {
   return offset <= bytes.size() && count <= bytes.size() - offset ? bytes.subspan(offset, count)
                                                                   : FileBytes();

@@ -8,11 +8,12 @@ namespace {
 constexpr std::uint8_t kMarker = 0x1C;
 constexpr std::uint8_t kApplicationRecord = 2;
 
-// The data's length and, before it, that of the length itself; false when either leaves the block.
+// The length of the data, preceded by the length of the length if it is extended; false if one exceeds the
+// block.
 bool readLength(FileBytes block, std::size_t& head, std::size_t& length) {
   head = 5;
   length = bigEndian(block.subspan(3, 2));
-  if (length > 0x7FFF) {  // so many bytes of length follow
+  if (length > 0x7FFF) {  // extended: the low bits are the number of length bytes
     const std::size_t width = length & 0x7FFF;
     if (width > 4 || block.size() < 5 + width) return false;
     head = 5 + width;

@@ -15,7 +15,7 @@ namespace {
 constexpr std::size_t kLongestAnswer = std::size_t{32} << 20;  // bytes
 constexpr ArchiveLimits kAnswerLimits{.depth = 32, .values = 1u << 20};
 
-// The largest block of metadata, in bytes, that is understood here. A JPEG's are never larger.
+// Larger metadata blocks, in bytes, are not parsed in this process. Those of a JPEG are never larger.
 constexpr std::size_t kLargestBlock = std::size_t{64} << 10;
 
 bool hasLargeBlocks(const properties::PictureFacts& facts) {
@@ -44,7 +44,7 @@ std::optional<Dictionary> ImagePropertyReader::propertiesOf(const OpenFile& file
   if (!facts) return std::nullopt;
   if (hasLargeBlocks(*facts)) {
     if (auto found = readElsewhere(file.path)) return found;
-    // What the format says of the picture is true all the same.
+    // The facts of the container remain valid.
     facts->exif.clear();
     facts->xmp.clear();
   }

@@ -12,7 +12,7 @@ enum class Form : std::uint8_t { Text, List };
 
 struct IptcKey {
   const char* key;
-  std::uint8_t set;  // of record 2; 0 for none, as set 0 is the record's version
+  std::uint8_t set;  // of record 2; 0 for none (set 0 is the version)
   const char* xmp;   // null for none
   Form form = Form::Text;
 };
@@ -86,7 +86,7 @@ Form formOf(std::string_view key) {
   return found == std::end(kKeys) ? Form::Text : found->form;
 }
 
-// What is there stays: the sources come best first.
+// Does not replace keys: the best source comes first.
 void add(Dictionary& group, std::string_view key, Form form, const Value& text) {
   if (text.isString() && !group.contains(key)) group.set(key, form == Form::List ? Value(Array{text}) : text);
 }

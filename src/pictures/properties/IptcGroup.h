@@ -1,5 +1,4 @@
-// The "{IPTC}" group: what a file says in IPTC data sets, in XMP, and, once one of these is there, in Exif.
-// Any thread.
+// The "{IPTC}" group: from IPTC data sets, from XMP and, if one of these exists, from Exif. Any thread.
 #pragma once
 
 #include "pictures/properties/ExifGroups.h"
@@ -8,8 +7,8 @@
 
 namespace moxtel::properties {
 
-// Each key from the first source that has it: XMP, data sets, a PNG's texts, Exif. Empty for a file with
-// neither data sets nor a property of XMP, nor a text, that has a key here.
+// Each key comes from the first source that has it: XMP, data sets, texts of a PNG, Exif. Empty if none of
+// the first three has any key of the group.
 Dictionary iptcGroup(const PictureFacts& facts, const XmpProperties& xmp, const ExifGroups& exif);
 
 }  // namespace moxtel::properties

@@ -4,14 +4,14 @@
 namespace moxtel::properties {
 namespace {
 
-// Metadata boxes begin with the name of what they hold, in 16 bytes.
+// A uuid box begins with the 16 bytes that identify its contents.
 void takeUuidBox(FileBytes data, PictureFacts& blocks) {
   constexpr std::string_view kXmp = "\xBE\x7A\xCF\xCB\x97\xA9\x42\xE8\x9C\x71\x99\x94\x91\xE3\xAF\xAC";
   if (textOf(data).starts_with(kXmp)) blocks.xmp = textOf(data.subspan(16));
   if (textOf(data).starts_with("JpgTiffExif->JP2")) blocks.exif = copyOf(data.subspan(16));
 }
 
-// The codestream's size marker: depth and components after the picture's place on its grid.
+// The codestream's size marker: extent and offset on the reference grid, then components and depth.
 std::optional<PictureFacts> codestreamFacts(ByteSource& file, std::uint64_t place) {
   const FileBytes size = file.at(place, 43);
   if (size.empty() || bigEndian(size.subspan(2, 2)) != 0xFF51) return std::nullopt;
@@ -39,7 +39,7 @@ std::optional<PictureFacts> jpeg2000Facts(ByteSource& file) {
     const std::uint32_t length = head.empty() ? 0 : bigEndian(head.first(4));
     const std::string type(textOf(head.empty() ? head : head.subspan(4, 4)));
     if (type == "jp2c" && !facts) facts = codestreamFacts(file, place + 8);
-    // The last box may go on to the file's end, and say so by a length of 0.
+    // The last box may have length 0: it extends to the end of the file.
     if (length < 8) break;
     if (type == "uuid" && length > 24) takeUuidBox(file.at(place + 8, length - 8), blocks);
     place += length;

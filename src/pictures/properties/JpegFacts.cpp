@@ -26,7 +26,7 @@ std::string_view modelOf(std::uint8_t components) {
   return components >= 3 ? color_model::kRgb : color_model::kGray;
 }
 
-// What is gathered while the segments pass.
+// Collects facts from the segments, one after the other.
 class Segments final {
  public:
   void take(std::uint8_t marker, FileBytes data);
@@ -38,13 +38,13 @@ class Segments final {
   void takeProfilePart(FileBytes data);
 
   PictureFacts facts_;
-  std::map<std::uint8_t, Bytes> profile_;  // by their numbers: they may come in any order
+  std::map<std::uint8_t, Bytes> profile_;  // by sequence number: they may come in any order
   Bytes resources_;
   std::size_t gathered_ = 0;
   bool progressive_ = false;
 };
 
-// Whether the data begins so; the rest is what follows then.
+// Whether the data begin with the text; rest is what follows it.
 bool beginsWith(FileBytes data, std::string_view name, FileBytes& rest) {
   if (!textOf(data).starts_with(name)) return false;
   rest = data.subspan(name.size());
@@ -98,7 +98,7 @@ void Segments::takeProfilePart(FileBytes data) {
 std::optional<PictureFacts> Segments::finish() {
   if (facts_.width == 0 || facts_.height == 0) return std::nullopt;
   for (const auto& [number, part] : profile_) facts_.icc.insert(facts_.icc.end(), part.begin(), part.end());
-  // A PSD's other resources mean nothing here.
+  // Other resources apply only to a PSD.
   PictureFacts embedded;
   takeResources(resources_, embedded);
   facts_.iim = std::move(embedded.iim);
@@ -113,7 +113,7 @@ std::optional<PictureFacts> jpegFacts(ByteSource& file) {
   std::uint64_t place = 2;
   while (const auto first = file.byteAt(place)) {
     const auto marker = *first == 0xFF ? file.byteAt(place + 1) : std::nullopt;
-    // Bytes between two segments are skipped, as every decoder does; 0xFF before a marker fills.
+    // Skips bytes between segments, as all decoders do; 0xFF before a marker is padding.
     if (!marker || *marker == 0 || *marker == 0xFF) {
       ++place;
       continue;

@@ -1,4 +1,4 @@
-// Facts: Exiv2's tables of tags; ExifTool's of their meaning.
+// Sources: Exiv2's tables of tags, ExifTool's documentation of their values.
 #include "pictures/properties/MakerNotes.h"
 
 #include <charconv>
@@ -39,7 +39,7 @@ constexpr ExifKey kNikonKeys[] = {
     {0x00A7, "ShutterCount", ExifForm::Integer},
 };
 
-// Places in Canon's lists of settings and of facts of the shot.
+// Indexes into Canon's lists CameraSettings and ShotInfo.
 enum CanonSetting : std::uint16_t {
   DriveMode = 5,
   ExposureMode = 20,
@@ -49,7 +49,7 @@ enum CanonSetting : std::uint16_t {
 };
 enum CanonShot : std::uint16_t { WhiteBalance = 7, FlashBias = 15 };
 
-// The number as Canon means it, whatever its type is called.
+// The number as signed, whatever its declared type.
 std::int32_t canonNumber(const Exiv2::Value& value) {
   return static_cast<std::int16_t>(integerAt(value, 0).integerValue());
 }
@@ -59,7 +59,7 @@ std::string shortest(double number) {
   return {digits, std::to_chars(digits, digits + sizeof digits, number).ptr};
 }
 
-// Exif's number of Canon's program.
+// Exif's ExposureProgram for Canon's.
 int programOf(std::int32_t canon) {
   constexpr int kPrograms[] = {0, 2, 4, 3, 1};  // easy, program, shutter, aperture, manual
   return canon >= 0 && canon < static_cast<std::int32_t>(std::size(kPrograms)) ? kPrograms[canon] : 0;
@@ -71,7 +71,7 @@ std::string inTenths(double number) {
   return text;
 }
 
-// "24.0-120.0 mm f/4.0" from the ends and the largest apertures there.
+// "24.0-120.0 mm f/4.0" from the shortest and longest focal length and the largest apertures there.
 Value nikonLensName(const Array& info) {
   if (info.size() != 4) return {};
   double numbers[4];
@@ -122,12 +122,12 @@ void MakerNotes::addCanonSetting(const Exiv2::Exifdatum& datum) {
   if (datum.tag() == MaxAperture) setAperture("MaxAperture");
   if (datum.tag() == MinAperture) setAperture("MinAperture");
   if (datum.tag() != Lens || value.count() < 3) return;
-  // The long end, the short end, and how many units a millimetre has.
+  // The longest and shortest focal length, and the units per millimeter.
   const double unit = integerAt(value, 2).doubleValue();
   const double to = integerAt(value, 0).doubleValue() / unit;
   const double from = integerAt(value, 1).doubleValue() / unit;
   if (!(std::isfinite(to) && from > 0)) return;
-  canonAux_.set("LensInfo", Array{from, to, 0.0, 0.0});  // of which the note does not tell the apertures
+  canonAux_.set("LensInfo", Array{from, to, 0.0, 0.0});  // the note lacks the apertures
   lensName_ = (from == to ? "" : shortest(from) + "-") + shortest(to) + " mm";
 }
 
@@ -135,7 +135,7 @@ void MakerNotes::addNikon(const Exiv2::Exifdatum& datum) {
   addKey(kNikonKeys, datum, nikon_);
   constexpr std::uint16_t kFlashComp = 0x0012;
   if (datum.tag() != kFlashComp) return;
-  // Steps, signed, and how many of them a stop has: the first byte times the second by the third.
+  // Stops are the first byte, signed, times the second divided by the third.
   const std::string bytes = rawBytes(datum.value());
   if (bytes.size() < 3 || bytes[2] == 0) return;
   const auto steps = static_cast<double>(static_cast<signed char>(bytes[0]));

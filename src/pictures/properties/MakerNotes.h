@@ -1,4 +1,4 @@
-// What the maker notes of Canon and Nikon say, as Exiv2 takes them apart. One thread at a time.
+// The maker notes of Canon and Nikon, as Exiv2 parses them. One thread at a time.
 #pragma once
 
 #include <cstdint>
@@ -9,24 +9,22 @@
 
 namespace Exiv2 {
 class Exifdatum;
-class Value;  // NOLINT(bugprone-forward-declaration-namespace): not the house's own Value
+class Value;  // NOLINT(bugprone-forward-declaration-namespace): not moxtel::Value
 }  // namespace Exiv2
 
 namespace moxtel::properties {
 
-// Canon's steps of exposure in stops: thirty-seconds, of which 12 and 20 stand for thirds.
+// Canon's exposure steps in stops: 1/32 stop each, but the fractions 12/32 and 20/32 mean 1/3 and 2/3.
 double canonStops(std::int32_t steps);
 // The f-number of such steps; nil for none.
 Value canonFNumber(std::int32_t steps);
 
-// Gathers notes while the tags of a file pass.
+// Collects the note's tags one by one.
 class MakerNotes final {
  public:
-  // The tag belongs to Exiv2's group of that name; those of others are passed over. Exiv2's exceptions pass
-  // through.
+  // group: Exiv2's name of the tag's group; other groups are ignored. Exiv2's exceptions pass through.
   void add(const std::string& group, const Exiv2::Exifdatum& datum);
-  // Gives the groups what was gathered. The exposure program comes from the note where the camera tells it
-  // nowhere else.
+  // Adds the results to the groups. The exposure program comes from the note if Exif lacks it.
   void finish(ExifGroups& groups);
 
  private:

@@ -20,9 +20,9 @@ void takeMode(std::uint16_t mode, PictureFacts& facts) {
   facts.isIndexed = mode == Indexed;
 }
 
-constexpr std::size_t kMostLayers = 8000;  // as many as a document can have
+constexpr std::size_t kMostLayers = 8000;  // the limit of the format
 
-// The name as Photoshop 5 and later write it, in the blocks behind the old one: "8BIM", key, length, data.
+// The Unicode name (Photoshop 5 and later), in the blocks after the old name: "8BIM", key, length, data.
 std::optional<std::string> unicodeName(FileBytes blocks) {
   while (blocks.size() >= 12) {
     const std::size_t length = bigEndian(blocks.subspan(8, 4));
@@ -40,7 +40,7 @@ std::optional<std::string> unicodeName(FileBytes blocks) {
   return std::nullopt;
 }
 
-// The name in a layer's extra data: behind two lists, with its length before it.
+// The name in a layer's extra data: after two lists, with its length in front.
 std::optional<std::string> layerName(FileBytes data) {
   for (int list = 0; list < 2; ++list) {
     if (data.size() < 4 || bigEndian(data.first(4)) > data.size() - 4) return std::nullopt;
@@ -52,11 +52,11 @@ std::optional<std::string> layerName(FileBytes data) {
   return newer ? newer : utf8OrLatin1(textOf(data.subspan(1, data[0])));
 }
 
-// The names of the layers, from the lowest to the topmost, from the place of the section of layers on.
+// The names of the layers, from bottom to top. section: offset of the section of layers.
 Array layerNames(ByteSource& file, std::uint64_t section) {
   Array names;
   const auto count = file.shortAt(section + 8);
-  // Negative when the first layer's transparency is the picture's.
+  // Negative if the first alpha channel is the transparency of the merged picture.
   const int layers = count ? std::abs(static_cast<std::int16_t>(*count)) : 0;
   std::uint64_t place = section + 10;
   for (int i = 0; i < layers && names.size() < kMostLayers; ++i) {

@@ -15,11 +15,11 @@ void takeFirst(Bytes& place, FileBytes data) {
   if (place.empty()) place = copyOf(data);
 }
 
-// Dots per inch, whatever unit programs show, with sixteen bits behind the point.
+// Dots per inch, whatever unit is displayed, as 16.16 fixed point.
 void takeResolution(FileBytes data, PictureFacts& facts) {
   if (data.size() < 16) return;
   const auto dots = [&](std::size_t at) { return bigEndian(data.subspan(at, 4)) / 65536.0; };
-  // Programs that know none write the smallest number that is not 0.
+  // Programs without a resolution write the smallest number above 0.
   if (dots(0) >= 1 && dots(8) >= 1) facts.resolution = Resolution{dots(0), dots(8)};
 }
 

@@ -1,5 +1,5 @@
-// Photoshop's image resources, as a PSD, a JPEG (APP13) and a TIFF (tag 34377) carry them: "8BIM", number,
-// name, length, data, each padded to an even length. Any thread.
+// Photoshop's image resources, in a PSD, a JPEG (APP13) and a TIFF (tag 34377): "8BIM", number, name, length,
+// data, each padded to an even length. Any thread.
 #pragma once
 
 #include <cstdint>
@@ -10,9 +10,9 @@
 
 namespace moxtel::properties {
 
-// Calls for every resource until one does not fit.
+// Calls take for each resource, up to the first that exceeds the block.
 void forEachResource(FileBytes block, const std::function<void(std::uint16_t number, FileBytes data)>& take);
-// Puts those that hold metadata into the facts; what is there already stays.
+// Adds the metadata blocks to the facts; does not replace any.
 void takeResources(FileBytes block, PictureFacts& facts);
 
 }  // namespace moxtel::properties

@@ -1,5 +1,7 @@
-// What a picture file says without its embedded metadata blocks being understood: its form, and where the
-// blocks are. One reader per file format makes it; each is bounded by its ByteSource and believes nothing.
+// What the container of a picture file states: size, color model and the like, and the embedded metadata
+// blocks, not yet parsed. There is one reader per file format. Its work is bounded by the ByteSource, and it
+// trusts no number in the file. Our own readers, so that the server process runs no decoding library on these
+// files and reads only the parts that matter.
 #pragma once
 
 #include <cmath>
@@ -25,31 +27,31 @@ struct Resolution {
   double height = 0;
 };
 
-// Of so many dots per metre: whole dots per inch, as programs mean it.
+// From dots per meter, rounded to whole dots per inch, as programs mean it.
 inline Resolution perMetre(std::uint32_t width, std::uint32_t height) {
   return {std::round(width * 0.0254), std::round(height * 0.0254)};
 }
 
 struct PictureFacts {
-  std::uint32_t width = 0;  // pixels as stored, whatever the orientation
+  std::uint32_t width = 0;  // pixels as stored, before orientation
   std::uint32_t height = 0;
   std::uint32_t depth = 8;  // bits per sample
   std::string_view colorModel = color_model::kRgb;
   bool hasAlpha = false;
   bool isFloat = false;
   bool isIndexed = false;
-  bool isStandardRgb = false;            // the file says sRGB by other means than a profile
-  std::optional<Resolution> resolution;  // as the format itself states it
-  std::uint32_t tileWidth = 0;           // of a picture made of tiles, else 0
+  bool isStandardRgb = false;            // the file states sRGB without a profile
+  std::optional<Resolution> resolution;  // of the format itself, not of Exif
+  std::uint32_t tileWidth = 0;           // pixels, of a picture made of tiles, else 0
   std::uint32_t tileHeight = 0;
 
   Bytes exif;               // a TIFF structure
   Bytes iim;                // IPTC data sets, "1C 02 …"
   std::string xmp;          // the packet
-  Bytes icc;                // a colour profile
-  std::string profileName;  // where the format settles it
+  Bytes icc;                // a color profile
+  std::string profileName;  // if the format determines it
 
-  Dictionary jfif;  // the groups that only their format has, ready
+  Dictionary jfif;  // complete groups of one format each
   Dictionary png;
   Dictionary gif;
   Dictionary webp;
@@ -57,8 +59,7 @@ struct PictureFacts {
   Dictionary photoshop;
 };
 
-// How long a frame is shown whose file asks for so many seconds: browsers made it a rule that very short
-// delays were not meant.
+// The time that a frame is shown, from the seconds in the file: browsers replace very short delays.
 inline double shownDelay(double seconds) { return seconds <= 0.05 ? 0.1 : seconds; }
 
 // The facts, or nothing if they have no size.
@@ -76,11 +77,11 @@ std::optional<PictureFacts> heifFacts(ByteSource& file);
 std::optional<PictureFacts> webpFacts(ByteSource& file);
 std::optional<PictureFacts> bitmapFacts(ByteSource& file);
 std::optional<PictureFacts> jpeg2000Facts(ByteSource& file);
-// The first directory of a TIFF file. A camera's RAW file is one too, whose picture lies elsewhere.
+// The first directory of a TIFF file. Also accepts a RAW file, whose picture is elsewhere.
 std::optional<PictureFacts> tiffFacts(ByteSource& file);
 
-// Whether a TIFF's first directory holds a finished picture of the common kinds. A camera's RAW file has a
-// preview, a sensor's pattern or a compression of its own there; a DNG may not, and is none either way.
+// Whether a TIFF's first directory describes a developed picture of a common kind. In a RAW file it describes
+// a preview or a sensor pattern, or uses another compression; a DNG never counts as ordinary.
 bool isOrdinaryTiff(ByteSource& file);
 
 }  // namespace moxtel::properties

@@ -16,7 +16,7 @@ constexpr std::string_view kTextKeys[] = {"Title",         "Author",   "Descript
                                           "Creation Time", "Software", "Disclaimer",  "Warning",
                                           "Source",        "Comment"};
 
-// The beginning of what was packed, as far as it is sound.
+// Decompresses up to the first damage.
 std::string unpacked(FileBytes packed) {
   std::string out;
   z_stream stream = {};
@@ -35,7 +35,7 @@ std::string unpacked(FileBytes packed) {
   return out;
 }
 
-// Cuts the text up to the next NUL off the front; false without one.
+// Removes the text up to the next NUL from the front; false if there is no NUL.
 bool takeField(std::string_view& data, std::string_view& field) {
   const std::size_t end = data.find('\0');
   if (end == std::string_view::npos) return false;
@@ -107,7 +107,7 @@ void Chunks::takeResolution(FileBytes data) {
   if (data[8] == 1) facts_.resolution = perMetre(x, y);
 }
 
-// The first frame's delay, as a quotient of seconds; a divisor of 0 means hundredths.
+// The first frame's delay, as a fraction of seconds; a denominator of 0 means 100.
 void Chunks::takeFrame(FileBytes data) {
   if (facts_.png.contains("DelayTime")) return;
   const std::uint32_t divisor = bigEndian(data.subspan(22, 2));
@@ -139,7 +139,8 @@ void Chunks::takeInternationalText(std::string_view data) {
   addText(keyword, isPacked ? unpacked(bytesOf(data)) : std::string(data));
 }
 
-// Asked before a text is unpacked: a file may hold thousands of a few KB that become megabytes each.
+// Checked before a text is decompressed: a file may contain thousands of texts of a few KB that become
+// megabytes each.
 bool Chunks::isWanted(std::string_view keyword) const {
   if (keyword == kXmpKeyword) return facts_.xmp.empty();
   const bool isKey = std::find(std::begin(kTextKeys), std::end(kTextKeys), keyword) != std::end(kTextKeys);

@@ -16,15 +16,14 @@ constexpr double kCentimetresPerInch = 2.54;
 constexpr std::int64_t kPerCentimetre = 3;
 constexpr std::int64_t kNoUnit = 1;
 
-// The platform says nothing of the XMP of these here.
+// The platform does not report the XMP of these formats here.
 bool tellsIptc(PictureKind kind) { return kind != PictureKind::Heif && kind != PictureKind::Raw; }
 
 void addGroup(Dictionary& all, const char* name, Dictionary group) {
   if (!group.empty()) all.set(name, std::move(group));
 }
 
-// In dots per inch. Exif's comes first where pictures come from cameras; the formats that programs write
-// state their own more surely.
+// In dots per inch. Exif's comes first, except in PNG, whose own is more reliable.
 void addResolution(Dictionary& all, PictureKind kind, const PictureFacts& facts, const Dictionary& tiff) {
   const Value& unit = tiff["ResolutionUnit"];
   const double factor = unit.integerValue() == kPerCentimetre ? kCentimetresPerInch : 1.0;
@@ -45,7 +44,7 @@ void addProfileName(Dictionary& all, const PictureFacts& facts, const Dictionary
     return;
   }
   const auto described = profileDescription(facts.icc);
-  // A picture that names a colour space, even "uncalibrated", is taken for the usual one.
+  // A picture that states a color space, even "uncalibrated", counts as sRGB.
   const Value& space = exif["ColorSpace"];
   const bool namesSpace =
       (space == Value(1) || space == Value(65535)) && facts.colorModel == color_model::kRgb;
@@ -78,8 +77,7 @@ void addTiles(const PictureFacts& facts, Dictionary& tiff) {
   tiff.set("TileLength", facts.tileHeight);
 }
 
-// What the camera's note says stands here too, unless a program has said it. The platform takes Nikon's only
-// from the camera's own files.
+// Values of the maker note are added unless XMP has them. The platform takes Nikon's only from RAW files.
 Dictionary auxGroupOf(PictureKind kind, const XmpProperties& xmp, const ExifGroups& exif) {
   Dictionary aux = auxGroup(xmp);
   const auto fill = [&](const Dictionary& note) {

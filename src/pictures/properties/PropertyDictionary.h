@@ -1,4 +1,4 @@
-// From what a file holds to the dictionary that clients get. One thread at a time.
+// Turns the facts of a file into the dictionary for clients. One thread at a time.
 #pragma once
 
 #include <optional>
@@ -11,18 +11,17 @@
 
 namespace moxtel::properties {
 
-// Of a picture whose format this program reads itself, that is of every kind but Tiff and Raw; nothing for
-// those, and for a damaged file.
+// The facts of any kind but Tiff and Raw; nothing for these and for a damaged file.
 std::optional<PictureFacts> factsOf(PictureKind kind, ByteSource& file);
 
-// What understanding the blocks of metadata may take grows with the square of their size: their parts may lie
-// over one another, and each property of a packet is compared with all before it.
+// Time and memory may grow with the square of the size of the metadata blocks: their parts may overlap, and
+// each property of an XMP packet is compared with all before it.
 Dictionary propertyDictionary(PictureKind kind, const PictureFacts& facts);
 
-// Both in one.
+// Both steps.
 std::optional<Dictionary> propertyDictionary(PictureKind kind, ByteSource& file);
 
-// What was read of a picture of this kind, put together.
+// Combines the facts and the Exif groups of a picture of this kind.
 Dictionary assembled(PictureKind kind, const PictureFacts& facts, ExifGroups exif);
 
 }  // namespace moxtel::properties

@@ -1,4 +1,4 @@
-// Texts as picture files carry them. Any thread.
+// Converts texts in picture files to UTF-8. Any thread.
 #pragma once
 
 #include <string>
@@ -8,7 +8,7 @@ namespace moxtel::properties {
 
 // Up to the first NUL.
 std::string_view untilNul(std::string_view text);
-// UTF-8 of a text that is UTF-8 or else counts as Latin-1.
+// A valid UTF-8 text unchanged; any other as Latin-1.
 std::string utf8OrLatin1(std::string_view text);
 std::string latin1(std::string_view text);
 std::string utf16BigEndian(std::string_view bytes);

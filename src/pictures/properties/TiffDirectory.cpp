@@ -7,7 +7,7 @@ namespace {
 
 constexpr std::uint64_t kEntrySize = 12;
 
-// Bytes of one element; 0 for a type that is none.
+// Bytes of one element; 0 for an unknown type.
 std::size_t sizeOf(std::uint16_t type) {
   constexpr std::size_t kSizes[] = {0, 1, 1, 2, 4, 8, 1, 1, 2, 4, 8, 4, 8, 4};
   return type < std::size(kSizes) ? kSizes[type] : 0;
@@ -27,7 +27,7 @@ TiffDirectory::TiffDirectory(ByteSource& file) : file_(file) {
   }
 }
 
-// 0 for what is not there.
+// 0 if the bytes are missing.
 std::uint32_t TiffDirectory::read(std::uint64_t place, std::size_t width) {
   const FileBytes bytes = file_.at(place, width);
   return littleEndian_ ? littleEndian(bytes) : bigEndian(bytes);
@@ -39,7 +39,7 @@ const TiffDirectory::Entry* TiffDirectory::find(std::uint16_t tag) const {
   return found == entries_.end() ? nullptr : &*found;
 }
 
-// Values of up to four bytes stand in the entry itself.
+// Values of up to four bytes are in the entry itself.
 std::uint64_t TiffDirectory::placeOf(const Entry& entry, std::uint64_t size) {
   return size <= 4 ? entry.place : read(entry.place, 4);
 }

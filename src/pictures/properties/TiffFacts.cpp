@@ -1,4 +1,4 @@
-// TIFF: what the first directory says of its picture and of the blocks in it (TIFF 6.0 and its supplements).
+// TIFF: the first directory's facts and metadata blocks (TIFF 6.0 and its supplements).
 #include "pictures/properties/PhotoshopResources.h"
 #include "pictures/properties/PictureFacts.h"
 #include "pictures/properties/TiffDirectory.h"
@@ -31,10 +31,10 @@ std::string_view modelOf(std::uint32_t photometric) {
   return photometric >= 8 && photometric <= 10 ? color_model::kLab : color_model::kRgb;
 }
 
-// The samples beyond the colours: 1 and 2 are alpha, 0 is anything.
+// The samples besides the colors: 1 and 2 are alpha, 0 is unspecified.
 bool isAlpha(std::optional<std::uint32_t> extra) { return extra == 1U || extra == 2U; }
 
-// None, the two of facsimiles and theirs of 1992, LZW, JPEG, ZIP (both numbers), PackBits.
+// None, CCITT (three kinds), LZW, JPEG, Deflate (two numbers), PackBits.
 bool isCommonCompression(std::uint32_t compression) {
   return (compression >= 1 && compression <= 5) || compression == 7 || compression == 8 ||
          compression == 32773 || compression == 32946;

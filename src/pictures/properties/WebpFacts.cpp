@@ -6,7 +6,7 @@
 namespace moxtel::properties {
 namespace {
 
-constexpr std::uint32_t kWebpPixelsHead = 16;  // bytes that tell a frame's size and duration
+constexpr std::uint32_t kWebpPixelsHead = 16;  // bytes of a frame's size and duration
 
 std::uint32_t packed24(FileBytes bytes) { return littleEndian(bytes.first(3)); }
 
@@ -26,7 +26,7 @@ void takeWebpSize(std::string_view type, FileBytes data, PictureFacts& facts) {
   }
 }
 
-// How often an animation runs, and for how long its first picture is shown.
+// The loop count of an animation and the duration of its first frame.
 void takeAnimation(std::string_view type, FileBytes data, PictureFacts& facts) {
   if (type == "ANIM" && data.size() >= 6) facts.webp.set("LoopCount", littleEndian(data.subspan(4, 2)));
   if (type != "ANMF" || data.size() < 16 || facts.webp.contains("DelayTime")) return;
@@ -38,7 +38,7 @@ void takeAnimation(std::string_view type, FileBytes data, PictureFacts& facts) {
 void takeWebpBlock(std::string_view type, FileBytes data, PictureFacts& facts) {
   if (type == "ICCP") facts.icc = copyOf(data);
   if (type == "XMP ") facts.xmp = textOf(data);
-  // Some programs put a JPEG's introduction before it.
+  // Some programs put the prefix of a JPEG's Exif segment before it.
   const bool introduced = textOf(data).starts_with(std::string_view("Exif\0\0", 6));
   if (type == "EXIF") facts.exif = copyOf(data.subspan(introduced ? 6 : 0));
 }

@@ -16,7 +16,7 @@ using Texts = std::vector<std::string>;
 
 constexpr std::uint16_t kCompressionTag = 0x0103;
 
-// The names in packets of keys (behind "GPS" for a position's) that are called otherwise.
+// The XMP names that differ from the key (after "GPS" for a position).
 struct Name {
   std::string_view key;
   std::string_view xmp;
@@ -32,7 +32,7 @@ std::string_view xmpNameOf(std::string_view key) {
   return found == std::end(kNames) ? key : found->xmp;
 }
 
-// The same read from every text; nil unless all of them can be.
+// Parses each text; nil unless all of them are numbers.
 template <class Read>
 Value listOf(const Texts& texts, const Read& read) {
   Array all;
@@ -74,7 +74,7 @@ Value coordinateOf(std::string_view text) {
 
 bool isDate(std::string_view key) { return key.starts_with("DateTime"); }
 
-// "2019:07:04 16:24:01", as Exif has it; nil without both.
+// "2019:07:04 16:24:01", the form of Exif; nil unless date and time exist.
 Value exifDate(std::string_view text) {
   const DateAndTime moment = dateAndTimeOfXmp(text);
   if (moment.time.empty()) return {};
@@ -120,14 +120,14 @@ void fill(std::span<const ExifKey> table, const XmpProperties& xmp, const std::s
   }
 }
 
-// The letter at the end of "51,30.2142N", once the coordinate itself is there.
+// The letter at the end of "51,30.2142N", if the coordinate was valid.
 void fillSide(const XmpProperties& xmp, const std::string& key, Dictionary& gps) {
   const std::string* text = xmp.first("exif.GPS" + key);
   if (text && !text->empty() && gps.contains(key) && !gps.contains(key + "Ref"))
     gps.set(key + "Ref", text->substr(text->size() - 1));
 }
 
-// One date with its time, of which Exif makes two tags.
+// One XMP date gives two keys.
 void fillGpsTime(const XmpProperties& xmp, Dictionary& gps) {
   const std::string* text = xmp.first("exif.GPSTimeStamp");
   const Value date = text ? exifDate(*text) : Value();

@@ -1,4 +1,4 @@
-// What a packet says in the words of Exif and TIFF, as property groups. Any thread.
+// The exif and tiff properties of an XMP packet, as property groups. Any thread.
 #pragma once
 
 #include "pictures/properties/ExifGroups.h"
@@ -6,8 +6,7 @@
 
 namespace moxtel::properties {
 
-// Adds to "{TIFF}", "{Exif}" and "{GPS}" what is not there yet. Programs that write PNG often have no other
-// place for it.
+// Adds missing keys to "{TIFF}", "{Exif}" and "{GPS}". Programs that write PNG often store Exif only so.
 void fillFromXmp(const XmpProperties& xmp, ExifGroups& groups);
 
 }  // namespace moxtel::properties

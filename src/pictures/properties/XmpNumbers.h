@@ -1,4 +1,4 @@
-// Numbers as XMP writes them. Any thread.
+// Parses numbers in XMP. Any thread.
 #pragma once
 
 #include <charconv>
@@ -10,7 +10,7 @@
 
 namespace moxtel::properties {
 
-// The whole text as a number.
+// The whole text as a number; nothing if it is not one.
 template <class Number>
 std::optional<Number> numberOf(std::string_view text) {
   Number number = 0;
@@ -19,10 +19,10 @@ std::optional<Number> numberOf(std::string_view text) {
   return number;
 }
 
-// "24/1" or "24"; NaN for 0/0, which says "unknown", and infinity for other quotients by 0.
+// "24/1" or "24"; NaN for 0/0, which means "unknown", and infinity for other quotients by 0.
 std::optional<double> quotientOf(std::string_view text);
 
-// Nil for a text that is none, and for a number that is not finite.
+// Nil for a text that is not a number, and for a number that is not finite.
 Value integerOf(std::string_view text);
 Value realOf(std::string_view text);
 

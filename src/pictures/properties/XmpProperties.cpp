@@ -44,7 +44,7 @@ bool isShallow(std::string_view packet) {
     if (next == '?' || next == '!') continue;
     depth += next == '/' ? -1 : 1;
     if (depth > kDeepest) return false;
-    // An element without contents ends in "/>".
+    // An empty element ends in "/>".
     const std::size_t end = packet.find('>', at);
     if (next != '/' && end != std::string_view::npos && packet[end - 1] == '/') --depth;
   }
@@ -62,7 +62,7 @@ XmpProperties::XmpProperties(const std::string& packet) {
       if (!texts.empty()) texts_.try_emplace(nameOf(datum), std::move(texts));
     }
   } catch (const std::exception&) {
-    // What came before the fault is there all the same.
+    // Keeps what was read before the error.
   }
 }
 

@@ -21,8 +21,8 @@ struct Size {
   std::uint32_t height = 0;
 };
 
-// LibRaw takes many a TIFF for a camera's file: its own word counts only when it found a sensor's pattern,
-// the DNG version, or the mark of Canon's files.
+// LibRaw accepts many ordinary TIFF files. Only files with a sensor pattern, a DNG version or Canon's mark
+// are RAW files.
 bool isCameraFile(const LibRaw& raw, FileBytes file, PictureKind kind) {
   const libraw_iparams_t& facts = raw.imgdata.idata;
   const bool canon = file.size() > 10 && file[8] == 'C' && file[9] == 'R';
@@ -36,7 +36,7 @@ std::optional<Dictionary> tiffProperties(FileBytes file) {
   return assembled(PictureKind::Tiff, *facts, exifGroups(file, ExifOrigin::TiffFile));
 }
 
-// A size is close to the sensor's when it leaves out some of its rim.
+// Whether the size is that of the sensor without some of its border.
 bool isCloseTo(const Size& size, const Size& sensor) {
   const auto fits = [](std::uint32_t part, std::uint32_t whole) {
     return part <= whole + whole / 16 && part >= whole - whole / 8;
@@ -50,7 +50,7 @@ std::uint32_t numberIn(const Exiv2::Exifdatum& datum, long index) {
   return above <= 0 || below <= 0 ? 0 : static_cast<std::uint32_t>(above / below);
 }
 
-// What the camera, or the DNG, says the picture is; else what LibRaw would show.
+// The size that the camera or the DNG states, else LibRaw's.
 Size developedSize(const LibRaw& raw, const Exiv2::ExifData& data) {
   const Size sensor{raw.imgdata.sizes.width, raw.imgdata.sizes.height};
   Size stated;
@@ -91,7 +91,7 @@ std::optional<Dictionary> cameraFileProperties(const LibRaw& raw, FileBytes file
   ExifGroups groups = groupsOf(data, ExifOrigin::TiffFile);
   ByteSource source(file);
   if (isCiff(source)) {
-    // Its records are told as they are, not as the note that Exiv2 makes of them.
+    // Reports its records unchanged, not as the maker note that Exiv2 makes of them.
     facts.ciff = ciffGroup(source);
     groups.canon = groups.canonAux = Dictionary();
   }
@@ -107,7 +107,7 @@ std::optional<Dictionary> wholeFileProperties(FileBytes file) {
   if (kind == PictureKind::Tiff && isOrdinaryTiff(source)) return tiffProperties(file);
   setUpExiv2();
   LibRaw raw;
-  // The reader does not write into the buffer; it only does not say so.
+  // LibRaw does not write into the buffer; its parameter only lacks const.
   const int opened = raw.open_buffer(const_cast<std::uint8_t*>(file.data()), file.size());
   if (opened == LIBRAW_SUCCESS && isCameraFile(raw, file, kind)) return cameraFileProperties(raw, file);
   return kind == PictureKind::Tiff ? tiffProperties(file) : std::nullopt;

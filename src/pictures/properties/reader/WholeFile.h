@@ -1,5 +1,5 @@
-// The properties of picture files of every kind, those included that must be whole in memory to be
-// understood: TIFF and the cameras' own.
+// The properties of picture files of each kind, also of TIFF and RAW files, whose libraries need the whole
+// file in memory.
 #pragma once
 
 #include <optional>
@@ -9,8 +9,8 @@
 
 namespace moxtel::properties {
 
-// Nothing for a file that is no picture, or damaged before its size is told. A camera's file is what LibRaw
-// takes for one; its size is that of the developed picture.
+// Nothing for a file that is not a picture or is damaged before its size is known. LibRaw decides what a RAW
+// file is; its size is that of the developed picture.
 std::optional<Dictionary> wholeFileProperties(FileBytes file);
 
 }  // namespace moxtel::properties
