@@ -139,10 +139,10 @@ int serve(int argc, char** argv) {
   }
 
   Desktop desktop(defaults, language);
-  const auto hop = [&application](std::function<void()> call) {
+  const auto post = [&application](std::function<void()> call) {
     QMetaObject::invokeMethod(&application, std::move(call), Qt::QueuedConnection);
   };
-  const SignalWatcher signals(SignalWatcher::usualSignals(), hop, [&desktop](int signal) {
+  const SignalWatcher signals(SignalWatcher::usualSignals(), post, [&desktop](int signal) {
     if (signal == SIGHUP) {
       desktop.core().post([](ServerProgram& program) { program.delegate().reload(); });
     } else if (signal == SIGUSR1) {

@@ -59,8 +59,8 @@ int serve(int argc, char** argv) {
       loop.quit();
     }
   };
-  const auto hop = [&loop](EventLoop::Task call) { loop.post(std::move(call)); };
-  const SignalWatcher signals(SignalWatcher::usualSignals(), hop, told, atOnce);
+  const auto post = [&loop](EventLoop::Task call) { loop.post(std::move(call)); };
+  const SignalWatcher signals(SignalWatcher::usualSignals(), post, told, atOnce);
   loop.post([&program] {
     program.start();
     notifyServiceManager("READY=1");

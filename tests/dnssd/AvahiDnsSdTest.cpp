@@ -122,14 +122,14 @@ struct AvahiDnsSdTest : testing::Test {
   FakeEventLoop loop;
   Script daemon{loop};
   Script responder{loop};
-  std::vector<std::string> told;
+  std::vector<std::string> reported;
   AvahiDnsSd dnsSd{loop, daemon.maker(), responder.maker()};
 
   std::unique_ptr<Publication> publish(const std::string& name = "Photos") {
     auto publication = dnsSd.publish({name, "_x._tcp.", 1}, [this](const PublicationState& state) {
       const char* const names[] = {"pending", "published", "renamed", "failed"};
-      told.push_back(std::string(names[static_cast<int>(state.kind)]) + " " + state.name + ", " +
-                     state.detail);
+      reported.push_back(std::string(names[static_cast<int>(state.kind)]) + " " + state.name + ", " +
+                         state.detail);
     });
     loop.advance(0ms);
     return publication;
@@ -137,7 +137,7 @@ struct AvahiDnsSdTest : testing::Test {
   std::unique_ptr<Browser> browse() {
     const auto note = [this](const char* sign) {
       return [this, sign](const std::string& name, bool more) {
-        told.push_back(sign + name + (more ? " more" : ""));
+        reported.push_back(sign + name + (more ? " more" : ""));
       };
     };
     auto browser = dnsSd.browse("_x._tcp.", {note("+"), note("-")});
@@ -150,9 +150,9 @@ struct AvahiDnsSdTest : testing::Test {
                                        std::string line =
                                            service.hostName + ":" + std::to_string(service.port);
                                        for (const auto& address : service.addresses) line += " " + address;
-                                       told.push_back(line);
+                                       reported.push_back(line);
                                      },
-                                     [this](const std::string& reason) { told.push_back(reason); }});
+                                     [this](const std::string& reason) { reported.push_back(reason); }});
     loop.advance(0ms);
     return resolution;
   }
@@ -168,7 +168,7 @@ TEST_F(AvahiDnsSdTest, publishesOnceTheEngineRuns) {
   run();
   EXPECT_THAT(daemon.added, ElementsAre("Photos _x._tcp"));
   published(daemon);
-  EXPECT_EQ(told.back(), "published Photos, Avahi daemon");
+  EXPECT_EQ(reported.back(), "published Photos, Avahi daemon");
 }
 
 TEST_F(AvahiDnsSdTest, publishesAgainWhenTheHostNameChanges) {
@@ -177,7 +177,7 @@ TEST_F(AvahiDnsSdTest, publishesAgainWhenTheHostNameChanges) {
   published(daemon);
   daemon.become(State::Registering, "the host name is being registered");
   EXPECT_EQ(daemon.services(), 0U);
-  EXPECT_EQ(told.back(), "pending Photos, the host name is being registered");
+  EXPECT_EQ(reported.back(), "pending Photos, the host name is being registered");
   run();
   EXPECT_EQ(daemon.added.size(), 2U);
   EXPECT_EQ(daemon.services(), 1U);
@@ -190,7 +190,7 @@ TEST_F(AvahiDnsSdTest, takesTheNextNameAfterAConflict) {
   daemon.service(Event::Collision);
   published(daemon);
   EXPECT_THAT(daemon.added, ElementsAre("Photos _x._tcp", "Photos #2 _x._tcp", "Photos #3 _x._tcp"));
-  EXPECT_THAT(told.back(), "renamed Photos #3, Avahi daemon");
+  EXPECT_THAT(reported.back(), "renamed Photos #3, Avahi daemon");
   EXPECT_EQ(daemon.services(), 1U);
 }
 
@@ -210,16 +210,16 @@ TEST_F(AvahiDnsSdTest, triesAFailedPublicationAgainSilently) {
   const auto publication = publish();
   run();
   daemon.service(Event::Failed, "Invalid service type");
-  EXPECT_EQ(told.back(), "failed Photos, Invalid service type");
+  EXPECT_EQ(reported.back(), "failed Photos, Invalid service type");
   EXPECT_EQ(daemon.services(), 0U);
-  const std::size_t before = told.size();
+  const std::size_t before = reported.size();
   loop.advance(30s);
   EXPECT_EQ(daemon.services(), 1U);
   daemon.service(Event::Failed, "Invalid service type");
-  EXPECT_EQ(told.size(), before);
+  EXPECT_EQ(reported.size(), before);
   loop.advance(30s);
   published(daemon);
-  EXPECT_EQ(told.back(), "published Photos, Avahi daemon");
+  EXPECT_EQ(reported.back(), "published Photos, Avahi daemon");
 }
 
 TEST_F(AvahiDnsSdTest, cutsTheNameItPublishes) {
@@ -227,7 +227,7 @@ TEST_F(AvahiDnsSdTest, cutsTheNameItPublishes) {
   run();
   EXPECT_THAT(daemon.added, ElementsAre(std::string(63, 'x') + " _x._tcp"));
   published(daemon);
-  EXPECT_EQ(told.back(), "published " + std::string(63, 'x') + ", Avahi daemon");
+  EXPECT_EQ(reported.back(), "published " + std::string(63, 'x') + ", Avahi daemon");
 }
 
 TEST_F(AvahiDnsSdTest, findsAServiceOnceHoweverOftenItIsSeen) {
@@ -238,16 +238,16 @@ TEST_F(AvahiDnsSdTest, findsAServiceOnceHoweverOftenItIsSeen) {
   daemon.browser(Event::Seen, "Photos", 1, 1);
   daemon.browser(Event::Seen, "Photos", 2, 0);
   daemon.browser(Event::Seen, "Photos", 2, 0);
-  EXPECT_THAT(told, ElementsAre("+Photos"));
+  EXPECT_THAT(reported, ElementsAre("+Photos"));
   daemon.browser(Event::Gone, "Photos", 1, 0);
   daemon.browser(Event::Gone, "Photos", 1, 1);
   daemon.browser(Event::Gone, "Photos", 1, 1);
-  EXPECT_EQ(told.size(), 1U);
+  EXPECT_EQ(reported.size(), 1U);
   daemon.browser(Event::Gone, "Photos", 2, 0);
-  EXPECT_THAT(told, ElementsAre("+Photos", "-Photos"));
+  EXPECT_THAT(reported, ElementsAre("+Photos", "-Photos"));
   daemon.browser(Event::Gone, "Photos", 2, 0);
   daemon.browser(Event::Gone, "Never seen", 3, 0);
-  EXPECT_EQ(told.size(), 2U);
+  EXPECT_EQ(reported.size(), 2U);
 }
 
 TEST_F(AvahiDnsSdTest, browsesAgainAfterAFailure) {
@@ -268,12 +268,12 @@ TEST_F(AvahiDnsSdTest, removesAfterAFailureWhatIsNotSeenAgain) {
   loop.advance(5s);
   daemon.browser(Event::Seen, "Photos", 2, 0);
   daemon.browser(Event::Seen, "New photos", 2, 0);
-  EXPECT_THAT(told, ElementsAre("+Photos", "+Old photos", "+New photos"));
+  EXPECT_THAT(reported, ElementsAre("+Photos", "+Old photos", "+New photos"));
   loop.advance(5s);
-  EXPECT_THAT(told, ElementsAre("+Photos", "+Old photos", "+New photos", "-Old photos"));
-  // On the interface of before it is gone since the failure.
+  EXPECT_THAT(reported, ElementsAre("+Photos", "+Old photos", "+New photos", "-Old photos"));
+  // The interface of before the failure does not count any more.
   daemon.browser(Event::Gone, "Photos", 2, 0);
-  EXPECT_EQ(told.back(), "-Photos");
+  EXPECT_EQ(reported.back(), "-Photos");
 }
 
 TEST_F(AvahiDnsSdTest, remembersOverSeveralFailuresWhatItFound) {
@@ -288,17 +288,17 @@ TEST_F(AvahiDnsSdTest, remembersOverSeveralFailuresWhatItFound) {
   loop.advance(5s);
   daemon.browser(Event::Failed);
   loop.advance(9s);
-  EXPECT_THAT(told, ElementsAre("+Photos"));
+  EXPECT_THAT(reported, ElementsAre("+Photos"));
   daemon.browser(Event::Seen, "Photos", 1, 0);
   loop.advance(60s);
-  EXPECT_THAT(told, ElementsAre("+Photos"));
+  EXPECT_THAT(reported, ElementsAre("+Photos"));
 }
 
 TEST_F(AvahiDnsSdTest, letsAFunctionDestroyItsBrowser) {
   run();
   std::unique_ptr<Browser> browser;
   browser = dnsSd.browse("_x._tcp.", {{}, [&](const std::string& name, bool) {
-                                        told.push_back("-" + name);
+                                        reported.push_back("-" + name);
                                         browser.reset();
                                       }});
   loop.advance(0ms);
@@ -306,7 +306,7 @@ TEST_F(AvahiDnsSdTest, letsAFunctionDestroyItsBrowser) {
   daemon.browser(Event::Seen, "B", 1, 0);
   daemon.browser(Event::Failed);
   loop.advance(10s);
-  EXPECT_THAT(told, ElementsAre("-A"));
+  EXPECT_THAT(reported, ElementsAre("-A"));
 }
 
 TEST_F(AvahiDnsSdTest, answersWithIPv4First) {
@@ -314,12 +314,12 @@ TEST_F(AvahiDnsSdTest, answersWithIPv4First) {
   const auto resolution = resolve();
   EXPECT_EQ(daemon.running.size(), 2U);
   daemon.answer(Request::IPv6Resolver, "fe80::1");
-  EXPECT_THAT(told, IsEmpty());
+  EXPECT_THAT(reported, IsEmpty());
   daemon.answer(Request::IPv4Resolver, "10.0.0.1");
-  EXPECT_THAT(told, ElementsAre("nas.local:4250 10.0.0.1 fe80::1"));
+  EXPECT_THAT(reported, ElementsAre("nas.local:4250 10.0.0.1 fe80::1"));
   EXPECT_THAT(daemon.running, IsEmpty());
   loop.advance(10s);
-  EXPECT_EQ(told.size(), 1U);
+  EXPECT_EQ(reported.size(), 1U);
 }
 
 TEST_F(AvahiDnsSdTest, answersWithIPv6AloneAfterTwoLookUpsForIPv4) {
@@ -327,10 +327,10 @@ TEST_F(AvahiDnsSdTest, answersWithIPv6AloneAfterTwoLookUpsForIPv4) {
   const auto resolution = resolve();
   daemon.answer(Request::IPv6Resolver, "fe80::1");
   daemon.noAnswer(Request::IPv4Resolver);
-  EXPECT_THAT(told, IsEmpty());
+  EXPECT_THAT(reported, IsEmpty());
   loop.advance(200ms);
   daemon.noAnswer(Request::IPv4Resolver);
-  EXPECT_THAT(told, ElementsAre("nas.local:4250 fe80::1"));
+  EXPECT_THAT(reported, ElementsAre("nas.local:4250 fe80::1"));
 }
 
 TEST_F(AvahiDnsSdTest, asksAgainUntilTheTimeIsUp) {
@@ -343,18 +343,18 @@ TEST_F(AvahiDnsSdTest, asksAgainUntilTheTimeIsUp) {
   }
   EXPECT_EQ(daemon.started[Request::IPv4Resolver], 5);
   EXPECT_EQ(daemon.started[Request::IPv6Resolver], 5);
-  EXPECT_THAT(told, IsEmpty());
+  EXPECT_THAT(reported, IsEmpty());
   loop.advance(1s);
-  EXPECT_THAT(told, ElementsAre("Timeout reached"));
+  EXPECT_THAT(reported, ElementsAre("Timeout reached"));
   EXPECT_THAT(daemon.running, IsEmpty());
 }
 
 TEST_F(AvahiDnsSdTest, timesOutWithoutAnEngineToAsk) {
   const auto resolution = resolve(500ms);
   loop.advance(499ms);
-  EXPECT_THAT(told, IsEmpty());
+  EXPECT_THAT(reported, IsEmpty());
   loop.advance(1ms);
-  EXPECT_THAT(told, ElementsAre("Timeout reached"));
+  EXPECT_THAT(reported, ElementsAre("Timeout reached"));
   run();
   EXPECT_THAT(daemon.running, IsEmpty());
 }
@@ -371,9 +371,9 @@ TEST_F(AvahiDnsSdTest, saysMoreIsComingForAllButTheLastOfABatch) {
   }
   event.kind = Event::Gone;
   happened(event);
-  EXPECT_THAT(told, IsEmpty());
+  EXPECT_THAT(reported, IsEmpty());
   loop.advance(0ms);
-  EXPECT_THAT(told, ElementsAre("+One more", "+Two more", "-Two"));
+  EXPECT_THAT(reported, ElementsAre("+One more", "+Two more", "-Two"));
 }
 
 TEST_F(AvahiDnsSdTest, usesTheDaemonThatAnswers) {
@@ -383,7 +383,7 @@ TEST_F(AvahiDnsSdTest, usesTheDaemonThatAnswers) {
   published(daemon);
   loop.advance(1h);
   EXPECT_EQ(responder.made, 0);
-  EXPECT_THAT(told, ElementsAre("published Photos, Avahi daemon"));
+  EXPECT_THAT(reported, ElementsAre("published Photos, Avahi daemon"));
 }
 
 TEST_F(AvahiDnsSdTest, usesTheResponderAtOnceWithoutBus) {
@@ -419,9 +419,9 @@ TEST_F(AvahiDnsSdTest, publishesAgainOnADaemonThatComesLater) {
   EXPECT_EQ(daemon.services(), 0U);
   run();
   published(daemon);
-  EXPECT_THAT(told, ElementsAre("published Photos, built-in responder",
-                                "pending Photos, the host name is being registered",
-                                "published Photos, Avahi daemon"));
+  EXPECT_THAT(reported, ElementsAre("published Photos, built-in responder",
+                                    "pending Photos, the host name is being registered",
+                                    "published Photos, Avahi daemon"));
 }
 
 TEST_F(AvahiDnsSdTest, asksForTheWantedNameOnTheOtherEngine) {
@@ -430,7 +430,7 @@ TEST_F(AvahiDnsSdTest, asksForTheWantedNameOnTheOtherEngine) {
   responder.become(State::Running);
   responder.service(Event::Collision);
   published(responder);
-  EXPECT_EQ(told.back(), "renamed Photos #2, built-in responder");
+  EXPECT_EQ(reported.back(), "renamed Photos #2, built-in responder");
   run();
   EXPECT_THAT(daemon.added, ElementsAre("Photos _x._tcp"));
 }
@@ -453,7 +453,7 @@ TEST_F(AvahiDnsSdTest, waitsTwoSecondsForADaemonThatWentAway) {
   run();
   published(daemon);
   daemon.become(State::Failed, "Daemon connection failed");
-  EXPECT_EQ(told.back(), "pending Photos, Daemon connection failed");
+  EXPECT_EQ(reported.back(), "pending Photos, Daemon connection failed");
   loop.advance(200ms);
   EXPECT_EQ(daemon.made, 2);
   daemon.become(State::Connecting);
@@ -462,7 +462,7 @@ TEST_F(AvahiDnsSdTest, waitsTwoSecondsForADaemonThatWentAway) {
   loop.advance(1ms);
   responder.become(State::Running);
   EXPECT_EQ(responder.services(), 1U);
-  EXPECT_EQ(told.size(), 2U) << "what is still pending is not reported again";
+  EXPECT_EQ(reported.size(), 2U) << "what is still pending is not reported again";
 }
 
 TEST_F(AvahiDnsSdTest, goesBackToADaemonThatReturnsInTime) {
@@ -500,7 +500,7 @@ TEST_F(AvahiDnsSdTest, triesTheResponderAgainWhenItCannotWork) {
   responder.become(State::Running);
   published(responder);
   responder.become(State::Failed, "no socket");
-  EXPECT_EQ(told.back(), "pending Photos, no socket");
+  EXPECT_EQ(reported.back(), "pending Photos, no socket");
   EXPECT_EQ(responder.alive, 0);
   loop.advance(5s);
   responder.become(State::Running);
@@ -526,15 +526,15 @@ TEST_F(AvahiDnsSdTest, findsANameOnceOnBothEngines) {
   run();
   daemon.browser(Event::Seen, "Two");
   daemon.browser(Event::Seen, "Three");
-  EXPECT_THAT(told, ElementsAre("+One", "+Two", "+Three"));
+  EXPECT_THAT(reported, ElementsAre("+One", "+Two", "+Three"));
   // What is not seen again within five seconds is gone.
   loop.advance(4999ms);
-  EXPECT_EQ(told.size(), 3U);
+  EXPECT_EQ(reported.size(), 3U);
   loop.advance(1ms);
-  EXPECT_EQ(told.back(), "-One");
-  EXPECT_EQ(told.size(), 4U);
+  EXPECT_EQ(reported.back(), "-One");
+  EXPECT_EQ(reported.size(), 4U);
   daemon.browser(Event::Gone, "Two");
-  EXPECT_EQ(told.back(), "-Two");
+  EXPECT_EQ(reported.back(), "-Two");
 }
 
 TEST_F(AvahiDnsSdTest, resolvesOnTheEngineThatIsThere) {
@@ -544,7 +544,7 @@ TEST_F(AvahiDnsSdTest, resolvesOnTheEngineThatIsThere) {
   loop.advance(2s);
   responder.become(State::Running);
   responder.answer(Request::IPv4Resolver, "10.0.0.1");
-  EXPECT_THAT(told, ElementsAre("nas.local:4250 10.0.0.1"));
+  EXPECT_THAT(reported, ElementsAre("nas.local:4250 10.0.0.1"));
   EXPECT_THAT(responder.running, IsEmpty());
 }
 

@@ -26,15 +26,15 @@ void runOn(AvahiLoop& loop, const AvahiLoop::Task& task) {
   done.get_future().wait();
 }
 
-TEST(AvahiLoop, goesOnAfterAFailedPoll) {
+TEST(AvahiLoop, continuesAfterAFailedPoll) {
   rlimit before{};
   ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
   AvahiLoop loop;
   std::thread thread([&loop] { loop.run(); });
-  // Once before: UndefinedBehaviorSanitizer takes descriptors at its first look at a class.
+  // Once before the limit: UndefinedBehaviorSanitizer opens descriptors when it first checks a class.
   runOn(loop, [] {});
   int ran = 0;
-  // The poll that fails follows the task; often enough it does so before the limit is the old one again.
+  // The poll after the task fails, in most rounds, before the old limit is restored.
   for (int i = 0; i < 50; ++i) {
     runOn(loop, [] { allowDescriptors(1); });
     std::this_thread::yield();

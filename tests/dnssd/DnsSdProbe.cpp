@@ -1,12 +1,11 @@
-// dnssd-probe: the DNS-SD of this machine from the command line, for the tests that look at it from outside.
+// dnssd-probe: the DNS-SD of this machine on the command line, for tests from outside.
 //
 //   dnssd-probe [--daemon | --embedded] publish NAME TYPE PORT
 //   dnssd-probe [--daemon | --embedded] browse TYPE
 //   dnssd-probe [--daemon | --embedded] resolve NAME TYPE
 //
-// One line for each thing that is told, on standard output, tab between its parts; the first number is
-// milliseconds since the start. Runs until SIGTERM or SIGINT, then ends cleanly ("ended"); resolve ends with
-// its answer.
+// Prints one line for each event, its parts separated by tabs; the first is the time in milliseconds since
+// the start. Runs until SIGTERM or SIGINT, then ends cleanly ("ended"); resolve ends with its answer.
 #include <signal.h>
 
 #include <chrono>
@@ -104,7 +103,7 @@ struct Probe {
     return true;
   }
 
-  // What a server does at its end: the service is withdrawn first.
+  // In the order of a server that ends: the service is withdrawn first.
   void end() {
     publication.reset();
     print({"withdrawn"});

@@ -5,7 +5,7 @@
 namespace moxtel {
 namespace {
 
-TEST(ServiceNames, leavesNamesOfUpTo63BytesAlone) {
+TEST(ServiceNames, keepsNamesOfUpTo63Bytes) {
   EXPECT_EQ(publishableServiceName("Anna’s Computer"), "Anna’s Computer");
   EXPECT_EQ(publishableServiceName(std::string(63, 'x')), std::string(63, 'x'));
   EXPECT_EQ(publishableServiceName(""), "");
@@ -13,14 +13,14 @@ TEST(ServiceNames, leavesNamesOfUpTo63BytesAlone) {
 
 TEST(ServiceNames, cutsBetweenCharacters) {
   EXPECT_EQ(publishableServiceName(std::string(64, 'x')), std::string(63, 'x'));
-  // 62 bytes and a character of two.
+  // 62 bytes and a two-byte character.
   EXPECT_EQ(publishableServiceName(std::string(62, 'x') + "ä"), std::string(62, 'x'));
   EXPECT_EQ(publishableServiceName(std::string(61, 'x') + "ä"), std::string(61, 'x') + "ä");
   EXPECT_EQ(publishableServiceName(std::string(60, 'x') + "😀"), std::string(60, 'x'));
   EXPECT_EQ(publishableServiceName(std::string(59, 'x') + "😀"), std::string(59, 'x') + "😀");
 }
 
-TEST(ServiceNames, replacesWhatIsNoUtf8) {
+TEST(ServiceNames, replacesMalformedUtf8) {
   EXPECT_EQ(publishableServiceName("a\xFF\xC3"), "a\xEF\xBF\xBD\xEF\xBF\xBD");
   EXPECT_EQ(publishableServiceName(std::string_view("a\0b", 3)),
             "a\xEF\xBF\xBD"
@@ -38,7 +38,7 @@ TEST(ServiceNames, dropsOneLastDotOfTheType) {
   EXPECT_EQ(serviceTypeWithoutDot(""), "");
 }
 
-TEST(ServiceNames, countsUpTakenNames) {
+TEST(ServiceNames, numbersTakenNames) {
   EXPECT_EQ(alternativeServiceName("Photos"), "Photos #2");
   EXPECT_EQ(alternativeServiceName("Photos #2"), "Photos #3");
   EXPECT_EQ(alternativeServiceName("Photos #9"), "Photos #10");

@@ -16,7 +16,7 @@ using testing::IsEmpty;
 
 constexpr EventLoop::Duration kPatience = 5s;
 
-// What the engine on the thread was asked for; used there only.
+// The requests to the engine on the thread; used there only.
 struct Recorded {
   std::vector<std::string> running;
   AvahiEngine::Happened happened;
@@ -42,7 +42,7 @@ struct ThreadedAvahiEngineTest : testing::Test {
   CoreLoop loop;
   Recorded recorded;
   AvahiLoop* inside = nullptr;
-  std::vector<std::string> told;
+  std::vector<std::string> reported;
 
   std::unique_ptr<ThreadedAvahiEngine> make(AvahiEngine::StateChanged changed = {}) {
     std::promise<void> ready;
@@ -79,7 +79,7 @@ TEST_F(ThreadedAvahiEngineTest, worksOnItsThreadAndCallsOnTheCallers) {
   const auto service =
       engine->start({AvahiRequest::Kind::Service, "_x._tcp", "Photos", 1}, [&](const AvahiEvent& seen) {
         calledOn = std::this_thread::get_id();
-        told.push_back(seen.name);
+        reported.push_back(seen.name);
         loop.quit();
       });
   onThread([&] {
@@ -87,20 +87,20 @@ TEST_F(ThreadedAvahiEngineTest, worksOnItsThreadAndCallsOnTheCallers) {
     EXPECT_THAT(recorded.running, ElementsAre("Photos"));
     recorded.happened(event("Established"));
   });
-  EXPECT_THAT(told, IsEmpty());
+  EXPECT_THAT(reported, IsEmpty());
   loop.run();
-  EXPECT_THAT(told, ElementsAre("Established"));
+  EXPECT_THAT(reported, ElementsAre("Established"));
   EXPECT_EQ(calledOn, std::this_thread::get_id());
   EXPECT_NE(recorded.thread, std::this_thread::get_id());
 }
 
 TEST_F(ThreadedAvahiEngineTest, reportsTheStateOfItsEngine) {
   const auto engine = make([&](const AvahiState& state) {
-    told.push_back(state.reason);
+    reported.push_back(state.reason);
     loop.quit();
   });
   loop.run();
-  EXPECT_THAT(told, ElementsAre("here"));
+  EXPECT_THAT(reported, ElementsAre("here"));
 }
 
 TEST_F(ThreadedAvahiEngineTest, hasWithdrawnAServiceWhenItIsDestroyed) {
@@ -113,12 +113,12 @@ TEST_F(ThreadedAvahiEngineTest, hasWithdrawnAServiceWhenItIsDestroyed) {
 TEST_F(ThreadedAvahiEngineTest, callsNothingOnceTheOperationIsDestroyed) {
   const auto engine = make();
   auto browser = engine->start({AvahiRequest::Kind::Browser, "_x._tcp", "", 0},
-                               [&](const AvahiEvent&) { told.emplace_back("called"); });
+                               [&](const AvahiEvent&) { reported.emplace_back("called"); });
   onThread([&] { recorded.happened(event("One")); });
   browser.reset();
   loop.post([&] { loop.quit(); });
   loop.run();
-  EXPECT_THAT(told, IsEmpty());
+  EXPECT_THAT(reported, IsEmpty());
 }
 
 TEST_F(ThreadedAvahiEngineTest, callsNothingAfterAFunctionDestroyedItsOperation) {
@@ -126,7 +126,7 @@ TEST_F(ThreadedAvahiEngineTest, callsNothingAfterAFunctionDestroyedItsOperation)
   AvahiEngine::Operation browser;
   browser = engine->start({AvahiRequest::Kind::Browser, "_x._tcp", "", 0}, [&](const AvahiEvent& seen) {
     browser.reset();
-    told.push_back(seen.name);
+    reported.push_back(seen.name);
     loop.post([&] { loop.quit(); });
   });
   onThread([&] {
@@ -134,15 +134,15 @@ TEST_F(ThreadedAvahiEngineTest, callsNothingAfterAFunctionDestroyedItsOperation)
     recorded.happened(event("Two"));
   });
   loop.run();
-  EXPECT_THAT(told, ElementsAre("One"));
+  EXPECT_THAT(reported, ElementsAre("One"));
 }
 
 TEST_F(ThreadedAvahiEngineTest, callsNothingOnceItIsDestroyed) {
-  auto engine = make([&](const AvahiState&) { told.emplace_back("called"); });
+  auto engine = make([&](const AvahiState&) { reported.emplace_back("called"); });
   engine.reset();
   loop.post([&] { loop.quit(); });
   loop.run();
-  EXPECT_THAT(told, IsEmpty());
+  EXPECT_THAT(reported, IsEmpty());
 }
 
 TEST_F(ThreadedAvahiEngineTest, detachesAThreadThatIsStuck) {
@@ -160,7 +160,7 @@ TEST_F(ThreadedAvahiEngineTest, detachesAThreadThatIsStuck) {
         over.set_value();
         return nullptr;
       },
-      [&](const AvahiState&) { told.emplace_back("called"); }, 10ms);
+      [&](const AvahiState&) { reported.emplace_back("called"); }, 10ms);
   auto service = engine->start({AvahiRequest::Kind::Service, "_x._tcp", "Photos", 1}, {});
   stuck.get_future().wait();
   service.reset();
@@ -169,7 +169,7 @@ TEST_F(ThreadedAvahiEngineTest, detachesAThreadThatIsStuck) {
   over.get_future().wait();
   loop.post([&] { loop.quit(); });
   loop.run();
-  EXPECT_THAT(told, IsEmpty());
+  EXPECT_THAT(reported, IsEmpty());
 }
 
 }  // namespace

@@ -168,7 +168,7 @@ TEST_F(LogTest, saysOnceThatThereIsNoDebugLog) {
   setUpLogging(defaults_, clock_);
 }
 
-TEST_F(LogTest, takesMessagesFromManyThreads) {
+TEST_F(LogTest, acceptsMessagesFromManyThreads) {
   setDebugLevel(1);
   std::vector<std::thread> threads;
   for (int t = 0; t < 4; ++t) {

@@ -50,9 +50,7 @@ TEST(NonLossyASCII, writesOtherCharactersAsUTF16UnitsInLowerCaseHexadecimal) {
   EXPECT_EQ(nonLossyASCII("\xf0\x9f\x98\x80"), "\\ud83d\\ude00");
 }
 
-TEST(NonLossyASCII, countsBrokenBytesAsReplacementCharacters) {
-  EXPECT_EQ(nonLossyASCII("a\xff"), "a\\ufffd");
-}
+TEST(NonLossyASCII, replacesMalformedBytes) { EXPECT_EQ(nonLossyASCII("a\xff"), "a\\ufffd"); }
 
 TEST_F(QVLogFile, appendsALineAndFlushesIt) {
   QVLog log(path_, clock_);

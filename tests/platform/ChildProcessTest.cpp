@@ -22,7 +22,7 @@ using namespace std::chrono_literals;
 using testing::ElementsAre;
 using Ending = ProcessResult::Ending;
 
-// A time-out that only a broken test meets.
+// A time-out that only a failing test reaches.
 constexpr auto kLong = 60s;
 
 ProcessRequest shell(std::string script) {
@@ -32,7 +32,8 @@ ProcessRequest shell(std::string script) {
 
 ProcessResult run(const ProcessRequest& request) { return SystemProcessRunner().run(request); }
 
-// The end of a process that is no child of ours, and so is not reaped by us: gone, or a zombie of init's.
+// Whether a process that is not our child, and so is not reaped by us, has ended: missing, or a zombie of
+// init.
 bool isGone(pid_t process) {
   if (::kill(process, 0) != 0) return errno == ESRCH;
   std::ifstream stat("/proc/" + std::to_string(process) + "/stat");
@@ -51,7 +52,7 @@ TEST(ChildProcess, givesOutputErrorAndExitStatus) {
 
 TEST(ChildProcess, findsAProgramInThePath) { EXPECT_EQ(run({"true", {}, {}, kLong, 100, {}}).exitStatus, 0); }
 
-TEST(ChildProcess, handsWordsOnAsTheyAre) {
+TEST(ChildProcess, passesArgumentsUnchanged) {
   const auto result =
       run({"/usr/bin/printf", {"%s|", "a b", "$HOME", "'", "\"", "*", ""}, {}, kLong, 100, {}});
   EXPECT_EQ(result.output, "a b|$HOME|'|\"|*||");
@@ -82,7 +83,7 @@ TEST(ChildProcess, killsAStoppedChildToo) {
   EXPECT_EQ(run(request).ending, Ending::TimedOut);
 }
 
-TEST(ChildProcess, killsWhatAHangingChildHasStarted) {
+TEST(ChildProcess, killsTheChildrenOfAHangingChild) {
   auto request = shell("sleep 600 & echo $!; wait");
   request.timeout = 300ms;
   const auto result = run(request);
@@ -100,7 +101,7 @@ TEST(ChildProcess, killsAChildThatPrintsTooMuch) {
   EXPECT_EQ(result.output.size(), 100'000u);
 }
 
-TEST(ChildProcess, killsAChildThatComplainsTooMuch) {
+TEST(ChildProcess, killsAChildThatPrintsTooManyErrors) {
   auto request = shell("exec cat /dev/zero >&2");
   request.outputLimit = 1000;
   const auto result = run(request);
@@ -140,9 +141,7 @@ TEST(ChildProcess, endsWithTheChildThoughAGrandchildKeepsThePipeOpen) {
   ::kill(grandchild, SIGKILL);
 }
 
-TEST(ChildProcess, tellsAChildThatWasKilled) {
-  EXPECT_EQ(run(shell("kill -KILL $$")).ending, Ending::Killed);
-}
+TEST(ChildProcess, reportsAKilledChild) { EXPECT_EQ(run(shell("kill -KILL $$")).ending, Ending::Killed); }
 
 TEST(ChildProcess, writesMoreInputThanThePipeHolds) {
   auto request = shell("exec cat");
@@ -153,7 +152,7 @@ TEST(ChildProcess, writesMoreInputThanThePipeHolds) {
   EXPECT_TRUE(result.output == request.input);
 }
 
-TEST(ChildProcess, doesNotMindAChildThatReadsNoInput) {
+TEST(ChildProcess, acceptsAChildThatReadsNoInput) {
   auto request = shell("exec true");
   request.input.assign(1 << 20, 'x');
   const auto result = run(request);
@@ -191,17 +190,17 @@ TEST(ChildProcess, leavesNoDescriptorOpen) {
   EXPECT_EQ(count(), before);
 }
 
-TEST(ChildProcess, givesTheChildSignalsAsUsual) {
+TEST(ChildProcess, givesTheChildDefaultSignals) {
   const auto before = ::signal(SIGPIPE, SIG_IGN);
   EXPECT_EQ(run(shell("kill -PIPE $$; echo alive")).ending, Ending::Killed);
   ::signal(SIGPIPE, before);
 }
 
-TEST(ChildProcess, handsOutChunksAsTheyArrive) {
+TEST(ChildProcess, deliversChunksAsTheyArrive) {
   std::vector<std::string> chunks;
   const TemporaryFolder folder;
   const std::string seen = folder.path() / "seen";
-  // The child goes on only after its first chunk was seen.
+  // The child continues only after its first chunk was seen.
   auto request = shell("printf a; until [ -e '" + seen + "' ]; do sleep 0.01; done; printf b");
   request.onOutput = [&](std::string_view chunk) {
     chunks.emplace_back(chunk);
@@ -214,7 +213,7 @@ TEST(ChildProcess, handsOutChunksAsTheyArrive) {
   EXPECT_EQ(result.output, "");
 }
 
-TEST(ChildProcess, stopsHandingOutChunksWhenToldAndLetsTheChildEnd) {
+TEST(ChildProcess, stopsDeliveringChunksOnRequestAndLetsTheChildEnd) {
   auto request = shell("head -c 3000000 /dev/zero; exit 6");
   int calls = 0;
   request.onOutput = [&](std::string_view) {
@@ -227,7 +226,7 @@ TEST(ChildProcess, stopsHandingOutChunksWhenToldAndLetsTheChildEnd) {
   EXPECT_EQ(result.exitStatus, 6);
 }
 
-TEST(ChildProcess, boundsWhatItHandsOut) {
+TEST(ChildProcess, boundsTheDeliveredChunks) {
   auto request = shell("exec cat /dev/zero");
   request.outputLimit = 200'000;
   std::size_t bytes = 0;
@@ -270,7 +269,7 @@ TEST(FakeProcessRunner, keepsRequestsAndPlaysChunks) {
   EXPECT_EQ(runner.requests()[1].program, "z");
 }
 
-TEST(FakeProcessRunner, startsNothingByItself) {
+TEST(FakeProcessRunner, startsNoProcess) {
   EXPECT_EQ(FakeProcessRunner().run({"x", {}, {}, kLong, 1, {}}).ending, Ending::NotStarted);
 }
 

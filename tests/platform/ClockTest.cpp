@@ -12,7 +12,7 @@ namespace {
 
 class LocalTime : public testing::Test {
  protected:
-  // Rules and not names of places: machines without a zone database know them too.
+  // Rules instead of place names also work on machines without a zone database.
   static void setZone(const char* zone) {
     ::setenv("TZ", zone, 1);
     ::tzset();
@@ -53,7 +53,7 @@ TEST_F(LocalTime, hasTheDayOfItsZone) {
   EXPECT_EQ(localDay(unixTime(1468364400), "dd.MM.yyyy"), "12.07.2016");
 }
 
-TEST_F(LocalTime, leavesTheRestOfAPatternAsItIs) {
+TEST_F(LocalTime, copiesTheRestOfAPattern) {
   setZone("UTC0");
   EXPECT_EQ(localDay({0}, "on dd/MM of yyyy!"), "on 01/01 of 2001!");
   EXPECT_EQ(localDay({0}, ""), "");

@@ -33,7 +33,7 @@ TEST(Confinement, givesNoMoreMemory) {
   EXPECT_EQ(confined("memory").exitStatus, 3);
 }
 
-TEST(Confinement, endsWhoUsesUpTheProcessorsTime) {
+TEST(Confinement, endsAProcessThatExceedsItsProcessorTime) {
   const ProcessResult result = confined("time");
   EXPECT_EQ(result.ending, Ending::Killed);
 }
@@ -47,7 +47,7 @@ TEST(Confinement, letsNoFileGrow) {
   std::filesystem::current_path(before);
 }
 
-// Started by a process that is then killed: the pipe, whose writing end nobody else has, ends as well.
+// Its parent is killed; the pipe, whose writing end no other process has, then ends.
 TEST(Confinement, endsWithTheProcessThatStartedIt) {
   Pipe pipe = makePipe(PipeBlocking::Blocking);
   const pid_t starter = ::fork();

@@ -18,7 +18,7 @@ namespace {
 using namespace std::chrono_literals;
 using testing::ElementsAre;
 
-// A loop on a thread of its own, ended and joined with the test.
+// A loop on its own thread, ended and joined with the test.
 class RunningLoop {
  public:
   RunningLoop() : thread_([this] { code_ = loop.run(); }) {}
@@ -53,7 +53,7 @@ TEST(CoreLoop, keepsTheFirstCodeOfTwo) {
   EXPECT_EQ(loop.run(), 1);
 }
 
-TEST(CoreLoop, runsWhatWasPostedBeforeQuitAndDropsWhatCameAfter) {
+TEST(CoreLoop, runsTasksPostedBeforeQuitAndDropsLaterOnes) {
   CoreLoop loop;
   std::vector<int> ran;
   loop.post([&] { ran.push_back(1); });
@@ -91,7 +91,7 @@ TEST(CoreLoop, destroysDroppedTasks) {
   EXPECT_EQ(held.use_count(), 1);
 }
 
-TEST(CoreLoop, aDroppedTaskMayPostAsItDies) {
+TEST(CoreLoop, aDroppedTaskMayPostWhenDestroyed) {
   CoreLoop loop;
   loop.quit();
   const auto poster = std::shared_ptr<void>(nullptr, [&](void*) { loop.post([] {}); });
@@ -117,7 +117,7 @@ TEST(CoreLoop, hasNoThreadBeforeItRunsAndKeepsItAfterwards) {
 
 TEST(CoreLoop, performsAndWaitsFromAnotherThread) {
   RunningLoop running;
-  int plain = 0;  // no lock: waiting is what makes it safe
+  int plain = 0;  // without a lock: the waiting makes it safe
   for (int i = 0; i < 200; ++i) EXPECT_TRUE(running.loop.performAndWait([&] { ++plain; }));
   EXPECT_EQ(plain, 200);
 }
@@ -134,7 +134,7 @@ TEST(CoreLoop, performsAtOnceOnItsOwnThread) {
   EXPECT_THAT(ran, ElementsAre(1, 2));
 }
 
-TEST(CoreLoop, logsAnExceptionAndLetsTheWaitingThreadGoOn) {
+TEST(CoreLoop, logsAnExceptionAndReleasesTheWaitingThread) {
   const SystemLogCapture log;
   RunningLoop running;
   EXPECT_FALSE(running.loop.performAndWait([] { throw std::runtime_error("no such album"); }));
@@ -142,7 +142,7 @@ TEST(CoreLoop, logsAnExceptionAndLetsTheWaitingThreadGoOn) {
   EXPECT_TRUE(running.loop.performAndWait([] {}));
 }
 
-TEST(CoreLoop, logsAnExceptionOfAPostedTaskAndGoesOn) {
+TEST(CoreLoop, logsAnExceptionOfAPostedTaskAndContinues) {
   const SystemLogCapture log;
   CoreLoop loop;
   loop.post([] { throw 1; });
@@ -156,7 +156,8 @@ TEST(CoreLoop, releasesAWaitingThreadAtItsEnd) {
   std::promise<void> waits;
   bool ran = false;
   std::future<bool> result;
-  // The loop's one turn lasts until the other thread is about to wait and the quit stands before its task.
+  // The loop's only turn lasts until the other thread is about to wait and the quit is queued before its
+  // task.
   loop.post([&] {
     loop.quit();
     result = std::async(std::launch::async, [&] {

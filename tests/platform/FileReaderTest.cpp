@@ -45,7 +45,7 @@ TEST_F(FileReaderTest, readsAnEmptyFileAsNoBytes) {
   EXPECT_TRUE(contents.bytes.empty());
 }
 
-TEST_F(FileReaderTest, tellsAMissingFileFromAnUnreadableOne) {
+TEST_F(FileReaderTest, distinguishesAMissingFileFromAnUnreadableOne) {
   EXPECT_EQ(readWholeFile(at("none"), kAny).state, FileState::Missing);
   EXPECT_EQ(readWholeFile(file("a", "x") + "/below", kAny).state, FileState::Missing);
   EXPECT_EQ(readWholeFile(at(std::string(300, 'n')), kAny).state, FileState::Missing);
@@ -89,7 +89,7 @@ TEST_F(FileReaderTest, readsAFileOfExactlyTheLimit) {
   EXPECT_EQ(readWholeFile(path, 4).state, FileState::TooLarge);
 }
 
-TEST_F(FileReaderTest, takesAFileThatShrankForUnreadable) {
+TEST_F(FileReaderTest, reportsAFileThatShrankAsUnreadable) {
   const std::string path = file("a", "1234567890");
   const OpenFile open = openRegularFile(path);
   ASSERT_EQ(::truncate(path.c_str(), 6), 0);

@@ -20,7 +20,7 @@ constexpr auto kLong = 60s;
 
 TEST(HostNames, interfacesCanBeWatched) { EXPECT_EQ(whyInterfacesCannotBeWatched(), ""); }
 
-TEST(HostNames, tellsThisMachinesName) {
+TEST(HostNames, returnsThisMachinesName) {
   std::array<char, 256> name{};
   ASSERT_EQ(::gethostname(name.data(), name.size() - 1), 0);
   EXPECT_EQ(currentHostName(), name.data());
@@ -36,7 +36,7 @@ TEST(HostNames, findsTheNameOfTheLoopbackAddress) {
   EXPECT_THAT(nameOfHost("127.0.0.1", kLong), Optional(testing::HasSubstr("localhost")));
 }
 
-TEST(HostNames, findsNoNameForWhatIsNoAddress) {
+TEST(HostNames, findsNoNameForAnInvalidAddress) {
   for (const char* address : {"", "localhost", "1.2.3", "::1", "1.2.3.4.5", "127.0.0.1 "}) {
     EXPECT_EQ(nameOfHost(address, kLong), std::nullopt) << address;
   }
@@ -48,7 +48,7 @@ TEST(AnswerWithin, givesAnAnswerThatComesInTime) {
   EXPECT_EQ(answerWithin(kLong, [] { return std::optional<std::string>(); }), std::nullopt);
 }
 
-// A question that waits to be let go; the thread that asks it holds what it needs itself.
+// A question that waits until the test releases it; its thread owns all that it uses.
 class SlowQuestion {
  public:
   auto question() const {
@@ -70,7 +70,7 @@ TEST(AnswerWithin, doesNotWaitLongerThanItsLimitAndDropsTheLateAnswer) {
   slow.letGo();
 }
 
-TEST(AnswerWithin, asksNoFurtherQuestionWhileManyAreUnanswered) {
+TEST(AnswerWithin, rejectsQuestionsWhileManyAreUnanswered) {
   SlowQuestion slow;
   for (int i = 0; i < 16; ++i) EXPECT_EQ(answerWithin(0ms, slow.question()), std::nullopt);
   EXPECT_EQ(answerWithin(kLong, [] { return std::optional<std::string>("never asked"); }), std::nullopt);

@@ -21,7 +21,7 @@ TEST(NotificationCenter, callsObserversOfTheNameInTheOrderOfRegistration) {
   EXPECT_THAT(called, ElementsAre(1, 3));
 }
 
-TEST(NotificationCenter, handsOnNameSenderAndUserInfo) {
+TEST(NotificationCenter, deliversNameSenderAndUserInfo) {
   NotificationCenter center;
   Notification got;
   center.addObserver("n", [&](const Notification& notification) { got = notification; });

@@ -38,7 +38,7 @@ class Program {
   Program& operator=(const Program&) = delete;
   bool started() const { return process_ > 0; }
   pid_t process() const { return process_; }
-  // Dead, and a zombie until it is reaped.
+  // The process is a zombie until it is reaped.
   void kill() const {
     ::kill(process_, SIGKILL);
     siginfo_t info{};

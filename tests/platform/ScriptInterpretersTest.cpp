@@ -38,7 +38,7 @@ TEST(CommandWords, areSplitAtBlanks) {
   EXPECT_THAT(commandWords(" \t\n"), IsEmpty());
 }
 
-TEST(CommandWords, areHeldTogetherByQuotes) {
+TEST(CommandWords, mayBeQuoted) {
   EXPECT_THAT(commandWords(R"('/my tools/run' "a b"c d\ e)"), ElementsAre("/my tools/run", "a bc", "d e"));
   EXPECT_THAT(commandWords(R"(a '' "")"), ElementsAre("a", "", ""));
   EXPECT_THAT(commandWords(R"('a\b' "a\"b" \\)"), ElementsAre("a\\b", "a\"b", "\\"));
@@ -46,7 +46,7 @@ TEST(CommandWords, areHeldTogetherByQuotes) {
   EXPECT_THAT(commandWords("ends in \\"), ElementsAre("ends", "in", "\\"));
 }
 
-TEST(CommandWords, haveNoMeaningToAShell) {
+TEST(CommandWords, areNotReadByAShell) {
   EXPECT_THAT(commandWords("a; b|c $(d) `e` > f * ~"),
               ElementsAre("a;", "b|c", "$(d)", "`e`", ">", "f", "*", "~"));
 }
@@ -68,7 +68,7 @@ TEST(ScriptInterpreter, failsAtOnceWhereThereIsNone) {
   EXPECT_THAT(none.description(), HasSubstr("No AppleScript interpreter"));
 }
 
-TEST(ScriptInterpreter, getsTheScriptOnItsStandardInputAndTheWordsAsTheyAre) {
+TEST(ScriptInterpreter, getsTheScriptOnItsStandardInputAndItsArgumentsUnchanged) {
   FakeProcessRunner processes([](const auto&) { return FakeProcessRunner::printing("{\"a\", {1, 2}}\n"); });
   InterpreterScriptRunner runner({"ssh", "mac; rm -rf", "$(x)"}, processes);
   const ScriptOutcome outcome = runner.run("tell \"x\"\nend");
@@ -82,7 +82,7 @@ TEST(ScriptInterpreter, getsTheScriptOnItsStandardInputAndTheWordsAsTheyAre) {
   EXPECT_EQ(request.timeout, 120s);
 }
 
-TEST(ScriptInterpreter, thatPrintsNothingGivesNothing) {
+TEST(ScriptInterpreter, thatPrintsNothingReturnsNil) {
   FakeProcessRunner processes([](const auto&) { return FakeProcessRunner::printing(""); });
   const ScriptOutcome outcome = InterpreterScriptRunner({"x"}, processes).run("s");
   EXPECT_TRUE(outcome.succeeded);
@@ -114,10 +114,10 @@ TEST(ScriptInterpreter, isTriedOnceWhenItCannotBeStarted) {
   EXPECT_EQ(processes.requests().size(), 1u);
 }
 
-// Each script takes a second of a clock that only it moves.
+// Each script takes a second of a clock that only this moves.
 class SlowInterpreter : public testing::Test {
  protected:
-  // How many of many scripts were answered, given up and not tried.
+  // How many of the scripts were answered, timed out and were not tried.
   std::vector<int> runMany(int scripts) {
     std::vector<int> outcomes(3);
     for (int i = 0; i < scripts; ++i) {
@@ -140,7 +140,7 @@ class SlowInterpreter : public testing::Test {
   std::string why;
 };
 
-TEST_F(SlowInterpreter, isGivenUpOnceTheTimeOfACommandHasGone) {
+TEST_F(SlowInterpreter, isNotUsedAgainAfterTheTimeOfACommand) {
   runner.beginCommand(120s);
   const auto begin = now;
   EXPECT_THAT(runMany(5000), ElementsAre(120, 1, 4879));
@@ -159,13 +159,13 @@ TEST_F(SlowInterpreter, isStoppedInTheMiddleOfTheLastScript) {
   EXPECT_EQ(processes.requests().at(2).timeout, 500ms);
 }
 
-TEST_F(SlowInterpreter, mayTakeItsTimeWhereNoLimitIsSet) {
+TEST_F(SlowInterpreter, hasNoLimitUnlessOneIsSet) {
   runner.beginCommand(std::nullopt);
   EXPECT_THAT(runMany(1000), ElementsAre(1000, 0, 0));
   EXPECT_EQ(processes.requests().back().timeout, kScriptTimeout);
 }
 
-// Tells when it has been asked to run a program.
+// Signals when it is asked to run a program.
 class TellingRunner final : public ProcessRunner {
  public:
   ProcessResult run(const ProcessRequest& request) override {
@@ -201,13 +201,13 @@ TEST(ScriptInterpreter, thatFailsIsAskedAgain) {
   EXPECT_EQ(processes.requests().size(), 2u);
 }
 
-TEST(ScriptInterpreter, thatDiesTalkingIsQuotedInPart) {
+TEST(ScriptInterpreter, isQuotedInPartWhenItsErrorIsLong) {
   FakeProcessRunner processes([](const auto&) { return ended(Ending::Killed, std::string(1 << 20, 'x')); });
   InterpreterScriptRunner runner({"x"}, processes);
   EXPECT_LT(runner.run("s").error.text.size(), kLongestScriptErrorText + 100);
 }
 
-TEST(ScriptInterpreter, tellsWhyItFailed) {
+TEST(ScriptInterpreter, reportsWhyItFailed) {
   ProcessResult answer;
   FakeProcessRunner processes([&answer](const auto&) { return answer; });
   InterpreterScriptRunner runner({"x"}, processes);
@@ -229,7 +229,7 @@ TEST(ScriptInterpreter, tellsWhyItFailed) {
 }
 
 // Real children.
-TEST(ScriptInterpreter, bindsRealProgramsInTimeAndOutput) {
+TEST(ScriptInterpreter, boundsTimeAndOutputOfRealPrograms) {
   SystemProcessRunner processes;
   InterpreterScriptRunner hanging({"sleep", "600"}, processes, 100ms);
   EXPECT_THAT(hanging.run("s").error.text, HasSubstr("did not answer in time"));
@@ -252,7 +252,7 @@ TEST(ScriptInterpreter, isStartedWithoutAShell) {
   EXPECT_FALSE(std::filesystem::exists(trap));
 }
 
-// Answers on the asking thread and tells the test of each question.
+// Answers on the asking thread and reports each question to the test.
 class CountingRunner final : public ProcessRunner {
  public:
   explicit CountingRunner(ProcessResult answer) : answer_(std::move(answer)) {}
@@ -264,7 +264,7 @@ class CountingRunner final : public ProcessRunner {
     changed_.notify_all();
     return answer_;
   }
-  // Until it was asked that often; false after a long time.
+  // Waits until it was asked that often; false after a long time.
   bool wasAsked(int times) {
     std::unique_lock lock(mutex_);
     return changed_.wait_for(lock, 30s, [&] { return asked_ >= times; });
@@ -291,7 +291,7 @@ class CountingRunner final : public ProcessRunner {
   std::thread::id thread_;
 };
 
-TEST(RemoteApplications, standBesideTheLocalOnes) {
+TEST(RemoteApplications, areListedWithTheLocalOnes) {
   FakeRunningApplications local({"bash"});
   CountingRunner processes(FakeProcessRunner::printing("{\"Finder\", \"iPhoto\"}\n"));
   RemoteApplications applications(local, {"ssh"}, processes, 1ms);
@@ -331,7 +331,7 @@ class HangingRunner final : public ProcessRunner {
   std::atomic<bool> wasCancelled{false};
 };
 
-TEST(RemoteApplications, endAnInterpreterThatIsBeingAsked) {
+TEST(RemoteApplications, endARunningInterpreter) {
   FakeRunningApplications local({"bash"});
   HangingRunner processes;
   {
@@ -342,7 +342,7 @@ TEST(RemoteApplications, endAnInterpreterThatIsBeingAsked) {
   EXPECT_TRUE(processes.wasCancelled);
 }
 
-TEST(RemoteApplications, printedInAnotherWayAreNone) {
+TEST(RemoteApplications, areNoneWhenPrintedInAnotherForm) {
   FakeRunningApplications local;
   CountingRunner processes(FakeProcessRunner::printing("not a list"));
   RemoteApplications applications(local, {"ssh"}, processes, 1ms);

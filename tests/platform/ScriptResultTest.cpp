@@ -42,7 +42,7 @@ TEST(ScriptResult, objectReferencesStayTexts) {
             Value(Array{"album \"x, y\" of application \"iPhoto\"", 2}));
 }
 
-TEST(ScriptResult, whatBreaksOffEndsThere) {
+TEST(ScriptResult, truncatedTextEndsThere) {
   EXPECT_EQ(scriptResultValue("{\"a\", \"b"), Value(Array{"a", "b"}));
   EXPECT_EQ(scriptResultValue("{1, 2"), Value(Array{1, 2}));
 }
@@ -62,7 +62,7 @@ TEST(ScriptError, numberComesFromTheParenthesesAtTheEnd) {
   EXPECT_FALSE(error.isSyntaxError);
 }
 
-TEST(ScriptError, syntaxErrorsAreTold) {
+TEST(ScriptError, syntaxErrorsAreReported) {
   EXPECT_TRUE(scriptErrorFrom("0:4: syntax error: Expected end of line. (-2741)", 1).isSyntaxError);
 }
 
@@ -80,7 +80,7 @@ TEST(ScriptError, isCutBetweenCharacters) {
   EXPECT_EQ(error.number, -1728) << "which stands at the end";
 }
 
-TEST(ScriptError, silenceNamesTheExitStatus) {
+TEST(ScriptError, namesTheExitStatusWithoutAMessage) {
   const ScriptError error = scriptErrorFrom("", 7);
   EXPECT_EQ(error.number, 7);
   EXPECT_EQ(error.text, "the interpreter ended with status 7");

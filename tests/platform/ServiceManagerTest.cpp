@@ -18,7 +18,7 @@
 namespace moxtel {
 namespace {
 
-// The socket on which a service manager listens; "@name" is one that no file system knows.
+// The socket on which a service manager listens; "@name" is an abstract one, outside the file system.
 class Manager final {
  public:
   explicit Manager(const std::string& name) : socket_(::socket(AF_UNIX, SOCK_DGRAM | SOCK_NONBLOCK, 0)) {
@@ -57,7 +57,7 @@ class ServiceManagerTest : public testing::Test {
   const TemporaryFolder folder;
 };
 
-TEST_F(ServiceManagerTest, isToldEachStateInADatagramOfItsOwn) {
+TEST_F(ServiceManagerTest, getsEachStateInItsOwnDatagram) {
   Manager manager(path("notify"));
   EXPECT_TRUE(notifyServiceManager("READY=1"));
   EXPECT_TRUE(notifyServiceManager("STOPPING=1"));
@@ -66,25 +66,25 @@ TEST_F(ServiceManagerTest, isToldEachStateInADatagramOfItsOwn) {
   EXPECT_EQ(manager.told(), "nothing");
 }
 
-TEST_F(ServiceManagerTest, isToldThroughANameThatNoFileSystemKnows) {
+TEST_F(ServiceManagerTest, mayHaveAnAbstractSocketName) {
   Manager manager("@moxtel-service-manager-test-" + std::to_string(::getpid()));
   EXPECT_TRUE(notifyServiceManager("READY=1"));
   EXPECT_EQ(manager.told(), "READY=1");
 }
 
-TEST_F(ServiceManagerTest, needNotBeThere) {
+TEST_F(ServiceManagerTest, mayBeMissing) {
   ::unsetenv("NOTIFY_SOCKET");
   EXPECT_TRUE(notifyServiceManager("READY=1"));
   ::setenv("NOTIFY_SOCKET", "", 1);
   EXPECT_TRUE(notifyServiceManager("READY=1"));
 }
 
-TEST_F(ServiceManagerTest, mayBeGone) {
+TEST_F(ServiceManagerTest, mayHaveEnded) {
   ::setenv("NOTIFY_SOCKET", path("nobody").c_str(), 1);
   EXPECT_FALSE(notifyServiceManager("READY=1"));
 }
 
-TEST_F(ServiceManagerTest, mustHaveANameThatAnAddressHolds) {
+TEST_F(ServiceManagerTest, mustHaveANameThatFitsAnAddress) {
   ::setenv("NOTIFY_SOCKET", ("/" + std::string(sizeof(sockaddr_un::sun_path), 'x')).c_str(), 1);
   EXPECT_FALSE(notifyServiceManager("READY=1"));
   // The longest that does.

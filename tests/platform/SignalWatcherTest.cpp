@@ -16,11 +16,11 @@ namespace {
 
 using testing::ElementsAre;
 
-SignalWatcher::Hop onto(CoreLoop& loop) {
+SignalWatcher::Post onto(CoreLoop& loop) {
   return [&loop](EventLoop::Task call) { loop.post(std::move(call)); };
 }
 
-TEST(SignalWatcher, tellsEverySignalOnTheLoopsThread) {
+TEST(SignalWatcher, handlesEverySignalOnTheLoopsThread) {
   CoreLoop loop;
   std::vector<int> told;
   const SignalWatcher watcher(SignalWatcher::usualSignals(), onto(loop), [&](int signal) {
@@ -35,7 +35,7 @@ TEST(SignalWatcher, tellsEverySignalOnTheLoopsThread) {
   EXPECT_THAT(told, ElementsAre(SIGUSR1, SIGHUP, SIGINT, SIGTERM));
 }
 
-TEST(SignalWatcher, takesSignalsThatAnotherThreadGets) {
+TEST(SignalWatcher, handlesSignalsThatAnotherThreadReceives) {
   CoreLoop loop;
   const SignalWatcher watcher({SIGUSR1}, onto(loop), [&](int) { loop.quit(6); });
   std::thread sender([] { ::raise(SIGUSR1); });
@@ -43,7 +43,7 @@ TEST(SignalWatcher, takesSignalsThatAnotherThreadGets) {
   sender.join();
 }
 
-TEST(SignalWatcher, tellsAtOnceWhileTheLoopIsBusy) {
+TEST(SignalWatcher, handlesASignalAtOnceWhileTheLoopIsBusy) {
   CoreLoop loop;
   std::promise<int> heard;
   std::vector<int> told;
@@ -75,7 +75,7 @@ TEST(SignalWatcher, worksOnALoopThatRunsOnASecondThread) {
   EXPECT_EQ(code, 8);
 }
 
-TEST(SignalWatcher, restoresWhatTheSignalsDidBefore) {
+TEST(SignalWatcher, restoresThePreviousSignalHandling) {
   CoreLoop loop;
   static int handled = 0;
   ::signal(SIGUSR1, [](int) { ++handled; });

@@ -43,7 +43,7 @@ TEST(SystemLog, formatsAndLogsExceptions) {
                                          "uncaught exception: broken\n"));
 }
 
-TEST(SystemLog, handsLinesToASinkInstead) {
+TEST(SystemLog, passesLinesToASinkInstead) {
   std::vector<std::string> lines;
   setSystemLogSink([&](std::string_view text) { lines.emplace_back(text); });
   NSLog("%@ and %@", "text", Value());
@@ -58,7 +58,7 @@ TEST(SystemLog, collectsLinesOfEveryThreadForTests) {
   EXPECT_FALSE(log.contains("here"));
 }
 
-TEST(RunLogged, tellsWhetherTheTaskRanToItsEnd) {
+TEST(RunLogged, returnsWhetherTheTaskRanToItsEnd) {
   const SystemLogCapture log;
   EXPECT_TRUE(runLogged([] {}));
   EXPECT_FALSE(runLogged([] { throw std::runtime_error("100%@"); }));

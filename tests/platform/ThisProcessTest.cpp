@@ -29,22 +29,22 @@ std::string foundWith(const std::string& redirections, const std::string& by = "
 
 TEST(ThisProcess, leavesOpenDescriptorsAsTheyAre) { EXPECT_EQ(foundWith(""), "file 3, open 0 1 2"); }
 
-TEST(ThisProcess, opensWhatIsClosedSoThatNoFileTakesItsPlace) {
+TEST(ThisProcess, opensClosedStandardDescriptors) {
   EXPECT_EQ(foundWith("<&-"), "file 3, open 0 1 2");
   EXPECT_EQ(foundWith("<&- >&-"), "file 3, open 0 1 2");
   EXPECT_EQ(foundWith("2>&-"), "file 3, open 0 1 2");
   EXPECT_EQ(foundWith("<&- >&- 2>&-"), "file 3, open 0 1 2");
 }
 
-TEST(ThisProcess, isToldHowItsChildrenEndWhoeverStartsIt) {
+TEST(ThisProcess, getsTheExitStatusOfChildrenWhateverItsParentIgnores) {
   EXPECT_EQ(foundWith("", "env --ignore-signal=CHLD"), "file 3, open 0 1 2");
 }
 
-TEST(ThisProcess, givesAProgramsStatus) {
+TEST(ThisProcess, returnsAProgramsStatus) {
   EXPECT_EQ(runProgram([] { return 7; }), 7);
 }
 
-TEST(ThisProcess, saysWhatAProgramLacks) {
+TEST(ThisProcess, reportsWhyAProgramThrew) {
   testing::internal::CaptureStderr();
   EXPECT_EQ(runProgram([]() -> int { throw std::runtime_error("no 100% of it"); }), 1);
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "ThisProcessTest: no 100% of it\n");

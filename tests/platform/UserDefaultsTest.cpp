@@ -56,7 +56,7 @@ TEST(UserDefaults, prefersTheCommandLineToTheFileToTheRegisteredValue) {
   EXPECT_THAT(defaults.stringForKey("LibraryPath"), Optional(std::string("line")));
 }
 
-TEST(UserDefaults, countsAValueSetWhileRunningFromThenOn) {
+TEST(UserDefaults, usesAValueSetWhileRunning) {
   UserDefaults defaults;
   ASSERT_EQ(defaults.parseArguments({"-PreferAperture", "YES", "-DebugLevel", "2"}, keys()), "");
   defaults.setBool("PreferAperture", false);
@@ -66,7 +66,7 @@ TEST(UserDefaults, countsAValueSetWhileRunningFromThenOn) {
   EXPECT_EQ(defaults.integerForKey("DebugLevel"), 0);
 }
 
-TEST(UserDefaults, readsTypesAsThePlatformDoes) {
+TEST(UserDefaults, readsTypesLikeThePlatform) {
   UserDefaults defaults;
   defaults.setString("a", " 12abc");
   defaults.setString("b", "many");
@@ -116,7 +116,7 @@ TEST(UserDefaults, takesTheLastOfARepeatedOption) {
   EXPECT_EQ(defaults.integerForKey("DebugLevel"), 2);
 }
 
-TEST(UserDefaults, saysWhatIsWrongWithACommandLine) {
+TEST(UserDefaults, describesErrorsOfACommandLine) {
   UserDefaults defaults;
   EXPECT_EQ(defaults.parseArguments({"-Library", "/x"}, keys()), "unknown option '-Library'");
   EXPECT_EQ(defaults.parseArguments({"--LibraryPath", "/x"}, keys()), "unknown option '--LibraryPath'");
@@ -196,14 +196,14 @@ TEST_F(SettingsFileTest, keepsAwkwardValues) {
   }
 }
 
-TEST_F(SettingsFileTest, writesPlainValuesAsAUserWould) {
+TEST_F(SettingsFileTest, writesPlainValuesWithoutQuotes) {
   defaults().setString("LibraryPath", "/photos/Old, 100% L\xc3\xa4ngs\\x");
   defaults().setBool("PreferAperture", true);
   EXPECT_EQ(contents(path_),
             "[General]\nLibraryPath=/photos/Old, 100% L\xc3\xa4ngs\\x\nPreferAperture=YES\n");
 }
 
-TEST_F(SettingsFileTest, seesWhatAnotherProcessWrote) {
+TEST_F(SettingsFileTest, readsWhatAnotherProcessWrote) {
   const UserDefaults reader = defaults();
   EXPECT_EQ(reader.integerForKey("DebugLevel"), 0);
   defaults().setString("DebugLevel", "2");
@@ -230,7 +230,7 @@ TEST_F(SettingsFileTest, readingCreatesNothing) {
   EXPECT_TRUE(std::filesystem::is_empty(folder_.path()));
 }
 
-TEST_F(SettingsFileTest, makesTheFoldersOnTheWay) {
+TEST_F(SettingsFileTest, createsMissingFolders) {
   const std::string deep = folder_.path() / "a/b/settings.ini";
   UserDefaults(makeSettingsFile(deep)).setString("A", "1");
   EXPECT_TRUE(std::filesystem::exists(deep));

@@ -1,5 +1,5 @@
 // Usage: confined_process memory | time | file | end. Confines itself to 512 MB, one second and files of 4096
-// bytes, then goes past one of them, or waits for its parent's end.
+// bytes, then exceeds one of them, or waits for its parent's end.
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::size_t kMegabyte = std::size_t{1} << 20;
 
-// Writes to all of it: promised memory is none yet.
+// Writes to all of it, because the kernel allocates memory at the first write.
 int eatMemory() {
   std::vector<char*> eaten;
   try {

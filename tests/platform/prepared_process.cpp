@@ -1,6 +1,6 @@
 // Usage: prepared_process FILE. Writes to the file which of the descriptors 0 to 2 are open after the first
 // call of a main, and which descriptor the file got; exits with 3 after having written to a broken pipe and
-// been told how a child ended.
+// read how a child ended.
 #include <fcntl.h>
 #include <sys/wait.h>
 #include <unistd.h>

@@ -1,6 +1,6 @@
-"""Small hosts for DNS-SD tests: each has its own network, host name and /run, and may have a D-Bus and an
-Avahi daemon of its own. Nothing here touches the machine's network, and when the process that holds a host's
-namespaces ends, everything of the host is gone."""
+"""Simulated hosts for DNS-SD tests: each has its own network, host name and /run, and may have its own D-Bus and
+Avahi daemon. Nothing here touches the machine's network; a host ends with the process that holds its
+namespaces."""
 
 import os
 import queue
@@ -37,12 +37,12 @@ publish-workstation=no
 
 
 def why_not():
-    """Why such hosts cannot be made here; None where they can."""
+    """Why such hosts cannot be made here, or None."""
     for program in ("unshare", "nsenter", "ip", "dbus-daemon", "avahi-daemon", "avahi-browse"):
         if not shutil.which(program):
             return f"{program} is not installed"
     tried = subprocess.run(["unshare", "--net", "--mount", "--uts", "true"], capture_output=True, text=True)
-    return None if tried.returncode == 0 else "no namespaces may be made here: " + tried.stderr.strip()
+    return None if tried.returncode == 0 else "this system does not allow namespaces: " + tried.stderr.strip()
 
 
 class Process:
@@ -72,7 +72,7 @@ class Process:
         return item
 
     def wait_for(self, wanted, seconds=10):
-        """The first line from now on that wanted(line) is true for, and when it came."""
+        """The next line for which wanted(line) is true, and the time when it came."""
         end = time.monotonic() + seconds
         while True:
             try:
@@ -83,7 +83,7 @@ class Process:
                 return line, when
 
     def lines_within(self, seconds):
-        """The lines of the time to come, for what must not happen."""
+        """The lines of the next seconds, to check what must not happen."""
         first = len(self.lines)
         end = time.monotonic() + seconds
         try:
@@ -161,7 +161,7 @@ class Host:
         self.daemon.wait_for(lambda line: "Server startup complete" in line, 20)
 
     def end_programs(self, programs):
-        """Ends those of these programs that still run, in good order, and gives all that they printed."""
+        """Ends those of these programs that still run, and returns all that they printed."""
         lines = []
         for process in self.processes:
             if process.program in programs:

@@ -1,4 +1,4 @@
-"""DNS-SD as other programs and other hosts see it: dnssd-probe against Avahi's own daemon and browser.
+"""DNS-SD from outside: dnssd-probe with Avahi's own daemon and browser, on this host and on others.
 
     dnssd_test.py PROBE MOXTEL SERVER [unittest arguments]
 """
@@ -19,8 +19,8 @@ MOXTEL = "moxtel"
 SERVER = "moxtelserverd"
 
 
-def told(*parts):
-    """A line of the probe that tells this: its parts after the time."""
+def event(*parts):
+    """Matches a line of the probe with these parts after the time."""
     return lambda line: line.split("\t")[1:1 + len(parts)] == list(parts)
 
 
@@ -69,7 +69,7 @@ class DnsSdTest(unittest.TestCase):
 
     @staticmethod
     def serve(host):
-        """The real server, with settings of its own and nothing to serve."""
+        """The real server, with its own settings and without a library."""
         host.environment["XDG_CONFIG_HOME"] = host.folder
         return host.start(SERVER, "-Port", "4250", "-LibraryPath", host.folder + "/nothing")
 
@@ -81,12 +81,12 @@ class DnsSdTest(unittest.TestCase):
         here, there = self.pair(daemon_here=daemon_here, daemon_there=True)
         browser = self.avahi_browse(there)
         probe = self.publish(here, "Photos")
-        probe.wait_for(told("published", "Photos", "Avahi daemon" if daemon_here else "built-in responder"))
+        probe.wait_for(event("published", "Photos", "Avahi daemon" if daemon_here else "built-in responder"))
         line, _ = browser.wait_for(seen_by_avahi("Photos"))
         parts = line.split(";")
         self.assertEqual(parts[4:10], ["_moxtelserver._tcp", "local", "alpha.local", "10.77.1.1", "4250", ""])
         self.assertEqual(probe.end(), 0)
-        # A goodbye lets the record live for one second more.
+        # After a goodbye the record lives for one second more.
         browser.wait_for(seen_by_avahi("Photos", "-"), 5)
 
     def test_avahi_browse_elsewhere_sees_a_server_without_daemon_come_and_go(self):
@@ -98,20 +98,20 @@ class DnsSdTest(unittest.TestCase):
     def test_two_hosts_without_daemon_find_each_other(self):
         here, there = self.pair()
         browser = self.browse(there)
-        self.publish(here, "Photos").wait_for(told("published", "Photos"))
-        browser.wait_for(told("resolved", "Photos", "alpha.local", "4250", "10.77.1.1"))
+        self.publish(here, "Photos").wait_for(event("published", "Photos"))
+        browser.wait_for(event("resolved", "Photos", "alpha.local", "4250", "10.77.1.1"))
 
     def test_loopback_alone_is_enough(self):
         host = self.host()
         browser = self.browse(host)
-        self.publish(host, "Photos").wait_for(told("published", "Photos"))
-        browser.wait_for(told("resolved", "Photos", "alpha.local", "4250", "127.0.0.1"))
+        self.publish(host, "Photos").wait_for(event("published", "Photos"))
+        browser.wait_for(event("resolved", "Photos", "alpha.local", "4250", "127.0.0.1"))
 
     def test_daemon_and_responder_on_one_machine_see_each_other(self):
         host = self.host(daemon=True)
         inside, outside = self.browse(host, "--embedded"), self.browse(host, "--daemon")
-        self.publish(host, "By Daemon", "--daemon").wait_for(told("published", "By Daemon"))
-        self.publish(host, "By Itself", "--embedded", port="4251").wait_for(told("published", "By Itself"))
+        self.publish(host, "By Daemon", "--daemon").wait_for(event("published", "By Daemon"))
+        self.publish(host, "By Itself", "--embedded", port="4251").wait_for(event("published", "By Itself"))
         waiting = {"By Daemon": "4250", "By Itself": "4251"}
         for browser in (inside, outside):
             left = dict(waiting)
@@ -122,8 +122,8 @@ class DnsSdTest(unittest.TestCase):
 
     def test_a_taken_name_gets_a_number(self):
         here, there = self.pair()
-        self.publish(here, "Photos").wait_for(told("published", "Photos"))
-        self.publish(there, "Photos").wait_for(told("renamed", "Photos #2"))
+        self.publish(here, "Photos").wait_for(event("published", "Photos"))
+        self.publish(there, "Photos").wait_for(event("renamed", "Photos #2"))
         browser = self.browse(here)
         names = {browser.wait_for(lambda text: text.split("\t")[1] == "found")[0].split("\t")[2]
                  for _ in range(2)}
@@ -131,38 +131,38 @@ class DnsSdTest(unittest.TestCase):
 
     def test_a_name_taken_at_the_daemon_gets_a_number(self):
         host = self.host(daemon=True)
-        self.publish(host, "Photos").wait_for(told("published", "Photos"))
+        self.publish(host, "Photos").wait_for(event("published", "Photos"))
         # On another port: the same name, host and port would be the same service.
-        self.publish(host, "Photos", port="4251").wait_for(told("renamed", "Photos #2", "Avahi daemon"))
+        self.publish(host, "Photos", port="4251").wait_for(event("renamed", "Photos #2", "Avahi daemon"))
 
     def test_a_killed_client_of_the_daemon_is_withdrawn_by_it(self):
         host = self.host(daemon=True)
         probe = self.publish(host, "Photos")
-        probe.wait_for(told("published", "Photos", "Avahi daemon"))
+        probe.wait_for(event("published", "Photos", "Avahi daemon"))
         browser = self.browse(host)
-        browser.wait_for(told("found", "Photos"))
+        browser.wait_for(event("found", "Photos"))
         probe.end(signal.SIGKILL)
-        browser.wait_for(told("removed", "Photos"), 5)
+        browser.wait_for(event("removed", "Photos"), 5)
 
     def test_a_killed_server_stays_listed_and_gets_its_name_back(self):
         here, there = self.pair()
         browser = self.browse(there)
         probe = self.publish(here, "Photos")
-        probe.wait_for(told("published", "Photos"))
-        browser.wait_for(told("resolved", "Photos"))
+        probe.wait_for(event("published", "Photos"))
+        browser.wait_for(event("resolved", "Photos"))
         probe.end(signal.SIGKILL)
         self.assertEqual(browser.lines_within(3), [])
-        self.publish(here, "Photos").wait_for(told("published", "Photos"))
+        self.publish(here, "Photos").wait_for(event("published", "Photos"))
 
-    def test_a_killed_server_is_not_found_by_who_asks_afresh(self):
-        # Who has seen it before keeps its name for 75 minutes, the time that Avahi gives such a record.
+    def test_a_killed_server_is_not_found_by_a_new_browser(self):
+        # A browser that has seen it keeps its name for 75 minutes, the lifetime that Avahi gives such a record.
         here, there = self.pair()
         probe = self.publish(here, "Photos")
-        probe.wait_for(told("published", "Photos"))
-        self.browse(there).wait_for(told("resolved", "Photos"))
+        probe.wait_for(event("published", "Photos"))
+        self.browse(there).wait_for(event("resolved", "Photos"))
         probe.end(signal.SIGKILL)
         self.assertEqual(self.browse(there).lines_within(3), [])
-        there.start(PROBE, "resolve", "Photos", TYPE).wait_for(told("not-resolved", "Photos"))
+        there.start(PROBE, "resolve", "Photos", TYPE).wait_for(event("not-resolved", "Photos"))
 
     def check_the_server_says_goodbye(self, how, daemon_here=False):
         here, there = self.pair(daemon_here=daemon_here)
@@ -171,10 +171,10 @@ class DnsSdTest(unittest.TestCase):
         by = "Avahi daemon" if daemon_here else "built-in responder"
         server.wait_for(lambda line: line.endswith(
             f'Info:  Published as "alpha" at 10.77.1.1, port 4250 ({by})'), 30)
-        browser.wait_for(told("resolved", "alpha", "alpha.local", "4250", "10.77.1.1"))
+        browser.wait_for(event("resolved", "alpha", "alpha.local", "4250", "10.77.1.1"))
         self.assertEqual(server.end(how), 0, server.lines)
-        # A goodbye lets the record live for one second more.
-        browser.wait_for(told("removed", "alpha"), 5)
+        # After a goodbye the record lives for one second more.
+        browser.wait_for(event("removed", "alpha"), 5)
 
     def test_the_server_says_goodbye_when_it_is_terminated(self):
         self.check_the_server_says_goodbye(signal.SIGTERM)
@@ -188,59 +188,59 @@ class DnsSdTest(unittest.TestCase):
     def test_the_responder_takes_over_from_a_daemon_that_dies_and_hands_back(self):
         here, there = self.pair(daemon_here=True)
         probe = self.publish(here, "Photos")
-        probe.wait_for(told("published", "Photos", "Avahi daemon"))
+        probe.wait_for(event("published", "Photos", "Avahi daemon"))
         browser = self.browse(there)
-        browser.wait_for(told("resolved", "Photos"))
+        browser.wait_for(event("resolved", "Photos"))
         local = self.browse(here)
-        local.wait_for(told("resolved", "Photos"))
+        local.wait_for(event("resolved", "Photos"))
 
         here.daemon.end(signal.SIGKILL)
-        probe.wait_for(told("pending", "Photos"))
-        probe.wait_for(told("published", "Photos", "built-in responder"))
+        probe.wait_for(event("pending", "Photos"))
+        probe.wait_for(event("published", "Photos", "built-in responder"))
         local_lines = local.lines_within(6)
         self.assertEqual([line for line in local_lines if "removed" in line], [])
 
         here.start_daemon()
-        probe.wait_for(told("published", "Photos", "Avahi daemon"), 15)
+        probe.wait_for(event("published", "Photos", "Avahi daemon"), 15)
         later = self.browse(there)
-        later.wait_for(told("resolved", "Photos", "alpha.local", "4250", "10.77.1.1"))
+        later.wait_for(event("resolved", "Photos", "alpha.local", "4250", "10.77.1.1"))
 
     def test_a_daemon_that_is_restarted_at_once_is_waited_for(self):
         host = self.host(daemon=True)
         probe = self.publish(host, "Photos")
-        probe.wait_for(told("published", "Photos", "Avahi daemon"))
+        probe.wait_for(event("published", "Photos", "Avahi daemon"))
         host.daemon.end()
         host.start_daemon()
-        probe.wait_for(told("published", "Photos", "Avahi daemon"), 15)
+        probe.wait_for(event("published", "Photos", "Avahi daemon"), 15)
         self.assertFalse([line for line in probe.lines if "built-in" in line], probe.lines)
 
     def test_a_bus_and_a_daemon_that_come_later_are_used(self):
         host = self.host()
         probe = self.publish(host, "Photos")
-        probe.wait_for(told("published", "Photos", "built-in responder"))
+        probe.wait_for(event("published", "Photos", "built-in responder"))
         host.start_bus()
         host.start_daemon()
-        probe.wait_for(told("published", "Photos", "Avahi daemon"), 20)
-        self.browse(host, "--daemon").wait_for(told("resolved", "Photos"))
+        probe.wait_for(event("published", "Photos", "Avahi daemon"), 20)
+        self.browse(host, "--daemon").wait_for(event("resolved", "Photos"))
 
-    def test_a_bus_without_daemon_is_no_reason_to_wait(self):
+    def test_does_not_wait_for_a_daemon_on_a_bus_without_one(self):
         host = self.host()
         host.start_bus()
         probe = self.publish(host, "Photos")
-        line, _ = probe.wait_for(told("published", "Photos", "built-in responder"))
+        line, _ = probe.wait_for(event("published", "Photos", "built-in responder"))
         self.assertLess(int(line.split("\t")[0]), 6000)
 
     def test_a_daemon_that_hangs_stops_neither_start_nor_end(self):
         host = self.host(daemon=True)
         host.daemon.process.send_signal(signal.SIGSTOP)
         probe = self.publish(host, "Photos")
-        probe.wait_for(told("published", "Photos", "built-in responder"))
+        probe.wait_for(event("published", "Photos", "built-in responder"))
         self.assertEqual(probe.end(), 0)
 
-    def test_a_daemon_that_hangs_later_does_not_hold_up_the_end(self):
+    def test_a_daemon_that_hangs_later_does_not_delay_the_end(self):
         host = self.host(daemon=True)
         probe = self.publish(host, "Photos")
-        probe.wait_for(told("published", "Photos", "Avahi daemon"))
+        probe.wait_for(event("published", "Photos", "Avahi daemon"))
         host.daemon.process.send_signal(signal.SIGSTOP)
         before = time.monotonic()
         self.assertEqual(probe.end(), 0)
@@ -248,53 +248,53 @@ class DnsSdTest(unittest.TestCase):
 
     def test_an_interface_that_comes_later_is_served(self):
         here, there = self.host("alpha", loopback=False), self.host("beta")
-        self.publish(here, "Photos").wait_for(told("published", "Photos"))
+        self.publish(here, "Photos").wait_for(event("published", "Photos"))
         browser = self.browse(there)
         connect(here, there)
-        browser.wait_for(told("resolved", "Photos", "alpha.local", "4250", "10.77.1.1"), 15)
+        browser.wait_for(event("resolved", "Photos", "alpha.local", "4250", "10.77.1.1"), 15)
 
     def test_a_service_that_leaves_one_of_two_interfaces_stays(self):
         here, there = self.pair()
         connect(here, there, 2)
         browser = self.browse(there)
-        self.publish(here, "Photos").wait_for(told("published", "Photos"))
-        browser.wait_for(told("resolved", "Photos"))
+        self.publish(here, "Photos").wait_for(event("published", "Photos"))
+        browser.wait_for(event("resolved", "Photos"))
         self.assertEqual(browser.lines_within(2), [])
         there.down("net1")
         self.assertEqual(browser.lines_within(2), [])
         there.down("net2")
-        browser.wait_for(told("removed", "Photos"))
+        browser.wait_for(event("removed", "Photos"))
 
     def test_long_names_are_cut_between_characters(self):
         host = self.host("h" * 64)
         browser = self.browse(host)
         cut = "ä" * 31
-        self.publish(host, "ä" * 40).wait_for(told("published", cut))
-        line, _ = browser.wait_for(told("resolved", cut))
+        self.publish(host, "ä" * 40).wait_for(event("published", cut))
+        line, _ = browser.wait_for(event("resolved", cut))
         self.assertEqual(line.split("\t")[3], "h" * 63 + ".local")
 
-    def test_a_name_of_no_utf8_and_an_odd_one_come_through(self):
+    def test_malformed_utf8_and_special_characters_in_names(self):
         host = self.host(daemon=True)
         probe = host.start(PROBE, "publish", b"a\xff\xfe.b\\;c d", TYPE, "4250")
         wanted = "a\ufffd\ufffd.b\\;c d"
-        probe.wait_for(told("published", wanted, "Avahi daemon"))
-        self.browse(host, "--daemon").wait_for(told("resolved", wanted))
-        self.browse(host, "--embedded").wait_for(told("resolved", wanted))
+        probe.wait_for(event("published", wanted, "Avahi daemon"))
+        self.browse(host, "--daemon").wait_for(event("resolved", wanted))
+        self.browse(host, "--embedded").wait_for(event("resolved", wanted))
 
-    def test_what_cannot_be_published_is_said(self):
+    def test_reports_what_cannot_be_published(self):
         host = self.host()
-        host.start(PROBE, "publish", "Photos", "no type", "4250").wait_for(told("failed", "Photos"))
+        host.start(PROBE, "publish", "Photos", "no type", "4250").wait_for(event("failed", "Photos"))
 
-    def test_a_service_that_is_not_there_is_not_resolved(self):
+    def test_a_missing_service_is_not_resolved(self):
         host = self.host()
         probe = host.start(PROBE, "resolve", "Nobody", TYPE)
-        line, _ = probe.wait_for(told("not-resolved", "Nobody"))
+        line, _ = probe.wait_for(event("not-resolved", "Nobody"))
         self.assertGreaterEqual(int(line.split("\t")[0]), 4900)
 
-    def test_moxtel_browse_lists_the_servers_around(self):
+    def test_moxtel_browse_lists_the_servers(self):
         here, there = self.pair()
-        self.publish(here, "Photos \x1b[31m").wait_for(told("published"))
-        self.publish(there, "Archive", port="4251").wait_for(told("published"))
+        self.publish(here, "Photos \x1b[31m").wait_for(event("published"))
+        self.publish(there, "Archive", port="4251").wait_for(event("published"))
         text = there.run(MOXTEL, "browse")
         self.assertEqual(len(text.splitlines()), 2, text)
         self.assertIn("10.77.1.1:4250  Photos \ufffd[31m  (alpha.local)", text.splitlines())
@@ -304,8 +304,8 @@ class DnsSdTest(unittest.TestCase):
 
     def test_moxtel_asks_the_only_server(self):
         here, there = self.pair()
-        self.publish(here, "Photos").wait_for(told("published", "Photos"))
-        # Nobody listens there: the message shows whom it asked.
+        self.publish(here, "Photos").wait_for(event("published", "Photos"))
+        # No server listens there: the message shows the address.
         client = there.start(MOXTEL, "version")
         client.wait_for(lambda line: line.startswith("moxtel: could not connect to 10.77.1.1, port 4250: "))
         self.assertEqual(client.process.wait(10), 1)

@@ -1,4 +1,4 @@
-"""Measures DNS-SD between two hosts of their own: from the start of the publishing process until a process on
+"""Measures DNS-SD between two simulated hosts: from the start of the publishing process until a process on
 the other host has found and resolved the service, and the processor time that both take in an idle minute.
 
     measure_dnssd.py PROBE [rounds]
@@ -15,7 +15,7 @@ from dnssd_hosts import Host, connect, why_not  # noqa: E402
 TYPE = "_moxtelserver._tcp."
 
 
-def told(what):
+def event(what):
     return lambda line: line.split("\t")[1] == what
 
 
@@ -44,8 +44,8 @@ def measure(probe, daemon, is_last):
         browser = there.start(probe, "browse", TYPE)
         time.sleep(3)  # the browser has asked its questions
         publisher = here.start(probe, "publish", "Photos", TYPE, "4250")
-        times = [browser.wait_for(told(what))[1] - publisher.started for what in ("found", "resolved")]
-        times.append(publisher.wait_for(told("published"))[1] - publisher.started)
+        times = [browser.wait_for(event(what))[1] - publisher.started for what in ("found", "resolved")]
+        times.append(publisher.wait_for(event("published"))[1] - publisher.started)
         return times, idle_minute((publisher, browser)) if is_last else None
     finally:
         here.end()
@@ -61,7 +61,7 @@ def main():
     for daemon in (False, True):
         results = [measure(probe, daemon, number == rounds - 1) for number in range(rounds)]
         print("with a daemon" if daemon else "without a daemon")
-        for what, times in zip(("found", "resolved", "told as published"), zip(*(result[0] for result in results))):
+        for what, times in zip(("found", "resolved", "published"), zip(*(result[0] for result in results))):
             print(f"  {what}: median {statistics.median(times):.2f} s, most {max(times):.2f} s")
         publisher, browser = results[-1][1]
         print(f"  idle minute: publisher {publisher:.2f} s, browser {browser:.2f} s of processor time", flush=True)

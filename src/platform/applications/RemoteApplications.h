@@ -1,4 +1,4 @@
-// The running applications of the machine on which a remote script interpreter works, beside the local ones.
+// The running applications of the machine on which a remote script interpreter works, and the local ones.
 #pragma once
 
 #include <chrono>
@@ -12,15 +12,15 @@
 
 namespace moxtel {
 
-// Asks the interpreter on a thread of its own, so that a slow network never holds the core thread: at once,
-// and then every five seconds. names() gives the local names and the last answer; an interpreter that fails
+// Asks the interpreter on its own thread, so that a slow network never blocks the core thread: at once, and
+// then every five seconds. names() gives the local names and the last answer; an interpreter that fails
 // counts as none.
 class RemoteApplications final : public RunningApplications {
  public:
   // Words of the interpreter's command, at least one. Borrows local applications and process runner.
   RemoteApplications(RunningApplications& local, std::vector<std::string> words, ProcessRunner& processes,
                      std::chrono::milliseconds interval = std::chrono::seconds(5));
-  // Ends an interpreter that is being asked.
+  // Ends a running interpreter.
   ~RemoteApplications() override;
 
   std::vector<std::string> names() override;

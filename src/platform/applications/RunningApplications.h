@@ -10,7 +10,7 @@ namespace moxtel {
 class RunningApplications {
  public:
   virtual ~RunningApplications() = default;
-  // Names as their users know them ("iPhoto"), in no particular order; one that runs twice may be listed
+  // Names as users know them ("iPhoto"), in no particular order; one that runs twice may be listed
   // twice. Core thread; a few milliseconds for a thousand processes, reads no disk.
   virtual std::vector<std::string> names() = 0;
 

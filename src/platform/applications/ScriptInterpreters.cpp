@@ -12,11 +12,11 @@ namespace moxtel {
 
 namespace {
 
-// A list of a million Aperture uuids has about 26 MB.
+// A list of a million Aperture uuids takes about 26 MB.
 constexpr std::size_t kOutputLimit = 64u << 20;
 constexpr const char* kOsascript = "/usr/bin/osascript";
 
-// Numbers of the runner's own, below those that AppleScript uses.
+// Error numbers of the runner itself, below those that AppleScript uses.
 constexpr std::int64_t kNoInterpreter = -100001;
 constexpr std::int64_t kTimedOut = -100002;
 constexpr std::int64_t kTooMuchOutput = -100003;

@@ -25,25 +25,25 @@ class NoScriptRunner final : public ScriptRunner {
   std::string description() const override;
 };
 
-// Hands each script to a program on its standard input and reads the result in source form. The program is
-// started anew for each script and never through a shell.
+// Passes each script to a program on its standard input and reads the result in source form. The program is
+// started for each script, never through a shell.
 class InterpreterScriptRunner final : public ScriptRunner {
  public:
   // Words: program and arguments, at least one. Borrows the process runner.
-  // now is the steady clock but in tests.
+  // now is the steady clock, except in tests.
   InterpreterScriptRunner(
       std::vector<std::string> words, ProcessRunner& processes,
       std::chrono::milliseconds timeout = kScriptTimeout,
       std::function<std::chrono::steady_clock::time_point()> now = std::chrono::steady_clock::now);
 
-  // Once it has given up, every further script fails at once until beginCommand().
+  // After a timeout or a failed start every further script fails at once until beginCommand().
   ScriptOutcome run(std::string_view source) override;
   std::string description() const override;
   void beginCommand(std::optional<std::chrono::milliseconds> together) override;
   void end() override { ended_ = true; }
 
  private:
-  // How long the next script may take; none once the time of the command has gone.
+  // How long the next script may take; none once the time of the command is over.
   std::chrono::milliseconds timeLeft() const;
   ScriptOutcome giveUp(std::int64_t number, std::string why);
   ScriptOutcome outcomeOf(const ProcessResult& result);
@@ -58,8 +58,8 @@ class InterpreterScriptRunner final : public ScriptRunner {
   std::atomic<bool> ended_{false};
 };
 
-// Splits a command at blanks; '…' and "…" hold words together, a backslash outside '…' takes the next
-// character as it is. Nothing else has a meaning: there is no shell.
+// Splits a command at blanks; '…' and "…" quote words, a backslash outside '…' quotes the next character. No
+// other character is special: there is no shell.
 std::vector<std::string> commandWords(std::string_view command);
 
 // The command in the user default "ScriptInterpreter"; else osascript where it exists; else empty.

@@ -15,7 +15,7 @@ constexpr double kExactInteger = 9007199254740992.0;
 
 bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
 
-// What a word outside quotes stands for.
+// The value of a word outside quotes.
 Value bareValue(std::string_view word) {
   word = trimmed(word);
   if (word.empty() || word == "missing value" || word == "null") return {};
@@ -71,7 +71,7 @@ class Reader {
       }
       const std::size_t before = at_;
       items.append(value(depth + 1));
-      if (at_ == before) ++at_;  // a character that begins nothing
+      if (at_ == before) ++at_;  // a character that starts no value
     }
     return items;
   }
@@ -92,8 +92,8 @@ class Reader {
     return Value(out);
   }
 
-  // Up to the next comma or brace inside a list, to the end outside of one; quotes and braces inside go
-  // along, as in 'album "x, y" of application "iPhoto"'.
+  // Up to the next comma or brace inside a list, to the end outside of one; quotes and braces inside are
+  // kept, as in 'album "x, y" of application "iPhoto"'.
   Value bare(bool insideList) {
     const std::size_t start = at_;
     bool inQuotes = false;

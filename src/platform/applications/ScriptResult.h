@@ -3,8 +3,8 @@
 //
 //     "text with \"quotes\""      {"a", "b", {1, 2}}      17      4.294967396E+9      true      missing value
 //
-// Bounded: lists nest at most kDeepestScriptList deep. Anything that is no literal of these kinds (an object
-// reference, a date) is kept as the text it was printed as.
+// Bounded: lists nest at most kDeepestScriptList deep. Anything that is not a literal of these kinds (an
+// object reference, a date) becomes the printed text.
 #pragma once
 
 #include <cstddef>
@@ -19,12 +19,12 @@ namespace moxtel {
 inline constexpr std::size_t kDeepestScriptList = 64;
 
 // The printed result: nil for nothing and for "missing value", a text, an integer, a real, a boolean, or an
-// array. Large integers, which AppleScript prints as reals, come back as integers. Never fails: a text that
-// breaks off in the middle of a list or literal ends there.
+// array. Large integers, which AppleScript prints as reals, become integers. Never fails: a text that is
+// truncated in the middle of a list or literal ends there.
 Value scriptResultValue(std::string_view printed);
 
-// What an interpreter printed about its failure, as far as anybody reads: without blanks around it, and cut
-// after kLongestScriptErrorText bytes, where a "…" stands then.
+// What an interpreter printed about its failure: without blanks around it, and cut after
+// kLongestScriptErrorText bytes, with a "…" at the end then.
 inline constexpr std::size_t kLongestScriptErrorText = 4096;
 std::string scriptErrorText(std::string_view printed);
 

@@ -1,4 +1,4 @@
-// Runs an AppleScript text and gives its result.
+// Runs an AppleScript text and returns its result.
 #pragma once
 
 #include <chrono>
@@ -12,8 +12,8 @@
 
 namespace moxtel {
 
-// How long the questions of one command, or of one start-up, may take together. Nobody waits longer for a
-// list, however many scripts it needs and however slow each of them is.
+// How long the questions of one command, or of one start-up, may take together: the longest wait for a list,
+// however many scripts it needs and however slow each of them is.
 inline constexpr std::chrono::milliseconds kTimeForQuestions{120'000};
 
 enum class ScriptFailure : unsigned char {
@@ -24,7 +24,7 @@ enum class ScriptFailure : unsigned char {
 };
 
 struct ScriptError {
-  std::int64_t number = 0;  // the interpreter's, or a number of the runner's own, below AppleScript's
+  std::int64_t number = 0;  // of the interpreter, or of the runner itself, below AppleScript's
   std::string text;
   bool isSyntaxError = false;  // the text did not compile; otherwise it failed while it ran
   ScriptFailure failure = ScriptFailure::OfTheScript;
@@ -33,7 +33,7 @@ struct ScriptError {
 // Either a result or an error.
 struct ScriptOutcome {
   bool succeeded = false;
-  Value result;  // nil for a script that gives nothing; a text, an integer, a real, or an array of these
+  Value result;  // nil for a script without a result; a text, an integer, a real, or an array of these
   ScriptError error;
 
   static ScriptOutcome success(Value value) { return {true, std::move(value), {}}; }
@@ -48,12 +48,12 @@ class ScriptRunner {
   virtual ~ScriptRunner() = default;
   // Blocks until the script has run, for at most two minutes. Core thread.
   virtual ScriptOutcome run(std::string_view source) = 0;
-  // For the console: what runs the scripts, or why nothing does.
+  // For the console: which interpreter runs the scripts, or why there is none.
   virtual std::string description() const = 0;
-  // Begins a command or a start-up: an interpreter that was given up is tried again. Its scripts may take
-  // this long together; without a limit each may take its two minutes. Core thread.
+  // Begins a command or a start-up: an interpreter that timed out is tried again. The scripts of the command
+  // may take this long together; without a limit each may take its two minutes. Core thread.
   virtual void beginCommand(std::optional<std::chrono::milliseconds> /*together*/) {}
-  // The program ends: stops a script that runs and runs no other. Any thread.
+  // The program ends: stops the running script and runs no other. Any thread.
   virtual void end() {}
 
  protected:

@@ -47,18 +47,14 @@ bool copyBytes(int from, int to) {
 }
 
 std::int64_t modifiedNanoseconds(const struct stat& status) {
-#ifdef __APPLE__
-  const timespec& time = status.st_mtimespec;
-#else
   const timespec& time = status.st_mtim;
-#endif
   return static_cast<std::int64_t>(time.tv_sec) * kNanoseconds + time.tv_nsec;
 }
 
 }  // namespace
 
 double FileStamp::modifiedDate() const {
-  // Whole seconds and the rest apart: a double of nanoseconds since 1970 has no room for the last digits.
+  // Seconds and nanoseconds apart: a double cannot hold nanoseconds since 1970 exactly.
   const std::int64_t seconds = modified / kNanoseconds;
   return static_cast<double>(seconds) - kReferenceDateAfterUnixEpoch +
          static_cast<double>(modified % kNanoseconds) / static_cast<double>(kNanoseconds);
@@ -121,7 +117,7 @@ std::optional<std::string> homeFolder(const std::string& user) {
 }
 
 std::string copyPrivately(const std::string& from, const std::string& to) {
-  // Not waiting for a named pipe that took the file's place.
+  // O_NONBLOCK: does not wait if a named pipe has replaced the file.
   const FileDescriptor source(::open(from.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   struct stat status {};
   if (source.get() < 0 || ::fstat(source.get(), &status) != 0) return errorText(errno);

@@ -1,4 +1,4 @@
-// What the file system says about a file, and private copies of files. Paths are bytes, not of any encoding.
+// Attributes of files, and private copies of files. Paths are bytes in no particular encoding.
 // Any thread.
 #pragma once
 
@@ -9,7 +9,7 @@
 
 namespace moxtel {
 
-// What tells one state of a file from another. Times in nanoseconds since 1970.
+// Identifies the state of a file, to notice changes. Times in nanoseconds since 1970.
 struct FileStamp {
   enum class Kind : std::uint8_t { Missing, Regular, Other };
   Kind kind = Kind::Missing;
@@ -28,7 +28,7 @@ struct FileStamp {
   }
 };
 
-// Follows symbolic links; never opens the file. A file that cannot be asked about is Missing.
+// Follows symbolic links; never opens the file. A file without readable attributes is Missing.
 FileStamp stampOf(const std::string& path);
 
 // Whether this process may read a file, or list a folder; false for one that is not there.
@@ -37,24 +37,25 @@ bool isReadable(const std::string& path);
 // The path without symbolic links; the path itself where it cannot be resolved.
 std::string resolvedPath(const std::string& path);
 
-// Whether the file's file system grants advisory locks; true as well for a file that cannot be opened. Never
-// for a file on which this process holds locks: they would be gone afterwards.
+// Whether the file's file system supports advisory locks; also true for a file that cannot be opened. Do not
+// call it for a file on which this process holds locks: closing a descriptor drops them.
 bool grantsLocks(const std::string& path);
 
-// Bytes that may still be written in a folder; 0 when nobody knows.
+// The free bytes of a folder's file system for this user; 0 if unknown.
 std::uint64_t freeBytesIn(const std::string& folder);
 
 // The home folder of a user, by name; of the current one for an empty name.
 std::optional<std::string> homeFolder(const std::string& user);
 
-// Copies a regular file's bytes into a new file that only this user can read. An empty text, or what went
-// wrong; then there may be a part of a copy.
+// Copies a regular file's bytes into a new file that only this user can read. Returns an empty text, or the
+// error; then there may be a partial copy.
 [[nodiscard]] std::string copyPrivately(const std::string& from, const std::string& to);
 
 // A new folder that only this user can enter; it and the files in it are removed with the object.
 class PrivateFolder final {
  public:
-  // In a folder that exists, with a name that begins with this. path() is empty when it could not be made.
+  // Inside an existing folder, with a name that begins with the prefix. path() is empty when it could not be
+  // made.
   PrivateFolder(const std::string& parent, std::string_view prefix);
   ~PrivateFolder();
   PrivateFolder(const PrivateFolder&) = delete;

@@ -6,11 +6,11 @@
 
 namespace moxtel {
 
-// XDG_CONFIG_HOME or ~/.config (~/Library/Preferences on macOS). For a service that has one, its state
-// folder: the first of STATE_DIRECTORY, which the service manager sets.
+// XDG_CONFIG_HOME or ~/.config. For a service, its state folder where
+// it has one: the first of STATE_DIRECTORY, which the service manager sets.
 std::string settingsFolder();
 
-// XDG_DATA_HOME or ~/.local/share (~/Library/Application Support on macOS).
+// XDG_DATA_HOME or ~/.local/share.
 std::string applicationSupportFolder();
 
 // TMPDIR or /tmp.

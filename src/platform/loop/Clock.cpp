@@ -21,7 +21,7 @@ class SystemClock final : public Clock {
 
 // Milliseconds since the Unix epoch, within what a calendar of four-digit years can show.
 std::int64_t unixMilliseconds(Date moment) {
-  constexpr double kFirst = -62135510400.0;  // 0001-01-02: one day's room for the time zone
+  constexpr double kFirst = -62135510400.0;  // 0001-01-02: a day's margin for the time zone
   constexpr double kLast = 253402214399.0;   // 9999-12-30
   const double seconds = moment.seconds + kReferenceDateAfterUnixEpoch;
   const double within = std::isnan(seconds) ? 0 : std::clamp(seconds, kFirst, kLast);

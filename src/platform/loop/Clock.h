@@ -1,4 +1,4 @@
-// What time it is. Tests hand in a clock of their own.
+// The current time. Tests use a clock of their own.
 #pragma once
 
 #include <string>
@@ -27,8 +27,8 @@ const Clock& systemClock();
 // give the nearest of them.
 std::string localDateAndMilliseconds(Date moment);
 
-// A moment's local day after a pattern of the Unicode date format syntax; yyyy, MM and dd are filled in,
-// everything else stands for itself ("yyyy-MM-dd" gives "2016-07-12").
+// A moment's local day, formatted by a pattern of the Unicode date format syntax; yyyy, MM and dd are filled
+// in, everything else is copied ("yyyy-MM-dd" gives "2016-07-12").
 std::string localDay(Date moment, std::string_view pattern);
 
 }  // namespace moxtel

@@ -13,8 +13,8 @@
 
 namespace moxtel {
 
-// What other threads touch: the tasks, in their order, and the way to wake the loop. A thread is woken after
-// the lock is given back: it would only wait for it.
+// What other threads use: the tasks, in order, and the means to wake the loop. A thread is woken after the
+// lock is released, because it would only wait for it.
 class CoreLoop::Queue {
  public:
   enum class Kind : unsigned char { Posted, WaitedFor, Quit };
@@ -40,7 +40,7 @@ class CoreLoop::Queue {
     return entry;
   }
 
-  // The task refers to the waiting thread's stack: it is destroyed here, whoever holds the entry longest.
+  // The task refers to the waiting thread's stack: it is destroyed here, even if the entry lives longer.
   bool waitFor(const std::shared_ptr<Entry>& entry) {
     {
       std::unique_lock lock(mutex_);
@@ -50,7 +50,7 @@ class CoreLoop::Queue {
     return entry->succeeded;
   }
 
-  // In its turn, so that it comes after what was posted before.
+  // In order, so that it runs after the tasks posted before.
   void addQuit(int code) {
     bool sleeping = false;
     {
@@ -63,8 +63,8 @@ class CoreLoop::Queue {
     if (sleeping) added_.notify_one();
   }
 
-  // What was posted until now: what these post comes on a later turn. Waits for something to be posted, but
-  // not beyond the moment; without one as long as it takes.
+  // The tasks posted until now; what these post comes on a later turn. Waits for a task until the given
+  // moment; without one it waits as long as it takes.
   Entries take(std::optional<SteadyTime> until) {
     std::unique_lock lock(mutex_);
     const auto isWoken = [&] { return !entries_.empty(); };
@@ -95,7 +95,7 @@ class CoreLoop::Queue {
   }
 
   void end() {
-    Entries dropped;  // destroyed after the lock is given back: a task's destruction may post
+    Entries dropped;  // destroyed after the lock is released: a task's destruction may post
     const std::lock_guard lock(mutex_);
     ended_ = true;
     dropped.swap(entries_);
@@ -119,11 +119,11 @@ class CoreLoop::Queue {
   std::condition_variable finished_;
   Entries entries_;
   std::optional<int> exitCode_;
-  bool sleeping_ = false;  // the loop waits, and nobody has woken it yet
+  bool sleeping_ = false;  // the loop waits and was not woken yet
   bool ended_ = false;
 };
 
-// The loop's thread only. A handful at a time, so a plain list.
+// The loop's thread only. A plain list: there are few timers.
 class CoreLoop::Timers {
  public:
   struct Entry {
@@ -150,7 +150,7 @@ class CoreLoop::Timers {
     return first == entries_.end() ? std::nullopt : std::optional((*first)->due);
   }
 
-  // Calls each timer that is due now, once, in their order.
+  // Calls each timer that is due now once, in order.
   void runDue() {
     if (entries_.empty()) return;
     const SteadyTime now = std::chrono::steady_clock::now();
@@ -173,7 +173,7 @@ class CoreLoop::Timers {
   // The caller holds the entry: its own call may cancel it.
   void run(Entry& entry, SteadyTime now) {
     if (entry.interval) {
-      // One that comes late is called once for all the times missed.
+      // A late timer is called once for all the intervals that it missed.
       entry.due = std::max(entry.due + *entry.interval, now);
     } else {
       std::erase_if(entries_, [&](const auto& each) { return each.get() == &entry; });
@@ -224,7 +224,7 @@ bool CoreLoop::runTurn() {
   return true;
 }
 
-// Here and below the queue is held: the loop may end, and be destroyed, before it was woken to the end.
+// Here and below a reference to the queue is held: the loop may end and be destroyed while it is being woken.
 void CoreLoop::quit(int code) {
   const auto queue = queue_;
   queue->addQuit(code);

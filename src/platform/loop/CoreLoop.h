@@ -1,9 +1,9 @@
-// The real event loop. Its thread is the one that calls run(), also after run() has returned: what lives on
-// the loop is taken down there. Before run() it has no thread: isCurrent() is false everywhere, what is
-// posted runs once run() is called, and performAndWait() waits for that.
+// The real event loop. Its thread is the one that calls run(), even after run() has returned: objects that
+// live on the loop are destroyed there. Before run() it has no thread: isCurrent() is false everywhere,
+// posted tasks run once run() is called, and performAndWait() waits for that.
 //
-// A program makes the loop, posts its start and calls run(). Timers are made from within run(), or before it
-// by the thread that will call it; they may outlive the loop.
+// A program makes the loop, posts its first task and calls run(). Timers are made from within run(), or
+// before it by the thread that will call it; they may outlive the loop.
 //
 // Built on a condition variable and not on a toolkit's loop: every request comes in through performAndWait(),
 // and waking a loop that watches descriptors costs three more system calls each time.
@@ -21,8 +21,8 @@ namespace moxtel {
 class CoreLoop final : public EventLoop {
  public:
   CoreLoop();
-  // Ends the loop, if run() has not done so. No other thread may enter it by now; one that waits in
-  // performAndWait() is released.
+  // Ends the loop, if run() has not done so. No other thread may enter it any more; one that waits
+  // in performAndWait() is released.
   ~CoreLoop() override;
   CoreLoop(const CoreLoop&) = delete;
   CoreLoop& operator=(const CoreLoop&) = delete;
@@ -49,7 +49,7 @@ class CoreLoop final : public EventLoop {
   // Waits for tasks or timers that are due, and runs them; false after a quit().
   bool runTurn();
 
-  // Shared with the threads that wait, so that the last of them leaves it in peace.
+  // Shared with the threads that wait, so that it lives until the last of them has left it.
   std::shared_ptr<Queue> queue_;
   // Shared with the timers.
   std::shared_ptr<Timers> timers_;

@@ -1,8 +1,8 @@
-// The core thread's event loop: tasks, timers, and the way in from other threads.
+// The core thread's event loop: tasks, timers, and calls from other threads.
 //
 // One loop lives on one thread, the core thread: everything that the rest of the system calls the main thread
-// runs there, one task at a time. EventLoop is what classes ask for; CoreLoop (CoreLoop.h) is the real one,
-// FakeEventLoop (FakeEventLoop.h) one whose clock a test moves.
+// runs there, one task at a time. Classes use EventLoop; CoreLoop (CoreLoop.h) is the real one, FakeEventLoop
+// (FakeEventLoop.h) has a clock that tests move.
 #pragma once
 
 #include <chrono>
@@ -37,7 +37,7 @@ class EventLoop {
   // thread.
   virtual bool performAndWait(Task task) = 0;
 
-  // Calls the task once after the delay, or again and again. Loop's thread only.
+  // Calls the task once after the delay, or repeatedly. Loop's thread only.
   [[nodiscard]] virtual std::unique_ptr<Timer> callAfter(Duration delay, Task task) = 0;
   [[nodiscard]] virtual std::unique_ptr<Timer> callEvery(Duration interval, Task task) = 0;
 

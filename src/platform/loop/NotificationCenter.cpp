@@ -17,7 +17,7 @@ void NotificationCenter::removeObserver(Token token) {
 }
 
 void NotificationCenter::post(std::string_view name, const void* object, Value userInfo) {
-  // Observers run without the lock: one of them may post, observe or wait for the core thread.
+  // Observers run without the lock: they may post, observe or wait for the core thread.
   std::vector<std::shared_ptr<Observer>> called;
   {
     const std::lock_guard lock(mutex_);

@@ -1,8 +1,8 @@
-// Tells observers of a name what happened. Observers run on the thread that posts, one after another in the
-// order of registration, before post() returns.
+// Posts notifications to the observers of a name. Observers run on the thread that posts, in the order of
+// registration, before post() returns.
 //
-// Any thread. An observer may add and remove observers. Removing one waits for nothing: an observer that runs
-// on another thread at that moment runs to its end.
+// Any thread. An observer may add and remove observers. Removing one does not wait: an observer that
+// is running on another thread runs to its end.
 #pragma once
 
 #include <cstdint>
@@ -19,7 +19,7 @@ namespace moxtel {
 
 struct Notification {
   std::string name;
-  const void* object = nullptr;  // who posted; compared only
+  const void* object = nullptr;  // the sender; compared only
   Value userInfo;                // a dictionary, or nil when there is none
 };
 
@@ -28,7 +28,7 @@ class NotificationCenter final {
   using Observer = std::function<void(const Notification&)>;
   using Token = std::uint64_t;
 
-  // Observes a name, whoever posts it.
+  // Observes a name, from every sender.
   Token addObserver(std::string_view name, Observer observer);
   void removeObserver(Token token);
   void post(std::string_view name, const void* object, Value userInfo);

@@ -19,15 +19,15 @@ namespace {
 
 constexpr int kTries = 1000;
 
-// What the handler, which may run at any moment, can reach.
+// The signal handler, which may run at any moment, writes to this descriptor.
 std::atomic<int> handlerPipe{-1};
 static_assert(std::atomic<int>::is_always_lock_free);
 
 void handleSignal(int signal) {
   const int before = errno;
   const auto number = static_cast<unsigned char>(signal);
-  // A full pipe holds signals enough. Any other failure, as for want of memory, is worth some more tries:
-  // with a signal that is lost a server does not end.
+  // A full pipe holds enough signals. After any other failure, such as lack of memory, the write is repeated:
+  // a server whose signal is lost would not end.
   for (int i = 0; i < kTries && ::write(handlerPipe, &number, 1) < 0 && errno != EAGAIN; ++i) {
   }
   errno = before;
@@ -39,10 +39,12 @@ constexpr unsigned char kNoSignal = 0;
 
 class SignalWatcher::Implementation {
  public:
-  using Told = std::function<void(int)>;
+  using Handler = std::function<void(int)>;
 
-  Implementation(const std::vector<int>& signals, Hop hop, Told told, Told atOnce)
-      : hop_(std::move(hop)), told_(std::make_shared<Told>(std::move(told))), atOnce_(std::move(atOnce)) {
+  Implementation(const std::vector<int>& signals, Post post, Handler handle, Handler handleAtOnce)
+      : post_(std::move(post)),
+        handle_(std::make_shared<Handler>(std::move(handle))),
+        handleAtOnce_(std::move(handleAtOnce)) {
     if (!pipe_.readEnd) throw std::runtime_error("no pipe for signals");
     thread_ = std::thread([this] { run(); });
     handlerPipe = pipe_.writeEnd.get();
@@ -67,13 +69,13 @@ class SignalWatcher::Implementation {
     if (::sigaction(signal, &action, &before) == 0) before_.emplace_back(signal, before);
   }
 
-  // On the watcher's thread, as is what follows.
+  // This and the following run on the watcher's thread.
   void run() {
     for (unsigned char signal = nextSignal(); signal != kNoSignal; signal = nextSignal()) {
-      if (atOnce_) runLogged([&] { atOnce_(signal); });
-      hop_([signal, weak = std::weak_ptr(told_)] {
-        // Held: the call may destroy this watcher.
-        if (const auto told = weak.lock()) runLogged([&] { (*told)(signal); });
+      if (handleAtOnce_) runLogged([&] { handleAtOnce_(signal); });
+      post_([signal, weak = std::weak_ptr(handle_)] {
+        // A reference is held: the call may destroy this watcher.
+        if (const auto handle = weak.lock()) runLogged([&] { (*handle)(signal); });
       });
     }
   }
@@ -88,19 +90,19 @@ class SignalWatcher::Implementation {
   }
 
   const Pipe pipe_ = makePipe(PipeBlocking::NonBlocking);
-  const Hop hop_;
-  const std::shared_ptr<Told> told_;
-  const Told atOnce_;
+  const Post post_;
+  const std::shared_ptr<Handler> handle_;
+  const Handler handleAtOnce_;
   std::thread thread_;
   std::vector<std::pair<int, struct sigaction>> before_;
 };
 
 std::vector<int> SignalWatcher::usualSignals() { return {SIGTERM, SIGINT, SIGHUP, SIGUSR1}; }
 
-SignalWatcher::SignalWatcher(const std::vector<int>& signals, Hop hop, std::function<void(int)> told,
-                             std::function<void(int)> atOnce)
-    : implementation_(
-          std::make_unique<Implementation>(signals, std::move(hop), std::move(told), std::move(atOnce))) {}
+SignalWatcher::SignalWatcher(const std::vector<int>& signals, Post post, std::function<void(int)> handle,
+                             std::function<void(int)> handleAtOnce)
+    : implementation_(std::make_unique<Implementation>(signals, std::move(post), std::move(handle),
+                                                       std::move(handleAtOnce))) {}
 
 SignalWatcher::~SignalWatcher() = default;
 

@@ -1,8 +1,8 @@
 // Turns signals of this process into calls on the thread of a loop.
 //
 // Made and destroyed on the thread that runs, or will run, the loop; one at a time in a process. Destroying
-// it restores what the signals did before, and nothing is called afterwards. A signal that comes while one of
-// the same number has not been told yet may be told once.
+// it restores the previous signal handling, and nothing is called afterwards. Signals of the same number that
+// arrive before the first of them is delivered may be delivered as one.
 #pragma once
 
 #include <functional>
@@ -13,17 +13,17 @@ namespace moxtel {
 
 class SignalWatcher final {
  public:
-  // The signals that a server heeds: to end (SIGTERM, SIGINT), and SIGHUP and SIGUSR1.
+  // The signals that a server handles: SIGTERM and SIGINT, which end it, SIGHUP and SIGUSR1.
   static std::vector<int> usualSignals();
 
-  // Has a call run on the loop's thread, later. Called on a thread of the watcher's own; the call may be
-  // dropped where the loop has ended.
-  using Hop = std::function<void(std::function<void()> call)>;
+  // Posts a call to the loop's thread. Called on the watcher's own thread; the call may be dropped when the
+  // loop has ended.
+  using Post = std::function<void(std::function<void()> call)>;
 
-  // told is called on the loop's thread. atOnce, when given, hears each signal before that, on a thread of
-  // its own: what must not wait for a loop that is busy.
-  SignalWatcher(const std::vector<int>& signals, Hop hop, std::function<void(int signal)> told,
-                std::function<void(int signal)> atOnce = {});
+  // handle is called on the loop's thread. handleAtOnce, if given, is called before that on the watcher's own
+  // thread, for work that must not wait for a busy loop.
+  SignalWatcher(const std::vector<int>& signals, Post post, std::function<void(int signal)> handle,
+                std::function<void(int signal)> handleAtOnce = {});
   ~SignalWatcher();
   SignalWatcher(const SignalWatcher&) = delete;
   SignalWatcher& operator=(const SignalWatcher&) = delete;

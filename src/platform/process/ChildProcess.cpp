@@ -4,11 +4,9 @@
 #include <poll.h>
 #include <signal.h>
 #include <spawn.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
-#ifdef __linux__
-#include <sys/syscall.h>
-#endif
 
 #include <algorithm>
 #include <array>
@@ -18,8 +16,8 @@
 
 #include "platform/process/Pipe.h"
 
-// posix_spawn and not QProcess: that leaves every descriptor without close-on-exec to the child, and needs an
-// object on one thread.
+// posix_spawn, because QProcess passes every descriptor without close-on-exec to the child and is bound to
+// one thread.
 
 extern char** environ;
 
@@ -30,13 +28,13 @@ namespace {
 using SteadyClock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-// A child that was killed is gone at once, unless the kernel itself is stuck on its behalf.
+// A killed child ends at once, unless it is blocked inside the kernel.
 constexpr milliseconds kPatienceAfterKill{2000};
-// How often a child is looked at where no descriptor tells of its end.
+// How often the child's state is checked where no descriptor reports its end.
 constexpr milliseconds kLookInterval{20};
 
-// Writing to a child that does not read must give an error, not a signal, whatever the program does about
-// SIGPIPE.
+// Makes writing to a child that does not read give an error instead of SIGPIPE, however the program handles
+// that signal.
 class SigpipeBlocker final {
  public:
   SigpipeBlocker() {
@@ -78,8 +76,8 @@ class FileActions final {
   posix_spawn_file_actions_t actions_{};
 };
 
-// Of a process group of its own, so that a kill reaches what the child has started; no signal blocked or
-// ignored.
+// Puts the child into its own process group, so that a kill also reaches its children, with no signal blocked
+// or ignored.
 class Attributes final {
  public:
   Attributes() {
@@ -118,7 +116,7 @@ class Run final {
     if (ending_) {
       kill();
     } else {
-      // What a dead child left in its pipes; one that it started may hold them open for ever.
+      // Reads what a dead child left in its pipes. Its own children may keep them open.
       readAll(output_, Stream::Output);
       readAll(error_, Stream::Error);
     }
@@ -143,10 +141,8 @@ class Run final {
     for (const FileDescriptor* ours : {&input_, &output_, &error_}) {
       if (*ours) setNonBlocking(ours->get());
     }
-#ifdef __linux__
-    // By its number: the C library's header of this lacks what C++ needs.
+    // By number, because the C library's header for it cannot be used from C++.
     end_ = FileDescriptor(static_cast<int>(::syscall(SYS_pidfd_open, child_, 0)));
-#endif
     return true;
   }
 
@@ -165,9 +161,7 @@ class Run final {
     }
     ::posix_spawn_file_actions_adddup2(actions.get(), output.writeEnd.get(), STDOUT_FILENO);
     ::posix_spawn_file_actions_adddup2(actions.get(), error.writeEnd.get(), STDERR_FILENO);
-#ifdef __GLIBC__
     ::posix_spawn_file_actions_addclosefrom_np(actions.get(), STDERR_FILENO + 1);
-#endif
     std::vector<char*> words{const_cast<char*>(request_.program.c_str())};
     for (const auto& word : request_.arguments) words.push_back(const_cast<char*>(word.c_str()));
     words.push_back(nullptr);
@@ -176,7 +170,7 @@ class Run final {
                           environ);
   }
 
-  // Waits for something to happen, and sees to it.
+  // Polls the child's pipes and services those that are ready.
   void step() {
     std::array<pollfd, 4> waited{pollfd{input_.get(), POLLOUT, 0}, pollfd{output_.get(), POLLIN, 0},
                                  pollfd{error_.get(), POLLIN, 0}, pollfd{end_.get(), POLLIN, 0}};
@@ -202,12 +196,12 @@ class Run final {
     const std::string_view rest = std::string_view(request_.input).substr(written_);
     const ssize_t count = ::write(input_.get(), rest.data(), rest.size());
     if (count > 0) written_ += static_cast<std::size_t>(count);
-    // A child that does not read to the end is no error: it may know enough.
+    // A child that does not read all of its input is no error: it may not need the rest.
     const bool failed = count < 0 && errno != EAGAIN && errno != EINTR;
     if (failed || written_ == request_.input.size()) input_.close();
   }
 
-  // False when there is nothing to be had now.
+  // False when no data is available now.
   bool readSome(FileDescriptor& from, Stream stream) {
     std::array<char, 65536> buffer;  // NOLINT: not set before it is read into
     const ssize_t count = ::read(from.get(), buffer.data(), buffer.size());
@@ -237,7 +231,7 @@ class Run final {
     } else if (!isReadingStopped_ && !within.empty()) {
       isReadingStopped_ = !request_.onOutput(within);
     }
-    // What nobody wants any more is read away, so that the child can go on to its end.
+    // Discards further output, so that the child can run to its end.
     const bool isWanted = stream == Stream::Error || !isReadingStopped_;
     if (within.size() < chunk.size() && isWanted) ending_ = ProcessResult::Ending::TooMuchOutput;
   }
@@ -251,7 +245,7 @@ class Run final {
   }
 
   void kill() {
-    // A child that is gone has given its number back.
+    // The number of a child that was reaped may belong to another process.
     if (isReaped_) return;
     ::kill(-child_, SIGKILL);
     ::kill(child_, SIGKILL);
@@ -281,7 +275,7 @@ class Run final {
   FileDescriptor input_;
   FileDescriptor output_;
   FileDescriptor error_;
-  FileDescriptor end_;  // readable once the child has ended; none where the system has no such thing
+  FileDescriptor end_;  // readable once the child has ended; empty where the system has no such descriptor
   std::size_t written_ = 0;
   std::size_t outputCount_ = 0;
   std::size_t errorCount_ = 0;

@@ -1,5 +1,5 @@
-// Runs another program and reads what it prints. No shell: the words reach the program as they are. The child
-// gets no descriptor of ours but its standard ones.
+// Runs another program and reads what it prints. No shell: the arguments reach the program unchanged. The
+// child inherits only the standard descriptors.
 #pragma once
 
 #include <atomic>
@@ -15,13 +15,13 @@ namespace moxtel {
 struct ProcessRequest {
   std::string program;  // absolute path, or a name looked up in PATH
   std::vector<std::string> arguments;
-  std::string input;                          // for its standard input, which is closed after it
+  std::string input;                          // for its standard input, which is then closed
   std::chrono::milliseconds timeout{10'000};  // of the whole run; then the child is killed
-  std::size_t outputLimit = 1 << 20;          // bytes of each stream; past it the child is killed
-  // Called for every chunk of standard output as it arrives; false stops the reading (the child may go on to
-  // its end, within the time-out). Without it the output is collected.
+  std::size_t outputLimit = 1 << 20;          // bytes of each stream; beyond that the child is killed
+  // Called for every chunk of standard output as it arrives; false stops the reading (the child may run on
+  // until the time-out). Without it the output is collected.
   std::function<bool(std::string_view chunk)> onOutput;
-  // Set by another thread, it ends the run soon: the child is killed. Borrowed.
+  // Another thread sets it to end the run soon: the child is killed. Borrowed.
   const std::atomic<bool>* cancelled = nullptr;
 };
 
@@ -30,7 +30,7 @@ struct ProcessResult {
   Ending ending = Ending::NotStarted;
   int exitStatus = -1;  // when Exited
   std::string output;   // when there was no onOutput
-  std::string error;    // standard error; when NotStarted why
+  std::string error;    // standard error; the reason when NotStarted
 };
 
 class ProcessRunner {

@@ -1,5 +1,5 @@
-// For a program that reads one strange file for a server: gives away, before the file is looked at, what it
-// does not need. The calling process; there is no way back.
+// For a program that reads one untrusted file for a server: drops all rights that it does not need before it
+// reads the file. Applies to the calling process and cannot be undone.
 #pragma once
 
 #include <cstdint>
@@ -10,19 +10,19 @@
 namespace moxtel {
 
 struct ProcessBounds {
-  std::uint64_t memory = 0;            // bytes of addresses; not heeded in builds with a sanitizer
+  std::uint64_t memory = 0;            // bytes of addresses; ignored in builds with a sanitizer
   std::uint64_t processorSeconds = 0;  // of all threads
   std::uint64_t writtenFile = 0;       // bytes; 0: no file can be written
 };
 
-// The process also ends with the one that started it, gains no privileges, and leaves no core file.
+// The process also ends together with its parent, gains no privileges, and leaves no core file.
 void confineThisProcess(const ProcessBounds& bounds);
 
 // A file mapped into memory for the rest of the process's life; a shrinking file ends the process and nothing
 // else. Empty when there is nothing to map.
 std::span<const std::uint8_t> mappedForEver(const OpenFile& file);
 
-// All of it to standard output; false when nobody reads it any more.
+// Writes all bytes to standard output; false when its reader has closed it.
 [[nodiscard]] bool writeToStandardOutput(std::span<const std::uint8_t> bytes);
 
 }  // namespace moxtel

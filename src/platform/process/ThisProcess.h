@@ -6,22 +6,22 @@
 
 namespace moxtel {
 
-// What a main calls first, before it opens anything: descriptors 0 to 2 are opened on /dev/null if they are
-// closed (descriptor 0 means "no client" to the server, and a log line must not end in somebody's socket),
-// writing to a connection that is gone gives an error, not a SIGPIPE, and how a child ended is known whatever
-// the program that started this one did about it.
+// Every main calls this first, before it opens anything. Opens descriptors 0 to 2 on /dev/null if they are
+// closed (descriptor 0 means "no client" to the server, and a log line must not be written into a socket),
+// makes writing to a closed connection give an error instead of SIGPIPE, and makes the exit status of
+// children available even if the parent process ignored SIGCHLD.
 void prepareProcess();
 
-// The parts of it. Only while there is one thread.
+// The parts of prepareProcess(). Only while there is one thread.
 void openStandardDescriptors();
 void ignoreBrokenPipes();
-void heedEndsOfChildren();
+void restoreChildSignal();
 
 // Blocks every signal on the calling thread, so that another thread handles them.
 void blockSignals();
 
-// Runs a program to its end and gives its exit status. When it lacks what it cannot do without, such as
-// descriptors, threads or memory, standard error says which, and the status is 1.
+// Runs a program to its end and returns its exit status. When it throws, for lack of descriptors, threads or
+// memory, standard error gets the reason, and the status is 1.
 int runProgram(const std::function<int()>& program);
 
 // The process identifier. Any thread.
@@ -30,11 +30,11 @@ int processIdentifier();
 // The program's name without its path. Any thread.
 const std::string& processName();
 
-// The folder that the running program lies in, without a slash at the end; empty if the system does not tell.
+// The folder that the running program lies in, without a slash at the end; empty if it is unknown.
 // Any thread.
 std::string programFolder();
 
-// The release of the kernel, as uname() tells it; empty if it does not. Any thread.
+// The release of the kernel by uname(); empty if it is unknown. Any thread.
 std::string kernelRelease();
 
 }  // namespace moxtel

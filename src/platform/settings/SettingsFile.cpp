@@ -53,7 +53,7 @@ int hexDigit(char c) {
   return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
 }
 
-// The character that the escape at text[i] (behind the backslash) stands for; moves i to its last character.
+// Decodes the escape whose character after the backslash is text[i]; moves i to its last character.
 char unescaped(std::string_view text, std::size_t& i) {
   switch (text[i]) {
     case 'n':
@@ -92,7 +92,7 @@ std::string prefixOfSection(std::string_view line) {
   return name == "General" || name.empty() ? std::string() : std::string(name) + '/';
 }
 
-// Bytes go through QString one to one, so that no encoding can lose any.
+// QString holds the bytes one to one (Latin-1), so that no encoding loses any.
 QString lettersOf(std::string_view bytes) {
   return QString::fromLatin1(bytes.data(), static_cast<qsizetype>(bytes.size()));
 }

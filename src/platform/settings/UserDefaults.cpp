@@ -44,7 +44,7 @@ const DefaultKey* keyOfOption(std::string_view option, const std::vector<Default
 
 std::string quoted(std::string_view text) { return "'" + std::string(text) + "'"; }
 
-// What is wrong with an option's value; empty if nothing is.
+// Why an option's value is invalid; empty if it is valid.
 std::string problemWith(const DefaultKey& key, std::string_view value) {
   const std::string option = "-" + std::string(key.name);
   if (value.find('\0') != std::string_view::npos) return "the value of " + option + " holds a NUL";

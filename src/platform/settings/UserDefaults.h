@@ -1,7 +1,7 @@
-// User defaults: settings by key, strongest first from the command line (-Key value), from the user's
-// settings file, from the registered values.
+// User defaults: settings by key. The command line (-Key value) overrides the user's settings file, which
+// overrides the registered values.
 //
-// Typed reads are the platform's: an absent key reads NO, 0, or nothing; a text that is no number reads 0.
+// An absent key reads as NO, 0, or nothing; a text that is not a number reads as 0.
 // Any thread.
 #pragma once
 
@@ -17,14 +17,14 @@
 
 namespace moxtel {
 
-// Where settings that outlive the process are kept; UserDefaults calls it under its own lock.
+// Stores the settings that outlive the process. UserDefaults calls it under its own lock.
 class SettingsStore {
  public:
   virtual ~SettingsStore() = default;
   virtual std::optional<std::string> read(std::string_view key) = 0;
   virtual void write(std::string_view key, std::string_view value) = 0;
   virtual void remove(std::string_view key) = 0;
-  // For messages: the file's path, or what stands in for one.
+  // For messages: the file's path, or a description.
   virtual std::string where() const = 0;
 
  protected:
@@ -45,13 +45,12 @@ class MemorySettingsStore : public SettingsStore {
   std::map<std::string, std::string, std::less<>> values_;
 };
 
-// The user's settings file (XDG configuration folder; $STATE_DIRECTORY of a service; the platform's place on
-// macOS).
+// The user's settings file (XDG configuration folder; $STATE_DIRECTORY of a service).
 std::unique_ptr<SettingsStore> makeUserSettingsStore();
 
 enum class DefaultKind : std::uint8_t { Text, Boolean, Integer };
 
-// A key that the command line may set, with a word for --help.
+// A key that the command line may set, with the placeholder of its value for --help.
 struct DefaultKey {
   std::string_view name;
   DefaultKind kind = DefaultKind::Text;
@@ -63,7 +62,7 @@ class UserDefaults final {
   explicit UserDefaults(std::unique_ptr<SettingsStore> store = std::make_unique<MemorySettingsStore>());
 
   // Takes "-Key value" pairs. The keys are those given; booleans YES/NO/true/false/1/0, integers decimal.
-  // Returns an empty text, or what is wrong, for the user; nothing is taken in that case.
+  // Returns an empty text, or an error message for the user; then no value is changed.
   [[nodiscard]] std::string parseArguments(const std::vector<std::string>& arguments,
                                            const std::vector<DefaultKey>& keys);
   void registerDefaults(const Dictionary& values);
@@ -71,8 +70,7 @@ class UserDefaults final {
   std::optional<std::string> stringForKey(std::string_view key) const;
   bool boolForKey(std::string_view key) const;
   std::int64_t integerForKey(std::string_view key) const;
-  // Stored in the settings file; a value from the command line still wins while the process runs, unless it
-  // is the same key: then the new value counts from now on.
+  // Stores a value in the settings file. It also replaces a value of the key from the command line.
   void setString(std::string_view key, std::string_view value);
   void setBool(std::string_view key, bool value);
   void remove(std::string_view key);

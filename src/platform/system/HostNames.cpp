@@ -24,8 +24,7 @@ namespace moxtel {
 
 namespace {
 
-// Look-ups that nobody waits for any more; a stranger who comes again and again must not fill the process
-// with threads.
+// Bounds the threads of look-ups whose caller has timed out: an untrusted peer can cause them.
 constexpr int kMostUnanswered = 16;
 
 struct LookUp {
@@ -35,7 +34,7 @@ struct LookUp {
   std::optional<std::string> answer;
 };
 
-// Shared with the threads, which may outlive everything else of the process.
+// Shared with the threads, which may outlive all other objects of the process.
 struct Counter {
   std::mutex mutex;
   int running = 0;

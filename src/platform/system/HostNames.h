@@ -21,12 +21,12 @@ std::vector<std::string> localIPv4Addresses();
 std::string whyInterfacesCannotBeWatched();
 
 // The host name of an IPv4 address in dotted-quad text; nothing when it has none, or when the answer takes
-// longer than the limit (the look-up then ends by itself, its answer unused).
+// longer than the limit (the look-up then continues, and its answer is dropped).
 std::optional<std::string> nameOfHost(const std::string& address,
                                       std::chrono::milliseconds limit = std::chrono::milliseconds(2000));
 
-// Asks on a thread of its own and waits no longer than the limit; the question may go on after that, and its
-// answer is dropped. With many questions unanswered no further one is asked. The question must not throw.
+// Runs the question on its own thread and waits for the answer up to the limit; a later answer is dropped.
+// While 16 questions are unanswered, further ones get no answer. The question must not throw.
 std::optional<std::string> answerWithin(std::chrono::milliseconds limit,
                                         std::function<std::optional<std::string>()> question);
 

@@ -21,7 +21,7 @@ bool notifyServiceManager(std::string_view state) {
   const std::size_t length = std::strlen(path);
   if (length >= sizeof address.sun_path) return false;
   std::memcpy(address.sun_path, path, length);
-  // "@name" is a name that no file system knows.
+  // "@name" is an abstract socket address, outside the file system.
   if (address.sun_path[0] == '@') address.sun_path[0] = '\0';
   const FileDescriptor socket(::socket(AF_UNIX, SOCK_DGRAM, 0));
   if (!socket) return false;

@@ -1,5 +1,5 @@
-// What concerns a service manager: how this service is, and whether its journal reads what is printed. Any
-// thread.
+// Reports the state of this service to a service manager, and finds out whether its journal reads a stream.
+// Any thread.
 #pragma once
 
 #include <cstdio>
@@ -8,8 +8,7 @@
 namespace moxtel {
 
 // "READY=1", "STOPPING=1". The protocol is one datagram of "KEY=value" to the socket that NOTIFY_SOCKET names
-// (sd_notify(3)); nothing happens where there is none. False when there is a service manager that could not
-// be told.
+// (sd_notify(3)); without it nothing is sent. False when sending failed.
 bool notifyServiceManager(std::string_view state);
 
 enum class OutputKind : unsigned char { Plain, Journal };

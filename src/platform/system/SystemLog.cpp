@@ -22,7 +22,7 @@ std::shared_ptr<const SystemLogSink> sink() {
   return currentSink;
 }
 
-// A line that cannot be written is lost: there is nobody left to tell.
+// A line that cannot be written is lost: there is no other place to report it.
 void writeAll(std::string_view text) {
   while (!text.empty()) {
     const ssize_t written = ::write(STDERR_FILENO, text.data(), text.size());

@@ -1,10 +1,10 @@
-// The system log: for lines that a developer must always be able to see. On standard error, each with date
-// and time to the millisecond, process name and process id:
+// The system log, for lines that developers must always see. It is standard error; each line has the date and
+// time in milliseconds, the process name and the process identifier:
 //
 //     2016-07-12 09:05:03.250 moxtelserverd[1234] text
 //
-// Any thread. A line is written with one call, so lines of two threads do not mix. Control characters of the
-// text stay as they are; a text is never a format string.
+// Any thread. A line is written with one call, so lines of two threads do not mix. Control characters in
+// the text are kept; a text is never a format string.
 #pragma once
 
 #include <functional>
