@@ -59,7 +59,6 @@ OWNERS = [
 ]
 # Files outside those folders that may include such a header all the same, each with its reason.
 OTHER_OWNERS = {
-    ("library/albumdata/AlbumDataXml.cpp", "expat.h"): "reads AlbumData.xml by rules of its own",
     ("value/Pages.cpp", "sys/mman.h"): "pages of large texts",
     ("value/Pages.cpp", "unistd.h"): "pages of large texts",
 }
