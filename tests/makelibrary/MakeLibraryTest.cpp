@@ -164,7 +164,7 @@ TEST_F(MakeLibrary, servesRawMastersFromTheirPreview) {
       "0");
 }
 
-TEST_F(MakeLibrary, holdsTheTwoFoldersThatOthersKnowByName) {
+TEST_F(MakeLibrary, containsTheTwoFoldersKnownByName) {
   const fs::path library = make("a", small());
   EXPECT_EQ(one(library, "Library.apdb",
                 std::string("SELECT name FROM RKFolder WHERE parentFolderUuid = '") +
@@ -230,7 +230,7 @@ TEST_F(MakeLibrary, canBeEmpty) {
   EXPECT_EQ(one(library, "Library.apdb", "SELECT count(*) FROM RKFolder WHERE uuid = 'TopLevelAlbums'"), "1");
 }
 
-TEST_F(MakeLibrary, refusesAFolderThatIsNotEmptyAndLeavesItAlone) {
+TEST_F(MakeLibrary, rejectsAFolderThatIsNotEmptyAndLeavesItUnchanged) {
   std::ofstream(folder_ / "mine") << "text";
   MakeLibraryOptions options = small();
   options.folder = folder_;

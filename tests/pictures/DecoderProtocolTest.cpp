@@ -25,7 +25,7 @@ TEST(DecoderProtocol, bringsAPictureBack) {
   EXPECT_EQ(image->iccProfile, kImage.iccProfile);
 }
 
-TEST(DecoderProtocol, refusesAnAnswerOfAnotherLength) {
+TEST(DecoderProtocol, rejectsAnOutputOfAnotherLength) {
   Bytes answer = answerOf(kImage);
   for (std::size_t size = 0; size < answer.size(); ++size)
     EXPECT_FALSE(pictureIn(std::span(answer).first(size))) << size;
@@ -33,7 +33,7 @@ TEST(DecoderProtocol, refusesAnAnswerOfAnotherLength) {
   EXPECT_FALSE(pictureIn(answer));
 }
 
-TEST(DecoderProtocol, refusesLayoutsAndSizesThatThereAreNot) {
+TEST(DecoderProtocol, rejectsInvalidLayoutsAndSizes) {
   Bytes answer = answerOf(kImage);
   answer[12] = 2;
   EXPECT_FALSE(pictureIn(answer));

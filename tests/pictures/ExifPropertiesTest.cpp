@@ -90,7 +90,7 @@ TEST(ExifProperties, readTextsAsUtf8OrElseLatin1) {
   EXPECT_TRUE(same(ofMain(main), wanted));
 }
 
-TEST(ExifProperties, leaveTagsOutThatNobodyShows) {
+TEST(ExifProperties, omitTagsThatClientsDoNotShow) {
   Directory main;
   main.shorts(0x0213, {1}).shorts(0x0100, {5}).shorts(0x4746, {3}).shorts(0x0106, {2}).shorts(0x0103, {6});
   EXPECT_TRUE(same(ofMain(main), Dictionary{{"PhotometricInterpretation", 2}}));
@@ -152,7 +152,7 @@ TEST(GpsProperties, keepSixDigitsOfTheMinutes) {
   EXPECT_EQ(properties::roundedCoordinate(0, 0, 0), 0.0);
 }
 
-TEST(GpsProperties, arePositiveAndTellTheSideApart) {
+TEST(GpsProperties, arePositiveWithASeparateReference) {
   Directory gps;
   gps.numbers(0x00, BYTE, {2, 3, 0, 0}).text(0x01, "S").rationals(0x02, {{34, 1}, {5513, 100}, {0, 1}});
   gps.text(0x03, "W").rationals(0x04, {{0, 1}, {7, 1}, {545, 10}}).numbers(0x05, BYTE, {1});

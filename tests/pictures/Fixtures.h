@@ -34,7 +34,7 @@ inline void expectNear(const Colour& seen, const Colour& wanted, int tolerance, 
         << where << ": " << testing::PrintToString(seen) << " for " << testing::PrintToString(wanted);
 }
 
-// The middle of each quarter has its colour.
+// The middle of each quarter has its color.
 inline void expectQuarters(const PixelBuffer& image, int tolerance, const Quarters& wanted = {}) {
   ASSERT_GT(image.width, 3U);
   ASSERT_GT(image.height, 3U);

@@ -8,7 +8,7 @@ namespace {
 
 // ---- Photoshop ----
 
-TEST(PhotoshopProperties, tellLayersResolutionAndBlocks) {
+TEST(PhotoshopProperties, includeLayersResolutionAndBlocks) {
   const auto layer = [](const std::string& name, const std::string& blocks = {}) {
     const std::string extra =
         big(0, 4) + big(0, 4) + big(name.size(), 1) + name + std::string(3 - name.size() % 4, '\0') + blocks;
@@ -71,7 +71,7 @@ TEST(GifProperties, passOverOtherExtensions) {
 
 // ---- WebP ----
 
-TEST(WebpProperties, tellHowAnAnimationRuns) {
+TEST(WebpProperties, includeTheTimingOfAnAnimation) {
   const auto block = [](const std::string& type, const std::string& data) {
     return type + little(data.size(), 4) + data + std::string(data.size() % 2, '\0');
   };
@@ -97,7 +97,7 @@ TEST(WebpProperties, tellHowAnAnimationRuns) {
 
 // ---- Windows bitmaps ----
 
-TEST(BitmapProperties, tellDotsPerInch) {
+TEST(BitmapProperties, includeDotsPerInch) {
   const auto bitmap = [](std::uint32_t dots) {
     return propertiesOf("BM" + little(0, 12) + little(40, 4) + little(40, 4) +
                         little(static_cast<std::uint32_t>(-20), 4) + little(1, 2) + little(24, 2) +

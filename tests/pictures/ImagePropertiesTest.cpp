@@ -20,7 +20,7 @@ namespace {
 // ---- the whole ----
 
 // What the platform told of a photo of a real library, whose tags this file has again.
-TEST(ImageProperties, tellOfACameraPhotoWhatThePlatformTold) {
+TEST(ImageProperties, matchThePlatformForACameraPhoto) {
   Directory main, exif;
   main.text(0x010E, "Wedding tulips").text(0x010F, "FUJIFILM").text(0x0110, "X-T1");
   main.rationals(0x011A, {{72, 1}}).rationals(0x011B, {{72, 1}}).shorts(0x0128, {2});
@@ -96,7 +96,7 @@ TEST(ImageProperties, tellOfACameraPhotoWhatThePlatformTold) {
   EXPECT_TRUE(same(propertiesOf(file), wanted));
 }
 
-TEST(ImageProperties, tellOnlyTheFormOfABareJpeg) {
+TEST(ImageProperties, describeOnlyTheFormOfABareJpeg) {
   const Dictionary wanted{{"PixelWidth", 40}, {"PixelHeight", 20}, {"Depth", 8}, {"ColorModel", "RGB"}};
   EXPECT_TRUE(same(propertiesOf(jpeg("")), wanted));
 }
@@ -118,7 +118,7 @@ TEST(ImageProperties, doNotExistForWhatIsNoPicture) {
 
 // ---- damaged files ----
 
-TEST(DamagedPictures, neverHoldTheReaderUp) {
+TEST(DamagedPictures, neverBlockTheReader) {
   // A chunk of no length at every eight bytes, a marker at every second: as many steps as a file can ask for.
   std::string chunks = png(2, 8, "");
   chunks.resize(chunks.size() - 12);
@@ -162,7 +162,7 @@ TEST(ImagePropertyReader, readsAFileByItsParts) {
   EXPECT_FALSE(reader.propertiesOf(openRegularFile((folder.path() / "missing.jpg").string())));
 }
 
-TEST(ImagePropertyReader, hasNothingToTellWhenTheOtherProgramFails) {
+TEST(ImagePropertyReader, hasNothingIfTheHelperFails) {
   const auto withAnswer = [](ProcessResult answer) {
     FakeProcessRunner runner([&](const ProcessRequest&) { return answer; });
     ImagePropertyReader reader(runner, "/helper");
@@ -210,7 +210,7 @@ TEST(ImagePropertyReader, leavesLargeBlocksToTheOtherProgram) {
   }
 }
 
-TEST(ImagePropertyReader, tellsTheFormWhereLargeBlocksAreNotUnderstood) {
+TEST(ImagePropertyReader, describesTheFormIfLargeBlocksCannotBeParsed) {
   const TemporaryFolder folder;
   const std::string path = (folder.path() / "a.png").string();
   std::ofstream(path, std::ios::binary) << pngWithLargePacket();
@@ -232,7 +232,7 @@ class WholeFiles : public testing::Test {
   ImagePropertyReader reader{processes, MOXTEL_PROPERTY_READER};
 };
 
-TEST_F(WholeFiles, tellTheFormOfATiff) {
+TEST_F(WholeFiles, describeTheFormOfATiff) {
   const Value cmyk = propertiesOfFixture("tiff-cmyk16.tif");
   EXPECT_EQ(cmyk["ColorModel"], Value("CMYK"));
   EXPECT_EQ(cmyk["Depth"], Value(16));
@@ -251,7 +251,7 @@ TEST_F(WholeFiles, tellTheFormOfATiff) {
   EXPECT_EQ(tiled["Compression"], Value(1));
 }
 
-TEST_F(WholeFiles, tellOfACamerasFileItsDevelopedPicture) {
+TEST_F(WholeFiles, describeTheDevelopedPictureOfARawFile) {
   const Value all = propertiesOfFixture("raw-orientation-6.dng");
   EXPECT_EQ(all["PixelWidth"], Value(96));
   EXPECT_EQ(all["Depth"], Value(16));
@@ -264,7 +264,7 @@ TEST_F(WholeFiles, tellOfACamerasFileItsDevelopedPicture) {
   EXPECT_EQ(all["{DNG}"]["ColorMatrix1"].array()[0], Value(static_cast<double>(3.2406F)));
 }
 
-TEST_F(WholeFiles, tellOfLargeBlocksWhatSmallOnesTell) {
+TEST_F(WholeFiles, readLargeBlocksLikeSmallOnes) {
   const TemporaryFolder folder;
   const std::string path = (folder.path() / "a.png").string();
   std::ofstream(path, std::ios::binary) << pngWithLargePacket();
@@ -279,7 +279,7 @@ TEST_F(WholeFiles, takeTheSensorsSizeWhereTheCutIsNone) {
   EXPECT_EQ(propertiesOfFixture("raw-cut-to-nothing.dng")["PixelWidth"], Value(96));
 }
 
-TEST_F(WholeFiles, tellOfCanonsOldFilesTheirRecords) {
+TEST_F(WholeFiles, includeTheRecordsOfCiff) {
   const Value all = propertiesOfFixture("raw-canon.crw");
   const Dictionary wanted{{"Description", "High definition CCD image"},
                           {"Firmware", "Firmware Version 1.10"},
@@ -320,7 +320,7 @@ TEST_F(WholeFiles, areImmutableBehindTheArchiveToo) {
 }
 
 // Every file of the fixtures, whatever it is: an answer, and none of a picture that is none.
-TEST_F(WholeFiles, tellTheFormOfTheOtherFormats) {
+TEST_F(WholeFiles, describeTheFormOfTheOtherFormats) {
   for (const char* name : {"heic.heic", "webp.webp", "webp-lossless.webp", "webp-alpha.webp", "bmp-24.bmp",
                            "bmp-rle.bmp", "jpeg2000.jp2", "jpeg2000-stream.j2k", "psd-rgb.psd", "gif.gif"}) {
     const Value all = propertiesOfFixture(name);

@@ -114,7 +114,7 @@ TEST(AuxProperties, comeFromThePacket) {
   EXPECT_TRUE(same(propertiesOf(jpeg(xmpSegment(packet)))["{ExifAux}"], wanted));
 }
 
-TEST(AuxProperties, tellWhereFacesAre) {
+TEST(AuxProperties, includeTheRegionsOfFaces) {
   const std::string packet = xmp(
       "<mwg-rs:Regions rdf:parseType='Resource'><mwg-rs:AppliedToDimensions rdf:parseType='Resource'>"
       "<stDim:h>2448</stDim:h><stDim:w>3264</stDim:w><stDim:unit>pixel</stDim:unit></"

@@ -92,7 +92,7 @@ TEST(JpegReencoding, agreesWithThePixelsEverywhere) {
   }
 }
 
-TEST(JpegReencoding, keepsTheColourProfile) {
+TEST(JpegReencoding, keepsTheColorProfile) {
   EXPECT_EQ(pixels(reencoded("jpeg-profile.jpg")).iccProfile, fixtureBytes("test.icc"));
 }
 
@@ -101,11 +101,11 @@ TEST(JpegReencoding, leavesOutTheOrientationTag) {
   EXPECT_FALSE(holds(reencoded("jpeg-orientation-6.jpg"), "Exif"));
 }
 
-TEST(JpegReencoding, passesOtherInksOn) {
+TEST(JpegReencoding, reportsCmyk) {
   EXPECT_EQ(reencodedJpeg(fixtureBytes("jpeg-cmyk.jpg")).outcome, JpegOutcome::OtherInks);
 }
 
-TEST(JpegReencoding, refusesWhatIsCutOff) {
+TEST(JpegReencoding, rejectsATruncatedFile) {
   const Bytes whole = fixtureBytes("jpeg-444.jpg");
   EXPECT_EQ(reencodedJpeg(fixtureBytes("broken-jpeg-half.jpg")).outcome, JpegOutcome::Broken);
   for (std::size_t size = 0; size + 40 < whole.size(); size += 7)
@@ -125,14 +125,14 @@ TEST(JpegReencoding, survivesEveryDamagedByte) {
   }
 }
 
-TEST(JpegReencoding, refusesBombs) {
+TEST(JpegReencoding, rejectsDecompressionBombs) {
   for (const char* name :
        {"bomb-jpeg-size.jpg", "bomb-jpeg-cut.jpg", "bomb-jpeg-progressive.jpg", "bomb-jpeg-scans.jpg"})
     EXPECT_EQ(reencodedJpeg(fixtureBytes(name)).outcome, JpegOutcome::Broken) << name;
 }
 
 // Complete, within the limit of pixels, a few bits per block: only the number of coefficients is too large.
-TEST(JpegReencoding, refusesMoreCoefficientsThanItsMemoryHolds) {
+TEST(JpegReencoding, rejectsMoreCoefficientsThanFitIntoItsMemory) {
   const Bytes file = fixtureBytes("bomb-jpeg-coefficients.jpg");
   static_assert(12000L * 12000 * 3 * 2 > kMaximumCoefficientMemory);
   static_assert(isDecodableSize(12000, 12000));
@@ -144,7 +144,7 @@ TEST(JpegReencoding, refusesMoreCoefficientsThanItsMemoryHolds) {
   test::expectNear(test::colourAt(small.image, 50, 30), {128, 128, 128}, 1, "the middle");
 }
 
-TEST(JpegPixels, refusesWhatReencodingRefuses) {
+TEST(JpegPixels, rejectsWhatReencodingRejects) {
   for (const char* name :
        {"bomb-jpeg-size.jpg", "bomb-jpeg-scans.jpg", "broken-jpeg-half.jpg", "png-rgb.png"})
     EXPECT_EQ(pixelsOfJpeg(fixtureBytes(name)).outcome, JpegOutcome::Broken) << name;

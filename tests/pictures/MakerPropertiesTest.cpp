@@ -61,7 +61,7 @@ TEST(CanonProperties, sayNothingOfALensWithoutOne) {
   EXPECT_TRUE(propertiesOf(withCanonNote(note))["{ExifAux}"].isNil());
 }
 
-TEST(CanonProperties, yieldToTheProgramThatExifTells) {
+TEST(CanonProperties, preferTheExposureProgramOfExif) {
   std::vector<std::uint32_t> settings(47);
   settings[20] = 4;
   Directory note;
@@ -115,7 +115,7 @@ TEST(NikonProperties, describeTheLensOfARawFile) {
   EXPECT_TRUE(auxOf(none)["LensModel"].isNil());
 }
 
-TEST(AppleProperties, areTheNotesEntriesByNumber) {
+TEST(AppleProperties, areKeyedByTagNumber) {
   const auto entry = [](int tag, int type, int count, const std::string& field) {
     return big(tag, 2) + big(type, 2) + big(count, 4) + field;
   };
@@ -156,7 +156,7 @@ std::string appleEntry(int tag, std::size_t size, std::size_t place) {
   return big(tag, 2) + big(7, 2) + big(size, 4) + big(place, 4);
 }
 
-TEST(AppleProperties, holdNoMoreThanTheNoteThoughItsValuesLieOverOneAnother) {
+TEST(AppleProperties, stayWithinTheSizeOfTheNoteIfItsValuesOverlap) {
   constexpr int kEntries = 500;
   constexpr std::size_t kSize = 10'000;
   std::string note = std::string("Apple iOS\0\0\1MM", 14) + big(kEntries, 2);
@@ -165,7 +165,7 @@ TEST(AppleProperties, holdNoMoreThanTheNoteThoughItsValuesLieOverOneAnother) {
   EXPECT_EQ(appleNote(note).dictionary().size(), 1U);
 }
 
-TEST(AppleProperties, unfoldAListOnlySoFar) {
+TEST(AppleProperties, limitTheUnfoldingOfAnArray) {
   // An array that refers to the same data 4000 times.
   constexpr std::size_t kTimes = 4000;
   constexpr std::size_t kSize = 500;

@@ -91,13 +91,13 @@ TEST_F(PictureDecoderTest, flattensAlphaOnWhite) {
   expectQuarters(shown("png-gray-alpha.png"), 8, wanted);
 }
 
-TEST_F(PictureDecoderTest, turnsInksIntoColours) {
+TEST_F(PictureDecoderTest, convertsCmykToColors) {
   // Red must be mostly red, and so on; the profile determines the exact color.
   for (const char* name : {"jpeg-cmyk.jpg", "tiff-cmyk.tif", "tiff-cmyk16.tif", "psd-cmyk.psd"})
     expectQuarters(shown(name), 85);
 }
 
-TEST_F(PictureDecoderTest, turnsTheInksOfAPsdIntoThoseOfATiff) {
+TEST_F(PictureDecoderTest, convertsTheCmykOfAPsdLikeThatOfATiff) {
   const PixelBuffer tiff = shown("tiff-cmyk.tif");
   ASSERT_EQ(tiff.layout, PixelLayout::Rgb);
   Quarters same;
@@ -125,7 +125,7 @@ TEST_F(PictureDecoderTest, readsAGrayPsdAsGrayWhenItsProfileIs) {
   expectQuarters(image, 6, test::grayQuarters());
 }
 
-TEST_F(PictureDecoderTest, turnsLabIntoColours) {
+TEST_F(PictureDecoderTest, convertsLabToColors) {
   expectQuarters(shown("tiff-lab.tif"), 32);
   expectQuarters(shown("psd-lab.psd"), 12);
 }
@@ -138,7 +138,7 @@ TEST_F(PictureDecoderTest, developsRawAsTheSensorSawIt) {
   }
 }
 
-TEST_F(PictureDecoderTest, takesAFilmScanForNoRawFile) {
+TEST_F(PictureDecoderTest, doesNotTakeAFilmScanForARawFile) {
   const PixelBuffer image = shown("tiff-scan-of-a-camera-maker.tif");
   ASSERT_EQ(image.layout, PixelLayout::Gray);
   const auto mean = [](int r, int g, int b) {
@@ -147,14 +147,14 @@ TEST_F(PictureDecoderTest, takesAFilmScanForNoRawFile) {
   expectQuarters(image, 4, {mean(220, 30, 30), mean(30, 180, 40), mean(40, 60, 200), mean(240, 220, 60)});
 }
 
-TEST_F(PictureDecoderTest, takesAScanOfSixteenBitsForNoRawFile) {
+TEST_F(PictureDecoderTest, doesNotTakeA16BitScanForARawFile) {
   const PixelBuffer image = shown("tiff-scan-of-16-bits.tif");
   ASSERT_EQ(image.layout, PixelLayout::Gray);
   const PixelBuffer plain = shown("tiff-gray16.tif");
   EXPECT_EQ(image.pixels, plain.pixels);
 }
 
-TEST_F(PictureDecoderTest, keepsTheColourProfile) {
+TEST_F(PictureDecoderTest, keepsTheColorProfile) {
   for (const char* name : {"jpeg-profile.jpg", "png-profile.png", "tiff-profile.tif", "heic-turned.heic"})
     EXPECT_EQ(shown(name).iccProfile, fixtureBytes("test.icc")) << name;
 }
@@ -197,7 +197,7 @@ TEST_F(PictureDecoderTest, hasNothingForBombs) {
   EXPECT_GE(bombs, 9);
 }
 
-TEST_F(PictureDecoderTest, makesNoJpegOfAPictureTooLongForOne) {
+TEST_F(PictureDecoderTest, makesNoJpegOfAPictureThatIsTooLong) {
   EXPECT_FALSE(decoder.jpegOf(openRegularFile(fixture("bomb-png-long.png"))));
 }
 
@@ -254,7 +254,7 @@ TEST_F(FakedHelper, getsFormPathAndAnEmptyFolder) {
   EXPECT_FALSE(std::filesystem::exists(request.arguments[2]));
 }
 
-TEST_F(FakedHelper, isNotBelievedWhenItFails) {
+TEST_F(FakedHelper, isIgnoredWhenItFails) {
   FakeProcessRunner failing([](const ProcessRequest&) { return FakeProcessRunner::printing(kAnswer, 1); });
   EXPECT_FALSE(jpegFrom(failing, "png-rgb.png"));
   FakeProcessRunner crashing([](const ProcessRequest&) {
@@ -269,7 +269,7 @@ TEST_F(FakedHelper, isNotBelievedWhenItFails) {
   EXPECT_FALSE(jpegFrom(babbling, "png-rgb.png"));
 }
 
-TEST_F(FakedHelper, isMissedInTheLog) {
+TEST_F(FakedHelper, isLoggedWhenItIsMissing) {
   SystemLogCapture log;
   FakeProcessRunner runner([](const ProcessRequest&) {
     return ProcessResult{ProcessResult::Ending::NotStarted, -1, {}, "not there"};
@@ -315,7 +315,7 @@ TEST_F(StrangeHelper, isKilledWhenItHangs) {
   EXPECT_EQ(endingOf("touch \"$3/left\"; exec sleep 1000"), ProcessResult::Ending::TimedOut);
 }
 
-TEST_F(StrangeHelper, isKilledWhenItHangsAmidItsAnswer) {
+TEST_F(StrangeHelper, isKilledWhenItHangsDuringItsOutput) {
   EXPECT_EQ(endingOf("printf MXB1; touch \"$3/left\"; exec sleep 1000"), ProcessResult::Ending::TimedOut);
 }
 
@@ -323,7 +323,7 @@ TEST_F(StrangeHelper, mayCrash) {
   EXPECT_EQ(endingOf("printf MXB1; kill -SEGV $$"), ProcessResult::Ending::Killed);
 }
 
-TEST(PictureKind, isToldByTheFirstBytes) {
+TEST(PictureKind, isRecognizedByTheFirstBytes) {
   const auto kind = [](const char* name) { return kindOfPicture(fixtureBytes(name)); };
   EXPECT_EQ(kind("jpeg-420.jpg"), PictureKind::Jpeg);
   EXPECT_EQ(kind("bmp-24.bmp"), PictureKind::Bmp);

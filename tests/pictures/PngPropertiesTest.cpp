@@ -6,7 +6,7 @@
 namespace moxtel::test {
 namespace {
 
-TEST(PngProperties, tellTheFormByTheColourType) {
+TEST(PngProperties, describeTheFormByTheColorType) {
   const auto all = [](int type, int depth) { return propertiesOf(png(type, depth, "")); };
   EXPECT_TRUE(same(all(2, 16), Dictionary{{"PixelWidth", 40},
                                           {"PixelHeight", 20},
@@ -144,7 +144,7 @@ TEST(PngProperties, readThePlaceFromThePacketToo) {
                                    {"TimeStamp", "09:02:18"}}));
 }
 
-TEST(PngProperties, believeExifBeforeThePacket) {
+TEST(PngProperties, preferExifToThePacket) {
   Directory main;
   main.text(0x010F, "Canon").shorts(0x0112, {3});
   const Value tiffGroup =
@@ -153,14 +153,14 @@ TEST(PngProperties, believeExifBeforeThePacket) {
   EXPECT_TRUE(same(tiffGroup, Dictionary{{"Make", "Canon"}, {"Orientation", 3}, {"Model", "X"}}));
 }
 
-TEST(PngProperties, unpackNoMoreThanIsSensible) {
+TEST(PngProperties, limitDecompression) {
   const std::string nul(1, '\0');
   const std::string bomb = packed(std::string(std::size_t{200} << 20, 'x'));
   const Value all = propertiesOf(png(2, 8, chunk("zTXt", "Comment" + nul + nul + bomb)));
   EXPECT_LE(all["{PNG}"]["Comment"].string().size(), std::size_t{9} << 20);
 }
 
-TEST(PngProperties, tellHowAnAnimationRuns) {
+TEST(PngProperties, includeTheTimingOfAnAnimation) {
   const std::string control = chunk("acTL", big(3, 4) + big(4, 4));
   const auto shown = [](int above, int below) {
     return chunk("fcTL",

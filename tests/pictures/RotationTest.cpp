@@ -39,7 +39,7 @@ TEST(ImageRotatedBy, turnsHalfAndThreeQuarters) {
   EXPECT_EQ(imageRotatedBy(image, 270)->pixels, (Bytes{4, 1, 5, 2, 6, 3}));
 }
 
-TEST(ImageRotatedBy, keepsThePixelsOfColouredPicturesWhole) {
+TEST(ImageRotatedBy, keepsThePixelsOfColorPicturesWhole) {
   EXPECT_EQ(imageRotatedBy(numbered(2, 1, PixelLayout::Rgb), 90)->pixels, (Bytes{4, 5, 6, 1, 2, 3}));
   EXPECT_EQ(imageRotatedBy(numbered(2, 1, PixelLayout::Rgba), 180)->pixels, (Bytes{5, 6, 7, 8, 1, 2, 3, 4}));
 }

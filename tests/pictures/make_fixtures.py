@@ -3,10 +3,10 @@
 
     make_fixtures.py FOLDER
 
-Every picture shows the same four quarters (red, green / blue, yellow), 96 by 64 pixels, so that a test knows
-what it must see and which side is up. Pillow is not needed: ImageMagick's `convert` writes the formats,
-`cjpeg` the JPEG in RGB, `exiftool` the orientation tags; the DNG, the colour profile and the files that lie
-about themselves are written here byte by byte.
+Each picture shows the same four quarters (red, green / blue, yellow), 96 by 64 pixels, so that a test knows
+its colors and which side is up. Pillow is not needed: ImageMagick's `convert` writes the formats, `cjpeg` the
+JPEG in RGB, `exiftool` the orientation tags. This script writes the DNG, the color profile and the files with
+false headers byte by byte.
 """
 import os
 import shutil
@@ -47,7 +47,7 @@ def read(name):
 
 
 def profile(gray=False):
-    """A colour profile of version 2: matrix (unless for gray) and gamma 2.2, in the layout of ICC.1:2001-04."""
+    """A color profile of version 2: matrix (unless for gray) and gamma 2.2, in the layout of ICC.1:2001-04."""
     def text(value):
         value = value.encode() + b'\0'
         return b'desc\0\0\0\0' + struct.pack('>I', len(value)) + value + bytes(4 + 4 + 2 + 1 + 67)
@@ -109,7 +109,7 @@ def long(*values):
 
 
 def dng(orientation, more=()):
-    """A camera's file: red-green-green-blue sensor of 16 bits, the four quarters, an orientation tag."""
+    """A RAW file: 16-bit red-green-green-blue sensor data of the four quarters, an orientation tag."""
     pixels = bytearray()
     for y in range(HEIGHT):
         for x in range(WIDTH):
@@ -132,7 +132,7 @@ def dng(orientation, more=()):
 
 
 def dng_cut_to_nothing():
-    """Its cut has the smallest number over -1 as its size, whose quotient is no number of 32 bits."""
+    """Its crop size is the smallest 32-bit number over -1, a quotient that does not fit into 32 bits."""
     return dng(1, [tiff_entry(50720, 10, struct.pack('<4i', -2**31, -1, -2**31, -1))])
 
 
@@ -209,7 +209,7 @@ def canon_note(offset):
 
 
 def nikon_note(_):
-    """Has offsets of its own."""
+    """A maker note with its own offsets."""
     entries = [(2, 3, short(0, 1600)), (3, 2, b'COLOR\0'), (4, 2, b'FINE   \0'), (5, 2, b'AUTO        \0'),
                (7, 2, b'AF-S  \0'), (0x83, 1, b'\6'), (0x84, 5, long(24, 1, 120, 1, 4, 1, 4, 1)),
                (0x1D, 2, b'6001440\0'), (0xA7, 4, long(8834))]
@@ -217,7 +217,7 @@ def nikon_note(_):
 
 
 def with_exif(jpeg, exif):
-    """The same JPEG without its introduction, with Exif instead."""
+    """The same JPEG with Exif instead of JFIF."""
     head = b'Exif\0\0' + exif
     (length,) = struct.unpack('>H', jpeg[4:6])
     return jpeg[:2] + b'\xff\xe1' + struct.pack('>H', len(head) + 2) + head + jpeg[4 + length:]
@@ -251,7 +251,7 @@ def gray_scan(make):
 
 
 def float_tiff():
-    """32 bit reals, amounts of light, no profile."""
+    """32-bit reals of linear light, no profile."""
     def light(v):
         v /= 255
         return v / 12.92 if v <= 0.04045 else ((v + 0.055) / 1.055) ** 2.4
@@ -448,7 +448,7 @@ def with_resource(psd, number, data):
 
 
 def packed_row(row):
-    """By PackBits, with runs, literals and the byte that means nothing."""
+    """PackBits with runs, literals and the no-op byte."""
     half = len(row) // 2
     literal = bytes([half - 1]) + row[:half]
     return literal + b'\x80' + bytes([257 - half]) + row[half:half + 1]
@@ -463,7 +463,7 @@ def full_box(kind, data, version=0, flags=0):
 
 
 def inner_box(data, kind):
-    """The first box of the kind, whole, wherever it stands."""
+    """The first box of the type, complete, at any depth."""
     at = data.index(kind) - 4
     return data[at:at + struct.unpack('>I', data[at:at + 4])[0]]
 

@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
-"""Compares the properties of picture files with what ExifTool, an independent reader, says of them.
+"""Compares the properties of picture files with those that ExifTool, an independent reader, reports.
 
     properties_against_exiftool.py PROPERTY_DUMP FIXTURES
 
-Gives copies of the fixtures metadata of every kind and compares every property that ExifTool has a tag for. A
-difference is printed, and the exit status is 1. What the two say in other ways on purpose is left out: the
-rounding of coordinates (compared to a metre), ExifTool's own dates and its texts behind character sets.
+Adds metadata of each kind to copies of the fixtures and compares each property for which ExifTool has a tag.
+Prints the differences; the exit status is 1 if there are any. Ignores intended differences: the rounding of
+coordinates (compared to within a meter), ExifTool's own dates and its texts with character sets.
 """
 import json
 import math
@@ -86,7 +86,7 @@ COMPARED = {
         'MinAperture': 'MinAperture', 'WhiteBalanceIndex': 'WhiteBalance',
         'FlashExposureComp': 'FlashExposureComp'}.items()},
 }
-# Groups that the platform does not tell of these files.
+# Groups that the platform does not report for these files.
 WITHOUT = {'.jpg': ('{CIFF}',), '.heic': ('{IPTC}', '{ExifAux}'), '.dng': ('{IPTC}',), '.crw': ('{IPTC}', '{ExifAux}', '{MakerCanon}'), '.gif': ('{IPTC}', '{ExifAux}'), '.bmp': (), '.jp2': ()}
 
 
@@ -145,20 +145,20 @@ def differences(name, properties, said):
 
 
 def copies(fixtures, folder):
-    """The fixtures as they are, and again with all the tags; files made to be broken are left out."""
+    """The fixtures unchanged, and with all the tags; without the deliberately broken files."""
     chosen = [p for p in sorted(fixtures.iterdir())
               if p.suffix in ENDINGS and not p.name.startswith(('broken', 'bomb', 'no-picture'))]
     for path in chosen:
         shutil.copy(path, folder / path.name)
     tagged = []
     for path in chosen:
-        # Under another maker's name a note means nothing.
+        # A maker note is valid only with its own maker's name.
         if path.suffix in ('.gif', '.bmp') or 'nikon-note' in path.name:
             continue
         copy = folder / ('tagged-' + path.name)
         shutil.copy(path, copy)
         tagged.append(str(copy))
-    # It complains of formats that cannot hold some of the tags.
+    # ExifTool warns about formats that cannot contain some of the tags.
     subprocess.run(['exiftool', '-q', '-q', '-m', '-overwrite_original', *TAGS, *tagged], check=False,
                    stderr=subprocess.DEVNULL)
     return sorted(str(p) for p in folder.iterdir())
@@ -182,7 +182,7 @@ def main():
         wrong += found
     print('\n'.join(wrong))
     print(f'{len(files)} files, {compared} values compared, {len(wrong)} differences')
-    # Fewer would mean that the comparison itself has lost something.
+    # Fewer would mean that the comparison itself is incomplete.
     return 1 if wrong or compared < 2000 else 0
 
 

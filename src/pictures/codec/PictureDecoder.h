@@ -28,7 +28,7 @@ class PictureDecoder final {
   // Borrows the runner.
   explicit PictureDecoder(ProcessRunner& processes, std::string helper = installedHelper());
 
-  // A JPEG of the picture: full size, stored orientation, 8 bits, alpha flattened on white, colour profile
+  // A JPEG of the picture: full size, stored orientation, 8 bits, alpha flattened on white, color profile
   // kept. Nothing if the file is not a picture, is damaged, or exceeds the bounds of memory and time.
   std::optional<Bytes> jpegOf(const OpenFile& file);
   // The pixels, in stored orientation.
