@@ -42,8 +42,8 @@ constexpr std::size_t kCommentPlace = 7;
 constexpr SqlText kPhotosOfProject =
     "SELECT modelId,uuid,exifLatitude,exifLongitude,videoPosterFramePoint FROM RKVersion WHERE projectUuid = "
     "'%@' AND versionNumber != 0 AND isInTrash = 0";
-// The same photos in the same order. Without statistics, which no library has, SQLite runs the query above
-// along the index on isInTrash: it reads the whole table, in the order of its rows.
+// The same photos in the same order. Without statistics, which no known library has, SQLite runs the query
+// above along the index on isInTrash: it reads the whole table, in the order of its rows.
 constexpr SqlText kPhotosOfProjectByIndex =
     "SELECT modelId,uuid,exifLatitude,exifLongitude,videoPosterFramePoint FROM RKVersion INDEXED BY "
     "RKVersion_projectUuid_imageDate_index WHERE projectUuid = '%@' AND versionNumber != 0 AND isInTrash = 0 "
@@ -96,9 +96,19 @@ bool PhotoRecords::isFolder(const Value& uuid) {
   return found;
 }
 
+// With statistics SQLite may choose other indexes, and so another order of rows: then the queries run as they
+// are quoted.
+bool PhotoRecords::hasStatistics() {
+  return databases_
+      .runUnlogged(DatabaseFile::Library, "SELECT name FROM sqlite_master WHERE name = 'sqlite_stat1'", {})
+      .step();
+}
+
 Array PhotoRecords::photosOfProject(const Value& uuid) {
-  Query photos = databases_.runUnlogged(DatabaseFile::Library, kPhotosOfProjectByIndex, {uuid});
-  if (photos.prepared()) return photosOf(std::move(photos));
+  if (!hasStatistics()) {
+    Query photos = databases_.runUnlogged(DatabaseFile::Library, kPhotosOfProjectByIndex, {uuid});
+    if (photos.prepared()) return photosOf(std::move(photos));
+  }
   return photosOf(databases_.run(DatabaseFile::Library, kPhotosOfProject, {uuid}));
 }
 
@@ -128,7 +138,9 @@ Dictionary PhotoRecords::photoRecord(const Query& row, Value uuid, const Value& 
 // "AppleScript" on purpose, however the members were found: clients know an album's photos by it.
 Array PhotoRecords::photosOfAlbum(const Value& uuid) {
   const std::int32_t modelId = modelIdOfAlbum(uuid);
-  if (auto photos = photosOfMembers(modelId)) return std::move(*photos);
+  if (!hasStatistics()) {
+    if (auto photos = photosOfMembers(modelId)) return std::move(*photos);
+  }
   std::vector<Text> members = membersOf(modelId);
   // A smart album has no members of its own.
   if (members.empty()) members = application_.imageUuidsOf("album", uuid, modelId);

@@ -41,6 +41,7 @@ class PhotoRecords final {
  private:
   Array wholeLibrary();
   bool isFolder(const Value& uuid);
+  bool hasStatistics();
   Array photosOfProject(const Value& uuid);
   Array photosOf(Query query);
   Dictionary photoRecord(const Query& row, Value uuid, const Value& foundBy, int coordinates);
