@@ -1,4 +1,5 @@
-// What the command line of the server programs may say.
+// The command line of the server programs. Parsed by our own code: CLI11 rejects names such as -Port, several
+// letters after a single dash.
 #pragma once
 
 #include <optional>
