@@ -10,7 +10,7 @@
 #include "pictures/properties/PhotoshopResources.h"
 #include "pictures/properties/PropertyDictionary.h"
 #include "pictures/properties/XmpProperties.h"
-#include "plist/PropertyListReader.h"
+#include "plist/BinaryPropertyListReader.h"
 #include "value/Utf.h"
 
 namespace moxtel::fuzz {
@@ -56,7 +56,7 @@ void readBlock(std::uint8_t which, FileBytes block) {
     for (const auto& set : properties::iimSets(block)) require(isValidUtf8(set.text));
   if (which == 12) properties::takeResources(block, facts);
   if (which == 13) static_cast<void>(properties::appleMakerNote(block));
-  if (which == 14) static_cast<void>(propertyListValue(block, {}, Strictness::Lenient));
+  if (which == 14) static_cast<void>(binaryPropertyListValue(block, {}, Strictness::Lenient));
   if (which == 15) static_cast<void>(properties::XmpProperties(std::string(properties::textOf(block))));
 }
 

@@ -22,12 +22,16 @@ BUILD = report.ROOT / "build/coverage"
 # The sources that each target tests, below src/.
 PARSERS = {
     "ArchiveFuzz": ("plist/KeyedUnarchiver.cpp", "plist/BinaryPropertyList.cpp", "plist/XmlArchive.cpp",
-                    "plist/XmlPropertyListReader.cpp", "plist/PropertyListLeaves.cpp"),
+                    "plist/XmlPropertyListReader.cpp", "plist/PropertyListLeaves.cpp",
+                    "plist/XmlLeaves.cpp"),
+    "PropertyListFuzz": ("plist/BinaryPropertyListReader.cpp", "plist/PropertyListTree.cpp", "plist/XmlArchive.cpp",
+                         "plist/XmlPropertyListReader.cpp", "plist/PropertyListLeaves.cpp", "plist/XmlLeaves.cpp"),
+    "XmlMenderFuzz": ("plist/XmlMender.cpp",),
     "ArchiveGrammarFuzz": ("plist/KeyedUnarchiver.cpp", "plist/BinaryPropertyList.cpp"),
     "FormatFuzz": ("value/Format.cpp",),
     "ScriptResultFuzz": ("platform/applications/ScriptResult.cpp",),
     "AlbumDataFuzz": ("library/albumdata/AlbumDataFile.cpp", "library/albumdata/AlbumDataTree.cpp",
-                      "plist/PropertyListReader.cpp", "plist/PropertyListTree.cpp", "plist/XmlMender.cpp",
+                      "plist/BinaryPropertyListReader.cpp", "plist/PropertyListTree.cpp", "plist/XmlMender.cpp",
                       "plist/XmlPropertyListReader.cpp"),
     "IntakeFuzz": ("commands/CommandHandler.cpp", "commands/CommandRequest.cpp", "commands/ListingCommands.cpp"),
     "CommandFuzz": ("commands/",),

@@ -40,16 +40,4 @@ const char* readText(const BinaryPropertyList::Object& object, Slab* slab, Value
 const char* readLeaf(const BinaryPropertyList::Object& object, Value& out,
                      Strictness strictness = Strictness::Strict);
 
-// Whether an XML element of that name is a leaf.
-bool isXmlLeaf(std::string_view element) noexcept;
-
-// The text in a leaf's element, without references and markup, as a value. White space around numbers and
-// dates does not matter.
-// integer: decimal or 0x, with at most one sign, from -2^63 to 2^64 - 1.
-// real: decimal, also inf and nan; a number beyond a double's range is none.
-// date: YYYY-MM-DDThh:mm:ssZ of an existing day; hours, minutes and seconds count on past their ends.
-// data: base64; characters outside its alphabet are skipped, '=' among them.
-// true, false: empty elements. string: any text.
-const char* readXmlLeaf(std::string_view element, std::string_view text, Value& out);
-
 }  // namespace moxtel

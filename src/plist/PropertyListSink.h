@@ -9,6 +9,9 @@
 
 namespace moxtel {
 
+// Collections inside each other, and elements of an XML list, that readers descend into.
+inline constexpr std::size_t kDeepestPropertyList = 512;
+
 // Takes the contents of one property list. A reader calls in a sensible order only: each value of a
 // dictionary after its key, one value at the top, an end for each begin. Functions that return a text return
 // why the reading must end, or null; texts are fixed ones.

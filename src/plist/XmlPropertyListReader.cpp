@@ -6,7 +6,7 @@
 #include <new>
 #include <vector>
 
-#include "plist/PropertyListReader.h"
+#include "plist/XmlLeaves.h"
 #include "value/Trimmed.h"
 
 namespace moxtel {

@@ -36,7 +36,7 @@ BELOW = {
 }
 # Files outside platform/ whose .cpp earns QtCore, each with its reason.
 CORE_QT_FILES = {
-    "plist/PropertyListLeaves.cpp": "base64",
+    "plist/XmlLeaves.cpp": "base64",
     "library/ImageFiles.cpp": "Unicode categories: which characters are letters",
     "library/LibraryFileFinder.cpp": "Unicode normal forms and case of file names",
     "client/Json.cpp": "base64",

@@ -9,7 +9,7 @@
 #include "library/albumdata/AlbumDataTree.h"
 #include "platform/files/Files.h"
 #include "plist/BinaryPropertyList.h"
-#include "plist/PropertyListReader.h"
+#include "plist/BinaryPropertyListReader.h"
 #include "plist/XmlMender.h"
 #include "plist/XmlPropertyListReader.h"
 

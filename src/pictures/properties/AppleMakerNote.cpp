@@ -6,7 +6,7 @@
 #include <string>
 
 #include "pictures/properties/TextEncodings.h"
-#include "plist/PropertyListReader.h"
+#include "plist/BinaryPropertyListReader.h"
 
 namespace moxtel::properties {
 namespace {
@@ -61,7 +61,7 @@ Value valueOf(std::uint16_t type, std::size_t count, FileBytes data) {
       return oneOrMore(count, [&](std::size_t i) { return realAt(data, i); });
     case Undefined:
       if (!textOf(data).starts_with("bplist00")) return copyOf(data);
-      return propertyListValue(data, kListLimits, Strictness::Lenient).value_or(Value());
+      return binaryPropertyListValue(data, kListLimits, Strictness::Lenient).value_or(Value());
     default:
       return {};
   }

@@ -1,6 +1,4 @@
-#include "plist/PropertyListReader.h"
-
-#include "plist/XmlPropertyListReader.h"
+#include "plist/BinaryPropertyListReader.h"
 
 namespace moxtel {
 
@@ -92,17 +90,11 @@ std::string readBinaryPropertyList(std::span<const std::uint8_t> bytes, Property
   return reason ? reason : "";
 }
 
-std::optional<Value> propertyListValue(std::span<const std::uint8_t> bytes, const PropertyListLimits& limits,
-                                       Strictness strictness) {
+std::optional<Value> binaryPropertyListValue(std::span<const std::uint8_t> bytes,
+                                             const PropertyListLimits& limits, Strictness strictness) {
   PropertyListTree tree(limits, Mutability::Immutable);
   PropertyListOddities oddities;
-  if (BinaryPropertyList::hasMagic(bytes)) {
-    if (!readBinaryPropertyList(bytes, tree, strictness, oddities).empty()) return std::nullopt;
-  } else {
-    XmlPropertyListReader reader(tree, strictness);
-    if (!reader.feed({reinterpret_cast<const char*>(bytes.data()), bytes.size()}) || !reader.finish())
-      return std::nullopt;
-  }
+  if (!readBinaryPropertyList(bytes, tree, strictness, oddities).empty()) return std::nullopt;
   Value value = tree.take();
   return value.isNil() ? std::nullopt : std::optional(std::move(value));
 }

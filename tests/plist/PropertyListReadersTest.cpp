@@ -1,5 +1,4 @@
-#include "plist/PropertyListReader.h"
-
+#include "plist/BinaryPropertyListReader.h"
 #include "plist/XmlPropertyListReader.h"
 #include "tests/plist/PropertyListBuilder.h"
 
@@ -8,12 +7,8 @@ namespace {
 
 using testing::PropertyListBuilder;
 
-std::span<const std::uint8_t> bytesOf(const std::string& text) {
-  return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
-}
-
 std::optional<Value> valueOf(std::span<const std::uint8_t> bytes, Strictness strictness) {
-  return propertyListValue(bytes, {}, strictness);
+  return binaryPropertyListValue(bytes, {}, strictness);
 }
 
 // The one item of a binary list; nil when it was left out.
@@ -101,7 +96,7 @@ TEST(BinaryPropertyList, isBoundedWhereItNamesOneObjectOften) {
 TEST(BinaryPropertyList, thatContainsItselfIsRefused) {
   PropertyListBuilder list(1);
   const auto self = list.raw(std::string("\xA1\0", 2));
-  EXPECT_FALSE(propertyListValue(list.finish(self), {.depth = 10'000}, Strictness::Lenient));
+  EXPECT_FALSE(binaryPropertyListValue(list.finish(self), {.depth = 10'000}, Strictness::Lenient));
 }
 
 // The Value of an XML list's content, and how it was read.
@@ -151,11 +146,11 @@ TEST(XmlPropertyList, refusesManyUnknownNames) {
   EXPECT_THAT(readXml(attributes + "/>").failure, ::testing::HasSubstr("too many unknown tags"));
 }
 
-TEST(PropertyListValue, isTheSameOfBothForms) {
+TEST(PropertyLists, readTheSameInBothForms) {
   const std::string xml =
-      "<plist><dict><key>n</key><integer>-2</integer><key>l</key><array><string>\u00E9</string><real>1.5</"
+      "<dict><key>n</key><integer>-2</integer><key>l</key><array><string>\u00E9</string><real>1.5</"
       "real>"
-      "<data>AP8=</data><date>2001-01-01T00:00:01Z</date><true/></array></dict></plist>";
+      "<data>AP8=</data><date>2001-01-01T00:00:01Z</date><true/></array></dict>";
   PropertyListBuilder list;
   const auto array = list.array(
       {list.utf16(u"\u00E9"), list.real(std::bit_cast<std::uint64_t>(1.5)),
@@ -165,17 +160,17 @@ TEST(PropertyListValue, isTheSameOfBothForms) {
       list.finish(list.dictionary({{"n", list.integer(static_cast<std::uint64_t>(-2))}, {"l", array}}));
   const auto value = valueOf(binary, Strictness::Strict);
   ASSERT_TRUE(value);
-  EXPECT_EQ(valueOf(bytesOf(xml), Strictness::Strict), value);
+  EXPECT_EQ(readXml(xml, Strictness::Strict).value, *value);
   EXPECT_EQ((*value)["l"].array().size(), 5U);
 }
 
-TEST(PropertyListValue, isNothingBeyondItsLimits) {
-  const std::string nested = "<plist><array><array><string>text</string></array></array></plist>";
-  EXPECT_TRUE(propertyListValue(bytesOf(nested), {.depth = 2}, Strictness::Lenient));
-  EXPECT_FALSE(propertyListValue(bytesOf(nested), {.depth = 1}, Strictness::Lenient));
-  EXPECT_TRUE(propertyListValue(bytesOf(nested), {.bytes = 3 * 64 + 4}, Strictness::Lenient));
-  EXPECT_FALSE(propertyListValue(bytesOf(nested), {.bytes = 3 * 64 + 3}, Strictness::Lenient));
-  EXPECT_FALSE(propertyListValue(bytesOf("no list"), {}, Strictness::Lenient));
+TEST(PropertyLists, areRefusedBeyondTheLimits) {
+  PropertyListBuilder list;
+  const Bytes nested = list.finish(list.array({list.array({list.string("text")})}));
+  EXPECT_TRUE(binaryPropertyListValue(nested, {.depth = 2}, Strictness::Lenient));
+  EXPECT_FALSE(binaryPropertyListValue(nested, {.depth = 1}, Strictness::Lenient));
+  EXPECT_TRUE(binaryPropertyListValue(nested, {.bytes = 3 * 64 + 4}, Strictness::Lenient));
+  EXPECT_FALSE(binaryPropertyListValue(nested, {.bytes = 3 * 64 + 3}, Strictness::Lenient));
 }
 
 }  // namespace

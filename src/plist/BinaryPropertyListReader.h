@@ -1,7 +1,7 @@
-// Property lists of both forms, read into a sink or a Value. Any thread; nothing is shared between calls.
+// Binary property lists, read into a sink or a Value. Any thread; nothing is shared between calls.
 //
 // Time and memory are bounded by the input's size and by what the sink takes: the sink must refuse to take
-// without end, for an object of a binary list may be named from many places and is handed over each time.
+// without end, for an object may be named from many places and is handed over each time.
 #pragma once
 
 #include <cstdint>
@@ -15,17 +15,14 @@
 
 namespace moxtel {
 
-// Collections inside each other, and elements of an XML list.
-inline constexpr std::size_t kDeepestPropertyList = 512;
-
 // Returns why the reading ended early, for a log or a user, or an empty text. Lenient: objects that cannot be
 // read are left out, with their keys.
 std::string readBinaryPropertyList(std::span<const std::uint8_t> bytes, PropertyListSink& sink,
                                    Strictness strictness, PropertyListOddities& oddities);
 
-// The value that bytes of either form hold, its collections immutable; nothing when they cannot be read or go
-// beyond the limits.
-std::optional<Value> propertyListValue(std::span<const std::uint8_t> bytes, const PropertyListLimits& limits,
-                                       Strictness strictness);
+// The value that the bytes hold, its collections immutable; nothing when they cannot be read or go beyond the
+// limits.
+std::optional<Value> binaryPropertyListValue(std::span<const std::uint8_t> bytes,
+                                             const PropertyListLimits& limits, Strictness strictness);
 
 }  // namespace moxtel
