@@ -40,7 +40,7 @@ class Manager final {
   Manager& operator=(const Manager&) = delete;
 
   // The next datagram; "nothing" when there is none.
-  std::string told() {
+  std::string received() {
     std::array<char, 256> text{};
     const ssize_t size = ::recv(socket_, text.data(), text.size(), 0);
     return size < 0 ? "nothing" : std::string(text.data(), static_cast<std::size_t>(size));
@@ -61,15 +61,15 @@ TEST_F(ServiceManagerTest, getsEachStateInItsOwnDatagram) {
   Manager manager(path("notify"));
   EXPECT_TRUE(notifyServiceManager("READY=1"));
   EXPECT_TRUE(notifyServiceManager("STOPPING=1"));
-  EXPECT_EQ(manager.told(), "READY=1");
-  EXPECT_EQ(manager.told(), "STOPPING=1");
-  EXPECT_EQ(manager.told(), "nothing");
+  EXPECT_EQ(manager.received(), "READY=1");
+  EXPECT_EQ(manager.received(), "STOPPING=1");
+  EXPECT_EQ(manager.received(), "nothing");
 }
 
 TEST_F(ServiceManagerTest, mayHaveAnAbstractSocketName) {
   Manager manager("@moxtel-service-manager-test-" + std::to_string(::getpid()));
   EXPECT_TRUE(notifyServiceManager("READY=1"));
-  EXPECT_EQ(manager.told(), "READY=1");
+  EXPECT_EQ(manager.received(), "READY=1");
 }
 
 TEST_F(ServiceManagerTest, mayBeMissing) {
@@ -94,7 +94,7 @@ TEST_F(ServiceManagerTest, mustHaveANameThatFitsAnAddress) {
       std::to_string(::getpid());
   Manager manager(longest);
   EXPECT_TRUE(notifyServiceManager("READY=1"));
-  EXPECT_EQ(manager.told(), "READY=1");
+  EXPECT_EQ(manager.received(), "READY=1");
 }
 
 TEST(KindOfOutput, knowsTheJournalByItsStream) {

@@ -22,17 +22,17 @@ SignalWatcher::Post onto(CoreLoop& loop) {
 
 TEST(SignalWatcher, handlesEverySignalOnTheLoopsThread) {
   CoreLoop loop;
-  std::vector<int> told;
+  std::vector<int> handled;
   const SignalWatcher watcher(SignalWatcher::usualSignals(), onto(loop), [&](int signal) {
     EXPECT_TRUE(loop.isCurrent());
-    told.push_back(signal);
+    handled.push_back(signal);
     if (signal == SIGTERM) loop.quit(0);
   });
   loop.post([] {
     for (const int signal : {SIGUSR1, SIGHUP, SIGINT, SIGTERM}) ::raise(signal);
   });
   loop.run();
-  EXPECT_THAT(told, ElementsAre(SIGUSR1, SIGHUP, SIGINT, SIGTERM));
+  EXPECT_THAT(handled, ElementsAre(SIGUSR1, SIGHUP, SIGINT, SIGTERM));
 }
 
 TEST(SignalWatcher, handlesSignalsThatAnotherThreadReceives) {
@@ -46,21 +46,21 @@ TEST(SignalWatcher, handlesSignalsThatAnotherThreadReceives) {
 TEST(SignalWatcher, handlesASignalAtOnceWhileTheLoopIsBusy) {
   CoreLoop loop;
   std::promise<int> heard;
-  std::vector<int> told;
+  std::vector<int> handled;
   const SignalWatcher watcher(
       {SIGUSR1}, onto(loop),
       [&](int signal) {
-        told.push_back(signal);
+        handled.push_back(signal);
         loop.quit(4);
       },
       [&](int signal) { heard.set_value(signal); });
   loop.post([&] {
     ::raise(SIGUSR1);
     EXPECT_EQ(heard.get_future().get(), SIGUSR1);
-    EXPECT_THAT(told, ElementsAre());
+    EXPECT_THAT(handled, ElementsAre());
   });
   EXPECT_EQ(loop.run(), 4);
-  EXPECT_THAT(told, ElementsAre(SIGUSR1));
+  EXPECT_THAT(handled, ElementsAre(SIGUSR1));
 }
 
 TEST(SignalWatcher, worksOnALoopThatRunsOnASecondThread) {
@@ -103,7 +103,7 @@ TEST(SignalWatcher, callsNothingAfterItsEnd) {
   std::promise<void> heard;
   {
     const SignalWatcher watcher(
-        {SIGUSR1}, onto(loop), [](int) { ADD_FAILURE() << "told"; }, [&](int) { heard.set_value(); });
+        {SIGUSR1}, onto(loop), [](int) { ADD_FAILURE() << "handled"; }, [&](int) { heard.set_value(); });
     ::raise(SIGUSR1);
     heard.get_future().wait();
   }
