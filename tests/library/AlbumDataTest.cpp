@@ -243,7 +243,8 @@ TEST_F(LegacyAlbums, inAMendedFileAreReadAndOneLineSaysSo) {
   EXPECT_THAT(load(), ElementsAre("Found 2 albums", "Found 1 rolls", "Found 1 faces"));
   ASSERT_EQ(served.messages.lines.size(), 1u);
   EXPECT_EQ(served.messages.lines[0].first, "Info");
-  EXPECT_EQ(served.messages.lines[0].second, path + ": 5 places were mended or left out, the first in line 10");
+  EXPECT_EQ(served.messages.lines[0].second,
+            path + ": 5 places were mended or left out, the first in line 10");
   EXPECT_EQ(albums.containerDict("b"), Value(Dictionary({{"GUID", "b"}, {"TransitionSpeed", 1.5}})));
 }
 
