@@ -35,12 +35,12 @@ void printHelp(const ProgramDescription& program) {
     left.resize(std::max<std::size_t>(left.size() + 2, 36), ' ');
     std::cout << left << help << '\n';
   }
-  std::cout << "  --help                            show this\n"
+  std::cout << "  --help                            show this help\n"
                "  --version                         show the version\n\n"
                "Example: "
             << program.name
             << " -LibraryPath '/photos/iPhoto Library'\n\n"
-               "What the command line says counts for this run. Settings that last are kept in\n"
+               "These settings apply to this run only. Permanent settings are kept in\n"
             << makeUserSettingsStore()->where() << "\n";
 }
 
@@ -51,7 +51,7 @@ bool contains(const std::vector<std::string>& arguments, std::string_view wanted
 std::string wrongPort(const UserDefaults& defaults) {
   if (!defaults.stringForKey("Port")) return {};
   const std::int64_t port = defaults.integerForKey("Port");
-  return port < 0 || port > 65535 ? "-Port: a port is a number from 0 (any that is free) to 65535"
+  return port < 0 || port > 65535 ? "-Port: the port must be a number from 0 (any free port) to 65535"
                                   : std::string();
 }
 
@@ -61,21 +61,21 @@ const std::vector<DefaultKey>& serverDefaultKeys() {
   static const std::vector<DefaultKey> kKeys{
       {"LibraryPath", DefaultKind::Text, "the library folder to serve"},
       {"Port", DefaultKind::Integer, "TCP port to listen on (4250)"},
-      {"PreferAperture", DefaultKind::Boolean, "serve Aperture's library rather than iPhoto's (NO)"},
+      {"PreferAperture", DefaultKind::Boolean, "serve Aperture's library instead of iPhoto's (NO)"},
       {"RevealPhoto", DefaultKind::Boolean, "clients may show photos in the photo application (YES)"},
       {"ScriptInterpreter", DefaultKind::Text,
-       "the command that runs AppleScript, such as 'ssh mac osascript -s s -'"},
-      {"ApertureFolderMinMaxDate", DefaultKind::Boolean, "unnamed projects show first and last date (NO)"},
+       "command that runs AppleScript, for example 'ssh mac osascript -s s -'"},
+      {"ApertureFolderMinMaxDate", DefaultKind::Boolean, "show first and last date of unnamed projects (NO)"},
       {"DebugLevel", DefaultKind::Integer,
-       "0 no debug messages, 1 into the debug log, 2 to standard error (0)"},
+       "debug messages: 0 none, 1 to the debug log, 2 to standard error (0)"},
       {"DebugLogPath", DefaultKind::Text, "file for debug messages"},
       {"ErrorLogPath", DefaultKind::Text, "file for error messages"},
-      {"AccessLogPath", DefaultKind::Text, "file of the access log (not written to yet)"},
-      {"IOLogPath", DefaultKind::Text, "file of the I/O log (not written to yet)"},
-      {"DontShowHelp", DefaultKind::Boolean, "do not show the help at the start (NO)"},
-      {"ConsoleSoundAlert", DefaultKind::Boolean, "reserved, without effect"},
-      {"CheckIndizes", DefaultKind::Boolean, "reserved, without effect"},
-      {"SUFeedURL", DefaultKind::Text, "reserved, without effect"},
+      {"AccessLogPath", DefaultKind::Text, "file for the access log (not written yet)"},
+      {"IOLogPath", DefaultKind::Text, "file for the I/O log (not written yet)"},
+      {"DontShowHelp", DefaultKind::Boolean, "do not show the help at startup (NO)"},
+      {"ConsoleSoundAlert", DefaultKind::Boolean, "reserved; has no effect"},
+      {"CheckIndizes", DefaultKind::Boolean, "reserved; has no effect"},
+      {"SUFeedURL", DefaultKind::Text, "reserved; has no effect"},
   };
   return kKeys;
 }

@@ -11,20 +11,19 @@
 
 namespace moxtel {
 
-// Names and one line each, for --help.
+// What --help shows of a program.
 struct ProgramDescription {
   std::string name;
   std::string summary;
-  std::vector<std::pair<std::string, std::string>> options;  // the program's own, which its main takes first
+  std::vector<std::pair<std::string, std::string>> options;  // option and help; parsed by the program's main
 };
 
-// Fills the user defaults from the command line. Nothing when the program is to go on; else its exit status,
-// after
-// --help or --version (0) or after a message about what is wrong (2).
+// Sets user defaults from the command line. Returns nullopt when the program is to start; otherwise the exit
+// status: 0 after --help or --version, 2 after a message about a wrong argument.
 std::optional<int> takeCommandLine(const ProgramDescription& program,
                                    const std::vector<std::string>& arguments, UserDefaults& defaults);
 
-// The defined keys.
+// Every key that the command line accepts, with its help.
 const std::vector<DefaultKey>& serverDefaultKeys();
 
 }  // namespace moxtel

@@ -34,8 +34,8 @@ void CoreThread::run(UserDefaults& defaults, ConsoleView& view) {
   std::unique_ptr<Timer> timer;
   loop_->post([this, &program, &timer] {
     program.start();
-    tellStatus(program);
-    timer = loop_->callEvery(kStatusInterval, [this, &program] { tellStatus(program); });
+    reportStatus(program);
+    timer = loop_->callEvery(kStatusInterval, [this, &program] { reportStatus(program); });
   });
   loop_->run();
   timer.reset();
@@ -52,14 +52,14 @@ void CoreThread::post(Action action) {
   loop_->post([this, action = std::move(action)] {
     if (!program_) return;
     action(*program_);
-    tellStatus(*program_);
+    reportStatus(*program_);
   });
 }
 
-void CoreThread::tellStatus(ServerProgram& program) {
+void CoreThread::reportStatus(ServerProgram& program) {
   ServerStatus status = program.delegate().status();
-  if (told_ && *told_ == status) return;
-  told_ = std::make_unique<ServerStatus>(status);
+  if (lastReported_ && *lastReported_ == status) return;
+  lastReported_ = std::make_unique<ServerStatus>(status);
   statusChanged_(status);
 }
 

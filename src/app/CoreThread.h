@@ -1,4 +1,4 @@
-// The server on a thread of its own, for a program whose first thread belongs to windows.
+// Runs the server on its own thread, for a program whose main thread runs windows.
 #pragma once
 
 #include <functional>
@@ -18,33 +18,33 @@ class UserDefaults;
 
 class CoreThread final {
  public:
-  // Called on the core thread, whenever the status has changed; looked at once a second and after each
+  // Called on the core thread when the status has changed. The status is checked once a second and after each
   // action.
   using StatusChanged = std::function<void(const ServerStatus&)>;
   using Action = std::function<void(ServerProgram&)>;
 
-  // Starts the thread, and the server on it. Borrows defaults and view; the view is called on the core
-  // thread.
+  // Starts the thread and the server. Borrows defaults and view; the view is called on the core thread.
   CoreThread(UserDefaults& defaults, ConsoleView& view, StatusChanged statusChanged);
-  // Ends the server and waits for it; a script that runs is stopped.
+  // Stops the server, and a running script with it, and waits until the thread has ended.
   ~CoreThread();
   CoreThread(const CoreThread&) = delete;
   CoreThread& operator=(const CoreThread&) = delete;
 
-  // Runs an action on the core thread, later. Any thread; never waits.
+  // Queues an action for the core thread. Any thread; never waits.
   void post(Action action);
 
  private:
   void run(UserDefaults& defaults, ConsoleView& view);
   void setProgram(ServerProgram* program);
-  void tellStatus(ServerProgram& program);
+  void reportStatus(ServerProgram& program);
 
   StatusChanged statusChanged_;
   std::unique_ptr<CoreLoop> loop_;
   std::mutex endMutex_;
-  bool ending_ = false;                 // guarded by endMutex_
-  ServerProgram* program_ = nullptr;    // set on the core thread, under endMutex_; read there without it
-  std::unique_ptr<ServerStatus> told_;  // core thread
+  bool ending_ = false;  // guarded by endMutex_
+  // Written on the core thread under endMutex_. The core thread reads it without the mutex.
+  ServerProgram* program_ = nullptr;
+  std::unique_ptr<ServerStatus> lastReported_;  // core thread
   std::thread thread_;
 };
 

@@ -1,4 +1,4 @@
-// The program's rich texts, kept as files beside it. Any thread.
+// The program's help, HTML files in ../share/moxtelserver of the program's folder. Any thread.
 #pragma once
 
 #include <optional>
@@ -7,8 +7,8 @@
 
 namespace moxtel {
 
-// The HTML resource of this name, in the user's language where there is one ("Help.de.html"), otherwise in
-// English, from ../share/moxtelserver of the running program. Nothing when it is missing or unreadable.
+// The contents of NAME.LANGUAGE.html ("Help.de.html") if it exists, else of the English NAME.html. Returns
+// nullopt when neither can be read.
 std::optional<std::string> helpText(std::string_view name, std::string_view language = {});
 
 }  // namespace moxtel

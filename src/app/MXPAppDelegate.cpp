@@ -16,10 +16,10 @@ namespace {
 constexpr std::int64_t kPort = 4250;
 constexpr const char* kServiceType = "_moxtelserver._tcp.";
 
-// A switch without effect: it is read, and nothing consults it.
+// Kept on purpose: the switch "CheckIndizes" is read, but has no effect.
 std::atomic<bool> checkIndizes{false};
 
-// The short host name: what stands before the first dot, unless that is the first character.
+// The part of a host name before its first dot; the whole name if it begins with a dot or has none.
 std::string shortHostName(const Value& clientName) {
   if (!clientName.isString()) return "<unknown>";
   const std::string_view name = clientName.string();
@@ -37,7 +37,7 @@ MXPAppDelegate::MXPAppDelegate(const ServerEnvironment& environment)
 }
 
 MXPAppDelegate::~MXPAppDelegate() {
-  // The accept thread calls the observers: it ends first.
+  // The accept thread calls the observers, so it must end before they are removed.
   server_->stop();
   for (const auto token : observers_) environment_.notifications.removeObserver(token);
 }
@@ -70,29 +70,29 @@ void MXPAppDelegate::startup() {
   environment_.console.showTitle("Info", format("Running app: %@", runningApplication()));
   roles_->library.loadDatabase();
   roles_->albumData.loadAlbumData();
-  // The results are not wanted here: the calls fill the caches before the first request.
+  // Only fills the caches before the first request; the results are not needed.
   static_cast<void>(roles_->containerTree.getTopLevelAlbums());
   static_cast<void>(roles_->containerTree.getTopLevelProjects());
   counted_.reset();
   roles_->databases.releaseLocks();
   roles_->monitor.startAppChecks();
-  explainMissingLibrary();
+  reportMissingLibrary();
 }
 
-// What was said of the photo application's data so far does not tell what to do about it here.
-void MXPAppDelegate::explainMissingLibrary() {
-  constexpr const char* kWhatHelps = "in the window of MoxtelServer, or name it with -LibraryPath.";
+// The lines before this one say that data is missing, but not what the user can do about it.
+void MXPAppDelegate::reportMissingLibrary() {
+  constexpr const char* kHowToChoose = "in the window of MoxtelServer, or set it with -LibraryPath.";
   const auto& path = roles_->location.libraryPath();
   if (!path) {
     environment_.console.showTitle("Info",
-                                   format("No library is served yet: choose its folder %s", kWhatHelps));
+                                   format("No library is served yet: choose its folder %s", kHowToChoose));
     return;
   }
-  // A path that is not plain has been explained already.
+  // LibraryLocation has already reported a path with characters outside ASCII.
   const std::string why = isPlainPath(*path) ? whyUnreadable(*path) : std::string();
   if (why.empty()) return;
-  environment_.console.showTitle(
-      "Info", format("Nothing is served from '%@'. %@ Choose a library folder %s", *path, why, kWhatHelps));
+  environment_.console.showTitle("Info", format("Cannot serve '%@'. %@ To serve another folder, choose it %s",
+                                                *path, why, kHowToChoose));
 }
 
 void MXPAppDelegate::resetForRestart() {
@@ -103,10 +103,10 @@ void MXPAppDelegate::resetForRestart() {
 }
 
 void MXPAppDelegate::setNotifications() {
-  auto& centre = environment_.notifications;
-  observers_.push_back(centre.addObserver(
+  auto& center = environment_.notifications;
+  observers_.push_back(center.addObserver(
       "ChangedConnection", [this](const Notification& notification) { changedConnection(notification); }));
-  observers_.push_back(centre.addObserver("GotData", [this](const Notification& notification) {
+  observers_.push_back(center.addObserver("GotData", [this](const Notification& notification) {
     roles_->handler->gotDataFromServer(notification);
   }));
 }
@@ -124,7 +124,7 @@ void MXPAppDelegate::startServer() {
       [this](std::string_view title, std::string_view text) { environment_.console.showTitle(title, text); });
 }
 
-// Without this only a debug log would tell that nobody can connect.
+// Without these lines only the debug log would show that clients cannot connect.
 void MXPAppDelegate::reportListener(bool started, std::int32_t port) {
   if (server_->port() == 0) {
     environment_.console.showTitle("Error",
@@ -160,7 +160,7 @@ std::string MXPAppDelegate::changedLibraryPath(const std::string& folder) {
   environment_.console.showTitle("Info",
                                  format("Reloading database after choosing the library '%@'", folder));
   environment_.defaults.setString("LibraryPath", folder);
-  // Nothing of the old library may answer for the new one.
+  // Drops the old library's data, which must not appear in replies about the new one.
   roles_->albumData.clear();
   roles_->library.resetStandalone();
   restart();
@@ -175,11 +175,11 @@ void MXPAppDelegate::changedRevealPhoto(bool allowed) {
 
 std::string MXPAppDelegate::logFolderTree() {
   roles_->library.loadDatabase();
-  const bool isThere = obsoletesZeug(roles_->databases).root != nullptr;
+  const bool hasTree = obsoletesZeug(roles_->databases).root != nullptr;
   roles_->databases.releaseLocks();
-  if (isThere) return {};
+  if (hasTree) return {};
   const auto& path = roles_->location.libraryPath();
-  if (!path) return "No library is known: name its folder with -LibraryPath.";
+  if (!path) return "No library is set: set its folder with -LibraryPath.";
   const std::string why = whyUnreadable(*path);
   return why.empty() ? "The library's database cannot be opened." : why;
 }
@@ -208,7 +208,8 @@ ServerStatus MXPAppDelegate::status() {
   return status;
 }
 
-// A disk that goes, or comes back, changes the numbers too.
+// Counts again whenever the path, its problem or the database changed: a disk may be removed and mounted
+// again.
 const LibraryCounts& MXPAppDelegate::countsOf(const ServerStatus& status) {
   const LoadedLibrary& library = roles_->library;
   const auto readDate = library.databaseReadDate();
@@ -239,7 +240,7 @@ void MXPAppDelegate::showConnected(const Notification& notification, const std::
     const std::lock_guard lock(clientsMutex_);
     clientDict_[std::string(notification.userInfo["clientip"].string())] = shortName;
   }
-  // The client's first request is read only after the library has been loaded afresh.
+  // Waits, so that the library is loaded again before the client's first request is read.
   environment_.loop.performAndWait([this] { roles_->library.loadDatabase(); });
 }
 
@@ -247,7 +248,7 @@ void MXPAppDelegate::showDisconnected() {
   std::optional<std::string> name;
   {
     const std::lock_guard lock(clientsMutex_);
-    // Exactly one: with none, or with more, nobody knows who has gone.
+    // The name is certain only if exactly one client is known.
     if (clientDict_.size() == 1) {
       name = clientDict_.begin()->second;
       clientDict_.clear();

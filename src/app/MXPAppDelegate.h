@@ -1,9 +1,9 @@
 // MXPAppDelegate: owns all long-lived objects of the server and the order in which they start.
 //
-// The work itself lies in role objects (library databases, container tree, photo records, faces, image files,
-// album data, command handler …); this class connects them, follows connections and restarts the library side
-// when the preferred photo application changes. Lives on the core thread; changedConnection alone runs on the
-// accept thread.
+// Role objects (library databases, container tree, photo records, faces, image files, album data, command
+// handler …) do the work. This class connects them, tracks client connections and restarts the library roles
+// when the preferred photo application changes. Lives on the core thread, except changedConnection, which
+// runs on the accept thread.
 #pragma once
 
 #include <atomic>
@@ -30,7 +30,7 @@ class RunningApplications;
 class ScriptRunner;
 class ServerRoles;
 
-// What the delegate's program lends it; all of it outlives the delegate.
+// What the delegate borrows from its program; all of it must outlive the delegate.
 struct ServerEnvironment {
   EventLoop& loop;
   UserDefaults& defaults;
@@ -39,12 +39,12 @@ struct ServerEnvironment {
   RunningApplications& applications;
   ScriptRunner& scripts;
   MXSConsole& console;
-  DnsSd* discovery = nullptr;  // null: nothing can publish here
+  DnsSd* discovery = nullptr;  // null: this machine cannot publish services
 };
 
 class MXPAppDelegate final {
  public:
-  // Registers the defaults, and fixes the debug level and the switch "CheckIndizes" for the life of the
+  // Registers the defaults, and reads the debug level and the switch "CheckIndizes" once for the whole
   // process.
   static void initialize(UserDefaults& defaults);
 
@@ -54,39 +54,40 @@ class MXPAppDelegate final {
   MXPAppDelegate& operator=(const MXPAppDelegate&) = delete;
 
   void applicationDidFinishLaunching();
-  // Always 1, terminate now: nothing is saved or asked.
+  // Always 1 (terminate now): there is nothing to save or to ask.
   int applicationShouldTerminate() const { return 1; }
 
   void startup();
   void resetForRestart();
   void startServer();
   void setNotifications();
-  // On the accept thread.
+  // The observer of "ChangedConnection". Accept thread.
   void changedConnection(const Notification& notification);
   void showConsole();
   // After the user interface has stored the new "PreferAperture".
   void changedPreferAperture();
 
-  // What SIGHUP asks for: as after a change of the photo application, without the change.
+  // Handles SIGHUP: restarts the library roles with the same preferences, and disconnects the client.
   void reload();
-  // Serves another library from now on, and remembers it. An empty text, or why that folder cannot be served:
-  // then nothing changes.
+  // Serves another library and stores its path in the user defaults. Returns an empty text; or, when the
+  // folder cannot be served, the reason, and changes nothing.
   [[nodiscard]] std::string changedLibraryPath(const std::string& folder);
   void disconnectClient();
   void changedRevealPhoto(bool allowed);
-  // The rich text of the help (HTML); nothing when the resource is missing or unreadable.
+  // The help as HTML; nullopt when its file is missing or unreadable.
   static std::optional<std::string> attributedStringHelp();
-  // Logs the folder tree, for diagnosis. An empty text, or why there is none.
+  // Logs the folder tree, for diagnosis. Returns an empty text, or the reason why there is no tree.
   [[nodiscard]] std::string logFolderTree();
 
-  // Looks whether the library is there. Counts it anew after each start-up, and when it was loaded again.
+  // The current state. Checks whether the library is readable, and counts its photos, albums and faces again
+  // after each startup and each reload.
   ServerStatus status();
   QVSocketServer& server() { return *server_; }
   const LoadedLibrary& library() const;
   const AlbumData& albumData() const;
 
  private:
-  // The state of the library that was counted.
+  // The state of the library for which counts_ holds.
   struct Counted {
     std::optional<std::string> path;
     std::string problem;
@@ -96,7 +97,7 @@ class MXPAppDelegate final {
   };
 
   void restart();
-  void explainMissingLibrary();
+  void reportMissingLibrary();
   const LibraryCounts& countsOf(const ServerStatus& status);
   const char* runningApplication() const;
   void reportListener(bool started, std::int32_t port);

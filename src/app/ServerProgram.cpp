@@ -11,7 +11,8 @@ namespace moxtel {
 
 namespace {
 
-// Beside the local ones those of the interpreter's machine, which may be another one when the user named it.
+// The applications that run here and on the script interpreter's machine. Null when the user set no
+// interpreter: then only the local ones count.
 std::unique_ptr<RunningApplications> allApplications(RunningApplications& local, const UserDefaults& defaults,
                                                      ProcessRunner& processes) {
   if (!defaults.stringForKey("ScriptInterpreter")) return nullptr;

@@ -1,5 +1,6 @@
-// A server from its parts: the machine's processes, scripts, discovery and clock, the console and the
-// delegate. What the desktop program and the daemon have in common. Lives on the core thread.
+// The server without its user interface: connects the delegate and the console with the operating system's
+// processes, scripts and service discovery. The desktop program and the daemon both use it. Lives on the core
+// thread.
 #pragma once
 
 #include <memory>
@@ -16,17 +17,17 @@ class CoreLoop;
 
 class ServerProgram final {
  public:
-  // Borrows all three; the loop has a thread already, or this is the one that will run it. The view sees
-  // every line of the console from its banner on.
+  // Borrows all three. Construct on the thread that runs the loop, or will run it. The view gets every line
+  // of the console, from the banner on.
   ServerProgram(CoreLoop& loop, UserDefaults& defaults, ConsoleView& view);
   ~ServerProgram();
   ServerProgram(const ServerProgram&) = delete;
   ServerProgram& operator=(const ServerProgram&) = delete;
 
-  // Locates the library and begins to serve.
+  // Finds the library, listens and publishes the server.
   void start();
-  // Before the loop is asked to end: stops a script that runs and those that would follow it, so that nobody
-  // waits for them. Any thread.
+  // Stops the running script and rejects later ones, so that the loop can quit without waiting for them. Any
+  // thread; call it before the loop's quit.
   void endScripts() { scripts_->end(); }
   MXPAppDelegate& delegate() { return *delegate_; }
   MXSConsole& console() { return console_; }

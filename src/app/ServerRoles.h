@@ -1,4 +1,4 @@
-// The role objects of one server, connected with each other. Core thread.
+// The role objects of one server and their connections. Core thread.
 #pragma once
 
 #include <atomic>
@@ -25,7 +25,7 @@
 
 namespace moxtel {
 
-// The commands' way to the library and to the scripts: each command begins afresh with both.
+// Prepares the library and the scripts for each command: each gets its own time limit.
 class DelegateCommandScope final : public LibraryCommandScope {
  public:
   DelegateCommandScope(LibraryDatabases& databases, ScriptRunner& scripts)
@@ -39,7 +39,7 @@ class DelegateCommandScope final : public LibraryCommandScope {
   ScriptRunner& scripts_;
 };
 
-// The role objects, in the order in which they need each other.
+// Owns the role objects. Members are in the order of their dependencies.
 class ServerRoles final {
  public:
   ServerRoles(const ServerEnvironment& environment, PhotoApplicationFlags& flags,
@@ -68,7 +68,8 @@ class ServerRoles final {
         metadataCommands(databases, imageFiles, photoRecords, propertyReader),
         commandScope(databases, environment.scripts) {}
 
-  // The commands reply through a channel that comes later than the library.
+  // Creates the command handler, which replies through the channel. Call once, after construction: the
+  // channel is made after the roles.
   void connectTo(EventLoop& loop, ReplyChannel& channel) {
     handler.emplace(loop, channel, commandScope,
                     ProductVersion{MXSVersion::majorVersion(), MXSVersion::minorVersion()});

@@ -1,5 +1,5 @@
-// What a person in front of the server wants to know, as of one moment. A value: made on the core thread,
-// shown by windows.
+// A snapshot of the server's state, which the windows show. A value: made on the core thread, copied to the
+// windows' thread.
 #pragma once
 
 #include <cstdint>
@@ -14,14 +14,14 @@ namespace moxtel {
 struct ServerStatus {
   std::string runningApplication;  // "iPhoto", "Aperture" or "<none>"
   std::optional<std::string> libraryPath;
-  std::string libraryProblem;  // why that cannot be read, for the user; empty when it can
+  std::string libraryProblem;  // why the library is unreadable, for the user; empty: it is readable
   LibraryCounts counts;
   std::vector<std::string> addresses;  // IPv4, dotted quads
-  std::uint16_t port = 0;              // 0: it does not listen
-  std::string listenFailure;           // why it does not
+  std::uint16_t port = 0;              // 0: not listening
+  std::string listenFailure;           // why not; empty while listening
   std::string publishedName;           // empty: not published
-  std::string publicationProblem;      // why it is not
-  std::optional<std::string> client;   // the short name of the one that is connected
+  std::string publicationProblem;      // why not; empty while published, and until a problem is known
+  std::optional<std::string> client;   // short host name of the connected client
   bool preferAperture = false;
   bool revealPhoto = true;
   friend bool operator==(const ServerStatus&, const ServerStatus&) = default;

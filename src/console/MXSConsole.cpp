@@ -7,8 +7,8 @@
 
 namespace moxtel {
 
-MXSConsole::MXSConsole(EventLoop& loop, const UserDefaults& defaults, const Clock& clock, bool keepLines)
-    : loop_(loop), defaults_(defaults), clock_(clock), keepLines_(keepLines) {
+MXSConsole::MXSConsole(EventLoop& loop, const UserDefaults& defaults, const Clock& clock)
+    : loop_(loop), defaults_(defaults), clock_(clock) {
   awakeFromNib();
 }
 
@@ -34,18 +34,17 @@ void MXSConsole::showConsoleWindow() {
 }
 
 void MXSConsole::appendLine(std::string_view title, std::string_view info) {
-  // Reserved: no sound is played whatever it says.
+  // Kept on purpose: the key is read, but no sound is played.
   static_cast<void>(defaults_.boolForKey("ConsoleSoundAlert"));
   const ConsoleLine line{dateString(), std::string(title), std::string(info)};
   if (line.isError()) showConsoleWindow();
-  // Before there is any view, lines wait for the first one.
-  if (keepLines_ || views_.empty()) lines_.push_back(line);
+  if (views_.empty()) lines_.push_back(line);
   for (ConsoleView* view : std::vector(views_)) view->appendLine(line);
 }
 
 void MXSConsole::addView(ConsoleView& view) {
   for (const ConsoleLine& line : lines_) view.appendLine(line);
-  if (!keepLines_) std::vector<ConsoleLine>().swap(lines_);
+  std::vector<ConsoleLine>().swap(lines_);
   views_.push_back(&view);
 }
 

@@ -1,9 +1,9 @@
-// MXSConsole: the activity log that the user reads. This is the line model; windows and standard output are
-// its views.
+// MXSConsole: the activity log for the user. It makes the lines; its views, a window or standard output, show
+// them.
 //
-// showTitle(…) may be called on any thread: on the core thread a line appears at once, from any other it is
-// handed to the core thread without waiting, and lines of one thread keep their order. Views are added,
-// removed and called on the core thread.
+// showTitle may be called on any thread. On the core thread it shows the line at once; on other threads it
+// queues the line for the core thread and does not wait. Lines from one thread keep their order. Views are
+// added, removed and called on the core thread.
 #pragma once
 
 #include <memory>
@@ -17,7 +17,7 @@
 
 namespace moxtel {
 
-// The core speaks of fonts as name and size; views fall back to what the machine has.
+// A font by name and size. Views use another font where this one is not installed.
 struct FontDescription {
   std::string_view name;
   int points = 0;
@@ -25,13 +25,13 @@ struct FontDescription {
   bool fixedPitch = false;
 };
 
-// One line: "date  title:  text\n", of which the title alone is bold, and red when it is "Error".
+// One line, "date  title:  text\n". Only the title is bold; the title "Error" is red.
 struct ConsoleLine {
   std::string date;   // "yyyy-MM-dd HH:mm:ss.SSS", local time
   std::string title;  // "Info", "Error"
   std::string text;
   bool isError() const { return title == "Error"; }
-  // The three runs as they are shown.
+  // The three parts of the line as views show them.
   std::string dateRun() const { return date + "  "; }
   std::string titleRun() const { return title + ":  "; }
   std::string textRun() const { return text + "\n"; }
@@ -56,20 +56,18 @@ class MXSConsole final {
   static FontDescription boldFont() { return {"Lucida Grande Bold", 12, true, false}; }
   static FontDescription defaultFont() { return {"Lucida Grande", 12, false, false}; }
 
-  // Borrows all three. Made and destroyed on the core thread, or before the loop runs; lines that are still
-  // on their way when it goes are dropped. The banner's two lines are its first. With keepLines the lines so
-  // far are kept, for a view that is added later; without, they are dropped once shown.
-  MXSConsole(EventLoop& loop, const UserDefaults& defaults, const Clock& clock = systemClock(),
-             bool keepLines = false);
+  // Borrows all three. Create and destroy it on the core thread, or while the loop does not run; lines still
+  // queued when it is destroyed are dropped. The first two lines are the banner.
+  MXSConsole(EventLoop& loop, const UserDefaults& defaults, const Clock& clock = systemClock());
 
-  // The current local time as the date run shows it.
+  // The current local time in the format of ConsoleLine::date.
   std::string dateString() const;
 
   void showTitle(std::string_view title, std::string_view info);
-  // Raises the views. Core thread.
+  // Raises all views. Core thread.
   void showConsoleWindow();
 
-  // A view sees every line from the banner on: those kept so far at once.
+  // The first view gets all lines so far; each view gets every line from then on.
   void addView(ConsoleView& view);
   void removeView(ConsoleView& view);
 
@@ -80,8 +78,7 @@ class MXSConsole final {
   EventLoop& loop_;
   const UserDefaults& defaults_;
   const Clock& clock_;
-  const bool keepLines_;
-  std::vector<ConsoleLine> lines_;
+  std::vector<ConsoleLine> lines_;  // those before the first view
   std::vector<ConsoleView*> views_;
   const std::shared_ptr<const bool> alive_ = std::make_shared<const bool>(true);
 };

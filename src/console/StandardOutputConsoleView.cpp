@@ -15,7 +15,7 @@ void appendEscaped(std::string& out, unsigned char byte) {
   out += kHex[byte & 15];
 }
 
-// U+0080 to U+009F, which terminals obey as well, are C2 80 to C2 9F in UTF-8.
+// Terminals also interpret U+0080 to U+009F, which are C2 80 to C2 9F in UTF-8.
 bool isC1Control(std::string_view text, std::size_t at) {
   return static_cast<unsigned char>(text[at]) == 0xC2 && at + 1 < text.size() &&
          static_cast<unsigned char>(text[at + 1]) >= 0x80 && static_cast<unsigned char>(text[at + 1]) < 0xA0;
@@ -37,13 +37,13 @@ std::string printable(std::string_view text) {
   return out;
 }
 
-// With what stands before each line, and a newline at the end.
-void writeLines(std::FILE* stream, std::string_view firstStart, std::string_view nextStart,
+// Writes a text with a prefix for its first line, another for the lines after it, and a newline at the end.
+void writeLines(std::FILE* stream, std::string_view firstPrefix, std::string_view nextPrefix,
                 std::string_view text) {
-  std::string out(firstStart);
+  std::string out(firstPrefix);
   for (const char c : text) {
     out += c;
-    if (c == '\n') out += nextStart;
+    if (c == '\n') out += nextPrefix;
   }
   out += '\n';
   std::fwrite(out.data(), 1, out.size(), stream);
@@ -53,8 +53,8 @@ void writeLines(std::FILE* stream, std::string_view firstStart, std::string_view
 }  // namespace
 
 void writeJournalLines(std::FILE* stream, JournalPriority priority, std::string_view text) {
-  const std::string start = '<' + std::to_string(static_cast<int>(priority)) + '>';
-  writeLines(stream, start, start + kIndent, text);
+  const std::string prefix = '<' + std::to_string(static_cast<int>(priority)) + '>';
+  writeLines(stream, prefix, prefix + kIndent, text);
 }
 
 void StandardOutputConsoleView::appendLine(const ConsoleLine& line) {

@@ -1,8 +1,9 @@
-// Prints the console's lines, for a server without windows: "date  title:  text" to a terminal or file; where
-// the service manager's journal reads, "<6>title:  text" (errors "<3>"), for the journal stamps lines itself.
+// Prints the console's lines, for a server without windows. To a terminal or file: "date  title:  text". To
+// the service manager's journal, which adds the date itself: "<6>title:  text" (errors: "<3>").
 //
-// Control characters are printed as \xHH: a text may come from a stranger, and a terminal obeys them. A text
-// of several lines continues indented, so that none of them passes for a line of its own.
+// Control characters are printed as \xHH, because texts may come from untrusted peers and terminals interpret
+// them. The second and later lines of a text are indented, so that they do not look like lines of the
+// console.
 #pragma once
 
 #include <cstdio>
@@ -14,8 +15,8 @@ namespace moxtel {
 
 enum class JournalPriority : unsigned char { Error = 3, Info = 6 };
 
-// Writes a text as the journal takes it, with one call: each of its lines begins with the priority, so that
-// none can claim another one, and continues indented after the first. Any thread.
+// Writes a text in the journal's format with one call. Each of its lines begins with the priority, so that
+// the text cannot set another one; lines after the first are indented. Any thread.
 void writeJournalLines(std::FILE* stream, JournalPriority priority, std::string_view text);
 
 class StandardOutputConsoleView final : public ConsoleView {
@@ -24,7 +25,7 @@ class StandardOutputConsoleView final : public ConsoleView {
   StandardOutputConsoleView() : StandardOutputConsoleView(stdout, kindOfOutput(stdout)) {}
   StandardOutputConsoleView(std::FILE* stream, OutputKind kind) : stream_(stream), kind_(kind) {}
 
-  // Flushed at once.
+  // Flushes the stream.
   void appendLine(const ConsoleLine& line) override;
 
  private:

@@ -49,8 +49,8 @@ LibraryCounts countLibrary(LibraryDatabases& databases) {
 
 std::string whyUnreadable(const std::string& folder) {
   if (!isPlainPath(folder)) {
-    return "The folder's path holds characters outside ASCII. Make a symbolic link with a plain name to it, "
-           "and choose that.";
+    return "The folder's path contains characters outside ASCII. Make a symbolic link to it whose path is "
+           "plain ASCII, and choose the link.";
   }
   const FileStamp stamp = stampOf(folder);
   if (stamp.kind == FileStamp::Kind::Missing) {

@@ -1,4 +1,5 @@
-// MoxtelServer: the server with windows. The windows run on the main thread, the server on a second one.
+// MoxtelServer: the server with windows. The windows run on the main thread, the server on a thread of its
+// own.
 #include <QApplication>
 #include <QIcon>
 #include <QLibraryInfo>
@@ -25,10 +26,10 @@
 namespace moxtel {
 namespace {
 
-constexpr int kHeartbeatMilliseconds = 500;
+constexpr int kBusyCheckMilliseconds = 500;
 constexpr int kNoDisplayStatus = 1;
 
-// Qt would abort with a core dump and not mention moxtelserverd.
+// Without a display, Qt aborts with a core dump; this check allows a message that names moxtelserverd.
 bool lacksDisplay() {
   const auto names = {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"};
   return QSysInfo::kernelType() == QStringLiteral("linux") &&
@@ -36,23 +37,23 @@ bool lacksDisplay() {
                       [](const char* name) { return qEnvironmentVariableIsSet(name); });
 }
 
-// The language of messages ("de"); numbers may use another locale.
+// The language of messages ("de"), which may differ from that of numbers.
 std::string userLanguage() {
   return QLocale::system().uiLanguages().value(0).section('-', 0, 0).toStdString();
 }
 
-// Connects the windows and the server. On the main thread.
+// Connects the windows with the server. Windows' thread.
 class Desktop final {
  public:
   Desktop(UserDefaults& defaults, const std::string& language)
       : defaults_(defaults),
         window_(actions()),
-        core_(defaults, console_.view(), [this](const ServerStatus& status) { tell(status); }) {
+        core_(defaults, console_.view(), [this](const ServerStatus& status) { postStatus(status); }) {
     console_.setLinesObserver([this](const auto& lines) { window_.showLines(lines); });
     const auto help = helpText("Help", language);
     window_.setHelp(help ? QString::fromStdString(*help) : QString(), defaults.boolForKey("DontShowHelp"));
-    QObject::connect(&heartbeat_, &QTimer::timeout, &window_, [this] { beat(); });
-    heartbeat_.start(kHeartbeatMilliseconds);
+    QObject::connect(&busyCheck_, &QTimer::timeout, &window_, [this] { checkCore(); });
+    busyCheck_.start(kBusyCheckMilliseconds);
     window_.show();
   }
 
@@ -62,7 +63,7 @@ class Desktop final {
   MainWindowActions actions() {
     MainWindowActions actions;
     actions.chooseLibrary = [this](const std::string& folder) { chooseLibrary(folder); };
-    // Immediately: the core may still be writing a reply to that client.
+    // Not posted to the core thread, which may be busy with a reply to that client.
     actions.disconnectClient = [] { QVSocketServer::disconnect(); };
     actions.reload = [this] { core_.post([](ServerProgram& program) { program.delegate().reload(); }); };
     actions.preferAperture = [this](bool prefers) {
@@ -89,14 +90,14 @@ class Desktop final {
     });
   }
 
-  // On the core thread.
-  void tell(const ServerStatus& status) {
+  // Core thread.
+  void postStatus(const ServerStatus& status) {
     QMetaObject::invokeMethod(
         &window_, [this, status] { window_.showStatus(status); }, Qt::QueuedConnection);
   }
 
-  // The core is busy if it has not answered a beat when the next one is due.
-  void beat() {
+  // Posts a call to the core thread. If the previous call has not run yet, the core thread is busy.
+  void checkCore() {
     window_.showBusy(answered_ != asked_);
     if (answered_ != asked_) return;
     const int number = ++asked_;
@@ -106,11 +107,34 @@ class Desktop final {
   UserDefaults& defaults_;
   MainWindow window_;
   ConsoleWindow console_;
-  QTimer heartbeat_;
+  QTimer busyCheck_;
   int asked_ = 0;
   std::atomic<int> answered_{0};
   CoreThread core_;
 };
+
+void setUpApplication(QTranslator& translator, const std::string& language) {
+  QApplication::setApplicationName(QStringLiteral("MoxtelServer"));
+  QApplication::setDesktopFileName(QStringLiteral("moxtelserver"));
+  QApplication::setWindowIcon(QIcon::fromTheme(QStringLiteral("moxtelserver")));
+  setStringTable(windowTexts(language));
+  // Qt's own texts, such as a file dialog's buttons, in the same language as ours; English if there is no
+  // file.
+  if (translator.load("qtbase_" + QString::fromStdString(language),
+                      QLibraryInfo::path(QLibraryInfo::TranslationsPath))) {
+    QApplication::installTranslator(&translator);
+  }
+}
+
+void handleSignal(Desktop& desktop, int signal) {
+  if (signal == SIGHUP) {
+    desktop.core().post([](ServerProgram& program) { program.delegate().reload(); });
+  } else if (signal == SIGUSR1) {
+    QVSocketServer::disconnect();
+  } else {
+    QApplication::quit();
+  }
+}
 
 int serve(int argc, char** argv) {
   UserDefaults defaults(makeUserSettingsStore());
@@ -120,37 +144,22 @@ int serve(int argc, char** argv) {
   if (const auto status = takeCommandLine(description, arguments, defaults)) return *status;
 
   if (lacksDisplay()) {
-    std::cerr << "MoxtelServer: there is no display to show windows on; moxtelserverd serves without them.\n";
+    std::cerr << "MoxtelServer: there is no display for windows; use moxtelserverd, which needs none.\n";
     return kNoDisplayStatus;
   }
-  // The arguments are parsed above: Qt gets only the program's name.
+  // Qt gets only the program's name: the arguments are the server's.
   int qtArgc = argc > 0 ? 1 : 0;
   QApplication application(qtArgc, argv);
-  QApplication::setApplicationName(QStringLiteral("MoxtelServer"));
-  QApplication::setDesktopFileName(QStringLiteral("moxtelserver"));
-  QApplication::setWindowIcon(QIcon::fromTheme(QStringLiteral("moxtelserver")));
   const std::string language = userLanguage();
-  setStringTable(windowTexts(language));
-  // Qt's own texts, such as the buttons of a file dialog, in the language of ours or else in English.
-  QTranslator toolkitTexts;
-  if (toolkitTexts.load("qtbase_" + QString::fromStdString(language),
-                        QLibraryInfo::path(QLibraryInfo::TranslationsPath))) {
-    QApplication::installTranslator(&toolkitTexts);
-  }
+  QTranslator translator;
+  setUpApplication(translator, language);
 
   Desktop desktop(defaults, language);
-  const auto post = [&application](std::function<void()> call) {
+  const auto postToMain = [&application](std::function<void()> call) {
     QMetaObject::invokeMethod(&application, std::move(call), Qt::QueuedConnection);
   };
-  const SignalWatcher signals(SignalWatcher::usualSignals(), post, [&desktop](int signal) {
-    if (signal == SIGHUP) {
-      desktop.core().post([](ServerProgram& program) { program.delegate().reload(); });
-    } else if (signal == SIGUSR1) {
-      QVSocketServer::disconnect();
-    } else {
-      QApplication::quit();
-    }
-  });
+  const SignalWatcher signals(SignalWatcher::usualSignals(), postToMain,
+                              [&desktop](int signal) { handleSignal(desktop, signal); });
   return QApplication::exec();
 }
 

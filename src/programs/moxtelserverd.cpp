@@ -16,34 +16,22 @@
 namespace moxtel {
 namespace {
 
-int serve(int argc, char** argv) {
-  UserDefaults defaults(makeUserSettingsStore());
-  const ProgramDescription description{
-      "moxtelserverd",
-      "Serves an iPhoto or Aperture library to Moxtel clients on the network, without a display.",
-      {{"--print-folders", "print the library's folder tree and end (diagnosis)"}}};
-  std::vector<std::string> arguments(argv + (argc > 0 ? 1 : 0), argv + argc);
-  const bool printsFolders = std::erase(arguments, "--print-folders") > 0;
-  if (const auto status = takeCommandLine(description, arguments, defaults)) return *status;
+// Prints the folder tree to standard output. The exit status.
+int printFolders(CoreLoop& loop, ServerProgram& program) {
+  loop.post([&] {
+    setSystemLogSink([](std::string_view text) { std::cout << text << '\n'; });
+    const std::string why = program.delegate().logFolderTree();
+    if (!why.empty()) std::cerr << "moxtelserverd: " << why << '\n';
+    loop.quit(why.empty() ? 0 : 1);
+  });
+  return loop.run();
+}
 
-  if (kindOfOutput(stderr) == OutputKind::Journal) {
-    // The journal adds the time to each line.
-    setSystemLogSink([](std::string_view text) { writeJournalLines(stderr, JournalPriority::Info, text); });
-  }
-  CoreLoop loop;
-  StandardOutputConsoleView view;
-  ServerProgram program(loop, defaults, view);
-  if (printsFolders) {
-    loop.post([&] {
-      setSystemLogSink([](std::string_view text) { std::cout << text << '\n'; });
-      const std::string why = program.delegate().logFolderTree();
-      if (!why.empty()) std::cerr << "moxtelserverd: " << why << '\n';
-      loop.quit(why.empty() ? 0 : 1);
-    });
-    return loop.run();
-  }
-  // Neither a script nor a reply to a slow client may delay the exit or the disconnection of the client.
-  const auto atOnce = [&program](int signal) {
+// Serves until a signal ends the program. The exit status.
+int runServer(CoreLoop& loop, ServerProgram& program) {
+  // Runs even while a script or a reply to a slow client keeps the core thread busy: neither may delay the
+  // end of the program or the disconnection.
+  const auto handleAtOnce = [&program](int signal) {
     if (signal == SIGUSR1) {
       QVSocketServer::disconnect();
     } else if (signal != SIGHUP) {
@@ -51,7 +39,7 @@ int serve(int argc, char** argv) {
       program.endScripts();
     }
   };
-  const auto told = [&](int signal) {
+  const auto handle = [&](int signal) {
     if (signal == SIGHUP) {
       program.delegate().reload();
     } else if (signal != SIGUSR1) {
@@ -59,13 +47,33 @@ int serve(int argc, char** argv) {
       loop.quit();
     }
   };
-  const auto post = [&loop](EventLoop::Task call) { loop.post(std::move(call)); };
-  const SignalWatcher signals(SignalWatcher::usualSignals(), post, told, atOnce);
+  const auto postToLoop = [&loop](EventLoop::Task call) { loop.post(std::move(call)); };
+  const SignalWatcher signals(SignalWatcher::usualSignals(), postToLoop, handle, handleAtOnce);
   loop.post([&program] {
     program.start();
     notifyServiceManager("READY=1");
   });
   return loop.run();
+}
+
+int serve(int argc, char** argv) {
+  UserDefaults defaults(makeUserSettingsStore());
+  const ProgramDescription description{
+      "moxtelserverd",
+      "Serves an iPhoto or Aperture library to Moxtel clients on the network, without a display.",
+      {{"--print-folders", "print the library's folder tree and exit (for diagnosis)"}}};
+  std::vector<std::string> arguments(argv + (argc > 0 ? 1 : 0), argv + argc);
+  const bool printsFolders = std::erase(arguments, "--print-folders") > 0;
+  if (const auto status = takeCommandLine(description, arguments, defaults)) return *status;
+
+  if (kindOfOutput(stderr) == OutputKind::Journal) {
+    // The journal adds the date itself.
+    setSystemLogSink([](std::string_view text) { writeJournalLines(stderr, JournalPriority::Info, text); });
+  }
+  CoreLoop loop;
+  StandardOutputConsoleView view;
+  ServerProgram program(loop, defaults, view);
+  return printsFolders ? printFolders(loop, program) : runServer(loop, program);
 }
 
 }  // namespace

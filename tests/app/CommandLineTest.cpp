@@ -7,7 +7,7 @@ namespace {
 
 const ProgramDescription kProgram{"moxtelserverd", "Serves.", {}};
 
-TEST(CommandLine, goesOnWithKnownKeys) {
+TEST(CommandLine, setsKnownKeys) {
   UserDefaults defaults;
   EXPECT_EQ(takeCommandLine(kProgram, {"-LibraryPath", "/photos/Old", "-PreferAperture", "YES"}, defaults),
             std::nullopt);
@@ -15,7 +15,7 @@ TEST(CommandLine, goesOnWithKnownKeys) {
   EXPECT_TRUE(defaults.boolForKey("PreferAperture"));
 }
 
-TEST(CommandLine, helpAndVersionEndWell) {
+TEST(CommandLine, printsHelpAndVersionWithStatus0) {
   UserDefaults defaults;
   ::testing::internal::CaptureStdout();
   EXPECT_EQ(takeCommandLine(kProgram, {"--help"}, defaults), 0);
@@ -26,7 +26,7 @@ TEST(CommandLine, helpAndVersionEndWell) {
             "moxtelserverd Version 1.4 build 402 released 2016-07-12\n");
 }
 
-TEST(CommandLine, refusesWhatItDoesNotKnowWithStatus2) {
+TEST(CommandLine, rejectsWrongArgumentsWithStatus2) {
   for (const std::vector<std::string>& arguments :
        std::vector<std::vector<std::string>>{{"-NoSuchKey", "1"},
                                              {"stray"},

@@ -4,7 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <condition_variable>
+#include <functional>
 #include <future>
+#include <memory>
 
 #include "app/ServerProgram.h"
 #include "tests/library/TestLibrary.h"
@@ -12,8 +14,9 @@
 namespace moxtel {
 namespace {
 
-// What the windows' thread would be told. Waiting ends by a failure, never by a pause.
-class Told final : public ConsoleView {
+// Records the lines and statuses that the windows' thread would get. eventually() returns false after a
+// timeout.
+class Recorder final : public ConsoleView {
  public:
   void appendLine(const ConsoleLine& line) override {
     const std::lock_guard lock(mutex_);
@@ -45,59 +48,76 @@ class CoreThreadTest : public testing::Test {
     defaults.setString("Port", "0");
   }
   std::unique_ptr<CoreThread> started() {
-    return std::make_unique<CoreThread>(defaults, told,
-                                        [this](const ServerStatus& status) { told.take(status); });
+    return std::make_unique<CoreThread>(defaults, recorder,
+                                        [this](const ServerStatus& status) { recorder.take(status); });
   }
-  bool isTold(const std::function<bool(const ServerStatus&)>& question) {
-    return told.eventually(
+  bool statusBecomes(const std::function<bool(const ServerStatus&)>& question) {
+    return recorder.eventually(
         [&](const auto& statuses, const auto&) { return !statuses.empty() && question(statuses.back()); });
   }
 
   test::TestLibrary library;
   UserDefaults defaults;
-  Told told;
+  Recorder recorder;
 };
 
-TEST_F(CoreThreadTest, servesAndTellsTheStatus) {
+TEST_F(CoreThreadTest, servesAndReportsTheStatus) {
   const auto core = started();
-  EXPECT_TRUE(isTold([&](const ServerStatus& status) {
+  EXPECT_TRUE(statusBecomes([&](const ServerStatus& status) {
     return status.port != 0 && status.libraryPath == library.path() && status.libraryProblem.empty();
   }));
 }
 
-TEST_F(CoreThreadTest, runsActionsOnAThreadOfItsOwn) {
+TEST_F(CoreThreadTest, runsActionsOnItsOwnThread) {
   const auto core = started();
   std::promise<std::thread::id> ran;
   core->post([&](ServerProgram&) { ran.set_value(std::this_thread::get_id()); });
   EXPECT_NE(ran.get_future().get(), std::this_thread::get_id());
 }
 
-TEST_F(CoreThreadTest, tellsTheNewStatusAfterAnAction) {
+TEST_F(CoreThreadTest, reportsTheNewStatusAfterAnAction) {
   const auto core = started();
   core->post([](ServerProgram& program) { program.delegate().changedRevealPhoto(false); });
-  EXPECT_TRUE(isTold([](const ServerStatus& status) { return !status.revealPhoto; }));
+  EXPECT_TRUE(statusBecomes([](const ServerStatus& status) { return !status.revealPhoto; }));
 }
 
-TEST_F(CoreThreadTest, isNotHeldUpByAnActionThatTakesLong) {
+TEST_F(CoreThreadTest, queuesActionsWithoutWaitingForARunningOne) {
   auto core = started();
-  std::promise<void> goOn;
-  std::shared_future<void> gone = goOn.get_future().share();
-  std::promise<void> later;
-  core->post([gone](ServerProgram&) { gone.wait(); });
-  core->post([&](ServerProgram&) { later.set_value(); });
-  // Both calls came back although the first action still runs.
-  goOn.set_value();
-  later.get_future().get();
+  std::promise<void> release;
+  std::promise<void> begun;
+  std::vector<std::string> order;
+  core->post([&](ServerProgram&) {
+    begun.set_value();
+    release.get_future().wait();
+    order.emplace_back("first");
+  });
+  begun.get_future().wait();
+  std::promise<void> done;
+  core->post([&](ServerProgram&) {
+    order.emplace_back("second");
+    done.set_value();
+  });
+  // The first action still runs: it cannot end before this.
+  release.set_value();
+  done.get_future().wait();
+  EXPECT_EQ(order, (std::vector<std::string>{"first", "second"}));
 }
 
-TEST_F(CoreThreadTest, showsTheConsoleFromItsBannerOn) {
+TEST_F(CoreThreadTest, passesConsoleLinesFromTheBannerOn) {
   const auto core = started();
-  EXPECT_TRUE(told.eventually([](const auto&, const auto& lines) {
+  EXPECT_TRUE(recorder.eventually([](const auto&, const auto& lines) {
     return !lines.empty() && lines.front() == "Info: MoxtelServer 1.4 (402) started";
   }));
 }
 
-TEST_F(CoreThreadTest, endsWithItsObjectEvenBeforeItHasServed) { started().reset(); }
+TEST_F(CoreThreadTest, itsDestructorEndsTheThreadAndReleasesQueuedActions) {
+  auto core = started();
+  auto held = std::make_shared<int>();
+  const std::weak_ptr<int> watched(held);
+  core->post([held = std::move(held)](ServerProgram&) {});
+  core.reset();
+  EXPECT_TRUE(watched.expired());
+}
 
 }  // namespace
 }  // namespace moxtel

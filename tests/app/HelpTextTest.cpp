@@ -5,22 +5,22 @@
 namespace moxtel {
 namespace {
 
-TEST(HelpText, comesInEnglishWhereTheLanguageIsUnknown) {
+TEST(HelpText, isEnglishForAnUnknownLanguage) {
   const auto english = helpText("Help");
   ASSERT_TRUE(english);
   EXPECT_NE(english->find("lang=\"en\""), std::string::npos);
   EXPECT_EQ(helpText("Help", "xx"), english);
 }
 
-TEST(HelpText, comesInGerman) {
+TEST(HelpText, isGermanForGerman) {
   const auto german = helpText("Help", "de");
   ASSERT_TRUE(german);
   EXPECT_NE(german->find("lang=\"de\""), std::string::npos);
 }
 
-TEST(HelpText, isNothingWhereTheResourceIsMissing) { EXPECT_EQ(helpText("No such help"), std::nullopt); }
+TEST(HelpText, isNulloptForAMissingFile) { EXPECT_EQ(helpText("No such help"), std::nullopt); }
 
-TEST(HelpText, helpsWithEverySymptomInBothLanguages) {
+TEST(HelpText, coversTheSameSymptomsInBothLanguages) {
   const char* english[] = {"does not find the server", "Albums are empty", "A picture is rotated",
                            "on another disk", "Privacy"};
   for (const char* symptom : english)

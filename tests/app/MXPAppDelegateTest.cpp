@@ -34,8 +34,8 @@ class RecordingView : public ConsoleView {
   std::vector<std::string> lines;
 };
 
-// Runs what the accept thread waits for on the test's thread, as a real loop does, whenever the test lets it.
-class HoppingEventLoop final : public FakeEventLoop {
+// Runs tasks of other threads on the test's thread, when the test calls runPosted().
+class TestThreadEventLoop final : public FakeEventLoop {
  public:
   bool performAndWait(Task task) override {
     if (isCurrent()) return FakeEventLoop::performAndWait(std::move(task));
@@ -47,14 +47,14 @@ class HoppingEventLoop final : public FakeEventLoop {
     }
     return result.get();
   }
-  // Releases the thread that waits; nothing may be run afterwards.
+  // Ends the wait of other threads in performAndWait. No task may run afterwards.
   void end() { ended_ = true; }
 
  private:
   std::atomic<bool> ended_{false};
 };
 
-// A client that connects to a port of this machine; closed with the object.
+// A client connection to a port of this machine.
 class Peer final {
  public:
   explicit Peer(std::uint16_t port) : socket_(::socket(AF_INET, SOCK_STREAM, 0)) {
@@ -101,8 +101,7 @@ class MXPAppDelegateTest : public ::testing::Test {
     return *delegate;
   }
 
-  // Lets the accept thread's lines reach the console until one of them is there; a test that waits in vain
-  // fails by it.
+  // Runs posted tasks until the console has shown a line that many times. False after a timeout.
   bool eventually(std::string_view line, std::size_t times = 1) {
     for (int i = 0; i < 500; ++i) {
       loop.runPosted();
@@ -118,7 +117,7 @@ class MXPAppDelegateTest : public ::testing::Test {
 
   test::TestLibrary library;
   SystemLogCapture log;
-  HoppingEventLoop loop;
+  TestThreadEventLoop loop;
   UserDefaults defaults;
   NotificationCenter notifications;
   FakeProcessRunner processes;
@@ -130,7 +129,7 @@ class MXPAppDelegateTest : public ::testing::Test {
   std::unique_ptr<MXPAppDelegate> delegate;
 };
 
-TEST_F(MXPAppDelegateTest, showsThatNoApplicationRunsAndServesAllTheSame) {
+TEST_F(MXPAppDelegateTest, servesWithoutARunningPhotoApplication) {
   launched();
   EXPECT_TRUE(view.contains("Info: Running app: <none>"));
   EXPECT_NE(delegate->server().port(), 0);
@@ -144,24 +143,24 @@ TEST_F(MXPAppDelegateTest, publishesTheServiceUnderItsTypeAndPort) {
   EXPECT_EQ(discovery.published()[0].port, delegate->server().port());
 }
 
-TEST_F(MXPAppDelegateTest, tellsTheUserUnderWhichNameAndPortItIsPublished) {
+TEST_F(MXPAppDelegateTest, reportsItsPublishedNameAndPort) {
   launched();
   discovery.tell({PublicationState::Kind::Published, "Photo Box", "Avahi daemon"});
   loop.runPosted();
   const std::string port = std::to_string(delegate->server().port());
-  const auto told = [&](const std::string& line) {
+  const auto isReport = [&](const std::string& line) {
     return line.find("Photo Box") != std::string::npos && line.find(port) != std::string::npos;
   };
-  EXPECT_EQ(std::count_if(view.lines.begin(), view.lines.end(), told), 1);
+  EXPECT_EQ(std::count_if(view.lines.begin(), view.lines.end(), isReport), 1);
 }
 
-TEST_F(MXPAppDelegateTest, namesTheRunningApplication) {
+TEST_F(MXPAppDelegateTest, reportsTheRunningApplication) {
   applications.set({"Finder", "Aperture"});
   launched();
   EXPECT_TRUE(view.contains("Info: Running app: Aperture"));
 }
 
-TEST_F(MXPAppDelegateTest, complainsOfIPhotoWhenApertureIsPreferredAndGoesOn) {
+TEST_F(MXPAppDelegateTest, reportsIPhotoWhenApertureIsPreferredAndServes) {
   applications.set({"iPhoto", "Aperture"});
   defaults.setBool("PreferAperture", true);
   launched();
@@ -178,7 +177,7 @@ TEST_F(MXPAppDelegateTest, fillsTheTopLevelListsBeforeTheFirstRequest) {
   EXPECT_TRUE(log.contains("In parentUuid 'AllProjectsItem' I found 0 folders, 0 projects and 0 albums"));
 }
 
-TEST_F(MXPAppDelegateTest, showsConnectAndDisconnectUnderTheSameShortName) {
+TEST_F(MXPAppDelegateTest, reportsConnectAndDisconnectWithTheSameShortName) {
   launched();
   {
     const Peer peer(delegate->server().port());
@@ -189,7 +188,7 @@ TEST_F(MXPAppDelegateTest, showsConnectAndDisconnectUnderTheSameShortName) {
   EXPECT_TRUE(log.contains("changedConnection: 0"));
 }
 
-TEST_F(MXPAppDelegateTest, cutsTheHostNameAtItsFirstDotUnlessThatIsTheFirstCharacter) {
+TEST_F(MXPAppDelegateTest, shortensHostNamesAtTheFirstDotUnlessTheyBeginWithOne) {
   launched();
   const Peer peer(delegate->server().port());
   ASSERT_TRUE(eventually("Info: Connected to Moxtel on 'localhost'"));
@@ -202,7 +201,7 @@ TEST_F(MXPAppDelegateTest, cutsTheHostNameAtItsFirstDotUnlessThatIsTheFirstChara
   EXPECT_TRUE(view.contains("Info: Connected to Moxtel on '<unknown>'"));
 }
 
-TEST_F(MXPAppDelegateTest, loadsTheLibraryAfreshForEachClient) {
+TEST_F(MXPAppDelegateTest, loadsTheLibraryAgainForEachClient) {
   launched();
   const std::string reload = "\n\n--------------------------------- RELOAD DATABASE --------------------\n\n";
   const auto count = [&] {
@@ -219,26 +218,26 @@ TEST_F(MXPAppDelegateTest, loadsTheLibraryAfreshForEachClient) {
   EXPECT_EQ(count(), before + 1);
 }
 
-TEST_F(MXPAppDelegateTest, aChangedPreferenceForgetsTheClientAndDisconnectsIt) {
+TEST_F(MXPAppDelegateTest, aChangedPreferenceDisconnectsTheClient) {
   launched();
   const Peer peer(delegate->server().port());
   ASSERT_TRUE(eventually("Info: Connected to Moxtel on 'localhost'"));
   defaults.setBool("PreferAperture", true);
   delegate->changedPreferAperture();
   EXPECT_TRUE(view.contains("Info: Reloading database after changing photo app"));
-  // Which of the two comes first, the disconnect or the new client table, is the threads' matter.
-  bool told = false;
-  for (int i = 0; i < 500 && !told; ++i) {
+  // The disconnect and the clearing of the client table may come in either order.
+  bool reported = false;
+  for (int i = 0; i < 500 && !reported; ++i) {
     loop.runPosted();
-    told = view.contains("Info: Lost connection to Moxtel") ||
-           view.contains("Info: Lost connection to Moxtel on 'localhost'");
+    reported = view.contains("Info: Lost connection to Moxtel") ||
+               view.contains("Info: Lost connection to Moxtel on 'localhost'");
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
-  EXPECT_TRUE(told);
+  EXPECT_TRUE(reported);
   EXPECT_TRUE(Peer(delegate->server().port()).connected);
 }
 
-TEST_F(MXPAppDelegateTest, forgetsItsClientWhenItStartsAnew) {
+TEST_F(MXPAppDelegateTest, forgetsItsClientWhenItRestarts) {
   launched();
   {
     const Peer peer(delegate->server().port());
@@ -249,7 +248,7 @@ TEST_F(MXPAppDelegateTest, forgetsItsClientWhenItStartsAnew) {
   EXPECT_FALSE(view.contains("Info: Lost connection to Moxtel on 'localhost'"));
 }
 
-TEST_F(MXPAppDelegateTest, aDisconnectWithTwoKnownClientsIsAnonymousAndForgetsNeither) {
+TEST_F(MXPAppDelegateTest, aDisconnectWithTwoKnownClientsHasNoNameAndKeepsBoth) {
   launched();
   {
     const Peer peer(delegate->server().port());
@@ -262,13 +261,13 @@ TEST_F(MXPAppDelegateTest, aDisconnectWithTwoKnownClientsIsAnonymousAndForgetsNe
   EXPECT_TRUE(eventually("Info: Lost connection to Moxtel", 2));
 }
 
-TEST_F(MXPAppDelegateTest, aDisconnectWithoutAKnownClientIsAnonymous) {
+TEST_F(MXPAppDelegateTest, aDisconnectWithoutAKnownClientHasNoName) {
   launched();
   delegate->changedConnection({"ChangedConnection", nullptr, Value()});
   EXPECT_TRUE(view.contains("Info: Lost connection to Moxtel"));
 }
 
-TEST_F(MXPAppDelegateTest, tellsTheUserWhenThePortIsTaken) {
+TEST_F(MXPAppDelegateTest, reportsABusyPort) {
   launched();
   const std::uint16_t taken = delegate->server().port();
   defaults.setString("Port", std::to_string(taken));
@@ -279,7 +278,7 @@ TEST_F(MXPAppDelegateTest, tellsTheUserWhenThePortIsTaken) {
       view.contains("Error: Cannot listen on port " + std::to_string(taken) + ": Address already in use"));
 }
 
-TEST_F(MXPAppDelegateTest, servesAnotherLibraryAndRemembersIt) {
+TEST_F(MXPAppDelegateTest, servesAnotherLibraryAndStoresItsPath) {
   launched();
   test::TestLibrary another("Another");
   another.insert("RKFolder", Dictionary{{"uuid", "p"},
@@ -296,15 +295,15 @@ TEST_F(MXPAppDelegateTest, servesAnotherLibraryAndRemembersIt) {
   EXPECT_EQ(delegate->status().counts.events, 1);
 }
 
-TEST_F(MXPAppDelegateTest, refusesAFolderThatIsNoLibraryAndGoesOnWithTheOldOne) {
+TEST_F(MXPAppDelegateTest, rejectsAFolderThatIsNotALibraryAndKeepsTheOldOne) {
   launched();
   EXPECT_NE(delegate->changedLibraryPath("/nowhere"), "");
   EXPECT_EQ(defaults.stringForKey("LibraryPath"), library.path());
   EXPECT_EQ(delegate->status().libraryPath, library.path());
 }
 
-// What could not be read once counts as unusable for ever, unless another library is chosen.
-TEST_F(MXPAppDelegateTest, anotherLibraryIsNotBlamedForTheFirst) {
+// An unreadable library is not tried again until another one is chosen.
+TEST_F(MXPAppDelegateTest, readsAnotherLibraryAfterAnUnreadableOne) {
   const std::string good = library.path();
   defaults.setString("LibraryPath", "/nowhere");
   launched();
@@ -314,7 +313,7 @@ TEST_F(MXPAppDelegateTest, anotherLibraryIsNotBlamedForTheFirst) {
   EXPECT_EQ(delegate->status().libraryProblem, "");
 }
 
-TEST_F(MXPAppDelegateTest, anotherLibraryIsNotAnsweredForByTheFirstOnesAlbumFile) {
+TEST_F(MXPAppDelegateTest, dropsTheAlbumFileOfTheOldLibrary) {
   writeAlbumData(library);
   launched();
   ASSERT_EQ(delegate->albumData().containerDicts().size(), 1u);
@@ -327,8 +326,8 @@ TEST_F(MXPAppDelegateTest, anotherLibraryIsNotAnsweredForByTheFirstOnesAlbumFile
   EXPECT_FALSE(delegate->albumData().albumDataReadDate());
 }
 
-// Without the old date it is read although it was last changed long before.
-TEST_F(MXPAppDelegateTest, readsTheAlbumFileOfTheOtherLibraryHoweverOldItIs) {
+// The date at which the old library's file was read must not make an older file look unchanged.
+TEST_F(MXPAppDelegateTest, readsTheNewLibrarysAlbumFileEvenIfItIsOlder) {
   writeAlbumData(library);
   launched();
   const test::TestLibrary another("Another");
@@ -341,29 +340,29 @@ TEST_F(MXPAppDelegateTest, readsTheAlbumFileOfTheOtherLibraryHoweverOldItIs) {
   EXPECT_GE(delegate->albumData().albumDataReadDate()->seconds, before->seconds);
 }
 
-TEST_F(MXPAppDelegateTest, tellsWhatHelpsWhereThereIsNoLibrary) {
+TEST_F(MXPAppDelegateTest, saysHowToChooseALibraryIfTheFolderIsMissing) {
   defaults.setString("LibraryPath", "/nowhere");
   launched();
   EXPECT_TRUE(view.contains(
-      "Info: Nothing is served from '/nowhere'. There is no such folder. Choose a library folder in the "
-      "window of MoxtelServer, or name it with -LibraryPath."));
+      "Info: Cannot serve '/nowhere'. There is no such folder. To serve another folder, choose it in the "
+      "window of MoxtelServer, or set it with -LibraryPath."));
 }
 
-TEST_F(MXPAppDelegateTest, tellsWhatHelpsWhereNoLibraryWasEverNamed) {
+TEST_F(MXPAppDelegateTest, saysHowToChooseALibraryIfNoneIsSet) {
   defaults.remove("LibraryPath");
   launched();
   EXPECT_TRUE(
       view.contains("Info: No library is served yet: choose its folder in the window of MoxtelServer, "
-                    "or name it with -LibraryPath."));
+                    "or set it with -LibraryPath."));
 }
 
-TEST_F(MXPAppDelegateTest, needsNoHelpWithALibrary) {
+TEST_F(MXPAppDelegateTest, saysNothingAboutChoosingWithAReadableLibrary) {
   launched();
   for (const std::string& line : view.lines) EXPECT_EQ(line.find("-LibraryPath"), std::string::npos) << line;
 }
 
-// A disk that is unplugged and comes back.
-TEST_F(MXPAppDelegateTest, noticesThatTheLibraryGoesAndComesBack) {
+// As when a disk is removed and mounted again.
+TEST_F(MXPAppDelegateTest, noticesThatTheLibraryIsRemovedAndRestored) {
   library.insert("RKFolder", Dictionary{{"uuid", "p"}, {"folderType", 2}, {"isInTrash", 0}});
   launched();
   EXPECT_EQ(delegate->status().counts.events, 1);
@@ -376,7 +375,7 @@ TEST_F(MXPAppDelegateTest, noticesThatTheLibraryGoesAndComesBack) {
   EXPECT_EQ(delegate->status().counts.events, 1);
 }
 
-TEST_F(MXPAppDelegateTest, countsAnewWhatWasLoadedAnew) {
+TEST_F(MXPAppDelegateTest, countsAgainAfterTheLibraryWasLoadedAgain) {
   launched();
   EXPECT_EQ(delegate->status().counts.events, 0);
   library.insert("RKFolder", Dictionary{{"uuid", "p"}, {"folderType", 2}, {"isInTrash", 0}});
@@ -393,7 +392,7 @@ TEST_F(MXPAppDelegateTest, countsAnewWhatWasLoadedAnew) {
   EXPECT_TRUE(counted);
 }
 
-TEST_F(MXPAppDelegateTest, endsWithoutAsking) {
+TEST_F(MXPAppDelegateTest, terminatesWithoutAsking) {
   launched();
   EXPECT_EQ(delegate->applicationShouldTerminate(), 1);
 }

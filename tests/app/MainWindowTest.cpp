@@ -37,20 +37,20 @@ class MainWindowTest : public testing::Test {
   MainWindowTest() : window(actions()) {
     QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedStates));
     window.showMessage = [this](const QString& title, const QString& text) {
-      asked.push_back(title.toStdString() + "|" + text.toStdString());
+      requested.push_back(title.toStdString() + "|" + text.toStdString());
     };
   }
   ~MainWindowTest() override { setStringTable({}); }
 
   MainWindowActions actions() {
     MainWindowActions actions;
-    actions.chooseLibrary = [this](const std::string& folder) { asked.push_back("library " + folder); };
-    actions.disconnectClient = [this] { asked.emplace_back("disconnect"); };
-    actions.reload = [this] { asked.emplace_back("reload"); };
-    actions.preferAperture = [this](bool on) { asked.emplace_back(on ? "aperture" : "iphoto"); };
-    actions.revealPhoto = [this](bool on) { asked.emplace_back(on ? "reveal" : "no reveal"); };
-    actions.showConsole = [this] { asked.emplace_back("console"); };
-    actions.dontShowHelp = [this](bool on) { asked.emplace_back(on ? "hide help" : "show help"); };
+    actions.chooseLibrary = [this](const std::string& folder) { requested.push_back("library " + folder); };
+    actions.disconnectClient = [this] { requested.emplace_back("disconnect"); };
+    actions.reload = [this] { requested.emplace_back("reload"); };
+    actions.preferAperture = [this](bool on) { requested.emplace_back(on ? "aperture" : "iphoto"); };
+    actions.revealPhoto = [this](bool on) { requested.emplace_back(on ? "reveal" : "no reveal"); };
+    actions.showConsole = [this] { requested.emplace_back("console"); };
+    actions.dontShowHelp = [this](bool on) { requested.emplace_back(on ? "hide help" : "show help"); };
     return actions;
   }
 
@@ -62,11 +62,11 @@ class MainWindowTest : public testing::Test {
   }
   std::string shown(const char* name) { return part<QLabel>(name).text().toStdString(); }
 
-  std::vector<std::string> asked;
+  std::vector<std::string> requested;
   MainWindow window;
 };
 
-TEST_F(MainWindowTest, showsWhatIsServedAndWhere) {
+TEST_F(MainWindowTest, showsTheLibraryAndTheNetworkState) {
   window.showStatus(servedStatus());
   EXPECT_EQ(shown("library"), "Old Library");
   EXPECT_EQ(shown("path"), "/photos/Old Library");
@@ -78,10 +78,10 @@ TEST_F(MainWindowTest, showsWhatIsServedAndWhere) {
   EXPECT_EQ(shown("addresses"), "192.168.1.4, 10.0.0.2");
   EXPECT_EQ(shown("port"), "4250");
   EXPECT_EQ(shown("published"), "photobox");
-  EXPECT_EQ(shown("client"), "Nobody is connected");
+  EXPECT_EQ(shown("client"), "No client is connected");
 }
 
-TEST_F(MainWindowTest, showsNothingAsKnownBeforeTheServerHasStarted) {
+TEST_F(MainWindowTest, showsEllipsesUntilTheServerHasStarted) {
   for (const char* row : {"library", "path", "photos", "faces", "port", "client"}) EXPECT_EQ(shown(row), "…");
   EXPECT_FALSE(part<QCheckBox>("revealPhoto").isEnabled());
   EXPECT_FALSE(part<QCheckBox>("preferAperture").isEnabled());
@@ -98,7 +98,7 @@ TEST_F(MainWindowTest, fitsOnTheScreen) {
   EXPECT_EQ(window.size(), window.size().boundedTo(window.screen()->availableSize()));
 }
 
-TEST_F(MainWindowTest, saysWhatIsMissing) {
+TEST_F(MainWindowTest, showsProblemsOfLibraryAndNetwork) {
   ServerStatus status;
   status.runningApplication = "<none>";
   status.listenFailure = "address in use";
@@ -108,16 +108,16 @@ TEST_F(MainWindowTest, saysWhatIsMissing) {
   EXPECT_EQ(shown("application"), "none");
   EXPECT_EQ(shown("photos"), "–");
   EXPECT_EQ(shown("port"), "Not listening: address in use");
-  EXPECT_EQ(shown("published"), "Not published: no network");
+  EXPECT_EQ(shown("published"), "Not visible: no network");
   status.libraryPath = "/gone";
   status.libraryProblem = "There is no such folder.";
   status.publicationProblem = "";
   window.showStatus(status);
   EXPECT_EQ(shown("library"), "This library cannot be read. There is no such folder.");
-  EXPECT_EQ(shown("published"), "Not published yet");
+  EXPECT_EQ(shown("published"), "(announcing, a few seconds)");
 }
 
-TEST_F(MainWindowTest, letsTheClientBeDisconnectedWhileThereIsOne) {
+TEST_F(MainWindowTest, enablesDisconnectOnlyWhileAClientIsConnected) {
   ServerStatus status = servedStatus();
   window.showStatus(status);
   EXPECT_FALSE(part<QPushButton>("disconnect").isEnabled());
@@ -125,13 +125,13 @@ TEST_F(MainWindowTest, letsTheClientBeDisconnectedWhileThereIsOne) {
   window.showStatus(status);
   EXPECT_EQ(shown("client"), "Connected: ipad");
   part<QPushButton>("disconnect").click();
-  EXPECT_THAT(asked, ElementsAre("disconnect"));
+  EXPECT_THAT(requested, ElementsAre("disconnect"));
   status.client.reset();
   window.showStatus(status);
   EXPECT_FALSE(part<QPushButton>("disconnect").isEnabled());
 }
 
-TEST_F(MainWindowTest, showsNamesFromOutsideAsTheyAre) {
+TEST_F(MainWindowTest, showsClientNamesAsPlainText) {
   ServerStatus status = servedStatus();
   status.client = "<b>%1 & co</b>";
   window.showStatus(status);
@@ -139,7 +139,7 @@ TEST_F(MainWindowTest, showsNamesFromOutsideAsTheyAre) {
   EXPECT_EQ(part<QLabel>("client").textFormat(), Qt::PlainText);
 }
 
-TEST_F(MainWindowTest, handsOnTheFolderThatWasChosen) {
+TEST_F(MainWindowTest, passesTheChosenFolderOn) {
   window.showStatus(servedStatus());
   QString begin;
   window.askForFolder = [&](const QString& from) {
@@ -148,43 +148,43 @@ TEST_F(MainWindowTest, handsOnTheFolderThatWasChosen) {
   };
   part<QPushButton>("chooseLibrary").click();
   EXPECT_EQ(begin, "/photos/Old Library");
-  EXPECT_THAT(asked, ElementsAre("library /photos/Bücher"));
+  EXPECT_THAT(requested, ElementsAre("library /photos/Bücher"));
 }
 
-TEST_F(MainWindowTest, doesNothingWhenNoFolderWasChosen) {
+TEST_F(MainWindowTest, doesNothingWhenTheFolderDialogIsCanceled) {
   window.askForFolder = [](const QString&) { return QString(); };
   part<QPushButton>("chooseLibrary").click();
-  EXPECT_TRUE(asked.empty());
+  EXPECT_TRUE(requested.empty());
 }
 
-TEST_F(MainWindowTest, refusesAFolderThatIsNoLibraryWithTheReason) {
+TEST_F(MainWindowTest, saysWhyAFolderCannotBeServed) {
   const TemporaryFolder folder;
   window.refuseLibrary(whyNoLibrary(folder.path().string()));
-  EXPECT_THAT(asked,
+  EXPECT_THAT(requested,
               ElementsAre("Cannot serve this folder|This folder is not a photo library. Choose the "
                           "folder named like \"iPhoto Library\", not the disk or a folder inside it."));
 }
 
-TEST_F(MainWindowTest, asksForWhatItsButtonsSay) {
+TEST_F(MainWindowTest, buttonsRunTheirActions) {
   part<QPushButton>("console").click();
   part<QPushButton>("reload").click();
-  EXPECT_THAT(asked, ElementsAre("console", "reload"));
+  EXPECT_THAT(requested, ElementsAre("console", "reload"));
 }
 
-TEST_F(MainWindowTest, tellsOfBoxesThatTheUserChecksAndNotOfThoseTheServerSets) {
+TEST_F(MainWindowTest, checkBoxesRunActionsForClicksButNotForServerStates) {
   ServerStatus status = servedStatus();
   status.preferAperture = true;
   status.revealPhoto = false;
   window.showStatus(status);
   EXPECT_TRUE(part<QCheckBox>("preferAperture").isChecked());
   EXPECT_FALSE(part<QCheckBox>("revealPhoto").isChecked());
-  EXPECT_TRUE(asked.empty());
+  EXPECT_TRUE(requested.empty());
   part<QCheckBox>("preferAperture").click();
   part<QCheckBox>("revealPhoto").click();
-  EXPECT_THAT(asked, ElementsAre("iphoto", "reveal"));
+  EXPECT_THAT(requested, ElementsAre("iphoto", "reveal"));
 }
 
-TEST_F(MainWindowTest, keepsTheLastFewLinesInSight) {
+TEST_F(MainWindowTest, showsTheLastFiveLines) {
   std::vector<ConsoleLine> lines;
   for (int i = 0; i < 20; ++i) lines.push_back({"date", "Info", "line " + std::to_string(i)});
   window.showLines(lines);
@@ -193,7 +193,7 @@ TEST_F(MainWindowTest, keepsTheLastFewLinesInSight) {
             "Info:  line 16\nInfo:  line 17\nInfo:  line 18\nInfo:  line 19\nError:  <b>bad</b>");
 }
 
-TEST_F(MainWindowTest, saysWhenTheServerIsBusy) {
+TEST_F(MainWindowTest, showsWhetherTheServerIsBusy) {
   EXPECT_EQ(shown("busy"), "Ready");
   window.showBusy(true);
   EXPECT_EQ(shown("busy"), "Busy …");
@@ -201,7 +201,7 @@ TEST_F(MainWindowTest, saysWhenTheServerIsBusy) {
   EXPECT_EQ(shown("busy"), "Ready");
 }
 
-TEST_F(MainWindowTest, showsTheHelpUnlessTheUserWantsNone) {
+TEST_F(MainWindowTest, showsTheHelpUnlessTheUserHasHiddenIt) {
   auto& help = part<QTextBrowser>("helpText");
   window.show();
   window.setHelp("<h2>Welcome</h2>", false);
@@ -211,21 +211,21 @@ TEST_F(MainWindowTest, showsTheHelpUnlessTheUserWantsNone) {
   window.setHelp("<h2>Welcome</h2>", true);
   EXPECT_FALSE(help.isVisible());
   EXPECT_TRUE(part<QCheckBox>("dontShowHelp").isChecked());
-  EXPECT_TRUE(asked.empty());
+  EXPECT_TRUE(requested.empty());
   part<QPushButton>("help").click();
   EXPECT_TRUE(help.isVisible());
   part<QCheckBox>("dontShowHelp").click();
-  EXPECT_THAT(asked, ElementsAre("show help"));
+  EXPECT_THAT(requested, ElementsAre("show help"));
 }
 
-TEST_F(MainWindowTest, offersNoHelpWhereThereIsNone) {
+TEST_F(MainWindowTest, disablesTheHelpButtonWithoutAHelpText) {
   window.show();
   window.setHelp("", false);
   EXPECT_FALSE(part<QTextBrowser>("helpText").isVisible());
   EXPECT_FALSE(part<QPushButton>("help").isEnabled());
 }
 
-TEST_F(MainWindowTest, canBeWorkedByKeyboardAlone) {
+TEST_F(MainWindowTest, givesEveryButtonTabFocusAndAShortcut) {
   for (const QPushButton* button : window.findChildren<QPushButton*>()) {
     EXPECT_NE(button->focusPolicy() & Qt::TabFocus, 0) << button->text().toStdString();
     EXPECT_FALSE(button->shortcut().isEmpty()) << button->text().toStdString();
@@ -235,7 +235,7 @@ TEST_F(MainWindowTest, canBeWorkedByKeyboardAlone) {
   }
 }
 
-// Every text with an access key must have one of its own, in every language.
+// Access keys must be unique in every language.
 void expectDistinctAccessKeys(const QWidget& window) {
   std::set<std::string> seen;
   for (const QAbstractButton* button : window.findChildren<QAbstractButton*>()) {
@@ -245,20 +245,20 @@ void expectDistinctAccessKeys(const QWidget& window) {
   }
 }
 
-TEST_F(MainWindowTest, givesEveryButtonAnAccessKeyOfItsOwn) {
+TEST_F(MainWindowTest, givesEveryButtonAUniqueAccessKey) {
   expectDistinctAccessKeys(window);
   setStringTable(windowTexts("de"));
   const MainWindow german(actions());
   expectDistinctAccessKeys(german);
 }
 
-TEST_F(MainWindowTest, saysTheRowsNameWithItsValueToAScreenReader) {
+TEST_F(MainWindowTest, accessibleNamesContainTheRowsNameAndValue) {
   window.showStatus(servedStatus());
   EXPECT_EQ(part<QLabel>("photos").accessibleName(), "Photos: 1,234");
-  EXPECT_EQ(part<QLabel>("client").accessibleName(), "Client: Nobody is connected");
+  EXPECT_EQ(part<QLabel>("client").accessibleName(), "Client: No client is connected");
 }
 
-TEST_F(MainWindowTest, doesNotGrowWithALongPath) {
+TEST_F(MainWindowTest, keepsItsWidthWithALongPath) {
   window.resize(window.minimumSizeHint());
   window.show();
   const int before = window.minimumSizeHint().width();
@@ -269,7 +269,7 @@ TEST_F(MainWindowTest, doesNotGrowWithALongPath) {
   EXPECT_EQ(window.minimumSizeHint().width(), before);
 }
 
-// All that a window shows: what a translation must have an entry for.
+// All texts that a window shows.
 std::set<std::string> textsOf(const QWidget& window) {
   std::set<std::string> texts;
   const auto add = [&](const QString& text) {
@@ -284,7 +284,7 @@ std::set<std::string> textsOf(const QWidget& window) {
   return texts;
 }
 
-// Collects every text that the windows can show, by bringing about everything that they can show.
+// All texts of the windows, collected in every state that changes a text.
 std::set<std::string> allTexts() {
   MainWindow window({});
   std::set<std::string> texts;
@@ -314,8 +314,8 @@ std::set<std::string> allTexts() {
   return texts;
 }
 
-TEST_F(MainWindowTest, isGermanThroughout) {
-  // Texts that are the same in both languages, or stand for no word.
+TEST_F(MainWindowTest, hasAGermanTextForEveryEnglishOne) {
+  // Texts that are the same in both languages, or are not words.
   const std::set<std::string> same{
       "MoxtelServer", "Port", "Port:", "Client", "Client:", "–", "…", "/", "1", "!"};
   std::set<std::string> english = allTexts();
@@ -328,14 +328,14 @@ TEST_F(MainWindowTest, isGermanThroughout) {
   }
 }
 
-TEST(WindowTexts, keepThePlacesOfWhatIsPutIntoThem) {
+TEST(WindowTexts, keepPlaceholdersAndAccessKeys) {
   for (const auto& [english, german] : windowTexts("de")) {
     EXPECT_EQ(english.find("%1") == std::string::npos, german.find("%1") == std::string::npos) << english;
     EXPECT_EQ(english.find('&') == std::string::npos, german.find('&') == std::string::npos) << english;
   }
 }
 
-TEST(WindowTexts, areEmptyForLanguagesWithoutATable) {
+TEST(WindowTexts, areEmptyForLanguagesWithoutTranslations) {
   EXPECT_TRUE(windowTexts("en").empty());
   EXPECT_TRUE(windowTexts("").empty());
   EXPECT_FALSE(windowTexts("de").empty());

@@ -36,7 +36,7 @@ class ConsoleWindowTest : public testing::Test {
   QString text() { return window.textView().toPlainText(); }
   QScrollBar& bar() { return *window.textView().verticalScrollBar(); }
 
-  // The character format at the first place of a text.
+  // The character format where a text first occurs.
   QTextCharFormat formatOf(const QString& wanted) {
     const QTextCursor found = window.textView().document()->find(wanted);
     EXPECT_FALSE(found.isNull()) << wanted.toStdString();
@@ -51,7 +51,7 @@ TEST_F(ConsoleWindowTest, showsDateTitleAndText) {
   EXPECT_EQ(text(), "2026-01-02 03:04:05.678  Info:  Running app: <none>\n");
 }
 
-TEST_F(ConsoleWindowTest, beginsWithTheBannerOfTheConsoleThatItShows) {
+TEST_F(ConsoleWindowTest, beginsWithTheConsolesBanner) {
   FakeEventLoop loop;
   UserDefaults defaults;
   MXSConsole console(loop, defaults);
@@ -64,7 +64,7 @@ TEST_F(ConsoleWindowTest, beginsWithTheBannerOfTheConsoleThatItShows) {
   console.removeView(window.view());
 }
 
-TEST_F(ConsoleWindowTest, showsTheTitleBoldAndTheRestNot) {
+TEST_F(ConsoleWindowTest, showsOnlyTheTitleInBold) {
   show("Info", "the text");
   EXPECT_TRUE(formatOf("Info:").font().bold());
   EXPECT_FALSE(formatOf("2026").font().bold());
@@ -72,11 +72,11 @@ TEST_F(ConsoleWindowTest, showsTheTitleBoldAndTheRestNot) {
   EXPECT_EQ(formatOf("the text").font().pointSize(), 12);
 }
 
-TEST_F(ConsoleWindowTest, showsInRedTheTitleErrorAlone) {
+TEST_F(ConsoleWindowTest, showsOnlyTheTitleErrorInRed) {
   show("Error", "bad thing");
   show("error", "small thing");
   show("Info", "no thing");
-  EXPECT_EQ(formatOf("Error:").foreground().color(), window.errorColour());
+  EXPECT_EQ(formatOf("Error:").foreground().color(), window.errorColor());
   EXPECT_FALSE(formatOf("bad thing").hasProperty(QTextFormat::ForegroundBrush));
   EXPECT_FALSE(window.textView()
                    .document()
@@ -86,14 +86,14 @@ TEST_F(ConsoleWindowTest, showsInRedTheTitleErrorAlone) {
   EXPECT_FALSE(formatOf("Info:").hasProperty(QTextFormat::ForegroundBrush));
 }
 
-double luminance(const QColor& colour) {
+double luminance(const QColor& color) {
   const auto linear = [](double part) {
     return part <= 0.03928 ? part / 12.92 : std::pow((part + 0.055) / 1.055, 2.4);
   };
-  return 0.2126 * linear(colour.redF()) + 0.7152 * linear(colour.greenF()) + 0.0722 * linear(colour.blueF());
+  return 0.2126 * linear(color.redF()) + 0.7152 * linear(color.greenF()) + 0.0722 * linear(color.blueF());
 }
 
-// The ratio of the web's accessibility guidelines, 1 to 21.
+// The contrast ratio of the Web Content Accessibility Guidelines, 1 to 21.
 double contrast(const QColor& one, const QColor& other) {
   const double a = luminance(one);
   const double b = luminance(other);
@@ -118,7 +118,7 @@ TEST_F(ConsoleWindowTest, keepsErrorsReadableWhenThePaletteTurnsDark) {
   EXPECT_EQ(formatOf("Error:").foreground().color(), QColor(Qt::red));
 }
 
-TEST_F(ConsoleWindowTest, comesToTheFrontOnlyWhenItIsRaised) {
+TEST_F(ConsoleWindowTest, becomesVisibleOnlyWhenRaised) {
   show("Error", "a line does not raise");
   EXPECT_FALSE(window.isVisible());
   window.view().raise();
@@ -126,7 +126,7 @@ TEST_F(ConsoleWindowTest, comesToTheFrontOnlyWhenItIsRaised) {
   EXPECT_TRUE(window.isVisible());
 }
 
-TEST_F(ConsoleWindowTest, isRaisedByAConsolesErrorAndByNothingElse) {
+TEST_F(ConsoleWindowTest, isRaisedOnlyByTheTitleError) {
   FakeEventLoop loop;
   UserDefaults defaults;
   MXSConsole console(loop, defaults);
@@ -141,22 +141,24 @@ TEST_F(ConsoleWindowTest, isRaisedByAConsolesErrorAndByNothingElse) {
   console.removeView(window.view());
 }
 
-TEST_F(ConsoleWindowTest, isRaisedOutOfItsIcon) {
+TEST_F(ConsoleWindowTest, isRaisedWhenMinimized) {
   window.showMinimized();
   window.raiseWindow();
   EXPECT_FALSE(window.isMinimized());
 }
 
-TEST_F(ConsoleWindowTest, keepsNoProgramAlive) { EXPECT_FALSE(window.testAttribute(Qt::WA_QuitOnClose)); }
+TEST_F(ConsoleWindowTest, doesNotKeepTheProgramRunning) {
+  EXPECT_FALSE(window.testAttribute(Qt::WA_QuitOnClose));
+}
 
-TEST_F(ConsoleWindowTest, showsAHundredThousandLinesAndNeverTrimsThem) {
+TEST_F(ConsoleWindowTest, showsAllOf100000Lines) {
   showMany(100000);
   EXPECT_EQ(window.textView().document()->blockCount(), 100001);
   EXPECT_TRUE(text().startsWith("2026-01-02 03:04:05.678  Info:  line 0\n"));
   EXPECT_TRUE(text().endsWith("Info:  line 99999\n"));
 }
 
-TEST_F(ConsoleWindowTest, takesManyLinesAsOneBatch) {
+TEST_F(ConsoleWindowTest, showsQueuedLinesInOneBatch) {
   int batches = 0;
   std::size_t lines = 0;
   window.setLinesObserver([&](const auto& some) {
@@ -168,7 +170,7 @@ TEST_F(ConsoleWindowTest, takesManyLinesAsOneBatch) {
   EXPECT_EQ(lines, 5000u);
 }
 
-TEST_F(ConsoleWindowTest, followsTheEndWhileTheReaderIsThere) {
+TEST_F(ConsoleWindowTest, scrollsWithNewLinesWhileAtTheEnd) {
   window.show();
   showMany(200);
   EXPECT_EQ(bar().value(), bar().maximum());
@@ -178,7 +180,7 @@ TEST_F(ConsoleWindowTest, followsTheEndWhileTheReaderIsThere) {
   EXPECT_EQ(bar().value(), bar().maximum());
 }
 
-TEST_F(ConsoleWindowTest, staysWhereTheReaderHasScrolledTo) {
+TEST_F(ConsoleWindowTest, keepsTheScrollPositionAwayFromTheEnd) {
   window.show();
   showMany(200);
   bar().setValue(20);
@@ -189,7 +191,7 @@ TEST_F(ConsoleWindowTest, staysWhereTheReaderHasScrolledTo) {
   EXPECT_EQ(bar().value(), bar().maximum());
 }
 
-TEST_F(ConsoleWindowTest, leavesTheReadersSelectionAlone) {
+TEST_F(ConsoleWindowTest, keepsTheSelectionWhenLinesAreAdded) {
   window.show();
   show("Info", "one");
   window.textView().selectAll();
@@ -198,7 +200,7 @@ TEST_F(ConsoleWindowTest, leavesTheReadersSelectionAlone) {
   EXPECT_EQ(window.textView().textCursor().selectedText(), selected);
 }
 
-TEST_F(ConsoleWindowTest, selectsNothingByItself) {
+TEST_F(ConsoleWindowTest, selectsNothingUnlessTheUserDoes) {
   showMany(3);
   EXPECT_FALSE(window.textView().textCursor().hasSelection()) << "lines before it is shown";
   window.view().raise();
@@ -209,19 +211,19 @@ TEST_F(ConsoleWindowTest, selectsNothingByItself) {
   EXPECT_FALSE(window.textView().textCursor().hasSelection()) << "lines after";
 }
 
-TEST_F(ConsoleWindowTest, copiesWhatIsSelected) {
+TEST_F(ConsoleWindowTest, copiesTheSelection) {
   show("Error", "bad thing");
   window.textView().selectAll();
   window.textView().copy();
   EXPECT_EQ(QApplication::clipboard()->text(), "2026-01-02 03:04:05.678  Error:  bad thing\n");
 }
 
-TEST_F(ConsoleWindowTest, isReadOnlyAndReachableByKeyboard) {
+TEST_F(ConsoleWindowTest, isReadOnlyAndSelectableByKeyboard) {
   EXPECT_TRUE(window.textView().isReadOnly());
   EXPECT_TRUE(window.textView().textInteractionFlags() & Qt::TextSelectableByKeyboard);
 }
 
-TEST_F(ConsoleWindowTest, findsForwardsBackwardsAndRoundTheEnds) {
+TEST_F(ConsoleWindowTest, findsForwardsBackwardsAndWrapsAround) {
   show("Info", "apple");
   show("Info", "pear");
   show("Info", "Apple pie");
@@ -238,7 +240,7 @@ TEST_F(ConsoleWindowTest, findsForwardsBackwardsAndRoundTheEnds) {
   EXPECT_EQ(found(), "Apple");
 }
 
-TEST_F(ConsoleWindowTest, leavesTheSelectionWhereNothingIsFound) {
+TEST_F(ConsoleWindowTest, keepsTheSelectionWhenNothingIsFound) {
   show("Info", "apple");
   window.searchField().setText("apple");
   ASSERT_TRUE(window.findNext());
@@ -250,7 +252,7 @@ TEST_F(ConsoleWindowTest, leavesTheSelectionWhereNothingIsFound) {
   EXPECT_FALSE(window.findNext());
 }
 
-TEST_F(ConsoleWindowTest, showsLinesOfAnotherThreadInTheirOrder) {
+TEST_F(ConsoleWindowTest, showsLinesOfAnotherThreadInOrder) {
   std::thread core([this] {
     for (int i = 0; i < 1000; ++i) window.view().appendLine(line("Info", "line " + std::to_string(i)));
   });
@@ -263,14 +265,17 @@ TEST_F(ConsoleWindowTest, showsLinesOfAnotherThreadInTheirOrder) {
   }
 }
 
-TEST_F(ConsoleWindowTest, letsGoOfLinesThatComeAfterIt) {
+TEST_F(ConsoleWindowTest, dropsQueuedLinesWhenItIsDestroyed) {
   auto other = std::make_unique<ConsoleWindow>();
-  other->view().appendLine(line("Info", "on its way"));
+  int shown = 0;
+  other->setLinesObserver([&](const auto&) { ++shown; });
+  other->view().appendLine(line("Info", "queued"));
   other.reset();
   deliver();
+  EXPECT_EQ(shown, 0);
 }
 
-TEST_F(ConsoleWindowTest, namesItsPartsForScreenReaders) {
+TEST_F(ConsoleWindowTest, hasAccessibleNames) {
   EXPECT_FALSE(window.textView().accessibleName().isEmpty());
   EXPECT_FALSE(window.searchField().accessibleName().isEmpty());
 }

@@ -32,8 +32,8 @@ class MXSConsoleTest : public testing::Test {
     ::setenv("TZ", "UTC0", 1);
     ::tzset();
   }
-  // A console whose banner the view has seen already.
-  void addViewPastTheBanner(MXSConsole& console) {
+  // Adds the view and forgets the banner's lines.
+  void addViewAfterTheBanner(MXSConsole& console) {
     console.addView(view_);
     view_.seen.clear();
   }
@@ -50,30 +50,30 @@ TEST_F(MXSConsoleTest, startsWithTheVersionAndASeparator) {
   EXPECT_EQ(std::string(kDashes).size(), 5u + 51u);
 }
 
-TEST_F(MXSConsoleTest, showsALineAtOnceOnItsOwnThread) {
+TEST_F(MXSConsoleTest, showsALineAtOnceOnTheCoreThread) {
   MXSConsole console(loop_, defaults_, clock_);
-  addViewPastTheBanner(console);
+  addViewAfterTheBanner(console);
   console.showTitle("Info", "Running app: 100%@");
   EXPECT_THAT(view_.seen, ElementsAre("Info|Running app: 100%@"));
 }
 
 TEST_F(MXSConsoleTest, raisesItsViewsForAnErrorBeforeItsLine) {
   MXSConsole console(loop_, defaults_, clock_);
-  addViewPastTheBanner(console);
+  addViewAfterTheBanner(console);
   console.showTitle("Error", "bad");
   EXPECT_THAT(view_.seen, ElementsAre("raised", "Error|bad"));
 }
 
-TEST_F(MXSConsoleTest, takesOnlyErrorForAnError) {
+TEST_F(MXSConsoleTest, treatsOnlyTheExactTitleErrorAsAnError) {
   MXSConsole console(loop_, defaults_, clock_);
-  addViewPastTheBanner(console);
+  addViewAfterTheBanner(console);
   for (const char* title : {"error", "ERROR", "Error ", "Info", ""}) console.showTitle(title, "x");
   EXPECT_THAT(view_.seen, ElementsAre("error|x", "ERROR|x", "Error |x", "Info|x", "|x"));
 }
 
-TEST_F(MXSConsoleTest, showsALineOfAnotherThreadOnceTheCoreThreadHasRunIt) {
+TEST_F(MXSConsoleTest, queuesLinesOfOtherThreadsForTheCoreThread) {
   MXSConsole console(loop_, defaults_, clock_);
-  addViewPastTheBanner(console);
+  addViewAfterTheBanner(console);
   std::thread([&] {
     console.showTitle("Info", "one");
     console.showTitle("Error", "two");
@@ -100,28 +100,17 @@ TEST_F(MXSConsoleTest, stampsALineWhenItIsShown) {
   EXPECT_EQ(view.runs, "2016-07-12 07:05:04.250  Info:  x\n");
 }
 
-TEST_F(MXSConsoleTest, dropsLinesOnTheirWayWhenItGoes) {
+TEST_F(MXSConsoleTest, dropsQueuedLinesWhenItIsDestroyed) {
   std::optional<MXSConsole> console;
   console.emplace(loop_, defaults_, clock_);
-  addViewPastTheBanner(*console);
+  addViewAfterTheBanner(*console);
   std::thread([&] { console->showTitle("Info", "late"); }).join();
   console.reset();
   loop_.runPosted();
   EXPECT_THAT(view_.seen, IsEmpty());
 }
 
-TEST_F(MXSConsoleTest, keepsLinesForAViewThatComesLater) {
-  MXSConsole console(loop_, defaults_, clock_, true);
-  RecordingView first;
-  console.addView(first);
-  console.showTitle("Info", "x");
-  console.addView(view_);
-  console.showTitle("Info", "y");
-  EXPECT_THAT(view_.seen, ElementsAre(kStarted, kDashes, "Info|x", "Info|y"));
-  EXPECT_EQ(first.seen, view_.seen);
-}
-
-TEST_F(MXSConsoleTest, keepsNoShownLinesUnlessTold) {
+TEST_F(MXSConsoleTest, keepsNoLinesOnceAViewHasShownThem) {
   MXSConsole console(loop_, defaults_, clock_);
   RecordingView first;
   console.addView(first);
@@ -132,16 +121,16 @@ TEST_F(MXSConsoleTest, keepsNoShownLinesUnlessTold) {
   EXPECT_THAT(view_.seen, ElementsAre("Info|y"));
 }
 
-TEST_F(MXSConsoleTest, callsNoRemovedView) {
+TEST_F(MXSConsoleTest, doesNotCallRemovedViews) {
   MXSConsole console(loop_, defaults_, clock_);
-  addViewPastTheBanner(console);
+  addViewAfterTheBanner(console);
   console.removeView(view_);
   console.showTitle("Error", "x");
   console.showConsoleWindow();
   EXPECT_THAT(view_.seen, IsEmpty());
 }
 
-TEST_F(MXSConsoleTest, letsAViewRemoveItselfAsItIsCalled) {
+TEST_F(MXSConsoleTest, letsAViewRemoveItselfWhileItIsCalled) {
   MXSConsole console(loop_, defaults_, clock_);
   struct Leaving : ConsoleView {
     explicit Leaving(MXSConsole& c) : console(c) {}
@@ -152,7 +141,7 @@ TEST_F(MXSConsoleTest, letsAViewRemoveItselfAsItIsCalled) {
     MXSConsole& console;
     int lines = 0;
   };
-  addViewPastTheBanner(console);
+  addViewAfterTheBanner(console);
   Leaving leaving(console);
   console.addView(leaving);
   console.showTitle("Info", "x");
@@ -161,17 +150,17 @@ TEST_F(MXSConsoleTest, letsAViewRemoveItselfAsItIsCalled) {
   EXPECT_THAT(view_.seen, ElementsAre("Info|x", "Info|y"));
 }
 
-TEST_F(MXSConsoleTest, showsItsWindowWhenAsked) {
+TEST_F(MXSConsoleTest, raisesItsViewsOnRequest) {
   MXSConsole console(loop_, defaults_, clock_);
-  addViewPastTheBanner(console);
+  addViewAfterTheBanner(console);
   console.showConsoleWindow();
   EXPECT_THAT(view_.seen, ElementsAre("raised"));
 }
 
-TEST_F(MXSConsoleTest, doesTheSameWithASoundAlert) {
+TEST_F(MXSConsoleTest, ignoresTheKeyConsoleSoundAlert) {
   defaults_.setBool("ConsoleSoundAlert", true);
   MXSConsole console(loop_, defaults_, clock_);
-  addViewPastTheBanner(console);
+  addViewAfterTheBanner(console);
   console.showTitle("Info", "x");
   EXPECT_THAT(view_.seen, ElementsAre("Info|x"));
 }
@@ -179,7 +168,7 @@ TEST_F(MXSConsoleTest, doesTheSameWithASoundAlert) {
 TEST_F(MXSConsoleTest, keepsTheOrderOfLinesOfEachThreadOnARealLoop) {
   CoreLoop loop;
   MXSConsole console(loop, defaults_, clock_);
-  addViewPastTheBanner(console);
+  addViewAfterTheBanner(console);
   std::vector<std::thread> threads;
   for (const char* title : {"a", "b"}) {
     threads.emplace_back([&console, title] {
@@ -199,7 +188,7 @@ TEST_F(MXSConsoleTest, keepsTheOrderOfLinesOfEachThreadOnARealLoop) {
   EXPECT_EQ(view_.seen.size(), 200u);
 }
 
-TEST(ConsoleFonts, areTwelvePointsEach) {
+TEST(ConsoleFonts, haveTwelvePoints) {
   EXPECT_EQ(MXSConsole::fixedFont().name, "Monaco");
   EXPECT_EQ(MXSConsole::boldFont().name, "Lucida Grande Bold");
   EXPECT_EQ(MXSConsole::defaultFont().name, "Lucida Grande");

@@ -23,10 +23,10 @@ namespace moxtel {
 namespace {
 
 constexpr QSize kUsualSize{980, 620};
-constexpr int kLinesInSight = 5;
+constexpr int kVisibleLines = 5;
 constexpr const char* kRowName = "rowName";
 
-QString notKnownYet() { return QStringLiteral("…"); }
+QString unknownValue() { return QStringLiteral("…"); }
 
 QString shown(std::string_view text) {
   return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
@@ -44,13 +44,13 @@ QString nameOfFolder(std::string_view path) {
   return shown(path.substr(path.find_last_of('/') + 1));
 }
 
-// A screen reader says the row's name with its value.
+// Screen readers read the accessible name: the row's name with its value.
 void setValue(QLabel& value, const QString& text) {
   value.setText(text);
   value.setAccessibleName(value.property(kRowName).toString() + ": " + text);
 }
 
-// A box checked by the server is no wish of the user's.
+// Sets a box to the server's state without starting the action of a click.
 void setChecked(QCheckBox& box, bool checked) {
   const QSignalBlocker blocker(box);
   box.setChecked(checked);
@@ -77,9 +77,9 @@ MainWindow::MainWindow(MainWindowActions actions, QWidget* parent)
   auto* row = new QHBoxLayout;
   row->addLayout(left, 3);
   row->addWidget(makeHelp(), 2);
-  auto* centre = new QWidget;
-  centre->setLayout(row);
-  setCentralWidget(centre);
+  auto* center = new QWidget;
+  center->setLayout(row);
+  setCentralWidget(center);
   busy_ = new QLabel(localized("Ready"));
   busy_->setObjectName("busy");
   statusBar()->addWidget(busy_);
@@ -103,10 +103,10 @@ QLabel* MainWindow::addRow(QFormLayout& form, const char* key, const char* objec
   value->setTextFormat(Qt::PlainText);  // names come from files and from other machines
   value->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
   value->setWordWrap(true);
-  // A path without blanks cannot be wrapped; it must not dictate the window's width.
+  // A path without spaces cannot wrap; a minimum width of 1 keeps it from widening the window.
   value->setMinimumWidth(1);
   value->setProperty(kRowName, localized(key));
-  setValue(*value, notKnownYet());
+  setValue(*value, unknownValue());
   form.addRow(localized(key) + ":", value);
   return value;
 }
@@ -127,7 +127,7 @@ QWidget* MainWindow::makeLibraryGroup() {
 QWidget* MainWindow::makeNetworkGroup() {
   auto* group = new QGroupBox(localized("Network"));
   auto* form = new QFormLayout(group);
-  published_ = addRow(*form, "Published as", "published");
+  published_ = addRow(*form, "Visible to phones as", "published");
   addresses_ = addRow(*form, "Addresses", "addresses");
   port_ = addRow(*form, "Port", "port");
   client_ = addRow(*form, "Client", "client");
@@ -160,7 +160,7 @@ QWidget* MainWindow::makeButtons() {
   revealPhoto_->setObjectName("revealPhoto");
   connect(revealPhoto_, &QCheckBox::toggled, this, [this](bool on) { actions_.revealPhoto(on); });
   for (QCheckBox* check : {preferAperture_, revealPhoto_}) {
-    // How it stands is not known before the server has started, which a slow script can delay.
+    // The server's setting is unknown until it has started, which a slow script can delay.
     check->setEnabled(false);
     layout->addWidget(check);
   }
@@ -172,7 +172,7 @@ QWidget* MainWindow::makeLastLines() {
   lastLines_ = new QPlainTextEdit;
   lastLines_->setObjectName("lastLines");
   lastLines_->setReadOnly(true);
-  lastLines_->setMaximumBlockCount(kLinesInSight);
+  lastLines_->setMaximumBlockCount(kVisibleLines);
   lastLines_->setAccessibleName(localized("Last messages"));
   lastLines_->setTabChangesFocus(true);
   auto* layout = new QVBoxLayout(group);
@@ -189,7 +189,7 @@ QWidget* MainWindow::makeHelp() {
   help_->setOpenLinks(false);
   help_->setTabChangesFocus(true);
   help_->setAccessibleName(localized("&Help").remove('&'));
-  dontShowHelp_ = new QCheckBox(localized("Don't show this help at the s&tart"));
+  dontShowHelp_ = new QCheckBox(localized("Don't show this help at s&tartup"));
   dontShowHelp_->setObjectName("dontShowHelp");
   connect(dontShowHelp_, &QCheckBox::toggled, this, [this](bool on) { actions_.dontShowHelp(on); });
   layout->addWidget(help_);
@@ -206,7 +206,7 @@ void MainWindow::setHelp(const QString& html, bool hidden) {
 }
 
 void MainWindow::chooseLibrary() {
-  const QString folder = askForFolder(path_->text() == notKnownYet() ? QString() : path_->text());
+  const QString folder = askForFolder(path_->text() == unknownValue() ? QString() : path_->text());
   if (!folder.isEmpty()) actions_.chooseLibrary(folder.toStdString());
 }
 
@@ -224,8 +224,8 @@ void MainWindow::showStatus(const ServerStatus& status) {
 }
 
 void MainWindow::showLibrary(const ServerStatus& status) {
-  const bool nobody = status.runningApplication == "<none>";
-  setValue(*application_, nobody ? localized("none") : shown(status.runningApplication));
+  const bool none = status.runningApplication == "<none>";
+  setValue(*application_, none ? localized("none") : shown(status.runningApplication));
   setValue(*path_, shown(status.libraryPath.value_or("")));
   path_->setToolTip(path_->text());
   if (!status.libraryPath) {
@@ -250,16 +250,16 @@ void MainWindow::showNetwork(const ServerStatus& status) {
   if (!status.publishedName.empty()) {
     setValue(*published_, shown(status.publishedName));
   } else if (status.publicationProblem.empty()) {
-    setValue(*published_, localized("Not published yet"));
+    setValue(*published_, localized("(announcing, a few seconds)"));
   } else {
-    setValue(*published_, localized("Not published: %1").arg(shown(status.publicationProblem)));
+    setValue(*published_, localized("Not visible: %1").arg(shown(status.publicationProblem)));
   }
   setValue(*client_, status.client ? localized("Connected: %1").arg(shown(*status.client))
-                                   : localized("Nobody is connected"));
+                                   : localized("No client is connected"));
 }
 
 void MainWindow::showLines(const std::vector<ConsoleLine>& lines) {
-  const std::size_t first = lines.size() > kLinesInSight ? lines.size() - kLinesInSight : 0;
+  const std::size_t first = lines.size() > kVisibleLines ? lines.size() - kVisibleLines : 0;
   for (std::size_t i = first; i < lines.size(); ++i) {
     lastLines_->appendPlainText(shown(lines[i].titleRun() + lines[i].text));
   }
@@ -267,7 +267,7 @@ void MainWindow::showLines(const std::vector<ConsoleLine>& lines) {
 
 void MainWindow::showBusy(bool busy) {
   busy_->setText(localized(busy ? "Busy …" : "Ready"));
-  busy_->setToolTip(busy ? localized("Busy: a long reply or a script is under way.") : QString());
+  busy_->setToolTip(busy ? localized("A long reply or a script is running.") : QString());
 }
 
 }  // namespace moxtel

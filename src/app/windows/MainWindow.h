@@ -1,7 +1,8 @@
-// The main window: what is served, where, to whom, and the few things to be done about it.
+// The main window: shows the served library, the network state and the client, and has buttons for the user's
+// actions.
 //
-// Lives on the windows' thread. It is told of the server by showStatus and showLines, and asks for things
-// through MainWindowActions; it never waits for the server.
+// Lives on the windows' thread. Gets the server's state through showStatus and showLines, and requests
+// actions through MainWindowActions. Never waits for the server.
 #pragma once
 
 #include <QLabel>
@@ -21,11 +22,11 @@ class QTextBrowser;
 
 namespace moxtel {
 
-// What the user may ask for. Called on the windows' thread; none of them may block.
+// The user's actions. Called on the windows' thread; they must not block.
 struct MainWindowActions {
   std::function<void(const std::string& folder)> chooseLibrary;
   std::function<void()> disconnectClient;
-  // Reads the library anew.
+  // Reads the library again.
   std::function<void()> reload;
   std::function<void(bool prefers)> preferAperture;
   std::function<void(bool allowed)> revealPhoto;
@@ -38,18 +39,18 @@ class MainWindow final : public QMainWindow {
   explicit MainWindow(MainWindowActions actions, QWidget* parent = nullptr);
 
   void showStatus(const ServerStatus& status);
-  // The newest lines of the console; the last few are kept in sight.
+  // Adds new lines of the console; the last few stay visible.
   void showLines(const std::vector<ConsoleLine>& lines);
-  // The server has not answered for a while: a long reply or a script holds it.
+  // Shows whether the core thread is busy with a long reply or a script.
   void showBusy(bool busy);
-  // The rich text, and whether it is to be seen at the start.
+  // Sets the help text; hidden: the user does not want it at startup.
   void setHelp(const QString& html, bool hidden);
-  // A folder that cannot be served, and why.
+  // Shows that the chosen folder cannot be served, and why.
   void refuseLibrary(const std::string& why);
 
-  // Asks for a folder, beginning at another; tests give one instead.
+  // Shows a folder dialog that starts in a given folder; an empty result means canceled. Tests replace it.
   std::function<QString(const QString& begin)> askForFolder;
-  // Shows a message; tests listen instead.
+  // Shows a message box. Tests replace it.
   std::function<void(const QString& title, const QString& text)> showMessage;
 
  private:

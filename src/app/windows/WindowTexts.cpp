@@ -8,8 +8,7 @@ const StringTable kGerman{
     {"Addresses", "Adressen"},
     {"Albums", "Alben"},
     {"Busy …", "Beschäftigt …"},
-    {"Busy: a long reply or a script is under way.",
-     "Beschäftigt: Eine lange Antwort oder ein Skript ist unterwegs."},
+    {"A long reply or a script is running.", "Eine lange Antwort oder ein Skript läuft."},
     {"Cannot serve this folder", "Dieser Ordner lässt sich nicht bereitstellen"},
     {"Choose &Library…", "&Bibliothek wählen …"},
     {"Choose the library folder", "Bibliotheksordner wählen"},
@@ -19,7 +18,7 @@ const StringTable kGerman{
     {"Console", "Konsole"},
     {"&Console", "&Konsole"},
     {"&Disconnect Client", "Client &trennen"},
-    {"Don't show this help at the s&tart", "Diese Hilfe beim &Start nicht zeigen"},
+    {"Don't show this help at s&tartup", "Diese Hilfe beim &Start nicht zeigen"},
     {"Events", "Ereignisse"},
     {"Faces", "Gesichter"},
     {"Find", "Suchen"},
@@ -30,16 +29,14 @@ const StringTable kGerman{
     {"Library", "Bibliothek"},
     {"Network", "Netzwerk"},
     {"No library yet. Choose its folder.", "Noch keine Bibliothek. Wählen Sie ihren Ordner."},
-    {"Nobody is connected", "Niemand ist verbunden"},
+    {"No client is connected", "Kein Client ist verbunden"},
     {"Not listening: %1", "Nimmt keine Verbindungen an: %1"},
-    {"Not published yet", "Noch nicht veröffentlicht"},
-    {"Not published: %1", "Nicht veröffentlicht: %1"},
+    {"Not visible: %1", "Nicht sichtbar: %1"},
     {"Path", "Pfad"},
     {"Photo application", "Fotoprogramm"},
     {"Photos", "Fotos"},
     {"Port", "Port"},
     {"Prefer &Aperture's library", "&Aperture-Bibliothek bevorzugen"},
-    {"Published as", "Veröffentlicht als"},
     {"Ready", "Bereit"},
     {"&Reload", "&Neu laden"},
     {"The folder's path is not absolute.", "Der Pfad des Ordners ist nicht absolut."},
@@ -48,13 +45,15 @@ const StringTable kGerman{
      "folder inside it.",
      "Dieser Ordner ist keine Fotobibliothek. Wählen Sie den Ordner, der etwa „iPhoto Library“ heißt, nicht "
      "das Laufwerk oder einen Ordner darin."},
-    {"The folder's path holds characters outside ASCII. Make a symbolic link with a plain name to it, and "
-     "choose that.",
-     "Der Pfad des Ordners enthält Zeichen außerhalb von ASCII. Legen Sie einen symbolischen Link mit "
-     "einfachem Namen "
-     "auf ihn an und wählen Sie diesen."},
+    {"The folder's path contains characters outside ASCII. Make a symbolic link to it whose path is plain "
+     "ASCII, and choose the link.",
+     "Der Pfad des Ordners enthält Zeichen außerhalb von ASCII. Legen Sie einen symbolischen Link auf ihn "
+     "an, "
+     "dessen Pfad nur ASCII enthält, und wählen Sie diesen Link."},
     {"This library cannot be read. %1", "Diese Bibliothek ist nicht lesbar. %1"},
     {"This user is not permitted to read the folder.", "Dieser Benutzer darf den Ordner nicht lesen."},
+    {"Visible to phones as", "Für Telefone sichtbar als"},
+    {"(announcing, a few seconds)", "(wird angekündigt, einige Sekunden)"},
     {"none", "keins"},
 };
 

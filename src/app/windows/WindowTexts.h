@@ -1,5 +1,5 @@
-// The windows' texts in other languages than English, in one place. Texts of the protocol, of the console and
-// of logs are English everywhere and are not here.
+// Translations of the windows' English texts. Texts of the protocol, the console and the logs are always
+// English.
 #pragma once
 
 #include <string_view>
@@ -8,7 +8,7 @@
 
 namespace moxtel {
 
-// The table of a language ("de"); empty for English and for languages without one.
+// The translations for a language ("de"); empty for English and for languages without translations.
 StringTable windowTexts(std::string_view language);
 
 }  // namespace moxtel

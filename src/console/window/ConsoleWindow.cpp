@@ -36,7 +36,7 @@ QFont fontFor(const FontDescription& description) {
   return font;
 }
 
-// Between the two threads: the core puts lines in, the window takes all there are.
+// The queue between the two threads: the core thread adds lines, the window takes all of them.
 class ConsoleWindow::Feed final : public ConsoleView, public std::enable_shared_from_this<Feed> {
  public:
   explicit Feed(ConsoleWindow& window) : window_(&window) {}
@@ -51,17 +51,17 @@ class ConsoleWindow::Feed final : public ConsoleView, public std::enable_shared_
     raised_ = true;
     wake();
   }
-  // On the windows' thread, before the window goes.
+  // Called on the windows' thread before the window is destroyed.
   void detach() {
     const std::lock_guard lock(mutex_);
     window_ = nullptr;
   }
 
  private:
-  // One message is under way at most, however many lines come. Holding mutex_.
+  // Posts drain() to the windows' thread unless a call is already pending. Requires mutex_.
   void wake() {
-    if (woken_ || !window_) return;
-    woken_ = true;
+    if (pending_ || !window_) return;
+    pending_ = true;
     QMetaObject::invokeMethod(
         window_, [feed = shared_from_this()] { feed->drain(); }, Qt::QueuedConnection);
   }
@@ -74,7 +74,7 @@ class ConsoleWindow::Feed final : public ConsoleView, public std::enable_shared_
       const std::lock_guard lock(mutex_);
       lines.swap(lines_);
       std::swap(raised, raised_);
-      woken_ = false;
+      pending_ = false;
       window = window_;
     }
     if (!window) return;
@@ -86,7 +86,7 @@ class ConsoleWindow::Feed final : public ConsoleView, public std::enable_shared_
   ConsoleWindow* window_;
   std::vector<ConsoleLine> lines_;
   bool raised_ = false;
-  bool woken_ = false;
+  bool pending_ = false;
 };
 
 ConsoleWindow::ConsoleWindow(QWidget* parent)
@@ -96,10 +96,10 @@ ConsoleWindow::ConsoleWindow(QWidget* parent)
       feed_(std::make_shared<Feed>(*this)) {
   setWindowTitle(localized("Console"));
   resize(900, 420);
-  // The main window alone keeps the program alive.
+  // Only the main window keeps the program running.
   setAttribute(Qt::WA_QuitOnClose, false);
   textView_->setReadOnly(true);
-  // Reachable and usable by keyboard alone, for copying.
+  // Text can be selected and copied with the keyboard alone.
   textView_->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
   textView_->setUndoRedoEnabled(false);
   textView_->setTabChangesFocus(true);
@@ -110,7 +110,7 @@ ConsoleWindow::ConsoleWindow(QWidget* parent)
   plain_.setFont(fixed);
   title_.setFont(fontFor(MXSConsole::boldFont()));
   error_ = title_;
-  error_.setForeground(errorColour());
+  error_.setForeground(errorColor());
   auto* layout = new QVBoxLayout(this);
   layout->addWidget(textView_);
   makeSearchBar(*layout);
@@ -168,20 +168,20 @@ void ConsoleWindow::raiseWindow() {
   activateWindow();
 }
 
-QColor ConsoleWindow::errorColour() const {
+QColor ConsoleWindow::errorColor() const {
   constexpr QRgb kRedOnDark = 0xffff7878;
   return palette().color(QPalette::Base).lightnessF() < 0.5F ? QColor(kRedOnDark) : QColor(Qt::red);
 }
 
 void ConsoleWindow::changeEvent(QEvent* event) {
   QWidget::changeEvent(event);
-  if (event->type() == QEvent::PaletteChange) recolourErrors();
+  if (event->type() == QEvent::PaletteChange) recolorErrors();
 }
 
-// After a change between light and dark.
-void ConsoleWindow::recolourErrors() {
-  if (error_.foreground().color() == errorColour()) return;
-  error_.setForeground(errorColour());
+// Gives the error titles the color for the new palette.
+void ConsoleWindow::recolorErrors() {
+  if (error_.foreground().color() == errorColor()) return;
+  error_.setForeground(errorColor());
   QTextCursor cursor(textView_->document());
   cursor.beginEditBlock();
   for (QTextBlock block = textView_->document()->begin(); block.isValid(); block = block.next()) {
@@ -198,8 +198,8 @@ void ConsoleWindow::recolourErrors() {
 
 void ConsoleWindow::appendLines(const std::vector<ConsoleLine>& lines) {
   QScrollBar* bar = textView_->verticalScrollBar();
-  const bool readerIsAtTheEnd = bar->value() >= bar->maximum();
-  const int readersPlace = bar->value();
+  const bool wasAtEnd = bar->value() >= bar->maximum();
+  const int scrollPosition = bar->value();
   QTextCursor reader = textView_->textCursor();
   const int anchor = reader.anchor();
   const int position = reader.position();
@@ -212,15 +212,16 @@ void ConsoleWindow::appendLines(const std::vector<ConsoleLine>& lines) {
     end.insertText(shown(line.textRun()), plain_);
   }
   end.endEditBlock();
-  // A selection that reached the end has grown with the text; setting it back scrolls to it.
+  // A selection that reached the end has grown with the text. Restoring it scrolls, so the scroll position is
+  // restored too.
   const QTextCursor now = textView_->textCursor();
   if (anchor != position && (now.anchor() != anchor || now.position() != position)) {
     reader.setPosition(anchor);
     reader.setPosition(position, QTextCursor::KeepAnchor);
     textView_->setTextCursor(reader);
-    bar->setValue(readersPlace);
+    bar->setValue(scrollPosition);
   }
-  if (readerIsAtTheEnd) bar->setValue(bar->maximum());
+  if (wasAtEnd) bar->setValue(bar->maximum());
   if (observer_) observer_(lines);
 }
 

@@ -1,7 +1,7 @@
-// The console's window: shows the console's lines, with date, bold title (red for errors) and text.
+// The console's window: shows the console's lines, each with date, bold title (red for errors) and text.
 //
-// A window lives on the windows' thread. As a view it is called on the core thread; what it is told there is
-// handed over without waiting, in order, so that a hundred thousand lines at once cost one repaint.
+// The window lives on the windows' thread. Its view is called on the core thread and queues the lines, in
+// order and without waiting; the window shows all queued lines at once, so 100,000 lines cost one repaint.
 #pragma once
 
 #include <QLineEdit>
@@ -19,7 +19,8 @@ class QVBoxLayout;
 
 namespace moxtel {
 
-// The console's fonts where the machine has them; else its fixed-pitch font, and a bold sans.
+// The described font if it is installed; else the system's fixed-pitch or default font in that size and
+// weight.
 QFont fontFor(const FontDescription& description);
 
 class ConsoleWindow final : public QWidget {
@@ -27,20 +28,20 @@ class ConsoleWindow final : public QWidget {
   explicit ConsoleWindow(QWidget* parent = nullptr);
   ~ConsoleWindow() override;
 
-  // What the core hands its lines to. Outlives neither the window nor the console.
+  // The view for MXSConsole::addView. Valid while the window exists; remove it from the console before that.
   ConsoleView& view();
 
-  // Also called with each batch of lines that has been shown.
+  // Sets a function that is called with each batch of lines after it has been shown.
   void setLinesObserver(std::function<void(const std::vector<ConsoleLine>&)> observer) {
     observer_ = std::move(observer);
   }
-  // Readable on the window's background of texts, light or dark.
-  QColor errorColour() const;
+  // Red, readable on the window's light or dark text background.
+  QColor errorColor() const;
   QPlainTextEdit& textView() { return *textView_; }
-  // Selects the next place of the text that is searched for, from the selection on, round at the end.
+  // Selects the next match of the search field's text after the selection, and wraps around at the end.
   bool findNext(bool backwards = false);
   QLineEdit& searchField() { return *search_; }
-  // Visible, in front, active.
+  // Shows the window in front of the others and activates it.
   void raiseWindow();
 
  protected:
@@ -49,7 +50,7 @@ class ConsoleWindow final : public QWidget {
  private:
   class Feed;
   void appendLines(const std::vector<ConsoleLine>& lines);
-  void recolourErrors();
+  void recolorErrors();
   void makeSearchBar(QVBoxLayout& layout);
 
   QPlainTextEdit* textView_;
