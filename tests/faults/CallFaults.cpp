@@ -1,11 +1,11 @@
-// Runs a program and makes system calls of it fail, as another process tells while it runs.
+// Runs a program and makes its system calls fail, controlled by another process through shared memory.
 //
 //   moxtel-call-faults CONTROL PROGRAM [ARGUMENT…]    CONTROL: a file of a Control's size, mapped by both
-//   moxtel-call-faults --calls                        the calls that it knows by name, with their numbers
+//   moxtel-call-faults --calls                        prints names and numbers of the calls it knows
 //
-// A tracer sees every call, those within the C library too, in every thread and every child. Ends as the
-// program does (128 and the signal's number when one killed it), and hands on SIGTERM, SIGINT, SIGHUP and
-// SIGUSR1.
+// Tracing covers every call, including those inside the C library, in every thread and child process. Exits
+// with the program's status (128 plus the signal's number if a signal killed it), and forwards SIGTERM,
+// SIGINT, SIGHUP and SIGUSR1.
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/mman.h>
@@ -37,18 +37,18 @@ constexpr std::size_t kCalls = 512;
 enum Action : std::int64_t { FailInstead = 1, FailAfterwards = 2, Shorten = 3 };
 enum Whose : std::int64_t { Server = 0, Children = 1 };
 
-// The same layout stands in callfaults.py. Whoever tells sets "armed" last.
+// faultserver.py has the same layout. The controlling process sets "armed" last.
 struct Control {
-  std::atomic<std::int64_t> armed;  // 1 from when on calls are counted and failed
+  std::atomic<std::int64_t> armed;  // 1: count calls and inject faults
   std::int64_t call;                // its number; -1: none, only count
   std::int64_t nth;                 // the first one that fails, from 1
-  std::int64_t repeat;              // so many fail one after another; -1: all that follow
+  std::int64_t repeat;              // number of consecutive calls that fail; -1: all that follow
   std::int64_t action;
   std::int64_t error;  // errno
   std::int64_t whose;
   std::atomic<std::int64_t> fired;
   std::atomic<std::int64_t> server;  // its process id
-  char description[256];             // of the last one that failed
+  char description[256];             // of the last call that failed
   std::int64_t counts[2][kCalls];    // since armed, by Whose and call
 };
 
@@ -237,14 +237,14 @@ const char* nameOf(std::uint64_t number) {
 // One traced thread.
 struct Tracee {
   bool isServer = false;  // a thread of the program itself, not of a child
-  bool hasRun = false;    // its program, if it is a child: before, it is the server's code that runs in it
-  bool isLoaded = false;  // the dynamic loader is through
+  bool hasRun = false;    // a child has called execve; before that it runs the server's code
+  bool isLoaded = false;  // the dynamic loader has finished
   bool failsAtExit = false;
   std::int64_t error = 0;
   // What shortening a vector of buffers changed in the thread's memory.
   std::uint64_t changedAt = 0;
   std::uint64_t before = 0;
-  // The register, by its place among them, whose argument is another one for this call.
+  // The index of the register whose argument was changed for this call.
   std::optional<std::size_t> changedRegister = std::nullopt;
   std::uint64_t registerBefore = 0;
 };
@@ -290,7 +290,7 @@ class Tracer {
     constexpr std::uintptr_t kOptions = PTRACE_O_TRACESYSGOOD | PTRACE_O_TRACECLONE | PTRACE_O_TRACEFORK |
                                         PTRACE_O_TRACEVFORK | PTRACE_O_TRACEEXEC | PTRACE_O_EXITKILL;
     if (::ptrace(PTRACE_SEIZE, program, nullptr, kOptions) != 0) fail("no process may be traced here");
-    // A running thread is asked to stop, so that its calls are seen from now on.
+    // Stops the running thread, so that its calls are traced from now on.
     ::ptrace(PTRACE_INTERRUPT, program, nullptr, nullptr);
     control_.server = program;
     tracees_[static_cast<pid_t>(program)] = {.isServer = true};
@@ -355,7 +355,7 @@ class Tracer {
 
   void enters(pid_t thread, Tracee& tracee, std::uint64_t number, const Arguments& arguments) {
     if (!tracee.isLoaded) {
-      // The last that the loader does is to give back its cache.
+      // The loader's last action is to unmap its cache.
       tracee.isLoaded = number == SYS_munmap;
       return;
     }
@@ -367,7 +367,7 @@ class Tracer {
     if (count >= control_.nth && !isPast) inject(thread, tracee, number, arguments);
   }
 
-  // A counter by which one thread wakes another. Its reading and writing cannot fail.
+  // An event counter: reading and writing it cannot fail.
   static bool isOnCounter(pid_t thread, std::uint64_t number, const Arguments& arguments) {
     return (number == SYS_read || number == SYS_write) &&
            fileOf(thread, arguments[0]).find("[eventfd]") != std::string::npos;
@@ -379,7 +379,7 @@ class Tracer {
       if (!shorten(thread, tracee, number, arguments)) return;
     } else {
       if (number == SYS_brk) {
-        // It fails by leaving the end of the heap where it is, and tells that end.
+        // brk fails by returning the unchanged end of the heap.
         if (arguments[0] == 0) return;
         setArgument(thread, tracee, offsetof(user, regs.rdi), arguments[0], 0);
       } else {
@@ -406,7 +406,7 @@ class Tracer {
     setResult(thread, -tracee.error);
   }
 
-  // One byte of what was asked for; false when there is no less.
+  // Reduces the requested size to one byte; false if it is not larger.
   bool shorten(pid_t thread, Tracee& tracee, std::uint64_t number, const Arguments& arguments) {
     switch (number) {
       case SYS_read:
@@ -432,7 +432,7 @@ class Tracer {
     }
   }
 
-  // Of several buffers only the first, of one only its first byte.
+  // Reduces several buffers to the first one, and one buffer to its first byte.
   bool shortenVector(pid_t thread, Tracee& tracee, std::uint64_t vector, std::uint64_t countAt) {
     const std::uint64_t count = get(thread, countAt);
     if (count == 0) return false;
@@ -465,7 +465,7 @@ class Tracer {
   static void setResult(pid_t thread, std::int64_t result) {
     setRegister(thread, offsetof(user, regs.rax), result);
   }
-  // Until the call is over: afterwards the program expects its registers as they were.
+  // Restores the registers after the call; the program expects them unchanged.
   static void setArgument(pid_t thread, Tracee& tracee, std::size_t offset, std::uint64_t before,
                           std::int64_t value) {
     tracee.changedRegister = offset;
@@ -479,13 +479,13 @@ class Tracer {
   static std::string textAt(pid_t thread, std::uint64_t at) {
     char text[128] = {};
     const iovec here{text, sizeof text - 1};
-    // A text near the end of its page: up to there.
+    // Near the end of a page: reads up to the page's end.
     const iovec there{reinterpret_cast<void*>(at),
                       std::min<std::uint64_t>(sizeof text - 1, 4096 - at % 4096)};
     return ::process_vm_readv(thread, &here, 1, &there, 1, 0) > 0 ? text : "";
   }
 
-  // What a descriptor is open on, if the argument is one.
+  // The file of a descriptor argument.
   static std::string fileOf(pid_t thread, std::uint64_t descriptor) {
     char path[128] = {};
     const std::string link = "/proc/" + std::to_string(thread) + "/fd/" + std::to_string(descriptor);

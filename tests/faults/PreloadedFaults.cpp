@@ -1,7 +1,7 @@
-// Loaded before a server's own libraries (LD_PRELOAD): lets SQLite's files fail, and moves the clock, as
-// another process tells while it runs.
+// Preloaded into a server (LD_PRELOAD): makes SQLite's file operations fail and shifts the clock, controlled
+// by another process through shared memory.
 //
-// MOXTEL_FAULTS names a file of a Control's size, which both map. Without it nothing is different.
+// MOXTEL_FAULTS names a file of a Control's size, which both map. Without it the library changes nothing.
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <sqlite3.h>
@@ -18,20 +18,20 @@
 
 namespace {
 
-// What of SQLite's file can fail; each with the result code that is asked for.
+// The file operations that can fail, each with the requested result code.
 enum Operation : std::int64_t { Open, Read, Write, Size, Lock, Unlock, CheckLock, Access, Sync, kOperations };
-// Instead of a result code: the bytes that are read are others.
+// Instead of a result code: changes the bytes that are read.
 constexpr std::int64_t kDamage = -1;
 
-// The same layout stands in faultserver.py. Whoever tells sets "armed" last.
+// faultserver.py has the same layout. The controlling process sets "armed" last.
 struct Control {
   std::atomic<std::int64_t> armed;
   std::int64_t operation;  // -1: none, only count
   std::int64_t nth;        // the first one that fails, from 1
-  std::int64_t repeat;     // so many fail one after another; -1: all that follow
+  std::int64_t repeat;     // number of consecutive operations that fail; -1: all that follow
   std::int64_t code;
   std::atomic<std::int64_t> fired;
-  std::atomic<std::int64_t> clockShift;  // seconds that the clock of the day is moved by
+  std::atomic<std::int64_t> clockShift;  // seconds added to the system clock
   std::atomic<std::int64_t> counts[kOperations];
 };
 
@@ -54,7 +54,7 @@ bool fails(Operation operation, int& result) {
   return true;
 }
 
-// SQLite's own file lies behind this one.
+// Wraps SQLite's own file.
 struct File {
   sqlite3_file base;
   sqlite3_file* real() { return reinterpret_cast<sqlite3_file*>(this + 1); }
@@ -68,7 +68,7 @@ int readFile(sqlite3_file* file, void* to, int count, sqlite3_int64 at) {
   std::int64_t code = 0;
   const bool hurt = fails(Read, code);
   if (hurt && code != kDamage) {
-    // As SQLite's own: what is missing reads as zeros.
+    // Like SQLite's own: fills missing bytes with zeros.
     if (code == SQLITE_IOERR_SHORT_READ) std::memset(to, 0, static_cast<std::size_t>(count));
     return static_cast<int>(code);
   }
@@ -104,7 +104,7 @@ int lockFile(sqlite3_file* file, int lock) {
   return fails(Lock, result) ? result : real(file)->pMethods->xLock(real(file), lock);
 }
 
-// The lock is gone all the same: one that stayed would be this test's fault.
+// Releases the lock even when reporting an error, so that the injected fault leaves no lock behind.
 int unlockFile(sqlite3_file* file, int lock) {
   const int result = real(file)->pMethods->xUnlock(real(file), lock);
   int injected = SQLITE_OK;
@@ -132,7 +132,7 @@ int shmLock(sqlite3_file* file, int offset, int count, int flags) {
 void shmBarrier(sqlite3_file* file) { real(file)->pMethods->xShmBarrier(real(file)); }
 int shmUnmap(sqlite3_file* file, int remove) { return real(file)->pMethods->xShmUnmap(real(file), remove); }
 
-// Version 2: with shared memory, without memory-mapped reading, which no read would pass by here.
+// Version 2 has shared memory, but no memory-mapped reading, which would bypass these functions.
 const sqlite3_io_methods kMethods{2,
                                   &closeFile,
                                   &readFile,
@@ -209,7 +209,7 @@ Function next(const char* name) {
 
 extern "C" {
 
-// Only the clock of the day is set by people; the one that measures time never goes back.
+// Shifts only the system clock: the monotonic clock is never set.
 int clock_gettime(clockid_t clock, timespec* time) noexcept {
   static const auto kNext = next<int (*)(clockid_t, timespec*)>("clock_gettime");
   const int result = kNext(clock, time);

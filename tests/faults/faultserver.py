@@ -1,4 +1,4 @@
-"""A server that may be hurt, what it is asked, and what must be true of it afterwards."""
+"""Servers into which faults can be injected, the requests sent to them, and checks of their state afterwards."""
 
 import ctypes
 import json
@@ -21,7 +21,7 @@ sys.path.insert(0, str(pathlib.Path(__file__).parent.parent / "wire"))
 import keyedarchive  # noqa: E402
 import moxteltest  # noqa: E402
 
-# Longer than everything that the server waits for by itself.
+# Longer than every time-out of the server.
 PATIENCE = 150  # seconds
 TCP_CLOSE_WAIT = 8
 INSIDE = "MOXTEL_FAULTS_INSIDE"
@@ -29,13 +29,13 @@ IS_FULL = os.environ.get("MOXTEL_FAULTS_FULL") == "1"
 
 
 def skip(why):
-    """CTest shows the test as skipped, and why."""
+    """Ends the script so that CTest shows the test as skipped, with the reason."""
     print("SKIPPED:", why)
     sys.exit(77)
 
 
 def enter_namespaces(*options):
-    """Runs this script again in namespaces of its own; gives the reason where that cannot be."""
+    """Restarts this script in its own namespaces. Returns the reason if that is not possible."""
     if os.environ.get(INSIDE):
         return None
     if not shutil.which("unshare"):
@@ -50,7 +50,7 @@ def enter_namespaces(*options):
 
 
 class SharedWords:
-    """64-bit words that a server's surroundings and this process share."""
+    """64-bit words in memory that the fault injector and this process share."""
 
     WORDS = ()
 
@@ -80,7 +80,7 @@ class SharedWords:
 
 
 class CallControl(SharedWords):
-    """What the tracer and this process share: the layout of Control in CallFaults.cpp."""
+    """Memory that the tracer and this process share; same layout as Control in CallFaults.cpp."""
 
     WORDS = ("armed", "call", "nth", "repeat", "action", "error", "whose", "fired", "server")
     CALLS = 512
@@ -99,14 +99,14 @@ class CallControl(SharedWords):
         self.set_up(self.TEXT_AT, call=call, nth=nth, repeat=repeat, action=action, error=error, whose=whose)
 
     def counts(self, whose=SERVER):
-        """How often each call, by its number, was made since arming."""
+        """The number of calls since arming, by the call's number."""
         start = self.TEXT_AT + self.TEXT + 8 * self.CALLS * whose
         numbers = struct.unpack_from("=%dq" % self.CALLS, self.map, start)
         return {call: count for call, count in enumerate(numbers) if count}
 
 
 class FileControl(SharedWords):
-    """What the preloaded library and this process share: the layout of Control in PreloadedFaults.cpp."""
+    """Memory that the preloaded library and this process share; same layout as Control in PreloadedFaults.cpp."""
 
     WORDS = ("armed", "operation", "nth", "repeat", "code", "fired", "clock_shift")
     OPERATIONS = ("open", "read", "write", "size", "lock", "unlock", "check lock", "access", "sync")
@@ -131,7 +131,7 @@ def call_numbers():
 
 
 class TracedServer(moxteltest.Server):
-    """A server whose system calls can be made to fail through its control."""
+    """A server whose system calls fail as its control says."""
 
     def __init__(self, library, *arguments, **options):
         super().__init__(library, *arguments, **options)
@@ -143,7 +143,7 @@ class TracedServer(moxteltest.Server):
 
 
 def need_tracing():
-    """Skips the test where no process may be traced, as in some containers."""
+    """Skips the test where tracing is not permitted, as in some containers."""
     with tempfile.TemporaryDirectory() as folder:
         control = CallControl(pathlib.Path(folder) / "control")
         tried = subprocess.run([moxteltest.program("MOXTEL_CALL_FAULTS"), str(control.path), "true"],
@@ -153,7 +153,7 @@ def need_tracing():
 
 
 class PreloadedServer(moxteltest.Server):
-    """A server whose databases can be made to fail, and whose clock can be set, through its control."""
+    """A server whose database operations fail, and whose clock is shifted, as its control says."""
 
     def __init__(self, library, *arguments, **options):
         super().__init__(library, *arguments, **options)
@@ -171,14 +171,14 @@ class PlainServer(moxteltest.Server):
 
 
 def put_program(path, script):
-    """A program of a shell's; one that cannot be started if there is no script."""
+    """Writes an executable shell script; without a script, a file that is not executable."""
     path.write_text("#!/bin/sh\n%s\n" % script if script is not None else "")
     path.chmod(0o755 if script is not None else 0o644)
 
 
 def descriptors(pid):
-    """What a process has open, told apart by kind and path but not by number. Without the machine's processes,
-    which come and go, and of which a server keeps what it watches them by."""
+    """The open descriptors of a process, by kind and path. Leaves out /proc: the server watches the machine's
+    processes through it, and these change."""
     found = []
     for name in os.listdir("/proc/%d/fd" % pid):
         try:
@@ -197,7 +197,7 @@ def has_connection(server):
 
 
 def stamp_of_library(folder):
-    """Of every path its kind, size and dates; the date of change is the kernel's and cannot be set."""
+    """Mode, inode, size and dates of every path. Includes the change date, which only the kernel sets."""
     stamp = []
     for path in [folder, *sorted(folder.rglob("*"))]:
         info = path.lstat()
@@ -215,16 +215,16 @@ def png_picture():
 
 
 def tiff_picture():
-    """One grey pixel, whose facts are told by a helper too."""
+    """One gray pixel. The server reads its properties through a helper process."""
     entries = ((256, 4, 1, 1), (257, 4, 1, 1), (258, 3, 1, 8), (259, 3, 1, 1), (262, 3, 1, 1), (273, 4, 1, 8),
                (277, 3, 1, 1), (278, 4, 1, 1), (279, 4, 1, 1))
-    pixel_and_room = b"\x80\0"
-    return (b"II*\0" + struct.pack("<I", 10) + pixel_and_room + struct.pack("<H", len(entries)) +
+    pixel_and_padding = b"\x80\0"
+    return (b"II*\0" + struct.pack("<I", 10) + pixel_and_padding + struct.pack("<H", len(entries)) +
             b"".join(struct.pack("<HHII", *entry) for entry in entries) + struct.pack("<I", 0))
 
 
 class Requests:
-    """One request of each kind on a sample library, with ids that it holds."""
+    """One request of each kind on a sample library, with ids from it."""
 
     def __init__(self, library):
         self.library = library
@@ -266,7 +266,7 @@ class Requests:
         missing = set(moxteltest.command_names()) - {command for command, _ in self.all}
         if missing:
             raise AssertionError("no request for %s" % ", ".join(sorted(missing)))
-        # What is looked at after every fault: every database, every cache, a file, and both helpers' commands' way.
+        # Sent after every fault. Together they use every database, every cache and a file.
         self.probes = [entry for entry in self.all if entry[0] in (
             "Get Albums", "Get Events", "Get Faces", "Thumb of Photo", "Infos of Photo", "Photos of Face")]
         self.probes.append(("Photos of Album", {"id": album[0]}))
@@ -278,7 +278,7 @@ class Requests:
 
 
 def make_fault_library(folder):
-    """A sample library with a picture for each of the server's helpers."""
+    """A sample library with a picture for each helper of the server."""
     library = moxteltest.make_library(folder, "--images", "small", "--photos", 40, "--album-data")
     requests = Requests(library)
     requests.png_path.write_bytes(png_picture())
@@ -287,14 +287,14 @@ def make_fault_library(folder):
 
 
 class Outcome:
-    """What a client got that asked once and then listened to the end."""
+    """The replies to one request and how the connection ended."""
 
     def __init__(self, frames, rest, ending):
         self.frames, self.rest, self.ending = frames, rest, ending
 
     def kind(self, expected):
-        """Beside a right answer these are allowed while a fault is there: another whole answer (an error, or what
-        could be read), none, or a connection that ends early."""
+        """Classifies the outcome. Besides the right reply, a fault may cause another complete reply (an error, or what
+        could be read), no reply, or a connection that ends early."""
         if not self.rest and self.frames == expected:
             return "right"
         if self.rest:
@@ -309,7 +309,8 @@ class Outcome:
 
 
 def ask_once(port, data):
-    """Sends one request, says that no other follows, and reads to the end: no time tells whether it was answered."""
+    """Sends one request, closes the sending side and reads until the server closes. Needs no time-out to decide
+    that there is no reply."""
     received = bytearray()
     ending = "end"
     try:
@@ -333,7 +334,7 @@ def ask_once(port, data):
 
 
 class FaultTestCase(unittest.TestCase):
-    """Tests on one library, which stays the same to the last bit."""
+    """Tests on one library. Checks that every byte of it stays the same."""
 
     @classmethod
     def setUpClass(cls):
@@ -370,7 +371,7 @@ class FaultTestCase(unittest.TestCase):
         return descriptors(server.pid())
 
     def note_base(self, server):
-        """What an unhurt server has open once it has answered everything."""
+        """Records the open descriptors of a server without faults after it has answered all probes."""
         for _ in range(2):
             self.answers_right(server)
         moxteltest.wait_for(lambda: not has_connection(server), "the client to be gone")
@@ -384,8 +385,8 @@ class FaultTestCase(unittest.TestCase):
                 self.assertEqual([client.receive_raw()], expected, "%s %r" % (command, keys))
 
     def leaks_nothing(self, server):
-        """Open is what was open before. On a slow machine the databases, which are kept open for some seconds after a
-        request, may be closed by now: then they are opened again. What leaked stays."""
+        """Checks that the open descriptors are those of note_base. The server closes its databases some seconds after
+        a request; where that has happened, the probes open them again. Leaked descriptors stay."""
         for _ in range(5):
             for _ in range(200):
                 what = difference(self.open_in(server), self.base)
@@ -396,7 +397,8 @@ class FaultTestCase(unittest.TestCase):
         self.fail("not the same descriptors as before: %s" % what)
 
     def is_sound(self, server):
-        """The next client is answered right, nothing stays open, and the library is as it was."""
+        """Checks that the next client gets the right replies, that no descriptor leaked, and that the library is
+        unchanged."""
         self.assertTrue(server.is_running(), "the server ended with %s" % server.process.returncode)
         self.answers_right(server)
         self.leaks_nothing(server)
@@ -414,7 +416,7 @@ def difference(actual, expected):
 
 
 def report(name, rows):
-    """Prints the results, and keeps them where report.py makes the document's table from them."""
+    """Prints the results and, for report.py, stores them in the folder MOXTEL_FAULTS_RESULTS."""
     if not rows:
         return
     print("\n".join(" | ".join(map(str, row)) for row in rows))

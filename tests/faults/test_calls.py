@@ -1,4 +1,4 @@
-"""Every system call that the server makes for a request fails in turn."""
+"""Makes each system call of the server fail, one after another, while it handles requests."""
 
 import collections
 import errno
@@ -12,8 +12,8 @@ from faultserver import CallControl, FaultTestCase, Requests, TracedServer
 
 SHORT = "short"
 
-# How each call can fail. Errors that Linux documents for it and that a sound program may meet; "short": a part
-# only is done.
+# The injected faults by call: errors that Linux documents for the call and that a correct program may get, or
+# "short", a partial result.
 FAULTS = {
     "accept4": ("EMFILE", "ENFILE", "ENOMEM", "ECONNABORTED", "EINTR", "EAGAIN", "EPERM"),
     "access": ("EACCES", "EIO"),
@@ -81,19 +81,20 @@ FAULTS = {
     "writev": ("ENOSPC", "EIO", "EINTR", SHORT),
 }
 
-# These cannot fail, or only when the program gives nonsense; or they end a thread.
-SURE = {"arch_prctl", "clock_gettime", "clock_nanosleep", "exit", "exit_group", "futex", "getegid", "geteuid", "getgid",
-        "getpid", "getppid", "getresgid", "getresuid", "gettid", "getuid", "gettimeofday", "munmap", "nanosleep",
-        "restart_syscall", "rseq", "rt_sigaction", "rt_sigpending", "rt_sigprocmask", "rt_sigreturn", "rt_sigtimedwait", "sched_getaffinity",
-        "sched_yield", "set_robust_list", "set_tid_address", "setpgid", "sigaltstack", "sysinfo", "tgkill", "time",
-        "umask", "uname", "fadvise64", "membarrier"}
+# Calls that fail only with invalid arguments, or that end a thread.
+INFALLIBLE = {"arch_prctl", "clock_gettime", "clock_nanosleep", "exit", "exit_group", "fadvise64", "futex", "getegid",
+              "geteuid", "getgid", "getpid", "getppid", "getresgid", "getresuid", "gettid", "gettimeofday", "getuid",
+              "membarrier", "munmap", "nanosleep", "restart_syscall", "rseq", "rt_sigaction", "rt_sigpending",
+              "rt_sigprocmask", "rt_sigreturn", "rt_sigtimedwait", "sched_getaffinity", "sched_yield",
+              "set_robust_list", "set_tid_address", "setpgid", "sigaltstack", "sysinfo", "tgkill", "time", "umask",
+              "uname"}
 
-# A call that fails and yet has done its work.
-DONE_ALL_THE_SAME = {"close"}
+# Calls that may report an error after doing their work.
+DONE_DESPITE_ERROR = {"close"}
 
-# What a sound server makes good by itself, so that the client gets the right reply all the same: a call that is to be
-# made once more, a part that is to be followed by the rest, a line of the log that cannot be written.
-MADE_GOOD = {
+# Faults from which the server must recover, so that the client still gets the right reply: a call to repeat, a partial
+# result to complete, a log line that cannot be written.
+RECOVERABLE = {
     "accept4": ("ECONNABORTED", "EINTR", "EAGAIN"),
     "close": FAULTS["close"],
     "poll": ("EINTR",),
@@ -113,12 +114,12 @@ def faults_of(name):
         if fault == SHORT:
             yield fault, {"action": CallControl.SHORTEN}
         else:
-            action = CallControl.FAIL_AFTERWARDS if name in DONE_ALL_THE_SAME else CallControl.FAIL_INSTEAD
+            action = CallControl.FAIL_AFTERWARDS if name in DONE_DESPITE_ERROR else CallControl.FAIL_INSTEAD
             yield fault, {"action": action, "error": getattr(errno, fault)}
 
 
 def sample(count, whole, most):
-    """The calls of which each fails in turn: all of them, or not more than so many, the first ones among them."""
+    """Numbers of the calls to fail: all, or at most this many, including the first ones."""
     if whole or count <= most:
         return range(1, count + 1)
     first = most // 2
@@ -126,7 +127,7 @@ def sample(count, whole, most):
 
 
 class Calls(FaultTestCase):
-    SOME = 20  # faults for each request; all of them take an hour
+    SOME = 20  # faults per request; the full set takes an hour
 
     @classmethod
     def setUpClass(cls):
@@ -135,17 +136,17 @@ class Calls(FaultTestCase):
         cls.names = {number: name for name, number in cls.numbers.items()}
 
     def count(self, server, whose, do):
-        """How often each call is made while something is done."""
+        """The number of calls, by name, that do() makes."""
         server.control.arm()
         do()
         server.control.disarm()
         counts = {self.names.get(call, str(call)): number for call, number in server.control.counts(whose).items()}
-        unknown = set(counts) - set(FAULTS) - SURE
-        self.assertFalse(unknown, "calls that nobody thought of")
+        unknown = set(counts) - set(FAULTS) - INFALLIBLE
+        self.assertFalse(unknown, "calls that are neither in FAULTS nor in INFALLIBLE")
         return {name: number for name, number in sorted(counts.items()) if name in FAULTS}
 
     def fresh_server(self, *arguments):
-        """After a failure: the old one may hang, or have ended."""
+        """Starts a new server after a failure: the old one may hang, or have ended."""
         if self.server:
             self.server.process.kill()
             self.server.process.wait()
@@ -155,7 +156,7 @@ class Calls(FaultTestCase):
         self.note_base(self.server)
 
     def inject(self, name, nth, fault, how, whose, do, expected):
-        """Does something while a call fails. What the client saw, or None when there was no such call."""
+        """Runs do() while a call fails. Returns the kind of outcome, or None if the call was not made."""
         control = self.server.control
         control.arm(self.numbers[name], nth, whose=whose, **how)
         try:
@@ -167,20 +168,20 @@ class Calls(FaultTestCase):
         if os.environ.get("MOXTEL_FAULTS_TRACE"):
             print(name, nth, fault, control.description(), kind)
         self.is_sound(self.server)
-        if whose == CallControl.SERVER and fault in MADE_GOOD.get(name, ()):
+        if whose == CallControl.SERVER and fault in RECOVERABLE.get(name, ()):
             self.assertEqual(kind, "right")
         return kind
 
     def cases(self, counts):
-        """Every call with every fault, or some of them, evenly from all."""
+        """Every call with every fault; in a partial run, an even selection."""
         cases = [(name, nth, fault, how) for name, number in counts.items()
                  for nth in sample(number, faultserver.IS_FULL, 60) for fault, how in faults_of(name)]
         step = 1 if faultserver.IS_FULL else -(-len(cases) // self.SOME)
-        # Not the same ones for every request.
+        # A different selection for each request.
         return cases[len(self.rows) % step::step]
 
     def in_turn(self, what, whose, do, expected):
-        """How often the client saw what while a call failed."""
+        """Counts the outcomes by kind while each call fails in turn."""
         totals = collections.Counter()
         for name, nth, fault, how in self.cases(self.count(self.server, whose, do)):
             with self.subTest(what=what, call=name, nth=nth, fault=fault):
@@ -221,12 +222,12 @@ class Calls(FaultTestCase):
             self.look_at("helper of " + name, CallControl.CHILDREN, self.ask(request), self.expected[name])
         self.server.__exit__(None)
 
-    # What a full disk, a full table of descriptors or a machine without memory is like.
+    # As on a full disk, with a full descriptor table, or without free memory.
     SHORTAGES = (("write", "ENOSPC"), ("openat", "EMFILE"), ("openat", "ENOMEM"), ("pipe2", "EMFILE"),
                  ("mmap", "ENOMEM"))
 
-    def test_a_shortage_that_lasts(self):
-        """Until the request is answered."""
+    def test_a_lasting_shortage(self):
+        """Lasts until the request is answered."""
         for name, error in self.SHORTAGES:
             totals = collections.Counter()
             how = {"action": CallControl.FAIL_INSTEAD, "error": getattr(errno, error), "repeat": -1}
@@ -240,8 +241,8 @@ class Calls(FaultTestCase):
             print(self.rows[-1], flush=True)
         self.server.__exit__(None)
 
-    def test_a_client_that_comes_while_descriptors_are_short(self):
-        """It waits, and is served as soon as there are some again."""
+    def test_a_client_that_connects_without_free_descriptors(self):
+        """It waits, and is served as soon as descriptors are free again."""
         control = self.server.control
         control.arm(self.numbers["accept4"], repeat=-1, error=errno.EMFILE)
         with moxteltest.Client(self.server, faultserver.PATIENCE) as client:
@@ -254,7 +255,7 @@ class Calls(FaultTestCase):
         self.server.__exit__(None)
 
     def reload(self, request):
-        """What the server keeps is thrown away and read anew, and then asked for."""
+        """Makes the server reload the library, and then sends a request."""
         data = moxteltest.request(request[0], **request[1])
 
         def do():
@@ -263,7 +264,7 @@ class Calls(FaultTestCase):
             try:
                 moxteltest.wait_for(lambda: self.server.log().count("RELOAD DATABASE") > before, "the reload", 1)
             except AssertionError:
-                pass  # The line could not be written, or the signal was not told.
+                pass  # The console line could not be written, or the signal was not delivered.
             return faultserver.ask_once(self.server.port, data)
         return do
 

@@ -1,4 +1,4 @@
-"""The server's helpers hang, die, or talk nonsense."""
+"""Helpers of the server that hang, crash or write invalid output."""
 
 import os
 import pathlib
@@ -15,7 +15,7 @@ from faultserver import FaultTestCase
 
 DECODER, READER = "moxtel-picture-decoder", "moxtel-property-reader"
 
-# What each does instead of its work: the lines of a shell script.
+# Shell scripts that replace a helper.
 DEATHS = {
     "ends at once with success": "exit 0",
     "ends at once with an error": "exit 1",
@@ -28,7 +28,7 @@ DEATHS = {
     "leaves a child that holds its output": "(trap '' TERM; exec sleep 1000) & printf bplist00; exit 0",
     "cannot be started": None,
 }
-# Each is ended after the helper's time, which for the reader of properties is ten seconds.
+# Each is killed after the helper's time limit, which is ten seconds for the property reader.
 HANGS = {
     "hangs": "exec sleep 1000",
     "hangs and heeds no signal": "trap '' TERM INT HUP; while :; do sleep 1; done",
@@ -39,7 +39,7 @@ HANGS = {
 
 
 class FaultyHelpers(moxteltest.Server):
-    """A server whose helpers beside it are others."""
+    """A server whose helper programs are replaced by scripts."""
 
     def __init__(self, library, helpers, *arguments, **options):
         super().__init__(library, *arguments, **options)
@@ -58,7 +58,7 @@ class FaultyHelpers(moxteltest.Server):
 
 class Children(FaultTestCase):
     def children_of(self, server):
-        """Everything that still runs of the server's folder, the server itself left out."""
+        """Processes running programs from the server's folder, except the server."""
         found = []
         for process in pathlib.Path("/proc").iterdir():
             if not process.name.isdigit() or int(process.name) == server.pid():
@@ -76,13 +76,13 @@ class Children(FaultTestCase):
         return ("Image of Photo", {"key": self.requests.png}) if helper == DECODER else \
             ("Metadata of Photo", {"key": self.requests.tiff})
 
-    def test_helpers_in_this_place_are_the_ones_that_run(self):
+    def test_the_replaced_helpers_are_the_ones_that_run(self):
         with FaultyHelpers(self.library, {}) as server:
             for helper in (DECODER, READER):
                 request = self.request_for(helper)
                 self.assertEqual(self.answer(server, request), self.expected[self.requests.name(request)])
 
-    def hurt(self, helper, what, script, leaves_children=False):
+    def check_with(self, helper, what, script, leaves_children=False):
         self.look(FaultyHelpers(self.library, {helper: script}), helper, what, leaves_children)
 
     def look(self, faulty, helper, what, leaves_children=False):
@@ -107,7 +107,7 @@ class Children(FaultTestCase):
         self.rows.append((helper, what, expected["error"]))
 
     def all_hang_at_once(self, helper):
-        """The waiting of one is the waiting of all."""
+        """Runs all hanging helpers in parallel, so that the test waits for only one time limit."""
         problems = []
 
         def run(server, what):
@@ -115,8 +115,8 @@ class Children(FaultTestCase):
                 self.look(server, helper, what)
             except Exception as problem:
                 problems.append("%s %s: %s" % (helper, what, problem))
-        # All made before the first one starts: a program that is still being written, in this process or in one that
-        # it is starting, cannot be run.
+        # All are written before the first server starts: a file that any process still has open for writing cannot
+        # be executed.
         threads = [threading.Thread(target=run, args=(FaultyHelpers(self.library, {helper: script}), what))
                    for what, script in HANGS.items()]
         for thread in threads:
@@ -125,17 +125,17 @@ class Children(FaultTestCase):
             thread.join()
         self.assertEqual(problems, [])
 
-    def test_helpers_that_die(self):
+    def test_helpers_that_crash(self):
         for helper in (DECODER, READER):
             for what, script in DEATHS.items():
                 with self.subTest(helper=helper, what=what):
-                    self.hurt(helper, what, script, "leaves a child" in what)
+                    self.check_with(helper, what, script, "leaves a child" in what)
 
     def test_a_reader_that_hangs(self):
         self.all_hang_at_once(READER)
 
-    def test_a_reader_that_never_stops_talking(self):
-        self.hurt(READER, "answers without an end", "exec yes")
+    def test_a_reader_with_endless_output(self):
+        self.check_with(READER, "answers without an end", "exec yes")
 
     @unittest.skipUnless(faultserver.IS_FULL, "waits for a minute")
     def test_a_decoder_that_hangs(self):

@@ -1,4 +1,4 @@
-"""A client that is killed at every point of every command."""
+"""Clients that are killed at every point of a request or a reply."""
 
 import socket
 import struct
@@ -8,13 +8,13 @@ import faultserver
 import moxteltest
 from faultserver import FaultTestCase, PlainServer, Requests
 
-LENGTH = 4  # bytes in front of a reply
-# As many as may wait to be accepted: the kernel lets one more try again after a second.
+LENGTH = 4  # bytes of the length before a reply
+# The backlog's length: the kernel makes further clients retry after a second.
 QUEUE = 4
 
 
 def reset(connection):
-    """What the kernel of a client does that is killed with bytes unread: no orderly end."""
+    """Resets the connection, as the kernel does when a client is killed with unread bytes."""
     connection.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
     connection.close()
 
@@ -49,7 +49,7 @@ class Clients(FaultTestCase):
         self.receive(connection, count)
         die(connection)
 
-    def test_within_every_request_and_every_reply(self):
+    def test_killed_within_each_request_and_reply(self):
         for request in self.requests.all:
             name = Requests.name(request)
             data = moxteltest.request(request[0], **request[1])
@@ -70,7 +70,7 @@ class Clients(FaultTestCase):
                         deaths += 1
                 self.rows.append((name, len(data), reply, deaths))
 
-    def test_many_die_while_they_wait_for_their_turn(self):
+    def test_many_are_killed_while_they_wait_to_be_served(self):
         data = moxteltest.request("Photos of Album", id="allPhotosAlbum")
         with moxteltest.Client(self.server) as first:
             self.assertEqual(first.result("Get Version"), "1.4")
@@ -85,7 +85,7 @@ class Clients(FaultTestCase):
         self.is_sound(self.server)
         self.rows.append(("all, while they wait in the queue", len(data), 0, len(waiting)))
 
-    def test_connections_that_are_gone_before_they_are_accepted(self):
+    def test_connections_reset_before_they_are_accepted(self):
         deaths = 0
         for die in (leave, reset):
             for _ in range(25):

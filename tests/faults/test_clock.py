@@ -1,4 +1,4 @@
-"""The clock of the day is set while the server runs: back, far back, and forth."""
+"""Sets the system clock back, far back and forward while the server runs."""
 
 import time
 import unittest
@@ -34,7 +34,7 @@ class Clock(FaultTestCase):
                 self.rows.append((what, "between requests"))
 
     def line_of_log(self):
-        """That the server takes the clock's new time for true: the newest line of its log."""
+        """Checks that the newest log line has the clock's new time."""
         with moxteltest.Client(self.server) as client:
             self.assertEqual(client.result("Get Version"), "1.4")
         return self.server.log().strip().splitlines()[-1]
@@ -50,9 +50,9 @@ class Clock(FaultTestCase):
         self.server.control["clock_shift"] = 0
         self.is_sound(self.server)
 
-    def test_what_the_server_waits_for_still_comes(self):
-        """Databases are closed some seconds after the last request, and the applications are looked for every
-        second, whatever the clock says."""
+    def test_timers_still_fire(self):
+        """The server closes its databases some seconds after the last request, and checks for applications every
+        second, whatever the system clock says."""
         for what in ("a day back", "thirty years forth"):
             with self.subTest(what):
                 self.answers_right(self.server)

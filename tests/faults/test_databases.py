@@ -1,4 +1,4 @@
-"""Everything that SQLite asks of its files fails in turn: files that are busy, damaged or on a disk that fails."""
+"""Makes each file operation of SQLite fail in turn, as for busy or damaged files or a failing disk."""
 
 import collections
 import os
@@ -17,7 +17,7 @@ def io_error(number):
     return IOERR | number << 8
 
 
-# What SQLite's own file system gives, by https://sqlite.org/rescode.html.
+# Result codes of SQLite's own file system, from https://sqlite.org/rescode.html.
 FAULTS = {
     "open": {"cannot be opened": CANTOPEN, "I/O error": IOERR, "no memory": NOMEM},
     "read": {"I/O error": io_error(1), "shorter than it should be": io_error(2), "damaged": FileControl.DAMAGE},
@@ -33,8 +33,8 @@ ASKING = ("Get Faces", "Photos of Album", "Folders of Album", "Photos of Face", 
 
 
 class Databases(FaultTestCase):
-    """The library is reached through a link that leads to one of two copies in turn: the server opens the
-    databases anew each time."""
+    """The library's path is a link that points to one of two copies in turn, so the server opens the databases
+    again each time."""
 
     @classmethod
     def setUpClass(cls):
@@ -43,30 +43,30 @@ class Databases(FaultTestCase):
         subprocess.run(["cp", "-a", cls.library, cls.other], check=True)
         cls.link = cls.folder / "Link"
 
-    def lead_to(self, library):
+    def point_link_to(self, library):
         new = self.folder / "New"
         new.symlink_to(library)
         new.rename(self.link)
         self.link_to = library
 
-    def open_anew(self):
-        self.lead_to(self.other if self.link_to == self.library else self.library)
+    def reopen(self):
+        self.point_link_to(self.other if self.link_to == self.library else self.library)
 
     def setUp(self):
-        self.lead_to(self.library)
+        self.point_link_to(self.library)
         self.server = PreloadedServer(self.link)
         self.start(self.server)
 
-    # Which of the two is open does not matter.
+    # Either copy may be open.
     def open_in(self, server):
         return sorted(path.replace("/Other/", "/Library/") for path in super().open_in(server))
 
     def ask(self, request):
         return faultserver.ask_once(self.server.port, moxteltest.request(request[0], **request[1]))
 
-    def hurt(self, request, operation, nth, repeat, code):
+    def inject(self, request, operation, nth, repeat, code):
         control = self.server.control
-        self.open_anew()
+        self.reopen()
         if request[0] == "Get Faces":
             self.forget_lists()
         control.arm(operation, nth, repeat, code)
@@ -82,15 +82,15 @@ class Databases(FaultTestCase):
         return None
 
     def forget_lists(self):
-        """What the server keeps in memory is thrown away; the list of faces is read when it is asked for."""
+        """Makes the server drop its caches. It reads the list of faces on request."""
         before = self.server.log().count("RELOAD DATABASE")
         self.server.process.send_signal(signal.SIGHUP)
         moxteltest.wait_for(lambda: self.server.log().count("RELOAD DATABASE") > before, "the reload")
         self.ask(("Get Version", {}))
-        self.open_anew()
+        self.reopen()
 
     def counts(self, request):
-        self.open_anew()
+        self.reopen()
         if request[0] == "Get Faces":
             self.forget_lists()
         self.server.control.arm()
@@ -110,7 +110,7 @@ class Databases(FaultTestCase):
                         continue
                     for nth in range(1, count + 1, 1 if faultserver.IS_FULL else 3):
                         with self.subTest(request=name, operation=operation, nth=nth, what=what):
-                            kind = self.hurt(request, operation, nth, repeat, code)
+                            kind = self.inject(request, operation, nth, repeat, code)
                             totals[kind] += bool(kind)
             self.assertTrue(totals, "nothing failed")
             self.rows.append((name, "once" if repeat == 1 else "from then on", sum(totals.values()), dict(totals)))
@@ -119,12 +119,12 @@ class Databases(FaultTestCase):
     def test_each_operation_once(self):
         self.in_turn(1)
 
-    def test_each_operation_from_then_on(self):
+    def test_each_operation_and_all_after_it(self):
         self.in_turn(-1)
 
-    def test_a_database_that_stays_busy_holds_a_request_up_for_a_while_only(self):
+    def test_a_busy_database_delays_a_request_only_for_a_limited_time(self):
         request = ("Photos of Album", {"id": "allPhotosAlbum"})
-        kind = self.hurt(request, "lock", 1, -1, BUSY)
+        kind = self.inject(request, "lock", 1, -1, BUSY)
         self.assertEqual(kind, "other")
         self.rows.append((Requests.name(request), "busy all the time", 1, {kind: 1}))
 

@@ -1,7 +1,7 @@
-"""The interpreter that runs the server's scripts hangs, dies, or talks nonsense.
+"""Script interpreters that hang, crash or write invalid output.
 
-A process here is called as a photo application is, which every other server on the machine would see: where it can,
-this runs among processes of its own."""
+A process of this test has the name of a photo application, which every other server on the machine would see. Where
+possible, the test therefore runs in its own process namespace."""
 
 import os
 import pathlib
@@ -19,7 +19,7 @@ from faultserver import FaultTestCase, PlainServer
 
 
 class Interpreters(FaultTestCase):
-    """What runs the scripts, while a photo application runs that it could ask."""
+    """A script interpreter, and a running process with the name of a photo application."""
 
     DEATHS = {
         "ends at once with success": "cat >/dev/null; exit 0",
@@ -40,7 +40,7 @@ class Interpreters(FaultTestCase):
         database.close()
 
     def setUp(self):
-        # A process by the name of the application is all that the server sees of it.
+        # The server looks only at the process name.
         application = self.folder / "iPhoto"
         if not application.exists():
             shutil.copy2(shutil.which("sleep"), application)
@@ -61,7 +61,7 @@ class Interpreters(FaultTestCase):
     def hanging(self):
         return "cat >/dev/null; [ -e %s ] || exit 0; exec sleep 1000" % (self.folder / "hang")
 
-    def test_interpreters_that_die(self):
+    def test_interpreters_that_crash(self):
         for what, script in self.DEATHS.items():
             with self.subTest(what), self.server_with(script) as server:
                 self.assertIn("Running app: iPhoto", server.console())
@@ -93,7 +93,7 @@ class Interpreters(FaultTestCase):
             self.rows.append(("interpreter", "hangs and is killed", "an empty list"))
 
     @unittest.skipUnless(faultserver.IS_FULL, "waits for two minutes")
-    def test_an_interpreter_that_hangs_is_given_up(self):
+    def test_an_interpreter_that_hangs_times_out(self):
         with self.server_with(self.hanging()) as server:
             (self.folder / "hang").touch()
             with moxteltest.Client(server, 180) as client:
@@ -105,7 +105,7 @@ class Interpreters(FaultTestCase):
 
     @staticmethod
     def children(server):
-        """The processes that the server has started, and sleeps."""
+        """The child processes of the server that run sleep."""
         found = []
         for process in pathlib.Path("/proc").iterdir():
             try:

@@ -1,6 +1,6 @@
-"""The library's file system goes away: in the middle of a reply, between requests, and while files are open.
+"""Unmounts the library's file system during a reply, between requests, and while files are open.
 
-Runs in a mount namespace of its own, so that nobody else sees what is mounted here."""
+Runs in its own mount namespace, so that its mounts do not affect the machine."""
 
 import os
 import struct
@@ -12,7 +12,7 @@ import keyedarchive
 import moxteltest
 from faultserver import FaultTestCase, PlainServer, Requests
 
-LARGE = 24 << 20  # bytes: far more than the sockets hold
+LARGE = 24 << 20  # bytes; far more than socket buffers hold
 
 
 class Mounts(FaultTestCase):
@@ -25,10 +25,10 @@ class Mounts(FaultTestCase):
         self.server = self.start(PlainServer(self.disk_library))
 
     def mount(self):
-        """A disk with the library on it, the same each time."""
+        """Mounts a file system with a copy of the library."""
         subprocess.run(["mount", "-t", "tmpfs", "-o", "size=256m", "none", str(self.at)], check=True)
         subprocess.run(["cp", "-a", str(self.library), str(self.at / "Library")], check=True)
-        # A large master, of which nothing is stored.
+        # A large sparse master.
         self.large, path = self.requests.photos[5]
         os.truncate(self.at / "Library" / "Masters" / path, LARGE)
 
@@ -37,11 +37,11 @@ class Mounts(FaultTestCase):
                               check=False).returncode == 0
 
     def answers_nothing(self):
-        """Without its library the server still answers, and says what it says of a library that is not there."""
+        """Without its library the server still answers, as it does for a missing library."""
         with moxteltest.Client(self.server) as client:
             self.assertEqual(client.result("Get Version"), "1.4")
             self.assertEqual(client.error("Thumb of Photo", key=self.requests.jpeg), "No Thumbnail")
-        # No reply where there is no list, and an empty list once a database was found missing.
+        # No reply if there is no list; an empty list after a database was found missing.
         frames = self.answer(self.server, ("Photos of Album", {"id": "allPhotosAlbum"}))
         self.assertIn([keyedarchive.decode(frame) for frame in frames], ([], [{"result": []}]))
 
@@ -51,7 +51,7 @@ class Mounts(FaultTestCase):
         self.leaks_nothing(self.server)
 
     def test_in_the_middle_of_a_reply(self):
-        """What was read is sent to the end, whatever becomes of the file."""
+        """The reply is complete although the file system is unmounted."""
         with moxteltest.Client(self.server) as client:
             client.send("Data of Photo", key=self.large)
             (length,) = struct.unpack("=I", client.receive_exactly(4))
@@ -76,8 +76,8 @@ class Mounts(FaultTestCase):
                 self.is_sound_again()
                 self.rows.append(("before " + Requests.name(request), kind))
 
-    def test_a_disk_can_be_taken_out_soon_after_the_last_request(self):
-        """Not lazily: nothing on it may be open."""
+    def test_the_disk_can_be_unmounted_soon_after_the_last_request(self):
+        """Unmounts without the lazy option, so the server must have no file open."""
         self.answers_right(self.server)
         moxteltest.wait_for(self.unmount, "the disk to be free")
         self.answers_nothing()
@@ -85,7 +85,7 @@ class Mounts(FaultTestCase):
         self.is_sound_again()
         self.rows.append(("a few seconds after the last request, not lazily", "the disk is free"))
 
-    def test_another_disk_in_its_place(self):
+    def test_another_disk_at_the_same_path(self):
         self.answers_right(self.server)
         self.assertTrue(self.unmount(lazily=True))
         self.mount()

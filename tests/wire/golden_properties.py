@@ -1,7 +1,7 @@
-"""What "Metadata of Photo" says of the fixtures of tests/pictures/make_fixtures.py, whole dictionaries.
+"""The expected replies to "Metadata of Photo" for the fixtures of tests/pictures/make_fixtures.py.
 
-Worked out from what that script writes into each file, and from what ExifTool reads of what ImageMagick adds
-(profiles of pictures' whites and primaries, gamma); never from this server's answers. 1, 1.0 and True differ.
+Derived from what that script writes into each file, and from what ExifTool reads of the values that ImageMagick adds
+(white points, primaries, gamma); never from this server's replies. 1, 1.0 and True differ.
 """
 import math
 import struct
@@ -12,7 +12,7 @@ def form(model="RGB", depth=8, width=96, height=64, **more):
 
 
 def single(number):
-    """In single precision."""
+    """The value in single precision."""
     return struct.unpack("<f", struct.pack("<f", number))[0]
 
 
@@ -38,7 +38,7 @@ def jpegs():
     yield "odd-size", form(width=95, height=61, **{"{JFIF}": JFIF})
     yield "one-pixel", form(width=1, height=1, **{"{JFIF}": JFIF})
     for orientation in range(1, 9):
-        # The script's tool adds the resolution that it must; of unit 1, which is none.
+        # The script's tool adds a resolution; its unit 1 means no unit.
         tiff = {"Orientation": orientation, "XResolution": 1.0, "YResolution": 1.0, "ResolutionUnit": 1}
         yield "orientation-%d" % orientation, form(Orientation=orientation, **{"{JFIF}": JFIF, "{TIFF}": tiff})
 
@@ -100,7 +100,7 @@ def others():
                                ("layers", "RGB", 8)):
         yield "psd-%s.psd" % name, form(model, depth, **{"{8BIM}": {"Version": 1, "LayerNames": ["L1"]}})
     yield "heic.heic", form(PrimaryImage=1)
-    # Stored upright: the container turns it.
+    # The pixels are stored upright; the container rotates them.
     yield "heic-turned.heic", form(width=64, height=96, PrimaryImage=1, ProfileName=PROFILE)
     yield "jpeg2000.jp2", form()
     yield "jpeg2000-stream.j2k", form()
@@ -110,7 +110,7 @@ def others():
     yield "webp-alpha.webp", form(HasAlpha=True)
     yield "raw-canon.crw", form(depth=16, Orientation=1, ProfileName="Display P3", **{
         "{TIFF}": {"Make": "Canon", "Model": "Canon PowerShot G2", "Orientation": 1},
-        # 0 steps of shutter and aperture are a second and f/1.
+        # APEX values of 0: an exposure time of 1 s and f/1.
         "{Exif}": {"DateTimeOriginal": "2001:07:04 13:23:04", "ExposureProgram": 2, "ExposureTime": 1.0, "FNumber": 1.0,
                    "PixelXDimension": 96, "PixelYDimension": 64},
         "{CIFF}": {"Description": "High definition CCD image", "Firmware": "Firmware Version 1.10", "OwnerName": "Moxtel",
@@ -142,7 +142,7 @@ def camera_groups():
             "LensModel": "XF18-55mmF2.8-4 R LM OIS"}
     gps = {"GPSVersion": [2, 3, 0, 0], "LatitudeRef": "S", "Latitude": 34.5, "LongitudeRef": "E", "Longitude": 138.25,
            "AltitudeRef": 1, "Altitude": 2.6, "TimeStamp": "09:02:18", "DateStamp": "2017:01:16"}
-    # XMP comes before IPTC's own block, and that before Exif, key by key.
+    # Precedence for each key: XMP, then the IPTC block, then Exif.
     iptc = {"Keywords": ["Katie", "Suzy"], "ObjectName": "Tulips at a flower shop", "StarRating": 0, "City": "Ulm",
             "DateCreated": "20190704", "TimeCreated": "162401+0200", "DigitalCreationDate": "20190704",
             "DigitalCreationTime": "162402", "Byline": ["Jürgen"], "Caption/Abstract": "Wedding tulips"}
@@ -157,11 +157,11 @@ def cameras():
     yield "jpeg-camera.jpg", {**whole, "{IPTC}": iptc, "{ExifAux}": aux, "{JFIF}": JFIF}
     yield "tiff-camera.tif", {**whole, "{IPTC}": iptc, "{ExifAux}": aux,
                               "{TIFF}": {**tiff, "Compression": 1, "PhotometricInterpretation": 2, **TIFF_WHITE}}
-    # PNG has no place for IPTC's block, where the city and the zone are.
+    # PNG cannot contain an IPTC block, which holds the city and the time zone.
     packet = {**iptc, "TimeCreated": "162401"}
     del packet["City"]
     yield "png-camera.png", {**whole, "{IPTC}": packet, "{ExifAux}": aux, "{PNG}": {"InterlaceType": 0}}
-    yield "heic-camera.heic", {**whole, "PrimaryImage": 1}  # of which the platform shows no XMP
+    yield "heic-camera.heic", {**whole, "PrimaryImage": 1}  # whose XMP the platform does not show
     yield "jpeg-canon-note.jpg", form(**{
         "{TIFF}": {"Make": "Canon", "Model": "Canon PowerShot G10"},
         "{Exif}": {"MeteringMode": 5, "ExposureProgram": 2},
@@ -182,25 +182,25 @@ GOLDEN = {**{"jpeg-%s.jpg" % name: wanted for name, wanted in jpegs()},
           **{"png-%s.png" % name: wanted for name, wanted in pngs()},
           **{"tiff-%s.tif" % name: wanted for name, wanted in tiffs()}, **dict(others()), **dict(cameras())}
 
-# Files that lie about their size: nobody unpacks them to say what their heads say.
+# Files with wrong sizes in their headers. The headers are reported; nothing is decompressed.
 CLAIMED = {"bomb-jpeg-size.jpg": (65500, 65500), "bomb-jpeg-cut.jpg": (9000, 9000), "bomb-jpeg-scans.jpg": (96, 64),
            "bomb-jpeg-progressive.jpg": (65500, 65500), "bomb-png-size.png": (100000, 100000),
            "bomb-png-long.png": (1000000, 400), "bomb-tiff-size.tif": (100000, 100000),
            "bomb-gif-size.gif": (65535, 65535), "bomb-psd-size.psd": (30000, 30000),
            "bomb-bmp-size.bmp": (100000, 100000), "bomb-jpeg2000-size.j2k": (100000, 100000),
-           # Cut off behind their heads, which tell all that is asked.
+           # Truncated after the headers, which contain all reported properties.
            "broken-jpeg-half.jpg": (96, 64), "broken-png-rgb-head.png": (96, 64),
            "broken-png-interlaced-head.png": (96, 64), "broken-gif-head.gif": (96, 64),
            "broken-bmp-24-head.bmp": (96, 64), "broken-psd-rgb-head.psd": (96, 64), "broken-webp-head.webp": (96, 64)}
 
-# Cut off before anything is told, or no pictures.
+# Truncated before any property, or not pictures.
 SILENT = ("broken-tiff-plain-head.tif", "broken-tiff-lzw-head.tif", "broken-heic-head.heic", "broken-jpeg2000-head.jp2",
           "broken-raw-orientation-1-head.dng", "broken-heic.heic", "no-picture.txt", "no-picture-empty.jpg",
           "no-picture-movie.mov")
 
 
 def difference(wanted, seen, path=""):
-    """None, or where two values differ. Kinds of numbers count; reals may differ by a rounding of the file."""
+    """Where two values differ, or None. Number types must match; reals may differ by the file's rounding."""
     if type(wanted) in (dict, list) and isinstance(seen, type(wanted)):
         if len(wanted) != len(seen) or isinstance(wanted, dict) and set(wanted) != set(seen):
             return "%s is %r instead of %r" % (path or "it", seen, wanted)

@@ -1,7 +1,7 @@
 """Keyed archives, written and read with Python's plistlib alone.
 
-A decoded archive keeps what a client can tell apart: dictionaries are Dict and arrays are List, each with the
-class name that the archive gave it, dates are Date, and 1, 1.0 and True stay three different values.
+Decoding preserves every difference that a client can see: dictionaries are Dict and arrays are List, each with its
+class name from the archive, dates are Date, and 1, 1.0 and True stay different.
 """
 
 import plistlib
@@ -87,7 +87,7 @@ def encode(root, fmt=plistlib.FMT_BINARY):
 
 
 def _without_uids(stored):
-    """XML has no references of its own: there they are dictionaries."""
+    """Replaces references by dictionaries, as in XML archives, which have no type for them."""
     if isinstance(stored, plistlib.UID):
         return {"CF$UID": stored.data}
     if isinstance(stored, dict):

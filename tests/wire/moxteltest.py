@@ -1,7 +1,7 @@
 """Runs the real server and talks to it over the wire.
 
 The programs come from the environment: MOXTEL_SERVER (moxtelserverd) and MOXTEL_MAKE_LIBRARY. Every server has
-a home, a configuration and a temporary folder of its own and listens on a free port of the loopback device.
+its own home, configuration and temporary folder, and listens on a free port of the loopback interface.
 """
 
 import hashlib
@@ -19,7 +19,7 @@ import unittest
 
 import keyedarchive
 
-# Seconds after which a server that does not answer counts as hanging; more for a machine that is busy with other work.
+# Seconds until a server without a reply counts as hanging. Set MOXTEL_PATIENCE higher on a busy machine.
 PATIENCE = int(os.environ.get("MOXTEL_PATIENCE", "30"))
 
 
@@ -31,7 +31,7 @@ def program(variable):
 
 
 def command_names():
-    """All that a client can ask, as the server's table of commands has them."""
+    """The names of all commands, from the server's table."""
     table = pathlib.Path(__file__).resolve().parents[2] / "src/commands/CommandHandler.h"
     names = re.findall(r'^    "([^"]+)",$', table.read_text("utf-8"), re.MULTILINE)
     if len(names) != 20:
@@ -46,7 +46,7 @@ def make_library(folder, *options):
 
 
 def hash_of_library(folder):
-    """Of every path, content, kind, size and date below a folder, the folders' own dates included."""
+    """A hash of every path, mode, date and content below a folder, including the folders' own dates."""
     digest = hashlib.sha256()
     for path in sorted(pathlib.Path(folder).rglob("*")) + [pathlib.Path(folder)]:
         info = path.lstat()
@@ -65,18 +65,18 @@ def free_port():
 
 
 def wait_for(question, what, patience=PATIENCE):
-    """Asks until the answer is true; tests wait for a state, never for a time."""
+    """Polls until question() returns a true value, and returns that. Tests wait for states, never for fixed times."""
     end = time.monotonic() + patience
     while time.monotonic() < end:
         answer = question()
         if answer:
             return answer
         time.sleep(0.005)
-    raise AssertionError("waited in vain for " + what)
+    raise AssertionError("timed out waiting for " + what)
 
 
 def tcp_sockets():
-    """(local port, remote port, state, bytes not read yet) of every IPv4 socket, as the kernel lists them."""
+    """Yields (local port, remote port, state, unread bytes) of every IPv4 socket from /proc/net/tcp."""
     with open("/proc/net/tcp") as table:
         next(table)
         for line in table:
@@ -122,7 +122,7 @@ class Server:
 
     def __exit__(self, kind, *_):
         self.stop()
-        # What a sanitizer says of the whole run is in the status too.
+        # A sanitizer's findings at exit also change the status.
         if kind is None and self.process.returncode != 0:
             raise AssertionError("the server ended with %s:\n%s" % (self.process.returncode, self.last_log[-3000:]))
 
@@ -132,7 +132,7 @@ class Server:
         return any(local == self.port and state == TCP_LISTEN for local, _, state, _ in tcp_sockets())
 
     def stop(self):
-        """Ends the server; one that does not heed is killed."""
+        """Terminates the server; kills it if it does not end."""
         if self.process and self.process.poll() is None:
             self.process.send_signal(signal.SIGTERM)
             try:
@@ -154,7 +154,7 @@ class Server:
         return self.process.poll() is None
 
     def memory(self):
-        """The most memory that the server used so far, in bytes."""
+        """The server's peak memory in bytes."""
         for line in open("/proc/%d/status" % self.process.pid):
             if line.startswith("VmHWM:"):
                 return int(line.split()[1]) * 1024
@@ -166,7 +166,7 @@ class Closed(Exception):
 
 
 class Client:
-    """A handheld client: requests without a frame, replies with their length in front."""
+    """A client: sends requests without a frame, reads replies with a length prefix."""
 
     def __init__(self, server, patience=PATIENCE):
         self.server = server
@@ -220,23 +220,23 @@ class Client:
         return envelope["error"]
 
     def wait_until_read(self):
-        """Until the server has taken what was sent: the next bytes are then a chunk of their own."""
+        """Waits until the server has read everything that was sent, so that it reads the next bytes separately."""
         def taken():
             rows = [row for row in tcp_sockets() if row[0] == self.server.port and row[1] == self.port]
             return rows and all(waiting == 0 for _, _, _, waiting in rows)
         wait_for(taken, "the server to read")
 
     def expect_silence(self):
-        """That nothing was answered so far: the next reply is the one to the next request."""
+        """Checks that there was no reply: the next reply must answer the next request."""
         self.wait_until_read()
         first = envelope = self.ask("Get Version")
         while envelope != {"result": "1.4"}:
             envelope = self.receive()
         if first != envelope:
-            raise AssertionError("an answer where none was due: %r" % (first,))
+            raise AssertionError("an unexpected reply: %r" % (first,))
 
     def expect_any(self):
-        """Reads whatever is answered to what was sent, until a request after it is answered with its error."""
+        """Discards all replies to what was sent: reads until the error for a marker request."""
         self.wait_until_read()
         self.send("the end")
         while self.receive() != {"error": "Command 'the end' was not handled"}:
@@ -251,7 +251,7 @@ def request(command=None, **keys):
 
 
 class LibraryTestCase(unittest.TestCase):
-    """Tests on one sample library, made once a class, which stays the same to the last bit."""
+    """Tests on one sample library per class. Checks that every byte of it stays the same."""
 
     options = ("--images", "small", "--photos", "40")
 

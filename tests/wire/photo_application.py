@@ -1,12 +1,12 @@
-"""A photo application for tests, and the interpreter that carries scripts to it.
+"""A fake photo application and a fake script interpreter that sends scripts to it.
 
     photo_application.py app NAME FOLDER LIBRARY    runs as a process called NAME ("iPhoto", "Aperture")
-    photo_application.py interpreter FOLDER         runs the script on standard input, as osascript -s s - does
+    photo_application.py interpreter FOLDER         runs a script from standard input, like osascript -s s -
 
-The application knows exactly the scripts that the server sends and nothing else. The interpreter writes every
-script that it gets down in FOLDER/scripts and its answer in FOLDER/answered, hangs while FOLDER/hang exists, and
-dies of the next script once FOLDER/crash exists. Of the running applications it tells those in FOLDER/remote, and
-hangs when asked for them while FOLDER/hang-names exists.
+The application accepts only the scripts that the server sends. The interpreter records every script in
+FOLDER/scripts and its reply in FOLDER/answered, hangs while FOLDER/hang exists, and crashes at the next script if
+FOLDER/crash exists. It reports the running applications listed in FOLDER/remote, and hangs when asked for them while
+FOLDER/hang-names exists.
 """
 
 import json
@@ -93,7 +93,7 @@ class Application:
         self.place("uuid", uuid, latitude, longitude)
 
     def place(self, column, photo, latitude, longitude):
-        """Without waiting for a lock: the server must not hold any while a script runs."""
+        """Fails instead of waiting for a lock: the server must not hold any while a script runs."""
         position = [None if number == NO_POSITION else float(number) for number in (latitude, longitude)]
         with sqlite3.connect(self.database, timeout=0) as database:
             database.execute("UPDATE RKVersion SET exifLatitude = ?, exifLongitude = ? WHERE %s = ?" % column,

@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
-"""Many mixed requests over many connections, every reply checked; memory and descriptors must not grow.
+"""Sends many mixed requests over many connections and checks every reply and the growth of memory and descriptors.
 
     soak.py [--requests N] [--connections N] [--photos N] [--seed N]
 
-What is right is worked out beforehand: each request of the mix is asked once and compared with the model of the
-library, or with the file that it delivers; from then on its reply must be the same to the last byte. Prints how
-memory and descriptors grew after the first tenth of the connections; ends with 1 when they did.
+First sends each request of the mix once and compares its reply with the model of the library, or with the delivered
+file; from then on every reply must have the same bytes. Prints the growth of memory and descriptors after the first
+tenth of the connections; exits with 1 if they grew.
 """
 
 import argparse
@@ -24,7 +24,7 @@ import keyedarchive
 import model
 import moxteltest
 
-# Of the memory in use, for every thousand connections: what a single leaked kilobyte in each would make.
+# Bytes of memory growth per 1,000 connections; a leak of one kilobyte per connection would make four times as much.
 MOST_GROWTH = 256 << 10
 TCP_CLOSE_WAIT = 8
 
@@ -34,7 +34,7 @@ def sorted_containers(containers):
 
 
 class Mix:
-    """Requests with the raw replies that are right."""
+    """Requests with their expected reply bytes."""
 
     def __init__(self, client, library):
         self.client, self.library = client, library
@@ -89,7 +89,7 @@ class Mix:
         self.add(1, {"result": "Set GPS to 1.000000/2.000000"}, "Set GPS of Photo", key=photos[0]["PhotoKey"],
                  latitude=1, longitude=2)
         self.add(1, {"result": "Cleared GPS"}, "Clear GPS of Photo", key=photos[0]["PhotoKey"])
-        # Events were those of libraries of old.
+        # Only libraries of an older format have events.
         self.add(1, {"error": "Album not found"}, "Photos of Event", id=1)
         missing = set(moxteltest.command_names()) - self.commands
         if missing:
@@ -97,7 +97,7 @@ class Mix:
 
     @staticmethod
     def containers(expected):
-        """Those with the same place in the user's order may come in any order."""
+        """Compares lists of containers; entries with the same order number may be in any order."""
         return lambda envelope: list(envelope) == ["result"] and \
             sorted_containers(envelope["result"]) == sorted_containers(expected)
 
@@ -113,7 +113,7 @@ class Mix:
                         "v.versionNumber=1 AND v.hasAdjustments=0 AND v.isInTrash=0 AND m.imagePath LIKE '%.JPG'")[0]
 
     def files_of(self, uuid):
-        """Thumbnails, and the master of a photo that was never edited, as the databases name them."""
+        """Adds requests for thumbnails, and for the master of a photo that was never edited."""
         proxies = self.row("ImageProxies.apdb", "SELECT thumbnailPath,miniThumbnailPath FROM RKImageProxyState WHERE "
                            "versionUuid=?", uuid)
         if proxies is not None and None not in proxies:
@@ -146,7 +146,7 @@ class Mix:
 
 
 def memory_in_use(pid):
-    """Bytes of the process that nobody else has."""
+    """Private memory of the process in bytes."""
     with open("/proc/%d/smaps_rollup" % pid) as facts:
         for line in facts:
             if line.startswith("Private_Dirty:"):
@@ -155,7 +155,7 @@ def memory_in_use(pid):
 
 
 def descriptors(pid):
-    """Without the processes of the machine that the server watches: they come and go."""
+    """The number of open descriptors, except those of /proc, through which the server watches other processes."""
     count = 0
     for name in os.listdir("/proc/%d/fd" % pid):
         try:
@@ -166,7 +166,7 @@ def descriptors(pid):
 
 
 def slope(samples):
-    """By how much the second grows for every one of the first: least squares."""
+    """The slope of the second value over the first, by least squares."""
     middle = sum(x for x, _ in samples) / len(samples)
     square = sum((x - middle) ** 2 for x, _ in samples)
     return sum((x - middle) * y for x, y in samples) / square
@@ -209,10 +209,10 @@ class Soak:
                     _, data, expected = next(chosen)
                     client.send_bytes(data)
                     if client.receive_raw() != expected:
-                        raise AssertionError("another reply to %r after %d requests" % (data, self.asked))
+                        raise AssertionError("a different reply to %r after %d requests" % (data, self.asked))
                     self.asked += 1
             if number % interval == 0:
-                moxteltest.wait_for(lambda: not has_connection(server), "the client to be gone")
+                moxteltest.wait_for(lambda: not has_connection(server), "the disconnection")
                 pid = server.process.pid
                 self.samples.append((number, memory_in_use(pid), descriptors(pid)))
         seconds = time.monotonic() - start
@@ -228,7 +228,7 @@ class Soak:
                   settled[0][0], settled[0][1] / 1e6, settled[-1][1] / 1e6, bytes_each * 1000 / 1e3, settled[0][2],
                   settled[-1][2], descriptors_each * 1000))
         grown = settled[-1][1] - settled[0][1]
-        # A leak grows all the time; what an allocator keeps once does not.
+        # A leak keeps growing; memory that the allocator retains does not.
         if bytes_each * 1000 > MOST_GROWTH and grown > 1 << 20:
             print("memory grows")
             return 1
@@ -239,7 +239,7 @@ class Soak:
 
 
 def main():
-    # Where CTest does not say so: those of the release build.
+    # Outside CTest: the programs of the release build.
     programs = pathlib.Path(__file__).resolve().parents[2] / "build/release/bin"
     os.environ.setdefault("MOXTEL_MAKE_LIBRARY", str(programs / "moxtel-make-library"))
     os.environ.setdefault("MOXTEL_SERVER", str(programs / "moxtelserverd"))

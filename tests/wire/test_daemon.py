@@ -1,4 +1,4 @@
-"""The daemon as a service: readiness, signals, and the diagnosis of the folder tree."""
+"""The daemon as a service: readiness, signals, and --print-folders."""
 
 import os
 import pathlib
@@ -15,7 +15,7 @@ from moxteltest import Client, Server, wait_for
 
 
 class ServiceManager:
-    """The socket that a service manager gives to its services."""
+    """The notification socket of a service manager."""
 
     def __init__(self, abstract=False):
         self.folder = tempfile.mkdtemp(prefix="moxteltest.")
@@ -44,7 +44,7 @@ class Daemon(moxteltest.LibraryTestCase):
     def waits_for_line(self, server, part, times=1):
         wait_for(lambda: server.console().count(part) >= times, "'%s' in:\n%s" % (part, server.console()))
 
-    def test_it_is_ready_when_it_listens_and_says_when_it_stops(self):
+    def test_notifies_when_it_listens_and_when_it_stops(self):
         for abstract in (False, True):
             with ServiceManager(abstract) as manager:
                 environment = {"NOTIFY_SOCKET": manager.name}
@@ -55,7 +55,7 @@ class Daemon(moxteltest.LibraryTestCase):
                     self.assertEqual(manager.told(), b"STOPPING=1")
                     self.assertEqual(server.process.wait(moxteltest.PATIENCE), 0)
 
-    def test_it_serves_where_the_service_manager_is_gone(self):
+    def test_serves_without_the_service_manager(self):
         with Server(self.library, environment={"NOTIFY_SOCKET": "/nonexistent/notify"}) as server:
             with Client(server) as client:
                 self.assertEqual(client.result("Get Version"), "1.4")
@@ -70,7 +70,7 @@ class Daemon(moxteltest.LibraryTestCase):
             with Client(server) as another:
                 self.assertEqual(another.result("Get Version"), "1.4")
 
-    def test_hangup_shows_what_was_added_to_the_library(self):
+    def test_hangup_shows_additions_to_the_library(self):
         folder = pathlib.Path(tempfile.mkdtemp(prefix="moxteltest."))
         self.addCleanup(shutil.rmtree, folder)
         library = moxteltest.make_library(folder / "Library", *self.options)
@@ -108,11 +108,11 @@ class Daemon(moxteltest.LibraryTestCase):
                 with Client(server) as early:
                     early.result("Get Version")
             except (moxteltest.Closed, ConnectionError):
-                pass  # it came before the signal was seen, and was the one to be disconnected
+                pass  # it connected before the signal was handled, and was disconnected
             with Client(server) as client:
                 self.assertEqual(client.result("Get Version"), "1.4")
 
-    def test_each_ending_signal_ends_it_cleanly_with_a_client(self):
+    def test_each_termination_signal_ends_it_cleanly_with_a_client(self):
         for number in (signal.SIGTERM, signal.SIGINT):
             with Server(self.library) as server, Client(server) as client:
                 self.assertEqual(client.result("Get Version"), "1.4")
@@ -153,7 +153,7 @@ class Daemon(moxteltest.LibraryTestCase):
             self.assertIn("%s '%s' (%s)" % ("---" * len(components), shown, components[-1]), ordered)
             self.assertIn("MXSFolder '%s' (%s)" % (shown, uuid), lines[first:second])
 
-    def test_print_folders_of_no_library_says_why(self):
+    def test_print_folders_without_a_library_says_why(self):
         ended = self.print_folders(self.folder / "nothing")
         self.assertEqual(ended.returncode, 1)
         self.assertEqual(ended.stderr, "moxtelserverd: There is no such folder.\n")

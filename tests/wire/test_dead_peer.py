@@ -1,5 +1,5 @@
-"""A peer that is gone without a word, its cable pulled: the one client place is free again within a minute, while
-clients that only say nothing live on. In networks of their own. Slow by nature: it waits for the kernel."""
+"""A peer that disappears without closing the connection: the connection slot is free again within a minute, while
+silent clients stay connected. Uses its own networks. Slow, because it waits for time-outs of the kernel."""
 
 import os
 import pathlib
@@ -38,7 +38,7 @@ sys.stdin.readline()
 
 
 class DeadPeer(moxteltest.LibraryTestCase):
-    """The server's host with two cables: one to a peer that will be gone, one to a peer that wants its place."""
+    """The server's host with two cables: one to a peer that will disappear, one to a peer that waits to connect."""
 
     def setUp(self):
         self.hosts = [dnssd_hosts.Host(name) for name in ("server", "gone", "next")]
@@ -56,7 +56,7 @@ class DeadPeer(moxteltest.LibraryTestCase):
         self.server.wait_for(lambda line: "Listening on port" in line, moxteltest.PATIENCE)
 
     def library_to_serve(self):
-        """One with a master that is larger than all that sockets hold."""
+        """A library with a master that is larger than the socket buffers."""
         if not self.large.exists():
             moxteltest.make_library(self.large, *self.options)
             for master in (self.large / "Masters").rglob("*"):
@@ -65,8 +65,8 @@ class DeadPeer(moxteltest.LibraryTestCase):
         return self.large
 
     def peer(self, host, cable, command, size=0, **keys):
-        """A client on a host that asks once, gets the reply, and then is silent; with a size it says so after
-        that part of the reply, and goes on to receive slowly."""
+        """Starts a client on a host that sends one request, reads the reply and is then silent. With a size, it prints
+        a line after that part of the reply and reads the rest slowly."""
         script = PEER.format(folder=str(pathlib.Path(__file__).resolve().parent), address="10.77.%d.1" % cable,
                              port=self.port, command=command, keys=keys, size=size)
         process = subprocess.Popen(host.inside([sys.executable, "-B", "-c", script]), stdin=subprocess.PIPE,
@@ -78,7 +78,7 @@ class DeadPeer(moxteltest.LibraryTestCase):
         return process
 
     def photo(self):
-        """One whose master is delivered as it is."""
+        """A photo whose master is delivered unchanged."""
         database = sqlite3.connect("file:%s?mode=ro" % (self.large / "Database/apdb/Library.apdb"), uri=True)
         row = database.execute("SELECT v.uuid FROM RKVersion v JOIN RKMaster m ON m.uuid=v.masterUuid WHERE "
                                "v.versionNumber=1 AND v.hasAdjustments=0 AND v.isInTrash=0").fetchone()
@@ -100,17 +100,17 @@ class DeadPeer(moxteltest.LibraryTestCase):
         start = self.pull_the_cable()
         seconds = self.seconds_until_served(waiting, start)
         print("free after %.0f s" % seconds)
-        # The promise is the users', and the kernel keeps it; nothing here depends on this machine's speed.
+        # The kernel's time-outs decide, so the limit does not depend on the machine's speed.
         self.assertLess(seconds, MINUTE)
 
-    def test_an_idle_client_that_is_gone(self):
+    def test_an_idle_client_that_disappears(self):
         self.frees_the_place(self.peer(self.gone, 1, "Get Version"))
 
-    def test_a_client_that_is_gone_in_the_middle_of_a_reply(self):
+    def test_a_client_that_disappears_during_a_reply(self):
         self.frees_the_place(self.peer(self.gone, 1, "Data of Photo", size=1000, key=self.photo()))
 
-    def test_an_idle_client_lives_on(self):
-        """For longer than a dead one has, and with one more request afterwards."""
+    def test_an_idle_client_stays_connected(self):
+        """It stays connected longer than a dead peer, and can send another request."""
         host = self.next
         script = """
 import sys, time
@@ -130,7 +130,7 @@ with moxteltest.Client(Where) as client:
         self.assertEqual(done.stdout.split("\n")[:2], ["answered 1.4", "answered 1.4"], done.stderr)
 
     def test_the_user_disconnects_a_silent_client(self):
-        """Alive, and so it keeps its place until the user takes it away."""
+        """A silent client that is alive keeps its connection until the user ends it."""
         silent = self.peer(self.gone, 1, "Get Version")
         self.assertTrue(silent.stdout.readline().startswith("answered"))
         waiting = self.peer(self.next, 2, "Get Version")

@@ -1,4 +1,4 @@
-"""Time that passes without a word ends nothing. Slow by nature: it waits longer than every time-out."""
+"""Idle servers and clients stay connected. Slow, because it waits longer than every time-out."""
 
 import time
 import unittest
@@ -11,7 +11,7 @@ LONGER_THAN_EVERY_TIMEOUT = 25  # seconds; accept and read have one of 10
 class Idle(LibraryTestCase):
     options = ("--images", "none", "--photos", "10")
 
-    def test_an_idle_server_and_idle_clients_live_on(self):
+    def test_an_idle_server_keeps_idle_clients(self):
         with Server(self.library) as unused, Server(self.library) as used:
             with Client(used) as client, Client(used) as waiting:
                 self.assertEqual(client.result("Get Version"), "1.4")

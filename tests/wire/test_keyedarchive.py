@@ -7,7 +7,7 @@ import keyedarchive
 
 
 class KeyedArchive(unittest.TestCase):
-    def test_gives_back_what_was_written(self):
+    def test_reads_what_it_wrote(self):
         value = {"text": "é🙂", "number": 1, "real": 1.0, "yes": True, "data": b"\0\1", "none": None,
                  "list": [{"a": keyedarchive.Date(12.5)}, []], "big": 2**40}
         for fmt in (plistlib.FMT_BINARY, plistlib.FMT_XML):
@@ -23,11 +23,11 @@ class KeyedArchive(unittest.TestCase):
         self.assertTrue(decoded.is_mutable)
         self.assertFalse(decoded["list"].is_mutable)
 
-    def test_refuses_what_is_no_archive(self):
+    def test_rejects_what_is_not_an_archive(self):
         with self.assertRaises(keyedarchive.ArchiveError):
             keyedarchive.decode(plistlib.dumps({"$archiver": "other", "$version": 100000}, fmt=plistlib.FMT_BINARY))
 
-    def test_refuses_a_class_without_its_parents(self):
+    def test_rejects_a_class_without_its_parents(self):
         archive = {"$version": 100000, "$archiver": "NSKeyedArchiver", "$top": {"root": plistlib.UID(1)},
                    "$objects": ["$null", {"$class": plistlib.UID(2), "NS.objects": []},
                                 {"$classname": "NSMutableArray", "$classes": ["NSMutableArray", "NSObject"]}]}

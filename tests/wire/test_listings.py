@@ -1,7 +1,7 @@
-"""Every listing command, over the wire, against an independent reading of the same databases.
+"""Compares the replies of every listing command with an independent reading of the same databases.
 
-Strange libraries, one for each seed: MOXTEL_SEEDS of them (40), from MOXTEL_FIRST_SEED (1) on, and before
-them the seeds that once found something.
+Uses a library with odd values for each seed: MOXTEL_SEEDS (40) seeds from MOXTEL_FIRST_SEED (1) on, after the seeds
+that once found a fault.
 """
 
 import os
@@ -20,9 +20,9 @@ import keyedarchive
 import model
 import moxteltest
 
-# Seeds that once showed a fault; they always run.
+# Seeds that once found a fault; they always run.
 KEPT_SEEDS = ()
-KEPT_SEEDS_WITH_ALBUM_DATA = (9,)  # an album without a uuid took the entry of the uuid ""
+KEPT_SEEDS_WITH_ALBUM_DATA = (9,)  # an album without a uuid used the entry of the uuid ""
 
 LARGEST_REQUEST = 4096
 EVERY_LIBRARY_HAS_THESE = ("allPhotosAlbum", "TopLevelAlbums", "AllProjectsItem", "LibraryFolder", "trashAlbum")
@@ -30,7 +30,7 @@ NO_LIBRARY_HAS_THESE = ("", "(null)", "no such uuid", "x' OR '1'='1", "%@%s%n", 
 
 
 def difference(expected, actual, where="reply"):
-    """What tells two replies apart, in words; None when nothing does. 1, 1.0 and True are not the same."""
+    """Describes the first difference of two replies; None if there is none. 1, 1.0 and True differ."""
     if isinstance(expected, model.AnyText):
         return None if expected == actual else "%s: %r is no text" % (where, actual)
     if isinstance(expected, dict):
@@ -59,7 +59,7 @@ class Comparison:
             self.test.assertIsNone(difference(one, other, "entry %d" % number))
 
     def same_containers(self, actual, expected):
-        """Entries with the same place in the user's order may come in any order."""
+        """Compares lists of containers; entries with the same order number may be in any order."""
         self.test.assertIsInstance(actual, keyedarchive.List)
         places = [entry.get("OrderNumber", 0) for entry in actual]
         self.test.assertEqual(places, sorted(places), "the user's order")
@@ -77,7 +77,7 @@ class Comparison:
         found = {*EVERY_LIBRARY_HAS_THESE, *NO_LIBRARY_HAS_THESE}
         for database, table in tables:
             found.update(self.model.uuids(database, table))
-        # Some of the other kinds: a uuid names what it is asked as, or nothing.
+        # Also uuids of other kinds of objects, which must not be found.
         for database, table in (("library", "RKVersion"), ("library", "RKAlbum"), ("faces", "RKFaceName")):
             found.update(self.model.uuids(database, table)[:3])
         return sorted(uuid for uuid in found
@@ -114,8 +114,8 @@ class Comparison:
             self.test.assertIsNone(difference(expected, envelope["result"]))
 
     def odd_ids(self):
-        """A missing id reads as the text that stands for nothing, a number as its digits, a collection as its
-        description, which is nobody's uuid."""
+        """The server uses "(null)" for a missing id, the digits of a number, and the description of a collection, which
+        matches no uuid."""
         numbers = ((0, "0"), (12, "12"), (123, "123"), (-1, "-1"), (2**32 + 1, "4294967297"), (1.5, "1.5"), (True, "1"))
         nobody = "\n( a description )\n"
         strangers = ([], ["a"], ["it's"], {}, {"a": 1}, b"12", keyedarchive.Date(0))
@@ -134,8 +134,8 @@ STRANGE_COUNTS = (0, 1, 2, 7, -3, 70000, 4.75, -0.5, 2.5e9, -1e300, float("inf")
 STRANGE_KEY_PHOTOS = ("29", "4294967297", "", "a<b&c", "É", "👨‍👩‍👧 🗻", "it's", 29, -1, 2**40, 1.5, True)
 
 
-def strange_album_data(library, seed):
-    """An album file with entries for some of a strange library's containers, in one of its two forms."""
+def odd_album_data(library, seed):
+    """Writes an album file with entries for some containers of the library, in one of its two formats."""
     roll = random.Random(seed)
     reference = model.Library(library)
     form = roll.choice([plistlib.FMT_XML, plistlib.FMT_BINARY])
@@ -180,7 +180,7 @@ def changed(library, file, *statements):
 
 
 def few(library, file, table, column, count, every=1):
-    """Leaves a column only so many of its values in every second, third, … row, so that many rows share each."""
+    """Reduces a column to a few values, so that many rows share each of them."""
     database = sqlite3.connect(library / "Database" / "apdb" / file)
     with database:
         first = database.execute("SELECT min(modelId) FROM %s GROUP BY %s ORDER BY 1 LIMIT %d" % (table, column, count))
@@ -192,7 +192,7 @@ def few(library, file, table, column, count, every=1):
 
 
 def ties_everywhere(library):
-    """Many rows with the same uuid, master, face, place in the order: which comes first, which wins."""
+    """Gives many rows the same uuid, master, face or order number, so that the order of rows decides the reply."""
     for table, column, count, every in (
             ("RKVersion", "uuid", 9, 1), ("RKVersion", "masterUuid", 4, 2), ("RKVersion", "projectUuid", 4, 1),
             ("RKAlbum", "uuid", 5, 1), ("RKFolder", "uuid", 6, 2), ("RKNote", "attachedToUuid", 6, 1),
@@ -209,7 +209,7 @@ def ties_everywhere(library):
 
 
 def nulls_everywhere(library):
-    """Every column that a listing shows is NULL in half of the rows, one column after the other."""
+    """Sets every listed column to NULL in half of the rows."""
     for file, columns in (
             ("Library.apdb", ("RKFolder.name RKFolder.uuid RKFolder.folderType RKFolder.posterVersionUuid "
                               "RKFolder.minImageDate RKFolder.maxImageDate RKFolder.isHiddenWhenEmpty RKAlbum.name "
@@ -227,13 +227,13 @@ def nulls_everywhere(library):
 
 
 def with_statistics(library):
-    """As a photo application leaves its databases: other indexes may then be the best, and rows come otherwise."""
+    """Runs ANALYZE: with statistics SQLite may choose other indexes and return rows in another order."""
     for file in ("Library.apdb", "Properties.apdb", "Faces.db"):
         changed(library, file, "ANALYZE")
 
 
 def built_in_albums(library):
-    """Albums of the built-in names, and of names that are nearly those, as anybody's."""
+    """Adds albums with the names of built-in albums and with similar names."""
     names = (*sorted(model.BUILT_IN_ALBUMS), "allPhotosAlbum", "faces", "trashalbum", "trashAlbum ", "peopleAlbum2")
     database = sqlite3.connect(library / "Database" / "apdb" / "Library.apdb")
     with database:
@@ -244,11 +244,11 @@ def built_in_albums(library):
 
 
 def unnamed_containers(library):
-    """Takes their names from two thirds of the containers and gives some a last day."""
+    """Removes the names of two thirds of the containers and gives some a last date."""
     changed(library, "Library.apdb", "UPDATE RKFolder SET name = iif(rowid % 2, NULL, '') WHERE rowid % 3",
             "UPDATE RKFolder SET minImageDate = 86400 * rowid, maxImageDate = 86400 * rowid + 90000 "
             "WHERE rowid % 4 = 1",
-            # Around the hours at which clocks are put forward and back, and days begin.
+            # Near the changes to and from summer time, and near midnight.
             "UPDATE RKFolder SET minImageDate = 257126400 + 3600 * rowid, maxImageDate = 276480000 - 3599 * rowid "
             "WHERE rowid % 4 = 2")
 
@@ -286,16 +286,16 @@ class Listings(unittest.TestCase):
     def test_library_with_album_data(self):
         self.compare("--images", "none", "--photos", 120, "--album-data")
 
-    def test_strange_libraries(self):
+    def test_libraries_with_odd_values(self):
         for seed in self.seeds():
             with self.subTest(seed=seed):
                 self.compare("--strange", "--seed", seed, "--photos", 20 + seed % 60)
 
-    def test_strange_libraries_with_album_data(self):
+    def test_libraries_with_odd_values_and_album_data(self):
         for seed in [*KEPT_SEEDS_WITH_ALBUM_DATA, *self.seeds()[1::4]]:
             with self.subTest(seed=seed):
                 self.compare("--strange", "--seed", seed, "--photos", 20 + seed % 60,
-                             prepare=lambda library, seed=seed: strange_album_data(library, seed))
+                             prepare=lambda library, seed=seed: odd_album_data(library, seed))
 
     def test_unnamed_containers_after_both_days(self):
         for number, seed in enumerate(self.seeds()[::5]):

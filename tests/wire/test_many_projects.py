@@ -1,5 +1,5 @@
-"""Five thousand projects, each with a question for the photo application: with an interpreter that answers, with
-one that hangs and with one that takes a second for each. Minutes long: the server gives an interpreter two."""
+"""Five thousand projects that each need a script: with an interpreter that answers, one that hangs, and one that
+takes a second per script. Takes minutes: the server's limit for scripts is two minutes."""
 
 import shlex
 import time
@@ -9,10 +9,9 @@ import moxteltest
 from test_photo_application import BASE, PhotoApplicationTestCase
 
 PROJECTS = 5000
-LISTENS_WITHIN = 180  # seconds, whatever the interpreter does
+LISTENS_WITHIN = 180  # seconds until the server listens, whatever the interpreter does
 
-# What Python's start would take five thousand times is left to a shell. Every project's key photo has the number of
-# the project.
+# A shell script, because it starts faster than Python. Each project's key photo has the project's number.
 INTERPRETER = """#!/bin/sh
 read -r script
 case "$script" in
@@ -26,7 +25,7 @@ echo "${script##* }"
 
 class ManyProjects(PhotoApplicationTestCase):
     def serve(self, delay):
-        """Starts a server whose interpreter does this before it answers; returns it and the seconds that it took
+        """Starts a server whose interpreter runs a command before it answers. Returns the server and the seconds
         until it listened."""
         self.numbers = list(self.add_projects(PROJECTS))
         path = self.folder / "interpreter"
@@ -44,7 +43,7 @@ class ManyProjects(PhotoApplicationTestCase):
         return server
 
     def asked(self):
-        """The model ids of what was asked for, in that order: the library's own albums come first."""
+        """The model ids in the order of the scripts; the library's own albums come first."""
         return [int(line) - BASE for line in (self.folder / "asked").read_text().splitlines()]
 
     def key_photos(self, server):
@@ -52,19 +51,19 @@ class ManyProjects(PhotoApplicationTestCase):
             events = {event["AlbumId"]: event.get("KeyPhotoKey") for event in client.result("Get Events")}
         return [events["project %d" % number] for number in self.numbers]
 
-    def test_are_asked_one_by_one(self):
+    def test_get_one_script_each(self):
         server = self.serve(":")
         self.assertEqual([number for number in self.asked() if number >= self.numbers[0]], self.numbers)
         self.assertEqual(self.key_photos(server), [str(BASE + number) for number in self.numbers])
         self.assertNotIn("may be missing", server.console())
 
-    def test_are_served_though_the_interpreter_hangs(self):
+    def test_are_served_while_the_interpreter_hangs(self):
         server = self.serve("sleep 600")
         self.assertEqual(len(self.asked()), 1)
         self.assertEqual(self.key_photos(server), [None] * PROJECTS)
         self.assertEqual(server.console().count("may be missing: The script interpreter did not answer in time"), 1)
 
-    def test_are_served_though_the_interpreter_is_slow(self):
+    def test_are_served_with_a_slow_interpreter(self):
         server = self.serve("sleep 1")
         answered = [key for key in self.key_photos(server) if key]
         self.assertGreater(len(answered), 1)

@@ -1,5 +1,5 @@
-"""The two commands that describe one photo, over the wire: what its file tells, what the library tells of a
-movie, and its record."""
+"""The two commands that describe one photo: the properties of its file, those of a movie from the databases, and
+the photo's record."""
 
 import os
 import pathlib
@@ -25,7 +25,7 @@ TEXTS = {"MediaCodecName": "Codec", "AudioTrackSampleRate": "Audio Sample Rate",
 
 
 class Rows:
-    """A library's databases, to ask and, in a copy, to change."""
+    """Reads a library's databases; in a copy, also changes them."""
 
     def __init__(self, library):
         self.library = library
@@ -60,7 +60,7 @@ class Rows:
         return self.versions("v.videoPosterFramePoint IS NOT NULL AND v.hasAdjustments = 0")
 
     def movie_metadata(self, version):
-        """What is due for a movie, from the tables alone."""
+        """The expected metadata of a movie, from the tables."""
         wanted = {"MediaType": "Movie", "Filename": version["fileName"], "Pixel Height": version["masterHeight"],
                   "Pixel Width": version["masterWidth"], "Creation Date": keyedarchive.Date(version["createDate"])}
         path = self.library / "Masters" / version["imagePath"]
@@ -79,7 +79,7 @@ class Rows:
 
 
 class MetadataTestCase(LibraryTestCase):
-    """Each test on a copy of the sample, which nobody changes once it is served."""
+    """Each test uses its own copy of the sample library, unchanged while it is served."""
 
     options = ("--images", "small", "--photos", "40")
 
@@ -97,7 +97,7 @@ class MetadataTestCase(LibraryTestCase):
         return self.enterContext(Client(self.server))
 
     def set_master(self, version, file):
-        """Lets a version be served from a file, wherever that is."""
+        """Makes a file the master of a version."""
         self.rows.change("Library", "UPDATE RKMaster SET imagePath = ? WHERE uuid = ?", file, version["masterUuid"])
 
     def expect(self, wanted, seen):
@@ -108,7 +108,7 @@ class Pictures(MetadataTestCase):
     options = ("--images", "none", "--photos", "200")
 
     def serve_fixtures(self, names):
-        """A client, and the key of each fixture."""
+        """Yields a client and the key of each fixture."""
         fixtures = pathlib.Path(os.environ["MOXTEL_FIXTURES"])
         (self.copy / "Masters").mkdir(exist_ok=True)
         (self.copy / "Masters/fixtures").symlink_to(fixtures)
@@ -121,7 +121,7 @@ class Pictures(MetadataTestCase):
             keys[name] = version["uuid"]
         return self.serve(), keys
 
-    def test_every_fixture_has_its_golden_dictionary(self):
+    def test_every_fixture_has_its_expected_dictionary(self):
         client, keys = self.serve_fixtures(GOLDEN)
         for name, key in keys.items():
             with self.subTest(name):
@@ -139,7 +139,7 @@ class Pictures(MetadataTestCase):
         for key in keys.values():
             self.assertEqual(list(mutable(client.result(METADATA, key=key))), [])
 
-    def test_what_a_head_claims_is_told_and_nothing_is_unpacked(self):
+    def test_reports_header_values_without_decompressing(self):
         client, keys = self.serve_fixtures(CLAIMED)
         before = self.server.memory()
         for name, key in keys.items():
@@ -148,14 +148,14 @@ class Pictures(MetadataTestCase):
                 self.assertEqual((told["PixelWidth"], told["PixelHeight"]), CLAIMED[name])
         self.assertLess(self.server.memory() - before, 128 << 20)
 
-    def test_what_is_no_picture_has_no_metadata(self):
+    def test_files_that_are_not_pictures_have_no_metadata(self):
         client, keys = self.serve_fixtures(SILENT)
         for name, key in keys.items():
             with self.subTest(name):
                 self.assertEqual(client.error(METADATA, key=key), "No Metadata")
                 client.expect_silence()
 
-    def test_a_cut_file_has_its_size_or_nothing(self):
+    def test_a_truncated_file_has_its_size_or_no_metadata(self):
         fixtures = pathlib.Path(os.environ["MOXTEL_FIXTURES"])
         names = [p.name for p in sorted(fixtures.glob("broken-*")) if p.name not in CLAIMED and p.name not in SILENT]
         self.assertGreater(len(names), 5)
@@ -167,7 +167,7 @@ class Pictures(MetadataTestCase):
                     told = reply["result"]
                     self.assertEqual((told["PixelWidth"], told["PixelHeight"]), (96, 64))
 
-    def test_files_that_are_not_there_have_no_metadata(self):
+    def test_missing_files_have_no_metadata(self):
         stills = self.rows.stills()
         (self.copy / "Masters/folder.jpg").mkdir(parents=True)
         os.mkfifo(self.copy / "Masters/pipe.jpg")
@@ -226,7 +226,7 @@ class Movies(MetadataTestCase):
         self.rows.change("Properties", "INSERT INTO RKOtherProperty (versionId, propertyKey, stringId) VALUES (?, ?, "
                          "(SELECT max(modelId) FROM RKUniqueString))", version or self.movie["modelId"], key)
 
-    def test_every_movie_is_told_as_the_databases_have_it(self):
+    def test_movies_have_the_metadata_of_the_databases(self):
         client = self.serve()
         movies = self.rows.movies()
         self.assertGreater(len(movies), 10)
@@ -261,20 +261,20 @@ class Movies(MetadataTestCase):
             self.set_file(size)
             self.assertEqual(self.told(client).get("Filesize (KB)"), wanted, size)
 
-    def test_a_movie_whose_file_is_gone_is_described_without_its_size(self):
+    def test_a_movie_with_a_missing_file_has_no_size(self):
         self.set_master(self.movie, "gone.mov")
         told = self.told(self.serve())
         self.assertNotIn("Filesize (KB)", told)
         self.assertEqual(told["Filename"], self.movie["fileName"])
 
-    def test_only_the_databases_date_is_there_when_the_record_has_none(self):
+    def test_without_a_date_in_the_record_only_the_databases_date_is_reported(self):
         self.rows.change("Library", "UPDATE RKVersion SET createDate = 300000000.5 WHERE uuid = ?", self.key)
         told = self.told(self.serve())
         self.assertEqual(told["Creation Date"], keyedarchive.Date(300000000.5))
         self.assertNotIn("CreationDate", told)
         self.assertNotIn("ModificationDate", told)
 
-    def test_missing_values_read_as_0_or_nothing(self):
+    def test_missing_values_are_0_or_left_out(self):
         self.rows.change("Library", "UPDATE RKVersion SET fileName = NULL, masterHeight = NULL, masterWidth = NULL, "
                                     "createDate = NULL WHERE uuid = ?", self.key)
         self.rows.change("Properties", "DELETE FROM RKExifNumberProperty WHERE versionId = ?", self.movie["modelId"])
@@ -284,7 +284,7 @@ class Movies(MetadataTestCase):
         self.expect({"MediaType": "Movie", "Pixel Height": 0, "Pixel Width": 0, "Creation Date": keyedarchive.Date(0.0),
                      "Frames per Second": 0.0}, self.told(self.serve()))
 
-    def test_a_query_that_cannot_be_prepared_is_logged_and_the_rest_is_told(self):
+    def test_logs_a_query_that_cannot_be_prepared_and_reports_the_rest(self):
         self.set_number("FPS", 25)
         self.rows.change("Properties", "DROP TABLE RKOtherProperty")
         told = self.told(self.serve())
@@ -294,20 +294,20 @@ class Movies(MetadataTestCase):
                       "WHERE versionId = %d AND stringId = RKUniqueString.modelId'" % self.movie["modelId"],
                       self.server.log())
 
-    def test_a_library_without_properties_tells_what_it_has(self):
+    def test_without_the_properties_database_reports_the_rest(self):
         for path in (self.copy / "Database").rglob("Properties.apdb"):
             path.unlink()
         told = self.told(self.serve())
         self.assertEqual(told["Filename"], self.movie["fileName"])
         self.assertFalse(set(told) & {*NUMBERS.values(), *TEXTS.values()})
 
-    def test_a_damaged_properties_database_costs_no_reply(self):
+    def test_replies_with_a_damaged_properties_database(self):
         (self.copy / "Database/apdb/Properties.apdb").write_bytes(b"no database" * 1000)
         self.assertEqual(self.told(self.serve())["Pixel Width"], 96)
 
 
 class Keys(MetadataTestCase):
-    def test_metadata_without_a_key_says_which(self):
+    def test_metadata_without_a_key_is_an_error(self):
         client = self.serve()
         for keys, text in (({}, "(null)"), ({"key": ""}, ""), ({"key": None}, "(null)")):
             self.assertEqual(client.error(METADATA, **keys), "No Image with key '%s'" % text)
@@ -324,21 +324,21 @@ class Keys(MetadataTestCase):
         self.rows.change("Library", "DELETE FROM RKMaster WHERE uuid = ?", version["masterUuid"])
         self.assertEqual(self.serve().error(METADATA, key=version["uuid"]), "No Master Image")
 
-    def test_a_key_that_is_no_text_is_not_answered(self):
+    def test_a_key_that_is_not_a_string_gets_no_reply(self):
         client = self.serve()
         for command in (METADATA, INFOS):
             for key in (7, 1.5, True, b"bytes", ["list"], {"a": "b"}):
                 client.send(command, key=key)
                 client.expect_silence()
 
-    def test_infos_without_a_key_are_an_error_and_then_nothing(self):
+    def test_infos_without_a_key_are_one_error(self):
         client = self.serve()
         for keys in ({}, {"key": ""}, {"key": None}):
             self.assertEqual(client.error(INFOS, **keys), "No Image")
             client.expect_silence()
 
-    def test_infos_without_a_key_are_two_replies_where_the_look_up_finds_one(self):
-        """A missing key is looked up as the text that stands for nothing, an empty one as the empty text."""
+    def test_infos_without_a_key_are_two_replies_if_the_lookup_finds_a_photo(self):
+        """The server looks up "(null)" for a missing key and "" for an empty one."""
         first, second = self.rows.stills()[:2]
         for version, uuid in ((first, "(null)"), (second, "")):
             self.rows.change("Library", "UPDATE RKVersion SET uuid = ? WHERE modelId = ?", uuid, version["modelId"])
@@ -348,7 +348,7 @@ class Keys(MetadataTestCase):
             self.assertEqual(client.receive()["result"]["ModelId"], version["modelId"])
             client.expect_silence()
 
-    def test_infos_of_an_unknown_photo_are_not_answered(self):
+    def test_infos_of_an_unknown_photo_get_no_reply(self):
         client = self.serve()
         for key in ODD_KEYS:
             client.send(INFOS, key=key)

@@ -1,5 +1,5 @@
-"""Files and databases in states that a well-kept library is never in: the server's answers, its log lines, and
-that it gets over every one of them without a restart. Other programs that write are real processes.
+"""Libraries with locked, missing or damaged files: the server's replies and log lines, and its recovery without a
+restart. Other writers are real processes.
 """
 
 import os
@@ -35,7 +35,7 @@ FACES = "SELECT uuid,name,keyVersionUuid,faceKey FROM RKFaceName"
 
 
 class Writer:
-    """Another process with a database open, holding what its statements took; ends with the context."""
+    """Another process that has a database open and holds the locks of its statements until the context ends."""
 
     def __init__(self, path, statements):
         self.process = subprocess.Popen([sys.executable, "-c", WRITER, str(path), statements],
@@ -86,7 +86,7 @@ class OddStates(unittest.TestCase):
                         "ORDER BY modelId")[0][0]
 
     def another_process_may_write(self):
-        """Right now and in every database, without waiting: nobody holds a lock."""
+        """Checks that no database is locked, without waiting."""
         for name in ("Library.apdb", "ImageProxies.apdb", "Properties.apdb", "Faces.db"):
             database = sqlite3.connect(self.apdb / name, timeout=0, isolation_level=None)
             try:
@@ -95,7 +95,7 @@ class OddStates(unittest.TestCase):
             finally:
                 database.close()
 
-    # Others write
+    # Other writers
 
     def test_nothing_is_locked_after_any_command(self):
         server, client = self.start()
@@ -114,8 +114,8 @@ class OddStates(unittest.TestCase):
         self.assertTrue(server.is_running())
 
     def wait_until_handled(self, server, client):
-        """Until the server has done with what was sent. What it is sent for that is no command, which would release
-        locks that the one before had left."""
+        """Waits until the server has handled everything that was sent. Sends something that is not a command, because a
+        command would release locks left by the one before."""
         def bad_requests():
             return server.log().count("Bad commandDict")
         before = bad_requests()
@@ -123,7 +123,7 @@ class OddStates(unittest.TestCase):
         client.send()
         moxteltest.wait_for(lambda: bad_requests() > before, "the server to handle the request")
 
-    def test_a_writer_that_has_not_committed_disturbs_nobody(self):
+    def test_an_uncommitted_writer_does_not_affect_replies(self):
         server, client = self.start()
         before = client.result("Folders of Album", id="AllProjectsItem")
         self.assertTrue(before)
@@ -132,7 +132,7 @@ class OddStates(unittest.TestCase):
             self.assertEqual(client.result("Photos of Album", id="no such uuid"), [])
         self.assertNotIn("could not", server.log())
 
-    def test_a_locked_library_is_answered_with_empty_lists_which_are_not_kept(self):
+    def test_a_locked_library_gives_empty_lists_that_are_not_cached(self):
         with Writer(self.path, EVERYBODY_OUT):
             server, client = self.start()
             self.assertEqual(client.result("Get Events"), [])
@@ -145,7 +145,7 @@ class OddStates(unittest.TestCase):
         self.assertTrue(client.result("Photos of Album", id="allPhotosAlbum"))
         self.another_process_may_write()
 
-    def test_locked_faces_are_an_empty_list_which_is_not_kept(self):
+    def test_locked_faces_give_an_empty_list_that_is_not_cached(self):
         with Writer(self.faces_path, EVERYBODY_OUT):
             server, client = self.start()
             self.assertEqual(client.result("Get Faces"), [])
@@ -163,10 +163,10 @@ class OddStates(unittest.TestCase):
                           for photo in whole], plain)
         self.assertEqual(client.result("Photos of Album", id=self.project()), whole)
 
-    # Files that are not there
+    # Missing files
 
     def test_a_missing_library_database_gets_no_reply_and_then_empty_lists(self):
-        """A failed opening leaves the count of openings raised: later ones answer YES."""
+        """A failed open still increases the open count, so later attempts report success."""
         away = self.folder / "away"
         server, client = self.start()
         expected = client.result("Folders of Album", id="AllProjectsItem")
@@ -181,7 +181,7 @@ class OddStates(unittest.TestCase):
         away.rename(self.path)
         self.assertEqual(client.result("Folders of Album", id="AllProjectsItem"), expected)
 
-    def test_missing_faces_are_an_empty_list_which_is_not_kept(self):
+    def test_missing_faces_give_an_empty_list_that_is_not_cached(self):
         away = self.folder / "away"
         face = self.one("SELECT uuid FROM RKFaceName", self.faces_path)[0][0]
         self.faces_path.rename(away)
@@ -193,7 +193,7 @@ class OddStates(unittest.TestCase):
         away.rename(self.faces_path)
         self.assertTrue(client.result("Get Faces"))
 
-    def test_faces_built_without_the_library_database_are_not_kept(self):
+    def test_faces_built_without_the_library_database_are_not_cached(self):
         away = self.folder / "away"
         server, client = self.start()
         self.path.rename(away)
@@ -215,7 +215,7 @@ class OddStates(unittest.TestCase):
         self.assert_logged(server, "could not open Properties DB")
         self.assertFalse((self.apdb / "Properties.apdb").exists())
 
-    def test_a_library_that_vanishes_and_comes_back_needs_no_restart(self):
+    def test_a_library_that_is_removed_and_restored_needs_no_restart(self):
         away = self.folder / "away"
         server, client = self.start()
         events = client.result("Get Events")
@@ -231,7 +231,7 @@ class OddStates(unittest.TestCase):
         self.assertEqual(client.result("Photos of Album", id="allPhotosAlbum"), photos)
         self.assertTrue(client.result("Get Faces"))
 
-    def test_a_library_that_comes_after_the_start_is_served(self):
+    def test_a_library_that_appears_after_the_start_is_served(self):
         away = self.folder / "away"
         self.library.rename(away)
         server, client = self.start()
@@ -242,10 +242,10 @@ class OddStates(unittest.TestCase):
         away.rename(self.library)
         self.assertTrue(client.result("Get Events"))
 
-    # Files that hold something else
+    # Damaged files
 
     def unreadable(self, prepare):
-        """With such a main database lists are empty and the server lives; mended, it serves again."""
+        """With this main database lists are empty and the server keeps running; with a good one it serves again."""
         kept = self.folder / "kept"
         shutil.copy2(self.path, kept)
         prepare()
@@ -262,7 +262,7 @@ class OddStates(unittest.TestCase):
     def test_an_empty_file(self):
         self.unreadable(lambda: self.path.write_bytes(b""))
 
-    def test_a_file_of_something_else(self):
+    def test_a_file_that_is_not_a_database(self):
         self.unreadable(lambda: self.path.write_bytes(b"x" * 100_000))
 
     def test_a_file_without_tables(self):
@@ -276,7 +276,7 @@ class OddStates(unittest.TestCase):
             "ALTER TABLE RKFolder RENAME COLUMN isHiddenWhenEmpty TO x;"
             "ALTER TABLE RKVersion RENAME COLUMN videoPosterFramePoint TO y"))
 
-    def test_a_file_cut_at_any_place_while_it_is_served(self):
+    def test_a_file_truncated_at_any_position_while_it_is_served(self):
         whole = self.path.read_bytes()
         server, client = self.start()
         for size in (len(whole) - 1, len(whole) // 2, len(whole) // 5, 5000, 4096, 100, 1, 0):
@@ -318,7 +318,7 @@ class OddStates(unittest.TestCase):
 
     # The album file
 
-    def test_an_album_file_that_cannot_be_read_is_told_and_left_out(self):
+    def test_an_unreadable_album_file_is_reported_and_ignored(self):
         _, client = self.start()
         albums = client.result("Get Albums")
         album = self.one("SELECT uuid FROM RKAlbum WHERE folderUuid = 'TopLevelAlbums' AND versionCount IS NULL")
@@ -340,7 +340,7 @@ class OddStates(unittest.TestCase):
                     self.assert_logged(server, found)
                 self.assertEqual(client.result("Get Albums"), albums)
 
-    # Databases that cannot be read where they are
+    # Databases that are read from a private copy
 
     def test_a_hot_journal_is_read_from_a_private_copy(self):
         expected = self.one("SELECT COUNT(*) FROM RKVersion WHERE isInTrash = 0 AND versionNumber != 0")[0][0]

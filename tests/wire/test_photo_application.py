@@ -1,5 +1,5 @@
-"""The server beside a running photo application: what it asks it, what it makes it do, and what it does when
-the application or the interpreter goes, hangs or dies."""
+"""The server with a running photo application: its scripts, and its behavior when the application or the
+interpreter quits, hangs or crashes."""
 
 import json
 import os
@@ -26,7 +26,7 @@ COMMANDS = re.findall("^### (.+)$", (pathlib.Path(__file__).resolve().parents[2]
 
 class PhotoApplicationTestCase(unittest.TestCase):
     def setUp(self):
-        # Short, for the names of sockets.
+        # Short, because socket paths are limited in length.
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="moxtel.", dir="/tmp"))
         self.addCleanup(shutil.rmtree, self.folder)
         self.library = moxteltest.make_library(self.folder / "Library", "--images", "none", "--photos", "40")
@@ -63,13 +63,13 @@ class PhotoApplicationTestCase(unittest.TestCase):
         return [json.loads(line) for line in record.read_text().splitlines()] if record.exists() else []
 
     def wait_for_answer(self, number):
-        """To the script of that number, which must have succeeded. Nobody looks into the database meanwhile: the
-        application does not wait for its locks."""
+        """Waits for the reply to the script with that number, which must succeed. Does not read the database meanwhile:
+        the application does not wait for locks."""
         moxteltest.wait_for(lambda: len(self.recorded("answered")) > number, "the application to answer")
         self.assertIn("result", self.recorded("answered")[number])
 
     def add_projects(self, count):
-        """Projects with one photo each and no key photo; returns their model ids."""
+        """Adds projects with one photo each and no key photo; returns their model ids."""
         numbers = range(10000, 10000 + count)
         with sqlite3.connect(self.database()) as database:
             for number in numbers:
@@ -83,7 +83,7 @@ class PhotoApplicationTestCase(unittest.TestCase):
         return numbers
 
     def projects_asked(self):
-        """The model ids of the added projects whose key photo was asked for, in that order."""
+        """The model ids of the added projects in the order of the scripts for their key photos."""
         asked = (script for script in self.scripts()
                  if script.startswith('tell application "iPhoto" to id of some photo of album id '))
         return [number for number in (int(script.rsplit(" ", 1)[1]) - BASE for script in asked) if number >= 10000]
@@ -113,7 +113,7 @@ class PhotoApplicationTestCase(unittest.TestCase):
 
 
 class Positions(PhotoApplicationTestCase):
-    def test_a_position_goes_through_the_application_into_the_photo_list(self):
+    def test_a_position_set_by_the_application_appears_in_the_photo_list(self):
         iphoto = self.application("iPhoto")
         number, uuid = self.photos[0]
         with self.server() as server, moxteltest.Client(server) as client:
@@ -149,7 +149,7 @@ class Positions(PhotoApplicationTestCase):
             self.assertEqual(self.rows("SELECT exifLatitude FROM RKVersion WHERE uuid = ?", uuid), [(None,)])
             self.assertNotIn("latitude", self.photo(client, uuid))
 
-    def test_both_applications_are_told_a_position_but_one_to_clear_it(self):
+    def test_sets_a_position_in_both_applications_but_clears_it_in_one(self):
         self.application("iPhoto")
         self.application("Aperture")
         uuid = self.photos[0][1]
@@ -166,7 +166,7 @@ class Positions(PhotoApplicationTestCase):
 
 
 class Listings(PhotoApplicationTestCase):
-    def test_a_smart_album_of_iphoto_is_listed_as_iphoto_orders_it(self):
+    def test_lists_a_smart_album_in_iphotos_order(self):
         self.application("iPhoto")
         self.albums("iPhoto", {BASE + self.smart[0]: [BASE + number for number, _ in reversed(self.photos)] + [BASE + 99999]})
         with self.server() as server, moxteltest.Client(server) as client:
@@ -188,7 +188,7 @@ class Listings(PhotoApplicationTestCase):
             moxteltest.wait_for(lambda: len(self.scripts()) > before, "the script")
             self.assertEqual(self.scripts()[-1], 'tell application "Aperture"\nreveal project id "a project"\nend tell')
 
-    def test_iphoto_is_asked_while_both_run_and_aperture_once_it_has_gone(self):
+    def test_asks_iphoto_while_both_run_and_aperture_after_it_quits(self):
         iphoto = self.application("iPhoto")
         self.application("Aperture")
         self.albums("iPhoto", {BASE + self.smart[0]: [BASE + self.photos[0][0]]})
@@ -205,12 +205,12 @@ class Listings(PhotoApplicationTestCase):
             moxteltest.wait_for(lambda: "iPhoto not running" in server.log(), "the end of iPhoto")
             self.assertEqual(keys(), [self.photos[1][1]])
 
-    def test_an_application_on_the_interpreters_machine_counts(self):
+    def test_uses_an_application_on_the_interpreters_machine(self):
         (self.folder / "remote").write_text("iPhoto")
         with self.server() as server:
             self.wait_for_line(server, "iPhoto was started")
 
-    def test_projects_are_asked_one_by_one(self):
+    def test_runs_one_script_per_project(self):
         self.application("iPhoto")
         numbers = self.add_projects(PROJECTS)
         self.albums("iPhoto", {BASE + number: [BASE + number] for number in numbers})
@@ -234,7 +234,7 @@ class Failures(PhotoApplicationTestCase):
             moxteltest.wait_for(lambda: "iPhoto not running" in server.log(), "the end of iPhoto")
             self.assertEqual(client.result("Get Version"), "1.4")
 
-    def test_an_interpreter_that_dies_is_started_anew_for_the_next_script(self):
+    def test_restarts_a_crashed_interpreter_for_the_next_script(self):
         self.application("iPhoto")
         self.application("Aperture")
         uuid = self.photos[0][1]
@@ -244,7 +244,7 @@ class Failures(PhotoApplicationTestCase):
             self.assertEqual(client.result("Photos of Album", id=self.smart[1]), [])
             self.assertEqual(server.log().count("The script interpreter died"), 1)
             self.assertEqual(len(client.result("Photos of Album", id=self.smart[1])), 1)
-            # Of the two queued scripts, iPhoto's and Aperture's, it dies of the first.
+            # It crashes at the first of the two queued scripts, iPhoto's and Aperture's.
             (self.folder / "crash").touch()
             before, answered = len(self.scripts()), len(self.recorded("answered"))
             client.result("Set GPS of Photo", key=uuid, latitude=1, longitude=2)
@@ -286,7 +286,7 @@ class Failures(PhotoApplicationTestCase):
             wait_until_it_hangs()
             server.process.send_signal(signal.SIGTERM)
             self.assertEqual(server.process.wait(moxteltest.PATIENCE), 0)
-        # While it starts.
+        # During its start.
         server = self.server()
         server.wait = False
         with server:
@@ -294,7 +294,7 @@ class Failures(PhotoApplicationTestCase):
             server.process.send_signal(signal.SIGINT)
             self.assertEqual(server.process.wait(moxteltest.PATIENCE), 0)
 
-    def test_nobody_waits_for_the_names_of_the_applications_on_the_interpreters_machine(self):
+    def test_does_not_wait_for_the_names_of_applications_on_the_interpreters_machine(self):
         self.application("iPhoto")
         (self.folder / "hang-names").touch()
         with self.server() as server, moxteltest.Client(server) as client:
@@ -304,7 +304,7 @@ class Failures(PhotoApplicationTestCase):
             server.process.send_signal(signal.SIGTERM)
             self.assertEqual(server.process.wait(moxteltest.PATIENCE), 0)
 
-    def test_without_an_interpreter_everything_answers(self):
+    def test_answers_every_command_without_an_interpreter(self):
         self.application("iPhoto")
         with moxteltest.Server(self.library, "-ScriptInterpreter", "/no/such/interpreter") as server:
             with moxteltest.Client(server) as client:
@@ -318,12 +318,12 @@ class Failures(PhotoApplicationTestCase):
 
 class Strangers(PhotoApplicationTestCase):
     def ask_everything(self, client, text):
-        """Each command of the protocol, with a text wherever a client may put one; replies are read away."""
+        """Sends each command with a text for every argument; discards the replies."""
         for command in COMMANDS:
             client.send(command, id=text, key=text, latitude=text, longitude=text)
             client.expect_any()
 
-    def test_no_command_carries_a_strangers_text_into_a_script(self):
+    def test_no_command_puts_a_clients_text_into_a_script(self):
         self.application("Aperture")
         with self.server("-PreferAperture", "YES") as server, moxteltest.Client(server) as client:
             before = len(self.scripts())
@@ -336,15 +336,15 @@ class Strangers(PhotoApplicationTestCase):
                 self.assertEqual(client.result("Set GPS of Photo", key=text, latitude=1, longitude=2),
                                  "Set GPS to 1.000000/2.000000")
             self.assertEqual(client.result("Reveal Album", id="the end"), "Revealed Album")
-            # The queue keeps its order: what was queued before has run.
+            # The queue is in order, so everything queued before has run.
             end = 'tell application "Aperture"\nreveal album id "the end"\nend tell'
             moxteltest.wait_for(lambda: end in self.scripts(), "the last script")
             self.assertEqual(self.scripts()[before:], [end])
             self.assertEqual(server.console().count("Refused to send '"), 2 * 5 * len(HOSTILE))
-            # The photos of an album are asked of the application, and one line says that they were not.
+            # The server would ask the application for an album's photos; one log line says that it did not.
             self.assertEqual(server.log().count("refused to put '"), len(HOSTILE))
 
-    def test_what_is_no_text_is_carried_into_no_script_either(self):
+    def test_no_command_puts_other_values_into_a_script(self):
         self.application("Aperture")
         with self.server("-PreferAperture", "YES") as server, moxteltest.Client(server) as client:
             before = len(self.scripts())
@@ -355,7 +355,7 @@ class Strangers(PhotoApplicationTestCase):
             moxteltest.wait_for(lambda: end in self.scripts(), "the last script")
             self.assertEqual(self.scripts()[before:], [end])
 
-    def test_iphoto_gets_numbers_alone(self):
+    def test_iphotos_scripts_contain_only_numbers(self):
         self.application("iPhoto")
         with self.server() as server, moxteltest.Client(server) as client:
             for text in HOSTILE:
@@ -370,7 +370,7 @@ class Strangers(PhotoApplicationTestCase):
             for script in self.scripts():
                 self.assertRegex(script, r'\Atell application "iPhoto"(%s|%s)\Z' % (question, position))
 
-    def test_numbers_from_a_stranger_stay_numbers(self):
+    def test_numbers_from_a_client_stay_numbers(self):
         self.application("Aperture")
         uuid = self.photos[0][1]
         with self.server("-PreferAperture", "YES") as server, moxteltest.Client(server) as client:
@@ -382,10 +382,10 @@ class Strangers(PhotoApplicationTestCase):
                 self.assertRegex(script, r'\Atell application "Aperture"\nset aPhoto to image version id "[^"\n]*"\nset '
                                  r'latitude of aPhoto to [-.0-9a-z]+\nset longitude of aPhoto to [-.0-9a-z]+\nend tell\Z')
 
-    def test_hostile_uuids_in_the_library_run_no_script(self):
+    def test_hostile_uuids_in_the_library_do_not_change_scripts(self):
         """Of smart albums (asked for count, key photo and photos), folders (count) and projects (key photo)."""
         self.application("Aperture")
-        # What a database holds as text ends at a NUL.
+        # The server reads a text from a database up to its first NUL.
         uuids = [text for text in HOSTILE if "\0" not in text]
         for number, text in enumerate(uuids):
             self.change("INSERT INTO RKAlbum (modelId,uuid,name,albumType,albumSubclass,folderUuid,isMagic,isHidden,isInTrash) "

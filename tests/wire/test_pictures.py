@@ -1,6 +1,6 @@
-"""Every delivery command, over the wire, against the files as they lie in the library.
+"""Compares the replies of every delivery command with the files in the library.
 
-What to expect is worked out here from the library's SQLite files and folders alone.
+The expected files are found through the library's SQLite files and folders alone.
 """
 
 import os
@@ -19,7 +19,7 @@ import keyedarchive
 import moxteltest
 from moxteltest import Client, LibraryTestCase, Server
 
-OFFSET = 2**32  # iPhoto's scripts put it on version ids
+OFFSET = 2**32  # the offset of version ids in iPhoto's scripts
 MEMORY_ABOVE_FILE = 64 << 20
 LARGEST_ARCHIVE_AROUND_DATA = 4096
 
@@ -38,7 +38,7 @@ PNG_OF_ONE_PIXEL = (b"\x89PNG\r\n\x1a\n" + png_chunk(b"IHDR", struct.pack(">IIBB
 
 
 class Facts:
-    """What a library's databases say of its picture files."""
+    """Finds a library's picture files through its databases."""
 
     def __init__(self, library):
         self.library = library
@@ -66,7 +66,7 @@ class Facts:
         return next((row for row in self.proxies if row["versionUuid"] == uuid), None)
 
     def face_index(self, uuid):
-        """Which face of the photo stands for the first person whose key photo this is."""
+        """The face number of the first person with this key photo."""
         keys = [row["faceKey"] for row in self.names if row["keyVersionUuid"] == uuid]
         if not keys:
             return 0
@@ -90,7 +90,7 @@ class Facts:
 
 
 def size_of_jpeg(data):
-    """(width, height) as the frame header says it."""
+    """(width, height) from the frame header."""
     place = 2
     while data[place] == 0xFF:
         marker, (length,) = data[place + 1], struct.unpack_from(">H", data, place + 2)
@@ -110,7 +110,7 @@ class PicturesTestCase(LibraryTestCase):
 
 
 class Delivery(PicturesTestCase):
-    """The sample library as it is."""
+    """Tests on the unchanged sample library."""
 
     @classmethod
     def setUpClass(cls):
@@ -121,7 +121,7 @@ class Delivery(PicturesTestCase):
         self.server = self.enterContext(Server(self.library))
         self.client = self.enterContext(Client(self.server))
 
-    def test_thumbnails_are_the_files_as_they_lie(self):
+    def test_thumbnails_are_the_files_unchanged(self):
         found = 0
         for row in self.facts.proxies:
             path = self.facts.thumbnail(row["thumbnailPath"])
@@ -182,7 +182,7 @@ class Delivery(PicturesTestCase):
         self.assertEqual(self.client.error(IMAGE, key=movies[0]["uuid"]), "No Image")
         self.expect_file(self.client, self.facts.image_of(movies[0]), DATA, key=movies[0]["uuid"])
 
-    def test_numbers_find_thumbnails_too(self):
+    def test_model_ids_also_find_thumbnails(self):
         for row in self.facts.proxies[:5]:
             path = self.facts.thumbnail(row["thumbnailPath"])
             for number in (row["versionId"], row["versionId"] + OFFSET):
@@ -190,10 +190,10 @@ class Delivery(PicturesTestCase):
             self.assertIn("versionId '%d' > IPHOTO_BASE_ID, uuid: %d" % (row["versionId"], row["versionId"] + OFFSET),
                           self.server.log())
 
-    def test_numbers_find_no_data(self):
+    def test_model_ids_find_no_data(self):
         self.assertEqual(self.client.error(DATA, key=str(self.facts.versions[0]["modelId"])), "No Image")
 
-    def test_unknown_keys_are_answered_with_the_command_s_error(self):
+    def test_unknown_keys_get_the_commands_error(self):
         for key in ("no such uuid", "x' OR '1'='1", "%@%s%n", "a\0b", "é", "0", "-1", "99999999999999999999", "((("):
             for command, text in FAILURES.items():
                 self.assertEqual(self.client.error(command, key=key), text, (command, key))
@@ -204,7 +204,7 @@ class Delivery(PicturesTestCase):
         self.assertIn("could not prepare query 'SELECT thumbnailPath,miniThumbnailPath,faceTilePath FROM "
                       "RKImageProxyState WHERE versionUuid = 'x' OR '1'='1''", log)
 
-    def test_a_missing_key_is_answered_once_and_by_data_twice(self):
+    def test_a_missing_key_gets_one_reply_but_two_from_data(self):
         expected = {**FAILURES, SQUARE: "No key for Square Thumb"}
         for keys in ({}, {"key": ""}):
             for command, text in expected.items():
@@ -213,13 +213,13 @@ class Delivery(PicturesTestCase):
                     self.assertEqual(self.client.receive(), {"error": text})
                 self.client.expect_silence()
 
-    def test_a_key_that_is_no_text_is_not_answered_and_harms_nobody(self):
+    def test_a_key_that_is_not_a_string_gets_no_reply(self):
         for key in (7, 1.5, True, b"bytes", ["list"], {"a": "b"}):
             for command in FAILURES:
                 self.client.send(command, key=key)
                 self.client.expect_silence()
 
-    def test_replies_are_the_bytes_alone_in_an_envelope(self):
+    def test_replies_contain_only_the_bytes(self):
         envelope = self.client.ask(THUMB, key=self.facts.proxies[0]["versionUuid"])
         self.assertEqual(list(envelope), ["result"])
         self.assertIsInstance(envelope["result"], bytes)
@@ -227,7 +227,7 @@ class Delivery(PicturesTestCase):
 
 
 class OddLibraries(PicturesTestCase):
-    """Each test on a copy of its own, which it changes before the server starts."""
+    """Each test uses its own copy of the library, which it changes before the server starts."""
 
     def setUp(self):
         self.copies = pathlib.Path(tempfile.mkdtemp(prefix="moxteltest.", dir=self.folder))
@@ -248,7 +248,7 @@ class OddLibraries(PicturesTestCase):
         connection.close()
 
     def serve(self):
-        """A client of the copy, which must be the same in the end."""
+        """Yields a client; checks afterwards that the copy is unchanged."""
         before = moxteltest.hash_of_library(self.copy)
         self.addCleanup(lambda: self.assertEqual(moxteltest.hash_of_library(self.copy), before, "was changed"))
         self.server = self.enterContext(Server(self.copy))
@@ -274,7 +274,7 @@ class OddLibraries(PicturesTestCase):
         self.assertEqual(len(lines), 1, lines)
         self.assertIn("versionId '1' > IPHOTO_BASE_ID, uuid: 4294967297", lines[0])
 
-    def test_names_on_disk_may_differ_in_case_and_normal_form(self):
+    def test_file_names_may_differ_in_case_and_normal_form(self):
         for column, form in (("thumbnailPath", "NFC"), ("miniThumbnailPath", "NFD")):
             folder = self.copy / "Thumbnails/Größe" / column
             folder.mkdir(parents=True)
@@ -285,13 +285,13 @@ class OddLibraries(PicturesTestCase):
         for command, column in ((THUMB, "thumbnailPath"), (FULLSCREEN, "thumbnailPath"), (SQUARE, "miniThumbnailPath")):
             self.expect_file(client, self.facts.thumbnail(self.proxy[column]), command, key=self.key)
 
-    def test_masters_may_lie_on_another_disk(self):
+    def test_masters_may_be_on_another_disk(self):
         elsewhere = self.copies / "Other disk"
         (self.copy / "Masters").rename(elsewhere)
         (self.copy / "Masters").symlink_to(elsewhere)
         self.expect_file(self.serve(), self.facts.image_of(self.plain), DATA, key=self.plain["uuid"])
 
-    def test_a_path_leads_nowhere_outside_its_folder(self):
+    def test_paths_cannot_leave_their_folder(self):
         secret = self.copies / "secret.jpg"
         shutil.copy(self.facts.thumbnail(self.proxy["thumbnailPath"]), secret)
         below = self.copy / "Thumbnails" / str(secret).lstrip("/")
@@ -312,7 +312,7 @@ class OddLibraries(PicturesTestCase):
         for command in (DATA, IMAGE):
             self.assertEqual(client.error(command, key=self.plain["uuid"]), "No Image")
 
-    def test_what_is_no_regular_file_is_not_waited_for(self):
+    def test_does_not_wait_for_files_that_are_not_regular(self):
         os.mkfifo(self.copy / "Thumbnails/pipe.jpg")
         (self.copy / "Masters/folder.jpg").mkdir()
         (self.copy / "Thumbnails/loop.jpg").symlink_to("loop.jpg")
@@ -328,7 +328,7 @@ class OddLibraries(PicturesTestCase):
         self.assertEqual(client.error(DATA, key=self.plain["uuid"]), "No Image")
         self.assertEqual(client.error(IMAGE, key=self.plain["uuid"]), "No Image")
 
-    def test_a_key_photo_shows_its_person_s_face_whatever_its_number(self):
+    def test_a_key_photo_shows_its_persons_face_of_any_number(self):
         """The sample's key photos all show face 0."""
         name = next(row for row in self.facts.names if self.facts.proxy_of(row["keyVersionUuid"]))
         key = name["keyVersionUuid"]
@@ -340,10 +340,10 @@ class OddLibraries(PicturesTestCase):
             (self.copy / ("Thumbnails/x/y_face%d.jpg" % number)).write_bytes(b"face %d" % number)
         client = self.serve()
         self.assertEqual(client.result(SQUARE, key=key, isFace=True), b"face 3")
-        number = str(self.facts.proxy_of(key)["versionId"])  # is no person's key photo: that is named by uuid
+        number = str(self.facts.proxy_of(key)["versionId"])  # is not a person's key photo, which is referenced by uuid
         self.assertEqual(client.result(SQUARE, key=number, isFace=True), b"face 0")
 
-    def test_an_empty_file_is_no_bytes(self):
+    def test_an_empty_file_gives_empty_data(self):
         (self.copy / "Thumbnails/empty.jpg").touch()
         self.set_thumbnail("empty.jpg")
         self.assertEqual(self.serve().result(THUMB, key=self.key), b"")
@@ -355,7 +355,7 @@ class OddLibraries(PicturesTestCase):
         self.assertEqual(client.error(DATA, key=self.key), "No Image")
         self.assertEqual(client.error(IMAGE, key=self.key), "No Image")
 
-    # ---- large files: sparse, outside of the library, a link leads there ----
+    # ---- Large files: sparse, outside the library, reached through a link ----
 
     def large_master(self, size):
         path = self.copies / "large.mov"
@@ -381,7 +381,7 @@ class OddLibraries(PicturesTestCase):
         self.skip_without_memory(size + (512 << 20))
         self.large_master(size)
         client = self.serve()
-        client.socket.settimeout(300)  # reading as much takes a loaded machine long
+        client.socket.settimeout(300)  # reading this much takes long on a busy machine
         client.send(DATA, key=self.plain["uuid"])
         (length,) = struct.unpack("=I", client.receive_exactly(4))
         self.assertIn(length - size, range(LARGEST_ARCHIVE_AROUND_DATA))
@@ -392,7 +392,7 @@ class OddLibraries(PicturesTestCase):
         self.assertEqual(client.result("Get Version"), "1.4")
         self.expect_memory_below(size + MEMORY_ABOVE_FILE)
 
-    def test_a_movie_that_is_cut_while_it_is_sent_ends_its_connection_and_no_more(self):
+    def test_a_movie_truncated_while_it_is_sent_ends_only_its_connection(self):
         size = 256 << 20
         self.skip_without_memory(size + (512 << 20))
         movie = self.large_master(size)
@@ -400,7 +400,7 @@ class OddLibraries(PicturesTestCase):
         client.send(DATA, key=self.plain["uuid"])
         (length,) = struct.unpack("=I", client.receive_exactly(4))
         self.assertGreater(length, size)
-        os.truncate(movie, 1 << 20)  # nearly all of it is still to be sent
+        os.truncate(movie, 1 << 20)  # most of it has not been sent yet
         count = 0
         while chunk := client.socket.recv(1 << 20):
             count += len(chunk)
@@ -411,7 +411,7 @@ class OddLibraries(PicturesTestCase):
         self.assertEqual(len(again.result(DATA, key=self.plain["uuid"])), 1 << 20)
 
     def serve_with_decoder(self, script):
-        """As serve(), by a server whose picture decoder is the script."""
+        """Like serve(), with a script as the picture decoder."""
         programs = self.copies / "programs"
         programs.mkdir()
         server = programs / "moxtelserverd"
@@ -422,7 +422,7 @@ class OddLibraries(PicturesTestCase):
         with unittest.mock.patch.dict(os.environ, MOXTEL_SERVER=str(server)):
             return self.serve()
 
-    def test_a_decoder_that_crashes_costs_its_picture_and_no_more(self):
+    def test_a_crashing_decoder_affects_only_its_picture(self):
         (self.copy / "Masters/white.png").write_bytes(PNG_OF_ONE_PIXEL)
         self.set_master("white.png")
         asked = self.copies / "asked"
@@ -450,7 +450,7 @@ class OddLibraries(PicturesTestCase):
         else:
             self.assertLessEqual(self.server.memory(), bound)
 
-    def test_a_movie_past_the_length_of_a_reply_is_not_read(self):
+    def test_does_not_read_a_movie_larger_than_a_reply(self):
         movie = self.large_master((4 << 30) + 1)
         client = self.serve()
         before = self.server.memory()
@@ -465,7 +465,7 @@ class OddLibraries(PicturesTestCase):
         self.assertEqual(movie.stat().st_size, (4 << 30) + 1)
 
     def bytes_read_by_server(self):
-        """By read() and its like, from memory or disk."""
+        """Bytes that the process has read, from cache or disk."""
         for line in pathlib.Path("/proc/%d/io" % self.server.process.pid).read_text().splitlines():
             if line.startswith("rchar:"):
                 return int(line.split()[1])

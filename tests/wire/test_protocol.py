@@ -1,4 +1,4 @@
-"""The connection itself: strangers, broken requests, clients that vanish, and a library nobody may change."""
+"""The connection: untrusted peers, malformed requests, clients that disconnect, and libraries without write access."""
 
 import os
 import pathlib
@@ -24,7 +24,7 @@ HOSTILE_TEXTS = ("'", "''", "' OR '1'='1", "'; DROP TABLE RKVersion; --", "\0", 
 
 
 def request_of_size(size, command="Get Version"):
-    """An archive of exactly so many bytes."""
+    """A request archive of exactly this many bytes."""
     padding = size - len(request(command, padding="x" * 1000)) + 1000
     data = request(command, padding="x" * padding)
     assert len(data) == size, len(data)
@@ -42,7 +42,7 @@ class Protocol(moxteltest.LibraryTestCase):
         return client
 
     def still_serves(self):
-        """The server runs and answers a new client."""
+        """Checks that the server runs and answers a new client."""
         self.assertTrue(self.server.is_running())
         with Client(self.server) as client:
             self.assertEqual(client.result("Get Version"), "1.4")
@@ -57,7 +57,7 @@ class Protocol(moxteltest.LibraryTestCase):
         self.assertEqual(dict(envelope), {"result": "1.4"})
         self.assertFalse(envelope.is_mutable)
 
-    def test_commands_are_told_apart_by_every_letter(self):
+    def test_compares_every_letter_of_a_command(self):
         client = self.client()
         for command in ("get version", "Get Version ", "GET VERSION", "", "%@%s%n", "é🙂", "a'b", "x" * 3000):
             self.assertEqual(client.error(command), "Command '%s' was not handled" % command)
@@ -67,17 +67,17 @@ class Protocol(moxteltest.LibraryTestCase):
         client.send_bytes(keyedarchive.encode({"command": "Get Version"}, plistlib.FMT_XML))
         self.assertEqual(client.receive(), {"result": "1.4"})
 
-    def test_a_request_of_4096_bytes_is_taken_whole(self):
+    def test_accepts_a_request_of_4096_bytes(self):
         client = self.client()
         client.send_bytes(request_of_size(LARGEST_REQUEST))
         self.assertEqual(client.receive(), {"result": "1.4"})
 
-    def test_a_request_of_4097_bytes_is_not_answered(self):
+    def test_rejects_a_request_of_4097_bytes(self):
         client = self.client()
         client.send_bytes(request_of_size(LARGEST_REQUEST + 1))
         client.expect_silence()
 
-    def test_a_request_in_two_parts_is_not_answered(self):
+    def test_a_request_in_two_parts_gets_no_reply(self):
         client = self.client()
         data = request("Get Version")
         client.send_bytes(data[:50])
@@ -85,17 +85,17 @@ class Protocol(moxteltest.LibraryTestCase):
         client.send_bytes(data[50:])
         client.expect_silence()
 
-    def test_two_requests_in_one_read_are_at_most_one(self):
+    def test_two_requests_in_one_read_count_as_at_most_one(self):
         client = self.client()
         slow = request("Photos of Album", id="allPhotosAlbum")
         client.send_bytes(slow)
         client.receive()
-        # Sent in one call they lie in one segment, and so in one read.
+        # Sent with one call, both arrive in one segment and are read together.
         client.send_bytes(request("Get Version") + request("Get Version"))
         client.wait_until_read()
         self.assertEqual(client.ask("Nothing"), {"error": "Command 'Nothing' was not handled"})
 
-    def test_no_answer_to_what_is_no_request(self):
+    def test_malformed_requests_get_no_reply(self):
         client = self.client()
         for data in (b"x", b"\0" * 100, b"bplist00", request("Get Version")[:-1], b"<?xml version=\"1.0\"?><plist>",
                      keyedarchive.encode("Get Version"), keyedarchive.encode(["command", "Get Version"]),
@@ -112,13 +112,13 @@ class Protocol(moxteltest.LibraryTestCase):
         client.expect_silence()
         self.assertIn(BAD_DICTIONARY, self.server.log())
 
-    def test_what_is_no_archive_is_not_logged_as_a_dictionary(self):
+    def test_does_not_log_malformed_requests_as_dictionaries(self):
         client = self.client()
         client.send_bytes(b"not an archive")
         client.expect_silence()
         self.assertNotIn(BAD_DICTIONARY, self.server.log())
 
-    def test_a_key_of_another_kind_is_not_answered(self):
+    def test_a_key_of_the_wrong_type_gets_no_reply(self):
         client = self.client()
         for key in ([1], {"a": 1}, b"data", 1.5):
             with self.subTest(key=key):
@@ -132,7 +132,7 @@ class Protocol(moxteltest.LibraryTestCase):
         self.assertIn("did not found album with ID '1'", self.server.log())
 
     def test_infos_without_a_key_answer_the_error_alone(self):
-        # The lookup that follows finds nothing, and nothing is no reply.
+        # The lookup after the error finds no photo and sends no reply.
         for keys in ({}, {"key": ""}):
             client = self.client()
             self.assertEqual(client.error("Infos of Photo", **keys), "No Image")
@@ -184,14 +184,14 @@ class Protocol(moxteltest.LibraryTestCase):
         client.socket.close()
         self.still_serves()
 
-    # Clients that come and go
+    # Connecting and disconnecting clients
 
-    def test_a_client_that_says_nothing(self):
+    def test_a_silent_client(self):
         self.client().socket.close()
         wait_for(lambda: "Lost connection to Moxtel" in self.server.console(), "the console line")
         self.still_serves()
 
-    def test_a_client_that_vanishes_at_every_stage(self):
+    def test_a_client_that_disconnects_at_every_stage(self):
         data = request("Photos of Album", id="allPhotosAlbum")
 
         def nothing(client):
@@ -229,7 +229,7 @@ class Protocol(moxteltest.LibraryTestCase):
         with self.assertRaises(moxteltest.Closed):
             client.receive_exactly(1)
 
-    def test_the_second_client_waits_for_the_first_to_go(self):
+    def test_the_second_client_waits_until_the_first_disconnects(self):
         first = self.client()
         self.assertEqual(first.result("Get Version"), "1.4")
         second = self.client()
@@ -253,7 +253,7 @@ class Protocol(moxteltest.LibraryTestCase):
         wait_for(lambda: self.server.console().count("Lost connection") == 31, "the clients to be gone")
         wait_for(lambda: descriptors() <= before, "the descriptors to be closed", 5)
 
-    def test_the_console_tells_of_clients(self):
+    def test_the_console_reports_clients(self):
         self.still_serves()
         wait_for(lambda: "Lost connection to Moxtel on '" in self.server.console() or
                  "Lost connection to Moxtel" in self.server.console(), "the console line")
@@ -268,7 +268,7 @@ class Protocol(moxteltest.LibraryTestCase):
         body = b"".join(client.receive_exactly(min(100, length - at)) for at in range(0, length, 100))
         self.assertEqual(keyedarchive.decode(body)["result"], expected)
 
-    def test_thumbnails_are_the_files_as_they_lie(self):
+    def test_thumbnails_are_the_files_unchanged(self):
         client = self.client()
         files = {path.read_bytes() for path in (self.library / "Thumbnails").rglob("*_1024.jpg")}
         for photo in client.result("Photos of Album", id="allPhotosAlbum")[:10]:
@@ -276,7 +276,7 @@ class Protocol(moxteltest.LibraryTestCase):
 
 
 class Refusals(moxteltest.LibraryTestCase):
-    def test_a_port_in_use_is_told_in_the_console(self):
+    def test_the_console_reports_a_busy_port(self):
         with Server(self.library) as first:
             second = Server(self.library, wait=False)
             second.arguments[second.arguments.index("-Port") + 1] = str(first.port)
@@ -293,7 +293,7 @@ class Refusals(moxteltest.LibraryTestCase):
             self.assertEqual(ended.returncode, 2, arguments)
             self.assertTrue(ended.stderr or ended.stdout)
 
-    def test_a_server_ends_in_good_order_when_told_to(self):
+    def test_a_server_ends_cleanly_on_a_signal(self):
         for told in (signal.SIGTERM, signal.SIGINT):
             with self.subTest(signal=told.name), Server(self.library) as server:
                 with Client(server) as client:
@@ -303,7 +303,7 @@ class Refusals(moxteltest.LibraryTestCase):
                     with self.assertRaises((moxteltest.Closed, ConnectionError)):
                         client.receive_exactly(1)
 
-    def test_a_client_that_reads_slowly_does_not_hold_up_the_end(self):
+    def test_a_slow_reader_does_not_delay_the_end(self):
         library = moxteltest.make_library(self.folder / "Large", *self.options)
         for master in (path for path in (library / "Masters").rglob("*") if path.is_file()):
             os.truncate(master, 64 << 20)
@@ -317,7 +317,7 @@ class Refusals(moxteltest.LibraryTestCase):
             self.assertGreater(length, 64 << 20)
             server.process.send_signal(signal.SIGTERM)
 
-            # Slow, but never silent for so long that the server would give it up.
+            # Slow, but with pauses shorter than the server's time-out.
             def has_ended():
                 try:
                     client.socket.recv(20_000)
@@ -334,7 +334,7 @@ class Refusals(moxteltest.LibraryTestCase):
             self.assertEqual(ended.returncode, 0)
             self.assertTrue(ended.stdout)
 
-    def test_a_missing_library_is_told_and_served_as_nothing(self):
+    def test_a_missing_library_is_reported_and_served_as_empty(self):
         with Server(self.folder / "nowhere") as server, Client(server) as client:
             self.assertIn("Problem with reading iPhoto or Aperture data: '", server.console())
             self.assertEqual(client.result("Get Version"), "1.4")
@@ -342,7 +342,7 @@ class Refusals(moxteltest.LibraryTestCase):
 
 
 class ReadOnlyLibrary(moxteltest.LibraryTestCase):
-    """The same answers from a folder that cannot be written."""
+    """Compares the replies from a writable and a read-only folder."""
 
     def answers(self, library):
         with Server(library) as server, Client(server) as client:

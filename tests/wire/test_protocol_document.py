@@ -1,6 +1,6 @@
-"""Holds docs/protocol.md to the truth: sends its requests, byte for byte, and compares the replies.
+"""Sends the requests of docs/protocol.md, byte for byte, and compares the replies with the document.
 
-With --write the bytes and values of the examples are taken anew from the server; the requests stay.
+With --write it updates the bytes and values of the examples from the server; the requests stay.
 """
 
 import json
@@ -16,8 +16,8 @@ from moxteltest import Client, Server
 
 DOCUMENT = pathlib.Path(__file__).resolve().parents[2] / "docs" / "protocol.md"
 EXAMPLE = re.compile(r"```example\n(.*?)```", re.DOTALL)
-SHOWN = 400  # bytes of a reply that are shown
-SHOWN_DATA = 16  # bytes of a data value
+SHOWN = 400  # bytes shown of a reply
+SHOWN_DATA = 16  # bytes shown of a data value
 
 
 def hex_lines(data):
@@ -25,7 +25,7 @@ def hex_lines(data):
 
 
 def plain(value):
-    """A decoded value as JSON shows it; data as its size and first bytes."""
+    """A decoded value for JSON; data becomes its size and first bytes."""
     if isinstance(value, dict):
         return {key: plain(part) for key, part in value.items()}
     if isinstance(value, (list, tuple)):
@@ -38,7 +38,7 @@ def plain(value):
 
 
 def replies_to(server, request):
-    """Every reply to one request, in order; none for what is not answered."""
+    """All replies to one request, in order."""
     with Client(server) as client:
         client.send_bytes(request)
         client.wait_until_read()
@@ -55,7 +55,7 @@ VERSION = keyedarchive.encode({"command": "Get Version"})
 
 
 def example_of(server, request):
-    """The text of an example: what is sent, and what comes back."""
+    """The text of an example: the request and its replies."""
     data = keyedarchive.encode(request)
     lines = [json.dumps(request, ensure_ascii=False), "sends %d bytes" % len(data)] + hex_lines(data)
     for reply in replies_to(server, data):
@@ -74,7 +74,7 @@ class ProtocolDocument(moxteltest.LibraryTestCase):
     def requests(self):
         return [json.loads(text.partition("\n")[0]) for text in EXAMPLE.findall(DOCUMENT.read_text("utf-8"))]
 
-    def test_every_example_is_what_the_server_does(self):
+    def test_every_example_matches_the_server(self):
         self.maxDiff = None
         with Server(self.library) as server:
             def answered(match):
