@@ -104,13 +104,16 @@ class Daemon(moxteltest.LibraryTestCase):
     def test_user_signal_without_a_client_changes_nothing(self):
         with Server(self.library) as server:
             self.send(server, signal.SIGUSR1)
-            try:
-                with Client(server) as early:
-                    early.result("Get Version")
-            except (moxteltest.Closed, ConnectionError):
-                pass  # it connected before the signal was handled, and was disconnected
-            with Client(server) as client:
-                self.assertEqual(client.result("Get Version"), "1.4")
+            served = 0
+            for _ in range(3):
+                try:
+                    with Client(server) as client:
+                        self.assertEqual(client.result("Get Version"), "1.4")
+                        served += 1
+                except (moxteltest.Closed, ConnectionError):
+                    pass  # it connected before the signal was handled, and was disconnected
+            # One signal disconnects at most one client.
+            self.assertGreaterEqual(served, 2)
 
     def test_each_termination_signal_ends_it_cleanly_with_a_client(self):
         for number in (signal.SIGTERM, signal.SIGINT):
