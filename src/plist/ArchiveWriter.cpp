@@ -23,12 +23,11 @@ std::uint8_t* putUnit(std::uint8_t* place, char32_t unit) { return putSized(plac
 
 void ArchiveWriter::startChunk(std::size_t atLeast) {
   sealPiece();
-  const std::size_t size = std::max(atLeast, std::min(largestChunk_, chunkSize_));
+  const std::size_t size = std::max(atLeast, chunkSize_);
   chunkSize_ = std::min(kLargestChunk, chunkSize_ * 4);
-  Block& chunk = out_.owned_.emplace_back();
-  chunk.grow(size);
-  next_ = pieceStart_ = static_cast<std::uint8_t*>(chunk.get());
-  end_ = next_ + chunk.size();
+  out_.owned_.push_back(std::make_unique_for_overwrite<std::uint8_t[]>(size));
+  next_ = pieceStart_ = out_.owned_.back().get();
+  end_ = next_ + size;
 }
 
 void ArchiveWriter::seal(std::span<const std::uint8_t> piece) {
@@ -98,34 +97,6 @@ void ArchiveWriter::string(std::string_view text) {
   next_ = place + text.size();
 }
 
-bool ArchiveWriter::asciiString(std::string_view text, LeafHash& hash) {
-  // A long text that is none would leave much room behind that nothing takes.
-  constexpr std::size_t kLong = 4096;
-  if (text.size() > kLong && !isAscii(text)) return false;
-  std::uint8_t* place = putHead(room(kLongestHead + text.size()), 5, text.size());
-  const auto* from = reinterpret_cast<const std::uint8_t*>(text.data());
-  std::size_t left = text.size();
-  std::uint64_t seen = 0;
-  const auto take = [&seen, &hash](std::uint8_t* to, const std::uint8_t* bytes) {
-    const std::uint64_t word = eightBytes(bytes);
-    std::memcpy(to, &word, sizeof word);
-    hash.mix(word);
-    seen |= word;
-  };
-  for (; left >= 8; left -= 8, from += 8, place += 8) take(place, from);
-  if (left > 0 && text.size() >= 8) {
-    take(place + left - 8, from + left - 8);
-  } else if (left > 0) {
-    const std::uint64_t word = fewBytes(from, left);
-    copyFewBytes(place, from, left);
-    hash.mix(word);
-    seen |= word;
-  }
-  if ((seen & 0x8080808080808080u) != 0) return false;
-  next_ = place + left;
-  return true;
-}
-
 void ArchiveWriter::utf16(std::string_view text) {
   const std::size_t units = utf16Units(text);
   std::uint8_t* place = putHead(room(kLongestHead + 2 * units), 6, units);
@@ -163,7 +134,7 @@ void ArchiveWriter::data(const Value& data) {
   next_ = putHead(room(kLongestHead), 4, bytes.size());
   sealPiece();
   seal(bytes);
-  out_.lent_.push_back(data);
+  out_.borrowed_.push_back(data);
 }
 
 void ArchiveWriter::copiedData(const Bytes& bytes) {

@@ -9,7 +9,6 @@
 #include <string_view>
 #include <vector>
 
-#include "plist/ArchiveTables.h"
 #include "plist/KeyedArchive.h"
 
 namespace moxtel {
@@ -46,17 +45,17 @@ class ArchiveWriter final {
   // Bytes written so far: the offset of what comes next.
   std::uint64_t offset() const noexcept { return sealed_ + static_cast<std::uint64_t>(next_ - pieceStart_); }
 
-  // Room for that many bytes in one stretch; written() then takes what was used of it.
+  // Contiguous room for that many bytes; written() then takes the part of it that was used.
   std::uint8_t* room(std::size_t count) {
     if (!hasRoom(count)) startChunk(count);
     return next_;
   }
   // Whether that much can be written without a new chunk.
   bool hasRoom(std::size_t count) const noexcept { return count <= static_cast<std::size_t>(end_ - next_); }
-  void written(const std::uint8_t* end) noexcept { next_ += end - next_; }
+  void written(std::uint8_t* end) noexcept { next_ = end; }
 
   std::uint8_t* next() noexcept { return next_; }
-  // Drops the last bytes written; no more than since the last new chunk. They stay readable until the next
+  // Drops the last bytes written, no more than since the last new chunk. They stay readable until the next
   // write.
   void takeBack(std::size_t count) noexcept { next_ -= count; }
   // What was written from an offset on, up to the end of its chunk.
@@ -79,11 +78,9 @@ class ArchiveWriter final {
   void real(double value);
   // A text in ASCII where it is, else in UTF-16.
   void string(std::string_view text);
-  // The same, mixing the text into the hash on its way; nothing is written when it is not ASCII.
-  bool asciiString(std::string_view text, LeafHash& hash);
   void date(Date value);
   void uid(std::uint64_t index);
-  // Large data is borrowed, not copied: it lives until the pieces are gone.
+  // Large data is not copied: the pieces keep it alive.
   void data(const Value& data);
   void copiedData(const Bytes& bytes);
   // Data of so many bytes that are not written here: they count in the offsets, but not in the pieces.
@@ -93,15 +90,13 @@ class ArchiveWriter final {
   // The last 32 bytes; the table of offsets was begun at `table`.
   void trailer(std::uint64_t table, int referenceWidth, std::uint64_t objects, std::uint64_t top);
 
-  // From here on chunks come from the heap, each so small that it is served from what was freed there.
-  void reuseHeap() noexcept { largestChunk_ = kHeapChunk; }
-
   // What was written.
   ArchivePieces finish();
 
  private:
-  static constexpr std::size_t kLargestChunk = 4 * kHugePage;
-  static constexpr std::size_t kHeapChunk = 120 * std::size_t{1024};
+  // Below the size from which the C library requests each allocation from the system: chunks reuse the memory
+  // of a root that was freed.
+  static constexpr std::size_t kLargestChunk = std::size_t{64} << 10;
 
   static std::uint8_t* putLongHead(std::uint8_t* place, int kind, std::uint64_t count) noexcept;
   void startChunk(std::size_t atLeast);
@@ -114,7 +109,6 @@ class ArchiveWriter final {
   std::uint8_t* next_ = nullptr;
   std::uint8_t* end_ = nullptr;
   std::size_t chunkSize_ = 2048;
-  std::size_t largestChunk_ = kLargestChunk;
   std::vector<std::uint64_t> pieceOffsets_;  // of the pieces in out_
   std::uint64_t sealed_ = 0;
   std::uint64_t absentOffset_ = 0;

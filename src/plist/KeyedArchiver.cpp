@@ -1,11 +1,13 @@
 // The writer: Value to a binary property list in two passes.
 //
-// The first walks the value, gives every archived object its index in $objects, writes texts, numbers and
-// data (whose bytes depend on nothing else) and notes collections as indexes. Then the number of objects and
-// so the width of references is known, and the second pass writes the collections from the notes alone.
+// The first pass walks the value, gives every archived object its index in $objects, writes texts, numbers
+// and data (whose bytes depend on nothing else), and records collections as lists of indexes. The number of
+// objects, and with it the width of references, is known only then. The second pass writes the collections
+// from what was recorded, without the value.
 //
-// Objects of the property list are numbered: the outer dictionary, constants (keys, class names), $top, the
-// $objects array, its elements, one UID for each element, and the inner objects of collections and dates.
+// Objects of the property list are numbered in this order: the outer dictionary, constants (keys, class
+// names), $top, the $objects array, its elements, one UID for each element, and the inner objects of
+// collections and dates.
 #include <algorithm>
 #include <array>
 #include <bit>
@@ -14,9 +16,9 @@
 #include <stdexcept>
 #include <unordered_map>
 
-#include "plist/ArchiveTables.h"
 #include "plist/ArchiveWriter.h"
 #include "plist/KeyedArchive.h"
+#include "plist/LeafTable.h"
 
 namespace moxtel {
 
@@ -67,10 +69,10 @@ constexpr std::array<const char*, kConstants> kConstantTexts = {"$version",
                                                                 "NSDate",
                                                                 "NSNull"};
 
-// What the first pass notes, in 32-bit words: a Note, the object's index, then
-// Array: count, indexes; Dictionary: count, place of the keys' indexes in keys_, values' indexes (two words
-// for the place); Date: two halves of the double; ClassObject: the class's Constant.
-enum class Note : std::uint32_t {
+// The objects that the second pass writes. The first pass records each in 32-bit words: the kind, the
+// object's index, then Array: count, indexes; Dictionary: count, place of the keys' indexes in keys_ (two
+// words), the values' indexes; Date: the bits of its seconds (two words); ClassObject: the class's Constant.
+enum class Deferred : std::uint32_t {
   Array,
   MutableArray,
   Dictionary,
@@ -80,20 +82,20 @@ enum class Note : std::uint32_t {
   ClassObject
 };
 
-Constant classOf(Note note) {
-  switch (note) {
-    case Note::Array:
+Constant classOf(Deferred kind) {
+  switch (kind) {
+    case Deferred::Array:
       return kArrayClass;
-    case Note::MutableArray:
+    case Deferred::MutableArray:
       return kMutableArrayClass;
-    case Note::Dictionary:
+    case Deferred::Dictionary:
       return kDictionaryClass;
-    case Note::MutableDictionary:
+    case Deferred::MutableDictionary:
       return kMutableDictionaryClass;
-    case Note::Date:
+    case Deferred::Date:
       return kDateClass;
-    case Note::Null:
-    case Note::ClassObject:
+    case Deferred::Null:
+    case Deferred::ClassObject:
       break;
   }
   return kNullClass;
@@ -106,7 +108,7 @@ std::vector<Constant> classChain(Constant name) {
   return {name, kObjectClass};
 }
 
-// A guess, for a table that is sized once: the first item of a list stands for all of them.
+// An estimate from the first item of each list, so that the table rarely grows.
 std::size_t expectedLeaves(const Value& value, int depth = 0) {
   constexpr int kDeepest = 4;
   constexpr std::size_t kMost = 1u << 20;
@@ -122,7 +124,7 @@ std::size_t expectedLeaves(const Value& value, int depth = 0) {
   return std::min(kMost, sum);
 }
 
-// Texts and numbers: what is found again by its bytes.
+// Texts and numbers, equal ones of which are found by their bytes.
 bool isLeaf(const Value& value) { return value.isString() || value.isNumber(); }
 
 class Archiver final {
@@ -136,11 +138,11 @@ class Archiver final {
   std::uint64_t absentDataOffset() const { return out_.absentDataOffset(); }
 
  private:
-  // A text or number that was written and is not yet looked up: the table is large and its slots are far
-  // apart, so that they are fetched while the next leaves are written.
+  // A text or number that was written and is not yet looked up. The table is larger than the processor's
+  // cache: its slots are loaded while the next leaves are written.
   struct PendingLeaf {
     std::size_t size;
-    std::size_t word;  // in notes_, that takes its index
+    std::size_t word;  // in deferred_, receives its index
     std::uint32_t hash;
   };
 
@@ -151,37 +153,35 @@ class Archiver final {
   std::uint32_t addLeaf(const Value& value);
   void settle();
   std::uint32_t keepLeaf(const PendingLeaf& leaf, const std::uint8_t* bytes);
-  bool isKnownText(const Value& value, std::uint32_t& index);
   PendingLeaf writeLeaf(const Value& value, std::size_t word);
   void writeBytes(const Value& value);
   std::uint32_t addDate(Date date);
   std::uint32_t addNull();
-  std::uint32_t addKey(const Text& key);
   std::uint32_t addShared(const Value& value);
   std::uint32_t addStored(const Value& value, std::uint32_t* known);
   void addArray(const Array& array, std::uint32_t index);
   void addDictionary(const Dictionary& dictionary, std::uint32_t index);
   std::uint64_t addKeys(const Dictionary& dictionary);
   std::uint32_t newObject();
-  std::size_t newNote(Note note, std::uint32_t index, std::size_t words);
-  void useClass(Note note);
+  std::size_t defer(Deferred kind, std::uint32_t index, std::size_t words);
+  void useClass(Deferred kind);
   void useConstant(Constant constant);
 
   // Second pass.
   void numberObjects();
   void writeCollections();
   template <class Ref>
-  void writeNotes();
+  void writeDeferred();
   template <class Ref>
-  const std::uint32_t* writeNote(const std::uint32_t* note);
+  const std::uint32_t* writeNext(const std::uint32_t* words);
   template <class Ref>
-  void writeArray(const std::uint32_t* note);
+  void writeArray(const std::uint32_t* words);
   template <class Ref>
-  void writeDictionary(const std::uint32_t* note);
+  void writeDictionary(const std::uint32_t* words);
   template <class Ref>
-  void writeDate(const std::uint32_t* note);
+  void writeDate(const std::uint32_t* words);
   template <class Ref>
-  void writeClassObject(const std::uint32_t* note);
+  void writeClassObject(const std::uint32_t* words);
   template <class Ref>
   void writeUids(const std::uint32_t* indexes, std::size_t count);
   template <class Ref>
@@ -193,7 +193,7 @@ class Archiver final {
   template <class Offset>
   void writeOffsetsAs();
   template <class Offset>
-  void writeOffsetList(const Words<std::uint64_t>& offsets);
+  void writeOffsetList(const std::vector<std::uint64_t>& offsets);
   template <class Write>
   void writeRun(std::uint64_t first, std::uint64_t end, std::size_t size, Write&& write);
 
@@ -204,46 +204,38 @@ class Archiver final {
     return place + sizeof swapped;
   }
   std::uint64_t constantNumber(Constant constant) const { return constantNumbers_[constant]; }
-  std::uint64_t classUid(Note note) const { return uidBase_ + classIndexes_[classOf(note)]; }
+  std::uint64_t classUid(Deferred kind) const { return uidBase_ + classIndexes_[classOf(kind)]; }
   std::uint64_t newInner() {
-    innerOffsets_.append(out_.offset());
+    innerOffsets_.push_back(out_.offset());
     return innerBase_ + innerOffsets_.size() - 1;
   }
 
-  struct KnownText {
-    const void* identity = nullptr;
-    std::uint32_t index = 0;  // 0: met once
-  };
-  // A dictionary's list of keys: its address, how many of it, and their place in keys_.
+  // A dictionary's list of keys: its identity, the number of them in use, and their place in keys_.
   struct KnownList {
     const void* identity = nullptr;
     std::size_t count = 0;
     std::uint64_t place = 0;
   };
-  KnownText& knownTextAt(const void* identity) {
-    return knownTexts_[mixedBits(reinterpret_cast<std::uintptr_t>(identity)) >> 56];
-  }
 
   Value root_;
   std::optional<std::uint64_t> absentDataSize_;
   ArchiveWriter out_;
-  Words<std::uint64_t> offsets_;  // by index in $objects
-  Words<std::uint32_t> notes_;
-  Words<std::uint32_t> keys_;  // the dictionaries' lists of keys
+  std::vector<std::uint64_t> offsets_;  // by index in $objects
+  std::vector<std::uint32_t> deferred_;
+  std::vector<std::uint32_t> keys_;  // the dictionaries' lists of keys
   LeafTable leaves_;
   std::array<PendingLeaf, 16> pending_{};
   std::size_t pendingCount_ = 0;
   std::unordered_map<std::uint64_t, std::uint32_t> dates_;  // by the bits of their seconds
   std::unordered_map<const void*, std::uint32_t> shared_;   // by storage
   std::uint32_t null_ = 0;
-  std::array<KnownText, 256> knownTexts_{};
   std::array<KnownList, 4> knownLists_{};
   std::size_t nextKnownList_ = 0;
   std::array<std::uint64_t, kConstants> constantOffsets_{};
   std::array<std::uint64_t, kConstants> constantNumbers_{};
   std::array<std::uint32_t, kConstants> classIndexes_{};
   std::uint32_t rootIndex_ = 0;
-  std::uint64_t inner_ = 0;  // objects inside collections and dates that the notes will take
+  std::uint64_t inner_ = 0;  // objects inside the collections and dates in deferred_
 
   std::uint64_t topNumber_ = 0;
   std::uint64_t objectBase_ = 0;
@@ -253,14 +245,13 @@ class Archiver final {
   std::uint64_t objectCount_ = 0;
   std::array<std::uint64_t, 3> frameOffsets_{};  // outer dictionary, $top, $objects
   std::uint64_t uidOffset_ = 0;
-  Words<std::uint64_t> innerOffsets_;
+  std::vector<std::uint64_t> innerOffsets_;
 };
 
 ArchivePieces Archiver::archive() {
   start();
   rootIndex_ = root_.isNil() ? 0 : add(root_);
-  // All of it is noted; a large list takes more memory than its archive, which can be written into it.
-  if (!root_.isShared()) out_.reuseHeap();
+  // A large list takes more memory than its archive: what both passes need together stays small.
   root_ = {};
   numberObjects();
   writeCollections();
@@ -298,14 +289,9 @@ std::uint32_t Archiver::add(const Value& value) {
   return addShared(value);
 }
 
-// An item of a collection, whose index goes into notes_.
+// An item of a collection, whose index goes into deferred_.
 void Archiver::addInto(std::size_t word, const Value& value) {
   if (isLeaf(value)) {
-    std::uint32_t known = 0;
-    if (isKnownText(value, known)) {
-      notes_[word] = known;
-      return;
-    }
     const std::size_t longest = ArchiveWriter::kLongestHead + 17 + 2 * value.string().size();
     if (pendingCount_ == pending_.size() || !out_.hasRoom(longest)) settle();
     pending_[pendingCount_++] = writeLeaf(value, word);
@@ -313,7 +299,7 @@ void Archiver::addInto(std::size_t word, const Value& value) {
   }
   settle();
   const std::uint32_t added = add(value);
-  notes_[word] = added;
+  deferred_[word] = added;
 }
 
 std::uint32_t Archiver::addLeaf(const Value& value) {
@@ -323,14 +309,14 @@ std::uint32_t Archiver::addLeaf(const Value& value) {
   return keepLeaf(leaf, out_.next());
 }
 
-// Pending leaves stand one after another at the end of what was written; those that are new stay.
+// Pending leaves are the last bytes written, one after another. Those that are new are kept.
 void Archiver::settle() {
   std::size_t size = 0;
   for (std::size_t i = 0; i < pendingCount_; ++i) size += pending_[i].size;
   out_.takeBack(size);
   const std::uint8_t* bytes = out_.next();
   for (std::size_t i = 0; i < pendingCount_; ++i) {
-    notes_[pending_[i].word] = keepLeaf(pending_[i], bytes);
+    deferred_[pending_[i].word] = keepLeaf(pending_[i], bytes);
     bytes += pending_[i].size;
   }
   pendingCount_ = 0;
@@ -340,8 +326,7 @@ std::uint32_t Archiver::keepLeaf(const PendingLeaf& leaf, const std::uint8_t* by
   const auto next = static_cast<std::uint32_t>(offsets_.size());
   const auto same = [this, bytes, size = leaf.size](std::uint32_t other) {
     const std::string_view written = out_.writtenAt(offsets_[other]);
-    return written.size() >= size &&
-           sameBytes(reinterpret_cast<const std::uint8_t*>(written.data()), bytes, size);
+    return written.size() >= size && std::memcmp(written.data(), bytes, size) == 0;
   };
   const std::uint32_t index = leaves_.findOrStore(leaf.hash, next, same);
   if (index != next) return index;
@@ -351,36 +336,13 @@ std::uint32_t Archiver::keepLeaf(const PendingLeaf& leaf, const std::uint8_t* by
   return index;
 }
 
-// A text whose storage many values share is found again by its address, from the second meeting on.
-bool Archiver::isKnownText(const Value& value, std::uint32_t& index) {
-  if (!value.isShared()) return false;
-  KnownText& known = knownTextAt(value.identity());
-  if (known.identity != value.identity()) {
-    known = {value.identity(), 0};
-    return false;
-  }
-  if (known.index == 0) {
-    const std::uint32_t added = addLeaf(value);
-    known.index = added;
-  }
-  index = known.index;
-  return true;
-}
-
 Archiver::PendingLeaf Archiver::writeLeaf(const Value& value, std::size_t word) {
-  const std::string_view text = value.string();
-  LeafHash hash = leaves_.hash(text.size());
   const std::uint64_t start = out_.offset();
-  const bool hashed = value.isString() && out_.asciiString(text, hash);
-  if (!hashed) writeBytes(value);
+  writeBytes(value);
   const auto size = static_cast<std::size_t>(out_.offset() - start);
-  if (!hashed) {
-    // Anew: texts that are no UTF-8 differ and may be written as the same.
-    hash = leaves_.hash(size);
-    hash.mixBytes(out_.next() - size, size);
-  }
-  leaves_.prefetch(hash.value());
-  return {size, word, hash.value()};
+  const std::uint32_t hash = leafHash(out_.writtenAt(start));
+  leaves_.prefetch(hash);
+  return {size, word, hash};
 }
 
 void Archiver::writeBytes(const Value& value) {
@@ -403,33 +365,25 @@ std::uint32_t Archiver::addDate(Date date) {
   std::uint32_t& known = dates_[bits];
   if (known != 0) return known;
   const std::uint32_t index = known = newObject();
-  const std::size_t words = newNote(Note::Date, index, 2);
-  notes_[words] = static_cast<std::uint32_t>(bits >> 32);
-  notes_[words + 1] = static_cast<std::uint32_t>(bits);
+  const std::size_t words = defer(Deferred::Date, index, 2);
+  deferred_[words] = static_cast<std::uint32_t>(bits >> 32);
+  deferred_[words + 1] = static_cast<std::uint32_t>(bits);
   inner_ += 1;
   useConstant(kTimeKey);
-  useClass(Note::Date);
+  useClass(Deferred::Date);
   return index;
 }
 
 std::uint32_t Archiver::addNull() {
   if (null_ == 0) {
     null_ = newObject();
-    newNote(Note::Null, null_, 0);
-    useClass(Note::Null);
+    defer(Deferred::Null, null_, 0);
+    useClass(Deferred::Null);
   }
   return null_;
 }
 
-// Dictionaries of one kind share the storage of their keys, which are then known without reading them.
-std::uint32_t Archiver::addKey(const Text& key) {
-  if (!key.identity()) return addLeaf("");
-  KnownText& known = knownTextAt(key.identity());
-  if (known.identity != key.identity() || known.index == 0) known = {key.identity(), addLeaf(key)};
-  return known.index;
-}
-
-// Copies of one value are one object. That keeps what was read from few bytes as small as it was.
+// Copies of one value are one object: what was read from a small input stays small when it is written again.
 std::uint32_t Archiver::addShared(const Value& value) {
   if (!value.isShared()) return addStored(value, nullptr);
   std::uint32_t& known = shared_[value.identity()];
@@ -452,51 +406,48 @@ std::uint32_t Archiver::addStored(const Value& value, std::uint32_t* known) {
 }
 
 void Archiver::addArray(const Array& array, std::uint32_t index) {
-  const Note note = array.isMutable() ? Note::MutableArray : Note::Array;
-  std::size_t word = newNote(note, index, 1 + array.size());
-  notes_[word++] = static_cast<std::uint32_t>(array.size());
+  const Deferred kind = array.isMutable() ? Deferred::MutableArray : Deferred::Array;
+  std::size_t word = defer(kind, index, 1 + array.size());
+  deferred_[word++] = static_cast<std::uint32_t>(array.size());
   for (const Value& item : array) addInto(word++, item);
   settle();
   inner_ += 1;
   useConstant(kObjectsKey);
-  useClass(note);
+  useClass(kind);
 }
 
 void Archiver::addDictionary(const Dictionary& dictionary, std::uint32_t index) {
-  const Note note = dictionary.isMutable() ? Note::MutableDictionary : Note::Dictionary;
+  const Deferred kind = dictionary.isMutable() ? Deferred::MutableDictionary : Deferred::Dictionary;
   const std::size_t count = dictionary.size();
-  std::size_t word = newNote(note, index, 3 + count);
+  std::size_t word = defer(kind, index, 3 + count);
   const std::uint64_t keys = addKeys(dictionary);
-  notes_[word++] = static_cast<std::uint32_t>(count);
-  notes_[word++] = static_cast<std::uint32_t>(keys >> 32);
-  notes_[word++] = static_cast<std::uint32_t>(keys);
+  deferred_[word++] = static_cast<std::uint32_t>(count);
+  deferred_[word++] = static_cast<std::uint32_t>(keys >> 32);
+  deferred_[word++] = static_cast<std::uint32_t>(keys);
   for (const auto& entry : dictionary) addInto(word++, entry.value);
   settle();
   inner_ += 2;
   useConstant(kKeysKey);
   useConstant(kObjectsKey);
-  useClass(note);
+  useClass(kind);
 }
 
-// Where the list of keys stands in keys_: one that was met lately, or is like it, is not kept again.
+// The place of the dictionary's list of keys in keys_. A list that equals one of the last four is not stored
+// again, and one that is shared with them is not even read again.
 std::uint64_t Archiver::addKeys(const Dictionary& dictionary) {
   const std::size_t count = dictionary.size();
   for (const KnownList& known : knownLists_) {
     if (known.identity == dictionary.keysIdentity() && known.count == count) return known.place;
   }
-  const std::size_t place = keys_.extend(count);
-  std::size_t next = place;
-  for (const auto& entry : dictionary) {
-    const std::uint32_t key = addKey(entry.key);
-    keys_[next++] = key;
-  }
+  const std::size_t place = keys_.size();
+  for (const auto& entry : dictionary) keys_.push_back(addLeaf(entry.key));
   KnownList& added = knownLists_[nextKnownList_++ % knownLists_.size()];
   for (const KnownList& known : knownLists_) {
     if (known.count != count ||
-        !std::equal(keys_.begin() + place, keys_.end(), keys_.begin() + known.place)) {
+        !std::equal(keys_.data() + place, keys_.data() + keys_.size(), keys_.data() + known.place)) {
       continue;
     }
-    keys_.shrink(count);
+    keys_.resize(place);
     return (added = {dictionary.keysIdentity(), count, known.place}).place;
   }
   return (added = {dictionary.keysIdentity(), count, place}).place;
@@ -504,24 +455,24 @@ std::uint64_t Archiver::addKeys(const Dictionary& dictionary) {
 
 std::uint32_t Archiver::newObject() {
   if (offsets_.size() == UINT32_MAX) throw std::length_error("too many objects for one archive");
-  offsets_.append(out_.offset());
+  offsets_.push_back(out_.offset());
   return static_cast<std::uint32_t>(offsets_.size() - 1);
 }
 
-// Returns where the words after the index stand.
-std::size_t Archiver::newNote(Note note, std::uint32_t index, std::size_t words) {
-  const std::size_t at = notes_.extend(2 + words);
-  notes_[at] = static_cast<std::uint32_t>(note);
-  notes_[at + 1] = index;
-  return at + 2;
+// Returns the position of the words after the index.
+std::size_t Archiver::defer(Deferred kind, std::uint32_t index, std::size_t words) {
+  deferred_.push_back(static_cast<std::uint32_t>(kind));
+  deferred_.push_back(index);
+  deferred_.resize(deferred_.size() + words);
+  return deferred_.size() - words;
 }
 
-// The class object comes after its first instance's contents, where the platform puts it.
-void Archiver::useClass(Note note) {
-  const Constant name = classOf(note);
+// The platform writes a class object after the contents of the first instance.
+void Archiver::useClass(Deferred kind) {
+  const Constant name = classOf(kind);
   if (classIndexes_[name] != 0) return;
   classIndexes_[name] = newObject();
-  notes_[newNote(Note::ClassObject, classIndexes_[name], 1)] = name;
+  deferred_[defer(Deferred::ClassObject, classIndexes_[name], 1)] = name;
   inner_ += 1;
   for (const Constant constant : {kClass, kClassName, kClasses}) useConstant(constant);
   for (const Constant link : classChain(name)) useConstant(link);
@@ -549,93 +500,94 @@ void Archiver::numberObjects() {
 void Archiver::writeCollections() {
   switch (widthOf(objectCount_)) {
     case 1:
-      return writeNotes<std::uint8_t>();
+      return writeDeferred<std::uint8_t>();
     case 2:
-      return writeNotes<std::uint16_t>();
+      return writeDeferred<std::uint16_t>();
     case 4:
-      return writeNotes<std::uint32_t>();
+      return writeDeferred<std::uint32_t>();
     default:
-      return writeNotes<std::uint64_t>();
+      return writeDeferred<std::uint64_t>();
   }
 }
 
 template <class Ref>
-void Archiver::writeNotes() {
+void Archiver::writeDeferred() {
   writeFrame<Ref>();
-  const std::uint32_t* note = notes_.begin();
-  while (note != notes_.end()) note = writeNote<Ref>(note);
+  const std::uint32_t* next = deferred_.data();
+  const std::uint32_t* const end = next + deferred_.size();
+  while (next != end) next = writeNext<Ref>(next);
   writeUidObjects();
 }
 
-// Writes one note's object and returns the next note.
+// Writes one object and returns the words of the next.
 template <class Ref>
-const std::uint32_t* Archiver::writeNote(const std::uint32_t* note) {
-  offsets_[note[1]] = out_.offset();
-  switch (static_cast<Note>(note[0])) {
-    case Note::Array:
-    case Note::MutableArray:
-      writeArray<Ref>(note);
-      return note + 3 + note[2];
-    case Note::Dictionary:
-    case Note::MutableDictionary:
-      writeDictionary<Ref>(note);
-      return note + 5 + note[2];
-    case Note::Date:
-      writeDate<Ref>(note);
-      return note + 4;
-    case Note::ClassObject:
-      writeClassObject<Ref>(note);
-      return note + 3;
-    case Note::Null:
+const std::uint32_t* Archiver::writeNext(const std::uint32_t* words) {
+  offsets_[words[1]] = out_.offset();
+  switch (static_cast<Deferred>(words[0])) {
+    case Deferred::Array:
+    case Deferred::MutableArray:
+      writeArray<Ref>(words);
+      return words + 3 + words[2];
+    case Deferred::Dictionary:
+    case Deferred::MutableDictionary:
+      writeDictionary<Ref>(words);
+      return words + 5 + words[2];
+    case Deferred::Date:
+      writeDate<Ref>(words);
+      return words + 4;
+    case Deferred::ClassObject:
+      writeClassObject<Ref>(words);
+      return words + 3;
+    case Deferred::Null:
       break;
   }
   std::uint8_t* place = out_.room(1 + 2 * sizeof(Ref));
   *place++ = 0xD1;
   place = put<Ref>(place, constantNumber(kClass));
-  out_.written(put<Ref>(place, classUid(Note::Null)));
-  return note + 2;
+  out_.written(put<Ref>(place, classUid(Deferred::Null)));
+  return words + 2;
 }
 
 template <class Ref>
-void Archiver::writeArray(const std::uint32_t* note) {
+void Archiver::writeArray(const std::uint32_t* words) {
   std::uint8_t* place = out_.room(1 + 4 * sizeof(Ref));
   *place++ = 0xD2;
   place = put<Ref>(place, constantNumber(kClass));
   place = put<Ref>(place, constantNumber(kObjectsKey));
-  place = put<Ref>(place, classUid(static_cast<Note>(note[0])));
+  place = put<Ref>(place, classUid(static_cast<Deferred>(words[0])));
   out_.written(put<Ref>(place, innerBase_ + innerOffsets_.size()));
-  writeUids<Ref>(note + 3, note[2]);
+  writeUids<Ref>(words + 3, words[2]);
 }
 
 template <class Ref>
-void Archiver::writeDictionary(const std::uint32_t* note) {
+void Archiver::writeDictionary(const std::uint32_t* words) {
   std::uint8_t* place = out_.room(1 + 6 * sizeof(Ref));
   *place++ = 0xD3;
   place = put<Ref>(place, constantNumber(kClass));
   place = put<Ref>(place, constantNumber(kKeysKey));
   place = put<Ref>(place, constantNumber(kObjectsKey));
-  place = put<Ref>(place, classUid(static_cast<Note>(note[0])));
+  place = put<Ref>(place, classUid(static_cast<Deferred>(words[0])));
   place = put<Ref>(place, innerBase_ + innerOffsets_.size());
   out_.written(put<Ref>(place, innerBase_ + innerOffsets_.size() + 1));
-  writeUids<Ref>(keys_.begin() + (static_cast<std::uint64_t>(note[3]) << 32 | note[4]), note[2]);
-  writeUids<Ref>(note + 5, note[2]);
+  writeUids<Ref>(keys_.data() + (static_cast<std::uint64_t>(words[3]) << 32 | words[4]), words[2]);
+  writeUids<Ref>(words + 5, words[2]);
 }
 
 template <class Ref>
-void Archiver::writeDate(const std::uint32_t* note) {
+void Archiver::writeDate(const std::uint32_t* words) {
   std::uint8_t* place = out_.room(1 + 4 * sizeof(Ref));
   *place++ = 0xD2;
   place = put<Ref>(place, constantNumber(kClass));
   place = put<Ref>(place, constantNumber(kTimeKey));
-  place = put<Ref>(place, classUid(Note::Date));
+  place = put<Ref>(place, classUid(Deferred::Date));
   out_.written(put<Ref>(place, innerBase_ + innerOffsets_.size()));
   newInner();
-  out_.real(std::bit_cast<double>(static_cast<std::uint64_t>(note[2]) << 32 | note[3]));
+  out_.real(std::bit_cast<double>(static_cast<std::uint64_t>(words[2]) << 32 | words[3]));
 }
 
 template <class Ref>
-void Archiver::writeClassObject(const std::uint32_t* note) {
-  const auto name = static_cast<Constant>(note[2]);
+void Archiver::writeClassObject(const std::uint32_t* words) {
+  const auto name = static_cast<Constant>(words[2]);
   std::uint8_t* place = out_.room(1 + 4 * sizeof(Ref));
   *place++ = 0xD2;
   place = put<Ref>(place, constantNumber(kClassName));
@@ -688,7 +640,7 @@ void Archiver::writeFrame() {
            [](std::uint8_t* next, std::uint64_t number) { return put<Ref>(next, number); });
 }
 
-// The UIDs follow one another, so that their offsets need not be kept.
+// The UIDs are written one after another, so their offsets are computed, not stored.
 void Archiver::writeUidObjects() {
   uidOffset_ = out_.offset();
   forUidRuns([this]<class Int>(Int, std::uint64_t first, std::uint64_t end) {
@@ -699,7 +651,8 @@ void Archiver::writeUidObjects() {
   });
 }
 
-// Calls for the UIDs whose numbers take one byte, two and four: with such a number, the first and the end.
+// Calls `run` for the UIDs whose numbers take one, two and four bytes, with a number of that width, the first
+// index and the end.
 template <class Run>
 void Archiver::forUidRuns(Run&& run) const {
   const std::uint64_t end = offsets_.size();
@@ -748,16 +701,15 @@ void Archiver::writeOffsetsAs() {
 }
 
 template <class Offset>
-void Archiver::writeOffsetList(const Words<std::uint64_t>& offsets) {
-  writeRun(0, offsets.size(), sizeof(Offset), [&offsets](std::uint8_t* place, std::uint64_t i) {
-    return put<Offset>(place, offsets.begin()[i]);
-  });
+void Archiver::writeOffsetList(const std::vector<std::uint64_t>& offsets) {
+  writeRun(0, offsets.size(), sizeof(Offset),
+           [&offsets](std::uint8_t* place, std::uint64_t i) { return put<Offset>(place, offsets[i]); });
 }
 
-// What `write` puts for each number, which takes so many bytes, one after another.
+// For each number the bytes that `write` puts, `size` of them.
 template <class Write>
 void Archiver::writeRun(std::uint64_t first, std::uint64_t end, std::size_t size, Write&& write) {
-  constexpr std::uint64_t kBatch = 4096;
+  constexpr std::uint64_t kBatch = 256;
   while (first < end) {
     const std::uint64_t stop = std::min(end, first + kBatch);
     std::uint8_t* place = out_.room((stop - first) * size);

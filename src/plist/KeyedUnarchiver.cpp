@@ -1,15 +1,14 @@
 // The reader: from a binary property list straight to a Value.
 //
-// A stranger's bytes may name one object from many places, lay objects over one another, and nest them. So
-// each object of the property list is decoded once and shared; the references and text bytes that are read
-// are counted against the input's size, which an honest archive never passes; and what a collection unfolds
-// into and how deep it is nested is known before anyone walks it.
+// Untrusted bytes may refer to one object from many places, make objects overlap, and nest them. So each
+// object of the property list is decoded once and shared; the references and text bytes that are read are
+// counted against the input's size, which a valid archive never exceeds; and the number of values in a
+// collection and its depth are known before anything else visits it.
 #include <algorithm>
 #include <array>
 #include <deque>
 
 #include "plist/ArchiveNames.h"
-#include "plist/ArchiveTables.h"
 #include "plist/BinaryPropertyList.h"
 #include "plist/KeyedArchive.h"
 #include "plist/PropertyListLeaves.h"
@@ -26,12 +25,12 @@ using Object = BinaryPropertyList::Object;
 using Fields = ArchiveFields;
 using Class = ArchiveClass;
 
-// The keys of a dictionary. Dictionaries of one kind have lists of the same bytes, and share what they mean.
+// The keys of a dictionary. Dictionaries whose lists of references are the same bytes share one.
 struct Keys {
-  std::string_view bytes;  // the references as they stand; empty: known to nobody else
+  std::string_view bytes;  // the references; empty: not shared
   std::size_t count = 0;
-  Shared<KeyList> list;     // when no key stands there twice
-  std::vector<Text> texts;  // else
+  Shared<KeyList> list;     // if all keys are distinct
+  std::vector<Text> texts;  // otherwise
 };
 
 // Which of an archived object's entries is which field: the same for all objects whose keys are the same
@@ -43,24 +42,24 @@ struct FieldLayout {
   bool numbered = false;
 };
 
-class Decoder final {
+class ArchiveDecoder final {
  public:
-  Decoder(const BinaryPropertyList& list, const ArchiveLimits& limits);
+  ArchiveDecoder(const BinaryPropertyList& list, const ArchiveLimits& limits);
   std::variant<Value, DecodingError> root();
 
  private:
   struct Collection {
-    Value::Reference value;
+    Value value;
     std::uint64_t unfolds = 0;  // values in it, itself included, shared ones counted each time
     std::size_t height = 0;     // collections on the longest way down, itself included
   };
-  // What is being put together: its UIDs and the running measures.
+  // The running measures of a collection that is being decoded.
   struct Measure {
     std::uint64_t unfolds = 1;
     std::size_t height = 0;
   };
-  // The UIDs that a collection names: references in the property list or, of old forms, a stretch of uids_,
-  // which grows and shrinks as a stack.
+  // The UIDs of a collection's contents: references in the property list or, in old forms of archives, a part
+  // of uids_, which is a stack.
   struct Uids {
     const std::uint8_t* references = nullptr;
     std::size_t first = 0;
@@ -71,7 +70,7 @@ class Decoder final {
     if (!reason_) reason_ = reason;
     return false;
   }
-  // Whether a reader gave no reason against.
+  // Whether a reader returned no reason for a failure.
   bool fine(const char* reason) { return !reason || fail(reason); }
   bool spend(std::uint64_t count) {
     if (count > budget_) return fail("the archive's objects lie over one another");
@@ -86,6 +85,7 @@ class Decoder final {
   bool uidAt(const Uids& uids, std::size_t index, std::uint64_t& out);
   bool objectNumber(std::uint64_t uid, std::uint64_t& number);
   bool value(std::uint64_t uid, std::size_t depth, Measure& parent, Value& out);
+  bool value(std::uint64_t number, const Object& object, std::size_t depth, Measure& parent, Value& out);
   bool recall(std::uint32_t slot, std::size_t depth, Measure& parent, Value& out);
   bool plain(const Object& object, Value& out);
   bool seconds(const Object& object, double& out);
@@ -118,26 +118,21 @@ class Decoder final {
   bool values(const Uids& uids, std::size_t depth, Measure& own, Value* out);
   bool keysOf(const Fields& fields, const Object& object, std::size_t depth, const Keys*& out);
   bool readKeys(const Fields& fields, const Object& object, std::size_t depth, Keys& out);
-  Value dictionaryOf(const Keys& keys, ValueRow values, Mutability mutability);
-  Slab* slab() { return slab_ ? &*slab_ : nullptr; }
+  static Value dictionaryOf(const Keys& keys, std::vector<Value> values, Mutability mutability);
 
   const BinaryPropertyList& list_;
   const ArchiveLimits& limits_;
-  std::optional<Slab> slab_;  // of a large archive
   const char* reason_ = nullptr;
   Object objects_;
   std::uint64_t budget_ = 0;
-  // By number in the property list: what became of the object.
-  Block slotMemory_;
-  std::uint32_t* slots_ = nullptr;
+  // By number in the property list: kUntouched, kInProgress, a class (kFirstClass), or where a decoded object
+  // is in leaves_ or collections_ (kFirstStored, kCollectionBit).
+  std::vector<std::uint32_t> slots_;
   std::vector<std::uint64_t> uids_;
-  // What was read, for whoever names it next. Values below the root live as long as the reading goes on;
-  // others, which nothing else may hold, stand in kept_ and keys_.
-  Words<Value::Reference> leaves_;
-  Words<Collection> collections_;
-  std::vector<Value> kept_;
+  std::vector<Value> leaves_;
+  std::vector<Collection> collections_;
   std::deque<Keys> keys_;
-  std::array<const Keys*, 16> keyLists_{};  // by what their references begin with
+  std::array<const Keys*, 16> keyLists_{};  // a cache, by first reference and length
   FieldLayout layout_;
   std::uint64_t lastClassUid_ = Fields::kNone;  // number in the property list
   Class lastClass_ = Class::None;
@@ -149,22 +144,19 @@ constexpr std::uint32_t kFirstClass = 2;  // plus a Class
 constexpr std::uint32_t kFirstStored = 16;
 constexpr std::uint32_t kCollectionBit = 1u << 31;
 
-Decoder::Decoder(const BinaryPropertyList& list, const ArchiveLimits& limits)
-    // Each reference and each byte of text stands in the input once; those of objects that may be shared are
-    // read a second time by writers that save room.
-    : list_(list), limits_(limits), budget_(2 * static_cast<std::uint64_t>(list.size()) + 256) {
-  if (list.size() >= limits.slabFrom) slab_.emplace();
-}
+ArchiveDecoder::ArchiveDecoder(const BinaryPropertyList& list, const ArchiveLimits& limits)
+    // The input contains each reference and each byte of text once; writers that store equal lists once make
+    // the reader read them a second time.
+    : list_(list), limits_(limits), budget_(2 * static_cast<std::uint64_t>(list.size()) + 256) {}
 
-std::variant<Value, DecodingError> Decoder::root() {
+std::variant<Value, DecodingError> ArchiveDecoder::root() {
   std::uint64_t rootUid = 0;
   Value value;
   Measure measure{.unfolds = 0};
   if (list_.objectCount() >= kCollectionBit - kFirstStored) {
     fail("the archive has too many objects");
   } else if (openFrame(rootUid)) {
-    slotMemory_ = Block(static_cast<std::size_t>(list_.objectCount()) * sizeof(std::uint32_t));
-    slots_ = static_cast<std::uint32_t*>(slotMemory_.get());
+    slots_.resize(static_cast<std::size_t>(list_.objectCount()), kUntouched);
     this->value(rootUid, 0, measure, value);
   }
   if (reason_) return DecodingError{reason_};
@@ -172,7 +164,7 @@ std::variant<Value, DecodingError> Decoder::root() {
 }
 
 // $objects, and the UID of the root.
-bool Decoder::openFrame(std::uint64_t& rootUid) {
+bool ArchiveDecoder::openFrame(std::uint64_t& rootUid) {
   const Object frame = list_.object(list_.topNumber());
   if (frame.kind != Kind::Dictionary) return fail("the property list is no dictionary");
   std::uint64_t top = Fields::kNone;
@@ -198,47 +190,52 @@ bool Decoder::openFrame(std::uint64_t& rootUid) {
   return root == Fields::kNone ? fail("the archive has no root") : uid(root, rootUid);
 }
 
-[[gnu::always_inline]] inline bool Decoder::uidAt(const Uids& uids, std::size_t index, std::uint64_t& out) {
+[[gnu::always_inline]] inline bool ArchiveDecoder::uidAt(const Uids& uids, std::size_t index,
+                                                         std::uint64_t& out) {
   if (uids.references) return uid(list_.reference(uids.references, index), out);
   out = uids_[uids.first + index];
   return true;
 }
 
-[[gnu::always_inline]] inline bool Decoder::objectNumber(std::uint64_t uid, std::uint64_t& number) {
+[[gnu::always_inline]] inline bool ArchiveDecoder::objectNumber(std::uint64_t uid, std::uint64_t& number) {
   if (uid >= objects_.count) return fail("a UID lies past the end of $objects");
   number = list_.reference(objects_.payload, uid);
   return true;
 }
 
-// The object that the UID names, for a collection that is nested in `depth` others and measures its contents.
-[[gnu::always_inline]] inline bool Decoder::value(std::uint64_t uid, std::size_t depth, Measure& parent,
-                                                  Value& out) {
+// The object that the UID refers to, for a collection that is nested in `depth` others and measures its
+// contents. UID 0 is nil.
+bool ArchiveDecoder::value(std::uint64_t uid, std::size_t depth, Measure& parent, Value& out) {
   parent.unfolds += 1;
   if (uid == 0) return true;
   std::uint64_t number = 0;
-  if (!objectNumber(uid, number)) return false;
-  const Object object = list_.objectHere(number);
+  return objectNumber(uid, number) && value(number, list_.object(number), depth, parent, out);
+}
+
+[[gnu::always_inline]] inline bool ArchiveDecoder::value(std::uint64_t number, const Object& object,
+                                                         std::size_t depth, Measure& parent, Value& out) {
   if (object.kind == Kind::Dictionary) return archived(number, object, depth, parent, out);
   return leaf(number, object, out);
 }
 
-bool Decoder::recall(std::uint32_t slot, std::size_t depth, Measure& parent, Value& out) {
+bool ArchiveDecoder::recall(std::uint32_t slot, std::size_t depth, Measure& parent, Value& out) {
   if (slot == kInProgress) return fail("an object contains itself");
   if (slot < kFirstStored) return fail("a class stands where a value belongs");
   if ((slot & kCollectionBit) == 0) {
-    out = leaves_[slot - kFirstStored].unpublishedCopy();
+    out = leaves_[slot - kFirstStored];
     return true;
   }
-  const Collection known = collections_[(slot & ~kCollectionBit) - kFirstStored];
+  const Collection& known = collections_[(slot & ~kCollectionBit) - kFirstStored];
   if (depth + known.height > limits_.depth) return fail("collections are nested too deep");
   parent.unfolds += known.unfolds - 1;
   parent.height = std::max(parent.height, known.height);
-  out = known.value.unpublishedCopy();
+  out = known.value;
   return true;
 }
 
-// A number, boolean, date, text or data object itself; texts and data are kept for whoever names them next.
-[[gnu::always_inline]] inline bool Decoder::leaf(std::uint64_t number, const Object& object, Value& out) {
+// A number, boolean, date, text or data object. Texts and data are kept for further references to them.
+[[gnu::always_inline]] inline bool ArchiveDecoder::leaf(std::uint64_t number, const Object& object,
+                                                        Value& out) {
   if (object.kind < Kind::Data) return plain(object, out);
   std::uint32_t& slot = slots_[static_cast<std::size_t>(number)];
   Measure none;
@@ -253,12 +250,12 @@ bool Decoder::recall(std::uint32_t slot, std::size_t depth, Measure& parent, Val
   return true;
 }
 
-std::uint32_t Decoder::store(const Value& leaf) {
-  leaves_.append(Value::Reference(leaf));
+std::uint32_t ArchiveDecoder::store(const Value& leaf) {
+  leaves_.push_back(leaf);
   return static_cast<std::uint32_t>(leaves_.size() - 1) + kFirstStored;
 }
 
-[[gnu::always_inline]] inline bool Decoder::plain(const Object& object, Value& out) {
+[[gnu::always_inline]] inline bool ArchiveDecoder::plain(const Object& object, Value& out) {
   switch (object.kind) {
     case Kind::Boolean:
       out = object.count != 0;
@@ -277,7 +274,7 @@ std::uint32_t Decoder::store(const Value& leaf) {
 }
 
 // Of a date object: any number.
-bool Decoder::seconds(const Object& object, double& out) {
+bool ArchiveDecoder::seconds(const Object& object, double& out) {
   if (object.kind == Kind::Real) {
     out = realOf(object);
     return true;
@@ -289,13 +286,13 @@ bool Decoder::seconds(const Object& object, double& out) {
   return true;
 }
 
-bool Decoder::text(const Object& object, Value& out) {
+bool ArchiveDecoder::text(const Object& object, Value& out) {
   if (object.kind != Kind::Ascii && object.kind != Kind::Utf16) return fail("an object cannot be read");
-  return spend(object.count) && fine(readText(object, slab(), out));
+  return spend(object.count) && fine(readText(object, out));
 }
 
-// A text or data that stands in an object's own dictionary, or that a UID there names.
-bool Decoder::inlined(std::uint64_t number, Value& out) {
+// A text or data object that an archived object refers to, directly or by a UID.
+bool ArchiveDecoder::inlined(std::uint64_t number, Value& out) {
   Object object = list_.object(number);
   if (object.kind == Kind::Uid) {
     std::uint64_t named = 0;
@@ -306,8 +303,8 @@ bool Decoder::inlined(std::uint64_t number, Value& out) {
   return leaf(number, object, out);
 }
 
-bool Decoder::archived(std::uint64_t number, const Object& object, std::size_t depth, Measure& parent,
-                       Value& out) {
+bool ArchiveDecoder::archived(std::uint64_t number, const Object& object, std::size_t depth, Measure& parent,
+                              Value& out) {
   const auto place = static_cast<std::size_t>(number);
   if (slots_[place] != kUntouched) return recall(slots_[place], depth, parent, out);
   slots_[place] = kInProgress;
@@ -326,7 +323,7 @@ bool Decoder::archived(std::uint64_t number, const Object& object, std::size_t d
     parent.unfolds += own.unfolds - 1;
     parent.height = std::max(parent.height, own.height);
     slots_[place] = (static_cast<std::uint32_t>(collections_.size()) + kFirstStored) | kCollectionBit;
-    collections_.append({Value::Reference(out), own.unfolds, own.height});
+    collections_.push_back({out, own.unfolds, own.height});
     return parent.unfolds <= limits_.values || fail("the archive unfolds into too many values");
   }
   const bool read = kind == Class::String ? stringObject(fields, out)
@@ -338,8 +335,8 @@ bool Decoder::archived(std::uint64_t number, const Object& object, std::size_t d
   return true;
 }
 
-bool Decoder::collection(Class kind, const Object& object, const Fields& fields, std::size_t depth,
-                         Measure& own, Value& out) {
+bool ArchiveDecoder::collection(Class kind, const Object& object, const Fields& fields, std::size_t depth,
+                                Measure& own, Value& out) {
   const bool isMutable = kind == Class::MutableArray || kind == Class::MutableDictionary;
   const Mutability mutability = isMutable ? Mutability::Mutable : Mutability::Immutable;
   Uids objects;
@@ -353,24 +350,20 @@ bool Decoder::collection(Class kind, const Object& object, const Fields& fields,
   const Keys* keys = nullptr;
   if (!keysOf(fields, object, depth, keys)) return false;
   if (keys->count != objects.count) return fail("a dictionary's keys and objects differ in number");
-  if (objects.count > INT32_MAX) return fail("a dictionary has too many entries");
-  ValueRow items(objects.count, slab());
+  std::vector<Value> items(objects.count);
   if (!values(objects, depth, own, items.data())) return false;
   out = dictionaryOf(*keys, std::move(items), mutability);
   return true;
 }
 
-Value Decoder::dictionaryOf(const Keys& keys, ValueRow values, Mutability mutability) {
-  if (keys.list) return Value(Dictionary(keys.list, std::move(values), mutability), slab());
+Value ArchiveDecoder::dictionaryOf(const Keys& keys, std::vector<Value> values, Mutability mutability) {
+  if (keys.list) return Dictionary(keys.list, std::move(values), mutability);
   Dictionary entries(mutability);
-  for (std::size_t i = 0; i < values.size(); ++i) {
-    if (const Value* replaced = entries.find(keys.texts[i])) kept_.push_back(*replaced);
-    entries.set(keys.texts[i], std::move(values[i]));
-  }
+  for (std::size_t i = 0; i < values.size(); ++i) entries.set(keys.texts[i], std::move(values[i]));
   return entries;
 }
 
-bool Decoder::readFields(const Object& object, Fields& fields) {
+bool ArchiveDecoder::readFields(const Object& object, Fields& fields) {
   if (!spend(2 * object.count)) return false;
   if (object.count > FieldLayout::kMost) return readManyFields(object, fields);
   const std::string_view keys = referencesOf(object, object.count);
@@ -388,7 +381,7 @@ bool Decoder::readFields(const Object& object, Fields& fields) {
   return true;
 }
 
-bool Decoder::readManyFields(const Object& object, Fields& fields) {
+bool ArchiveDecoder::readManyFields(const Object& object, Fields& fields) {
   for (std::uint64_t i = 0; i < object.count; ++i) {
     std::uint64_t Fields::*field = nullptr;
     if (!readField(list_.reference(object.payload, i), field, fields.numbered)) return false;
@@ -397,7 +390,7 @@ bool Decoder::readManyFields(const Object& object, Fields& fields) {
   return true;
 }
 
-bool Decoder::readField(std::uint64_t key, std::uint64_t Fields::*& field, bool& numbered) {
+bool ArchiveDecoder::readField(std::uint64_t key, std::uint64_t Fields::*& field, bool& numbered) {
   std::string_view name;
   if (!rawText(key, name)) return false;
   field = archiveFieldNamed(name);
@@ -405,8 +398,8 @@ bool Decoder::readField(std::uint64_t key, std::uint64_t Fields::*& field, bool&
   return true;
 }
 
-// A key of the property list itself. Those that matter are ASCII; another text reads as an empty one.
-bool Decoder::rawText(std::uint64_t number, std::string_view& out) {
+// A key of the property list itself. The keys in use are ASCII; any other text reads as an empty one.
+bool ArchiveDecoder::rawText(std::uint64_t number, std::string_view& out) {
   const Object object = list_.object(number);
   if (object.kind == Kind::Utf16) return true;
   if (object.kind != Kind::Ascii) return fail("a key of the property list is no text");
@@ -414,8 +407,8 @@ bool Decoder::rawText(std::uint64_t number, std::string_view& out) {
   return true;
 }
 
-// The class that a UID object names, which nearly always is the one before.
-bool Decoder::classOf(std::uint64_t uidNumber, Class& out) {
+// The class that a UID object refers to, nearly always the same as for the object before.
+bool ArchiveDecoder::classOf(std::uint64_t uidNumber, Class& out) {
   if (uidNumber != lastClassUid_) {
     std::uint64_t classUid = 0;
     std::uint64_t number = 0;
@@ -427,7 +420,7 @@ bool Decoder::classOf(std::uint64_t uidNumber, Class& out) {
   return true;
 }
 
-bool Decoder::classAt(std::uint64_t number, Class& out) {
+bool ArchiveDecoder::classAt(std::uint64_t number, Class& out) {
   if (number >= list_.objectCount()) return fail("a class cannot be read");
   std::uint32_t& slot = slots_[static_cast<std::size_t>(number)];
   if (slot >= kFirstStored || slot == kInProgress) return fail("a value stands where a class belongs");
@@ -439,7 +432,7 @@ bool Decoder::classAt(std::uint64_t number, Class& out) {
   return true;
 }
 
-bool Decoder::readClass(const Object& object, Class& out) {
+bool ArchiveDecoder::readClass(const Object& object, Class& out) {
   if (object.kind != Kind::Dictionary) return fail("a class is no class");
   if (!spend(2 * object.count)) return false;
   std::string_view name;
@@ -457,7 +450,7 @@ bool Decoder::readClass(const Object& object, Class& out) {
   return out != Class::None || fail("an object's class is unknown");
 }
 
-bool Decoder::hintedClass(std::uint64_t hints, Class& out) {
+bool ArchiveDecoder::hintedClass(std::uint64_t hints, Class& out) {
   const Object names = list_.object(hints);
   if (names.kind != Kind::Array) return fail("a class's hints are no list");
   if (!spend(names.count)) return false;
@@ -469,8 +462,8 @@ bool Decoder::hintedClass(std::uint64_t hints, Class& out) {
   return true;
 }
 
-// NS.string, or what old writers wrote: UTF-8 in NS.bytes.
-bool Decoder::stringObject(const Fields& fields, Value& out) {
+// NS.string, or UTF-8 in NS.bytes, as old versions of the platform write.
+bool ArchiveDecoder::stringObject(const Fields& fields, Value& out) {
   if (fields.string != Fields::kNone) {
     return inlined(fields.string, out) && (out.isString() || fail("a string object holds no text"));
   }
@@ -482,7 +475,6 @@ bool Decoder::stringObject(const Fields& fields, Value& out) {
     return true;
   }
   if (!bytes.isData()) return fail("a string object holds no text");
-  kept_.push_back(bytes);
   const std::string_view utf8(reinterpret_cast<const char*>(bytes.data().data()), bytes.data().size());
   if (!spend(utf8.size())) return false;
   if (!isValidUtf8(utf8)) return fail("a text is no valid UTF-8");
@@ -490,26 +482,26 @@ bool Decoder::stringObject(const Fields& fields, Value& out) {
   return true;
 }
 
-bool Decoder::dataObject(const Fields& fields, Value& out) {
+bool ArchiveDecoder::dataObject(const Fields& fields, Value& out) {
   const std::uint64_t field = fields.data != Fields::kNone ? fields.data : fields.bytes;
   if (field == Fields::kNone) return fail("a data object holds no data");
   return inlined(field, out) && (out.isData() || fail("a data object holds no data"));
 }
 
-bool Decoder::dateObject(const Fields& fields, Value& out) {
+bool ArchiveDecoder::dateObject(const Fields& fields, Value& out) {
   double seconds = 0;
   if (!this->seconds(list_.object(fields.time), seconds)) return false;
   out = Date{seconds};
   return true;
 }
 
-bool Decoder::uidsOf(std::uint64_t number, const Object& object, std::string_view prefix, bool numbered,
-                     Uids& out) {
+bool ArchiveDecoder::uidsOf(std::uint64_t number, const Object& object, std::string_view prefix,
+                            bool numbered, Uids& out) {
   if (number != Fields::kNone) return readUids(number, out);
   return !numbered || numberedUids(object, prefix, out);
 }
 
-bool Decoder::readUids(std::uint64_t number, Uids& out) {
+bool ArchiveDecoder::readUids(std::uint64_t number, Uids& out) {
   const Object uids = list_.object(number);
   if (uids.kind != Kind::Array) return fail("a collection's contents are no list");
   if (!spend(uids.count)) return false;
@@ -517,8 +509,8 @@ bool Decoder::readUids(std::uint64_t number, Uids& out) {
   return true;
 }
 
-// NS.object.0, NS.object.1 … in whatever order they stand.
-bool Decoder::numberedUids(const Object& object, std::string_view prefix, Uids& out) {
+// NS.object.0, NS.object.1 …, in any order.
+bool ArchiveDecoder::numberedUids(const Object& object, std::string_view prefix, Uids& out) {
   std::vector<std::pair<std::uint64_t, std::uint64_t>> found;
   for (std::uint64_t i = 0; i < object.count; ++i) {
     std::string_view key;
@@ -534,7 +526,7 @@ bool Decoder::numberedUids(const Object& object, std::string_view prefix, Uids& 
   out.first = uids_.size();
   for (const auto& [position, named] : found) {
     if (out.count > 0 && position == out.count - 1) {
-      uids_.back() = named;  // the same key again: the last one counts
+      uids_.back() = named;  // a repeated key: the last one counts
     } else if (position == out.count) {
       uids_.push_back(named);
       ++out.count;
@@ -545,16 +537,33 @@ bool Decoder::numberedUids(const Object& object, std::string_view prefix, Uids& 
   return true;
 }
 
-// The objects that the UIDs name, for a collection that measures its contents; `out` has room for them.
-bool Decoder::values(const Uids& uids, std::size_t depth, Measure& own, Value* out) {
-  for (std::size_t i = 0; i < uids.count; ++i) {
-    std::uint64_t named = 0;
-    if (!uidAt(uids, i, named) || !value(named, depth, own, out[i])) return false;
+// The objects that the UIDs refer to, for a collection that measures its contents; `out` has room for them.
+// They are found in batches, so that the processor waits for the memory of several at once.
+bool ArchiveDecoder::values(const Uids& uids, std::size_t depth, Measure& own, Value* out) {
+  struct Found {
+    std::uint64_t uid = 0;
+    std::uint64_t number = 0;
+    Object object;
+  };
+  std::array<Found, 16> batch;
+  own.unfolds += uids.count;
+  for (std::size_t first = 0; first < uids.count; first += batch.size()) {
+    const std::size_t count = std::min(batch.size(), uids.count - first);
+    for (std::size_t i = 0; i < count; ++i) {
+      if (!uidAt(uids, first + i, batch[i].uid)) return false;
+      if (batch[i].uid == 0) continue;
+      if (!objectNumber(batch[i].uid, batch[i].number)) return false;
+      batch[i].object = list_.objectHere(batch[i].number);
+    }
+    for (std::size_t i = 0; i < count; ++i) {
+      if (batch[i].uid == 0) continue;
+      if (!value(batch[i].number, batch[i].object, depth, own, out[first + i])) return false;
+    }
   }
   return true;
 }
 
-bool Decoder::keysOf(const Fields& fields, const Object& object, std::size_t depth, const Keys*& out) {
+bool ArchiveDecoder::keysOf(const Fields& fields, const Object& object, std::size_t depth, const Keys*& out) {
   const Object list = fields.keys == Fields::kNone ? Object{} : list_.object(fields.keys);
   const bool isList = list.kind == Kind::Array && list.count > 0;
   const std::string_view bytes = isList ? referencesOf(list, list.count) : std::string_view();
@@ -572,7 +581,7 @@ bool Decoder::keysOf(const Fields& fields, const Object& object, std::size_t dep
   return true;
 }
 
-bool Decoder::readKeys(const Fields& fields, const Object& object, std::size_t depth, Keys& out) {
+bool ArchiveDecoder::readKeys(const Fields& fields, const Object& object, std::size_t depth, Keys& out) {
   Uids uids;
   if (!uidsOf(fields.keys, object, kNumberedKey, fields.numbered, uids)) return false;
   out.count = uids.count;
@@ -610,7 +619,7 @@ std::variant<Value, DecodingError> unarchivedObject(std::span<const std::uint8_t
   const char* reason = nullptr;
   const auto list = BinaryPropertyList::open(bytes, reason);
   if (!list) return DecodingError{reason};
-  return Decoder(*list, limits).root();
+  return ArchiveDecoder(*list, limits).root();
 }
 
 }  // namespace moxtel

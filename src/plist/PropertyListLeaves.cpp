@@ -58,19 +58,19 @@ const char* readWideInteger(const Object& object, Value& out) {
   return nullptr;
 }
 
-const char* readText(const Object& object, Slab* slab, Value& out, Strictness strictness) {
+const char* readText(const Object& object, Value& out, Strictness strictness) {
   const bool lenient = strictness == Strictness::Lenient;
   if (object.kind == Kind::Ascii) {
     const std::string_view ascii(reinterpret_cast<const char*>(object.payload),
                                  static_cast<std::size_t>(object.count));
     const bool valid = isAscii(ascii);
     if (!valid && !lenient) return kNoAscii;
-    out = valid ? Text(ascii, slab) : Text(utf8OrLatin1(ascii), slab);
+    out = valid ? Text(ascii) : Text(utf8OrLatin1(ascii));
     return nullptr;
   }
   std::string utf8;
   if (!appendUtf16(object, utf8) && !lenient) return kNoUtf16;
-  out = Text(utf8, slab);
+  out = utf8;
   return nullptr;
 }
 
@@ -92,7 +92,7 @@ const char* readLeaf(const Object& object, Value& out, Strictness strictness) {
       return nullptr;
     case Kind::Ascii:
     case Kind::Utf16:
-      return readText(object, nullptr, out, strictness);
+      return readText(object, out, strictness);
     default:
       return kUnreadable;
   }

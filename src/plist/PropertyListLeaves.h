@@ -31,9 +31,8 @@ inline double realOf(const BinaryPropertyList::Object& object) noexcept {
 }
 
 // A text in ASCII or UTF-16. Strict: it must be what it says. Lenient: a text that is marked as ASCII and is
-// not is read as UTF-8, or else as Latin-1; half of a surrogate pair becomes U+FFFD. Its storage stands in
-// the slab, if there is one.
-const char* readText(const BinaryPropertyList::Object& object, Slab* slab, Value& out,
+// not is read as UTF-8, or else as Latin-1; half of a surrogate pair becomes U+FFFD.
+const char* readText(const BinaryPropertyList::Object& object, Value& out,
                      Strictness strictness = Strictness::Strict);
 
 // Any leaf of a binary list. A UID is none: it has a meaning in keyed archives only.

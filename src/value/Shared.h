@@ -1,9 +1,9 @@
-// Reference-counted storage for Value: immutable text, and a copy-on-write box for everything larger than a
-// word.
+// Reference-counted storage for Value: immutable text, and a box for everything larger than a word that is
+// copied when a holder writes to it.
 //
-// What refers to it is a value: copies share storage, no copy sees another's changes. Counts are atomic, so
-// copies may be used and destroyed on different threads; one object, as any value, is used by one thread at a
-// time.
+// Whatever refers to such storage behaves as a value: copies share the storage, and a change to one copy is
+// not visible in another. The counts are atomic, so copies may be used and destroyed on different threads. A
+// single object, as any value, is used by one thread at a time.
 #pragma once
 
 #include <atomic>
@@ -14,54 +14,29 @@
 #include <string_view>
 #include <utility>
 
-#include "value/Slab.h"
-
 namespace moxtel {
 
 class Value;
 
-// What all storage begins with: the number of its holders, and whether it stands in a slab.
+// The head of all shared storage: the number of its holders.
 class Counted {
  public:
-  explicit Counted(bool inSlab = false) noexcept : references_(inSlab ? kInSlab + 1 : 1) {}
   void hold() noexcept { references_.fetch_add(1, std::memory_order_relaxed); }
-  // The same without a locked instruction, while no other thread can reach any of the holders.
-  void holdUnpublished() noexcept {
-    references_.store(references_.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
-  }
-  // Whether that was the last holder, who must now free the storage. A single holder need not lock anything:
-  // nobody else is there to come by another hold.
+  // Whether that was the last holder, which must now free the storage. A sole holder needs no locked
+  // instruction: no other holder exists from which a copy could be made.
   [[nodiscard]] bool release() noexcept {
-    return isSole() || (references_.fetch_sub(1, std::memory_order_acq_rel) & ~kInSlab) == 1;
+    return isSole() || references_.fetch_sub(1, std::memory_order_acq_rel) == 1;
   }
-  bool isSole() const noexcept { return (references_.load(std::memory_order_acquire) & ~kInSlab) == 1; }
-  bool isInSlab() const noexcept { return (references_.load(std::memory_order_relaxed) & kInSlab) != 0; }
+  bool isSole() const noexcept { return references_.load(std::memory_order_acquire) == 1; }
 
  private:
-  static constexpr std::uint32_t kInSlab = 1u << 31;
-
-  std::atomic<std::uint32_t> references_;
+  std::atomic<std::uint32_t> references_{1};
 };
 
-// Storage stands in the slab when there is one and it is small enough.
-inline bool isForSlab(const Slab* slab, std::size_t bytes) noexcept {
-  return slab && bytes <= Slab::kLargestPart;
-}
-inline void* allocateStorage(Slab* slab, std::size_t bytes) {
-  return isForSlab(slab, bytes) ? slab->allocate(bytes) : ::operator new(bytes);
-}
-inline void freeStorage(bool inSlab, void* memory) noexcept {
-  if (inSlab) {
-    Slab::free(memory);
-  } else {
-    ::operator delete(memory);
-  }
-}
-
-// A T that holders share until one of them writes.
+// A T that its holders share until one of them writes.
 template <class T>
 struct Box final : Counted {
-  explicit Box(T v, bool inSlab = false) : Counted(inSlab), value(std::move(v)) {}
+  explicit Box(T v) : value(std::move(v)) {}
   T value;
 };
 
@@ -73,7 +48,6 @@ class Text final {
   Text(std::string_view text) : rep_(make(text)) {}         // NOLINT: texts come from literals everywhere
   Text(const char* text) : Text(std::string_view(text)) {}  // NOLINT
   Text(const std::string& text) : Text(std::string_view(text)) {}  // NOLINT
-  Text(std::string_view text, Slab* slab) : rep_(make(text, slab)) {}
   Text(const Text& other) noexcept : rep_(other.rep_) {
     if (rep_) rep_->hold();
   }
@@ -82,23 +56,15 @@ class Text final {
     std::swap(rep_, other.rep_);
     return *this;
   }
-  ~Text() { release(rep_); }
+  ~Text() {
+    if (rep_ && rep_->release()) destroy(rep_);
+  }
 
   std::string_view view() const noexcept { return viewOf(rep_); }
   operator std::string_view() const noexcept { return view(); }  // NOLINT
   std::string str() const { return std::string(view()); }
   bool empty() const noexcept { return !rep_; }
   std::size_t size() const noexcept { return rep_ ? rep_->size : 0; }
-
-  // The storage's address: equal for copies of one text, so that a writer need not hash a shared key again.
-  const void* identity() const noexcept { return rep_; }
-  // Whether another copy holds the storage.
-  bool isShared() const noexcept { return rep_ && !rep_->isSole(); }
-  // A cheaper copy, while no other thread can reach any copy of this text.
-  Text unpublishedCopy() const noexcept {
-    if (rep_) rep_->holdUnpublished();
-    return Text(rep_);
-  }
 
   friend bool operator==(const Text& a, const Text& b) noexcept {
     return a.rep_ == b.rep_ || a.view() == b.view();
@@ -109,31 +75,27 @@ class Text final {
 
  private:
   friend class Value;
+  // The characters follow in the same allocation.
   struct Rep : Counted {
-    Rep(std::uint32_t count, bool inSlab) noexcept : Counted(inSlab), size(count) {}
+    explicit Rep(std::uint32_t count) noexcept : size(count) {}
     std::uint32_t size;
   };
   // Takes over one hold.
   explicit Text(Rep* rep) noexcept : rep_(rep) {}
 
-  static Rep* make(std::string_view text, Slab* slab = nullptr) {
+  static Rep* make(std::string_view text) {
     if (text.empty()) return nullptr;
     const auto size = static_cast<std::uint32_t>(text.size() > UINT32_MAX ? UINT32_MAX : text.size());
-    const std::size_t bytes = sizeof(Rep) + size;
-    Rep* rep = ::new (allocateStorage(slab, bytes)) Rep(size, isForSlab(slab, bytes));
+    Rep* rep = ::new (::operator new(sizeof(Rep) + size)) Rep(size);
     std::memcpy(reinterpret_cast<char*>(rep + 1), text.data(), size);
     return rep;
   }
   static std::string_view viewOf(const Rep* rep) noexcept {
     return rep ? std::string_view(reinterpret_cast<const char*>(rep + 1), rep->size) : std::string_view();
   }
-  static void release(Rep* rep) noexcept {
-    if (rep && rep->release()) destroy(rep);
-  }
   static void destroy(Rep* rep) noexcept {
-    const bool inSlab = rep->isInSlab();
     rep->~Rep();
-    freeStorage(inSlab, rep);
+    ::operator delete(rep);
   }
 
   Rep* rep_ = nullptr;
@@ -160,14 +122,11 @@ class Shared final {
   const T* operator->() const noexcept { return &box_->value; }
   // Whether this holder may write without a copy.
   bool isSole() const noexcept { return box_ && box_->isSole(); }
-  // The T to write to, which must be this holder's own: see isSole.
+  // The T to write to, which no other holder may share: see isSole.
   T& own() noexcept { return box_->value; }
   void reset(T value) { *this = Shared(new Box<T>(std::move(value))); }
+  // Equal for copies.
   const void* identity() const noexcept { return box_; }
-  Shared unpublishedCopy() const noexcept {
-    if (box_) box_->holdUnpublished();
-    return Shared(box_);
-  }
 
  private:
   // Takes over one hold.

@@ -1,7 +1,6 @@
 #include "value/Value.h"
 
 #include <algorithm>
-#include <stdexcept>
 
 #include "value/NumberText.h"
 
@@ -22,12 +21,6 @@ Value::Value(Bytes v) : Value(boxed(Held::Data, std::move(v))) {}
 Value::Value(Array v) : Value(boxed(Held::Array, std::move(v))) {}
 Value::Value(Dictionary v) : Value(boxed(Held::Dictionary, std::move(v))) {}
 
-Value::Value(Dictionary v, Slab* slab) : held_(Held::Dictionary) {
-  using Boxed = Box<Dictionary>;
-  content_.storage =
-      ::new (allocateStorage(slab, sizeof(Boxed))) Boxed(std::move(v), isForSlab(slab, sizeof(Boxed)));
-}
-
 void Value::destroy() noexcept {
   switch (held_) {
     case Held::String:
@@ -38,12 +31,9 @@ void Value::destroy() noexcept {
     case Held::Array:
       delete box<Array>();
       return;
-    case Held::Dictionary: {
-      const bool inSlab = content_.storage->isInSlab();
-      box<Dictionary>()->~Box();
-      freeStorage(inSlab, content_.storage);
+    case Held::Dictionary:
+      delete box<Dictionary>();
       return;
-    }
     default:
       return;
   }
@@ -233,43 +223,6 @@ void KeyList::rebuildIndex() {
   for (std::size_t i = 0; i < texts_.size(); ++i) index_->emplace(texts_[i].view(), i);
 }
 
-ValueRow::ValueRow(std::size_t count, Slab* slab) {
-  if (count == 0) return;
-  const std::uint32_t checked = checkedCount(count);
-  const std::size_t bytes = count * sizeof(Value);
-  items_ = static_cast<Value*>(allocateStorage(slab, bytes));
-  room_ = checked | (isForSlab(slab, bytes) ? kInSlab : 0);
-  for (; size_ < checked; ++size_) ::new (static_cast<void*>(items_ + size_)) Value();
-}
-
-ValueRow::ValueRow(const ValueRow& other) {
-  reserve(other.size_);
-  for (; size_ < other.size_; ++size_) ::new (static_cast<void*>(items_ + size_)) Value(other.items_[size_]);
-}
-
-std::uint32_t ValueRow::checkedCount(std::size_t count) {
-  if (count > INT32_MAX) throw std::length_error("too many entries for one dictionary");
-  return static_cast<std::uint32_t>(count);
-}
-
-void ValueRow::remove(std::size_t index) noexcept {
-  std::move(items_ + index + 1, items_ + size_, items_ + index);
-  items_[--size_].~Value();
-}
-
-void ValueRow::reserve(std::size_t count) {
-  if (count <= capacity()) return;
-  const std::uint32_t room = checkedCount(count);
-  auto* items = static_cast<Value*>(::operator new(count * sizeof(Value)));
-  for (std::uint32_t i = 0; i < size_; ++i) {
-    ::new (static_cast<void*>(items + i)) Value(std::move(items_[i]));
-    items_[i].~Value();
-  }
-  if (items_) freeStorage(isInSlab(), items_);
-  items_ = items;
-  room_ = room;
-}
-
 Dictionary::Dictionary(std::initializer_list<Entry> entries, Mutability mutability)
     : mutability_(mutability) {
   reserve(entries.size());
@@ -328,9 +281,9 @@ void Dictionary::set(Text key, Value value) {
 }
 
 void Dictionary::append(Text key, Value value) {
-  const bool follows = keys_ && keys_->size() > size() && keys_->texts()[size()].identity() == key.identity();
+  const bool follows = keys_ && keys_->size() > size() && keys_->texts()[size()] == key;
   if (!follows) ownKeys().append(std::move(key));
-  values_.append(std::move(value));
+  values_.push_back(std::move(value));
 }
 
 bool Dictionary::remove(std::string_view key) {
@@ -338,7 +291,7 @@ bool Dictionary::remove(std::string_view key) {
   if (i == size()) return false;
   // The key may be a view of the entry itself: it is not used again.
   ownKeys().remove(i);
-  values_.remove(i);
+  values_.erase(values_.begin() + static_cast<std::ptrdiff_t>(i));
   return true;
 }
 

@@ -80,12 +80,10 @@ class Value final {
     if (isStored()) content_.storage->hold();
   }
   Value(Value&& other) noexcept : held_(std::exchange(other.held_, Held::Nil)), content_(other.content_) {}
-  Value& operator=(const Value& other) noexcept { return *this = Value(other); }
-  // What was held goes last: the other may stand inside it.
-  Value& operator=(Value&& other) noexcept {
-    Value taken(std::move(other));
-    std::swap(held_, taken.held_);
-    std::swap(content_, taken.content_);
+  // The old content is destroyed last: `other` may have been part of it.
+  Value& operator=(Value other) noexcept {
+    std::swap(held_, other.held_);
+    std::swap(content_, other.content_);
     return *this;
   }
   ~Value() {
@@ -106,7 +104,6 @@ class Value final {
   Value(Bytes v);                                  // NOLINT
   Value(Array v);                                  // NOLINT
   Value(Dictionary v);                             // NOLINT
-  Value(Dictionary v, Slab* slab);
   // Any integer; one past the range of std::int64_t keeps its unsigned value (isBeyondSigned).
   template <class Int, std::enable_if_t<std::is_integral_v<Int> && !std::is_same_v<Int, bool>, int> = 0>
   Value(Int v) noexcept : held_(Held::Integer), content_{.integer = static_cast<std::int64_t>(v)} {  // NOLINT
@@ -159,12 +156,6 @@ class Value final {
   const void* identity() const noexcept { return isStored() ? content_.storage : nullptr; }
   // Whether another copy holds that storage: only then can its identity be met twice.
   bool isShared() const noexcept { return isStored() && !content_.storage->isSole(); }
-  // A cheaper copy, while no other thread can reach any copy of this value: for who builds values.
-  Value unpublishedCopy() const noexcept {
-    if (isStored()) content_.storage->holdUnpublished();
-    return Value(held_, content_);
-  }
-  class Reference;
 
  private:
   // From String on: in storage that copies share.
@@ -200,23 +191,6 @@ class Value final {
   template <class T>
   T& edit(Held held);
 
-  Held held_ = Held::Nil;
-  Content content_{};
-};
-
-// What a value holds, without a hold of its own: for who builds values, knows that some copy of each lives,
-// and may need another.
-class Value::Reference final {
- public:
-  Reference() noexcept = default;
-  explicit Reference(const Value& value) noexcept : held_(value.held_), content_(value.content_) {}
-  // Under the terms of Value::unpublishedCopy.
-  Value unpublishedCopy() const noexcept {
-    if (held_ >= Held::String) content_.storage->holdUnpublished();
-    return Value(held_, content_);
-  }
-
- private:
   Held held_ = Held::Nil;
   Content content_{};
 };
@@ -284,58 +258,6 @@ class KeyList final {
   std::unique_ptr<Index> index_;
 };
 
-// The values of a dictionary: a vector in 16 bytes, for there are many dictionaries, whose storage may stand
-// in a slab. At most 2^31 - 1; std::length_error past that.
-class ValueRow final {
- public:
-  ValueRow() noexcept = default;
-  // That many nils.
-  ValueRow(std::size_t count, Slab* slab);
-  ValueRow(const ValueRow& other);
-  ValueRow(ValueRow&& other) noexcept
-      : items_(std::exchange(other.items_, nullptr)),
-        size_(std::exchange(other.size_, 0)),
-        room_(std::exchange(other.room_, 0)) {}
-  ValueRow& operator=(const ValueRow& other) { return *this = ValueRow(other); }
-  ValueRow& operator=(ValueRow&& other) noexcept {
-    ValueRow taken(std::move(other));
-    std::swap(items_, taken.items_);
-    std::swap(size_, taken.size_);
-    std::swap(room_, taken.room_);
-    return *this;
-  }
-  ~ValueRow() {
-    clear();
-    if (items_) freeStorage(isInSlab(), items_);
-  }
-
-  std::size_t size() const noexcept { return size_; }
-  bool empty() const noexcept { return size_ == 0; }
-  const Value* data() const noexcept { return items_; }
-  Value* data() noexcept { return items_; }
-  const Value& operator[](std::size_t index) const noexcept { return items_[index]; }
-  Value& operator[](std::size_t index) noexcept { return items_[index]; }
-  void append(Value value) {
-    if (size_ == capacity()) reserve(size_ < 4 ? 4 : 2 * static_cast<std::size_t>(size_));
-    ::new (static_cast<void*>(items_ + size_++)) Value(std::move(value));
-  }
-  void remove(std::size_t index) noexcept;
-  void reserve(std::size_t count);
-  void clear() noexcept {
-    while (size_ > 0) items_[--size_].~Value();
-  }
-
- private:
-  static constexpr std::uint32_t kInSlab = 1u << 31;
-  static std::uint32_t checkedCount(std::size_t count);
-  std::uint32_t capacity() const noexcept { return room_ & ~kInSlab; }
-  bool isInSlab() const noexcept { return (room_ & kInSlab) != 0; }
-
-  Value* items_ = nullptr;
-  std::uint32_t size_ = 0;
-  std::uint32_t room_ = 0;  // the capacity, and kInSlab
-};
-
 // A dictionary with text keys that keeps insertion order. Flat: made for few keys.
 class Dictionary final {
  public:
@@ -352,9 +274,9 @@ class Dictionary final {
 
   explicit Dictionary(Mutability mutability = Mutability::Immutable) noexcept : mutability_(mutability) {}
   Dictionary(std::initializer_list<Entry> entries, Mutability mutability = Mutability::Immutable);
-  // With these keys and as many values; for who makes many of one kind. No other thread can reach the keys.
-  Dictionary(const Shared<KeyList>& unpublishedKeys, ValueRow values, Mutability mutability)
-      : keys_(unpublishedKeys.unpublishedCopy()), values_(std::move(values)), mutability_(mutability) {}
+  // With the first of these keys, one for each value: for many dictionaries with the same keys.
+  Dictionary(Shared<KeyList> keys, std::vector<Value> values, Mutability mutability) noexcept
+      : keys_(std::move(keys)), values_(std::move(values)), mutability_(mutability) {}
 
   // An empty dictionary into which another's keys will be appended in the same order, if not to the end: it
   // shares them then. With other keys it becomes as any.
@@ -392,7 +314,7 @@ class Dictionary final {
   KeyList& ownKeys();
 
   Shared<KeyList> keys_;  // the first ones are this dictionary's, as many as there are values
-  ValueRow values_;
+  std::vector<Value> values_;
   Mutability mutability_;
 };
 
