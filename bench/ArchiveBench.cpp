@@ -8,31 +8,25 @@
 #include <string>
 #include <utility>
 
+#include "library/RecordBuilder.h"
 #include "plist/KeyedArchive.h"
 
 namespace moxtel {
 namespace {
 
-// As the photo listing builds them: records share their list of keys and the texts that stand in each, every
+// As the photo listing builds them: records share their list of keys and the texts that each has; every
 // second photo has a caption.
 Value photos(std::int64_t count) {
-  const Text key("PhotoKey"), model("ModelId"), media("MediaType"), found("FoundBy"), latitude("latitude"),
-      longitude("longitude"), caption("Caption");
+  RecordBuilder<7> builder(
+      {"PhotoKey", "ModelId", "MediaType", "FoundBy", "latitude", "longitude", "Caption"});
   const Value image("Image"), movie("Movie"), sql("SQL");
-  const Dictionary example(
-      {{key, {}}, {model, {}}, {media, {}}, {found, {}}, {latitude, {}}, {longitude, {}}, {caption, {}}},
-      Mutability::Mutable);
   Array list(Mutability::Mutable);
   for (std::int64_t i = 0; i < count; ++i) {
-    Dictionary photo = Dictionary::like(example);
-    photo.append(key, "Xq3%+9aZRk2Bc0D" + std::to_string(1000000 + i));
-    photo.append(model, i + 1);
-    photo.append(media, i % 20 == 0 ? movie : image);
-    photo.append(found, sql);
-    photo.append(latitude, -90 + static_cast<double>(i) * 180 / static_cast<double>(count));
-    photo.append(longitude, -180 + static_cast<double>(i) * 360 / static_cast<double>(count));
-    if (i % 2 == 0) photo.append(caption, "Caption " + std::to_string(i % 5000));
-    list.append(std::move(photo));
+    list.append(
+        builder.record({"Xq3%+9aZRk2Bc0D" + std::to_string(1000000 + i), i + 1, i % 20 == 0 ? movie : image,
+                        sql, -90 + static_cast<double>(i) * 180 / static_cast<double>(count),
+                        -180 + static_cast<double>(i) * 360 / static_cast<double>(count),
+                        i % 2 == 0 ? Value("Caption " + std::to_string(i % 5000)) : Value()}));
   }
   return Dictionary({{"result", std::move(list)}});
 }

@@ -4,8 +4,10 @@
 // Core thread.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <utility>
+#include <vector>
 
 #include "value/Value.h"
 
@@ -22,12 +24,13 @@ class RecordBuilder final {
 
   Dictionary record(Values values) {
     std::size_t choice = 0;
-    ValueRow row;
-    row.reserve(N);
+    std::vector<Value> row;
+    row.reserve(N - static_cast<std::size_t>(std::count_if(
+                        values.begin(), values.end(), [](const Value& value) { return value.isNil(); })));
     for (std::size_t i = 0; i < N; ++i) {
       if (values[i].isNil()) continue;
       choice |= std::size_t{1} << i;
-      row.append(std::move(values[i]));
+      row.push_back(std::move(values[i]));
     }
     return Dictionary(listOf(choice), std::move(row), Mutability::Mutable);
   }

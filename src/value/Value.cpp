@@ -229,13 +229,6 @@ Dictionary::Dictionary(std::initializer_list<Entry> entries, Mutability mutabili
   for (const Entry& entry : entries) set(entry.key, entry.value);
 }
 
-Dictionary Dictionary::like(const Dictionary& other) {
-  Dictionary made(other.mutability_);
-  made.keys_ = other.keys_;
-  made.values_.reserve(other.size());
-  return made;
-}
-
 void Dictionary::reserve(std::size_t count) {
   values_.reserve(count);
   if (!keys_) keys_.reset(KeyList());
@@ -281,8 +274,7 @@ void Dictionary::set(Text key, Value value) {
 }
 
 void Dictionary::append(Text key, Value value) {
-  const bool follows = keys_ && keys_->size() > size() && keys_->texts()[size()] == key;
-  if (!follows) ownKeys().append(std::move(key));
+  ownKeys().append(std::move(key));
   values_.push_back(std::move(value));
 }
 

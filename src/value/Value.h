@@ -18,7 +18,6 @@
 #include <utility>
 #include <vector>
 
-#include "value/Pages.h"
 #include "value/Shared.h"
 
 namespace moxtel {
@@ -27,22 +26,9 @@ class Value;
 class Array;
 class Dictionary;
 
-// An allocator that leaves bytes as they are: a buffer that a file is read into is not written twice. Large
-// buffers have pages of their own.
+// An allocator that does not initialize bytes: a buffer that a file is read into is written only once.
 template <class T>
 struct UninitializedAllocator : std::allocator<T> {
-  T* allocate(std::size_t count) {
-    if (count < kOwnPagesFrom / sizeof(T)) return std::allocator<T>::allocate(count);
-    if (count > SIZE_MAX / 2 / sizeof(T)) throw std::bad_array_new_length();
-    return static_cast<T*>(allocatePages(count * sizeof(T)));
-  }
-  void deallocate(T* place, std::size_t count) noexcept {
-    if (count < kOwnPagesFrom / sizeof(T)) {
-      std::allocator<T>::deallocate(place, count);
-    } else {
-      freePages(place, count * sizeof(T));
-    }
-  }
   template <class U>
   struct rebind {
     using other = UninitializedAllocator<U>;
@@ -277,10 +263,6 @@ class Dictionary final {
   // With the first of these keys, one for each value: for many dictionaries with the same keys.
   Dictionary(Shared<KeyList> keys, std::vector<Value> values, Mutability mutability) noexcept
       : keys_(std::move(keys)), values_(std::move(values)), mutability_(mutability) {}
-
-  // An empty dictionary into which another's keys will be appended in the same order, if not to the end: it
-  // shares them then. With other keys it becomes as any.
-  static Dictionary like(const Dictionary& other);
 
   bool isMutable() const noexcept { return mutability_ == Mutability::Mutable; }
   Mutability mutability() const noexcept { return mutability_; }

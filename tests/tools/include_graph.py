@@ -59,8 +59,6 @@ OWNERS = [
 ]
 # Files outside those folders that may include such a header all the same, each with its reason.
 OTHER_OWNERS = {
-    ("value/Pages.cpp", "sys/mman.h"): "pages of large texts",
-    ("value/Pages.cpp", "unistd.h"): "pages of large texts",
 }
 INCLUDE = re.compile(r'^\s*#\s*include\s*(?:"([^"]+)"|<([^>]+)>)', re.MULTILINE)
 
