@@ -62,6 +62,27 @@ std::optional<Number> numberIn(std::string_view text) {
   return number;
 }
 
+[[noreturn]] void fail(const std::string& text) {
+  throw CLI::ValidationError(text, CLI::ExitCodes::ValidationError);
+}
+
+// Returns why the text is no port, or nothing. CLI11, which reads the text afterwards, takes a leading 0 for
+// octal; so the text becomes the decimal number.
+std::string checkPort(std::string& text) {
+  const auto port = numberIn<std::uint16_t>(text);
+  if (!port || *port == 0) return "Value " + text + " not in range 1 to 65535";
+  text = std::to_string(*port);
+  return {};
+}
+
+// CLI11 reads "--output= FILE" like "--output FILE".
+void rejectEmptyValues(const std::vector<std::string>& arguments) {
+  for (const std::string& argument : arguments) {
+    if (argument == "--") return;
+    if (argument.starts_with("--") && argument.ends_with('=')) fail(argument + " has no value");
+  }
+}
+
 // The value of key:=value: a number or a boolean.
 std::optional<Value> typedValue(std::string_view text) {
   if (text == "true") return Value(true);
@@ -69,10 +90,6 @@ std::optional<Value> typedValue(std::string_view text) {
   if (const auto integer = numberIn<std::int64_t>(text)) return Value(*integer);
   if (const auto real = numberIn<double>(text)) return Value(*real);
   return std::nullopt;
-}
-
-[[noreturn]] void fail(const std::string& text) {
-  throw CLI::ValidationError(text, CLI::ExitCodes::ValidationError);
 }
 
 void setEntry(Dictionary& command, const std::string& entry) {
@@ -139,6 +156,7 @@ class CommandLine final {
   std::variant<ClientRequest, BrowseWanted, HelpWanted, VersionWanted, UsageError> parse(
       const std::vector<std::string>& arguments) {
     try {
+      rejectEmptyValues(arguments);
       app_.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
       if (app_.get_subcommands().empty()) fail("no command");
     } catch (const CLI::CallForHelp&) {
@@ -159,7 +177,7 @@ class CommandLine final {
     addOption("--host", request_.host, "HOST",
               "the server's name or address; without it\nthe only server on the network");
     addOption("--port", request_.port, "PORT", "its port (4250); without a host,\na port of this machine")
-        ->check(CLI::Range(1, 65535).description(""));
+        ->transform(CLI::Validator(checkPort, ""));
     app_.add_flag("--json", request_.json, "print the result as JSON: dates as\nISO 8601, data as base64");
     addOption("-o,--output", request_.output, "FILE",
               "write the result's data to a file;\n- is standard output");

@@ -215,6 +215,9 @@ TEST_F(Moxtel, rejectsAWrongCommandLine) {
            {"--port", "0", "albums"},
            {"--port", "65536", "albums"},
            {"--port", "4x", "albums"},
+           {"--port", "0x1092", "albums"},
+           {"--port=", "4250", "albums"},
+           {"--output=", "file", "data", "k"},
            {"--port"},
            {"--colour", "albums"},
            {"command"},
@@ -240,6 +243,7 @@ TEST_F(Moxtel, namesWhatIsWrongWithACommandLine) {
   EXPECT_THAT(complaint({"thumb", "k"}), HasSubstr("thumb needs -o FILE"));
   EXPECT_THAT(complaint({"--port", "0", "albums"}), HasSubstr("--port: Value 0 not in range 1 to 65535"));
   EXPECT_THAT(complaint({"--port"}), HasSubstr("--port: 1 required PORT missing"));
+  EXPECT_THAT(complaint({"--output=", "file", "data", "k"}), HasSubstr("--output= has no value"));
   EXPECT_THAT(complaint({"albums", "\x1b[2J"}), HasSubstr("not expected: �[2J"));
 }
 
@@ -266,6 +270,16 @@ TEST_F(Moxtel, takesOptionsBeforeAndAfterTheCommand) {
   EXPECT_EQ(runWith(result("x"), {"photos", "--json", "--", "--json"}), 0);
   EXPECT_EQ(asked, Value(Dictionary{{"command", "Photos of Album"}, {"id", "--json"}}));
   EXPECT_EQ(out.str(), "\"x\"\n");
+}
+
+TEST_F(Moxtel, readsPortsAsDecimalNumbers) {
+  const auto options = parseOptions({"--port", "04250", "albums"});
+  EXPECT_EQ(std::get<ClientRequest>(options).port, 4250);
+}
+
+TEST_F(Moxtel, takesAnArgumentThatEndsInAnEqualsSign) {
+  EXPECT_EQ(runWith(result("x"), {"photos", "--", "--a="}), 0);
+  EXPECT_EQ(asked, Value(Dictionary{{"command", "Photos of Album"}, {"id", "--a="}}));
 }
 
 TEST_F(Moxtel, asksTheFinderOnlyWithoutAnAddress) {
