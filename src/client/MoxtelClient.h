@@ -33,12 +33,6 @@ class ServerFinder {
   ServerFinder& operator=(const ServerFinder&) = default;
 };
 
-// The server on this machine, whether it runs or not.
-class LocalServerFinder : public ServerFinder {
- public:
-  std::variant<ServerAddress, std::string> findServer() override { return ServerAddress{"127.0.0.1"}; }
-};
-
 class MoxtelClient final {
  public:
   static constexpr int kSuccess = 0;
