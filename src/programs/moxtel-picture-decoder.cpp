@@ -1,5 +1,6 @@
-// moxtel-picture-decoder: decodes one picture file and prints it as a JPEG or as pixels, confined, so that a
-// malicious file cannot harm the server. DecoderProtocol.h describes its arguments and output.
+// moxtel-picture-decoder: decodes one picture file and prints it as a JPEG or as pixels. It is a process of
+// its own with limits (Confinement.h), so that a file that crashes a library or needs too much memory or time
+// does not end the server. DecoderProtocol.h describes its arguments and output.
 #include <vips/vips.h>
 #include <cstdint>
 #include <cstdio>
@@ -63,7 +64,7 @@ bool run(const char* form, const char* path, const char* scratch) {
   const OpenFile file = openRegularFile(path);
   confineThisProcess({kMemory + file.size, kProcessorSeconds, *scratch != '\0' ? kTemporaryFile : 0});
   setUpLibraries(scratch);
-  const FileBytes bytes = mappedForEver(file);
+  const FileBytes bytes = mappedUntilExit(file);
   const auto source = opened(bytes);
   if (!source) return false;
   if (std::strcmp(form, kPixelsForm) == 0) {

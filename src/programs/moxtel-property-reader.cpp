@@ -1,6 +1,6 @@
-// moxtel-property-reader FILE: prints the properties of a picture file as a keyed archive, confined, so that
-// a malicious file cannot harm the server. Exit status 0 means that the file has properties and the output is
-// complete.
+// moxtel-property-reader FILE: prints the properties of a picture file as a keyed archive. It is a process of
+// its own with limits (Confinement.h), so that a file that crashes a library or needs too much memory or time
+// does not end the server. Exit status 0 means that the file has properties and the output is complete.
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -22,7 +22,7 @@ bool run(const char* path) {
   confineThisProcess({kMemory + file.size, kProcessorSeconds, 0});
   // Discards library warnings.
   if (!std::freopen("/dev/null", "w", stderr)) std::fclose(stderr);
-  const auto found = wholeFileProperties(mappedForEver(file));
+  const auto found = wholeFileProperties(mappedUntilExit(file));
   return found && writeToStandardOutput(archivedData(*found));
 }
 

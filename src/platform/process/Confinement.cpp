@@ -35,7 +35,7 @@ void confineThisProcess(const ProcessBounds& bounds) {
   limit(RLIMIT_FSIZE, bounds.writtenFile);
 }
 
-std::span<const std::uint8_t> mappedForEver(const OpenFile& file) {
+std::span<const std::uint8_t> mappedUntilExit(const OpenFile& file) {
   if (file.state != FileState::Open || file.size == 0) return {};
   void* bytes = mmap(nullptr, file.size, PROT_READ, MAP_PRIVATE, file.descriptor.get(), 0);
   if (bytes == MAP_FAILED) return {};

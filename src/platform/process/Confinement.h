@@ -1,5 +1,6 @@
-// For a program that reads one untrusted file for a server: drops all rights that it does not need before it
-// reads the file. Applies to the calling process and cannot be undone.
+// For a program that reads one untrusted file for a server: limits what the calling process can use up before
+// it reads the file. The limits cannot be raised again. They restrict neither which files the process can
+// open nor its use of the network.
 #pragma once
 
 #include <cstdint>
@@ -12,7 +13,7 @@ namespace moxtel {
 struct ProcessBounds {
   std::uint64_t memory = 0;            // bytes of addresses; ignored in builds with a sanitizer
   std::uint64_t processorSeconds = 0;  // of all threads
-  std::uint64_t writtenFile = 0;       // bytes; 0: no file can be written
+  std::uint64_t writtenFile = 0;       // bytes; 0: no file can grow
 };
 
 // The process also ends together with its parent, gains no privileges, and leaves no core file.
@@ -20,7 +21,7 @@ void confineThisProcess(const ProcessBounds& bounds);
 
 // A file mapped into memory for the rest of the process's life; a shrinking file ends the process and nothing
 // else. Empty when there is nothing to map.
-std::span<const std::uint8_t> mappedForEver(const OpenFile& file);
+std::span<const std::uint8_t> mappedUntilExit(const OpenFile& file);
 
 // Writes all bytes to standard output; false when its reader has closed it.
 [[nodiscard]] bool writeToStandardOutput(std::span<const std::uint8_t> bytes);
