@@ -7,8 +7,7 @@ namespace moxtel {
 std::string unreadableDataMessage(std::string_view data, std::string_view reason) {
   return format(
       "Problem with reading %@: '%@'\nPlease quit MoxtelServer, start and quit iPhoto, then start "
-      "MoxtelServer "
-      "again.",
+      "MoxtelServer again.",
       data, reason);
 }
 
