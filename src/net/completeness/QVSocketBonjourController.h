@@ -5,7 +5,7 @@
 // side.
 //
 // Only the service found last is being resolved: when another is found before the answer comes, the earlier
-// one is dropped. (`moxtel servers` shows all services, so it uses DnsSd directly.)
+// one is dropped. (`moxtel browse` shows all services, so it uses DnsSd directly.)
 //
 // Core thread, except resolvedServers() and the state of the class operations, which any thread may use. What
 // is borrowed must outlive the controller.
