@@ -81,7 +81,7 @@ TEST_F(Handler, repliesNothingToACommandThatIsNotText) {
   for (const Value& name : {Value(1), Value(true), Value(Array()), Value(Bytes{1})}) {
     EXPECT_THAT(replies(command(name)), IsEmpty());
   }
-  EXPECT_EQ(linesBeginning("uncaught exception: the command of the request is no text"), 4u);
+  EXPECT_EQ(linesBeginning("uncaught exception: the command of the request is not text"), 4u);
 }
 
 TEST_F(Handler, repliesNothingToAKeyThatIsNotText) {
@@ -96,7 +96,7 @@ TEST_F(Handler, repliesNothingToAKeyThatIsNotText) {
     infos.set("key", key);
     EXPECT_THAT(replies(infos), IsEmpty());
   }
-  EXPECT_EQ(linesBeginning("uncaught exception: the key of the request is no text"), 5u);
+  EXPECT_EQ(linesBeginning("uncaught exception: the key of the request is not text"), 5u);
 }
 
 TEST_F(Handler, decodesEachRequestTwice) {
@@ -198,7 +198,7 @@ TEST_F(Handler, repliesNothingToAnIdWithALongDescription) {
   ASSERT_LE(archivedData(request).size(), 4096u);
   EXPECT_THAT(replies(request), IsEmpty());
   EXPECT_TRUE(source.questions.empty());
-  EXPECT_TRUE(log.contains("uncaught exception: the id of the request unfolds into too much text"));
+  EXPECT_TRUE(log.contains("uncaught exception: the description of the id of the request is too long"));
 }
 
 TEST_F(Handler, passesAnArrayAsIdToTheLibrary) {
