@@ -1,5 +1,5 @@
 // JPEGs, which the server decodes itself. The input is the file: what is encoded anew is a picture of the
-// same size, colours and profile that can be read again, and what is decoded is whole.
+// same size, colors and profile that can be read again, and what is decoded is whole.
 #include "fuzz/FuzzInput.h"
 #include "pictures/codec/Jpeg.h"
 

@@ -93,7 +93,7 @@ void writeTable(std::ostream& out, Row heading, const Array& items, Row (*rowOf)
 
 void writeLines(std::ostream& out, const Value& value, std::size_t depth);
 
-void writeLabelled(std::ostream& out, const std::string& label, const Value& value, std::size_t depth) {
+void writeLabeled(std::ostream& out, const std::string& label, const Value& value, std::size_t depth) {
   out << std::string(2 * depth, ' ') << label;
   if (value.isArray() || value.isDictionary()) {
     out << '\n';
@@ -107,10 +107,10 @@ void writeLabelled(std::ostream& out, const std::string& label, const Value& val
 void writeLines(std::ostream& out, const Value& value, std::size_t depth) {
   if (value.isDictionary()) {
     for (const auto& entry : value.dictionary()) {
-      writeLabelled(out, cell(Value(entry.key)) + ":", entry.value, depth);
+      writeLabeled(out, cell(Value(entry.key)) + ":", entry.value, depth);
     }
   } else if (value.isArray()) {
-    for (const Value& item : value.array()) writeLabelled(out, "-", item, depth);
+    for (const Value& item : value.array()) writeLabeled(out, "-", item, depth);
   } else if (value.isString()) {
     out << printable(value.string(), Lines::Many) << '\n';
   } else {

@@ -9,7 +9,7 @@ namespace moxtel {
 class FakeEventLoop::FakeTimer : public Timer {
  public:
   explicit FakeTimer(std::shared_ptr<Entry> entry) : entry_(std::move(entry)) {}
-  ~FakeTimer() override { entry_->cancelled = true; }
+  ~FakeTimer() override { entry_->canceled = true; }
 
  private:
   std::shared_ptr<Entry> entry_;
@@ -50,7 +50,7 @@ void FakeEventLoop::runPosted() {
 }
 
 std::shared_ptr<FakeEventLoop::Entry> FakeEventLoop::nextDue(Duration until) {
-  std::erase_if(timers_, [](const auto& entry) { return entry->cancelled; });
+  std::erase_if(timers_, [](const auto& entry) { return entry->canceled; });
   std::shared_ptr<Entry> next;
   for (const auto& entry : timers_) {
     if (entry->due <= until && (!next || entry->due < next->due)) next = entry;
@@ -64,7 +64,7 @@ void FakeEventLoop::advance(Duration time) {
   while (const auto entry = nextDue(until)) {
     now_ = std::max(now_, entry->due);
     if (entry->interval == Duration::zero()) {
-      entry->cancelled = true;
+      entry->canceled = true;
     } else {
       entry->due += entry->interval;
     }
@@ -82,7 +82,7 @@ std::size_t FakeEventLoop::posted() const {
 
 std::size_t FakeEventLoop::timers() const {
   return static_cast<std::size_t>(
-      std::count_if(timers_.begin(), timers_.end(), [](const auto& entry) { return !entry->cancelled; }));
+      std::count_if(timers_.begin(), timers_.end(), [](const auto& entry) { return !entry->canceled; }));
 }
 
 }  // namespace moxtel

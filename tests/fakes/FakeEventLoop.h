@@ -33,7 +33,7 @@ class FakeEventLoop : public EventLoop {
     Duration due{};
     Duration interval{};  // zero for a single call
     Task task;
-    bool cancelled = false;
+    bool canceled = false;
   };
   class FakeTimer;
   std::unique_ptr<Timer> add(Duration delay, Duration interval, Task task);

@@ -48,7 +48,7 @@ TEST(FakeEventLoop, callsTimersInTheOrderTheyComeDue) {
   EXPECT_EQ(loop.timers(), 1u);
 }
 
-TEST(FakeEventLoop, callsNoCancelledTimer) {
+TEST(FakeEventLoop, callsNoCanceledTimer) {
   FakeEventLoop loop;
   auto timer = loop.callAfter(1s, [] { ADD_FAILURE(); });
   timer.reset();

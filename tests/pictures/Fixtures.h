@@ -15,20 +15,20 @@
 
 namespace moxtel::test {
 
-using Colour = std::array<int, 3>;
+using Color = std::array<int, 3>;
 struct Quarters {
-  Colour topLeft{220, 30, 30}, topRight{30, 180, 40}, bottomLeft{40, 60, 200}, bottomRight{240, 220, 60};
+  Color topLeft{220, 30, 30}, topRight{30, 180, 40}, bottomLeft{40, 60, 200}, bottomRight{240, 220, 60};
 };
 
 inline std::string fixture(const std::string& name) { return std::string(FIXTURES) + "/" + name; }
 inline Bytes fixtureBytes(const std::string& name) { return readWholeFile(fixture(name), UINT64_MAX).bytes; }
 
-inline Colour colourAt(const PixelBuffer& image, std::size_t x, std::size_t y) {
+inline Color colorAt(const PixelBuffer& image, std::size_t x, std::size_t y) {
   const std::uint8_t* p = image.pixel(x, y);
-  return image.layout == PixelLayout::Gray ? Colour{p[0], p[0], p[0]} : Colour{p[0], p[1], p[2]};
+  return image.layout == PixelLayout::Gray ? Color{p[0], p[0], p[0]} : Color{p[0], p[1], p[2]};
 }
 
-inline void expectNear(const Colour& seen, const Colour& wanted, int tolerance, const char* where) {
+inline void expectNear(const Color& seen, const Color& wanted, int tolerance, const char* where) {
   for (std::size_t c = 0; c < 3; ++c)
     EXPECT_LE(std::abs(seen[c] - wanted[c]), tolerance)
         << where << ": " << testing::PrintToString(seen) << " for " << testing::PrintToString(wanted);
@@ -40,10 +40,10 @@ inline void expectQuarters(const PixelBuffer& image, int tolerance, const Quarte
   ASSERT_GT(image.height, 3U);
   const std::size_t left = image.width / 4, right = image.width * 3 / 4;
   const std::size_t top = image.height / 4, bottom = image.height * 3 / 4;
-  expectNear(colourAt(image, left, top), wanted.topLeft, tolerance, "top left");
-  expectNear(colourAt(image, right, top), wanted.topRight, tolerance, "top right");
-  expectNear(colourAt(image, left, bottom), wanted.bottomLeft, tolerance, "bottom left");
-  expectNear(colourAt(image, right, bottom), wanted.bottomRight, tolerance, "bottom right");
+  expectNear(colorAt(image, left, top), wanted.topLeft, tolerance, "top left");
+  expectNear(colorAt(image, right, top), wanted.topRight, tolerance, "top right");
+  expectNear(colorAt(image, left, bottom), wanted.bottomLeft, tolerance, "bottom left");
+  expectNear(colorAt(image, right, bottom), wanted.bottomRight, tolerance, "bottom right");
 }
 
 // Luma of the colors in gray pictures (ITU-R BT.601 and BT.709 differ by less than the tolerance).

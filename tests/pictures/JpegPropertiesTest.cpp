@@ -6,7 +6,7 @@
 namespace moxtel::test {
 namespace {
 
-TEST(JpegProperties, nameTheColourModelByTheComponents) {
+TEST(JpegProperties, nameTheColorModelByTheComponents) {
   const auto model = [](int components) {
     return propertiesOf(jpeg("", frame(40, 20, components)))["ColorModel"];
   };
@@ -41,7 +41,7 @@ TEST(JpegProperties, preferExifsResolutionToTheIntroductions) {
     return propertiesOf(jpeg(jfif(1, 1, 72, 72) + exifSegment(tiff(main))))["DPIWidth"];
   };
   EXPECT_EQ(dpi(2), Value(300.0));
-  EXPECT_EQ(dpi(3), Value(762.0)) << "a centimetre's";
+  EXPECT_EQ(dpi(3), Value(762.0)) << "a centimeter's";
   EXPECT_EQ(dpi(1), Value(72.0)) << "no unit at all";
 }
 

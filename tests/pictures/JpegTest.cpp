@@ -141,7 +141,7 @@ TEST(JpegReencoding, rejectsMoreCoefficientsThanFitIntoItsMemory) {
   const JpegPixels small = pixelsOfJpeg(fixtureBytes("jpeg-progressive-flat.jpg"));
   ASSERT_EQ(small.outcome, JpegOutcome::Done);
   EXPECT_EQ(small.image.width, 96U);
-  test::expectNear(test::colourAt(small.image, 50, 30), {128, 128, 128}, 1, "the middle");
+  test::expectNear(test::colorAt(small.image, 50, 30), {128, 128, 128}, 1, "the middle");
 }
 
 TEST(JpegPixels, rejectsWhatReencodingRejects) {
@@ -170,8 +170,8 @@ TEST(JpegOfRows, flattensAlphaOnWhite) {
     for (const int v : {0, 0, 200, i % 16 < 8 ? 0 : 128})
       image.pixels.push_back(static_cast<std::uint8_t>(v));
   const PixelBuffer after = pixels(encoded(image));
-  test::expectNear(test::colourAt(after, 2, 8), {255, 255, 255}, 6, "transparent");
-  test::expectNear(test::colourAt(after, 13, 8), {127, 127, 227}, 6, "half transparent");
+  test::expectNear(test::colorAt(after, 2, 8), {255, 255, 255}, 6, "transparent");
+  test::expectNear(test::colorAt(after, 13, 8), {127, 127, 227}, 6, "half transparent");
 }
 
 TEST(JpegOfRows, growsItsOutputForNoise) {

@@ -206,10 +206,10 @@ inline std::string packed(const std::string& text) {
            text.size());
   return out.substr(0, size);
 }
-inline std::string png(int colourType, int depth, const std::string& chunks, int interlace = 0) {
+inline std::string png(int colorType, int depth, const std::string& chunks, int interlace = 0) {
   return "\x89PNG\r\n\x1A\n" +
          chunk("IHDR",
-               big(40, 4) + big(20, 4) + big(depth, 1) + big(colourType, 1) + big(0, 2) + big(interlace, 1)) +
+               big(40, 4) + big(20, 4) + big(depth, 1) + big(colorType, 1) + big(0, 2) + big(interlace, 1)) +
          chunks + chunk("IEND", "");
 }
 

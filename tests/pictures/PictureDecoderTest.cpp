@@ -48,7 +48,7 @@ TEST_P(EveryFormat, showsItsPictureInItsStoredOrientation) {
   expectQuarters(image, 8);
 }
 
-INSTANTIATE_TEST_SUITE_P(InColour, EveryFormat,
+INSTANTIATE_TEST_SUITE_P(InColor, EveryFormat,
                          testing::Values("jpeg-420.jpg", "jpeg-orientation-6.jpg", "png-rgb.png",
                                          "png-rgb16.png", "png-palette.png", "png-interlaced.png",
                                          "png-interlaced16.png", "tiff-plain.tif", "tiff-lzw.tif",
@@ -101,10 +101,10 @@ TEST_F(PictureDecoderTest, convertsTheCmykOfAPsdLikeThatOfATiff) {
   const PixelBuffer tiff = shown("tiff-cmyk.tif");
   ASSERT_EQ(tiff.layout, PixelLayout::Rgb);
   Quarters same;
-  same.topLeft = test::colourAt(tiff, 24, 16);
-  same.topRight = test::colourAt(tiff, 72, 16);
-  same.bottomLeft = test::colourAt(tiff, 24, 48);
-  same.bottomRight = test::colourAt(tiff, 72, 48);
+  same.topLeft = test::colorAt(tiff, 24, 16);
+  same.topRight = test::colorAt(tiff, 72, 16);
+  same.bottomLeft = test::colorAt(tiff, 24, 48);
+  same.bottomRight = test::colorAt(tiff, 72, 48);
   for (const char* name : {"psd-cmyk.psd", "psd-cmyk8-plain.psd", "psd-cmyk8-packed.psd",
                            "psd-cmyk16-plain.psd", "psd-cmyk16-packed.psd"}) {
     const PixelBuffer image = shown(name);
@@ -142,7 +142,7 @@ TEST_F(PictureDecoderTest, doesNotTakeAFilmScanForARawFile) {
   const PixelBuffer image = shown("tiff-scan-of-a-camera-maker.tif");
   ASSERT_EQ(image.layout, PixelLayout::Gray);
   const auto mean = [](int r, int g, int b) {
-    return test::Colour{(r + g + b) / 3, (r + g + b) / 3, (r + g + b) / 3};
+    return test::Color{(r + g + b) / 3, (r + g + b) / 3, (r + g + b) / 3};
   };
   expectQuarters(image, 4, {mean(220, 30, 30), mean(30, 180, 40), mean(40, 60, 200), mean(240, 220, 60)});
 }

@@ -36,8 +36,8 @@ TEST(PngProperties, multiplyByAHundredThousandth) {
 }
 
 TEST(PngProperties, roundTheResolutionToWholeDots) {
-  const auto dpi = [](std::uint32_t perMetre, int unit) {
-    return propertiesOf(png(2, 8, chunk("pHYs", big(perMetre, 4) + big(perMetre, 4) + big(unit, 1))));
+  const auto dpi = [](std::uint32_t perMeter, int unit) {
+    return propertiesOf(png(2, 8, chunk("pHYs", big(perMeter, 4) + big(perMeter, 4) + big(unit, 1))));
   };
   EXPECT_EQ(dpi(5669, 1)["DPIWidth"], Value(144.0));
   EXPECT_EQ(dpi(11811, 1)["DPIHeight"], Value(300.0));

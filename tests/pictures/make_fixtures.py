@@ -268,8 +268,8 @@ def png_chunk(kind, data):
     return struct.pack('>I', len(data)) + kind + data + struct.pack('>I', zlib.crc32(kind + data))
 
 
-def png(width, height, rows, depth=1, colours=0):
-    header = struct.pack('>IIBBBBB', width, height, depth, colours, 0, 0, 0)
+def png(width, height, rows, depth=1, colors=0):
+    header = struct.pack('>IIBBBBB', width, height, depth, colors, 0, 0, 0)
     return (b'\x89PNG\r\n\x1a\n' + png_chunk(b'IHDR', header) +
             png_chunk(b'IDAT', zlib.compress(rows, 9)) + png_chunk(b'IEND', b''))
 
@@ -368,7 +368,7 @@ def make_pngs():
     run('convert', 'png-alpha.png', '-colorspace', 'Gray', '-define', 'png:color-type=4', 'png-gray-alpha.png')
     run('convert', 'base.ppm', '-profile', 'test.icc', 'PNG24:png-profile.png')
     rows = b''.join(b'\0' + bytes(c for x in range(WIDTH) for c in quarter(x, y)) for y in range(HEIGHT))
-    write('png-plain.png', png(WIDTH, HEIGHT, rows, depth=8, colours=2))
+    write('png-plain.png', png(WIDTH, HEIGHT, rows, depth=8, colors=2))
     write('bomb-png-size.png', png(100000, 100000, bytes(100000)))
     write('bomb-png-long.png', png(1000000, 400, bytes(125001 * 400)))
 
@@ -408,9 +408,9 @@ def flat_psd(mode, depth, planes, packed=False, palette=b''):
             struct.pack('>I', 0) + struct.pack('>H', int(packed)) + lengths + b''.join(rows))
 
 
-def lab(colour):
+def lab(color):
     """L*, a* and b* as PSDs have them in bytes, under D50 (IEC 61966-2-1 adapted as in ICC.1, annex E)."""
-    light = [c / 255 / 12.92 if c <= 10 else ((c / 255 + 0.055) / 1.055) ** 2.4 for c in colour]
+    light = [c / 255 / 12.92 if c <= 10 else ((c / 255 + 0.055) / 1.055) ** 2.4 for c in color]
     x, y, z = (sum(share * part for share, part in zip(row, light)) for row in
                ((0.4361, 0.3851, 0.1431), (0.2225, 0.7169, 0.0606), (0.0139, 0.0971, 0.7141)))
     x, y, z = (t ** (1 / 3) if t > 0.008856 else 7.787 * t + 16 / 116 for t in (x / 0.9642, y, z / 0.8249))
@@ -423,9 +423,9 @@ def psd_of_lab():
 
 
 def psd_with_palette():
-    colours = [BLUE, GREEN, YELLOW, RED] + [(1, 2, 3)] * 252
-    rows = [bytes(colours.index(quarter(x, y)) for x in range(WIDTH)) for y in range(HEIGHT)]
-    return flat_psd(2, 8, [rows], True, bytes(colour[c] for c in range(3) for colour in colours))
+    colors = [BLUE, GREEN, YELLOW, RED] + [(1, 2, 3)] * 252
+    rows = [bytes(colors.index(quarter(x, y)) for x in range(WIDTH)) for y in range(HEIGHT)]
+    return flat_psd(2, 8, [rows], True, bytes(color[c] for c in range(3) for color in colors))
 
 
 def psd_of_inks(depth, packed):
@@ -441,7 +441,7 @@ def psd_of_inks(depth, packed):
 
 
 def with_resource(psd, number, data):
-    """A PSD without colour table, with one more image resource."""
+    """A PSD without color table, with one more image resource."""
     length = struct.unpack('>I', psd[30:34])[0]
     more = b'8BIM' + struct.pack('>HHI', number, 0, len(data)) + data + bytes(len(data) % 2)
     return psd[:30] + struct.pack('>I', length + len(more)) + more + psd[34:]

@@ -233,11 +233,11 @@ TEST(CoreLoop, callsARepeatedCallUntilItIsDestroyedEvenByItself) {
   EXPECT_EQ(calls, 3);
 }
 
-TEST(CoreLoop, doesNotCallACancelledCall) {
+TEST(CoreLoop, doesNotCallACanceledCall) {
   CoreLoop loop;
-  auto cancelled = loop.callAfter(1ms, [] { ADD_FAILURE() << "called"; });
+  auto canceled = loop.callAfter(1ms, [] { ADD_FAILURE() << "called"; });
   const auto after = loop.callAfter(10ms, [&] { loop.quit(); });
-  cancelled.reset();
+  canceled.reset();
   loop.run();
 }
 

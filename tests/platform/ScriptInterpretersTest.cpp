@@ -317,18 +317,18 @@ TEST(RemoteApplications, areNoneOnceTheInterpreterFails) {
   }
 }
 
-// Hangs until it is cancelled, for half a minute at most.
+// Hangs until it is canceled, for half a minute at most.
 class HangingRunner final : public ProcessRunner {
  public:
   ProcessResult run(const ProcessRequest& request) override {
     started = true;
     const auto end = std::chrono::steady_clock::now() + 30s;
-    while (!*request.cancelled && std::chrono::steady_clock::now() < end) std::this_thread::yield();
-    wasCancelled = request.cancelled->load();
+    while (!*request.canceled && std::chrono::steady_clock::now() < end) std::this_thread::yield();
+    wasCanceled = request.canceled->load();
     return ended(Ending::Killed);
   }
   std::atomic<bool> started{false};
-  std::atomic<bool> wasCancelled{false};
+  std::atomic<bool> wasCanceled{false};
 };
 
 TEST(RemoteApplications, endARunningInterpreter) {
@@ -339,7 +339,7 @@ TEST(RemoteApplications, endARunningInterpreter) {
     while (!processes.started) std::this_thread::yield();
     EXPECT_THAT(applications.names(), ElementsAre("bash")) << "does not wait for the answer";
   }
-  EXPECT_TRUE(processes.wasCancelled);
+  EXPECT_TRUE(processes.wasCanceled);
 }
 
 TEST(RemoteApplications, areNoneWhenPrintedInAnotherForm) {

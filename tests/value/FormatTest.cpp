@@ -26,7 +26,7 @@ TEST(Format, neverReadsAnArgumentAsAFormat) {
   EXPECT_EQ(format("%@ %s", "%@ %d %n", "100%"), "%@ %d %n 100%");
 }
 
-TEST(Format, honoursWidthsPrecisionsAndFlags) {
+TEST(Format, honorsWidthsPrecisionsAndFlags) {
   EXPECT_EQ(format("%5d|%-5d|%05d|%+d|% d", 42, 42, 42, 42, 42), "   42|42   |00042|+42| 42");
   EXPECT_EQ(format("%05d|%.3d", -42, 7), "-0042|007");
   EXPECT_EQ(format("%.2f|%8.3f|%-8.1f|%08.2f", 1.005, 3.14159, 2.0, -1.5), "1.00|   3.142|2.0     |-0001.50");

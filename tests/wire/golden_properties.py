@@ -22,7 +22,7 @@ JFIF = {"JFIFVersion": [1, 0, 1], "DensityUnit": 0, "XDensity": 1, "YDensity": 1
 # The primaries of sRGB, by five decimals in PNG and as single-precision quotients in TIFF.
 PRIMARIES = [0.3127, 0.329, 0.64, 0.33, 0.3, 0.6000000000000001, 0.15, 0.06]
 PNG_GRAY = {"InterlaceType": 0, "Gamma": 0.45455}
-PNG_COLOUR = {**PNG_GRAY, "Chromaticities": PRIMARIES}
+PNG_COLOR = {**PNG_GRAY, "Chromaticities": PRIMARIES}
 TIFF_WHITE = {"WhitePoint": [single(n) for n in PRIMARIES[:2]],
               "PrimaryChromaticities": [single(n) for n in PRIMARIES[2:]]}
 
@@ -48,10 +48,10 @@ def pngs():
         yield "gray%d" % bits, form("Gray", bits, **{"{PNG}": PNG_GRAY})
     yield "gray-alpha", form("Gray", HasAlpha=True, **{"{PNG}": PNG_GRAY})
     for depth, name in ((8, ""), (16, "16")):
-        yield "rgb" + name, form(depth=depth, **{"{PNG}": PNG_COLOUR})
-        yield "alpha" + name, form(depth=depth, HasAlpha=True, **{"{PNG}": PNG_COLOUR})
-        yield "interlaced" + name, form(depth=depth, **{"{PNG}": {**PNG_COLOUR, "InterlaceType": 1}})
-    yield "palette", form(IsIndexed=True, **{"{PNG}": PNG_COLOUR})
+        yield "rgb" + name, form(depth=depth, **{"{PNG}": PNG_COLOR})
+        yield "alpha" + name, form(depth=depth, HasAlpha=True, **{"{PNG}": PNG_COLOR})
+        yield "interlaced" + name, form(depth=depth, **{"{PNG}": {**PNG_COLOR, "InterlaceType": 1}})
+    yield "palette", form(IsIndexed=True, **{"{PNG}": PNG_COLOR})
     yield "profile", form(ProfileName=PROFILE, **{"{PNG}": {"InterlaceType": 0, "Chromaticities": PRIMARIES}})
     yield "plain", form(**{"{PNG}": {"InterlaceType": 0}})
 
@@ -77,7 +77,7 @@ def tiffs():
     yield "lab", whole(tiff(photometric=8), "Lab")
     yield "gray", whole(tiff(photometric=1), "Gray")
     yield "gray16", whole(tiff(photometric=1), "Gray", 16)
-    yield "palette", whole(tiff(photometric=3), "RGB", 2, IsIndexed=True)  # four colours
+    yield "palette", whole(tiff(photometric=3), "RGB", 2, IsIndexed=True)  # four colors
     yield "tiled", whole(tiff(TileWidth=32, TileLength=32))
     yield "profile", whole(tiff(), ProfileName=PROFILE)
     yield "alpha", whole(tiff(8), HasAlpha=True)

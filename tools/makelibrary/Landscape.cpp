@@ -11,17 +11,17 @@ namespace moxtel::makelibrary {
 
 namespace {
 
-struct Colour {
+struct Color {
   double r = 0, g = 0, b = 0;
 };
-Colour operator+(Colour a, Colour b) { return {a.r + b.r, a.g + b.g, a.b + b.b}; }
-Colour operator*(Colour a, double f) { return {a.r * f, a.g * f, a.b * f}; }
-Colour mix(Colour a, Colour b, double t) { return a * (1 - t) + b * t; }
+Color operator+(Color a, Color b) { return {a.r + b.r, a.g + b.g, a.b + b.b}; }
+Color operator*(Color a, double f) { return {a.r * f, a.g * f, a.b * f}; }
+Color mix(Color a, Color b, double t) { return a * (1 - t) + b * t; }
 double smooth(double low, double high, double x) {
   const double t = std::clamp((x - low) / (high - low), 0.0, 1.0);
   return t * t * (3 - 2 * t);
 }
-Pixel toPixel(Colour c) {
+Pixel toPixel(Color c) {
   const auto byte = [](double v) { return static_cast<std::uint8_t>(std::clamp(v, 0.0, 1.0) * 255 + 0.5); };
   return {byte(c.r), byte(c.g), byte(c.b)};
 }
@@ -60,7 +60,7 @@ class Noise final {
 };
 
 struct Light {
-  Colour zenith, horizon, sun, ground;
+  Color zenith, horizon, sun, ground;
   double stars = 0;
 };
 
@@ -95,7 +95,7 @@ Light lightAt(double hour) {
 }
 
 struct Growth {
-  Colour meadow, wood;
+  Color meadow, wood;
   double snowLine;  // share of a mountain's height above which snow lies
 };
 
@@ -133,12 +133,12 @@ class Scene final {
     layOutTrees(aspect, random.between(0.04, 0.09));
   }
 
-  Colour at(double x, double y) const {
+  Color at(double x, double y) const {
     if (y < shore_) return withWoods(x, y, land(x, y));
     const double depth = (y - shore_) / (1 - shore_);
     const double ripple = (noise_.layered(x * 14, y * 90, 2) - 0.5) * 0.03 * (0.3 + depth);
-    const Colour mirrored = land(x + ripple, std::max(0.0, 2 * shore_ - y + ripple * 2));
-    const Colour deep = mix(light_.zenith, {.04, .12, .14}, 0.5);
+    const Color mirrored = land(x + ripple, std::max(0.0, 2 * shore_ - y + ripple * 2));
+    const Color deep = mix(light_.zenith, {.04, .12, .14}, 0.5);
     return withWoods(x, y, mix(mirrored * 0.86, deep, 0.15 + 0.4 * depth));
   }
 
@@ -157,14 +157,14 @@ class Scene final {
     }
   }
 
-  Colour sky(double x, double y) const {
-    Colour c = mix(light_.zenith, light_.horizon, smooth(0, 0.72, y));
+  Color sky(double x, double y) const {
+    Color c = mix(light_.zenith, light_.horizon, smooth(0, 0.72, y));
     const double distance = std::hypot(x - sunX_, y - sunY_);
     c = c + light_.sun * (0.35 * std::exp(-distance * 5));
     c = mix(c, light_.sun, 1 - smooth(0.028, 0.036, distance));
     const double cloud = smooth(clouds_, clouds_ + 0.25, noise_.layered(x * 2.2, y * 6, 5));
     c = mix(c, mix(light_.horizon, light_.ground, 0.7), cloud * 0.75 * (1 - light_.stars * 0.8));
-    if (light_.stars > 0.4 && noise_.at(x * 420, y * 420) > 0.985) c = c + Colour{.7, .7, .75};
+    if (light_.stars > 0.4 && noise_.at(x * 420, y * 420) > 0.985) c = c + Color{.7, .7, .75};
     return c;
   }
   // Where a range's ridge stands at x; range 0 is the farthest.
@@ -174,7 +174,7 @@ class Scene final {
     const double shape = noise_.layered(x * roughness_ * (1 + 0.3 * range) + 31 * range, 7.0 * range, 6);
     return base - height * (shape * 1.5 - 0.35);
   }
-  Colour land(double x, double y) const {
+  Color land(double x, double y) const {
     for (int range = kRanges - 1; range >= 0; --range) {
       const auto& tops = ridges_[range];
       const auto column = static_cast<std::ptrdiff_t>(x * columns_ + 0.5);
@@ -183,15 +183,15 @@ class Scene final {
     }
     return sky(x, y);
   }
-  Colour slope(double x, double y, double top, int range) const {
+  Color slope(double x, double y, double top, int range) const {
     const double grain = noise_.layered(x * 26, y * 40 + range * 9, 4);
     const double altitude = std::clamp((0.74 - y) / 0.42, 0.0, 1.0);
     const double snow =
         smooth(growth_.snowLine - 0.12, growth_.snowLine + 0.12, altitude + (grain - 0.5) * 0.5);
-    const Colour rock = Colour{.42, .39, .37} * (0.6 + 0.7 * grain);
-    const Colour green = mix(growth_.meadow, growth_.wood, smooth(0.35, 0.65, grain)) * (0.8 + 0.35 * grain);
-    Colour c =
-        mix(mix(green, rock, smooth(0.3, 0.6, altitude)), Colour{.95, .97, 1} * (0.8 + 0.25 * grain), snow);
+    const Color rock = Color{.42, .39, .37} * (0.6 + 0.7 * grain);
+    const Color green = mix(growth_.meadow, growth_.wood, smooth(0.35, 0.65, grain)) * (0.8 + 0.35 * grain);
+    Color c =
+        mix(mix(green, rock, smooth(0.3, 0.6, altitude)), Color{.95, .97, 1} * (0.8 + 0.25 * grain), snow);
     const double lit = noise_.layered(x * 9 + 3 * range, (y - top) * 5, 3);
     c = c * (0.7 + 0.6 * lit);
     c = {c.r * light_.ground.r, c.g * light_.ground.g, c.b * light_.ground.b};
@@ -199,7 +199,7 @@ class Scene final {
     return mix(c, light_.horizon, std::max(0.0, haze));
   }
   // Conifers along the lower edge.
-  Colour withWoods(double x, double y, Colour behind) const {
+  Color withWoods(double x, double y, Color behind) const {
     if (y < 0.9 - tallest_) return behind;
     const double ground = 0.95 - 0.05 * noise_.layered(x * 1.5 + 90, 3, 3);
     if (y > ground) return woods(x, y);
@@ -212,8 +212,8 @@ class Scene final {
     }
     return behind;
   }
-  Colour woods(double x, double y) const {
-    const Colour c = growth_.wood * (0.35 + 0.5 * noise_.layered(x * 60, y * 60, 2));
+  Color woods(double x, double y) const {
+    const Color c = growth_.wood * (0.35 + 0.5 * noise_.layered(x * 60, y * 60, 2));
     return {c.r * light_.ground.r, c.g * light_.ground.g, c.b * light_.ground.b};
   }
 
@@ -232,14 +232,14 @@ bool inEllipse(double x, double y, double cx, double cy, double rx, double ry) {
 }
 
 struct Looks {
-  Colour skin, hair, shirt, wall;
+  Color skin, hair, shirt, wall;
   double fringe, width, smile;
 };
 
 Looks looksOf(std::uint64_t person) {
-  static constexpr std::array<Colour, 4> kSkins{
+  static constexpr std::array<Color, 4> kSkins{
       {{.96, .82, .72}, {.86, .68, .53}, {.62, .44, .32}, {.42, .28, .20}}};
-  static constexpr std::array<Colour, 5> kHairs{
+  static constexpr std::array<Color, 5> kHairs{
       {{.14, .10, .08}, {.35, .22, .12}, {.80, .64, .34}, {.62, .26, .12}, {.75, .75, .76}}};
   Random random(person * 977 + 5);
   return {random.pick(kSkins),
@@ -251,7 +251,7 @@ Looks looksOf(std::uint64_t person) {
           random.between(0.03, 0.07)};
 }
 
-Colour portraitAt(const Looks& looks, double x, double y) {
+Color portraitAt(const Looks& looks, double x, double y) {
   const double eyeSide = std::abs(x - 0.5);
   if (inEllipse(eyeSide, y, 0.09, 0.46, 0.022, 0.03)) return {.10, .08, .08};
   const double mouth = 0.62 + looks.smile - 4 * looks.smile * eyeSide * eyeSide / 0.04;

@@ -134,7 +134,7 @@ void place(const Bytes& row, const Header& header, std::uint8_t* sample) {
 
 void placeFromPalette(const Bytes& row, FileBytes palette, std::uint8_t* sample) {
   for (const std::uint8_t index : row)
-    for (std::size_t colour = 0; colour < 3; ++colour) *sample++ = palette[colour * 256 + index];
+    for (std::size_t color = 0; color < 3; ++color) *sample++ = palette[color * 256 + index];
 }
 
 bool readSamples(const Header& header, FileBytes palette, PlaneRows& rows, FlatPsd& picture) {
@@ -155,9 +155,9 @@ bool readSamples(const Header& header, FileBytes palette, PlaneRows& rows, FlatP
   return true;
 }
 
-FlatPsd::Colours coloursOf(const Header& header) {
-  if (header.mode == kInkMode) return FlatPsd::Colours::Inks;
-  return header.mode == kLabMode ? FlatPsd::Colours::Lab : FlatPsd::Colours::Rgb;
+FlatPsd::Colors colorsOf(const Header& header) {
+  if (header.mode == kInkMode) return FlatPsd::Colors::Inks;
+  return header.mode == kLabMode ? FlatPsd::Colors::Lab : FlatPsd::Colors::Rgb;
 }
 
 }  // namespace
@@ -170,7 +170,7 @@ std::optional<FlatPsd> flatPsd(std::span<const std::uint8_t> file) {
   const auto resources = palette ? takeBlock(rest) : std::nullopt;
   const auto layers = resources ? takeBlock(rest) : std::nullopt;
   if (!layers || (header->mode == kIndexedMode && palette->size() < kPaletteSize)) return std::nullopt;
-  FlatPsd picture{coloursOf(*header), header->width, header->height, {}, {}};
+  FlatPsd picture{colorsOf(*header), header->width, header->height, {}, {}};
   try {
     PlaneRows rows(*header, rest);
     if (!rows.start() || !readSamples(*header, *palette, rows, picture)) return std::nullopt;

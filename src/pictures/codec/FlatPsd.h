@@ -12,18 +12,18 @@
 namespace moxtel {
 
 struct FlatPsd {
-  enum class Colours : std::uint8_t {
+  enum class Colors : std::uint8_t {
     Inks,  // cyan, magenta, yellow and black of each pixel; 255 is all ink
     Lab,   // lightness, 255 is white; a and b, 128 is none
     Rgb,
   };
-  Colours colours = Colours::Rgb;
+  Colors colors = Colors::Rgb;
   std::uint32_t width = 0;   // pixels
   std::uint32_t height = 0;  // pixels
   Bytes samples;             // without padding
   Bytes iccProfile;          // empty: the default CMYK profile, or sRGB
 
-  std::size_t samplesPerPixel() const { return colours == Colours::Inks ? 4 : 3; }
+  std::size_t samplesPerPixel() const { return colors == Colors::Inks ? 4 : 3; }
 };
 
 // Reads 8 and 16 bits per channel, raw or packed (PackBits), the forms of flattened pictures. Nothing for any

@@ -75,13 +75,13 @@ Rgba sampleAt(const PixelBuffer& image, double x, double y) {
                y - 0.5 - top);
 }
 
-void store(const Rgba& colour, std::uint8_t* place) {
+void store(const Rgba& color, std::uint8_t* place) {
   const auto byte = [](double v) { return static_cast<std::uint8_t>(std::clamp(v + 0.5, 0.0, 255.0)); };
-  const double whole = colour.alpha > 0 ? 1 / colour.alpha : 0;
-  place[0] = byte(colour.red * whole);
-  place[1] = byte(colour.green * whole);
-  place[2] = byte(colour.blue * whole);
-  place[3] = byte(colour.alpha * 255);
+  const double whole = color.alpha > 0 ? 1 / color.alpha : 0;
+  place[0] = byte(color.red * whole);
+  place[1] = byte(color.green * whole);
+  place[2] = byte(color.blue * whole);
+  place[3] = byte(color.alpha * 255);
 }
 
 // Rounds up, but ignores the rounding error of the sine and cosine.

@@ -19,7 +19,7 @@ std::optional<PictureFacts> bitmapFacts(ByteSource& file) {
   facts.height = height < 0 ? -static_cast<std::uint32_t>(height) : static_cast<std::uint32_t>(height);
   const FileBytes dots = file.at(38, 8);
   if (!dots.empty())
-    facts.resolution = perMetre(littleEndian(dots.first(4)), littleEndian(dots.subspan(4, 4)));
+    facts.resolution = perMeter(littleEndian(dots.first(4)), littleEndian(dots.subspan(4, 4)));
   return withSize(facts);
 }
 

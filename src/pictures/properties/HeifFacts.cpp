@@ -103,7 +103,7 @@ class Meta final {
   void readReferences(FileBytes contents);
   FileBytes property(std::uint64_t item, std::string_view type) const;
   std::vector<std::uint64_t> referring(std::string_view type, std::uint64_t to) const;
-  void takeColour(PictureFacts& facts) const;
+  void takeColor(PictureFacts& facts) const;
   bool hasAlphaPlane() const;
   static Bytes dataOf(const Item& item, ByteSource& file, ByteSource& box);
 
@@ -220,16 +220,16 @@ std::vector<std::uint64_t> Meta::referring(std::string_view type, std::uint64_t 
   return items;
 }
 
-void Meta::takeColour(PictureFacts& facts) const {
+void Meta::takeColor(PictureFacts& facts) const {
   Fields pixels = versioned(property(primary_, "pixi")).fields;
   const std::uint64_t channels = pixels.number(1);
   const auto bits = static_cast<std::uint32_t>(pixels.number(1));
   if (bits != 0) facts.depth = bits;
   if (channels == 1) facts.colorModel = color_model::kGray;
-  const FileBytes colour = property(primary_, "colr");
+  const FileBytes color = property(primary_, "colr");
   const bool hasProfile =
-      colour.size() > 4 && (textOf(colour.first(4)) == "prof" || textOf(colour.first(4)) == "rICC");
-  if (hasProfile) facts.icc = copyOf(colour.subspan(4));
+      color.size() > 4 && (textOf(color.first(4)) == "prof" || textOf(color.first(4)) == "rICC");
+  if (hasProfile) facts.icc = copyOf(color.subspan(4));
 }
 
 bool Meta::hasAlphaPlane() const {
@@ -261,7 +261,7 @@ std::optional<PictureFacts> Meta::facts(ByteSource& file) {
   };
   sizeOf(primary_, facts.width, facts.height);
   if (facts.width == 0 || facts.height == 0) return std::nullopt;
-  takeColour(facts);
+  takeColor(facts);
   facts.hasAlpha = hasAlphaPlane();
   if (items_[primary_].type == "grid")
     for (const Reference& reference : references_)

@@ -28,7 +28,7 @@ struct Resolution {
 };
 
 // From dots per meter, rounded to whole dots per inch, as programs mean it.
-inline Resolution perMetre(std::uint32_t width, std::uint32_t height) {
+inline Resolution perMeter(std::uint32_t width, std::uint32_t height) {
   return {std::round(width * 0.0254), std::round(height * 0.0254)};
 }
 

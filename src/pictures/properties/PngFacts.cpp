@@ -104,7 +104,7 @@ void Chunks::takeResolution(FileBytes data) {
   const std::uint32_t y = bigEndian(data.subspan(4, 4));
   facts_.png.set("XPixelsPerMeter", x);
   facts_.png.set("YPixelsPerMeter", y);
-  if (data[8] == 1) facts_.resolution = perMetre(x, y);
+  if (data[8] == 1) facts_.resolution = perMeter(x, y);
 }
 
 // The first frame's delay, as a fraction of seconds; a denominator of 0 means 100.

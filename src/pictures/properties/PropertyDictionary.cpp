@@ -12,8 +12,8 @@ namespace moxtel::properties {
 namespace {
 
 constexpr const char* kStandardRgb = "sRGB IEC61966-2.1";
-constexpr double kCentimetresPerInch = 2.54;
-constexpr std::int64_t kPerCentimetre = 3;
+constexpr double kCentimetersPerInch = 2.54;
+constexpr std::int64_t kPerCentimeter = 3;
 constexpr std::int64_t kNoUnit = 1;
 
 // The platform does not report the XMP of these formats here.
@@ -26,7 +26,7 @@ void addGroup(Dictionary& all, const char* name, Dictionary group) {
 // In dots per inch. Exif's comes first, except in PNG, whose own is more reliable.
 void addResolution(Dictionary& all, PictureKind kind, const PictureFacts& facts, const Dictionary& tiff) {
   const Value& unit = tiff["ResolutionUnit"];
-  const double factor = unit.integerValue() == kPerCentimetre ? kCentimetresPerInch : 1.0;
+  const double factor = unit.integerValue() == kPerCentimeter ? kCentimetersPerInch : 1.0;
   const auto add = [&](const char* key, const char* tag, double own) {
     const double stated = unit.integerValue() == kNoUnit ? 0 : tiff[tag].doubleValue() * factor;
     const double first = kind == PictureKind::Png ? own : stated;

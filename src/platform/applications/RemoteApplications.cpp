@@ -23,7 +23,7 @@ RemoteApplications::~RemoteApplications() {
     const std::lock_guard lock(mutex_);
     ending_ = true;
   }
-  cancelled_ = true;
+  canceled_ = true;
   wake_.notify_all();
   thread_.join();
 }
@@ -52,7 +52,7 @@ std::vector<std::string> RemoteApplications::ask() {
   request.arguments.assign(words_.begin() + 1, words_.end());
   request.input = kNamesScript;
   request.timeout = kAnswerTime;
-  request.cancelled = &cancelled_;
+  request.canceled = &canceled_;
   const ProcessResult result = processes_.run(request);
   std::vector<std::string> names;
   if (result.ending != ProcessResult::Ending::Exited || result.exitStatus != 0) return names;

@@ -37,7 +37,7 @@ class RemoteApplications final : public RunningApplications {
   std::condition_variable wake_;
   bool ending_ = false;                // guarded by mutex_
   std::vector<std::string> answered_;  // guarded by mutex_
-  std::atomic<bool> cancelled_{false};
+  std::atomic<bool> canceled_{false};
   std::thread thread_;
 };
 

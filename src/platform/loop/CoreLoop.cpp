@@ -130,7 +130,7 @@ class CoreLoop::Timers {
     SteadyTime due;
     std::optional<Duration> interval;  // none for a single call
     Task task;
-    bool cancelled = false;
+    bool canceled = false;
   };
 
   std::shared_ptr<Entry> add(Duration delay, std::optional<Duration> interval, Task task) {
@@ -141,7 +141,7 @@ class CoreLoop::Timers {
   }
 
   void cancel(Entry& entry) {
-    entry.cancelled = true;
+    entry.canceled = true;
     std::erase_if(entries_, [&](const auto& each) { return each.get() == &entry; });
   }
 
@@ -159,7 +159,7 @@ class CoreLoop::Timers {
                  [&](const auto& entry) { return entry->due <= now; });
     std::stable_sort(due.begin(), due.end(), isSooner);
     for (const auto& entry : due) {
-      if (!entry->cancelled) run(*entry, now);
+      if (!entry->canceled) run(*entry, now);
     }
   }
 

@@ -181,14 +181,14 @@ class Run final {
     if (!ending_) reap();
     if (isReaped_ || ending_) return;
     if (SteadyClock::now() >= deadline_) ending_ = ProcessResult::Ending::TimedOut;
-    if (isCancelled()) ending_ = ProcessResult::Ending::Killed;
+    if (isCanceled()) ending_ = ProcessResult::Ending::Killed;
   }
 
-  bool isCancelled() const { return request_.cancelled && request_.cancelled->load(); }
+  bool isCanceled() const { return request_.canceled && request_.canceled->load(); }
 
   int waitTime() const {
     const auto left = std::chrono::ceil<milliseconds>(deadline_ - SteadyClock::now());
-    const auto longest = end_ && !request_.cancelled ? milliseconds(3'600'000) : kLookInterval;
+    const auto longest = end_ && !request_.canceled ? milliseconds(3'600'000) : kLookInterval;
     return static_cast<int>(std::clamp(left, milliseconds(0), longest).count());
   }
 

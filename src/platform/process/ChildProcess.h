@@ -22,7 +22,7 @@ struct ProcessRequest {
   // until the time-out). Without it the output is collected.
   std::function<bool(std::string_view chunk)> onOutput;
   // Another thread sets it to end the run soon: the child is killed. Borrowed.
-  const std::atomic<bool>* cancelled = nullptr;
+  const std::atomic<bool>* canceled = nullptr;
 };
 
 struct ProcessResult {

@@ -61,13 +61,13 @@ std::unique_ptr<PictureSource> openRaw(FileBytes file, PictureKind kind) {
   if (!isCameraFile(*raw, file, kind)) return nullptr;
   if (!isDecodableSize(raw->imgdata.sizes.raw_width, raw->imgdata.sizes.raw_height)) return nullptr;
   if (raw->unpack() != LIBRAW_SUCCESS || raw->dcraw_process() != LIBRAW_SUCCESS) return nullptr;
-  int width = 0, height = 0, colours = 0, bits = 0;
-  raw->get_mem_image_format(&width, &height, &colours, &bits);
-  if (width <= 0 || height <= 0 || bits != 8 || (colours != 1 && colours != 3)) return nullptr;
+  int width = 0, height = 0, colors = 0, bits = 0;
+  raw->get_mem_image_format(&width, &height, &colors, &bits);
+  if (width <= 0 || height <= 0 || bits != 8 || (colors != 1 && colors != 3)) return nullptr;
   PixelBuffer image;
   image.width = static_cast<std::uint32_t>(width);
   image.height = static_cast<std::uint32_t>(height);
-  image.layout = colours == 1 ? PixelLayout::Gray : PixelLayout::Rgb;
+  image.layout = colors == 1 ? PixelLayout::Gray : PixelLayout::Rgb;
   auto source = std::make_unique<RawSource>(std::move(raw), std::move(image));
   return source->develop() ? std::move(source) : nullptr;
 }

@@ -48,16 +48,16 @@ VImage loaded(FileBytes file, PictureKind kind, const char* loader) {
 
 // The colors (1 or 3 bands) and the alpha, separate because they are converted differently.
 struct Parts {
-  VImage colours;
+  VImage colors;
   VImage alpha;  // when hasAlpha
   bool hasAlpha = false;
 };
 
-Parts partsOf(const VImage& image, int colours) {
+Parts partsOf(const VImage& image, int colors) {
   Parts parts;
-  parts.colours = image.extract_band(0, VImage::option()->set("n", colours));
-  parts.hasAlpha = image.bands() > colours;
-  if (parts.hasAlpha) parts.alpha = image.extract_band(colours);
+  parts.colors = image.extract_band(0, VImage::option()->set("n", colors));
+  parts.hasAlpha = image.bands() > colors;
+  if (parts.hasAlpha) parts.alpha = image.extract_band(colors);
   return parts;
 }
 
@@ -100,17 +100,17 @@ VImage lightToRgb(const VImage& light) {
   return gray ? rgb.extract_band(0) : rgb;
 }
 
-VImage coloursToBytes(VImage colours) {
-  const bool hasProfile = colours.get_typeof(VIPS_META_ICC_NAME) != 0;
-  if (isLab(colours)) {
-    colours = colours.colourspace(VIPS_INTERPRETATION_sRGB);
-    dropProfile(colours);
-  } else if (colours.interpretation() == VIPS_INTERPRETATION_CMYK) {
-    colours = inksToRgb(colours);
-  } else if (isFloating(colours) && !hasProfile) {
-    colours = lightToRgb(colours);
+VImage colorsToBytes(VImage colors) {
+  const bool hasProfile = colors.get_typeof(VIPS_META_ICC_NAME) != 0;
+  if (isLab(colors)) {
+    colors = colors.colourspace(VIPS_INTERPRETATION_sRGB);
+    dropProfile(colors);
+  } else if (colors.interpretation() == VIPS_INTERPRETATION_CMYK) {
+    colors = inksToRgb(colors);
+  } else if (isFloating(colors) && !hasProfile) {
+    colors = lightToRgb(colors);
   }
-  return toBytes(colours);
+  return toBytes(colors);
 }
 
 // Gray, Rgb or Rgba of 8 bits.
@@ -120,16 +120,16 @@ VImage normalized(const VImage& file) {
     image = image.colourspace(VIPS_INTERPRETATION_sRGB);
     dropProfile(image);
   }
-  int colours = image.bands() < 3 ? 1 : 3;
-  if (image.interpretation() == VIPS_INTERPRETATION_CMYK && image.bands() >= 4) colours = 4;
-  Parts parts = partsOf(image, colours);
-  parts.colours = coloursToBytes(parts.colours);
-  if (!parts.hasAlpha) return parts.colours;
-  if (parts.colours.bands() == 1) {
-    dropProfile(parts.colours);  // it is for gray
-    parts.colours = parts.colours.bandjoin(parts.colours).bandjoin(parts.colours);
+  int colors = image.bands() < 3 ? 1 : 3;
+  if (image.interpretation() == VIPS_INTERPRETATION_CMYK && image.bands() >= 4) colors = 4;
+  Parts parts = partsOf(image, colors);
+  parts.colors = colorsToBytes(parts.colors);
+  if (!parts.hasAlpha) return parts.colors;
+  if (parts.colors.bands() == 1) {
+    dropProfile(parts.colors);  // it is for gray
+    parts.colors = parts.colors.bandjoin(parts.colors).bandjoin(parts.colors);
   }
-  return parts.colours.bandjoin(toBytes(parts.alpha));
+  return parts.colors.bandjoin(toBytes(parts.alpha));
 }
 
 Bytes profileOf(const VImage& image) {
@@ -195,13 +195,13 @@ std::unique_ptr<PictureSource> sourceOf(FlatPsd picture) {
   VImage image = VImage::new_from_memory(picture.samples.data(), picture.samples.size(),
                                          static_cast<int>(picture.width), static_cast<int>(picture.height),
                                          static_cast<int>(picture.samplesPerPixel()), VIPS_FORMAT_UCHAR);
-  const bool inks = picture.colours == FlatPsd::Colours::Inks;
+  const bool inks = picture.colors == FlatPsd::Colors::Inks;
   image = image.copy(
       VImage::option()->set("interpretation", inks ? VIPS_INTERPRETATION_CMYK : VIPS_INTERPRETATION_sRGB));
   if (!picture.iccProfile.empty())
     vips_image_set_blob_copy(image.get_image(), VIPS_META_ICC_NAME, picture.iccProfile.data(),
                              picture.iccProfile.size());
-  if (picture.colours == FlatPsd::Colours::Lab) image = labToRgb(image);
+  if (picture.colors == FlatPsd::Colors::Lab) image = labToRgb(image);
   VImage shown = normalized(image);
   return std::make_unique<VipsSource>(std::move(shown), std::move(picture.samples));
 }
