@@ -1,5 +1,4 @@
-// MoxtelServer: the server with windows. The windows run on the main thread, the server on a thread of its
-// own.
+// MoxtelServer: the server with windows. The windows run on the main thread, the server on another.
 #include <QApplication>
 #include <QIcon>
 #include <QLibraryInfo>

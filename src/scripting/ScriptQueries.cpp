@@ -75,7 +75,7 @@ ScriptOutcome ScriptQueries::ask(const std::optional<std::string>& source, const
   if (logFailure) logFailure();
   logScriptDidNotCompile(*source, outcome.error);
   // Once per command: the following scripts are not tried.
-  if (outcome.error.failure == ScriptFailure::GivenUp) {
+  if (outcome.error.failure == ScriptFailure::Unusable) {
     messages_.showTitle("Error",
                         "Key photos, photo counts or smart albums may be missing: " + outcome.error.text);
   }

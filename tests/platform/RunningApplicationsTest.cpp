@@ -86,7 +86,7 @@ void waitForExecutable(const Program& running, const std::filesystem::path& path
 }
 
 // A made-up /proc, for states that a test cannot force on real processes.
-class MadeUpProcesses : public testing::Test {
+class FakeProcesses : public testing::Test {
  protected:
   // Replaces a process of that number.
   void add(const std::string& process, const std::string& name, const std::string& executable) {
@@ -192,7 +192,7 @@ TEST_F(RealProcesses, stayKnownWhenThereIsNoFreeDescriptor) {
   EXPECT_THAT(applications->names(), UnorderedElementsAre("moxtel-before", "moxtel-after"));
 }
 
-TEST_F(MadeUpProcesses, areNamedByTheirExecutableWhereTheirNameIsAnother) {
+TEST_F(FakeProcesses, areNamedByTheirExecutableWhereTheirNameIsAnother) {
   add("1", "init", "/lib/systemd/systemd");
   add("20", "iPhoto", "/usr/bin/python3");
   add("300", "main", "/opt/Aperture");
@@ -200,7 +200,7 @@ TEST_F(MadeUpProcesses, areNamedByTheirExecutableWhereTheirNameIsAnother) {
   EXPECT_THAT(applications_.names(), UnorderedElementsAre("iPhoto", "Aperture", "Aperture"));
 }
 
-TEST_F(MadeUpProcesses, areNamedExactly) {
+TEST_F(FakeProcesses, areNamedExactly) {
   add("1", "iphoto", "/bin/IPHOTO");
   add("2", "iPhoto ", "/bin/iPhoto2");
   add("3", " iPhoto", "/iPhoto/x");
@@ -208,23 +208,23 @@ TEST_F(MadeUpProcesses, areNamedExactly) {
   EXPECT_THAT(applications_.names(), IsEmpty());
 }
 
-TEST_F(MadeUpProcesses, ofAnotherUserAreKnownByNameOnly) {
+TEST_F(FakeProcesses, ofAnotherUserAreKnownByNameOnly) {
   addForeign("1", "iPhoto", "1234 5 6 7 0 8 0");
   EXPECT_THAT(applications_.names(), ElementsAre("iPhoto"));
 }
 
-TEST_F(MadeUpProcesses, mayHaveParenthesesAndBlanksInTheirName) {
+TEST_F(FakeProcesses, mayHaveParenthesesAndBlanksInTheirName) {
   ProcRunningApplications applications({"a) Z (b c"}, folder_.path());
   add("1", "a) Z (b c", "/bin/x");
   EXPECT_THAT(applications.names(), ElementsAre("a) Z (b c"));
 }
 
-TEST_F(MadeUpProcesses, loseTheMarkOfADeletedFile) {
+TEST_F(FakeProcesses, loseTheMarkOfADeletedFile) {
   add("1", "old", "/usr/bin/iPhoto (deleted)");
   EXPECT_THAT(applications_.names(), ElementsAre("iPhoto"));
 }
 
-TEST_F(MadeUpProcesses, areLeftOutWhenDeadOrGone) {
+TEST_F(FakeProcesses, areLeftOutWhenDeadOrGone) {
   add("1", "iPhoto", {});
   addForeign("2", "iPhoto", "0 0 0 0 0 0 0");
   addForeign("3", "iPhoto", {});
@@ -234,12 +234,12 @@ TEST_F(MadeUpProcesses, areLeftOutWhenDeadOrGone) {
   EXPECT_THAT(applications_.names(), IsEmpty());
 }
 
-TEST_F(MadeUpProcesses, mayLackANameForAMoment) {
+TEST_F(FakeProcesses, mayLackANameForAMoment) {
   add("4", {}, "/bin/iPhoto");
   EXPECT_THAT(applications_.names(), ElementsAre("iPhoto"));
 }
 
-TEST_F(MadeUpProcesses, areFollowedWhenTheyTakeAnotherName) {
+TEST_F(FakeProcesses, areFollowedWhenTheyTakeAnotherName) {
   add("1", "sh", "/bin/sh");
   for (int i = 0; i < 3; ++i) ASSERT_THAT(applications_.names(), IsEmpty());
   rename("1", "iPhoto");
@@ -250,7 +250,7 @@ TEST_F(MadeUpProcesses, areFollowedWhenTheyTakeAnotherName) {
   EXPECT_THAT(applications_.names(), IsEmpty());
 }
 
-TEST_F(MadeUpProcesses, areSeenToEnd) {
+TEST_F(FakeProcesses, areSeenToEnd) {
   add("1", "iPhoto", "/bin/iPhoto");
   addForeign("2", "Aperture", "1 2 3 4 5 6 7");
   for (int i = 0; i < 3; ++i) ASSERT_THAT(applications_.names(), UnorderedElementsAre("iPhoto", "Aperture"));
@@ -259,7 +259,7 @@ TEST_F(MadeUpProcesses, areSeenToEnd) {
   EXPECT_THAT(applications_.names(), IsEmpty());
 }
 
-TEST_F(MadeUpProcesses, replaceThoseWhoseNumberTheyGet) {
+TEST_F(FakeProcesses, replaceThoseWhoseNumberTheyGet) {
   add("1", "iPhoto", "/bin/iPhoto");
   for (int i = 0; i < 3; ++i) ASSERT_THAT(applications_.names(), ElementsAre("iPhoto"));
   add("1", "main", "/bin/Aperture");
@@ -267,14 +267,14 @@ TEST_F(MadeUpProcesses, replaceThoseWhoseNumberTheyGet) {
 }
 
 // First seen between its start and its becoming a program. Only the link shows the change.
-TEST_F(MadeUpProcesses, areSeenAtOnceWhenTheirProgramAloneChanges) {
+TEST_F(FakeProcesses, areSeenAtOnceWhenTheirProgramAloneChanges) {
   add("1", "main", "/bin/sh");
   for (int i = 0; i < 3; ++i) ASSERT_THAT(applications_.names(), IsEmpty());
   become("1", "/bin/iPhoto");
   EXPECT_THAT(applications_.names(), ElementsAre("iPhoto"));
 }
 
-TEST_F(MadeUpProcesses, leaveNoDescriptorOpen) {
+TEST_F(FakeProcesses, leaveNoDescriptorOpen) {
   const auto descriptors = [] {
     return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
   };

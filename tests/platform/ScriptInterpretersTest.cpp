@@ -94,7 +94,7 @@ TEST(ScriptInterpreter, isAskedOnceWhenItHangs) {
   InterpreterScriptRunner runner({"x"}, processes);
   const ScriptError first = runner.run("s").error;
   EXPECT_EQ(first.text, "The script interpreter did not answer in time");
-  EXPECT_EQ(first.failure, ScriptFailure::GivenUp);
+  EXPECT_EQ(first.failure, ScriptFailure::Unusable);
   for (int i = 1; i < 5000; ++i) {
     const ScriptOutcome outcome = runner.run("s");
     ASSERT_FALSE(outcome.succeeded);
@@ -109,7 +109,7 @@ TEST(ScriptInterpreter, isAskedOnceWhenItHangs) {
 TEST(ScriptInterpreter, isTriedOnceWhenItCannotBeStarted) {
   FakeProcessRunner processes;
   InterpreterScriptRunner runner({"x"}, processes);
-  EXPECT_EQ(runner.run("s").error.failure, ScriptFailure::GivenUp);
+  EXPECT_EQ(runner.run("s").error.failure, ScriptFailure::Unusable);
   EXPECT_EQ(runner.run("s").error.failure, ScriptFailure::NotTried);
   EXPECT_EQ(processes.requests().size(), 1u);
 }
@@ -123,7 +123,7 @@ class SlowInterpreter : public testing::Test {
     for (int i = 0; i < scripts; ++i) {
       const ScriptOutcome outcome = runner.run("s");
       if (outcome.succeeded) ++outcomes[0];
-      if (outcome.error.failure == ScriptFailure::GivenUp) {
+      if (outcome.error.failure == ScriptFailure::Unusable) {
         ++outcomes[1];
         why = outcome.error.text;
       }

@@ -77,7 +77,7 @@ TEST(ScriptError, isCutBetweenCharacters) {
             kLongestScriptErrorText);
   const ScriptError error = scriptErrorFrom(longest + longest + " (-1728)", 1);
   EXPECT_EQ(error.text, longest + "…");
-  EXPECT_EQ(error.number, -1728) << "which stands at the end";
+  EXPECT_EQ(error.number, -1728) << "the number at the end";
 }
 
 TEST(ScriptError, namesTheExitStatusWithoutAMessage) {

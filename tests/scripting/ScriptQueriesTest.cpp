@@ -270,7 +270,7 @@ TEST_F(ScriptQueriesTest, reportsOnceThatTheInterpreterTimedOut) {
   int asked = 0;
   runner.answer = [&asked](const std::string&) {
     return ScriptOutcome::failed(-1, "too slow",
-                                 ++asked == 1 ? ScriptFailure::GivenUp : ScriptFailure::NotTried);
+                                 ++asked == 1 ? ScriptFailure::Unusable : ScriptFailure::NotTried);
   };
   served.messages.lines.clear();
   const SystemLogCapture log;

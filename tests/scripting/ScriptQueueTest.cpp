@@ -113,7 +113,7 @@ TEST_F(ScriptQueueTest, reportsWhatWasNotDoneWithoutAnInterpreter) {
 TEST_F(ScriptQueueTest, reportsWhatAnInterpreterThatTimedOutDidNotDo) {
   runner.answer = [](const std::string& source) {
     return ScriptOutcome::failed(-1, source,
-                                 source == "A" ? ScriptFailure::GivenUp : ScriptFailure::NotTried);
+                                 source == "A" ? ScriptFailure::Unusable : ScriptFailure::NotTried);
   };
   queue.performCachedApplescript("A");
   queue.performCachedApplescript("B");

@@ -15,7 +15,7 @@ constexpr const char* kNamesScript =
 RemoteApplications::RemoteApplications(RunningApplications& local, std::vector<std::string> words,
                                        ProcessRunner& processes, std::chrono::milliseconds interval)
     : local_(local), words_(std::move(words)), processes_(processes), interval_(interval), thread_([this] {
-        askAgainAndAgain();
+        askUntilTheEnd();
       }) {}
 
 RemoteApplications::~RemoteApplications() {
@@ -35,7 +35,7 @@ std::vector<std::string> RemoteApplications::names() {
   return names;
 }
 
-void RemoteApplications::askAgainAndAgain() {
+void RemoteApplications::askUntilTheEnd() {
   std::unique_lock lock(mutex_);
   while (!ending_) {
     lock.unlock();

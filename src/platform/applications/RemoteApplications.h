@@ -1,4 +1,4 @@
-// The running applications of the machine on which a remote script interpreter works, and the local ones.
+// The applications that run on this machine, and those on the machine of a remote script interpreter.
 #pragma once
 
 #include <chrono>
@@ -12,21 +12,22 @@
 
 namespace moxtel {
 
-// Asks the interpreter on its own thread, so that a slow network never blocks the core thread: at once, and
-// then every five seconds. names() gives the local names and the last answer; an interpreter that fails
-// counts as none.
+// Asks the interpreter on its own thread, so that a slow network never blocks the core thread: first at once,
+// then at every interval. names() returns the local names and the last answer; the answer of an interpreter
+// that fails is empty.
 class RemoteApplications final : public RunningApplications {
  public:
-  // Words of the interpreter's command, at least one. Borrows local applications and process runner.
+  // The words of the interpreter's command, at least one. Borrows the local applications and the process
+  // runner.
   RemoteApplications(RunningApplications& local, std::vector<std::string> words, ProcessRunner& processes,
                      std::chrono::milliseconds interval = std::chrono::seconds(5));
-  // Ends a running interpreter.
+  // Kills the interpreter if it is running.
   ~RemoteApplications() override;
 
   std::vector<std::string> names() override;
 
  private:
-  void askAgainAndAgain();
+  void askUntilTheEnd();
   std::vector<std::string> ask();
 
   RunningApplications& local_;

@@ -20,7 +20,7 @@ class RunningApplications {
   RunningApplications& operator=(const RunningApplications&) = default;
 };
 
-// Of this machine; only those with one of the wanted names are listed.
+// The applications of this machine; only those with one of the wanted names are listed.
 std::unique_ptr<RunningApplications> makeRunningApplications(const std::vector<std::string>& wanted);
 
 }  // namespace moxtel

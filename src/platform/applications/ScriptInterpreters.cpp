@@ -49,7 +49,7 @@ void InterpreterScriptRunner::beginCommand(std::optional<std::chrono::millisecon
   deadline_.reset();
   if (together) deadline_ = now_() + *together;
   answered_ = 0;
-  givenUp_ = false;
+  unusable_ = false;
 }
 
 std::chrono::milliseconds InterpreterScriptRunner::timeLeft() const {
@@ -59,7 +59,7 @@ std::chrono::milliseconds InterpreterScriptRunner::timeLeft() const {
 
 ScriptOutcome InterpreterScriptRunner::run(std::string_view source) {
   if (ended_) return notTried("The server ends");
-  if (givenUp_) return notTried("The script interpreter was given up before");
+  if (unusable_) return notTried("The script interpreter failed earlier in this command");
   ProcessRequest request;
   request.program = words_.front();
   request.arguments.assign(words_.begin() + 1, words_.end());
@@ -73,9 +73,9 @@ ScriptOutcome InterpreterScriptRunner::run(std::string_view source) {
   return outcomeOf(result);
 }
 
-ScriptOutcome InterpreterScriptRunner::giveUp(std::int64_t number, std::string why) {
-  givenUp_ = true;
-  return ScriptOutcome::failed(number, std::move(why), ScriptFailure::GivenUp);
+ScriptOutcome InterpreterScriptRunner::failUntilNextCommand(std::int64_t number, std::string why) {
+  unusable_ = true;
+  return ScriptOutcome::failed(number, std::move(why), ScriptFailure::Unusable);
 }
 
 ScriptOutcome InterpreterScriptRunner::outcomeOf(const ProcessResult& result) {
@@ -83,18 +83,19 @@ ScriptOutcome InterpreterScriptRunner::outcomeOf(const ProcessResult& result) {
     case ProcessResult::Ending::Exited:
       break;
     case ProcessResult::Ending::TimedOut:
-      return giveUp(kTimedOut,
-                    answered_ == 0
-                        ? "The script interpreter did not answer in time"
-                        : "The script interpreter is too slow: it ran " + std::to_string(answered_) +
-                              (answered_ == 1 ? " script" : " scripts") + ", and then the time was over");
+      return failUntilNextCommand(
+          kTimedOut, answered_ == 0
+                         ? "The script interpreter did not answer in time"
+                         : "The script interpreter is too slow: it ran " + std::to_string(answered_) +
+                               (answered_ == 1 ? " script" : " scripts") + ", and then the time was over");
     case ProcessResult::Ending::TooMuchOutput:
       return ScriptOutcome::failed(kTooMuchOutput, "The script interpreter printed too much");
     case ProcessResult::Ending::Killed:
       if (ended_) return notTried("The server ends");
       return ScriptOutcome::failed(kKilled, "The script interpreter died: " + scriptErrorText(result.error));
     case ProcessResult::Ending::NotStarted:
-      return giveUp(kNoInterpreter, "The script interpreter could not be started: " + result.error);
+      return failUntilNextCommand(kNoInterpreter,
+                                  "The script interpreter could not be started: " + result.error);
   }
   ++answered_;
   if (result.exitStatus == 0) return ScriptOutcome::success(scriptResultValue(result.output));

@@ -1,4 +1,4 @@
-// The script runners: an external interpreter, or none.
+// The script runners: one passes scripts to an external interpreter, the other has none.
 #pragma once
 
 #include <atomic>
@@ -18,7 +18,7 @@ class UserDefaults;
 
 inline constexpr std::chrono::milliseconds kScriptTimeout{120'000};
 
-// Fails at once with a clear error.
+// For a machine without an interpreter: every script fails at once, with an error for the user.
 class NoScriptRunner final : public ScriptRunner {
  public:
   ScriptOutcome run(std::string_view source) override;
@@ -29,8 +29,8 @@ class NoScriptRunner final : public ScriptRunner {
 // started for each script, never through a shell.
 class InterpreterScriptRunner final : public ScriptRunner {
  public:
-  // Words: program and arguments, at least one. Borrows the process runner.
-  // now is the steady clock, except in tests.
+  // Words: the program and its arguments, at least one. Borrows the process runner. now is the steady clock,
+  // except in tests.
   InterpreterScriptRunner(
       std::vector<std::string> words, ProcessRunner& processes,
       std::chrono::milliseconds timeout = kScriptTimeout,
@@ -43,9 +43,9 @@ class InterpreterScriptRunner final : public ScriptRunner {
   void end() override { ended_ = true; }
 
  private:
-  // How long the next script may take; none once the time of the command is over.
+  // How long the next script may take; 0 or less once the time of the command is over.
   std::chrono::milliseconds timeLeft() const;
-  ScriptOutcome giveUp(std::int64_t number, std::string why);
+  ScriptOutcome failUntilNextCommand(std::int64_t number, std::string why);
   ScriptOutcome outcomeOf(const ProcessResult& result);
 
   const std::vector<std::string> words_;
@@ -54,7 +54,7 @@ class InterpreterScriptRunner final : public ScriptRunner {
   const std::function<std::chrono::steady_clock::time_point()> now_;
   std::optional<std::chrono::steady_clock::time_point> deadline_;  // of the command
   int answered_ = 0;                                               // scripts of the command
-  bool givenUp_ = false;
+  bool unusable_ = false;
   std::atomic<bool> ended_{false};
 };
 

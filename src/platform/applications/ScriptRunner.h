@@ -12,15 +12,15 @@
 
 namespace moxtel {
 
-// How long the questions of one command, or of one start-up, may take together: the longest wait for a list,
-// however many scripts it needs and however slow each of them is.
+// How long all scripts of one command, or of one start-up, may take together. It limits how long a client
+// waits for a list that needs many slow scripts.
 inline constexpr std::chrono::milliseconds kTimeForQuestions{120'000};
 
 enum class ScriptFailure : unsigned char {
-  OfTheScript,    // it does not compile, the application refused it, or the interpreter died of it
+  OfTheScript,    // it does not compile, the application rejected it, or the interpreter crashed
   NoInterpreter,  // there is none on this machine
-  GivenUp,        // the interpreter cannot be started, or takes too long: this command tries no more
-  NotTried,       // after that, or at the end of the program
+  Unusable,       // the interpreter cannot be started, or timed out; the command's other scripts are NotTried
+  NotTried,       // the interpreter was Unusable for this command, or the program ends
 };
 
 struct ScriptError {
@@ -53,7 +53,7 @@ class ScriptRunner {
   // Begins a command or a start-up: an interpreter that timed out is tried again. The scripts of the command
   // may take this long together; without a limit each may take its two minutes. Core thread.
   virtual void beginCommand(std::optional<std::chrono::milliseconds> /*together*/) {}
-  // The program ends: stops the running script and runs no other. Any thread.
+  // Call when the program ends: stops the running script and runs no other. Any thread.
   virtual void end() {}
 
  protected:

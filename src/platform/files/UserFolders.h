@@ -6,8 +6,8 @@
 
 namespace moxtel {
 
-// XDG_CONFIG_HOME or ~/.config. For a service, its state folder where
-// it has one: the first of STATE_DIRECTORY, which the service manager sets.
+// XDG_CONFIG_HOME or ~/.config. For a service with a state folder, that folder: the first one in
+// STATE_DIRECTORY, which the service manager sets.
 std::string settingsFolder();
 
 // XDG_DATA_HOME or ~/.local/share.

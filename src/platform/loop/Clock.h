@@ -1,4 +1,4 @@
-// The current time. Tests use a clock of their own.
+// The current time. Tests replace the clock.
 #pragma once
 
 #include <string>

@@ -19,8 +19,8 @@ struct ProcessBounds {
 // The process also ends together with its parent, gains no privileges, and leaves no core file.
 void confineThisProcess(const ProcessBounds& bounds);
 
-// A file mapped into memory for the rest of the process's life; a shrinking file ends the process and nothing
-// else. Empty when there is nothing to map.
+// The file mapped into memory until the process exits. If another program shortens the file, reading the
+// missing part ends this process. Empty for an empty file, and when mapping fails.
 std::span<const std::uint8_t> mappedUntilExit(const OpenFile& file);
 
 // Writes all bytes to standard output; false when its reader has closed it.
