@@ -39,18 +39,18 @@ constexpr std::array kSubcommands{
     Subcommand{"face-photos", "Photos of Face", Id, Shown, Photos, "the photos that show a person"},
     Subcommand{"thumb", "Thumb of Photo", Key, Saved, Plain, "a photo's thumbnail"},
     Subcommand{"square-thumb", "Square Thumb of Photo", Key, Saved, Plain,
-               "its square thumbnail;\nwith --face a person's"},
+               "its square thumbnail;\nwith --face, the person's face"},
     Subcommand{"image", "Image of Photo", Key, Saved, Plain, "the photo as a JPEG file"},
     Subcommand{"data", "Data of Photo", Key, Saved, Plain,
                "the original file;\nfor an edited photo, the edited JPEG"},
-    Subcommand{"metadata", "Metadata of Photo", Key, Shown, Plain, "the metadata in its file"},
-    Subcommand{"infos", "Infos of Photo", Key, Shown, Plain, "the library's data about it"},
+    Subcommand{"metadata", "Metadata of Photo", Key, Shown, Plain, "the metadata in the photo's file"},
+    Subcommand{"infos", "Infos of Photo", Key, Shown, Plain, "the library's data about the photo"},
     Subcommand{"reveal-photo", "Reveal Photo", Key, Shown, Plain, "show a photo in the photo application"},
     Subcommand{"reveal-album", "Reveal Album", Id, Shown, Plain, "show an album there"},
     Subcommand{"reveal-event", "Reveal Event", Id, Shown, Plain, "show an event there"},
     Subcommand{"set-gps", "Set GPS of Photo", KeyAndPosition, Shown, Plain,
                "set a photo's position, in degrees"},
-    Subcommand{"clear-gps", "Clear GPS of Photo", Key, Shown, Plain, "remove its position"},
+    Subcommand{"clear-gps", "Clear GPS of Photo", Key, Shown, Plain, "remove a photo's position"},
 };
 
 // A number that takes the whole text.
@@ -140,7 +140,7 @@ class HelpFormatter final : public CLI::Formatter {
 
 class CommandLine final {
  public:
-  CommandLine() : app_("Asks a MoxtelServer for what its photo library holds.", "moxtel") {
+  CommandLine() : app_("Lists the albums and photos of a MoxtelServer, and downloads pictures.", "moxtel") {
     app_.formatter(std::make_shared<HelpFormatter>());
     app_.require_subcommand(0, 1);
     addOptions();
@@ -172,16 +172,17 @@ class CommandLine final {
 
  private:
   void addOptions() {
-    app_.set_help_flag("-h,--help", "show this");
+    app_.set_help_flag("-h,--help", "show this help");
     app_.set_version_flag("--version", std::string(), "show the version of moxtel");
     addOption("--host", request_.host, "HOST",
-              "the server's name or address; without it\nthe only server on the network");
-    addOption("--port", request_.port, "PORT", "its port (4250); without a host,\na port of this machine")
+              "the server's name or address; without\nit, the only server on the network");
+    addOption("--port", request_.port, "PORT",
+              "the server's port (4250); without a\nhost, a port of this machine")
         ->transform(CLI::Validator(checkPort, ""));
     app_.add_flag("--json", request_.json, "print the result as JSON: dates as\nISO 8601, data as base64");
     addOption("-o,--output", request_.output, "FILE",
               "write the result's data to a file;\n- is standard output");
-    app_.add_flag("--face", isFace_, "with square-thumb: the key is a person's");
+    app_.add_flag("--face", isFace_, "with square-thumb: KEY is the key\nphoto of a person");
   }
 
   // The last one counts.

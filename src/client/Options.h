@@ -37,7 +37,7 @@ struct UsageError {
   std::string text;
 };
 
-// Each subcommand stands for one command of the protocol; its arguments become entries of the request.
+// Each subcommand sends one command of the protocol; its arguments become entries of the request.
 std::variant<ClientRequest, BrowseWanted, HelpWanted, VersionWanted, UsageError> parseOptions(
     const std::vector<std::string>& arguments);
 

@@ -16,7 +16,7 @@ constexpr EventLoop::Duration kResolveTimeout = 5s;
 
 ServerSearch::ServerSearch(EventLoop& loop, DnsSd& dnsSd, Limits limits, Done done)
     : loop_(loop), dnsSd_(dnsSd), limits_(limits), done_(std::move(done)) {
-  timer_ = loop_.callAfter(limits_.nobody, [this] { end(); });
+  timer_ = loop_.callAfter(limits_.noServer, [this] { end(); });
   browser_ = dnsSd_.browse(kServiceType, {[this](const std::string& name, bool) { found(name); },
                                           [this](const std::string& name, bool) {
                                             servers_.erase(name);

@@ -1,5 +1,5 @@
-// Searches the network for servers once. It ends when no further server has been found for some time, so that
-// it finds more than the first. On the thread of its loop.
+// Searches the network for servers once. To find all of them, it goes on until no further server has been
+// found for some time. On the thread of its loop.
 #pragma once
 
 #include <cstdint>
@@ -25,9 +25,10 @@ struct FoundServer {
 class ServerSearch final {
  public:
   struct Limits {
-    EventLoop::Duration nobody{4000};  // the search ends if it has found no server by then
-    EventLoop::Duration quiet{1000};   // after the last event, once each server has its address
-    std::size_t servers = 1000;        // further servers are ignored
+    EventLoop::Duration noServer{4000};  // the search ends if it has found no server by then
+    EventLoop::Duration quiet{
+        1000};  // the search ends so long after the last event, once each server has its address
+    std::size_t servers = 1000;  // further servers are ignored
   };
   using Done = std::function<void(std::vector<FoundServer>)>;
 

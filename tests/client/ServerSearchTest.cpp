@@ -88,13 +88,13 @@ TEST_F(ServerSearchTest, limitsTheNumberOfServers) {
   EXPECT_THAT(dnsSd.resolvedNames(), ElementsAre("One"));
 }
 
-TEST(OnlyServer, isTheSingleOne) {
+TEST(OnlyServerOf, isTheSingleOne) {
   const auto found = onlyServerOf({{"One", "a.local", "10.0.0.1", 4251}});
   EXPECT_EQ(std::get<ServerAddress>(found).host, "10.0.0.1");
   EXPECT_EQ(std::get<ServerAddress>(found).port, 4251);
 }
 
-TEST(OnlyServer, isMissingAmongSeveral) {
+TEST(OnlyServerOf, isMissingAmongSeveral) {
   EXPECT_EQ(
       std::get<std::string>(onlyServerOf({{"A", "a.local", "10.0.0.1", 1}, {"B", "b.local", "10.0.0.2", 2}})),
       "several servers were found; name one with --host and --port: \"A\" (10.0.0.1, port 1) \"B\" "
