@@ -19,8 +19,8 @@ class BadRequestError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// The longest description of an untrusted value that is logged, in bytes. Only a request that multiplies its
-// 4096 bytes by sharing values comes near it.
+// The longest description of an untrusted value that is logged, in bytes. Only a request that refers
+// to one value many times comes near it: a request has at most 4096 bytes.
 inline constexpr std::size_t kLongestDescription = std::size_t{64} * 1024;
 
 class CommandRequest final {

@@ -25,7 +25,7 @@ class LibraryListingSource : public ListingSource {
   }
   Value photosForFaceID(const Value& faceUuid) override { return faces_.photosForFaceID(faceUuid); }
   bool usingDB() const override { return library_.usingDB(); }
-  // Nothing finds the installed application's version out.
+  // Nothing determines the version of the installed application.
   std::int32_t iPhotoMajorVersion() const override { return 0; }
   Value albums() const override { return albumData_.albums(); }
   Value events() const override { return albumData_.events(); }

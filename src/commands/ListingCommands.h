@@ -9,7 +9,7 @@
 
 namespace moxtel {
 
-// What the listing commands ask the library. Nil is "no list" and gets no reply; an empty array is a list.
+// What the listing commands ask the library. A nil list gets no reply; an empty array is a list.
 class ListingSource {
  public:
   virtual ~ListingSource() = default;

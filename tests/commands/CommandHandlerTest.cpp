@@ -11,43 +11,43 @@ namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-using Handler = CommandFixture;
+using CommandHandlerTest = CommandFixture;
 
 Dictionary command(Value name) { return Dictionary{{"command", std::move(name)}}; }
 
-TEST_F(Handler, answersTheVersion) { EXPECT_EQ(reply(command("Get Version")), result("1.4")); }
+TEST_F(CommandHandlerTest, answersTheVersion) { EXPECT_EQ(reply(command("Get Version")), result("1.4")); }
 
-TEST_F(Handler, repliesAnErrorToAnUnknownCommand) {
+TEST_F(CommandHandlerTest, repliesAnErrorToAnUnknownCommand) {
   EXPECT_EQ(reply(command("get version")), error("Command 'get version' was not handled"));
   EXPECT_EQ(reply(command("")), error("Command '' was not handled"));
   EXPECT_EQ(reply(command("100%@ %s")), error("Command '100%@ %s' was not handled"));
 }
 
-TEST_F(Handler, repliesAnErrorToACommandWithoutAHandler) {
+TEST_F(CommandHandlerTest, repliesAnErrorToACommandWithoutAHandler) {
   EXPECT_EQ(reply(command("Thumb of Photo")), error("Command 'Thumb of Photo' was not handled"));
 }
 
-TEST_F(Handler, acceptsHandlersOnlyForCommandsOfTheTable) {
+TEST_F(CommandHandlerTest, acceptsHandlersOnlyForCommandsOfTheTable) {
   const auto nothing = [](const CommandRequest&, ReplyChannel&) {};
   for (const auto name : kCommandNames) EXPECT_NO_THROW(handler.add(name, nothing));
   EXPECT_THROW(handler.add("Get Everything", nothing), std::invalid_argument);
 }
 
-TEST_F(Handler, repliesNothingWithoutACommand) {
+TEST_F(CommandHandlerTest, repliesNothingWithoutACommand) {
   EXPECT_THAT(replies(Dictionary{{"id", 5}}), IsEmpty());
   EXPECT_TRUE(log.contains("Bad commandDict: {\n    id = 5;\n}"));
   EXPECT_THAT(replies(command(Value())), IsEmpty());
   EXPECT_EQ(linesBeginning("Bad commandDict: "), 2u);
 }
 
-TEST_F(Handler, boundsTheLogLineOfABadRequest) {
+TEST_F(CommandHandlerTest, boundsTheLogLineOfABadRequest) {
   std::vector<Value> many(4, Value(std::string(3000, 'x')));
   for (int level = 0; level < 5; ++level) many = std::vector<Value>(4, Array(many, Mutability::Immutable));
   EXPECT_THAT(replies(Dictionary{{"id", Array(many, Mutability::Immutable)}}), IsEmpty());
   for (const std::string& line : log.lines()) EXPECT_LT(line.size(), 70'000u);
 }
 
-TEST_F(Handler, repliesNothingToBytesThatAreNoArchive) {
+TEST_F(CommandHandlerTest, repliesNothingToBytesThatAreNoArchive) {
   handler.gotDataFromServer(chunk({'x', 'y'}));
   handler.gotDataFromServer(chunk({}));
   EXPECT_THAT(channel.envelopes, IsEmpty());
@@ -56,7 +56,7 @@ TEST_F(Handler, repliesNothingToBytesThatAreNoArchive) {
   EXPECT_THAT(calls, IsEmpty());
 }
 
-TEST_F(Handler, repliesNothingToARequestInTwoChunks) {
+TEST_F(CommandHandlerTest, repliesNothingToARequestInTwoChunks) {
   const Bytes whole = archivedData(command("Get Version"));
   const auto middle = whole.begin() + static_cast<std::ptrdiff_t>(whole.size() / 2);
   handler.gotDataFromServer(chunk(Bytes(whole.begin(), middle)));
@@ -65,26 +65,26 @@ TEST_F(Handler, repliesNothingToARequestInTwoChunks) {
   EXPECT_EQ(linesBeginning("uncaught exception: "), 2u);
 }
 
-TEST_F(Handler, repliesNothingToARootThatIsNotADictionary) {
+TEST_F(CommandHandlerTest, repliesNothingToARootThatIsNotADictionary) {
   for (const Value& root : {Value("Get Version"), Value(5), Value(Array{{"command", "Get Version"}})}) {
     EXPECT_THAT(replies(root), IsEmpty());
   }
   EXPECT_EQ(linesBeginning("uncaught exception: the request is not a dictionary"), 3u);
 }
 
-TEST_F(Handler, treatsANilRootAsAMissingCommand) {
+TEST_F(CommandHandlerTest, treatsANilRootAsAMissingCommand) {
   EXPECT_THAT(replies(Value()), IsEmpty());
   EXPECT_TRUE(log.contains("Bad commandDict: (null)"));
 }
 
-TEST_F(Handler, repliesNothingToACommandThatIsNotText) {
+TEST_F(CommandHandlerTest, repliesNothingToACommandThatIsNotText) {
   for (const Value& name : {Value(1), Value(true), Value(Array()), Value(Bytes{1})}) {
     EXPECT_THAT(replies(command(name)), IsEmpty());
   }
   EXPECT_EQ(linesBeginning("uncaught exception: the command of the request is not text"), 4u);
 }
 
-TEST_F(Handler, repliesNothingToAKeyThatIsNotText) {
+TEST_F(CommandHandlerTest, repliesNothingToAKeyThatIsNotText) {
   handler.add("Infos of Photo", [](const CommandRequest& request, ReplyChannel& channel_) {
     channel_.sendToClientResultObject(request.key().isNil() ? Value("no key") : request.key());
   });
@@ -99,7 +99,7 @@ TEST_F(Handler, repliesNothingToAKeyThatIsNotText) {
   EXPECT_EQ(linesBeginning("uncaught exception: the key of the request is not text"), 5u);
 }
 
-TEST_F(Handler, decodesEachRequestTwice) {
+TEST_F(CommandHandlerTest, decodesEachRequestTwice) {
   int decoded = 0;
   CommandHandler counting(loop, channel, scope, {1, 4}, [&](std::span<const std::uint8_t> bytes) {
     ++decoded;
@@ -110,7 +110,7 @@ TEST_F(Handler, decodesEachRequestTwice) {
   EXPECT_THAT(channel.envelopes, ElementsAre(result("1.4")));
 }
 
-TEST_F(Handler, logsOnlyAFailureOfTheSecondDecoding) {
+TEST_F(CommandHandlerTest, logsOnlyAFailureOfTheSecondDecoding) {
   int decoded = 0;
   CommandHandler failing(loop, channel, scope, {1, 4}, [&](std::span<const std::uint8_t> bytes) {
     using Outcome = std::variant<Value, DecodingError>;
@@ -121,7 +121,7 @@ TEST_F(Handler, logsOnlyAFailureOfTheSecondDecoding) {
   EXPECT_THAT(log.lines(), ElementsAre("unarchiveObject got exception: odd", "Bad commandDict: (null)"));
 }
 
-TEST_F(Handler, logsAnExceptionOfAHandlerAndContinues) {
+TEST_F(CommandHandlerTest, logsAnExceptionOfAHandlerAndContinues) {
   handler.add("Get Faces", [](const CommandRequest&, ReplyChannel&) { throw std::runtime_error("broken"); });
   EXPECT_THAT(replies(command("Get Faces")), IsEmpty());
   EXPECT_TRUE(log.contains("uncaught exception: broken"));
@@ -129,7 +129,7 @@ TEST_F(Handler, logsAnExceptionOfAHandlerAndContinues) {
   EXPECT_EQ(reply(command("Get Version")), result("1.4"));
 }
 
-TEST_F(Handler, releasesTheLibraryBeforeEachReplyAndAtTheEnd) {
+TEST_F(CommandHandlerTest, releasesTheLibraryBeforeEachReplyAndAtTheEnd) {
   handler.add("Data of Photo", [](const CommandRequest&, ReplyChannel& both) {
     both.sendToClientErrorString("No Image");
     both.sendToClientSerializedObject(Dictionary{{"error", "No Image"}});
@@ -141,7 +141,7 @@ TEST_F(Handler, releasesTheLibraryBeforeEachReplyAndAtTheEnd) {
   EXPECT_THAT(calls, ElementsAre("begin", "release", "reply", "release"));
 }
 
-TEST_F(Handler, survivesAMegabyteOfRandomBytes) {
+TEST_F(CommandHandlerTest, survivesAMegabyteOfRandomBytes) {
   std::mt19937 random(20160712);
   for (int i = 0; i < 256; ++i) {
     Bytes bytes(4096);
@@ -153,17 +153,17 @@ TEST_F(Handler, survivesAMegabyteOfRandomBytes) {
   EXPECT_EQ(log.lines().size(), 256u);
 }
 
-TEST_F(Handler, runsCommandsOnTheCoreThreadWhileTheReaderWaits) {
+TEST_F(CommandHandlerTest, runsCommandsOnTheCoreThreadWhileTheReaderWaits) {
   CoreLoop core;
   std::thread::id ranOn;
   std::size_t repliesWhenDone = 0;
-  CommandHandler hopping(core, channel, scope, {1, 4});
-  hopping.add("Get Faces", [&](const CommandRequest&, ReplyChannel& faces) {
+  CommandHandler coreHandler(core, channel, scope, {1, 4});
+  coreHandler.add("Get Faces", [&](const CommandRequest&, ReplyChannel& faces) {
     ranOn = std::this_thread::get_id();
     faces.sendToClientResultObject("done");
   });
   std::thread reader([&] {
-    hopping.gotDataFromServer(chunk(archivedData(command("Get Faces"))));
+    coreHandler.gotDataFromServer(chunk(archivedData(command("Get Faces"))));
     repliesWhenDone = channel.envelopes.size();
     core.quit();
   });
@@ -173,7 +173,7 @@ TEST_F(Handler, runsCommandsOnTheCoreThreadWhileTheReaderWaits) {
   EXPECT_EQ(repliesWhenDone, 1u);
 }
 
-TEST_F(Handler, readsIdsAsUuidsAndAsNumbers) {
+TEST_F(CommandHandlerTest, readsIdsAsUuidsAndAsNumbers) {
   const auto uuid = [](Value id) {
     const Dictionary command_{{"id", std::move(id)}};
     return CommandRequest(command_).uuid();
@@ -191,7 +191,7 @@ TEST_F(Handler, readsIdsAsUuidsAndAsNumbers) {
 }
 
 // The look-up would write the id's description, two thousand times its size, to the log and the console.
-TEST_F(Handler, repliesNothingToAnIdWithALongDescription) {
+TEST_F(CommandHandlerTest, repliesNothingToAnIdWithALongDescription) {
   const Array texts(std::vector<Value>(60, Value(std::string(2500, 'x'))), Mutability::Immutable);
   const Array id(std::vector<Value>(60, Value(texts)), Mutability::Immutable);
   const Dictionary request{{"command", "Folders of Album"}, {"id", id}};
@@ -201,7 +201,7 @@ TEST_F(Handler, repliesNothingToAnIdWithALongDescription) {
   EXPECT_TRUE(log.contains("uncaught exception: the description of the id of the request is too long"));
 }
 
-TEST_F(Handler, passesAnArrayAsIdToTheLibrary) {
+TEST_F(CommandHandlerTest, passesAnArrayAsIdToTheLibrary) {
   const Array id{"a", Dictionary{{"b", 1}}};
   EXPECT_EQ(reply(Dictionary{{"command", "Folders of Album"}, {"id", id}}), result(Array()));
   ASSERT_EQ(source.questions.size(), 1u);

@@ -9,7 +9,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Pair;
-using Listing = CommandFixture;
+using ListingCommandsTest = CommandFixture;
 
 Dictionary command(const char* name) { return Dictionary{{"command", name}}; }
 Dictionary command(const char* name, Value id) {
@@ -17,7 +17,7 @@ Dictionary command(const char* name, Value id) {
 }
 Value names(const char* name) { return mutableArray({mutableDictionary({{"AlbumName", name}})}); }
 
-TEST_F(Listing, answersTheTopLevelLists) {
+TEST_F(ListingCommandsTest, answersTheTopLevelLists) {
   source.topLevelAlbums = names("album");
   source.topLevelProjects = names("event");
   source.faces = names("face");
@@ -26,7 +26,7 @@ TEST_F(Listing, answersTheTopLevelLists) {
   EXPECT_EQ(reply(command("Get Faces")), result(names("face")));
 }
 
-TEST_F(Listing, passesTheIdToTheLibrary) {
+TEST_F(ListingCommandsTest, passesTheIdToTheLibrary) {
   source.photos = names("photo");
   source.containers = names("folder");
   source.facePhotos = names("portrait");
@@ -38,7 +38,7 @@ TEST_F(Listing, passesTheIdToTheLibrary) {
                           Pair("face photos", Value("f+1"))));
 }
 
-TEST_F(Listing, convertsANumberToTheTextOfAUuid) {
+TEST_F(ListingCommandsTest, convertsANumberToTheTextOfAUuid) {
   replies(command("Photos of Album", 17));
   replies(command("Folders of Album", 18));
   replies(command("Photos of Face", 19));
@@ -46,12 +46,12 @@ TEST_F(Listing, convertsANumberToTheTextOfAUuid) {
                                             Pair("face photos", Value("19"))));
 }
 
-TEST_F(Listing, asksTheLibraryEvenWithoutAnId) {
+TEST_F(ListingCommandsTest, asksTheLibraryEvenWithoutAnId) {
   EXPECT_EQ(reply(command("Photos of Album")), result(Array()));
   EXPECT_THAT(source.questions, ElementsAre(Pair("photos", Value())));
 }
 
-TEST_F(Listing, sendsAnEmptyListAndNoListDifferently) {
+TEST_F(ListingCommandsTest, sendsAnEmptyListAndNoListDifferently) {
   EXPECT_EQ(reply(command("Get Albums")), result(Array()));
   source.topLevelAlbums = Value();
   EXPECT_THAT(replies(command("Get Albums")), IsEmpty());
@@ -60,7 +60,7 @@ TEST_F(Listing, sendsAnEmptyListAndNoListDifferently) {
   EXPECT_EQ(linesBeginning("uncaught exception: "), 2u);
 }
 
-TEST_F(Listing, findsNoLegacyAlbumsAndEvents) {
+TEST_F(ListingCommandsTest, findsNoLegacyAlbumsAndEvents) {
   source.database = false;
   EXPECT_EQ(reply(command("Folders of Album", 7)), error("Album not found"));
   EXPECT_TRUE(log.contains("did not found album with ID '7'"));
@@ -71,7 +71,7 @@ TEST_F(Listing, findsNoLegacyAlbumsAndEvents) {
   EXPECT_THAT(source.questions, IsEmpty());
 }
 
-TEST_F(Listing, answersTheChildrenOfALegacyAlbum) {
+TEST_F(ListingCommandsTest, answersTheChildrenOfALegacyAlbum) {
   source.database = false;
   source.legacyAlbums =
       Array{{Dictionary{{"AlbumId", 6}, {"children", names("six")}},
@@ -84,7 +84,7 @@ TEST_F(Listing, answersTheChildrenOfALegacyAlbum) {
   EXPECT_THAT(source.questions, IsEmpty());
 }
 
-TEST_F(Listing, readsAnIdThatIsNotANumberAsZero) {
+TEST_F(ListingCommandsTest, readsAnIdThatIsNotANumberAsZero) {
   source.database = false;
   EXPECT_EQ(reply(command("Folders of Album", "trash")), error("Album not found"));
   EXPECT_TRUE(log.contains("did not found album with ID '0'"));
@@ -93,13 +93,13 @@ TEST_F(Listing, readsAnIdThatIsNotANumberAsZero) {
   EXPECT_EQ(reply(command("Folders of Album")), result(names("zero")));
 }
 
-TEST_F(Listing, ignoresTheLegacyAlbumsOfADatabase) {
+TEST_F(ListingCommandsTest, ignoresTheLegacyAlbumsOfADatabase) {
   source.legacyAlbums = Array{{Dictionary{{"AlbumId", 7}, {"children", names("legacy")}}}};
   source.containers = names("database");
   EXPECT_EQ(reply(command("Folders of Album", 7)), result(names("database")));
 }
 
-TEST_F(Listing, answersAPhotoForEachKeyOfALegacyEvent) {
+TEST_F(ListingCommandsTest, answersAPhotoForEachKeyOfALegacyEvent) {
   source.legacyEvents = Array{{Dictionary{{"RollID", 3}, {"AlbumId", 4}, {"KeyList", Array{{"b", "a"}}}},
                                Dictionary{{"RollID", 5}, {"KeyList", Array()}}}};
   const Value photos =
@@ -111,7 +111,7 @@ TEST_F(Listing, answersAPhotoForEachKeyOfALegacyEvent) {
   EXPECT_EQ(reply(command("Photos of Event", 4)), error("Album not found"));
 }
 
-TEST_F(Listing, matchesEventsOfNewerApplicationsByAnotherField) {
+TEST_F(ListingCommandsTest, matchesEventsOfNewerApplicationsByAnotherField) {
   source.legacyEvents = Array{{Dictionary{{"RollID", 3}, {"AlbumId", 4}, {"KeyList", Array{{"a"}}}}}};
   source.majorVersion = 8;
   EXPECT_EQ(reply(command("Photos of Event", 4)), error("Album not found"));
@@ -121,7 +121,7 @@ TEST_F(Listing, matchesEventsOfNewerApplicationsByAnotherField) {
 }
 
 // The archive's class names are those of mutable collections, as clients may change what they receive.
-TEST_F(Listing, sendsThePhotosOfAnEventAsMutableLists) {
+TEST_F(ListingCommandsTest, sendsThePhotosOfAnEventAsMutableLists) {
   source.legacyEvents = Array{{Dictionary{{"RollID", 3}, {"KeyList", Array{{"a"}}}}}};
   const Value photos = reply(command("Photos of Event", 3))["result"];
   EXPECT_TRUE(photos.array().isMutable());
