@@ -1,4 +1,4 @@
-// The program's help, HTML files in ../share/moxtelserver of the program's folder. Any thread.
+// The program's help: HTML files in ../share/moxtelserver, relative to the program's folder. Any thread.
 #pragma once
 
 #include <optional>

@@ -51,7 +51,7 @@ class AvahiDnsSd::Member {
   virtual void detach() = 0;
   // The member is new, or the engine or its state has changed.
   virtual void update() = 0;
-  // On a turn of its own: the functions that it calls may destroy any member.
+  // On another turn: the functions that it calls may destroy any member.
   void updateSoon() {
     soon_ = owner_.loop_.callAfter(0ms, [this] { update(); });
   }

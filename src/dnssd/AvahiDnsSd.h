@@ -1,9 +1,10 @@
 // DNS-SD by Avahi: by the machine's daemon where one answers, otherwise by the responder inside this process.
-// When the daemon comes or goes, everything is published, browsed for and resolved again on the other engine.
+// When the daemon starts or stops, everything is published, browsed for and resolved again on the other
+// engine.
 //
-// The responder is made when it is needed and destroyed when the daemon takes over: two responders on one
-// machine get along, but only one of them receives unicast answers. A service is withdrawn on one engine
-// before it is published on the other, or it would be in conflict with itself.
+// The responder is made when it is needed and destroyed when the daemon takes over: two responders can
+// run on one machine, but only one of them receives unicast answers. A service is withdrawn from one engine
+// before it is published by the other, or the two publications would conflict.
 #pragma once
 
 #include <functional>
@@ -58,8 +59,8 @@ class AvahiDnsSd final : public DnsSd {
   BackEnd daemon_;
   BackEnd responder_;
   BackEnd* active_ = nullptr;    // daemon_, responder_ or none
-  AvahiState state_;             // of the active one; without one, of the last
-  bool waitsForDaemon_ = false;  // which was lost, and may be restarting
+  AvahiState state_;             // of the active engine; while there is none, of the last one
+  bool waitsForDaemon_ = false;  // the daemon was lost and may be restarting
   std::set<Member*> members_;
   std::unique_ptr<Timer> retryDaemon_;
   std::unique_ptr<Timer> fallBack_;  // to the responder

@@ -1,5 +1,5 @@
-// What Avahi does, the same for its two forms: the client of a running daemon (libavahi-client) and the
-// responder inside this process (libavahi-core).
+// The operations of Avahi, in one interface for its two forms: the client of a running daemon
+// (libavahi-client) and the responder inside this process (libavahi-core).
 //
 // An engine and its operations live on one thread, and operations are destroyed before their engine. Events
 // are not delivered from within start().

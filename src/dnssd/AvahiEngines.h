@@ -1,7 +1,7 @@
-// The two engines, each over one of Avahi's libraries. The libraries are loaded at run time, each out of the
-// other's sight, because one program cannot link both: both export avahi_entry_group_free, with different
-// parameters, and each would call whichever comes first (libavahi-core 0.8 calls the client's, whose
-// assertion ends the process).
+// The two engines, each over one of Avahi's libraries. The libraries are loaded at run time, each without
+// seeing the other's symbols, because one program cannot link both: both export avahi_entry_group_free, with
+// different parameters, and each would call whichever is found first (libavahi-core 0.8 calls the client's,
+// whose assertion ends the process).
 #pragma once
 
 #include <memory>

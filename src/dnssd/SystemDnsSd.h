@@ -13,8 +13,8 @@ enum class DnsSdChoice {
   Embedded,  // the responder alone
 };
 
-// On the thread of the loop, which it borrows. Starts one or two threads of its own. Blocks only when it, or
-// a publication, is destroyed, and then for two seconds at most.
+// Lives on the thread of the loop, which it borrows, and starts one or two more threads. Blocks only when it,
+// or a publication, is destroyed, and then for two seconds at most.
 std::unique_ptr<DnsSd> makeSystemDnsSd(EventLoop& loop, DnsSdChoice choice = DnsSdChoice::Best);
 
 }  // namespace moxtel

@@ -30,7 +30,7 @@ class Home {
 
 }  // namespace
 
-// What the thread uses. It holds a reference of its own, for the case that the caller does not wait for it.
+// What the thread uses. The thread holds a reference too, because the caller may not wait for its end.
 struct ThreadedAvahiEngine::Inside {
   explicit Inside(EventLoop& loopOfCaller) : home(loopOfCaller) {}
 

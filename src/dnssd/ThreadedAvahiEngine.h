@@ -1,5 +1,5 @@
-// An engine on a thread of its own, so that neither a long task of the caller's loop stalls it nor a daemon
-// that does not answer stalls the caller.
+// An engine on its own thread: a long task of the caller's loop does not stall the engine, and a daemon that
+// does not answer does not stall the caller.
 //
 // Every destructor is bounded: a thread that is blocked inside Avahi is detached. It ends when Avahi returns,
 // and does not touch the caller's objects any more.

@@ -365,7 +365,7 @@ bool QVSocketServer::sendFrame(std::uint64_t archiveSize,
   const std::int32_t client = remoteSocket();
   if (client == 0) return false;
   if (write(client, {reinterpret_cast<const std::uint8_t*>(&length), sizeof length})) return true;
-  // Part of a reply may be written: the client could not tell where the next one begins.
+  // Part of a reply may be written: the client could not know where the next one begins.
   cutConnection();
   return false;
 }

@@ -1,5 +1,5 @@
-// The only listener for requests and the only writer of replies: accepts one client at a time on a thread of
-// its own, posts each chunk of bytes that it reads as a notification, and frames replies.
+// The only listener for requests and the only writer of replies: accepts one client at a time on its own
+// thread, posts each chunk of bytes that it reads as a notification, and frames replies.
 //
 // Request: the bytes of a keyed archive, without length or delimiter; every successful read of at most 4096
 // bytes counts as one whole request. Reply: 4 bytes of length (unsigned, the machine's byte order), then that

@@ -145,7 +145,7 @@ TEST_F(MXPAppDelegateTest, publishesTheServiceUnderItsTypeAndPort) {
 
 TEST_F(MXPAppDelegateTest, reportsItsPublishedNameAndPort) {
   launched();
-  discovery.tell({PublicationState::Kind::Published, "Photo Box", "Avahi daemon"});
+  discovery.changePublications({PublicationState::Kind::Published, "Photo Box", "Avahi daemon"});
   loop.runPosted();
   const std::string port = std::to_string(delegate->server().port());
   const auto isReport = [&](const std::string& line) {

@@ -71,7 +71,7 @@ struct Script {
   std::size_t services() const { return count(Request::Service); }
   std::size_t browsers() const { return count(Request::Browser); }
   // To the operation of that kind.
-  void tell(Request kind, const AvahiEvent& event) {
+  void deliver(Request kind, const AvahiEvent& event) {
     for (Operation* const operation : running) {
       if (operation->request.kind != kind) continue;
       const auto function = operation->happened;  // the call may destroy the operation
@@ -84,7 +84,7 @@ struct Script {
     AvahiEvent event;
     event.kind = kind;
     event.reason = reason;
-    tell(Request::Service, event);
+    deliver(Request::Service, event);
   }
   void browser(Event kind, const std::string& name = "", int interface = 1, int protocol = 0) {
     AvahiEvent event;
@@ -92,7 +92,7 @@ struct Script {
     event.name = name;
     event.interface = interface;
     event.protocol = protocol;
-    tell(Request::Browser, event);
+    deliver(Request::Browser, event);
   }
   void answer(Request kind, const std::string& address) {
     AvahiEvent event;
@@ -100,12 +100,12 @@ struct Script {
     event.hostName = "nas.local";
     event.address = address;
     event.port = 4250;
-    tell(kind, event);
+    deliver(kind, event);
   }
   void noAnswer(Request kind) {
     AvahiEvent event;
     event.reason = "Timeout reached";
-    tell(kind, event);
+    deliver(kind, event);
   }
 
   FakeEventLoop& loop;

@@ -103,7 +103,7 @@ std::vector<std::string> FakeDnsSd::resolvedNames() const {
   return names;
 }
 
-void FakeDnsSd::tell(const PublicationState& state) {
+void FakeDnsSd::changePublications(const PublicationState& state) {
   forEach(publications_, [&](const FakePublication& publication) {
     const PublicationChanged changed = publication.changed;
     if (changed) changed(state);

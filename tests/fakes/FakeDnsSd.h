@@ -1,4 +1,4 @@
-// A DNS-SD for tests: it records what is asked of it, and tells what the test says, at once. One thread.
+// A DNS-SD for tests: records the requests, and delivers the events of the test at once. One thread.
 #pragma once
 
 #include <memory>
@@ -19,17 +19,17 @@ class FakeDnsSd final : public DnsSd {
   std::unique_ptr<Resolution> resolve(const std::string& name, const std::string& type,
                                       EventLoop::Duration timeout, ResolveEvents events) override;
 
-  // What lives now, oldest first.
+  // The objects that exist now, oldest first.
   std::vector<ServiceDescription> published() const;
   std::vector<std::string> browsedTypes() const;
   std::vector<std::string> resolvedNames() const;
   EventLoop::Duration lastTimeout() const { return lastTimeout_; }
 
-  // publish() gives null from now on.
+  // publish() returns null from now on.
   void refuseToPublish() { refusing_ = true; }
 
-  // To every publication, browser, or resolution of that name that lives.
-  void tell(const PublicationState& state);
+  // Deliver an event to every publication or browser, or to every resolution of that name.
+  void changePublications(const PublicationState& state);
   void find(const std::string& name, bool moreComing = false);
   void lose(const std::string& name, bool moreComing = false);
   void answer(const ResolvedService& service);

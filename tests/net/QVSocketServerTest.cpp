@@ -18,7 +18,7 @@ namespace {
 
 using namespace std::chrono_literals;
 using testing::ElementsAre;
-using Server = ServerFixture;
+using QVSocketServerTest = ServerFixture;
 
 Value largeReply(std::size_t size) { return Value(Bytes(size, std::uint8_t{7})); }
 
@@ -41,7 +41,7 @@ timeval timeOption(int socket, int name) {
   return value;
 }
 
-TEST_F(Server, thereIsNoSharedServerBeforeTheFirst) {
+TEST_F(QVSocketServerTest, thereIsNoSharedServerBeforeTheFirst) {
   EXPECT_EQ(QVSocketServer::theServer(), nullptr);
   EXPECT_FALSE(QVSocketServer::isConnected());
   EXPECT_TRUE(logged("isConnected ..., 0x0, -1"));
@@ -49,7 +49,7 @@ TEST_F(Server, thereIsNoSharedServerBeforeTheFirst) {
   EXPECT_TRUE(logged("disconnect ..., 0x0, -1"));
 }
 
-TEST_F(Server, theServerConstructedLastIsTheSharedOne) {
+TEST_F(QVSocketServerTest, theServerConstructedLastIsTheSharedOne) {
   QVSocketServer first(center, &publisher);
   {
     const QVSocketServer second(center, &publisher);
@@ -58,7 +58,7 @@ TEST_F(Server, theServerConstructedLastIsTheSharedOne) {
   EXPECT_EQ(QVSocketServer::theServer(), nullptr);
 }
 
-TEST_F(Server, logsAndPublishesItsStart) {
+TEST_F(QVSocketServerTest, logsAndPublishesItsStart) {
   start();
   EXPECT_TRUE(
       log.contains("QVSocketServer::startServerOnPort: 0 withBonjourName: 'My Mac' andType: "
@@ -71,7 +71,7 @@ TEST_F(Server, logsAndPublishesItsStart) {
   EXPECT_EQ(published[0].port, server->port());
 }
 
-TEST_F(Server, usesTheLowBitsOfThePort) {
+TEST_F(QVSocketServerTest, usesTheLowBitsOfThePort) {
   start();
   const std::uint16_t port = server->port();
   server->stop();
@@ -79,7 +79,7 @@ TEST_F(Server, usesTheLowBitsOfThePort) {
   EXPECT_EQ(server->port(), port);
 }
 
-TEST_F(Server, doesNotStartOnAPortInUse) {
+TEST_F(QVSocketServerTest, doesNotStartOnAPortInUse) {
   start();
   QVSocketServer other(center, &publisher);
   EXPECT_FALSE(other.startServerOnPort(server->port(), "My Mac", "_moxtelserver._tcp."));
@@ -87,7 +87,7 @@ TEST_F(Server, doesNotStartOnAPortInUse) {
   EXPECT_EQ(other.serverSocket(), -1);
 }
 
-TEST_F(Server, keepsListeningButDoesNotStartWhenNothingPublishes) {
+TEST_F(QVSocketServerTest, keepsListeningButDoesNotStartWhenNothingPublishes) {
   publisher.refuseToPublish();
   QVSocketServer silent(center, &publisher);
   EXPECT_FALSE(silent.startServerOnPort(0, "My Mac", "_moxtelserver._tcp."));
@@ -97,13 +97,13 @@ TEST_F(Server, keepsListeningButDoesNotStartWhenNothingPublishes) {
   EXPECT_FALSE(logged("QVSocketServer::runServer"));
 }
 
-TEST_F(Server, doesNotStartWithoutAPublisher) {
+TEST_F(QVSocketServerTest, doesNotStartWithoutAPublisher) {
   QVSocketServer silent(center, nullptr);
   EXPECT_FALSE(silent.startServerOnPort(0, "My Mac", "_moxtelserver._tcp."));
   EXPECT_TRUE(log.contains("An error occurred initializing the NSNetService object."));
 }
 
-TEST_F(Server, doesNotListenWithoutAnAcceptThread) {
+TEST_F(QVSocketServerTest, doesNotListenWithoutAnAcceptThread) {
   QVSocketServer deaf(center, &publisher);
   // The first start has enough descriptors: UndefinedBehaviorSanitizer opens some when it first checks a
   // class.
@@ -123,15 +123,15 @@ TEST_F(Server, doesNotListenWithoutAnAcceptThread) {
   EXPECT_EQ(deaf.startFailure(), "Too many open files");
 }
 
-TEST_F(Server, keepsServingWhenPublishingFailsLater) {
+TEST_F(QVSocketServerTest, keepsServingWhenPublishingFailsLater) {
   start();
-  publisher.tell({PublicationState::Kind::Failed, "My Mac", "no network"});
+  publisher.changePublications({PublicationState::Kind::Failed, "My Mac", "no network"});
   EXPECT_TRUE(logged("netService didNotPublish, errorDict: {"));
-  publisher.tell({PublicationState::Kind::Published, "My Mac", ""});
+  publisher.changePublications({PublicationState::Kind::Published, "My Mac", ""});
   expectServesTheNext();
 }
 
-TEST_F(Server, notifiesWhenAClientConnectsAndDisconnects) {
+TEST_F(QVSocketServerTest, notifiesWhenAClientConnectsAndDisconnects) {
   start();
   RawClient::to(server->port()).close();
   ASSERT_TRUE(changes.waitFor(2));
@@ -145,14 +145,14 @@ TEST_F(Server, notifiesWhenAClientConnectsAndDisconnects) {
   EXPECT_FALSE(log.contains("could not read from socket"));
 }
 
-TEST_F(Server, leavesOutTheNameOfAClientWithoutOne) {
+TEST_F(QVSocketServerTest, leavesOutTheNameOfAClientWithoutOne) {
   peerName.reset();
   start();
   const RawClient client = connected();
   EXPECT_EQ(changes.all()[0].userInfo, Value(Dictionary{{"clientip", "127.0.0.1"}}));
 }
 
-TEST_F(Server, isConnectedWhileAClientIsConnected) {
+TEST_F(QVSocketServerTest, isConnectedWhileAClientIsConnected) {
   start();
   EXPECT_FALSE(QVSocketServer::isConnected());
   EXPECT_EQ(server->remoteSocket(), 0);
@@ -165,7 +165,7 @@ TEST_F(Server, isConnectedWhileAClientIsConnected) {
   EXPECT_EQ(server->remoteSocket(), 0);
 }
 
-TEST_F(Server, postsARequestOf4096BytesWhole) {
+TEST_F(QVSocketServerTest, postsARequestOf4096BytesWhole) {
   start();
   RawClient client = connected();
   ASSERT_TRUE(client.send(std::string(4096, 'x')));
@@ -173,7 +173,7 @@ TEST_F(Server, postsARequestOf4096BytesWhole) {
   EXPECT_EQ(chunks.all()[0], Bytes(4096, 'x'));
 }
 
-TEST_F(Server, splitsARequestOf4097Bytes) {
+TEST_F(QVSocketServerTest, splitsARequestOf4097Bytes) {
   start();
   RawClient client = connected();
   ASSERT_TRUE(client.send(std::string(4096, 'x') + "y"));
@@ -182,7 +182,7 @@ TEST_F(Server, splitsARequestOf4097Bytes) {
   EXPECT_EQ(chunks.all()[1], Bytes(1, 'y'));
 }
 
-TEST_F(Server, keepsNothingFromOneReadToTheNext) {
+TEST_F(QVSocketServerTest, keepsNothingFromOneReadToTheNext) {
   start();
   RawClient client = connected();
   ASSERT_TRUE(client.send("first half,"));
@@ -193,7 +193,7 @@ TEST_F(Server, keepsNothingFromOneReadToTheNext) {
   EXPECT_EQ(chunks.all()[1].size(), 6u);
 }
 
-TEST_F(Server, postsTwoRequestsOfOneReadAsOneChunk) {
+TEST_F(QVSocketServerTest, postsTwoRequestsOfOneReadAsOneChunk) {
   onData([&](const Notification&) { go.pass(); });
   start();
   RawClient client = connected();
@@ -206,7 +206,7 @@ TEST_F(Server, postsTwoRequestsOfOneReadAsOneChunk) {
   EXPECT_EQ(chunks.all()[1].size(), 8u);
 }
 
-TEST_F(Server, namesItselfAsTheSenderOfData) {
+TEST_F(QVSocketServerTest, namesItselfAsTheSenderOfData) {
   Happenings<const void*> senders;
   const auto token = center.addObserver("GotData", [&](const Notification& n) { senders.add(n.object); });
   start();
@@ -218,7 +218,7 @@ TEST_F(Server, namesItselfAsTheSenderOfData) {
   center.removeObserver(token);
 }
 
-TEST_F(Server, framesAResult) {
+TEST_F(QVSocketServerTest, framesAResult) {
   onData([&](const Notification&) { server->sendToClientResultObject(Array{{1, "two"}}); });
   start();
   RawClient client = connected();
@@ -230,7 +230,7 @@ TEST_F(Server, framesAResult) {
   EXPECT_EQ(std::get<Value>(unarchivedObject(*body)), expected);
 }
 
-TEST_F(Server, framesAnErrorOfOneCharacter) {
+TEST_F(QVSocketServerTest, framesAnErrorOfOneCharacter) {
   onData([&](const Notification&) { sent.add(server->sendToClientErrorString("x")); });
   start();
   RawClient client = connected();
@@ -242,7 +242,7 @@ TEST_F(Server, framesAnErrorOfOneCharacter) {
   EXPECT_TRUE(sent.all()[0]);
 }
 
-TEST_F(Server, writesLargeRepliesWhole) {
+TEST_F(QVSocketServerTest, writesLargeRepliesWhole) {
   onData([&](const Notification&) {
     server->sendToClientResultObject(Array{{largeReply(20 << 20), largeReply(10 << 20)}});
   });
@@ -350,7 +350,7 @@ TEST_F(FileReply, isNotWrittenWithoutAClient) {
   EXPECT_FALSE(server->sendToClientResultData(openRegularFile(path)));
 }
 
-TEST_F(Server, sendsBytesAsTheResult) {
+TEST_F(QVSocketServerTest, sendsBytesAsTheResult) {
   onData([&](const Notification&) { server->sendToClientResultData(Bytes{1, 2}); });
   start();
   RawClient client = connected();
@@ -358,13 +358,13 @@ TEST_F(Server, sendsBytesAsTheResult) {
   EXPECT_EQ(client.readEnvelope()["result"], Value(Bytes{1, 2}));
 }
 
-TEST_F(Server, writesNothingWithoutAClient) {
+TEST_F(QVSocketServerTest, writesNothingWithoutAClient) {
   start();
   EXPECT_FALSE(server->sendToClientResultObject("nobody"));
   EXPECT_FALSE(server->sendToClientErrorString("nobody"));
 }
 
-TEST_F(Server, rejectsANilResultBeforeAnythingIsWritten) {
+TEST_F(QVSocketServerTest, rejectsANilResultBeforeAnythingIsWritten) {
   onData([&](const Notification&) { server->sendToClientResultObject(Value()); });
   start();
   EXPECT_THROW(server->sendToClientResultObject(Value()), NilObjectError);
@@ -375,7 +375,7 @@ TEST_F(Server, rejectsANilResultBeforeAnythingIsWritten) {
   EXPECT_EQ(client.readSome(1), 0u);
 }
 
-TEST_F(Server, rejectsAReplyTooLongForItsLengthField) {
+TEST_F(QVSocketServerTest, rejectsAReplyTooLongForItsLengthField) {
   onData([&](const Notification&) { sent.add(server->sendToClientResultObject(largeReply(1000))); });
   start({.largestReply = 1000});
   RawClient client = connected();
@@ -388,7 +388,7 @@ TEST_F(Server, rejectsAReplyTooLongForItsLengthField) {
   EXPECT_EQ(client.readEnvelope()["error"], Value("x"));
 }
 
-TEST_F(Server, continuesReadingWhenAnObserverThrows) {
+TEST_F(QVSocketServerTest, continuesReadingWhenAnObserverThrows) {
   onData([&](const Notification&) { throw std::runtime_error("observer"); });
   start();
   RawClient client = connected();
@@ -400,7 +400,7 @@ TEST_F(Server, continuesReadingWhenAnObserverThrows) {
   EXPECT_TRUE(log.contains("uncaught exception: observer"));
 }
 
-TEST_F(Server, servesASecondClientAfterTheFirstHasDisconnected) {
+TEST_F(QVSocketServerTest, servesASecondClientAfterTheFirstHasDisconnected) {
   start();
   RawClient first = connected();
   RawClient second = RawClient::to(server->port());
@@ -415,7 +415,7 @@ TEST_F(Server, servesASecondClientAfterTheFirstHasDisconnected) {
   EXPECT_THAT(events.all(), ElementsAre("came", "data", "gone", "came", "data"));
 }
 
-TEST_F(Server, disconnectEndsAConnectionThatIsBeingRead) {
+TEST_F(QVSocketServerTest, disconnectEndsAConnectionThatIsBeingRead) {
   start();
   RawClient client = connected();
   QVSocketServer::disconnect();
@@ -428,7 +428,7 @@ TEST_F(Server, disconnectEndsAConnectionThatIsBeingRead) {
   expectServesTheNext();
 }
 
-TEST_F(Server, disconnectLeavesTheCleanUpToTheAcceptThread) {
+TEST_F(QVSocketServerTest, disconnectLeavesTheCleanUpToTheAcceptThread) {
   onData([&](const Notification&) {
     go.pass();
     sent.add(server->sendToClientResultObject("too late"));
@@ -448,7 +448,7 @@ TEST_F(Server, disconnectLeavesTheCleanUpToTheAcceptThread) {
   EXPECT_THAT(events.all(), ElementsAre("came", "data", "gone"));
 }
 
-TEST_F(Server, disconnectEndsAReplyThatIsBeingWritten) {
+TEST_F(QVSocketServerTest, disconnectEndsAReplyThatIsBeingWritten) {
   onData([&](const Notification&) { sent.add(server->sendToClientResultObject(largeReply(16 << 20))); });
   start();
   RawClient client = connected(4096);
@@ -461,7 +461,7 @@ TEST_F(Server, disconnectEndsAReplyThatIsBeingWritten) {
   expectServesTheNext();
 }
 
-TEST_F(Server, closesToClientsEvenWhileAReplyIsBeingWritten) {
+TEST_F(QVSocketServerTest, closesToClientsEvenWhileAReplyIsBeingWritten) {
   onData([&](const Notification&) { sent.add(server->sendToClientResultObject(largeReply(16 << 20))); });
   start();
   RawClient client = connected(4096);
@@ -480,7 +480,7 @@ TEST_F(Server, closesToClientsEvenWhileAReplyIsBeingWritten) {
   expectServesTheNext();
 }
 
-TEST_F(Server, survivesClientsThatDisconnectAtEveryStage) {
+TEST_F(QVSocketServerTest, survivesClientsThatDisconnectAtEveryStage) {
   start();
   expectServesTheNext();
   const std::size_t before = openDescriptors();
@@ -519,7 +519,7 @@ TEST_F(Server, survivesClientsThatDisconnectAtEveryStage) {
   EXPECT_LE(openDescriptors(), before);
 }
 
-TEST_F(Server, endsAConnectionWhoseClientReadsNothing) {
+TEST_F(QVSocketServerTest, endsAConnectionWhoseClientReadsNothing) {
   onData([&](const Notification&) { sent.add(server->sendToClientResultObject(largeReply(16 << 20))); });
   start({.progress = 100ms});
   RawClient client = connected(4096);
@@ -533,7 +533,7 @@ TEST_F(Server, endsAConnectionWhoseClientReadsNothing) {
 
 // The socket becomes writable only when a third of its buffer is free, which takes longer than the limit with
 // this reader.
-TEST_F(Server, keepsAConnectionWhoseClientReadsSlowly) {
+TEST_F(QVSocketServerTest, keepsAConnectionWhoseClientReadsSlowly) {
   onData([&](const Notification&) { sent.add(server->sendToClientResultObject(largeReply(6 << 20))); });
   start({.progress = 1000ms});
   RawClient client = connected(65536);
@@ -543,7 +543,7 @@ TEST_F(Server, keepsAConnectionWhoseClientReadsSlowly) {
   EXPECT_TRUE(sent.all()[0]);
 }
 
-TEST_F(Server, setsTheKeepAliveOptionsOfConnections) {
+TEST_F(QVSocketServerTest, setsTheKeepAliveOptionsOfConnections) {
   start();
   const RawClient client = connected();
   const int accepted = server->remoteSocket();
@@ -557,7 +557,7 @@ TEST_F(Server, setsTheKeepAliveOptionsOfConnections) {
   EXPECT_EQ(option(server->serverSocket(), SOL_SOCKET, SO_REUSEADDR), 1);
 }
 
-TEST_F(Server, keepsItsSocketsFromChildProcesses) {
+TEST_F(QVSocketServerTest, keepsItsSocketsFromChildProcesses) {
   start();
   const RawClient client = connected();
   EXPECT_NE(::fcntl(server->serverSocket(), F_GETFD) & FD_CLOEXEC, 0);
@@ -565,7 +565,7 @@ TEST_F(Server, keepsItsSocketsFromChildProcesses) {
 }
 
 // Connections inherit the listening socket's time-outs, which this test sets shorter than its pauses.
-TEST_F(Server, keepsAConnectionPastTheTimeOutsOfItsSocket) {
+TEST_F(QVSocketServerTest, keepsAConnectionPastTheTimeOutsOfItsSocket) {
   start();
   const timeval shortTime{0, 20'000};
   ASSERT_EQ(::setsockopt(server->serverSocket(), SOL_SOCKET, SO_RCVTIMEO, &shortTime, sizeof shortTime), 0);
@@ -580,7 +580,7 @@ TEST_F(Server, keepsAConnectionPastTheTimeOutsOfItsSocket) {
   EXPECT_FALSE(logged("QVSocketServer::runServer, accept failed"));
 }
 
-TEST_F(Server, waitsUntilThereAreDescriptors) {
+TEST_F(QVSocketServerTest, waitsUntilThereAreDescriptors) {
   start();
   RawClient client;
   rlimit before{};
@@ -597,7 +597,7 @@ TEST_F(Server, waitsUntilThereAreDescriptors) {
   EXPECT_FALSE(logged("QVSocketServer::runServer, accept failed"));
 }
 
-TEST_F(Server, endsItsThreadWhenTheListenerFails) {
+TEST_F(QVSocketServerTest, endsItsThreadWhenTheListenerFails) {
   start();
   ASSERT_EQ(::shutdown(server->serverSocket(), SHUT_RDWR), 0);
   for (int i = 0; i < 2000 && !log.contains("QVSocketServer::runServer, accept failed"); ++i) {
@@ -609,7 +609,7 @@ TEST_F(Server, endsItsThreadWhenTheListenerFails) {
   expectServesTheNext();
 }
 
-TEST_F(Server, stopsWhileItWaitsForAClient) {
+TEST_F(QVSocketServerTest, stopsWhileItWaitsForAClient) {
   start();
   const std::uint16_t port = server->port();
   server->stop();
@@ -618,7 +618,7 @@ TEST_F(Server, stopsWhileItWaitsForAClient) {
   EXPECT_FALSE(late.connect(port));
 }
 
-TEST_F(Server, stopsWhileAClientIsConnected) {
+TEST_F(QVSocketServerTest, stopsWhileAClientIsConnected) {
   start();
   RawClient client = connected();
   server->stop();
@@ -627,7 +627,7 @@ TEST_F(Server, stopsWhileAClientIsConnected) {
   EXPECT_EQ(server->remoteSocket(), 0);
 }
 
-TEST_F(Server, stopsWhileAReplyIsBeingWritten) {
+TEST_F(QVSocketServerTest, stopsWhileAReplyIsBeingWritten) {
   onData([&](const Notification&) { server->sendToClientResultObject(largeReply(16 << 20)); });
   start();
   RawClient client = connected(4096);
@@ -637,7 +637,7 @@ TEST_F(Server, stopsWhileAReplyIsBeingWritten) {
   EXPECT_EQ(changes.count(), 2u);
 }
 
-TEST_F(Server, startsAgainOnItsPort) {
+TEST_F(QVSocketServerTest, startsAgainOnItsPort) {
   start();
   const std::uint16_t port = server->port();
   RawClient client = connected();
@@ -649,7 +649,7 @@ TEST_F(Server, startsAgainOnItsPort) {
 
 // One thread sends replies, another serves clients that connect and disconnect, a third disconnects them: no
 // reply may reach a descriptor that is no longer the client's. Most useful under ThreadSanitizer.
-TEST_F(Server, writesOnlyToTheClientsDescriptorAcrossThreads) {
+TEST_F(QVSocketServerTest, writesOnlyToTheClientsDescriptorAcrossThreads) {
   start();
   std::atomic<bool> done{false};
   std::thread sender([&] {
