@@ -8,7 +8,7 @@
 
 namespace moxtel {
 
-// The local day, "2016-07-12", in the pattern that the user's language has for it.
+// The local day, "2016-07-12", in the date pattern of the user's language.
 inline std::string dayName(Date moment) { return localDay(moment, localizedString("yyyy-MM-dd")); }
 
 }  // namespace moxtel

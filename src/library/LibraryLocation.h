@@ -1,5 +1,5 @@
-// Where the user's photo library lies: what the user said ("LibraryPath"), else what the settings of the
-// preferred photo application say. Core thread.
+// Where the user's photo library is: the folder that the user has set ("LibraryPath"), else the one in the
+// settings of the preferred photo application. Core thread.
 #pragma once
 
 #include <optional>
@@ -16,7 +16,8 @@ class UserDefaults;
 
 class LibraryLocation final {
  public:
-  // Borrows all but the tool, which prints a setting: "read", the domain, the key.
+  // Borrows all but the tool: the path of a program that prints a setting when it is called with "read", the
+  // domain and the key.
   LibraryLocation(UserDefaults& defaults, ProcessRunner& processes, Messages& messages,
                   const PhotoApplicationFlags& flags, std::string tool = "/usr/bin/defaults");
 
@@ -28,8 +29,8 @@ class LibraryLocation final {
   // Nil until found.
   const std::optional<std::string>& libraryPath() const { return libraryPath_; }
 
-  // Finds the library again. Blocks for a few seconds at most, even when the tool hangs; an answer that is no
-  // path leaves the path as it was.
+  // Finds the library again. Blocks for a few seconds at most, even when the tool hangs. If the answer is not
+  // a path, libraryPath() does not change.
   void readPhotoAppDefaults();
 
  private:
@@ -44,7 +45,8 @@ class LibraryLocation final {
   std::optional<std::string> libraryPath_;
 };
 
-// Shows the user one message that this path cannot be served, and what helps; none for a plain path.
+// Shows one message if a library at this path cannot be served, with advice. For a plain path (see
+// isPlainPath) shows nothing.
 void explainPathOutsideAscii(std::string_view path, Messages& messages);
 
 }  // namespace moxtel

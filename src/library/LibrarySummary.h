@@ -10,7 +10,7 @@ namespace moxtel {
 
 class LibraryDatabases;
 
-// Nothing where the library does not say.
+// A count is absent where it cannot be read from the library.
 struct LibraryCounts {
   std::optional<std::int64_t> photos;
   std::optional<std::int64_t> albums;
@@ -28,7 +28,7 @@ LibraryCounts countLibrary(LibraryDatabases& databases);
 // none.
 std::string whyUnreadable(const std::string& folder);
 
-// Why a folder cannot be chosen to be served from now on; empty when it can.
+// Why a folder cannot be chosen as the library to serve, for the user; empty when it can.
 std::string whyNoLibrary(const std::string& folder);
 
 }  // namespace moxtel

@@ -28,7 +28,7 @@ class LoadedLibrary final {
   bool usingDB() const { return usingDB_; }
   // Whether Library.apdb was missing at some loading of this library.
   bool runStandalone() const { return runStandalone_; }
-  // Another library folder: forgets runStandalone.
+  // Call when another library folder is chosen: runStandalone() is false again.
   void resetStandalone() { runStandalone_ = false; }
   // Modification date and size (bytes) of Library.apdb when it was last loaded.
   std::optional<Date> databaseReadDate() const { return databaseReadDate_; }

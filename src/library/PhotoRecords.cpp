@@ -142,7 +142,7 @@ Array PhotoRecords::photosOfAlbum(const Value& uuid) {
     if (auto photos = photosOfMembers(modelId)) return std::move(*photos);
   }
   std::vector<Text> members = membersOf(modelId);
-  // A smart album has no members of its own.
+  // The database lists no members of a smart album.
   if (members.empty()) members = application_.imageUuidsOf("album", uuid, modelId);
   Array photos(Mutability::Mutable);
   photos.reserve(members.size());

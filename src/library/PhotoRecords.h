@@ -6,8 +6,9 @@
 // in the database leaves its key out; a row without a uuid is no photo and is skipped.
 //
 // A list of n photos is built in time and memory proportional to n, and takes about 0.3 KB per photo. The
-// members of an album without rows of its own come from the photo application; no query is open then, and the
-// code that runs the script releases the databases' locks (PhotoApplicationQueries.h).
+// photos of a smart album, whose members the database does not list, come from the photo application; no
+// query is open then, and the code that runs the script releases the databases' locks
+// (PhotoApplicationQueries.h).
 #pragma once
 
 #include <optional>

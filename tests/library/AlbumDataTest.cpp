@@ -207,13 +207,13 @@ TEST_F(LegacyAlbums, ofStrangeKindsDoNotDisturbTheOthers) {
   EXPECT_TRUE(albums.containerDict("").isDictionary());
 }
 
-TEST_F(LegacyAlbums, inAFileThatIsNoDictionaryAreNone) {
+TEST_F(LegacyAlbums, inAFileWithoutADictionaryAreEmpty) {
   write(plist("<array><dict><key>GUID</key><string>a</string></dict></array>"));
   EXPECT_THAT(load(), ElementsAre("Found 0 albums", "Found 0 rolls", "Found 0 faces"));
   EXPECT_EQ(served.messages.count("Error", "reading iPhoto data"), 0);
 }
 
-TEST_F(LegacyAlbums, inABrokenFileAreNoneAndTheUserIsTold) {
+TEST_F(LegacyAlbums, inABrokenFileAreEmptyAndTheUserGetsAMessage) {
   const std::string whole = plist(kTwoAlbumsAndARoll);
   write(whole);
   load();
@@ -248,7 +248,7 @@ TEST_F(LegacyAlbums, inAMendedFileAreReadAndOneLineSaysSo) {
   EXPECT_EQ(albums.containerDict("b"), Value(Dictionary({{"GUID", "b"}, {"TransitionSpeed", 1.5}})));
 }
 
-TEST_F(LegacyAlbums, inAFileThatCannotBeReadAreNone) {
+TEST_F(LegacyAlbums, inAnUnreadableFileAreEmpty) {
   ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
   expectUnreadable("it is no file");
   fs::remove(path);

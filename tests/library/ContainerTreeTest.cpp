@@ -242,7 +242,7 @@ TEST_F(ContainerTreeTest, survivesDatesThatNoCalendarHas) {
   EXPECT_EQ(containers.array()[4]["AlbumName"], Value("-"));
 }
 
-TEST_F(ContainerTreeTest, keepsAnAlbumsNameAsItStands) {
+TEST_F(ContainerTreeTest, keepsAnAlbumsNameUnchanged) {
   album("empty", Dictionary{{"name", ""}});
   album("none", Dictionary{{"name", Value()}});
   const Value containers = list();

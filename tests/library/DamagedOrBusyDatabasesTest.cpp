@@ -57,9 +57,9 @@ std::string withCircles(std::string file, std::size_t root, int levels) {
   return file.replace(28, 4, big(file.size() / kPageSize, 4));
 }
 
-class Odd : public testing::Test {
+class DamagedOrBusyDatabasesTest : public testing::Test {
  protected:
-  Odd() {
+  DamagedOrBusyDatabasesTest() {
     files.insert("RKVersion", {{"uuid", "a"}});
     files.insert("RKVersion", {{"uuid", "b"}});
   }
@@ -95,14 +95,14 @@ class Odd : public testing::Test {
   ServedLibrary served{files.path()};
 };
 
-TEST_F(Odd, anEmptyFileHasNoTables) {
+TEST_F(DamagedOrBusyDatabasesTest, anEmptyFileHasNoTables) {
   files.overwrite(kLibrary, "");
   const auto before = stateOf(files.path());
   expectUnreadable();
   EXPECT_EQ(stateOf(files.path()), before);
 }
 
-TEST_F(Odd, anEmptyFilesJournalsAreLeftWhereTheyAre) {
+TEST_F(DamagedOrBusyDatabasesTest, anEmptyFilesJournalsAreLeftWhereTheyAre) {
   files.overwrite(kLibrary, "");
   std::ofstream(path + "-journal") << "old";
   std::ofstream(path + "-wal") << "old";
@@ -111,13 +111,13 @@ TEST_F(Odd, anEmptyFilesJournalsAreLeftWhereTheyAre) {
   EXPECT_EQ(stateOf(files.path()), before);
 }
 
-TEST_F(Odd, aFileOfSomethingElseIsNotRead) {
+TEST_F(DamagedOrBusyDatabasesTest, aFileOfSomethingElseIsNotRead) {
   files.overwrite(kLibrary, std::string(100'000, 'x'));
   expectUnreadable();
   EXPECT_EQ(served.databases.result(), SQLITE_NOTADB);
 }
 
-TEST_F(Odd, aFileCutInTheMiddleDoesNotCrash) {
+TEST_F(DamagedOrBusyDatabasesTest, aFileCutInTheMiddleDoesNotCrash) {
   const auto whole = fs::file_size(path);
   for (const auto size :
        {whole / 2, whole / 3, std::uintmax_t{16384}, std::uintmax_t{100}, std::uintmax_t{1}}) {
@@ -129,7 +129,7 @@ TEST_F(Odd, aFileCutInTheMiddleDoesNotCrash) {
   EXPECT_TRUE(served.databases.sawFailure());
 }
 
-TEST_F(Odd, damagedPagesEndTheRowsAndCountAsAFailure) {
+TEST_F(DamagedOrBusyDatabasesTest, damagedPagesEndTheRowsAndCountAsAFailure) {
   for (int i = 0; i < 3000; ++i) files.insert("RKMaster", {{"uuid", std::string(60, 'm')}});
   {
     std::fstream file(path, std::ios::in | std::ios::out | std::ios::binary);
@@ -144,7 +144,7 @@ TEST_F(Odd, damagedPagesEndTheRowsAndCountAsAFailure) {
   EXPECT_TRUE(served.databases.sawFailure());
 }
 
-TEST_F(Odd, aFileWhosePagesLeadInCirclesEnds) {
+TEST_F(DamagedOrBusyDatabasesTest, aFileWhosePagesLeadInCirclesEnds) {
   files.overwrite(kLibrary, withCircles(contentsOf(path), rootOf("RKVersion"), 4));
   // As many rows as 2000 to the power of four, and two for each.
   const auto rows = [&] {
@@ -170,7 +170,7 @@ TEST_F(Odd, aFileWhosePagesLeadInCirclesEnds) {
   EXPECT_TRUE(served.databases.sawFailure());
 }
 
-TEST_F(Odd, aQueryMayHaveAsManyRowsAsFitIntoTheFile) {
+TEST_F(DamagedOrBusyDatabasesTest, aQueryMayHaveAsManyRowsAsFitIntoTheFile) {
   files.execute(
       kLibrary,
       "CREATE TABLE small(n INTEGER PRIMARY KEY); WITH RECURSIVE c(n) AS (VALUES(1) UNION ALL SELECT "
@@ -182,21 +182,21 @@ TEST_F(Odd, aQueryMayHaveAsManyRowsAsFitIntoTheFile) {
   EXPECT_EQ(count, 300'000U);
 }
 
-TEST_F(Odd, aFolderInAFilesPlaceCannotBeOpened) {
+TEST_F(DamagedOrBusyDatabasesTest, aFolderInAFilesPlaceCannotBeOpened) {
   fs::remove(path);
   fs::create_directory(path);
   EXPECT_FALSE(served.databases.openDatabase());
   EXPECT_EQ(served.databases.result(), SQLITE_CANTOPEN);
 }
 
-TEST_F(Odd, aNamedPipeInAFilesPlaceIsNotWaitedFor) {
+TEST_F(DamagedOrBusyDatabasesTest, aNamedPipeInAFilesPlaceIsNotWaitedFor) {
   fs::remove(path);
   ASSERT_EQ(::mkfifo(path.c_str(), 0600), 0);
   EXPECT_FALSE(served.databases.openDatabase());
 }
 
 // A file that is missing, or not a regular file, is reported elsewhere; a copy could not help.
-TEST_F(Odd, aFileThatCannotBeOpenedIsNotCopied) {
+TEST_F(DamagedOrBusyDatabasesTest, aFileThatCannotBeOpenedIsNotCopied) {
   const auto expectNoCopy = [this] {
     EXPECT_EQ(served.number(kLibrary, kCount), -1);
     EXPECT_EQ(served.databases.result(), SQLITE_CANTOPEN);
@@ -209,14 +209,14 @@ TEST_F(Odd, aFileThatCannotBeOpenedIsNotCopied) {
   expectNoCopy();
 }
 
-TEST_F(Odd, aViewInATablesPlaceIsNotRead) {
+TEST_F(DamagedOrBusyDatabasesTest, aViewInATablesPlaceIsNotRead) {
   files.execute(kLibrary, "ALTER TABLE RKVersion RENAME TO t; CREATE VIEW RKVersion AS SELECT * FROM t");
   expectUnreadable();
 }
 
 // Busy.
 
-TEST_F(Odd, aBusyFileIsWaitedForTwoSecondsOncePerCommand) {
+TEST_F(DamagedOrBusyDatabasesTest, aBusyFileIsWaitedForTwoSecondsOncePerCommand) {
   OtherProcess other(path);
   ASSERT_EQ(other.execute("BEGIN EXCLUSIVE"), SQLITE_OK);
   expectUnreadable();
@@ -234,7 +234,7 @@ TEST_F(Odd, aBusyFileIsWaitedForTwoSecondsOncePerCommand) {
   EXPECT_FALSE(served.databases.sawFailure());
 }
 
-TEST_F(Odd, eachFileHasItsOwnTimeToBeBusy) {
+TEST_F(DamagedOrBusyDatabasesTest, eachFileHasItsOwnTimeToBeBusy) {
   OtherProcess library(path);
   OtherProcess faces(files.pathOf(DatabaseFile::Faces));
   ASSERT_EQ(library.execute("BEGIN EXCLUSIVE"), SQLITE_OK);
@@ -244,7 +244,7 @@ TEST_F(Odd, eachFileHasItsOwnTimeToBeBusy) {
   EXPECT_EQ(served.slept, 4s);
 }
 
-TEST_F(Odd, aKeptConnectionMeetsABusyFileTheSameWay) {
+TEST_F(DamagedOrBusyDatabasesTest, aKeptConnectionMeetsABusyFileTheSameWay) {
   EXPECT_EQ(served.number(kLibrary, kCount), 2);
   served.databases.releaseLocks();
   OtherProcess other(path);
@@ -253,7 +253,7 @@ TEST_F(Odd, aKeptConnectionMeetsABusyFileTheSameWay) {
   EXPECT_EQ(served.slept, 2s);
 }
 
-TEST_F(Odd, aWriterThatHasNotComeToWritingDisturbsNobody) {
+TEST_F(DamagedOrBusyDatabasesTest, aWriterThatHasNotBegunToWriteDisturbsNoReader) {
   OtherProcess other(path);
   ASSERT_EQ(other.execute("BEGIN IMMEDIATE; INSERT INTO RKVersion(uuid) VALUES('c')"), SQLITE_OK);
   EXPECT_EQ(served.number(kLibrary, kCount), 2);
@@ -275,7 +275,7 @@ void crashWhileWriting(const std::string& path) {
             SQLITE_OK);
 }
 
-TEST_F(Odd, aHotJournalIsRolledBackInAPrivateCopy) {
+TEST_F(DamagedOrBusyDatabasesTest, aHotJournalIsRolledBackInAPrivateCopy) {
   crashWhileWriting(path);
   ASSERT_TRUE(fs::exists(path + "-journal"));
   const auto before = stateOf(files.path());
@@ -287,7 +287,7 @@ TEST_F(Odd, aHotJournalIsRolledBackInAPrivateCopy) {
   EXPECT_FALSE(served.databases.sawFailure());
 }
 
-TEST_F(Odd, aHotJournalBesideAKeptConnectionIsNoticed) {
+TEST_F(DamagedOrBusyDatabasesTest, aHotJournalBesideAKeptConnectionIsNoticed) {
   EXPECT_EQ(served.number(kLibrary, kCount), 2);
   served.databases.releaseLocks();
   crashWhileWriting(path);
@@ -296,7 +296,7 @@ TEST_F(Odd, aHotJournalBesideAKeptConnectionIsNoticed) {
 }
 
 // A crash before the change had reached the file: only the journal shows it.
-TEST_F(Odd, aHotJournalBesideAFileThatIsAsItWasIsNoticedToo) {
+TEST_F(DamagedOrBusyDatabasesTest, aHotJournalBesideAFileThatIsAsItWasIsNoticedToo) {
   EXPECT_EQ(served.number(kLibrary, kCount), 2);
   served.databases.releaseLocks();
   std::stringstream whole;
@@ -311,14 +311,14 @@ TEST_F(Odd, aHotJournalBesideAFileThatIsAsItWasIsNoticedToo) {
   EXPECT_EQ(stateOf(files.path()), before);
 }
 
-TEST_F(Odd, aPrivateCopyIsForThisUserAlone) {
+TEST_F(DamagedOrBusyDatabasesTest, aPrivateCopyIsForThisUserAlone) {
   crashWhileWriting(path);
   ASSERT_EQ(served.number(kLibrary, kCount), 2);
   const fs::path folder = fs::directory_iterator(served.temporary.path())->path();
   EXPECT_EQ(fs::status(folder).permissions(), fs::perms::owner_all);
 }
 
-TEST_F(Odd, aPrivateCopyServesUntilTheOriginalChangesAndIsToldOnce) {
+TEST_F(DamagedOrBusyDatabasesTest, aPrivateCopyIsUsedUntilTheOriginalChangesAndIsReportedOnce) {
   crashWhileWriting(path);
   for (int i = 0; i < 3; ++i) {
     EXPECT_EQ(served.number(kLibrary, kCount), 2);
@@ -336,7 +336,7 @@ TEST_F(Odd, aPrivateCopyServesUntilTheOriginalChangesAndIsToldOnce) {
   EXPECT_EQ(descriptorsTo(path), 1);
 }
 
-TEST_F(Odd, privateCopiesAreRemovedInTheEnd) {
+TEST_F(DamagedOrBusyDatabasesTest, privateCopiesAreRemovedInTheEnd) {
   crashWhileWriting(path);
   const TemporaryFolder temporary;
   {
@@ -350,7 +350,7 @@ TEST_F(Odd, privateCopiesAreRemovedInTheEnd) {
   EXPECT_TRUE(fs::is_empty(temporary.path()));
 }
 
-TEST_F(Odd, aWriteAheadLogIsReadInAPrivateCopyWhileItsWriterLives) {
+TEST_F(DamagedOrBusyDatabasesTest, aWriteAheadLogIsReadInAPrivateCopyWhileItsWriterLives) {
   OtherProcess other(path);
   ASSERT_EQ(other.execute("PRAGMA journal_mode = WAL; INSERT INTO RKVersion(uuid) VALUES('c')"), SQLITE_OK);
   ASSERT_TRUE(fs::exists(path + "-wal"));
@@ -364,7 +364,7 @@ TEST_F(Odd, aWriteAheadLogIsReadInAPrivateCopyWhileItsWriterLives) {
   EXPECT_EQ(served.messages.count("Info", "write-ahead log"), 1);
 }
 
-TEST_F(Odd, aWriteAheadLogOfAWriterThatCrashedIsReadToo) {
+TEST_F(DamagedOrBusyDatabasesTest, aWriteAheadLogOfAWriterThatCrashedIsReadToo) {
   {
     OtherProcess other(path);
     ASSERT_EQ(other.execute("PRAGMA journal_mode = WAL; INSERT INTO RKVersion(uuid) VALUES('c')"), SQLITE_OK);
@@ -375,7 +375,7 @@ TEST_F(Odd, aWriteAheadLogOfAWriterThatCrashedIsReadToo) {
   EXPECT_EQ(stateOf(files.path()), before);
 }
 
-TEST_F(Odd, aWriteAheadDatabaseWithoutSideFilesGetsNone) {
+TEST_F(DamagedOrBusyDatabasesTest, aWriteAheadDatabaseWithoutSideFilesGetsNone) {
   files.execute(kLibrary, "PRAGMA journal_mode = WAL");
   ASSERT_FALSE(fs::exists(path + "-wal"));
   const auto before = stateOf(files.path());
@@ -385,7 +385,7 @@ TEST_F(Odd, aWriteAheadDatabaseWithoutSideFilesGetsNone) {
   EXPECT_EQ(stateOf(files.path()), before);
 }
 
-TEST_F(Odd, aFileSystemWithoutLocksIsReadFromAPrivateCopy) {
+TEST_F(DamagedOrBusyDatabasesTest, aFileSystemWithoutLocksIsReadFromAPrivateCopy) {
   served.locksGranted = false;
   EXPECT_TRUE(served.databases.openDatabase());
   EXPECT_EQ(served.number(kLibrary, kCount), 2);
@@ -393,7 +393,7 @@ TEST_F(Odd, aFileSystemWithoutLocksIsReadFromAPrivateCopy) {
   EXPECT_EQ(served.messages.count("Info", "grants no locks"), 1);
 }
 
-TEST_F(Odd, withoutRoomForACopyTheUserIsTold) {
+TEST_F(DamagedOrBusyDatabasesTest, reportsThatThereIsNoRoomForACopy) {
   crashWhileWriting(path);
   served.freeBytes = fs::file_size(path) + 1;
   for (int i = 0; i < 2; ++i) {
@@ -407,7 +407,7 @@ TEST_F(Odd, withoutRoomForACopyTheUserIsTold) {
   EXPECT_EQ(served.messages.count("Error", "No private copy could be made: there is not enough room"), 1);
 }
 
-TEST_F(Odd, aCopyThatFailedIsNotTriedAgainInTheSameCommand) {
+TEST_F(DamagedOrBusyDatabasesTest, aCopyThatFailedIsNotTriedAgainInTheSameCommand) {
   crashWhileWriting(path);
   served.freeBytes = 0;
   expectUnreadable();
@@ -422,7 +422,7 @@ TEST_F(Odd, aCopyThatFailedIsNotTriedAgainInTheSameCommand) {
 }
 
 // Copies it again and again, until it no longer changes.
-TEST_F(Odd, aFileThatIsChangedWhileItIsCopiedIsWaitedFor) {
+TEST_F(DamagedOrBusyDatabasesTest, aFileThatIsChangedWhileItIsCopiedIsWaitedFor) {
   crashWhileWriting(path);
   std::atomic<bool> changing{true};
   std::thread other([&] {
@@ -439,14 +439,14 @@ TEST_F(Odd, aFileThatIsChangedWhileItIsCopiedIsWaitedFor) {
   stop();
 }
 
-TEST_F(Odd, withoutATemporaryFolderTheUserIsTold) {
+TEST_F(DamagedOrBusyDatabasesTest, reportsThatThereIsNoTemporaryFolder) {
   crashWhileWriting(path);
   fs::remove_all(served.temporary.path());
   expectUnreadable();
   EXPECT_EQ(served.messages.count("Error", "No private copy could be made: no folder can be made in "), 1);
 }
 
-TEST_F(Odd, aPrivateCopyIsReadOnlyForQueries) {
+TEST_F(DamagedOrBusyDatabasesTest, aPrivateCopyIsReadOnlyForQueries) {
   crashWhileWriting(path);
   ASSERT_EQ(served.number(kLibrary, kCount), 2);
   EXPECT_FALSE(served.databases.run(kLibrary, "DELETE FROM RKVersion", {}).prepared());

@@ -199,7 +199,7 @@ TEST_F(FacesTest, hasNothingForAnUnknownFace) {
   }
 }
 
-TEST_F(FacesTest, knowsNoMasterOfAKeyVersionThatIsGone) {
+TEST_F(FacesTest, findsNoMasterOfAMissingKeyVersion) {
   person("ann", 5, "gone");
   detected(5, "m", 4);
   const Value album = faces().facesAlbums().array()[0];
@@ -250,7 +250,7 @@ TEST_F(FacesTest, answersEmptyListsWithoutFacesDB) {
   EXPECT_EQ(faces().photoCountForFaceID("ann"), 1);
 }
 
-TEST_F(FacesTest, goesOnWithoutTheLibraryDatabaseAndKeepsNothing) {
+TEST_F(FacesTest, continuesWithoutTheLibraryDatabaseAndCachesNothing) {
   person("ann", 5, "v");
   detected(5, "m");
   version("v", "m");

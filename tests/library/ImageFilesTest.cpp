@@ -151,7 +151,7 @@ TEST_F(ImageFilesTest, takesTheFaceTileOfThePersonWhoseKeyPhotoItIs) {
   EXPECT_EQ(files().thumbnailPathWithUuid("v", true, true), thumbnails("x/y_face3.jpg"));
 }
 
-TEST_F(ImageFilesTest, takesTheFirstFaceTileWhenItIsNobodysKeyPhoto) {
+TEST_F(ImageFilesTest, takesTheFirstFaceTileWhenItIsNoPersonsKeyPhoto) {
   proxy("v", 1, "large.jpg", "mini.jpg", "x/100%y");
   EXPECT_EQ(files().thumbnailPathWithUuid("v", true, true), thumbnails("x/100%y_face0.jpg"));
 }

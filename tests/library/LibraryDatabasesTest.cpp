@@ -22,14 +22,14 @@ constexpr DatabaseFile kLibrary = DatabaseFile::Library;
 
 std::string couldNotPrepare(const std::string& sql) { return "could not prepare query '" + sql + "'"; }
 
-class Databases : public testing::Test {
+class LibraryDatabasesTest : public testing::Test {
  protected:
   TestLibrary files;
   ServedLibrary served{files.path()};
   LibraryDatabases& databases = served.databases;
 };
 
-TEST_F(Databases, countTheOpeningsAndCloseAtTheLastClosing) {
+TEST_F(LibraryDatabasesTest, countTheOpeningsAndCloseAtTheLastClosing) {
   EXPECT_TRUE(databases.openDatabase());
   EXPECT_TRUE(databases.openDatabase());
   EXPECT_EQ(databases.databaseOpenCount(), 2);
@@ -39,7 +39,7 @@ TEST_F(Databases, countTheOpeningsAndCloseAtTheLastClosing) {
   EXPECT_EQ(databases.databaseOpenCount(), 0);
 }
 
-TEST_F(Databases, stayAtZeroOpeningsAfterAnExtraClosing) {
+TEST_F(LibraryDatabasesTest, stayAtZeroOpeningsAfterAnExtraClosing) {
   databases.closeDatabase();
   EXPECT_EQ(databases.databaseOpenCount(), 0);
   EXPECT_TRUE(databases.openDatabase());
@@ -48,14 +48,14 @@ TEST_F(Databases, stayAtZeroOpeningsAfterAnExtraClosing) {
   EXPECT_EQ(databases.databaseOpenCount(), 0);
 }
 
-TEST_F(Databases, openOneConnectionForNestedUsers) {
+TEST_F(LibraryDatabasesTest, openOneConnectionForNestedUsers) {
   ASSERT_TRUE(databases.openDatabase());
   ASSERT_TRUE(databases.openDatabase());
   EXPECT_EQ(served.number(kLibrary, "SELECT COUNT(uuid) FROM RKVersion"), 0);
   EXPECT_EQ(descriptorsTo(files.pathOf(kLibrary)), 1);
 }
 
-TEST_F(Databases, openTheOtherThree) {
+TEST_F(LibraryDatabasesTest, openTheOtherThree) {
   EXPECT_TRUE(databases.openProxiesDB());
   EXPECT_TRUE(databases.openPropsDB());
   EXPECT_TRUE(databases.openFacesDB());
@@ -68,7 +68,7 @@ TEST_F(Databases, openTheOtherThree) {
   EXPECT_EQ(databases.databaseOpenCount(), 0);
 }
 
-TEST_F(Databases, logAFileThatCannotBeOpened) {
+TEST_F(LibraryDatabasesTest, logAFileThatCannotBeOpened) {
   files.remove(DatabaseFile::Faces);
   EXPECT_FALSE(databases.openFacesDB());
   EXPECT_EQ(databases.result(), SQLITE_CANTOPEN);
@@ -77,7 +77,7 @@ TEST_F(Databases, logAFileThatCannotBeOpened) {
   EXPECT_FALSE(fs::exists(files.pathOf(DatabaseFile::Faces)));
 }
 
-TEST_F(Databases, keepTheCountUpAfterAFailedOpening) {
+TEST_F(LibraryDatabasesTest, keepTheCountUpAfterAFailedOpening) {
   files.remove(kLibrary);
   EXPECT_FALSE(databases.openDatabase());
   EXPECT_EQ(databases.databaseOpenCount(), 1);
@@ -88,7 +88,7 @@ TEST_F(Databases, keepTheCountUpAfterAFailedOpening) {
   EXPECT_EQ(databases.databaseOpenCount(), 1);
 }
 
-TEST_F(Databases, openAFileThatIsThereAgainWithTheNextQuery) {
+TEST_F(LibraryDatabasesTest, openAFileThatIsThereAgainWithTheNextQuery) {
   fs::rename(files.pathOf(kLibrary), files.pathOf(kLibrary) + ".away");
   EXPECT_FALSE(databases.openDatabase());
   fs::rename(files.pathOf(kLibrary) + ".away", files.pathOf(kLibrary));
@@ -96,7 +96,7 @@ TEST_F(Databases, openAFileThatIsThereAgainWithTheNextQuery) {
   EXPECT_EQ(served.number(kLibrary, "SELECT COUNT(uuid) FROM RKVersion"), 0);
 }
 
-TEST_F(Databases, noticeAFileThatVanishesAndOneThatComesBack) {
+TEST_F(LibraryDatabasesTest, noticeAFileThatVanishesAndOneThatComesBack) {
   files.insert("RKVersion", {{"uuid", "a"}});
   EXPECT_EQ(served.number(kLibrary, "SELECT COUNT(uuid) FROM RKVersion"), 1);
   databases.releaseLocks();
@@ -108,7 +108,7 @@ TEST_F(Databases, noticeAFileThatVanishesAndOneThatComesBack) {
   EXPECT_EQ(served.number(kLibrary, "SELECT COUNT(uuid) FROM RKVersion"), 1);
 }
 
-TEST_F(Databases, noticeAFileThatTookAnothersPlace) {
+TEST_F(LibraryDatabasesTest, noticeAFileThatTookAnothersPlace) {
   TestLibrary other;
   other.insert("RKVersion", {{"uuid", "a"}});
   EXPECT_EQ(served.number(kLibrary, "SELECT COUNT(uuid) FROM RKVersion"), 0);
@@ -117,7 +117,7 @@ TEST_F(Databases, noticeAFileThatTookAnothersPlace) {
   EXPECT_EQ(served.number(kLibrary, "SELECT COUNT(uuid) FROM RKVersion"), 1);
 }
 
-TEST_F(Databases, noticeALinkThatLeadsElsewhere) {
+TEST_F(LibraryDatabasesTest, noticeALinkThatLeadsElsewhere) {
   TestLibrary other;
   other.insert("RKVersion", {{"uuid", "a"}});
   const TemporaryFolder folder;
@@ -131,7 +131,7 @@ TEST_F(Databases, noticeALinkThatLeadsElsewhere) {
   EXPECT_EQ(linked.number(kLibrary, "SELECT COUNT(uuid) FROM RKVersion"), 1);
 }
 
-TEST_F(Databases, seeWhatAnotherProgramWroteBetweenCommands) {
+TEST_F(LibraryDatabasesTest, seeWhatAnotherProgramWroteBetweenCommands) {
   OtherProcess other(files.pathOf(kLibrary));
   for (int i = 0; i < 5; ++i) {
     EXPECT_EQ(served.number(kLibrary, "SELECT COUNT(uuid) FROM RKVersion"), i);
@@ -140,7 +140,7 @@ TEST_F(Databases, seeWhatAnotherProgramWroteBetweenCommands) {
   }
 }
 
-TEST_F(Databases, giveAPictureOfOneMomentUntilTheLocksAreReleased) {
+TEST_F(LibraryDatabasesTest, readOneSnapshotUntilTheLocksAreReleased) {
   OtherProcess other(files.pathOf(kLibrary));
   ASSERT_EQ(served.number(kLibrary, "SELECT COUNT(uuid) FROM RKVersion"), 0);
   EXPECT_FALSE(other.canWrite());
@@ -149,7 +149,7 @@ TEST_F(Databases, giveAPictureOfOneMomentUntilTheLocksAreReleased) {
   EXPECT_TRUE(other.canWrite());
 }
 
-TEST_F(Databases, letOthersWriteAfterClosingAndReleasing) {
+TEST_F(LibraryDatabasesTest, letOthersWriteAfterClosingAndReleasing) {
   OtherProcess other(files.pathOf(kLibrary));
   EXPECT_TRUE(databases.openDatabase());
   databases.closeDatabase();
@@ -159,7 +159,7 @@ TEST_F(Databases, letOthersWriteAfterClosingAndReleasing) {
   EXPECT_TRUE(other.canWrite());
 }
 
-TEST_F(Databases, letOthersWriteAtTheLoopsNextTurnWhateverWasForgotten) {
+TEST_F(LibraryDatabasesTest, letOthersWriteAtTheLoopsNextTurnWithoutAnExplicitRelease) {
   OtherProcess other(files.pathOf(kLibrary));
   served.number(kLibrary, "SELECT COUNT(uuid) FROM RKVersion");
   EXPECT_FALSE(other.canWrite());
@@ -167,7 +167,7 @@ TEST_F(Databases, letOthersWriteAtTheLoopsNextTurnWhateverWasForgotten) {
   EXPECT_TRUE(other.canWrite());
 }
 
-TEST_F(Databases, letOthersWriteThoughAQueryIsStillHeld) {
+TEST_F(LibraryDatabasesTest, letOthersWriteThoughAQueryIsStillHeld) {
   files.insert("RKVersion", {{"uuid", "a"}});
   files.insert("RKVersion", {{"uuid", "b"}});
   OtherProcess other(files.pathOf(kLibrary));
@@ -180,7 +180,7 @@ TEST_F(Databases, letOthersWriteThoughAQueryIsStillHeld) {
   EXPECT_FALSE(held.step());
 }
 
-TEST_F(Databases, aHeldQueryOutlivesAFileThatWasReplaced) {
+TEST_F(LibraryDatabasesTest, aHeldQueryOutlivesAFileThatWasReplaced) {
   files.insert("RKVersion", {{"uuid", "a"}});
   Query held = databases.run(kLibrary, "SELECT uuid FROM RKVersion", {});
   databases.releaseLocks();
@@ -190,7 +190,7 @@ TEST_F(Databases, aHeldQueryOutlivesAFileThatWasReplaced) {
   EXPECT_FALSE(held.step());
 }
 
-TEST_F(Databases, keepTheConnectionBetweenCommandsAndCloseItAfterFiveSecondsWithoutOne) {
+TEST_F(LibraryDatabasesTest, keepTheConnectionBetweenCommandsAndCloseItAfterFiveSecondsWithoutOne) {
   const std::string path = files.pathOf(kLibrary);
   served.number(kLibrary, "SELECT COUNT(uuid) FROM RKVersion");
   databases.releaseLocks();
@@ -205,14 +205,14 @@ TEST_F(Databases, keepTheConnectionBetweenCommandsAndCloseItAfterFiveSecondsWith
   EXPECT_EQ(served.number(kLibrary, "SELECT COUNT(uuid) FROM RKVersion"), 0);
 }
 
-TEST_F(Databases, closeAConnectionThatWasOpenedAndNeverAsked) {
+TEST_F(LibraryDatabasesTest, closeAConnectionThatWasOpenedAndNeverAsked) {
   ASSERT_TRUE(databases.openProxiesDB());
   databases.closeProxiesDB();
   served.loop.advance(5100ms);
   EXPECT_EQ(descriptorsTo(files.pathOf(DatabaseFile::ImageProxies)), 0);
 }
 
-TEST_F(Databases, areGoneBeforeWhatTheyPosted) {
+TEST_F(LibraryDatabasesTest, mayBeDestroyedBeforeTheTasksTheyPostedRun) {
   auto lone = std::make_unique<ServedLibrary>(files.path());
   FakeEventLoop loop;
   {
@@ -224,7 +224,7 @@ TEST_F(Databases, areGoneBeforeWhatTheyPosted) {
   loop.advance(10s);
 }
 
-TEST_F(Databases, closeWhatIsOpenWhenAnotherLibraryIsLoaded) {
+TEST_F(LibraryDatabasesTest, closeWhatIsOpenWhenAnotherLibraryIsLoaded) {
   TestLibrary other;
   other.insert("RKVersion", {{"uuid", "a"}});
   served.number(kLibrary, "SELECT COUNT(uuid) FROM RKVersion");
@@ -234,7 +234,7 @@ TEST_F(Databases, closeWhatIsOpenWhenAnotherLibraryIsLoaded) {
   EXPECT_EQ(served.number(kLibrary, "SELECT COUNT(uuid) FROM RKVersion"), 1);
 }
 
-TEST_F(Databases, aPathThatLooksLikeAUriIsAPath) {
+TEST_F(LibraryDatabasesTest, aPathThatLooksLikeAUriIsAPath) {
   const TemporaryFolder folder;
   const fs::path before = fs::current_path();
   fs::current_path(folder.path());
@@ -248,7 +248,7 @@ TEST_F(Databases, aPathThatLooksLikeAUriIsAPath) {
 
 // Queries.
 
-TEST_F(Databases, readColumnsAsTheirKinds) {
+TEST_F(LibraryDatabasesTest, readColumnsAsTheirKinds) {
   files.execute(kLibrary,
                 "CREATE TABLE t(a); INSERT INTO t VALUES(NULL),(7),(4294967298),(-1),(2.5),('text'),(''),"
                 "(x'ff41'),(x'416200'),('12abc')");
@@ -290,7 +290,7 @@ TEST_F(Databases, readColumnsAsTheirKinds) {
   EXPECT_EQ(rows.stringColumn(99), Value());
 }
 
-TEST_F(Databases, findTheVersionOfAModelId) {
+TEST_F(LibraryDatabasesTest, findTheVersionOfAModelId) {
   files.insert("RKVersion", {{"modelId", 5000000000LL}, {"uuid", "Tn%h%CuhQruD8VQ5zVgy8g"}});
   EXPECT_EQ(databases.versionUuidFromModelId(5000000000LL), Value("Tn%h%CuhQruD8VQ5zVgy8g"));
   EXPECT_EQ(databases.query(), "SELECT uuid FROM RKVersion WHERE modelId = 5000000000");
@@ -298,13 +298,13 @@ TEST_F(Databases, findTheVersionOfAModelId) {
   EXPECT_EQ(databases.databaseOpenCount(), 0);
 }
 
-TEST_F(Databases, findNoVersionWithoutTheFile) {
+TEST_F(LibraryDatabasesTest, findNoVersionWithoutTheFile) {
   files.remove(kLibrary);
   EXPECT_EQ(databases.versionUuidFromModelId(1), Value());
   EXPECT_EQ(databases.databaseOpenCount(), 0);
 }
 
-TEST_F(Databases, bindTextsAndNil) {
+TEST_F(LibraryDatabasesTest, bindTextsAndNil) {
   files.insert("RKVersion", {{"uuid", "%d%@\" --"}, {"fileName", "odd"}});
   files.insert("RKVersion", {{"uuid", "(null)"}, {"fileName", "nil"}});
   files.insert("RKVersion", {{"uuid", "12"}, {"fileName", "number"}});
@@ -316,7 +316,7 @@ TEST_F(Databases, bindTextsAndNil) {
   EXPECT_EQ(databases.result(), SQLITE_OK);
 }
 
-TEST_F(Databases, neverMakeAStrangersTextSql) {
+TEST_F(LibraryDatabasesTest, neverRunAClientsTextAsSql) {
   files.insert("RKVersion", {{"uuid", "a"}, {"fileName", "secret"}});
   constexpr SqlText kSql = "SELECT fileName FROM RKVersion WHERE uuid = '%@'";
   for (const std::string& id : {"' OR '1' = '1"s, "a''"s, "a\0"s, "'"s}) {
@@ -331,14 +331,14 @@ TEST_F(Databases, neverMakeAStrangersTextSql) {
   EXPECT_FALSE(databases.sawFailure()) << "the database could be read";
 }
 
-TEST_F(Databases, takeAListForItsDescriptionWhichIsNoSqlEither) {
+TEST_F(LibraryDatabasesTest, bindTheDescriptionOfAList) {
   constexpr SqlText kSql = "SELECT fileName FROM RKVersion WHERE uuid = '%@'";
   EXPECT_TRUE(databases.run(kLibrary, kSql, {Array({"a"})}).prepared());
   EXPECT_FALSE(databases.run(kLibrary, kSql, {Array({"a'b"})}).prepared());
   EXPECT_EQ(databases.result(), SQLITE_ERROR);
 }
 
-TEST_F(Databases, answerTheSameQueryWithinItself) {
+TEST_F(LibraryDatabasesTest, answerTheSameQueryWithinItself) {
   for (const char* uuid : {"a", "b", "c"}) files.insert("RKVersion", {{"uuid", uuid}});
   constexpr SqlText kSql = "SELECT uuid FROM RKVersion WHERE uuid != '%@'";
   std::vector<std::string> seen;
@@ -351,7 +351,7 @@ TEST_F(Databases, answerTheSameQueryWithinItself) {
   EXPECT_THAT(seen, ElementsAre("ba", "bc", "ca", "cc"));
 }
 
-TEST_F(Databases, logATableOrColumnThatIsMissing) {
+TEST_F(LibraryDatabasesTest, logATableOrColumnThatIsMissing) {
   files.execute(kLibrary, "DROP TABLE RKNote");
   EXPECT_EQ(served.text(kLibrary, "SELECT note FROM RKNote WHERE attachedToUuid = '%@'", {"x"}), Value());
   EXPECT_TRUE(served.log.contains(couldNotPrepare("SELECT note FROM RKNote WHERE attachedToUuid = 'x'")));
@@ -362,14 +362,14 @@ TEST_F(Databases, logATableOrColumnThatIsMissing) {
   EXPECT_TRUE(databases.sawFailure());
 }
 
-TEST_F(Databases, canLeaveTheLogLineToTheCaller) {
+TEST_F(LibraryDatabasesTest, canLeaveTheLogLineToTheCaller) {
   const std::size_t before = served.log.lines().size();
   EXPECT_FALSE(databases.runUnlogged(kLibrary, "SELECT x FROM nothing", {}).prepared());
   EXPECT_EQ(served.log.lines().size(), before);
   EXPECT_EQ(databases.query(), "SELECT x FROM nothing");
 }
 
-TEST_F(Databases, refuseEverythingButReading) {
+TEST_F(LibraryDatabasesTest, refuseEverythingButReading) {
   const auto before = stateOf(files.path());
   const SqlText statements[] = {
       "INSERT INTO RKVersion(uuid) VALUES('x')",
@@ -392,7 +392,7 @@ TEST_F(Databases, refuseEverythingButReading) {
   EXPECT_EQ(stateOf(files.path()), before);
 }
 
-TEST_F(Databases, leaveTheLibraryAsItIs) {
+TEST_F(LibraryDatabasesTest, leaveTheLibraryAsItIs) {
   files.insert("RKVersion", {{"uuid", "a"}});
   const auto before = stateOf(files.path());
   EXPECT_TRUE(databases.openDatabase());
@@ -404,7 +404,7 @@ TEST_F(Databases, leaveTheLibraryAsItIs) {
   EXPECT_EQ(stateOf(files.path()), before);
 }
 
-TEST_F(Databases, areReadFromAFolderWithoutWriteAccess) {
+TEST_F(LibraryDatabasesTest, areReadFromAFolderWithoutWriteAccess) {
   files.insert("RKVersion", {{"uuid", "a"}});
   const fs::path folder = fs::path(files.pathOf(kLibrary)).parent_path();
   for (const auto& entry : fs::directory_iterator(folder))
@@ -414,7 +414,7 @@ TEST_F(Databases, areReadFromAFolderWithoutWriteAccess) {
   fs::permissions(folder, fs::perms::owner_all);
 }
 
-TEST_F(Databases, forgetFailuresWhenACommandBegins) {
+TEST_F(LibraryDatabasesTest, forgetFailuresWhenACommandBegins) {
   files.remove(DatabaseFile::Faces);
   EXPECT_FALSE(databases.sawFailure());
   EXPECT_FALSE(databases.openFacesDB());

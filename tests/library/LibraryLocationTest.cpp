@@ -105,7 +105,7 @@ TEST(LibraryLocation, takesEveryChunkForAWholeAnswer) {
   EXPECT_EQ(served.location.libraryPath(), Path("/three"));
 }
 
-TEST(LibraryLocation, doesNotTakeWhatIsNoPath) {
+TEST(LibraryLocation, ignoresAnAnswerThatIsNoPath) {
   for (const char* answer : {"", "\n", "relative/path\n", "usage: defaults [options]\n", "{ a = b; }"}) {
     ServedLibrary served({}, printing(answer));
     served.location.readPhotoAppDefaults();
@@ -218,7 +218,7 @@ TEST(LibraryLocation, staysStandaloneAndKeepsDateAndSizeAfterAFailedLoading) {
   EXPECT_FALSE(served.library.runStandalone());
 }
 
-TEST(LibraryLocation, withoutAnyPathLoadingTellsAndOpeningFails) {
+TEST(LibraryLocation, withoutAPathLoadingReportsItAndOpeningFails) {
   ServedLibrary served({}, [](const ProcessRequest&) { return ProcessResult{}; });
   served.library.loadDatabase();
   EXPECT_TRUE(served.library.runStandalone());
@@ -227,7 +227,7 @@ TEST(LibraryLocation, withoutAnyPathLoadingTellsAndOpeningFails) {
   EXPECT_TRUE(served.log.contains("could not open db '(null)', result: 14"));
 }
 
-TEST(LibraryLocation, aPathOutsideAsciiIsLoadedButNotOpenedAndTheUserIsToldWhatHelps) {
+TEST(LibraryLocation, aPathOutsideAsciiIsLoadedButNotOpenedAndTheUserGetsAdvice) {
   TestLibrary files(
       "B\xC3\xBC"
       "cher");

@@ -37,7 +37,7 @@ TEST(LibrarySummary, countsWhatThereIsToBrowse) {
   EXPECT_EQ(counts.faces, 1);
 }
 
-TEST(LibrarySummary, knowsNoNumberOfPhotosWhereTheLibraryKeepsNone) {
+TEST(LibrarySummary, givesNoNumberOfPhotosIfTheLibraryStoresNone) {
   test::TestLibrary library;
   library.insert("RKFolder", Dictionary{{"uuid", "p1"}, {"folderType", 2}, {"isInTrash", 0}});
   test::OpenedLibrary opened(library);

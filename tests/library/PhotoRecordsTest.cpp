@@ -494,7 +494,7 @@ TEST_F(PhotoRecordsTest, knowsNoPhotoOfAnUnknownUuid) {
   EXPECT_EQ(photo(29)["PhotoKey"], Value("29"));
 }
 
-TEST_F(PhotoRecordsTest, goesOnWhenTheDatabaseOfASinglePhotoCannotBeOpened) {
+TEST_F(PhotoRecordsTest, continuesWhenTheDatabaseOfASinglePhotoCannotBeOpened) {
   files.remove(DatabaseFile::Library);
   open();
   SystemLogCapture log;
@@ -560,7 +560,7 @@ TEST(RepairCoordinates, leavesADictionaryWithoutCoordinatesUntouched) {
   EXPECT_THAT(log.lines(), IsEmpty());
 }
 
-TEST(RepairCoordinates, logsALatitudeThatIsNoNumberAndGoesOn) {
+TEST(RepairCoordinates, logsALatitudeThatIsNoNumberAndContinues) {
   Dictionary text = mutableDictionary({{"latitude", "45.5"}, {"longitude", 10.0}});
   SystemLogCapture log;
   PhotoRecords::repairCoordinatesOf(text);

@@ -25,7 +25,7 @@ TEST(SqlPlaces, areFilledInForMessages) {
             "x = 'a%d'b' AND y = 1 AND z = 4294967297 AND n = '(null)'");
 }
 
-TEST(SqlPlaces, seeQuotesAndNulsAsWhatEndsALiteral) {
+TEST(SqlPlaces, treatQuotesAndNulsAsEndsOfALiteral) {
   EXPECT_TRUE(breaksOutOfLiteral("a'b"));
   EXPECT_TRUE(breaksOutOfLiteral("a''b"));
   EXPECT_TRUE(breaksOutOfLiteral("a\0b"s));
@@ -34,7 +34,7 @@ TEST(SqlPlaces, seeQuotesAndNulsAsWhatEndsALiteral) {
 }
 
 // What SQLite reads from a bound value, and what it reads from the text with the value formatted in.
-class Bound : public testing::Test {
+class BoundValuesTest : public testing::Test {
  protected:
   void SetUp() override { ASSERT_EQ(sqlite3_open(":memory:", &database_), SQLITE_OK); }
   void TearDown() override { sqlite3_close(database_); }
@@ -64,7 +64,7 @@ class Bound : public testing::Test {
   sqlite3* database_ = nullptr;
 };
 
-TEST_F(Bound, valuesAreWhatTheFormattedTextGives) {
+TEST_F(BoundValuesTest, valuesAreWhatTheFormattedTextGives) {
   const Value values[] = {nullptr,
                           "",
                           "5",
@@ -97,14 +97,14 @@ TEST_F(Bound, valuesAreWhatTheFormattedTextGives) {
   }
 }
 
-TEST_F(Bound, aNumberTextEqualsAnIntegerColumnAsTheLiteralDoes) {
+TEST_F(BoundValuesTest, aNumberTextEqualsAnIntegerColumnAsTheLiteralDoes) {
   sqlite3_exec(database_, "CREATE TABLE t(id integer primary key, n integer); INSERT INTO t VALUES(7, 70)",
                nullptr, nullptr, nullptr);
   EXPECT_EQ(bound("SELECT n FROM t WHERE id = '%d'", 7), "70");
   EXPECT_EQ(formatted("SELECT n FROM t WHERE id = '%d'", 7), "70");
 }
 
-TEST_F(Bound, aMissingValueCountsAsNil) {
+TEST_F(BoundValuesTest, aMissingValueCountsAsNil) {
   sqlite3_stmt* statement = nullptr;
   const SqlTemplate parsed = parseSqlPlaces("SELECT '%@'");
   ASSERT_EQ(sqlite3_prepare_v2(database_, parsed.parameterized.c_str(), -1, &statement, nullptr), SQLITE_OK);

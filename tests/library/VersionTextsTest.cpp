@@ -86,7 +86,7 @@ TEST_F(VersionTextsTest, emptyAndMissingTextsAreNone) {
   EXPECT_THAT(captionsOf({1, 2, 3, 4, 5}), testing::Each(Value()));
 }
 
-TEST_F(VersionTextsTest, idsThatAreNoWholeNumbersAreNobodys) {
+TEST_F(VersionTextsTest, ignoresRowsWhoseIdIsNoWholeNumber) {
   caption("2.5", "'between'");
   caption("'text'", "'text'");
   caption("x'32'", "'bytes'");
@@ -134,7 +134,7 @@ TEST_F(VersionTextsTest, withoutTheTableEveryIdIsLogged) {
 }
 
 // Here caused by the end of the transaction; damage in the file has the same effect.
-TEST_F(VersionTextsTest, aBrokenOffPassGoesOnOneByOne) {
+TEST_F(VersionTextsTest, continuesWithSingleQueriesAfterAFailedPass) {
   caption("1", "'one'");
   caption("2", "'two'");
   OpenedLibrary opened(files);

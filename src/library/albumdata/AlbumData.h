@@ -26,7 +26,7 @@ class AlbumData final : public AlbumEntries {
 
   const Value& containerDict(std::string_view key) const override;
   const std::unordered_map<std::string, Value>& containerDicts() const { return containerDicts_; }
-  // A list in some files, a dictionary in others: as the file holds it. Nil before the first read.
+  // As the file has it: a list in some files, a dictionary in others. Nil before the first read.
   const Value& faceDicts() const { return faceDicts_; }
 
   // Lists of the legacy kind. Nothing fills them: they are nil, which is not an empty list.
@@ -36,7 +36,7 @@ class AlbumData final : public AlbumEntries {
   const std::optional<std::string>& albumDataFilename() const { return albumDataFilename_; }
   std::optional<Date> albumDataReadDate() const { return albumDataReadDate_; }
   void setAlbumDataReadDate(Date moment) { albumDataReadDate_ = moment; }
-  // Another library: forgets tables and date.
+  // Clears the tables and the date, for another library.
   void clear();
 
  private:

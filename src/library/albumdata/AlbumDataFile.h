@@ -1,5 +1,5 @@
-// Reading "AlbumData.xml": a property list of which only the three lists are of use, in a file that may have
-// hundreds of megabytes of something else. Memory is bounded by what is kept. Any thread.
+// Reads "AlbumData.xml": a property list of which only three lists are used. The file may have hundreds of
+// megabytes of other contents; memory is bounded by what is kept. Any thread.
 //
 // XML property lists are read as a stream. Many such files have a few characters that XML does not allow, or
 // values that make no sense: these are mended or left out. The binary form is read too.
@@ -14,8 +14,8 @@
 
 namespace moxtel {
 
-// The keys of the top level that are kept; without the others, and without the "KeyList" of album and roll
-// entries, next to nothing of a large file is left.
+// The keys of the top level that are kept; they and their contents, without the "KeyList" of
+// album and roll entries, are a small part of a large file.
 inline constexpr std::string_view kListOfAlbums = "List of Albums";
 inline constexpr std::string_view kListOfRolls = "List of Rolls";
 inline constexpr std::string_view kListOfFaces = "List of Faces";
@@ -32,12 +32,12 @@ struct AlbumDataContents {
   Value lists;
   std::string error;
   std::string mended;   // what was mended or left out, for the user; empty for nothing
-  bool wasRead = true;  // false: the file system or the memory failed, and another try may go well
+  bool wasRead = true;  // false: the file system or the memory failed, and another try may succeed
 };
 
-// Throws nothing: a file for which there is no memory is one that cannot be read.
+// Does not throw: a lack of memory counts as a file that cannot be read.
 AlbumDataContents readAlbumDataFile(const std::string& path, const AlbumDataLimits& limits = {});
-// The same from bytes that are all there. For tests.
+// The same from the bytes of a whole file. For tests.
 AlbumDataContents parseAlbumData(std::string_view bytes, const AlbumDataLimits& limits = {});
 
 }  // namespace moxtel

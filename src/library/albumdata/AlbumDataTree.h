@@ -1,4 +1,4 @@
-// What is kept of the album file. Any thread.
+// Builds a value from the parts of the album file that are kept. Any thread.
 #pragma once
 
 #include "library/albumdata/AlbumDataFile.h"
@@ -10,7 +10,8 @@ class AlbumDataTree final : public PropertyListTree {
  public:
   explicit AlbumDataTree(const PropertyListLimits& limits) : PropertyListTree(limits, Mutability::Mutable) {}
 
-  // The top value, of a dictionary the three lists, and of the entries of albums and rolls all but "KeyList".
+  // Wanted are the top value, its three lists, and every part of these except the "KeyList" of album and roll
+  // entries.
   bool wantsNext() const override;
 };
 

@@ -61,7 +61,7 @@ class DatabaseConnection final {
   sqlite3* handle() const { return database_; }
 
   // The prepared form of a query, prepared once; null when it cannot be prepared (lastError says why). In
-  // use until the query ends; a second query at the same time gets a statement of its own.
+  // use until the query ends; a second query at the same time gets another statement.
   std::shared_ptr<PreparedStatement> statement(std::string_view sql);
 
   // Begins a read transaction unless there is one. The database's lock comes with the first row read.
@@ -82,7 +82,7 @@ class DatabaseConnection final {
   bool isOverworked() const { return work_ > mostWork_; }
   void exhaustWork() { work_ = mostWork_ + 1; }
 
-  // Records the result code of a call.
+  // Records the result code of a call; see isDoubtful().
   void observe(int code);
   // After a disk error or a damaged page the cached pages may be wrong, too: SQLite also keeps those that it
   // could not read completely. The file must then be opened again.

@@ -27,7 +27,7 @@ class DatabaseSlot final {
   void setPath(const std::optional<std::string>& path);
   const std::optional<std::string>& path() const { return path_; }
 
-  // Opens the file unless its current state is open already. An SQLite result code.
+  // Opens the file, unless the file in its current state is already open. Returns an SQLite result code.
   int open();
   // Valid after open() was SQLITE_OK, until the next open() or close(); shared with the queries held.
   const std::shared_ptr<DatabaseConnection>& connection() const { return connection_; }

@@ -1,5 +1,4 @@
-// The library's four SQLite databases: opened and closed as callers count it, and the one way in which every
-// query runs.
+// The library's four SQLite databases: counts how often each is opened and closed, and runs every query.
 //
 // Reading only: nothing in the library is changed or created. Core thread.
 #pragma once
@@ -37,12 +36,12 @@ class LibraryDatabases final {
   LibraryDatabases(const LibraryDatabases&) = delete;
   LibraryDatabases& operator=(const LibraryDatabases&) = delete;
 
-  // The four files are those of this library from now on; of none without a path.
+  // Uses the four files of this library from now on; no files if there is no path.
   void useLibrary(const std::optional<std::string>& libraryPath);
   std::optional<std::string> pathOf(DatabaseFile file) const;
 
-  // Opening and closing as callers count it: Library.apdb nests, the others do not. A failed open leaves the
-  // count up, so a nested openDatabase() answers true; the next query opens the file if it is there again.
+  // Open and close a database for one caller. Only the openings of Library.apdb are counted. A failed opening
+  // counts too, so a nested openDatabase() returns true; the next query opens the file if it exists again.
   // The connections below are kept after closing, until 5 seconds without a request have passed.
   [[nodiscard]] bool openDatabase();
   void closeDatabase();
@@ -65,18 +64,18 @@ class LibraryDatabases final {
   // The last query's text with its values filled in, and the SQLite code of the last open or prepare.
   std::string query() const;
   std::int32_t result() const { return result_; }
-  // SQLite's words for the last failure of this file; valid until its next use.
+  // SQLite's message about the last failure of this file; valid until its next use.
   const char* errorMessage(DatabaseFile file) const;
 
   Value versionUuidFromModelId(std::int64_t modelId);
 
   // Ends every read transaction, so that the photo application can write; the next query begins a new one.
-  // Before a script is asked, before a reply is written, at the end of a command. Queries still held have no
-  // more rows. If no caller does it, it happens at the loop's next turn.
+  // Called before a script runs, before a reply is written and at the end of a command; if no caller does it,
+  // it happens at the loop's next turn. Queries still held have no more rows.
   void releaseLocks();
   // Begins a command: resets how long a busy database is waited for, and sawFailure().
   void beginCommand();
-  // Whether since beginCommand() a database could not be opened or read: a list built from that is not to be
+  // Whether since beginCommand() a database could not be opened or read: a list built from it must not be
   // cached.
   bool sawFailure() const { return failures_->any; }
 

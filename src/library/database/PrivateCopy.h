@@ -1,5 +1,5 @@
-// A private copy of a database file and of its journals, in a folder of its own, for a database that cannot
-// be read in place without changing something there. Core thread.
+// A private copy of a database file and of its journals, in a new folder, for a database that cannot be read
+// in place without changing something there. Core thread.
 #pragma once
 
 #include <functional>

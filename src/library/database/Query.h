@@ -14,7 +14,8 @@ namespace moxtel {
 class DatabaseConnection;
 struct PreparedStatement;
 
-// SQL as it is quoted, with the places '%@', '%d', %d, %ld and %lld. Literals of this program only.
+// The SQL text of a query, with the places '%@', '%d', %d, %ld and %lld for values. Literals of this program
+// only.
 class SqlText final {
  public:
   consteval SqlText(const char* text) : text_(text) {}  // NOLINT
