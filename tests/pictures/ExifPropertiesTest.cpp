@@ -186,7 +186,7 @@ TEST(GpsProperties, readTextsBehindTheirCharacterSet) {
   EXPECT_TRUE(same(ofGps(cut), Dictionary{{"DateStamp", "2017:01:16"}}));
 }
 
-TEST(GpsProperties, leaveOutACoordinateThatIsNone) {
+TEST(GpsProperties, leaveOutAnInvalidCoordinate) {
   Directory gps;
   gps.text(0x01, "N").rationals(0x02, {{0, 0}, {0, 0}, {0, 0}}).rationals(0x04, {{5, 0}, {1, 1}, {1, 1}});
   gps.rationals(0x07, {{9, 1}, {0, 0}, {1, 1}});

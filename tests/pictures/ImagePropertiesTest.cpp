@@ -19,7 +19,7 @@ namespace {
 
 // ---- the whole ----
 
-// What the platform told of a photo of a real library, whose tags this file has again.
+// The properties that the platform gave for a photo of a real library; this file has the same tags.
 TEST(ImageProperties, matchThePlatformForACameraPhoto) {
   Directory main, exif;
   main.text(0x010E, "Wedding tulips").text(0x010F, "FUJIFILM").text(0x0110, "X-T1");
@@ -108,7 +108,7 @@ TEST(ImageProperties, areImmutableAtEveryLevel) {
   EXPECT_FALSE(all["{JFIF}"]["JFIFVersion"].array().isMutable());
 }
 
-TEST(ImageProperties, doNotExistForWhatIsNoPicture) {
+TEST(ImageProperties, doNotExistForAFileThatIsNotAPicture) {
   EXPECT_TRUE(propertiesOf("").isNil());
   EXPECT_TRUE(propertiesOf("text").isNil());
   EXPECT_TRUE(propertiesOf("\xFF\xD8\xFF").isNil());
@@ -222,7 +222,7 @@ TEST(ImagePropertyReader, describesTheFormIfLargeBlocksCannotBeParsed) {
   EXPECT_TRUE((*found)["{IPTC}"].isNil());
 }
 
-class WholeFiles : public testing::Test {
+class WholeFileProperties : public testing::Test {
  protected:
   Value propertiesOfFixture(const char* name) {
     const auto found = reader.propertiesOf(openRegularFile(fixture(name)));
@@ -232,7 +232,7 @@ class WholeFiles : public testing::Test {
   ImagePropertyReader reader{processes, MOXTEL_PROPERTY_READER};
 };
 
-TEST_F(WholeFiles, describeTheFormOfATiff) {
+TEST_F(WholeFileProperties, describeTheFormOfATiff) {
   const Value cmyk = propertiesOfFixture("tiff-cmyk16.tif");
   EXPECT_EQ(cmyk["ColorModel"], Value("CMYK"));
   EXPECT_EQ(cmyk["Depth"], Value(16));
@@ -251,7 +251,7 @@ TEST_F(WholeFiles, describeTheFormOfATiff) {
   EXPECT_EQ(tiled["Compression"], Value(1));
 }
 
-TEST_F(WholeFiles, describeTheDevelopedPictureOfARawFile) {
+TEST_F(WholeFileProperties, describeTheDevelopedPictureOfARawFile) {
   const Value all = propertiesOfFixture("raw-orientation-6.dng");
   EXPECT_EQ(all["PixelWidth"], Value(96));
   EXPECT_EQ(all["Depth"], Value(16));
@@ -264,7 +264,7 @@ TEST_F(WholeFiles, describeTheDevelopedPictureOfARawFile) {
   EXPECT_EQ(all["{DNG}"]["ColorMatrix1"].array()[0], Value(static_cast<double>(3.2406F)));
 }
 
-TEST_F(WholeFiles, readLargeBlocksLikeSmallOnes) {
+TEST_F(WholeFileProperties, readLargeBlocksLikeSmallOnes) {
   const TemporaryFolder folder;
   const std::string path = (folder.path() / "a.png").string();
   std::ofstream(path, std::ios::binary) << pngWithLargePacket();
@@ -275,11 +275,11 @@ TEST_F(WholeFiles, readLargeBlocksLikeSmallOnes) {
   EXPECT_TRUE(same(Value(*found), propertiesOf(pngWithLargePacket())));
 }
 
-TEST_F(WholeFiles, takeTheSensorsSizeWhereTheCutIsNone) {
+TEST_F(WholeFileProperties, haveTheSensorsSizeIfTheCropIsInvalid) {
   EXPECT_EQ(propertiesOfFixture("raw-cut-to-nothing.dng")["PixelWidth"], Value(96));
 }
 
-TEST_F(WholeFiles, includeTheRecordsOfCiff) {
+TEST_F(WholeFileProperties, includeTheRecordsOfCiff) {
   const Value all = propertiesOfFixture("raw-canon.crw");
   const Dictionary wanted{{"Description", "High definition CCD image"},
                           {"Firmware", "Firmware Version 1.10"},
@@ -308,19 +308,19 @@ TEST_F(WholeFiles, includeTheRecordsOfCiff) {
   EXPECT_TRUE(all["{ExifAux}"].isNil());
 }
 
-TEST_F(WholeFiles, areNothingWhenTheyAreBroken) {
+TEST_F(WholeFileProperties, areAbsentIfTheFileIsBroken) {
   EXPECT_TRUE(propertiesOfFixture("broken-tiff-plain-head.tif").isNil());
   EXPECT_TRUE(propertiesOfFixture("no-picture.txt").isNil());
 }
 
-TEST_F(WholeFiles, areImmutableBehindTheArchiveToo) {
+TEST_F(WholeFileProperties, areImmutableAfterArchivingToo) {
   const Value all = propertiesOfFixture("raw-orientation-6.dng");
   EXPECT_FALSE(all.dictionary().isMutable());
   EXPECT_FALSE(all["{DNG}"]["WhiteLevel"].array().isMutable());
 }
 
 // Every file of the fixtures, whatever it is: an answer, and none of a picture that is none.
-TEST_F(WholeFiles, describeTheFormOfTheOtherFormats) {
+TEST_F(WholeFileProperties, describeTheFormOfTheOtherFormats) {
   for (const char* name : {"heic.heic", "webp.webp", "webp-lossless.webp", "webp-alpha.webp", "bmp-24.bmp",
                            "bmp-rle.bmp", "jpeg2000.jp2", "jpeg2000-stream.j2k", "psd-rgb.psd", "gif.gif"}) {
     const Value all = propertiesOfFixture(name);

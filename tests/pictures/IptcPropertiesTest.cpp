@@ -58,7 +58,7 @@ TEST(IptcProperties, areFilledUpFromExifOnceTheyExist) {
   EXPECT_TRUE(same(propertiesOf(file)["{IPTC}"], wanted));
 }
 
-TEST(IptcProperties, doNotComeFromAPacketThatSaysNothingOfTheirs) {
+TEST(IptcProperties, doNotComeFromAPacketWithoutThem) {
   Directory main;
   main.text(0x013B, "Ann");
   const std::string file = jpeg(exifSegment(tiff(main)) + xmpSegment(xmp(simple("aux:Lens", "EF"))));

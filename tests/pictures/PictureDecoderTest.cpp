@@ -217,7 +217,7 @@ TEST_F(PictureDecoderTest, leavesNothingInTheTemporaryFolder) {
 
 // ---- without the real helper ----
 
-class FakedHelper : public testing::Test {
+class FakeHelper : public testing::Test {
  protected:
   std::optional<Bytes> jpegFrom(FakeProcessRunner& runner, const char* name) {
     PictureDecoder decoder(runner, "/helper");
@@ -227,7 +227,7 @@ class FakedHelper : public testing::Test {
 
 const std::string kAnswer = "MXB1" + std::string(16, '\0') + "JPEG";
 
-TEST_F(FakedHelper, isAskedForWhatIsNoJpegOnly) {
+TEST_F(FakeHelper, isUsedOnlyForFilesThatAreNotJpegs) {
   FakeProcessRunner runner;
   EXPECT_TRUE(jpegFrom(runner, "jpeg-420.jpg"));
   EXPECT_FALSE(jpegFrom(runner, "no-picture.txt"));
@@ -237,7 +237,7 @@ TEST_F(FakedHelper, isAskedForWhatIsNoJpegOnly) {
   EXPECT_TRUE(runner.requests().empty());
 }
 
-TEST_F(FakedHelper, getsFormPathAndAnEmptyFolder) {
+TEST_F(FakeHelper, getsFormPathAndAnEmptyFolder) {
   FakeProcessRunner runner([](const ProcessRequest& request) {
     EXPECT_EQ(request.arguments.size(), 3U);
     EXPECT_TRUE(std::filesystem::is_empty(request.arguments[2]));
@@ -254,7 +254,7 @@ TEST_F(FakedHelper, getsFormPathAndAnEmptyFolder) {
   EXPECT_FALSE(std::filesystem::exists(request.arguments[2]));
 }
 
-TEST_F(FakedHelper, isIgnoredWhenItFails) {
+TEST_F(FakeHelper, isIgnoredWhenItFails) {
   FakeProcessRunner failing([](const ProcessRequest&) { return FakeProcessRunner::printing(kAnswer, 1); });
   EXPECT_FALSE(jpegFrom(failing, "png-rgb.png"));
   FakeProcessRunner crashing([](const ProcessRequest&) {
@@ -269,7 +269,7 @@ TEST_F(FakedHelper, isIgnoredWhenItFails) {
   EXPECT_FALSE(jpegFrom(babbling, "png-rgb.png"));
 }
 
-TEST_F(FakedHelper, isLoggedWhenItIsMissing) {
+TEST_F(FakeHelper, isLoggedWhenItIsMissing) {
   SystemLogCapture log;
   FakeProcessRunner runner([](const ProcessRequest&) {
     return ProcessResult{ProcessResult::Ending::NotStarted, -1, {}, "not there"};
@@ -280,7 +280,7 @@ TEST_F(FakedHelper, isLoggedWhenItIsMissing) {
 
 // ---- with programs that are no decoders ----
 
-class StrangeHelper : public testing::Test {
+class MisbehavingHelper : public testing::Test {
  protected:
   // Runs programs with a short time limit.
   class Impatient final : public ProcessRunner {
@@ -311,15 +311,15 @@ class StrangeHelper : public testing::Test {
   Impatient runner;
 };
 
-TEST_F(StrangeHelper, isKilledWhenItHangs) {
+TEST_F(MisbehavingHelper, isKilledWhenItHangs) {
   EXPECT_EQ(endingOf("touch \"$3/left\"; exec sleep 1000"), ProcessResult::Ending::TimedOut);
 }
 
-TEST_F(StrangeHelper, isKilledWhenItHangsDuringItsOutput) {
+TEST_F(MisbehavingHelper, isKilledWhenItHangsDuringItsOutput) {
   EXPECT_EQ(endingOf("printf MXB1; touch \"$3/left\"; exec sleep 1000"), ProcessResult::Ending::TimedOut);
 }
 
-TEST_F(StrangeHelper, mayCrash) {
+TEST_F(MisbehavingHelper, mayCrash) {
   EXPECT_EQ(endingOf("printf MXB1; kill -SEGV $$"), ProcessResult::Ending::Killed);
 }
 

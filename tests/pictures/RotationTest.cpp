@@ -44,7 +44,7 @@ TEST(ImageRotatedBy, keepsThePixelsOfColorPicturesWhole) {
   EXPECT_EQ(imageRotatedBy(numbered(2, 1, PixelLayout::Rgba), 180)->pixels, (Bytes{5, 6, 7, 8, 1, 2, 3, 4}));
 }
 
-TEST(ImageRotatedBy, countsNegativeAnglesClockwiseAndWholeTurnsNot) {
+TEST(ImageRotatedBy, rotatesNegativeAnglesClockwiseAndIgnoresFullTurns) {
   const PixelBuffer image = numbered(3, 2, PixelLayout::Rgb);
   EXPECT_EQ(imageRotatedBy(image, -90)->pixels, imageRotatedBy(image, 270)->pixels);
   EXPECT_EQ(imageRotatedBy(image, 0)->pixels, image.pixels);

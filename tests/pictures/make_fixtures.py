@@ -138,7 +138,7 @@ def dng_cut_to_nothing():
 
 def ciff_heap(records):
     """Canon's heap: the values one after the other, then the directory, then where it begins. A record is a tag
-    and its bytes; eight bytes under a tag with bit 14 stand in the directory itself."""
+    and its bytes; eight bytes under a tag with bit 14 are in the directory itself."""
     data, directory = b'', b''
     for tag, value in records:
         if tag & 0x4000:
@@ -324,7 +324,7 @@ def make_jpegs():
     for name, factors in (('420', '2x2,1x1,1x1'), ('422', '2x1,1x1,1x1'), ('440', '1x2,1x1,1x1'),
                           ('444', '1x1,1x1,1x1'), ('411', '4x1,1x1,1x1')):
         run(*convert, '-sampling-factor', factors, f'jpeg-{name}.jpg')
-    write('scans.txt', b'0;1;2;')  # planes apart, each a scan of its own
+    write('scans.txt', b'0;1;2;')  # each plane in a separate scan
     run('cjpeg', '-quality', '95', '-sample', '2x2,2x2,2x2', '-scans', 'scans.txt', '-outfile',
         'jpeg-twelve-blocks.jpg', 'base.ppm')
     run(*convert, '-interlace', 'JPEG', 'jpeg-progressive.jpg')
@@ -429,7 +429,7 @@ def psd_with_palette():
 
 
 def psd_of_inks(depth, packed):
-    """A PSD of the same inks as ImageMagick makes them, with a channel of its own behind them."""
+    """A PSD of the same inks as ImageMagick writes it, with one more channel after them."""
     def inks(x, y):
         red, green, blue = quarter(x, y)
         most = max(red, green, blue)
@@ -483,7 +483,7 @@ def grid_tiles(columns, rows, width, height):
     return configurations.pop(), [inner_box(tile, b'mdat')[8:] for tile in tiles]
 
 
-def heic_grid(configuration, tiles, size=(WIDTH, HEIGHT), told=(WIDTH, HEIGHT), missing=0):
+def heic_grid(configuration, tiles, size=(WIDTH, HEIGHT), stated=(WIDTH, HEIGHT), missing=0):
     """A HEIC of 2 by 2 tiles that its container turns, as phones write it (ISO/IEC 23008-12, 6.6.2.3)."""
     grid = len(tiles) + 1
     infos = [full_box(b'infe', struct.pack('>HH', item, 0) + b'hvc1\0', 2, 1) for item in range(1, grid)]
@@ -491,7 +491,7 @@ def heic_grid(configuration, tiles, size=(WIDTH, HEIGHT), told=(WIDTH, HEIGHT), 
     tile_ids = [item + missing for item in range(1, grid)]
     reference = box(b'dimg', struct.pack(f'>HH{len(tiles)}H', grid, len(tiles), *tile_ids))
     properties = (configuration + full_box(b'ispe', struct.pack('>II', 64, 32)) +
-                  full_box(b'ispe', struct.pack('>II', *told)) + box(b'irot', b'\3'))
+                  full_box(b'ispe', struct.pack('>II', *stated)) + box(b'irot', b'\3'))
     links = b''.join(struct.pack('>HBBB', item, 2, 0x81, 2) for item in range(1, grid))
     links += struct.pack('>HBBB', grid, 2, 3, 0x84)
     grid_data = struct.pack('>BBBBII', 0, 1, 1, 1, *size)  # 32 bits for the size
@@ -519,7 +519,7 @@ def make_grids():
     configuration, tiles = grid_tiles(2, 2, 64, 32)
     write('heic-grid.heic', heic_grid(configuration, tiles))
     write('broken-heic-grid-tiles.heic', heic_grid(configuration, tiles, missing=7))
-    write('bomb-heic-grid.heic', heic_grid(configuration, tiles, size=(100000, 100000), told=(100000, 100000)))
+    write('bomb-heic-grid.heic', heic_grid(configuration, tiles, size=(100000, 100000), stated=(100000, 100000)))
     write('bomb-heic-grid-lie.heic', heic_grid(configuration, tiles, size=(30000, 30000)))
 
 

@@ -8,7 +8,8 @@ namespace moxtel {
 
 enum class PictureKind : std::uint8_t { None, Jpeg, Png, Tiff, Gif, Bmp, Psd, Heif, Jpeg2000, WebP, Raw };
 
-// So many bytes suffice for each kind. A shorter file may be recognized, too.
+// This number of bytes from the start of a file suffices to recognize each kind. A shorter file may be
+// recognized, too.
 inline constexpr std::size_t kPictureStartSize = 32;
 
 // Tiff includes RAW files of cameras that only their directories distinguish from a TIFF.

@@ -27,7 +27,7 @@ struct Resolution {
   double height = 0;
 };
 
-// From dots per meter, rounded to whole dots per inch, as programs mean it.
+// From dots per meter, rounded to whole dots per inch: programs that write such files choose whole numbers.
 inline Resolution perMeter(std::uint32_t width, std::uint32_t height) {
   return {std::round(width * 0.0254), std::round(height * 0.0254)};
 }
