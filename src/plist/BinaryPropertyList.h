@@ -1,5 +1,5 @@
-// A look at a binary property list ("bplist00") without unpacking it: objects are found by number, each look
-// is checked against the bounds. Borrows the bytes. Any thread.
+// Random access to the objects of a binary property list ("bplist00") by their numbers, without unpacking it.
+// Every access is checked against the bounds of the bytes. Borrows the bytes. Any thread.
 //
 // Layout: 8 bytes of magic and version; objects; a table with each object's offset; 32 bytes of trailer (6
 // unused, width of offsets, width of references, count of objects, number of the top object, offset of the
@@ -15,8 +15,8 @@
 
 namespace moxtel {
 
-// A big-endian number of 1 to 8 bytes that stands before a property list's trailer, whose 32 bytes may be
-// read with it: one load for every width.
+// A big-endian number of 1 to 8 bytes. Loads 8 bytes for every width: the caller guarantees that they can be
+// read, because the 32 bytes of the trailer follow the number.
 inline std::uint64_t sizedNumber(const std::uint8_t* place, std::size_t width) noexcept {
   std::uint64_t eight = 0;
   std::memcpy(&eight, place, sizeof eight);
@@ -48,7 +48,7 @@ class BinaryPropertyList final {
   };
 
   static bool hasMagic(std::span<const std::uint8_t> bytes) noexcept;
-  // Nothing when the trailer does not describe these bytes; `reason` then says why.
+  // Nothing when the trailer does not fit these bytes; `reason` then says why.
   static std::optional<BinaryPropertyList> open(std::span<const std::uint8_t> bytes, const char*& reason);
 
   std::uint64_t topNumber() const noexcept { return top_; }
@@ -57,16 +57,17 @@ class BinaryPropertyList final {
   std::size_t size() const noexcept { return bytes_.size(); }
   // Invalid for a number or an object that does not lie within the bytes.
   Object object(std::uint64_t number) const noexcept;
-  // The same in the caller's own code: for the one place where nearly every object comes through.
+  // As object(), inlined: for the one caller that reads nearly every object.
   [[gnu::always_inline]] Object objectHere(std::uint64_t number) const noexcept;
-  // Shorter than object() for the kind that is looked at most. False for another kind.
+  // The value of a UID, the most frequent kind in keyed archives: faster than object(). False for another
+  // kind.
   [[gnu::always_inline]] bool uid(std::uint64_t number, std::uint64_t& out) const noexcept {
     const std::uint8_t* place = placeOf(number);
     if (!place || *place >> 3 != 0x80 >> 3 || left(place) < std::size_t{2} + (*place & 7)) return false;
     out = sizedNumber(place + 1, (*place & 7u) + 1);
     return true;
   }
-  // The number that an array's or dictionary's payload names at an index below its count.
+  // The object number at an index in the payload of an array or dictionary; the index is below its count.
   std::uint64_t reference(const std::uint8_t* payload, std::uint64_t index) const noexcept {
     return sizedNumber(payload + index * referenceWidth_, referenceWidth_);
   }
@@ -74,14 +75,14 @@ class BinaryPropertyList final {
  private:
   static constexpr std::size_t kMagicSize = 8;
 
-  // Where the object's marker stands, which is before objectsEnd_; null for none.
+  // The address of the object's marker, which is before objectsEnd_; null if there is no such object.
   const std::uint8_t* placeOf(std::uint64_t number) const noexcept {
     if (number >= count_) return nullptr;
     const std::uint64_t offset = sizedNumber(objectsEnd_ + number * offsetWidth_, offsetWidth_);
     const std::uint64_t end = static_cast<std::uint64_t>(objectsEnd_ - bytes_.data());
     return offset >= kMagicSize && offset < end ? bytes_.data() + offset : nullptr;
   }
-  // Objects of a fixed size, and those whose marker tells their count.
+  // Objects of a fixed size, and objects whose marker contains their count.
   Object fixed(Kind kind, const std::uint8_t* place, std::size_t size) const noexcept {
     return size <= left(place) ? Object{kind, place, size} : Object{};
   }

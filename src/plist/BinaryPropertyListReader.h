@@ -1,7 +1,7 @@
 // Binary property lists, read into a sink or a Value. Any thread; nothing is shared between calls.
 //
-// Time and memory are bounded by the input's size and by what the sink takes: the sink must refuse to take
-// without end, for an object may be named from many places and is handed over each time.
+// Time and memory are bounded by the input's size and by what the sink takes. The sink must have a limit: an
+// object that is referenced from many places is passed to it each time.
 #pragma once
 
 #include <cstdint>
@@ -15,13 +15,12 @@
 
 namespace moxtel {
 
-// Returns why the reading ended early, for a log or a user, or an empty text. Lenient: objects that cannot be
-// read are left out, with their keys.
+// Returns an empty text, or why the reading ended early, for a log or a user. Lenient: objects that cannot be
+// read are left out together with their keys, and counted in oddities.
 std::string readBinaryPropertyList(std::span<const std::uint8_t> bytes, PropertyListSink& sink,
                                    Strictness strictness, PropertyListOddities& oddities);
 
-// The value that the bytes hold, its collections immutable; nothing when they cannot be read or go beyond the
-// limits.
+// The value in the bytes, with immutable collections; nothing when they cannot be read or exceed the limits.
 std::optional<Value> binaryPropertyListValue(std::span<const std::uint8_t> bytes,
                                              const PropertyListLimits& limits, Strictness strictness);
 

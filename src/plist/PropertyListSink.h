@@ -1,4 +1,5 @@
-// What readers of property lists hand over, in the order of the file, and what they report. Any thread.
+// The interface through which readers of property lists pass on what they read, in the order of the file, and
+// what they report. Any thread.
 #pragma once
 
 #include <cstddef>
@@ -9,26 +10,26 @@
 
 namespace moxtel {
 
-// Collections inside each other, and elements of an XML list, that readers descend into.
+// Readers do not descend deeper: collections inside each other, or elements of an XML list.
 inline constexpr std::size_t kDeepestPropertyList = 512;
 
-// Takes the contents of one property list. A reader calls in a sensible order only: each value of a
-// dictionary after its key, one value at the top, an end for each begin. Functions that return a text return
-// why the reading must end, or null; texts are fixed ones.
+// Takes the contents of one property list. A reader makes well-formed sequences of calls only: one value at
+// the top, each value of a dictionary after its key, an end for each begin. A function that returns a text
+// returns null, or why the reading must end, as a string literal.
 class PropertyListSink {
  public:
   virtual ~PropertyListSink() = default;
 
-  // Whether the value that comes next is wanted. One that is not is passed over without being looked at.
+  // Whether the next value is wanted. The reader skips an unwanted value without decoding it.
   virtual bool wantsNext() const { return true; }
-  // The most bytes that a key, text or data may have. A reader makes none that is longer.
+  // The most bytes that the next key, text or data may have. Readers do not decode a longer one.
   virtual std::size_t room() const = 0;
 
   virtual const char* begin(bool isDictionary) = 0;
   virtual const char* end() = 0;
   virtual const char* key(std::string_view key) = 0;
   virtual const char* leaf(Value value) = 0;
-  // In place of a value that is not wanted or was left out.
+  // Called in place of a value that is not wanted or was left out.
   virtual const char* skip() = 0;
 
  protected:

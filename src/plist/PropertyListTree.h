@@ -1,4 +1,4 @@
-// A sink that builds a Value, within bounds. One thread; one property list an object.
+// A sink that builds a Value, within limits. One thread; one object for each property list.
 #pragma once
 
 #include <optional>
@@ -11,7 +11,7 @@ namespace moxtel {
 
 struct PropertyListLimits {
   std::size_t depth = 64;        // collections inside each other
-  std::size_t bytes = 64 << 20;  // of texts, data and keys, and 64 for each value
+  std::size_t bytes = 64 << 20;  // of texts, data and keys, plus 64 for each value
 };
 
 class PropertyListTree : public PropertyListSink {
@@ -28,14 +28,14 @@ class PropertyListTree : public PropertyListSink {
 
   // The value at the top; nil when there is none or it is not complete.
   Value take() { return std::move(top_); }
-  // The same, but of a dictionary that is not complete the entries that are.
+  // As take(), but if the dictionary at the top is not complete, it is returned with the entries that are.
   Value takeBeginning();
 
  protected:
-  // Of the collections that are open, from the top on.
+  // The number of collections that have begun and not ended. Level 0 is the top one.
   std::size_t openCollections() const { return open_.size(); }
   bool isDictionary(std::size_t level) const { return open_[level].isDictionary; }
-  // The key of the value that comes next there; null for none.
+  // The key of the next value on that level; null if there is none.
   const Text* keyAt(std::size_t level) const { return open_[level].key ? &*open_[level].key : nullptr; }
 
  private:

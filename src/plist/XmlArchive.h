@@ -1,5 +1,4 @@
-// A keyed archive in XML, turned into the binary form, so that one reader of archives serves both. Any
-// thread.
+// Converts a keyed archive in XML to the binary form, so that one reader of archives serves both. Any thread.
 #pragma once
 
 #include <cstdint>
@@ -10,8 +9,8 @@
 
 namespace moxtel {
 
-// A dictionary {"CF$UID": integer} becomes a UID. Nothing is forgiven: archives come from untrusted peers.
-// Time and memory are bounded by a constant times the input's size.
+// A dictionary {"CF$UID": integer} becomes a UID. Every error is reported: archives come from untrusted
+// peers. Time and memory are bounded by a constant times the input's size.
 std::variant<Bytes, DecodingError> binaryPropertyListOfXml(std::span<const std::uint8_t> xml);
 
 }  // namespace moxtel

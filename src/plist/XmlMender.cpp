@@ -79,8 +79,8 @@ void XmlMender::feed(std::string_view bytes, std::string& out) {
   }
 }
 
-// Passes on the characters at the front that mean nothing in texts and tags, most of a file, and returns how
-// many there are.
+// Passes on the characters at the front that have no special meaning in texts and tags (most of a file), and
+// returns their number.
 std::size_t XmlMender::plainBytes(std::string_view bytes) {
   const bool isSimple = state_ == State::Text || state_ == State::Tag;
   if (!isSimple || !held_.empty() || missing_ > 0) return 0;
@@ -263,7 +263,7 @@ void XmlMender::inText(char32_t c) {
   }
 }
 
-// What is held began nothing: its first character becomes a reference, the rest is text.
+// The held characters begin neither a reference nor markup: the first becomes a reference, the rest is text.
 void XmlMender::escapeHeld() {
   const std::string held = std::move(held_);
   held_.clear();
@@ -388,8 +388,8 @@ void XmlMender::inDocumentType(char32_t c) {
   }
 }
 
-// Comments and instructions may follow the outermost element. They mean nothing and are dropped like the
-// rest, but are not odd.
+// Comments and instructions may follow the outermost element. They are dropped like the rest, but do not count
+// as odd.
 void XmlMender::atEnd(char32_t c) {
   if (endIsKnown_) return;
   if (held_.empty() && isSpace(c)) {

@@ -1,15 +1,21 @@
-// A filter that makes nearly well-formed XML well-formed, for files that other programs wrote carelessly: an
-// XML parser cannot go on after an error. One thread; one file an object. Linear in time; holds back at most
-// 64 bytes.
+// A filter that turns nearly well-formed XML into well-formed XML, because an XML parser cannot continue
+// after an error, and programs write files with such errors. One thread; one object for each file. Takes
+// linear time and delays at most 64 bytes.
 //
-// What it mends: a character that XML does not allow (U+000B, U+FFFF), written as such or as a reference, and
-// bytes that are no UTF-8 become U+FFFD; a pair of surrogates, each in bytes of its own (CESU-8) or as a
-// reference, becomes its character; '&' and '<' that begin neither reference nor tag, and "]]>", become
-// references; whatever follows the end of the outermost element is dropped. References, '&' and '<' inside
-// comments, CDATA and instructions are left alone. Line ends are kept, so lines keep their numbers.
+// What it mends:
+// - A character that XML does not allow (U+000B, U+FFFF), literal or as a reference, becomes U+FFFD; so do
+// bytes
+//   that are not UTF-8.
+// - A pair of surrogates, each encoded separately (CESU-8) or as a reference, becomes its character.
+// - '&' and '<' that begin neither a reference nor a tag, and "]]>", become references.
+// - Everything after the end of the outermost element is dropped.
 //
-// A file in UTF-16 and one with declarations of its own is mended in its characters only, or not at all; one
-// that declares another encoding keeps its bytes outside ASCII.
+// References, '&' and '<' inside comments, CDATA and instructions are not changed. Line ends are kept, so
+// lines keep their numbers.
+//
+// A file in UTF-16 is not changed. In a file that declares entities or elements, everything from the
+// declarations on has only its characters mended. In a file that declares another encoding, the bytes outside
+// ASCII are not changed.
 #pragma once
 
 #include <cstdint>
@@ -22,9 +28,9 @@ namespace moxtel {
 
 class XmlMender final {
  public:
-  // Takes the next piece of any length and appends what it becomes.
+  // Takes the next piece, of any length, and appends the mended text.
   void feed(std::string_view bytes, std::string& out);
-  // After the last piece: appends what was held back.
+  // Call after the last piece: appends the delayed bytes.
   void finish(std::string& out);
 
   // What was mended; places are lines, from 1.
@@ -68,7 +74,7 @@ class XmlMender final {
   void odd() { oddities_.add(line_); }
   void emit(char32_t c);
   void emit(std::string_view text);
-  // Half a pair of surrogates whose other half does not come.
+  // Ends a pair of surrogates whose other half does not follow.
   void settle();
 
   std::string* out_ = nullptr;
@@ -79,7 +85,7 @@ class XmlMender final {
   // Bytes into characters.
   std::string start_;           // the first two bytes
   bool isUtf16_ = false;        // nothing is mended
-  bool hasOtherBytes_ = false;  // bytes from 0x80 on are not UTF-8, and right
+  bool hasOtherBytes_ = false;  // the declared encoding is not UTF-8: bytes from 0x80 on are kept
   char32_t sequence_ = 0;       // bits of a sequence that is not complete
   int missing_ = 0;             // its bytes that are still to come
   std::uint8_t lowest_ = 0x80;  // bounds of the next one of them
@@ -89,7 +95,7 @@ class XmlMender final {
   // Characters into XML.
   State state_ = State::Text;
   std::string held_;         // a reference or markup that is not complete
-  std::string tail_;         // the last characters of what has an end of several characters
+  std::string tail_;         // the last characters, where several characters end the construct
   std::string instruction_;  // its beginning, before the outermost element
   char quote_ = 0;           // around the attribute or literal, or none
   bool closing_ = false;     // the tag begins with "</"

@@ -65,7 +65,7 @@ class XmlPropertyListReader::Parser final {
       return parser.text(std::string_view(text, static_cast<std::size_t>(length)));
     });
   }
-  // Declarations of a file's own could make a short text unfold into a long one.
+  // Entities that a file declares could expand a short text into a long one.
   static void onDocumentType(void* data, const XML_Char*, const XML_Char*, const XML_Char*, int hasSubset) {
     self(data).guarded(
         [&](Parser& parser) { return hasSubset == 0 || parser.fail("it declares entities of its own"); });
