@@ -167,7 +167,7 @@ class Scene final {
     if (light_.stars > 0.4 && noise_.at(x * 420, y * 420) > 0.985) c = c + Color{.7, .7, .75};
     return c;
   }
-  // Where a range's ridge stands at x; range 0 is the farthest.
+  // The height of a range's ridge at x; range 0 is the farthest.
   double ridge(double x, int range) const {
     const double height = 0.34 - 0.06 * range;
     const double base = 0.62 + 0.045 * range;

@@ -19,12 +19,12 @@ void addCount(CLI::App& app, const char* name, std::size_t& count, const char* h
 }
 
 void addOptions(CLI::App& app, MakeLibraryOptions& options) {
-  app.set_help_flag("-h,--help", "show this");
+  app.set_help_flag("-h,--help", "show this help");
   app.set_version_flag("--version", "moxtel-make-library " MOXTEL_VERSION, "show the version");
   app.add_option("DIR", options.folder, "the folder of the library")->required()->option_text(" ");
   addCount(app, "--photos", options.photos, "number of photos (60; at most 20000000)");
   // Compared as a real: CLI11 takes -1 for a number without sign, too.
-  app.add_option("--seed", options.seed, "which library of that kind (1)")
+  app.add_option("--seed", options.seed, "seed of the random numbers (1)")
       ->type_name("S")
       ->check(CLI::Range(0.0, 0x1p64).description(""));
   app.add_option_function<std::string>(
@@ -34,15 +34,15 @@ void addOptions(CLI::App& app, MakeLibraryOptions& options) {
          "photo  landscapes of 1 to 2 megapixels (default)")
       ->type_name("WHAT")
       ->check(CLI::IsMember(kImages).description(""));
-  addCount(app, "--projects", options.projects, "number of projects (events); 0: what suits the photos");
-  addCount(app, "--albums", options.albums, "number of regular albums; 0: what suits the photos");
-  addCount(app, "--faces", options.faces, "number of named persons; 0: what suits the photos");
-  app.add_flag("--big-album", options.bigAlbum, "add an album that holds every photo");
+  addCount(app, "--projects", options.projects, "number of projects (events); 0: depends on --photos");
+  addCount(app, "--albums", options.albums, "number of regular albums; 0: depends on --photos");
+  addCount(app, "--faces", options.faces, "number of named persons; 0: depends on --photos");
+  app.add_flag("--big-album", options.bigAlbum, "add an album that contains every photo");
   app.add_flag("--album-data", options.albumData, "write an AlbumData.xml beside the databases");
   app.add_flag("--strange", options.strange,
-               "add what no photo application should write:\n"
-               "missing values, ties, duplicates, odd texts and\n"
-               "numbers (without pictures)");
+               "write data that no photo application should\n"
+               "write: missing values, ties, duplicates, odd\n"
+               "texts and numbers (without pictures)");
 }
 
 }  // namespace
