@@ -1,5 +1,5 @@
-// One picture file from the disk to a JPEG on standard output, as "Image of Photo" makes it; a process of its
-// own, so that image_peers.py can compare its time and memory with those of other programs.
+// Converts one picture file to a JPEG on standard output, as "Image of Photo" does. A separate program, so
+// that image_peers.py can compare its time and memory with those of other programs.
 //
 //     image-bench FILE
 #include <unistd.h>

@@ -1,6 +1,6 @@
-// Listing photos, containers and faces, against a floor in the same run: the same facts by joins, over whole
-// tables where most of them is wanted, read into plain structs. Both keep their connections open. Libraries
-// are made here, in the temporary folder.
+// Measures listing photos, containers and faces, next to a floor in the same run: joins that read the same
+// data into plain structs, over whole tables if most rows are needed. Both keep their connections open. Makes
+// its libraries in the temporary folder.
 
 #include <benchmark/benchmark.h>
 #include <sqlite3.h>
@@ -41,8 +41,8 @@ std::string uuid(const std::string& letter, const std::string& number) {
 constexpr std::int64_t kSmallAlbum = 1000;
 
 // One project and one album of `photos` photos, each with coordinates, a caption and a comment; two versions
-// a photo, of which the even model ids are seen. In larger libraries another album has 1,000 photos from
-// everywhere.
+// of each photo, of which the one with the even model id is visible. Larger libraries have another album of
+// 1,000 photos from all over the library.
 void addPhotos(test::TestLibrary& files, std::int64_t photos) {
   const std::string all = numbers(photos);
   const std::string columns =
@@ -91,7 +91,7 @@ void addProjects(test::TestLibrary& files, std::int64_t projects) {
                     numbers(projects) + "SELECT 'AllProjectsItem'," + uuid("p", "i") + ",-i FROM n;");
 }
 
-// Twenty detections a face.
+// Twenty detections of each face.
 void addFaces(test::TestLibrary& files, std::int64_t faces) {
   files.execute(DatabaseFile::Faces, "BEGIN; INSERT INTO RKFaceName(uuid,name,faceKey,keyVersionUuid) " +
                                          numbers(faces) + "SELECT " + uuid("f", "i") +

@@ -46,7 +46,7 @@ def free_port():
 
 
 class Program:
-    """Runs one server on a port of its own until the block ends."""
+    """Runs one server on a free port until the block ends."""
 
     def __init__(self, words, port, environment=None):
         self.words, self.port, self.environment = words, port, environment

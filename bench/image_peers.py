@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Compares "Image of Photo" with other programs that do the same work, each in a process of its own.
+"""Compares "Image of Photo" with other programs that do the same work, each in its own process.
 
     image_peers.py BIN_FOLDER [--rounds N] [--megapixels N] [FORMAT …]
 

@@ -66,7 +66,7 @@ class Measurement(PhotoApplicationTestCase):
         row(what, len(scripts), *texts, "%.2f" % (statistics.median(ours) / statistics.median(peers)))
 
     def add_smart_albums(self):
-        """Adds smart albums in a folder of their own; returns their model ids."""
+        """Adds smart albums in a new folder; returns their model ids."""
         numbers = range(20000, 20000 + ALBUMS)
         self.change("INSERT INTO RKFolder (modelId,uuid,name,folderType,parentFolderUuid,isHidden,isMagic,isInTrash,"
                     "isHiddenWhenEmpty) VALUES (19999,'folder','Folder',1,'TopLevelAlbums',0,0,0,0)")

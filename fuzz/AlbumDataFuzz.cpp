@@ -1,5 +1,5 @@
-// Arbitrary bytes as the legacy album file: the outcome is lists, with a reason when it ends early, within
-// bounds, and the same however the bytes arrive.
+// Reads arbitrary bytes as the legacy album file. The result is within the limits, has a reason if reading
+// ended early, and does not depend on how the bytes are split.
 #include <algorithm>
 #include <cstdint>
 #include <string_view>
@@ -33,7 +33,7 @@ void checkContents(const AlbumDataContents& contents, const AlbumDataLimits& lim
   }
 }
 
-// What mended XML holds, as a text: a real that is not a number equals nothing.
+// The value in mended XML, as a text, because NaN does not equal itself.
 std::string mendedLists(std::string_view bytes, std::size_t piece, const AlbumDataLimits& limits) {
   AlbumDataTree tree(limits.kept);
   XmlPropertyListReader reader(tree, Strictness::Lenient);

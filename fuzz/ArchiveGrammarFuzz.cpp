@@ -1,5 +1,5 @@
-// Archives made from the fuzzer's choices: the property list is well formed, what the archive in it says is
-// anything: references to nowhere and in circles, classes that are none, lists of different lengths, lists
+// Archives made from the fuzzer's choices. The property list is well-formed; the archive in it may be wrong
+// in any way: references to missing objects and in cycles, invalid classes, lists of different lengths, lists
 // that several objects share, old forms, widths from 1 to 8 bytes. Or a Value, written and read again.
 #include <array>
 #include <vector>
@@ -24,7 +24,7 @@ class GraphBuilder final {
       "NSDate",          "NSNull",          "NSSet",        "NSMutableSet",
       "SomethingUnknown"};
 
-  // Mostly an object that is there.
+  // Mostly an object that exists.
   std::uint64_t someUid() { return list_.uid(in_.below(count_ + 2), 1 + in_.below(8)); }
   std::uint64_t someList() {
     if (!lists_.empty() && in_.below(4) == 0) return lists_[in_.below(lists_.size())];
@@ -140,7 +140,7 @@ Value someValue(Input& in, int depth) {
     case 8: {
       Dictionary dictionary(mutability);
       for (auto left = in.below(9); left > 0; --left) {
-        // In an archive a text that is no UTF-8 changes, and two such keys may become one.
+        // An archive changes texts that are not UTF-8, so two such keys may become equal.
         std::string key = in.text(in.below(4));
         for (char& c : key) c &= 0x7F;
         dictionary.set(key, someValue(in, depth + 1));

@@ -1,7 +1,7 @@
-// Some requests in a row to a whole server, but for its socket: every command, with ids that the library
-// knows and with anything else in their place, answers from a photo application that may say anything.
-// Whatever is asked: two replies for a request at most, each can be archived and read again; a text from
-// outside never ends a script's own texts; and afterwards the lists are what they were.
+// Several requests in a row to a whole server without its socket: every command, with ids of the library and
+// with any other value as the id, and with arbitrary answers of the photo application. Each request gets at
+// most two replies, which can be archived and read again; a text of a request never ends a quoted text of a
+// script; and afterwards the lists are the same as before.
 #include <algorithm>
 #include <cstdint>
 #include <optional>
@@ -24,7 +24,7 @@ using namespace moxtel;
 using fuzz::Input;
 using fuzz::require;
 
-// Decoding programs are fuzzed by themselves: here none can be started.
+// No helper program can be started: they have their own fuzz targets.
 class NoProcesses final : public ProcessRunner {
  public:
   ProcessResult run(const ProcessRequest&) override { return {}; }
@@ -59,7 +59,7 @@ class ChosenAnswers final : public ScriptRunner {
   Input* input = nullptr;
 
  private:
-  // The scripts write one text on a line, or several, and none over a line's end.
+  // In the scripts, quoted texts begin and end on the same line.
   static bool hasWholeTexts(std::string_view source) {
     bool inText = false;
     for (const char c : source) {
@@ -144,7 +144,7 @@ class Server final {
     return channel_.envelopes.empty() ? Value() : channel_.envelopes[0];
   }
 
-  // Every text that could be an id, in any depth.
+  // Every text that could be an id, at any depth.
   void collectIds(const Value& value) {
     if (value.isArray()) {
       for (const Value& element : value.array()) collectIds(element);

@@ -1,5 +1,5 @@
-// A command line, its words parted by NULs: taken whole or not at all, and what was taken reads as it was
-// given.
+// A command line, its words separated by NULs. Either all of it is accepted or none, and accepted values are
+// read back unchanged.
 #include <cstdint>
 #include <cstdlib>
 #include <string>

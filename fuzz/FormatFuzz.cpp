@@ -1,4 +1,4 @@
-// A format string of a translation, with arguments that fit it or not. The format ends at the first NUL.
+// A format string of a translation, with arguments that may not fit it. The format ends at the first NUL.
 #include <algorithm>
 #include <vector>
 
@@ -47,7 +47,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     longest += describe(arguments.back().value()).size() + 512;
   }
   const std::string text = formatRuntime(format, std::span<const FormatArgument>(arguments));
-  // Each place takes two characters at least and gives one argument or 4096 characters.
+  // Each place takes at least two characters and prints one argument or at most 4096 characters.
   fuzz::require(text.size() <= format.size() * 4200 + longest);
   fuzz::require(formatRuntime(fuzz::doubled(format)) == format);
   fuzz::require(formatRuntime("%@", format) == format);

@@ -1,6 +1,5 @@
-// The bytes of one request, through decoding, dispatch and the listing commands of a small scripted library.
-// Whatever they are: at most one reply is sent, it can be archived, and the library is released before it and
-// at the end.
+// The bytes of one request: decoding, dispatch, and the listing commands of a small scripted library. At most
+// one reply is sent, it can be archived, and the library is released before the reply and at the end.
 #include <cstdint>
 #include <cstdlib>
 
@@ -50,7 +49,7 @@ class CountingScope : public CommandScope {
   bool held = false;
 };
 
-// A reply must be such that it can be written.
+// Every reply must be a value that can be archived.
 class CheckingChannel : public RecordingReplyChannel {
  public:
   explicit CheckingChannel(const CountingScope& scope) : scope_(scope) {}

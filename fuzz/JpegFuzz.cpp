@@ -1,13 +1,13 @@
-// JPEGs, which the server decodes itself. The input is the file: what is encoded anew is a picture of the
-// same size, colors and profile that can be read again, and what is decoded is whole.
+// The JPEG decoder and encoder of the server. The input is the file. An encoded result can be read again and
+// has the same size, color model and profile; a decoded result is complete.
 #include "fuzz/FuzzInput.h"
 #include "pictures/codec/Jpeg.h"
 
 namespace moxtel::fuzz {
 namespace {
 
-// Large pictures are for the tests: here each would take as long as thousands of small ones. Any marker that
-// could be the one with the size counts.
+// Rejects large pictures: each would take as long as thousands of small ones, and the tests cover them.
+// Checks every marker that could be the one with the size.
 bool isSmall(std::span<const std::uint8_t> file) {
   constexpr std::uint64_t kMostPixels = 1 << 18;
   for (std::size_t at = 0; at + 9 <= file.size(); ++at) {
@@ -42,7 +42,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (pixels.outcome == JpegOutcome::Done) fuzz::requireWhole(pixels.image);
   if (encoded.outcome != JpegOutcome::Done) return 0;
   require(reencodedJpeg(encoded.jpeg).outcome == JpegOutcome::Done);
-  // Planes that do not divide each other evenly are handed on, but libjpeg makes no pixels of them.
+  // Planes whose sizes do not divide evenly are encoded again, but libjpeg cannot convert them to pixels.
   if (pixels.outcome != JpegOutcome::Done) return 0;
   const JpegPixels again = pixelsOfJpeg(encoded.jpeg);
   require(again.outcome == JpegOutcome::Done);

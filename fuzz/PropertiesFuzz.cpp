@@ -18,7 +18,7 @@ namespace {
 
 using properties::FileBytes;
 
-// What clients get holds no nil, no number that is none, and no broken text.
+// A reply contains no nil, no number that is not finite, and no text that is not UTF-8.
 void requireSound(const Value& value) {
   require(!value.isNil());
   if (value.type() == Value::Type::Real) require(std::isfinite(value.doubleValue()));

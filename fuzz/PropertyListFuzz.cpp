@@ -1,5 +1,5 @@
-// The same property list in binary and in XML reads alike: as a plain list, and as a keyed archive, right or
-// wrong.
+// The same property list in binary and in XML gives the same result: as a plain list, and as a keyed archive,
+// valid or not.
 #include <bit>
 #include <cmath>
 #include <vector>
@@ -59,7 +59,7 @@ std::string escaped(std::string_view utf8) {
   return out;
 }
 
-// A text that XML can hold, from any bytes.
+// A text that XML allows, made from any bytes.
 std::u32string textOf(const std::string& bytes) {
   std::u32string text;
   for (std::size_t i = 0; i < bytes.size();) {
@@ -228,7 +228,7 @@ void checkPlain(Input& input) {
   require(binary && xml && *binary == *xml);
 }
 
-// Archives compare as they are written: in that form mutability counts and a real that is no number is one.
+// Compares values by their archives, in which mutability counts and NaN equals itself.
 void checkArchive(Input& input) {
   Twin twin(input);
   const Object top = twin.archive();

@@ -1,4 +1,5 @@
-// What a script interpreter prints, on another machine perhaps: the result and error readers take any bytes.
+// The output of a script interpreter, which may run on another machine: any bytes, read as a result and as an
+// error.
 #include <cstdint>
 #include <cstdlib>
 #include <string_view>

@@ -1,6 +1,6 @@
-// Arbitrary bytes through the filter that mends XML. It gives the same in pieces of any size; what it has not
-// found odd it has not changed; what an XML parser accepts stays so; and text between tags, whatever its
-// bytes, becomes text that the strictest reader accepts.
+// Arbitrary bytes through the filter that mends XML. The result does not depend on the size of the pieces;
+// without a counted oddity nothing is changed; XML that a parser accepts is still accepted; and arbitrary
+// bytes between tags become text that the strict reader accepts.
 #include <expat.h>
 
 #include <algorithm>
@@ -37,7 +37,7 @@ bool isWellFormed(std::string_view text) {
   return status == XML_STATUS_OK;
 }
 
-// Comments and instructions behind the outermost element are dropped without being odd.
+// Comments and instructions after the outermost element are dropped without being counted.
 void checkFile(std::string_view bytes) {
   const Mended whole = mended(bytes, bytes.size() + 1);
   for (const std::size_t piece : {1, 3}) {
@@ -46,7 +46,7 @@ void checkFile(std::string_view bytes) {
   }
   require(whole.text.size() <= 5 * bytes.size());
   if (whole.oddities == 0) require(bytes.starts_with(whole.text));
-  // A longer reference than any program writes is no reference to the filter.
+  // The filter does not recognize a reference that is longer than any program writes.
   const bool hasLongReference = bytes.find("00000000000000000000") != std::string_view::npos;
   if (!hasLongReference && isWellFormed(bytes)) require(isWellFormed(whole.text) && whole.oddities == 0);
 }

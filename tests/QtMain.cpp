@@ -1,4 +1,4 @@
-// main of the tests of windows: they are drawn into memory, on whatever machine.
+// The main function of tests with windows, which are drawn into memory: no display is needed.
 #include <gtest/gtest.h>
 
 #include <QApplication>
@@ -6,9 +6,10 @@
 #ifdef __SANITIZE_THREAD__
 #include <QThreadPool>
 
-// Qt divides wide drawing among the threads of this pool, unless it draws on one of them already. It hands
-// them their work by semaphores that ThreadSanitizer does not see, Qt not being built with it, and would be
-// taken to race at every step. So Qt is told here, in place of its own answer, that it need not divide.
+// Qt divides large drawing operations among the threads of this pool, unless the drawing thread belongs to
+// the pool. The threads synchronize with semaphores that ThreadSanitizer does not see, because Qt is not
+// built with it, so every operation would be reported as a race. This replacement of Qt's function makes
+// every thread count as one of the pool, so Qt does not divide.
 bool QThreadPool::contains(const QThread*) const { return true; }
 #endif
 

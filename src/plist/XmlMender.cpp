@@ -388,8 +388,8 @@ void XmlMender::inDocumentType(char32_t c) {
   }
 }
 
-// Comments and instructions may follow the outermost element. They are dropped like the rest, but do not count
-// as odd.
+// Comments and instructions may follow the outermost element. They are dropped like the rest, but do not
+// count as odd.
 void XmlMender::atEnd(char32_t c) {
   if (endIsKnown_) return;
   if (held_.empty() && isSpace(c)) {

@@ -1,5 +1,5 @@
-// An event loop for tests: nothing runs until the test lets it, and its clock moves only when the test moves
-// it. The thread that made it counts as its thread.
+// An event loop for tests: tasks run only when the test runs them, and its clock moves only when the test
+// moves it. Its thread is the one that constructed it.
 #pragma once
 
 #include <deque>
@@ -16,14 +16,15 @@ class FakeEventLoop : public EventLoop {
  public:
   bool isCurrent() const override { return std::this_thread::get_id() == thread_; }
   void post(Task task) override;
-  // On another thread too the task runs at once, on that thread: a fake has no loop to hop to.
+  // Runs the task at once on the calling thread, also if that is another thread: the fake has no running
+  // loop.
   bool performAndWait(Task task) override;
   std::unique_ptr<Timer> callAfter(Duration delay, Task task) override;
   std::unique_ptr<Timer> callEvery(Duration interval, Task task) override;
 
-  // Runs what was posted, and what that posts, until nothing is left.
+  // Runs the posted tasks, and those that they post, until none is left.
   void runPosted();
-  // Moves the clock, calling the timers that come due in their order and running what is posted between them.
+  // Moves the clock: calls the timers that become due, in order, and runs posted tasks between them.
   void advance(Duration time);
   std::size_t posted() const;
   std::size_t timers() const;

@@ -84,7 +84,7 @@ TEST(FakeClock, movesOnlyWhenMoved) {
   EXPECT_EQ(clock.now(), (Date{101.5}));
 }
 
-TEST(FakeRunningApplications, tellsWhatItWasToldAndCountsTheQuestions) {
+TEST(FakeRunningApplications, returnsTheNamesOfTheTestAndCountsTheQuestions) {
   FakeRunningApplications applications({"iPhoto"});
   EXPECT_THAT(applications.names(), ElementsAre("iPhoto"));
   applications.set({});

@@ -1,4 +1,4 @@
-// A process runner for tests: answers from a function and keeps what it was asked.
+// A process runner for tests: answers from a function and records the requests.
 #pragma once
 
 #include <functional>
@@ -22,8 +22,8 @@ class FakeProcessRunner final : public ProcessRunner {
     return {ProcessResult::Ending::Exited, exitStatus, std::move(output), {}};
   }
 
-  // The answer's output goes to onOutput in one chunk, where there is one, in chunks where setChunks() gave
-  // them.
+  // The answer's output goes to the request's onOutput, if it has one: in one chunk, or in those of
+  // setChunks().
   ProcessResult run(const ProcessRequest& request) override {
     requests_.push_back(request);
     ProcessResult result = answer_(request);

@@ -1,4 +1,4 @@
-// Running applications for tests: those that the test says.
+// Running applications for tests: those that the test sets.
 #pragma once
 
 #include <string>

@@ -1,4 +1,4 @@
-// Keeps what the user would be shown.
+// Records the messages to the user.
 #pragma once
 
 #include <algorithm>

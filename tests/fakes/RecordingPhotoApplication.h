@@ -1,4 +1,4 @@
-// A photo application that writes down what it is asked and answers from tables.
+// A photo application that records the questions and answers from tables.
 #pragma once
 
 #include <functional>

@@ -1,4 +1,4 @@
-// A script runner that writes down the scripts it gets and answers as the test says.
+// A script runner that records the scripts and returns the results that the test sets.
 #pragma once
 
 #include <functional>
@@ -12,7 +12,7 @@ namespace moxtel::test {
 
 class RecordingScriptRunner final : public ScriptRunner {
  public:
-  // Without an answer every script gives nothing.
+  // Without an answer, every script succeeds without a result.
   std::function<ScriptOutcome(const std::string& source)> answer = [](const std::string&) {
     return ScriptOutcome::success(Value());
   };

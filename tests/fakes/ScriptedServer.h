@@ -56,7 +56,7 @@ class ScriptedServer {
   };
   using Script = std::function<void(Connection&)>;
 
-  // Runs the script on a thread of its own for one connection after another.
+  // Runs the script on a new thread, for one connection after another.
   explicit ScriptedServer(Script script) : script_(std::move(script)) {
     listener_ = FileDescriptor(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
     sockaddr_in address{};

@@ -31,7 +31,7 @@ class ServiceManager:
         self.socket.close()
         shutil.rmtree(self.folder)
 
-    def told(self):
+    def next_notification(self):
         return self.socket.recv(4096)
 
 
@@ -49,10 +49,10 @@ class Daemon(moxteltest.LibraryTestCase):
             with ServiceManager(abstract) as manager:
                 environment = {"NOTIFY_SOCKET": manager.name}
                 with Server(self.library, wait=False, environment=environment) as server:
-                    self.assertEqual(manager.told(), b"READY=1")
+                    self.assertEqual(manager.next_notification(), b"READY=1")
                     self.assertTrue(server.is_listening())
                     self.send(server, signal.SIGTERM)
-                    self.assertEqual(manager.told(), b"STOPPING=1")
+                    self.assertEqual(manager.next_notification(), b"STOPPING=1")
                     self.assertEqual(server.process.wait(moxteltest.PATIENCE), 0)
 
     def test_serves_without_the_service_manager(self):

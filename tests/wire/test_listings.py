@@ -117,10 +117,10 @@ class Comparison:
         """The server uses "(null)" for a missing id, the digits of a number, and the description of a collection, which
         matches no uuid."""
         numbers = ((0, "0"), (12, "12"), (123, "123"), (-1, "-1"), (2**32 + 1, "4294967297"), (1.5, "1.5"), (True, "1"))
-        nobody = "\n( a description )\n"
-        strangers = ([], ["a"], ["it's"], {}, {"a": 1}, b"12", keyedarchive.Date(0))
+        no_uuid = "\n( a description )\n"
+        other_values = ([], ["a"], ["it's"], {}, {"a": 1}, b"12", keyedarchive.Date(0))
         for given, meant in (({}, None), *(({"id": number}, digits) for number, digits in numbers),
-                             *(({"id": stranger}, nobody) for stranger in strangers)):
+                             *(({"id": value}, no_uuid) for value in other_values)):
             with self.test.subTest(id=given):
                 self.same_containers(self.client.result("Folders of Album", **given), self.model.containers_in(meant))
                 self.same_list(self.client.result("Photos of Album", **given), self.model.photos_in(meant))

@@ -144,8 +144,8 @@ class Pictures(MetadataTestCase):
         before = self.server.memory()
         for name, key in keys.items():
             with self.subTest(name):
-                told = client.result(METADATA, key=key)
-                self.assertEqual((told["PixelWidth"], told["PixelHeight"]), CLAIMED[name])
+                metadata = client.result(METADATA, key=key)
+                self.assertEqual((metadata["PixelWidth"], metadata["PixelHeight"]), CLAIMED[name])
         self.assertLess(self.server.memory() - before, 128 << 20)
 
     def test_files_that_are_not_pictures_have_no_metadata(self):
@@ -164,8 +164,8 @@ class Pictures(MetadataTestCase):
             with self.subTest(name):
                 reply = client.ask(METADATA, key=key)
                 if reply != {"error": "No Metadata"}:
-                    told = reply["result"]
-                    self.assertEqual((told["PixelWidth"], told["PixelHeight"]), (96, 64))
+                    metadata = reply["result"]
+                    self.assertEqual((metadata["PixelWidth"], metadata["PixelHeight"]), (96, 64))
 
     def test_missing_files_have_no_metadata(self):
         stills = self.rows.stills()
@@ -203,7 +203,7 @@ class Movies(MetadataTestCase):
         self.movie = self.rows.movies()[0]
         self.key = self.movie["uuid"]
 
-    def told(self, client):
+    def metadata(self, client):
         return client.result(METADATA, key=self.key)
 
     def set_file(self, size):
@@ -232,9 +232,9 @@ class Movies(MetadataTestCase):
         self.assertGreater(len(movies), 10)
         for version in movies:
             with self.subTest(version["fileName"]):
-                told = client.result(METADATA, key=version["uuid"])
-                self.expect(self.rows.movie_metadata(version), told)
-                self.assertTrue(told.is_mutable)
+                metadata = client.result(METADATA, key=version["uuid"])
+                self.expect(self.rows.movie_metadata(version), metadata)
+                self.assertTrue(metadata.is_mutable)
         self.assertEqual(self.server.log().count("send video metadata: {"), len(movies))
 
     def test_all_seven_properties_and_no_other(self):
@@ -247,32 +247,32 @@ class Movies(MetadataTestCase):
             self.set_text(key, value)
         self.set_number("FPS", 1, version=10**6)
         self.set_text("PixelSize", "of another", version=10**6)
-        told = self.told(self.serve())
+        metadata = self.metadata(self.serve())
         self.expect({"MediaType": "Movie", "Filename": self.movie["fileName"], "Pixel Height": 64, "Pixel Width": 96,
                      "Creation Date": keyedarchive.Date(self.movie["createDate"]),
                      "Filesize (KB)": (self.copy / "Masters" / self.movie["imagePath"]).stat().st_size >> 10,
                      "Datarate (kbit/s)": 1500.5, "Frames per Second": 29.97, "Duration (s)": 12.0, "Codec": "H.264",
-                     "Audio Sample Rate": "44.1 kHz", "Aspect Ratio": "16:9", "Pixel Size": "1920 × 1080"}, told)
+                     "Audio Sample Rate": "44.1 kHz", "Aspect Ratio": "16:9", "Pixel Size": "1920 × 1080"}, metadata)
 
     def test_the_size_is_in_whole_kilobytes_and_never_0(self):
         self.set_file(0)
         client = self.enterContext(Client(self.enterContext(Server(self.copy))))
         for size, wanted in ((0, None), (1023, None), (1024, 1), (2047, 1), (5 << 40, 5 << 30)):
             self.set_file(size)
-            self.assertEqual(self.told(client).get("Filesize (KB)"), wanted, size)
+            self.assertEqual(self.metadata(client).get("Filesize (KB)"), wanted, size)
 
     def test_a_movie_with_a_missing_file_has_no_size(self):
         self.set_master(self.movie, "gone.mov")
-        told = self.told(self.serve())
-        self.assertNotIn("Filesize (KB)", told)
-        self.assertEqual(told["Filename"], self.movie["fileName"])
+        metadata = self.metadata(self.serve())
+        self.assertNotIn("Filesize (KB)", metadata)
+        self.assertEqual(metadata["Filename"], self.movie["fileName"])
 
     def test_without_a_date_in_the_record_only_the_databases_date_is_reported(self):
         self.rows.change("Library", "UPDATE RKVersion SET createDate = 300000000.5 WHERE uuid = ?", self.key)
-        told = self.told(self.serve())
-        self.assertEqual(told["Creation Date"], keyedarchive.Date(300000000.5))
-        self.assertNotIn("CreationDate", told)
-        self.assertNotIn("ModificationDate", told)
+        metadata = self.metadata(self.serve())
+        self.assertEqual(metadata["Creation Date"], keyedarchive.Date(300000000.5))
+        self.assertNotIn("CreationDate", metadata)
+        self.assertNotIn("ModificationDate", metadata)
 
     def test_missing_values_are_0_or_left_out(self):
         self.rows.change("Library", "UPDATE RKVersion SET fileName = NULL, masterHeight = NULL, masterWidth = NULL, "
@@ -282,14 +282,14 @@ class Movies(MetadataTestCase):
         self.set_number("FPS", None)
         self.set_file(0)
         self.expect({"MediaType": "Movie", "Pixel Height": 0, "Pixel Width": 0, "Creation Date": keyedarchive.Date(0.0),
-                     "Frames per Second": 0.0}, self.told(self.serve()))
+                     "Frames per Second": 0.0}, self.metadata(self.serve()))
 
     def test_logs_a_query_that_cannot_be_prepared_and_reports_the_rest(self):
         self.set_number("FPS", 25)
         self.rows.change("Properties", "DROP TABLE RKOtherProperty")
-        told = self.told(self.serve())
-        self.assertEqual(told["Frames per Second"], 25.0)
-        self.assertNotIn("Aspect Ratio", told)
+        metadata = self.metadata(self.serve())
+        self.assertEqual(metadata["Frames per Second"], 25.0)
+        self.assertNotIn("Aspect Ratio", metadata)
         self.assertIn("could not prepare query 'SELECT stringProperty,propertyKey FROM RKUniqueString,RKOtherProperty "
                       "WHERE versionId = %d AND stringId = RKUniqueString.modelId'" % self.movie["modelId"],
                       self.server.log())
@@ -297,13 +297,13 @@ class Movies(MetadataTestCase):
     def test_without_the_properties_database_reports_the_rest(self):
         for path in (self.copy / "Database").rglob("Properties.apdb"):
             path.unlink()
-        told = self.told(self.serve())
-        self.assertEqual(told["Filename"], self.movie["fileName"])
-        self.assertFalse(set(told) & {*NUMBERS.values(), *TEXTS.values()})
+        metadata = self.metadata(self.serve())
+        self.assertEqual(metadata["Filename"], self.movie["fileName"])
+        self.assertFalse(set(metadata) & {*NUMBERS.values(), *TEXTS.values()})
 
     def test_replies_with_a_damaged_properties_database(self):
         (self.copy / "Database/apdb/Properties.apdb").write_bytes(b"no database" * 1000)
-        self.assertEqual(self.told(self.serve())["Pixel Width"], 96)
+        self.assertEqual(self.metadata(self.serve())["Pixel Width"], 96)
 
 
 class Keys(MetadataTestCase):
@@ -361,9 +361,9 @@ class Keys(MetadataTestCase):
         versions = self.rows.ask("Library", "SELECT uuid FROM RKVersion")
         self.assertGreater(len(versions), 40)
         for (uuid,) in versions:
-            told = client.result(INFOS, key=uuid)
-            self.expect(reference.photo_with_uuid(uuid), told)
-            self.assertTrue(told.is_mutable)
+            metadata = client.result(INFOS, key=uuid)
+            self.expect(reference.photo_with_uuid(uuid), metadata)
+            self.assertTrue(metadata.is_mutable)
 
 
 if __name__ == "__main__":

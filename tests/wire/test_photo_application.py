@@ -316,7 +316,7 @@ class Failures(PhotoApplicationTestCase):
                 self.wait_for_line(server, "Not done in the photo application: ")
 
 
-class Strangers(PhotoApplicationTestCase):
+class UntrustedTexts(PhotoApplicationTestCase):
     def ask_everything(self, client, text):
         """Sends each command with a text for every argument; discards the replies."""
         for command in COMMANDS:

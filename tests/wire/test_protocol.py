@@ -294,11 +294,11 @@ class Refusals(moxteltest.LibraryTestCase):
             self.assertTrue(ended.stderr or ended.stdout)
 
     def test_a_server_ends_cleanly_on_a_signal(self):
-        for told in (signal.SIGTERM, signal.SIGINT):
-            with self.subTest(signal=told.name), Server(self.library) as server:
+        for number in (signal.SIGTERM, signal.SIGINT):
+            with self.subTest(signal=number.name), Server(self.library) as server:
                 with Client(server) as client:
                     self.assertEqual(client.result("Get Version"), "1.4")
-                    server.process.send_signal(told)
+                    server.process.send_signal(number)
                     self.assertEqual(server.process.wait(moxteltest.PATIENCE), 0, server.log()[-500:])
                     with self.assertRaises((moxteltest.Closed, ConnectionError)):
                         client.receive_exactly(1)
