@@ -45,7 +45,7 @@ void BM_WritePieces(benchmark::State& state) {
   count(state, size);
 }
 
-// As a reply is written: nobody else holds the photos, which are freed half-way.
+// As a reply is written: the photos have no other holder, and are freed between the two passes.
 void BM_WriteMoved(benchmark::State& state) {
   std::size_t size = 0;
   for (auto _ : state) {

@@ -3,7 +3,7 @@
 
     archive_peer.py BENCH_FOLDER [--photos N,N,...] [--rounds N] [--seconds S]
 
-BENCH_FOLDER contains ArchiveBench (a release build). Each benchmark runs for --seconds (1) in a process of its own, so
+BENCH_FOLDER contains ArchiveBench (a release build). Each benchmark runs for --seconds (1) in a separate process, so
 that none uses memory that another has fragmented. The benchmarks take turns in --rounds (5). Prints medians of the
 processor time, which other work on the machine disturbs less than the elapsed time. plistlib takes seconds, so it writes
 and reads the archive of the same photos only three times.

@@ -1,4 +1,4 @@
-// What the names in a keyed archive mean to its reader. Any thread.
+// The names of classes and fields that the reader of keyed archives knows. Any thread.
 #pragma once
 
 #include <cstdint>
@@ -22,7 +22,7 @@ enum class ArchiveClass : std::uint8_t {
 
 ArchiveClass archiveClassNamed(std::string_view name) noexcept;
 
-// The entries of an archived object's dictionary that matter: numbers of the property list's objects.
+// The entries of an archived object's dictionary that are read, as numbers of objects in the property list.
 struct ArchiveFields {
   static constexpr std::uint64_t kNone = UINT64_MAX;
   std::uint64_t classUid = kNone;
@@ -35,7 +35,7 @@ struct ArchiveFields {
   bool numbered = false;  // has keys like NS.object.0
 };
 
-// Null for a name that does not matter.
+// Null for any other name.
 std::uint64_t ArchiveFields::*archiveFieldNamed(std::string_view name) noexcept;
 
 // What the keys of old writers' collections begin with.

@@ -8,7 +8,7 @@ namespace moxtel {
 
 namespace {
 
-// Below this a piece of its own costs more than the copy.
+// Below this size a separate piece costs more than the copy.
 constexpr std::size_t kBorrowedFrom = 1u << 14;
 
 std::size_t utf16Units(std::string_view text) {

@@ -66,14 +66,14 @@ class ArchiveWriter final {
     ++next_;
   }
   void bytes(std::string_view text);
-  // An object's marker and count; the count stands in the marker's low half when it is below 15.
+  // An object's marker and count; a count below 15 is in the low half of the marker.
   static std::uint8_t* putHead(std::uint8_t* place, int kind, std::uint64_t count) noexcept {
     if (count >= 15) return putLongHead(place, kind, count);
     *place = static_cast<std::uint8_t>(kind << 4 | static_cast<int>(count));
     return place + 1;
   }
   void integer(std::int64_t value);
-  // Above 2^63 - 1: sixteen bytes, for eight are signed.
+  // A number above 2^63 - 1: sixteen bytes, because eight are signed.
   void unsignedBeyondSigned(std::uint64_t value);
   void real(double value);
   // A text in ASCII where it is, else in UTF-16.
@@ -83,7 +83,7 @@ class ArchiveWriter final {
   // Large data is not copied: the pieces keep it alive.
   void data(const Value& data);
   void copiedData(const Bytes& bytes);
-  // Data of so many bytes that are not written here: they count in the offsets, but not in the pieces.
+  // Data of `size` bytes that are not written here: they count in the offsets, but are in no piece.
   void absentData(std::uint64_t size);
   // Where the absent data begins.
   std::uint64_t absentDataOffset() const noexcept { return absentOffset_; }

@@ -73,14 +73,14 @@ class ArchiveDecoder final {
   // Whether a reader returned no reason for a failure.
   bool fine(const char* reason) { return !reason || fail(reason); }
   bool spend(std::uint64_t count) {
-    if (count > budget_) return fail("the archive's objects lie over one another");
+    if (count > budget_) return fail("the archive's objects overlap");
     budget_ -= count;
     return true;
   }
 
   bool openFrame(std::uint64_t& rootUid);
   bool uid(std::uint64_t number, std::uint64_t& out) {
-    return list_.uid(number, out) || fail("something else stands where a UID belongs");
+    return list_.uid(number, out) || fail("expected a UID, found another object");
   }
   bool uidAt(const Uids& uids, std::size_t index, std::uint64_t& out);
   bool objectNumber(std::uint64_t uid, std::uint64_t& number);
@@ -198,7 +198,7 @@ bool ArchiveDecoder::openFrame(std::uint64_t& rootUid) {
 }
 
 [[gnu::always_inline]] inline bool ArchiveDecoder::objectNumber(std::uint64_t uid, std::uint64_t& number) {
-  if (uid >= objects_.count) return fail("a UID lies past the end of $objects");
+  if (uid >= objects_.count) return fail("a UID is past the end of $objects");
   number = list_.reference(objects_.payload, uid);
   return true;
 }
@@ -220,7 +220,7 @@ bool ArchiveDecoder::value(std::uint64_t uid, std::size_t depth, Measure& parent
 
 bool ArchiveDecoder::recall(std::uint32_t slot, std::size_t depth, Measure& parent, Value& out) {
   if (slot == kInProgress) return fail("an object contains itself");
-  if (slot < kFirstStored) return fail("a class stands where a value belongs");
+  if (slot < kFirstStored) return fail("expected a value, found a class");
   if ((slot & kCollectionBit) == 0) {
     out = leaves_[slot - kFirstStored];
     return true;
@@ -299,7 +299,7 @@ bool ArchiveDecoder::inlined(std::uint64_t number, Value& out) {
     if (!uid(number, named) || !objectNumber(named, number)) return false;
     object = list_.object(number);
   }
-  if (object.kind == Kind::Dictionary) return fail("something else stands where a text or data belongs");
+  if (object.kind == Kind::Dictionary) return fail("expected a text or data, found a dictionary");
   return leaf(number, object, out);
 }
 
@@ -324,7 +324,7 @@ bool ArchiveDecoder::archived(std::uint64_t number, const Object& object, std::s
     parent.height = std::max(parent.height, own.height);
     slots_[place] = (static_cast<std::uint32_t>(collections_.size()) + kFirstStored) | kCollectionBit;
     collections_.push_back({out, own.unfolds, own.height});
-    return parent.unfolds <= limits_.values || fail("the archive unfolds into too many values");
+    return parent.unfolds <= limits_.values || fail("the archive expands into too many values");
   }
   const bool read = kind == Class::String ? stringObject(fields, out)
                     : kind == Class::Data ? dataObject(fields, out)
@@ -423,7 +423,7 @@ bool ArchiveDecoder::classOf(std::uint64_t uidNumber, Class& out) {
 bool ArchiveDecoder::classAt(std::uint64_t number, Class& out) {
   if (number >= list_.objectCount()) return fail("a class cannot be read");
   std::uint32_t& slot = slots_[static_cast<std::size_t>(number)];
-  if (slot >= kFirstStored || slot == kInProgress) return fail("a value stands where a class belongs");
+  if (slot >= kFirstStored || slot == kInProgress) return fail("expected a class, found a value");
   if (slot == kUntouched) {
     if (!readClass(list_.object(number), out)) return false;
     slot = kFirstClass + static_cast<std::uint32_t>(out);

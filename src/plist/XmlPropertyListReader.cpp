@@ -67,8 +67,7 @@ class XmlPropertyListReader::Parser final {
   }
   // Entities that a file declares could expand a short text into a long one.
   static void onDocumentType(void* data, const XML_Char*, const XML_Char*, const XML_Char*, int hasSubset) {
-    self(data).guarded(
-        [&](Parser& parser) { return hasSubset == 0 || parser.fail("it declares entities of its own"); });
+    self(data).guarded([&](Parser& parser) { return hasSubset == 0 || parser.fail("it declares entities"); });
   }
   // After a document type that names another file, an unknown entity is no error to expat.
   static void onSkippedEntity(void* data, const XML_Char*, int) {

@@ -2,8 +2,8 @@
 // flags, widths and precisions. %@ prints a Value as describe() does. Nothing depends on the locale.
 //
 // A format is a literal of this program: FormatString is made at compile time only, and checks there that it
-// has a place for every argument. A text that came from outside can only be an argument. What was looked up
-// in a translation goes through formatRuntime, where a place without an argument prints nothing.
+// has a place for every argument. A text from outside can only be an argument. A format from a
+// translation goes through formatRuntime, where a place without an argument prints nothing.
 #pragma once
 
 #include <cstdint>

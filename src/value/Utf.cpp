@@ -7,8 +7,8 @@ namespace moxtel {
 
 namespace {
 
-// What a lead byte promises, and the range of the byte after it (narrower than 80..BF for some leads, which
-// keeps out overlong forms, surrogates and what lies above U+10FFFF).
+// The number of bytes that follow a lead byte, and the range of the first of them (narrower than 80..BF for
+// some leads, which keeps out overlong forms, surrogates and what lies above U+10FFFF).
 struct Lead {
   int following = -1;  // -1: no lead byte
   unsigned char low = 0x80;

@@ -1,5 +1,5 @@
-// UTF-8 read and written, for everyone who must leave bytes: the archive (UTF-16), the log (escapes), XML.
-// Any thread; nothing here throws but for lack of memory.
+// Decodes and encodes UTF-8, for the archive (UTF-16), the log (escapes) and XML. Any thread; throws nothing
+// but std::bad_alloc.
 #pragma once
 
 #include <cstddef>

@@ -78,7 +78,7 @@ Date Value::date() const noexcept {
   return held_ == Held::Date ? moxtel::Date{content_.real} : moxtel::Date{};
 }
 
-// The collection to write to: this holder's own from here on.
+// The collection for writing; no other value shares it afterwards.
 template <class T>
 T& Value::edit(Held held) {
   if (held_ != held) {
@@ -235,7 +235,7 @@ void Dictionary::reserve(std::size_t count) {
   if (keys_.isSole()) keys_.own().reserve(count);
 }
 
-// Keys that nobody else uses, and no more of them than there are values.
+// The list of keys for writing: not shared, with exactly one key for each value.
 KeyList& Dictionary::ownKeys() {
   if (!keys_) {
     keys_.reset(KeyList());

@@ -3,7 +3,7 @@
 //
 // A Value is 16 bytes and a value in the C++ sense: copying is cheap (storage is shared and copied on write),
 // and no copy sees another's changes. Copies may be used on different threads; one object is used by one
-// thread at a time. Nothing here throws but for lack of memory.
+// thread at a time. Throws nothing but std::bad_alloc.
 #pragma once
 
 #include <cstddef>
@@ -53,8 +53,8 @@ struct Date {
 
 inline constexpr double kReferenceDateAfterUnixEpoch = 978307200.0;
 
-// The archive's class names tell whether a collection may be changed by its receiver; nothing else depends on
-// it.
+// Whether the receiver of a collection may change it: determines the class name in an archive, and nothing
+// else.
 enum class Mutability : std::uint8_t { Immutable, Mutable };
 
 class Value final {
@@ -109,10 +109,10 @@ class Value final {
   bool isData() const noexcept { return held_ == Held::Data; }
   // A boolean, an integer or a real: what the platform calls a number object.
   bool isNumber() const noexcept;
-  // An integer above 2^63 - 1; integerValue() saturates, unsignedValue() tells it whole.
+  // An integer above 2^63 - 1; integerValue() saturates, unsignedValue() returns it exactly.
   bool isBeyondSigned() const noexcept { return held_ == Held::BeyondSigned; }
 
-  // What is held; an empty text, no bytes, an empty collection where another kind is held.
+  // The content, or, if the value is of another kind, an empty text, no bytes or an empty collection.
   std::string_view string() const noexcept;
   Text text() const noexcept;
   const Bytes& data() const noexcept;
@@ -120,7 +120,7 @@ class Value final {
   const Dictionary& dictionary() const noexcept;
   moxtel::Date date() const noexcept;
 
-  // The same to write to. A value of another kind becomes an empty mutable collection first.
+  // The collection for writing. A value of another kind becomes an empty mutable collection first.
   Array& editArray();
   Dictionary& editDictionary();
 
@@ -140,7 +140,7 @@ class Value final {
 
   // Address of shared storage, null where there is none: equal for copies of one value.
   const void* identity() const noexcept { return isStored() ? content_.storage : nullptr; }
-  // Whether another copy holds that storage: only then can its identity be met twice.
+  // Whether another copy holds that storage: only then can two values have this identity.
   bool isShared() const noexcept { return isStored() && !content_.storage->isSole(); }
 
  private:
@@ -247,7 +247,7 @@ class KeyList final {
 // A dictionary with text keys that keeps insertion order. Flat: made for few keys.
 class Dictionary final {
  public:
-  // What a dictionary is made from, and what its iterators give.
+  // Entries as a constructor takes them, and as iterators return them.
   struct Entry {
     Text key;
     Value value;
@@ -260,7 +260,7 @@ class Dictionary final {
 
   explicit Dictionary(Mutability mutability = Mutability::Immutable) noexcept : mutability_(mutability) {}
   Dictionary(std::initializer_list<Entry> entries, Mutability mutability = Mutability::Immutable);
-  // With the first of these keys, one for each value: for many dictionaries with the same keys.
+  // For many dictionaries with the same keys: uses the first keys of the list, one for each value.
   Dictionary(Shared<KeyList> keys, std::vector<Value> values, Mutability mutability) noexcept
       : keys_(std::move(keys)), values_(std::move(values)), mutability_(mutability) {}
 
@@ -338,7 +338,7 @@ inline Dictionary::Iterator Dictionary::end() const noexcept {
   return {keys_ ? keys_->texts().data() + values_.size() : nullptr, values_.data() + values_.size()};
 }
 
-// Short forms for the collections that a client may change.
+// Short forms for collections that the client may change.
 inline Dictionary mutableDictionary(std::initializer_list<Dictionary::Entry> entries = {}) {
   return Dictionary(entries, Mutability::Mutable);
 }

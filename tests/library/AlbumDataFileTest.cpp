@@ -135,15 +135,15 @@ TEST(AlbumDataFile, refusesEntitiesOfTheFilesOwn) {
   EXPECT_THAT(parseAlbumData("<!DOCTYPE plist [<!ENTITY a \"aaaaaaaaaa\"><!ENTITY b \"&a;&a;&a;\">]>"
                              "<plist><string>&b;</string></plist>")
                   .error,
-              HasSubstr("it declares entities of its own"));
+              HasSubstr("it declares entities"));
   EXPECT_THAT(parseAlbumData("<!DOCTYPE plist [<!ENTITY f SYSTEM \"file:///etc/passwd\">]>"
                              "<plist><dict><key>List of Faces</key><string>&f;</string></dict></plist>")
                   .error,
-              HasSubstr("it declares entities of its own"));
+              HasSubstr("it declares entities"));
   EXPECT_THAT(parseAlbumData("<!DOCTYPE plist [<!ENTITY % p SYSTEM \"http://127.0.0.1:9/x.dtd\"> %p;]>"
                              "<plist><dict/></plist>")
                   .error,
-              HasSubstr("it declares entities of its own"));
+              HasSubstr("it declares entities"));
 }
 
 TEST(AlbumDataFile, fetchesNoDocumentType) {

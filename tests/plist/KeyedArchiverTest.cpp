@@ -285,12 +285,12 @@ TEST(KeyedArchiver, writesWhatManyListsShareOnce) {
   }
   const Bytes bytes = archivedData(array);
   EXPECT_TRUE(readOf(bytes) == Value(array));
-  // Each place in a list is a reference of two bytes; a number of its own would be three more, and a UID
+  // Each place in a list is a reference of two bytes; a separate number would be three more, and a UID
   // four.
   EXPECT_LT(bytes.size(), std::size_t{kLists} * kShared * 3);
 }
 
-// More objects than three bytes can tell apart: references and UIDs take four each.
+// More objects than three bytes can number: references and UIDs take four each.
 TEST(KeyedArchiver, countsPast24Bits) {
   if (!std::getenv("MOXTEL_LARGE_TESTS")) GTEST_SKIP() << "takes gigabytes; MOXTEL_LARGE_TESTS=1 runs it";
   constexpr std::int64_t kCount = (1 << 24) + 100;

@@ -184,7 +184,7 @@ TEST(KeyedUnarchiver, letsTheLastOfEqualKeysWin) {
 }
 
 TEST(KeyedUnarchiver, takesEqualKeysAgainFromAListThatItKnows) {
-  // Two dictionaries with one list of keys, in which a key stands twice.
+  // Two dictionaries with one list of keys, in which a key occurs twice.
   Builder b;
   const auto one =
       b.dictionary({{"$class", b.uid(4)}, {"NS.keys", b.uids({5, 5})}, {"NS.objects", b.uids({6, 7})}});
@@ -262,7 +262,7 @@ TEST(KeyedUnarchiver, doesNotRelyOnTheOrderOfTheTopKeys) {
   EXPECT_EQ(readOf(b.finish(b.dictionary({{"$objects", objects}, {"$top", top}}))), Value("x"));
 }
 
-// --- what a stranger may send
+// --- archives of untrusted peers
 
 TEST(KeyedUnarchiver, refusesBytesThatAreNoPropertyList) {
   EXPECT_EQ(errorOf({}), "there are no bytes");
@@ -333,12 +333,12 @@ TEST(KeyedUnarchiver, refusesMarkersThatMeanNothing) {
 TEST(KeyedUnarchiver, refusesAUidPastTheEnd) {
   Builder b;
   EXPECT_EQ(errorOf(objectOf(b, "NSArray", {{"NS.objects", b.uids({3})}})),
-            "a UID lies past the end of $objects");
+            "a UID is past the end of $objects");
   Builder root;
-  EXPECT_EQ(errorOf(root.archive({}, 1)), "a UID lies past the end of $objects");
+  EXPECT_EQ(errorOf(root.archive({}, 1)), "a UID is past the end of $objects");
   Builder wide;
   EXPECT_EQ(errorOf(objectOf(wide, "NSArray", {{"NS.objects", wide.array({wide.uid(UINT64_MAX, 8)})}})),
-            "a UID lies past the end of $objects");
+            "a UID is past the end of $objects");
 }
 
 TEST(KeyedUnarchiver, refusesObjectsWithoutAKnownClass) {
@@ -357,12 +357,12 @@ TEST(KeyedUnarchiver, refusesObjectsWithoutAKnownClass) {
       "an object's class is unknown");
   Builder itself;
   EXPECT_EQ(errorOf(itself.archive({itself.dictionary({{"$class", itself.uid(1)}})})),
-            "a value stands where a class belongs");
+            "expected a class, found a value");
   Builder nil;
   EXPECT_EQ(errorOf(nil.archive({nil.dictionary({{"$class", nil.uid(0)}})})), "a class is no class");
   Builder inlined;
   EXPECT_EQ(errorOf(inlined.archive({inlined.dictionary({{"$class", inlined.string("NSArray")}})})),
-            "something else stands where a UID belongs");
+            "expected a UID, found another object");
 }
 
 TEST(KeyedUnarchiver, refusesAClassAsAValue) {
@@ -370,7 +370,7 @@ TEST(KeyedUnarchiver, refusesAClassAsAValue) {
   EXPECT_EQ(errorOf(b.archive({b.classObject("NSArray")})), "an object has no class");
   Builder used;
   EXPECT_EQ(errorOf(objectOf(used, "NSArray", {{"NS.objects", used.uids({2})}})),
-            "a class stands where a value belongs");
+            "expected a value, found a class");
 }
 
 TEST(KeyedUnarchiver, refusesKeysAndObjectsOfDifferentLengths) {
@@ -434,14 +434,14 @@ Bytes tower(std::size_t levels, std::size_t fan) {
 }
 
 TEST(KeyedUnarchiver, refusesFewBytesThatUnfoldIntoBillions) {
-  EXPECT_EQ(errorOf(tower(12, 10)), "the archive unfolds into too many values");
-  EXPECT_EQ(errorOf(tower(100, 10)), "the archive unfolds into too many values");
+  EXPECT_EQ(errorOf(tower(12, 10)), "the archive expands into too many values");
+  EXPECT_EQ(errorOf(tower(100, 10)), "the archive expands into too many values");
 }
 
 TEST(KeyedUnarchiver, countsSharedValuesEachTime) {
   // 1 + 10 + 100
   EXPECT_TRUE(std::holds_alternative<Value>(unarchivedObject(tower(3, 10), {.values = 111})));
-  EXPECT_EQ(errorOf(tower(3, 10), {.values = 110}), "the archive unfolds into too many values");
+  EXPECT_EQ(errorOf(tower(3, 10), {.values = 110}), "the archive expands into too many values");
 }
 
 TEST(KeyedUnarchiver, writesWhatWasSharedInAsFewBytesAgain) {
@@ -476,7 +476,7 @@ TEST(KeyedUnarchiver, refusesOneLongListInManyCollections) {
   std::vector<Builder::Number> others;
   for (int i = 0; i < 2000; ++i) others.push_back(b.dictionary({{"$class", b.uid(2)}, {"NS.objects", list}}));
   EXPECT_EQ(errorOf(objectOf(b, "NSArray", {{"NS.objects", b.uids(indexes)}}, others)),
-            "the archive's objects lie over one another");
+            "the archive's objects overlap");
 }
 
 TEST(KeyedUnarchiver, refusesTextsThatLieOverOneAnother) {
@@ -495,7 +495,7 @@ TEST(KeyedUnarchiver, refusesTextsThatLieOverOneAnother) {
     std::copy_n(bytes.begin() + static_cast<std::ptrdiff_t>(table + 4 * others[0]), 4,
                 bytes.begin() + static_cast<std::ptrdiff_t>(table + 4 * others[i]));
   }
-  EXPECT_EQ(errorOf(bytes), "the archive's objects lie over one another");
+  EXPECT_EQ(errorOf(bytes), "the archive's objects overlap");
 }
 
 TEST(KeyedUnarchiver, refusesTextsThatAreNoUtf16) {

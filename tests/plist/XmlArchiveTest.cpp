@@ -87,7 +87,7 @@ TEST(XmlArchive, readsWithoutHeadAndWithComments) {
 
 TEST(XmlArchive, refusesDeclaredEntities) {
   EXPECT_EQ(errorOf(archiveOf("<string>&a;</string>", "", "<!DOCTYPE plist [<!ENTITY a \"aaaa\">]><plist>")),
-            "the XML property list cannot be read: line 1: it declares entities of its own");
+            "the XML property list cannot be read: line 1: it declares entities");
 }
 
 TEST(XmlArchive, refusesUnknownEntitiesAndCharacters) {

@@ -2,7 +2,7 @@
 """Archives made with plistlib, rewritten by this system, read again with plistlib.
 
 usage: archive_plistlib_test.py ARCHIVE_REWRITER
-An archiver and an unarchiver of our own stand on plistlib here; what comes back must be the same objects, of the
+An archiver and an unarchiver of our own use plistlib here; what comes back must be the same objects, of the
 same classes.
 """
 import datetime

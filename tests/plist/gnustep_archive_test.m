@@ -42,7 +42,7 @@ static BOOL sameMutability(id a, id b) {
 
 static void check(NSString *program, NSString *name, id object) {
   NSData *archive = [NSKeyedArchiver archivedDataWithRootObject:object];
-  // What GNUstep makes of its own archive: it gives back some immutable arrays as mutable ones.
+  // The result of GNUstep's own archive: it returns some immutable arrays as mutable ones.
   id own = [NSKeyedUnarchiver unarchiveObjectWithData:archive];
   NSData *answer = rewritten(program, archive);
   id back = nil;
