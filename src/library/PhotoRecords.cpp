@@ -36,8 +36,9 @@ const Value& foundByAppleScript() {
 // The keys of a container's photos, in the order in which their records have them.
 const std::array<Text, 8> kKeys{record::kPhotoKey, record::kModelId,   record::kMediaType, record::kFoundBy,
                                 record::kLatitude, record::kLongitude, record::kCaption,   record::kComment};
-constexpr std::size_t kCaptionPlace = 6;
-constexpr std::size_t kCommentPlace = 7;
+// Caption and comment are added last.
+constexpr std::size_t kFirstText = 6;
+constexpr std::size_t kTexts = 2;
 
 constexpr SqlText kPhotosOfProject =
     "SELECT modelId,uuid,exifLatitude,exifLongitude,videoPosterFramePoint FROM RKVersion WHERE projectUuid = "
@@ -58,6 +59,17 @@ constexpr SqlText kPhotosOfMembers =
     "SELECT v.modelId,m.uuid,v.exifLatitude,v.exifLongitude,v.videoPosterFramePoint FROM RKVersion m CROSS "
     "JOIN RKVersion v WHERE m.modelId IN (SELECT versionId FROM RKAlbumVersion WHERE albumId = %d) AND "
     "v.uuid = m.uuid ORDER BY m.rowid,v.rowid";
+
+// The same where no two versions have one uuid: without looking each uuid up, which costs a large album three
+// times as much.
+constexpr SqlText kMembersAlone =
+    "SELECT modelId,uuid,exifLatitude,exifLongitude,videoPosterFramePoint FROM RKVersion WHERE modelId IN "
+    "(SELECT versionId FROM RKAlbumVersion WHERE albumId = %d) AND uuid IS NOT NULL ORDER BY rowid";
+constexpr SqlText kIsLargePartOfLibrary =
+    "SELECT 8 * (SELECT COUNT(*) FROM RKAlbumVersion WHERE albumId = %d) > (SELECT MAX(rowid) FROM "
+    "RKVersion)";
+constexpr SqlText kUuidsDiffer =
+    "SELECT NOT EXISTS (SELECT 1 FROM RKVersion GROUP BY uuid HAVING COUNT(uuid) > 1)";
 
 bool isPlausible(double latitude, double longitude) {
   const bool inRange = latitude >= -kLargestCoordinate && latitude <= kLargestCoordinate &&
@@ -85,7 +97,8 @@ Array PhotoRecords::wholeLibrary() {
   return photosOf(databases_.run(DatabaseFile::Library,
                                  "SELECT modelId,uuid,exifLatitude,exifLongitude,videoPosterFramePoint FROM "
                                  "RKVersion WHERE isInTrash = 0 AND versionNumber != 0",
-                                 {}));
+                                 {}),
+                  0);
 }
 
 bool PhotoRecords::isFolder(const Value& uuid) {
@@ -107,24 +120,26 @@ bool PhotoRecords::hasStatistics() {
 Array PhotoRecords::photosOfProject(const Value& uuid) {
   if (!hasStatistics()) {
     Query photos = databases_.runUnlogged(DatabaseFile::Library, kPhotosOfProjectByIndex, {uuid});
-    if (photos.prepared()) return photosOf(std::move(photos));
+    if (photos.prepared()) return photosOf(std::move(photos), kTexts);
   }
-  return photosOf(databases_.run(DatabaseFile::Library, kPhotosOfProject, {uuid}));
+  return photosOf(databases_.run(DatabaseFile::Library, kPhotosOfProject, {uuid}), kTexts);
 }
 
 // All rows of a query for modelId,uuid,exifLatitude,exifLongitude,videoPosterFramePoint. A photo without a
 // uuid could never be asked for.
-Array PhotoRecords::photosOf(Query query) {
+Array PhotoRecords::photosOf(Query query, std::size_t later) {
   Array photos(Mutability::Mutable);
   while (query.step()) {
     Value uuid = query.stringColumn(1);
-    if (!uuid.isNil()) photos.append(photoRecord(query, std::move(uuid), foundBySQL(), 2));
+    if (!uuid.isNil()) photos.append(photoRecord(query, std::move(uuid), foundBySQL(), 2, later));
   }
   return photos;
 }
 
-// From a row of modelId and, from a column on, exifLatitude, exifLongitude and videoPosterFramePoint.
-Dictionary PhotoRecords::photoRecord(const Query& row, Value uuid, const Value& foundBy, int coordinates) {
+// From a row of modelId and, from a column on, exifLatitude, exifLongitude and videoPosterFramePoint. `later`
+// texts may be added to the record.
+Dictionary PhotoRecords::photoRecord(const Query& row, Value uuid, const Value& foundBy, int coordinates,
+                                     std::size_t later) {
   return builder_.record({std::move(uuid),
                           row.integerNumberColumn(0),
                           mediaType(row.stringColumn(coordinates + 2)),
@@ -132,7 +147,8 @@ Dictionary PhotoRecords::photoRecord(const Query& row, Value uuid, const Value& 
                           row.realNumberColumn(coordinates),
                           row.realNumberColumn(coordinates + 1),
                           {},
-                          {}});
+                          {}},
+                         later);
 }
 
 // "AppleScript" on purpose, however the members were found: clients know an album's photos by it.
@@ -148,20 +164,30 @@ Array PhotoRecords::photosOfAlbum(const Value& uuid) {
   photos.reserve(members.size());
   for (const Text& member : members) {
     Query query = databases_.run(DatabaseFile::Library, kPhotoWithUuid, {member});
-    while (query.step()) photos.append(photoRecord(query, member, foundByAppleScript(), 1));
+    while (query.step()) photos.append(photoRecord(query, member, foundByAppleScript(), 1, kTexts));
   }
   return photos;
+}
+
+// Whether the members' own rows are all photos with their uuids, for an album whose size makes it worth while
+// to find that out by reading the index of all uuids.
+bool PhotoRecords::readsMembersAlone(std::int32_t albumModelId) {
+  const auto isTrue = [](Query query) { return query.step() && query.integerColumn(0) != 0; };
+  return isTrue(databases_.runUnlogged(DatabaseFile::Library, kIsLargePartOfLibrary, {albumModelId})) &&
+         isTrue(databases_.runUnlogged(DatabaseFile::Library, kUuidsDiffer, {}));
 }
 
 // Nothing for an album without members, for one that cannot be read, and for one with a uuid that is not
 // stored as a text, or that a query cannot contain: those are asked for one by one, and logged.
 std::optional<Array> PhotoRecords::photosOfMembers(std::int32_t albumModelId) {
-  Query query = databases_.runUnlogged(DatabaseFile::Library, kPhotosOfMembers, {albumModelId});
+  Query query = databases_.runUnlogged(DatabaseFile::Library,
+                                       readsMembersAlone(albumModelId) ? kMembersAlone : kPhotosOfMembers,
+                                       {albumModelId});
   Array photos(Mutability::Mutable);
   while (query.step()) {
     Value uuid = query.stringColumn(1);
     if (query.storedText(1) != uuid.string() || breaksOutOfLiteral(uuid.string())) return std::nullopt;
-    photos.append(photoRecord(query, std::move(uuid), foundByAppleScript(), 2));
+    photos.append(photoRecord(query, std::move(uuid), foundByAppleScript(), 2, kTexts));
   }
   return query.failed() || photos.empty() ? std::nullopt : std::optional(std::move(photos));
 }
@@ -205,10 +231,8 @@ void PhotoRecords::addCaptions(Array& photos) {
     Value caption = captions.textOf(modelId);
     Value comment = comments.textOf(modelId);
     if (caption.isNil() && comment.isNil()) continue;
-    auto values = builder_.valuesOf(photo.dictionary());
-    values[kCaptionPlace] = std::move(caption);
-    values[kCommentPlace] = std::move(comment);
-    photo = builder_.record(std::move(values));
+    std::array<Value, kTexts> texts{std::move(caption), std::move(comment)};
+    builder_.append(photo.editDictionary(), kFirstText, texts);
   }
 }
 

@@ -44,8 +44,10 @@ class PhotoRecords final {
   bool isFolder(const Value& uuid);
   bool hasStatistics();
   Array photosOfProject(const Value& uuid);
-  Array photosOf(Query query);
-  Dictionary photoRecord(const Query& row, Value uuid, const Value& foundBy, int coordinates);
+  Array photosOf(Query query, std::size_t later);
+  Dictionary photoRecord(const Query& row, Value uuid, const Value& foundBy, int coordinates,
+                         std::size_t later);
+  bool readsMembersAlone(std::int32_t albumModelId);
   Array photosOfAlbum(const Value& uuid);
   std::optional<Array> photosOfMembers(std::int32_t albumModelId);
   std::int32_t modelIdOfAlbum(const Value& uuid);

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -22,32 +23,44 @@ class RecordBuilder final {
 
   explicit RecordBuilder(std::array<Text, N> keys) : keys_(std::move(keys)) {}
 
-  Dictionary record(Values values) {
-    std::size_t choice = 0;
+  // A record for which `later` values will be appended at most.
+  Dictionary record(Values values, std::size_t later = 0) {
     std::vector<Value> row;
-    row.reserve(N - static_cast<std::size_t>(std::count_if(
-                        values.begin(), values.end(), [](const Value& value) { return value.isNil(); })));
-    for (std::size_t i = 0; i < N; ++i) {
-      if (values[i].isNil()) continue;
+    row.reserve(later + N - static_cast<std::size_t>(std::count_if(values.begin(), values.end(), isNil)));
+    return recordOf(0, std::move(row), 0, values);
+  }
+
+  // Adds values for the keys from place `first` on, which come after all keys of the record.
+  void append(Dictionary& record, std::size_t first, std::span<Value> values) {
+    const std::size_t choice = choiceOf(record);
+    record = recordOf(choice, std::move(record).takeValues(), first, values);
+  }
+
+ private:
+  static bool isNil(const Value& value) { return value.isNil(); }
+
+  // The bits of a choice say which of the keys a record has.
+  std::size_t choiceOf(const Dictionary& record) const {
+    std::size_t choice = 0;
+    auto entry = record.begin();
+    for (std::size_t i = 0; i < N && entry != record.end(); ++i) {
+      if (!(entry->key == keys_[i])) continue;
       choice |= std::size_t{1} << i;
+      ++entry;
+    }
+    return choice;
+  }
+
+  Dictionary recordOf(std::size_t choice, std::vector<Value> row, std::size_t first,
+                      std::span<Value> values) {
+    for (std::size_t i = 0; i < values.size(); ++i) {
+      if (values[i].isNil()) continue;
+      choice |= std::size_t{1} << (first + i);
       row.push_back(std::move(values[i]));
     }
     return Dictionary(listOf(choice), std::move(row), Mutability::Mutable);
   }
 
-  // The values of such a record.
-  Values valuesOf(const Dictionary& record) const {
-    Values values;
-    auto entry = record.begin();
-    for (std::size_t i = 0; i < N && entry != record.end(); ++i) {
-      if (!(entry->key == keys_[i])) continue;
-      values[i] = entry->value;
-      ++entry;
-    }
-    return values;
-  }
-
- private:
   const Shared<KeyList>& listOf(std::size_t choice) {
     Shared<KeyList>& list = lists_[choice];
     if (list) return list;
@@ -60,7 +73,7 @@ class RecordBuilder final {
   }
 
   const std::array<Text, N> keys_;
-  std::array<Shared<KeyList>, std::size_t{1} << N> lists_;  // the bits of the index say which keys
+  std::array<Shared<KeyList>, std::size_t{1} << N> lists_;  // by choice
 };
 
 }  // namespace moxtel

@@ -292,6 +292,11 @@ void Dictionary::clear() noexcept {
   values_.clear();
 }
 
+std::vector<Value> Dictionary::takeValues() && {
+  keys_ = {};
+  return std::exchange(values_, {});
+}
+
 Value deepMutable(const Value& value) {
   if (value.isArray()) {
     Array copy(Mutability::Mutable);

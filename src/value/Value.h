@@ -284,6 +284,8 @@ class Dictionary final {
   // Whether there was such an entry.
   bool remove(std::string_view key);
   void clear() noexcept;
+  // The values in the order of their keys; the dictionary is empty afterwards.
+  std::vector<Value> takeValues() &&;
 
   Iterator begin() const noexcept;
   Iterator end() const noexcept;
