@@ -1,10 +1,10 @@
 #include "client/MoxtelClient.h"
 
-#include <filesystem>
 #include <fstream>
 #include <sstream>
 
 #include "platform/system/SystemLog.h"
+#include "tests/TemporaryFolder.h"
 #include "tests/fakes/ScriptedServer.h"
 
 namespace moxtel {
@@ -23,14 +23,6 @@ class FixedFinder : public ServerFinder {
 
 class Moxtel : public testing::Test {
  protected:
-  Moxtel() {
-    const auto* test = testing::UnitTest::GetInstance()->current_test_info();
-    folder = std::filesystem::temp_directory_path() /
-             ("moxtel-client-" + std::string(test->name()) + "-" + std::to_string(::getpid()));
-    std::filesystem::create_directories(folder);
-  }
-  ~Moxtel() override { std::filesystem::remove_all(folder); }
-
   // Runs the program against a server that answers each request with the envelope.
   int runWith(const Value& envelope, std::vector<std::string> arguments) {
     return runAgainst(
@@ -55,14 +47,14 @@ class Moxtel : public testing::Test {
     return MoxtelClient(finder, out, err, limits).run(arguments);
   }
   static Value result(Value value) { return Dictionary{{"result", std::move(value)}}; }
-  std::string path(const char* name) const { return (folder / name).string(); }
+  std::string path(const char* name) const { return (folder.path() / name).string(); }
   static std::string contents(const std::string& file) {
     std::ifstream in(file, std::ios::binary);
     return {std::istreambuf_iterator<char>(in), {}};
   }
 
   SystemLogCapture log;
-  std::filesystem::path folder;
+  const TemporaryFolder folder;
   FixedFinder finder;
   SocketClientLimits limits{.answer = 10s};
   std::ostringstream out;

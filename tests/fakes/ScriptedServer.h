@@ -8,11 +8,13 @@
 
 #include <array>
 #include <atomic>
+#include <cerrno>
 #include <cstring>
 #include <functional>
 #include <mutex>
 #include <string>
 #include <string_view>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -21,6 +23,21 @@
 #include "value/Value.h"
 
 namespace moxtel {
+
+// A socket on a free port of the loopback address.
+inline FileDescriptor socketOnFreePort(std::uint16_t& port) {
+  FileDescriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t size = sizeof address;
+  if (::bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), size) != 0 ||
+      ::getsockname(socket.get(), reinterpret_cast<sockaddr*>(&address), &size) != 0) {
+    throw std::system_error(errno, std::generic_category(), "no free port");
+  }
+  port = ntohs(address.sin_port);
+  return socket;
+}
 
 class ScriptedServer {
  public:
@@ -58,15 +75,8 @@ class ScriptedServer {
 
   // Runs the script on a new thread, for one connection after another.
   explicit ScriptedServer(Script script) : script_(std::move(script)) {
-    listener_ = FileDescriptor(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    ::bind(listener_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
+    listener_ = socketOnFreePort(port_);
     ::listen(listener_.get(), 8);
-    socklen_t size = sizeof address;
-    ::getsockname(listener_.get(), reinterpret_cast<sockaddr*>(&address), &size);
-    port_ = ntohs(address.sin_port);
     thread_ = std::thread([this] { run(); });
   }
   ~ScriptedServer() {
@@ -115,14 +125,9 @@ class ScriptedServer {
 
 // A port of this machine without a listener.
 inline std::uint16_t unusedPort() {
-  FileDescriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  ::bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
-  socklen_t size = sizeof address;
-  ::getsockname(socket.get(), reinterpret_cast<sockaddr*>(&address), &size);
-  return ntohs(address.sin_port);
+  std::uint16_t port = 0;
+  socketOnFreePort(port);
+  return port;
 }
 
 }  // namespace moxtel

@@ -51,8 +51,10 @@ class Manager final {
 };
 
 class ServiceManagerTest : public testing::Test {
- protected:
+ public:
   ~ServiceManagerTest() override { ::unsetenv("NOTIFY_SOCKET"); }
+
+ protected:
   std::string path(const std::string& name) const { return (folder.path() / name).string(); }
   const TemporaryFolder folder;
 };

@@ -192,6 +192,7 @@ class StrangeLibrary final {
     Inserter inserter = writer.into(table, names);
     for (Row row = 0; row < count; ++row) {
       std::vector<Cell> cells;
+      cells.reserve(columns.size());
       for (const auto& [name, type] : columns) cells.push_back(cellFor(table, name, type, row));
       inserter.rowOf(cells);
     }
