@@ -66,8 +66,8 @@ constexpr SqlText kMembersAlone =
     "SELECT modelId,uuid,exifLatitude,exifLongitude,videoPosterFramePoint FROM RKVersion WHERE modelId IN "
     "(SELECT versionId FROM RKAlbumVersion WHERE albumId = %d) AND uuid IS NOT NULL ORDER BY rowid";
 constexpr SqlText kIsLargePartOfLibrary =
-    "SELECT 8 * (SELECT COUNT(*) FROM RKAlbumVersion WHERE albumId = %d) > (SELECT MAX(rowid) FROM "
-    "RKVersion)";
+    "SELECT 8 * (SELECT COUNT(*) FROM RKAlbumVersion WHERE albumId = %d) > (SELECT rowid FROM RKVersion "
+    "ORDER BY rowid DESC LIMIT 1)";
 constexpr SqlText kUuidsDiffer =
     "SELECT NOT EXISTS (SELECT 1 FROM RKVersion GROUP BY uuid HAVING COUNT(uuid) > 1)";
 
