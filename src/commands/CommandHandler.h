@@ -28,7 +28,8 @@ struct ProductVersion {
   std::int32_t minor = 0;
 };
 
-// What the command handler calls on the library around each command. Core thread.
+// What the command handler calls on the library around each command. Core thread. An interface, so that tests
+// and the fuzzer of requests see when it is called, without databases.
 class CommandScope {
  public:
   virtual ~CommandScope() = default;

@@ -9,7 +9,9 @@
 
 namespace moxtel {
 
-// What the listing commands ask the library. A nil list gets no reply; an empty array is a list.
+// What the listing commands ask the library. A nil list gets no reply; an empty array is a list. An
+// interface, because the answers of legacy libraries, which no real library gives any more, can be tested
+// only with a fake.
 class ListingSource {
  public:
   virtual ~ListingSource() = default;

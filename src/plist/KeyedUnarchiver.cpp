@@ -538,27 +538,10 @@ bool ArchiveDecoder::numberedUids(const Object& object, std::string_view prefix,
 }
 
 // The objects that the UIDs refer to, for a collection that measures its contents; `out` has room for them.
-// They are found in batches, so that the processor waits for the memory of several at once.
 bool ArchiveDecoder::values(const Uids& uids, std::size_t depth, Measure& own, Value* out) {
-  struct Found {
-    std::uint64_t uid = 0;
-    std::uint64_t number = 0;
-    Object object;
-  };
-  std::array<Found, 16> batch;
-  own.unfolds += uids.count;
-  for (std::size_t first = 0; first < uids.count; first += batch.size()) {
-    const std::size_t count = std::min(batch.size(), uids.count - first);
-    for (std::size_t i = 0; i < count; ++i) {
-      if (!uidAt(uids, first + i, batch[i].uid)) return false;
-      if (batch[i].uid == 0) continue;
-      if (!objectNumber(batch[i].uid, batch[i].number)) return false;
-      batch[i].object = list_.objectHere(batch[i].number);
-    }
-    for (std::size_t i = 0; i < count; ++i) {
-      if (batch[i].uid == 0) continue;
-      if (!value(batch[i].number, batch[i].object, depth, own, out[first + i])) return false;
-    }
+  for (std::size_t i = 0; i < uids.count; ++i) {
+    std::uint64_t named = 0;
+    if (!uidAt(uids, i, named) || !value(named, depth, own, out[i])) return false;
   }
   return true;
 }
