@@ -6,7 +6,7 @@
 BIN_FOLDER contains image-bench and moxtel-picture-decoder (a release build). Makes photo-like pictures: JPEGs of 12 and
 24 megapixels, and pictures of 12 megapixels in each other format (or only in the formats named: jpg png tif …). Runs all
 programs in turn, in 5 rounds. Prints for each program the medians of its processor time and its elapsed time, in
-milliseconds per megapixel, and the peak memory of its largest process; for JPEGs also the part of the peak above the
+milliseconds per megapixel, and the peak memory of its largest process; for JPEGs also how far the peak exceeds the
 size of input and output. A dash marks a peer that does not support the format.
 """
 import argparse

@@ -19,7 +19,7 @@ constexpr const char* kServiceType = "_moxtelserver._tcp.";
 // Kept on purpose: the switch "CheckIndizes" is read, but has no effect.
 std::atomic<bool> checkIndizes{false};
 
-// The part of a host name before its first dot; the whole name if it begins with a dot or has none.
+// What precedes the first dot of a host name; the whole name if it begins with a dot or has none.
 std::string shortHostName(const Value& clientName) {
   if (!clientName.isString()) return "<unknown>";
   const std::string_view name = clientName.string();

@@ -34,7 +34,7 @@ FileDescriptor aboveStandardDescriptors(FileDescriptor descriptor) {
   return FileDescriptor(::fcntl(descriptor.get(), F_DUPFD_CLOEXEC, STDERR_FILENO + 1));
 }
 
-// The part of some pieces that is not written yet.
+// What remains to be written of some pieces.
 class Remainder {
  public:
   explicit Remainder(std::span<const Piece> pieces) : pieces_(pieces) { advance(0); }

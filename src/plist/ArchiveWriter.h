@@ -45,7 +45,7 @@ class ArchiveWriter final {
   // Bytes written so far: the offset of what comes next.
   std::uint64_t offset() const noexcept { return sealed_ + static_cast<std::uint64_t>(next_ - pieceStart_); }
 
-  // Contiguous room for that many bytes; written() then takes the part of it that was used.
+  // Contiguous room for that many bytes; written() then takes what was used of it.
   std::uint8_t* room(std::size_t count) {
     if (!hasRoom(count)) startChunk(count);
     return next_;
