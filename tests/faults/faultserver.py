@@ -370,6 +370,13 @@ class FaultTestCase(unittest.TestCase):
     def open_in(self, server):
         return descriptors(server.pid())
 
+    @staticmethod
+    def wait_until_gone(server):
+        """Until the console says that the last client is gone: its descriptor is closed by then, which the state of
+        its connection does not show."""
+        moxteltest.wait_for(lambda: server.console().count("Lost connection to Moxtel")
+                            == server.console().count("Connected to Moxtel"), "the client to be gone")
+
     def note_base(self, server):
         """Records the open descriptors of a server without faults after it has answered all probes."""
         for _ in range(2):

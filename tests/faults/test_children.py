@@ -91,12 +91,12 @@ class Children(FaultTestCase):
         with faulty as server:
             self.answers_right(server)
             self.answers_right(server)
-            moxteltest.wait_for(lambda: not faultserver.has_connection(server), "the client to be gone")
+            self.wait_until_gone(server)
             base = self.open_in(server)
             outcome = faultserver.ask_once(server.port, moxteltest.request(request[0], **request[1]))
             self.assertEqual([keyedarchive.decode(frame) for frame in outcome.frames], [expected])
             self.answers_right(server)
-            moxteltest.wait_for(lambda: not faultserver.has_connection(server), "the client to be gone")
+            self.wait_until_gone(server)
             self.assertEqual(faultserver.difference(self.open_in(server), base), {})
             if not leaves_children:
                 moxteltest.wait_for(lambda: not self.children_of(server), "the helper to be gone")

@@ -58,13 +58,6 @@ class Interpreters(FaultTestCase):
         self.assertEqual(len(outcome.frames), 1)
         return keyedarchive.decode(outcome.frames[0])
 
-    @staticmethod
-    def wait_until_gone(server):
-        """Until the console says that the last client is gone: its descriptor is closed by then, which the state of
-        its connection does not show."""
-        moxteltest.wait_for(lambda: server.console().count("Lost connection to Moxtel")
-                            == server.console().count("Connected to Moxtel"), "the client to be gone")
-
     def hanging(self):
         return "cat >/dev/null; [ -e %s ] || exit 0; exec sleep 1000" % (self.folder / "hang")
 
