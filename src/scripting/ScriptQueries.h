@@ -32,7 +32,7 @@ class ScriptQueries final : public PhotoApplicationQueries {
  private:
   Value keyPhotoFromDatabase(const Value& uuid);
   // Runs a script. A failure is logged, after logFailure. Without a source, the text to be filled in was
-  // refused.
+  // refused. Without an interpreter nothing is tried and nothing logged.
   ScriptOutcome ask(const std::optional<std::string>& source, const Value& refused,
                     const std::function<void()>& logFailure = {});
   Value askForText(const std::optional<std::string>& source, const Value& refused);

@@ -63,8 +63,10 @@ void ScriptQueue::performCachedApplescripts() {
 void ScriptQueue::perform(const std::string& source) {
   const ScriptOutcome outcome = runner_.run(source);
   if (outcome.succeeded) return;
-  logScriptDidNotCompile(source, outcome.error);
-  NSLog("executed AppleScript, eventDesc: %@, errorDict: %@", Value(), errorDictionary(outcome.error));
+  if (outcome.error.failure != ScriptFailure::NoInterpreter) {
+    logScriptDidNotCompile(source, outcome.error);
+    NSLog("executed AppleScript, eventDesc: %@, errorDict: %@", Value(), errorDictionary(outcome.error));
+  }
   // The client has received a success reply already, and users do not read the log.
   if (outcome.error.failure != ScriptFailure::OfTheScript) {
     messages_.showTitle("Error", "Not done in the photo application: " + outcome.error.text);

@@ -16,10 +16,12 @@ class RecordingScriptRunner final : public ScriptRunner {
   std::function<ScriptOutcome(const std::string& source)> answer = [](const std::string&) {
     return ScriptOutcome::success(Value());
   };
+  bool interpreter = true;
   std::vector<std::string> scripts;
   int commands = 0;                                // how often a command began
   std::optional<std::chrono::milliseconds> limit;  // of the last
 
+  bool hasInterpreter() const override { return interpreter; }
   ScriptOutcome run(std::string_view source) override {
     scripts.emplace_back(source);
     return answer(scripts.back());

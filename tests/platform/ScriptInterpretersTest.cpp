@@ -63,6 +63,7 @@ TEST(ScriptInterpreter, isTheUsersCommand) {
 TEST(ScriptInterpreter, failsAtOnceWhereThereIsNone) {
   NoScriptRunner none;
   const ScriptOutcome outcome = none.run("anything");
+  EXPECT_FALSE(none.hasInterpreter());
   EXPECT_FALSE(outcome.succeeded);
   EXPECT_EQ(outcome.error.text, "There is no AppleScript interpreter on this machine");
   EXPECT_THAT(none.description(), HasSubstr("No AppleScript interpreter"));

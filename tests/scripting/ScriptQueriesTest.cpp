@@ -285,11 +285,22 @@ TEST_F(ScriptQueriesTest, otherFailuresAreForTheLogAlone) {
   served.messages.lines.clear();
   runner.fails();
   EXPECT_TRUE(queries.keyPhotoOfAlbum(container("u"), true).isNil());
-  runner.answer = [](const std::string&) {
-    return ScriptOutcome::failed(-1, "none", ScriptFailure::NoInterpreter);
-  };
-  EXPECT_TRUE(queries.keyPhotoOfAlbum(container("u"), true).isNil());
   EXPECT_THAT(served.messages.lines, IsEmpty());
+}
+
+TEST_F(ScriptQueriesTest, triesAndLogsNothingWithoutAnInterpreter) {
+  runner.interpreter = false;
+  runner.fails();
+  served.messages.lines.clear();
+  const SystemLogCapture log;
+  EXPECT_TRUE(queries.keyPhotoOfAlbum(container("u"), true).isNil());
+  EXPECT_TRUE(queries.keyPhotoOfAlbum(container(kHostile), true).isNil());
+  EXPECT_EQ(queries.photoCountOf("album", "u", 7), 0);
+  EXPECT_THAT(texts(queries.imageUuidsOf("album", "u", 7)), IsEmpty());
+  EXPECT_TRUE(queries.keyPhotoOfProject(container("u"), true).isNil());
+  EXPECT_THAT(runner.scripts, IsEmpty());
+  EXPECT_THAT(served.messages.lines, IsEmpty());
+  EXPECT_THAT(log.lines(), ElementsAre("keyPhotoOfProjectWithUuid: 'u' is '(null)'"));
 }
 
 TEST_F(ScriptQueriesTest, listsThePhotosOfAperture) {

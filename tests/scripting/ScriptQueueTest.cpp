@@ -103,8 +103,10 @@ TEST_F(ScriptQueueTest, reportsWhatWasNotDoneWithoutAnInterpreter) {
   loop.runPosted();
   EXPECT_THAT(messages.lines, IsEmpty()) << "any other failure is for the log alone";
   runner.answer = [](const std::string& source) { return NoScriptRunner().run(source); };
+  const SystemLogCapture afterwards;
   queue.performCachedApplescript("A");
   loop.runPosted();
+  EXPECT_THAT(afterwards.lines(), IsEmpty());
   EXPECT_THAT(messages.lines, ElementsAre(Pair("Error",
                                                "Not done in the photo application: There is no AppleScript "
                                                "interpreter on this machine")));

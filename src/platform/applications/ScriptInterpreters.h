@@ -21,6 +21,7 @@ inline constexpr std::chrono::milliseconds kScriptTimeout{120'000};
 // For a machine without an interpreter: every script fails at once, with an error for the user.
 class NoScriptRunner final : public ScriptRunner {
  public:
+  bool hasInterpreter() const override { return false; }
   ScriptOutcome run(std::string_view source) override;
   std::string description() const override;
 };

@@ -46,6 +46,8 @@ struct ScriptOutcome {
 class ScriptRunner {
  public:
   virtual ~ScriptRunner() = default;
+  // Whether there is an interpreter at all. Without one every script fails at once with NoInterpreter.
+  virtual bool hasInterpreter() const { return true; }
   // Blocks until the script has run, for at most two minutes. Core thread.
   virtual ScriptOutcome run(std::string_view source) = 0;
   // For the console: which interpreter runs the scripts, or why there is none.
