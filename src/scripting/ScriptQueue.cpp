@@ -54,10 +54,11 @@ std::optional<std::string> ScriptQueue::takeFirst() {
 
 // One call drains the queue; the calls scheduled meanwhile find it empty.
 void ScriptQueue::performCachedApplescripts() {
-  auto source = takeFirst();
-  // No common time limit: a slow change does not prevent the following ones.
-  if (source) runner_.beginCommand(std::nullopt);
-  for (; source; source = takeFirst()) perform(*source);
+  while (const auto source = takeFirst()) {
+    // Each script is a command of its own: the next one is run after one that timed out.
+    runner_.beginCommand(std::nullopt);
+    perform(*source);
+  }
 }
 
 void ScriptQueue::perform(const std::string& source) {

@@ -8,6 +8,7 @@
 
 #include "platform/applications/ScriptInterpreters.h"
 #include "support/QVAppSupport.h"
+#include "tests/fakes/FakeProcessRunner.h"
 #include "tests/fakes/FakeRunningApplications.h"
 #include "tests/fakes/RecordingScriptRunner.h"
 #include "tests/library/ServedLibrary.h"
@@ -50,10 +51,26 @@ TEST_F(ScriptQueueTest, drainsInOneRun) {
   queue.performCachedApplescript("B");
   queue.performCachedApplescripts();
   EXPECT_THAT(runner.scripts, ElementsAre("A", "B"));
-  EXPECT_EQ(runner.commands, 1);
   loop.runPosted();
   EXPECT_EQ(runner.scripts.size(), 2u) << "the scheduled runs find nothing";
-  EXPECT_EQ(runner.commands, 1);
+  EXPECT_EQ(runner.commands, 2) << "each script is a command of its own";
+}
+
+TEST_F(ScriptQueueTest, runsTheNextScriptAfterOneThatTimedOut) {
+  FakeProcessRunner interpreter([](const ProcessRequest& request) {
+    if (request.input == "good") return FakeProcessRunner::printing("");
+    ProcessResult result;
+    result.ending = ProcessResult::Ending::TimedOut;
+    return result;
+  });
+  InterpreterScriptRunner real({"osascript"}, interpreter);
+  ScriptQueue other{loop, real, messages, flags, applications, support};
+  other.performCachedApplescript("hangs");
+  other.performCachedApplescript("good");
+  loop.runPosted();
+  ASSERT_EQ(interpreter.requests().size(), 2u);
+  EXPECT_EQ(interpreter.requests()[1].input, "good");
+  EXPECT_EQ(messages.lines.size(), 1u) << "only the first one was not done";
 }
 
 TEST_F(ScriptQueueTest, runsWhatComesInWhileItRuns) {
