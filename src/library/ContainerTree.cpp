@@ -303,8 +303,9 @@ Value ContainerTree::keyPhotoOfAlbum(const Dictionary& album) {
 
 Value ContainerTree::keptList(Value& kept, std::string_view parent) {
   if (!kept.isNil()) return kept;
+  const std::uint64_t doubtful = application_.doubtfulAnswers();
   Value list = containersInParentUuid(parent);
-  if (!databases_.sawFailure()) kept = list;
+  if (!databases_.sawFailure() && application_.doubtfulAnswers() == doubtful) kept = list;
   return list;
 }
 

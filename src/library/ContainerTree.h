@@ -32,7 +32,8 @@ class ContainerTree final {
   Value containersInParentUuid(const Value& parent);
 
   // The lists below "TopLevelAlbums" and "AllProjectsItem", built on the first call and cached. A list that
-  // is nil, or that was built while a database could not be opened or read, is returned and not cached.
+  // is nil, or that was built while a database could not be opened or read or with a doubtful answer of the
+  // photo application, is returned and not cached.
   Value getTopLevelAlbums();
   Value getTopLevelProjects();
   // Kept for completeness, no request reaches the next three. The first container of the top-level list with

@@ -27,6 +27,9 @@ class PhotoApplicationQueries {
   virtual std::int32_t photoCountOf(std::string_view kind, const Value& uuid, std::int32_t modelId) = 0;
   // Version uuids in the application's order.
   virtual std::vector<Text> imageUuidsOf(std::string_view kind, const Value& uuid, std::int32_t modelId) = 0;
+  // How many answers so far may be wrong: their script failed, timed out or was not tried after another one
+  // timed out, or the album file could not be read. A list that had one of them must not be cached.
+  virtual std::uint64_t doubtfulAnswers() const { return 0; }
 
  protected:
   PhotoApplicationQueries() = default;

@@ -72,6 +72,7 @@ ScriptOutcome ScriptQueries::ask(const std::optional<std::string>& source, const
   databases_.releaseLocks();
   ScriptOutcome outcome = runner_.run(*source);
   if (outcome.succeeded) return outcome;
+  ++doubtfulAnswers_;
   if (outcome.error.isSyntaxError) NSLog("errorDict: %@", errorDictionary(outcome.error));
   if (logFailure) logFailure();
   logScriptDidNotCompile(*source, outcome.error);
@@ -88,10 +89,17 @@ Value ScriptQueries::askForText(const std::optional<std::string>& source, const 
   return outcome.succeeded ? textOf(outcome.result) : Value();
 }
 
+// A container without a uuid has no entry; an empty text is a uuid that may have one.
+const Value& ScriptQueries::entryOf(const Value& uuid) {
+  static const Value kNil;
+  if (albumData_.couldNotBeRead()) ++doubtfulAnswers_;
+  return uuid.isNil() ? kNil : albumData_.containerDict(uuid.string());
+}
+
 Value ScriptQueries::keyPhotoOfProject(const Dictionary& container, bool /*byAppleScript*/) {
   const Value& uuid = container["AlbumId"];
   if (uuid.isNil()) return {};
-  const Value& cached = albumData_.containerDict(uuid.string())["KeyPhotoKey"];
+  const Value& cached = entryOf(uuid)["KeyPhotoKey"];
   if (!cached.isNil()) return cached;
   const auto source = location_.asksAperture()
                           ? filledScript(kKeyPhotoOfApertureFolder, {uuid})
@@ -104,7 +112,7 @@ Value ScriptQueries::keyPhotoOfProject(const Dictionary& container, bool /*byApp
 Value ScriptQueries::keyPhotoOfAlbum(const Dictionary& container, bool byAppleScript) {
   const Value& uuid = container["AlbumId"];
   if (uuid.isNil()) return {};
-  const Value& cached = albumData_.containerDict(uuid.string())["KeyPhotoKey"];
+  const Value& cached = entryOf(uuid)["KeyPhotoKey"];
   if (!cached.isNil()) return cached;
   if (!byAppleScript) return keyPhotoFromDatabase(uuid);
   const auto source = location_.asksAperture()
@@ -147,9 +155,7 @@ Value ScriptQueries::keyPhotoFromDatabase(const Value& uuid) {
 }
 
 std::int32_t ScriptQueries::photoCountOf(std::string_view kind, const Value& uuid, std::int32_t modelId) {
-  // A container without a uuid has no entry; an empty text is a uuid that may have one.
-  const Value entry = uuid.isNil() ? Value() : albumData_.containerDict(uuid.string());
-  if (const std::int32_t cached = entry["PhotoCount"].intValue(); cached != 0) return cached;
+  if (const std::int32_t cached = entryOf(uuid)["PhotoCount"].intValue(); cached != 0) return cached;
   std::optional<std::string> source;
   if (location_.asksAperture()) {
     source = filledScript(kApertureCount, {kind, uuid});

@@ -28,8 +28,12 @@ class ScriptQueries final : public PhotoApplicationQueries {
   Value keyPhotoOfAlbum(const Dictionary& container, bool byAppleScript) override;
   std::int32_t photoCountOf(std::string_view kind, const Value& uuid, std::int32_t modelId) override;
   std::vector<Text> imageUuidsOf(std::string_view kind, const Value& uuid, std::int32_t modelId) override;
+  // No interpreter at all leaves no doubt.
+  std::uint64_t doubtfulAnswers() const override { return doubtfulAnswers_; }
 
  private:
+  // The album file's entry of a container; nil without.
+  const Value& entryOf(const Value& uuid);
   Value keyPhotoFromDatabase(const Value& uuid);
   // Runs a script. A failure is logged, after logFailure. Without a source, the text to be filled in was
   // refused. Without an interpreter nothing is tried and nothing logged.
@@ -44,6 +48,7 @@ class ScriptQueries final : public PhotoApplicationQueries {
   ScriptRunner& runner_;
   Messages& messages_;
   const PhotoApplicationFlags& flags_;
+  std::uint64_t doubtfulAnswers_ = 0;
 };
 
 }  // namespace moxtel

@@ -19,6 +19,7 @@ class RecordingPhotoApplication final : public PhotoApplicationQueries {
   std::map<std::string, Value> keyPhotosInDatabase;
   std::map<std::string, Value> keyPhotosByScript;
   std::map<std::string, std::vector<Text>> images;
+  std::uint64_t doubtful = 0;
   // Called at every question.
   std::function<void()> onQuestion = [] {};
 
@@ -39,6 +40,7 @@ class RecordingPhotoApplication final : public PhotoApplicationQueries {
     note(format("images of %@ %@ %d", kind, uuid, modelId));
     return images[describe(uuid)];
   }
+  std::uint64_t doubtfulAnswers() const override { return doubtful; }
 
  private:
   Value keyPhoto(std::string_view kind, const Dictionary& container, bool byAppleScript) {

@@ -49,6 +49,7 @@ class LegacyAlbums : public testing::Test {
                                         "MoxtelServer again.")));
     EXPECT_TRUE(albums.containerDicts().empty());
     EXPECT_EQ(albums.faceDicts(), Value(Array()));
+    EXPECT_TRUE(albums.couldNotBeRead());
   }
 
   TemporaryFolder folder;
@@ -232,6 +233,7 @@ TEST_F(LegacyAlbums, inAFileThatEndsEarlyAreThoseOfCompleteLists) {
   write(whole.substr(0, whole.find("<key>List of Rolls")));
   EXPECT_THAT(load(), ElementsAre("Found 2 albums", "Found 0 rolls", "Found 0 faces"));
   EXPECT_EQ(served.messages.count("Error", "Problem with reading iPhoto data: '" + path + ": line "), 1);
+  EXPECT_TRUE(albums.couldNotBeRead());
 }
 
 TEST_F(LegacyAlbums, inAMendedFileAreReadAndOneLineSaysSo) {
@@ -266,6 +268,7 @@ TEST_F(LegacyAlbums, inAFileThatCouldNotBeReadAreReadTheNextTime) {
   fs::last_write_time(path, longAgo);
   EXPECT_EQ(load().size(), 3u);
   EXPECT_TRUE(albums.albumDataReadDate());
+  EXPECT_FALSE(albums.couldNotBeRead());
   EXPECT_TRUE(load().empty());
 }
 

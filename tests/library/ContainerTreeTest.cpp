@@ -460,6 +460,18 @@ TEST_F(ContainerTreeTest, keepsNoListOfWhichATableWasMissing) {
   EXPECT_EQ(tree->getTopLevelProjects().array()[0]["Note"], Value("back"));
 }
 
+TEST_F(ContainerTreeTest, keepsNoListWithADoubtfulAnswer) {
+  album("a", Dictionary{{"versionCount", 0}}, "TopLevelAlbums");
+  application.onQuestion = [this] { ++application.doubtful; };
+  open();
+  EXPECT_EQ(tree->getTopLevelAlbums().array()[0]["PhotoCount"], Value(0));
+  application.onQuestion = [] {};
+  application.photoCounts["a"] = 7;
+  EXPECT_EQ(tree->getTopLevelAlbums().array()[0]["PhotoCount"], Value(7));
+  application.photoCounts["a"] = 8;
+  EXPECT_EQ(tree->getTopLevelAlbums().array()[0]["PhotoCount"], Value(7)) << "without doubt it is kept";
+}
+
 TEST_F(ContainerTreeTest, findsContainersOfTheTopLevelByUuid) {
   album("a", Dictionary{{"name", "first"}}, "TopLevelAlbums");
   album("a", Dictionary{{"name", "second"}}, "TopLevelAlbums");

@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <array>
+#include <filesystem>
 #include <fstream>
 #include <limits>
 
@@ -279,6 +281,38 @@ TEST_F(ScriptQueriesTest, reportsOnceThatTheInterpreterTimedOut) {
               ElementsAre(testing::Pair(
                   "Error", "Key photos, photo counts or smart albums may be missing: too slow")));
   EXPECT_EQ(log.lines().size(), 3u) << "each is logged as any that fails";
+}
+
+TEST_F(ScriptQueriesTest, anAnswerIsDoubtfulWhenItsScriptFailed) {
+  runner.answers(3);
+  EXPECT_EQ(queries.photoCountOf("album", "u", 7), 3);
+  EXPECT_EQ(queries.doubtfulAnswers(), 0u);
+  int asked = 0;
+  runner.answer = [&asked](const std::string&) {
+    constexpr std::array kinds{ScriptFailure::OfTheScript, ScriptFailure::Unusable, ScriptFailure::NotTried};
+    return ScriptOutcome::failed(-1, "failed", kinds.at(static_cast<std::size_t>(asked++)));
+  };
+  for (std::uint64_t failed = 1; failed <= 3; ++failed) {
+    EXPECT_TRUE(queries.keyPhotoOfAlbum(container("u"), true).isNil());
+    EXPECT_EQ(queries.doubtfulAnswers(), failed);
+  }
+}
+
+TEST_F(ScriptQueriesTest, noInterpreterLeavesNoDoubt) {
+  runner.interpreter = false;
+  EXPECT_EQ(queries.photoCountOf("album", "u", 7), 0);
+  EXPECT_EQ(queries.doubtfulAnswers(), 0u);
+}
+
+TEST_F(ScriptQueriesTest, anAnswerIsDoubtfulWhileTheAlbumFileCannotBeRead) {
+  std::filesystem::create_directory(files.path() + "/AlbumData.xml");
+  albumData.loadAlbumData();
+  static_cast<void>(queries.keyPhotoOfAlbum(container("cached"), false));
+  EXPECT_EQ(queries.doubtfulAnswers(), 1u);
+  std::filesystem::remove(files.path() + "/AlbumData.xml");
+  loadAlbumData();
+  EXPECT_EQ(queries.keyPhotoOfAlbum(container("cached"), false), Value("X"));
+  EXPECT_EQ(queries.doubtfulAnswers(), 1u);
 }
 
 TEST_F(ScriptQueriesTest, otherFailuresAreForTheLogAlone) {

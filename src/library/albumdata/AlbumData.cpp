@@ -1,5 +1,7 @@
 #include "library/albumdata/AlbumData.h"
 
+#include <cerrno>
+
 #include "library/LibraryLocation.h"
 #include "library/Messages.h"
 #include "library/PathNames.h"
@@ -36,13 +38,17 @@ void AlbumData::loadAlbumData() {
   if (!library) return;
   albumDataFilename_ = appendingPathComponent(*library, "AlbumData.xml");
   const FileStamp stamp = stampOf(*albumDataFilename_);
-  if (stamp.kind == FileStamp::Kind::Missing) return;
+  if (stamp.kind == FileStamp::Kind::Missing) {
+    couldNotBeRead_ = stamp.error != ENOENT && stamp.error != ENOTDIR;
+    return;
+  }
   if (albumDataReadDate_ && stamp.modifiedDate() < albumDataReadDate_->seconds) return;
   read();
 }
 
 void AlbumData::read() {
   const AlbumDataContents contents = readAlbumDataFile(*albumDataFilename_);
+  couldNotBeRead_ = !contents.error.empty();
   if (!contents.error.empty()) {
     messages_.showTitle("Error",
                         unreadableDataMessage("iPhoto data", *albumDataFilename_ + ": " + contents.error));
@@ -81,6 +87,7 @@ void AlbumData::clear() {
   albumDataReadDate_.reset();
   containerDicts_.clear();
   faceDicts_ = {};
+  couldNotBeRead_ = false;
 }
 
 }  // namespace moxtel

@@ -25,6 +25,8 @@ class AlbumData final : public AlbumEntries {
   void loadAlbumData();
 
   const Value& containerDict(std::string_view key) const override;
+  // Whether the last load found a file that could not be read, or not to its end: its entries are missing.
+  bool couldNotBeRead() const { return couldNotBeRead_; }
   const std::unordered_map<std::string, Value>& containerDicts() const { return containerDicts_; }
   // As the file has it: a list in some files, a dictionary in others. Nil before the first read.
   const Value& faceDicts() const { return faceDicts_; }
@@ -50,6 +52,7 @@ class AlbumData final : public AlbumEntries {
   std::optional<Date> albumDataReadDate_;
   std::unordered_map<std::string, Value> containerDicts_;
   Value faceDicts_;
+  bool couldNotBeRead_ = false;
 };
 
 }  // namespace moxtel
