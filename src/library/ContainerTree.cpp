@@ -213,9 +213,11 @@ void Listing::logTotals() const {
 }
 
 // Without statistics SQLite would use the index on isInTrash and read the whole table for every project; the
-// plus sign prevents that. The order of rows does not affect a count, so nothing else changes.
+// plus sign prevents that. It precedes the comparison: before the column, it would take the column's type
+// from it, and a 0 stored as text would differ. The order of rows does not affect a count, so nothing else
+// changes.
 constexpr SqlText kCountByProject =
-    "SELECT COUNT(uuid) FROM RKVersion WHERE projectUuid = '%@' AND versionNumber != 0 AND +isInTrash = 0";
+    "SELECT COUNT(uuid) FROM RKVersion WHERE projectUuid = '%@' AND versionNumber != 0 AND +(isInTrash = 0)";
 // The query text that clients expect in the log when it cannot be prepared.
 constexpr SqlText kCountAsLogged =
     "SELECT COUNT(uuid) FROM RKVersion WHERE projectUuid = '%@' AND versionNumber != 0 AND isInTrash = 0";

@@ -301,6 +301,34 @@ TEST_F(ContainerTreeTest, countsAProjectsVisibleVersions) {
   EXPECT_THAT(application.questions, IsEmpty());
 }
 
+// Without a type, and as a text, a column keeps '0' as a text.
+TEST_F(ContainerTreeTest, countsVersionsWhateverTheTypeOfIsInTrash) {
+  for (const char* type : {"integer", "varchar", "", "varchar COLLATE RTRIM"}) {
+    files.execute(DatabaseFile::Library,
+                  "DROP TABLE RKVersion; CREATE TABLE RKVersion(modelId integer primary key, uuid varchar, "
+                  "projectUuid varchar, versionNumber integer, isInTrash " +
+                      std::string(type) +
+                      "); CREATE INDEX RKVersion_isInTrash_index on RKVersion(isInTrash); CREATE INDEX "
+                      "RKVersion_projectUuid_imageDate_index on RKVersion(projectUuid, modelId);"
+                      "DELETE FROM RKFolder");
+    project("p");
+    version("number", "p", 1, 0);
+    version("text", "p", 1, "0");
+    version("text with a blank", "p", 1, "0 ");
+    version("trashed", "p", 1, "1");
+    version("unknown", "p", 1, Value());
+    open();
+    Query quoted = opened->databases.run(
+        DatabaseFile::Library,
+        "SELECT COUNT(uuid) FROM RKVersion WHERE projectUuid = '%@' AND versionNumber != 0 AND isInTrash = 0",
+        {"p"});
+    ASSERT_TRUE(quoted.step());
+    EXPECT_GT(quoted.integerColumn(0), 0);
+    EXPECT_EQ(list().array()[0]["PhotoCount"], quoted.integerNumberColumn(0)) << type;
+    opened->nextCommand();
+  }
+}
+
 TEST_F(ContainerTreeTest, logsACountThatCannotBePreparedAndTakesItForZero) {
   project("p");
   files.execute(DatabaseFile::Library, "DROP TABLE RKVersion");
