@@ -1,6 +1,9 @@
 #include "library/VersionTexts.h"
 
+#include <algorithm>
 #include <limits>
+#include <string>
+#include <vector>
 
 namespace moxtel {
 
@@ -8,6 +11,18 @@ namespace {
 
 // Up to this distance, stepping costs less than seeking.
 constexpr double kNear = 4;
+
+constexpr SqlText kSchemaOfStrings = "SELECT sql FROM sqlite_master WHERE tbl_name = 'RKUniqueString'";
+
+// A statement of the schema without blanks and quotes, in lower case.
+std::string plainStatement(std::string_view sql) {
+  std::string plain;
+  for (const char c : sql) {
+    if (std::string_view(" \t\r\n\"'`[]").find(c) != std::string_view::npos) continue;
+    plain += c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+  }
+  return plain;
+}
 
 Value unlessEmpty(const Value& text) { return text.string().empty() ? Value() : text; }
 
@@ -18,16 +33,45 @@ Value unlessEmpty(const Value& text) { return text.string().empty() ? Value() : 
 constexpr VersionTexts::Kind VersionTexts::kCaptions{
     "SELECT stringProperty FROM RKUniqueString WHERE modelId = (SELECT stringId FROM RKIptcProperty WHERE "
     "propertyKey = 'Caption/Abstract' AND versionId = %d)",
-    "SELECT p.versionId,s.stringProperty,p.rowid FROM RKIptcProperty p LEFT JOIN RKUniqueString s "
+    "SELECT p.versionId,s.stringProperty FROM RKIptcProperty p LEFT JOIN RKUniqueString s "
     "ON s.modelId = p.stringId WHERE p.propertyKey = 'Caption/Abstract' AND p.versionId >= %d "
-    "AND p.versionId <= 2147483647 ORDER BY p.versionId"};
+    "AND p.versionId <= 2147483647 ORDER BY p.versionId",
+    "SELECT sql FROM sqlite_master WHERE tbl_name = 'RKIptcProperty'"};
 
 constexpr VersionTexts::Kind VersionTexts::kComments{
     "SELECT stringProperty FROM RKUniqueString WHERE modelId = (SELECT stringId FROM RKExifStringProperty "
     "WHERE propertyKey = 'ImageDescription' AND versionId = %d)",
-    "SELECT p.versionId,s.stringProperty,p.rowid FROM RKExifStringProperty p LEFT JOIN RKUniqueString s "
+    "SELECT p.versionId,s.stringProperty FROM RKExifStringProperty p LEFT JOIN RKUniqueString s "
     "ON s.modelId = p.stringId WHERE p.propertyKey = 'ImageDescription' AND p.versionId >= %d "
-    "AND p.versionId <= 2147483647 ORDER BY p.versionId"};
+    "AND p.versionId <= 2147483647 ORDER BY p.versionId",
+    "SELECT sql FROM sqlite_master WHERE tbl_name = 'RKExifStringProperty'"};
+
+VersionTexts::VersionTexts(LibraryDatabases& databases, const Kind& kind)
+    : databases_(databases), kind_(kind), oneByOne_(!schemaIsStrict()) {}
+
+bool VersionTexts::schemaIsStrict() {
+  const auto properties = statementsOf(kind_.schema);
+  const auto strings = statementsOf(kSchemaOfStrings);
+  const auto idsAreIntegers = [](const std::string& statement) {
+    return statement.starts_with("createtable") && statement.find(",versionidinteger,") != std::string::npos;
+  };
+  const auto oneForEachId = [](const std::string& statement) {
+    return statement.starts_with("createuniqueindex") && statement.ends_with("(propertykey,versionid)");
+  };
+  const auto idsAreUnique = [](const std::string& statement) {
+    return statement.find("(modelidintegerprimarykey,") != std::string::npos;
+  };
+  return std::any_of(properties.begin(), properties.end(), idsAreIntegers) &&
+         std::any_of(properties.begin(), properties.end(), oneForEachId) &&
+         std::any_of(strings.begin(), strings.end(), idsAreUnique);
+}
+
+std::vector<std::string> VersionTexts::statementsOf(SqlText table) {
+  std::vector<std::string> statements;
+  Query query = databases_.runUnlogged(DatabaseFile::Properties, table, {});
+  while (query.step()) statements.push_back(plainStatement(query.stringColumn(0).string()));
+  return statements;
+}
 
 Value VersionTexts::textOf(std::int32_t modelId) {
   if (!oneByOne_ && (modelId == asked_ || answer(modelId))) return text_;
@@ -40,7 +84,9 @@ Value VersionTexts::textOf(std::int32_t modelId) {
 bool VersionTexts::answer(std::int32_t modelId) {
   asked_ = modelId;
   text_ = {};
-  return reach(modelId) && (current_ != modelId || collect());
+  if (!reach(modelId)) return false;
+  if (current_ == modelId) text_ = unlessEmpty(rows_->stringColumn(1));
+  return true;
 }
 
 // Reads on until the current row is the one of this id, or a later one.
@@ -59,18 +105,6 @@ bool VersionTexts::seek(double modelId) {
       databases_.runUnlogged(DatabaseFile::Properties, kind_.onFrom, {static_cast<std::int32_t>(modelId)});
   current_ = modelId - 1;
   return rows_->prepared() && next();
-}
-
-// From the rows of the current version: the last text of the first property that is not empty.
-bool VersionTexts::collect() {
-  const double version = current_;
-  const std::int64_t property = rows_->integer64Column(2);
-  while (current_ == version) {
-    Value text = rows_->integer64Column(2) == property ? unlessEmpty(rows_->stringColumn(1)) : Value();
-    if (!text.isNil()) text_ = std::move(text);
-    if (!next()) return false;
-  }
-  return true;
 }
 
 bool VersionTexts::next() {

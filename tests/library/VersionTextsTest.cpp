@@ -133,6 +133,56 @@ TEST_F(VersionTextsTest, withoutTheTableEveryIdIsLogged) {
   EXPECT_TRUE(opened.databases.sawFailure());
 }
 
+class LooserTextsTest : public VersionTextsTest, public testing::WithParamInterface<const char*> {};
+
+// Tables other than those of known libraries: what a query for each photo gives counts.
+TEST_P(LooserTextsTest, agreesWithOneQueryForEach) {
+  properties("DROP TABLE RKIptcProperty; DROP TABLE RKUniqueString");
+  properties(GetParam());
+  for (unsigned seed = 1; seed <= 20; ++seed) {
+    std::mt19937 random(seed);
+    const auto below = [&random](unsigned bound) { return std::to_string(random() % bound); };
+    properties("DELETE FROM RKIptcProperty; DELETE FROM RKUniqueString");
+    for (unsigned i = 0; i < 80; ++i) {
+      properties("INSERT OR IGNORE INTO RKUniqueString(modelId,stringProperty) VALUES(" + below(30) +
+                 ",'text " + std::to_string(i) + "')");
+      properties("INSERT OR IGNORE INTO RKIptcProperty(propertyKey,versionId,stringId) VALUES('" +
+                 std::string(i % 3 ? "Caption/Abstract" : "caption/abstract") + "'," + below(25) + "," +
+                 below(30) + ")");
+    }
+    std::vector<std::int32_t> ids(25);
+    std::iota(ids.begin(), ids.end(), 0);
+    const auto expected = oneByOne(ids);
+    EXPECT_THAT(expected, testing::Contains(Not(Value())));
+    EXPECT_EQ(captionsOf(ids), expected) << "seed " << seed;
+  }
+}
+
+constexpr const char* kLooserTables[] = {
+    // Ids as text, which are in another order than numbers.
+    "CREATE TABLE RKIptcProperty(modelId integer primary key, versionId varchar, propertyKey varchar, "
+    "stringId "
+    "integer);"
+    "CREATE UNIQUE INDEX u on RKIptcProperty(propertyKey,versionId);"
+    "CREATE TABLE RKUniqueString(modelId integer primary key, stringProperty varchar)",
+    // Several properties of one version.
+    "CREATE TABLE RKIptcProperty(modelId integer primary key, versionId integer, propertyKey varchar, "
+    "stringId "
+    "integer);"
+    "CREATE INDEX u on RKIptcProperty(propertyKey,versionId,stringId);"
+    "CREATE TABLE RKUniqueString(modelId integer primary key, stringProperty varchar)",
+    // Several texts with one id, found by an index that sorts them by text.
+    "CREATE TABLE RKIptcProperty(modelId integer primary key, versionId integer, propertyKey varchar, "
+    "stringId "
+    "integer);"
+    "CREATE UNIQUE INDEX u on RKIptcProperty(propertyKey,versionId);"
+    "CREATE TABLE RKUniqueString(modelId integer, stringProperty varchar);"
+    "CREATE INDEX v on RKUniqueString(modelId,stringProperty DESC)",
+    // No index at all, and a key that ignores case.
+    "CREATE TABLE RKIptcProperty(modelId, versionId, propertyKey varchar COLLATE NOCASE, stringId);"
+    "CREATE TABLE RKUniqueString(modelId, stringProperty varchar)"};
+INSTANTIATE_TEST_SUITE_P(Tables, LooserTextsTest, testing::ValuesIn(kLooserTables));
+
 // Here caused by the end of the transaction; damage in the file has the same effect.
 TEST_F(VersionTextsTest, continuesWithSingleQueriesAfterAFailedPass) {
   caption("1", "'one'");
