@@ -12,6 +12,8 @@ import re
 import sqlite3
 import zoneinfo
 
+import answers
+
 BUILT_IN_ALBUMS = {
     "libraryFolderImplicitAlbum", "allProjectsAlbum", "trashAlbum", "flaggedAlbum", "lastImportAlbum",
     "rejectedAlbum", "lastNMonthsAlbum", "eventFilterBarAlbum", "allPlacedPhotosAlbum", "peopleAlbum",
@@ -94,6 +96,7 @@ class Library:
         album_data = pathlib.Path(folder) / "AlbumData.xml"
         if album_data.exists():
             self.read_album_data(plistlib.loads(album_data.read_bytes()))
+        self.answers = answers.Answers(self.databases, folder)
         self.scratch = sqlite3.connect(":memory:")
         self.scratch.text_factory = bytes
 

@@ -48,12 +48,35 @@ class AlbumDataWriter final {
     key("Master Image List"), open("dict");
     for (std::size_t i = 0; i < plan_.photoCount(); ++i) writeImage(plan_.photo(i));
     close("dict");
-    out_ << "</dict>\n</plist>\n";
-    out_.close();
-    if (!out_) throw WriteError("cannot write AlbumData.xml");
+    finish();
+  }
+
+  // AlbumData2.xml: albums only, each list as one text.
+  void writeListings() {
+    key("List of Albums"), open("array");
+    for (const Container& album : plan_.albums()) {
+      if (album.inTrash || !isListed(album)) continue;
+      open("dict");
+      text("AlbumName", album.name);
+      text("GUID", album.uuid);
+      text("KeyListString", joined(plan_.savedList(album)));
+      close("dict");
+    }
+    close("array");
+    finish();
   }
 
  private:
+  static std::string joined(const std::vector<std::int64_t>& ids) {
+    std::string all;
+    for (const std::int64_t id : ids) all += (all.empty() ? "" : ",") + std::to_string(id);
+    return all;
+  }
+  void finish() {
+    out_ << "</dict>\n</plist>\n";
+    out_.close();
+    if (!out_) throw WriteError("cannot write the lists of albums");
+  }
   void key(std::string_view name) { out_ << "<key>" << escaped(name) << "</key>"; }
   void open(const char* tag) { out_ << '<' << tag << ">\n"; }
   void close(const char* tag) { out_ << "</" << tag << ">\n"; }
@@ -69,20 +92,42 @@ class AlbumDataWriter final {
     key(name);
     out_ << "<real>" << static_cast<std::int64_t>(value) << ".000000</real>\n";
   }
-  void item(std::uint64_t version) { out_ << "<string>" << version << "</string>\n"; }
+  void writeList(const std::vector<std::int64_t>& versions) {
+    key("KeyList"), open("array");
+    for (const std::int64_t version : versions) out_ << "<string>" << version << "</string>\n";
+    close("array");
+  }
+  // With saved lists: no album that is behind a project, nor a built-in one without a list.
+  bool isListed(const Container& album) const {
+    if (plan_.options().savedLists == SavedLists::None) return true;
+    if (album.name.empty()) return false;
+    return !album.magic || album.uuid == "allPhotosAlbum";
+  }
+
+  // Without saved lists: those members that the database lists as well, none for smart albums.
+  std::vector<std::int64_t> listOf(const Container& container) const {
+    if (plan_.options().savedLists != SavedLists::None) return plan_.savedList(container);
+    std::vector<std::int64_t> ids;
+    if (container.type == 2) {
+      for (std::size_t i = container.first; i < container.end; ++i) ids.push_back(versionOf(i));
+    } else {
+      for (const std::size_t index : plan_.membersOf(container)) ids.push_back(versionOf(index));
+    }
+    return ids;
+  }
+  static std::int64_t versionOf(std::size_t index) { return static_cast<std::int64_t>(2 * index + 2); }
 
   void writeAlbum(const Container& album) {
-    const std::vector<std::size_t> members = plan_.membersOf(album);
+    if (!isListed(album)) return;
+    const std::vector<std::int64_t> members = listOf(album);
     open("dict");
     number("AlbumId", static_cast<std::uint64_t>(album.modelId));
     text("AlbumName", album.name);
     text("Album Type", album.magic ? "99" : album.subclass == 2 ? "Smart" : "Regular");
     text("GUID", album.uuid);
     number("PhotoCount", members.size());
-    if (!members.empty()) text("KeyPhotoKey", std::to_string(2 * members.front() + 2));
-    key("KeyList"), open("array");
-    for (const std::size_t index : members) item(2 * index + 2);
-    close("array");
+    if (!members.empty()) text("KeyPhotoKey", std::to_string(members.front()));
+    writeList(members);
     close("dict");
   }
   void writeRoll(const Container& roll) {
@@ -91,11 +136,10 @@ class AlbumDataWriter final {
     text("ProjectUuid", roll.uuid);
     text("RollName", roll.name);
     seconds("RollDateAsTimerInterval", plan_.photo(roll.first).date);
-    text("KeyPhotoKey", std::to_string(2 * roll.first + 2));
-    number("PhotoCount", roll.end - roll.first);
-    key("KeyList"), open("array");
-    for (std::size_t index = roll.first; index < roll.end; ++index) item(2 * index + 2);
-    close("array");
+    const std::vector<std::int64_t> members = listOf(roll);
+    if (!members.empty()) text("KeyPhotoKey", std::to_string(members.front()));
+    number("PhotoCount", members.size());
+    writeList(members);
     close("dict");
   }
   void writeFaces() {
@@ -135,6 +179,10 @@ class AlbumDataWriter final {
 
 void writeAlbumData(const SamplePlan& plan, const std::filesystem::path& file) {
   AlbumDataWriter(plan, file).write();
+}
+
+void writeAlbumListings(const SamplePlan& plan, const std::filesystem::path& file) {
+  AlbumDataWriter(plan, file).writeListings();
 }
 
 }  // namespace moxtel::makelibrary

@@ -10,4 +10,7 @@ class SamplePlan;
 // Throws WriteError.
 void writeAlbumData(const SamplePlan& plan, const std::filesystem::path& file);
 
+// The shorter one for other programs: the lists of members of the albums. Throws WriteError.
+void writeAlbumListings(const SamplePlan& plan, const std::filesystem::path& file);
+
 }  // namespace moxtel::makelibrary

@@ -4,6 +4,7 @@
 #include "makelibrary/Random.h"
 #include "makelibrary/SampleDatabases.h"
 #include "makelibrary/SamplePlan.h"
+#include "makelibrary/SmartAlbums.h"
 #include "makelibrary/SqliteWriter.h"
 
 namespace moxtel::makelibrary {
@@ -19,7 +20,7 @@ void writeFolders(const SamplePlan& plan, SqliteWriter& writer) {
       "RKFolder",
       "modelId,uuid,folderType,name,parentFolderUuid,posterVersionUuid,automaticallyGenerateFullSizePreviews,"
       "versionCount,minImageDate,maxImageDate,folderPath,createDate,isExpanded,isHidden,isHiddenWhenEmpty,"
-      "isFavorite,isInTrash,isMagic,colorLabelIndex,sortAscending,sortKeyPath");
+      "isFavorite,isInTrash,isMagic,colorLabelIndex,sortAscending,sortKeyPath,implicitAlbumUuid");
   for (const Container& c : plan.folders()) {
     std::optional<double> minimum, maximum;
     if (c.type == 2) minimum = maximum = 0;
@@ -29,7 +30,8 @@ void writeFolders(const SamplePlan& plan, SqliteWriter& writer) {
     }
     folder.row(c.modelId, c.uuid, c.type, orNull(c.name), orNull(c.parentUuid), orNull(c.posterUuid), 1,
                c.end - c.first, minimum, maximum, c.folderPath, minimum.value_or(222220800.0), 1, 0,
-               c.hiddenWhenEmpty, 0, c.inTrash, c.magic, 0, 1, c.type == 2 ? "exifProperties.ImageDate" : "");
+               c.hiddenWhenEmpty, 0, c.inTrash, c.magic, 0, 1, c.type == 2 ? "exifProperties.ImageDate" : "",
+               orNull(c.implicitAlbumUuid));
   }
 }
 
@@ -39,22 +41,40 @@ std::optional<std::size_t> storedCount(const Container& album, std::size_t membe
   return members;
 }
 
+// How an album sorts its photos.
+std::pair<std::string_view, bool> orderOf(const Container& album) {
+  if (!album.smart) return {album.name.empty() ? "exifProperties.ImageDate" : "custom.default", true};
+  if (album.smart->order == SmartOrder::Rating) return {"basicProperties.MainRating", true};
+  return {"exifProperties.ImageDate", album.smart->order == SmartOrder::OldestFirst};
+}
+
+std::optional<std::string> scopeOf(const SamplePlan& plan, const Container& album) {
+  if (album.subclass != 2) return std::nullopt;
+  if (!album.smart || album.smart->scope == SmartScope::Library) return "LibraryFolder";
+  return plan.firstProject().uuid;
+}
+
+Cell ruleOf(const Container& album) {
+  if (!album.smart) return {};
+  return Blob{album.smart->queryData};
+}
+
 void writeAlbums(const SamplePlan& plan, SqliteWriter& writer) {
   Inserter albumRow =
       writer.into("RKAlbum",
                   "modelId,uuid,albumType,albumSubclass,name,folderUuid,queryFolderUuid,"
                   "posterVersionUuid,sortKeyPath,sortAscending,customSortAvailable,versionCount,"
-                  "createDate,isFavorite,isInTrash,isHidden,isMagic,colorLabelIndex");
+                  "createDate,isFavorite,isInTrash,isHidden,isMagic,colorLabelIndex,queryData");
   Inserter memberRow = writer.into("RKAlbumVersion", "modelId,versionId,albumId");
   std::int64_t memberId = 0;
   for (const Container& album : plan.albums()) {
     const std::vector<std::size_t> members = plan.membersOf(album);
     std::optional<std::string> poster;
     if (!members.empty() && album.modelId % 2 == 0) poster = plan.photo(members.front()).versionUuid;
+    const auto [sortKeyPath, ascending] = orderOf(album);
     albumRow.row(album.modelId, album.uuid, album.type, album.subclass, album.name, album.parentUuid,
-                 album.subclass == 2 ? std::optional<std::string>("LibraryFolder") : std::nullopt, poster,
-                 "custom.default", 1, 1, storedCount(album, members.size()), 250000000 + album.modelId, 0,
-                 album.inTrash, 0, album.magic, 0);
+                 scopeOf(plan, album), poster, sortKeyPath, ascending, 1, storedCount(album, members.size()),
+                 250000000 + album.modelId, 0, album.inTrash, 0, album.magic, 0, ruleOf(album));
     for (const std::size_t index : members)
       memberRow.row(++memberId, static_cast<std::int64_t>(2 * index + 2), album.modelId);
   }
@@ -132,8 +152,8 @@ class VersionRows final {
     row_.row(id, uuid, p.baseName, p.fileName, number, p.masterUuid, p.masterUuid, p.masterId,
              raw ? std::optional(p.masterUuid) : std::nullopt,
              raw ? std::nullopt : std::optional(p.masterUuid), plan_.folders()[p.project].uuid,
-             "Europe/Zurich", p.date, original ? 0 : p.rating, original, !original && p.flagged, original, 1,
-             -1, p.height, p.width, upHeight, upWidth, p.rotation, adjustments, adjustments, 0,
+             "Europe/Zurich", p.date, original ? 0 : p.rating, original || p.hidden, !original && p.flagged,
+             original, 1, -1, p.height, p.width, upHeight, upWidth, p.rotation, adjustments, adjustments, 0,
              p.date + 86400, p.inTrash, latitude, longitude, 1, poster, !original, 0, 1, 1, 0);
   }
 

@@ -15,6 +15,7 @@ class LibraryFolder final {
   std::filesystem::path masters() const { return folder_ / "Masters"; }
   std::filesystem::path thumbnails() const { return folder_ / "Thumbnails"; }
   std::filesystem::path previews() const { return folder_ / "Previews"; }
+  std::filesystem::path albumListings() const { return folder_ / "iLifeShared" / "AlbumData2.xml"; }
   std::filesystem::path albumData() const { return folder_ / "AlbumData.xml"; }
 
   // Writes a file and its parent folders and sets its modification date: seconds since 2001-01-01 00:00:00

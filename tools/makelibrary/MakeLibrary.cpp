@@ -32,6 +32,17 @@ void writeSampleDatabases(const SamplePlan& plan, const LibraryFolder& folder) {
   for (auto& writer : writers) writer.get();
 }
 
+void writeAlbumFiles(const SamplePlan& plan, const LibraryFolder& folder) {
+  const bool lists = plan.options().savedLists != SavedLists::None;
+  if (!lists && !plan.options().albumData) return;
+  writeAlbumData(plan, folder.albumData());
+  LibraryFolder::setModified(folder.albumData(), kLastWritten);
+  if (!lists) return;
+  std::filesystem::create_directories(folder.albumListings().parent_path());
+  writeAlbumListings(plan, folder.albumListings());
+  LibraryFolder::setModified(folder.albumListings(), kLastWritten);
+}
+
 }  // namespace
 
 void makeLibrary(const MakeLibraryOptions& options) {
@@ -42,11 +53,10 @@ void makeLibrary(const MakeLibraryOptions& options) {
     const SamplePlan plan(options);
     writeSampleDatabases(plan, folder);
     if (options.images != Images::None) writePictures(plan, folder);
-    if (options.albumData) writeAlbumData(plan, folder.albumData());
+    writeAlbumFiles(plan, folder);
   }
   for (const char* name : {"Library.apdb", "ImageProxies.apdb", "Properties.apdb", "Faces.db"})
     LibraryFolder::setModified(folder.database(name), kLastWritten);
-  if (options.albumData && !options.strange) LibraryFolder::setModified(folder.albumData(), kLastWritten);
 }
 
 }  // namespace moxtel::makelibrary

@@ -12,6 +12,9 @@ constexpr std::size_t kMostPhotos = 20'000'000;
 const std::map<std::string, Images> kImages{
     {"none", Images::None}, {"small", Images::Small}, {"photo", Images::Photo}};
 
+const std::map<std::string, SavedLists> kSavedLists{
+    {"none", SavedLists::None}, {"in-step", SavedLists::InStep}, {"out-of-step", SavedLists::OutOfStep}};
+
 void addCount(CLI::App& app, const char* name, std::size_t& count, const char* help) {
   app.add_option(name, count, help)
       ->type_name("N")
@@ -39,6 +42,17 @@ void addOptions(CLI::App& app, MakeLibraryOptions& options) {
   addCount(app, "--faces", options.faces, "number of named persons; 0: depends on --photos");
   app.add_flag("--big-album", options.bigAlbum, "add an album that contains every photo");
   app.add_flag("--album-data", options.albumData, "write an AlbumData.xml beside the databases");
+  app.add_flag("--smart-albums", options.smartAlbums,
+               "add smart albums with rules of every kind,\n"
+               "hidden photos, and albums behind the projects");
+  app.add_option_function<std::string>(
+         "--saved-lists", [&options](const std::string& name) { options.savedLists = kSavedLists.at(name); },
+         "none         no lists of members (default)\n"
+         "in-step      in AlbumData.xml and AlbumData2.xml,\n"
+         "             as the databases have them\n"
+         "out-of-step  older than the databases")
+      ->type_name("WHAT")
+      ->check(CLI::IsMember(kSavedLists).description(""));
   app.add_flag("--strange", options.strange,
                "write data that no photo application should\n"
                "write: missing values, ties, duplicates, odd\n"

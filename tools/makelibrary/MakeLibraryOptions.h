@@ -10,6 +10,9 @@
 namespace moxtel::makelibrary {
 
 enum class Images : std::uint8_t { None, Small, Photo };
+// The lists of members that the photo application saves in AlbumData.xml and iLifeShared/AlbumData2.xml.
+// OutOfStep: as before the last photos were added and others were thrown away.
+enum class SavedLists : std::uint8_t { None, InStep, OutOfStep };
 
 struct MakeLibraryOptions {
   std::filesystem::path folder;
@@ -23,6 +26,8 @@ struct MakeLibraryOptions {
   bool strange = false;
   bool albumData = false;
   bool bigAlbum = false;
+  bool smartAlbums = false;
+  SavedLists savedLists = SavedLists::None;
 };
 
 // A text to print before the program exits: to standard output if the exit status is 0, else to standard

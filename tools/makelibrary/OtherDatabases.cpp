@@ -79,8 +79,9 @@ void writeStrings(const SamplePlan& plan, SqliteWriter& writer) {
 
 class PropertyRows final {
  public:
-  explicit PropertyRows(SqliteWriter& writer)
-      : iptc_(writer.into("RKIptcProperty", "modelId,versionId,propertyKey,stringId,modDate")),
+  PropertyRows(SqliteWriter& writer, bool smartAlbums)
+      : smartAlbums_(smartAlbums),
+        iptc_(writer.into("RKIptcProperty", "modelId,versionId,propertyKey,stringId,modDate")),
         exif_(writer.into("RKExifStringProperty", "modelId,versionId,propertyKey,stringId,modDate")),
         number_(writer.into("RKExifNumberProperty", "modelId,versionId,propertyKey,numberProperty,modDate")),
         other_(
@@ -113,6 +114,10 @@ class PropertyRows final {
       number(p, "Latitude", p.position->latitude);
       number(p, "Longitude", p.position->longitude);
     }
+    if (p.position && smartAlbums_ && !p.duplicateUuid.empty()) {
+      number_.row(++numberId_, p.duplicateId, "Latitude", p.position->latitude, p.date);
+      number_.row(++numberId_, p.duplicateId, "Longitude", p.position->longitude, p.date);
+    }
     other(p, "AspectRatio", kAspectPhoto);
     if (p.index % 4 == 0) other(p, "PixelSize", kPixelSizePhoto);
   }
@@ -127,6 +132,7 @@ class PropertyRows final {
     exif_.row(++exifId_, p.versionId, "Model", static_cast<std::int64_t>(kModel), p.date);
   }
 
+  bool smartAlbums_;
   Inserter iptc_, exif_, number_, other_;
   std::int64_t iptcId_ = 0, exifId_ = 0, numberId_ = 0, otherId_ = 0;
 };
@@ -179,7 +185,7 @@ void writePropertiesDatabase(const SamplePlan& plan, const std::filesystem::path
   SqliteWriter writer(file, kPropertiesSchema);
   writeStrings(plan, writer);
   {
-    PropertyRows rows(writer);
+    PropertyRows rows(writer, plan.options().smartAlbums);
     for (std::size_t i = 0; i < plan.photoCount(); ++i) rows.write(plan.photo(i));
   }
   writer.finish();

@@ -6,6 +6,7 @@
 
 #include "makelibrary/Random.h"
 #include "makelibrary/SampleNames.h"
+#include "makelibrary/SmartAlbums.h"
 #include "support/SampleLibrary.h"
 
 namespace moxtel::makelibrary {
@@ -102,6 +103,10 @@ SamplePlan::SamplePlan(MakeLibraryOptions options) : options_(std::move(options)
   planProjects();
   planAlbums();
   planBuiltInAlbums();
+  if (options_.smartAlbums) {
+    planSmartAlbums();
+    planImplicitAlbums();
+  }
   planPersons();
   planCaptions();
 }
@@ -198,6 +203,22 @@ void SamplePlan::planBuiltInAlbums() {
     addAlbum(std::string(album.uuid), std::string(album.name), "TopLevelAlbums", 2).magic = true;
 }
 
+void SamplePlan::planSmartAlbums() {
+  std::size_t number = 2'000'000;
+  for (const SmartAlbum& smart : smartAlbums())
+    addAlbum(uuidFor(options_.seed, Subject::Album, number++), smart.name, "TopLevelAlbums", 2).smart =
+        &smart;
+}
+
+// Behind each project there is an album that knows how its photos are sorted.
+void SamplePlan::planImplicitAlbums() {
+  for (const std::size_t project : projects_) {
+    Container& folder = folders_[project];
+    folder.implicitAlbumUuid = uuidFor(options_.seed, Subject::Album, 3'000'000 + project);
+    addAlbum(folder.implicitAlbumUuid, "", folder.uuid, 1);
+  }
+}
+
 void SamplePlan::planPersons() {
   const std::size_t count = suitable(options_.faces, options_.photos, 10, 3, 1000);
   for (std::size_t i = 0; i < count; ++i) {
@@ -270,6 +291,7 @@ void SamplePlan::describeFile(Photo& photo, Random& random) const {
   photo.inTrash = random.oneIn(40);
   photo.flagged = random.oneIn(10);
   photo.rating = static_cast<int>(random.below(6));
+  photo.hidden = options_.smartAlbums && photo.index % 29 == 7;
   if (!random.oneIn(3)) {
     const Place& place = kPlaces[(photo.project + options_.seed) % kPlaces.size()];
     photo.position =
@@ -319,6 +341,55 @@ std::vector<std::size_t> SamplePlan::membersOf(const Container& album) const {
   }
   std::erase_if(members, [this](std::size_t index) { return photo(index).inTrash; });
   return members;
+}
+
+bool SamplePlan::isSaved(const Photo& photo) const {
+  if (options_.savedLists == SavedLists::OutOfStep) return photo.index + 1 != options_.photos;
+  return !photo.inTrash;
+}
+
+std::vector<std::int64_t> SamplePlan::savedList(const Container& container) const {
+  std::vector<std::pair<double, std::int64_t>> found;
+  const auto add = [&](std::size_t index) {
+    const Photo p = photo(index);
+    if (!isSaved(p) || (container.smart && !container.smart->shows(p))) return;
+    const double place = placeIn(container, p);
+    found.emplace_back(place, p.versionId);
+    // The user put the first versions into regular albums, not the duplicates.
+    if (!p.duplicateUuid.empty() && container.subclass != 3) found.emplace_back(place, p.duplicateId);
+  };
+  if (container.subclass == 3) {
+    for (const std::size_t index : membersOf(container)) add(index);
+  } else {
+    const auto [first, end] = rangeOf(container);
+    for (std::size_t i = first; i < end; ++i) add(i);
+  }
+  std::sort(found.begin(), found.end());
+  std::vector<std::int64_t> ids;
+  for (const auto& [place, id] : found) ids.push_back(id);
+  return ids;
+}
+
+// The photos among which a container's members are.
+std::pair<std::size_t, std::size_t> SamplePlan::rangeOf(const Container& container) const {
+  if (container.smart && container.smart->scope == SmartScope::FirstProject) {
+    return {firstProject().first, firstProject().end};
+  }
+  if (container.type == 2) return {container.first, container.end};
+  return {0, options_.photos};
+}
+
+double SamplePlan::placeIn(const Container& container, const Photo& photo) {
+  if (container.subclass == 3) return 0;
+  switch (container.smart ? container.smart->order : SmartOrder::OldestFirst) {
+    case SmartOrder::Rating:
+      return photo.rating;
+    case SmartOrder::NewestFirst:
+      return -photo.date;
+    case SmartOrder::OldestFirst:
+      break;
+  }
+  return photo.date;
 }
 
 Season SamplePlan::seasonOf(const Photo& photo) const {

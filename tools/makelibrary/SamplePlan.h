@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "makelibrary/MakeLibraryOptions.h"
@@ -50,6 +51,7 @@ struct Photo {
   bool adjusted = false;
   bool inTrash = false;
   bool flagged = false;
+  bool hidden = false;
   int rating = 0;
   std::optional<Position> position;
   std::size_t caption = 0;  // 1-based index into captions; 0 for none
@@ -82,6 +84,8 @@ struct Container {
   bool hiddenWhenEmpty = false;
   std::string note;
   std::string posterUuid;
+  std::string implicitAlbumUuid;  // projects of libraries with smart albums
+  const struct SmartAlbum* smart = nullptr;
 };
 
 struct Person {
@@ -101,11 +105,17 @@ class SamplePlan final {
   // Folders and projects; each folder before its contents.
   const std::vector<Container>& folders() const { return folders_; }
   const std::vector<Container>& albums() const { return albums_; }
+  // Only in a library with photos.
+  const Container& firstProject() const { return folders_[projects_.front()]; }
   const std::vector<Person>& persons() const { return persons_; }
   // Captions and comments; photos refer to them by index.
   const std::vector<std::string>& captions() const { return captions_; }
   // Photo indexes of a regular album, ascending, without photos in the trash.
   std::vector<std::size_t> membersOf(const Container& album) const;
+  // Whether the saved lists know a photo.
+  bool isSaved(const Photo& photo) const;
+  // The ids of a container's versions, in the photo application's order, as it saved them.
+  std::vector<std::int64_t> savedList(const Container& container) const;
   Season seasonOf(const Photo& photo) const;
 
  private:
@@ -113,10 +123,14 @@ class SamplePlan final {
   void planProjects();
   void planProject(std::size_t number, std::size_t count);
   void planAlbums();
+  void planSmartAlbums();
+  void planImplicitAlbums();
   void planBuiltInAlbums();
   void planPersons();
   void planCaptions();
   std::size_t projectOf(std::size_t index) const;
+  std::pair<std::size_t, std::size_t> rangeOf(const Container& container) const;
+  static double placeIn(const Container& container, const Photo& photo);
   double projectDate(std::size_t project) const;
   void describeFile(Photo& photo, class Random& random) const;
   void describeExposure(Photo& photo, class Random& random) const;
