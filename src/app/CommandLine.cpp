@@ -64,7 +64,8 @@ const std::vector<DefaultKey>& serverDefaultKeys() {
       {"PreferAperture", DefaultKind::Boolean, "serve Aperture's library instead of iPhoto's (NO)"},
       {"RevealPhoto", DefaultKind::Boolean, "clients may show photos in the photo application (YES)"},
       {"ScriptInterpreter", DefaultKind::Text,
-       "command that runs AppleScript, for example 'ssh mac osascript -s s -'"},
+       "command that runs AppleScript, for example 'ssh mac osascript -s s -'; it is also run every five "
+       "seconds"},
       {"ApertureFolderMinMaxDate", DefaultKind::Boolean, "show first and last date of unnamed projects (NO)"},
       {"DebugLevel", DefaultKind::Integer,
        "debug messages: 0 none, 1 to the debug log, 2 to standard error (0)"},

@@ -14,6 +14,8 @@ namespace moxtel {
 namespace {
 
 constexpr std::int64_t kPort = 4250;
+// How long the first start waits for the applications of another machine. Its console line has the number.
+constexpr std::chrono::milliseconds kTimeForApplications{5000};
 constexpr const char* kServiceType = "_moxtelserver._tcp.";
 
 // Kept on purpose: the switch "CheckIndizes" is read, but has no effect.
@@ -63,6 +65,10 @@ void MXPAppDelegate::startup() {
   environment_.scripts.beginCommand(kTimeForQuestions);
   roles_->databases.beginCommand();
   roles_->location.preferAperture = environment_.defaults.boolForKey("PreferAperture");
+  environment_.applications.awaitFirstAnswer(kTimeForApplications, [this] {
+    environment_.console.showTitle(
+        "Info", "Asking the script interpreter which photo applications run (5 seconds at most)");
+  });
   roles_->monitor.checkForApplicationStatus();
   if (roles_->location.preferAperture && flags_.connectedWithIPhoto) {
     environment_.console.showTitle("Error", "Should prefer Aperture, but iPhoto is running...");

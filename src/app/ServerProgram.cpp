@@ -14,11 +14,14 @@ namespace {
 // The applications that run here and on the script interpreter's machine. Null when the user set no
 // interpreter: then only the local ones count.
 std::unique_ptr<RunningApplications> allApplications(RunningApplications& local, const UserDefaults& defaults,
-                                                     ProcessRunner& processes) {
+                                                     ProcessRunner& processes, MXSConsole& console) {
   if (!defaults.stringForKey("ScriptInterpreter")) return nullptr;
   auto words = scriptInterpreterWords(defaults);
   if (words.empty()) return nullptr;
-  return std::make_unique<RemoteApplications>(local, std::move(words), processes);
+  return std::make_unique<RemoteApplications>(
+      local, std::move(words), processes, [&console](const std::string& why) {
+        console.showTitle("Error", "Cannot ask which photo applications run on the other machine: " + why);
+      });
 }
 
 }  // namespace
@@ -28,7 +31,7 @@ ServerProgram::ServerProgram(CoreLoop& loop, UserDefaults& defaults, ConsoleView
       view_(view),
       scripts_(makeScriptRunner(defaults, processes_)),
       localApplications_(makeRunningApplications({"iPhoto", "Aperture"})),
-      applications_(allApplications(*localApplications_, defaults, processes_)),
+      applications_(allApplications(*localApplications_, defaults, processes_, console_)),
       discovery_(makeSystemDnsSd(loop)) {
   setUpLogging(defaults);
   MXPAppDelegate::initialize(defaults);
@@ -40,6 +43,11 @@ ServerProgram::ServerProgram(CoreLoop& loop, UserDefaults& defaults, ConsoleView
 ServerProgram::~ServerProgram() {
   delegate_.reset();
   console_.removeView(view_);
+}
+
+void ServerProgram::endScripts() {
+  scripts_->end();
+  if (applications_) applications_->end();
 }
 
 void ServerProgram::start() {

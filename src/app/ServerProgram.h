@@ -26,9 +26,9 @@ class ServerProgram final {
 
   // Finds the library, listens and publishes the server.
   void start();
-  // Stops the running script and rejects later ones, so that the loop can quit without waiting for them. Any
-  // thread; call it before the loop's quit.
-  void endScripts() { scripts_->end(); }
+  // Stops the running script and rejects later ones, so that the loop can quit without waiting for them or
+  // for the names of running applications. Any thread; call it before the loop's quit.
+  void endScripts();
   MXPAppDelegate& delegate() { return *delegate_; }
   MXSConsole& console() { return console_; }
 

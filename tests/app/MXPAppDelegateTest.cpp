@@ -171,6 +171,24 @@ TEST_F(MXPAppDelegateTest, reportsIPhotoWhenApertureIsPreferredAndServes) {
   EXPECT_NE(delegate->server().port(), 0);
 }
 
+TEST_F(MXPAppDelegateTest, waitsForTheApplicationsOfAnotherMachineBeforeItChecksThem) {
+  defaults.setBool("PreferAperture", true);
+  applications.onAwait = [this](std::chrono::milliseconds longest, const std::function<void()>& onWait) {
+    EXPECT_EQ(longest, std::chrono::seconds(5));
+    EXPECT_EQ(applications.asked(), 0);
+    onWait();
+    applications.set({"iPhoto"});
+  };
+  launched();
+  const auto at =
+      std::find(view.lines.begin(), view.lines.end(),
+                "Info: Asking the script interpreter which photo applications run (5 seconds at most)");
+  ASSERT_NE(at, view.lines.end());
+  EXPECT_EQ(*(at + 1), "Info: iPhoto was started");
+  EXPECT_EQ(*(at + 2), "Error: Should prefer Aperture, but iPhoto is running...");
+  EXPECT_EQ(*(at + 3), "Info: Running app: iPhoto");
+}
+
 TEST_F(MXPAppDelegateTest, fillsTheTopLevelListsBeforeTheFirstRequest) {
   launched();
   EXPECT_TRUE(log.contains("In parentUuid 'TopLevelAlbums' I found 0 folders, 0 projects and 0 albums"));

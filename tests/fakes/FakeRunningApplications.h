@@ -1,6 +1,8 @@
 // Running applications for tests: those that the test sets.
 #pragma once
 
+#include <chrono>
+#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -16,6 +18,10 @@ class FakeRunningApplications final : public RunningApplications {
     ++asked_;
     return names_;
   }
+  void awaitFirstAnswer(std::chrono::milliseconds longest, const std::function<void()>& onWait) override {
+    if (onAwait) onAwait(longest, onWait);
+  }
+  std::function<void(std::chrono::milliseconds, const std::function<void()>&)> onAwait;
   void set(std::vector<std::string> names) { names_ = std::move(names); }
   int asked() const { return asked_; }
 

@@ -292,10 +292,62 @@ class CountingRunner final : public ProcessRunner {
   std::thread::id thread_;
 };
 
+// Gives each question the next answer, and the last answer again, once the test lets it.
+class ScriptedRunner final : public ProcessRunner {
+ public:
+  explicit ScriptedRunner(std::vector<ProcessResult> answers) : answers_(std::move(answers)) {}
+  ProcessResult run(const ProcessRequest& request) override {
+    std::unique_lock lock(mutex_);
+    const std::size_t question = asked_++;
+    changed_.notify_all();
+    while (question >= allowed_ && !*request.canceled) changed_.wait_for(lock, 1ms);
+    return answers_.at(std::min(question, answers_.size() - 1));
+  }
+  void letAnswer(std::size_t answers) {
+    const std::lock_guard lock(mutex_);
+    allowed_ += answers;
+    changed_.notify_all();
+  }
+  // Lets a question be answered and waits for the one after it: then the answer was taken.
+  [[nodiscard]] bool nextQuestion() {
+    letAnswer(1);
+    std::unique_lock lock(mutex_);
+    return changed_.wait_for(lock, 30s, [&] { return asked_ > allowed_; });
+  }
+
+ private:
+  const std::vector<ProcessResult> answers_;
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::size_t asked_ = 0;
+  std::size_t allowed_ = 0;
+};
+
+class ReportRecorder final {
+ public:
+  RemoteApplications::Report report() {
+    return [this](const std::string& why) {
+      const std::lock_guard lock(mutex_);
+      reports_.push_back(why);
+    };
+  }
+  std::vector<std::string> all() {
+    const std::lock_guard lock(mutex_);
+    return reports_;
+  }
+  std::size_t count() { return all().size(); }
+
+ private:
+  std::mutex mutex_;
+  std::vector<std::string> reports_;
+};
+
+const RemoteApplications::Report kNoReport = [](const std::string&) {};
+
 TEST(RemoteApplications, areListedWithTheLocalOnes) {
   FakeRunningApplications local({"bash"});
   CountingRunner processes(FakeProcessRunner::printing("{\"Finder\", \"iPhoto\"}\n"));
-  RemoteApplications applications(local, {"ssh"}, processes, 1ms);
+  RemoteApplications applications(local, {"ssh"}, processes, kNoReport, 1ms);
   // The second question comes after the first answer was taken.
   ASSERT_TRUE(processes.wasAsked(2));
   EXPECT_THAT(applications.names(), ElementsAre("bash", "Finder", "iPhoto"));
@@ -303,19 +355,32 @@ TEST(RemoteApplications, areListedWithTheLocalOnes) {
   EXPECT_NE(processes.thread(), std::this_thread::get_id());
 }
 
-TEST(RemoteApplications, areNoneOnceTheInterpreterFails) {
+// One failure is no news; three in a row are, and the user is told why.
+TEST(RemoteApplications, stayAsTheyWereUntilThreeQuestionsHaveFailed) {
   FakeRunningApplications local({"bash"});
-  CountingRunner processes(FakeProcessRunner::printing("{\"iPhoto\"}\n"));
-  RemoteApplications applications(local, {"ssh"}, processes, 1ms);
-  ASSERT_TRUE(processes.wasAsked(2));
+  ReportRecorder reports;
   for (const auto& failure :
-       {ended(Ending::TimedOut), ended(Ending::Killed), FakeProcessRunner::printing("{\"iPhoto\"}", 1)}) {
-    processes.answerNow(failure);
-    while (applications.names().size() > 1) std::this_thread::yield();
-    EXPECT_THAT(applications.names(), ElementsAre("bash"));
-    processes.answerNow(FakeProcessRunner::printing("{\"iPhoto\"}\n"));
-    while (applications.names().size() < 2) std::this_thread::yield();
+       {ended(Ending::TimedOut), ended(Ending::Killed), ended(Ending::Exited, "Connection refused", 255),
+        FakeProcessRunner::printing("rubbish"), FakeProcessRunner::printing(""),
+        FakeProcessRunner::printing("{\"iPhoto\", \"Find"), FakeProcessRunner::printing("{1, 2}")}) {
+    ScriptedRunner processes({FakeProcessRunner::printing("{\"iPhoto\"}\n"), failure, failure,
+                              FakeProcessRunner::printing("{\"iPhoto\", \"Dock\"}\n"), failure, failure,
+                              failure, failure});
+    RemoteApplications applications(local, {"ssh"}, processes, reports.report(), 1ms);
+    const std::size_t before = reports.count();
+    for (int question = 2; question <= 8; ++question) {
+      // The question comes after the answer to the one before was taken.
+      ASSERT_TRUE(processes.nextQuestion());
+      const bool isGone = question == 8;
+      const bool isDocked = question >= 5 && !isGone;
+      EXPECT_EQ(applications.names().size(), 1u + (isGone ? 0 : 1) + (isDocked ? 1 : 0)) << question;
+      EXPECT_EQ(reports.count() - before, isGone ? 1u : 0u) << question;
+    }
   }
+  EXPECT_THAT(reports.all(),
+              ElementsAre("the script interpreter did not answer in time", "the script interpreter died",
+                          "Connection refused", HasSubstr("list of names"), HasSubstr("list of names"),
+                          HasSubstr("list of names"), HasSubstr("list of names")));
 }
 
 // Hangs until it is canceled, for half a minute at most.
@@ -336,19 +401,63 @@ TEST(RemoteApplications, endARunningInterpreter) {
   FakeRunningApplications local({"bash"});
   HangingRunner processes;
   {
-    RemoteApplications applications(local, {"ssh"}, processes);
+    RemoteApplications applications(local, {"ssh"}, processes, kNoReport);
     while (!processes.started) std::this_thread::yield();
     EXPECT_THAT(applications.names(), ElementsAre("bash")) << "does not wait for the answer";
   }
   EXPECT_TRUE(processes.wasCanceled);
 }
 
-TEST(RemoteApplications, areNoneWhenPrintedInAnotherForm) {
+TEST(RemoteApplications, areWaitedForUntilTheFirstAnswer) {
+  FakeRunningApplications local({"bash"});
+  ScriptedRunner processes({ended(Ending::Exited, "busy", 255), ended(Ending::TimedOut),
+                            FakeProcessRunner::printing("{\"iPhoto\"}\n")});
+  RemoteApplications applications(local, {"ssh"}, processes, kNoReport, 1ms);
+  int waits = 0;
+  const auto onWait = [&] {
+    ++waits;
+    EXPECT_THAT(applications.names(), ElementsAre("bash"));
+    processes.letAnswer(3);
+  };
+  applications.awaitFirstAnswer(30s, onWait);
+  EXPECT_THAT(applications.names(), ElementsAre("bash", "iPhoto"));
+  applications.awaitFirstAnswer(30s, onWait);
+  EXPECT_EQ(waits, 1);
+}
+
+TEST(RemoteApplications, areNotWaitedForOnceTheyAreKnown) {
   FakeRunningApplications local;
-  CountingRunner processes(FakeProcessRunner::printing("not a list"));
-  RemoteApplications applications(local, {"ssh"}, processes, 1ms);
-  ASSERT_TRUE(processes.wasAsked(2));
-  EXPECT_THAT(applications.names(), IsEmpty());
+  ScriptedRunner processes({FakeProcessRunner::printing("{}")});
+  RemoteApplications applications(local, {"ssh"}, processes, kNoReport, 1ms);
+  ASSERT_TRUE(processes.nextQuestion());
+  applications.awaitFirstAnswer(30s, [] { ADD_FAILURE() << "waits"; });
+}
+
+TEST(RemoteApplications, areWaitedForOnce) {
+  FakeRunningApplications local;
+  HangingRunner processes;
+  RemoteApplications applications(local, {"ssh"}, processes, kNoReport);
+  int waits = 0;
+  for (int i = 0; i < 3; ++i) applications.awaitFirstAnswer(1ms, [&waits] { ++waits; });
+  EXPECT_EQ(waits, 1);
+}
+
+TEST(RemoteApplications, areNotWaitedForWhenTheyCannotBeAsked) {
+  FakeRunningApplications local;
+  ReportRecorder reports;
+  ScriptedRunner processes({ended(Ending::NotStarted, "No such file or directory")});
+  RemoteApplications applications(local, {"ssh"}, processes, reports.report(), 1ms);
+  applications.awaitFirstAnswer(10min, [&] { processes.letAnswer(3); });
+  ASSERT_TRUE(processes.nextQuestion());
+  EXPECT_THAT(reports.all(),
+              ElementsAre("the script interpreter could not be started: No such file or directory"));
+}
+
+TEST(RemoteApplications, areNotWaitedForWhenTheProgramEnds) {
+  FakeRunningApplications local;
+  HangingRunner processes;
+  RemoteApplications applications(local, {"ssh"}, processes, kNoReport);
+  applications.awaitFirstAnswer(10min, [&] { applications.end(); });
 }
 
 }  // namespace

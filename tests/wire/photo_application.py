@@ -3,10 +3,10 @@
     photo_application.py app NAME FOLDER LIBRARY    runs as a process called NAME ("iPhoto", "Aperture")
     photo_application.py interpreter FOLDER         runs a script from standard input, like osascript -s s -
 
-The application accepts only the scripts that the server sends. The interpreter records every script in
-FOLDER/scripts and its reply in FOLDER/answered, hangs while FOLDER/hang exists, and crashes at the next script if
-FOLDER/crash exists. It reports the running applications listed in FOLDER/remote, and hangs when asked for them while
-FOLDER/hang-names exists.
+The application accepts only the scripts that the server sends. FOLDER/NAME.albums has the members of its containers;
+those of "*" are those of every other one. The interpreter records every script in FOLDER/scripts and its reply in
+FOLDER/answered, hangs while FOLDER/hang exists, and crashes at the next script if FOLDER/crash exists. It reports the
+running applications listed in FOLDER/remote, and hangs when asked for them while FOLDER/hang-names exists.
 """
 
 import json
@@ -72,9 +72,9 @@ class Application:
 
     def members(self, container):
         albums = json.loads((self.folder / (self.name + ".albums")).read_text())
-        if container not in albums:
+        if container not in albums and "*" not in albums:
             raise ScriptError("0:1: execution error: %s got an error: Can’t get album id %s. (-1728)" % (self.name, container))
-        return albums[container]
+        return albums.get(container, albums.get("*"))
 
     def every_photo(self, container):
         return self.members(container)
@@ -152,7 +152,8 @@ def interpret(folder):
     script = sys.stdin.buffer.read().decode("utf-8", "surrogateescape")
     if script == SYSTEM_EVENTS:
         if (folder / "hang-names").exists():
-            (folder / "hanging-names").touch()
+            (folder / "hanging-names.new").write_text(str(os.getpid()))
+            os.rename(folder / "hanging-names.new", folder / "hanging-names")
             time.sleep(600)
         remote = folder / "remote"
         print(printed(["Finder"] + (remote.read_text().split() if remote.exists() else [])))

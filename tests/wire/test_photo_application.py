@@ -205,10 +205,43 @@ class Listings(PhotoApplicationTestCase):
             moxteltest.wait_for(lambda: "iPhoto not running" in server.log(), "the end of iPhoto")
             self.assertEqual(keys(), [self.photos[1][1]])
 
+    def test_keeps_no_list_of_which_a_script_failed(self):
+        """At the start the application knows none of its containers, then all of them."""
+        self.application("iPhoto")
+        numbers = self.add_projects(1)
+        with self.server() as server, moxteltest.Client(server) as client:
+            self.assertIn("Can’t get album id %d" % (BASE + self.smart[0]), server.log())
+            self.albums("iPhoto", {"*": [BASE + 1, BASE + 2]})
+
+            def smart():
+                albums = [album for album in client.result("Get Albums") if album.get("AlbumId") == self.smart[1]]
+                return [(album["PhotoCount"], album["KeyPhotoKey"]) for album in albums]
+
+            def key_photos():
+                return [event.get("KeyPhotoKey") for event in client.result("Get Events")
+                        if event["AlbumId"] == "project %d" % numbers[0]]
+
+            self.assertEqual((smart(), key_photos()), ([(2, str(BASE + 1))], [str(BASE + 1)]))
+            # Complete lists are kept: no script is run for them again.
+            asked = len(self.scripts())
+            self.assertEqual((smart(), key_photos()), ([(2, str(BASE + 1))], [str(BASE + 1)]))
+            self.assertEqual(len(self.scripts()), asked)
+
     def test_uses_an_application_on_the_interpreters_machine(self):
         (self.folder / "remote").write_text("iPhoto")
-        with self.server() as server:
-            self.wait_for_line(server, "iPhoto was started")
+        uuid = self.photos[0][1]
+        with self.server("-PreferAperture", "YES") as server, moxteltest.Client(server) as client:
+            lines = [line.split(":  ", 1)[-1] for line in server.console().splitlines()]
+            first = lines.index("Asking the script interpreter which photo applications run (5 seconds at most)")
+            self.assertEqual(lines[first + 1:first + 4],
+                             ["iPhoto was started", "Should prefer Aperture, but iPhoto is running...",
+                              "Running app: iPhoto"])
+            # The lists of the start were asked of iPhoto, and so is an edit right after it.
+            self.assertEqual({script.split('"')[1] for script in self.scripts()}, {"iPhoto"})
+            before = len(self.scripts())
+            self.assertEqual(client.result("Set GPS of Photo", key=uuid, latitude=1, longitude=2),
+                             "Set GPS to 1.000000/2.000000")
+            moxteltest.wait_for(lambda: len(self.scripts()) > before, "the script")
 
     def test_runs_one_script_per_project(self):
         self.application("iPhoto")
@@ -294,13 +327,30 @@ class Failures(PhotoApplicationTestCase):
             server.process.send_signal(signal.SIGINT)
             self.assertEqual(server.process.wait(moxteltest.PATIENCE), 0)
 
-    def test_does_not_wait_for_the_names_of_applications_on_the_interpreters_machine(self):
-        self.application("iPhoto")
+    def hanging_names(self):
+        """Waits until an interpreter hangs that was asked for the names of applications. Its process id."""
+        hanging = self.folder / "hanging-names"
+        return int(moxteltest.wait_for(lambda: hanging.exists() and hanging.read_text(), "the interpreter to hang"))
+
+    def test_the_start_waits_past_a_failed_question_for_the_names_of_applications(self):
         (self.folder / "hang-names").touch()
-        with self.server() as server, moxteltest.Client(server) as client:
-            moxteltest.wait_for((self.folder / "hanging-names").exists, "the interpreter to hang")
-            self.albums("iPhoto", {BASE + self.smart[0]: [BASE + self.photos[0][0]]})
-            self.assertEqual(len(client.result("Photos of Album", id=self.smart[1])), 1)
+        server = self.server()
+        server.wait = False
+        with server:
+            self.wait_for_line(server, "Asking the script interpreter which photo applications run")
+            hanging = self.hanging_names()
+            (self.folder / "remote").write_text("iPhoto")
+            (self.folder / "hang-names").unlink()
+            self.assertNotIn("Running app", server.console())
+            os.kill(hanging, signal.SIGKILL)
+            self.wait_for_line(server, "Running app: iPhoto")
+
+    def test_the_server_ends_at_once_while_it_waits_for_the_names_of_applications(self):
+        (self.folder / "hang-names").touch()
+        server = self.server()
+        server.wait = False
+        with server:
+            self.hanging_names()
             server.process.send_signal(signal.SIGTERM)
             self.assertEqual(server.process.wait(moxteltest.PATIENCE), 0)
 
@@ -317,6 +367,12 @@ class Failures(PhotoApplicationTestCase):
 
 
 class UntrustedTexts(PhotoApplicationTestCase):
+    def setUp(self):
+        super().setUp()
+        # Lists with failed scripts are not cached, and each request for them would ask again.
+        for name in ("iPhoto", "Aperture"):
+            self.albums(name, {"*": []})
+
     def ask_everything(self, client, text):
         """Sends each command with a text for every argument; discards the replies."""
         for command in COMMANDS:

@@ -1,31 +1,45 @@
 #include "platform/applications/RemoteApplications.h"
 
+#include <algorithm>
+#include <utility>
+
 #include "platform/applications/ScriptResult.h"
+#include "value/Trimmed.h"
 
 namespace moxtel {
 
 namespace {
 
 constexpr std::chrono::milliseconds kAnswerTime{10'000};
+// Until the first answer, a failed question is repeated sooner: the start of the server waits for it.
+constexpr std::chrono::milliseconds kFirstInterval{500};
 constexpr const char* kNamesScript =
     "tell application \"System Events\" to name of every application process";
 
 }  // namespace
 
 RemoteApplications::RemoteApplications(RunningApplications& local, std::vector<std::string> words,
-                                       ProcessRunner& processes, std::chrono::milliseconds interval)
-    : local_(local), words_(std::move(words)), processes_(processes), interval_(interval), thread_([this] {
-        askUntilTheEnd();
-      }) {}
+                                       ProcessRunner& processes, Report report,
+                                       std::chrono::milliseconds interval)
+    : local_(local),
+      words_(std::move(words)),
+      processes_(processes),
+      report_(std::move(report)),
+      interval_(interval),
+      thread_([this] { askUntilTheEnd(); }) {}
 
 RemoteApplications::~RemoteApplications() {
+  end();
+  thread_.join();
+}
+
+void RemoteApplications::end() {
   {
     const std::lock_guard lock(mutex_);
     ending_ = true;
   }
   canceled_ = true;
   wake_.notify_all();
-  thread_.join();
 }
 
 std::vector<std::string> RemoteApplications::names() {
@@ -35,30 +49,77 @@ std::vector<std::string> RemoteApplications::names() {
   return names;
 }
 
+void RemoteApplications::awaitFirstAnswer(std::chrono::milliseconds longest,
+                                          const std::function<void()>& onWait) {
+  std::unique_lock lock(mutex_);
+  if (isKnown_ || std::exchange(hasWaited_, true)) return;
+  lock.unlock();
+  onWait();
+  lock.lock();
+  wake_.wait_for(lock, longest, [this] { return isKnown_ || ending_; });
+}
+
 void RemoteApplications::askUntilTheEnd() {
   std::unique_lock lock(mutex_);
   while (!ending_) {
     lock.unlock();
-    std::vector<std::string> answer = ask();
+    Answer answer = ask();
     lock.lock();
-    answered_ = std::move(answer);
-    wake_.wait_for(lock, interval_, [this] { return ending_; });
+    if (ending_) return;
+    if (takeAnswer(answer)) {
+      lock.unlock();
+      report_(answer.problem);
+      lock.lock();
+    }
+    wake_.wait_for(lock, isKnown_ ? interval_ : std::min(interval_, kFirstInterval),
+                   [this] { return ending_; });
   }
 }
 
-std::vector<std::string> RemoteApplications::ask() {
+bool RemoteApplications::takeAnswer(Answer& answer) {
+  const bool failed = !answer.problem.empty();
+  if (failed && (failures_ == kFailuresUntilGone || ++failures_ < kFailuresUntilGone)) return false;
+  if (!failed) failures_ = 0;
+  answered_ = std::move(answer.names);
+  isKnown_ = true;
+  wake_.notify_all();
+  return failed;
+}
+
+RemoteApplications::Answer RemoteApplications::ask() {
   ProcessRequest request;
   request.program = words_.front();
   request.arguments.assign(words_.begin() + 1, words_.end());
   request.input = kNamesScript;
   request.timeout = kAnswerTime;
   request.canceled = &canceled_;
-  const ProcessResult result = processes_.run(request);
-  std::vector<std::string> names;
-  if (result.ending != ProcessResult::Ending::Exited || result.exitStatus != 0) return names;
-  const Value printed = scriptResultValue(result.output);
-  for (const Value& name : printed.array()) names.emplace_back(name.string());
-  return names;
+  return answerFrom(processes_.run(request));
+}
+
+RemoteApplications::Answer RemoteApplications::answerFrom(const ProcessResult& result) {
+  switch (result.ending) {
+    case ProcessResult::Ending::Exited:
+      break;
+    case ProcessResult::Ending::TimedOut:
+      return {{}, "the script interpreter did not answer in time"};
+    case ProcessResult::Ending::TooMuchOutput:
+      return {{}, "the script interpreter printed too much"};
+    case ProcessResult::Ending::Killed:
+      return {{}, "the script interpreter died"};
+    case ProcessResult::Ending::NotStarted:
+      return {{}, "the script interpreter could not be started: " + result.error};
+  }
+  if (result.exitStatus != 0) return {{}, scriptErrorFrom(result.error, result.exitStatus).text};
+  const std::string_view printed = trimmed(result.output);
+  const Value list = scriptResultValue(printed);
+  Answer answer;
+  bool isList = list.isArray() && printed.ends_with('}');
+  for (const Value& name : list.array()) {
+    isList = isList && name.isString();
+    answer.names.emplace_back(name.string());
+  }
+  if (isList) return answer;
+  return {{}, "the script interpreter did not print a list of names in source form"};
 }
 
 }  // namespace moxtel

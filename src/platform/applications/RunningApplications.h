@@ -1,6 +1,8 @@
 // Which applications run on this machine (and, with a remote script interpreter, on its machine).
 #pragma once
 
+#include <chrono>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -13,6 +15,13 @@ class RunningApplications {
   // Names as users know them ("iPhoto"), in no particular order; one that runs twice may be listed
   // twice. Core thread; a few milliseconds for a thousand processes, reads no disk.
   virtual std::vector<std::string> names() = 0;
+  // Waits, once in the life of the object, until it is known which applications run on another machine: until
+  // the first answer, at most this long. Calls onWait before it waits; returns at once where there is nothing
+  // to wait for. Core thread.
+  virtual void awaitFirstAnswer(std::chrono::milliseconds /*longest*/,
+                                const std::function<void()>& /*onWait*/) {}
+  // Call when the program ends: ends the waiting. Any thread.
+  virtual void end() {}
 
  protected:
   RunningApplications() = default;
