@@ -227,9 +227,12 @@ class OddStates(unittest.TestCase):
         self.assertEqual(client.result("Photos of Album", id="allPhotosAlbum"), [])
         self.assertEqual(client.result("Get Faces"), [])
         self.assertFalse(self.library.exists())
+        self.assertEqual(server.console().count("The database '%s' is not there" % self.path), 1)
         away.rename(self.library)
         self.assertEqual(client.result("Photos of Album", id="allPhotosAlbum"), photos)
         self.assertTrue(client.result("Get Faces"))
+        self.assertEqual(server.console().count("The database '%s' can be read again." % self.path), 1)
+        self.assertEqual(server.console().count("is not there"), 1)
 
     def test_a_library_that_appears_after_the_start_is_served(self):
         away = self.folder / "away"
@@ -244,8 +247,9 @@ class OddStates(unittest.TestCase):
 
     # Damaged files
 
-    def unreadable(self, prepare):
-        """With this main database lists are empty and the server keeps running; with a good one it serves again."""
+    def unreadable(self, prepare, problem):
+        """With this main database lists are empty, the server keeps running, and its console names the problem once;
+        with a good one it serves again."""
         kept = self.folder / "kept"
         shutil.copy2(self.path, kept)
         prepare()
@@ -255,26 +259,56 @@ class OddStates(unittest.TestCase):
         self.assertEqual(client.result("Photos of Album", id="allPhotosAlbum"), [])
         self.assert_logged(server, "could not prepare query '%s'" % (FOLDERS % "AllProjectsItem"))
         self.assertEqual(moxteltest.hash_of_library(self.library), before)
+        self.assertEqual(server.console().count("Error:  The database '%s' %s" % (self.path, problem)), 1,
+                         server.console())
         os.replace(kept, self.path)
         self.assertTrue(client.result("Get Events"))
         self.assertTrue(client.result("Photos of Album", id="allPhotosAlbum"))
+        self.assertIn("Info:  The database '%s' can be read again." % self.path, server.console())
 
     def test_an_empty_file(self):
-        self.unreadable(lambda: self.path.write_bytes(b""))
+        self.unreadable(lambda: self.path.write_bytes(b""), "has none of the tables")
 
     def test_a_file_that_is_not_a_database(self):
-        self.unreadable(lambda: self.path.write_bytes(b"x" * 100_000))
+        self.unreadable(lambda: self.path.write_bytes(b"x" * 100_000), "is damaged: file is not a database.")
 
     def test_a_file_without_tables(self):
         def prepare():
             self.path.unlink()
             sqlite3.connect(self.path).executescript("CREATE TABLE other(x); INSERT INTO other VALUES(1)")
-        self.unreadable(prepare)
+        self.unreadable(prepare, "has none of the tables")
 
     def test_a_missing_column(self):
         self.unreadable(lambda: sqlite3.connect(self.path).executescript(
-            "ALTER TABLE RKFolder RENAME COLUMN isHiddenWhenEmpty TO x;"
-            "ALTER TABLE RKVersion RENAME COLUMN videoPosterFramePoint TO y"))
+            "ALTER TABLE RKFolder RENAME COLUMN minImageDate TO x;ALTER TABLE RKVersion RENAME COLUMN uuid TO y"),
+            "lacks what the server reads: column RKFolder.minImageDate, column RKVersion.uuid.")
+
+    def test_columns_that_only_some_versions_have(self):
+        columns = [(self.path, "RKFolder", "isHiddenWhenEmpty"), (self.path, "RKFolder", "posterVersionUuid"),
+                   (self.path, "RKAlbum", "posterVersionUuid"), (self.path, "RKVersion", "exifLatitude"),
+                   (self.path, "RKVersion", "exifLongitude"), (self.path, "RKVersion", "videoPosterFramePoint"),
+                   (self.apdb / "ImageProxies.apdb", "RKImageProxyState", "faceTilePath")]
+        for path, table, column in columns:
+            with sqlite3.connect(path) as database:
+                database.execute("UPDATE %s SET %s = NULL" % (table, column))
+            database.close()
+        asked = [("Get Albums", {}), ("Get Events", {}), ("Get Faces", {}),
+                 *(("Photos of Album", {"id": each}) for each in ("allPhotosAlbum", self.project())),
+                 *(("Photos of Album", {"id": each}) for (each,) in self.one(
+                     "SELECT uuid FROM RKAlbum WHERE albumType = 1 AND albumSubclass = 3"))]
+        server, client = self.start()
+        expected = [client.result(command, **keys) for command, keys in asked]
+        self.assertTrue(all(expected))
+        for path, table, column in columns:
+            database = sqlite3.connect(path)
+            database.execute("ALTER TABLE %s DROP COLUMN %s" % (table, column))
+            database.close()
+        before = moxteltest.hash_of_library(self.library)
+        server, client = self.start()
+        self.assertEqual([client.result(command, **keys) for command, keys in asked], expected)
+        self.assertNotIn("could not", server.log())
+        self.assertNotIn("Error", server.console())
+        self.assertEqual(moxteltest.hash_of_library(self.library), before)
 
     def test_a_file_truncated_at_any_position_while_it_is_served(self):
         whole = self.path.read_bytes()

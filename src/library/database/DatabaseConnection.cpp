@@ -47,7 +47,8 @@ bool BusyBudget::wait() {
 }
 
 DatabaseConnection::DatabaseConnection(const std::string& path, GuardedVfs& vfs, bool writable,
-                                       BusyBudget& budget) {
+                                       BusyBudget& budget, const SchemaAdapter& adapter)
+    : adapter_(adapter) {
   const int access = writable ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY;
   openResult_ = sqlite3_open_v2(plainName(path).c_str(), &database_,
                                 access | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE, vfs.name());
@@ -90,7 +91,24 @@ void DatabaseConnection::limitWork(const std::string& path) {
   sqlite3_progress_handler(database_, kStepsPerCall, called, this);
 }
 
+// Not when the file is opened: reading its schema takes its lock, for which a busy file must be waited for.
+// What cannot be read now is tried again with the next query, which then fails for the same reason.
+void DatabaseConnection::adaptSchema() {
+  beginWork();
+  AdaptedSchema schema = adapter_(database_);
+  observe(schema.code);
+  if (schema.code != SQLITE_OK) return;
+  sqlite3_set_authorizer(database_, nullptr, nullptr);
+  for (const std::string& view : schema.views) {
+    observe(sqlite3_exec(database_, view.c_str(), nullptr, nullptr, nullptr));
+  }
+  sqlite3_set_authorizer(database_, &authorize, nullptr);
+  schema_ = std::move(schema);
+  isAdapted_ = true;
+}
+
 std::shared_ptr<PreparedStatement> DatabaseConnection::statement(std::string_view sql) {
+  if (!isAdapted_) adaptSchema();
   auto& kept = statements_[sql.data()];
   if (kept && !kept->inUse) return kept;
   auto fresh = prepare(sql);
@@ -119,7 +137,11 @@ bool DatabaseConnection::runOnce(sqlite3_stmt*& kept, const char* sql) {
 }
 
 void DatabaseConnection::observe(int code) {
-  switch (code & 0xff) {
+  const int primary = code & 0xff;
+  if (primary == SQLITE_CORRUPT || primary == SQLITE_NOTADB || primary == SQLITE_IOERR) damage_ = primary;
+  // Only limitWork() interrupts: the pages refer to one another in a cycle.
+  if (primary == SQLITE_INTERRUPT) damage_ = SQLITE_CORRUPT;
+  switch (primary) {
     case SQLITE_OK:
     case SQLITE_ROW:
     case SQLITE_DONE:

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "library/database/GuardedVfs.h"
+#include "library/database/SchemaAdapter.h"
 #include "library/database/SqlPlaces.h"
 
 namespace moxtel {
@@ -49,9 +50,11 @@ struct PreparedStatement final {
 
 class DatabaseConnection final {
  public:
-  // Opens the file; opened() says whether that worked. Borrows vfs and budget. writable: a private copy,
-  // which SQLite may have to repair before it can be read.
-  DatabaseConnection(const std::string& path, GuardedVfs& vfs, bool writable, BusyBudget& budget);
+  // Opens the file; opened() says whether that worked. Borrows vfs, budget and adapter, which makes the
+  // temporary views before the first query. writable: a private copy, which SQLite may have to repair before
+  // it can be read.
+  DatabaseConnection(const std::string& path, GuardedVfs& vfs, bool writable, BusyBudget& budget,
+                     const SchemaAdapter& adapter);
   ~DatabaseConnection();
   DatabaseConnection(const DatabaseConnection&) = delete;
   DatabaseConnection& operator=(const DatabaseConnection&) = delete;
@@ -87,6 +90,10 @@ class DatabaseConnection final {
   // After a disk error or a damaged page the cached pages may be wrong, too: SQLite also keeps those that it
   // could not read completely. The file must then be opened again.
   bool isDoubtful() const { return isDoubtful_; }
+  // The result code that says that the file is damaged, or SQLITE_OK.
+  int damage() const { return damage_; }
+  // What the queries ask for and the file does not have; nothing before its schema was read.
+  const AdaptedSchema& schema() const { return schema_; }
 
   // SQLite's extended result code and message of the last call.
   int lastError() const { return sqlite3_extended_errcode(database_); }
@@ -95,6 +102,7 @@ class DatabaseConnection final {
  private:
   void configure(BusyBudget& budget);
   void limitWork(const std::string& path);
+  void adaptSchema();
   std::shared_ptr<PreparedStatement> prepare(std::string_view sql);
   bool runOnce(sqlite3_stmt*& kept, const char* sql);
 
@@ -102,6 +110,10 @@ class DatabaseConnection final {
   int openResult_ = SQLITE_CANTOPEN;
   std::uint64_t transactions_ = 0;
   bool isDoubtful_ = false;
+  int damage_ = SQLITE_OK;
+  const SchemaAdapter& adapter_;
+  AdaptedSchema schema_;
+  bool isAdapted_ = false;
   std::uint64_t mostRows_ = 0;
   std::uint64_t mostWork_ = 0;  // in calls of the progress handler
   std::uint64_t work_ = 0;

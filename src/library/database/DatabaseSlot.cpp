@@ -5,8 +5,13 @@
 
 namespace moxtel {
 
-DatabaseSlot::DatabaseSlot(const LibrarySeams& seams, GuardedVfs& readOnly, Messages& messages)
-    : seams_(seams), readOnly_(readOnly), messages_(messages), budget_(seams.sleep) {}
+DatabaseSlot::DatabaseSlot(const LibrarySeams& seams, GuardedVfs& readOnly, Messages& messages,
+                           SchemaAdapter adapter)
+    : seams_(seams),
+      readOnly_(readOnly),
+      messages_(messages),
+      adapter_(std::move(adapter)),
+      budget_(seams.sleep) {}
 
 void DatabaseSlot::setPath(const std::optional<std::string>& path) {
   if (path == path_) return;
@@ -25,6 +30,7 @@ void DatabaseSlot::close() {
 }
 
 int DatabaseSlot::open() {
+  wasTried_ = true;
   if (connection_ && connection_->inTransaction()) return SQLITE_OK;
   if (!path_ || !isPlainPath(*path_)) return SQLITE_CANTOPEN;
   if (connection_ && !connection_->isDoubtful() && isUnchanged()) return SQLITE_OK;
@@ -52,7 +58,7 @@ int DatabaseSlot::connect(const std::string& path, GuardedVfs& vfs, bool writabl
   // The copy lives as long as a connection to it.
   auto connection = std::make_shared<std::pair<std::shared_ptr<PrivateCopy>, DatabaseConnection>>(
       std::piecewise_construct, std::forward_as_tuple(writable ? copy_ : nullptr),
-      std::forward_as_tuple(path, vfs, writable, budget_));
+      std::forward_as_tuple(path, vfs, writable, budget_, adapter_));
   const int code = connection->second.openResult();
   if (code == SQLITE_OK) connection_ = {connection, &connection->second};
   if (code == SQLITE_OK && isExhausted_) connection_->exhaustWork();
@@ -125,6 +131,18 @@ void DatabaseSlot::report(Reason reason, const std::string& failure) {
 
 void DatabaseSlot::releaseLocks() {
   if (connection_) connection_->end();
+}
+
+DatabaseProblem DatabaseSlot::problem() const {
+  using Kind = DatabaseProblem::Kind;
+  if (!connection_) return path_ && isPlainPath(*path_) ? problemOfAbsentFile(*path_) : DatabaseProblem{};
+  if (connection_->damage() != SQLITE_OK) return {Kind::Damaged, sqlite3_errstr(connection_->damage())};
+  const AdaptedSchema& schema = connection_->schema();
+  if (schema.isWithoutTables) return {Kind::WithoutTables, {}};
+  if (schema.missing.empty()) return {};
+  std::string missing;
+  for (const std::string& each : schema.missing) missing += (missing.empty() ? "" : ", ") + each;
+  return {Kind::Incomplete, missing};
 }
 
 }  // namespace moxtel

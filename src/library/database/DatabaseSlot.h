@@ -9,8 +9,10 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "library/database/DatabaseConnection.h"
+#include "library/database/DatabaseProblems.h"
 #include "library/database/LibrarySeams.h"
 #include "library/database/PrivateCopy.h"
 
@@ -20,8 +22,8 @@ class Messages;
 
 class DatabaseSlot final {
  public:
-  // Borrows all three.
-  DatabaseSlot(const LibrarySeams& seams, GuardedVfs& readOnly, Messages& messages);
+  // Borrows seams, readOnly and messages.
+  DatabaseSlot(const LibrarySeams& seams, GuardedVfs& readOnly, Messages& messages, SchemaAdapter adapter);
 
   // Changes to another file, or to none, and closes the connection.
   void setPath(const std::optional<std::string>& path);
@@ -37,6 +39,11 @@ class DatabaseSlot final {
   bool resortToCopy(int extendedCode);
 
   void releaseLocks();
+  // Whether open() was called since the last call of this method.
+  bool wasTried() { return std::exchange(wasTried_, false); }
+  // What is wrong with the file as far as the last uses showed, and the state of the file then.
+  DatabaseProblem problem() const;
+  const FileStamp& stamp() const { return stamp_.file; }
   // A command begins: it may wait for a busy file, and try to copy one, whatever happened before. What failed
   // is not tried again within a command, which may run thousands of queries.
   void beginCommand() {
@@ -62,7 +69,9 @@ class DatabaseSlot final {
   const LibrarySeams& seams_;
   GuardedVfs& readOnly_;
   Messages& messages_;
+  const SchemaAdapter adapter_;
   std::optional<std::string> path_;
+  bool wasTried_ = false;
   std::optional<DatabaseNames> names_;
   DatabaseStamp stamp_;     // what connection_ is a connection to
   bool readsCopy_ = false;  // connection_ is one to copy_

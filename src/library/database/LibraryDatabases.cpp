@@ -18,6 +18,7 @@ constexpr EventLoop::Duration kIdleUntilClosed{5000};
 // By DatabaseFile.
 constexpr std::array kNames{"Database/apdb/Library.apdb", "Database/apdb/ImageProxies.apdb",
                             "Database/apdb/Properties.apdb", "Database/apdb/Faces.db"};
+constexpr std::array kAdapters{&adaptLibrary, &adaptImageProxies, &adaptProperties, &adaptFaces};
 
 }  // namespace
 
@@ -28,17 +29,21 @@ LibrarySeams::LibrarySeams()
       sleep([](std::chrono::milliseconds time) { std::this_thread::sleep_for(time); }) {}
 
 LibraryDatabases::LibraryDatabases(EventLoop& loop, Messages& messages, LibrarySeams seams)
-    : loop_(loop), seams_(std::move(seams)), readOnly_(std::make_unique<GuardedVfs>()) {
-  for (auto& slot : slots_) slot = std::make_unique<DatabaseSlot>(seams_, *readOnly_, messages);
+    : loop_(loop), seams_(std::move(seams)), readOnly_(std::make_unique<GuardedVfs>()), problems_(messages) {
+  for (std::size_t i = 0; i < slots_.size(); ++i) {
+    slots_[i] = std::make_unique<DatabaseSlot>(seams_, *readOnly_, messages, kAdapters[i]);
+  }
 }
 
 LibraryDatabases::~LibraryDatabases() = default;
 
 void LibraryDatabases::useLibrary(const std::optional<std::string>& libraryPath) {
+  const auto before = pathOf(DatabaseFile::Library);
   for (std::size_t i = 0; i < slots_.size(); ++i) {
     slots_[i]->setPath(libraryPath ? std::optional(appendingPathComponent(*libraryPath, kNames[i]))
                                    : std::nullopt);
   }
+  if (pathOf(DatabaseFile::Library) != before) problems_.forget();
 }
 
 std::optional<std::string> LibraryDatabases::pathOf(DatabaseFile file) const { return slot(file).path(); }
@@ -144,8 +149,16 @@ void LibraryDatabases::releaseAtTheNextTurn() {
 
 void LibraryDatabases::releaseLocks() {
   for (auto& each : slots_) each->releaseLocks();
+  noteProblems();
   if (usedSinceRelease_) armIdleTimer();
   usedSinceRelease_ = false;
+}
+
+void LibraryDatabases::noteProblems() {
+  for (std::size_t i = 0; i < slots_.size(); ++i) {
+    DatabaseSlot& each = *slots_[i];
+    if (each.wasTried() && each.path()) problems_.note(i, *each.path(), each.problem(), each.stamp());
+  }
 }
 
 void LibraryDatabases::armIdleTimer() {

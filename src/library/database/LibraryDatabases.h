@@ -12,6 +12,7 @@
 #include <string_view>
 #include <vector>
 
+#include "library/database/DatabaseProblems.h"
 #include "library/database/LibrarySeams.h"
 #include "library/database/Query.h"
 #include "value/Value.h"
@@ -67,6 +68,11 @@ class LibraryDatabases final {
   // SQLite's message about the last failure of this file; valid until its next use.
   const char* errorMessage(DatabaseFile file) const;
 
+  // What was wrong with a file when it was last used. The console has said it, too.
+  const DatabaseProblem& problemOf(DatabaseFile file) const {
+    return problems_.of(static_cast<std::size_t>(file));
+  }
+
   Value versionUuidFromModelId(std::int64_t modelId);
 
   // Ends every read transaction, so that the photo application can write; the next query begins a new one.
@@ -83,13 +89,15 @@ class LibraryDatabases final {
   DatabaseSlot& slot(DatabaseFile file) const { return *slots_[static_cast<std::size_t>(file)]; }
   bool open(DatabaseFile file);
   Query tryRun(DatabaseSlot& slot);
+  void noteProblems();
   void releaseAtTheNextTurn();
   void armIdleTimer();
 
   EventLoop& loop_;
   const LibrarySeams seams_;
   std::unique_ptr<GuardedVfs> readOnly_;
-  std::array<std::unique_ptr<DatabaseSlot>, 4> slots_;  // by DatabaseFile
+  std::array<std::unique_ptr<DatabaseSlot>, DatabaseProblems::kFiles> slots_;  // by DatabaseFile
+  DatabaseProblems problems_;
   std::int32_t openCount_ = 0;
   std::int32_t result_ = 0;
   std::string_view lastSql_;

@@ -1,0 +1,101 @@
+#include "library/database/SchemaAdapter.h"
+
+#include <initializer_list>
+#include <span>
+
+namespace moxtel {
+
+namespace {
+
+// A table with the columns that the queries read: those of every version, and those of some.
+struct ReadTable {
+  const char* name;
+  std::initializer_list<const char*> columns;
+  std::initializer_list<const char*> columnsOfSomeVersions;
+};
+
+const ReadTable kLibraryTables[] = {
+    {"RKFolder",
+     {"uuid", "name", "folderType", "parentFolderUuid", "modelId", "minImageDate", "maxImageDate",
+      "folderPath", "versionCount", "isInTrash"},
+     {"posterVersionUuid", "isHiddenWhenEmpty"}},
+    {"RKAlbum",
+     {"uuid", "name", "modelId", "albumType", "albumSubclass", "versionCount", "folderUuid", "isInTrash"},
+     {"posterVersionUuid"}},
+    {"RKVersion",
+     {"uuid", "modelId", "projectUuid", "masterUuid", "versionNumber", "isInTrash", "fileName", "rotation",
+      "hasAdjustments", "masterHeight", "masterWidth", "createDate"},
+     {"exifLatitude", "exifLongitude", "videoPosterFramePoint"}},
+    {"RKAlbumVersion", {"albumId", "versionId"}, {}},
+    {"RKMaster", {"uuid", "imagePath"}, {}},
+    {"RKNote", {"attachedToUuid", "note"}, {}},
+    {"RKCustomSortOrder", {"containerUuid", "objectUuid", "orderNumber"}, {}}};
+
+const ReadTable kImageProxiesTables[] = {
+    {"RKImageProxyState",
+     {"versionUuid", "versionId", "thumbnailPath", "miniThumbnailPath", "fullSizePreviewPath"},
+     {"faceTilePath"}}};
+
+const ReadTable kPropertiesTables[] = {
+    {"RKUniqueString", {"modelId", "stringProperty"}, {}},
+    {"RKIptcProperty", {"versionId", "propertyKey", "stringId"}, {}},
+    {"RKExifStringProperty", {"versionId", "propertyKey", "stringId"}, {}},
+    {"RKExifNumberProperty", {"versionId", "propertyKey", "numberProperty"}, {}},
+    {"RKOtherProperty", {"versionId", "propertyKey", "stringId"}, {}}};
+
+const ReadTable kFacesTables[] = {{"RKFaceName", {"uuid", "name", "keyVersionUuid", "faceKey"}, {}},
+                                  {"RKDetectedFace", {"masterUuid", "faceKey", "faceIndex"}, {}}};
+
+// SQLITE_OK when the table, or with a column that column of it, is there; SQLITE_ERROR when it is not; else
+// why that cannot be known. Views in the file count as missing: they are not read.
+int look(sqlite3* database, const char* table, const char* column) {
+  return sqlite3_table_column_metadata(database, "main", table, column, nullptr, nullptr, nullptr, nullptr,
+                                       nullptr) &
+         0xff;
+}
+
+std::vector<const char*> missingColumns(sqlite3* database, const char* table,
+                                        std::initializer_list<const char*> columns) {
+  std::vector<const char*> missing;
+  for (const char* column : columns) {
+    if (look(database, table, column) != SQLITE_OK) missing.push_back(column);
+  }
+  return missing;
+}
+
+std::string viewWithNulls(const std::string& table, const std::vector<const char*>& columns) {
+  std::string sql = "CREATE TEMP VIEW " + table + " AS SELECT rowid,*";
+  for (const char* column : columns) sql += ",NULL AS " + std::string(column);
+  return sql + " FROM main." + table;
+}
+
+AdaptedSchema adapt(sqlite3* database, std::span<const ReadTable> tables) {
+  AdaptedSchema schema;
+  std::size_t missingTables = 0;
+  for (const ReadTable& table : tables) {
+    const int code = look(database, table.name, nullptr);
+    schema.code = code == SQLITE_ERROR ? SQLITE_OK : code;
+    if (schema.code != SQLITE_OK) return schema;
+    if (code == SQLITE_ERROR) {
+      schema.missing.push_back("table " + std::string(table.name));
+      ++missingTables;
+      continue;
+    }
+    for (const char* column : missingColumns(database, table.name, table.columns)) {
+      schema.missing.push_back("column " + std::string(table.name) + "." + column);
+    }
+    const auto nulls = missingColumns(database, table.name, table.columnsOfSomeVersions);
+    if (!nulls.empty()) schema.views.push_back(viewWithNulls(table.name, nulls));
+  }
+  schema.isWithoutTables = missingTables == tables.size();
+  return schema;
+}
+
+}  // namespace
+
+AdaptedSchema adaptLibrary(sqlite3* database) { return adapt(database, kLibraryTables); }
+AdaptedSchema adaptImageProxies(sqlite3* database) { return adapt(database, kImageProxiesTables); }
+AdaptedSchema adaptProperties(sqlite3* database) { return adapt(database, kPropertiesTables); }
+AdaptedSchema adaptFaces(sqlite3* database) { return adapt(database, kFacesTables); }
+
+}  // namespace moxtel

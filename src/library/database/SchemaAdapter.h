@@ -1,0 +1,40 @@
+// Lets the queries, which are written for one version of the photo application, read databases of others.
+//
+// On each connection, before it is restricted to reading, temporary views are made: a name in the schema
+// "temp" hides the table of the same name in "main", so the texts of the queries stay as they are. A
+// temporary view lives in memory with its connection; nothing in the library changes. Queries may ask a view
+// for "rowid": each view has a column of that name.
+#pragma once
+
+#include <sqlite3.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace moxtel {
+
+struct AdaptedSchema {
+  // SQLITE_OK, or why the database's schema cannot be read; then the rest means nothing.
+  int code = SQLITE_OK;
+  // The statements "CREATE TEMP VIEW …", in the order in which they are run; none for a database that has all
+  // that the queries ask for.
+  std::vector<std::string> views;
+  // What the queries ask for and neither the tables nor the views have, for the user: "table RKNote", "column
+  // RKFolder.name".
+  std::vector<std::string> missing;
+  // Whether none of the tables is there.
+  bool isWithoutTables = false;
+};
+
+// Looks at a connection's schema. Changes nothing. Any thread, with the connection to itself.
+using SchemaAdapter = std::function<AdaptedSchema(sqlite3*)>;
+
+// For the four databases of a library of iPhoto 9 or Aperture 3: columns that only some of their versions
+// have read as NULL where they are missing.
+AdaptedSchema adaptLibrary(sqlite3* database);
+AdaptedSchema adaptImageProxies(sqlite3* database);
+AdaptedSchema adaptProperties(sqlite3* database);
+AdaptedSchema adaptFaces(sqlite3* database);
+
+}  // namespace moxtel
