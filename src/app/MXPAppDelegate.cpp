@@ -201,6 +201,7 @@ ServerStatus MXPAppDelegate::status() {
   status.libraryPath = roles_->location.libraryPath();
   if (status.libraryPath) status.libraryProblem = whyUnreadable(*status.libraryPath);
   status.counts = countsOf(status);
+  if (status.libraryProblem.empty()) addDatabaseProblem(status);
   status.addresses = localIPv4Addresses();
   status.port = server_->port();
   status.listenFailure = status.port == 0 ? server_->startFailure() : std::string();
@@ -212,6 +213,18 @@ ServerStatus MXPAppDelegate::status() {
   const std::lock_guard lock(clientsMutex_);
   status.client = clientDict_.empty() ? "<unknown>" : clientDict_.begin()->second;
   return status;
+}
+
+void MXPAppDelegate::addDatabaseProblem(ServerStatus& status) const {
+  const LibraryDatabases& databases = roles_->databases;
+  for (const DatabaseFile file :
+       {DatabaseFile::Library, DatabaseFile::ImageProxies, DatabaseFile::Properties, DatabaseFile::Faces}) {
+    const auto path = databases.pathOf(file);
+    status.databaseProblem = databases.problemOf(file);
+    if (!path || status.databaseProblem.kind == DatabaseProblem::Kind::None) continue;
+    status.databaseName = path->substr(path->rfind('/') + 1);
+    return;
+  }
 }
 
 // Counts again whenever the path, its problem or the database changed: a disk may be removed and mounted

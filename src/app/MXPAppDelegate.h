@@ -99,6 +99,7 @@ class MXPAppDelegate final {
   void restart();
   void reportMissingLibrary();
   const LibraryCounts& countsOf(const ServerStatus& status);
+  void addDatabaseProblem(ServerStatus& status) const;
   const char* runningApplication() const;
   void reportListener(bool started, std::int32_t port);
   void showConnected(const Notification& notification, const std::string& shortName);

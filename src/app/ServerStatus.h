@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "library/LibrarySummary.h"
+#include "library/database/DatabaseProblems.h"
 
 namespace moxtel {
 
@@ -15,6 +16,9 @@ struct ServerStatus {
   std::string runningApplication;  // "iPhoto", "Aperture" or "<none>"
   std::optional<std::string> libraryPath;
   std::string libraryProblem;  // why the library is unreadable, for the user; empty: it is readable
+  // The first database with a problem, by its file name; in a readable library.
+  std::string databaseName;
+  DatabaseProblem databaseProblem;
   LibraryCounts counts;
   std::vector<std::string> addresses;  // IPv4, dotted quads
   std::uint16_t port = 0;              // 0: not listening

@@ -393,6 +393,15 @@ TEST_F(MXPAppDelegateTest, noticesThatTheLibraryIsRemovedAndRestored) {
   EXPECT_EQ(delegate->status().counts.events, 1);
 }
 
+TEST_F(MXPAppDelegateTest, statusNamesADamagedDatabase) {
+  library.overwrite(DatabaseFile::Faces, std::string(5000, 'x'));
+  launched();
+  const ServerStatus status = delegate->status();
+  EXPECT_EQ(status.libraryProblem, "");
+  EXPECT_EQ(status.databaseName, "Faces.db");
+  EXPECT_EQ(status.databaseProblem.kind, DatabaseProblem::Kind::Damaged);
+}
+
 TEST_F(MXPAppDelegateTest, countsAgainAfterTheLibraryWasLoadedAgain) {
   launched();
   EXPECT_EQ(delegate->status().counts.events, 0);

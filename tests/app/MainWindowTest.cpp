@@ -117,6 +117,25 @@ TEST_F(MainWindowTest, showsProblemsOfLibraryAndNetwork) {
   EXPECT_EQ(shown("published"), "(announcing, a few seconds)");
 }
 
+TEST_F(MainWindowTest, showsWhatIsWrongWithADatabase) {
+  using Kind = DatabaseProblem::Kind;
+  ServerStatus status = servedStatus();
+  status.libraryPath = "/photos/Family";
+  status.databaseName = "Faces.db";
+  const auto text = [&](Kind kind, const char* detail = "") {
+    status.databaseProblem = {kind, detail};
+    window.showStatus(status);
+    return shown("library");
+  };
+  EXPECT_EQ(text(Kind::None), "Family");
+  EXPECT_EQ(text(Kind::Missing), "Family\nThe file Faces.db is missing.");
+  EXPECT_EQ(text(Kind::NotPermitted), "Family\nThis user is not permitted to read the file Faces.db.");
+  EXPECT_EQ(text(Kind::Damaged), "Family\nThe file Faces.db is damaged.");
+  EXPECT_EQ(text(Kind::WithoutTables), "Family\nThe file Faces.db has no tables of a photo library.");
+  EXPECT_EQ(text(Kind::Incomplete, "table %1"),
+            "Family\nThe file Faces.db lacks what the server reads: table %1.");
+}
+
 TEST_F(MainWindowTest, enablesDisconnectOnlyWhileAClientIsConnected) {
   ServerStatus status = servedStatus();
   window.showStatus(status);
@@ -303,6 +322,13 @@ std::set<std::string> allTexts() {
     status.client = state > 1 ? std::optional<std::string>("!") : std::nullopt;
     window.showStatus(status);
     window.showBusy(state > 1);
+    collect(window);
+  }
+  using Kind = DatabaseProblem::Kind;
+  for (const Kind kind :
+       {Kind::Missing, Kind::NotPermitted, Kind::Damaged, Kind::WithoutTables, Kind::Incomplete}) {
+    status.databaseProblem.kind = kind;
+    window.showStatus(status);
     collect(window);
   }
   const TemporaryFolder folder;

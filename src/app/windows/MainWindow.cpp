@@ -44,6 +44,29 @@ QString nameOfFolder(std::string_view path) {
   return shown(path.substr(path.find_last_of('/') + 1));
 }
 
+// Empty without a problem.
+QString databaseText(const ServerStatus& status) {
+  using Kind = DatabaseProblem::Kind;
+  const QString name = shown(status.databaseName);
+  switch (status.databaseProblem.kind) {
+    case Kind::Missing:
+    case Kind::NoFile:
+      return localized("The file %1 is missing.").arg(name);
+    case Kind::NotPermitted:
+      return localized("This user is not permitted to read the file %1.").arg(name);
+    case Kind::Damaged:
+      return localized("The file %1 is damaged.").arg(name);
+    case Kind::WithoutTables:
+      return localized("The file %1 has no tables of a photo library.").arg(name);
+    case Kind::Incomplete:
+      return localized("The file %1 lacks what the server reads: %2.")
+          .arg(name, shown(status.databaseProblem.detail));
+    case Kind::None:
+      break;
+  }
+  return {};
+}
+
 // Screen readers read the accessible name: the row's name with its value.
 void setValue(QLabel& value, const QString& text) {
   value.setText(text);
@@ -233,7 +256,8 @@ void MainWindow::showLibrary(const ServerStatus& status) {
   } else if (!status.libraryProblem.empty()) {
     setValue(*library_, localized("This library cannot be read. %1").arg(localized(status.libraryProblem)));
   } else {
-    setValue(*library_, nameOfFolder(*status.libraryPath));
+    const QString problem = databaseText(status);
+    setValue(*library_, nameOfFolder(*status.libraryPath) + (problem.isEmpty() ? "" : "\n" + problem));
   }
   setValue(*photos_, numberText(status.counts.photos));
   setValue(*albums_, numberText(status.counts.albums));

@@ -39,6 +39,12 @@ const StringTable kGerman{
     {"Prefer &Aperture's library", "&Aperture-Bibliothek bevorzugen"},
     {"Ready", "Bereit"},
     {"&Reload", "&Neu laden"},
+    {"The file %1 has no tables of a photo library.",
+     "Die Datei %1 enthält keine Tabellen einer Fotobibliothek."},
+    {"The file %1 is damaged.", "Die Datei %1 ist beschädigt."},
+    {"The file %1 is missing.", "Die Datei %1 fehlt."},
+    {"The file %1 lacks what the server reads: %2.", "In der Datei %1 fehlt, was der Server liest: %2."},
+    {"This user is not permitted to read the file %1.", "Dieser Benutzer darf die Datei %1 nicht lesen."},
     {"The folder's path is not absolute.", "Der Pfad des Ordners ist nicht absolut."},
     {"There is no such folder.", "Diesen Ordner gibt es nicht."},
     {"This folder is not a photo library. Choose the folder named like \"iPhoto Library\", not the disk or a "
