@@ -21,15 +21,16 @@ MakeLibraryMessage refused(const std::vector<std::string>& arguments) {
 }  // namespace
 
 TEST(MakeLibraryOptions, takesEveryOptionInAnyPlace) {
-  const auto options =
-      parsed({"--seed", "18446744073709551615", "out", "--photos", "12", "--images", "small", "--album-data",
-              "--strange", "--big-album", "--faces", "3", "--smart-albums", "--saved-lists", "out-of-step"});
+  const auto options = parsed({"--seed", "18446744073709551615", "out", "--photos", "12", "--images", "small",
+                               "--album-data", "--strange", "--big-album", "--faces", "3", "--smart-albums",
+                               "--saved-lists", "out-of-step", "--kind", "photos8"});
   EXPECT_EQ(options.folder, "out");
   EXPECT_EQ(options.seed, UINT64_MAX);
   EXPECT_EQ(options.photos, 12U);
   EXPECT_EQ(options.faces, 3U);
   EXPECT_EQ(options.images, Images::Small);
   EXPECT_TRUE(options.albumData && options.strange && options.bigAlbum && options.smartAlbums);
+  EXPECT_EQ(options.kind, LibraryKind::Photos8);
   EXPECT_EQ(options.savedLists, SavedLists::OutOfStep);
 }
 
@@ -61,8 +62,8 @@ TEST(MakeLibraryOptions, namesWhatItDoesNotAccept) {
 TEST(MakeLibraryOptions, explainsEveryOptionWithin80Columns) {
   std::istringstream help(refused({"--help"}).text);
   for (std::string line; std::getline(help, line);) EXPECT_LE(line.size(), 80U) << line;
-  for (const char* option : {"--photos N ", "--seed S ", "--images WHAT ", "--projects N ", "--albums N ",
-                             "--faces N ", "--big-album ", "--album-data ", "--smart-albums ",
+  for (const char* option : {"--photos N ", "--seed S ", "--kind KIND ", "--images WHAT ", "--projects N ",
+                             "--albums N ", "--faces N ", "--big-album ", "--album-data ", "--smart-albums ",
                              "--saved-lists WHAT", "--strange ", "--version "})
     EXPECT_THAT(help.str(), HasSubstr(std::string("  ") + option));
 }

@@ -59,11 +59,15 @@ class MakeLibrary : public testing::Test {
   }
   static std::vector<std::string> select(const fs::path& library, const std::string& file,
                                          const std::string& sql) {
+    return selectFrom(library / "Database/apdb" / file, sql);
+  }
+  static std::vector<std::string> selectFrom(const fs::path& file, const std::string& sql) {
     std::vector<std::string> rows;
     sqlite3* database = nullptr;
-    EXPECT_EQ(
-        sqlite3_open_v2((library / "Database/apdb" / file).c_str(), &database, SQLITE_OPEN_READONLY, nullptr),
-        SQLITE_OK);
+    // Immutable: nothing is created beside a file with write-ahead logging.
+    const std::string uri = "file:" + file.string() + "?immutable=1";
+    EXPECT_EQ(sqlite3_open_v2(uri.c_str(), &database, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, nullptr),
+              SQLITE_OK);
     sqlite3_exec(
         database, sql.c_str(),
         [](void* to, int, char** values, char**) {
@@ -99,6 +103,71 @@ TEST_F(MakeLibrary, makesTheSameLibraryFromTheSameSeed) {
   options.seed = 2;
   EXPECT_NE(first.at("Database/apdb/Library.apdb"),
             filesIn(make("c", options)).at("Database/apdb/Library.apdb"));
+}
+
+namespace {
+
+struct Kind {
+  LibraryKind kind;
+  const char* database;
+  const char* schema;
+};
+constexpr Kind kLaterKinds[] = {{LibraryKind::Photos4, "photos.db", "Photos4.sql"},
+                                {LibraryKind::Photos5, "Photos.sqlite", "Photos5.sql"},
+                                {LibraryKind::Photos8, "Photos.sqlite", "Photos8.sql"},
+                                {LibraryKind::Photos11, "Photos.sqlite", "Photos11.sql"}};
+
+}  // namespace
+
+TEST_F(MakeLibrary, writesLibrariesOfPhotosWithTheirTables) {
+  for (const Kind& kind : kLaterKinds) {
+    MakeLibraryOptions options = small(50);
+    options.kind = kind.kind;
+    const fs::path library = make(kind.schema, options);
+    const auto again = make(std::string("again") + kind.schema, options);
+    const fs::path database = library / "database" / kind.database;
+    EXPECT_EQ(contentOf(database), contentOf(again / "database" / kind.database));
+    EXPECT_EQ(selectFrom(database, "PRAGMA integrity_check"), std::vector<std::string>{"ok"});
+    EXPECT_EQ(contentOf(database).substr(18, 2), "\2\2") << "write-ahead logging";
+    EXPECT_FALSE(fs::exists(database.string() + "-wal"));
+    EXPECT_FALSE(fs::exists(library / "Database"));
+    std::multiset<std::string> expected;
+    std::istringstream lines(contentOf(fs::path(MOXTEL_SCHEMA_FOLDER) / kind.schema));
+    for (std::string line; std::getline(lines, line);)
+      if (line.starts_with("CREATE")) expected.insert(line.substr(0, line.rfind(';')));
+    const auto rows = selectFrom(
+        database, "SELECT sql FROM sqlite_master WHERE sql NOT NULL AND name != 'sqlite_sequence'");
+    EXPECT_EQ(std::multiset<std::string>(rows.begin(), rows.end()), expected) << kind.schema;
+  }
+}
+
+TEST_F(MakeLibrary, hasTheOriginalsThatPhotosNames) {
+  MakeLibraryOptions options = small(80);
+  options.images = Images::Small;
+  options.kind = LibraryKind::Photos8;
+  const fs::path library = make("a", options);
+  const auto files = selectFrom(library / "database/Photos.sqlite",
+                                "SELECT 'originals/' || ZDIRECTORY || '/' || ZFILENAME FROM ZASSET WHERE "
+                                "ZCLOUDLOCALSTATE = 0");
+  EXPECT_GT(files.size(), 70U);
+  for (const std::string& file : files) EXPECT_TRUE(fs::exists(library / file)) << file;
+  const auto inTheCloud =
+      selectFrom(library / "database/Photos.sqlite",
+                 "SELECT 'originals/' || ZDIRECTORY || '/' || ZFILENAME FROM ZASSET WHERE "
+                 "ZCLOUDLOCALSTATE = 1");
+  EXPECT_FALSE(inTheCloud.empty());
+  for (const std::string& file : inTheCloud) EXPECT_FALSE(fs::exists(library / file)) << file;
+}
+
+TEST_F(MakeLibrary, writesOnlyTheAlbumFileOfAnOldLibrary) {
+  MakeLibraryOptions options = small(12);
+  options.images = Images::Small;
+  options.kind = LibraryKind::AlbumDataOnly;
+  const fs::path library = make("a", options);
+  EXPECT_FALSE(fs::exists(library / "Database"));
+  const std::string data = contentOf(library / "AlbumData.xml");
+  EXPECT_NE(data.find("<key>Archive Path</key><string>/Users/"), std::string::npos);
+  EXPECT_NE(data.find("<key>List of Rolls</key>"), std::string::npos);
 }
 
 TEST_F(MakeLibrary, makesTheSameStrangeLibraryFromTheSameSeed) {

@@ -1,5 +1,6 @@
 #include "makelibrary/AlbumDataWriter.h"
 
+#include <cstdio>
 #include <fstream>
 #include <string>
 
@@ -10,6 +11,8 @@
 namespace moxtel::makelibrary {
 
 namespace {
+
+constexpr const char* kArchivePath = "/Users/anna/Pictures/iPhoto Library";
 
 std::string escaped(std::string_view text) {
   std::string out;
@@ -36,7 +39,9 @@ class AlbumDataWriter final {
 
   void write() {
     text("Application Version", "9.6.1 (910.42)");
+    if (isAlone()) text("Archive Path", kArchivePath);
     key("List of Albums"), open("array");
+    if (isAlone()) writeFolders();
     for (const Container& album : plan_.albums())
       if (!album.inTrash) writeAlbum(album);
     close("array");
@@ -88,6 +93,12 @@ class AlbumDataWriter final {
     key(name);
     out_ << "<integer>" << value << "</integer>\n";
   }
+  void real(std::string_view name, double value) {
+    char digits[40];
+    std::snprintf(digits, sizeof digits, "%.6f", value);
+    key(name);
+    out_ << "<real>" << digits << "</real>\n";
+  }
   void seconds(std::string_view name, double value) {
     key(name);
     out_ << "<real>" << static_cast<std::int64_t>(value) << ".000000</real>\n";
@@ -125,11 +136,37 @@ class AlbumDataWriter final {
     text("AlbumName", album.name);
     text("Album Type", album.magic ? "99" : album.subclass == 2 ? "Smart" : "Regular");
     text("GUID", album.uuid);
+    writeParent(album);
     number("PhotoCount", members.size());
     if (!members.empty()) text("KeyPhotoKey", std::to_string(members.front()));
     writeList(members);
     close("dict");
   }
+  void writeFolders() {
+    for (const Container& folder : plan_.folders()) {
+      if (folder.type != 1 || folder.magic || folder.inTrash || isBelowProjects(folder)) continue;
+      open("dict");
+      number("AlbumId", folderNumber(folder));
+      text("AlbumName", folder.name);
+      text("Album Type", "Folder");
+      text("GUID", folder.uuid);
+      writeParent(folder);
+      number("PhotoCount", 0);
+      writeList({});
+      close("dict");
+    }
+  }
+  void writeParent(const Container& container) {
+    if (!isAlone()) return;
+    for (const Container& folder : plan_.folders())
+      if (!folder.magic && folder.uuid == container.parentUuid) number("Parent", folderNumber(folder));
+  }
+  // Not the number of any album.
+  static std::uint64_t folderNumber(const Container& folder) {
+    return 1'000'000 + static_cast<std::uint64_t>(folder.modelId);
+  }
+  static bool isBelowProjects(const Container& folder) { return folder.parentUuid == "AllProjectsItem"; }
+
   void writeRoll(const Container& roll) {
     open("dict");
     number("RollID", static_cast<std::uint64_t>(roll.modelId));
@@ -148,7 +185,7 @@ class AlbumDataWriter final {
       key(std::to_string(person.faceKey)), open("dict");
       text("key", std::to_string(person.faceKey));
       text("name", person.name);
-      if (plan_.photoCount() > 0) text("key image", std::to_string(2 * person.keyPhoto + 2));
+      if (plan_.photoCount() > 0) text("key image", keyImageOf(person));
       number("key image face index", 0);
       number("PhotoCount", 1);
       number("Order", static_cast<std::uint64_t>(person.faceKey));
@@ -157,18 +194,55 @@ class AlbumDataWriter final {
     close("dict");
   }
   void writeImage(const Photo& photo) {
-    if (photo.inTrash) return;
-    key(std::to_string(photo.versionId)), open("dict");
+    if (!plan_.isSaved(photo) || photo.inTrash) return;
+    writeImage(photo, photo.versionId, photo.versionUuid, photo.hasAdjustments());
+    if (isAlone() && !photo.duplicateUuid.empty())
+      writeImage(photo, photo.duplicateId, photo.duplicateUuid, photo.kind == MasterKind::Raw);
+  }
+  void writeImage(const Photo& photo, std::int64_t id, const std::string& uuid, bool preview) {
+    key(std::to_string(id)), open("dict");
     text("Caption", photo.caption ? plan_.captions()[photo.caption - 1] : photo.baseName);
-    text("Comment", photo.comment ? plan_.captions()[photo.comment - 1] : "");
-    text("GUID", photo.versionUuid);
+    text("Comment", photo.comment ? plan_.captions()[photo.comment - 1] : isAlone() ? " " : "");
+    text("GUID", uuid);
     number("Roll", static_cast<std::uint64_t>(plan_.folders()[photo.project].modelId));
     number("Rating", static_cast<std::uint64_t>(photo.rating));
     text("MediaType", photo.kind == MasterKind::Movie ? "Movie" : "Image");
     seconds("DateAsTimerInterval", photo.date);
-    text("ImagePath", "Masters/" + photo.folder + "/" + photo.fileName);
-    text("ThumbPath", "Thumbnails/" + photo.proxyFolder(photo.versionUuid) + "/" + photo.baseName + ".jpg");
+    const std::string master = "Masters/" + photo.folder + "/" + photo.fileName;
+    const std::string proxy = photo.proxyFolder(uuid) + "/" + photo.baseName + ".jpg";
+    text("ImagePath", path(isAlone() && preview ? "Previews/" + proxy : master));
+    if (isAlone() && preview) text("OriginalPath", path(master));
+    text("ThumbPath", path("Thumbnails/" + proxy));
+    if (isAlone()) writeFacts(photo);
     close("dict");
+  }
+  // What the other kinds have in their databases.
+  void writeFacts(const Photo& photo) {
+    seconds("DateAsTimerIntervalGMT", photo.date);
+    if (photo.flagged) number("Flagged", 1);
+    if (photo.position) {
+      real("latitude", photo.position->latitude);
+      real("longitude", photo.position->longitude);
+    }
+    if (photo.faces.empty()) return;
+    key("Faces"), open("array");
+    for (std::size_t f = 0; f < photo.faces.size(); ++f) {
+      if (!photo.faces[f].named) continue;
+      open("dict");
+      number("face key", static_cast<std::uint64_t>(plan_.persons()[photo.faces[f].person].faceKey));
+      number("face index", f);
+      text("rectangle", "{{0.1, 0.4}, {0.15, 0.2}}");
+      close("dict");
+    }
+    close("array");
+  }
+  std::string keyImageOf(const Person& person) const {
+    return isAlone() ? plan_.photo(person.keyPhoto).versionUuid : std::to_string(2 * person.keyPhoto + 2);
+  }
+  bool isAlone() const { return plan_.options().kind == LibraryKind::AlbumDataOnly; }
+  // The one file that a library without databases has names files as the Mac did.
+  std::string path(const std::string& below) const {
+    return isAlone() ? kArchivePath + ("/" + below) : below;
   }
 
   const SamplePlan& plan_;

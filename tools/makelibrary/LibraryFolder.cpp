@@ -7,6 +7,7 @@
 #include <cmath>
 #include <cstring>
 #include <fstream>
+#include <vector>
 
 #include "makelibrary/SqliteWriter.h"
 
@@ -14,17 +15,35 @@ namespace moxtel::makelibrary {
 
 namespace fs = std::filesystem;
 
-LibraryFolder::LibraryFolder(fs::path folder) : folder_(std::move(folder)) {
+namespace {
+
+std::vector<const char*> subfoldersOf(LibraryKind kind) {
+  switch (kind) {
+    case LibraryKind::IPhoto:
+      return {"Database/apdb", "Masters", "Thumbnails", "Previews"};
+    case LibraryKind::AlbumDataOnly:
+      return {"Masters", "Thumbnails", "Previews"};
+    case LibraryKind::Photos4:
+      return {"database", "Masters", "resources"};
+    default:
+      return {"database", "originals", "resources"};
+  }
+}
+
+}  // namespace
+
+LibraryFolder::LibraryFolder(fs::path folder, LibraryKind kind) : folder_(std::move(folder)) {
   std::error_code error;
   if (fs::exists(folder_, error)) {
     if (!fs::is_directory(folder_, error)) throw WriteError("'" + folder_.string() + "' is no folder");
     if (!fs::is_empty(folder_, error) || error)
       throw WriteError("'" + folder_.string() + "' is not empty; nothing was written");
   }
-  for (const char* part : {"Database/apdb", "Masters", "Thumbnails", "Previews"}) {
+  for (const char* part : subfoldersOf(kind)) {
     fs::create_directories(folder_ / part, error);
     if (error) throw WriteError("cannot create '" + (folder_ / part).string() + "': " + error.message());
   }
+  if (kind != LibraryKind::IPhoto) return;
   for (const char* name : {"Library.apdb", "ImageProxies.apdb", "Properties.apdb", "Faces.db"})
     fs::create_symlink(fs::path("apdb") / name, folder_ / "Database" / name, error);
 }

@@ -4,14 +4,20 @@
 #include <filesystem>
 #include <string_view>
 
+#include "makelibrary/MakeLibraryOptions.h"
+
 namespace moxtel::makelibrary {
 
 class LibraryFolder final {
  public:
   // Makes the folder, which must be missing or empty, and its subfolders. Throws WriteError.
-  explicit LibraryFolder(std::filesystem::path folder);
+  LibraryFolder(std::filesystem::path folder, LibraryKind kind);
 
   std::filesystem::path database(std::string_view name) const { return folder_ / "Database/apdb" / name; }
+  // Of Photos.
+  std::filesystem::path photosDatabase(std::string_view name) const { return folder_ / "database" / name; }
+  // A file that is named from the library's folder on.
+  std::filesystem::path file(std::string_view path) const { return folder_ / path; }
   std::filesystem::path masters() const { return folder_ / "Masters"; }
   std::filesystem::path thumbnails() const { return folder_ / "Thumbnails"; }
   std::filesystem::path previews() const { return folder_ / "Previews"; }

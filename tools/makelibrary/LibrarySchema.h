@@ -1,4 +1,4 @@
-// The tables and indexes of the four databases, one statement per line, from tools/makelibrary/schema.
+// The tables and indexes of the databases, one statement per line, from tools/makelibrary/schema.
 #pragma once
 
 #include <string_view>
@@ -9,5 +9,9 @@ extern const std::string_view kLibrarySchema;
 extern const std::string_view kImageProxiesSchema;
 extern const std::string_view kPropertiesSchema;
 extern const std::string_view kFacesSchema;
+extern const std::string_view kPhotos4Schema;
+extern const std::string_view kPhotos5Schema;
+extern const std::string_view kPhotos8Schema;
+extern const std::string_view kPhotos11Schema;
 
 }  // namespace moxtel::makelibrary

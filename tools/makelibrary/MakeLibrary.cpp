@@ -32,9 +32,35 @@ void writeSampleDatabases(const SamplePlan& plan, const LibraryFolder& folder) {
   for (auto& writer : writers) writer.get();
 }
 
+void writeDatabases(const SamplePlan& plan, const LibraryFolder& folder) {
+  switch (plan.options().kind) {
+    case LibraryKind::IPhoto:
+      return writeSampleDatabases(plan, folder);
+    case LibraryKind::AlbumDataOnly:
+      return;
+    case LibraryKind::Photos4:
+      return writePhotos4Database(plan, folder.photosDatabase("photos.db"));
+    default:
+      writePhotosDatabase(plan, folder.photosDatabase("Photos.sqlite"));
+      writePhotosStub(folder.photosDatabase("photos.db"));
+  }
+}
+
+std::vector<std::filesystem::path> databasesOf(const LibraryFolder& folder, LibraryKind kind) {
+  std::vector<std::filesystem::path> files;
+  if (kind == LibraryKind::IPhoto)
+    for (const char* name : {"Library.apdb", "ImageProxies.apdb", "Properties.apdb", "Faces.db"})
+      files.push_back(folder.database(name));
+  else if (kind != LibraryKind::AlbumDataOnly)
+    files.push_back(folder.photosDatabase("photos.db"));
+  if (kind != LibraryKind::IPhoto && kind != LibraryKind::AlbumDataOnly && kind != LibraryKind::Photos4)
+    files.push_back(folder.photosDatabase("Photos.sqlite"));
+  return files;
+}
+
 void writeAlbumFiles(const SamplePlan& plan, const LibraryFolder& folder) {
   const bool lists = plan.options().savedLists != SavedLists::None;
-  if (!lists && !plan.options().albumData) return;
+  if (!lists && !plan.options().albumData && plan.options().kind != LibraryKind::AlbumDataOnly) return;
   writeAlbumData(plan, folder.albumData());
   LibraryFolder::setModified(folder.albumData(), kLastWritten);
   if (!lists) return;
@@ -45,18 +71,19 @@ void writeAlbumFiles(const SamplePlan& plan, const LibraryFolder& folder) {
 
 }  // namespace
 
-void makeLibrary(const MakeLibraryOptions& options) {
-  const LibraryFolder folder(options.folder);
+void makeLibrary(MakeLibraryOptions options) {
+  // Its lists are all that such a library has.
+  if (options.kind == LibraryKind::AlbumDataOnly) options.savedLists = SavedLists::InStep;
+  const LibraryFolder folder(options.folder, options.kind);
   if (options.strange) {
     writeStrangeDatabases(options.seed, options.photos, folder);
   } else {
     const SamplePlan plan(options);
-    writeSampleDatabases(plan, folder);
+    writeDatabases(plan, folder);
     if (options.images != Images::None) writePictures(plan, folder);
     writeAlbumFiles(plan, folder);
   }
-  for (const char* name : {"Library.apdb", "ImageProxies.apdb", "Properties.apdb", "Faces.db"})
-    LibraryFolder::setModified(folder.database(name), kLastWritten);
+  for (const auto& file : databasesOf(folder, options.kind)) LibraryFolder::setModified(file, kLastWritten);
 }
 
 }  // namespace moxtel::makelibrary

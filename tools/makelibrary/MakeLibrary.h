@@ -6,6 +6,6 @@ namespace moxtel::makelibrary {
 struct MakeLibraryOptions;
 
 // Throws WriteError and leaves the files written so far.
-void makeLibrary(const MakeLibraryOptions& options);
+void makeLibrary(MakeLibraryOptions options);
 
 }  // namespace moxtel::makelibrary

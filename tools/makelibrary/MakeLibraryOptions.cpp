@@ -12,6 +12,11 @@ constexpr std::size_t kMostPhotos = 20'000'000;
 const std::map<std::string, Images> kImages{
     {"none", Images::None}, {"small", Images::Small}, {"photo", Images::Photo}};
 
+const std::map<std::string, LibraryKind> kKinds{
+    {"iphoto", LibraryKind::IPhoto},     {"photos4", LibraryKind::Photos4},
+    {"photos5", LibraryKind::Photos5},   {"photos8", LibraryKind::Photos8},
+    {"photos11", LibraryKind::Photos11}, {"xml", LibraryKind::AlbumDataOnly}};
+
 const std::map<std::string, SavedLists> kSavedLists{
     {"none", SavedLists::None}, {"in-step", SavedLists::InStep}, {"out-of-step", SavedLists::OutOfStep}};
 
@@ -25,6 +30,14 @@ void addOptions(CLI::App& app, MakeLibraryOptions& options) {
   app.set_help_flag("-h,--help", "show this help");
   app.set_version_flag("--version", "moxtel-make-library " MOXTEL_VERSION, "show the version");
   app.add_option("DIR", options.folder, "the folder of the library")->required()->option_text(" ");
+  app.add_option_function<std::string>(
+         "--kind", [&options](const std::string& name) { options.kind = kKinds.at(name); },
+         "iphoto    iPhoto 9 and Aperture 3 (default)\n"
+         "photos4, photos5, photos8, photos11\n"
+         "          a library of that version of Photos\n"
+         "xml       only AlbumData.xml and pictures")
+      ->type_name("KIND")
+      ->check(CLI::IsMember(kKinds).description(""));
   addCount(app, "--photos", options.photos, "number of photos (60; at most 20000000)");
   // Compared as a real: CLI11 takes -1 for a number without sign, too.
   app.add_option("--seed", options.seed, "seed of the random numbers (1)")

@@ -10,12 +10,17 @@
 namespace moxtel::makelibrary {
 
 enum class Images : std::uint8_t { None, Small, Photo };
+// Which application keeps the library: iPhoto 9 or Aperture 3, later ones by their version, or an old iPhoto
+// of which only AlbumData.xml is left.
+enum class LibraryKind : std::uint8_t { IPhoto, Photos4, Photos5, Photos8, Photos11, AlbumDataOnly };
+
 // The lists of members that the photo application saves in AlbumData.xml and iLifeShared/AlbumData2.xml.
 // OutOfStep: as before the last photos were added and others were thrown away.
 enum class SavedLists : std::uint8_t { None, InStep, OutOfStep };
 
 struct MakeLibraryOptions {
   std::filesystem::path folder;
+  LibraryKind kind = LibraryKind::IPhoto;
   std::size_t photos = 60;
   // Numbers of containers and persons; 0: depends on the number of photos.
   std::size_t projects = 0;

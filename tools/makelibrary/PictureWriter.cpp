@@ -9,6 +9,7 @@
 #include "makelibrary/ImageFormats.h"
 #include "makelibrary/Landscape.h"
 #include "makelibrary/LibraryFolder.h"
+#include "makelibrary/PhotosPlan.h"
 #include "makelibrary/SamplePlan.h"
 
 namespace moxtel::makelibrary {
@@ -44,14 +45,35 @@ class PhotoFiles final {
   }
 
   void write() {
+    const LibraryKind kind = plan_.options().kind;
+    if (kind == LibraryKind::IPhoto || kind == LibraryKind::AlbumDataOnly)
+      writeForIPhoto();
+    else
+      writeForPhotos(photosPaths(kind, photo_));
+  }
+
+ private:
+  void writeForIPhoto() const {
     store(folder_.masters() / photo_.folder / photo_.fileName, master());
     const Picture seen = photo_.adjusted ? enhanced(upright_) : upright_;
     writeVersion(photo_.versionUuid, seen, photo_.hasAdjustments());
     if (!photo_.duplicateUuid.empty())
       writeVersion(photo_.duplicateUuid, upright_, photo_.kind == MasterKind::Raw);
   }
-
- private:
+  void writeForPhotos(const PhotoPaths& paths) const {
+    const Picture seen = photo_.adjusted ? enhanced(upright_) : upright_;
+    const auto storeAt = [this](const std::string& path, const auto& content) {
+      if (!path.empty()) store(folder_.file(path), content());
+    };
+    storeAt(paths.original, [&] { return master(); });
+    storeAt(paths.rendered, [&] { return jpegFile(seen, 88); });
+    storeAt(paths.liveMovie, [&] { return movie(); });
+    storeAt(paths.rawOriginal, [&] { return tiffFile(fittedInto(upright_, 240)); });
+    storeAt(paths.thumbnail, [&] { return jpegFile(fittedInto(seen, kThumbnailSide), 80); });
+    storeAt(paths.mini, [&] { return jpegFile(fittedInto(seen, kMiniSide), 80); });
+    for (std::size_t f = 0; f < paths.faceTiles.size(); ++f)
+      storeAt(paths.faceTiles[f], [&] { return jpegFile(portrait(photo_.faces[f].person, kTileSide), 85); });
+  }
   void store(const std::filesystem::path& file, const std::string& bytes) const {
     LibraryFolder::writeFile(file, bytes, photo_.date);
   }

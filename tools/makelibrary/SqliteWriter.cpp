@@ -102,6 +102,16 @@ std::vector<std::pair<std::string, std::string>> SqliteWriter::columnsOf(std::st
 void SqliteWriter::finish() {
   createIndexes();
   execute("COMMIT");
+  close();
+}
+
+void SqliteWriter::finishWithWriteAheadLog() {
+  createIndexes();
+  execute("COMMIT; PRAGMA journal_mode=WAL");
+  close();
+}
+
+void SqliteWriter::close() {
   sqlite3* database = database_.release();
   if (sqlite3_close(database) != SQLITE_OK) fail(database, "closing a database");
 }

@@ -84,9 +84,12 @@ class SqliteWriter final {
   std::vector<std::pair<std::string, std::string>> columnsOf(std::string_view table) const;
   // Makes the indexes, commits and closes. No inserter may exist any more.
   void finish();
+  // The same, and marks the file as one with write-ahead logging, whose log is empty.
+  void finishWithWriteAheadLog();
 
  private:
   void execute(const std::string& sql);
+  void close();
 
   struct Close {
     void operator()(sqlite3* database) const { sqlite3_close(database); }
