@@ -15,6 +15,7 @@
 #include "library/ImageFiles.h"
 #include "library/LibraryLocation.h"
 #include "library/LoadedLibrary.h"
+#include "library/answers/LibraryAnswers.h"
 #include "pictures/codec/PictureDecoder.h"
 #include "pictures/properties/ImageProperties.h"
 #include "scripting/ApplicationMonitor.h"
@@ -52,7 +53,8 @@ class ServerRoles final {
         albumData(location, messages),
         scriptQueue(environment.loop, environment.scripts, messages, flags, environment.applications,
                     support),
-        scriptQueries(location, databases, albumData, environment.scripts, messages, flags),
+        libraryAnswers(databases),
+        scriptQueries(location, databases, albumData, environment.scripts, messages, flags, libraryAnswers),
         monitor(environment.loop, environment.applications, library, albumData, messages, flags),
         containerTree(databases, scriptQueries, environment.defaults),
         photoRecords(databases, albumData, scriptQueries),
@@ -86,6 +88,7 @@ class ServerRoles final {
   LoadedLibrary library;
   AlbumData albumData;
   ScriptQueue scriptQueue;
+  LibraryAnswers libraryAnswers;
   ScriptQueries scriptQueries;
   ApplicationMonitor monitor;
   ContainerTree containerTree;

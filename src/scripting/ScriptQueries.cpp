@@ -53,13 +53,14 @@ Value textOf(const Value& result) {
 
 ScriptQueries::ScriptQueries(const LibraryLocation& location, LibraryDatabases& databases,
                              const AlbumData& albumData, ScriptRunner& runner, Messages& messages,
-                             const PhotoApplicationFlags& flags)
+                             const PhotoApplicationFlags& flags, PhotoApplicationQueries& files)
     : location_(location),
       databases_(databases),
       albumData_(albumData),
       runner_(runner),
       messages_(messages),
-      flags_(flags) {}
+      flags_(flags),
+      files_(files) {}
 
 ScriptOutcome ScriptQueries::ask(const std::optional<std::string>& source, const Value& refused,
                                  const std::function<void()>& logFailure) {
@@ -84,11 +85,6 @@ ScriptOutcome ScriptQueries::ask(const std::optional<std::string>& source, const
   return outcome;
 }
 
-Value ScriptQueries::askForText(const std::optional<std::string>& source, const Value& refused) {
-  const ScriptOutcome outcome = ask(source, refused);
-  return outcome.succeeded ? textOf(outcome.result) : Value();
-}
-
 // A container without a uuid has no entry; an empty text is a uuid that may have one.
 const Value& ScriptQueries::entryOf(const Value& uuid) {
   static const Value kNil;
@@ -104,7 +100,9 @@ Value ScriptQueries::keyPhotoOfProject(const Dictionary& container, bool /*byApp
   const auto source = location_.asksAperture()
                           ? filledScript(kKeyPhotoOfApertureFolder, {uuid})
                           : filledScript(kKeyPhotoOfIPhotoAlbum, {iPhotoId(container["ModelId"].intValue())});
-  Value photo = askForText(source, uuid);
+  Value photo = textOf(ask(source, uuid).result);
+  // iPhoto knows its events by another number than the one in the script, so an empty answer means nothing.
+  if (photo.isNil()) photo = files_.keyPhotoOfProject(container, true);
   NSLog("keyPhotoOfProjectWithUuid: '%@' is '%@'", uuid, photo);
   return photo;
 }
@@ -118,7 +116,8 @@ Value ScriptQueries::keyPhotoOfAlbum(const Dictionary& container, bool byAppleSc
   const auto source = location_.asksAperture()
                           ? filledScript(kKeyPhotoOfApertureAlbum, {uuid})
                           : filledScript(kKeyPhotoOfIPhotoAlbum, {iPhotoId(container["ModelId"].intValue())});
-  return askForText(source, uuid);
+  const ScriptOutcome outcome = ask(source, uuid);
+  return outcome.succeeded ? textOf(outcome.result) : files_.keyPhotoOfAlbum(container, true);
 }
 
 // The last member that the membership table lists.
@@ -166,7 +165,7 @@ std::int32_t ScriptQueries::photoCountOf(std::string_view kind, const Value& uui
   const ScriptOutcome outcome = ask(source, uuid, [&uuid, modelId] {
     NSLog("Problem with AppleScript for containerUuid '%@', modelId %d", uuid, modelId);
   });
-  return outcome.succeeded ? outcome.result.intValue() : 0;
+  return outcome.succeeded ? outcome.result.intValue() : files_.photoCountOf(kind, uuid, modelId);
 }
 
 std::vector<Text> ScriptQueries::imageUuidsOf(std::string_view kind, const Value& uuid,
@@ -174,8 +173,8 @@ std::vector<Text> ScriptQueries::imageUuidsOf(std::string_view kind, const Value
   const auto source = location_.asksAperture() ? filledScript(kApertureIds, {kind, uuid})
                                                : filledScript(kIPhotoIds, {kind, iPhotoId(modelId)});
   const ScriptOutcome outcome = ask(source, uuid);
+  if (!outcome.succeeded) return files_.imageUuidsOf(kind, uuid, modelId);
   std::vector<Text> uuids;
-  if (!outcome.succeeded) return uuids;
   for (const Value& item : outcome.result.array()) {
     const Value text = textOf(item);
     if (!text.isNil()) uuids.push_back(text.text());

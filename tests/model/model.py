@@ -217,8 +217,12 @@ class Library:
         uuid = container.get("AlbumId")
         kind = container.get("AlbumType")
         if container.get("PhotoCount", 0) < 3:
-            # Albums and folders: only the album file has an answer.
+            # Albums and folders: the album file comes first. iPhoto's folders count 0.
             container["PhotoCount"] = number_in(self.container_dicts.get(uuid, {}).get("PhotoCount"))
+            if kind == "Album" and container["PhotoCount"] == 0:
+                container["PhotoCount"] = self.first_int(self.rows(
+                    "library", "SELECT COUNT(uuid) FROM RKVersion WHERE modelId IN (SELECT versionId FROM "
+                    "RKAlbumVersion WHERE albumId = %s)", container["ModelId"]))
             if kind == "Project":
                 container["PhotoCount"] = self.first_int(self.rows(
                     "library", "SELECT COUNT(uuid) FROM RKVersion WHERE projectUuid = '%s' AND versionNumber != 0 "
@@ -227,7 +231,9 @@ class Library:
             if kind in ("Album", "Project"):
                 self.put(container, "KeyPhotoKey", self.container_dicts.get(uuid, {}).get("KeyPhotoKey"))
             if kind == "Album" and "KeyPhotoKey" not in container:
-                self.put(container, "KeyPhotoKey", self.key_photo_of_album(uuid))
+                self.put(container, "KeyPhotoKey", self.key_photo_of_album(uuid) or self.first_photo_of_album(uuid))
+            if kind == "Project" and "KeyPhotoKey" not in container:
+                self.put(container, "KeyPhotoKey", self.first_photo_of_project(uuid))
         notes = self.rows("library", "SELECT note FROM RKNote WHERE attachedToUuid = '%s'", uuid)
         note = self.text(notes[0][0]) if notes else None
         if note:
@@ -249,6 +255,23 @@ class Library:
             return None
         versions = self.rows("library", "SELECT uuid FROM RKVersion WHERE modelId = '%s'", int32(members[-1][0]))
         return self.text(versions[-1][0]) if versions else None
+
+    # The first photo in the application's order, of containers in which that is known to be the order of model ids
+    # or, for projects, of dates.
+
+    def first_photo_of_album(self, uuid):
+        for model_id, in self.rows("library", "SELECT modelId FROM RKAlbum WHERE uuid = '%s'", uuid)[:1]:
+            for member, in self.rows(
+                    "library", "SELECT uuid FROM RKVersion WHERE modelId IN (SELECT versionId FROM RKAlbumVersion "
+                    "WHERE albumId = %s) ORDER BY modelId", int32(model_id)):
+                if self.text(member):
+                    return self.text(member)
+        return None
+
+    def first_photo_of_project(self, uuid):
+        photos = self.rows("library", "SELECT uuid FROM RKVersion WHERE projectUuid = '%s' AND versionNumber != 0 AND "
+                           "isInTrash = 0 AND uuid IS NOT NULL ORDER BY imageDate,modelId", uuid)
+        return self.text(photos[0][0]) if photos else None
 
     # Photos
 

@@ -10,6 +10,7 @@
 
 #include "library/PhotoRecords.h"
 #include "library/albumdata/AlbumData.h"
+#include "tests/fakes/RecordingPhotoApplication.h"
 #include "tests/fakes/RecordingScriptRunner.h"
 #include "tests/library/ServedLibrary.h"
 
@@ -28,7 +29,9 @@ class ScriptQueriesTest : public testing::Test {
   ServedLibrary served{files.path()};
   AlbumData albumData{served.location, served.messages};
   RecordingScriptRunner runner;
-  ScriptQueries queries{served.location, served.databases, albumData, runner, served.messages, served.flags};
+  RecordingPhotoApplication fromFiles;
+  ScriptQueries queries{served.location, served.databases, albumData, runner,
+                        served.messages, served.flags,     fromFiles};
 
   void askAperture() { served.location.preferAperture = true; }
   static Dictionary container(Value uuid, std::int32_t modelId = 7) {
@@ -335,6 +338,37 @@ TEST_F(ScriptQueriesTest, triesAndLogsNothingWithoutAnInterpreter) {
   EXPECT_THAT(runner.scripts, IsEmpty());
   EXPECT_THAT(served.messages.lines, IsEmpty());
   EXPECT_THAT(log.lines(), ElementsAre("keyPhotoOfProjectWithUuid: 'u' is '(null)'"));
+}
+
+TEST_F(ScriptQueriesTest, asksTheFilesWhereAScriptFails) {
+  fromFiles.keyPhotosByScript["u"] = "photo";
+  fromFiles.photoCounts["u"] = 2;
+  fromFiles.images["u"] = {Text("one"), Text("two")};
+  for (const bool interpreter : {true, false}) {
+    runner.interpreter = interpreter;
+    runner.fails();
+    served.flags.connectedWithIPhoto = true;  // the files' uuids are not converted like iPhoto's numbers
+    EXPECT_EQ(queries.keyPhotoOfProject(container("u"), true), Value("photo"));
+    EXPECT_EQ(queries.keyPhotoOfAlbum(container("u"), true), Value("photo"));
+    EXPECT_EQ(queries.photoCountOf("album", "u", 7), 2);
+    EXPECT_THAT(texts(queries.imageUuidsOf("album", "u", 7)), ElementsAre("one", "two"));
+    EXPECT_EQ(queries.photoCountOf("folder", "u", 7), 0) << "iPhoto's folders count 0";
+  }
+  served.flags.connectedWithIPhoto = false;
+  askAperture();
+  EXPECT_EQ(queries.photoCountOf("folder", "u", 7), 2);
+}
+
+TEST_F(ScriptQueriesTest, takesAScriptsEmptyAnswerExceptForEvents) {
+  fromFiles.keyPhotosByScript["u"] = "photo";
+  fromFiles.photoCounts["u"] = 2;
+  fromFiles.images["u"] = {Text("one")};
+  EXPECT_TRUE(queries.keyPhotoOfAlbum(container("u"), true).isNil());
+  EXPECT_EQ(queries.photoCountOf("album", "u", 7), 0);
+  EXPECT_THAT(queries.imageUuidsOf("album", "u", 7), IsEmpty());
+  EXPECT_THAT(fromFiles.questions, IsEmpty());
+  EXPECT_EQ(queries.keyPhotoOfProject(container("u"), true), Value("photo"))
+      << "iPhoto knows events by another number than the one in the script";
 }
 
 TEST_F(ScriptQueriesTest, listsThePhotosOfAperture) {

@@ -45,6 +45,12 @@ class IncludeGraph(unittest.TestCase):
         self.assertWrong("value/A.h", '#include "platform/B.h"\n')
         self.assertWrong("library/A.cpp", '  #  include "scripting/B.h"\n')
 
+    def test_knows_a_room_inside_another(self):
+        self.assertFine("library/answers/A.cpp", '#include "library/answers/A.h"\n#include "library/B.h"\n')
+        self.assertFine("scripting/A.cpp", '#include "library/answers/A.h"\n')
+        self.assertWrong("library/A.cpp", '#include "library/answers/A.h"\n')
+        self.assertWrong("library/answers/A.cpp", '#include "scripting/A.h"\n')
+
     def test_finds_an_include_across(self):
         self.assertWrong("net/A.cpp", '#include "console/B.h"\n')
         self.assertWrong("console/A.cpp", '#include "net/B.h"\n')

@@ -1,0 +1,48 @@
+#include "library/answers/FolderPhotos.h"
+
+#include <algorithm>
+#include <string>
+
+#include "library/database/LibraryDatabases.h"
+
+namespace moxtel {
+
+namespace {
+
+constexpr SqlText kPathOfFolder = "SELECT folderPath FROM RKFolder WHERE uuid = '%@'";
+// RKFolder.folderPath is the model ids from the root down, "1/6/12/": what is below begins with it. The plus
+// signs keep SQLite, which has no statistics here, from reading whole tables along other indexes.
+constexpr SqlText kPhotosOfAlbumsBelow =
+    "SELECT v.modelId FROM RKFolder f CROSS JOIN RKAlbum a CROSS JOIN RKAlbumVersion m CROSS JOIN RKVersion "
+    "v WHERE f.folderPath >= '%@' AND f.folderPath < '%@' AND a.folderUuid = f.uuid AND +a.albumType = 1 AND "
+    "+a.albumSubclass = 3 AND +a.isInTrash = 0 AND m.albumId = a.modelId AND v.modelId = m.versionId AND "
+    "+v.showInLibrary = 1 AND +v.isInTrash = 0";
+constexpr SqlText kPhotosOfProjectsBelow =
+    "SELECT v.modelId FROM RKFolder f CROSS JOIN RKVersion v WHERE f.folderPath >= '%@' AND f.folderPath < "
+    "'%@' AND +f.folderType = 2 AND +f.isInTrash = 0 AND v.projectUuid = f.uuid AND +v.showInLibrary = 1 AND "
+    "+v.isInTrash = 0";
+
+void append(Query query, std::vector<std::int64_t>& ids) {
+  while (query.step()) ids.push_back(query.integer64Column(0));
+}
+
+}  // namespace
+
+std::optional<std::vector<std::int64_t>> photosOfFolder(LibraryDatabases& databases, const Value& uuid) {
+  std::string path;
+  {
+    Query folder = databases.runUnlogged(DatabaseFile::Library, kPathOfFolder, {uuid});
+    if (!folder.step()) return std::nullopt;
+    path = folder.stringColumn(0).string();
+  }
+  std::vector<std::int64_t> ids;
+  if (!path.ends_with('/')) return ids;  // such a path begins the paths of other folders, too
+  const std::string end = path.substr(0, path.size() - 1) + static_cast<char>('/' + 1);
+  append(databases.runUnlogged(DatabaseFile::Library, kPhotosOfAlbumsBelow, {path, end}), ids);
+  append(databases.runUnlogged(DatabaseFile::Library, kPhotosOfProjectsBelow, {path, end}), ids);
+  std::sort(ids.begin(), ids.end());
+  ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
+  return ids;
+}
+
+}  // namespace moxtel

@@ -1,0 +1,19 @@
+// The photos below a folder. Core thread.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "value/Value.h"
+
+namespace moxtel {
+
+class LibraryDatabases;
+
+// The model ids, ascending and each once, of the live photos (shown in the library, not in the trash) of the
+// folder's regular albums and projects and of those of all folders below it. Nothing when there is no such
+// folder; for a project its own photos.
+std::optional<std::vector<std::int64_t>> photosOfFolder(LibraryDatabases& databases, const Value& uuid);
+
+}  // namespace moxtel

@@ -1,0 +1,104 @@
+#include "library/answers/LibraryAnswers.h"
+
+#include <optional>
+#include <utility>
+
+#include "library/RecordKeys.h"
+#include "library/answers/FolderPhotos.h"
+#include "library/answers/PhotoOrder.h"
+#include "library/answers/SortedPhotoReader.h"
+#include "library/database/LibraryDatabases.h"
+
+namespace moxtel {
+
+namespace {
+
+// The plus signs keep SQLite, which has no statistics here, from reading whole tables along other indexes.
+constexpr SqlText kLive =
+    "SELECT uuid FROM RKVersion WHERE uuid = '%@' AND +showInLibrary = 1 AND +isInTrash = 0";
+constexpr SqlText kMemberCount =
+    "SELECT COUNT(uuid) FROM RKVersion WHERE modelId IN (SELECT versionId FROM RKAlbumVersion WHERE albumId "
+    "= %d)";
+constexpr SqlText kAlbum =
+    "SELECT modelId,posterVersionUuid,sortKeyPath,sortAscending FROM RKAlbum WHERE uuid = '%@'";
+constexpr SqlText kProject =
+    "SELECT f.posterVersionUuid,a.sortKeyPath,a.sortAscending FROM RKFolder f LEFT JOIN RKAlbum a ON a.uuid "
+    "= f.implicitAlbumUuid WHERE f.uuid = '%@'";
+
+// The columns of photos to be sorted.
+constexpr SqlText kMembers =
+    "SELECT modelId,uuid,imageDate,mainRating,name,projectUuid FROM RKVersion WHERE modelId IN (SELECT "
+    "versionId FROM RKAlbumVersion WHERE albumId = %d)";
+constexpr SqlText kPhotosOfProject =
+    "SELECT modelId,uuid,imageDate,mainRating,name,projectUuid FROM RKVersion WHERE projectUuid = '%@' AND "
+    "+versionNumber != 0 AND +isInTrash = 0";
+// The first one by date, with the index on both: a library has thousands of projects.
+constexpr SqlText kEarliestOfProject =
+    "SELECT uuid FROM RKVersion WHERE projectUuid = '%@' AND +versionNumber != 0 AND +isInTrash = 0 AND uuid "
+    "IS "
+    "NOT NULL ORDER BY imageDate,modelId LIMIT 1";
+
+// The first of the photos that a query lists, with the columns of SortedPhotoReader. A row without a uuid is
+// no photo.
+Value firstOf(Query photos, const PhotoOrder& order, const SortedPhotoReader& reader) {
+  std::optional<SortedPhoto> first;
+  while (photos.step()) {
+    SortedPhoto photo = reader.photoOf(photos);
+    if (!photo.uuid.view().empty() && (!first || order.precedes(photo, *first))) first = std::move(photo);
+  }
+  return first ? Value(first->uuid) : Value();
+}
+
+PhotoOrder orderOf(const Query& row, int column) {
+  return {row.stringColumn(column).string(), row.integerColumn(column + 1) != 0};
+}
+
+}  // namespace
+
+Value LibraryAnswers::posterIfLive(const Value& uuid) {
+  if (uuid.isNil()) return {};
+  Query poster = databases_.runUnlogged(DatabaseFile::Library, kLive, {uuid});
+  return poster.step() ? poster.stringColumn(0) : Value();
+}
+
+Value LibraryAnswers::keyPhotoOfProject(const Dictionary& container, bool /*byAppleScript*/) {
+  const Value& uuid = container[record::kAlbumId];
+  PhotoOrder order;
+  Value poster;
+  if (Query project = databases_.runUnlogged(DatabaseFile::Library, kProject, {uuid}); project.step()) {
+    poster = project.stringColumn(0);
+    order = orderOf(project, 1);
+  }
+  if (poster = posterIfLive(poster); !poster.isNil()) return poster;
+  if (order.isByDateInProject()) {
+    Query earliest = databases_.runUnlogged(DatabaseFile::Library, kEarliestOfProject, {uuid});
+    return earliest.step() ? earliest.stringColumn(0) : Value();
+  }
+  const SortedPhotoReader reader(databases_, order, uuid);
+  return firstOf(databases_.runUnlogged(DatabaseFile::Library, kPhotosOfProject, {uuid}), order, reader);
+}
+
+Value LibraryAnswers::keyPhotoOfAlbum(const Dictionary& container, bool /*byAppleScript*/) {
+  const Value& uuid = container[record::kAlbumId];
+  Query album = databases_.runUnlogged(DatabaseFile::Library, kAlbum, {uuid});
+  if (!album.step()) return {};
+  const std::int32_t modelId = album.integerColumn(0);
+  const PhotoOrder order = orderOf(album, 2);
+  Value poster = posterIfLive(album.stringColumn(1));
+  if (!poster.isNil()) return poster;
+  const SortedPhotoReader reader(databases_, order, uuid);
+  return firstOf(databases_.runUnlogged(DatabaseFile::Library, kMembers, {modelId}), order, reader);
+}
+
+std::int32_t LibraryAnswers::photoCountOf(std::string_view kind, const Value& uuid, std::int32_t modelId) {
+  if (kind == "folder") {
+    const auto photos = photosOfFolder(databases_, uuid);
+    return photos ? static_cast<std::int32_t>(photos->size()) : 0;
+  }
+  Query members = databases_.runUnlogged(DatabaseFile::Library, kMemberCount, {modelId});
+  return members.step() ? members.integerColumn(0) : 0;
+}
+
+std::vector<Text> LibraryAnswers::imageUuidsOf(std::string_view, const Value&, std::int32_t) { return {}; }
+
+}  // namespace moxtel

@@ -1,0 +1,40 @@
+// Answers from the library's own files what a photo application would be asked: key photos, counts and
+// members. Used where no application can be asked, and where its script fails. Core thread.
+//
+// The rules are those of the lists that a client sees, so that count, key photo and list agree: the members
+// of a regular album are what RKAlbumVersion lists, in the trash or not.
+#pragma once
+
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+#include "library/PhotoApplicationQueries.h"
+#include "value/Value.h"
+
+namespace moxtel {
+
+class LibraryDatabases;
+
+class LibraryAnswers final : public PhotoApplicationQueries {
+ public:
+  // Borrows it.
+  explicit LibraryAnswers(LibraryDatabases& databases) : databases_(databases) {}
+
+  // The container's poster photo where the library names one that can be shown, else the first one in the
+  // order of the photo application.
+  Value keyPhotoOfProject(const Dictionary& container, bool byAppleScript) override;
+  Value keyPhotoOfAlbum(const Dictionary& container, bool byAppleScript) override;
+  // "folder": the photos of its albums and projects and of all folders below, each once.
+  std::int32_t photoCountOf(std::string_view kind, const Value& uuid, std::int32_t modelId) override;
+  // Only of smart albums: the members of other albums are in the database.
+  std::vector<Text> imageUuidsOf(std::string_view kind, const Value& uuid, std::int32_t modelId) override;
+
+ private:
+  // The version's uuid if it is shown in the library and not in the trash.
+  Value posterIfLive(const Value& uuid);
+
+  LibraryDatabases& databases_;
+};
+
+}  // namespace moxtel

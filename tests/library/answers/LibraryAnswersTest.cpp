@@ -1,0 +1,153 @@
+#include "library/answers/LibraryAnswers.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/library/TestLibrary.h"
+
+namespace moxtel::test {
+namespace {
+
+using testing::IsEmpty;
+
+class LibraryAnswersTest : public testing::Test {
+ protected:
+  // A photo that is shown in the library. Returns its model id.
+  std::int64_t photo(const std::string& uuid, Dictionary more = Dictionary()) {
+    Dictionary row{
+        {"uuid", uuid}, {"versionNumber", 1}, {"showInLibrary", 1}, {"isInTrash", 0}, {"isHidden", 0}};
+    for (const auto& entry : more) row.set(entry.key, entry.value);
+    return files.insert("RKVersion", row);
+  }
+  void folder(const char* uuid, const char* path, int type = 1, Dictionary more = Dictionary()) {
+    Dictionary row{{"uuid", uuid}, {"folderPath", path}, {"folderType", type}, {"isInTrash", 0}};
+    for (const auto& entry : more) row.set(entry.key, entry.value);
+    files.insert("RKFolder", row);
+  }
+  std::int64_t album(const char* uuid, Dictionary more = Dictionary()) {
+    Dictionary row{{"uuid", uuid}, {"albumType", 1}, {"albumSubclass", 3}, {"isInTrash", 0}};
+    for (const auto& entry : more) row.set(entry.key, entry.value);
+    return files.insert("RKAlbum", row);
+  }
+  void member(std::int64_t albumId, std::int64_t versionId) {
+    files.insert("RKAlbumVersion", Dictionary{{"albumId", albumId}, {"versionId", versionId}});
+  }
+  LibraryAnswers& answers() {
+    if (!opened) {
+      opened.emplace(files);
+      opened_.emplace(opened->databases);
+    }
+    return *opened_;
+  }
+  Value keyOfAlbum(const char* uuid) {
+    return answers().keyPhotoOfAlbum(Dictionary{{"AlbumId", uuid}}, true);
+  }
+  Value keyOfProject(const char* uuid) {
+    return answers().keyPhotoOfProject(Dictionary{{"AlbumId", uuid}}, true);
+  }
+
+  TestLibrary files;
+  std::optional<OpenedLibrary> opened;
+
+ private:
+  std::optional<LibraryAnswers> opened_;
+};
+
+TEST_F(LibraryAnswersTest, countsTheMembersThatTheAlbumLists) {
+  const std::int64_t id = album("a");
+  const std::int64_t other = album("other");
+  member(id, photo("one"));
+  member(id, photo("in the trash", Dictionary{{"isInTrash", 1}}));
+  member(id, 999);
+  member(other, photo("two"));
+  EXPECT_EQ(answers().photoCountOf("album", "a", static_cast<std::int32_t>(id)), 2);
+  EXPECT_EQ(answers().photoCountOf("album", "none", 12345), 0);
+}
+
+TEST_F(LibraryAnswersTest, countsEachPhotoBelowAFolderOnce) {
+  folder("f", "1/6/");
+  folder("inner", "1/6/12/");
+  folder("next", "1/60/");
+  folder("trashed", "1/6/13/", 2, Dictionary{{"isInTrash", 1}});
+  folder("p", "1/6/14/", 2);
+  const std::int64_t one = photo("one");
+  const std::int64_t inFolder = album("a", Dictionary{{"folderUuid", "f"}});
+  const std::int64_t inInner = album("b", Dictionary{{"folderUuid", "inner"}});
+  const std::int64_t inNext = album("c", Dictionary{{"folderUuid", "next"}});
+  const std::int64_t smart = album("d", Dictionary{{"folderUuid", "f"}, {"albumSubclass", 2}});
+  const std::int64_t deleted = album("e", Dictionary{{"folderUuid", "f"}, {"isInTrash", 1}});
+  member(inFolder, one);
+  member(inInner, one);
+  member(inInner, photo("two"));
+  member(inInner, photo("in the trash", Dictionary{{"isInTrash", 1}}));
+  member(inInner, photo("an original", Dictionary{{"showInLibrary", 0}}));
+  for (const std::int64_t elsewhere : {inNext, smart, deleted}) member(elsewhere, photo("elsewhere"));
+  photo("of the project", Dictionary{{"projectUuid", "p"}});
+  photo("of the project in the trash", Dictionary{{"projectUuid", "trashed"}});
+  EXPECT_EQ(answers().photoCountOf("folder", "f", 0), 3);
+  EXPECT_EQ(answers().photoCountOf("folder", "inner", 0), 2);
+  EXPECT_EQ(answers().photoCountOf("folder", "p", 0), 1);
+  EXPECT_EQ(answers().photoCountOf("folder", "none", 0), 0);
+}
+
+TEST_F(LibraryAnswersTest, countsNothingBelowAFolderWithoutAPath) {
+  folder("f", "");
+  folder("inner", "1/6/");
+  member(album("a", Dictionary{{"folderUuid", "inner"}}), photo("one"));
+  EXPECT_EQ(answers().photoCountOf("folder", "f", 0), 0);
+}
+
+TEST_F(LibraryAnswersTest, showsAnAlbumsPosterUnlessItCannotBeShown) {
+  photo("poster");
+  photo("in the trash", Dictionary{{"isInTrash", 1}});
+  album("a", Dictionary{{"posterVersionUuid", "poster"}});
+  const std::int64_t other = album("b", Dictionary{{"posterVersionUuid", "in the trash"}});
+  member(other, photo("member"));
+  EXPECT_EQ(keyOfAlbum("a"), Value("poster"));
+  EXPECT_EQ(keyOfAlbum("b"), Value("member"));
+}
+
+TEST_F(LibraryAnswersTest, showsTheFirstPhotoOfAnAlbumInItsOrder) {
+  const Dictionary sort{{"sortKeyPath", "custom.default"}, {"sortAscending", 1}};
+  const std::int64_t id = album("a", sort);
+  member(id, photo("one"));
+  member(id, photo("two"));
+  for (const auto& [uuid, place] : {std::pair{"one", 9}, std::pair{"two", 4}}) {
+    files.insert("RKCustomSortOrder",
+                 Dictionary{{"containerUuid", "a"}, {"objectUuid", uuid}, {"orderNumber", place}});
+  }
+  album("empty");
+  EXPECT_EQ(keyOfAlbum("a"), Value("two"));
+  EXPECT_TRUE(keyOfAlbum("empty").isNil());
+  EXPECT_TRUE(keyOfAlbum("none").isNil());
+}
+
+TEST_F(LibraryAnswersTest, showsAnEventsPosterOrItsFirstPhoto) {
+  album("by date", Dictionary{{"sortKeyPath", "exifProperties.ImageDate"}, {"sortAscending", 1}});
+  album("by rating", Dictionary{{"sortKeyPath", "basicProperties.MainRating"}, {"sortAscending", 0}});
+  photo("late", Dictionary{{"projectUuid", "p"}, {"imageDate", 20}, {"mainRating", 1}});
+  photo("early", Dictionary{{"projectUuid", "p"}, {"imageDate", 10}, {"mainRating", 2}});
+  photo("best", Dictionary{{"projectUuid", "q"}, {"imageDate", 30}, {"mainRating", 5}});
+  photo("good", Dictionary{{"projectUuid", "q"}, {"imageDate", 10}, {"mainRating", 4}});
+  photo("deleted", Dictionary{{"projectUuid", "p"}, {"imageDate", 1}, {"isInTrash", 1}});
+  photo("original",
+        Dictionary{{"projectUuid", "p"}, {"imageDate", 2}, {"versionNumber", 0}, {"showInLibrary", 0}});
+  folder("p", "1/", 2, Dictionary{{"implicitAlbumUuid", "by date"}});
+  folder("q", "2/", 2, Dictionary{{"implicitAlbumUuid", "by rating"}});
+  folder("r", "3/", 2, Dictionary{{"posterVersionUuid", "good"}});
+  EXPECT_EQ(keyOfProject("p"), Value("early"));
+  EXPECT_EQ(keyOfProject("q"), Value("best"));
+  EXPECT_EQ(keyOfProject("r"), Value("good"));
+  EXPECT_TRUE(keyOfProject("none").isNil());
+}
+
+TEST_F(LibraryAnswersTest, letsThePhotoApplicationWriteBetweenCommands) {
+  const std::int64_t id = album("a");
+  member(id, photo("one"));
+  EXPECT_EQ(answers().photoCountOf("album", "a", static_cast<std::int32_t>(id)), 1);
+  opened->nextCommand();
+  EXPECT_TRUE(OtherProgram(files.pathOf(DatabaseFile::Library)).canWrite());
+}
+
+}  // namespace
+}  // namespace moxtel::test
