@@ -1,5 +1,7 @@
 #include "app/MXPAppDelegate.h"
 
+#include <algorithm>
+
 #include "app/HelpText.h"
 #include "app/ServerRoles.h"
 #include "library/PathNames.h"
@@ -97,8 +99,25 @@ void MXPAppDelegate::reportMissingLibrary() {
   // LibraryLocation has already reported a path with characters outside ASCII.
   const std::string why = isPlainPath(*path) ? whyUnreadable(*path) : std::string();
   if (why.empty()) return;
-  environment_.console.showTitle("Info", format("Cannot serve '%@'. %@ To serve another folder, choose it %s",
-                                                *path, why, kHowToChoose));
+  environment_.console.showTitle(
+      "Info", format("Cannot serve '%@'. %@%@ To serve another folder, choose it %s", *path, why,
+                     sentenceAboutLibrariesNear(*path), kHowToChoose));
+}
+
+// Empty where there are none; else it begins with a blank.
+std::string MXPAppDelegate::sentenceAboutLibrariesNear(const std::string& folder) {
+  const std::vector<FoundLibrary> found = librariesNear(folder);
+  if (found.empty()) return {};
+  if (found.size() == 1) return format(" The library is %@.", describe(found[0]));
+  std::string list;
+  for (const FoundLibrary& each : found) list += (list.empty() ? "" : ", ") + describe(each);
+  return format(" There are %lu libraries in it: %@.", found.size(), list);
+}
+
+std::vector<FoundLibrary> MXPAppDelegate::librariesNear(const std::string& folder) {
+  // One that cannot be read is no help against itself.
+  if (kindOfLibrary(folder) == LibraryKind::Served && folder.starts_with('/')) return {};
+  return describedLibraries(environment_.loop, librariesFor(folder));
 }
 
 void MXPAppDelegate::resetForRestart() {
@@ -160,7 +179,8 @@ void MXPAppDelegate::restart() {
   startup();
 }
 
-std::string MXPAppDelegate::changedLibraryPath(const std::string& folder) {
+std::string MXPAppDelegate::changedLibraryPath(const std::string& chosen) {
+  const std::string folder = chosen.substr(0, std::max(chosen.find_last_not_of('/') + 1, std::size_t{1}));
   std::string why = whyNoLibrary(folder);
   if (!why.empty()) return why;
   environment_.console.showTitle("Info",

@@ -15,6 +15,7 @@
 
 #include "app/ServerStatus.h"
 #include "console/MXSConsole.h"
+#include "library/LibrarySearch.h"
 #include "library/PhotoApplicationFlags.h"
 #include "net/PublicationReporter.h"
 #include "net/QVSocketServer.h"
@@ -71,7 +72,10 @@ class MXPAppDelegate final {
   void reload();
   // Serves another library and stores its path in the user defaults. Returns an empty text; or, when the
   // folder cannot be served, the reason, and changes nothing.
-  [[nodiscard]] std::string changedLibraryPath(const std::string& folder);
+  [[nodiscard]] std::string changedLibraryPath(const std::string& chosen);
+  // The libraries that the user may have meant with a folder that changedLibraryPath() refused. Takes a few
+  // seconds at most.
+  std::vector<FoundLibrary> librariesNear(const std::string& folder);
   void disconnectClient();
   void changedRevealPhoto(bool allowed);
   // The help as HTML; nullopt when its file is missing or unreadable.
@@ -98,6 +102,7 @@ class MXPAppDelegate final {
 
   void restart();
   void reportMissingLibrary();
+  std::string sentenceAboutLibrariesNear(const std::string& folder);
   const LibraryCounts& countsOf(const ServerStatus& status);
   void addDatabaseProblem(ServerStatus& status) const;
   const char* runningApplication() const;

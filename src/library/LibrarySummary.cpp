@@ -12,6 +12,22 @@ namespace {
 
 constexpr const char* kNotPermitted = "This user is not permitted to read the folder.";
 
+const char* whyNotServed(LibraryKind kind) {
+  switch (kind) {
+    case LibraryKind::Photos:
+      return "This is a library of Photos. Only libraries of iPhoto 9 and Aperture 3 are served.";
+    case LibraryKind::OlderIPhoto:
+      return "This is a library of iPhoto 8 or older. Open it once with iPhoto 9, which converts it.";
+    case LibraryKind::OlderAperture:
+      return "This is a library of Aperture 1 or 2. Open it once with Aperture 3, which converts it.";
+    case LibraryKind::Served:  // its database vanished meanwhile
+    case LibraryKind::None:
+      break;
+  }
+  return "This folder is not a photo library. Choose the folder named like \"iPhoto Library\", not the disk "
+         "or a folder inside it.";
+}
+
 std::optional<std::int64_t> numberOf(LibraryDatabases& databases, DatabaseFile file, SqlText sql) {
   Query query = databases.runUnlogged(file, sql, {});
   if (!query.step()) return std::nullopt;
@@ -47,6 +63,16 @@ LibraryCounts countLibrary(LibraryDatabases& databases) {
   return counts;
 }
 
+LibraryKind kindOfLibrary(const std::string& folder) {
+  const auto has = [&](const char* file) {
+    return stampOf(appendingPathComponent(folder, file)).isRegular();
+  };
+  if (has("Database/apdb/Library.apdb")) return LibraryKind::Served;
+  if (has("database/Photos.sqlite") || has("database/photos.db")) return LibraryKind::Photos;
+  if (has("Aperture.aplib/Library.apdb")) return LibraryKind::OlderAperture;
+  return has("AlbumData.xml") ? LibraryKind::OlderIPhoto : LibraryKind::None;
+}
+
 std::string whyUnreadable(const std::string& folder) {
   if (!isPlainPath(folder)) {
     return "The folder's path contains characters outside ASCII. Make a symbolic link to it whose path is "
@@ -59,11 +85,11 @@ std::string whyUnreadable(const std::string& folder) {
   const std::string path = appendingPathComponent(folder, "Database/apdb/Library.apdb");
   const FileStamp database = stampOf(path);
   if (database.kind == FileStamp::Kind::Missing && database.error == EACCES) return kNotPermitted;
-  if (!database.isRegular()) {
-    return "This folder is not a photo library. Choose the folder named like \"iPhoto Library\", not the "
-           "disk or a "
-           "folder inside it.";
+  if (stampOf(appendingPathComponent(folder, "Database/apdb")).kind == FileStamp::Kind::Other &&
+      !database.isRegular()) {
+    return "The library's file Database/apdb/Library.apdb is missing. Copy the library again.";
   }
+  if (!database.isRegular()) return whyNotServed(kindOfLibrary(folder));
   return isReadable(path) ? std::string() : kNotPermitted;
 }
 

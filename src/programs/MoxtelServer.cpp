@@ -84,8 +84,9 @@ class Desktop final {
     core_.post([this, folder](ServerProgram& program) {
       const std::string why = program.delegate().changedLibraryPath(folder);
       if (why.empty()) return;
+      const auto found = program.delegate().librariesNear(folder);
       QMetaObject::invokeMethod(
-          &window_, [this, why] { window_.refuseLibrary(why); }, Qt::QueuedConnection);
+          &window_, [this, why, found] { window_.refuseLibrary(why, found); }, Qt::QueuedConnection);
     });
   }
 

@@ -366,6 +366,54 @@ TEST_F(MXPAppDelegateTest, saysHowToChooseALibraryIfTheFolderIsMissing) {
       "window of MoxtelServer, or set it with -LibraryPath."));
 }
 
+TEST_F(MXPAppDelegateTest, namesTheLibraryAroundAFolderInsideIt) {
+  library.insert("RKFolder", Dictionary{{"uuid", "p"},
+                                        {"folderType", 2},
+                                        {"isInTrash", 0},
+                                        {"versionCount", 12},
+                                        {"maxImageDate", 490007103}});
+  defaults.setString("LibraryPath", library.path() + "/Database");
+  launched();
+  EXPECT_TRUE(view.contains("Info: Cannot serve '" + library.path() +
+                            "/Database'. This folder is not a photo library. Choose the folder named like "
+                            "\"iPhoto Library\", not the "
+                            "disk or a folder inside it. The library is '" +
+                            library.path() +
+                            "' (12 photos, newest 2016-07-12). To serve another folder, choose it in the "
+                            "window of MoxtelServer, or "
+                            "set it with -LibraryPath."));
+}
+
+TEST_F(MXPAppDelegateTest, namesTheLibrariesOnADisk) {
+  const std::string disk = std::filesystem::path(library.path()).parent_path().string();
+  std::filesystem::copy(library.path(), disk + "/A copy", std::filesystem::copy_options::recursive);
+  defaults.setString("LibraryPath", disk);
+  launched();
+  const auto line = std::find_if(view.lines.begin(), view.lines.end(), [](const std::string& each) {
+    return each.find("Cannot serve") != std::string::npos;
+  });
+  ASSERT_NE(line, view.lines.end());
+  EXPECT_NE(line->find(" There are 2 libraries in it: '" + disk + "/A copy', '" + disk + "/Library'. To "),
+            std::string::npos)
+      << *line;
+}
+
+TEST_F(MXPAppDelegateTest, servesAFolderWithSlashesAtTheEndWithoutThem) {
+  launched();
+  EXPECT_EQ(delegate->changedLibraryPath(library.path() + "//"), "");
+  EXPECT_EQ(delegate->status().libraryPath, library.path());
+  EXPECT_EQ(defaults.stringForKey("LibraryPath"), library.path());
+}
+
+TEST_F(MXPAppDelegateTest, findsALibraryByARelativePath) {
+  launched();
+  const std::string relative = std::filesystem::relative(library.path()).string();
+  EXPECT_NE(delegate->changedLibraryPath(relative), "");
+  const auto found = delegate->librariesNear(relative);
+  ASSERT_EQ(found.size(), 1U);
+  EXPECT_EQ(found[0].path, library.path());
+}
+
 TEST_F(MXPAppDelegateTest, saysHowToChooseALibraryIfNoneIsSet) {
   defaults.remove("LibraryPath");
   launched();

@@ -10,8 +10,12 @@
 #include <QScreen>
 #include <QStatusBar>
 #include <QTextBrowser>
+#include <QTreeWidget>
+#include <filesystem>
+#include <fstream>
 #include <set>
 
+#include "app/windows/LibraryChooser.h"
 #include "app/windows/WindowTexts.h"
 #include "console/window/ConsoleWindow.h"
 #include "tests/TemporaryFolder.h"
@@ -178,10 +182,37 @@ TEST_F(MainWindowTest, doesNothingWhenTheFolderDialogIsCanceled) {
 
 TEST_F(MainWindowTest, saysWhyAFolderCannotBeServed) {
   const TemporaryFolder folder;
-  window.refuseLibrary(whyNoLibrary(folder.path().string()));
+  window.refuseLibrary(whyNoLibrary(folder.path().string()), {});
   EXPECT_THAT(requested,
               ElementsAre("Cannot serve this folder|This folder is not a photo library. Choose the "
                           "folder named like \"iPhoto Library\", not the disk or a folder inside it."));
+}
+
+TEST_F(MainWindowTest, offersTheLibrariesThatWereFound) {
+  window.refuseLibrary("why", {{"/disk/Old Library", 60, Date{397000000}},
+                               {"/disk/Family", 12345, Date{490007103}},
+                               {"/disk/b\xC3\xBC\xFF", {}, {}}});
+  auto& list = part<QTreeWidget>("libraries");
+  ASSERT_EQ(list.topLevelItemCount(), 3);
+  const auto row = [&](int number) {
+    std::vector<std::string> texts;
+    for (int i = 0; i < 4; ++i) texts.push_back(list.topLevelItem(number)->text(i).toStdString());
+    return texts;
+  };
+  EXPECT_THAT(row(0), ElementsAre("Old Library", "60", testing::_, "/disk"));
+  EXPECT_THAT(row(1), ElementsAre("Family", "12,345", "7/12/16", "/disk"));
+  EXPECT_THAT(row(2), ElementsAre(testing::_, "–", "–", "/disk"));
+  auto& chooser = part<LibraryChooser>("");
+  EXPECT_EQ(chooser.chosenPath(), "/disk/Family");
+  list.setCurrentItem(list.topLevelItem(2));
+  chooser.accept();
+  EXPECT_THAT(requested, ElementsAre("library /disk/b\xC3\xBC\xFF"));
+}
+
+TEST_F(MainWindowTest, servesNoLibraryWhenTheOfferIsCanceled) {
+  window.refuseLibrary("why", {{"/disk/Family", 12345, Date{1e300}}});
+  part<LibraryChooser>("").reject();
+  EXPECT_TRUE(requested.empty());
 }
 
 TEST_F(MainWindowTest, buttonsRunTheirActions) {
@@ -334,16 +365,28 @@ std::set<std::string> allTexts() {
   const TemporaryFolder folder;
   for (const std::string& bad :
        {std::string("relative"), std::string("/é"), folder.path().string() + "/no", folder.path().string()}) {
-    window.refuseLibrary(whyNoLibrary(bad));
+    window.refuseLibrary(whyNoLibrary(bad), {});
   }
+  for (const char* old : {"/iPhoto 8/AlbumData.xml", "/Aperture/Aperture.aplib/Library.apdb",
+                          "/Photos/database/photos.db", "/Copy/Database/apdb/Faces.db"}) {
+    const std::filesystem::path file = folder.path().string() + old;
+    std::filesystem::create_directories(file.parent_path());
+    std::ofstream{file} << "x";
+  }
+  for (const char* old : {"iPhoto 8", "Aperture", "Photos", "Copy"}) {
+    window.refuseLibrary(whyNoLibrary((folder.path() / old).string()), {});
+  }
+  const FoundLibrary library{"/1", {}, {}};
+  collect(LibraryChooser(std::vector{library}));
+  collect(LibraryChooser(std::vector{library, library}));
   collect(ConsoleWindow());
   return texts;
 }
 
 TEST_F(MainWindowTest, hasAGermanTextForEveryEnglishOne) {
-  // Texts that are the same in both languages, or are not words.
+  // Texts that are the same in both languages, are not words, or that Qt translates.
   const std::set<std::string> same{
-      "MoxtelServer", "Port", "Port:", "Client", "Client:", "–", "…", "/", "1", "!"};
+      "MoxtelServer", "Port", "Port:", "Client", "Client:", "–", "…", "/", "1", "!", "Name", "Cancel"};
   std::set<std::string> english = allTexts();
   setStringTable(windowTexts("de"));
   const std::set<std::string> german = allTexts();

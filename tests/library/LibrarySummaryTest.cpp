@@ -1,9 +1,11 @@
 #include "library/LibrarySummary.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <filesystem>
+#include <fstream>
 
 #include "platform/system/SystemLog.h"
 #include "tests/library/TestLibrary.h"
@@ -86,6 +88,27 @@ TEST(LibrarySummary, saysWhyAFolderIsNoLibrary) {
             "disk or a "
             "folder inside it.");
   EXPECT_NE(whyNoLibrary("/photos/\xC3\x84rger").find("outside ASCII"), std::string::npos);
+}
+
+TEST(LibrarySummary, namesTheKindsOfLibrariesThatAreNotServed) {
+  const auto why = [](const char* file) {
+    const TemporaryFolder folder;
+    const std::filesystem::path path = folder.path() / file;
+    std::filesystem::create_directories(path.parent_path());
+    std::ofstream{path} << "x";
+    return whyNoLibrary(folder.path().string());
+  };
+  EXPECT_EQ(why("AlbumData.xml"),
+            "This is a library of iPhoto 8 or older. Open it once with iPhoto 9, which converts it.");
+  EXPECT_EQ(why("Aperture.aplib/Library.apdb"),
+            "This is a library of Aperture 1 or 2. Open it once with Aperture 3, which converts it.");
+  for (const char* photos : {"database/photos.db", "database/Photos.sqlite"}) {
+    EXPECT_EQ(why(photos),
+              "This is a library of Photos. Only libraries of iPhoto 9 and Aperture 3 are served.");
+  }
+  EXPECT_EQ(why("Database/apdb/Faces.db"),
+            "The library's file Database/apdb/Library.apdb is missing. Copy the library again.");
+  EXPECT_THAT(why("other"), testing::StartsWith("This folder is not a photo library."));
 }
 
 TEST(LibrarySummary, readsByARelativePathThatIsNotToBeRemembered) {

@@ -15,6 +15,7 @@
 #include <QTextBrowser>
 #include <QVBoxLayout>
 
+#include "app/windows/LibraryChooser.h"
 #include "console/window/ConsoleWindow.h"
 #include "support/Localization.h"
 
@@ -233,7 +234,15 @@ void MainWindow::chooseLibrary() {
   if (!folder.isEmpty()) actions_.chooseLibrary(folder.toStdString());
 }
 
-void MainWindow::refuseLibrary(const std::string& why) {
+void MainWindow::refuseLibrary(const std::string& why, const std::vector<FoundLibrary>& found) {
+  if (!found.empty()) {
+    auto* chooser = new LibraryChooser(found, this);
+    chooser->setAttribute(Qt::WA_DeleteOnClose);
+    connect(chooser, &QDialog::accepted, this,
+            [this, chooser] { actions_.chooseLibrary(chooser->chosenPath()); });
+    chooser->open();
+    return;
+  }
   showMessage(localized("Cannot serve this folder"), localized(why));
 }
 

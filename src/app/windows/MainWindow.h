@@ -13,6 +13,7 @@
 
 #include "app/ServerStatus.h"
 #include "console/MXSConsole.h"
+#include "library/LibrarySearch.h"
 
 class QCheckBox;
 class QFormLayout;
@@ -45,8 +46,9 @@ class MainWindow final : public QMainWindow {
   void showBusy(bool busy);
   // Sets the help text; hidden: the user does not want it at startup.
   void setHelp(const QString& html, bool hidden);
-  // Shows that the chosen folder cannot be served, and why.
-  void refuseLibrary(const std::string& why);
+  // Shows that the chosen folder cannot be served, and why; or the libraries that were found in its place,
+  // for the user to choose one.
+  void refuseLibrary(const std::string& why, const std::vector<FoundLibrary>& found);
 
   // Shows a folder dialog that starts in a given folder; an empty result means canceled. Tests replace it.
   std::function<QString(const QString& begin)> askForFolder;

@@ -25,6 +25,14 @@ const StringTable kGerman{
     {"Find next", "Nächstes Vorkommen"},
     {"Find previous", "Voriges Vorkommen"},
     {"&Help", "&Hilfe"},
+    {"Folder", "Ordner"},
+    {"The folder that you chose is not a library itself. Which of these do you want to serve?",
+     "Der gewählte Ordner ist selbst keine Bibliothek. Welche von diesen wollen Sie bereitstellen?"},
+    {"The folder that you chose is not a library itself. Do you want to serve this one?",
+     "Der gewählte Ordner ist selbst keine Bibliothek. Wollen Sie diese bereitstellen?"},
+    {"Name", "Name"},
+    {"Newest event", "Neuestes Ereignis"},
+    {"&Serve", "&Bereitstellen"},
     {"Last messages", "Letzte Meldungen"},
     {"Library", "Bibliothek"},
     {"Network", "Netzwerk"},
@@ -56,6 +64,17 @@ const StringTable kGerman{
      "Der Pfad des Ordners enthält Zeichen außerhalb von ASCII. Legen Sie einen symbolischen Link auf ihn "
      "an, "
      "dessen Pfad nur ASCII enthält, und wählen Sie diesen Link."},
+    {"The library's file Database/apdb/Library.apdb is missing. Copy the library again.",
+     "Die Datei Database/apdb/Library.apdb der Bibliothek fehlt. Kopieren Sie die Bibliothek noch einmal."},
+    {"This is a library of Photos. Only libraries of iPhoto 9 and Aperture 3 are served.",
+     "Dies ist eine Bibliothek von Fotos. Nur Bibliotheken von iPhoto 9 und Aperture 3 werden "
+     "bereitgestellt."},
+    {"This is a library of iPhoto 8 or older. Open it once with iPhoto 9, which converts it.",
+     "Dies ist eine Bibliothek von iPhoto 8 oder älter. Öffnen Sie sie einmal mit iPhoto 9, das sie "
+     "umwandelt."},
+    {"This is a library of Aperture 1 or 2. Open it once with Aperture 3, which converts it.",
+     "Dies ist eine Bibliothek von Aperture 1 oder 2. Öffnen Sie sie einmal mit Aperture 3, das sie "
+     "umwandelt."},
     {"This library cannot be read. %1", "Diese Bibliothek ist nicht lesbar. %1"},
     {"This user is not permitted to read the folder.", "Dieser Benutzer darf den Ordner nicht lesen."},
     {"Visible to phones as", "Für Telefone sichtbar als"},

@@ -1,0 +1,125 @@
+#include "library/LibrarySearch.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "tests/fakes/FakeEventLoop.h"
+#include "tests/library/LocalTimeZone.h"
+#include "tests/library/ServedLibrary.h"
+
+namespace moxtel::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+namespace fs = std::filesystem;
+
+class LibrarySearchTest : public testing::Test {
+ protected:
+  // Only what tells its kind.
+  std::string library(const std::string& name) {
+    const fs::path path = disk.path() / name;
+    fs::create_directories(path / "Database/apdb");
+    fs::create_directories(path / "Masters/2010");
+    std::ofstream{path / "Database/apdb/Library.apdb"} << "x";
+    return path.string();
+  }
+  std::string at(const std::string& name) const { return (disk.path() / name).string(); }
+
+  TemporaryFolder disk;
+};
+
+TEST_F(LibrarySearchTest, findsTheLibraryAroundAFolder) {
+  const std::string family = library("Pictures/Family");
+  library("Pictures/Other");
+  for (const char* inside : {"", "/", "//", "/Database", "/Database/", "/Database/apdb", "/Masters/2010",
+                             "/Masters/../Database/.", "/Masters/missing"}) {
+    EXPECT_THAT(librariesFor(family + inside), ElementsAre(family)) << inside;
+  }
+}
+
+TEST_F(LibrarySearchTest, findsTheLibrariesBelowAFolder) {
+  const std::string family = library("Pictures/Family");
+  const std::string old = library("Backup/2011/Pictures/Old");
+  EXPECT_THAT(librariesFor(disk.path().string()), ElementsAre(old, family));
+  EXPECT_THAT(librariesFor(at("Pictures/")), ElementsAre(family));
+  EXPECT_THAT(librariesFor(at("Backup")), ElementsAre(old));
+}
+
+TEST_F(LibrarySearchTest, findsByARelativePathAndATilde) {
+  const std::string family = library("Family");
+  EXPECT_THAT(librariesFor(fs::relative(family).string()), ElementsAre(family));
+  const std::string home = ::getenv("HOME");
+  ::setenv("HOME", disk.path().c_str(), 1);
+  EXPECT_THAT(librariesFor("~/Family/Masters"), ElementsAre(family));
+  ::setenv("HOME", home.c_str(), 1);
+}
+
+TEST_F(LibrarySearchTest, findsNothingWhereThereIsNothing) {
+  fs::create_directories(at("Pictures/Holidays"));
+  EXPECT_THAT(librariesFor(at("Pictures")), IsEmpty());
+  EXPECT_THAT(librariesFor(at("Missing")), IsEmpty());
+  EXPECT_THAT(librariesFor(""), IsEmpty());
+}
+
+TEST_F(LibrarySearchTest, entersNeitherHiddenFoldersNorLinks) {
+  library(".Trashes/501/Deleted");
+  const std::string family = library("Elsewhere/Family");
+  fs::create_directories(at("Pictures"));
+  fs::create_directory_symlink(at("Elsewhere"), at("Pictures/link"));
+  fs::create_directory_symlink(disk.path(), at("Pictures/circle"));
+  EXPECT_THAT(librariesFor(at("Pictures")), IsEmpty());
+  fs::create_directory_symlink(family, at("Pictures/Linked Family"));
+  EXPECT_THAT(librariesFor(at("Pictures")), ElementsAre(at("Pictures/Linked Family")));
+  EXPECT_THAT(librariesFor(disk.path().string()), ElementsAre(family, at("Pictures/Linked Family")));
+}
+
+TEST_F(LibrarySearchTest, keepsToItsLimits) {
+  library("a/b/c/Deep");
+  for (int i = 0; i < 9; ++i) library("Library" + std::to_string(i));
+  const std::string all = disk.path().string();
+  EXPECT_EQ(librariesFor(all).size(), 10U);
+  EXPECT_EQ(librariesFor(all, {.libraries = 3}).size(), 3U);
+  EXPECT_EQ(librariesFor(all, {.depth = 3}).size(), 9U);
+  EXPECT_LE(librariesFor(all, {.entries = 4}).size(), 4U);
+  EXPECT_THAT(librariesFor(all, {.seconds = 0}), IsEmpty());
+}
+
+TEST_F(LibrarySearchTest, describesLibrariesWithoutChangingThem) {
+  const LocalTimeZone utc("UTC");
+  TestLibrary files;
+  for (const auto& [count, date] : {std::pair(12, 490007103), std::pair(3, 397000000)}) {
+    files.insert("RKFolder", Dictionary{{"uuid", "p"},
+                                        {"folderType", 2},
+                                        {"isInTrash", 0},
+                                        {"versionCount", count},
+                                        {"maxImageDate", date}});
+  }
+  const std::string broken = library("Broken");
+  const auto before = stateOf(files.path());
+  FakeEventLoop loop;
+  const auto found = describedLibraries(loop, {files.path(), broken});
+  EXPECT_THAT(found,
+              ElementsAre(FoundLibrary{files.path(), 15, Date{490007103}}, FoundLibrary{broken, {}, {}}));
+  EXPECT_EQ(stateOf(files.path()), before);
+  EXPECT_EQ(describe(found[0]), "'" + files.path() + "' (15 photos, newest 2016-07-12)");
+  EXPECT_EQ(describe(found[1]), "'" + broken + "'");
+  EXPECT_EQ(describe(FoundLibrary{"/x", {}, Date{490007103}}), "'/x' (newest 2016-07-12)");
+}
+
+// A library that its application has open is not copied just to be listed.
+TEST_F(LibrarySearchTest, makesNoPrivateCopies) {
+  TestLibrary files;
+  files.execute(DatabaseFile::Library, "PRAGMA journal_mode=WAL");
+  const auto before = stateOf(files.path());
+  FakeEventLoop loop;
+  EXPECT_THAT(describedLibraries(loop, {files.path()}), ElementsAre(FoundLibrary{files.path(), {}, {}}));
+  EXPECT_EQ(stateOf(files.path()), before);
+}
+
+}  // namespace
+}  // namespace moxtel::test
