@@ -56,7 +56,7 @@ LibraryChooser::LibraryChooser(const std::vector<FoundLibrary>& libraries, QWidg
   const auto newest = std::max_element(libraries.begin(), libraries.end(), isOlder);
   list_->setCurrentItem(list_->topLevelItem(static_cast<int>(newest - libraries.begin())));
   auto* buttons = new QDialogButtonBox(QDialogButtonBox::Cancel);
-  buttons->addButton(localized("&Serve"), QDialogButtonBox::AcceptRole)->setDefault(true);
+  QPushButton* serve = buttons->addButton(localized("&Serve"), QDialogButtonBox::AcceptRole);
   connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
   connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
   connect(list_, &QTreeWidget::itemActivated, this, &QDialog::accept);
@@ -64,6 +64,8 @@ LibraryChooser::LibraryChooser(const std::vector<FoundLibrary>& libraries, QWidg
   layout->addWidget(question);
   layout->addWidget(list_);
   layout->addWidget(buttons);
+  serve->setDefault(true);
+  list_->setFocus();
   resize(kUsualSize);
 }
 
