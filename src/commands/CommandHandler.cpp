@@ -4,6 +4,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "net/Requests.h"
 #include "platform/loop/EventLoop.h"
 #include "platform/system/SystemLog.h"
 #include "value/Description.h"
@@ -12,10 +13,6 @@
 namespace moxtel {
 
 namespace {
-
-// Real requests, of at most 4096 bytes, stay far below. A hostile one that multiplies by sharing values is
-// rejected before anything prints it.
-constexpr ArchiveLimits kRequestLimits{.depth = 64, .values = 4096};
 
 // Thrown for a chunk that cannot be decoded.
 class DecodingException : public std::runtime_error {

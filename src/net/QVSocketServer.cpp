@@ -1,7 +1,6 @@
 #include "net/QVSocketServer.h"
 
 #include <fcntl.h>
-#include <poll.h>
 #include <sys/socket.h>
 
 #include <algorithm>
@@ -12,6 +11,7 @@
 
 #include "dnssd/DnsSd.h"
 #include "log/Log.h"
+#include "net/Requests.h"
 #include "platform/loop/NotificationCenter.h"
 #include "platform/system/HostNames.h"
 #include "platform/system/SystemLog.h"
@@ -22,9 +22,8 @@ namespace moxtel {
 namespace {
 
 constexpr std::size_t kLargestRequest = 4096;
-constexpr int kBacklog = 8;
+constexpr int kBacklog = 128;
 constexpr std::chrono::seconds kSocketTimeout{10};
-constexpr std::chrono::milliseconds kShortagePause{100};
 
 // A file is sent in parts of this size: a part stays in the processor's cache between its read and its write.
 constexpr std::size_t kFilePart = std::size_t{256} << 10;
@@ -34,26 +33,19 @@ constexpr std::size_t kFilePart = std::size_t{256} << 10;
 std::mutex sharedMutex;
 QVSocketServer* sharedServer = nullptr;
 
-// Errors of one waiting connection or of the network, after which the listener still works.
-bool isTemporaryAcceptError(int error) {
-  constexpr std::array kTemporary{EINTR,       EAGAIN,    EWOULDBLOCK,  ECONNABORTED, EPROTO,      ENETDOWN,
-                                  ENOPROTOOPT, EHOSTDOWN, EHOSTUNREACH, EOPNOTSUPP,   ENETUNREACH, ETIMEDOUT};
-  return std::find(kTemporary.begin(), kTemporary.end(), error) != kTemporary.end();
-}
-
-// The connection stays in the queue: accept() would fail again at once, so the caller pauses first.
-bool isShortage(int error) {
-  constexpr std::array kShortages{EMFILE, ENFILE, ENOBUFS, ENOMEM, EPERM};
-  return std::find(kShortages.begin(), kShortages.end(), error) != kShortages.end();
-}
-
 bool isReadAgain(int error) { return error == EINTR || error == EAGAIN || error == EWOULDBLOCK; }
+
+bool isRequest(std::span<const std::uint8_t> bytes) {
+  const auto decoded = unarchivedObject(bytes, kRequestLimits);
+  const auto* value = std::get_if<Value>(&decoded);
+  return value && value->isDictionary();
+}
 
 std::optional<std::string> lookUpName(const std::string& address) { return nameOfHost(address); }
 
 // Writes the file's content up to its size at opening, reading it as the peer takes it. False when the
 // connection fails, and when the file has become shorter or cannot be read.
-bool sendContent(int client, const OpenFile& file, std::chrono::milliseconds progressLimit) {
+bool sendContent(MessageWriter& writer, const OpenFile& file) {
   Bytes buffer(std::min<std::uint64_t>(kFilePart, file.size));
   for (std::uint64_t done = 0; done < file.size;) {
     const std::span part = std::span(buffer).first(std::min<std::uint64_t>(kFilePart, file.size - done));
@@ -62,7 +54,7 @@ bool sendContent(int client, const OpenFile& file, std::chrono::milliseconds pro
       return false;
     }
     const std::array<Piece, 1> pieces{part};
-    if (!sendPieces(client, pieces, progressLimit, MoreFollows::Yes)) return false;
+    if (!writer.write(pieces, MoreFollows::Yes)) return false;
     done += part.size();
   }
   return true;
@@ -127,8 +119,8 @@ bool QVSocketServer::startServerOnPort(std::int32_t port, const std::string& bon
   LogDebug("QVSocketServer::startServerOnPort: %d withBonjourName: '%@' andType: '%@'", port, bonjourName,
            type);
   if (!publish(bonjourName, type)) return false;
-  if (startThread()) return true;
-  // Without the accept thread, clients would find a port that never answers.
+  if (startThreads()) return true;
+  // Without the threads, clients would find a port that never answers.
   stop();
   return false;
 }
@@ -141,12 +133,12 @@ bool QVSocketServer::listenOn(std::uint16_t port) {
   ::setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
   setSocketTimeouts(socket, kSocketTimeout);
   setDeadPeerOptions(socket);
-  // The accept thread polls; accept() must not block when the connection has disappeared since then.
+  // The listener thread polls; accept() must not block when the connection has disappeared since then.
   ::fcntl(socket, F_SETFL, O_NONBLOCK);
 
   sockaddr_in address{};
   address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_ANY);
+  address.sin_addr.s_addr = htonl(access_.listenAddress);
   address.sin_port = htons(port);
   if (::bind(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
     rememberFailure(errno);
@@ -184,15 +176,11 @@ bool QVSocketServer::publish(const std::string& bonjourName, const std::string& 
   return true;
 }
 
-bool QVSocketServer::startThread() {
-  waker_ = std::make_unique<Waker>();
-  if (!*waker_) {
-    rememberFailure(errno);
-    NSLog("could not start the accept thread: %@", startFailure_);
-    return false;
-  }
+bool QVSocketServer::startThreads() {
   stopping_ = false;
   try {
+    listener_ =
+        std::make_unique<ClientListener>(serverSocket_.get(), access_.allowedClients, limits_.waiting);
     thread_ = std::thread([this] { runServer(); });
   } catch (const std::system_error& error) {
     rememberFailure(error.code().value());
@@ -205,9 +193,9 @@ bool QVSocketServer::startThread() {
 void QVSocketServer::stop() {
   netService_.reset();
   refuseClients();
-  if (waker_) waker_->wake();
+  if (listener_) listener_->stop();
   if (thread_.joinable()) thread_.join();
-  waker_.reset();
+  listener_.reset();
   serverSocket_.close();
 }
 
@@ -224,43 +212,23 @@ std::uint16_t QVSocketServer::port() const {
 
 void QVSocketServer::runServer() {
   LogDebug("QVSocketServer::runServer (thread)");
-  sockaddr_in peer{};
-  while (FileDescriptor connection = acceptNext(peer)) serve(std::move(connection), peer);
+  for (auto client = listener_->next(); client && !stopping_; client = listener_->next()) {
+    serve(std::move(*client));
+  }
   if (!stopping_) NSLog("QVSocketServer::runServer, accept failed");
 }
 
-FileDescriptor QVSocketServer::acceptNext(sockaddr_in& peer) {
-  while (waitForClient()) {
-    FileDescriptor connection = acceptConnection(serverSocket_.get(), peer);
-    if (connection) return connection;
-    if (isShortage(errno)) {
-      waker_->wokenWithin(kShortagePause);
-    } else if (!isTemporaryAcceptError(errno)) {
-      break;
-    }
-  }
-  return {};
-}
-
-// False when the server stops.
-bool QVSocketServer::waitForClient() const {
-  std::array<pollfd, 2> sources{{{serverSocket_.get(), POLLIN, 0}, {waker_->descriptor(), POLLIN, 0}}};
-  while (::poll(sources.data(), sources.size(), -1) < 0) {
-    if (errno != EINTR) waker_->wokenWithin(kShortagePause);
-  }
-  return !stopping_;
-}
-
-void QVSocketServer::serve(FileDescriptor connection, const sockaddr_in& peer) {
-  const std::string address = dottedQuad(peer);
+void QVSocketServer::serve(ClientListener::Client client) {
+  const std::string address = dottedQuad(client.peer);
   Dictionary info{{"clientip", address}};
   if (const auto name = lookUp_(address)) info.set("clientname", *name);
   LogDebug("got connection from %@", info);
-  beginConnection(std::move(connection));
+  beginConnection(std::move(client.connection));
   notify("ChangedConnection", nullptr, info);
-  readRequests();
-  endConnection();
+  const auto how = readRequests();
+  client.connection = endConnection(how);
   notify("ChangedConnection", nullptr, {});
+  listener_->endTurn(std::move(client), how);
 }
 
 void QVSocketServer::beginConnection(FileDescriptor connection) {
@@ -273,28 +241,44 @@ void QVSocketServer::beginConnection(FileDescriptor connection) {
   if (stopping_) cutConnection();
 }
 
-// After cutConnection() the system may still return bytes received before: they are dropped.
-void QVSocketServer::readRequests() {
-  std::array<std::uint8_t, kLargestRequest> buffer;
+// Until the connection or the turn ends.
+WaitingClients::Ending QVSocketServer::readRequests() {
   for (;;) {
-    const ssize_t count = ::recv(connection_.get(), buffer.data(), buffer.size(), 0);
-    if (count < 0 && isReadAgain(errno) && !cut_) continue;
-    if (count < 0 || cut_) {
+    if (const auto how = listener_->waitForRequest(connection_.get())) {
       LogDebug("could not read from socket");
-      return;
+      return *how;
     }
-    if (count == 0) return;
-    notify("GotData", this, Dictionary{{"data", Bytes(buffer.begin(), buffer.begin() + count)}});
+    if (!readRequest()) return WaitingClients::Ending::Disconnected;
   }
 }
 
-void QVSocketServer::endConnection() {
+// False when the connection has ended. After cutConnection() the system may still return bytes received
+// before: they are dropped.
+bool QVSocketServer::readRequest() {
+  std::array<std::uint8_t, kLargestRequest> buffer;
+  const ssize_t count = ::recv(connection_.get(), buffer.data(), buffer.size(), MSG_DONTWAIT);
+  if (count < 0 && isReadAgain(errno) && !cut_) return true;
+  if (count < 0 || cut_) {
+    LogDebug("could not read from socket");
+    return false;
+  }
+  if (count == 0) return false;
+  const Bytes chunk(buffer.begin(), buffer.begin() + count);
+  notify("GotData", this, Dictionary{{"data", chunk}});
+  if (isRequest(chunk)) listener_->handledRequest();
+  return true;
+}
+
+// Returns the connection of a client that waits again; it stays open.
+FileDescriptor QVSocketServer::endConnection(WaitingClients::Ending how) {
   // A reply in progress fails at once, which frees the lock.
-  ::shutdown(connection_.get(), SHUT_RDWR);
+  if (how != WaitingClients::Ending::WaitsAgain) ::shutdown(connection_.get(), SHUT_RDWR);
   const std::lock_guard sending(sending_);
   const std::lock_guard ending(ending_);
-  connection_.close();
   remoteSocket_ = 0;
+  FileDescriptor ended = std::move(connection_);
+  if (how != WaitingClients::Ending::WaitsAgain) ended.close();
+  return ended;
 }
 
 // Shuts down instead of closing: close() would not wake the accept thread's read, and the descriptor's number
@@ -334,10 +318,10 @@ bool QVSocketServer::sendToClientErrorString(std::string_view text) {
 bool QVSocketServer::sendToClientSerializedObject(Value object) {
   if (remoteSocket() == 0) return false;
   const ArchivePieces archive = archivedPieces(std::move(object));
-  return sendFrame(archive.size(), [&](int client, Piece length) {
+  return sendFrame(archive.size(), [&](MessageWriter& writer, Piece length) {
     std::vector<Piece> frame{length};
     frame.insert(frame.end(), archive.pieces().begin(), archive.pieces().end());
-    return sendPieces(client, frame, limits_.progress);
+    return writer.write(frame);
   });
 }
 
@@ -345,17 +329,16 @@ bool QVSocketServer::sendFileReply(const OpenFile& file) {
   if (remoteSocket() == 0) return false;
   const ArchiveAroundData archive = archiveAroundData(kResultKey, file.size);
   const std::uint64_t size = archive.before.size() + file.size + archive.after.size();
-  return sendFrame(size, [&](int client, Piece length) {
+  return sendFrame(size, [&](MessageWriter& writer, Piece length) {
     const std::array<Piece, 2> head{length, archive.before};
     const std::array<Piece, 1> tail{archive.after};
-    return sendPieces(client, head, limits_.progress, MoreFollows::Yes) &&
-           sendContent(client, file, limits_.progress) && sendPieces(client, tail, limits_.progress);
+    return writer.write(head, MoreFollows::Yes) && sendContent(writer, file) && writer.write(tail);
   });
 }
 
 // One whole reply: `write` writes the length and then the archive.
 bool QVSocketServer::sendFrame(std::uint64_t archiveSize,
-                               const std::function<bool(int socket, Piece length)>& write) {
+                               const std::function<bool(MessageWriter&, Piece length)>& write) {
   if (archiveSize > limits_.largestReply) {
     NSLog("a reply of %llu bytes is too large to be sent", archiveSize);
     return false;
@@ -364,7 +347,11 @@ bool QVSocketServer::sendFrame(std::uint64_t archiveSize,
   const std::lock_guard lock(sending_);
   const std::int32_t client = remoteSocket();
   if (client == 0) return false;
-  if (write(client, {reinterpret_cast<const std::uint8_t*>(&length), sizeof length})) return true;
+  ReplyPace pace(limits_.pace, std::chrono::steady_clock::now());
+  MessageWriter writer(client, limits_.progress, [&](std::uint64_t acknowledged) {
+    return !pace.isTooSlow(std::chrono::steady_clock::now(), acknowledged) || !listener_->someoneWaits();
+  });
+  if (write(writer, {reinterpret_cast<const std::uint8_t*>(&length), sizeof length})) return true;
   // Part of a reply may be written: the client could not know where the next one begins.
   cutConnection();
   return false;

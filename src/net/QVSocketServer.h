@@ -1,5 +1,7 @@
-// The only listener for requests and the only writer of replies: accepts one client at a time on its own
-// thread, posts each chunk of bytes that it reads as a notification, and frames replies.
+// The only listener for requests and the only writer of replies: serves one client at a time on its accept
+// thread, posts each chunk of bytes that it reads as a notification, and frames replies. Other clients wait:
+// ClientListener accepts them on a thread of its own. While clients wait, the turn of the one that is served
+// ends by the rules of WaitingClients; for the observers this looks like any other disconnect.
 //
 // Request: the bytes of a keyed archive, without length or delimiter; every successful read of at most 4096
 // bytes counts as one whole request. Reply: 4 bytes of length (unsigned, the machine's byte order), then that
@@ -28,8 +30,12 @@
 #include <string_view>
 #include <thread>
 
+#include "net/AddressList.h"
+#include "net/ClientListener.h"
 #include "net/ReplyChannel.h"
+#include "net/ReplyPace.h"
 #include "net/Sockets.h"
+#include "net/WaitingClients.h"
 #include "platform/files/FileDescriptor.h"
 #include "value/Value.h"
 
@@ -45,6 +51,15 @@ struct SocketServerLimits {
   std::chrono::milliseconds progress{10'000};
   // The longest archive, in bytes, that the frame's length can express.
   std::uint64_t largestReply = UINT32_MAX;
+  // A client that takes a reply more slowly is disconnected while another client waits.
+  ReplyPace::Limits pace{};
+  WaitingClients::Limits waiting{};
+};
+
+// Where the server listens, and to whom.
+struct SocketServerAccess {
+  IPv4Address listenAddress = 0;  // 0: all addresses of this machine
+  AddressList allowedClients{};   // empty: every client
 };
 
 class QVSocketServer final : public ReplyChannel {
@@ -79,13 +94,16 @@ class QVSocketServer final : public ReplyChannel {
   // startServerOnPort().
   void setPublicationObserver(std::function<void(const PublicationState&)> observer);
 
-  // Listens on the low 16 bits of the port (0: any free one) on all IPv4 addresses, publishes the service and
-  // starts the accept thread. On failure logs a line and returns false. Stops a running server first.
+  // For the next start. Without this call, every client may connect to every address.
+  void setAccess(SocketServerAccess access) { access_ = std::move(access); }
+  // Listens on the low 16 bits of the port (0: any free one) over IPv4, publishes the service and starts the
+  // threads that accept and serve clients. On failure logs a line and returns false. Stops a running server
+  // first.
   bool startServerOnPort(std::int32_t port, const std::string& bonjourName, const std::string& type);
   // Why the last start failed, for the user.
   const std::string& startFailure() const { return startFailure_; }
-  // Ends the connection, the listener, the publication and the accept thread, and waits for that thread. An
-  // observer may be waiting for the core's loop, so the loop must run on another thread or have ended.
+  // Ends all connections, the listener, the publication and the threads, and waits for these. An observer may
+  // be waiting for the core's loop, so the loop must run on another thread or have ended.
   void stop();
 
   // Each writes one reply on the calling thread; replies of different threads never mix. False when no client
@@ -109,19 +127,18 @@ class QVSocketServer final : public ReplyChannel {
   void rememberFailure(int error);
   bool listenOn(std::uint16_t port);
   bool publish(const std::string& bonjourName, const std::string& type);
-  bool startThread();
+  bool startThreads();
 
   void runServer();
-  FileDescriptor acceptNext(sockaddr_in& peer);
-  bool waitForClient() const;
-  void serve(FileDescriptor connection, const sockaddr_in& peer);
+  void serve(ClientListener::Client client);
   void beginConnection(FileDescriptor connection);
-  void readRequests();
-  void endConnection();
+  WaitingClients::Ending readRequests();
+  bool readRequest();
+  FileDescriptor endConnection(WaitingClients::Ending how);
   void cutConnection();
   void refuseClients();
   bool sendFileReply(const OpenFile& file);
-  bool sendFrame(std::uint64_t archiveSize, const std::function<bool(int socket, Piece length)>& write);
+  bool sendFrame(std::uint64_t archiveSize, const std::function<bool(MessageWriter&, Piece length)>& write);
   void notify(std::string_view name, const void* object, Value userInfo);
 
   NotificationCenter& notifications_;
@@ -133,7 +150,8 @@ class QVSocketServer final : public ReplyChannel {
   std::string startFailure_;
   std::function<void(const PublicationState&)> publicationObserver_;
   std::unique_ptr<Publication> netService_;
-  std::unique_ptr<Waker> waker_;
+  SocketServerAccess access_;
+  std::unique_ptr<ClientListener> listener_;  // while the server runs
   std::thread thread_;
 
   // While sending_ is held, the descriptor in remoteSocket_ is not closed. ending_ is held only briefly,

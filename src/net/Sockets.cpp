@@ -74,25 +74,6 @@ int unacknowledgedBytes(int socket) {
   return ::ioctl(socket, SIOCOUTQ, &count) == 0 ? count : -1;
 }
 
-// Waits until the socket accepts more bytes or fails. False when the peer acknowledged no byte during the
-// whole limit. A socket accepts more only when a good part of its buffer is free; a slow peer acknowledges
-// many bytes before that, which is why the loop looks at the acknowledged bytes.
-bool waitForProgress(int socket, milliseconds limit) {
-  int waiting = unacknowledgedBytes(socket);
-  auto deadline = SteadyClock::now() + limit;
-  const milliseconds slice = std::max(limit / 8, milliseconds(1));
-  for (;;) {
-    pollfd poll{socket, POLLOUT, 0};
-    if (::poll(&poll, 1, static_cast<int>(slice.count())) > 0) return true;
-    const int stillWaiting = unacknowledgedBytes(socket);
-    if (stillWaiting < waiting) {
-      waiting = stillWaiting;
-      deadline = SteadyClock::now() + limit;
-    }
-    if (SteadyClock::now() >= deadline) return false;
-  }
-}
-
 }  // namespace
 
 FileDescriptor makeStreamSocket() {
@@ -125,18 +106,53 @@ void setDeadPeerOptions(int socket) {
   setOption(socket, IPPROTO_TCP, TCP_USER_TIMEOUT, 45'000);
 }
 
-bool sendPieces(int socket, std::span<const Piece> pieces, milliseconds progressLimit, MoreFollows more) {
+MessageWriter::MessageWriter(int socket, milliseconds progressLimit, MayContinue mayContinue)
+    : socket_(socket), progressLimit_(progressLimit), mayContinue_(std::move(mayContinue)) {}
+
+bool MessageWriter::write(std::span<const Piece> pieces, MoreFollows more) {
   for (Remainder rest(pieces); !rest.empty();) {
-    const ssize_t sent = rest.sendSome(socket, more);
+    const ssize_t sent = rest.sendSome(socket_, more);
     if (sent >= 0) {
       rest.advance(static_cast<std::size_t>(sent));
+      written_ += static_cast<std::size_t>(sent);
     } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
-      if (!waitForProgress(socket, progressLimit)) return false;
+      if (!waitForProgress()) return false;
     } else if (errno != EINTR) {
       return false;
     }
   }
   return true;
+}
+
+// Waits until the socket accepts more bytes or fails. False when the peer acknowledged no byte during the
+// whole limit. A socket accepts more only when a good part of its buffer is free; a slow peer acknowledges
+// many bytes before that, which is why the loop looks at the acknowledged bytes.
+bool MessageWriter::waitForProgress() const {
+  int waiting = unacknowledgedBytes(socket_);
+  auto deadline = SteadyClock::now() + progressLimit_;
+  const milliseconds slice = std::max(progressLimit_ / 8, milliseconds(1));
+  while (mayContinue(waiting)) {
+    pollfd poll{socket_, POLLOUT, 0};
+    if (::poll(&poll, 1, static_cast<int>(slice.count())) > 0) return true;
+    const int stillWaiting = unacknowledgedBytes(socket_);
+    if (stillWaiting < waiting) {
+      waiting = stillWaiting;
+      deadline = SteadyClock::now() + progressLimit_;
+    }
+    if (SteadyClock::now() >= deadline) return false;
+  }
+  return false;
+}
+
+// The socket may still hold bytes of the message before.
+bool MessageWriter::mayContinue(int unacknowledged) const {
+  if (!mayContinue_ || unacknowledged < 0) return true;
+  const auto waiting = static_cast<std::uint64_t>(unacknowledged);
+  return mayContinue_(written_ > waiting ? written_ - waiting : 0);
+}
+
+bool sendPieces(int socket, std::span<const Piece> pieces, milliseconds progressLimit) {
+  return MessageWriter(socket, progressLimit).write(pieces);
 }
 
 bool Waker::wokenWithin(milliseconds time) const {

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <span>
 #include <string>
 
@@ -37,10 +38,30 @@ enum class MoreFollows : bool { No, Yes };
 
 using Piece = std::span<const std::uint8_t>;
 
-// Writes all pieces, one after another. False when the connection fails, or when the peer acknowledged no
-// byte during the whole limit; part of it may have been written then. Raises no SIGPIPE.
-bool sendPieces(int socket, std::span<const Piece> pieces, std::chrono::milliseconds progressLimit,
-                MoreFollows more = MoreFollows::No);
+// Writes one message to a peer that may take it slowly. Raises no SIGPIPE.
+class MessageWriter final {
+ public:
+  // Asked again and again while the peer is slow; it gets the number of the message's bytes that the peer has
+  // acknowledged. False ends the writing.
+  using MayContinue = std::function<bool(std::uint64_t acknowledged)>;
+
+  MessageWriter(int socket, std::chrono::milliseconds progressLimit, MayContinue mayContinue = {});
+  // Writes all pieces, one after another. False when the connection fails, when the peer acknowledged no byte
+  // during the whole limit, or when it may not continue; part of it may have been written then.
+  bool write(std::span<const Piece> pieces, MoreFollows more = MoreFollows::No);
+
+ private:
+  bool waitForProgress() const;
+  bool mayContinue(int unacknowledged) const;
+
+  const int socket_;
+  const std::chrono::milliseconds progressLimit_;
+  const MayContinue mayContinue_;
+  std::uint64_t written_ = 0;
+};
+
+// Writes one message of some pieces, as MessageWriter does.
+bool sendPieces(int socket, std::span<const Piece> pieces, std::chrono::milliseconds progressLimit);
 
 // A descriptor to poll together with others, and a way to wake the thread that polls it. It stays readable
 // once woken.

@@ -1,5 +1,6 @@
 #include "tests/net/RawClient.h"
 
+#include <arpa/inet.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <sys/time.h>
@@ -11,6 +12,18 @@
 #include "plist/KeyedArchive.h"
 
 namespace moxtel {
+
+namespace {
+
+sockaddr_in socketAddress(const char* address, std::uint16_t port) {
+  sockaddr_in result{};
+  result.sin_family = AF_INET;
+  result.sin_port = htons(port);
+  ::inet_pton(AF_INET, address, &result.sin_addr);
+  return result;
+}
+
+}  // namespace
 
 RawClient::RawClient(int receiveBuffer) : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
   const timeval time{20, 0};
@@ -27,12 +40,17 @@ RawClient RawClient::to(std::uint16_t port, int receiveBuffer) {
   return client;
 }
 
-bool RawClient::connect(std::uint16_t port) {
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(port);
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  return ::connect(socket_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+RawClient RawClient::from(const char* address, std::uint16_t port) {
+  RawClient client;
+  const sockaddr_in own = socketAddress(address, 0);
+  ::bind(client.socket_.get(), reinterpret_cast<const sockaddr*>(&own), sizeof own);
+  client.connect(port);
+  return client;
+}
+
+bool RawClient::connect(std::uint16_t port, const char* address) {
+  const sockaddr_in server = socketAddress(address, port);
+  return ::connect(socket_.get(), reinterpret_cast<const sockaddr*>(&server), sizeof server) == 0;
 }
 
 bool RawClient::send(std::string_view bytes) {

@@ -17,8 +17,10 @@ class RawClient {
   explicit RawClient(int receiveBuffer = 0);
   // Connected to a port of this machine.
   static RawClient to(std::uint16_t port, int receiveBuffer = 0);
+  // The same from another loopback address than 127.0.0.1.
+  static RawClient from(const char* address, std::uint16_t port);
 
-  bool connect(std::uint16_t port);
+  bool connect(std::uint16_t port, const char* address = "127.0.0.1");
   bool send(std::string_view bytes);
   bool send(const Bytes& bytes);
   bool sendCommand(const Dictionary& command);
