@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iostream>
 
+#include "app/ServerAccess.h"
 #include "support/MXSVersion.h"
 
 namespace moxtel {
@@ -55,12 +56,21 @@ std::string wrongPort(const UserDefaults& defaults) {
                                   : std::string();
 }
 
+std::string wrongAccess(const UserDefaults& defaults) {
+  const auto access = serverAccess(defaults);
+  const auto* wrong = std::get_if<std::string>(&access);
+  return wrong ? *wrong : std::string();
+}
+
 }  // namespace
 
 const std::vector<DefaultKey>& serverDefaultKeys() {
   static const std::vector<DefaultKey> kKeys{
       {"LibraryPath", DefaultKind::Text, "the library folder to serve"},
       {"Port", DefaultKind::Integer, "TCP port to listen on (4250)"},
+      {"ListenAddress", DefaultKind::Text, "IPv4 address of this machine to listen on (all)"},
+      {"AllowedClients", DefaultKind::Text,
+       "addresses and networks that may connect, for example '192.168.1.0/24, 10.0.0.7' (all)"},
       {"PreferAperture", DefaultKind::Boolean, "serve Aperture's library instead of iPhoto's (NO)"},
       {"RevealPhoto", DefaultKind::Boolean, "clients may show photos in the photo application (YES)"},
       {"ScriptInterpreter", DefaultKind::Text,
@@ -93,6 +103,7 @@ std::optional<int> takeCommandLine(const ProgramDescription& program,
   }
   std::string wrong = defaults.parseArguments(arguments, serverDefaultKeys());
   if (wrong.empty()) wrong = wrongPort(defaults);
+  if (wrong.empty()) wrong = wrongAccess(defaults);
   if (wrong.empty()) return std::nullopt;
   std::cerr << program.name << ": " << wrong << "\nTry '" << program.name << " --help'.\n";
   return kUsageStatus;

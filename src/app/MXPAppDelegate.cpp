@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "app/HelpText.h"
+#include "app/ServerAccess.h"
 #include "app/ServerRoles.h"
 #include "library/PathNames.h"
 #include "library/completeness/FolderTree.h"
@@ -139,14 +140,26 @@ void MXPAppDelegate::setNotifications() {
 void MXPAppDelegate::startServer() {
   const auto port = static_cast<std::int32_t>(environment_.defaults.integerForKey("Port") & 0xFFFF);
   const std::string name = currentHostName();
+  auto access = serverAccess(environment_.defaults);
+  if (const auto* wrong = std::get_if<std::string>(&access)) {
+    environment_.console.showTitle("Error", "Cannot listen: " + *wrong);
+    return;
+  }
+  server_->setAccess(std::get<SocketServerAccess>(std::move(access)));
   server_->setPublicationObserver([this](const PublicationState& state) {
     publication_ = state;
     if (publicationReporter_) publicationReporter_->changed(state);
   });
   reportListener(server_->startServerOnPort(port, name, kServiceType), port);
   publicationReporter_ = std::make_unique<PublicationReporter>(
-      environment_.loop, name, server_->port(), localIPv4Addresses,
+      environment_.loop, name, server_->port(), [this] { return addresses(); },
       [this](std::string_view title, std::string_view text) { environment_.console.showTitle(title, text); });
+}
+
+// Those at which clients reach the server.
+std::vector<std::string> MXPAppDelegate::addresses() const {
+  const auto listenAddress = environment_.defaults.stringForKey("ListenAddress").value_or("");
+  return listenAddress.empty() ? localIPv4Addresses() : std::vector{listenAddress};
 }
 
 // Without these lines only the debug log would show that clients cannot connect.
@@ -222,7 +235,7 @@ ServerStatus MXPAppDelegate::status() {
   if (status.libraryPath) status.libraryProblem = whyUnreadable(*status.libraryPath);
   status.counts = countsOf(status);
   if (status.libraryProblem.empty()) addDatabaseProblem(status);
-  status.addresses = localIPv4Addresses();
+  status.addresses = addresses();
   status.port = server_->port();
   status.listenFailure = status.port == 0 ? server_->startFailure() : std::string();
   if (publication_.isPublished()) status.publishedName = publication_.name;

@@ -106,6 +106,7 @@ class MXPAppDelegate final {
   const LibraryCounts& countsOf(const ServerStatus& status);
   void addDatabaseProblem(ServerStatus& status) const;
   const char* runningApplication() const;
+  std::vector<std::string> addresses() const;
   void reportListener(bool started, std::int32_t port);
   void showConnected(const Notification& notification, const std::string& shortName);
   void showDisconnected();

@@ -34,12 +34,22 @@ TEST(CommandLine, rejectsWrongArgumentsWithStatus2) {
                                              {"-PreferAperture", "maybe"},
                                              {"-Port", "abc"},
                                              {"-Port", "65536"},
-                                             {"-Port", "-1"}}) {
+                                             {"-Port", "-1"},
+                                             {"-ListenAddress", "localhost"},
+                                             {"-AllowedClients", "192.168.1.0/33"}}) {
     UserDefaults defaults;
     ::testing::internal::CaptureStderr();
     EXPECT_EQ(takeCommandLine(kProgram, arguments, defaults), 2) << arguments.front();
     EXPECT_NE(::testing::internal::GetCapturedStderr(), "") << arguments.front();
   }
+}
+
+TEST(CommandLine, namesAWrongClientOfTheList) {
+  UserDefaults defaults;
+  ::testing::internal::CaptureStderr();
+  EXPECT_EQ(takeCommandLine(kProgram, {"-AllowedClients", "10.0.0.7, phone"}, defaults), 2);
+  EXPECT_NE(::testing::internal::GetCapturedStderr().find("-AllowedClients: 'phone' is neither"),
+            std::string::npos);
 }
 
 }  // namespace

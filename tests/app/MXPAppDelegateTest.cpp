@@ -67,6 +67,13 @@ class Peer final {
   ~Peer() { ::close(socket_); }
   Peer(const Peer&) = delete;
   Peer& operator=(const Peer&) = delete;
+  // Waits until the server closes the connection without having sent anything; false after 20 seconds.
+  bool isClosedByTheServer() const {
+    const timeval limit{20, 0};
+    ::setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+    char byte = 0;
+    return ::recv(socket_, &byte, 1, 0) == 0;
+  }
   bool connected = false;
 
  private:
@@ -294,6 +301,30 @@ TEST_F(MXPAppDelegateTest, reportsABusyPort) {
   second.startServer();
   EXPECT_TRUE(
       view.contains("Error: Cannot listen on port " + std::to_string(taken) + ": Address already in use"));
+}
+
+TEST_F(MXPAppDelegateTest, listensOnlyOnTheAddressOfTheSettings) {
+  defaults.setString("ListenAddress", "127.0.0.5");
+  launched();
+  EXPECT_NE(delegate->server().port(), 0);
+  EXPECT_FALSE(Peer(delegate->server().port()).connected);
+  EXPECT_EQ(delegate->status().addresses, std::vector<std::string>{"127.0.0.5"});
+}
+
+TEST_F(MXPAppDelegateTest, turnsAwayClientsThatTheSettingsDoNotAllow) {
+  defaults.setString("AllowedClients", "192.0.2.0/24");
+  launched();
+  EXPECT_TRUE(Peer(delegate->server().port()).isClosedByTheServer());
+  EXPECT_FALSE(view.contains("Info: Connected to Moxtel on 'localhost'"));
+}
+
+TEST_F(MXPAppDelegateTest, doesNotListenWithAWrongListOfClients) {
+  defaults.setString("AllowedClients", "phone");
+  launched();
+  EXPECT_EQ(delegate->server().port(), 0);
+  EXPECT_TRUE(view.contains(
+      "Error: Cannot listen: -AllowedClients: 'phone' is neither an IPv4 address nor a network such as "
+      "192.168.1.0/24"));
 }
 
 TEST_F(MXPAppDelegateTest, servesAnotherLibraryAndStoresItsPath) {
