@@ -1,5 +1,6 @@
 """A peer that disappears without closing the connection: the connection slot is free again within a minute, while
-silent clients stay connected. Uses its own networks. Slow, because it waits for time-outs of the kernel."""
+silent clients stay connected as long as no other client waits. Uses its own networks. Slow, because it waits for
+time-outs of the kernel."""
 
 import os
 import pathlib
@@ -130,7 +131,7 @@ with moxteltest.Client(Where) as client:
         self.assertEqual(done.stdout.split("\n")[:2], ["answered 1.4", "answered 1.4"], done.stderr)
 
     def test_the_user_disconnects_a_silent_client(self):
-        """A silent client that is alive keeps its connection until the user ends it."""
+        """The user need not wait until the server disconnects a silent client for the next."""
         silent = self.peer(self.gone, 1, "Get Version")
         self.assertTrue(silent.stdout.readline().startswith("answered"))
         waiting = self.peer(self.next, 2, "Get Version")
