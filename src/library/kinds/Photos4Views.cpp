@@ -1,0 +1,179 @@
+#include <initializer_list>
+#include <string>
+#include <utility>
+
+#include "library/kinds/PhotosViews.h"
+#include "library/kinds/SchemaNames.h"
+
+namespace moxtel {
+
+namespace {
+
+struct NeededTable {
+  const char* name;
+  std::initializer_list<const char*> columns;
+};
+const NeededTable kTables[] = {
+    {"RKVersion",
+     {"uuid", "modelId", "name", "fileName", "versionNumber", "masterUuid", "orientation", "adjustmentUuid",
+      "isInTrash", "isHidden", "showInLibrary", "type", "momentUuid", "latitude", "longitude",
+      "extendedDescription"}},
+    {"RKMaster", {"uuid", "imagePath"}},
+    {"RKAlbum", {"uuid", "name", "modelId", "albumType", "albumSubclass", "folderUuid", "isInTrash"}},
+    {"RKAlbumVersion", {"albumId", "versionId"}},
+    {"RKFolder", {"uuid", "name", "modelId", "folderType", "parentFolderUuid", "isInTrash"}},
+    {"RKMoment", {"uuid", "modelId", "startDate", "endDate"}},
+    {"RKPerson", {"uuid", "name", "modelId", "representativeFaceId", "mergeTargetPersonId"}},
+    {"RKFace", {"modelId", "personId", "imageModelId"}},
+    {"RKModelResource", {"modelId", "attachedModelType", "attachedModelId", "resourceType", "isOnDisk"}},
+    {"RKCustomSortOrder", {"containerUuid", "objectUuid", "orderNumber"}}};
+
+// photos.db has no index for the members of an album, nor for the photos of a moment.
+constexpr const char* kTablesInMemory[] = {
+    "CREATE TEMP TABLE RKAlbumVersion (modelId INTEGER PRIMARY KEY, versionId INTEGER, albumId INTEGER)",
+    "INSERT INTO temp.RKAlbumVersion SELECT modelId, versionId, albumId FROM main.RKAlbumVersion",
+    "CREATE INDEX temp.MoxtelMembersOfAlbum ON RKAlbumVersion (albumId, versionId)",
+    "CREATE TEMP TABLE MoxtelEventOfPhoto (photo INTEGER PRIMARY KEY, event TEXT)",
+    "INSERT INTO temp.MoxtelEventOfPhoto SELECT modelId, momentUuid FROM main.RKVersion WHERE momentUuid IS "
+    "NOT "
+    "NULL",
+    "CREATE INDEX temp.MoxtelPhotosOfEvent ON MoxtelEventOfPhoto (event, photo)"};
+
+// type 8: a movie. orientation: Exif's numbers.
+constexpr const char* kVersions =
+    "CREATE TEMP VIEW RKVersion AS SELECT v.modelId AS rowid, v.modelId AS modelId, v.uuid AS uuid, v.name "
+    "AS name, "
+    "v.fileName AS fileName, 1 AS versionNumber, v.masterUuid AS masterUuid, v.masterId AS masterId, e.event "
+    "AS "
+    "projectUuid, v.imageTimeZoneName AS imageTimeZoneName, v.imageDate AS imageDate, v.mainRating AS "
+    "mainRating, "
+    "v.isHidden AS isHidden, v.isFavorite AS isFlagged, v.colorLabelIndex AS colorLabelIndex, v.masterHeight "
+    "AS "
+    "masterHeight, v.masterWidth AS masterWidth, v.processedHeight AS processedHeight, v.processedWidth AS "
+    "processedWidth, CASE v.orientation WHEN 6 THEN 90 WHEN 3 THEN 180 WHEN 8 THEN 270 ELSE 0 END AS "
+    "rotation, "
+    "EXISTS (SELECT 1 FROM main.RKModelResource r WHERE r.attachedModelId = v.modelId AND "
+    "r.attachedModelType = 2 "
+    "AND r.resourceType = 4 AND r.resourceTag = v.adjustmentUuid AND r.isOnDisk = 1) AS hasAdjustments, "
+    "v.createDate AS createDate, 0 AS isInTrash, v.latitude AS exifLatitude, v.longitude AS exifLongitude, "
+    "CASE "
+    "v.type WHEN 8 THEN '0' END AS videoPosterFramePoint, 1 AS showInLibrary FROM main.RKVersion v LEFT JOIN "
+    "temp.MoxtelEventOfPhoto e ON e.photo = v.modelId WHERE {SHOWN}";
+
+constexpr const char* kFolders =
+    "CREATE TEMP VIEW RKFolder AS SELECT modelId AS rowid, modelId, uuid, folderType, name, "
+    "parentFolderUuid, NULL "
+    "AS implicitAlbumUuid, posterVersionUuid, NULL AS versionCount, NULL AS minImageDate, NULL AS "
+    "maxImageDate, "
+    "folderPath, isInTrash, isHiddenWhenEmpty, isMagic, sortKeyPath, sortAscending FROM main.RKFolder WHERE "
+    "folderType = 1 UNION ALL SELECT m.modelId, m.modelId, m.uuid, 2, NULL, 'AllProjectsItem', NULL, NULL, "
+    "NULL, "
+    "m.startDate, m.endDate, '', 0, 0, 0, NULL, 1 FROM main.RKMoment m WHERE EXISTS (SELECT 1 FROM "
+    "temp.MoxtelEventOfPhoto e JOIN main.RKVersion v ON v.modelId = e.photo WHERE e.event = m.uuid AND "
+    "{SHOWN})";
+
+constexpr const char* kOtherViews[] = {
+    "CREATE TEMP VIEW RKAlbum AS SELECT modelId AS rowid, modelId, uuid, albumType, albumSubclass, name, "
+    "folderUuid, queryFolderUuid, (SELECT v.uuid FROM main.RKVersion v WHERE v.uuid = posterVersionUuid AND "
+    "{SHOWN}) AS posterVersionUuid, NULL AS versionCount, isInTrash, isMagic, sortKeyPath, sortAscending, "
+    "queryData FROM main.RKAlbum",
+    // The candidates that follow are there for an original that is only in the cloud.
+    "CREATE TEMP VIEW RKMaster AS SELECT m.modelId AS rowid, m.modelId AS modelId, m.uuid AS uuid, CASE "
+    "m.fileIsReference WHEN 1 THEN m.imagePath ELSE 'Masters/' || m.imagePath || coalesce('\n' || (SELECT "
+    "{THUMBNAIL} || '\n' || {MINI} FROM main.RKVersion v WHERE v.masterUuid = m.uuid ORDER BY v.modelId "
+    "LIMIT 1), "
+    "'') END AS imagePath, m.fileIsReference AS fileIsReference, m.volumeId AS fileVolumeUuid, m.fileName AS "
+    "fileName, m.isMissing AS isInCloud FROM main.RKMaster m",
+    "CREATE TEMP VIEW RKNote AS SELECT 0 AS rowid, NULL AS attachedToUuid, NULL AS note WHERE 0",
+    "CREATE TEMP VIEW RKCustomSortOrder AS SELECT modelId AS rowid, containerUuid, objectUuid, orderNumber "
+    "FROM "
+    "main.RKCustomSortOrder WHERE containerUuid != 'AllProjectsItem' UNION ALL SELECT modelId, "
+    "'AllProjectsItem', uuid, CAST(startDate / 60 AS INTEGER) FROM main.RKMoment",
+    "CREATE TEMP VIEW RKImageProxyState AS SELECT v.modelId AS rowid, v.modelId AS modelId, v.modelId AS "
+    "versionId, "
+    "v.uuid AS versionUuid, {THUMBNAIL} || '\n' || {MINI} AS thumbnailPath, {MINI} || '\n' || {THUMBNAIL} AS "
+    "miniThumbnailPath, NULL AS faceTilePath, coalesce((SELECT printf('resources/media/version/%02x/%02x/"
+    "fullsizeoutput_%x', r.modelId >> 8 & 255, r.modelId >> 16, r.modelId) || CASE r.UTI WHEN 'public.heic' "
+    "THEN "
+    "'.heic' WHEN 'public.tiff' THEN '.tiff' WHEN 'public.png' THEN '.png' WHEN 'com.apple.quicktime-movie' "
+    "THEN "
+    "'.mov' ELSE '.jpeg' END || '\n' FROM main.RKModelResource r WHERE r.attachedModelId = v.modelId AND "
+    "r.attachedModelType = 2 AND r.resourceType = 4 AND r.resourceTag = v.adjustmentUuid AND r.isOnDisk = 1 "
+    "LIMIT "
+    "1), '') || {THUMBNAIL} || '\n' || {MINI} AS fullSizePreviewPath FROM main.RKVersion v",
+    "CREATE TEMP VIEW RKIptcProperty AS SELECT modelId AS rowid, modelId, modelId AS versionId, "
+    "'Caption/Abstract' AS propertyKey, modelId AS stringId FROM main.RKVersion WHERE extendedDescription IS "
+    "NOT "
+    "NULL",
+    "CREATE TEMP VIEW RKUniqueString AS SELECT modelId AS rowid, modelId, extendedDescription AS "
+    "stringProperty "
+    "FROM main.RKVersion",
+    "CREATE TEMP VIEW RKExifStringProperty AS SELECT 0 AS rowid, NULL AS versionId, NULL AS propertyKey, "
+    "NULL AS "
+    "stringId WHERE 0",
+    "CREATE TEMP VIEW RKExifNumberProperty AS SELECT 0 AS rowid, NULL AS versionId, NULL AS propertyKey, "
+    "NULL AS "
+    "numberProperty WHERE 0",
+    "CREATE TEMP VIEW RKOtherProperty AS SELECT 0 AS rowid, NULL AS versionId, NULL AS propertyKey, NULL AS "
+    "stringId WHERE 0",
+    "CREATE TEMP VIEW RKDetectedFace AS SELECT f.modelId AS rowid, f.modelId AS modelId, v.masterUuid AS "
+    "masterUuid, f.personId AS faceKey, (SELECT count(*) FROM main.RKFace o WHERE o.imageModelId = "
+    "f.imageModelId "
+    "AND o.modelId < f.modelId) AS faceIndex, f.centerX AS centerX, f.centerY AS centerY, f.size AS size "
+    "FROM "
+    "main.RKFace f JOIN main.RKVersion v ON v.modelId = f.imageModelId WHERE {SHOWN}",
+    "CREATE TEMP VIEW RKFaceName AS SELECT rowid, rowid AS modelId, uuid, name, coalesce(keyVersionUuid, "
+    "firstVersionUuid) AS keyVersionUuid, rowid AS faceKey FROM (SELECT p.modelId AS rowid, p.uuid AS uuid, "
+    "p.name "
+    "AS name, (SELECT v.uuid FROM main.RKFace f JOIN main.RKVersion v ON v.modelId = f.imageModelId WHERE "
+    "f.modelId = p.representativeFaceId AND {SHOWN}) AS keyVersionUuid, (SELECT v.uuid FROM main.RKFace f "
+    "JOIN "
+    "main.RKVersion v ON v.modelId = f.imageModelId WHERE f.personId = p.modelId AND {SHOWN} ORDER BY "
+    "f.modelId "
+    "LIMIT 1) AS firstVersionUuid FROM main.RKPerson p WHERE p.name <> '' AND p.mergeTargetPersonId IS NULL) "
+    "WHERE "
+    "firstVersionUuid IS NOT NULL"};
+
+std::string derivative(const std::string& size) {
+  return "printf('resources/proxies/derivatives/%02x/%02x/%x/%s_" + size +
+         "_%x.jpg', v.modelId >> 8 & 255, v.modelId >> 16, v.modelId, v.adjustmentUuid, v.modelId)";
+}
+
+std::string filled(std::string text, HiddenPhotos hidden) {
+  std::string shown = "+v.isInTrash = 0 AND +v.showInLibrary = 1";
+  if (hidden == HiddenPhotos::LeaveOut) shown += " AND +v.isHidden = 0";
+  const std::pair<std::string, std::string> values[] = {
+      {"{SHOWN}", shown}, {"{THUMBNAIL}", derivative("thumb")}, {"{MINI}", derivative("mini")}};
+  for (const auto& [name, value] : values) {
+    for (std::size_t at = text.find(name); at != std::string::npos; at = text.find(name, at + value.size()))
+      text.replace(at, name.size(), value);
+  }
+  return text;
+}
+
+}  // namespace
+
+AdaptedSchema adaptPhotos4(sqlite3* database, HiddenPhotos hidden) {
+  AdaptedSchema schema;
+  std::size_t missingTables = 0;
+  for (const NeededTable& table : kTables) {
+    const int code = lookForColumn(database, table.name, nullptr);
+    if (code != SQLITE_OK && code != SQLITE_ERROR) schema.code = code;
+    if (code != SQLITE_OK) {
+      schema.missing.push_back("table " + std::string(table.name));
+      ++missingTables;
+      continue;
+    }
+    for (const char* column : table.columns)
+      if (lookForColumn(database, table.name, column) != SQLITE_OK)
+        schema.missing.push_back("column " + std::string(table.name) + "." + column);
+  }
+  schema.isWithoutTables = missingTables == std::size(kTables);
+  if (schema.code != SQLITE_OK || !schema.missing.empty()) return schema;
+  for (const char* each : kTablesInMemory) schema.views.emplace_back(each);
+  for (const char* each : {kVersions, kFolders}) schema.views.push_back(filled(each, hidden));
+  for (const char* each : kOtherViews) schema.views.push_back(filled(each, hidden));
+  return schema;
+}
+
+}  // namespace moxtel

@@ -1,0 +1,28 @@
+// Views that let the queries, which are written for iPhoto's databases, read the one database of a library of
+// Photos. Any thread, with the connection to itself.
+//
+// Everything that the queries see of such a library is in these views: which photos are shown, which
+// containers there are, where the files are. A path column may hold several candidates, a line each, best
+// first: where an original is only in the cloud, a smaller picture can be shown.
+//
+// Source of the format: libraries of Photos 2 to 11, whose tables are in tools/makelibrary/schema.
+#pragma once
+
+#include <cstdint>
+
+#include "library/database/SchemaAdapter.h"
+
+namespace moxtel {
+
+// Photos in the trash are left out for everybody, as are frames of a burst that is shown as one photo.
+enum class HiddenPhotos : std::uint8_t { LeaveOut, Keep };
+
+// For Photos.sqlite, of Photos 5 and later. Tables and columns that change with the version are found by
+// their entities' numbers; no name from the database becomes part of a statement.
+AdaptedSchema adaptPhotos5(sqlite3* database, HiddenPhotos hidden);
+
+// For photos.db, of Photos 2 to 4. Besides views, makes two tables with indexes in memory, without which each
+// event would read all photos.
+AdaptedSchema adaptPhotos4(sqlite3* database, HiddenPhotos hidden);
+
+}  // namespace moxtel
