@@ -20,4 +20,12 @@ Value CommandRequest::uuid() const {
   return id;
 }
 
+double CommandRequest::degrees(std::string_view name) const {
+  const Value& degrees = command_[name];
+  if (!degrees.isNumber() && !degrees.isString()) {
+    throw BadRequestError("the " + std::string(name) + " of the request is neither a number nor text");
+  }
+  return degrees.doubleValue();
+}
+
 }  // namespace moxtel

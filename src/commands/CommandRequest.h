@@ -37,6 +37,11 @@ class CommandRequest final {
   Value uuid() const;
   // "id" as a number: text is parsed; what is not a number reads as 0.
   std::int32_t number() const { return command_["id"].intValue(); }
+  // Whether the request has the entry; the null object counts.
+  bool has(std::string_view name) const { return command_.contains(name); }
+  // "latitude" or "longitude": a number, or a text that is parsed; anything else, the null object too, throws
+  // BadRequestError.
+  double degrees(std::string_view name) const;
   // Any entry as the client sent it; nil if it is absent.
   const Value& operator[](std::string_view key) const { return command_[key]; }
 

@@ -109,12 +109,12 @@ void EditingCommands::revealContainer(const CommandRequest& request, ReplyChanne
 
 void EditingCommands::setGPS(const CommandRequest& request, ReplyChannel& reply) {
   const Value& key = request.key();
-  if (isMissing(key) || request["latitude"].isNil() || request["longitude"].isNil()) {
+  if (isMissing(key) || !request.has("latitude") || !request.has("longitude")) {
     reply.sendToClientErrorString("Bad data for GPS");
     return;
   }
-  const double latitude = request["latitude"].doubleValue();
-  const double longitude = request["longitude"].doubleValue();
+  const double latitude = request.degrees("latitude");
+  const double longitude = request.degrees("longitude");
   const std::int32_t modelId = photos_.photoDictWithVersionId(key)["ModelId"].intValue();
   const std::string answer = format("Set GPS to %lf/%lf", latitude, longitude);
   if (!scripts_.iPhotoIsRunning() && !flags_.connectedWithAperture) scripts_.forceIPhotoStart();

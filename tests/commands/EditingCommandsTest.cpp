@@ -281,9 +281,20 @@ TEST_F(EditingCommandsTest, textsAreReadAsNumbers) {
   EXPECT_EQ(runner.scripts[0].find("north"), std::string::npos);
 }
 
-TEST_F(EditingCommandsTest, collectionsReadAsZero) {
-  EXPECT_THAT(ask("Set GPS of Photo", position(Array{1}, Dictionary{{"a", 1}})),
-              ElementsAre(result("Set GPS to 0.000000/0.000000")));
+// The null object decodes to a nil entry.
+TEST_F(EditingCommandsTest, repliesNothingToPositionsOfAWrongType) {
+  served.flags.connectedWithIPhoto = true;
+  for (const Value& wrong :
+       {Value(), Value(Array{1}), Value(Dictionary{{"a", 1}}), Value(Bytes{1}), Value(Date{1})}) {
+    EXPECT_THROW(ask("Set GPS of Photo", position(wrong, 1)), BadRequestError);
+    EXPECT_THROW(ask("Set GPS of Photo", position(1, wrong)), BadRequestError);
+    EXPECT_THAT(channel.envelopes, IsEmpty());
+    EXPECT_THAT(ask("Set GPS of Photo", position(wrong, 1, "")), ElementsAre(error("Bad data for GPS")));
+    EXPECT_THAT(ask("Set GPS of Photo", {{"key", "key"}, {"latitude", wrong}}),
+                ElementsAre(error("Bad data for GPS")));
+  }
+  EXPECT_THAT(runner.scripts, IsEmpty());
+  EXPECT_FALSE(edited);
 }
 
 TEST_F(EditingCommandsTest, hostileTextsRunNoScriptAndAreReported) {

@@ -125,6 +125,13 @@ class Protocol(moxteltest.LibraryTestCase):
                 client.send("Thumb of Photo", key=key)
                 client.expect_silence()
 
+    def test_a_position_of_the_wrong_type_gets_no_reply(self):
+        with self.client() as client:
+            for wrong in (keyedarchive.NULL, [], {}, b"1"):
+                for position in ({"latitude": wrong, "longitude": 1}, {"latitude": 1, "longitude": wrong}):
+                    client.send("Set GPS of Photo", key="x", **position)
+                    client.expect_silence()
+
     def test_photos_of_an_event_are_never_found(self):
         client = self.client()
         for event in (0, 1, "1", "x", -1):
