@@ -35,7 +35,7 @@ std::string encodedDate(Date date) {
   return text.empty() ? Json(date.seconds).dump() : encodedText(text);
 }
 
-// Anything but a collection. Of a number that is not finite the library makes null.
+// Anything but a collection and data. Of a number that is not finite the library makes null.
 std::string encodedLeaf(const Value& value) {
   switch (value.type()) {
     case Value::Type::Boolean:
@@ -46,8 +46,6 @@ std::string encodedLeaf(const Value& value) {
       return Json(value.doubleValue()).dump();
     case Value::Type::String:
       return encodedText(value.string());
-    case Value::Type::Data:
-      return encodedText(base64(value.data()));
     case Value::Type::Date:
       return encodedDate(value.date());
     default:
@@ -65,12 +63,16 @@ class JsonWriter {
       writeArray(value.array(), depth);
     } else if (value.isDictionary()) {
       writeDictionary(value.dictionary(), depth);
+    } else if (value.isData()) {
+      writeData(value.data());
     } else {
       out_ << encodedLeaf(value);
     }
   }
 
  private:
+  static constexpr std::size_t kPiece = 3 * 65536;
+
   void writeArray(const Array& array, std::size_t depth) {
     const char* before = "[";
     for (const Value& item : array) {
@@ -92,6 +94,12 @@ class JsonWriter {
     finish(dictionary.empty(), "{}", depth);
   }
 
+  void writeData(std::span<const std::uint8_t> bytes) {
+    out_ << '"';
+    for (; bytes.size() > kPiece; bytes = bytes.subspan(kPiece)) out_ << base64(bytes.first(kPiece));
+    out_ << base64(bytes) << '"';
+  }
+
   void newLine(const char* before, std::size_t depth) {
     out_ << before << '\n' << std::string(2 * depth, ' ');
   }
@@ -108,11 +116,48 @@ class JsonWriter {
   std::ostream& out_;
 };
 
+std::uint64_t leafSize(const Value& value) {
+  constexpr std::uint64_t kNumber = 24;
+  if (value.isString()) return value.string().size() + 2;
+  return value.isData() ? value.data().size() / 3 * 4 + 4 : kNumber;
+}
+
+void addJsonSize(const Value& value, std::size_t depth, std::uint64_t limit, std::uint64_t& size) {
+  const std::uint64_t line = 2 * depth + 2;
+  if (value.isArray()) {
+    for (const Value& item : value.array()) {
+      if ((size += line) > limit) return;
+      addJsonSize(item, depth + 1, limit, size);
+    }
+  } else if (value.isDictionary()) {
+    for (const auto& [key, entry] : value.dictionary()) {
+      if ((size += line + key.size() + 4) > limit) return;
+      addJsonSize(entry, depth + 1, limit, size);
+    }
+  } else {
+    size += leafSize(value);
+  }
+}
+
 }  // namespace
 
 void writeJson(std::ostream& out, const Value& value) {
   JsonWriter(out).write(value, 0);
   out << '\n';
+}
+
+void JsonArrayWriter::add(const Value& item) {
+  out_ << (isEmpty_ ? "[\n  " : ",\n  ");
+  isEmpty_ = false;
+  JsonWriter(out_).write(item, 1);
+}
+
+void JsonArrayWriter::finish() { out_ << (isEmpty_ ? "[]\n" : "\n]\n"); }
+
+std::uint64_t jsonSize(const Value& value, std::uint64_t limit) {
+  std::uint64_t size = 0;
+  addJsonSize(value, 1, limit, size);
+  return size;
 }
 
 std::string iso8601(Date date) {
@@ -137,7 +182,7 @@ std::string iso8601(Date date) {
   return std::string(text.data()) + "Z";
 }
 
-std::string base64(const Bytes& bytes) {
+std::string base64(std::span<const std::uint8_t> bytes) {
   const auto* start = reinterpret_cast<const char*>(bytes.data());
   return QByteArray::fromRawData(start, static_cast<qsizetype>(bytes.size())).toBase64().toStdString();
 }

@@ -1,55 +1,51 @@
 #include "client/MoxtelClient.h"
 
 #include <algorithm>
-#include <fstream>
+#include <array>
 #include <optional>
 
+#include "client/Download.h"
 #include "client/Json.h"
+#include "client/KnownIds.h"
+#include "client/PhotoListing.h"
 #include "client/SafeText.h"
 #include "client/Tables.h"
-#include "platform/loop/NotificationCenter.h"
-#include "plist/KeyedArchive.h"
-#include "value/Description.h"
 
 namespace moxtel {
 
 namespace {
 
-std::string secondsText(std::chrono::milliseconds time) {
-  const auto seconds = std::chrono::ceil<std::chrono::seconds>(time).count();
-  return std::to_string(seconds) + (seconds == 1 ? " second" : " seconds");
+struct Edit {
+  const char* command;
+  const char* success;  // the beginning of the reply that says that the server does it
+};
+
+// A server also sends its refusals as results.
+constexpr std::array kEdits{
+    Edit{"Reveal Photo", "Revealed Photo"},    Edit{"Reveal Album", "Revealed Album"},
+    Edit{"Reveal Event", "Revealed Album"},    Edit{"Set GPS of Photo", "Set GPS to "},
+    Edit{"Clear GPS of Photo", "Cleared GPS"},
+};
+
+const Edit* editOf(const Dictionary& command) {
+  const auto* const edit = std::find_if(kEdits.begin(), kEdits.end(), [&](const Edit& each) {
+    return command["command"] == Value(each.command);
+  });
+  return edit == kEdits.end() ? nullptr : edit;
 }
 
-std::string reasonText(ExchangeFailure failure, const SocketClientLimits& limits) {
-  switch (failure) {
-    case ExchangeFailure::RequestTooLong:
-      return "the request is too long: a server takes 4096 bytes";
-    case ExchangeFailure::NoAnswer:
-      return "no answer within " + secondsText(limits.answer);
-    case ExchangeFailure::ClosedAtOnce:
-      return "the server closed the connection without an answer";
-    case ExchangeFailure::ReplyTooLong:
-      return "the server's answer is too long";
-    case ExchangeFailure::BrokenReply:
-      return "the server's answer broke off";
-    case ExchangeFailure::NotConnected:
-    case ExchangeFailure::NotSent:
-      break;
-  }
-  return "the request could not be sent";
+bool isDataCommand(const Dictionary& command) {
+  const std::string_view name = command["command"].string();
+  return name == "Data of Photo" || name.ends_with("Thumb of Photo") || name.ends_with("Image of Photo");
 }
 
-// A regular archive has at least one byte for each value. Rejects one that unfolds into more values than
-// that.
-ArchiveLimits limitsFor(const Bytes& body) {
-  return {.depth = 128, .values = std::max<std::size_t>(body.size(), 1000)};
-}
+bool isEmptyList(const Value& result) { return result.isArray() && result.array().empty(); }
 
 }  // namespace
 
 MoxtelClient::MoxtelClient(ServerFinder& finder, std::ostream& out, std::ostream& err,
-                           SocketClientLimits limits)
-    : finder_(finder), out_(out), err_(err), limits_(limits) {}
+                           SocketClientLimits limits, bool isTerminal)
+    : finder_(finder), out_(out), err_(err), limits_(limits), isTerminal_(isTerminal) {}
 
 int MoxtelClient::run(const std::vector<std::string>& arguments) {
   const auto options = parseOptions(arguments);
@@ -65,12 +61,15 @@ int MoxtelClient::run(const std::vector<std::string>& arguments) {
 }
 
 int MoxtelClient::perform(const ClientRequest& request) {
-  if (request.host || request.port) {
-    return ask({request.host.value_or("127.0.0.1"), request.port.value_or(kServerPort)}, request);
+  ServerAddress server{request.host.value_or("127.0.0.1"), request.port.value_or(kServerPort)};
+  if (!request.host && !request.port) {
+    auto found = finder_.findServer();
+    if (const auto* reason = std::get_if<std::string>(&found)) return fail(*reason);
+    server = std::get<ServerAddress>(std::move(found));
   }
-  const auto found = finder_.findServer();
-  if (const auto* reason = std::get_if<std::string>(&found)) return fail(*reason);
-  return ask(std::get<ServerAddress>(found), request);
+  ServerSession session(server, limits_);
+  if (request.output || isDataCommand(request.command)) return download(session, request);
+  return ask(session, request);
 }
 
 // Without servers, the JSON is an empty list, and the exit status reports a failure.
@@ -89,34 +88,27 @@ int MoxtelClient::browse(const BrowseWanted& wanted) {
   return none ? fail("no server was found on the network") : kSuccess;
 }
 
-// One connection for each command: a surplus reply cannot be mistaken for the reply to another command.
-int MoxtelClient::ask(const ServerAddress& server, const ClientRequest& request) {
-  NotificationCenter notifications;
-  const auto client = QVSocketClient::create(notifications, limits_);
-  if (!client->connectTo(server.host, "", server.port)) {
-    return fail("could not connect to " + server.host + ", port " + std::to_string(server.port) + ": " +
-                client->connectFailure());
+int MoxtelClient::ask(ServerSession& session, const ClientRequest& request) {
+  const Edit* const edit = editOf(request.command);
+  if (edit) {
+    if (const auto problem = whyIdIsUnknown(session, request.command)) return fail(*problem);
   }
-  const auto outcome = client->exchange(request.command);
-  QVSocketClient::disconnectTheClient();
-  if (const auto* failure = std::get_if<ExchangeFailure>(&outcome))
-    return fail(reasonText(*failure, limits_));
-  return handleReply(std::get<Bytes>(outcome), request);
+  const auto answer = session.ask(request.command);
+  if (const auto* failure = std::get_if<RequestFailure>(&answer)) return fail(failure->text);
+  const Value& result = std::get<Value>(answer);
+  if (edit && result.isString() && !result.string().starts_with(edit->success)) {
+    return fail(std::string(result.string()));
+  }
+  if (isEmptyList(result)) {
+    if (const auto problem = whyIdIsUnknown(session, request.command)) return fail(*problem);
+  }
+  return show(session, result, request);
 }
 
-int MoxtelClient::handleReply(const Bytes& body, const ClientRequest& request) {
-  const auto decoded = unarchivedObject(body, limitsFor(body));
-  if (const auto* error = std::get_if<DecodingError>(&decoded)) {
-    return fail("the server's answer cannot be read: " + error->reason);
+int MoxtelClient::show(ServerSession& session, const Value& result, const ClientRequest& request) {
+  if (request.layout == Layout::Photos && !request.brief && result.isArray()) {
+    return showPhotos(session, result.array(), request.json);
   }
-  const Value& envelope = std::get<Value>(decoded);
-  if (const Value& result = envelope["result"]; !result.isNil()) return show(result, request);
-  const Value& error = envelope["error"];
-  return fail(error.isString() ? std::string(error.string()) : "the server's answer contains no result");
-}
-
-int MoxtelClient::show(const Value& result, const ClientRequest& request) {
-  if (request.output) return save(result, *request.output);
   if (request.json) {
     writeJson(out_, result);
   } else {
@@ -125,14 +117,27 @@ int MoxtelClient::show(const Value& result, const ClientRequest& request) {
   return out_.flush() ? kSuccess : fail("could not write the result");
 }
 
-int MoxtelClient::save(const Value& result, const std::string& path) {
-  if (!result.isData()) return fail("the server's answer is not data");
-  std::ofstream file;
-  if (path != "-") file.open(path, std::ios::binary | std::ios::trunc);
-  std::ostream& to = path == "-" ? out_ : file;
-  to.write(reinterpret_cast<const char*>(result.data().data()),
-           static_cast<std::streamsize>(result.data().size()));
-  return to.flush() ? kSuccess : fail("could not write " + path);
+int MoxtelClient::showPhotos(ServerSession& session, const Array& photos, bool json) {
+  PhotoListing listing(session, out_);
+  const auto problem = json ? listing.writeJson(photos) : listing.writeTable(photos);
+  if (!out_.flush()) return fail("could not write the result");
+  return problem ? fail(*problem) : kSuccess;
+}
+
+int MoxtelClient::download(ServerSession& session, const ClientRequest& request) {
+  ProgressLine progress(isTerminal_ ? &err_ : nullptr);
+  Download download(session, progress);
+  const std::string output = request.output.value_or("-");
+  std::string problem;
+  if (output != "-") {
+    problem = download.toFile(request.command, output);
+  } else if (request.output || !request.json) {
+    problem = download.toStream(request.command, out_);
+  } else {
+    problem = download.toJson(request.command, out_);
+  }
+  if (!problem.empty()) return fail(problem);
+  return out_.flush() ? kSuccess : fail("could not write the result");
 }
 
 int MoxtelClient::fail(const std::string& text) {

@@ -1,4 +1,4 @@
-// The program moxtel without its main: sends one command over one connection and shows the result.
+// The program moxtel without its main: sends one command and shows the result.
 #pragma once
 
 #include <cstdint>
@@ -9,14 +9,9 @@
 
 #include "client/Options.h"
 #include "client/ServerSearch.h"
-#include "net/QVSocketClient.h"
+#include "client/ServerSession.h"
 
 namespace moxtel {
-
-struct ServerAddress {
-  std::string host;
-  std::uint16_t port = kServerPort;
-};
 
 // Finds the server if the command line names none.
 class ServerFinder {
@@ -40,7 +35,9 @@ class MoxtelClient final {
   static constexpr int kWrongUsage = 2;
 
   // Borrows its arguments. Texts from the server are written without control characters, data unchanged.
-  MoxtelClient(ServerFinder& finder, std::ostream& out, std::ostream& err, SocketClientLimits limits = {});
+  // isTerminal: err is one, and shows the progress of downloads.
+  MoxtelClient(ServerFinder& finder, std::ostream& out, std::ostream& err, SocketClientLimits limits = {},
+               bool isTerminal = false);
 
   // The program's arguments without its name; returns its exit status.
   int run(const std::vector<std::string>& arguments);
@@ -48,16 +45,17 @@ class MoxtelClient final {
  private:
   int perform(const ClientRequest& request);
   int browse(const BrowseWanted& wanted);
-  int ask(const ServerAddress& server, const ClientRequest& request);
-  int handleReply(const Bytes& body, const ClientRequest& request);
-  int show(const Value& result, const ClientRequest& request);
-  int save(const Value& result, const std::string& path);
+  int ask(ServerSession& session, const ClientRequest& request);
+  int show(ServerSession& session, const Value& result, const ClientRequest& request);
+  int showPhotos(ServerSession& session, const Array& photos, bool json);
+  int download(ServerSession& session, const ClientRequest& request);
   int fail(const std::string& text);
 
   ServerFinder& finder_;
   std::ostream& out_;
   std::ostream& err_;
   SocketClientLimits limits_;
+  const bool isTerminal_;
 };
 
 }  // namespace moxtel

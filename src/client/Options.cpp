@@ -147,7 +147,7 @@ class CommandLine final {
     add("browse", "the servers on the network")->callback([this] { isBrowse_ = true; });
     for (const Subcommand& subcommand : kSubcommands) add(subcommand);
     addGenericCommand();
-    app_.footer("Exit status: 0; 1 if the request failed; 2 if the command line is wrong.");
+    app_.footer("Exit status: 0; 1 if the request failed or was refused; 2 if the command line\nis wrong.");
   }
   // CLI11 holds the addresses of the members.
   CommandLine(const CommandLine&) = delete;
@@ -183,6 +183,8 @@ class CommandLine final {
     addOption("-o,--output", request_.output, "FILE",
               "write the result's data to a file;\n- is standard output");
     app_.add_flag("--face", isFace_, "with square-thumb: KEY is the key\nphoto of a person");
+    app_.add_flag("--brief", request_.brief,
+                  "with photos, face-photos: no names and\ndates, which take two requests a photo");
   }
 
   // The last one counts.

@@ -13,8 +13,6 @@
 
 namespace moxtel {
 
-inline constexpr std::uint16_t kServerPort = 4250;
-
 // A command to send, and what to do with its result.
 struct ClientRequest {
   std::optional<std::string> host;    // of --host
@@ -23,6 +21,7 @@ struct ClientRequest {
   std::optional<std::string> output;  // the file for data, "-" for standard output
   Dictionary command;
   Layout layout = Layout::Plain;
+  bool brief = false;  // photos without their names and dates
 };
 
 // The request to list the servers on the network.

@@ -14,19 +14,18 @@ namespace moxtel {
 
 namespace {
 
-constexpr std::size_t kWidestColumn = 60;   // code points
-constexpr std::size_t kLongestText = 4000;  // bytes
+constexpr std::size_t kLongestText = 4000;  // code points
 
-using Row = std::vector<std::string>;
+using Row = Table::Row;
 
 // One line for a value that is not a collection. Cuts long texts: an untrusted server may repeat one in each
 // row.
-std::string cell(const Value& value) {
+std::string cell(const Value& value, std::size_t longest = kLongestText) {
   switch (value.type()) {
     case Value::Type::Nil:
       return "";
     case Value::Type::String:
-      return printable(value.string().substr(0, kLongestText));
+      return printableCut(value.string(), longest);
     case Value::Type::Data:
       return "(" + std::to_string(value.data().size()) + " bytes)";
     case Value::Type::Date:
@@ -42,53 +41,26 @@ std::string cell(const Value& value) {
 }
 
 std::string kindOf(const Value& container) {
-  std::string kind = cell(container["AlbumType"]);
+  std::string kind = tableCell(container["AlbumType"]);
   if (container["IPAlbumType"] == Value("Smart")) kind = "Smart " + kind;
   return kind;
 }
 
 Row containerRow(const Value& container) {
-  return {cell(container["AlbumId"]), kindOf(container), cell(container["PhotoCount"]),
-          cell(container["AlbumName"])};
-}
-
-std::string positionOf(const Value& photo) {
-  if (photo["latitude"].isNil() || photo["longitude"].isNil()) return "";
-  return fixedPoint(photo["latitude"].doubleValue(), 5) + ", " +
-         fixedPoint(photo["longitude"].doubleValue(), 5);
+  return {tableCell(container["AlbumId"]), kindOf(container), tableCell(container["PhotoCount"]),
+          tableCell(container["AlbumName"])};
 }
 
 Row photoRow(const Value& photo) {
-  return {cell(photo["PhotoKey"]), cell(photo["MediaType"]), positionOf(photo), cell(photo["Caption"])};
+  return {tableCell(photo["PhotoKey"]), tableCell(photo["MediaType"]), positionOf(photo),
+          tableCell(photo["Caption"])};
 }
 
-void writeRow(std::ostream& out, const Row& row, const std::vector<std::size_t>& widths) {
-  std::string line;
-  for (std::size_t i = 0; i < row.size(); ++i) {
-    line += row[i];
-    const std::size_t length = lengthOf(row[i]);
-    if (length < widths[i]) line.append(widths[i] - length, ' ');
-    line += "  ";
-  }
-  line.erase(line.find_last_not_of(' ') + 1);
-  out << line << '\n';
-}
-
-std::vector<std::size_t> widthsOf(const std::vector<Row>& rows) {
-  std::vector<std::size_t> widths(rows.front().size());
-  for (const Row& row : rows) {
-    for (std::size_t i = 0; i < row.size(); ++i) {
-      widths[i] = std::min(kWidestColumn, std::max(widths[i], lengthOf(row[i])));
-    }
-  }
-  return widths;
-}
-
-void writeTable(std::ostream& out, Row heading, const Array& items, Row (*rowOf)(const Value&)) {
-  std::vector<Row> rows{std::move(heading)};
-  for (const Value& item : items) rows.push_back(rowOf(item));
-  const auto widths = widthsOf(rows);
-  for (const Row& row : rows) writeRow(out, row, widths);
+void writeTable(std::ostream& out, Row headings, const Array& items, Row (*rowOf)(const Value&)) {
+  Table table(out, std::move(headings));
+  for (const Value& item : items) table.measure(rowOf(item));
+  table.writeHeadings();
+  for (const Value& item : items) table.write(rowOf(item));
 }
 
 void writeLines(std::ostream& out, const Value& value, std::size_t depth);
@@ -119,6 +91,36 @@ void writeLines(std::ostream& out, const Value& value, std::size_t depth) {
 }
 
 }  // namespace
+
+std::string tableCell(const Value& value) { return cell(value, Table::kWidestColumn); }
+
+std::string positionOf(const Value& photo) {
+  if (photo["latitude"].isNil() || photo["longitude"].isNil()) return "";
+  return fixedPoint(photo["latitude"].doubleValue(), 5) + ", " +
+         fixedPoint(photo["longitude"].doubleValue(), 5);
+}
+
+Table::Table(std::ostream& out, Row headings) : out_(out), headings_(std::move(headings)) {
+  for (const std::string& heading : headings_) widths_.push_back(lengthOf(heading));
+}
+
+void Table::measure(const Row& row) {
+  for (std::size_t i = 0; i < row.size(); ++i) {
+    widths_[i] = std::min(kWidestColumn, std::max(widths_[i], lengthOf(row[i])));
+  }
+}
+
+void Table::write(const Row& row) {
+  std::string line;
+  for (std::size_t i = 0; i < row.size(); ++i) {
+    line += row[i];
+    const std::size_t length = lengthOf(row[i]);
+    if (length < widths_[i]) line.append(widths_[i] - length, ' ');
+    line += "  ";
+  }
+  line.erase(line.find_last_not_of(' ') + 1);
+  out_ << line << '\n';
+}
 
 void writeForPeople(std::ostream& out, const Value& result, Layout layout) {
   if (layout == Layout::Plain || !result.isArray()) {

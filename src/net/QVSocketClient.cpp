@@ -24,7 +24,7 @@ namespace {
 
 constexpr std::size_t kLargestRequest = 4096;
 constexpr std::uint32_t kLongReply = 1'000'000;
-constexpr std::size_t kFirstBuffer = 1 << 20;
+constexpr std::size_t kLargestPiece = 1 << 20;
 
 std::mutex sharedMutex;
 std::shared_ptr<QVSocketClient> sharedClient;
@@ -149,7 +149,18 @@ void QVSocketClient::disconnect() {
   notifications_.post("ChangedServerStatus", this, {});
 }
 
+// The body grows with the bytes that arrive: a large length alone costs no memory.
 std::variant<Bytes, ExchangeFailure> QVSocketClient::exchange(const Dictionary& command) {
+  Bytes body;
+  const auto append = [&body](std::span<const std::uint8_t> piece, std::uint32_t) {
+    body.insert(body.end(), piece.begin(), piece.end());
+    return true;
+  };
+  if (const auto failure = exchange(command, append)) return *failure;
+  return body;
+}
+
+std::optional<ExchangeFailure> QVSocketClient::exchange(const Dictionary& command, const TakeBody& take) {
   if (clientSocket_ == 0) return ExchangeFailure::NotConnected;
   LogDebug("QVSocketClient::dataFromServerWithCommandDict: %@", command);
   const Bytes request = archivedData(command);
@@ -157,7 +168,7 @@ std::variant<Bytes, ExchangeFailure> QVSocketClient::exchange(const Dictionary& 
     LogDebug("could not write to socket");
     return request.size() > kLargestRequest ? ExchangeFailure::RequestTooLong : ExchangeFailure::NotSent;
   }
-  return readReply(command);
+  return readReply(command, take);
 }
 
 bool QVSocketClient::sendRequest(const Bytes& request) {
@@ -165,7 +176,7 @@ bool QVSocketClient::sendRequest(const Bytes& request) {
   return connection_ && sendPieces(connection_.get(), pieces, limits_.answer);
 }
 
-std::variant<Bytes, ExchangeFailure> QVSocketClient::readReply(const Dictionary& command) {
+std::optional<ExchangeFailure> QVSocketClient::readReply(const Dictionary& command, const TakeBody& take) {
   std::uint32_t length = 0;
   const Reading reading = readLength(length);
   if (reading == Reading::Closed) return ExchangeFailure::ClosedAtOnce;
@@ -173,10 +184,9 @@ std::variant<Bytes, ExchangeFailure> QVSocketClient::readReply(const Dictionary&
   if (isLong) LogDebug("reading %u bytes .... for: %@", length, command);
   if (reading == Reading::Failed) return fail(ExchangeFailure::NoAnswer);
   if (length > limits_.largestReply) return fail(ExchangeFailure::ReplyTooLong);
-  Bytes body;
-  if (!readBody(length, body)) return fail(ExchangeFailure::BrokenReply);
+  if (const auto failure = readBody(length, take)) return fail(*failure);
   if (isLong) LogDebug(".... done!");
-  return body;
+  return std::nullopt;
 }
 
 QVSocketClient::Reading QVSocketClient::readLength(std::uint32_t& length) {
@@ -192,19 +202,20 @@ QVSocketClient::Reading QVSocketClient::readLength(std::uint32_t& length) {
   return Reading::Complete;
 }
 
-// The buffer grows with the bytes that arrive: a large length alone costs no memory.
-bool QVSocketClient::readBody(std::uint32_t length, Bytes& body) {
+std::optional<ExchangeFailure> QVSocketClient::readBody(std::uint32_t length, const TakeBody& take) {
+  if (!take({}, length)) return ExchangeFailure::NotTaken;
   Pace pace(limits_);
+  Bytes piece(std::min<std::size_t>(length, kLargestPiece));
   for (std::size_t have = 0; have < length;) {
-    if (have == body.size()) {
-      body.resize(std::min<std::size_t>(length, std::max(kFirstBuffer, 2 * body.size())));
-    }
-    const ssize_t count = readSome(connection_.get(), std::span(body).subspan(have), pace.deadline());
-    if (count <= 0) return false;
-    have += static_cast<std::size_t>(count);
-    pace.received(static_cast<std::size_t>(count));
+    const auto wanted = std::span(piece).first(std::min<std::size_t>(piece.size(), length - have));
+    const ssize_t count = readSome(connection_.get(), wanted, pace.deadline());
+    if (count <= 0) return ExchangeFailure::BrokenReply;
+    const auto size = static_cast<std::size_t>(count);
+    if (!take(wanted.first(size), length)) return ExchangeFailure::NotTaken;
+    have += size;
+    pace.received(size);
   }
-  return true;
+  return std::nullopt;
 }
 
 // Closes: the rest of this reply could not be distinguished from the next one.

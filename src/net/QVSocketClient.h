@@ -8,8 +8,10 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -39,7 +41,12 @@ enum class ExchangeFailure : std::uint8_t {
   ClosedAtOnce,  // the server closed instead of answering
   ReplyTooLong,  // more than largestReply
   BrokenReply,   // the body ended early or arrived too slowly
+  NotTaken,      // the caller rejected it
 };
+
+// Takes the body of a reply piece by piece; `length` is that of the whole body. Called once with an empty
+// piece before the first byte is read. False rejects the rest.
+using TakeBody = std::function<bool(std::span<const std::uint8_t> piece, std::uint32_t length)>;
 
 class QVSocketClient final {
  public:
@@ -60,9 +67,14 @@ class QVSocketClient final {
   // Closes the connection, if there is one, and posts "ChangedServerStatus" with this as its object.
   void disconnect();
 
+  // For the exchanges that follow.
+  void setLimits(const SocketClientLimits& limits) { limits_ = limits; }
+
   // The reply's body, or why there is none. A failure while the reply is read disconnects and posts
   // "ChangedServerStatus" with a null object.
   std::variant<Bytes, ExchangeFailure> exchange(const Dictionary& command);
+  // The same for a body of any size: holds only one piece of it.
+  std::optional<ExchangeFailure> exchange(const Dictionary& command, const TakeBody& take);
 
   // 0 before the first connection and after the end of one. After a failed connectTo it keeps the number of
   // the closed descriptor; exchanges then fail as NotSent.
@@ -92,12 +104,12 @@ class QVSocketClient final {
 
   bool sendRequest(const Bytes& request);
   Reading readLength(std::uint32_t& length);
-  bool readBody(std::uint32_t length, Bytes& body);
-  std::variant<Bytes, ExchangeFailure> readReply(const Dictionary& command);
+  std::optional<ExchangeFailure> readBody(std::uint32_t length, const TakeBody& take);
+  std::optional<ExchangeFailure> readReply(const Dictionary& command, const TakeBody& take);
   ExchangeFailure fail(ExchangeFailure reason);
 
   NotificationCenter& notifications_;
-  const SocketClientLimits limits_;
+  SocketClientLimits limits_;
   FileDescriptor connection_;
   std::int32_t clientSocket_ = 0;
   std::string connectFailure_;

@@ -3,6 +3,7 @@
 #include <iostream>
 
 #include "client/NetworkServerFinder.h"
+#include "platform/files/PartialFile.h"
 #include "platform/system/SystemLog.h"
 
 int main(int argc, char** argv) {
@@ -10,7 +11,7 @@ int main(int argc, char** argv) {
   moxtel::setSystemLogSink([](std::string_view) {});
   try {
     moxtel::NetworkServerFinder finder;
-    moxtel::MoxtelClient client(finder, std::cout, std::cerr, {.largestReply = 0x8000'0000});
+    moxtel::MoxtelClient client(finder, std::cout, std::cerr, {}, moxtel::isErrorTerminal());
     return client.run(std::vector<std::string>(argv + (argc > 0 ? 1 : 0), argv + argc));
   } catch (const std::exception& error) {
     std::cerr << "moxtel: " << error.what() << '\n';

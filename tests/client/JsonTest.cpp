@@ -83,8 +83,42 @@ TEST(SafeText, replacesWhatIsNoUtf8) {
 }
 
 TEST(SafeText, keepsLinesWhereTheyAreWanted) {
-  EXPECT_EQ(printable("a\nb\tc\r", Lines::Many), "a\nb\tc�");
-  EXPECT_EQ(printable("a\nb\tc\r", Lines::One), "a b c�");
+  EXPECT_EQ(printable("a\nb\tc\r", Lines::Many), "a\nb\tc\\u000d");
+  EXPECT_EQ(printable("a\nb\tc\r", Lines::One), "a b c\\u000d");
+}
+
+TEST(SafeText, escapesMarksOfDirectionAndCharactersWithoutWidth) {
+  EXPECT_EQ(printable("a\u061c\u200b\u200c\u200d\u200e\u202eb"),
+            "a\\u061c\\u200b\\u200c\\u200d\\u200e\\u202eb");
+  EXPECT_EQ(jsonOf("\u061c\u200b\u200c\u200d"), "\"\\u061c\\u200b\\u200c\\u200d\"\n");
+}
+
+TEST(SafeText, cutsBetweenCharacters) {
+  EXPECT_EQ(printableCut("ééééé", 5), "ééééé");
+  EXPECT_EQ(printableCut("éééééé", 5), "éééé…");
+  EXPECT_EQ(printableCut("\x1b\x1b", 12), "\\u001b\\u001b");
+  EXPECT_EQ(printableCut("\x1b\x1b", 11), "\\u001b…");
+  EXPECT_EQ(printableCut(std::string(1 << 20, 'x'), 3), "xx…");
+}
+
+TEST(Json, measuresWhatItWouldWrite) {
+  const Value value = Dictionary{{"a", Array{{"text", 1.5, true}}}, {"b", Bytes(300)}};
+  const auto size = jsonOf(value).size();
+  EXPECT_GE(jsonSize(value, 1 << 20), size - 20);
+  EXPECT_LE(jsonSize(value, 1 << 20), size + 100);
+  EXPECT_GT(jsonSize(Array(std::vector<Value>(1000, std::string(1000, 'x')), Mutability::Immutable), 5000),
+            5000u);
+}
+
+TEST(JsonArrayWriter, writesTheSameAsTheWholeArray) {
+  const Array items{{1, Dictionary{{"a", "b"}}, Array()}};
+  for (const Array& array : {items, Array()}) {
+    std::ostringstream out;
+    JsonArrayWriter writer(out);
+    for (const Value& item : array) writer.add(item);
+    writer.finish();
+    EXPECT_EQ(out.str(), jsonOf(array));
+  }
 }
 
 }  // namespace

@@ -55,7 +55,8 @@ class ScriptedServer {
       return ::send(socket_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL) ==
              static_cast<ssize_t>(bytes.size());
     }
-    bool sendFrame(std::string_view body) { return send(lengthOf(body.size())) && send(body); }
+    // In one call: the kernel holds back a second one until the first is acknowledged.
+    bool sendFrame(std::string_view body) { return send(lengthOf(body.size()).append(body)); }
     bool sendEnvelope(const Value& envelope) {
       const Bytes body = archivedData(envelope);
       return sendFrame(std::string_view(reinterpret_cast<const char*>(body.data()), body.size()));
