@@ -39,6 +39,7 @@ MXPAppDelegate::MXPAppDelegate(const ServerEnvironment& environment)
       roles_(std::make_unique<ServerRoles>(environment, flags_, iPhotoWasEdited_)),
       server_(std::make_unique<QVSocketServer>(environment.notifications, environment.discovery)) {
   roles_->connectTo(environment.loop, *server_);
+  roles_->changes.onChange([this] { dropLists(); });
 }
 
 MXPAppDelegate::~MXPAppDelegate() {
@@ -78,6 +79,7 @@ void MXPAppDelegate::startup() {
   }
   environment_.console.showTitle("Info", format("Running app: %@", runningApplication()));
   roles_->library.loadDatabase();
+  roles_->changes.remember();
   roles_->albumData.loadAlbumData();
   // Only fills the caches before the first request; the results are not needed.
   static_cast<void>(roles_->containerTree.getTopLevelAlbums());
@@ -121,9 +123,14 @@ std::vector<FoundLibrary> MXPAppDelegate::librariesNear(const std::string& folde
   return describedLibraries(environment_.loop, librariesFor(folder));
 }
 
-void MXPAppDelegate::resetForRestart() {
+void MXPAppDelegate::dropLists() {
   roles_->containerTree.dropCaches();
   roles_->faces.dropCaches();
+  counted_.reset();
+}
+
+void MXPAppDelegate::resetForRestart() {
+  dropLists();
   roles_->monitor.stopAppChecks();
   QVSocketServer::disconnect();
 }
@@ -293,7 +300,10 @@ void MXPAppDelegate::showConnected(const Notification& notification, const std::
     clientDict_[std::string(notification.userInfo["clientip"].string())] = shortName;
   }
   // Waits, so that the library is loaded again before the client's first request is read.
-  environment_.loop.performAndWait([this] { roles_->library.loadDatabase(); });
+  environment_.loop.performAndWait([this] {
+    roles_->library.loadDatabase();
+    roles_->changes.check();
+  });
 }
 
 void MXPAppDelegate::showDisconnected() {

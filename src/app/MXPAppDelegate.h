@@ -101,6 +101,7 @@ class MXPAppDelegate final {
   };
 
   void restart();
+  void dropLists();
   void reportMissingLibrary();
   std::string sentenceAboutLibrariesNear(const std::string& folder);
   const LibraryCounts& countsOf(const ServerStatus& status);

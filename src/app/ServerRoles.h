@@ -13,6 +13,7 @@
 #include "commands/LibraryListingSource.h"
 #include "commands/MetadataCommands.h"
 #include "library/ImageFiles.h"
+#include "library/LibraryChanges.h"
 #include "library/LibraryLocation.h"
 #include "library/LoadedLibrary.h"
 #include "library/answers/LibraryAnswers.h"
@@ -51,6 +52,7 @@ class ServerRoles final {
         databases(environment.loop, messages),
         library(location, databases, messages),
         albumData(location, messages),
+        changes(location, databases, library, albumData),
         scriptQueue(environment.loop, environment.scripts, messages, flags, environment.applications,
                     support),
         libraryAnswers(databases),
@@ -59,7 +61,7 @@ class ServerRoles final {
         containerTree(databases, scriptQueries, environment.defaults),
         photoRecords(databases, albumData, scriptQueries),
         faces(databases),
-        listingSource(library, containerTree, photoRecords, faces, albumData),
+        listingSource(library, changes, containerTree, photoRecords, faces, albumData),
         listingCommands(listingSource),
         editingCommands(location, photoRecords, scriptQueue, messages, environment.defaults, flags,
                         iPhotoWasEdited),
@@ -87,6 +89,7 @@ class ServerRoles final {
   LibraryDatabases databases;
   LoadedLibrary library;
   AlbumData albumData;
+  LibraryChanges changes;
   ScriptQueue scriptQueue;
   LibraryAnswers libraryAnswers;
   ScriptQueries scriptQueries;

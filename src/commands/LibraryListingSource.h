@@ -4,6 +4,7 @@
 #include "commands/ListingCommands.h"
 #include "library/ContainerTree.h"
 #include "library/Faces.h"
+#include "library/LibraryChanges.h"
 #include "library/LoadedLibrary.h"
 #include "library/PhotoRecords.h"
 #include "library/albumdata/AlbumData.h"
@@ -12,10 +13,16 @@ namespace moxtel {
 
 class LibraryListingSource : public ListingSource {
  public:
-  LibraryListingSource(const LoadedLibrary& library, ContainerTree& containers, PhotoRecords& photos,
-                       Faces& faces, const AlbumData& albumData)
-      : library_(library), containers_(containers), photos_(photos), faces_(faces), albumData_(albumData) {}
+  LibraryListingSource(const LoadedLibrary& library, LibraryChanges& changes, ContainerTree& containers,
+                       PhotoRecords& photos, Faces& faces, const AlbumData& albumData)
+      : library_(library),
+        changes_(changes),
+        containers_(containers),
+        photos_(photos),
+        faces_(faces),
+        albumData_(albumData) {}
 
+  void beginListing() override { changes_.checkBeforeListing(); }
   Value getTopLevelAlbums() override { return containers_.getTopLevelAlbums(); }
   Value getTopLevelProjects() override { return containers_.getTopLevelProjects(); }
   Value facesAlbums() override { return faces_.facesAlbums(); }
@@ -32,6 +39,7 @@ class LibraryListingSource : public ListingSource {
 
  private:
   const LoadedLibrary& library_;
+  LibraryChanges& changes_;
   ContainerTree& containers_;
   PhotoRecords& photos_;
   Faces& faces_;

@@ -34,23 +34,29 @@ Value legacyPhoto(const Value& key) {
 }  // namespace
 
 void ListingCommands::addTo(CommandHandler& handler) {
-  handler.add("Get Albums", [this](const CommandRequest&, ReplyChannel& reply) {
+  const auto add = [this, &handler](std::string_view name, auto answer) {
+    handler.add(name, [this, answer](const CommandRequest& request, ReplyChannel& reply) {
+      source_.beginListing();
+      answer(request, reply);
+    });
+  };
+  add("Get Albums", [this](const CommandRequest&, ReplyChannel& reply) {
     reply.sendToClientResultObject(source_.getTopLevelAlbums());
   });
-  handler.add("Get Events", [this](const CommandRequest&, ReplyChannel& reply) {
+  add("Get Events", [this](const CommandRequest&, ReplyChannel& reply) {
     reply.sendToClientResultObject(source_.getTopLevelProjects());
   });
-  handler.add("Get Faces", [this](const CommandRequest&, ReplyChannel& reply) {
+  add("Get Faces", [this](const CommandRequest&, ReplyChannel& reply) {
     reply.sendToClientResultObject(source_.facesAlbums());
   });
-  handler.add("Photos of Album", [this](const CommandRequest& request, ReplyChannel& reply) {
+  add("Photos of Album", [this](const CommandRequest& request, ReplyChannel& reply) {
     reply.sendToClientResultObject(source_.photosInContainer(request.uuid()));
   });
-  handler.add("Folders of Album",
-              [this](const CommandRequest& request, ReplyChannel& reply) { foldersOfAlbum(request, reply); });
-  handler.add("Photos of Event",
-              [this](const CommandRequest& request, ReplyChannel& reply) { photosOfEvent(request, reply); });
-  handler.add("Photos of Face", [this](const CommandRequest& request, ReplyChannel& reply) {
+  add("Folders of Album",
+      [this](const CommandRequest& request, ReplyChannel& reply) { foldersOfAlbum(request, reply); });
+  add("Photos of Event",
+      [this](const CommandRequest& request, ReplyChannel& reply) { photosOfEvent(request, reply); });
+  add("Photos of Face", [this](const CommandRequest& request, ReplyChannel& reply) {
     reply.sendToClientResultObject(source_.photosForFaceID(request.uuid()));
   });
 }

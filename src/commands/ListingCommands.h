@@ -15,6 +15,8 @@ namespace moxtel {
 class ListingSource {
  public:
   virtual ~ListingSource() = default;
+  // One of the seven commands begins, before anything is asked for it.
+  virtual void beginListing() {}
   virtual Value getTopLevelAlbums() = 0;
   virtual Value getTopLevelProjects() = 0;
   virtual Value facesAlbums() = 0;

@@ -17,6 +17,7 @@ namespace moxtel {
 // Returns what the test sets, and records the calls.
 class FakeListingSource : public ListingSource {
  public:
+  void beginListing() override { ++listings; }
   Value getTopLevelAlbums() override { return asked("albums", {}, topLevelAlbums); }
   Value getTopLevelProjects() override { return asked("projects", {}, topLevelProjects); }
   Value facesAlbums() override { return asked("faces", {}, faces); }
@@ -38,6 +39,7 @@ class FakeListingSource : public ListingSource {
   std::int32_t majorVersion = 0;
   Value legacyAlbums;
   Value legacyEvents;
+  int listings = 0;
   std::vector<std::pair<std::string, Value>> questions;
 
  private:

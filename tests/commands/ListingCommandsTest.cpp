@@ -38,6 +38,17 @@ TEST_F(ListingCommandsTest, passesTheIdToTheLibrary) {
                           Pair("face photos", Value("f+1"))));
 }
 
+TEST_F(ListingCommandsTest, beginsEachListingOnce) {
+  int listings = 0;
+  for (const char* name : {"Get Albums", "Get Events", "Get Faces", "Photos of Album", "Folders of Album",
+                           "Photos of Event", "Photos of Face"}) {
+    replies(command(name, "id"));
+    EXPECT_EQ(source.listings, ++listings) << name;
+  }
+  replies(command("Get Version"));
+  EXPECT_EQ(source.listings, listings);
+}
+
 TEST_F(ListingCommandsTest, convertsANumberToTheTextOfAUuid) {
   replies(command("Photos of Album", 17));
   replies(command("Folders of Album", 18));

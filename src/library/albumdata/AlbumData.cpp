@@ -31,15 +31,26 @@ AlbumData::AlbumData(LibraryLocation& location, Messages& messages, const Clock&
     : location_(location), messages_(messages), clock_(clock) {}
 
 void AlbumData::loadAlbumData() {
+  lastMessage_.clear();
+  load();
+}
+
+void AlbumData::reloadAlbumData() {
+  albumDataReadDate_.reset();
+  load();
+}
+
+void AlbumData::load() {
   location_.readPhotoAppDefaults();
   const auto& library = location_.libraryPath();
   NSLog("use album data path '%@'", library ? Value(*library) : Value());
   albumDataFilename_.reset();
   if (!library) return;
-  albumDataFilename_ = appendingPathComponent(*library, "AlbumData.xml");
+  albumDataFilename_ = appendingPathComponent(*library, kFileName);
   const FileStamp stamp = stampOf(*albumDataFilename_);
   if (stamp.kind == FileStamp::Kind::Missing) {
     couldNotBeRead_ = stamp.error != ENOENT && stamp.error != ENOTDIR;
+    failedToRead_ = false;
     return;
   }
   if (albumDataReadDate_ && stamp.modifiedDate() < albumDataReadDate_->seconds) return;
@@ -49,11 +60,11 @@ void AlbumData::loadAlbumData() {
 void AlbumData::read() {
   const AlbumDataContents contents = readAlbumDataFile(*albumDataFilename_);
   couldNotBeRead_ = !contents.error.empty();
+  failedToRead_ = !contents.wasRead;
   if (!contents.error.empty()) {
-    messages_.showTitle("Error",
-                        unreadableDataMessage("iPhoto data", *albumDataFilename_ + ": " + contents.error));
+    showOnce("Error", unreadableDataMessage("iPhoto data", *albumDataFilename_ + ": " + contents.error));
   } else if (!contents.mended.empty()) {
-    messages_.showTitle("Info", *albumDataFilename_ + ": " + contents.mended);
+    showOnce("Info", *albumDataFilename_ + ": " + contents.mended);
   }
   if (contents.wasRead) albumDataReadDate_ = clock_.now();
   containerDicts_.clear();
@@ -64,6 +75,12 @@ void AlbumData::read() {
   const Value& faces = contents.lists[kListOfFaces];
   faceDicts_ = faces.isNil() ? Value(mutableArray()) : faces;
   NSLog("Found %ld faces", countOf(faceDicts_));
+}
+
+void AlbumData::showOnce(std::string_view title, std::string text) {
+  if (text == lastMessage_) return;
+  messages_.showTitle(title, text);
+  lastMessage_ = std::move(text);
 }
 
 // Albums and rolls share the one table; the message is the same for both.
@@ -88,6 +105,7 @@ void AlbumData::clear() {
   containerDicts_.clear();
   faceDicts_ = {};
   couldNotBeRead_ = false;
+  failedToRead_ = false;
 }
 
 }  // namespace moxtel

@@ -22,11 +22,17 @@ class AlbumData final : public AlbumEntries {
   // Borrows everything.
   AlbumData(LibraryLocation& location, Messages& messages, const Clock& clock = systemClock());
 
+  static constexpr const char* kFileName = "AlbumData.xml";
+
   void loadAlbumData();
+  // The same for a file that changed: reads it whatever its date is. Does not repeat its last message.
+  void reloadAlbumData();
 
   const Value& containerDict(std::string_view key) const override;
   // Whether the last load found a file that could not be read, or not to its end: its entries are missing.
   bool couldNotBeRead() const { return couldNotBeRead_; }
+  // Whether reading it failed, and not its contents: another try may succeed.
+  bool failedToRead() const { return failedToRead_; }
   const std::unordered_map<std::string, Value>& containerDicts() const { return containerDicts_; }
   // As the file has it: a list in some files, a dictionary in others. Nil before the first read.
   const Value& faceDicts() const { return faceDicts_; }
@@ -42,7 +48,9 @@ class AlbumData final : public AlbumEntries {
   void clear();
 
  private:
+  void load();
   void read();
+  void showOnce(std::string_view title, std::string text);
   void storeEntries(const Value& list, std::string_view keyName);
 
   LibraryLocation& location_;
@@ -53,6 +61,8 @@ class AlbumData final : public AlbumEntries {
   std::unordered_map<std::string, Value> containerDicts_;
   Value faceDicts_;
   bool couldNotBeRead_ = false;
+  bool failedToRead_ = false;
+  std::string lastMessage_;
 };
 
 }  // namespace moxtel

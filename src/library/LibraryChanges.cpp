@@ -1,0 +1,71 @@
+#include "library/LibraryChanges.h"
+
+#include "library/LibraryLocation.h"
+#include "library/LoadedLibrary.h"
+#include "library/PathNames.h"
+#include "library/albumdata/AlbumData.h"
+
+namespace moxtel {
+
+LibraryChanges::LibraryChanges(const LibraryLocation& location, const LibraryDatabases& databases,
+                               LoadedLibrary& library, AlbumData& albumData, Now now)
+    : location_(location),
+      databases_(databases),
+      library_(library),
+      albumData_(albumData),
+      now_(std::move(now)) {}
+
+void LibraryChanges::remember() {
+  seen_ = stamps();
+  isMissing_ = !seen_.hasLibrary();
+}
+
+void LibraryChanges::checkBeforeListing() {
+  if (isMissing_ || now_() - checked_ >= kBetweenListings) check();
+}
+
+void LibraryChanges::check() {
+  Stamps now = stamps();
+  isMissing_ = !now.hasLibrary();
+  if (isMissing_) return;
+  // A library that came after the start was never loaded.
+  if (!library_.usingDB()) library_.loadDatabase();
+  const bool readsAlbumData = readsAlbumDataAgain(now);
+  if (now == seen_ && !readsAlbumData) return;
+  seen_ = now;
+  // The logs lie beside the files that links lead to, and a link may have changed.
+  libraryPath_.reset();
+  if (readsAlbumData) albumData_.reloadAlbumData();
+  dropLists_();
+}
+
+bool LibraryChanges::readsAlbumDataAgain(const Stamps& now) const {
+  if (now.albumData != seen_.albumData) return true;
+  // It may be readable again although nothing else about it changed.
+  return albumData_.failedToRead() && now.albumData.isRegular() && isReadable(albumDataFile_);
+}
+
+LibraryChanges::Stamps LibraryChanges::stamps() {
+  checked_ = now_();
+  if (location_.libraryPath() != libraryPath_) findFiles();
+  Stamps stamps;
+  if (!libraryPath_) return stamps;
+  for (std::size_t i = 0; i < kDatabases; ++i) {
+    stamps.databases[i] = stampOf(files_[i]);
+    stamps.logs[i] = stampOf(logs_[i]);
+  }
+  stamps.albumData = stampOf(albumDataFile_);
+  return stamps;
+}
+
+void LibraryChanges::findFiles() {
+  libraryPath_ = location_.libraryPath();
+  if (!libraryPath_) return;
+  for (std::size_t i = 0; i < kDatabases; ++i) {
+    files_[i] = databases_.pathOf(static_cast<DatabaseFile>(i)).value_or("");
+    logs_[i] = resolvedPath(files_[i]) + "-wal";
+  }
+  albumDataFile_ = appendingPathComponent(*libraryPath_, AlbumData::kFileName);
+}
+
+}  // namespace moxtel

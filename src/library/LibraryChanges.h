@@ -1,0 +1,78 @@
+// Notices that the library's files changed while they are served, as a nightly copy changes them, and that a
+// library comes late, from a disk that is mounted after the start.
+//
+// Compares the size, time and inode of the databases, of their write-ahead logs and of AlbumData.xml with
+// those of the last check: any difference counts, an older date as well. A check takes nine stats and opens
+// no file; when something changed, AlbumData.xml is read again and the cached lists are dropped. While the
+// library is missing, nothing is dropped. Core thread.
+#pragma once
+
+#include <array>
+#include <chrono>
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "library/database/LibraryDatabases.h"
+#include "platform/files/Files.h"
+
+namespace moxtel {
+
+class AlbumData;
+class LibraryLocation;
+class LoadedLibrary;
+
+class LibraryChanges final {
+ public:
+  using Now = std::function<std::chrono::steady_clock::time_point()>;
+
+  // How often a connected client's listing commands lead to a check, at most.
+  static constexpr std::chrono::seconds kBetweenListings{5};
+
+  // Borrows everything. now is the steady clock, except in tests.
+  LibraryChanges(const LibraryLocation& location, const LibraryDatabases& databases, LoadedLibrary& library,
+                 AlbumData& albumData, Now now = std::chrono::steady_clock::now);
+
+  // Drops what was made of the files; called at each change, after AlbumData.xml was read again.
+  void onChange(std::function<void()> dropLists) { dropLists_ = std::move(dropLists); }
+
+  // The files as they are now are those that are about to be read: call it at each start, before they are.
+  void remember();
+  // Call at each connect, when the library was loaded.
+  void check();
+  // Call before each listing command: checks unless the last check was less than kBetweenListings ago. While
+  // the library is missing it always checks.
+  void checkBeforeListing();
+
+ private:
+  static constexpr std::size_t kDatabases = 4;
+
+  struct Stamps {
+    std::array<FileStamp, kDatabases> databases;  // by DatabaseFile
+    std::array<FileStamp, kDatabases> logs;
+    FileStamp albumData;
+    bool hasLibrary() const { return databases.front().isRegular(); }
+    friend bool operator==(const Stamps&, const Stamps&) = default;
+  };
+
+  // The names of the files beside the library's folder that they are in.
+  void findFiles();
+  Stamps stamps();
+  bool readsAlbumDataAgain(const Stamps& now) const;
+
+  const LibraryLocation& location_;
+  const LibraryDatabases& databases_;
+  LoadedLibrary& library_;
+  AlbumData& albumData_;
+  const Now now_;
+  std::function<void()> dropLists_ = [] {};
+  std::optional<std::string> libraryPath_;  // for which the following names hold
+  std::array<std::string, kDatabases> files_;
+  std::array<std::string, kDatabases> logs_;
+  std::string albumDataFile_;
+  Stamps seen_;
+  bool isMissing_ = true;
+  std::chrono::steady_clock::time_point checked_;
+};
+
+}  // namespace moxtel
