@@ -71,6 +71,8 @@ const std::vector<DefaultKey>& serverDefaultKeys() {
       {"ListenAddress", DefaultKind::Text, "IPv4 address of this machine to listen on (all)"},
       {"AllowedClients", DefaultKind::Text,
        "addresses and networks that may connect, for example '192.168.1.0/24, 10.0.0.7' (all)"},
+      {"ReferencedFolders", DefaultKind::Text,
+       "folders outside the library that it may use: FOLDER or VolumeName=FOLDER, separated by ':'"},
       {"PreferAperture", DefaultKind::Boolean, "serve Aperture's library instead of iPhoto's (NO)"},
       {"RevealPhoto", DefaultKind::Boolean, "clients may show photos in the photo application (YES)"},
       {"ScriptInterpreter", DefaultKind::Text,

@@ -6,6 +6,7 @@
 
 #include "library/Faces.h"
 #include "library/LibraryLocation.h"
+#include "library/Messages.h"
 #include "library/PathNames.h"
 #include "library/database/LibraryDatabases.h"
 #include "pictures/codec/PictureDecoder.h"
@@ -53,8 +54,13 @@ Value lastText(Query query) {
 
 }  // namespace
 
-ImageFiles::ImageFiles(const LibraryLocation& location, LibraryDatabases& databases, Faces& faces)
-    : location_(location), databases_(databases), faces_(faces) {}
+ImageFiles::ImageFiles(const LibraryLocation& location, LibraryDatabases& databases, Faces& faces,
+                       Messages& messages, ReferencedFolders referencedFolders)
+    : location_(location),
+      databases_(databases),
+      faces_(faces),
+      messages_(messages),
+      finder_(std::move(referencedFolders)) {}
 
 std::optional<std::string> ImageFiles::base(std::string_view folder) const {
   const auto& library = location_.libraryPath();
@@ -67,9 +73,8 @@ std::optional<std::string> ImageFiles::thumbnailPathBase() const { return base("
 std::optional<std::string> ImageFiles::previewPathBase() const { return base("Previews"); }
 
 std::optional<std::string> ImageFiles::below(const std::optional<std::string>& base, const Value& relative) {
-  absolute_ = false;
+  reference_.reset();
   if (!base || relative.isNil()) return std::nullopt;
-  absolute_ = relative.string().starts_with('/');
   return appendingPathComponent(*base, relative.string());
 }
 
@@ -100,7 +105,7 @@ std::int32_t ImageFiles::faceIndexOf(const Value& identifier) {
 }
 
 std::optional<std::string> ImageFiles::pathNameOfImageWithUuid(const Value& uuid) {
-  absolute_ = false;
+  reference_.reset();
   if (!databases_.openDatabase()) return std::nullopt;
   Value masterUuid;
   std::int32_t hasAdjustments = 0;
@@ -118,9 +123,15 @@ std::optional<std::string> ImageFiles::pathNameOfImageWithUuid(const Value& uuid
     NSLog("did not found masterUuid");
     return std::nullopt;
   }
-  if (hasAdjustments != 0) databases_.closeDatabase();
-  const auto path = hasAdjustments != 0 ? below(previewPathBase(), fullSizePreviewPath(uuid))
-                                        : below(masterPathBase(), masterImagePath(masterUuid));
+  if (hasAdjustments != 0) {
+    databases_.closeDatabase();
+    const auto path = below(previewPathBase(), fullSizePreviewPath(uuid));
+    databases_.closeDatabase();
+    return path;
+  }
+  const Value imagePath = masterImagePath(masterUuid);
+  const auto path = below(masterPathBase(), imagePath);
+  reference_ = referenceOf(masterUuid, imagePath);
   databases_.closeDatabase();
   return path;
 }
@@ -153,11 +164,49 @@ std::int32_t ImageFiles::rotationOfVersionId(const Value& uuid) {
   return rotation;
 }
 
+std::optional<ImageFiles::Reference> ImageFiles::referenceOf(const Value& masterUuid,
+                                                             const Value& imagePath) {
+  if (finder_.allowed().empty() || imagePath.isNil()) return std::nullopt;
+  Query master = databases_.runUnlogged(
+      DatabaseFile::Library, "SELECT fileIsReference,fileVolumeUuid FROM RKMaster WHERE uuid = '%@'",
+      {masterUuid});
+  if (!master.step() || master.integerColumn(0) == 0) return std::nullopt;
+  Query volume = databases_.runUnlogged(DatabaseFile::Library, "SELECT name FROM RKVolume WHERE uuid = '%@'",
+                                        {master.stringColumn(1)});
+  return Reference{std::string(imagePath.string()),
+                   volume.step() ? std::string(volume.stringColumn(0).string()) : std::string()};
+}
+
 OpenFile ImageFiles::open(const std::optional<std::string>& path) {
   releaseLocks();
   const auto& library = location_.libraryPath();
-  if (!path || !library || absolute_) return {};
-  return finder_.open(*library, *path);
+  if (!path || !library) return {};
+  FoundFile found = finder_.open(*library, *path);
+  if (found.linkOut) report(*found.linkOut);
+  if (found.file.state == FileState::Missing && reference_) return openReference(*reference_);
+  return std::move(found.file);
+}
+
+OpenFile ImageFiles::openReference(const Reference& reference) {
+  OpenFile last;
+  for (const std::string& folder : finder_.allowed().foldersOf(reference.volume)) {
+    FoundFile found = finder_.openBelow(folder, reference.path);
+    if (found.linkOut) report(*found.linkOut);
+    if (found.file.state == FileState::Open) return std::move(found.file);
+    if (found.file.state != FileState::Missing) last = std::move(found.file);
+  }
+  return last;
+}
+
+// A library can have any number of links, and the console is for reading.
+void ImageFiles::report(const LinkOut& link) {
+  constexpr std::size_t kMostReports = 10;
+  if (reported_.size() >= kMostReports || !reported_.insert(link.folder).second) return;
+  messages_.showTitle(
+      "Info", format("'%@' is a link that leads out of the library, to '%@', so it is treated as missing. To "
+                     "allow it, start MoxtelServer with -ReferencedFolders '%@', or add this folder to the "
+                     "folders there, separated by a colon.",
+                     link.link, link.folder, link.folder));
 }
 
 void ImageFiles::releaseLocks() { databases_.releaseLocks(); }

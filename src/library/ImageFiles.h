@@ -1,12 +1,14 @@
 // From a photo's identifier to its image files: their paths, their bytes, their pixels, and the rotation that
 // the library keeps for a photo. Core thread.
 //
-// The paths are those that the databases give, joined to the library's folder; open() finds the file, also on
-// a file system that distinguishes letter case and Unicode normal forms.
+// The paths are those that the databases give, joined to the library's folder; open() finds the file (see
+// LibraryFileFinder.h), also one outside the library to which the library only refers, if it lies below a
+// folder that the user named.
 #pragma once
 
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 
@@ -20,12 +22,14 @@ namespace moxtel {
 class Faces;
 class LibraryDatabases;
 class LibraryLocation;
+class Messages;
 class PictureDecoder;
 
 class ImageFiles final {
  public:
-  // Borrows everything.
-  ImageFiles(const LibraryLocation& location, LibraryDatabases& databases, Faces& faces);
+  // Borrows everything but the folders that the user named.
+  ImageFiles(const LibraryLocation& location, LibraryDatabases& databases, Faces& faces, Messages& messages,
+             ReferencedFolders referencedFolders = {});
 
   // Nothing while no library is known.
   std::optional<std::string> masterPathBase() const;
@@ -38,8 +42,8 @@ class ImageFiles final {
   std::int32_t rotationOfVersionId(const Value& uuid);
 
   // Opens the file of the last path that a method above returned. Missing without a path, and for one that
-  // leads out of its folder: one with "..", or one that is absolute in the database. Ends the library's read
-  // transactions first, because what follows may take long.
+  // leads out of its folder. A link that leads out of the library is reported to the user, once for each
+  // folder that it leads to. Ends the library's read transactions first, because what follows may take long.
   OpenFile open(const std::optional<std::string>& path);
   // Ends the library's read transactions, before anything that takes long.
   void releaseLocks();
@@ -61,13 +65,23 @@ class ImageFiles final {
   std::optional<std::string> base(std::string_view folder) const;
   Value fullSizePreviewPath(const Value& uuid);
   Value masterImagePath(const Value& masterUuid);
+  // A master that lies outside the library.
+  struct Reference {
+    std::string path;    // below the volume
+    std::string volume;  // its name; empty if unknown
+  };
+  std::optional<Reference> referenceOf(const Value& masterUuid, const Value& imagePath);
+  OpenFile openReference(const Reference& reference);
+  void report(const LinkOut& link);
   std::optional<PixelBuffer> pixelsOf(const std::optional<std::string>& path, PictureDecoder& decoder);
 
   const LibraryLocation& location_;
   LibraryDatabases& databases_;
   Faces& faces_;
+  Messages& messages_;
   LibraryFileFinder finder_;
-  bool absolute_ = false;  // whether the database gave the last path as an absolute one
+  std::optional<Reference> reference_;  // of the last path, if the user named folders
+  std::set<std::string> reported_;      // the folders that links out of the library lead to
 };
 
 }  // namespace moxtel

@@ -63,7 +63,8 @@ class ImageFilesTest : public testing::Test {
     if (!files_) {
       opened.emplace(library);
       faces.emplace(opened->databases);
-      files_.emplace(opened->location, opened->databases, *faces);
+      files_.emplace(opened->location, opened->databases, *faces, opened->messages,
+                     ReferencedFolders(referencedFolders));
       log.emplace();
     }
     return *files_;
@@ -73,6 +74,7 @@ class ImageFilesTest : public testing::Test {
   Path previews(const char* name) const { return library.path() + "/Previews/" + name; }
 
   TestLibrary library;
+  std::string referencedFolders;  // before the first files()
   std::optional<OpenedLibrary> opened;
   std::optional<Faces> faces;
   std::optional<SystemLogCapture> log;
@@ -260,19 +262,153 @@ TEST_F(ImageFilesTest, opensTheFileThatIsMeant) {
 
 TEST_F(ImageFilesTest, opensNoFileOutsideOfItsFolder) {
   version("up", "m1");
-  version("absolute", "m2");
+  version("out", "m2");
   version("plain", "m3");
   master("m1", "../Previews/a.jpg");
-  master("m2", "/a.jpg");
+  master("m2", "/../../Library/Previews/a.jpg");
   master("m3", "a.jpg");
   file("Previews/a.jpg");
   file("Masters/a.jpg");
   EXPECT_EQ(files().open(files().pathNameOfImageWithUuid("up")).state, FileState::Missing);
-  const Path absolute = files().pathNameOfImageWithUuid("absolute");
-  EXPECT_EQ(absolute, masters("a.jpg"));
-  EXPECT_EQ(files().open(absolute).state, FileState::Missing);
+  EXPECT_EQ(files().open(files().pathNameOfImageWithUuid("out")).state, FileState::Missing);
   EXPECT_EQ(files().open(files().pathNameOfImageWithUuid("plain")).state, FileState::Open);
   EXPECT_EQ(files().open(std::nullopt).state, FileState::Missing);
+}
+
+TEST_F(ImageFilesTest, joinsPathsThatBeginWithASlashByOneSeparator) {
+  version("v", "m");
+  version("edited", "m", 1);
+  master("m", "/2012/a.jpg");
+  proxy("edited", 1, "//2012/thumb.jpg", Value(), Value(), "/2012/preview.jpg");
+  file("Masters/2012/a.jpg", "master");
+  file("Previews/2012/preview.jpg", "preview");
+  file("Thumbnails/2012/thumb.jpg", "thumb");
+  const auto expect = [&](const Path& path, const Path& expected) {
+    EXPECT_EQ(path, expected);
+    EXPECT_EQ(files().open(path).state, FileState::Open) << *expected;
+  };
+  expect(files().pathNameOfImageWithUuid("v"), masters("2012/a.jpg"));
+  expect(files().pathNameOfImageWithUuid("edited"), previews("2012/preview.jpg"));
+  expect(files().thumbnailPathWithUuid("edited", false, false), thumbnails("2012/thumb.jpg"));
+}
+
+TEST_F(ImageFilesTest, followsAFolderAboveThatStaysInItsFolder) {
+  version("v", "m");
+  master("m", "2012/../2013/a.jpg");
+  file("Masters/2013/a.jpg");
+  file("Masters/2012/b.jpg");
+  EXPECT_EQ(files().open(files().pathNameOfImageWithUuid("v")).state, FileState::Open);
+}
+
+TEST_F(ImageFilesTest, reportsEachFolderThatALinkLeadsToOnce) {
+  const TemporaryFolder other;
+  std::ofstream(other.path() / "a.jpg") << "x";
+  std::ofstream(other.path() / "b.jpg") << "x";
+  proxy("a", 1, "a.jpg");
+  proxy("b", 2, "b.jpg");
+  std::filesystem::create_directory_symlink(other.path(), library.path() + "/Thumbnails");
+  for (const char* photo : {"a", "b", "a"}) {
+    EXPECT_EQ(files().open(files().thumbnailPathWithUuid(photo, false, false)).state, FileState::Missing);
+  }
+  const std::string folder = other.path().string();
+  EXPECT_EQ(opened->messages.count("Info", "'" + library.path() +
+                                               "/Thumbnails' is a link that leads out of the library, to '" +
+                                               folder + "'"),
+            1);
+  EXPECT_EQ(opened->messages.count("Info", "-ReferencedFolders '" + folder + "'"), 1);
+  EXPECT_EQ(opened->messages.count("Info", "is a link"), 1);
+}
+
+TEST_F(ImageFilesTest, reportsAFewLinksOnly) {
+  const TemporaryFolder other;
+  for (int i = 0; i < 30; ++i) {
+    const std::string number = std::to_string(i);
+    std::filesystem::create_directories(other.path() / number);
+    proxy(Value("v" + number), i, Value(number + "/a.jpg"));
+    std::filesystem::create_directories(library.path() + "/Thumbnails");
+    std::filesystem::create_directory_symlink(other.path() / number,
+                                              library.path() + "/Thumbnails/" + number);
+  }
+  for (int i = 0; i < 30; ++i)
+    (void)files().open(files().thumbnailPathWithUuid(Value("v" + std::to_string(i)), false, false));
+  EXPECT_EQ(opened->messages.count("Info", "is a link"), 10);
+}
+
+// ---- photos outside the library ----
+
+class ReferencedMasters : public ImageFilesTest {
+ protected:
+  void SetUp() override {
+    library.execute(DatabaseFile::Library,
+                    "CREATE TABLE RKVolume (modelId integer primary key, uuid varchar, name varchar)");
+    library.execute(DatabaseFile::Library, "INSERT INTO RKVolume (uuid, name) VALUES ('vol', 'Old Disk')");
+    version("v", "m");
+    library.insert("RKMaster", Dictionary{{"uuid", "m"},
+                                          {"imagePath", "Users/ann/IMG_1.JPG"},
+                                          {"fileIsReference", 1},
+                                          {"fileVolumeUuid", "vol"}});
+    fileOnDisk("disk", "old disk");
+    fileOnDisk("other", "other disk");
+  }
+  void fileOnDisk(const std::string& folder, const std::string& text) {
+    const auto path = disks.path() / folder / "Users/ann/img_1.jpg";
+    std::filesystem::create_directories(path.parent_path());
+    std::ofstream(path) << text;
+  }
+  // The content of the photo's file; "none" without one.
+  std::string contentOf(const char* uuid) {
+    const Path path = files().pathNameOfImageWithUuid(uuid);
+    EXPECT_EQ(path, masters("Users/ann/IMG_1.JPG")) << "the path stays as the database has it";
+    const FileContents contents = readAll(files().open(path), 100);
+    return contents.state == FileState::Open ? std::string(contents.bytes.begin(), contents.bytes.end())
+                                             : "none";
+  }
+  std::string disk(const char* name) const { return (disks.path() / name).string(); }
+
+  TemporaryFolder disks;
+};
+
+TEST_F(ReferencedMasters, areMissingWithoutAFolderThatTheUserNamed) { EXPECT_EQ(contentOf("v"), "none"); }
+
+TEST_F(ReferencedMasters, areFoundBelowTheFolderOfTheirVolumeFirst) {
+  referencedFolders = disk("other") + ":old disk=" + disk("disk");
+  EXPECT_EQ(contentOf("v"), "old disk");
+}
+
+TEST_F(ReferencedMasters, areFoundBelowAnyFolder) {
+  referencedFolders = "Another=" + disk("other") + ":" + disk("none") + ":" + disk("disk");
+  EXPECT_EQ(contentOf("v"), "old disk");
+}
+
+TEST_F(ReferencedMasters, areNotFoundBelowTheFolderOfAnotherVolume) {
+  referencedFolders = "Another=" + disk("other");
+  EXPECT_EQ(contentOf("v"), "none");
+}
+
+TEST_F(ReferencedMasters, needNoTableOfVolumes) {
+  library.execute(DatabaseFile::Library, "DROP TABLE RKVolume");
+  referencedFolders = "old disk=" + disk("disk") + ":" + disk("other");
+  EXPECT_EQ(contentOf("v"), "other disk");
+  EXPECT_THAT(log->lines(), IsEmpty());
+}
+
+TEST_F(ReferencedMasters, doNotLeaveTheFolder) {
+  std::ofstream(disks.path() / "secret.jpg") << "secret";
+  library.execute(DatabaseFile::Library, "UPDATE RKMaster SET imagePath = '../secret.jpg'");
+  referencedFolders = disk("disk");
+  EXPECT_EQ(files().open(files().pathNameOfImageWithUuid("v")).state, FileState::Missing);
+}
+
+TEST_F(ReferencedMasters, areTheOnlyFilesThatAreSearchedOutside) {
+  library.execute(DatabaseFile::Library, "UPDATE RKMaster SET fileIsReference = 0");
+  referencedFolders = disk("disk");
+  EXPECT_EQ(contentOf("v"), "none");
+  library.execute(DatabaseFile::Library, "UPDATE RKMaster SET fileIsReference = 1");
+  opened->nextCommand();
+  EXPECT_EQ(contentOf("v"), "old disk");
+  proxy("v", 1, "Users/ann/IMG_1.JPG");
+  opened->nextCommand();
+  EXPECT_EQ(files().open(files().thumbnailPathWithUuid("v", false, false)).state, FileState::Missing);
 }
 
 TEST_F(ImageFilesTest, holdsNoLockWhileAFileIsRead) {
@@ -326,7 +462,7 @@ TEST(ImageFilesWithoutALibrary, haveNoFolders) {
   const LibraryLocation location(defaults, processes, messages, flags);
   LibraryDatabases databases(loop, messages);
   Faces faces(databases);
-  ImageFiles files(location, databases, faces);
+  ImageFiles files(location, databases, faces, messages);
   EXPECT_EQ(files.masterPathBase(), std::nullopt);
   EXPECT_EQ(files.thumbnailPathWithUuid("v", false, false), std::nullopt);
   EXPECT_EQ(files.open(std::string("/etc/hostname")).state, FileState::Missing);

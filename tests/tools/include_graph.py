@@ -41,7 +41,7 @@ BELOW = {
 CORE_QT_FILES = {
     "plist/XmlLeaves.cpp": "base64",
     "library/ImageFiles.cpp": "Unicode categories: which characters are letters",
-    "library/LibraryFileFinder.cpp": "Unicode normal forms and case of file names",
+    "library/FileNameForms.cpp": "Unicode normal forms and case of file names",
     "library/answers/FoldedText.cpp": "Unicode normal forms, case and categories of letters",
     "library/answers/RuleDates.cpp": "days in time zones",
     "client/Json.cpp": "base64",

@@ -91,9 +91,11 @@ class MetadataTestCase(LibraryTestCase):
         self.rows = Rows(self.copy)
 
     def serve(self):
+        """Yields a client. Links in the copy may lead to the fixtures and to the copies' folder."""
         before = moxteltest.hash_of_library(self.copy)
         self.addCleanup(lambda: self.assertEqual(moxteltest.hash_of_library(self.copy), before, "was changed"))
-        self.server = self.enterContext(Server(self.copy))
+        allowed = "%s:%s" % (self.copies, os.environ["MOXTEL_FIXTURES"])
+        self.server = self.enterContext(Server(self.copy, "-ReferencedFolders", allowed))
         return self.enterContext(Client(self.server))
 
     def set_master(self, version, file):
@@ -256,7 +258,8 @@ class Movies(MetadataTestCase):
 
     def test_the_size_is_in_whole_kilobytes_and_never_0(self):
         self.set_file(0)
-        client = self.enterContext(Client(self.enterContext(Server(self.copy))))
+        server = self.enterContext(Server(self.copy, "-ReferencedFolders", self.copies))
+        client = self.enterContext(Client(server))
         for size, wanted in ((0, None), (1023, None), (1024, 1), (2047, 1), (5 << 40, 5 << 30)):
             self.set_file(size)
             self.assertEqual(self.metadata(client).get("Filesize (KB)"), wanted, size)

@@ -247,11 +247,11 @@ class OddLibraries(PicturesTestCase):
             self.assertGreater(connection.execute(statement, values).rowcount, 0)
         connection.close()
 
-    def serve(self):
+    def serve(self, *arguments):
         """Yields a client; checks afterwards that the copy is unchanged."""
         before = moxteltest.hash_of_library(self.copy)
         self.addCleanup(lambda: self.assertEqual(moxteltest.hash_of_library(self.copy), before, "was changed"))
-        self.server = self.enterContext(Server(self.copy))
+        self.server = self.enterContext(Server(self.copy, *arguments))
         return self.enterContext(Client(self.server))
 
     def set_thumbnail(self, relative, column="thumbnailPath"):
@@ -285,20 +285,111 @@ class OddLibraries(PicturesTestCase):
         for command, column in ((THUMB, "thumbnailPath"), (FULLSCREEN, "thumbnailPath"), (SQUARE, "miniThumbnailPath")):
             self.expect_file(client, self.facts.thumbnail(self.proxy[column]), command, key=self.key)
 
-    def test_masters_may_be_on_another_disk(self):
+    def lines_with(self, text):
+        return [line for line in self.server.console().splitlines() if text in line]
+
+    def test_masters_may_be_on_another_disk_that_the_user_named(self):
         elsewhere = self.copies / "Other disk"
         (self.copy / "Masters").rename(elsewhere)
         (self.copy / "Masters").symlink_to(elsewhere)
-        self.expect_file(self.serve(), self.facts.image_of(self.plain), DATA, key=self.plain["uuid"])
+        path = self.facts.image_of(self.plain)
+        client = self.serve("-ReferencedFolders", "/none:%s" % self.copies)
+        self.expect_file(client, path, DATA, key=self.plain["uuid"])
+        self.assertEqual(self.lines_with("is a link"), [])
+        client = self.serve()
+        for _ in range(3):
+            self.assertEqual(client.error(DATA, key=self.plain["uuid"]), "No Image")
+        lines = self.lines_with("is a link that leads out of the library, to '%s'" % elsewhere)
+        self.assertEqual(len(lines), 1, lines)
+        self.assertIn("-ReferencedFolders '%s'" % elsewhere, lines[0])
+
+    def test_links_are_followed_inside_the_library_only(self):
+        secret = self.copies / "secret.jpg"
+        shutil.copy(self.facts.thumbnail(self.proxy["thumbnailPath"]), secret)
+        thumbnail = self.facts.thumbnail(self.proxy["thumbnailPath"])
+        links = {"Thumbnails/inside.jpg": os.path.relpath(thumbnail, self.copy / "Thumbnails"),
+                 "Thumbnails/absolute.jpg": str(thumbnail), "Thumbnails/byLink.jpg": None,
+                 "Thumbnails/out.jpg": str(secret), "Thumbnails/up.jpg": "../../secret.jpg", "Thumbnails/folder": ".."}
+        other = self.copies / "Link"
+        other.symlink_to(self.copy)
+        links["Thumbnails/byLink.jpg"] = str(other / thumbnail.relative_to(self.copy))
+        for link, target in links.items():
+            (self.copy / link).symlink_to(target)
+        rows = iter(self.facts.proxies)
+        expected = {}
+        for path, found in (("inside.jpg", thumbnail), ("absolute.jpg", thumbnail), ("byLink.jpg", thumbnail),
+                            ("folder/Thumbnails/inside.jpg", thumbnail), ("out.jpg", None), ("up.jpg", None),
+                            ("folder/../secret.jpg", None)):
+            self.key = next(rows)["versionUuid"]
+            self.set_thumbnail(path)
+            expected[self.key] = found
+        for library in (self.copy, other):
+            server = self.enterContext(Server(library))
+            with Client(server) as client:
+                for key, path in expected.items():
+                    self.expect_file(client, path, THUMB, key=key)
+
+    def test_referenced_masters_are_below_the_folders_that_the_user_named(self):
+        disk, other = self.copies / "Disk", self.copies / "Other"
+        master = self.facts.image_of(self.plain)
+        for folder, content in ((disk, master.read_bytes()), (other, b"other")):
+            (folder / "Users/ann").mkdir(parents=True)
+            (folder / "Users/ann/img_1.jpg").write_bytes(content)
+        self.set_master("Users/ann/IMG_1.JPG")
+        connection = sqlite3.connect(self.copy / "Database/apdb/Library.apdb")
+        with connection:
+            connection.execute("CREATE TABLE RKVolume (modelId integer primary key, uuid varchar, name varchar)")
+            connection.execute("INSERT INTO RKVolume (uuid, name) VALUES ('volume', 'Old Disk')")
+            connection.execute("UPDATE RKMaster SET fileIsReference = 1, fileVolumeUuid = 'volume' WHERE uuid = ?",
+                               (self.plain["masterUuid"],))
+        connection.close()
+        for folders, found in ((None, None), (disk, disk), ("%s:Old Disk=%s" % (other, disk), disk),
+                               ("Another Disk=%s" % disk, None), (other, other)):
+            client = self.serve(*(("-ReferencedFolders", folders) if folders else ()))
+            path = found and found / "Users/ann/img_1.jpg"
+            self.expect_file(client, path, DATA, key=self.plain["uuid"])
+        client = self.serve("-ReferencedFolders", disk)
+        data = client.result(IMAGE, key=self.plain["uuid"])
+        self.assertEqual(size_of_jpeg(data), size_of_jpeg(master.read_bytes()))
+
+    def test_stored_paths_may_begin_with_a_slash_and_go_up_inside_their_folder(self):
+        thumbnail = self.facts.thumbnail(self.proxy["thumbnailPath"])
+        rows = iter(self.facts.proxies)
+        for path in ("/" + self.proxy["thumbnailPath"], "//" + self.proxy["thumbnailPath"],
+                     "empty/../" + self.proxy["thumbnailPath"], "../Thumbnails/" + self.proxy["thumbnailPath"]):
+            self.key = next(rows)["versionUuid"]
+            self.set_thumbnail(path)
+        (self.copy / "Thumbnails/empty").mkdir()
+        master = self.facts.image_of(self.plain)
+        self.set_master("/" + self.facts.masters[self.plain["masterUuid"]])
+        client = self.serve()
+        for row in self.facts.proxies[:4]:
+            self.expect_file(client, thumbnail, THUMB, key=row["versionUuid"])
+        self.expect_file(client, master, DATA, key=self.plain["uuid"])
+
+    def test_names_may_have_the_replacements_of_other_file_systems(self):
+        thumbnail = self.facts.thumbnail(self.proxy["thumbnailPath"])
+        rows = iter(self.facts.proxies)
+        keys = []
+        for stored, disk in (("What? 12:30.jpg", "What\uf03f 12\uf03a30.jpg"),
+                             ('Who? "I".jpg', "Who\uf025 \uf020I\uf020.jpg"),
+                             ("blank /a.jpg", "blank\uf028/a.jpg"), ("1/2/b.jpg", "1:2/b.jpg")):
+            path = self.copy / "Thumbnails" / disk
+            path.parent.mkdir(exist_ok=True)
+            shutil.copy(thumbnail, path)
+            self.key = next(rows)["versionUuid"]
+            self.set_thumbnail(stored)
+            keys.append(self.key)
+        client = self.serve()
+        for key in keys:
+            self.expect_file(client, thumbnail, THUMB, key=key)
 
     def test_paths_cannot_leave_their_folder(self):
         secret = self.copies / "secret.jpg"
         shutil.copy(self.facts.thumbnail(self.proxy["thumbnailPath"]), secret)
-        below = self.copy / "Thumbnails" / str(secret).lstrip("/")
-        below.parent.mkdir(parents=True)
-        shutil.copy(secret, below)
         rows = iter(self.facts.proxies)
-        paths = ("../../secret.jpg", "x/../../../secret.jpg", str(secret), "../Database/apdb/Library.apdb", "..", ".", "")
+        paths = ("../../secret.jpg", "x/../../../secret.jpg", str(secret), "../Database/apdb/Library.apdb", "..", ".",
+                 "", "/../../secret.jpg", "../../Library/../secret.jpg")
         keys = {}
         for path, row in zip(paths, rows):
             self.key = row["versionUuid"]
@@ -358,7 +449,11 @@ class OddLibraries(PicturesTestCase):
     # ---- Large files: sparse, outside the library, reached through a link ----
 
     def large_master(self, size):
-        path = self.copies / "large.mov"
+        """A master on another disk, which serve_large() allows: the hash of the library leaves it out."""
+        disk = self.copies / "Large disk"
+        (self.copy / "Masters").rename(disk)
+        (self.copy / "Masters").symlink_to(disk)
+        path = disk / "large.mov"
         with open(path, "wb") as file:
             file.write(b"the first bytes")
             file.truncate(size)
@@ -366,9 +461,11 @@ class OddLibraries(PicturesTestCase):
             file.write(b"the last bytes")
         if path.stat().st_blocks * 512 > 1 << 20:
             self.skipTest("this file system keeps no sparse files")
-        (self.copy / "Masters/large.mov").symlink_to(path)
         self.set_master("large.mov")
         return path
+
+    def serve_large(self):
+        return self.serve("-ReferencedFolders", self.copies / "Large disk")
 
     def skip_without_memory(self, needed):
         lines = pathlib.Path("/proc/meminfo").read_text().splitlines()
@@ -380,7 +477,7 @@ class OddLibraries(PicturesTestCase):
         size = int(os.environ.get("MOXTEL_MOVIE_MEGABYTES", "256")) << 20
         self.skip_without_memory(size + (512 << 20))
         self.large_master(size)
-        client = self.serve()
+        client = self.serve_large()
         client.socket.settimeout(300)  # reading this much takes long on a busy machine
         client.send(DATA, key=self.plain["uuid"])
         (length,) = struct.unpack("=I", client.receive_exactly(4))
@@ -396,7 +493,7 @@ class OddLibraries(PicturesTestCase):
         size = 256 << 20
         self.skip_without_memory(size + (512 << 20))
         movie = self.large_master(size)
-        client = self.serve()
+        client = self.serve_large()
         client.send(DATA, key=self.plain["uuid"])
         (length,) = struct.unpack("=I", client.receive_exactly(4))
         self.assertGreater(length, size)
@@ -452,7 +549,7 @@ class OddLibraries(PicturesTestCase):
 
     def test_does_not_read_a_movie_larger_than_a_reply(self):
         movie = self.large_master((4 << 30) + 1)
-        client = self.serve()
+        client = self.serve_large()
         before = self.server.memory()
         self.assertEqual(client.error(DATA, key=self.plain["uuid"]), "No Image")
         client.expect_silence()
