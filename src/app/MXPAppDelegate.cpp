@@ -24,18 +24,12 @@ constexpr const char* kServiceType = "_moxtelserver._tcp.";
 // Kept on purpose: the switch "CheckIndizes" is read, but has no effect.
 std::atomic<bool> checkIndizes{false};
 
-// What precedes the first dot of a host name; the whole name if it begins with a dot or has none.
-std::string shortHostName(const Value& clientName) {
-  if (!clientName.isString()) return "<unknown>";
-  const std::string_view name = clientName.string();
-  const std::size_t dot = name.find('.');
-  return std::string(dot != std::string_view::npos && dot > 0 ? name.substr(0, dot) : name);
-}
-
 }  // namespace
 
 MXPAppDelegate::MXPAppDelegate(const ServerEnvironment& environment)
     : environment_(environment),
+      connectionLines_([this](const std::string& text) { environment_.console.showTitle("Info", text); },
+                       environment.hostLookup),
       roles_(std::make_unique<ServerRoles>(environment, flags_, iPhotoWasEdited_)),
       server_(std::make_unique<QVSocketServer>(environment.notifications, environment.discovery)) {
   roles_->connectTo(environment.loop, *server_);
@@ -62,10 +56,7 @@ void MXPAppDelegate::applicationDidFinishLaunching() {
 }
 
 void MXPAppDelegate::startup() {
-  {
-    const std::lock_guard lock(clientsMutex_);
-    clientDict_.clear();
-  }
+  connectionLines_.forgetClients();
   environment_.scripts.beginCommand(kTimeForQuestions);
   roles_->databases.beginCommand();
   roles_->location.preferAperture = environment_.defaults.boolForKey("PreferAperture");
@@ -132,6 +123,8 @@ void MXPAppDelegate::dropLists() {
 void MXPAppDelegate::resetForRestart() {
   dropLists();
   roles_->monitor.stopAppChecks();
+  // First, so that the line about the disconnect never has the name of a client that startup() forgets.
+  connectionLines_.forgetClients();
   QVSocketServer::disconnect();
 }
 
@@ -250,8 +243,7 @@ ServerStatus MXPAppDelegate::status() {
   status.preferAperture = roles_->location.preferAperture;
   status.revealPhoto = environment_.defaults.boolForKey("RevealPhoto");
   if (!isConnectedToClient_) return status;
-  const std::lock_guard lock(clientsMutex_);
-  status.client = clientDict_.empty() ? "<unknown>" : clientDict_.begin()->second;
+  status.client = connectionLines_.client().value_or("<unknown>");
   return status;
 }
 
@@ -284,41 +276,20 @@ void MXPAppDelegate::showConsole() { environment_.console.showConsoleWindow(); }
 
 void MXPAppDelegate::changedConnection(const Notification& notification) {
   NSLog("changedConnection: %d", QVSocketServer::isConnected());
-  const std::string shortName = shortHostName(notification.userInfo["clientname"]);
   isConnectedToClient_ = QVSocketServer::isConnected();
-  if (isConnectedToClient_) {
-    showConnected(notification, shortName);
-  } else {
-    showDisconnected();
+  if (!isConnectedToClient_) {
+    connectionLines_.disconnected();
+    iPhotoWasEdited_ = false;
+    return;
   }
-}
-
-void MXPAppDelegate::showConnected(const Notification& notification, const std::string& shortName) {
-  environment_.console.showTitle("Info", format("Connected to Moxtel on '%@'", shortName));
-  {
-    const std::lock_guard lock(clientsMutex_);
-    clientDict_[std::string(notification.userInfo["clientip"].string())] = shortName;
-  }
+  const Value& name = notification.userInfo["clientname"];
+  connectionLines_.connected(std::string(notification.userInfo["clientip"].string()),
+                             name.isString() ? std::optional(std::string(name.string())) : std::nullopt);
   // Waits, so that the library is loaded again before the client's first request is read.
   environment_.loop.performAndWait([this] {
     roles_->library.loadDatabase();
     roles_->changes.check();
   });
-}
-
-void MXPAppDelegate::showDisconnected() {
-  std::optional<std::string> name;
-  {
-    const std::lock_guard lock(clientsMutex_);
-    // The name is certain only if exactly one client is known.
-    if (clientDict_.size() == 1) {
-      name = clientDict_.begin()->second;
-      clientDict_.clear();
-    }
-  }
-  environment_.console.showTitle("Info", name ? format("Lost connection to Moxtel on '%@'", *name)
-                                              : std::string("Lost connection to Moxtel"));
-  iPhotoWasEdited_ = false;
 }
 
 }  // namespace moxtel

@@ -7,12 +7,11 @@
 #pragma once
 
 #include <atomic>
-#include <map>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 
+#include "app/ConnectionLines.h"
 #include "app/ServerStatus.h"
 #include "console/MXSConsole.h"
 #include "library/LibrarySearch.h"
@@ -20,6 +19,7 @@
 #include "net/PublicationReporter.h"
 #include "net/QVSocketServer.h"
 #include "platform/loop/NotificationCenter.h"
+#include "platform/system/HostNames.h"
 
 namespace moxtel {
 
@@ -41,6 +41,7 @@ struct ServerEnvironment {
   ScriptRunner& scripts;
   MXSConsole& console;
   DnsSd* discovery = nullptr;  // null: this machine cannot publish services
+  ConnectionLines::HostLookup hostLookup = nameOfHost;
 };
 
 class MXPAppDelegate final {
@@ -109,11 +110,10 @@ class MXPAppDelegate final {
   const char* runningApplication() const;
   std::vector<std::string> addresses() const;
   void reportListener(bool started, std::int32_t port);
-  void showConnected(const Notification& notification, const std::string& shortName);
-  void showDisconnected();
 
   ServerEnvironment environment_;
   PhotoApplicationFlags flags_;
+  ConnectionLines connectionLines_;  // outlives the accept thread
   std::unique_ptr<ServerRoles> roles_;
   std::unique_ptr<QVSocketServer> server_;
   std::unique_ptr<PublicationReporter> publicationReporter_;
@@ -124,9 +124,6 @@ class MXPAppDelegate final {
   PublicationState publication_;
   std::optional<Counted> counted_;
   LibraryCounts counts_;
-
-  std::mutex clientsMutex_;
-  std::map<std::string, std::string> clientDict_;  // client address → short name; guarded by clientsMutex_
 };
 
 }  // namespace moxtel

@@ -13,7 +13,6 @@
 #include "log/Log.h"
 #include "net/Requests.h"
 #include "platform/loop/NotificationCenter.h"
-#include "platform/system/HostNames.h"
 #include "platform/system/SystemLog.h"
 #include "plist/KeyedArchive.h"
 
@@ -41,8 +40,6 @@ bool isRequest(std::span<const std::uint8_t> bytes) {
   return value && value->isDictionary();
 }
 
-std::optional<std::string> lookUpName(const std::string& address) { return nameOfHost(address); }
-
 // Writes the file's content up to its size at opening, reading it as the peer takes it. False when the
 // connection fails, and when the file has become shorter or cannot be read.
 bool sendContent(MessageWriter& writer, const OpenFile& file) {
@@ -62,12 +59,9 @@ bool sendContent(MessageWriter& writer, const OpenFile& file) {
 
 }  // namespace
 
-QVSocketServer::QVSocketServer(NotificationCenter& notifications, DnsSd* dnsSd)
-    : QVSocketServer(notifications, dnsSd, lookUpName) {}
-
-QVSocketServer::QVSocketServer(NotificationCenter& notifications, DnsSd* dnsSd, HostLookup lookUp,
-                               SocketServerLimits limits)
-    : notifications_(notifications), dnsSd_(dnsSd), lookUp_(std::move(lookUp)), limits_(limits) {
+QVSocketServer::QVSocketServer(NotificationCenter& notifications, DnsSd* dnsSd,
+                               const SocketServerLimits& limits)
+    : notifications_(notifications), dnsSd_(dnsSd), limits_(limits) {
   const std::lock_guard lock(sharedMutex);
   sharedServer = this;
 }
@@ -219,9 +213,7 @@ void QVSocketServer::runServer() {
 }
 
 void QVSocketServer::serve(ClientListener::Client client) {
-  const std::string address = dottedQuad(client.peer);
-  Dictionary info{{"clientip", address}};
-  if (const auto name = lookUp_(address)) info.set("clientname", *name);
+  const Dictionary info{{"clientip", dottedQuad(client.peer)}};
   LogDebug("got connection from %@", info);
   beginConnection(std::move(client.connection));
   notify("ChangedConnection", nullptr, info);

@@ -9,10 +9,11 @@
 //
 // Notifications, posted on the accept thread, which reads on only after every observer has returned:
 //
-//   "ChangedConnection"  object null, userInfo {"clientip", "clientname"}   a client was accepted; no
-//                                                                            "clientname" if it has none
-//   "ChangedConnection"  object null, userInfo nil                           the client has disconnected
-//   "GotData"            object the server, userInfo {"data"}                each successful read
+//   "ChangedConnection"  object null, userInfo {"clientip"}      a client was accepted
+//   "ChangedConnection"  object null, userInfo nil               the client has disconnected
+//   "GotData"            object the server, userInfo {"data"}    each successful read
+//
+// The first one has no "clientname": the client would wait while its name is looked up.
 //
 // An ordinary object: its owner, MXPAppDelegate, constructs, starts, stops and destroys it on the core
 // thread. The class operations find the server that was constructed last. Only the accept thread closes the
@@ -25,7 +26,6 @@
 #include <functional>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <thread>
@@ -64,14 +64,9 @@ struct SocketServerAccess {
 
 class QVSocketServer final : public ReplyChannel {
  public:
-  // The host name of an address in dotted-quad text. Bounded in time: a client's first request waits for it.
-  using HostLookup = std::function<std::optional<std::string>(const std::string& address)>;
-
   // Becomes the shared server. Borrows the notification center and the publisher. Without a publisher, a
   // start fails after it has begun to listen.
-  QVSocketServer(NotificationCenter& notifications, DnsSd* dnsSd);
-  QVSocketServer(NotificationCenter& notifications, DnsSd* dnsSd, HostLookup lookUp,
-                 SocketServerLimits limits = {});
+  QVSocketServer(NotificationCenter& notifications, DnsSd* dnsSd, const SocketServerLimits& limits = {});
   // Stops the server. It is no longer the shared one.
   ~QVSocketServer() override;
   QVSocketServer(const QVSocketServer&) = delete;
@@ -143,7 +138,6 @@ class QVSocketServer final : public ReplyChannel {
 
   NotificationCenter& notifications_;
   DnsSd* const dnsSd_;
-  const HostLookup lookUp_;
   const SocketServerLimits limits_;
 
   FileDescriptor serverSocket_;

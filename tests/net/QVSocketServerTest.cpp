@@ -136,20 +136,13 @@ TEST_F(QVSocketServerTest, notifiesWhenAClientConnectsAndDisconnects) {
   RawClient::to(server->port()).close();
   ASSERT_TRUE(changes.waitFor(2));
   const auto all = changes.all();
-  EXPECT_EQ(all[0].userInfo, Value(Dictionary{{"clientip", "127.0.0.1"}, {"clientname", "tablet.example"}}));
+  EXPECT_EQ(all[0].userInfo, Value(Dictionary{{"clientip", "127.0.0.1"}}));
   EXPECT_EQ(all[0].object, nullptr);
   EXPECT_TRUE(all[1].userInfo.isNil());
   EXPECT_EQ(all[1].object, nullptr);
   EXPECT_EQ(chunks.count(), 0u);
   EXPECT_TRUE(logged("got connection from {"));
   EXPECT_FALSE(log.contains("could not read from socket"));
-}
-
-TEST_F(QVSocketServerTest, leavesOutTheNameOfAClientWithoutOne) {
-  peerName.reset();
-  start();
-  const RawClient client = connected();
-  EXPECT_EQ(changes.all()[0].userInfo, Value(Dictionary{{"clientip", "127.0.0.1"}}));
 }
 
 TEST_F(QVSocketServerTest, isConnectedWhileAClientIsConnected) {

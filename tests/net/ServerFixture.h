@@ -85,8 +85,7 @@ class ServerFixture : public testing::Test {
     handler_ = std::move(handler);
   }
   void start(SocketServerLimits limits = {}) {
-    server = std::make_unique<QVSocketServer>(
-        center, &publisher, [this](const std::string&) { return peerName; }, limits);
+    server = std::make_unique<QVSocketServer>(center, &publisher, limits);
     ASSERT_TRUE(server->startServerOnPort(0, "My Mac", "_moxtelserver._tcp."));
   }
   RawClient connected(int receiveBuffer = 0) {
@@ -114,7 +113,6 @@ class ServerFixture : public testing::Test {
   SystemLogCapture log;
   NotificationCenter center;
   FakeDnsSd publisher;
-  std::optional<std::string> peerName = "tablet.example";
   Happenings<Notification> changes;
   Happenings<Bytes> chunks;
   Happenings<std::string> events;

@@ -12,7 +12,6 @@
 
 #include <array>
 #include <cerrno>
-#include <condition_variable>
 #include <memory>
 #include <mutex>
 #include <system_error>
@@ -24,15 +23,8 @@ namespace moxtel {
 
 namespace {
 
-// Bounds the threads of look-ups whose caller has timed out: an untrusted peer can cause them.
+// Bounds the threads of look-ups that the resolver does not answer: an untrusted peer can cause them.
 constexpr int kMostUnanswered = 16;
-
-struct LookUp {
-  std::mutex mutex;
-  std::condition_variable answered;
-  bool isAnswered = false;
-  std::optional<std::string> answer;
-};
 
 // Shared with the threads, which may outlive all other objects of the process.
 struct Counter {
@@ -56,18 +48,6 @@ std::string dottedQuad(const sockaddr* address) {
   char text[INET_ADDRSTRLEN] = "";
   inet_ntop(AF_INET, &reinterpret_cast<const sockaddr_in*>(address)->sin_addr, text, sizeof text);
   return text;
-}
-
-std::optional<std::string> askResolver(const std::string& address) {
-  sockaddr_in socketAddress{};
-  socketAddress.sin_family = AF_INET;
-  if (::inet_pton(AF_INET, address.c_str(), &socketAddress.sin_addr) != 1) return std::nullopt;
-  std::array<char, NI_MAXHOST> name{};
-  const int failure =
-      ::getnameinfo(reinterpret_cast<const sockaddr*>(&socketAddress), sizeof socketAddress, name.data(),
-                    static_cast<socklen_t>(name.size()), nullptr, 0, NI_NAMEREQD);
-  if (failure != 0) return std::nullopt;
-  return std::string(name.data());
 }
 
 }  // namespace
@@ -104,34 +84,34 @@ std::string whyInterfacesCannotBeWatched() {
   return "the network interfaces cannot be watched: " + std::generic_category().message(errno);
 }
 
-std::optional<std::string> answerWithin(std::chrono::milliseconds limit,
-                                        std::function<std::optional<std::string>()> question) {
+std::optional<std::string> nameOfHost(const std::string& address) {
+  sockaddr_in socketAddress{};
+  socketAddress.sin_family = AF_INET;
+  if (::inet_pton(AF_INET, address.c_str(), &socketAddress.sin_addr) != 1) return std::nullopt;
+  std::array<char, NI_MAXHOST> name{};
+  const int failure =
+      ::getnameinfo(reinterpret_cast<const sockaddr*>(&socketAddress), sizeof socketAddress, name.data(),
+                    static_cast<socklen_t>(name.size()), nullptr, 0, NI_NAMEREQD);
+  if (failure != 0) return std::nullopt;
+  return std::string(name.data());
+}
+
+bool ask(std::function<std::optional<std::string>()> question,
+         std::function<void(std::optional<std::string>)> answered) {
   static const auto kCounter = std::make_shared<Counter>();
-  const auto lookUp = std::make_shared<LookUp>();
   const auto counter = kCounter;
-  if (!mayStart(*counter)) return std::nullopt;
+  if (!mayStart(*counter)) return false;
   try {
-    std::thread([lookUp, counter, question = std::move(question)] {
+    std::thread([counter, question = std::move(question), answered = std::move(answered)] {
       std::optional<std::string> answer = question();
-      {
-        const std::lock_guard lock(lookUp->mutex);
-        lookUp->answer = std::move(answer);
-        lookUp->isAnswered = true;
-      }
-      lookUp->answered.notify_one();
       ended(*counter);
+      answered(std::move(answer));
     }).detach();
   } catch (const std::system_error&) {
     ended(*counter);
-    return std::nullopt;
+    return false;
   }
-  std::unique_lock lock(lookUp->mutex);
-  if (!lookUp->answered.wait_for(lock, limit, [&] { return lookUp->isAnswered; })) return std::nullopt;
-  return std::move(lookUp->answer);
-}
-
-std::optional<std::string> nameOfHost(const std::string& address, std::chrono::milliseconds limit) {
-  return answerWithin(limit, [address] { return askResolver(address); });
+  return true;
 }
 
 }  // namespace moxtel

@@ -1,7 +1,6 @@
 // Names and addresses of this machine, and names of others. Any thread.
 #pragma once
 
-#include <chrono>
 #include <functional>
 #include <optional>
 #include <string>
@@ -20,14 +19,14 @@ std::vector<std::string> localIPv4Addresses();
 // empty where they can.
 std::string whyInterfacesCannotBeWatched();
 
-// The host name of an IPv4 address in dotted-quad text; nothing when it has none, or when the answer takes
-// longer than the limit (the look-up then continues, and its answer is dropped).
-std::optional<std::string> nameOfHost(const std::string& address,
-                                      std::chrono::milliseconds limit = std::chrono::milliseconds(2000));
+// The host name of an IPv4 address in dotted-quad text; nothing when it has none. Waits as long as the
+// system's resolver does, which may be minutes.
+std::optional<std::string> nameOfHost(const std::string& address);
 
-// Runs the question on its own thread and waits for the answer up to the limit; a later answer is dropped.
-// While 16 questions are unanswered, further ones get no answer. The question must not throw.
-std::optional<std::string> answerWithin(std::chrono::milliseconds limit,
-                                        std::function<std::optional<std::string>()> question);
+// Runs the question on a thread of its own, which then passes the answer on. False, and nothing is asked,
+// while 16 questions are unanswered, or without a thread. Neither function may throw; both may run until the
+// process ends, so they must own all that they use.
+bool ask(std::function<std::optional<std::string>()> question,
+         std::function<void(std::optional<std::string>)> answered);
 
 }  // namespace moxtel
