@@ -68,7 +68,10 @@ void WaitingClients::left(Id client) {
 }
 
 std::optional<WaitingClients::Id> WaitingClients::beginTurn(Moment now) {
-  if (lanes_.empty()) return std::nullopt;
+  if (lanes_.empty()) {
+    replaced_.reset();
+    return std::nullopt;
+  }
   auto lane = replaced_ ? laneOf(replaced_->address) : lanes_.begin();
   if (lane == lanes_.end()) {
     // The client that was to continue the turn has left.

@@ -191,6 +191,20 @@ TEST_F(WaitingClientsTest, servesTheNextAddressWhenTheReplacementHasLeft) {
   EXPECT_THAT(ends(), endsWith(Ending::Disconnected, 10));
 }
 
+TEST_F(WaitingClientsTest, aTurnIsNotContinuedOnceNobodyWaitedForIt) {
+  come(kA);
+  begin();
+  const Id second = come(kA);
+  now += 5s;
+  end(Ending::Replaced);
+  clients.left(second);
+  EXPECT_FALSE(clients.beginTurn(now));
+  come(kA);
+  begin();
+  come(kB);
+  EXPECT_THAT(ends(), endsWith(Ending::Disconnected, 10));
+}
+
 TEST_F(WaitingClientsTest, aTurnEndsSixtySecondsAfterAnotherBeganToWait) {
   come(kA);
   begin();
