@@ -19,10 +19,12 @@ using Duration = EventLoop::Duration;
 constexpr Duration kFirstAnswer = 1s;
 // A restart of the daemon takes less.
 constexpr Duration kDaemonRestart = 2s;
-constexpr Duration kRetryLostDaemon = 200ms;
+constexpr Duration kRetryAtOnce = 200ms;
 constexpr Duration kRetryEngine = 5s;
 
 constexpr Duration kRetryPublishing = 30s;
+// Publishing takes two seconds, three without a daemon.
+constexpr Duration kLatePublication = 8s;
 constexpr Duration kRetryBrowsing = 5s;
 // What a new browser has not seen by then is gone.
 constexpr Duration kSettled = 5s;
@@ -73,7 +75,9 @@ class AvahiDnsSd::AvahiPublication final : public Publication, public Member {
       : Member(owner),
         wantedName_(publishableServiceName(service.name)),
         request_{AvahiRequest::Kind::Service, serviceTypeWithoutDot(service.type), wantedName_, service.port},
-        changed_(std::move(changed)) {}
+        changed_(std::move(changed)) {
+    expectSoon();
+  }
 
   void detach() override {
     service_.reset();
@@ -117,13 +121,40 @@ class AvahiDnsSd::AvahiPublication final : public Publication, public Member {
     report(PublicationState::Kind::Failed, reason);
   }
 
+  // Whatever the reason: what is not published by then is reported.
+  void expectSoon() {
+    late_ = owner_.loop_.callAfter(kLatePublication,
+                                   [this] { report(PublicationState::Kind::Failed, reasonForDelay()); });
+  }
+
+  std::string reasonForDelay() const {
+    const std::string& state = owner_.state_.reason;
+    if (!owner_.active_) {
+      return (state.empty() ? "nothing here publishes services" : state) + "; start the Avahi daemon";
+    }
+    if (owner_.state_.kind == AvahiState::Kind::Registering) {
+      return "another responder claims the name or the address of this machine; restart the Avahi daemon, or "
+             "give "
+             "the machine another host name";
+    }
+    if (renames_ > 0) {
+      return "other devices claim this name and those that follow it; give the machine another host name";
+    }
+    return "the " + owner_.active_->name + " does not answer; restart it";
+  }
+
   // Last in every operation: the function may destroy this. What is still not published is not reported
   // again.
   void report(PublicationState::Kind kind, const std::string& detail) {
     PublicationState state{kind, request_.name, detail};
-    const bool isStillPending = kind == PublicationState::Kind::Pending && reported_.kind == kind;
+    const bool isStillPending = kind == PublicationState::Kind::Pending && !reported_.isPublished();
     if (isStillPending || state == reported_) return;
     reported_ = state;
+    if (kind == PublicationState::Kind::Pending) {
+      expectSoon();
+    } else {
+      late_.reset();
+    }
     const PublicationChanged changed = changed_;
     if (changed) changed(state);
   }
@@ -135,6 +166,7 @@ class AvahiDnsSd::AvahiPublication final : public Publication, public Member {
   int renames_ = 0;
   AvahiEngine::Operation service_;
   std::unique_ptr<Timer> retry_;
+  std::unique_ptr<Timer> late_;
 };
 
 class AvahiDnsSd::AvahiBrowser final : public Browser, public Member {
@@ -346,7 +378,7 @@ void AvahiDnsSd::daemonChanged(const AvahiState& state) {
   daemonLost(state);
   if (state.kind == Kind::Connecting) return;
   daemon_.engine.reset();
-  retryDaemon_ = loop_.callAfter(isLost ? kRetryLostDaemon : kRetryEngine, [this] { startDaemon(); });
+  retryDaemon_ = loop_.callAfter(isLost ? kRetryAtOnce : kRetryEngine, [this] { startDaemon(); });
 }
 
 void AvahiDnsSd::daemonLost(const AvahiState& state) {
@@ -363,7 +395,7 @@ void AvahiDnsSd::responderChanged(const AvahiState& state) {
   if (state.kind != AvahiState::Kind::Failed) return use(&responder_, state);
   use(nullptr, state);
   responder_.engine.reset();
-  fallBack_ = loop_.callAfter(kRetryEngine, [this] { startResponder(); });
+  fallBack_ = loop_.callAfter(state.again ? kRetryAtOnce : kRetryEngine, [this] { startResponder(); });
 }
 
 void AvahiDnsSd::use(BackEnd* backEnd, const AvahiState& state) {

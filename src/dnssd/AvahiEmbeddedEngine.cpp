@@ -1,9 +1,16 @@
 #include <avahi-common/alternative.h>
 #include <avahi-common/malloc.h>
+#include <avahi-common/timeval.h>
 #include <avahi-core/core.h>
 #include <avahi-core/log.h>
 #include <avahi-core/lookup.h>
 #include <avahi-core/publish.h>
+
+#include <array>
+#include <atomic>
+#include <cstdio>
+#include <random>
+#include <vector>
 
 #include "dnssd/AvahiEngines.h"
 #include "dnssd/AvahiLibraryEngine.h"
@@ -30,6 +37,7 @@ struct ServerFunctions {
   decltype(&avahi_s_entry_group_new) groupNew = library["avahi_s_entry_group_new"];
   decltype(&avahi_s_entry_group_commit) groupCommit = library["avahi_s_entry_group_commit"];
   decltype(&avahi_s_entry_group_free) groupFree = library["avahi_s_entry_group_free"];
+  decltype(&avahi_server_add_address) addAddress = library["avahi_server_add_address"];
   decltype(&avahi_server_add_service_strlst) groupAdd = library["avahi_server_add_service_strlst"];
   decltype(&avahi_s_service_browser_new) browserNew = library["avahi_s_service_browser_new"];
   decltype(&avahi_s_service_browser_free) browserFree = library["avahi_s_service_browser_free"];
@@ -37,15 +45,31 @@ struct ServerFunctions {
   decltype(&avahi_s_service_resolver_free) resolverFree = library["avahi_s_service_resolver_free"];
   decltype(&avahi_set_log_function) setLogFunction = library["avahi_set_log_function"];
 
+  // Avahi itself announces each address together with the reverse name, the name of the machine that has the
+  // address, and takes another name when a neighbor says otherwise. A second responder on this machine that
+  // uses another host name says otherwise every time. Then the addresses are announced with the service, and
+  // without reverse names.
+  mutable std::atomic<bool> withoutReverseNames = false;
+
   template <auto Called>
   static AvahiSEntryGroupCallback asGroupCallback() {
     return [](Owner*, Group*, AvahiEntryGroupState state, void* self) { Called(state, self); };
   }
   int addService(Owner* owner, Group* group, const AvahiRequest& request) const {
+    if (withoutReverseNames) addAddresses(owner, group);
     return groupAdd(owner, group, AVAHI_IF_UNSPEC, AVAHI_PROTO_INET, static_cast<AvahiPublishFlags>(0),
                     request.name.c_str(), request.type.c_str(), nullptr, nullptr, request.port, nullptr);
   }
+  void addAddresses(Owner* owner, Group* group) const;
 };
+
+void ServerFunctions::addAddresses(Owner* owner, Group* group) const {
+  for (const InterfaceAddress& each : localInterfaceAddresses()) {
+    AvahiAddress address;
+    if (!avahi_address_parse(each.address.c_str(), AVAHI_PROTO_INET, &address)) continue;
+    addAddress(owner, group, each.interface, AVAHI_PROTO_INET, AVAHI_PUBLISH_NO_REVERSE, nullptr, &address);
+  }
+}
 
 const ServerFunctions& serverFunctions() {
   static const ServerFunctions functions;
@@ -60,12 +84,18 @@ void logErrorsOnly(AvahiLogLevel level, const char* text) {
 class EmbeddedEngine final : public AvahiLibraryEngine<ServerFunctions> {
  public:
   EmbeddedEngine(AvahiLoop& loop, StateChanged changed)
-      : AvahiLibraryEngine(serverFunctions(), std::move(changed)) {
+      : AvahiLibraryEngine(serverFunctions(), std::move(changed)), loop_(loop) {
     const std::string problem = create(loop);
-    if (!problem.empty()) changed_({Kind::Failed, problem});
+    if (!problem.empty()) {
+      changed_({Kind::Failed, problem});
+    } else if (functions_.withoutReverseNames) {
+      takeUnusualHostName();
+      watchAddresses();
+    }
   }
   // Sends the goodbyes that wait.
   ~EmbeddedEngine() override {
+    if (timeout_) loop_.poll()->timeout_free(timeout_);
     if (owner_) functions_.serverFree(owner_);
   }
   EmbeddedEngine(const EmbeddedEngine&) = delete;
@@ -86,6 +116,7 @@ class EmbeddedEngine final : public AvahiLibraryEngine<ServerFunctions> {
     config.publish_hinfo = 0;
     config.publish_workstation = 0;
     config.enable_wide_area = 0;
+    if (functions_.withoutReverseNames) config.publish_addresses = 0;
     int error = 0;
     owner_ = functions_.serverNew(loop.poll(), &config, &called, this, &error);
     functions_.configFree(&config);
@@ -94,7 +125,7 @@ class EmbeddedEngine final : public AvahiLibraryEngine<ServerFunctions> {
 
   // Also called from within avahi_server_new, before owner_ is set.
   static void called(AvahiServer* server, AvahiServerState state, void* self) {
-    const auto& engine = *static_cast<EmbeddedEngine*>(self);
+    auto& engine = *static_cast<EmbeddedEngine*>(self);
     switch (state) {
       case AVAHI_SERVER_INVALID:
         return;
@@ -109,12 +140,47 @@ class EmbeddedEngine final : public AvahiLibraryEngine<ServerFunctions> {
     }
   }
 
-  // The state becomes REGISTERING again.
-  void takeAnotherHostName(AvahiServer* server) const {
+  // The state becomes REGISTERING again. After some names, the address is what is claimed.
+  void takeAnotherHostName(AvahiServer* server) {
+    if (++hostNames_ > kMostHostNames && !functions_.withoutReverseNames.exchange(true)) {
+      return changed_({Kind::Failed, "another responder claims the address of this machine", true});
+    }
     char* const name = avahi_alternative_host_name(functions_.hostName(server));
     if (name) functions_.setHostName(server, name);
     avahi_free(name);
   }
+
+  // Not the name of the other responder, or of a neighbor: the addresses under that name are theirs.
+  void takeUnusualHostName() {
+    std::array<char, 8> mark{};
+    std::snprintf(mark.data(), mark.size(), "-%04x", std::random_device{}() & 0xFFFFu);
+    constexpr std::size_t kLongest = 50;  // a DNS label has up to 63 bytes
+    const std::string name = functions_.hostName(owner_);
+    functions_.setHostName(owner_, (name.substr(0, kLongest) + mark.data()).c_str());
+  }
+
+  void watchAddresses() {
+    addresses_ = localInterfaceAddresses();
+    timeout_ = loop_.poll()->timeout_new(loop_.poll(), nullptr, &timePassed, this);
+    timePassed(timeout_, this);
+  }
+
+  static void timePassed(AvahiTimeout* timeout, void* self) {
+    const auto& engine = *static_cast<EmbeddedEngine*>(self);
+    if (engine.addresses_ != localInterfaceAddresses()) {
+      return engine.changed_({Kind::Failed, "the addresses of this machine have changed", true});
+    }
+    timeval next;
+    engine.loop_.poll()->timeout_update(timeout, avahi_elapse_time(&next, kLookAgain, 0));
+  }
+
+  static constexpr unsigned kLookAgain = 5000;  // milliseconds
+  static constexpr int kMostHostNames = 4;
+
+  AvahiLoop& loop_;
+  int hostNames_ = 0;
+  std::vector<InterfaceAddress> addresses_;  // that were announced with services
+  AvahiTimeout* timeout_ = nullptr;
 };
 
 }  // namespace

@@ -21,6 +21,7 @@ struct AvahiState {
   };
   Kind kind = Kind::Connecting;
   std::string reason;  // for people, why services are not published; empty when Running
+  bool again = false;  // Failed: another engine that is made at once may work
 };
 
 struct AvahiRequest {

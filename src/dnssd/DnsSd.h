@@ -28,11 +28,12 @@ struct PublicationState {
     Pending,    // not published yet, or not any more; detail says why, empty before the first try
     Published,  // under the wanted name
     Renamed,    // published under another name ("Name #2"), because the wanted one is taken
-    Failed,     // not published; tried again every half minute, reported again only when it works
+    Failed,     // not published, or not within eight seconds; tried again, reported again only when it works
   };
   Kind kind = Kind::Pending;
-  std::string name;    // under which it is published, or was to be
-  std::string detail;  // Published, Renamed: "Avahi daemon" or "built-in responder"; else why not
+  std::string name;  // under which it is published, or was to be
+  // Published, Renamed: "Avahi daemon" or "built-in responder"; otherwise why not, and what helps if it lasts
+  std::string detail;
   bool isPublished() const { return kind == Kind::Published || kind == Kind::Renamed; }
   friend bool operator==(const PublicationState&, const PublicationState&) = default;
 };

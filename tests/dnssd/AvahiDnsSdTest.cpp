@@ -222,6 +222,81 @@ TEST_F(AvahiDnsSdTest, triesAFailedPublicationAgainSilently) {
   EXPECT_EQ(reported.back(), "published Photos, Avahi daemon");
 }
 
+TEST_F(AvahiDnsSdTest, reportsAHostNameThatIsNotRegistered) {
+  const auto publication = publish();
+  for (int i = 0; i < 7; ++i) {
+    daemon.become(State::Registering, "the host name is being registered");
+    loop.advance(1s);
+  }
+  EXPECT_THAT(reported, IsEmpty());
+  loop.advance(1s);
+  EXPECT_THAT(reported,
+              ElementsAre("failed Photos, another responder claims the name or the address of this machine; "
+                          "restart the Avahi daemon, or give the machine another host name"));
+  loop.advance(60s);
+  daemon.become(State::Registering, "the host name is being registered");
+  EXPECT_EQ(reported.size(), 1U);
+  run();
+  published(daemon);
+  EXPECT_EQ(reported.back(), "published Photos, Avahi daemon");
+}
+
+TEST_F(AvahiDnsSdTest, reportsThatNothingPublishes) {
+  const auto publication = publish();
+  loop.advance(8s);
+  EXPECT_THAT(reported,
+              ElementsAre("failed Photos, nothing here publishes services; start the Avahi daemon"));
+}
+
+TEST_F(AvahiDnsSdTest, reportsEnginesThatFail) {
+  const auto publication = publish();
+  daemon.become(State::Failed, "no bus");
+  for (int i = 0; i < 2; ++i) {
+    responder.become(State::Failed, "no interfaces");
+    loop.advance(5s);
+  }
+  EXPECT_THAT(reported, ElementsAre("failed Photos, no interfaces; start the Avahi daemon"));
+}
+
+TEST_F(AvahiDnsSdTest, reportsThatEveryNameIsTaken) {
+  const auto publication = publish();
+  run();
+  for (int i = 0; i < 11; ++i) daemon.service(Event::Collision);
+  loop.advance(8s);
+  ASSERT_EQ(reported.size(), 1U);
+  EXPECT_THAT(reported[0],
+              testing::HasSubstr("other devices claim this name and those that follow it; give the "));
+}
+
+TEST_F(AvahiDnsSdTest, reportsAnEngineThatDoesNotAnswer) {
+  const auto publication = publish();
+  run();
+  loop.advance(8s);
+  EXPECT_THAT(reported, ElementsAre("failed Photos, the Avahi daemon does not answer; restart it"));
+}
+
+TEST_F(AvahiDnsSdTest, reportsAPublicationThatDoesNotComeBack) {
+  const auto publication = publish();
+  run();
+  published(daemon);
+  daemon.become(State::Registering, "the host name is being registered");
+  loop.advance(8s);
+  EXPECT_THAT(reported.back(), testing::StartsWith("failed Photos, another responder claims"));
+  EXPECT_EQ(reported.size(), 3U);
+}
+
+TEST_F(AvahiDnsSdTest, makesAResponderAgainAtOnceThatMayThenWork) {
+  const auto publication = publish();
+  daemon.become(State::Failed, "no bus");
+  ASSERT_EQ(responder.made, 1);
+  responder.changed({State::Failed, "another responder claims the address of this machine", true});
+  loop.advance(200ms);
+  EXPECT_EQ(responder.made, 2);
+  responder.become(State::Running);
+  published(responder);
+  EXPECT_THAT(reported, ElementsAre("published Photos, built-in responder"));
+}
+
 TEST_F(AvahiDnsSdTest, cutsTheNameItPublishes) {
   const auto publication = publish(std::string(70, 'x'));
   run();

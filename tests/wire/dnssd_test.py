@@ -135,6 +135,23 @@ class DnsSdTest(unittest.TestCase):
         # On another port: the same name, host and port would be the same service.
         self.publish(host, "Photos", port="4251").wait_for(event("renamed", "Photos #2", "Avahi daemon"))
 
+    def test_another_responder_on_this_machine_has_another_host_name(self):
+        # As in a container with the network of its host and a host name of its own.
+        here, there = self.pair(daemon_here=True)
+        browser = self.browse(there)
+        here.environment["DBUS_SYSTEM_BUS_ADDRESS"] = "unix:path=" + here.folder + "/nothing"
+        probe = here.start("unshare", "--uts", "sh", "-c", 'hostname gamma; exec "$0" publish Photos %s 4250' % TYPE,
+                           PROBE)
+        probe.wait_for(event("published", "Photos", "built-in responder"))
+        line, _ = browser.wait_for(event("resolved", "Photos"))
+        self.assertRegex(line, "\\tgamma-[0-9a-f]{4}\\.local\\t4250\\t10\\.77\\.1\\.1$")
+        here.run("ip", "address", "del", "10.77.1.1/24", "dev", "net1")
+        here.address("net1", "10.77.1.9")
+        probe.wait_for(event("published", "Photos", "built-in responder"), 15)
+        later = self.browse(there)
+        line, _ = later.wait_for(event("resolved", "Photos"))
+        self.assertTrue(line.endswith("\t10.77.1.9"), line)
+
     def test_a_killed_client_of_the_daemon_is_withdrawn_by_it(self):
         host = self.host(daemon=True)
         probe = self.publish(host, "Photos")
@@ -297,7 +314,7 @@ class DnsSdTest(unittest.TestCase):
         self.publish(there, "Archive", port="4251").wait_for(event("published"))
         text = there.run(MOXTEL, "browse")
         self.assertEqual(len(text.splitlines()), 2, text)
-        self.assertIn("10.77.1.1:4250  Photos \ufffd[31m  (alpha.local)", text.splitlines())
+        self.assertIn("10.77.1.1:4250  Photos \\u001b[31m  (alpha.local)", text.splitlines())
         servers = json.loads(here.run(MOXTEL, "--json", "browse"))
         self.assertEqual([(server["name"], server["host"], server["port"]) for server in servers],
                          [("Archive", "beta.local", 4251), ("Photos \x1b[31m", "alpha.local", 4250)])

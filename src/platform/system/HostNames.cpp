@@ -58,17 +58,24 @@ std::string currentHostName() {
   return name.data();
 }
 
-std::vector<std::string> localIPv4Addresses() {
+std::vector<InterfaceAddress> localInterfaceAddresses() {
   ifaddrs* list = nullptr;
   if (getifaddrs(&list) != 0) return {};
   const std::unique_ptr<ifaddrs, void (*)(ifaddrs*)> owner(list, &freeifaddrs);
-  std::vector<std::string> outside;
-  std::vector<std::string> loopback;
+  std::vector<InterfaceAddress> outside;
+  std::vector<InterfaceAddress> loopback;
   for (const ifaddrs* item = list; item; item = item->ifa_next) {
     if (!item->ifa_addr || item->ifa_addr->sa_family != AF_INET || !(item->ifa_flags & IFF_UP)) continue;
-    (item->ifa_flags & IFF_LOOPBACK ? loopback : outside).push_back(dottedQuad(item->ifa_addr));
+    (item->ifa_flags & IFF_LOOPBACK ? loopback : outside)
+        .push_back({static_cast<int>(if_nametoindex(item->ifa_name)), dottedQuad(item->ifa_addr)});
   }
   return outside.empty() ? loopback : outside;
+}
+
+std::vector<std::string> localIPv4Addresses() {
+  std::vector<std::string> addresses;
+  for (InterfaceAddress& each : localInterfaceAddresses()) addresses.push_back(std::move(each.address));
+  return addresses;
 }
 
 std::string whyInterfacesCannotBeWatched() {

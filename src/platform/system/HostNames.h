@@ -15,6 +15,14 @@ std::string currentHostName();
 // where there are no others.
 std::vector<std::string> localIPv4Addresses();
 
+struct InterfaceAddress {
+  int interface = 0;    // its index in the kernel
+  std::string address;  // IPv4, a dotted quad
+  friend bool operator==(const InterfaceAddress&, const InterfaceAddress&) = default;
+};
+// The same addresses with their interfaces.
+std::vector<InterfaceAddress> localInterfaceAddresses();
+
 // Why changes of this machine's interfaces and addresses cannot be watched, as in a sandbox that forbids it;
 // empty where they can.
 std::string whyInterfacesCannotBeWatched();
