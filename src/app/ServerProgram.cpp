@@ -6,6 +6,7 @@
 #include "platform/applications/RunningApplications.h"
 #include "platform/applications/ScriptInterpreters.h"
 #include "platform/loop/CoreLoop.h"
+#include "platform/system/SystemLog.h"
 
 namespace moxtel {
 
@@ -24,10 +25,13 @@ std::unique_ptr<RunningApplications> allApplications(RunningApplications& local,
       });
 }
 
+constexpr EventLoop::Duration kNotesInterval = std::chrono::seconds(10);
+
 }  // namespace
 
 ServerProgram::ServerProgram(CoreLoop& loop, UserDefaults& defaults, ConsoleView& view)
-    : console_(loop, defaults),
+    : loop_(loop),
+      console_(loop, defaults),
       view_(view),
       scripts_(makeScriptRunner(defaults, processes_)),
       localApplications_(makeRunningApplications({"iPhoto", "Aperture"})),
@@ -42,6 +46,7 @@ ServerProgram::ServerProgram(CoreLoop& loop, UserDefaults& defaults, ConsoleView
 
 ServerProgram::~ServerProgram() {
   delegate_.reset();
+  reportLinesLeftOut(AtEnd::Yes);
   console_.removeView(view_);
 }
 
@@ -50,8 +55,14 @@ void ServerProgram::endScripts() {
   if (applications_) applications_->end();
 }
 
+void ServerProgram::reportLinesLeftOut(AtEnd atEnd) {
+  console_.showPendingNotes(atEnd);
+  writePendingNotesOfSystemLog(atEnd);
+}
+
 void ServerProgram::start() {
   console_.addView(view_);
+  notesTimer_ = loop_.callEvery(kNotesInterval, [this] { reportLinesLeftOut(AtEnd::No); });
   console_.showTitle("Info", scripts_->description());
   delegate_->applicationDidFinishLaunching();
 }

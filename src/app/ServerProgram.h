@@ -30,9 +30,11 @@ class ServerProgram final {
   // for the names of running applications. Any thread; call it before the loop's quit.
   void endScripts();
   MXPAppDelegate& delegate() { return *delegate_; }
-  MXSConsole& console() { return console_; }
 
  private:
+  void reportLinesLeftOut(AtEnd atEnd);
+
+  CoreLoop& loop_;
   SystemProcessRunner processes_;
   NotificationCenter notifications_;
   MXSConsole console_;
@@ -42,6 +44,7 @@ class ServerProgram final {
   std::unique_ptr<RunningApplications> applications_;
   std::unique_ptr<DnsSd> discovery_;
   std::unique_ptr<MXPAppDelegate> delegate_;
+  std::unique_ptr<Timer> notesTimer_;
 };
 
 }  // namespace moxtel

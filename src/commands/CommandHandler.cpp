@@ -7,7 +7,6 @@
 #include "net/Requests.h"
 #include "platform/loop/EventLoop.h"
 #include "platform/system/SystemLog.h"
-#include "value/Description.h"
 #include "value/Format.h"
 
 namespace moxtel {
@@ -23,16 +22,6 @@ class DecodingException : public std::runtime_error {
 
 std::variant<Value, DecodingError> decodeRequest(std::span<const std::uint8_t> bytes) {
   return unarchivedObject(bytes, kRequestLimits);
-}
-
-// Bounds the log line: a few untrusted bytes could otherwise describe megabytes.
-std::string describedForLog(const Value& value) {
-  std::string text = describe(value);
-  if (text.size() > kLongestDescription) {
-    text.resize(kLongestDescription);
-    text += "…";
-  }
-  return text;
 }
 
 // Releases the library's locks before each reply is written, so that other programs do not wait for a slow
@@ -121,7 +110,7 @@ void CommandHandler::handleCommandDict(const Value& command) {
   if (!command.isNil() && !command.isDictionary()) throw BadRequestError("the request is not a dictionary");
   const Value& name = command["command"];
   if (name.isNil()) {
-    NSLog("Bad commandDict: %@", describedForLog(command));
+    NSLog("Bad commandDict: %@", command);
     return;
   }
   if (!name.isString()) throw BadRequestError("the command of the request is not text");

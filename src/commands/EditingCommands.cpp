@@ -5,6 +5,7 @@
 #include "library/PhotoRecords.h"
 #include "library/database/LibraryDatabases.h"
 #include "platform/settings/UserDefaults.h"
+#include "platform/system/LogText.h"
 #include "scripting/ScriptQueue.h"
 #include "scripting/ScriptText.h"
 #include "value/Format.h"
@@ -66,7 +67,8 @@ bool EditingCommands::mayReveal() const { return defaults_.boolForKey("RevealPho
 
 void EditingCommands::queue(std::optional<std::string> script, const Value& refused) {
   if (!script) {
-    messages_.showTitle("Error", format("Refused to send '%@' to the photo application", refused));
+    messages_.showTitle("Error",
+                        format("Refused to send '%@' to the photo application", loggedValue(refused)));
     return;
   }
   scripts_.performCachedApplescript(std::move(script));
@@ -128,7 +130,7 @@ void EditingCommands::setGPS(const CommandRequest& request, ReplyChannel& reply)
   }
   if (flags_.connectedWithAperture) queue(filledScript(kSetInAperture, {key, latitude, longitude}), key);
   iPhotoWasEdited_ = true;
-  messages_.showTitle("Info", format("Set geotag of photo '%@' (index %d)", key, modelId));
+  messages_.showTitle("Info", format("Set geotag of photo '%@' (index %d)", loggedValue(key), modelId));
   reply.sendToClientResultObject(answer);
 }
 
@@ -150,7 +152,7 @@ void EditingCommands::clearGPS(const CommandRequest& request, ReplyChannel& repl
     queue(filledScript(kClearInIPhoto, {iPhotoId(modelId), kNoPosition, kNoPosition}), key);
   }
   iPhotoWasEdited_ = true;
-  messages_.showTitle("Info", format("Cleared geotag of photo '%@' (index %d)", key, modelId));
+  messages_.showTitle("Info", format("Cleared geotag of photo '%@' (index %d)", loggedValue(key), modelId));
   reply.sendToClientResultObject("Cleared GPS");
 }
 

@@ -96,7 +96,7 @@ void MetadataCommands::metadataOfPhoto(const CommandRequest& request, ReplyChann
     return;
   }
   const Value movie = movieMetadata(key, *path, photo.dictionary());
-  NSLog("send video metadata: %@", movie);
+  writeSystemLog(format("send video metadata: %@", movie));
   reply.sendToClientResultObject(movie);
 }
 

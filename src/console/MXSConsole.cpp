@@ -2,6 +2,9 @@
 
 #include <algorithm>
 
+#include "log/Log.h"
+#include "log/QVLog.h"
+#include "platform/system/LogText.h"
 #include "support/MXSVersion.h"
 #include "value/Format.h"
 
@@ -36,10 +39,39 @@ void MXSConsole::showConsoleWindow() {
 void MXSConsole::appendLine(std::string_view title, std::string_view info) {
   // Kept on purpose: the key is read, but no sound is played.
   static_cast<void>(defaults_.boolForKey("ConsoleSoundAlert"));
-  const ConsoleLine line{dateString(), std::string(title), std::string(info)};
-  if (line.isError()) showConsoleWindow();
+  const ConsoleLine line{dateString(), printableText(title), printableText(info)};
+  if (!isShown(line)) return;
+  if (line.isError()) {
+    showConsoleWindow();
+    appendToErrorLog(info);
+  }
+  show(line);
+}
+
+// Shows the notes that precede the line.
+bool MXSConsole::isShown(const ConsoleLine& line) {
+  if (logging::debugLevel != 0) return true;
+  const auto shown = limiter_.add(line.titleRun() + line.text, std::chrono::steady_clock::now());
+  showNotes(shown.notes);
+  return shown.line;
+}
+
+void MXSConsole::show(const ConsoleLine& line) {
   if (views_.empty()) lines_.push_back(line);
   for (ConsoleView* view : std::vector(views_)) view->appendLine(line);
+}
+
+void MXSConsole::appendToErrorLog(std::string_view text) {
+  // Without a path, errorLog() would log that it cannot open its file.
+  if (defaults_.stringForKey("ErrorLogPath")) QVLog::errorLog()->appendString(text);
+}
+
+void MXSConsole::showNotes(const std::vector<std::string>& notes) {
+  for (const std::string& note : notes) show({dateString(), "Info", note});
+}
+
+void MXSConsole::showPendingNotes(AtEnd atEnd) {
+  showNotes(limiter_.pendingNotes(std::chrono::steady_clock::now(), atEnd));
 }
 
 void MXSConsole::addView(ConsoleView& view) {

@@ -4,6 +4,9 @@
 // showTitle may be called on any thread. On the core thread it shows the line at once; on other threads it
 // queues the line for the core thread and does not wait. Lines from one thread keep their order. Views are
 // added, removed and called on the core thread.
+//
+// Control characters are escaped (printableText). At debug level 0, lines that are equal or too many are
+// counted instead (LineLimiter). Lines titled "Error" also go to the error log, if its path is set.
 #pragma once
 
 #include <memory>
@@ -14,6 +17,7 @@
 #include "platform/loop/Clock.h"
 #include "platform/loop/EventLoop.h"
 #include "platform/settings/UserDefaults.h"
+#include "platform/system/LineLimiter.h"
 
 namespace moxtel {
 
@@ -71,15 +75,24 @@ class MXSConsole final {
   void addView(ConsoleView& view);
   void removeView(ConsoleView& view);
 
+  // Shows the counts of lines left out since the last line. To be called from time to time, and at the end.
+  // Core thread.
+  void showPendingNotes(AtEnd atEnd);
+
  private:
   void awakeFromNib();
   void appendLine(std::string_view title, std::string_view info);
+  bool isShown(const ConsoleLine& line);
+  void show(const ConsoleLine& line);
+  void showNotes(const std::vector<std::string>& notes);
+  void appendToErrorLog(std::string_view text);
 
   EventLoop& loop_;
   const UserDefaults& defaults_;
   const Clock& clock_;
   std::vector<ConsoleLine> lines_;  // those before the first view
   std::vector<ConsoleView*> views_;
+  LineLimiter limiter_;
   const std::shared_ptr<const bool> alive_ = std::make_shared<const bool>(true);
 };
 

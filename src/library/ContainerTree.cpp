@@ -374,7 +374,7 @@ Value ContainerTree::albumsFromDB() {
   }
   library.close();
   Value albums = arrayOf(std::move(list));
-  NSLog("albums: %@", albums);
+  writeSystemLog(format("albums: %@", albums));
   return albums;
 }
 

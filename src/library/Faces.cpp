@@ -14,7 +14,8 @@ namespace moxtel {
 namespace {
 
 void logUnpreparedWithResult(const LibraryDatabases& databases) {
-  NSLog("could not prepare query '%@', result: %d", databases.query(), databases.result());
+  writeSystemLog(
+      format("could not prepare query '%@', result: %d", databases.queryForLog(), databases.result()));
 }
 
 }  // namespace

@@ -196,7 +196,7 @@ std::optional<Array> PhotoRecords::photosOfMembers(std::int32_t albumModelId) {
 // the database. Kept on purpose: such an entry would count.
 std::int32_t PhotoRecords::modelIdOfAlbum(const Value& uuid) {
   const Value& entry = albumData_.containerDict("containerUuid");
-  if (entry["Album Type"].string() == "Smart") NSLog("found smart album %@", entry);
+  if (entry["Album Type"].string() == "Smart") writeSystemLog(format("found smart album %@", entry));
   const std::int32_t modelId = entry["AlbumId"].intValue();
   if (modelId != 0) return modelId;
   Query query =

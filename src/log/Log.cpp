@@ -55,7 +55,10 @@ std::shared_ptr<QVLog> sharedLog(Kind kind) {
 
 }  // namespace
 
-void setDebugLevel(std::int32_t level) { logging::debugLevel = level; }
+void setDebugLevel(std::int32_t level) {
+  logging::debugLevel = level;
+  limitSystemLog(level == 0);
+}
 
 void setUpLogging(const UserDefaults& defaults, const Clock& clock) {
   LogState& all = logState();
@@ -75,7 +78,7 @@ namespace logging {
 
 void writeDebug(std::string_view format, std::span<const FormatArgument> arguments, bool dropNewline) {
   if (dropNewline && format.ends_with('\n')) format.remove_suffix(1);
-  const std::string message = formatRuntime(format, arguments);
+  const std::string message = logLine(format, arguments);
   const bool toFile = debugLevel == kToDebugLog;
   LogState& all = logState();
   // Held to the end, so that no other message comes between the separator and the message after the pause.
@@ -95,7 +98,7 @@ void writeDebug(std::string_view format, std::span<const FormatArgument> argumen
 }
 
 void writeError(std::string_view format, std::span<const FormatArgument> arguments) {
-  const std::string message = formatRuntime(format, arguments);
+  const std::string message = logLine(format, arguments);
   if (debugLevel >= kErrorsToSystemLog) {
     writeSystemLog(message);
   } else {

@@ -27,7 +27,7 @@ void writeDebug(std::string_view format, std::span<const FormatArgument> argumen
 void writeError(std::string_view format, std::span<const FormatArgument> arguments);
 }  // namespace logging
 
-// Set once, at the application delegate's initialization.
+// Set once, at the application delegate's initialization. The system log is limited at level 0.
 void setDebugLevel(std::int32_t level);
 
 // Sets the user defaults with the paths of the logs ("DebugLogPath" …), and the clock for time stamps and

@@ -36,9 +36,23 @@ void appendNonLossy(std::string& text, char32_t character) {
   }
 }
 
-std::FILE* openForAppending(const std::optional<std::string>& pathname) {
-  if (!pathname || !isAscii(*pathname) || pathname->find('\0') != std::string::npos) return nullptr;
-  return std::fopen(pathname->c_str(), "ae");  // e: no child process inherits the file
+FileDescriptor openLog(const std::optional<std::string>& pathname) {
+  if (!pathname || !isAscii(*pathname) || pathname->find('\0') != std::string::npos) return {};
+  return openForAppending(*pathname);
+}
+
+// Terminals interpret control characters of a log that is shown there.
+std::string withoutControls(const std::string& ascii) {
+  std::string text;
+  text.reserve(ascii.size());
+  for (const char c : ascii) {
+    if ((c >= 0x20 && c < 0x7F) || c == '\n' || c == '\t') {
+      text += c;
+    } else {
+      appendOctal(text, static_cast<unsigned char>(c));
+    }
+  }
+  return text;
 }
 
 }  // namespace
@@ -51,15 +65,14 @@ std::string nonLossyASCII(std::string_view text) {
 }
 
 QVLog::QVLog(const std::optional<std::string>& pathname, const Clock& clock)
-    : clock_(clock), file_(openForAppending(pathname)) {
+    : clock_(clock), file_(openLog(pathname)), output_(file_.get()) {
   if (!file_) NSLog("QVLog initWithPathname '%@' failed", pathname ? Value(*pathname) : Value());
 }
 
 bool QVLog::appendString(std::string_view text) {
   if (!file_) return false;
-  const int written = std::fprintf(file_.get(), "%s\n", nonLossyASCII(text).c_str());
-  std::fflush(file_.get());
-  return written > 0;
+  const auto lineOf = [](std::string_view line) { return withoutControls(nonLossyASCII(line)) + '\n'; };
+  return output_.write(lineOf(text.substr(0, text.find('\0'))), lineOf);
 }
 
 bool QVLog::logString(std::string_view text) {

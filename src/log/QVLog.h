@@ -1,4 +1,6 @@
-// QVLog: one log file, to which lines are appended in pure ASCII, each flushed at once.
+// QVLog: one log file, to which lines are appended in pure ASCII, each written at once. Control characters
+// except line feed and tab are escaped as \ooo. A line that cannot be written is dropped and counted
+// (LineOutput).
 //
 // The four shared logs are created on first use from the path in the user defaults ("AccessLogPath",
 // "DebugLogPath", "ErrorLogPath", "IOLogPath"; see setUpLogging) and kept for the life of the process, even
@@ -6,13 +8,14 @@
 // Any thread.
 #pragma once
 
-#include <cstdio>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 
+#include "platform/files/FileDescriptor.h"
 #include "platform/loop/Clock.h"
+#include "platform/system/LineOutput.h"
 
 namespace moxtel {
 
@@ -29,7 +32,7 @@ class QVLog final {
   // opened. The clock is borrowed.
   explicit QVLog(const std::optional<std::string>& pathname, const Clock& clock = systemClock());
 
-  // Appends the text, up to its first NUL, and a newline. True iff something was written.
+  // Appends the text, up to its first NUL, and a newline. True iff the line was written.
   bool appendString(std::string_view text);
 
   // Kept for completeness: no part of the server calls the following operations.
@@ -41,11 +44,9 @@ class QVLog final {
   bool nslogString(std::string_view text);
 
  private:
-  struct Closer {
-    void operator()(std::FILE* file) const { std::fclose(file); }
-  };
   const Clock& clock_;
-  std::unique_ptr<std::FILE, Closer> file_;
+  const FileDescriptor file_;
+  LineOutput output_;
 };
 
 }  // namespace moxtel

@@ -14,6 +14,8 @@
 #include <array>
 #include <cerrno>
 
+#include "platform/system/Watchdog.h"
+
 namespace moxtel {
 
 namespace {
@@ -113,6 +115,7 @@ bool MessageWriter::write(std::span<const Piece> pieces, MoreFollows more) {
   for (Remainder rest(pieces); !rest.empty();) {
     const ssize_t sent = rest.sendSome(socket_, more);
     if (sent >= 0) {
+      reportProgress();
       rest.advance(static_cast<std::size_t>(sent));
       written_ += static_cast<std::size_t>(sent);
     } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
@@ -138,6 +141,7 @@ bool MessageWriter::waitForProgress() const {
     if (stillWaiting < waiting) {
       waiting = stillWaiting;
       deadline = SteadyClock::now() + progressLimit_;
+      reportProgress();
     }
     if (SteadyClock::now() >= deadline) return false;
   }

@@ -66,10 +66,6 @@ int serve(int argc, char** argv) {
   const bool printsFolders = std::erase(arguments, "--print-folders") > 0;
   if (const auto status = takeCommandLine(description, arguments, defaults)) return *status;
 
-  if (kindOfOutput(stderr) == OutputKind::Journal) {
-    // The journal adds the date itself.
-    setSystemLogSink([](std::string_view text) { writeJournalLines(stderr, JournalPriority::Info, text); });
-  }
   CoreLoop loop;
   StandardOutputConsoleView view;
   ServerProgram program(loop, defaults, view);

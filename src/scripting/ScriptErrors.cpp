@@ -5,8 +5,8 @@
 namespace moxtel {
 
 void logScriptDidNotCompile(std::string_view source, const ScriptError& error) {
-  NSLog("AppleScript did not compile: \n------------------\n%@\n-----------\n\nError: %@", source,
-        errorDictionary(error));
+  writeSystemLog(format("AppleScript did not compile: \n------------------\n%@\n-----------\n\nError: %@",
+                        loggedLines(source), errorDictionary(error)));
 }
 
 }  // namespace moxtel

@@ -74,7 +74,7 @@ ScriptOutcome ScriptQueries::ask(const std::optional<std::string>& source, const
   ScriptOutcome outcome = runner_.run(*source);
   if (outcome.succeeded) return outcome;
   ++doubtfulAnswers_;
-  if (outcome.error.isSyntaxError) NSLog("errorDict: %@", errorDictionary(outcome.error));
+  if (outcome.error.isSyntaxError) writeSystemLog(format("errorDict: %@", errorDictionary(outcome.error)));
   if (logFailure) logFailure();
   logScriptDidNotCompile(*source, outcome.error);
   // Once per command: the following scripts are not tried.

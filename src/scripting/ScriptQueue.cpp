@@ -66,7 +66,8 @@ void ScriptQueue::perform(const std::string& source) {
   if (outcome.succeeded) return;
   if (outcome.error.failure != ScriptFailure::NoInterpreter) {
     logScriptDidNotCompile(source, outcome.error);
-    NSLog("executed AppleScript, eventDesc: %@, errorDict: %@", Value(), errorDictionary(outcome.error));
+    writeSystemLog(format("executed AppleScript, eventDesc: %@, errorDict: %@", Value(),
+                          errorDictionary(outcome.error)));
   }
   // The client has received a success reply already, and users do not read the log.
   if (outcome.error.failure != ScriptFailure::OfTheScript) {

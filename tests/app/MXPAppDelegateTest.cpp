@@ -257,6 +257,8 @@ TEST_F(MXPAppDelegateTest, loadsTheLibraryAgainForEachClient) {
 }
 
 TEST_F(MXPAppDelegateTest, aChangedPreferenceForgetsAndDisconnectsTheClient) {
+  // The console shows every line.
+  defaults.setString("DebugLevel", "1");
   launched();
   for (std::size_t i = 1; i <= 60; ++i) {
     const Peer peer(delegate->server().port());

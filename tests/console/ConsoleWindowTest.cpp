@@ -151,11 +151,19 @@ TEST_F(ConsoleWindowTest, doesNotKeepTheProgramRunning) {
   EXPECT_FALSE(window.testAttribute(Qt::WA_QuitOnClose));
 }
 
-TEST_F(ConsoleWindowTest, showsAllOf100000Lines) {
-  showMany(100000);
-  EXPECT_EQ(window.textView().document()->blockCount(), 100001);
+TEST_F(ConsoleWindowTest, showsAllOf50000Lines) {
+  showMany(50000);
+  EXPECT_EQ(window.textView().document()->blockCount(), 50001);
   EXPECT_TRUE(text().startsWith("2026-01-02 03:04:05.678  Info:  line 0\n"));
-  EXPECT_TRUE(text().endsWith("Info:  line 99999\n"));
+  EXPECT_TRUE(text().endsWith("Info:  line 49999\n"));
+}
+
+TEST_F(ConsoleWindowTest, keepsThe50000NewestLines) {
+  showMany(60000);
+  show("Info", "one more");
+  EXPECT_EQ(window.textView().document()->blockCount(), 50001);
+  EXPECT_TRUE(text().startsWith("2026-01-02 03:04:05.678  Info:  line 10001\n"));
+  EXPECT_TRUE(text().endsWith("Info:  line 59999\n2026-01-02 03:04:05.678  Info:  one more\n"));
 }
 
 TEST_F(ConsoleWindowTest, showsQueuedLinesInOneBatch) {

@@ -3,10 +3,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <iterator>
 #include <optional>
 #include <thread>
 
+#include "log/Log.h"
 #include "platform/loop/CoreLoop.h"
+#include "platform/system/SystemLog.h"
+#include "tests/TemporaryFolder.h"
 #include "tests/fakes/FakeClock.h"
 #include "tests/fakes/FakeEventLoop.h"
 
@@ -165,6 +170,75 @@ TEST_F(MXSConsoleTest, ignoresTheKeyConsoleSoundAlert) {
   EXPECT_THAT(view_.seen, ElementsAre("Info|x"));
 }
 
+TEST_F(MXSConsoleTest, escapesControlCharactersAndBidirectionalMarks) {
+  MXSConsole console(loop_, defaults_, clock_);
+  addViewAfterTheBanner(console);
+  console.showTitle("Info", "a\x1b[31m\u202e\xc2\x9b\tb\nc");
+  EXPECT_THAT(view_.seen, ElementsAre("Info|a\\x1b[31m\\xe2\\x80\\xae\\xc2\\x9b\tb\nc"));
+}
+
+TEST_F(MXSConsoleTest, countsEqualLinesInARow) {
+  MXSConsole console(loop_, defaults_, clock_);
+  addViewAfterTheBanner(console);
+  for (int i = 0; i < 10; ++i) console.showTitle("Info", "x");
+  EXPECT_THAT(view_.seen, ElementsAre("Info|x", "Info|x", "Info|x"));
+  console.showTitle("Error", "x");
+  EXPECT_THAT(view_.seen,
+              ElementsAre("Info|x", "Info|x", "Info|x", "Info|… 7 more like this", "raised", "Error|x"));
+  for (int i = 0; i < 5; ++i) console.showTitle("Error", "x");
+  console.showPendingNotes(AtEnd::No);
+  EXPECT_EQ(view_.seen.back(), "Info|… 3 more like this");
+}
+
+TEST_F(MXSConsoleTest, shows100LinesASecondAtMost) {
+  MXSConsole console(loop_, defaults_, clock_);
+  addViewAfterTheBanner(console);
+  for (int i = 0; i < 1000; ++i) console.showTitle("Info", std::to_string(i));
+  EXPECT_LE(view_.seen.size(), 100u);
+  EXPECT_EQ(view_.seen[0], "Info|0");
+}
+
+TEST_F(MXSConsoleTest, showsEveryLineToDebuggers) {
+  MXSConsole console(loop_, defaults_, clock_);
+  addViewAfterTheBanner(console);
+  setDebugLevel(1);
+  for (int i = 0; i < 1000; ++i) console.showTitle("Info", "x");
+  setDebugLevel(0);
+  EXPECT_EQ(view_.seen.size(), 1000u);
+}
+
+class ErrorLog : public MXSConsoleTest {
+ protected:
+  std::string contents() const {
+    std::ifstream in(path_, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), {}};
+  }
+  const TemporaryFolder folder_;
+  const std::string path_ = folder_.path() / "errors";
+  const SystemLogCapture system_;
+};
+
+TEST_F(ErrorLog, getsTheTextsOfErrorsAtEveryDebugLevel) {
+  defaults_.setString("ErrorLogPath", path_);
+  setUpLogging(defaults_, clock_);
+  MXSConsole console(loop_, defaults_, clock_);
+  console.showTitle("Error", "one\ntwo");
+  console.showTitle("Info", "good");
+  console.showTitle("error", "not an error");
+  setDebugLevel(2);
+  console.showTitle("Error", "K\xc3\xb6ln");
+  setDebugLevel(0);
+  EXPECT_EQ(contents(), "one\ntwo\nK\\366ln\n");
+  EXPECT_THAT(system_.lines(), IsEmpty());
+}
+
+TEST_F(ErrorLog, isNotOpenedWithoutAPath) {
+  setUpLogging(defaults_, clock_);
+  MXSConsole console(loop_, defaults_, clock_);
+  console.showTitle("Error", "one");
+  EXPECT_THAT(system_.lines(), IsEmpty());
+}
+
 TEST_F(MXSConsoleTest, keepsTheOrderOfLinesOfEachThreadOnARealLoop) {
   CoreLoop loop;
   MXSConsole console(loop, defaults_, clock_);
@@ -172,7 +246,7 @@ TEST_F(MXSConsoleTest, keepsTheOrderOfLinesOfEachThreadOnARealLoop) {
   std::vector<std::thread> threads;
   for (const char* title : {"a", "b"}) {
     threads.emplace_back([&console, title] {
-      for (int i = 0; i < 100; ++i) console.showTitle(title, std::to_string(i));
+      for (int i = 0; i < 40; ++i) console.showTitle(title, std::to_string(i));
     });
   }
   for (auto& thread : threads) thread.join();
@@ -183,9 +257,9 @@ TEST_F(MXSConsoleTest, keepsTheOrderOfLinesOfEachThreadOnARealLoop) {
   for (const auto& line : view_.seen) {
     if (line[0] == 'a') ofA.push_back(line);
   }
-  for (int i = 0; i < 100; ++i) expected.push_back("a|" + std::to_string(i));
+  for (int i = 0; i < 40; ++i) expected.push_back("a|" + std::to_string(i));
   EXPECT_EQ(ofA, expected);
-  EXPECT_EQ(view_.seen.size(), 200u);
+  EXPECT_EQ(view_.seen.size(), 80u);
 }
 
 TEST(ConsoleFonts, haveTwelvePoints) {

@@ -1,7 +1,10 @@
 #include "console/StandardOutputConsoleView.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <memory>
 #include <string>
@@ -43,12 +46,22 @@ TEST(StandardOutputConsoleView, indentsLaterLinesOfAText) {
   EXPECT_EQ(printed({"d", "Error", "one\n<6>two"}, OutputKind::Journal), "<3>Error:  one\n<3>    <6>two\n");
 }
 
-TEST(StandardOutputConsoleView, escapesControlCharacters) {
-  using namespace std::string_literals;
-  EXPECT_EQ(printedText("a\x1b[31mb\rc\x7f\bd"), "a\\x1b[31mb\\x0dc\\x7f\\x08d");
-  EXPECT_EQ(printedText("\xc2\x9b"s + "31m"), "\\xc2\\x9b31m");
-  EXPECT_EQ(printedText("nul\0!"s), "nul\\x00!");
-  EXPECT_EQ(printedText("tab\t\xc3\xa4\xe2\x82\xac"), "tab\t\xc3\xa4\xe2\x82\xac");
+TEST(StandardOutputConsoleView, reportsLinesThatItsReaderMissed) {
+  std::array<int, 2> ends{};
+  ASSERT_EQ(::pipe2(ends.data(), O_CLOEXEC), 0);
+  const std::unique_ptr<std::FILE, Closer> writer(::fdopen(ends[1], "w"));
+  StandardOutputConsoleView view(writer.get(), OutputKind::Plain);
+  const std::string large(100'000, 'x');
+  for (int i = 0; i < 3; ++i) view.appendLine({"d", "Info", large});
+  std::array<char, 100'000> text{};
+  ::fcntl(ends[0], F_SETFL, O_NONBLOCK);
+  while (::read(ends[0], text.data(), text.size()) > 0) {
+  }
+  view.appendLine({"d", "Info", "again"});
+  const ssize_t count = ::read(ends[0], text.data(), text.size());
+  ::close(ends[0]);
+  EXPECT_EQ(std::string(text.data(), static_cast<std::size_t>(std::max<ssize_t>(count, 0))),
+            "\nd  Info:  … 3 lines left out\nd  Info:  again\n");
 }
 
 TEST(StandardOutputConsoleView, printsPercentSignsUnchanged) { EXPECT_EQ(printedText("%s%n%@"), "%s%n%@"); }

@@ -25,7 +25,7 @@ def leave(connection):
 
 class Clients(FaultTestCase):
     def setUp(self):
-        self.server = self.start(PlainServer(self.library))
+        self.server = self.start(PlainServer(self.library, *moxteltest.EVERY_LINE))
 
     def connect(self):
         connection = socket.create_connection(("127.0.0.1", self.server.port), timeout=faultserver.PATIENCE)

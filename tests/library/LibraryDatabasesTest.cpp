@@ -20,7 +20,9 @@ namespace fs = std::filesystem;
 
 constexpr DatabaseFile kLibrary = DatabaseFile::Library;
 
-std::string couldNotPrepare(const std::string& sql) { return "could not prepare query '" + sql + "'"; }
+std::string couldNotPrepare(const std::string& sql) {
+  return printableText("could not prepare query '" + sql + "'");
+}
 
 class LibraryDatabasesTest : public testing::Test {
  protected:

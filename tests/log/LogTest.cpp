@@ -119,6 +119,14 @@ TEST_F(LogTest, writesEverythingToTheSystemLogAtLevel2) {
   EXPECT_FALSE(exists("error"));
 }
 
+TEST_F(LogTest, cutsTextsOfUntrustedPeers) {
+  setDebugLevel(2);
+  LogDebug("debug %@", std::string(501, 'x'));
+  LogError("error %@", std::string(501, 'y'));
+  EXPECT_THAT(system_.lines(),
+              ElementsAre("debug " + std::string(500, 'x') + "…", "error " + std::string(500, 'y') + "…"));
+}
+
 TEST_F(LogTest, writesDebugToTheSystemLogAndErrorsToTheFileAtANegativeLevel) {
   setDebugLevel(-1);
   LogDebug("debug");
@@ -155,7 +163,7 @@ TEST_F(LogTest, dropsOneNewlineFromTheFormatOfLogDebugCOnly) {
   LogDebugC("");
   LogDebugC("%@", "kept\n");
   LogDebug("kept\n");
-  EXPECT_THAT(system_.lines(), ElementsAre("one", "two\n", "", "", "kept\n", "kept\n"));
+  EXPECT_THAT(system_.lines(), ElementsAre("one", "two\n", "", "", "kept\\x0a", "kept\n"));
 }
 
 TEST_F(LogTest, saysOnceThatThereIsNoDebugLog) {

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <fstream>
@@ -69,6 +70,24 @@ TEST_F(QVLogFile, appendsToWhatIsThere) {
 TEST_F(QVLogFile, keepsTheFilePureASCII) {
   QVLog(path_, clock_).appendString("K\xc3\xb6ln");
   EXPECT_EQ(contents(path_), "K\\366ln\n");
+}
+
+TEST_F(QVLogFile, escapesControlCharacters) {
+  QVLog(path_, clock_).appendString("a\x1b[31m\r\x7f\tb\nc\xc2\x9b\u202e");
+  EXPECT_EQ(contents(path_), "a\\033[31m\\015\\177\tb\nc\\233\\u202e\n");
+}
+
+TEST_F(QVLogFile, mayBeANamedPipeThatIsNotRead) {
+  ASSERT_EQ(::mkfifo(path_.c_str(), 0600), 0);
+  const SystemLogCapture system;
+  EXPECT_FALSE(QVLog(path_, clock_).appendString("without a reader"));
+  EXPECT_THAT(system.lines(), ElementsAre("QVLog initWithPathname '" + path_ + "' failed"));
+  const FileDescriptor reader(::open(path_.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  QVLog log(path_, clock_);
+  const std::string text(1000, 'x');
+  int written = 0;
+  while (log.appendString(text)) ++written;
+  EXPECT_GE(written, 60);
 }
 
 TEST_F(QVLogFile, doesNotTreatATextAsAFormat) {

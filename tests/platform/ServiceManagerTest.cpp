@@ -10,10 +10,13 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
 
+#include "platform/system/Watchdog.h"
 #include "tests/TemporaryFolder.h"
+#include "tests/fakes/FakeEventLoop.h"
 
 namespace moxtel {
 namespace {
@@ -97,6 +100,60 @@ TEST_F(ServiceManagerTest, mustHaveANameThatFitsAnAddress) {
   Manager manager(longest);
   EXPECT_TRUE(notifyServiceManager("READY=1"));
   EXPECT_EQ(manager.received(), "READY=1");
+}
+
+class WatchdogTest : public ServiceManagerTest {
+ protected:
+  WatchdogTest() { ::setenv("WATCHDOG_USEC", "100000000", 1); }
+  ~WatchdogTest() override {
+    ::unsetenv("WATCHDOG_USEC");
+    ::unsetenv("WATCHDOG_PID");
+  }
+  FakeEventLoop loop;
+};
+
+TEST_F(WatchdogTest, getsTenSignsOfLifeInItsTime) {
+  Manager manager(path("notify"));
+  const Watchdog watchdog(loop);
+  EXPECT_EQ(manager.received(), "nothing") << "before the loop runs";
+  for (int i = 0; i < 10; ++i) {
+    loop.advance(std::chrono::seconds(10));
+    EXPECT_EQ(manager.received(), "WATCHDOG=1");
+    EXPECT_EQ(manager.received(), "nothing");
+  }
+}
+
+TEST_F(WatchdogTest, getsNothingFromALoopThatHangs) {
+  Manager manager(path("notify"));
+  const Watchdog watchdog(loop);
+  EXPECT_EQ(loop.timers(), 1u) << "its only source";
+  EXPECT_EQ(manager.received(), "nothing");
+}
+
+TEST_F(WatchdogTest, isThatOfThisProcess) {
+  EXPECT_EQ(watchdogLimit(), std::chrono::seconds(100));
+  ::setenv("WATCHDOG_PID", std::to_string(::getpid()).c_str(), 1);
+  EXPECT_EQ(watchdogLimit(), std::chrono::seconds(100));
+  ::setenv("WATCHDOG_PID", std::to_string(::getpid() + 1).c_str(), 1);
+  EXPECT_EQ(watchdogLimit(), std::nullopt);
+  const Watchdog watchdog(loop);
+  EXPECT_EQ(loop.timers(), 0u);
+}
+
+TEST_F(WatchdogTest, mayBeMissing) {
+  for (const char* text : {"", "0", "-5", "x"}) {
+    ::setenv("WATCHDOG_USEC", text, 1);
+    EXPECT_EQ(watchdogLimit(), std::nullopt) << text;
+  }
+  ::unsetenv("WATCHDOG_USEC");
+  EXPECT_EQ(watchdogLimit(), std::nullopt);
+}
+
+TEST_F(WatchdogTest, countsProgressAsASignOfLifeButNotEachTime) {
+  Manager manager(path("notify"));
+  for (int i = 0; i < 1000; ++i) reportProgress();
+  EXPECT_EQ(manager.received(), "WATCHDOG=1");
+  EXPECT_EQ(manager.received(), "nothing");
 }
 
 TEST(KindOfOutput, knowsTheJournalByItsStream) {

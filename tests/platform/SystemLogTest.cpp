@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <sstream>
 #include <stdexcept>
 #include <thread>
@@ -35,6 +36,34 @@ TEST(SystemLog, writesDateTimeNameAndProcessBeforeTheTextOnStandardError) {
 TEST(SystemLog, writesOneLineEach) {
   const ProcessResult result = say({"one", "two"});
   EXPECT_THAT(result.error, MatchesRegex(std::string(kStart) + "one\n" + kStart + "two\n"));
+}
+
+TEST(SystemLog, escapesControlCharacters) {
+  EXPECT_THAT(say({"a\x1b[31m\u202eb"}).error,
+              MatchesRegex(std::string(kStart) + "a\\\\x1b\\[31m\\\\xe2\\\\x80\\\\xaeb\n"));
+}
+
+TEST(SystemLog, countsEqualLinesInARow) {
+  EXPECT_THAT(say({"a", "a", "a", "a", "a", "b"}).error,
+              MatchesRegex(std::string(kStart) + "a\n" + kStart + "a\n" + kStart + "a\n" + kStart +
+                           "… 2 more like this\n" + kStart + "b\n"));
+}
+
+TEST(SystemLog, reportsEqualLinesAtTheEnd) {
+  EXPECT_THAT(say({"a", "a", "a", "a"}).error, testing::EndsWith("] … 1 more like this\n"));
+}
+
+TEST(SystemLog, writes100LinesASecondAtMost) {
+  std::vector<std::string> lines;
+  for (int i = 0; i < 1000; ++i) lines.push_back(std::to_string(i));
+  const std::string written = say(lines).error;
+  EXPECT_LT(std::count(written.begin(), written.end(), '\n'), 1000);
+}
+
+TEST(SystemLog, cutsTextsAndKeepsThemOnOneLine) {
+  const SystemLogCapture log;
+  NSLog("'%@'\n", std::string(501, 'a') + "\n");
+  EXPECT_THAT(log.lines(), ElementsAre("'" + std::string(500, 'a') + "…'\n"));
 }
 
 TEST(SystemLog, formatsAndLogsExceptions) {

@@ -1,7 +1,8 @@
 // Usage: prepared_process FILE. Writes to the file which of the descriptors 0 to 2 are open after the first
 // call of a main, and which descriptor the file got; exits with 3 after having written to a broken pipe and
-// read how a child ended.
+// beyond a file's limit, and read how a child ended.
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -33,5 +34,8 @@ int main(int argc, char** argv) {
   int ends[2];
   if (::pipe(ends) != 0 || !isToldHowAChildEnds()) return 2;
   ::close(ends[0]);
+  // Beyond the limit of a file's size: the signal would end the process.
+  const struct rlimit limit { 4096, 4096 };
+  if (::setrlimit(RLIMIT_FSIZE, &limit) != 0 || ::pwrite(file, "x", 1, 4096) >= 0 || errno != EFBIG) return 2;
   return ::write(ends[1], "x", 1) < 0 && errno == EPIPE ? 3 : 2;
 }

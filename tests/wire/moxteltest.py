@@ -4,6 +4,7 @@ The programs come from the environment: MOXTEL_SERVER (moxtelserverd) and MOXTEL
 its own home, configuration and temporary folder, and listens on a free port of the loopback interface.
 """
 
+import fcntl
 import hashlib
 import os
 import pathlib
@@ -14,6 +15,7 @@ import socket
 import struct
 import subprocess
 import tempfile
+import termios
 import time
 import unittest
 
@@ -88,16 +90,22 @@ def tcp_sockets():
 TCP_ESTABLISHED, TCP_LISTEN = 1, 10
 
 
+# Options of a server that logs every line. At debug level 0, equal lines and lines that are too many are only counted.
+EVERY_LINE = ("-DebugLevel", 1, "-DebugLogPath", "/dev/null")
+
+
 class Server:
     """One running server; a context manager."""
 
-    def __init__(self, library, *arguments, wait=True, environment=(), binary=None):
+    def __init__(self, library, *arguments, wait=True, environment=(), binary=None, terminal=None, prefix=()):
+        """The server's controlling terminal is the descriptor `terminal`; it has none by default, as a service."""
         self.port = free_port()
         self.home = pathlib.Path(tempfile.mkdtemp(prefix="moxteltest."))
         self.arguments = [str(binary or program("MOXTEL_SERVER")), "-Port", str(self.port)]
         if library is not None:
             self.arguments += ["-LibraryPath", str(library)]
-        self.arguments += map(str, arguments)
+        self.arguments = [*prefix, *self.arguments, *map(str, arguments)]
+        self.terminal = terminal
         self.environment = {
             "PATH": os.environ.get("PATH", "/usr/bin:/bin"), "HOME": str(self.home), "TMPDIR": str(self.home),
             "XDG_CONFIG_HOME": str(self.home / "config"), "TZ": "UTC", "LC_ALL": "C.UTF-8", **dict(environment)}
@@ -106,11 +114,14 @@ class Server:
                 self.environment[name] = os.environ[name]
         self.process = None
         self.wait = wait
+        self.output = None  # where standard output and standard error go instead of files
 
     def __enter__(self):
         with open(self.home / "console", "wb") as console, open(self.home / "log", "wb") as log:
             self.process = subprocess.Popen(self.arguments, env=self.environment, stdin=subprocess.DEVNULL,
-                                            stdout=console, stderr=log, cwd=self.home)
+                                            stdout=self.output or console, stderr=self.output or log, cwd=self.home,
+                                            start_new_session=True, preexec_fn=self.take_terminal,
+                                            pass_fds=[] if self.terminal is None else [self.terminal])
         if self.wait:
             try:
                 wait_for(self.is_listening, "the server to listen")
@@ -125,6 +136,11 @@ class Server:
         # A sanitizer's findings at exit also change the status.
         if kind is None and self.process.returncode != 0:
             raise AssertionError("the server ended with %s:\n%s" % (self.process.returncode, self.last_log[-3000:]))
+
+    def take_terminal(self):
+        """In the new process, which has none: it began a session of its own."""
+        if self.terminal is not None:
+            fcntl.ioctl(self.terminal, termios.TIOCSCTTY, 0)
 
     def is_listening(self):
         if self.process.poll() is not None:

@@ -64,7 +64,7 @@ class OddStates(unittest.TestCase):
         self.faces_path = self.apdb / "Faces.db"
 
     def start(self):
-        server = moxteltest.Server(self.library)
+        server = moxteltest.Server(self.library, *moxteltest.EVERY_LINE)
         server.__enter__()
         self.addCleanup(server.__exit__, None, None, None)
         client = moxteltest.Client(server)

@@ -101,7 +101,8 @@ class PhotoApplicationTestCase(unittest.TestCase):
         process.wait()
 
     def server(self, *arguments):
-        return moxteltest.Server(self.library, "-ScriptInterpreter", self.interpreter, *arguments)
+        return moxteltest.Server(self.library, "-ScriptInterpreter", self.interpreter, *moxteltest.EVERY_LINE,
+                                 *arguments)
 
     def wait_for_line(self, server, text, count=1):
         moxteltest.wait_for(lambda: server.console().count(text) >= count, "the line " + text)

@@ -118,7 +118,7 @@ class Delivery(PicturesTestCase):
         cls.facts = Facts(cls.library)
 
     def setUp(self):
-        self.server = self.enterContext(Server(self.library))
+        self.server = self.enterContext(Server(self.library, *moxteltest.EVERY_LINE))
         self.client = self.enterContext(Client(self.server))
 
     def test_thumbnails_are_the_files_unchanged(self):

@@ -102,6 +102,8 @@ ConsoleWindow::ConsoleWindow(QWidget* parent)
   // Text can be selected and copied with the keyboard alone.
   textView_->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
   textView_->setUndoRedoEnabled(false);
+  // The last line is the empty one after the newest line's end.
+  textView_->setMaximumBlockCount(kMostLines + 1);
   textView_->setTabChangesFocus(true);
   textView_->setLineWrapMode(QPlainTextEdit::WidgetWidth);
   const QFont fixed = fontFor(MXSConsole::fixedFont());

@@ -1,7 +1,8 @@
 // The console's window: shows the console's lines, each with date, bold title (red for errors) and text.
 //
 // The window lives on the windows' thread. Its view is called on the core thread and queues the lines, in
-// order and without waiting; the window shows all queued lines at once, so 100,000 lines cost one repaint.
+// order and without waiting; the window shows all queued lines at once, so 50,000 lines cost one repaint. It
+// keeps the newest lines.
 #pragma once
 
 #include <QLineEdit>
@@ -25,6 +26,9 @@ QFont fontFor(const FontDescription& description);
 
 class ConsoleWindow final : public QWidget {
  public:
+  // Lines that the window keeps. A text of several lines counts as several.
+  static constexpr int kMostLines = 50'000;
+
   explicit ConsoleWindow(QWidget* parent = nullptr);
   ~ConsoleWindow() override;
 

@@ -89,7 +89,7 @@ void AlbumData::storeEntries(const Value& list, std::string_view keyName) {
     if (auto key = keyOf(entry, keyName)) {
       containerDicts_.insert_or_assign(std::move(*key), entry);
     } else {
-      NSLog("no guid in .... %@", entry);
+      writeSystemLog(format("no guid in .... %@", entry));
     }
   }
 }

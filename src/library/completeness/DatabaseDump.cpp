@@ -9,13 +9,13 @@ namespace moxtel {
 
 void testDatabase(ContainerTree& tree, Faces& faces) {
   NSLog("\n-------------------- DATABASE TESTS ---------------------\n\n");
-  NSLog("albums: %@", tree.albumsFromDB());
-  NSLog("top level projects: %@", tree.containersInParentUuid("AllProjectsItem"));
-  NSLog("inside '1 Project in FolderInProjects': %@",
-        tree.containersInParentUuid(SampleLibrary::kFolderInProjectsUuid));
-  NSLog("inside 'Folder': %@", tree.containersInParentUuid(SampleLibrary::kFolderUuid));
-  NSLog("Albums?: %@", tree.containersInParentUuid("TopLevelAlbums"));
-  NSLog("faces: %@", faces.facesAlbums());
+  writeSystemLog(format("albums: %@", tree.albumsFromDB()));
+  writeSystemLog(format("top level projects: %@", tree.containersInParentUuid("AllProjectsItem")));
+  writeSystemLog(format("inside '1 Project in FolderInProjects': %@",
+                        tree.containersInParentUuid(SampleLibrary::kFolderInProjectsUuid)));
+  writeSystemLog(format("inside 'Folder': %@", tree.containersInParentUuid(SampleLibrary::kFolderUuid)));
+  writeSystemLog(format("Albums?: %@", tree.containersInParentUuid("TopLevelAlbums")));
+  writeSystemLog(format("faces: %@", faces.facesAlbums()));
 }
 
 }  // namespace moxtel

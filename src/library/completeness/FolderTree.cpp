@@ -119,6 +119,10 @@ void putInOrder(LibraryDatabases& databases, MXSFolder& node) {
                    [](const auto& a, const auto& b) { return a->orderNumber < b->orderNumber; });
 }
 
+void logOutline(const MXSFolder& root) {
+  writeSystemLog(format("Root Folder: %@", loggedLines(root.description())));
+}
+
 }  // namespace
 
 FolderTree obsoletesZeug(LibraryDatabases& databases) {
@@ -128,11 +132,11 @@ FolderTree obsoletesZeug(LibraryDatabases& databases) {
   tree.root = std::make_unique<MXSFolder>();
   tree.root->folderName = "ROOT";
   readFolders(databases, tree);
-  NSLog("Root Folder: %@", tree.root->description());
+  logOutline(*tree.root);
   std::vector<MXSFolder*> nodes{tree.root.get()};
   tree.root->addAllChildrenTo(nodes);
   for (MXSFolder* node : nodes) putInOrder(databases, *node);
-  NSLog("Root Folder: %@", tree.root->description());
+  logOutline(*tree.root);
   return tree;
 }
 

@@ -74,7 +74,7 @@ bool LibraryDatabases::open(DatabaseFile file) {
 
 Query LibraryDatabases::run(DatabaseFile file, SqlText sql, std::initializer_list<Value> values) {
   Query rows = runUnlogged(file, sql, values);
-  if (!rows.prepared()) NSLog("could not prepare query '%@'", query());
+  if (!rows.prepared()) writeSystemLog(format("could not prepare query '%@'", queryForLog()));
   return rows;
 }
 
@@ -117,6 +117,14 @@ Query LibraryDatabases::tryRun(DatabaseSlot& slot) {
 }
 
 std::string LibraryDatabases::query() const { return filledIn(lastSql_, lastValues_); }
+
+std::string LibraryDatabases::queryForLog() const {
+  std::vector<Value> values = lastValues_;
+  for (Value& value : values) {
+    if (!value.isNumber() && !value.isNil()) value = Value(loggedValue(value));
+  }
+  return filledIn(lastSql_, values);
+}
 
 const char* LibraryDatabases::errorMessage(DatabaseFile file) const {
   if (refused_ || !slot(file).isOpen()) return sqlite3_errstr(result_);

@@ -64,6 +64,8 @@ class LibraryDatabases final {
   Query runUnlogged(DatabaseFile file, SqlText sql, std::initializer_list<Value> values);
   // The last query's text with its values filled in, and the SQLite code of the last open or prepare.
   std::string query() const;
+  // The same with each text value cut and on one line (loggedText).
+  std::string queryForLog() const;
   std::int32_t result() const { return result_; }
   // SQLite's message about the last failure of this file; valid until its next use.
   const char* errorMessage(DatabaseFile file) const;

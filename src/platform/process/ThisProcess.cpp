@@ -11,6 +11,8 @@
 #include <filesystem>
 #include <iostream>
 
+#include "platform/files/FileDescriptor.h"
+
 namespace moxtel {
 
 void openStandardDescriptors() {
@@ -21,7 +23,10 @@ void openStandardDescriptors() {
   }
 }
 
-void ignoreBrokenPipes() { ::signal(SIGPIPE, SIG_IGN); }
+void ignoreBrokenPipes() {
+  ::signal(SIGPIPE, SIG_IGN);
+  ::signal(SIGXFSZ, SIG_IGN);
+}
 
 // A program inherits an ignored SIGCHLD, and then the exit status of its children is lost: scripts and
 // pictures that succeeded would count as failed.
@@ -31,6 +36,13 @@ void prepareProcess() {
   openStandardDescriptors();
   ignoreBrokenPipes();
   restoreChildSignal();
+}
+
+bool endsWithItsTerminal() {
+  struct sigaction action {};
+  if (::sigaction(SIGHUP, nullptr, &action) != 0 || action.sa_handler == SIG_IGN) return false;
+  const FileDescriptor terminal(::open("/dev/tty", O_RDONLY | O_NOCTTY | O_CLOEXEC));
+  return static_cast<bool>(terminal);
 }
 
 void blockSignals() {

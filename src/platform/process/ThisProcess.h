@@ -8,14 +8,18 @@ namespace moxtel {
 
 // Every main calls this first, before it opens anything. Opens descriptors 0 to 2 on /dev/null if they are
 // closed (descriptor 0 means "no client" to the server, and a log line must not be written into a socket),
-// makes writing to a closed connection give an error instead of SIGPIPE, and makes the exit status of
-// children available even if the parent process ignored SIGCHLD.
+// makes writing to a closed connection or beyond the limit for a file's size give an error instead of SIGPIPE
+// or SIGXFSZ, and makes the exit status of children available even if the parent process ignored SIGCHLD.
 void prepareProcess();
 
 // The parts of prepareProcess(). Only while there is one thread.
 void openStandardDescriptors();
 void ignoreBrokenPipes();
 void restoreChildSignal();
+
+// Whether SIGHUP means that the user's terminal is closed: this process has a controlling terminal, and its
+// parent did not ignore the signal, as nohup(1) does. To be asked before SIGHUP is handled.
+bool endsWithItsTerminal();
 
 // Blocks every signal on the calling thread, so that another thread handles them.
 void blockSignals();

@@ -13,9 +13,14 @@
 
 namespace moxtel {
 
-bool notifyServiceManager(std::string_view state) {
+bool hasServiceManager() {
   const char* path = std::getenv("NOTIFY_SOCKET");
-  if (!path || !*path) return true;
+  return path && *path;
+}
+
+bool notifyServiceManager(std::string_view state) {
+  if (!hasServiceManager()) return true;
+  const char* path = std::getenv("NOTIFY_SOCKET");
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
   const std::size_t length = std::strlen(path);
@@ -36,6 +41,21 @@ OutputKind kindOfOutput(std::FILE* stream) {
   if (!journal || ::fstat(::fileno(stream), &status) != 0) return OutputKind::Plain;
   const std::string ours = std::to_string(status.st_dev) + ':' + std::to_string(status.st_ino);
   return ours == journal ? OutputKind::Journal : OutputKind::Plain;
+}
+
+std::string prefixedLines(std::string_view firstPrefix, std::string_view nextPrefix, std::string_view text) {
+  std::string out(firstPrefix);
+  for (const char c : text) {
+    out += c;
+    if (c == '\n') out += nextPrefix;
+  }
+  out += '\n';
+  return out;
+}
+
+std::string journalLines(JournalPriority priority, std::string_view text) {
+  const std::string prefix = '<' + std::to_string(static_cast<int>(priority)) + '>';
+  return prefixedLines(prefix, prefix + "    ", text);
 }
 
 }  // namespace moxtel

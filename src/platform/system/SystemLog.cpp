@@ -3,12 +3,14 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <exception>
 #include <mutex>
 
 #include "platform/loop/Clock.h"
 #include "platform/process/ThisProcess.h"
+#include "platform/system/LineLimiter.h"
+#include "platform/system/LineOutput.h"
+#include "platform/system/ServiceManager.h"
 
 namespace moxtel {
 
@@ -22,23 +24,7 @@ std::shared_ptr<const SystemLogSink> sink() {
   return currentSink;
 }
 
-// A line that cannot be written is lost: there is no other place to report it.
-void writeAll(std::string_view text) {
-  while (!text.empty()) {
-    const ssize_t written = ::write(STDERR_FILENO, text.data(), text.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written <= 0) return;
-    text.remove_prefix(static_cast<std::size_t>(written));
-  }
-}
-
-}  // namespace
-
-void writeSystemLog(std::string_view text) {
-  if (const auto to = sink()) {
-    (*to)(text);
-    return;
-  }
+std::string stamped(std::string_view text) {
   std::string line = localDateAndMilliseconds(systemClock().now());
   line += ' ';
   line += processName();
@@ -47,8 +33,67 @@ void writeSystemLog(std::string_view text) {
   line += "] ";
   line += text;
   line += '\n';
-  writeAll(line);
+  return line;
 }
+
+class StandardError final {
+ public:
+  void write(std::string_view text) {
+    const std::lock_guard lock(mutex_);
+    if (!isLimited_) {
+      put(text);
+      return;
+    }
+    const LineLimiter::Shown shown = limiter_.add(text, std::chrono::steady_clock::now());
+    for (const std::string& note : shown.notes) put(note);
+    if (shown.line) put(text);
+  }
+  void writePendingNotes(AtEnd atEnd) {
+    const std::lock_guard lock(mutex_);
+    const auto now = std::chrono::steady_clock::now();
+    for (const std::string& note : limiter_.pendingNotes(now, atEnd)) put(note);
+  }
+  void setLimited(bool limited) {
+    const std::lock_guard lock(mutex_);
+    isLimited_ = limited;
+  }
+
+ private:
+  // The journal adds the date itself.
+  std::string linesOf(std::string_view text) const {
+    return kind_ == OutputKind::Journal ? journalLines(JournalPriority::Info, text) : stamped(text);
+  }
+  void put(std::string_view text) {
+    output_.write(linesOf(text), [this](std::string_view note) { return linesOf(note); });
+  }
+
+  std::mutex mutex_;
+  const OutputKind kind_ = kindOfOutput(stderr);
+  bool isLimited_ = true;
+  LineLimiter limiter_;
+  LineOutput output_{STDERR_FILENO};
+};
+
+// Never destroyed: threads may log until the process ends.
+StandardError& standardError() {
+  static StandardError* const kOutput = new StandardError;
+  return *kOutput;
+}
+
+}  // namespace
+
+void writeSystemLog(std::string_view text) {
+  const std::string printable = printableText(text);
+  if (const auto to = sink()) {
+    (*to)(printable);
+  } else {
+    standardError().write(printable);
+  }
+}
+
+void limitSystemLog(bool limited) { standardError().setLimited(limited); }
+
+void writePendingNotesOfSystemLog(AtEnd atEnd) { standardError().writePendingNotes(atEnd); }
 
 void setSystemLogSink(SystemLogSink newSink) {
   auto next = newSink ? std::make_shared<const SystemLogSink>(std::move(newSink)) : nullptr;

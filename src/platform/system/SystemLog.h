@@ -3,14 +3,22 @@
 //
 //     2016-07-12 09:05:03.250 moxtelserverd[1234] text
 //
-// Any thread. A line is written with one call, so lines of two threads do not mix. Control characters in
-// the text are kept; a text is never a format string.
+// In the service manager's journal, which adds the date itself, it is "<6>text".
+//
+// Any thread. Lines of two threads do not mix. Control characters are escaped (printableText). A text that is
+// an argument is cut and stays on one line (loggedText); a text is never a format string. Unless
+// limitSystemLog(false) was called, lines that are equal or too many are counted instead (LineLimiter). A
+// reader that does not read misses lines, and keeps nothing waiting (LineOutput).
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
+#include "platform/system/LineLimiter.h"
+#include "platform/system/LogText.h"
 #include "value/Format.h"
 
 namespace moxtel {
@@ -19,11 +27,21 @@ void writeSystemLog(std::string_view text);
 
 template <class... Arguments>
 void NSLog(FormatString<Arguments...> text, const Arguments&... arguments) {
-  writeSystemLog(formatRuntime(text.view(), arguments...));
+  if constexpr (sizeof...(Arguments) == 0) {
+    writeSystemLog(formatRuntime(text.view()));
+  } else {
+    const FormatArgument list[] = {FormatArgument(arguments)...};
+    writeSystemLog(logLine(text.view(), list));
+  }
 }
 
-// Where lines go instead of standard error; an empty function restores that. For tests and for the service
-// journal. Set it before other threads log.
+// Whether untrusted peers may fill standard error only so fast. True at the start.
+void limitSystemLog(bool limited);
+// Writes the counts of lines left out since the last line. To be called from time to time, and at the end.
+void writePendingNotesOfSystemLog(AtEnd atEnd);
+
+// Where lines go instead of standard error, all of them; an empty function restores that. For tests and for a
+// program that prints lines as its result. Set it before other threads log.
 using SystemLogSink = std::function<void(std::string_view text)>;
 void setSystemLogSink(SystemLogSink sink);
 
