@@ -150,7 +150,8 @@ void MXPAppDelegate::startServer() {
     publication_ = state;
     if (publicationReporter_) publicationReporter_->changed(state);
   });
-  reportListener(server_->startServerOnPort(port, name, kServiceType), port);
+  isServing_ = server_->startServerOnPort(port, name, kServiceType);
+  reportListener(isServing_, port);
   publicationReporter_ = std::make_unique<PublicationReporter>(
       environment_.loop, name, server_->port(), [this] { return addresses(); },
       [this](std::string_view title, std::string_view text) { environment_.console.showTitle(title, text); });
@@ -185,6 +186,8 @@ void MXPAppDelegate::changedPreferAperture() {
 void MXPAppDelegate::reload() {
   environment_.console.showTitle("Info", "Reloading database");
   restart();
+  // Another program may have left the port.
+  if (!isServing_) startServer();
 }
 
 void MXPAppDelegate::restart() {
@@ -206,8 +209,6 @@ std::string MXPAppDelegate::changedLibraryPath(const std::string& chosen) {
   return {};
 }
 
-void MXPAppDelegate::disconnectClient() { QVSocketServer::disconnect(); }
-
 void MXPAppDelegate::changedRevealPhoto(bool allowed) {
   environment_.defaults.setBool("RevealPhoto", allowed);
 }
@@ -226,7 +227,9 @@ std::string MXPAppDelegate::logFolderTree() {
 const LoadedLibrary& MXPAppDelegate::library() const { return roles_->library; }
 const AlbumData& MXPAppDelegate::albumData() const { return roles_->albumData; }
 
-std::optional<std::string> MXPAppDelegate::attributedStringHelp() { return helpText("Help"); }
+std::optional<std::string> MXPAppDelegate::attributedStringHelp(std::string_view language) {
+  return helpText("Help", language);
+}
 
 ServerStatus MXPAppDelegate::status() {
   ServerStatus status;

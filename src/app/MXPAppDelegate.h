@@ -10,6 +10,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "app/ConnectionLines.h"
 #include "app/ServerStatus.h"
@@ -69,7 +70,8 @@ class MXPAppDelegate final {
   // After the user interface has stored the new "PreferAperture".
   void changedPreferAperture();
 
-  // Handles SIGHUP: restarts the library roles with the same preferences, and disconnects the client.
+  // Restarts the library roles with the same preferences, and disconnects the client. Listens and publishes
+  // again if the last attempt failed.
   void reload();
   // Serves another library and stores its path in the user defaults. Returns an empty text; or, when the
   // folder cannot be served, the reason, and changes nothing.
@@ -77,16 +79,18 @@ class MXPAppDelegate final {
   // The libraries that the user may have meant with a folder that changedLibraryPath() refused. Takes a few
   // seconds at most.
   std::vector<FoundLibrary> librariesNear(const std::string& folder);
-  void disconnectClient();
   void changedRevealPhoto(bool allowed);
-  // The help as HTML; nullopt when its file is missing or unreadable.
-  static std::optional<std::string> attributedStringHelp();
+  // The help as HTML, in the language ("de") if there is one, else in English; nullopt when its file is
+  // missing or unreadable. Any thread.
+  static std::optional<std::string> attributedStringHelp(std::string_view language);
   // Logs the folder tree, for diagnosis. Returns an empty text, or the reason why there is no tree.
   [[nodiscard]] std::string logFolderTree();
 
   // The current state. Checks whether the library is readable, and counts its photos, albums and faces again
   // after each startup and each reload.
   ServerStatus status();
+  // Whether clients can connect: the server listens and is published.
+  bool isServing() const { return isServing_; }
   QVSocketServer& server() { return *server_; }
   const LoadedLibrary& library() const;
   const AlbumData& albumData() const;
@@ -119,6 +123,7 @@ class MXPAppDelegate final {
   std::unique_ptr<PublicationReporter> publicationReporter_;
   std::vector<NotificationCenter::Token> observers_;
 
+  bool isServing_ = false;
   std::atomic<bool> isConnectedToClient_{false};
   std::atomic<bool> iPhotoWasEdited_{false};
   PublicationState publication_;

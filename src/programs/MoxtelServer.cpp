@@ -14,7 +14,6 @@
 
 #include "app/CommandLine.h"
 #include "app/CoreThread.h"
-#include "app/HelpText.h"
 #include "app/ServerProgram.h"
 #include "app/windows/MainWindow.h"
 #include "app/windows/WindowTexts.h"
@@ -49,7 +48,7 @@ class Desktop final {
         window_(actions()),
         core_(defaults, console_.view(), [this](const ServerStatus& status) { postStatus(status); }) {
     console_.setLinesObserver([this](const auto& lines) { window_.showLines(lines); });
-    const auto help = helpText("Help", language);
+    const auto help = MXPAppDelegate::attributedStringHelp(language);
     window_.setHelp(help ? QString::fromStdString(*help) : QString(), defaults.boolForKey("DontShowHelp"));
     QObject::connect(&busyCheck_, &QTimer::timeout, &window_, [this] { checkCore(); });
     busyCheck_.start(kBusyCheckMilliseconds);

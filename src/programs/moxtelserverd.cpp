@@ -1,6 +1,7 @@
 // moxtelserverd: the server without a display. Its console is standard output.
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <iostream>
 
 #include "app/CommandLine.h"
@@ -12,6 +13,7 @@
 #include "platform/process/ThisProcess.h"
 #include "platform/system/ServiceManager.h"
 #include "platform/system/SystemLog.h"
+#include "platform/system/Watchdog.h"
 
 namespace moxtel {
 namespace {
@@ -27,20 +29,33 @@ int printFolders(CoreLoop& loop, ServerProgram& program) {
   return loop.run();
 }
 
+// Starts to serve. A service that cannot serve ends, and its manager starts it again.
+void start(CoreLoop& loop, ServerProgram& program) {
+  program.start();
+  if (!hasServiceManager()) return;
+  if (program.delegate().isServing()) {
+    notifyServiceManager("READY=1");
+  } else {
+    loop.quit(EXIT_FAILURE);
+  }
+}
+
 // Serves until a signal ends the program. The exit status.
 int runServer(CoreLoop& loop, ServerProgram& program) {
+  const bool reloadsOnHangup = !endsWithItsTerminal();
+  const auto isReload = [reloadsOnHangup](int signal) { return signal == SIGHUP && reloadsOnHangup; };
   // Runs even while a script or a reply to a slow client keeps the core thread busy: neither may delay the
   // end of the program or the disconnection.
-  const auto handleAtOnce = [&program](int signal) {
+  const auto handleAtOnce = [&](int signal) {
     if (signal == SIGUSR1) {
       QVSocketServer::disconnect();
-    } else if (signal != SIGHUP) {
+    } else if (!isReload(signal)) {
       QVSocketServer::closeToClients();
       program.endScripts();
     }
   };
   const auto handle = [&](int signal) {
-    if (signal == SIGHUP) {
+    if (isReload(signal)) {
       program.delegate().reload();
     } else if (signal != SIGUSR1) {
       notifyServiceManager("STOPPING=1");
@@ -49,10 +64,8 @@ int runServer(CoreLoop& loop, ServerProgram& program) {
   };
   const auto postToLoop = [&loop](EventLoop::Task call) { loop.post(std::move(call)); };
   const SignalWatcher signals(SignalWatcher::usualSignals(), postToLoop, handle, handleAtOnce);
-  loop.post([&program] {
-    program.start();
-    notifyServiceManager("READY=1");
-  });
+  loop.post([&] { start(loop, program); });
+  const Watchdog watchdog(loop);
   return loop.run();
 }
 

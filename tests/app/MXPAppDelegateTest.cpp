@@ -323,6 +323,42 @@ TEST_F(MXPAppDelegateTest, doesNotListenWithAWrongListOfClients) {
       "192.168.1.0/24"));
 }
 
+TEST_F(MXPAppDelegateTest, triesABusyPortAgainWhenItReloads) {
+  launched();
+  EXPECT_TRUE(delegate->isServing());
+  const std::uint16_t taken = delegate->server().port();
+  defaults.setString("Port", std::to_string(taken));
+  MXPAppDelegate second(ServerEnvironment{loop, defaults, notifications, processes, applications, scripts,
+                                          console, &discovery});
+  second.startServer();
+  EXPECT_FALSE(second.isServing());
+  second.reload();
+  EXPECT_FALSE(second.isServing());
+  delegate.reset();
+  second.reload();
+  EXPECT_TRUE(second.isServing());
+  EXPECT_EQ(second.server().port(), taken);
+  EXPECT_TRUE(Peer(taken).connected);
+  EXPECT_EQ(view.lines.back(), "Info: Listening on port " + std::to_string(taken));
+}
+
+TEST_F(MXPAppDelegateTest, keepsItsListenerWhenItReloads) {
+  launched();
+  const std::uint16_t port = delegate->server().port();
+  delegate->reload();
+  EXPECT_EQ(delegate->server().port(), port);
+  EXPECT_EQ(view.count("Info: Listening on port " + std::to_string(port)), 1u);
+}
+
+TEST_F(MXPAppDelegateTest, hasHelpInTheUsersLanguage) {
+  const auto german = MXPAppDelegate::attributedStringHelp("de");
+  ASSERT_TRUE(german);
+  EXPECT_NE(german->find("lang=\"de\""), std::string::npos);
+  const auto english = MXPAppDelegate::attributedStringHelp("xx");
+  ASSERT_TRUE(english);
+  EXPECT_NE(english->find("lang=\"en\""), std::string::npos);
+}
+
 TEST_F(MXPAppDelegateTest, servesAnotherLibraryAndStoresItsPath) {
   launched();
   test::TestLibrary another("Another");

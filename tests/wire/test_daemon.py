@@ -2,12 +2,14 @@
 
 import os
 import pathlib
+import re
 import shutil
 import signal
 import socket
 import sqlite3
 import subprocess
 import tempfile
+import time
 import unittest
 
 import moxteltest
@@ -59,6 +61,58 @@ class Daemon(moxteltest.LibraryTestCase):
         with Server(self.library, environment={"NOTIFY_SOCKET": "/nonexistent/notify"}) as server:
             with Client(server) as client:
                 self.assertEqual(client.result("Get Version"), "1.4")
+
+    def test_ends_when_it_cannot_listen_and_a_service_manager_waits(self):
+        with Server(self.library) as first, ServiceManager() as manager:
+            second = Server(self.library, wait=False, environment={"NOTIFY_SOCKET": manager.name})
+            second.arguments[second.arguments.index("-Port") + 1] = str(first.port)
+            second.__enter__()
+            self.addCleanup(second.stop)
+            self.assertEqual(second.process.wait(moxteltest.PATIENCE), 1)
+            self.assertIn("Error:  Cannot listen on port %d" % first.port, second.console())
+            manager.socket.setblocking(False)
+            with self.assertRaises(BlockingIOError):
+                manager.next_notification()
+
+    def test_a_busy_port_is_tried_again_on_reload(self):
+        with Server(self.library) as first:
+            second = Server(self.library, wait=False)
+            second.port = first.port
+            second.arguments[second.arguments.index("-Port") + 1] = str(first.port)
+            self.enterContext(second)
+            self.waits_for_line(second, "Error:  Cannot listen on port")
+        self.send(second, signal.SIGHUP)
+        wait_for(second.is_listening, "the second server to listen")
+        with Client(second) as client:
+            self.assertEqual(client.result("Get Version"), "1.4")
+
+    def test_the_watchdog_gets_signs_of_life(self):
+        with ServiceManager() as manager:
+            environment = {"NOTIFY_SOCKET": manager.name, "WATCHDOG_USEC": "100000"}
+            with Server(self.library, wait=False, environment=environment):
+                seen = {manager.next_notification() for _ in range(20)}
+        self.assertEqual(seen, {b"READY=1", b"WATCHDOG=1"})
+
+    def test_hangup_ends_it_on_a_terminal(self):
+        for ending in ("signal", "the terminal is closed"):
+            terminal, inner = os.openpty()
+            with self.subTest(ending), Server(self.library, terminal=inner) as server:
+                os.close(inner)
+                self.waits_for_line(server, "Listening on port")
+                if ending == "signal":
+                    self.send(server, signal.SIGHUP)
+                    self.assertEqual(server.process.wait(moxteltest.PATIENCE), 0)
+                os.close(terminal)
+                self.assertEqual(server.process.wait(moxteltest.PATIENCE), 0)
+                self.assertNotIn("Reloading", server.console())
+
+    def test_hangup_reloads_on_a_terminal_if_the_signal_was_ignored(self):
+        terminal, inner = os.openpty()
+        self.addCleanup(os.close, terminal)
+        self.addCleanup(os.close, inner)
+        with Server(self.library, terminal=inner, prefix=("nohup",)) as server:
+            self.send(server, signal.SIGHUP)
+            self.waits_for_line(server, "Info:  Reloading database\n")
 
     def test_hangup_reloads_the_library_and_disconnects(self):
         with Server(self.library) as server, Client(server) as client:
@@ -187,6 +241,38 @@ class Daemon(moxteltest.LibraryTestCase):
         self.assertIn("<6>Info:  Running app: <none>", lines)
         self.assertTrue(any(line.startswith("<6>could not open db '") for line in lines), lines)
         self.assertEqual([line for line in lines if "moxtelserverd[" in line], [])
+
+    def flood(self, client, times):
+        """Sends different ids that cannot be looked up: each is logged."""
+        for i in range(times):
+            self.assertEqual(client.result("Photos of Album", id="%d'%s\n\x1b[31m" % (i, "x" * 3000)), [])
+
+    def test_a_client_cannot_fill_the_log(self):
+        begun = time.monotonic()
+        with Server(self.library) as server:
+            with Client(server) as client:
+                self.flood(client, 1000)
+            server.stop()
+            seconds = time.monotonic() - begun
+            lines = server.last_log.splitlines()
+        self.assertLess(len(lines), 100 * (seconds + 1))
+        self.assertTrue([line for line in lines if "could not prepare query" in line])
+        self.assertLess(max(map(len, lines)), 1000)
+        self.assertNotIn("\x1b", server.last_log)
+        left_out = sum(int(count.replace(",", "")) for count in
+                       re.findall("… ([0-9,]+) (?:lines? left out|more like this)", server.last_log))
+        logged = server.last_log.count("could not prepare query")
+        self.assertGreaterEqual(left_out + logged, 1000)
+
+    def test_a_reader_that_does_not_read_stops_nothing(self):
+        with subprocess.Popen(["sleep", "infinity"], stdin=subprocess.PIPE) as reader:
+            self.addCleanup(reader.kill)
+            server = Server(self.library, "-DebugLevel", 2)
+            server.output = reader.stdin
+            with server, Client(server) as client:
+                self.flood(client, 200)
+                self.assertEqual(client.result("Get Version"), "1.4")
+            reader.kill()
 
 
 if __name__ == "__main__":
