@@ -26,6 +26,22 @@ TEST(CommandLine, printsHelpAndVersionWithStatus0) {
             "moxtelserverd Version 1.4 build 402 released 2016-07-12\n");
 }
 
+TEST(CommandLine, saysWhatEachLogFileGets) {
+  UserDefaults defaults;
+  ::testing::internal::CaptureStdout();
+  EXPECT_EQ(takeCommandLine(kProgram, {"--help"}, defaults), 0);
+  const std::string help = ::testing::internal::GetCapturedStdout();
+  for (const auto& [key, gets] : std::vector<std::pair<std::string, std::string>>{
+           {"-DebugLogPath TEXT", "debug messages, written at debug level 1"},
+           {"-ErrorLogPath TEXT", "the console's errors"},
+           {"-AccessLogPath TEXT", "nothing is written to it"},
+           {"-IOLogPath TEXT", "nothing is written to it"}}) {
+    const std::size_t at = help.find(key);
+    ASSERT_NE(at, std::string::npos) << key;
+    EXPECT_NE(help.substr(at, help.find("\n  -", at) - at).find(gets), std::string::npos) << key;
+  }
+}
+
 TEST(CommandLine, rejectsWrongArgumentsWithStatus2) {
   for (const std::vector<std::string>& arguments :
        std::vector<std::vector<std::string>>{{"-NoSuchKey", "1"},

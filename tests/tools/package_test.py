@@ -96,6 +96,23 @@ class Package(unittest.TestCase):
         checked.write_text(unit.replace("/usr/bin/", str(self.root) + "/usr/bin/"))
         self.assertEqual(output_of("systemd-analyze", "verify", "--man=no", checked), (0, ""))
 
+    def test_service_is_confined(self):
+        self.needs("systemd-analyze")
+        unit = self.root / "usr/lib/systemd/system/moxtelserverd.service"
+        # In tenths.
+        status, text = output_of("systemd-analyze", "security", "--offline=true", "--no-pager", "--threshold=20", unit)
+        self.assertEqual(status, 0, text)
+        settings = unit.read_text().splitlines()
+        for key in ("MemoryMax=", "TasksMax=", "WatchdogSec=", "RestrictAddressFamilies=", "ProtectHome=read-only",
+                    "Restart=on-failure"):
+            self.assertTrue([line for line in settings if line.startswith(key)], key)
+        # The helper programs confine themselves; systemd 252 has these calls in no group.
+        allowed = " ".join(line for line in settings if line.startswith("SystemCallFilter=")).split()
+        for call in ("landlock_create_ruleset", "landlock_add_rule", "landlock_restrict_self"):
+            self.assertIn(call, " ".join(allowed))
+        limit = next(line for line in settings if line.startswith("WatchdogSec="))
+        self.assertEqual(limit, "WatchdogSec=5min", "more than the two minutes that a command may wait for scripts")
+
     def test_lintian(self):
         self.needs("lintian")
         status, text = output_of("lintian", "--allow-root", self.package)
