@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "platform/system/HostNames.h"
+#include "platform/system/LogText.h"
 #include "value/Format.h"
 
 namespace moxtel {
@@ -16,8 +17,8 @@ namespace {
 
 using SteadyClock = std::chrono::steady_clock;
 
-std::string shortHostName(const std::optional<std::string>& hostName) {
-  if (!hostName) return "<unknown>";
+std::string shortHostName(const std::optional<std::string>& hostName, const std::string& address) {
+  if (!hostName) return address.empty() ? "<unknown>" : address;
   const std::size_t dot = hostName->find('.');
   return dot != std::string::npos && dot > 0 ? hostName->substr(0, dot) : *hostName;
 }
@@ -78,14 +79,14 @@ std::optional<std::string> ConnectionLines::State::apply(const Event& event) {
     return std::nullopt;
   }
   if (event.kind == Event::Kind::Connected) {
-    const std::string name = clientDict[event.address] = shortHostName(event.hostName);
-    return format("Connected to Moxtel on '%@'", name);
+    const std::string name = clientDict[event.address] = shortHostName(event.hostName, event.address);
+    return format("Connected to Moxtel on '%@'", loggedText(name));
   }
   // The name is certain only if exactly one client is known.
   if (clientDict.size() != 1) return "Lost connection to Moxtel";
   const std::string name = clientDict.begin()->second;
   clientDict.clear();
-  return format("Lost connection to Moxtel on '%@'", name);
+  return format("Lost connection to Moxtel on '%@'", loggedText(name));
 }
 
 ConnectionLines::ConnectionLines(Show show, HostLookup lookUp, std::chrono::milliseconds limit)

@@ -31,7 +31,7 @@ class ConnectionLines final {
   ConnectionLines& operator=(const ConnectionLines&) = delete;
 
   // "Connected to Moxtel on 'name'". The name is what precedes the first dot of the host name; the whole name
-  // if it begins with a dot or has none; "<unknown>" without a host name. It is looked up unless it is given.
+  // if it begins with a dot or has none; the address without a host name. It is looked up unless it is given.
   void connected(const std::string& address, std::optional<std::string> hostName);
   // "Lost connection to Moxtel on 'name'", without the name unless exactly one client is known, which then is
   // no longer known.

@@ -54,11 +54,11 @@ TEST_F(ConnectionLinesTest, waitForTheNameAndKeepTheirOrder) {
 TEST_F(ConnectionLinesTest, doNotWaitLongerThanTheLimit) {
   start(1ms);
   lines->connected("192.0.2.7", std::nullopt);
-  EXPECT_THAT(waitFor(1), ElementsAre("Connected to Moxtel on '<unknown>'"));
-  EXPECT_EQ(lines->client(), "<unknown>");
+  EXPECT_THAT(waitFor(1), ElementsAre("Connected to Moxtel on '192.0.2.7'"));
+  EXPECT_EQ(lines->client(), "192.0.2.7");
   answer.set_value("too.late");
   lines->disconnected();
-  EXPECT_THAT(waitFor(2), ElementsAre(testing::_, "Lost connection to Moxtel on '<unknown>'"));
+  EXPECT_THAT(waitFor(2), ElementsAre(testing::_, "Lost connection to Moxtel on '192.0.2.7'"));
 }
 
 // All names are looked up at once, so that many clients with a slow name server take no longer than one.
@@ -75,7 +75,14 @@ TEST_F(ConnectionLinesTest, endWithoutWaitingForNames) {
   lines->disconnected();
   lines.reset();
   EXPECT_THAT(shown,
-              ElementsAre("Connected to Moxtel on '<unknown>'", "Lost connection to Moxtel on '<unknown>'"));
+              ElementsAre("Connected to Moxtel on '192.0.2.7'", "Lost connection to Moxtel on '192.0.2.7'"));
+  answer.set_value(std::nullopt);
+}
+
+TEST_F(ConnectionLinesTest, cutALongName) {
+  start(1h);
+  lines->connected("192.0.2.7", std::string(600, 'a'));
+  EXPECT_THAT(waitFor(1), ElementsAre("Connected to Moxtel on '" + std::string(500, 'a') + "…'"));
   answer.set_value(std::nullopt);
 }
 
