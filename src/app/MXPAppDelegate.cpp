@@ -72,13 +72,21 @@ void MXPAppDelegate::startup() {
   roles_->library.loadDatabase();
   roles_->changes.remember();
   roles_->albumData.loadAlbumData();
-  // Only fills the caches before the first request; the results are not needed.
-  static_cast<void>(roles_->containerTree.getTopLevelAlbums());
-  static_cast<void>(roles_->containerTree.getTopLevelProjects());
+  fillCaches();
   counted_.reset();
   roles_->databases.releaseLocks();
   roles_->monitor.startAppChecks();
   reportMissingLibrary();
+}
+
+// Before the first request; the results are not needed.
+void MXPAppDelegate::fillCaches() {
+  try {
+    static_cast<void>(roles_->containerTree.getTopLevelAlbums());
+    static_cast<void>(roles_->containerTree.getTopLevelProjects());
+  } catch (const ArchiveTooLargeError&) {
+    // The reply to a request for such a list is the error, and the console names it then.
+  }
 }
 
 // The lines before this one say that data is missing, but not what the user can do about it.

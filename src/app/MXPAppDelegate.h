@@ -107,6 +107,7 @@ class MXPAppDelegate final {
 
   void restart();
   void dropLists();
+  void fillCaches();
   void reportMissingLibrary();
   std::string sentenceAboutLibrariesNear(const std::string& folder);
   const LibraryCounts& countsOf(const ServerStatus& status);

@@ -24,21 +24,27 @@
 #include "scripting/ScriptQueue.h"
 #include "support/MXSVersion.h"
 #include "support/QVAppSupport.h"
+#include "value/Format.h"
 
 namespace moxtel {
 
 // Prepares the library and the scripts for each command: each gets its own time limit.
 class DelegateCommandScope final : public LibraryCommandScope {
  public:
-  DelegateCommandScope(LibraryDatabases& databases, ScriptRunner& scripts)
-      : LibraryCommandScope(databases), scripts_(scripts) {}
+  DelegateCommandScope(LibraryDatabases& databases, ScriptRunner& scripts, Messages& messages)
+      : LibraryCommandScope(databases), scripts_(scripts), messages_(messages) {}
   void beginCommand() override {
     LibraryCommandScope::beginCommand();
     scripts_.beginCommand(kTimeForQuestions);
   }
+  void rejectedReply(std::string_view command) override {
+    messages_.showTitle("Error",
+                        format("The reply to '%@' would have more than 1 GB: it is not sent.", command));
+  }
 
  private:
   ScriptRunner& scripts_;
+  Messages& messages_;
 };
 
 // Owns the role objects. Members are in the order of their dependencies.
@@ -71,7 +77,7 @@ class ServerRoles final {
         imageCommands(imageFiles, pictureDecoder, messages),
         propertyReader(environment.processes),
         metadataCommands(databases, imageFiles, photoRecords, propertyReader),
-        commandScope(databases, environment.scripts) {}
+        commandScope(databases, environment.scripts, messages) {}
 
   // Creates the command handler, which replies through the channel. Call once, after construction: the
   // channel is made after the roles.

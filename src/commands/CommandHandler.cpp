@@ -117,10 +117,16 @@ void CommandHandler::handleCommandDict(const Value& command) {
 
   const ScopedCommand scoped(scope_);
   ReleasingChannel reply(channel_, scope_);
-  if (const Handler* handler = handlerOf(name.string())) {
-    (*handler)(CommandRequest(command.dictionary()), reply);
-  } else {
+  const Handler* handler = handlerOf(name.string());
+  if (!handler) {
     reply.sendToClientErrorString(format("Command '%@' was not handled", name));
+    return;
+  }
+  try {
+    (*handler)(CommandRequest(command.dictionary()), reply);
+  } catch (const ArchiveTooLargeError&) {
+    scope_.rejectedReply(name.string());
+    reply.sendToClientErrorString("Reply too large");
   }
 }
 

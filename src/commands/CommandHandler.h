@@ -38,6 +38,8 @@ class CommandScope {
   // Releases the library's locks: called before each reply is written and whenever a command ends. May be
   // called when none is held.
   virtual void releaseLocks() = 0;
+  // The reply to this command would have been too large; the client got an error.
+  virtual void rejectedReply(std::string_view /*command*/) {}
 
  protected:
   CommandScope() = default;

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "library/DayName.h"
+#include "library/RecordBuilder.h"
 #include "library/RecordKeys.h"
 #include "library/database/DatabaseUse.h"
 #include "library/database/LibraryDatabases.h"
@@ -85,15 +86,16 @@ struct Container {
 Value arrayOf(std::vector<Container> containers) {
   Array array(Mutability::Mutable);
   array.reserve(containers.size());
-  for (Container& container : containers) array.append(std::move(container.record));
+  SharedKeyLists keys;
+  for (Container& container : containers) array.append(keys.shared(std::move(container.record)));
   return array;
 }
 
 // Collects the containers below one parent. The library database is open meanwhile.
 class Listing final {
  public:
-  Listing(LibraryDatabases& databases, const Value& parent, bool showMaximumDate)
-      : databases_(databases), parent_(parent), showMaximumDate_(showMaximumDate) {}
+  Listing(LibraryDatabases& databases, const Value& parent, bool showMaximumDate, std::uint64_t largest)
+      : databases_(databases), parent_(parent), showMaximumDate_(showMaximumDate), size_(largest) {}
 
   void readFolders();
   void readAlbums();
@@ -106,11 +108,14 @@ class Listing final {
   void addFolder(const Query& row, bool belowTopLevelAlbums);
   void countFolder(std::int32_t folderType, const Value& name);
   void addAlbum(const Query& row);
+  void add(Dictionary container);
   std::unordered_map<std::string_view, std::size_t> positionsByUuid() const;
 
   LibraryDatabases& databases_;
   const Value& parent_;
   const bool showMaximumDate_;
+  ListSize size_;
+  SharedKeyLists keys_;
   std::vector<Container> containers_;
   int folders_ = 0;
   int projects_ = 0;
@@ -138,13 +143,19 @@ void Listing::addFolder(const Query& row, bool belowTopLevelAlbums) {
   const bool hiddenWhenEmpty = row.integerColumn(7) != 0;
   if (hiddenWhenEmpty || (belowTopLevelAlbums && folderType == kProjectFolder)) return;
 
-  Dictionary& folder = containers_.emplace_back().record;
+  Dictionary folder(Mutability::Mutable);
   if (folderType == kProjectFolder) folder.append(record::kAlbumType, record::kProject);
   if (folderType == kPlainFolder) folder.append(record::kAlbumType, record::kFolder);
   folder.append(record::kAlbumName, std::move(name));
   record::appendNonNil(folder, record::kAlbumId, row.stringColumn(1));
   folder.append(record::kModelId, row.integerNumberColumn(3));
   record::appendNonNil(folder, record::kKeyPhotoKey, row.stringColumn(4));
+  add(std::move(folder));
+}
+
+void Listing::add(Dictionary container) {
+  size_.add(container);
+  containers_.emplace_back().record = keys_.shared(std::move(container));
 }
 
 void Listing::countFolder(std::int32_t folderType, const Value& name) {
@@ -170,7 +181,7 @@ void Listing::addAlbum(const Query& row) {
   Value uuid = row.stringColumn(1);
   const std::int32_t subclass = row.integerColumn(4);
   if (!isListedAlbum(row.integerColumn(3), subclass, uuid, kBuiltInAlbums.size())) return;
-  Dictionary& album = containers_.emplace_back().record;
+  Dictionary album(Mutability::Mutable);
   album.append(record::kAlbumType, record::kAlbum);
   record::appendNonNil(album, record::kAlbumName, row.stringColumn(0));
   record::appendNonNil(album, record::kAlbumId, std::move(uuid));
@@ -178,6 +189,7 @@ void Listing::addAlbum(const Query& row) {
   album.append(record::kPhotoCount, row.integerNumberColumn(5));
   album.append(record::kIPAlbumType, albumKind(subclass));
   record::appendNonNil(album, record::kKeyPhotoKey, row.stringColumn(6));
+  add(std::move(album));
   ++albums_;
 }
 
@@ -193,11 +205,12 @@ std::unordered_map<std::string_view, std::size_t> Listing::positionsByUuid() con
 }
 
 void Listing::readCustomOrder() {
-  const auto positions = positionsByUuid();
   Query query = databases_.run(
       DatabaseFile::Library,
       "SELECT objectUuid,orderNumber FROM RKCustomSortOrder WHERE containerUuid = '%@'", {parent_});
+  std::unordered_map<std::string_view, std::size_t> positions;
   while (query.step()) {
+    if (positions.empty()) positions = positionsByUuid();
     const Value uuid = query.stringColumn(0);
     const auto found = uuid.isNil() ? positions.end() : positions.find(uuid.string());
     if (found == positions.end()) continue;
@@ -259,16 +272,22 @@ Value firstWithUuid(const Value& list, const Value& id) {
 }  // namespace
 
 ContainerTree::ContainerTree(LibraryDatabases& databases, PhotoApplicationQueries& application,
-                             const UserDefaults& defaults)
-    : databases_(databases), application_(application), defaults_(defaults) {}
+                             const UserDefaults& defaults, std::uint64_t largestList)
+    : databases_(databases), application_(application), defaults_(defaults), largestList_(largestList) {}
 
 Value ContainerTree::containersInParentUuid(const Value& parent) {
   DatabaseUse library(databases_, DatabaseFile::Library);
   if (!library.isOpen()) return {};
-  Listing listing(databases_, parent, defaults_.boolForKey("ApertureFolderMinMaxDate"));
+  Listing listing(databases_, parent, defaults_.boolForKey("ApertureFolderMinMaxDate"), largestList_);
   listing.readFolders();
   if (parent.string() != kAllProjectsItem) listing.readAlbums();
-  for (Container& container : listing.containers()) decorate(container.record);
+  SharedKeyLists keys;
+  ListSize notes(largestList_);
+  for (Container& container : listing.containers()) {
+    decorate(container.record);
+    notes.addText(container.record[record::kNote]);
+    container.record = keys.shared(std::move(container.record));
+  }
   listing.readCustomOrder();
   library.close();
   // Containers with the same number keep the order of the database.

@@ -11,8 +11,10 @@
 // (PhotoApplicationQueries.h).
 #pragma once
 
+#include <cstdint>
 #include <string_view>
 
+#include "library/ListSize.h"
 #include "library/PhotoApplicationQueries.h"
 #include "value/Value.h"
 
@@ -25,10 +27,11 @@ class ContainerTree final {
  public:
   // Borrows everything.
   ContainerTree(LibraryDatabases& databases, PhotoApplicationQueries& application,
-                const UserDefaults& defaults);
+                const UserDefaults& defaults, std::uint64_t largestList = kLargestReplyArchive);
 
   // A mutable array of mutable container dictionaries, sorted by the user's order; nil when the library
-  // database cannot be opened. The parent is the client's "id": any value.
+  // database cannot be opened. The parent is the client's "id": any value. This method and the next two throw
+  // ArchiveTooLargeError for a list whose reply would be larger than the largest.
   Value containersInParentUuid(const Value& parent);
 
   // The lists below "TopLevelAlbums" and "AllProjectsItem", built on the first call and cached. A list that
@@ -57,6 +60,7 @@ class ContainerTree final {
   LibraryDatabases& databases_;
   PhotoApplicationQueries& application_;
   const UserDefaults& defaults_;
+  const std::uint64_t largestList_;
   Value topLevelAlbums_;
   Value topLevelProjects_;
 };

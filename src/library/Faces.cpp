@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "library/FacePhotoCounts.h"
+#include "library/RecordBuilder.h"
 #include "library/RecordKeys.h"
 #include "library/database/DatabaseUse.h"
 #include "library/database/LibraryDatabases.h"
@@ -20,7 +21,8 @@ void logUnpreparedWithResult(const LibraryDatabases& databases) {
 
 }  // namespace
 
-Faces::Faces(LibraryDatabases& databases) : databases_(databases) {}
+Faces::Faces(LibraryDatabases& databases, std::uint64_t largestList)
+    : databases_(databases), largestList_(largestList) {}
 
 Value Faces::facesAlbums() {
   if (!topFacesAlbums_.isNil()) return topFacesAlbums_;
@@ -128,6 +130,8 @@ Value Faces::photosForFaceID(const Value& faceId) {
   Array photos(Mutability::Mutable);
   DatabaseUse library(databases_, DatabaseFile::Library);
   if (!library.isOpen()) return photos;
+  RecordBuilder<3> builder({record::kPhotoKey, record::kMediaType, record::kFoundBy});
+  ListSize size(largestList_);
   for (const Text& master : masters) {
     Query query =
         databases_.run(DatabaseFile::Library,
@@ -135,9 +139,9 @@ Value Faces::photosForFaceID(const Value& faceId) {
     while (query.step()) {
       Value uuid = query.stringColumn(0);
       if (uuid.isNil()) continue;  // a photo without a uuid cannot be requested
-      photos.append(mutableDictionary({{record::kPhotoKey, std::move(uuid)},
-                                       {record::kMediaType, record::kImage},
-                                       {record::kFoundBy, record::kSQL}}));
+      Dictionary photo = builder.record({std::move(uuid), record::kImage, record::kSQL});
+      size.add(photo);
+      photos.append(std::move(photo));
     }
   }
   return photos;

@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "library/ListSize.h"
 #include "value/Value.h"
 
 namespace moxtel {
@@ -20,7 +21,7 @@ class LibraryDatabases;
 class Faces final {
  public:
   // Borrows it.
-  explicit Faces(LibraryDatabases& databases);
+  explicit Faces(LibraryDatabases& databases, std::uint64_t largestList = kLargestReplyArchive);
 
   // The face albums, an immutable array of mutable dictionaries, built on the first call and cached. An empty
   // list when Faces.db cannot be opened. A list built while a database could not be opened or read is
@@ -31,7 +32,8 @@ class Faces final {
   // First versions of those masters: a master with two detections counts twice.
   std::int32_t photoCountForFaceID(const Value& faceId);
   // Those versions as a mutable array of mutable dictionaries with "PhotoKey", "MediaType" ("Image", also for
-  // movies) and "FoundBy".
+  // movies) and "FoundBy". Throws ArchiveTooLargeError for a list whose reply would be larger than the
+  // largest.
   Value photosForFaceID(const Value& faceId);
 
   void dropCaches() { topFacesAlbums_ = {}; }
@@ -43,6 +45,7 @@ class Faces final {
   void addPhotoCounts(std::vector<Dictionary>& faces);
 
   LibraryDatabases& databases_;
+  const std::uint64_t largestList_;
   Value topFacesAlbums_;
 };
 

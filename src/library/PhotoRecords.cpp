@@ -80,8 +80,12 @@ bool isPlausible(double latitude, double longitude) {
 }  // namespace
 
 PhotoRecords::PhotoRecords(LibraryDatabases& databases, const AlbumEntries& albumData,
-                           PhotoApplicationQueries& application)
-    : databases_(databases), albumData_(albumData), application_(application), builder_(kKeys) {}
+                           PhotoApplicationQueries& application, std::uint64_t largestList)
+    : databases_(databases),
+      albumData_(albumData),
+      application_(application),
+      largestList_(largestList),
+      builder_(kKeys) {}
 
 Value PhotoRecords::photosInContainer(const Value& uuid) {
   DatabaseUse library(databases_, DatabaseFile::Library);
@@ -129,9 +133,13 @@ Array PhotoRecords::photosOfProject(const Value& uuid) {
 // uuid could never be asked for.
 Array PhotoRecords::photosOf(Query query, std::size_t later) {
   Array photos(Mutability::Mutable);
+  ListSize size(largestList_);
   while (query.step()) {
     Value uuid = query.stringColumn(1);
-    if (!uuid.isNil()) photos.append(photoRecord(query, std::move(uuid), foundBySQL(), 2, later));
+    if (uuid.isNil()) continue;
+    Dictionary photo = photoRecord(query, std::move(uuid), foundBySQL(), 2, later);
+    size.add(photo);
+    photos.append(std::move(photo));
   }
   return photos;
 }
@@ -162,9 +170,14 @@ Array PhotoRecords::photosOfAlbum(const Value& uuid) {
   if (members.empty()) members = application_.imageUuidsOf("album", uuid, modelId);
   Array photos(Mutability::Mutable);
   photos.reserve(members.size());
+  ListSize size(largestList_);
   for (const Text& member : members) {
     Query query = databases_.run(DatabaseFile::Library, kPhotoWithUuid, {member});
-    while (query.step()) photos.append(photoRecord(query, member, foundByAppleScript(), 1, kTexts));
+    while (query.step()) {
+      Dictionary photo = photoRecord(query, member, foundByAppleScript(), 1, kTexts);
+      size.add(photo);
+      photos.append(std::move(photo));
+    }
   }
   return photos;
 }
@@ -184,10 +197,13 @@ std::optional<Array> PhotoRecords::photosOfMembers(std::int32_t albumModelId) {
                                        readsMembersAlone(albumModelId) ? kMembersAlone : kPhotosOfMembers,
                                        {albumModelId});
   Array photos(Mutability::Mutable);
+  ListSize size(largestList_);
   while (query.step()) {
     Value uuid = query.stringColumn(1);
     if (query.storedText(1) != uuid.string() || breaksOutOfLiteral(uuid.string())) return std::nullopt;
-    photos.append(photoRecord(query, std::move(uuid), foundByAppleScript(), 2, kTexts));
+    Dictionary photo = photoRecord(query, std::move(uuid), foundByAppleScript(), 2, kTexts);
+    size.add(photo);
+    photos.append(std::move(photo));
   }
   return query.failed() || photos.empty() ? std::nullopt : std::optional(std::move(photos));
 }
@@ -222,6 +238,7 @@ void PhotoRecords::addCaptions(Array& photos) {
   }
   VersionTexts captions(databases_, VersionTexts::kCaptions);
   VersionTexts comments(databases_, VersionTexts::kComments);
+  ListSize size(largestList_);  // of the texts alone
   for (Value& photo : photos) {
     const std::int32_t modelId = photo[record::kModelId].intValue();
     if (modelId == 0) {
@@ -231,6 +248,8 @@ void PhotoRecords::addCaptions(Array& photos) {
     Value caption = captions.textOf(modelId);
     Value comment = comments.textOf(modelId);
     if (caption.isNil() && comment.isNil()) continue;
+    size.addText(caption);
+    size.addText(comment);
     std::array<Value, kTexts> texts{std::move(caption), std::move(comment)};
     builder_.append(photo.editDictionary(), kFirstText, texts);
   }

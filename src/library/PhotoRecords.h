@@ -14,6 +14,7 @@
 #include <optional>
 #include <vector>
 
+#include "library/ListSize.h"
 #include "library/PhotoApplicationQueries.h"
 #include "library/RecordBuilder.h"
 #include "value/Value.h"
@@ -28,10 +29,11 @@ class PhotoRecords final {
  public:
   // Borrows everything.
   PhotoRecords(LibraryDatabases& databases, const AlbumEntries& albumData,
-               PhotoApplicationQueries& application);
+               PhotoApplicationQueries& application, std::uint64_t largestList = kLargestReplyArchive);
 
   // A mutable array of mutable photo dictionaries in database order; nil when the library database cannot be
-  // opened. "allPhotosAlbum" is the whole library; an unknown uuid gives an empty list.
+  // opened. "allPhotosAlbum" is the whole library; an unknown uuid gives an empty list. Throws
+  // ArchiveTooLargeError for a list whose reply would be larger than the largest.
   Value photosInContainer(const Value& uuid);
   // One mutable photo dictionary, nil when no version has this uuid.
   Value photoDictWithVersionId(const Value& uuid);
@@ -57,6 +59,7 @@ class PhotoRecords final {
   LibraryDatabases& databases_;
   const AlbumEntries& albumData_;
   PhotoApplicationQueries& application_;
+  const std::uint64_t largestList_;
   RecordBuilder<8> builder_;
 };
 

@@ -1,4 +1,5 @@
-// Builds records of one kind: mutable dictionaries that have some of N keys, in a fixed order.
+// RecordBuilder builds records of one kind: mutable dictionaries that have some of N keys, in a fixed order.
+// SharedKeyLists does the rest of its work for records that are built entry by entry.
 //
 // Records with the same keys share one list of keys, which would otherwise take a third of a record's memory.
 // Core thread.
@@ -13,6 +14,41 @@
 #include "value/Value.h"
 
 namespace moxtel {
+
+class SharedKeyLists final {
+ public:
+  // The same record, with the list of an earlier record with the same keys, and no room for more entries.
+  Dictionary shared(Dictionary record) {
+    const Mutability mutability = record.mutability();
+    const Shared<KeyList>* keys = listOf(record);
+    if (!keys) return record;
+    std::vector<Value> values = std::move(record).takeValues();
+    values.shrink_to_fit();
+    return Dictionary(*keys, std::move(values), mutability);
+  }
+
+ private:
+  // Records of one kind have fewer choices of keys.
+  static constexpr std::size_t kMost = 64;
+
+  static bool hasKeys(const Dictionary& record, const std::vector<Text>& keys) {
+    return std::equal(record.begin(), record.end(), keys.begin(), keys.end(),
+                      [](const auto& entry, const Text& key) { return entry.key == key; });
+  }
+  // Null when there are too many lists already.
+  const Shared<KeyList>* listOf(const Dictionary& record) {
+    for (const Shared<KeyList>& list : lists_) {
+      if (hasKeys(record, list->texts())) return &list;
+    }
+    if (lists_.size() == kMost) return nullptr;
+    KeyList keys;
+    for (const auto& entry : record) keys.append(entry.key);
+    lists_.emplace_back().reset(std::move(keys));
+    return &lists_.back();
+  }
+
+  std::vector<Shared<KeyList>> lists_;
+};
 
 template <std::size_t N>
 class RecordBuilder final {

@@ -309,7 +309,7 @@ bool QVSocketServer::sendToClientErrorString(std::string_view text) {
 
 bool QVSocketServer::sendToClientSerializedObject(Value object) {
   if (remoteSocket() == 0) return false;
-  const ArchivePieces archive = archivedPieces(std::move(object));
+  const ArchivePieces archive = archivedPieces(std::move(object), limits_.largestObject);
   return sendFrame(archive.size(), [&](MessageWriter& writer, Piece length) {
     std::vector<Piece> frame{length};
     frame.insert(frame.end(), archive.pieces().begin(), archive.pieces().end());

@@ -37,6 +37,7 @@
 #include "net/Sockets.h"
 #include "net/WaitingClients.h"
 #include "platform/files/FileDescriptor.h"
+#include "plist/KeyedArchive.h"
 #include "value/Value.h"
 
 namespace moxtel {
@@ -51,6 +52,8 @@ struct SocketServerLimits {
   std::chrono::milliseconds progress{10'000};
   // The longest archive, in bytes, that the frame's length can express.
   std::uint64_t largestReply = UINT32_MAX;
+  // The longest archive of an object; a longer one throws ArchiveTooLargeError, and nothing is sent.
+  std::uint64_t largestObject = kLargestReplyArchive;
   // A client that takes a reply more slowly is disconnected while another client waits.
   ReplyPace::Limits pace{};
   WaitingClients::Limits waiting{};

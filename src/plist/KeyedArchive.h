@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <memory>
 #include <span>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -33,12 +34,23 @@ class ArchivePieces final {
   std::size_t size_ = 0;
 };
 
+// The largest archive, in bytes, that a client is sent, except for the data of a photo. A whole library of
+// 1,000,000 photos has a fifth of it.
+inline constexpr std::uint64_t kLargestReplyArchive = std::uint64_t{1} << 30;
+
+// Thrown for an archive that would be larger than its reader takes. Nothing was written.
+class ArchiveTooLargeError : public std::length_error {
+ public:
+  ArchiveTooLargeError() : std::length_error("the archive is too large") {}
+};
+
 // A binary property list whose root is the value. A nil inside a collection is written as the null object,
 // invalid UTF-8 in a text as U+FFFD. Equal texts, numbers and dates are stored once, and so is a collection
 // or data object that several copies share. A root that is moved in, and that has no other holder, is freed
-// between the two passes of the writer, which halves the memory that a large one needs.
+// between the two passes of the writer, which halves the memory that a large one needs. Throws
+// ArchiveTooLargeError for more than `largest` bytes, as soon as that is certain.
 Bytes archivedData(const Value& root);
-ArchivePieces archivedPieces(Value root);
+ArchivePieces archivedPieces(Value root, std::uint64_t largest = UINT64_MAX);
 
 // An archive without the bytes of its only data object, which may be in a file: they belong between the two
 // parts.

@@ -129,11 +129,13 @@ bool isLeaf(const Value& value) { return value.isString() || value.isNumber(); }
 
 class Archiver final {
  public:
-  explicit Archiver(Value root) : root_(std::move(root)), leaves_(expectedLeaves(root_)) {}
-  // With a size, the bytes of every data object are absent: there is only one, of that size.
-  Archiver(Value root, std::uint64_t absentDataSize) : Archiver(std::move(root)) {
-    absentDataSize_ = absentDataSize;
-  }
+  // Throws ArchiveTooLargeError beyond `largest` bytes. With a size, the bytes of every data object are
+  // absent: there is only one, of that size.
+  Archiver(Value root, std::uint64_t largest, std::optional<std::uint64_t> absentDataSize = {})
+      : root_(std::move(root)),
+        absentDataSize_(absentDataSize),
+        largest_(largest),
+        leaves_(expectedLeaves(root_)) {}
   ArchivePieces archive();
   std::uint64_t absentDataOffset() const { return out_.absentDataOffset(); }
 
@@ -190,6 +192,7 @@ class Archiver final {
   template <class Run>
   void forUidRuns(Run&& run) const;
   void writeOffsets();
+  void checkSize() const;
   template <class Offset>
   void writeOffsetsAs();
   template <class Offset>
@@ -219,6 +222,7 @@ class Archiver final {
 
   Value root_;
   std::optional<std::uint64_t> absentDataSize_;
+  std::uint64_t largest_;
   ArchiveWriter out_;
   std::vector<std::uint64_t> offsets_;  // by index in $objects
   std::vector<std::uint32_t> deferred_;
@@ -256,7 +260,17 @@ ArchivePieces Archiver::archive() {
   numberObjects();
   writeCollections();
   writeOffsets();
+  if (out_.offset() > largest_) throw ArchiveTooLargeError();
   return out_.finish();
+}
+
+// Each recorded word becomes at least one reference, and each object has a UID and two entries in the table
+// of offsets.
+void Archiver::checkSize() const {
+  const std::uint64_t objects = offsets_.size();
+  const std::uint64_t reference = objects > 0xFFFF ? 4 : 1;
+  const std::uint64_t least = out_.offset() + reference * (deferred_.size() + 3 * objects);
+  if (least > largest_) throw ArchiveTooLargeError();
 }
 
 void Archiver::start() {
@@ -464,6 +478,7 @@ std::size_t Archiver::defer(Deferred kind, std::uint32_t index, std::size_t word
   deferred_.push_back(static_cast<std::uint32_t>(kind));
   deferred_.push_back(index);
   deferred_.resize(deferred_.size() + words);
+  checkSize();
   return deferred_.size() - words;
 }
 
@@ -720,10 +735,12 @@ void Archiver::writeRun(std::uint64_t first, std::uint64_t end, std::size_t size
 
 }  // namespace
 
-ArchivePieces archivedPieces(Value root) { return Archiver(std::move(root)).archive(); }
+ArchivePieces archivedPieces(Value root, std::uint64_t largest) {
+  return Archiver(std::move(root), largest).archive();
+}
 
 ArchiveAroundData archiveAroundData(std::string_view key, std::uint64_t size) {
-  Archiver archiver(Dictionary{{key, Bytes()}}, size);
+  Archiver archiver(Dictionary{{key, Bytes()}}, UINT64_MAX, size);
   const Bytes joined = archiver.archive().joined();
   const auto gap = joined.begin() + static_cast<std::ptrdiff_t>(archiver.absentDataOffset());
   return {Bytes(joined.begin(), gap), Bytes(gap, joined.end())};

@@ -129,6 +129,22 @@ TEST_F(CommandHandlerTest, logsAnExceptionOfAHandlerAndContinues) {
   EXPECT_EQ(reply(command("Get Version")), result("1.4"));
 }
 
+TEST_F(CommandHandlerTest, repliesAnErrorInsteadOfAReplyThatIsTooLarge) {
+  class RecordingScope final : public CommandScope {
+   public:
+    void beginCommand() override {}
+    void releaseLocks() override {}
+    void rejectedReply(std::string_view name) override { rejected.emplace_back(name); }
+    std::vector<std::string> rejected;
+  };
+  RecordingScope recording;
+  CommandHandler large(loop, channel, recording, {1, 4});
+  large.add("Get Albums", [](const CommandRequest&, ReplyChannel&) { throw ArchiveTooLargeError(); });
+  large.handleCommandDict(command("Get Albums"));
+  EXPECT_THAT(channel.envelopes, ElementsAre(error("Reply too large")));
+  EXPECT_THAT(recording.rejected, ElementsAre("Get Albums"));
+}
+
 TEST_F(CommandHandlerTest, releasesTheLibraryBeforeEachReplyAndAtTheEnd) {
   handler.add("Data of Photo", [](const CommandRequest&, ReplyChannel& both) {
     both.sendToClientErrorString("No Image");

@@ -301,6 +301,35 @@ TEST_F(ContainerTreeTest, countsAProjectsVisibleVersions) {
   EXPECT_THAT(application.questions, IsEmpty());
 }
 
+TEST_F(ContainerTreeTest, givesUpAListThatIsTooLarge) {
+  for (int i = 0; i < 30; ++i) album("album " + std::to_string(i));
+  files.insert("RKNote", Dictionary{{"attachedToUuid", "album 3"}, {"note", std::string(5000, 'n')}});
+  open();
+  const auto listed = [this](std::uint64_t largest) {
+    ContainerTree bounded(opened->databases, application, opened->defaults, largest);
+    return bounded.containersInParentUuid("P").array().size();
+  };
+  EXPECT_EQ(listed(10'000), 30U);
+  EXPECT_THROW(listed(4'900), ArchiveTooLargeError) << "for the note";
+  EXPECT_THROW(listed(3'000), ArchiveTooLargeError);
+  EXPECT_EQ(opened->databases.databaseOpenCount(), 0);
+}
+
+// A million albums would otherwise have a million lists of the same keys.
+TEST_F(ContainerTreeTest, sharesTheKeysOfContainersOfOneKind) {
+  for (int i = 0; i < 4; ++i) album("album " + std::to_string(i), Dictionary{{"versionCount", i * 3}});
+  order("album 1", 8);
+  order("album 2", 9);
+  const Value containers = list();
+  const auto identity = [&](std::size_t place) {
+    return containers.array()[place].dictionary().keysIdentity();
+  };
+  EXPECT_EQ(identity(0), identity(1));
+  EXPECT_EQ(identity(2), identity(3));
+  EXPECT_EQ(keysOf(containers.array()[3]).back(), "OrderNumber");
+  EXPECT_NE(identity(0), identity(2));
+}
+
 // Without a type, and as a text, a column keeps '0' as a text.
 TEST_F(ContainerTreeTest, countsVersionsWhateverTheTypeOfIsInTrash) {
   for (const char* type : {"integer", "varchar", "", "varchar COLLATE RTRIM"}) {

@@ -113,6 +113,16 @@ TEST_F(FacesTest, countsAMasterOnceForEveryDetection) {
               testing::UnorderedElementsAre(Value("m1"), Value("m1"), Value("m2"), Value("m3")));
 }
 
+// Each detection lists all versions of its master.
+TEST_F(FacesTest, givesUpAListThatIsTooLarge) {
+  person("ann", 5);
+  for (int i = 0; i < 30; ++i) detected(5, "m", i);
+  for (int i = 0; i < 30; ++i) version("v" + std::to_string(i), "m");
+  OpenedLibrary library(files);
+  EXPECT_EQ(Faces(library.databases, 200'000).photosForFaceID("ann").array().size(), 900U);
+  EXPECT_THROW(Faces(library.databases, 60'000).photosForFaceID("ann"), ArchiveTooLargeError);
+}
+
 TEST_F(FacesTest, countsFirstVersionsOnly) {
   person("ann", 5);
   detected(5, "m");

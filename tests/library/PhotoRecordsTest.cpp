@@ -115,6 +115,35 @@ TEST_F(PhotoRecordsTest, answersMutableArraysOfMutableDictionaries) {
   EXPECT_TRUE(photo("v").dictionary().isMutable());
 }
 
+// For each member of an album all versions with its uuid are listed.
+TEST_F(PhotoRecordsTest, givesUpAListThatIsTooLarge) {
+  makeProject();
+  std::vector<std::int64_t> members;
+  for (int i = 1; i <= 30; ++i) {
+    inProject(i, "same");
+    caption(i, std::string(1000, 'c'));
+    members.push_back(i);
+  }
+  makeAlbum("a", 7, members);
+  open();
+  const auto listed = [this](const char* container, std::uint64_t largest) {
+    PhotoRecords bounded(opened->databases, albums, application, largest);
+    return bounded.photosInContainer(container).array().size();
+  };
+  EXPECT_EQ(listed("a", 2'000'000), 900U);
+  EXPECT_THROW(listed("a", 800'000), ArchiveTooLargeError) << "for the captions";
+  EXPECT_THROW(listed("a", 60'000), ArchiveTooLargeError);
+  EXPECT_EQ(listed("p", 60'000), 30U);
+  EXPECT_THROW(listed("p", 20'000), ArchiveTooLargeError) << "for the captions";
+  EXPECT_THROW(listed("allPhotosAlbum", 2'000), ArchiveTooLargeError);
+  // Read one by one where SQLite has statistics.
+  opened->nextCommand();
+  files.execute(DatabaseFile::Library, "ANALYZE");
+  EXPECT_EQ(listed("a", 2'000'000), 900U);
+  EXPECT_THROW(listed("a", 60'000), ArchiveTooLargeError);
+  EXPECT_EQ(opened->databases.databaseOpenCount(), 0);
+}
+
 TEST_F(PhotoRecordsTest, listsAProjectsVisibleVersions) {
   makeProject();
   inProject(1, "original", Dictionary{{"versionNumber", 0}});

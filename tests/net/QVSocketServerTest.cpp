@@ -381,6 +381,17 @@ TEST_F(QVSocketServerTest, rejectsAReplyTooLongForItsLengthField) {
   EXPECT_EQ(client.readEnvelope()["error"], Value("x"));
 }
 
+TEST_F(QVSocketServerTest, throwsForAnObjectLargerThanAllowedAndSendsNothing) {
+  onData([&](const Notification&) {
+    EXPECT_THROW(server->sendToClientResultObject(largeReply(1000)), ArchiveTooLargeError);
+    server->sendToClientErrorString("x");
+  });
+  start({.largestObject = 1000});
+  RawClient client = connected();
+  ASSERT_TRUE(client.send("?"));
+  EXPECT_EQ(client.readEnvelope()["error"], Value("x"));
+}
+
 TEST_F(QVSocketServerTest, continuesReadingWhenAnObserverThrows) {
   onData([&](const Notification&) { throw std::runtime_error("observer"); });
   start();

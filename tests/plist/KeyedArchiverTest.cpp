@@ -413,6 +413,20 @@ TEST(KeyedArchiver, readsBackEveryGeneratedValue) {
   }
 }
 
+TEST(KeyedArchiver, throwsForAnArchiveLargerThanAllowed) {
+  for (unsigned seed = 0; seed < 100; ++seed) {
+    const Value value = Generator(seed).value(0);
+    const std::size_t size = archivedData(value).size();
+    EXPECT_EQ(archivedPieces(value, size).size(), size) << seed;
+    EXPECT_THROW(archivedPieces(value, size - 1), ArchiveTooLargeError) << seed;
+  }
+  Array many;
+  for (int i = 0; i < 100'000; ++i) many.append(Dictionary{{"number", i % 7}, {"text", "t"}});
+  const std::size_t size = archivedData(many).size();
+  EXPECT_EQ(archivedPieces(many, size).size(), size);
+  EXPECT_THROW(archivedPieces(many, size - 1), ArchiveTooLargeError);
+}
+
 // Sizes around each width of a count and of an offset, and around the size from which data is not copied.
 TEST(KeyedArchiver, archivesAroundDataAsItArchivesTheData) {
   for (const std::size_t size : {0u, 1u, 14u, 15u, 40u, 255u, 256u, 1000u, 16383u, 16384u, 65000u, 65535u,
