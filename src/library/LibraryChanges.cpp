@@ -47,7 +47,8 @@ bool LibraryChanges::readsAlbumDataAgain(const Stamps& now) const {
 
 LibraryChanges::Stamps LibraryChanges::stamps() {
   checked_ = now_();
-  if (location_.libraryPath() != libraryPath_) findFiles();
+  if (location_.libraryPath() != libraryPath_ || databases_.pathOf(DatabaseFile::Library) != files_.front())
+    findFiles();
   Stamps stamps;
   if (!libraryPath_) return stamps;
   for (std::size_t i = 0; i < kDatabases; ++i) {

@@ -233,6 +233,17 @@ TEST_F(LibraryChangesTest, includeAnotherLibrary) {
   EXPECT_TRUE(notices());
 }
 
+// The databases of one kind of library have other names than those of another.
+TEST_F(LibraryChangesTest, followTheDatabasesToOtherFiles) {
+  start();
+  const TestLibrary another("Another");
+  served.databases.useLibrary(another.path());
+  EXPECT_TRUE(notices());
+  const fs::path path = another.pathOf(DatabaseFile::Library);
+  fs::last_write_time(path, fs::last_write_time(path) + 1s);
+  EXPECT_TRUE(notices());
+}
+
 TEST_F(LibraryChangesTest, areNoneWithoutALibrary) {
   ServedLibrary none;
   LibraryChanges noChanges(none.location, none.databases, none.library, albumData);
