@@ -23,8 +23,16 @@ int depthOf(const Value& value) {
   return deepest + 1;
 }
 
+// No list is larger than the limit, and none has an entry that a file cannot have.
+void checkPhotoLists(const AlbumDataContents& contents, const AlbumDataLimits& limits) {
+  std::size_t photos = 0;
+  for (const SavedPhotoList& list : contents.photoLists) photos += list.photos.size();
+  require(photos * sizeof(std::int64_t) <= 2 * limits.kept.bytes);
+}
+
 void checkContents(const AlbumDataContents& contents, const AlbumDataLimits& limits) {
   require(contents.lists.isDictionary());
+  checkPhotoLists(contents, limits);
   require(depthOf(contents.lists) <= static_cast<int>(limits.kept.depth) + 1);
   for (const auto& entry : contents.lists.dictionary()) {
     require(entry.key == kListOfAlbums || entry.key == kListOfRolls || entry.key == kListOfFaces);

@@ -131,6 +131,71 @@ TEST(AlbumDataFile, keepsOnlyTheThreeLists) {
                 {{"List of Albums", Array({Dictionary({{"deep", Dictionary({{"KeyList", true}})}})})}})));
 }
 
+// A list of albums with one entry.
+std::string albumWith(const std::string& body) {
+  return "<dict><key>List of Albums</key><array><dict>" + body + "</dict></array></dict>";
+}
+
+TEST(AlbumDataFile, keepsThePhotosOfAlbumsAndRollsAsNumbers) {
+  const AlbumDataContents contents = parsed(
+      "<dict><key>List of Albums</key><array><dict><key>GUID</key><string>a</string><key>KeyList</key><array>"
+      "<string>29</string><string>13</string><integer>7</integer></array></dict>"
+      "<dict><key>KeyList</key><array/><key>GUID</key><string>b</string></dict></array>"
+      "<key>List of Rolls</key><array><dict><key>ProjectUuid</key><string>p</string><key>KeyList</key><array>"
+      "<string>5</string></array></dict></array></dict>");
+  EXPECT_EQ(contents.error, "");
+  EXPECT_EQ(contents.mended, "");
+  ASSERT_EQ(contents.photoLists.size(), 3u);
+  EXPECT_EQ(contents.photoLists[0].uuid, "a");
+  EXPECT_THAT(contents.photoLists[0].photos, testing::ElementsAre(29, 13, 7));
+  EXPECT_EQ(contents.photoLists[1].uuid, "b");
+  EXPECT_THAT(contents.photoLists[1].photos, testing::IsEmpty());
+  EXPECT_EQ(contents.photoLists[2].uuid, "p");
+  EXPECT_THAT(contents.photoLists[2].photos, testing::ElementsAre(5));
+  EXPECT_EQ(contents.lists["List of Albums"],
+            Value(Array({Dictionary({{"GUID", "a"}}), Dictionary({{"GUID", "b"}})})));
+}
+
+TEST(AlbumDataFile, readsThePhotosOfTheShortForm) {
+  const AlbumDataContents contents = parsed(
+      albumWith("<key>GUID</key><string>a</string><key>KeyListString</key><string>29,13,,x,15</string>"));
+  ASSERT_EQ(contents.photoLists.size(), 1u);
+  EXPECT_THAT(contents.photoLists[0].photos, testing::ElementsAre(29, 13, -1, -1, 15));
+  const AlbumDataContents empty =
+      parsed(albumWith("<key>GUID</key><string>a</string><key>KeyListString</key><string/>"));
+  ASSERT_EQ(empty.photoLists.size(), 1u);
+  EXPECT_THAT(empty.photoLists[0].photos, testing::IsEmpty());
+}
+
+TEST(AlbumDataFile, takesOddPhotosForNone) {
+  const AlbumDataContents contents = parsed(albumWith(
+      "<key>GUID</key><string>a</string><key>KeyList</key><array><string>x</string><array><string>1</string>"
+      "</array><dict><key>k</key><string>2</string></dict><string>99999999999999999999</string><true/>"
+      "<string>3</string></array>"));
+  EXPECT_EQ(contents.error, "");
+  ASSERT_EQ(contents.photoLists.size(), 1u);
+  EXPECT_THAT(contents.photoLists[0].photos, testing::ElementsAre(-1, -1, -1, 3));
+  for (const char* list : {"<string>1</string>", "<dict><key>k</key><string>1</string></dict>"}) {
+    const AlbumDataContents none =
+        parsed(albumWith("<key>GUID</key><string>a</string><key>KeyList</key>" + std::string(list)));
+    EXPECT_EQ(none.error, "") << list;
+    EXPECT_THAT(none.photoLists, testing::IsEmpty()) << list;
+    EXPECT_EQ(none.lists["List of Albums"], Value(Array({Dictionary({{"GUID", "a"}})}))) << list;
+  }
+}
+
+TEST(AlbumDataFile, boundsTheListsOfPhotos) {
+  std::string photos;
+  for (int i = 0; i < 1000; ++i) photos += "<string>1</string>";
+  const std::string file =
+      "<plist>" +
+      albumWith("<key>GUID</key><string>a</string><key>KeyList</key><array>" + photos + "</array>") +
+      "</plist>";
+  EXPECT_EQ(parseAlbumData(file, {.kept = {.depth = 64, .bytes = 10'000}}).error, "");
+  EXPECT_THAT(parseAlbumData(file, {.kept = {.depth = 64, .bytes = 7000}}).error,
+              HasSubstr("its lists are too long"));
+}
+
 TEST(AlbumDataFile, refusesEntitiesOfTheFilesOwn) {
   EXPECT_THAT(parseAlbumData("<!DOCTYPE plist [<!ENTITY a \"aaaaaaaaaa\"><!ENTITY b \"&a;&a;&a;\">]>"
                              "<plist><string>&b;</string></plist>")

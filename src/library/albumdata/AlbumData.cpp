@@ -5,7 +5,6 @@
 #include "library/LibraryLocation.h"
 #include "library/Messages.h"
 #include "library/PathNames.h"
-#include "library/albumdata/AlbumDataFile.h"
 #include "platform/files/Files.h"
 #include "platform/system/SystemLog.h"
 #include "value/Description.h"
@@ -58,7 +57,7 @@ void AlbumData::load() {
 }
 
 void AlbumData::read() {
-  const AlbumDataContents contents = readAlbumDataFile(*albumDataFilename_);
+  AlbumDataContents contents = readAlbumDataFile(*albumDataFilename_);
   couldNotBeRead_ = !contents.error.empty();
   failedToRead_ = !contents.wasRead;
   if (!contents.error.empty()) {
@@ -73,6 +72,8 @@ void AlbumData::read() {
   NSLog("Found %lu rolls", contents.lists[kListOfRolls].array().size());
   storeEntries(contents.lists[kListOfRolls], "ProjectUuid");
   const Value& faces = contents.lists[kListOfFaces];
+  photoLists_ = std::move(contents.photoLists);
+  ++generation_;
   faceDicts_ = faces.isNil() ? Value(mutableArray()) : faces;
   NSLog("Found %ld faces", countOf(faceDicts_));
 }
@@ -104,6 +105,8 @@ void AlbumData::clear() {
   albumDataReadDate_.reset();
   containerDicts_.clear();
   faceDicts_ = {};
+  photoLists_.clear();
+  ++generation_;
   couldNotBeRead_ = false;
   failedToRead_ = false;
 }

@@ -7,7 +7,9 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <vector>
 
+#include "library/albumdata/AlbumDataFile.h"
 #include "library/albumdata/AlbumEntries.h"
 #include "platform/loop/Clock.h"
 #include "value/Value.h"
@@ -37,6 +39,11 @@ class AlbumData final : public AlbumEntries {
   // As the file has it: a list in some files, a dictionary in others. Nil before the first read.
   const Value& faceDicts() const { return faceDicts_; }
 
+  // The saved photos of albums and rolls; several may have one uuid.
+  const std::vector<SavedPhotoList>& photoLists() const { return photoLists_; }
+  // Changes whenever the above do.
+  std::uint64_t generation() const { return generation_; }
+
   // Lists of the legacy kind. Nothing fills them: they are nil, which is not an empty list.
   Value events() const { return {}; }
   Value albums() const { return {}; }
@@ -60,6 +67,8 @@ class AlbumData final : public AlbumEntries {
   std::optional<Date> albumDataReadDate_;
   std::unordered_map<std::string, Value> containerDicts_;
   Value faceDicts_;
+  std::vector<SavedPhotoList> photoLists_;
+  std::uint64_t generation_ = 0;
   bool couldNotBeRead_ = false;
   bool failedToRead_ = false;
   std::string lastMessage_;

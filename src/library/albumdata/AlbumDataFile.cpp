@@ -1,5 +1,8 @@
 #include "library/albumdata/AlbumDataFile.h"
 
+#include <algorithm>
+#include <charconv>
+#include <cstring>
 #include <fstream>
 #include <new>
 #include <span>
@@ -47,11 +50,62 @@ std::string describe(const PropertyListOddities& oddities, const char* unit) {
          (one ? "in " : "the first in ") + unit + " " + std::to_string(oddities.first);
 }
 
+std::vector<std::int64_t> numbersIn(const Bytes& bytes) {
+  std::vector<std::int64_t> numbers(bytes.size() / sizeof(std::int64_t));
+  if (!numbers.empty()) std::memcpy(numbers.data(), bytes.data(), numbers.size() * sizeof(std::int64_t));
+  return numbers;
+}
+
+// "29,13,15"; an empty text for none. At most so many.
+std::vector<std::int64_t> numbersIn(std::string_view text, std::size_t most) {
+  std::vector<std::int64_t> numbers;
+  while (!text.empty() && numbers.size() < most) {
+    const std::size_t end = std::min(text.find(','), text.size());
+    std::int64_t number = 0;
+    const auto [rest, error] = std::from_chars(text.data(), text.data() + end, number);
+    numbers.push_back(error == std::errc() && rest == text.data() + end ? number : -1);
+    text.remove_prefix(std::min(end + 1, text.size()));
+  }
+  return numbers;
+}
+
+// Moves the lists of photos out of entries. A text takes fewer bytes than its numbers: `bytes` is how many
+// these may take.
+class PhotoListTaker final {
+ public:
+  PhotoListTaker(std::vector<SavedPhotoList>& lists, std::size_t bytes)
+      : lists_(lists), most_(bytes / sizeof(std::int64_t)) {}
+
+  void takeFrom(Value& entry) {
+    const Value numbers = entry["KeyList"];
+    if (numbers.isData()) entry.editDictionary().remove("KeyList");
+    const Value& text = entry["KeyListString"];
+    const Value& uuid = entry[entry["GUID"].isString() ? "GUID" : "ProjectUuid"];
+    if ((!numbers.isData() && !text.isString()) || !uuid.isString()) return;
+    auto photos = numbers.isData() ? numbersIn(numbers.data()) : numbersIn(text.string(), most_);
+    if (!numbers.isData()) most_ -= photos.size();
+    lists_.push_back({std::string(uuid.string()), std::move(photos)});
+  }
+
+ private:
+  std::vector<SavedPhotoList>& lists_;
+  std::size_t most_;
+};
+
 // A top that is no dictionary holds no lists.
-AlbumDataContents contentsOf(AlbumDataTree& tree, std::string error, std::string mended) {
-  Value lists = tree.takeBeginning();
-  if (!lists.isDictionary()) lists = mutableDictionary();
-  return {std::move(lists), std::move(error), std::move(mended)};
+AlbumDataContents contentsOf(AlbumDataTree& tree, const AlbumDataLimits& limits, std::string error,
+                             std::string mended) {
+  AlbumDataContents contents{tree.takeBeginning(), {}, std::move(error), std::move(mended)};
+  if (!contents.lists.isDictionary()) contents.lists = mutableDictionary();
+  PhotoListTaker taker(contents.photoLists, limits.kept.bytes);
+  for (const std::string_view key : {kListOfAlbums, kListOfRolls}) {
+    Value list = contents.lists[key];
+    if (!list.isArray()) continue;
+    contents.lists.editDictionary().set(Text(key), Value());  // so that the list is changed, and not a copy
+    for (Value& entry : list.editArray()) taker.takeFrom(entry);
+    contents.lists.editDictionary().set(Text(key), std::move(list));
+  }
+  return contents;
 }
 
 // Through the mender, if there is one.
@@ -75,19 +129,20 @@ AlbumDataContents readXml(std::istream& file, const AlbumDataLimits& limits, Xml
   static_cast<void>(reader.finish());
   PropertyListOddities oddities = reader.oddities();
   if (mender) oddities.add(mender->oddities());
-  return contentsOf(tree, reader.failure(), describe(oddities, "line"));
+  return contentsOf(tree, limits, reader.failure(), describe(oddities, "line"));
 }
 
 AlbumDataContents readBinary(std::istream& file, std::uint64_t size, const AlbumDataLimits& limits) {
   AlbumDataTree tree(limits.kept);
   PropertyListOddities oddities;
-  if (size > limits.binaryFileBytes) return contentsOf(tree, "it is too long a binary property list", "");
+  if (size > limits.binaryFileBytes)
+    return contentsOf(tree, limits, "it is too long a binary property list", "");
   std::vector<char> bytes(size);
   bytes.resize(readPiece(file, bytes));
   if (file.bad()) return unreadable("it cannot be read");
   std::string failure =
       readBinaryPropertyList(bytesOf({bytes.data(), bytes.size()}), tree, Strictness::Lenient, oddities);
-  return contentsOf(tree, std::move(failure), describe(oddities, "object"));
+  return contentsOf(tree, limits, std::move(failure), describe(oddities, "object"));
 }
 
 // Nearly all files are well-formed, and mending takes longer than reading: an XML file is mended only when it

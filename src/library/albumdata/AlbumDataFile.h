@@ -6,16 +6,18 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "plist/PropertyListTree.h"
 #include "value/Value.h"
 
 namespace moxtel {
 
-// The keys of the top level that are kept; they and their contents, without the "KeyList" of
-// album and roll entries, are a small part of a large file.
+// The keys of the top level that are kept; they and their contents, with the "KeyList" of album and roll
+// entries as numbers, are a small part of a large file.
 inline constexpr std::string_view kListOfAlbums = "List of Albums";
 inline constexpr std::string_view kListOfRolls = "List of Rolls";
 inline constexpr std::string_view kListOfFaces = "List of Faces";
@@ -25,11 +27,19 @@ struct AlbumDataLimits {
   std::size_t binaryFileBytes = 1 << 30;  // the binary form is read in one piece
 };
 
+// The photos of an album or roll (event) as the photo application last saved them.
+struct SavedPhotoList {
+  std::string uuid;                  // the entry's "GUID", or else its "ProjectUuid"
+  std::vector<std::int64_t> photos;  // RKVersion.modelId, in the photo application's order; -1 for no number
+};
+
 // What a file holds, every collection mutable: a dictionary of the kept lists, as the file has them (a list
 // may be a dictionary there). A file that could not be read to its end has the reason in `error`, for the
 // user, and the lists that were complete until then.
 struct AlbumDataContents {
   Value lists;
+  std::vector<SavedPhotoList>
+      photoLists;  // the "KeyList" or "KeyListString" of entries; the former is not in lists
   std::string error;
   std::string mended;   // what was mended or left out, for the user; empty for nothing
   bool wasRead = true;  // false: the file system or the memory failed, and another try may succeed
