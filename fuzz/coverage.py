@@ -35,6 +35,8 @@ PARSERS = {
                       "plist/XmlPropertyListReader.cpp"),
     "IntakeFuzz": ("commands/CommandHandler.cpp", "commands/CommandRequest.cpp", "commands/ListingCommands.cpp"),
     "CommandFuzz": ("commands/",),
+    "AlbumRuleFuzz": ("library/answers/AlbumRule.cpp", "library/answers/RuleDates.cpp",
+                      "library/answers/RuleText.cpp"),
     "DefaultsFuzz": ("platform/settings/UserDefaults.cpp",),
     "PropertiesFuzz": ("pictures/properties/",),
     "FlatPsdFuzz": ("pictures/codec/FlatPsd.cpp",),

@@ -77,6 +77,9 @@ class Connection final {
         sqlite3_bind_text64(statement, place, value.string().empty() ? "" : value.string().data(),
                             value.string().size(), SQLITE_TRANSIENT, SQLITE_UTF8);
         break;
+      case Value::Type::Data:
+        sqlite3_bind_blob64(statement, place, value.data().data(), value.data().size(), SQLITE_TRANSIENT);
+        break;
       default:
         sqlite3_bind_null(statement, place);
     }

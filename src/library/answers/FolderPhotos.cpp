@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <string>
+#include <utility>
 
 #include "library/database/LibraryDatabases.h"
 
@@ -9,6 +10,7 @@ namespace moxtel {
 
 namespace {
 
+constexpr SqlText kFolders = "SELECT uuid,folderPath,isInTrash FROM RKFolder";
 constexpr SqlText kPathOfFolder = "SELECT folderPath FROM RKFolder WHERE uuid = '%@'";
 // RKFolder.folderPath is the model ids from the root down, "1/6/12/": what is below begins with it. The plus
 // signs keep SQLite, which has no statistics here, from reading whole tables along other indexes.
@@ -43,6 +45,34 @@ std::optional<std::vector<std::int64_t>> photosOfFolder(LibraryDatabases& databa
   std::sort(ids.begin(), ids.end());
   ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
   return ids;
+}
+
+std::unordered_set<std::string> foldersInTrash(LibraryDatabases& databases) {
+  struct Folder {
+    std::string uuid;
+    std::string path;
+  };
+  std::vector<Folder> all;
+  std::unordered_set<std::string> trashedPaths;
+  std::unordered_set<std::string> found;
+  Query rows = databases.runUnlogged(DatabaseFile::Library, kFolders, {});
+  while (rows.step()) {
+    Folder folder{std::string(rows.stringColumn(0).string()), std::string(rows.stringColumn(1).string())};
+    if (rows.integerColumn(2) != 0) {
+      found.insert(folder.uuid);
+      trashedPaths.insert(folder.path);
+    }
+    all.push_back(std::move(folder));
+  }
+  if (trashedPaths.empty()) return found;
+  for (const Folder& folder : all) {
+    // The paths of the folders above are its beginnings that end with a slash.
+    for (std::size_t end = folder.path.find('/'); end != std::string::npos;
+         end = folder.path.find('/', end + 1)) {
+      if (trashedPaths.contains(folder.path.substr(0, end + 1))) found.insert(folder.uuid);
+    }
+  }
+  return found;
 }
 
 }  // namespace moxtel

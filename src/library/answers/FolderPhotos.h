@@ -1,8 +1,10 @@
-// The photos below a folder. Core thread.
+// The photos below a folder, and the folders in the trash. Core thread.
 #pragma once
 
 #include <cstdint>
 #include <optional>
+#include <string>
+#include <unordered_set>
 #include <vector>
 
 #include "value/Value.h"
@@ -15,5 +17,8 @@ class LibraryDatabases;
 // folder's regular albums and projects and of those of all folders below it. Nothing when there is no such
 // folder; for a project its own photos.
 std::optional<std::vector<std::int64_t>> photosOfFolder(LibraryDatabases& databases, const Value& uuid);
+
+// The uuids of the folders and projects that are in the trash, or in a folder that is.
+std::unordered_set<std::string> foldersInTrash(LibraryDatabases& databases);
 
 }  // namespace moxtel

@@ -6,6 +6,7 @@
 #include "library/RecordKeys.h"
 #include "library/answers/FolderPhotos.h"
 #include "library/answers/PhotoOrder.h"
+#include "library/answers/SmartAlbums.h"
 #include "library/answers/SortedPhotoReader.h"
 #include "library/database/LibraryDatabases.h"
 
@@ -87,7 +88,10 @@ Value LibraryAnswers::keyPhotoOfAlbum(const Dictionary& container, bool /*byAppl
   Value poster = posterIfLive(album.stringColumn(1));
   if (!poster.isNil()) return poster;
   const SortedPhotoReader reader(databases_, order, uuid);
-  return firstOf(databases_.runUnlogged(DatabaseFile::Library, kMembers, {modelId}), order, reader);
+  Value first = firstOf(databases_.runUnlogged(DatabaseFile::Library, kMembers, {modelId}), order, reader);
+  if (!first.isNil()) return first;
+  const SmartAlbumMembers* members = smartAlbums_.membersOf(uuid);
+  return members && !members->photos.empty() ? Value(members->photos.front()) : Value();
 }
 
 std::int32_t LibraryAnswers::photoCountOf(std::string_view kind, const Value& uuid, std::int32_t modelId) {
@@ -95,10 +99,18 @@ std::int32_t LibraryAnswers::photoCountOf(std::string_view kind, const Value& uu
     const auto photos = photosOfFolder(databases_, uuid);
     return photos ? static_cast<std::int32_t>(photos->size()) : 0;
   }
-  Query members = databases_.runUnlogged(DatabaseFile::Library, kMemberCount, {modelId});
-  return members.step() ? members.integerColumn(0) : 0;
+  Query listed = databases_.runUnlogged(DatabaseFile::Library, kMemberCount, {modelId});
+  if (listed.step() && listed.integerColumn(0) != 0) return listed.integerColumn(0);
+  const SmartAlbumMembers* members = smartAlbums_.membersOf(uuid);
+  return members ? static_cast<std::int32_t>(members->photos.size()) : 0;
 }
 
-std::vector<Text> LibraryAnswers::imageUuidsOf(std::string_view, const Value&, std::int32_t) { return {}; }
+std::vector<Text> LibraryAnswers::imageUuidsOf(std::string_view /*kind*/, const Value& uuid,
+                                               std::int32_t /*modelId*/) {
+  const SmartAlbumMembers* members = smartAlbums_.membersOf(uuid);
+  return members ? members->photos : std::vector<Text>();
+}
+
+std::uint64_t LibraryAnswers::doubtfulAnswers() const { return smartAlbums_.doubtfulAnswers(); }
 
 }  // namespace moxtel

@@ -1,8 +1,8 @@
 // Answers from the library's own files what a photo application would be asked: key photos, counts and
 // members. Used where no application can be asked, and where its script fails. Core thread.
 //
-// The rules are those of the lists that a client sees, so that count, key photo and list agree: the members
-// of a regular album are what RKAlbumVersion lists, in the trash or not.
+// They agree with the lists that a client sees: the members of a regular album are what RKAlbumVersion lists,
+// in the trash or not; only an album for which it lists nothing has the members of SmartAlbums.h.
 #pragma once
 
 #include <cstdint>
@@ -15,11 +15,13 @@
 namespace moxtel {
 
 class LibraryDatabases;
+class SmartAlbums;
 
 class LibraryAnswers final : public PhotoApplicationQueries {
  public:
-  // Borrows it.
-  explicit LibraryAnswers(LibraryDatabases& databases) : databases_(databases) {}
+  // Borrows both.
+  LibraryAnswers(LibraryDatabases& databases, SmartAlbums& smartAlbums)
+      : databases_(databases), smartAlbums_(smartAlbums) {}
 
   // The container's poster photo where the library names one that can be shown, else the first one in the
   // order of the photo application.
@@ -29,12 +31,14 @@ class LibraryAnswers final : public PhotoApplicationQueries {
   std::int32_t photoCountOf(std::string_view kind, const Value& uuid, std::int32_t modelId) override;
   // Only of smart albums: the members of other albums are in the database.
   std::vector<Text> imageUuidsOf(std::string_view kind, const Value& uuid, std::int32_t modelId) override;
+  std::uint64_t doubtfulAnswers() const override;
 
  private:
   // The version's uuid if it is shown in the library and not in the trash.
   Value posterIfLive(const Value& uuid);
 
   LibraryDatabases& databases_;
+  SmartAlbums& smartAlbums_;
 };
 
 }  // namespace moxtel

@@ -111,6 +111,13 @@ std::optional<std::string_view> Query::storedText(int column) const {
   return std::string_view(bytes, static_cast<std::size_t>(sqlite3_column_bytes(row, column)));
 }
 
+std::optional<std::span<const std::uint8_t>> Query::storedBytes(int column) const {
+  sqlite3_stmt* row = rows_ ? rows_->row() : nullptr;
+  if (!row || sqlite3_column_type(row, column) != SQLITE_BLOB) return std::nullopt;
+  const auto* bytes = static_cast<const std::uint8_t*>(sqlite3_column_blob(row, column));
+  return std::span(bytes, bytes ? static_cast<std::size_t>(sqlite3_column_bytes(row, column)) : 0);
+}
+
 Value Query::integerNumberColumn(int column) const { return Value(integerColumn(column)); }
 
 Value Query::realNumberColumn(int column) const {

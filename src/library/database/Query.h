@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string_view>
 #include <vector>
 
@@ -52,6 +53,8 @@ class Query final {
   Value stringColumn(int column) const;  // nil for NULL
   // The text as SQL compares it, whatever its bytes; nothing for other types. Valid until the next step.
   std::optional<std::string_view> storedText(int column) const;
+  // The bytes of a BLOB; nothing for other types. Valid until the next step.
+  std::optional<std::span<const std::uint8_t>> storedBytes(int column) const;
   Value integerNumberColumn(int column) const;  // signed 32 bits, the low ones of a wider value; NULL is 0
   Value realNumberColumn(int column) const;     // nil for NULL
   std::int32_t integerColumn(int column) const;

@@ -3,54 +3,22 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "tests/library/TestLibrary.h"
+#include "tests/library/answers/AnswersFixture.h"
+#include "tests/library/answers/MadeRule.h"
 
 namespace moxtel::test {
 namespace {
 
 using testing::IsEmpty;
 
-class LibraryAnswersTest : public testing::Test {
+class LibraryAnswersTest : public AnswersTest {
  protected:
-  // A photo that is shown in the library. Returns its model id.
-  std::int64_t photo(const std::string& uuid, Dictionary more = Dictionary()) {
-    Dictionary row{
-        {"uuid", uuid}, {"versionNumber", 1}, {"showInLibrary", 1}, {"isInTrash", 0}, {"isHidden", 0}};
-    for (const auto& entry : more) row.set(entry.key, entry.value);
-    return files.insert("RKVersion", row);
-  }
-  void folder(const char* uuid, const char* path, int type = 1, Dictionary more = Dictionary()) {
-    Dictionary row{{"uuid", uuid}, {"folderPath", path}, {"folderType", type}, {"isInTrash", 0}};
-    for (const auto& entry : more) row.set(entry.key, entry.value);
-    files.insert("RKFolder", row);
-  }
-  std::int64_t album(const char* uuid, Dictionary more = Dictionary()) {
-    Dictionary row{{"uuid", uuid}, {"albumType", 1}, {"albumSubclass", 3}, {"isInTrash", 0}};
-    for (const auto& entry : more) row.set(entry.key, entry.value);
-    return files.insert("RKAlbum", row);
-  }
-  void member(std::int64_t albumId, std::int64_t versionId) {
-    files.insert("RKAlbumVersion", Dictionary{{"albumId", albumId}, {"versionId", versionId}});
-  }
-  LibraryAnswers& answers() {
-    if (!opened) {
-      opened.emplace(files);
-      opened_.emplace(opened->databases);
-    }
-    return *opened_;
-  }
   Value keyOfAlbum(const char* uuid) {
     return answers().keyPhotoOfAlbum(Dictionary{{"AlbumId", uuid}}, true);
   }
   Value keyOfProject(const char* uuid) {
     return answers().keyPhotoOfProject(Dictionary{{"AlbumId", uuid}}, true);
   }
-
-  TestLibrary files;
-  std::optional<OpenedLibrary> opened;
-
- private:
-  std::optional<LibraryAnswers> opened_;
 };
 
 TEST_F(LibraryAnswersTest, countsTheMembersThatTheAlbumLists) {
@@ -139,6 +107,24 @@ TEST_F(LibraryAnswersTest, showsAnEventsPosterOrItsFirstPhoto) {
   EXPECT_EQ(keyOfProject("q"), Value("best"));
   EXPECT_EQ(keyOfProject("r"), Value("good"));
   EXPECT_TRUE(keyOfProject("none").isNil());
+}
+
+TEST_F(LibraryAnswersTest, countsShowsAndListsASmartAlbumAlike) {
+  photo("one");
+  photo("two", Dictionary{{"isFlagged", 1}, {"imageDate", 20}});
+  photo("three", Dictionary{{"isFlagged", 1}, {"imageDate", 10}});
+  smartAlbum("s", all({flagged()}));
+  EXPECT_EQ(answers().photoCountOf("album", "s", 1), 2);
+  EXPECT_EQ(keyOfAlbum("s"), Value("three"));
+  const std::vector<Text> photos = answers().imageUuidsOf("album", "s", 1);
+  EXPECT_THAT(photos, testing::ElementsAre(Text("three"), Text("two")));
+}
+
+TEST_F(LibraryAnswersTest, listsNoMembersOfOtherAlbums) {
+  member(album("a"), photo("one"));
+  EXPECT_THAT(answers().imageUuidsOf("album", "a", 1), IsEmpty());
+  EXPECT_THAT(answers().imageUuidsOf("album", "none", 1), IsEmpty());
+  EXPECT_THAT(answers().imageUuidsOf("album", 7, 1), IsEmpty());
 }
 
 TEST_F(LibraryAnswersTest, letsThePhotoApplicationWriteBetweenCommands) {
