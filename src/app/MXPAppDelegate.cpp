@@ -6,6 +6,7 @@
 #include "app/ServerAccess.h"
 #include "app/ServerRoles.h"
 #include "library/PathNames.h"
+#include "library/answers/AlbumExplanation.h"
 #include "library/completeness/FolderTree.h"
 #include "log/Log.h"
 #include "platform/system/HostNames.h"
@@ -79,14 +80,17 @@ void MXPAppDelegate::startup() {
   reportMissingLibrary();
 }
 
-// Before the first request; the results are not needed.
+// Before the first request; the results are not needed. A list for which rules of smart albums must be
+// evaluated waits for that request, because it may take seconds.
 void MXPAppDelegate::fillCaches() {
+  roles_->smartAlbums.setDeferring(true);
   try {
     static_cast<void>(roles_->containerTree.getTopLevelAlbums());
     static_cast<void>(roles_->containerTree.getTopLevelProjects());
   } catch (const ArchiveTooLargeError&) {
     // The reply to a request for such a list is the error, and the console names it then.
   }
+  roles_->smartAlbums.setDeferring(false);
 }
 
 // The lines before this one say that data is missing, but not what the user can do about it.
@@ -225,7 +229,21 @@ std::string MXPAppDelegate::logFolderTree() {
   roles_->library.loadDatabase();
   const bool hasTree = obsoletesZeug(roles_->databases).root != nullptr;
   roles_->databases.releaseLocks();
-  if (hasTree) return {};
+  return hasTree ? std::string() : whyNoData();
+}
+
+MXPAppDelegate::AlbumExplanation MXPAppDelegate::explainAlbum(const std::string& uuid) {
+  roles_->databases.beginCommand();
+  roles_->library.loadDatabase();
+  roles_->albumData.loadAlbumData();
+  const auto text = moxtel::explainAlbum(roles_->databases, roles_->savedLists, roles_->smartAlbums, uuid);
+  const bool failed = roles_->databases.sawFailure();
+  roles_->databases.releaseLocks();
+  if (text) return {*text, {}};
+  return {{}, failed ? whyNoData() : "There is no smart album with the id '" + uuid + "'."};
+}
+
+std::string MXPAppDelegate::whyNoData() const {
   const auto& path = roles_->location.libraryPath();
   if (!path) return "No library is set: set its folder with -LibraryPath.";
   const std::string why = whyUnreadable(*path);

@@ -85,6 +85,12 @@ class MXPAppDelegate final {
   static std::optional<std::string> attributedStringHelp(std::string_view language);
   // Logs the folder tree, for diagnosis. Returns an empty text, or the reason why there is no tree.
   [[nodiscard]] std::string logFolderTree();
+  // What is in a smart album and why, in words, for diagnosis.
+  struct AlbumExplanation {
+    std::string text;     // lines
+    std::string problem;  // empty, or the reason why there is no text
+  };
+  [[nodiscard]] AlbumExplanation explainAlbum(const std::string& uuid);
 
   // The current state. Checks whether the library is readable, and counts its photos, albums and faces again
   // after each startup and each reload.
@@ -109,6 +115,7 @@ class MXPAppDelegate final {
   void dropLists();
   void fillCaches();
   void reportMissingLibrary();
+  std::string whyNoData() const;
   std::string sentenceAboutLibrariesNear(const std::string& folder);
   const LibraryCounts& countsOf(const ServerStatus& status);
   void addDatabaseProblem(ServerStatus& status) const;

@@ -17,6 +17,7 @@
 #include "library/LibraryLocation.h"
 #include "library/LoadedLibrary.h"
 #include "library/answers/LibraryAnswers.h"
+#include "library/answers/SmartAlbums.h"
 #include "pictures/codec/PictureDecoder.h"
 #include "pictures/properties/ImageProperties.h"
 #include "scripting/ApplicationMonitor.h"
@@ -61,7 +62,9 @@ class ServerRoles final {
         changes(location, databases, library, albumData),
         scriptQueue(environment.loop, environment.scripts, messages, flags, environment.applications,
                     support),
-        libraryAnswers(databases),
+        savedLists(databases, albumData, location),
+        smartAlbums(databases, savedLists, messages, environment.defaults, systemClock()),
+        libraryAnswers(databases, smartAlbums),
         scriptQueries(location, databases, albumData, environment.scripts, messages, flags, libraryAnswers),
         monitor(environment.loop, environment.applications, library, albumData, messages, flags),
         containerTree(databases, scriptQueries, environment.defaults),
@@ -98,6 +101,8 @@ class ServerRoles final {
   AlbumData albumData;
   LibraryChanges changes;
   ScriptQueue scriptQueue;
+  SavedLists savedLists;
+  SmartAlbums smartAlbums;
   LibraryAnswers libraryAnswers;
   ScriptQueries scriptQueries;
   ApplicationMonitor monitor;

@@ -1,8 +1,10 @@
 // moxtelserverd: the server without a display. Its console is standard output.
+#include <algorithm>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
+#include <optional>
 
 #include "app/CommandLine.h"
 #include "app/ServerProgram.h"
@@ -40,6 +42,30 @@ void start(CoreLoop& loop, ServerProgram& program) {
   }
 }
 
+// Prints what is in a smart album, and why. The exit status.
+int explainAlbum(CoreLoop& loop, ServerProgram& program, const std::string& uuid) {
+  loop.post([&] {
+    setSystemLogSink([](std::string_view) {});  // for developers
+    const MXPAppDelegate::AlbumExplanation explanation = program.delegate().explainAlbum(uuid);
+    std::cout << explanation.text;
+    if (!explanation.problem.empty()) std::cerr << "moxtelserverd: " << explanation.problem << '\n';
+    loop.quit(explanation.problem.empty() ? 0 : 1);
+  });
+  return loop.run();
+}
+
+// Removes an option and its value from the arguments. Nothing without the option; an option at the end has an
+// empty value.
+std::optional<std::string> takeOption(const std::string& option, std::vector<std::string>& arguments) {
+  const auto found = std::find(arguments.begin(), arguments.end(), option);
+  if (found == arguments.end()) return std::nullopt;
+  const auto next = arguments.erase(found);
+  if (next == arguments.end()) return std::string();
+  std::string value = std::move(*next);
+  arguments.erase(next);
+  return value;
+}
+
 // Serves until a signal ends the program. The exit status.
 int runServer(CoreLoop& loop, ServerProgram& program) {
   const bool reloadsOnHangup = !endsWithItsTerminal();
@@ -74,14 +100,17 @@ int serve(int argc, char** argv) {
   const ProgramDescription description{
       "moxtelserverd",
       "Serves an iPhoto or Aperture library to Moxtel clients on the network, without a display.",
-      {{"--print-folders", "print the library's folder tree and exit (for diagnosis)"}}};
+      {{"--print-folders", "print the library's folder tree and exit (for diagnosis)"},
+       {"--explain-album ID", "print the rule and the photos of a smart album and exit"}}};
   std::vector<std::string> arguments(argv + (argc > 0 ? 1 : 0), argv + argc);
   const bool printsFolders = std::erase(arguments, "--print-folders") > 0;
+  const auto explained = takeOption("--explain-album", arguments);
   if (const auto status = takeCommandLine(description, arguments, defaults)) return *status;
 
   CoreLoop loop;
   StandardOutputConsoleView view;
   ServerProgram program(loop, defaults, view);
+  if (explained) return explainAlbum(loop, program, *explained);
   return printsFolders ? printFolders(loop, program) : runServer(loop, program);
 }
 

@@ -1,4 +1,4 @@
-"""The daemon as a service: readiness, signals, and --print-folders."""
+"""The daemon as a service: readiness, signals, --print-folders and --explain-album."""
 
 import os
 import pathlib
@@ -183,6 +183,38 @@ class Daemon(moxteltest.LibraryTestCase):
             [moxteltest.program("MOXTEL_SERVER"), "--print-folders", "-LibraryPath", str(library)], text=True,
             env={"PATH": "/usr/bin:/bin", "HOME": home, "TMPDIR": home, "XDG_CONFIG_HOME": home},
             capture_output=True, timeout=moxteltest.PATIENCE)
+
+    def explain(self, library, uuid):
+        home = tempfile.mkdtemp(prefix="moxteltest.")
+        self.addCleanup(shutil.rmtree, home)
+        return subprocess.run(
+            [moxteltest.program("MOXTEL_SERVER"), "--explain-album", uuid, "-LibraryPath", str(library)], text=True,
+            env={"PATH": "/usr/bin:/bin", "HOME": home, "TMPDIR": home, "XDG_CONFIG_HOME": home},
+            capture_output=True, timeout=moxteltest.PATIENCE)
+
+    def test_explain_album_prints_the_rule_and_the_answer(self):
+        folder = tempfile.mkdtemp(prefix="moxteltest.")
+        self.addCleanup(shutil.rmtree, folder)
+        library = moxteltest.make_library(pathlib.Path(folder) / "Library", "--images", "none", "--photos", "30",
+                                          "--smart-albums", "--saved-lists", "in-step")
+        with sqlite3.connect(library / "Database" / "apdb" / "Library.apdb") as database:
+            (uuid,), = database.execute("SELECT uuid FROM RKAlbum WHERE name = 'Flagged or five stars'")
+        database.close()
+        ended = self.explain(library, uuid)
+        self.assertEqual((ended.returncode, ended.stderr), (0, ""))
+        self.assertTrue(ended.stdout.startswith(
+            "The smart album 'Flagged or five stars' (%s)\n\nThe rule:\nany of these is true:\n  it is flagged\n"
+            "  the rating is 5\n\n" % uuid), ended.stdout)
+        self.assertIn("from the list in AlbumData.xml, which is up to date.\n"
+                      "The saved list and the rule have the same photos.\n", ended.stdout)
+
+    def test_explain_album_names_what_is_missing(self):
+        ended = self.explain(self.library, "no such album")
+        self.assertEqual((ended.returncode, ended.stdout), (1, ""))
+        self.assertEqual(ended.stderr, "moxtelserverd: There is no smart album with the id 'no such album'.\n")
+        ended = self.explain("/nonexistent", "x")
+        self.assertEqual((ended.returncode, ended.stdout), (1, ""))
+        self.assertIn("moxtelserverd: ", ended.stderr)
 
     def test_print_folders_prints_and_ends_without_serving(self):
         ended = self.print_folders(self.library)
