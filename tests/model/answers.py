@@ -104,11 +104,15 @@ class Answers:
             if file.exists():
                 data = plistlib.loads(file.read_bytes())
                 lists = {}
-                for entry in data.get("List of Albums", []) + data.get("List of Rolls", []):
+                found = [data.get("List of Albums"), data.get("List of Rolls")]
+                entries = [entry for list_ in found if isinstance(list_, list) for entry in list_]
+                for entry in entries:
+                    if not isinstance(entry, dict):
+                        continue
                     key = entry.get("GUID", entry.get("ProjectUuid"))
                     text = entry.get("KeyListString")
                     keys = entry.get("KeyList", []) if text is None else text.split(",") if text else []
-                    if key is not None:
+                    if isinstance(key, str):
                         lists[key.encode()] = [int(one) for one in keys]
                 return lists, self.is_in_step(lists)
         return None
