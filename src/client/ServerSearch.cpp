@@ -17,6 +17,7 @@ constexpr EventLoop::Duration kResolveTimeout = 5s;
 ServerSearch::ServerSearch(EventLoop& loop, DnsSd& dnsSd, Limits limits, Done done)
     : loop_(loop), dnsSd_(dnsSd), limits_(limits), done_(std::move(done)) {
   timer_ = loop_.callAfter(limits_.noServer, [this] { end(); });
+  last_ = loop_.callAfter(limits_.most, [this] { end(); });
   browser_ = dnsSd_.browse(kServiceType, {[this](const std::string& name, bool) { found(name); },
                                           [this](const std::string& name, bool) {
                                             servers_.erase(name);
@@ -63,6 +64,7 @@ void ServerSearch::restartQuiet() {
 void ServerSearch::end() {
   browser_.reset();
   timer_.reset();
+  last_.reset();
   std::vector<FoundServer> result;
   for (auto& [name, server] : servers_) {
     if (server.found) result.push_back(std::move(*server.found));

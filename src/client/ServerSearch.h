@@ -28,7 +28,8 @@ class ServerSearch final {
     EventLoop::Duration noServer{4000};  // the search ends if it has found no server by then
     EventLoop::Duration quiet{
         1000};  // the search ends so long after the last event, once each server has its address
-    std::size_t servers = 1000;  // further servers are ignored
+    EventLoop::Duration most{15000};  // the search ends by then, whatever neighbors announce
+    std::size_t servers = 32;         // further ones are ignored: resolving takes milliseconds for each
   };
   using Done = std::function<void(std::vector<FoundServer>)>;
 
@@ -56,6 +57,7 @@ class ServerSearch final {
   std::map<std::string, Server> servers_;
   std::unique_ptr<Browser> browser_;
   std::unique_ptr<Timer> timer_;
+  std::unique_ptr<Timer> last_;
 };
 
 }  // namespace moxtel

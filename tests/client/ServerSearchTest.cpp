@@ -21,7 +21,8 @@ struct ServerSearchTest : testing::Test {
 
   std::unique_ptr<ServerSearch> search(std::size_t servers = 1000) {
     return std::make_unique<ServerSearch>(
-        loop, dnsSd, ServerSearch::Limits{4s, 1s, servers}, [this](const std::vector<FoundServer>& found) {
+        loop, dnsSd, ServerSearch::Limits{4s, 1s, 15s, servers},
+        [this](const std::vector<FoundServer>& found) {
           result.emplace();
           for (const FoundServer& server : found) {
             result->push_back(server.name + " " + server.address + ":" + std::to_string(server.port));
@@ -86,6 +87,20 @@ TEST_F(ServerSearchTest, limitsTheNumberOfServers) {
   dnsSd.find("One");
   dnsSd.find("Two");
   EXPECT_THAT(dnsSd.resolvedNames(), ElementsAre("One"));
+}
+
+TEST_F(ServerSearchTest, endsAlthoughNeighborsComeAndGo) {
+  const auto searching = search();
+  dnsSd.find("One");
+  dnsSd.answer({"One", "a.local", {"10.0.0.1"}, 4250});
+  for (int i = 0; i < 29; ++i) {
+    dnsSd.find("Two");
+    loop.advance(500ms);
+    dnsSd.lose("Two");
+  }
+  EXPECT_FALSE(result);
+  loop.advance(500ms);
+  EXPECT_THAT(*result, ElementsAre("One 10.0.0.1:4250"));
 }
 
 TEST(OnlyServerOf, isTheSingleOne) {
