@@ -7,6 +7,7 @@
 #include "client/Download.h"
 #include "client/Json.h"
 #include "client/KnownIds.h"
+#include "client/LibraryProbe.h"
 #include "client/PhotoListing.h"
 #include "client/SafeText.h"
 #include "client/Tables.h"
@@ -94,12 +95,16 @@ int MoxtelClient::ask(ServerSession& session, const ClientRequest& request) {
     if (const auto problem = whyIdIsUnknown(session, request.command)) return fail(*problem);
   }
   const auto answer = session.ask(request.command);
-  if (const auto* failure = std::get_if<RequestFailure>(&answer)) return fail(failure->text);
+  if (const auto* failure = std::get_if<RequestFailure>(&answer)) {
+    const bool isAway = saysLibraryIsAway(*failure, request.command);
+    return fail(isAway ? failure->text + ": " + kLibraryIsAway : failure->text);
+  }
   const Value& result = std::get<Value>(answer);
   if (edit && result.isString() && !result.string().starts_with(edit->success)) {
     return fail(std::string(result.string()));
   }
   if (isEmptyList(result)) {
+    if (isLibraryAway(session)) return fail(kLibraryIsAway);
     if (const auto problem = whyIdIsUnknown(session, request.command)) return fail(*problem);
   }
   return show(session, result, request);

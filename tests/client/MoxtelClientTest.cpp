@@ -6,6 +6,7 @@
 #include <sstream>
 
 #include "client/Json.h"
+#include "client/LibraryProbe.h"
 #include "platform/system/SystemLog.h"
 #include "tests/TemporaryFolder.h"
 #include "tests/fakes/ScriptedServer.h"
@@ -273,7 +274,7 @@ TEST_F(Moxtel, reportsWhatItCannotSave) {
 TEST_F(Moxtel, reportsTheErrorOfTheServer) {
   EXPECT_EQ(runWith(Dictionary{{"error", "Album not found"}}, {"folders", "x"}), 1);
   EXPECT_EQ(out.str(), "");
-  EXPECT_EQ(err.str(), "moxtel: Album not found\n");
+  EXPECT_EQ(err.str(), "moxtel: Album not found: " + std::string(kLibraryIsAway) + "\n");
 }
 
 TEST_F(Moxtel, sendsPositionsAsNumbers) {
@@ -495,6 +496,9 @@ Value answerAboutLists(const Value& request) {
   if (command == "Get Events") return list("e", "Project");
   if (command == "Get Faces") return list("p", "Face");
   if (command == "Folders of Album" && request["id"] == Value("f")) return list("b", "Album");
+  if (command == "Folders of Album" && request["id"] == Value("LibraryFolder")) {
+    return list("AllProjectsItem", "Folder");
+  }
   return Dictionary{{"result", command.starts_with("Reveal") ? Value("Revealed Album") : Value(Array())}};
 }
 
@@ -510,6 +514,36 @@ TEST_F(Moxtel, failsForAnIdThatIsInNoList) {
   EXPECT_EQ(err.str(), "moxtel: no person has the id a\n");
   EXPECT_EQ(runAnswering(answerAboutLists, {"face-photos", "p"}), 0);
   EXPECT_EQ(runAnswering(answerAboutLists, {"photos", "allPhotosAlbum"}), 0);
+}
+
+// A server that cannot read its library lists nothing, not even the folders that every library has.
+TEST_F(Moxtel, saysThatTheLibraryIsAwayInsteadOfAnEmptyList) {
+  const auto nothing = [](const Value&) { return Value(Dictionary{{"result", Array()}}); };
+  const std::vector<std::vector<std::string>> listings{
+      {"albums"}, {"events"}, {"faces"}, {"photos", "allPhotosAlbum"}, {"photos", "x"}, {"folders", "x"}};
+  for (const auto& arguments : listings) {
+    EXPECT_EQ(runAnswering(nothing, arguments), 1) << arguments[0];
+    EXPECT_EQ(err.str(), std::string("moxtel: ") + kLibraryIsAway + "\n") << arguments[0];
+    EXPECT_EQ(out.str(), "");
+  }
+  const auto neverRead = [](const Value& request) {
+    if (request["command"] == Value("Folders of Album"))
+      return Value(Dictionary{{"error", "Album not found"}});
+    return Value(Dictionary{{"result", Array()}});
+  };
+  for (const auto& arguments : listings) {
+    EXPECT_EQ(runAnswering(neverRead, arguments), 1) << arguments[0];
+    EXPECT_THAT(err.str(), testing::HasSubstr(kLibraryIsAway)) << arguments[0];
+  }
+}
+
+TEST_F(Moxtel, showsTheEmptyListOfAnEmptyLibrary) {
+  const auto empty = [](const Value& request) {
+    return request["id"] == Value("LibraryFolder") ? answerAboutLists(request)
+                                                   : Value(Dictionary{{"result", Array()}});
+  };
+  EXPECT_EQ(runAnswering(empty, {"albums"}), 0);
+  EXPECT_EQ(err.str(), "");
 }
 
 TEST_F(Moxtel, endsForAFolderThatContainsItself) {
