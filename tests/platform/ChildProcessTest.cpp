@@ -12,6 +12,7 @@
 #include <fstream>
 #include <thread>
 
+#include "platform/files/FileDescriptor.h"
 #include "tests/TemporaryFolder.h"
 #include "tests/fakes/FakeProcessRunner.h"
 
@@ -165,6 +166,37 @@ TEST(ChildProcess, timesOutOnAChildThatNeitherReadsNorEnds) {
   request.input.assign(1 << 20, 'x');
   request.timeout = 200ms;
   EXPECT_EQ(run(request).ending, Ending::TimedOut);
+}
+
+TEST(ChildProcess, givesTheChildAFileAsItsInput) {
+  const TemporaryFolder folder;
+  const std::string path = folder.path() / "input";
+  std::ofstream(path) << "of a file";
+  const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));  // NOLINT
+  ProcessRequest request = shell("readlink /proc/self/fd/0; cat");
+  request.inputDescriptor = file.get();
+  EXPECT_EQ(run(request).output, path + "\nof a file");
+  EXPECT_NE(::fcntl(file.get(), F_GETFD), -1);
+}
+
+TEST(ChildProcess, killsAChildThatIsNotWantedAnyMore) {
+  ProcessRequest request = shell("echo $$; exec sleep 1000");
+  bool isStarted = false;
+  request.onOutput = [&](std::string_view) { return isStarted = true; };
+  request.canceled = [&] { return isStarted; };
+  EXPECT_EQ(run(request).ending, Ending::Killed);
+}
+
+TEST(ChildProcess, aRunnerThatEndsKillsWhatRunsAndWhatIsStartedLater) {
+  SystemProcessRunner runner;
+  ProcessRequest request = shell("echo; exec sleep 1000");
+  request.onOutput = [&](std::string_view) {
+    std::thread([&] { runner.end(); }).join();
+    return true;
+  };
+  EXPECT_EQ(runner.run(request).ending, Ending::Killed);
+  EXPECT_TRUE(runner.hasEnded());
+  EXPECT_EQ(runner.run(shell("exec sleep 1000")).ending, Ending::Killed);
 }
 
 TEST(ChildProcess, givesAChildWithoutInputNothingToRead) {

@@ -389,8 +389,8 @@ class HangingRunner final : public ProcessRunner {
   ProcessResult run(const ProcessRequest& request) override {
     started = true;
     const auto end = std::chrono::steady_clock::now() + 30s;
-    while (!*request.canceled && std::chrono::steady_clock::now() < end) std::this_thread::yield();
-    wasCanceled = request.canceled->load();
+    while (!request.canceled() && std::chrono::steady_clock::now() < end) std::this_thread::yield();
+    wasCanceled = request.canceled();
     return ended(Ending::Killed);
   }
   std::atomic<bool> started{false};

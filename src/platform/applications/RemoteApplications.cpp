@@ -92,7 +92,7 @@ RemoteApplications::Answer RemoteApplications::ask() {
   request.arguments.assign(words_.begin() + 1, words_.end());
   request.input = kNamesScript;
   request.timeout = kAnswerTime;
-  request.canceled = &canceled_;
+  request.canceled = [this] { return canceled_.load(); };
   return answerFrom(processes_.run(request));
 }
 

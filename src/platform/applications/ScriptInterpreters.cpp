@@ -66,7 +66,7 @@ ScriptOutcome InterpreterScriptRunner::run(std::string_view source) {
   request.input = std::string(source);
   request.timeout = timeLeft();
   request.outputLimit = kOutputLimit;
-  request.canceled = &ended_;
+  request.canceled = [this] { return ended_.load(); };
   ProcessResult result;
   result.ending = ProcessResult::Ending::TimedOut;
   if (request.timeout > std::chrono::milliseconds(0)) result = processes_.run(request);

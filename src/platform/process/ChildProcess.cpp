@@ -30,7 +30,8 @@ using std::chrono::milliseconds;
 
 // A killed child ends at once, unless it is blocked inside the kernel.
 constexpr milliseconds kPatienceAfterKill{2000};
-// How often the child's state is checked where no descriptor reports its end.
+// How often it is checked whether the run is canceled, and whether the child has ended where no descriptor
+// reports that.
 constexpr milliseconds kLookInterval{20};
 
 // Makes writing to a child that does not read give an error instead of SIGPIPE, however the program handles
@@ -107,8 +108,8 @@ class Attributes final {
 // One run, from the start of the child to its end.
 class Run final {
  public:
-  explicit Run(const ProcessRequest& request)
-      : request_(request), deadline_(SteadyClock::now() + request.timeout) {}
+  Run(const ProcessRequest& request, const std::atomic<bool>& ended)
+      : request_(request), runnerEnded_(ended), deadline_(SteadyClock::now() + request.timeout) {}
 
   ProcessResult perform() {
     if (!start()) return std::move(result_);
@@ -154,7 +155,9 @@ class Run final {
 
   int spawn(const Pipe& input, const Pipe& output, const Pipe& error) {
     FileActions actions;
-    if (input.readEnd) {
+    if (request_.inputDescriptor >= 0) {
+      ::posix_spawn_file_actions_adddup2(actions.get(), request_.inputDescriptor, STDIN_FILENO);
+    } else if (input.readEnd) {
       ::posix_spawn_file_actions_adddup2(actions.get(), input.readEnd.get(), STDIN_FILENO);
     } else {
       ::posix_spawn_file_actions_addopen(actions.get(), STDIN_FILENO, "/dev/null", O_RDONLY, 0);
@@ -184,12 +187,11 @@ class Run final {
     if (isCanceled()) ending_ = ProcessResult::Ending::Killed;
   }
 
-  bool isCanceled() const { return request_.canceled && request_.canceled->load(); }
+  bool isCanceled() const { return runnerEnded_ || (request_.canceled && request_.canceled()); }
 
   int waitTime() const {
     const auto left = std::chrono::ceil<milliseconds>(deadline_ - SteadyClock::now());
-    const auto longest = end_ && !request_.canceled ? milliseconds(3'600'000) : kLookInterval;
-    return static_cast<int>(std::clamp(left, milliseconds(0), longest).count());
+    return static_cast<int>(std::clamp(left, milliseconds(0), kLookInterval).count());
   }
 
   void writeSome() {
@@ -268,6 +270,7 @@ class Run final {
   }
 
   const ProcessRequest& request_;
+  const std::atomic<bool>& runnerEnded_;
   const SteadyClock::time_point deadline_;
   const SigpipeBlocker noSigpipe_;
   ProcessResult result_;
@@ -287,6 +290,8 @@ class Run final {
 
 }  // namespace
 
-ProcessResult SystemProcessRunner::run(const ProcessRequest& request) { return Run(request).perform(); }
+ProcessResult SystemProcessRunner::run(const ProcessRequest& request) {
+  return Run(request, ended_).perform();
+}
 
 }  // namespace moxtel

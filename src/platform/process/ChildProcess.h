@@ -21,8 +21,10 @@ struct ProcessRequest {
   // Called for every chunk of standard output as it arrives; false stops the reading (the child may run on
   // until the time-out). Without it the output is collected.
   std::function<bool(std::string_view chunk)> onOutput;
-  // Another thread sets it to end the run soon: the child is killed. Borrowed.
-  const std::atomic<bool>* canceled = nullptr;
+  // Called often, on the calling thread; true ends the run: the child is killed.
+  std::function<bool()> canceled = nullptr;
+  // Its standard input instead of `input`; -1: none. Borrowed.
+  int inputDescriptor = -1;
 };
 
 struct ProcessResult {
@@ -50,6 +52,12 @@ class ProcessRunner {
 class SystemProcessRunner final : public ProcessRunner {
  public:
   ProcessResult run(const ProcessRequest& request) override;
+  // Kills what runs, and soon kills what is started later: the program ends. Any thread.
+  void end() { ended_ = true; }
+  bool hasEnded() const { return ended_; }
+
+ private:
+  std::atomic<bool> ended_{false};
 };
 
 }  // namespace moxtel
