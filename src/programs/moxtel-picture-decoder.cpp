@@ -1,6 +1,7 @@
-// moxtel-picture-decoder: decodes one picture file and prints it as a JPEG or as pixels. It is a process of
-// its own with limits (Confinement.h), so that a file that crashes a library or needs too much memory or time
-// does not end the server. DecoderProtocol.h describes its arguments and output.
+// moxtel-picture-decoder: decodes the picture on standard input, a file, and prints it as a JPEG or as
+// pixels. It is a process of its own with limits (Confinement.h), so that a file that crashes a library or
+// needs too much memory or time does not end the server. DecoderProtocol.h describes its arguments and
+// output.
 #include <vips/vips.h>
 #include <cstdint>
 #include <cstdio>
@@ -60,10 +61,19 @@ bool writeJpeg(const Bytes& jpeg) {
   return writeToStandardOutput(header) && writeToStandardOutput(jpeg);
 }
 
-bool run(const char* form, const char* path, const char* scratch) {
-  const OpenFile file = openRegularFile(path);
-  confineThisProcess({kMemory + file.size, kProcessorSeconds, *scratch != '\0' ? kTemporaryFile : 0});
+// What the libraries open when they are used: their plug-ins and ImageMagick's settings.
+FileRights rightsWith(const char* scratch) {
+  FileRights rights{sharedLibraryFolders(), scratch};
+  for (const char* path : {"/etc/ld.so.cache", "/etc/ImageMagick-6", "/usr/share/ImageMagick-6"})
+    rights.readable.emplace_back(path);
+  return rights;
+}
+
+bool run(const char* form, const char* scratch) {
+  const OpenFile file = standardInputFile();
   setUpLibraries(scratch);
+  confineThisProcess({kMemory + file.size, kProcessorSeconds, *scratch != '\0' ? kTemporaryFile : 0},
+                     rightsWith(scratch));
   const FileBytes bytes = mappedUntilExit(file);
   const auto source = opened(bytes);
   if (!source) return false;
@@ -81,7 +91,7 @@ bool run(const char* form, const char* path, const char* scratch) {
 int main(int count, char** words) {
   bool done = false;
   try {
-    done = count == 4 && moxtel::decoder::run(words[1], words[2], words[3]);
+    done = count == 3 && moxtel::decoder::run(words[1], words[2]);
   } catch (const std::exception&) {
   }
   // Skips library destructors: they may crash after the output is written.

@@ -1,6 +1,6 @@
-// moxtel-property-reader FILE: prints the properties of a picture file as a keyed archive. It is a process of
-// its own with limits (Confinement.h), so that a file that crashes a library or needs too much memory or time
-// does not end the server. Exit status 0 means that the file has properties and the output is complete.
+// moxtel-property-reader < FILE: prints the properties of a picture file as a keyed archive. It is a process
+// of its own with limits (Confinement.h), so that a file that crashes a library or needs too much memory or
+// time does not end the server. Exit status 0 means that the file has properties and the output is complete.
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -17,11 +17,11 @@ namespace {
 constexpr std::uint64_t kMemory = std::uint64_t{1} << 30;  // bytes of address space besides the file
 constexpr std::uint64_t kProcessorSeconds = 10;
 
-bool run(const char* path) {
-  const OpenFile file = openRegularFile(path);
-  confineThisProcess({kMemory + file.size, kProcessorSeconds, 0});
+bool run() {
+  const OpenFile file = standardInputFile();
   // Discards library warnings.
   if (!std::freopen("/dev/null", "w", stderr)) std::fclose(stderr);
+  confineThisProcess({kMemory + file.size, kProcessorSeconds, 0}, {sharedLibraryFolders(), {}});
   const auto found = wholeFileProperties(mappedUntilExit(file));
   return found && writeToStandardOutput(archivedData(*found));
 }
@@ -29,10 +29,10 @@ bool run(const char* path) {
 }  // namespace
 }  // namespace moxtel::properties
 
-int main(int count, char** words) {
+int main() {
   bool done = false;
   try {
-    done = count == 2 && moxtel::properties::run(words[1]);
+    done = moxtel::properties::run();
   } catch (const std::exception&) {
   }
   // Skips library destructors: they may crash after the output is written.

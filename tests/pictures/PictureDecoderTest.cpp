@@ -237,10 +237,12 @@ TEST_F(FakeHelper, isUsedOnlyForFilesThatAreNotJpegs) {
   EXPECT_TRUE(runner.requests().empty());
 }
 
-TEST_F(FakeHelper, getsFormPathAndAnEmptyFolder) {
+TEST_F(FakeHelper, getsTheFormTheFileAndAnEmptyFolder) {
   FakeProcessRunner runner([](const ProcessRequest& request) {
-    EXPECT_EQ(request.arguments.size(), 3U);
-    EXPECT_TRUE(std::filesystem::is_empty(request.arguments[2]));
+    EXPECT_EQ(request.arguments.size(), 2U);
+    EXPECT_TRUE(std::filesystem::is_empty(request.arguments[1]));
+    const std::string input = "/proc/self/fd/" + std::to_string(request.inputDescriptor);
+    EXPECT_EQ(std::filesystem::read_symlink(input), fixture("png-rgb.png"));
     return FakeProcessRunner::printing(kAnswer);
   });
   const auto jpeg = jpegFrom(runner, "png-rgb.png");
@@ -249,9 +251,8 @@ TEST_F(FakeHelper, getsFormPathAndAnEmptyFolder) {
   const ProcessRequest& request = runner.requests().at(0);
   EXPECT_EQ(request.program, "/helper");
   EXPECT_EQ(request.arguments[0], "jpeg");
-  EXPECT_EQ(request.arguments[1], fixture("png-rgb.png"));
   EXPECT_EQ(request.timeout, PictureDecoder::kDecodingTime);
-  EXPECT_FALSE(std::filesystem::exists(request.arguments[2]));
+  EXPECT_FALSE(std::filesystem::exists(request.arguments[1]));
 }
 
 TEST_F(FakeHelper, isIgnoredWhenItFails) {
@@ -288,7 +289,7 @@ class MisbehavingHelper : public testing::Test {
     ProcessResult run(const ProcessRequest& request) override {
       ProcessRequest hurried = request;
       hurried.timeout = std::chrono::milliseconds(500);
-      scratch = request.arguments.at(2);
+      scratch = request.arguments.at(1);
       return result = processes.run(hurried);
     }
     SystemProcessRunner processes;
@@ -312,11 +313,11 @@ class MisbehavingHelper : public testing::Test {
 };
 
 TEST_F(MisbehavingHelper, isKilledWhenItHangs) {
-  EXPECT_EQ(endingOf("touch \"$3/left\"; exec sleep 1000"), ProcessResult::Ending::TimedOut);
+  EXPECT_EQ(endingOf("touch \"$2/left\"; exec sleep 1000"), ProcessResult::Ending::TimedOut);
 }
 
 TEST_F(MisbehavingHelper, isKilledWhenItHangsDuringItsOutput) {
-  EXPECT_EQ(endingOf("printf MXB1; touch \"$3/left\"; exec sleep 1000"), ProcessResult::Ending::TimedOut);
+  EXPECT_EQ(endingOf("printf MXB1; touch \"$2/left\"; exec sleep 1000"), ProcessResult::Ending::TimedOut);
 }
 
 TEST_F(MisbehavingHelper, mayCrash) {

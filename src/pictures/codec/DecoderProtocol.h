@@ -1,11 +1,12 @@
 // The arguments of moxtel-picture-decoder and its output on standard output.
 //
-//     moxtel-picture-decoder FORM FILE SCRATCH
+//     moxtel-picture-decoder FORM SCRATCH < FILE
 //
-// FORM is "jpeg" or "pixels". SCRATCH is an empty folder for temporary files; if it is an empty text, none
-// are written. The output is a header of five little-endian 32-bit words (magic, width, height, bytes per
-// pixel, bytes of the color profile), the profile, and the pixels. With "jpeg" all words but the magic are 0,
-// and the JPEG follows. The output is complete only if the exit status is 0.
+// The picture is standard input, a regular file. FORM is "jpeg" or "pixels". SCRATCH is an empty folder for
+// temporary files; if it is an empty text, none are written. The output is a header of five little-endian
+// 32-bit words (magic, width, height, bytes per pixel, bytes of the color profile), the profile, and the
+// pixels. With "jpeg" all words but the magic are 0, and the JPEG follows. The output is complete only if the
+// exit status is 0.
 #pragma once
 
 #include <array>

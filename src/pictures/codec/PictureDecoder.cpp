@@ -1,24 +1,23 @@
 #include "pictures/codec/PictureDecoder.h"
 
-#include <filesystem>
 #include <new>
-#include <system_error>
 
 #include "pictures/codec/DecoderProtocol.h"
 #include "pictures/codec/HelperProgram.h"
 #include "pictures/codec/Jpeg.h"
 #include "pictures/codec/PictureKind.h"
 #include "platform/files/Files.h"
+#include "platform/files/UserFolders.h"
 #include "platform/process/ChildProcess.h"
 #include "platform/system/SystemLog.h"
 
 namespace moxtel {
 namespace {
 
-namespace fs = std::filesystem;
-
 // More than any picture within the bounds needs; a JPEG is smaller than the pixels.
 constexpr std::size_t kLongestAnswer = kMaximumPixels * 4 + (std::size_t{64} << 20);
+
+constexpr const char* kScratchPrefix = "moxtel-picture-";
 
 Bytes wholeFile(const OpenFile& file) {
   // No JPEG of kMaximumPixels is larger.
@@ -29,8 +28,9 @@ Bytes wholeFile(const OpenFile& file) {
 
 std::string PictureDecoder::installedHelper() { return installedProgram("moxtel-picture-decoder"); }
 
-PictureDecoder::PictureDecoder(ProcessRunner& processes, std::string helper)
-    : processes_(processes), helper_(std::move(helper)) {}
+PictureDecoder::PictureDecoder(ProcessRunner& processes, std::string helper, std::function<bool()> isUnwanted)
+    : processes_(processes), helper_(std::move(helper)), isUnwanted_(std::move(isUnwanted)) {
+}
 
 std::optional<Bytes> PictureDecoder::jpegOf(const OpenFile& file) {
   const PictureKind kind = kindOfPicture(readStart(file, kPictureStartSize));
@@ -40,7 +40,7 @@ std::optional<Bytes> PictureDecoder::jpegOf(const OpenFile& file) {
     if (result.outcome == JpegOutcome::Done) return std::move(result.jpeg);
     if (result.outcome == JpegOutcome::Broken) return std::nullopt;
   }
-  std::optional<Bytes> answer = decodedElsewhere(decoder::kJpegForm, file.path);
+  std::optional<Bytes> answer = decodedElsewhere(decoder::kJpegForm, file);
   if (answer) answer->erase(answer->begin(), answer->begin() + decoder::kHeaderSize);
   return answer;
 }
@@ -53,18 +53,19 @@ std::optional<PixelBuffer> PictureDecoder::pixelsOf(const OpenFile& file) {
     if (result.outcome == JpegOutcome::Done) return std::move(result.image);
     if (result.outcome == JpegOutcome::Broken) return std::nullopt;
   }
-  const std::optional<Bytes> answer = decodedElsewhere(decoder::kPixelsForm, file.path);
+  const std::optional<Bytes> answer = decodedElsewhere(decoder::kPixelsForm, file);
   return answer ? decoder::pictureIn(*answer) : std::nullopt;
 }
 
-std::optional<Bytes> PictureDecoder::decodedElsewhere(const char* form, const std::string& path) {
-  std::error_code error;
-  const PrivateFolder scratch(fs::temp_directory_path(error).string(), "moxtel-picture-");
+std::optional<Bytes> PictureDecoder::decodedElsewhere(const char* form, const OpenFile& file) {
+  const PrivateFolder scratch(temporaryFolder(), kScratchPrefix);
   Bytes answer;
   bool enoughMemory = true;
   ProcessRequest request;
   request.program = helper_;
-  request.arguments = {form, path, scratch.path()};
+  request.arguments = {form, scratch.path()};
+  request.inputDescriptor = file.descriptor.get();
+  request.canceled = isUnwanted_;
   request.timeout = kDecodingTime;
   request.outputLimit = kLongestAnswer;
   request.onOutput = [&](std::string_view chunk) {

@@ -2,11 +2,13 @@
 // decoded, for anything but a JPEG at most kDecodingTime.
 //
 // JPEG is decoded in this process. All other kinds are decoded by moxtel-picture-decoder, whose memory and
-// time are limited, which can write only below its scratch folder, and whose crash does no harm. Without that
+// time are limited, which can read nothing else, write only below its scratch folder and use no network, and
+// whose crash does no harm. Without that
 // program only JPEG is decoded.
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -25,8 +27,10 @@ class PictureDecoder final {
   // to it.
   static std::string installedHelper();
 
-  // Borrows the runner.
-  explicit PictureDecoder(ProcessRunner& processes, std::string helper = installedHelper());
+  // Borrows the runner. isUnwanted is called while the program decodes; true ends it. Deletes the scratch
+  // folders that an earlier run left behind.
+  explicit PictureDecoder(ProcessRunner& processes, std::string helper = installedHelper(),
+                          std::function<bool()> isUnwanted = {});
 
   // A JPEG of the picture: full size, stored orientation, 8 bits, alpha flattened on white, color profile
   // kept. Nothing if the file is not a picture, is damaged, or exceeds the bounds of memory and time.
@@ -35,10 +39,11 @@ class PictureDecoder final {
   std::optional<PixelBuffer> pixelsOf(const OpenFile& file);
 
  private:
-  std::optional<Bytes> decodedElsewhere(const char* form, const std::string& path);
+  std::optional<Bytes> decodedElsewhere(const char* form, const OpenFile& file);
 
   ProcessRunner& processes_;
   const std::string helper_;
+  const std::function<bool()> isUnwanted_;
 };
 
 }  // namespace moxtel

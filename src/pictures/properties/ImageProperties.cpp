@@ -32,18 +32,19 @@ std::optional<Dictionary> dictionaryIn(std::string_view answer) {
 
 std::string ImagePropertyReader::installedHelper() { return installedProgram("moxtel-property-reader"); }
 
-ImagePropertyReader::ImagePropertyReader(ProcessRunner& processes, std::string helper)
-    : processes_(processes), helper_(std::move(helper)) {}
+ImagePropertyReader::ImagePropertyReader(ProcessRunner& processes, std::string helper,
+                                         std::function<bool()> isUnwanted)
+    : processes_(processes), helper_(std::move(helper)), isUnwanted_(std::move(isUnwanted)) {}
 
 std::optional<Dictionary> ImagePropertyReader::propertiesOf(const OpenFile& file) {
   const PictureKind kind = kindOfPicture(readStart(file, kPictureStartSize));
   if (kind == PictureKind::None) return std::nullopt;
-  if (kind == PictureKind::Tiff || kind == PictureKind::Raw) return readElsewhere(file.path);
+  if (kind == PictureKind::Tiff || kind == PictureKind::Raw) return readElsewhere(file);
   properties::ByteSource source(file);
   auto facts = properties::factsOf(kind, source);
   if (!facts) return std::nullopt;
   if (hasLargeBlocks(*facts)) {
-    if (auto found = readElsewhere(file.path)) return found;
+    if (auto found = readElsewhere(file)) return found;
     // The facts of the container remain valid.
     facts->exif.clear();
     facts->xmp.clear();
@@ -51,10 +52,11 @@ std::optional<Dictionary> ImagePropertyReader::propertiesOf(const OpenFile& file
   return properties::propertyDictionary(kind, *facts);
 }
 
-std::optional<Dictionary> ImagePropertyReader::readElsewhere(const std::string& path) {
+std::optional<Dictionary> ImagePropertyReader::readElsewhere(const OpenFile& file) {
   ProcessRequest request;
   request.program = helper_;
-  request.arguments = {path};
+  request.inputDescriptor = file.descriptor.get();
+  request.canceled = isUnwanted_;
   request.timeout = kReadingTime;
   request.outputLimit = kLongestAnswer;
   const ProcessResult result = processes_.run(request);

@@ -14,6 +14,7 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -32,18 +33,20 @@ class ImagePropertyReader final {
   // to it.
   static std::string installedHelper();
 
-  // Borrows the runner.
-  explicit ImagePropertyReader(ProcessRunner& processes, std::string helper = installedHelper());
+  // Borrows the runner. isUnwanted is called while the program reads; true ends it.
+  explicit ImagePropertyReader(ProcessRunner& processes, std::string helper = installedHelper(),
+                               std::function<bool()> isUnwanted = {});
 
   // Nothing for a file that is not a picture or is damaged before its size is known. Reads only the parts of
   // the file that matter, in bounded time and memory.
   std::optional<Dictionary> propertiesOf(const OpenFile& file);
 
  private:
-  std::optional<Dictionary> readElsewhere(const std::string& path);
+  std::optional<Dictionary> readElsewhere(const OpenFile& file);
 
   ProcessRunner& processes_;
   const std::string helper_;
+  const std::function<bool()> isUnwanted_;
 };
 
 }  // namespace moxtel

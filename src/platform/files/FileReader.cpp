@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <new>
+#include <utility>
 
 namespace moxtel {
 namespace {
@@ -40,6 +41,19 @@ int openQuietly(const std::string& path) {
 FileState stateOfError(int error) {
   return error == ENOENT || error == ENOTDIR || error == ENAMETOOLONG ? FileState::Missing
                                                                       : FileState::Unreadable;
+}
+
+// A file that was opened, with its size. One that is not regular is closed.
+OpenFile ifRegular(OpenFile file) {
+  struct stat facts = {};
+  if (::fstat(file.descriptor.get(), &facts) != 0 || !S_ISREG(facts.st_mode)) {
+    file.state = FileState::Unreadable;
+    file.descriptor = FileDescriptor();
+    return file;
+  }
+  file.state = FileState::Open;
+  file.size = static_cast<std::uint64_t>(facts.st_size);
+  return file;
 }
 
 void makeUnreadable(FileContents& contents) {
@@ -79,15 +93,13 @@ OpenFile openRegularFile(const std::string& path) {
     file.state = stateOfError(errno);
     return file;
   }
-  struct stat facts = {};
-  if (::fstat(file.descriptor.get(), &facts) != 0 || !S_ISREG(facts.st_mode)) {
-    file.state = FileState::Unreadable;
-    file.descriptor = FileDescriptor();
-    return file;
-  }
-  file.state = FileState::Open;
-  file.size = static_cast<std::uint64_t>(facts.st_size);
-  return file;
+  return ifRegular(std::move(file));
+}
+
+OpenFile standardInputFile() {
+  OpenFile file;
+  file.descriptor = FileDescriptor(STDIN_FILENO);
+  return ifRegular(std::move(file));
 }
 
 FileContents readAll(const OpenFile& file, std::uint64_t maximumSize) {

@@ -31,6 +31,9 @@ struct OpenFile {
 // Opens a regular file for reading. A path that contains a NUL is Missing.
 OpenFile openRegularFile(const std::string& path);
 
+// Standard input, if it is a regular file. Its descriptor is closed with the object.
+OpenFile standardInputFile();
+
 struct FileContents {
   FileState state = FileState::Missing;  // Open when bytes holds the whole file
   Bytes bytes;

@@ -8,6 +8,8 @@
 #include <cerrno>
 #include <csignal>
 
+#include "platform/process/CallFilter.h"
+
 namespace moxtel {
 namespace {
 
@@ -25,7 +27,7 @@ constexpr bool kCanLimitMemory = true;
 
 }  // namespace
 
-void confineThisProcess(const ProcessBounds& bounds) {
+Confinement confineThisProcess(const ProcessBounds& bounds, const FileRights& rights, int newestLandlock) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
   signal(SIGXFSZ, SIG_IGN);
@@ -33,6 +35,10 @@ void confineThisProcess(const ProcessBounds& bounds) {
   limit(RLIMIT_CPU, bounds.processorSeconds);
   limit(RLIMIT_CORE, 0);
   limit(RLIMIT_FSIZE, bounds.writtenFile);
+  Confinement confinement;
+  confinement.landlock = restrictFiles(rights, newestLandlock);
+  confinement.filtersCalls = restrictCalls();
+  return confinement;
 }
 
 std::span<const std::uint8_t> mappedUntilExit(const OpenFile& file) {

@@ -1,14 +1,16 @@
-// For a program that reads one untrusted file for a server: limits what the calling process can use up before
-// it reads the file. The limits cannot be raised again. They restrict neither which files the process can
-// open nor its use of the network.
+// For a program that reads one untrusted file for a server: limits what the calling process can use up and
+// reach, before it reads the file. The limits cannot be raised again.
 #pragma once
 
 #include <cstdint>
 #include <span>
 
 #include "platform/files/FileReader.h"
+#include "platform/process/Landlock.h"
 
 namespace moxtel {
+
+inline constexpr std::uint64_t kUnlimited = UINT64_MAX;
 
 struct ProcessBounds {
   std::uint64_t memory = 0;            // bytes of addresses; ignored in builds with a sanitizer
@@ -16,8 +18,17 @@ struct ProcessBounds {
   std::uint64_t writtenFile = 0;       // bytes; 0: no file can grow
 };
 
-// The process also ends together with its parent, gains no privileges, and leaves no core file.
-void confineThisProcess(const ProcessBounds& bounds);
+// What the kernel restricts besides the bounds.
+struct Confinement {
+  int landlock = 0;           // the version in force; 0: the process can open every file of its user
+  bool filtersCalls = false;  // see CallFilter.h
+};
+
+// The process also ends together with its parent, gains no privileges, and leaves no core file. Where the
+// kernel permits it, the process opens only these files, and makes no calls but those of CallFilter.h. Only
+// while there is one thread. Files that the process has open stay open.
+Confinement confineThisProcess(const ProcessBounds& bounds, const FileRights& rights,
+                               int newestLandlock = kNewestLandlock);
 
 // The file mapped into memory until the process exits. If another program shortens the file, reading the
 // missing part ends this process. Empty for an empty file, and when mapping fails.
