@@ -265,16 +265,6 @@ TEST_F(DamagedOrBusyDatabasesTest, aWriterThatHasNotBegunToWriteDisturbsNoReader
 
 // Private copies.
 
-// A journal left behind by a crash in the middle of a change that had reached the file.
-void crashWhileWriting(const std::string& path) {
-  OtherProcess other(path);
-  EXPECT_EQ(other.execute(
-                "PRAGMA cache_size = 1; PRAGMA cache_spill = 1; BEGIN IMMEDIATE; UPDATE RKVersion SET uuid "
-                "= 'torn'; CREATE TABLE filler(a); WITH RECURSIVE n(x) AS (SELECT 1 UNION ALL SELECT x+1 "
-                "FROM n WHERE x < 200) INSERT INTO filler SELECT zeroblob(20000) FROM n"),
-            SQLITE_OK);
-}
-
 TEST_F(DamagedOrBusyDatabasesTest, aHotJournalIsRolledBackInAPrivateCopy) {
   crashWhileWriting(path);
   ASSERT_TRUE(fs::exists(path + "-journal"));
@@ -342,6 +332,7 @@ TEST_F(DamagedOrBusyDatabasesTest, privateCopiesAreRemovedInTheEnd) {
   {
     LibrarySeams seams;
     seams.temporaryFolder = temporary.path().string();
+    seams.copier = MOXTEL_COPIER;
     LibraryDatabases databases(served.loop, served.messages, seams);
     databases.useLibrary(files.path());
     EXPECT_TRUE(databases.run(kLibrary, kCount, {}).step());

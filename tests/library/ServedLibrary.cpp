@@ -33,7 +33,9 @@ LibrarySeams ServedLibrary::seams() {
     ++timesAskedForRoom;
     return freeBytes;
   };
-  answers.grantsLocks = [this](const std::string&) { return locksGranted; };
+  answers.copier = MOXTEL_COPIER;
+  answers.grantsLocks = [this](int) { return locksGranted; };
+  answers.isEnding = [this] { return isEnding; };
   answers.sleep = [this](std::chrono::milliseconds time) {
     slept += time;
     onSleep();
@@ -116,6 +118,15 @@ int descriptorsTo(const std::string& file) {
     if (fs::read_symlink(entry.path(), ignored).string() == file) ++count;
   }
   return count;
+}
+
+void crashWhileWriting(const std::string& file) {
+  OtherProcess other(file);
+  const int code = other.execute(
+      "PRAGMA cache_size = 1; PRAGMA cache_spill = 1; BEGIN IMMEDIATE; UPDATE RKVersion SET uuid = 'torn'; "
+      "CREATE TABLE filler(a); WITH RECURSIVE n(x) AS (SELECT 1 UNION ALL SELECT x+1 FROM n WHERE x < 200) "
+      "INSERT INTO filler SELECT zeroblob(20000) FROM n");
+  if (code != SQLITE_OK) throw std::runtime_error("the change failed");
 }
 
 }  // namespace moxtel::test

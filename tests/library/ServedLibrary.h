@@ -29,6 +29,8 @@ struct ServedLibrary {
   explicit ServedLibrary(const std::optional<std::string>& libraryPath = std::nullopt,
                          FakeProcessRunner::Answer tool = {});
 
+  // What the databases ask of the machine, for a test that changes an answer and makes databases of its own.
+  LibrarySeams seams();
   // The first row's first column as a text; nil without.
   Value text(DatabaseFile file, SqlText sql, std::initializer_list<Value> values = {});
   std::int64_t number(DatabaseFile file, SqlText sql, std::initializer_list<Value> values = {});
@@ -42,15 +44,13 @@ struct ServedLibrary {
   PhotoApplicationFlags flags;
   std::uint64_t freeBytes = std::uint64_t{1} << 40;
   bool locksGranted = true;
+  bool isEnding = false;
   std::chrono::milliseconds slept{0};
   std::function<void()> onSleep = [] {};
   int timesAskedForRoom = 0;
   LibraryLocation location;
   LibraryDatabases databases;
   LoadedLibrary library;
-
- private:
-  LibrarySeams seams();
 };
 
 // Another process with its own connection to a file, so that its locks are those of another program. Create
@@ -77,5 +77,8 @@ std::map<std::string, std::string> stateOf(const std::string& folder);
 
 // How many descriptors of this process lead to a file.
 int descriptorsTo(const std::string& file);
+
+// Leaves a journal behind, as a crash in the middle of a change that had reached the file.
+void crashWhileWriting(const std::string& file);
 
 }  // namespace moxtel::test

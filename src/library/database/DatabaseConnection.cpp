@@ -39,7 +39,7 @@ std::string plainName(const std::string& path) { return path.starts_with("file:"
 
 bool BusyBudget::wait() {
   constexpr Milliseconds kStep{10};
-  if (left_ <= Milliseconds::zero()) return false;
+  if (left_ <= Milliseconds::zero() || isEnding_()) return false;
   const Milliseconds step = std::min(kStep, left_);
   left_ -= step;
   sleep_(step);
@@ -54,7 +54,7 @@ DatabaseConnection::DatabaseConnection(const std::string& path, GuardedVfs& vfs,
                                 access | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE, vfs.name());
   if (!opened()) return;
   configure(budget);
-  limitWork(path);
+  limitWork(path, budget);
 }
 
 DatabaseConnection::~DatabaseConnection() {
@@ -79,14 +79,15 @@ void DatabaseConnection::configure(BusyBudget& budget) {
   sqlite3_busy_handler(database_, &waitWhileBusy, &budget);
 }
 
-void DatabaseConnection::limitWork(const std::string& path) {
+void DatabaseConnection::limitWork(const std::string& path, const BusyBudget& budget) {
+  budget_ = &budget;
   const std::uint64_t bytes = stampOf(path).size + stampOf(path + "-wal").size;
   mostRows_ = std::max(kLeastRows, bytes / kBytesPerRow);
   mostWork_ = std::max(kLeastSteps, bytes * kStepsPerByte) / kStepsPerCall;
   const auto called = [](void* self) {
     auto& connection = *static_cast<DatabaseConnection*>(self);
     ++connection.work_;
-    return connection.isOverworked() ? 1 : 0;
+    return connection.isOverworked() || connection.budget_->isEnding() ? 1 : 0;
   };
   sqlite3_progress_handler(database_, kStepsPerCall, called, this);
 }

@@ -26,13 +26,17 @@ class BusyBudget final {
   using Milliseconds = std::chrono::milliseconds;
   static constexpr Milliseconds kWhole{2000};  // per database and command
 
-  explicit BusyBudget(std::function<void(Milliseconds)> sleep) : sleep_(std::move(sleep)) {}
+  BusyBudget(std::function<void(Milliseconds)> sleep, std::function<bool()> isEnding)
+      : sleep_(std::move(sleep)), isEnding_(std::move(isEnding)) {}
   void refill() { left_ = kWhole; }
-  // Sleeps for a moment; false when nothing is left.
+  // Sleeps for a moment; false when nothing is left, or the program ends.
   bool wait();
+  // Whether the program ends, so that queries end too.
+  bool isEnding() const { return isEnding_(); }
 
  private:
   std::function<void(Milliseconds)> sleep_;
+  std::function<bool()> isEnding_;
   Milliseconds left_ = kWhole;
 };
 
@@ -101,7 +105,7 @@ class DatabaseConnection final {
 
  private:
   void configure(BusyBudget& budget);
-  void limitWork(const std::string& path);
+  void limitWork(const std::string& path, const BusyBudget& budget);
   void adaptSchema();
   std::shared_ptr<PreparedStatement> prepare(std::string_view sql);
   bool runOnce(sqlite3_stmt*& kept, const char* sql);
@@ -117,6 +121,7 @@ class DatabaseConnection final {
   std::uint64_t mostRows_ = 0;
   std::uint64_t mostWork_ = 0;  // in calls of the progress handler
   std::uint64_t work_ = 0;
+  const BusyBudget* budget_ = nullptr;
   sqlite3_stmt* begin_ = nullptr;
   sqlite3_stmt* commit_ = nullptr;
   // By the address of the literal: every quoted query is one.

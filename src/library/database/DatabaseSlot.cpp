@@ -11,7 +11,7 @@ DatabaseSlot::DatabaseSlot(const LibrarySeams& seams, GuardedVfs& readOnly, Mess
       readOnly_(readOnly),
       messages_(messages),
       adapter_(std::move(adapter)),
-      budget_(seams.sleep) {}
+      budget_(seams.sleep, seams.isEnding) {}
 
 void DatabaseSlot::setPath(const std::optional<std::string>& path) {
   if (path == path_) return;
@@ -50,7 +50,9 @@ bool DatabaseSlot::isUnchanged() const {
 
 int DatabaseSlot::openOriginal() {
   if (copy_) return connect(copy_->path(), copy_->vfs(), true);
-  if (seams_.grantsLocks(names_->file())) return connect(names_->file(), readOnly_, false);
+  const int code = connect(names_->file(), readOnly_, false);
+  if (code != SQLITE_OK || readOnly_.grantedLocks()) return code;
+  close();
   return openCopy(Reason::NoLocks) ? SQLITE_OK : SQLITE_CANTOPEN;
 }
 
@@ -97,7 +99,7 @@ bool DatabaseSlot::resortToCopy(int extendedCode) {
   if (reason == Reason::None || copy_ || copyFailed_ || !names_ || !connection_) return false;
   close();
   // A file that could not be opened for a moment fails with the same code, and needs no copy.
-  if (reason == Reason::WriteAheadLog && !names_->usesWriteAheadLog()) return false;
+  if (reason == Reason::WriteAheadLog && readOnly_.takeRefusedLog() != names_->wal()) return false;
   return openCopy(reason);
 }
 
@@ -110,8 +112,7 @@ bool DatabaseSlot::makeCopy(Reason reason) {
   // Copying takes time, too. It is repeated for at most as long as a command waits for a busy database.
   const auto end = std::chrono::steady_clock::now() + BusyBudget::kWhole;
   const auto wait = [&] { return std::chrono::steady_clock::now() < end && budget_.wait(); };
-  auto copy = std::make_shared<PrivateCopy>(*names_, seams_.temporaryFolder,
-                                            seams_.freeBytesIn(seams_.temporaryFolder), wait);
+  auto copy = std::make_shared<PrivateCopy>(*names_, seams_, wait);
   report(reason, copy->failure());
   copyFailed_ = !copy->failure().empty();
   if (copyFailed_) return false;

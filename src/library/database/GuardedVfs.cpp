@@ -1,7 +1,16 @@
 #include "library/database/GuardedVfs.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
 #include <atomic>
+#include <cerrno>
+#include <mutex>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 namespace moxtel {
 
@@ -16,13 +25,97 @@ std::string nextName() {
   return "moxtel-guarded-" + std::to_string(made.fetch_add(1));
 }
 
+// The files that SQLite has open as databases in this process. Any thread.
+class OpenDatabases final {
+ public:
+  void add(int descriptor, const struct stat& status) {
+    const std::lock_guard lock(mutex_);
+    files_.push_back({descriptor, status.st_dev, status.st_ino});
+  }
+  void remove(int descriptor) {
+    const std::lock_guard lock(mutex_);
+    std::erase_if(files_, [&](const File& file) { return file.descriptor == descriptor; });
+  }
+  bool contains(const char* path) {
+    const std::lock_guard lock(mutex_);
+    struct stat status {};
+    if (files_.empty() || ::stat(path, &status) != 0) return false;
+    return std::any_of(files_.begin(), files_.end(), [&](const File& file) {
+      return file.device == status.st_dev && file.inode == status.st_ino;
+    });
+  }
+
+ private:
+  struct File {
+    int descriptor;
+    dev_t device;
+    ino_t inode;
+  };
+  std::mutex mutex_;
+  std::vector<File> files_;  // a handful
+};
+
+OpenDatabases& openDatabases() {
+  static OpenDatabases databases;
+  return databases;
+}
+
+// What this thread is opening through a GuardedVfs.
+enum class Opening : unsigned char { Nothing, Database, OtherFile };
+thread_local Opening opening = Opening::Nothing;
+constexpr int kNotOpened = -1;
+thread_local int openedDatabase = kNotOpened;
+
+bool isRandomSource(const char* path) { return std::string_view(path) == "/dev/urandom"; }
+
+// The calls by which SQLite opens and closes every file, in the place of open() and close(). The error stands
+// for a file that cannot be opened in any way.
+int openRegularFileOnly(const char* path, int flags, int mode) {
+  constexpr int kNoFile = EISDIR;
+  if (opening == Opening::OtherFile && openDatabases().contains(path)) {
+    errno = kNoFile;
+    return -1;
+  }
+  const int descriptor = ::open(path, flags | O_NONBLOCK, mode);  // NOLINT
+  if (descriptor < 0) return descriptor;
+  struct stat status {};
+  if (::fstat(descriptor, &status) != 0 || !(S_ISREG(status.st_mode) || isRandomSource(path))) {
+    ::close(descriptor);
+    errno = kNoFile;
+    return -1;
+  }
+  if (opening == Opening::Database) {
+    openDatabases().add(descriptor, status);
+    openedDatabase = descriptor;
+  }
+  return descriptor;
+}
+
+int closeFile(int descriptor) {
+  openDatabases().remove(descriptor);
+  return ::close(descriptor);
+}
+
+void replaceSystemCalls(sqlite3_vfs* system) {
+  static std::once_flag once;
+  std::call_once(once, [&] {
+    const auto replace = [&](const char* name, auto* call) {
+      system->xSetSystemCall(system, name, reinterpret_cast<sqlite3_syscall_ptr>(call));
+    };
+    replace("open", &openRegularFileOnly);
+    replace("close", &closeFile);
+  });
+}
+
 }  // namespace
 
-GuardedVfs::GuardedVfs(std::string writableFolder)
+GuardedVfs::GuardedVfs(std::string writableFolder, LockCheck grantsLocks)
     : writableFolder_(std::move(writableFolder)),
+      grantsLocks_(std::move(grantsLocks)),
       name_(nextName()),
       system_(sqlite3_vfs_find(nullptr)),
       vfs_(*system_) {
+  replaceSystemCalls(system_);
   vfs_.pNext = nullptr;
   vfs_.zName = name_.c_str();
   vfs_.pAppData = this;
@@ -38,19 +131,45 @@ bool GuardedVfs::mayWrite(const char* path) const {
 }
 
 int GuardedVfs::open(sqlite3_vfs* vfs, const char* path, sqlite3_file* file, int flags, int* outFlags) {
-  const GuardedVfs& guard = self(vfs);
+  GuardedVfs& guard = self(vfs);
+  if (flags & SQLITE_OPEN_SUPER_JOURNAL) return guard.openSuperJournal(path, file);
   if (path && !guard.mayWrite(path)) {
     file->pMethods = nullptr;
-    if (flags & SQLITE_OPEN_WAL) return SQLITE_CANTOPEN;
+    if (flags & SQLITE_OPEN_WAL) {
+      guard.refusedLog_ = path;
+      return SQLITE_CANTOPEN;
+    }
     flags &=
         ~(SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_DELETEONCLOSE | SQLITE_OPEN_EXCLUSIVE);
     flags |= SQLITE_OPEN_READONLY;
   }
-  return guard.system_->xOpen(guard.system_, path, file, flags, outFlags);
+  const bool isDatabase = (flags & SQLITE_OPEN_MAIN_DB) != 0;
+  opening = isDatabase ? Opening::Database : Opening::OtherFile;
+  openedDatabase = kNotOpened;
+  const int code = guard.system_->xOpen(guard.system_, path, file, flags, outFlags);
+  opening = Opening::Nothing;
+  if (isDatabase && code == SQLITE_OK) guard.checkLocks(openedDatabase);
+  return code;
+}
+
+// On SQLite's own descriptor: closing another one would drop the locks of an open connection. None if SQLite
+// uses one that it had open already.
+void GuardedVfs::checkLocks(int descriptor) {
+  grantedLocks_ = descriptor == kNotOpened || !grantsLocks_ || grantsLocks_(descriptor);
+}
+
+// Its existence says that the change was not finished, so that the journal is rolled back. Afterwards SQLite
+// looks for other databases that still need it; a private copy has none.
+int GuardedVfs::openSuperJournal(const char* path, sqlite3_file* file) {
+  superJournal_ = path ? path : "";
+  constexpr int kEmptyFile = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_EXCLUSIVE |
+                             SQLITE_OPEN_DELETEONCLOSE | SQLITE_OPEN_TEMP_JOURNAL;
+  return system_->xOpen(system_, nullptr, file, kEmptyFile, nullptr);
 }
 
 int GuardedVfs::remove(sqlite3_vfs* vfs, const char* path, int syncFolder) {
   const GuardedVfs& guard = self(vfs);
+  if (path == guard.superJournal_) return SQLITE_OK;
   if (!guard.mayWrite(path)) return SQLITE_IOERR_DELETE;
   return guard.system_->xDelete(guard.system_, path, syncFolder);
 }

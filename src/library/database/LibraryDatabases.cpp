@@ -4,6 +4,8 @@
 
 #include "library/PathNames.h"
 #include "library/database/DatabaseSlot.h"
+#include "library/database/PrivateCopy.h"
+#include "pictures/codec/HelperProgram.h"
 #include "platform/files/Files.h"
 #include "platform/files/UserFolders.h"
 #include "platform/loop/EventLoop.h"
@@ -25,11 +27,18 @@ constexpr std::array kAdapters{&adaptLibrary, &adaptImageProxies, &adaptProperti
 LibrarySeams::LibrarySeams()
     : temporaryFolder(moxtel::temporaryFolder()),
       freeBytesIn(&moxtel::freeBytesIn),
+      copier(installedProgram("moxtel-database-copier")),
+      run([](const ProcessRequest& request) { return SystemProcessRunner().run(request); }),
       grantsLocks(&moxtel::grantsLocks),
-      sleep([](std::chrono::milliseconds time) { std::this_thread::sleep_for(time); }) {}
+      sleep([](std::chrono::milliseconds time) { std::this_thread::sleep_for(time); }),
+      isEnding([] { return false; }) {}
 
 LibraryDatabases::LibraryDatabases(EventLoop& loop, Messages& messages, LibrarySeams seams)
-    : loop_(loop), seams_(std::move(seams)), readOnly_(std::make_unique<GuardedVfs>()), problems_(messages) {
+    : loop_(loop),
+      seams_(std::move(seams)),
+      readOnly_(std::make_unique<GuardedVfs>(std::string(), seams_.grantsLocks)),
+      problems_(messages) {
+  PrivateCopy::sweep(seams_.temporaryFolder);
   for (std::size_t i = 0; i < slots_.size(); ++i) {
     slots_[i] = std::make_unique<DatabaseSlot>(seams_, *readOnly_, messages, kAdapters[i]);
   }

@@ -31,7 +31,7 @@ enum class DatabaseFile : std::uint8_t { Library, ImageProxies, Properties, Face
 
 class LibraryDatabases final {
  public:
-  // Borrows both.
+  // Borrows both. Deletes the private copies that an earlier run left behind.
   LibraryDatabases(EventLoop& loop, Messages& messages, LibrarySeams seams = {});
   ~LibraryDatabases();
   LibraryDatabases(const LibraryDatabases&) = delete;

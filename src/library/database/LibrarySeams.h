@@ -6,6 +6,8 @@
 #include <functional>
 #include <string>
 
+#include "platform/process/ChildProcess.h"
+
 namespace moxtel {
 
 // The defaults are the machine's own answers.
@@ -14,10 +16,17 @@ struct LibrarySeams {
   // Where private copies are made, and the bytes that may still be written there.
   std::string temporaryFolder;
   std::function<std::uint64_t(const std::string& folder)> freeBytesIn;
-  // Whether the file's file system grants locks.
-  std::function<bool(const std::string& path)> grantsLocks;
+  // The data of the largest private copy, in bytes, without holes.
+  std::uint64_t copyLimit = std::uint64_t{8} << 30;
+  // The absolute path of moxtel-database-copier, and what runs it.
+  std::string copier;
+  std::function<ProcessResult(const ProcessRequest& request)> run;
+  // Whether the file system of an open file grants locks.
+  std::function<bool(int descriptor)> grantsLocks;
   // Waits for a busy database.
   std::function<void(std::chrono::milliseconds)> sleep;
+  // Whether the program ends: then nothing is waited for, and queries end.
+  std::function<bool()> isEnding;
 };
 
 }  // namespace moxtel

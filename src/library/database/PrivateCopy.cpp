@@ -1,16 +1,29 @@
 #include "library/database/PrivateCopy.h"
 
-#include "platform/files/FileReader.h"
+#include <algorithm>
+
+#include "library/database/CopierProtocol.h"
 
 namespace moxtel {
 
 namespace {
 
 constexpr std::uint64_t kRoomToSpare = 64 << 20;  // bytes left for other programs in the temporary folder
-// In the header of a database file: the versions for writing and for reading, and what both are with a
-// write-ahead log (https://sqlite.org/fileformat2.html).
-constexpr std::size_t kVersionsAt = 18;
-constexpr std::uint8_t kWriteAheadLog = 2;
+constexpr const char* kPrefix = "moxtel-database-";
+constexpr std::chrono::minutes kCopyingTime{10};
+
+std::string describeEnd(const ProcessResult& result) {
+  switch (result.ending) {
+    case ProcessResult::Ending::NotStarted:
+      return "the program that copies it cannot be started: " + result.error;
+    case ProcessResult::Ending::Exited:
+      return result.output;
+    case ProcessResult::Ending::TimedOut:
+      return "it takes too long";
+    default:
+      return "the program that copies it was stopped";
+  }
+}
 
 }  // namespace
 
@@ -19,38 +32,48 @@ DatabaseNames::DatabaseNames(const std::string& path)
 
 DatabaseStamp DatabaseNames::stamp() const { return {stampOf(file_), stampOf(journal_), stampOf(wal_)}; }
 
-bool DatabaseNames::usesWriteAheadLog() const {
-  const Bytes start = readStart(openRegularFile(file_), kVersionsAt + 2);
-  return start.size() == kVersionsAt + 2 && start[kVersionsAt + 1] == kWriteAheadLog;
-}
+void PrivateCopy::sweep(const std::string& temporaryFolder) { sweepPrivateFolders(temporaryFolder, kPrefix); }
 
-PrivateCopy::PrivateCopy(const DatabaseNames& original, const std::string& parentFolder,
-                         std::uint64_t freeBytes, const std::function<bool()>& wait) {
-  if (original.stamp().size() + kRoomToSpare > freeBytes) {
-    failure_ = "there is not enough room in '" + parentFolder + "'";
-    return;
-  }
+PrivateCopy::PrivateCopy(const DatabaseNames& original, const LibrarySeams& seams,
+                         const std::function<bool()>& wait) {
   do {
-    folder_ = std::make_unique<PrivateFolder>(parentFolder, "moxtel-database-");
+    folder_ = std::make_unique<PrivateFolder>(seams.temporaryFolder, kPrefix);
     if (folder_->path().empty()) {
-      failure_ = "no folder can be made in '" + parentFolder + "'";
+      failure_ = "no folder can be made in '" + seams.temporaryFolder + "'";
       return;
     }
-  } while (!copyOnce(original) && wait());
+  } while (!copyOnce(original, seams) && wait());
 }
 
-bool PrivateCopy::copyOnce(const DatabaseNames& original) {
+bool PrivateCopy::copyOnce(const DatabaseNames& original, const LibrarySeams& seams) {
   path_ = resolvedPath(folder_->path()) + "/database";
   stamp_ = original.stamp();
-  failure_ = copyPrivately(original.file(), path_);
-  if (failure_.empty() && stamp_.journal.isRegular())
-    failure_ = copyPrivately(original.journal(), path_ + "-journal");
-  if (failure_.empty() && stamp_.wal.isRegular()) failure_ = copyPrivately(original.wal(), path_ + "-wal");
+  failure_ = copied(original, seams);
   // A copy made during a write is useless, and a journal that vanished meanwhile is not a failure.
   const bool unchanged = original.stamp() == stamp_;
   if (!unchanged) failure_ = "it is being changed";
   if (failure_.empty()) vfs_ = std::make_unique<GuardedVfs>(resolvedPath(folder_->path()));
   return unchanged;
+}
+
+std::string PrivateCopy::copied(const DatabaseNames& original, const LibrarySeams& seams) const {
+  const std::uint64_t free = seams.freeBytesIn(seams.temporaryFolder);
+  const std::uint64_t room = free > kRoomToSpare ? free - kRoomToSpare : 0;
+  ProcessRequest request;
+  request.program = seams.copier;
+  request.arguments = {resolvedPath(folder_->path()), std::to_string(std::min(room, seams.copyLimit)),
+                       original.file()};
+  if (stamp_.journal.isRegular() || stamp_.wal.isRegular())
+    request.arguments.push_back(stamp_.journal.isRegular() ? original.journal() : "");
+  if (stamp_.wal.isRegular()) request.arguments.push_back(original.wal());
+  request.timeout = kCopyingTime;
+  request.canceled = seams.isEnding;
+  const ProcessResult result = seams.run(request);
+  if (result.ending != ProcessResult::Ending::Exited || result.exitStatus == copier::kFailed)
+    return describeEnd(result);
+  if (result.exitStatus == copier::kDone) return {};
+  if (room < seams.copyLimit) return "there is not enough room in '" + seams.temporaryFolder + "'";
+  return "it is larger than " + std::to_string(seams.copyLimit >> 20) + " MB, the limit (-PrivateCopyLimit)";
 }
 
 }  // namespace moxtel

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "library/database/GuardedVfs.h"
+#include "library/database/LibrarySeams.h"
 #include "platform/files/Files.h"
 
 namespace moxtel {
@@ -26,9 +27,6 @@ class DatabaseNames final {
   // Resolves links for the journals' names only, so that a link with another target later is noticed.
   explicit DatabaseNames(const std::string& path);
   DatabaseStamp stamp() const;
-  // Whether the file's header says that it uses a write-ahead log. Opens and closes the file, which releases
-  // every lock that this process holds on it.
-  bool usesWriteAheadLog() const;
   const std::string& file() const { return file_; }
   const std::string& journal() const { return journal_; }
   const std::string& wal() const { return wal_; }
@@ -41,11 +39,14 @@ class DatabaseNames final {
 
 class PrivateCopy final {
  public:
-  // Copies into a new folder in parentFolder, which has freeBytes left. An original that changes meanwhile is
-  // copied again as long as wait() returns true. failure() is empty, or says for the user why there is no
-  // copy. The original is only read.
-  PrivateCopy(const DatabaseNames& original, const std::string& parentFolder, std::uint64_t freeBytes,
-              const std::function<bool()>& wait);
+  // Copies into a new folder in the temporary folder. moxtel-database-copier reads the original, because
+  // closing it in this process would drop the locks of an open connection to it. An original that changes
+  // meanwhile is copied again as long as wait() returns true. failure() is empty, or says for the user why
+  // there is no copy. The original is only read.
+  PrivateCopy(const DatabaseNames& original, const LibrarySeams& seams, const std::function<bool()>& wait);
+
+  // Deletes the copies that servers of this user left behind because they crashed.
+  static void sweep(const std::string& temporaryFolder);
 
   const std::string& failure() const { return failure_; }
   // The state of the original when it was copied.
@@ -55,7 +56,8 @@ class PrivateCopy final {
 
  private:
   // False when the original changed meanwhile.
-  bool copyOnce(const DatabaseNames& original);
+  bool copyOnce(const DatabaseNames& original, const LibrarySeams& seams);
+  std::string copied(const DatabaseNames& original, const LibrarySeams& seams) const;
 
   std::string failure_;
   DatabaseStamp stamp_;

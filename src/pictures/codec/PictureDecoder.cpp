@@ -30,6 +30,7 @@ std::string PictureDecoder::installedHelper() { return installedProgram("moxtel-
 
 PictureDecoder::PictureDecoder(ProcessRunner& processes, std::string helper, std::function<bool()> isUnwanted)
     : processes_(processes), helper_(std::move(helper)), isUnwanted_(std::move(isUnwanted)) {
+  sweepPrivateFolders(temporaryFolder(), kScratchPrefix);
 }
 
 std::optional<Bytes> PictureDecoder::jpegOf(const OpenFile& file) {

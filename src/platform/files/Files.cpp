@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <pwd.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
@@ -11,7 +12,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <system_error>
-#include <vector>
+#include <utility>
 
 #include "platform/files/FileDescriptor.h"
 #include "value/Value.h"
@@ -21,34 +22,29 @@ namespace moxtel {
 namespace {
 
 constexpr std::int64_t kNanoseconds = 1'000'000'000;
-constexpr std::size_t kCopyChunk = 1 << 20;
-
-std::string errorText(int error) { return std::error_code(error, std::generic_category()).message(); }
-
-bool writeAll(int fd, const char* bytes, std::size_t count) {
-  while (count > 0) {
-    const ssize_t written = ::write(fd, bytes, count);
-    if (written < 0 && errno == EINTR) continue;
-    if (written <= 0) return false;
-    bytes += written;
-    count -= static_cast<std::size_t>(written);
-  }
-  return true;
-}
-
-bool copyBytes(int from, int to) {
-  std::vector<char> buffer(kCopyChunk);
-  for (;;) {
-    const ssize_t count = ::read(from, buffer.data(), buffer.size());
-    if (count < 0 && errno == EINTR) continue;
-    if (count <= 0) return count == 0;
-    if (!writeAll(to, buffer.data(), static_cast<std::size_t>(count))) return false;
-  }
-}
+constexpr std::string_view kRandomPart = "XXXXXX";  // of the name of a private folder
+constexpr int kTries = 100;
 
 std::int64_t modifiedNanoseconds(const struct stat& status) {
   const timespec& time = status.st_mtim;
   return static_cast<std::int64_t>(time.tv_sec) * kNanoseconds + time.tv_nsec;
+}
+
+// Empty if it is not a folder, or not of this user alone.
+FileDescriptor openPrivateFolder(const std::string& path) {
+  FileDescriptor folder(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  struct stat status {};
+  const bool isOurs = folder && ::fstat(folder.get(), &status) == 0 && status.st_uid == ::geteuid() &&
+                      (status.st_mode & 0077) == 0;
+  return isOurs ? std::move(folder) : FileDescriptor();
+}
+
+// Locks a new folder. True if another process has deleted it, or is about to. A file system without locks
+// grants none to the other process either.
+bool isSwept(int folder) {
+  if (::flock(folder, LOCK_EX | LOCK_NB) != 0) return errno == EWOULDBLOCK;
+  struct stat status {};
+  return ::fstat(folder, &status) == 0 && status.st_nlink == 0;
 }
 
 }  // namespace
@@ -83,14 +79,16 @@ std::string resolvedPath(const std::string& path) {
 
 bool isReadable(const std::string& path) { return ::access(path.c_str(), R_OK) == 0; }
 
-bool grantsLocks(const std::string& path) {
-  const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-  if (file.get() < 0) return true;
+bool grantsLocks(int descriptor) {
   struct flock lock {};
   lock.l_type = F_RDLCK;
   lock.l_whence = SEEK_SET;
   lock.l_len = 1;
-  if (::fcntl(file.get(), F_SETLK, &lock) == 0) return true;
+  if (::fcntl(descriptor, F_SETLK, &lock) == 0) {
+    lock.l_type = F_UNLCK;
+    ::fcntl(descriptor, F_SETLK, &lock);
+    return true;
+  }
   return errno != ENOLCK && errno != ENOSYS && errno != EOPNOTSUPP && errno != EINVAL;
 }
 
@@ -116,20 +114,28 @@ std::optional<std::string> homeFolder(const std::string& user) {
   return std::string(found->pw_dir);
 }
 
-std::string copyPrivately(const std::string& from, const std::string& to) {
-  // O_NONBLOCK: does not wait if a named pipe has replaced the file.
-  const FileDescriptor source(::open(from.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-  struct stat status {};
-  if (source.get() < 0 || ::fstat(source.get(), &status) != 0) return errorText(errno);
-  if (!S_ISREG(status.st_mode)) return "not a regular file";
-  const FileDescriptor target(::open(to.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
-  if (target.get() < 0 || !copyBytes(source.get(), target.get())) return errorText(errno);
-  return {};
+void sweepPrivateFolders(const std::string& parent, std::string_view prefix) {
+  namespace fs = std::filesystem;
+  std::error_code error;
+  for (fs::directory_iterator entry(parent, error), end; !error && entry != end; entry.increment(error)) {
+    const std::string name = entry->path().filename();
+    if (!name.starts_with(prefix) || name.size() != prefix.size() + kRandomPart.size()) continue;
+    const FileDescriptor folder = openPrivateFolder(entry->path());
+    if (!folder || ::flock(folder.get(), LOCK_EX | LOCK_NB) != 0) continue;
+    std::error_code ignored;
+    fs::remove_all(entry->path(), ignored);
+  }
 }
 
 PrivateFolder::PrivateFolder(const std::string& parent, std::string_view prefix) {
-  std::string name = parent + "/" + std::string(prefix) + "XXXXXX";
-  if (::mkdtemp(name.data())) path_ = name;
+  // Another process may sweep the new folder before it is locked; then the next one is made.
+  for (int i = 0; i < kTries && !lock_; ++i) {
+    path_ = parent + "/" + std::string(prefix) + std::string(kRandomPart);
+    if (!::mkdtemp(path_.data())) break;
+    lock_ = openPrivateFolder(path_);
+    if (lock_ && isSwept(lock_.get())) lock_.close();
+  }
+  if (!lock_) path_.clear();
 }
 
 PrivateFolder::~PrivateFolder() {

@@ -7,6 +7,8 @@
 #include <string>
 #include <string_view>
 
+#include "platform/files/FileDescriptor.h"
+
 namespace moxtel {
 
 // Identifies the state of a file, to notice changes. Times in nanoseconds since 1970.
@@ -37,9 +39,8 @@ bool isReadable(const std::string& path);
 // The path without symbolic links; the path itself where it cannot be resolved.
 std::string resolvedPath(const std::string& path);
 
-// Whether the file's file system supports advisory locks; also true for a file that cannot be opened. Do not
-// call it for a file on which this process holds locks: closing a descriptor drops them.
-bool grantsLocks(const std::string& path);
+// Whether the file system of an open file supports advisory locks. Takes and drops one on the first byte.
+bool grantsLocks(int descriptor);
 
 // The free bytes of a folder's file system for this user; 0 if unknown.
 std::uint64_t freeBytesIn(const std::string& folder);
@@ -47,11 +48,12 @@ std::uint64_t freeBytesIn(const std::string& folder);
 // The home folder of a user, by name; of the current one for an empty name.
 std::optional<std::string> homeFolder(const std::string& user);
 
-// Copies a regular file's bytes into a new file that only this user can read. Returns an empty text, or the
-// error; then there may be a partial copy.
-[[nodiscard]] std::string copyPrivately(const std::string& from, const std::string& to);
+// Deletes the folders in parent that PrivateFolder made with this prefix for this user and whose process has
+// ended without removing them.
+void sweepPrivateFolders(const std::string& parent, std::string_view prefix);
 
-// A new folder that only this user can enter; it and the files in it are removed with the object.
+// A new folder that only this user can enter; it and the files in it are removed with the object. It is
+// locked as long as the object exists, so that sweepPrivateFolders() leaves it.
 class PrivateFolder final {
  public:
   // Inside an existing folder, with a name that begins with the prefix. path() is empty when it could not be
@@ -65,6 +67,7 @@ class PrivateFolder final {
 
  private:
   std::string path_;
+  FileDescriptor lock_;
 };
 
 }  // namespace moxtel
