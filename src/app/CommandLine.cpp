@@ -79,6 +79,8 @@ const std::vector<DefaultKey>& serverDefaultKeys() {
       {"ScriptInterpreter", DefaultKind::Text,
        "command that runs AppleScript, for example 'ssh mac osascript -s s -'; it is also run every five "
        "seconds"},
+      {"PrivateCopyLimit", DefaultKind::Integer,
+       "largest private copy of a database, in megabytes; 0 makes none (8192)"},
       {"ApertureFolderMinMaxDate", DefaultKind::Boolean, "show first and last date of unnamed projects (NO)"},
       {"DebugLevel", DefaultKind::Integer,
        "debug messages: 0 none, 1 to the debug log, 2 to standard error (0)"},

@@ -22,7 +22,7 @@ CoreThread::~CoreThread() {
   {
     const std::lock_guard lock(endMutex_);
     ending_ = true;
-    if (program_) program_->endScripts();
+    if (program_) program_->endWork();
   }
   loop_->quit();
   thread_.join();
@@ -45,7 +45,7 @@ void CoreThread::run(UserDefaults& defaults, ConsoleView& view) {
 void CoreThread::setProgram(ServerProgram* program) {
   const std::lock_guard lock(endMutex_);
   program_ = program;
-  if (program_ && ending_) program_->endScripts();
+  if (program_ && ending_) program_->endWork();
 }
 
 void CoreThread::post(Action action) {

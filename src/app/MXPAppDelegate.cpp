@@ -20,6 +20,7 @@ namespace {
 constexpr std::int64_t kPort = 4250;
 // How long the first start waits for the applications of another machine. Its console line has the number.
 constexpr std::chrono::milliseconds kTimeForApplications{5000};
+constexpr std::int64_t kPrivateCopyLimit = 8192;  // megabytes
 constexpr const char* kServiceType = "_moxtelserver._tcp.";
 
 // Kept on purpose: the switch "CheckIndizes" is read, but has no effect.
@@ -44,8 +45,11 @@ MXPAppDelegate::~MXPAppDelegate() {
 }
 
 void MXPAppDelegate::initialize(UserDefaults& defaults) {
-  defaults.registerDefaults(
-      Dictionary{{"SUFeedURL", ""}, {"DontShowHelp", false}, {"RevealPhoto", true}, {"Port", kPort}});
+  defaults.registerDefaults(Dictionary{{"SUFeedURL", ""},
+                                       {"DontShowHelp", false},
+                                       {"RevealPhoto", true},
+                                       {"Port", kPort},
+                                       {"PrivateCopyLimit", kPrivateCopyLimit}});
   checkIndizes = defaults.boolForKey("CheckIndizes");
   setDebugLevel(saturatedInt32(defaults.integerForKey("DebugLevel")));
 }

@@ -7,6 +7,7 @@
 #pragma once
 
 #include <atomic>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -43,6 +44,8 @@ struct ServerEnvironment {
   MXSConsole& console;
   DnsSd* discovery = nullptr;  // null: this machine cannot publish services
   ConnectionLines::HostLookup hostLookup = nameOfHost;
+  // Whether the program ends, so that what takes long is stopped. Any thread.
+  std::function<bool()> isEnding = [] { return false; };
 };
 
 class MXPAppDelegate final {

@@ -6,6 +6,7 @@
 #include "platform/applications/RunningApplications.h"
 #include "platform/applications/ScriptInterpreters.h"
 #include "platform/loop/CoreLoop.h"
+#include "platform/system/HostNames.h"
 #include "platform/system/SystemLog.h"
 
 namespace moxtel {
@@ -41,7 +42,7 @@ ServerProgram::ServerProgram(CoreLoop& loop, UserDefaults& defaults, ConsoleView
   MXPAppDelegate::initialize(defaults);
   delegate_ = std::make_unique<MXPAppDelegate>(ServerEnvironment{
       loop, defaults, notifications_, processes_, applications_ ? *applications_ : *localApplications_,
-      *scripts_, console_, discovery_.get()});
+      *scripts_, console_, discovery_.get(), nameOfHost, [this] { return processes_.hasEnded(); }});
 }
 
 ServerProgram::~ServerProgram() {
@@ -50,7 +51,8 @@ ServerProgram::~ServerProgram() {
   console_.removeView(view_);
 }
 
-void ServerProgram::endScripts() {
+void ServerProgram::endWork() {
+  processes_.end();
   scripts_->end();
   if (applications_) applications_->end();
 }

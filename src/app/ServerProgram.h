@@ -26,9 +26,10 @@ class ServerProgram final {
 
   // Finds the library, listens and publishes the server.
   void start();
-  // Stops the running script and rejects later ones, so that the loop can quit without waiting for them or
-  // for the names of running applications. Any thread; call it before the loop's quit.
-  void endScripts();
+  // Stops the running script and helper program and rejects later scripts, and ends what takes long, so that
+  // the loop can quit without waiting for them or for the names of running applications. Any thread; call it
+  // before the loop's quit.
+  void endWork();
   MXPAppDelegate& delegate() { return *delegate_; }
 
  private:

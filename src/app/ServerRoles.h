@@ -1,6 +1,7 @@
 // The role objects of one server and their connections. Core thread.
 #pragma once
 
+#include <algorithm>
 #include <atomic>
 #include <optional>
 
@@ -56,7 +57,7 @@ class ServerRoles final {
       : messages(environment.console),
         support(environment.processes),
         location(environment.defaults, environment.processes, messages, flags),
-        databases(environment.loop, messages),
+        databases(environment.loop, messages, seamsFor(environment)),
         library(location, databases, messages),
         albumData(location, messages),
         changes(location, databases, library, albumData),
@@ -76,9 +77,11 @@ class ServerRoles final {
                         iPhotoWasEdited),
         imageFiles(location, databases, faces, messages,
                    ReferencedFolders(environment.defaults.stringForKey("ReferencedFolders").value_or(""))),
-        pictureDecoder(environment.processes),
+        pictureDecoder(environment.processes, PictureDecoder::installedHelper(),
+                       &QVSocketServer::isClientGone),
         imageCommands(imageFiles, pictureDecoder, messages),
-        propertyReader(environment.processes),
+        propertyReader(environment.processes, ImagePropertyReader::installedHelper(),
+                       &QVSocketServer::isClientGone),
         metadataCommands(databases, imageFiles, photoRecords, propertyReader),
         commandScope(databases, environment.scripts, messages) {}
 
@@ -91,6 +94,17 @@ class ServerRoles final {
     editingCommands.addTo(*handler);
     imageCommands.addTo(*handler);
     metadataCommands.addTo(*handler);
+  }
+
+  static LibrarySeams seamsFor(const ServerEnvironment& environment) {
+    LibrarySeams seams;
+    const std::int64_t megabytes = environment.defaults.integerForKey("PrivateCopyLimit");
+    seams.copyLimit = static_cast<std::uint64_t>(std::clamp<std::int64_t>(megabytes, 0, INT32_MAX)) << 20;
+    seams.run = [&processes = environment.processes](const ProcessRequest& request) {
+      return processes.run(request);
+    };
+    seams.isEnding = environment.isEnding;
+    return seams;
   }
 
   ConsoleMessages messages;

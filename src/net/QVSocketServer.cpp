@@ -23,6 +23,7 @@ namespace {
 constexpr std::size_t kLargestRequest = 4096;
 constexpr int kBacklog = 128;
 constexpr std::chrono::seconds kSocketTimeout{10};
+constexpr std::chrono::milliseconds kPatienceWithSilentPeer{5000};
 
 // A file is sent in parts of this size: a part stays in the processor's cache between its read and its write.
 constexpr std::size_t kFilePart = std::size_t{256} << 10;
@@ -82,6 +83,11 @@ bool QVSocketServer::isConnected() {
   const std::int32_t socket = sharedServer ? sharedServer->remoteSocket() : -1;
   LogDebug("isConnected ..., %p, %d", static_cast<const void*>(sharedServer), socket);
   return sharedServer && socket != 0;
+}
+
+bool QVSocketServer::isClientGone() {
+  const std::lock_guard lock(sharedMutex);
+  return !sharedServer || sharedServer->hasLostClient();
 }
 
 void QVSocketServer::disconnect() {
@@ -271,6 +277,11 @@ FileDescriptor QVSocketServer::endConnection(WaitingClients::Ending how) {
   FileDescriptor ended = std::move(connection_);
   if (how != WaitingClients::Ending::WaitsAgain) ended.close();
   return ended;
+}
+
+bool QVSocketServer::hasLostClient() {
+  const std::lock_guard lock(ending_);
+  return !connection_ || hasLostPeer(connection_.get(), kPatienceWithSilentPeer);
 }
 
 // Shuts down instead of closing: close() would not wake the accept thread's read, and the descriptor's number

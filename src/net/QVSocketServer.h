@@ -81,6 +81,10 @@ class QVSocketServer final : public ReplyChannel {
   static QVSocketServer* theServer();
   // Whether the shared server has a client.
   static bool isConnected();
+  // Whether no client waits for the reply in progress: there is none, its connection has ended, or it closed
+  // its sending side and sent its last byte 5 seconds ago. TCP does not distinguish a client that has closed
+  // its connection from one that only sends no more.
+  static bool isClientGone();
   // Ends the shared server's connection at once, if there is one. The accept thread notices it, resets
   // remoteSocket() and posts "ChangedConnection" soon after.
   static void disconnect();
@@ -129,6 +133,7 @@ class QVSocketServer final : public ReplyChannel {
 
   void runServer();
   void serve(ClientListener::Client client);
+  bool hasLostClient();
   void beginConnection(FileDescriptor connection);
   WaitingClients::Ending readRequests();
   bool readRequest();

@@ -159,6 +159,16 @@ bool sendPieces(int socket, std::span<const Piece> pieces, milliseconds progress
   return MessageWriter(socket, progressLimit).write(pieces);
 }
 
+bool hasLostPeer(int socket, std::chrono::milliseconds patience) {
+  pollfd state{socket, POLLRDHUP, 0};
+  if (::poll(&state, 1, 0) <= 0) return false;
+  if (state.revents & (POLLHUP | POLLERR | POLLNVAL)) return true;
+  tcp_info info{};
+  socklen_t size = sizeof info;
+  if (::getsockopt(socket, IPPROTO_TCP, TCP_INFO, &info, &size) != 0) return false;
+  return std::chrono::milliseconds(info.tcpi_last_data_recv) > patience;
+}
+
 bool Waker::wokenWithin(milliseconds time) const {
   pollfd poll{pipe_.readEnd.get(), POLLIN, 0};
   return ::poll(&poll, 1, static_cast<int>(time.count())) > 0;

@@ -63,6 +63,10 @@ class MessageWriter final {
 // Writes one message of some pieces, as MessageWriter does.
 bool sendPieces(int socket, std::span<const Piece> pieces, std::chrono::milliseconds progressLimit);
 
+// Whether a connection has ended: at once when it was reset or shut down here, and when the peer closed its
+// sending side, as soon as its last byte is older than the patience. Does not wait.
+bool hasLostPeer(int socket, std::chrono::milliseconds patience);
+
 // A descriptor to poll together with others, and a way to wake the thread that polls it. It stays readable
 // once woken.
 class Waker final {

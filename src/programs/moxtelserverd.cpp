@@ -1,5 +1,6 @@
 // moxtelserverd: the server without a display. Its console is standard output.
 #include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -19,6 +20,10 @@
 
 namespace moxtel {
 namespace {
+
+// What remains on the core thread when everything that can be stopped is stopped, such as decoding a large
+// JPEG, is not waited for longer.
+constexpr std::chrono::milliseconds kTimeToEnd{1500};
 
 // Prints the folder tree to standard output. The exit status.
 int printFolders(CoreLoop& loop, ServerProgram& program) {
@@ -77,7 +82,8 @@ int runServer(CoreLoop& loop, ServerProgram& program) {
       QVSocketServer::disconnect();
     } else if (!isReload(signal)) {
       QVSocketServer::closeToClients();
-      program.endScripts();
+      program.endWork();
+      exitWithin(kTimeToEnd);
     }
   };
   const auto handle = [&](int signal) {

@@ -40,6 +40,14 @@ TEST(ThisProcess, getsTheExitStatusOfChildrenWhateverItsParentIgnores) {
   EXPECT_EQ(foundWith("", "env --ignore-signal=CHLD"), "file 3, open 0 1 2");
 }
 
+// Whatever its threads do, and even if it is asked again and again.
+TEST(ThisProcess, endsWithinTheTimeThatItHas) {
+  ProcessRequest request{PREPARED_PROCESS, {}, {}, std::chrono::seconds(60), 100, {}};
+  const ProcessResult result = SystemProcessRunner().run(request);
+  EXPECT_EQ(result.ending, ProcessResult::Ending::Exited);
+  EXPECT_EQ(result.exitStatus, 0);
+}
+
 TEST(ThisProcess, returnsAProgramsStatus) {
   EXPECT_EQ(runProgram([] { return 7; }), 7);
 }

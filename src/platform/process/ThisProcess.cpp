@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/time.h>
 #include <sys/utsname.h>
 #include <unistd.h>
 
@@ -10,6 +11,7 @@
 #include <exception>
 #include <filesystem>
 #include <iostream>
+#include <mutex>
 
 #include "platform/files/FileDescriptor.h"
 
@@ -58,6 +60,17 @@ int runProgram(const std::function<int()>& program) {
     std::cerr << processName() << ": " << lack.what() << '\n';
     return EXIT_FAILURE;
   }
+}
+
+void exitWithin(std::chrono::milliseconds time) {
+  static std::once_flag once;
+  std::call_once(once, [time] {
+    ::signal(SIGALRM, [](int) { ::_exit(EXIT_SUCCESS); });
+    itimerval timer{};
+    timer.it_value.tv_sec = static_cast<time_t>(time.count() / 1000);
+    timer.it_value.tv_usec = static_cast<suseconds_t>(time.count() % 1000 * 1000);
+    ::setitimer(ITIMER_REAL, &timer, nullptr);
+  });
 }
 
 int processIdentifier() { return ::getpid(); }

@@ -1,6 +1,7 @@
 // This process and the system it runs on.
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <string>
 
@@ -27,6 +28,10 @@ void blockSignals();
 // Runs a program to its end and returns its exit status. When it throws, for lack of descriptors, threads or
 // memory, standard error gets the reason, and the status is 1.
 int runProgram(const std::function<int()>& program);
+
+// Ends the process with status 0 when this time has passed, if it still runs: nothing is destroyed or
+// written. The first call counts. Any thread.
+void exitWithin(std::chrono::milliseconds time);
 
 // The process identifier. Any thread.
 int processIdentifier();
