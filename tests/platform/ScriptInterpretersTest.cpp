@@ -300,7 +300,7 @@ class ScriptedRunner final : public ProcessRunner {
     std::unique_lock lock(mutex_);
     const std::size_t question = asked_++;
     changed_.notify_all();
-    while (question >= allowed_ && !*request.canceled) changed_.wait_for(lock, 1ms);
+    while (question >= allowed_ && !request.canceled()) changed_.wait_for(lock, 1ms);
     return answers_.at(std::min(question, answers_.size() - 1));
   }
   void letAnswer(std::size_t answers) {
