@@ -23,7 +23,6 @@ namespace {
 constexpr std::size_t kLargestRequest = 4096;
 constexpr int kBacklog = 128;
 constexpr std::chrono::seconds kSocketTimeout{10};
-constexpr std::chrono::milliseconds kPatienceWithSilentPeer{5000};
 
 // A file is sent in parts of this size: a part stays in the processor's cache between its read and its write.
 constexpr std::size_t kFilePart = std::size_t{256} << 10;
@@ -281,7 +280,7 @@ FileDescriptor QVSocketServer::endConnection(WaitingClients::Ending how) {
 
 bool QVSocketServer::hasLostClient() {
   const std::lock_guard lock(ending_);
-  return !connection_ || hasLostPeer(connection_.get(), kPatienceWithSilentPeer);
+  return !connection_ || hasLostPeer(connection_.get(), limits_.patienceWithSilence);
 }
 
 // Shuts down instead of closing: close() would not wake the accept thread's read, and the descriptor's number

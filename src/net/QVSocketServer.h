@@ -50,6 +50,9 @@ class Publication;
 struct SocketServerLimits {
   // How long a client may acknowledge no byte of a reply before its connection ends.
   std::chrono::milliseconds progress{10'000};
+  // How long after its last byte a client that closed its sending side still counts as there; see
+  // isClientGone().
+  std::chrono::milliseconds patienceWithSilence{5000};
   // The longest archive, in bytes, that the frame's length can express.
   std::uint64_t largestReply = UINT32_MAX;
   // The longest archive of an object; a longer one throws ArchiveTooLargeError, and nothing is sent.
@@ -82,8 +85,8 @@ class QVSocketServer final : public ReplyChannel {
   // Whether the shared server has a client.
   static bool isConnected();
   // Whether no client waits for the reply in progress: there is none, its connection has ended, or it closed
-  // its sending side and sent its last byte 5 seconds ago. TCP does not distinguish a client that has closed
-  // its connection from one that only sends no more.
+  // its sending side and sent its last byte some seconds ago. TCP does not distinguish a client that has
+  // closed its connection from one that only sends no more.
   static bool isClientGone();
   // Ends the shared server's connection at once, if there is one. The accept thread notices it, resets
   // remoteSocket() and posts "ChangedConnection" soon after.

@@ -235,6 +235,60 @@ TEST_F(QVSocketServerTest, framesAnErrorOfOneCharacter) {
   EXPECT_TRUE(sent.all()[0]);
 }
 
+// Waits until the handler that runs now sees that the client is gone; false after 20 seconds.
+bool seesThatTheClientIsGone() {
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+  while (!QVSocketServer::isClientGone() && std::chrono::steady_clock::now() < end) std::this_thread::yield();
+  return QVSocketServer::isClientGone();
+}
+
+TEST_F(QVSocketServerTest, knowsWhetherTheClientIsGone) {
+  EXPECT_TRUE(QVSocketServer::isClientGone());
+  Happenings<bool> gone;
+  onData([&](const Notification&) {
+    gone.add(QVSocketServer::isClientGone());
+    gone.add(seesThatTheClientIsGone());
+  });
+  start();
+  for (const bool isReset : {true, false}) {
+    const std::size_t before = gone.count();
+    RawClient client = connected();
+    ASSERT_TRUE(client.send("?"));
+    ASSERT_TRUE(gone.waitFor(before + 1));
+    EXPECT_FALSE(gone.all()[before]);
+    if (isReset) {
+      client.reset();
+    } else {
+      QVSocketServer::disconnect();
+    }
+    ASSERT_TRUE(gone.waitFor(before + 2));
+    EXPECT_TRUE(gone.all()[before + 1]);
+  }
+}
+
+// It may still read the reply.
+TEST_F(QVSocketServerTest, aClientThatSendsNoMoreIsGoneOnlyAfterAWhile) {
+  using namespace std::chrono_literals;
+  for (const bool isPatient : {true, false}) {
+    Happenings<bool> gone;
+    Gate silent;
+    onData([&](const Notification&) {
+      silent.pass();
+      gone.add(isPatient ? QVSocketServer::isClientGone() : seesThatTheClientIsGone());
+    });
+    SocketServerLimits limits;
+    limits.patienceWithSilence = isPatient ? 60'000ms : 1ms;
+    start(limits);
+    RawClient client = connected();
+    ASSERT_TRUE(client.send("?"));
+    client.finishSending();
+    silent.open();
+    ASSERT_TRUE(gone.waitFor(1));
+    EXPECT_EQ(gone.all()[0], !isPatient);
+    server->stop();
+  }
+}
+
 TEST_F(QVSocketServerTest, writesLargeRepliesWhole) {
   onData([&](const Notification&) {
     server->sendToClientResultObject(Array{{largeReply(20 << 20), largeReply(10 << 20)}});
