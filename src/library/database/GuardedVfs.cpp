@@ -1,9 +1,5 @@
 #include "library/database/GuardedVfs.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
@@ -11,6 +7,9 @@
 #include <string_view>
 #include <utility>
 #include <vector>
+
+#include "platform/files/FileDescriptor.h"
+#include "platform/files/Files.h"
 
 namespace moxtel {
 
@@ -28,31 +27,24 @@ std::string nextName() {
 // The files that SQLite has open as databases in this process. Any thread.
 class OpenDatabases final {
  public:
-  void add(int descriptor, const struct stat& status) {
+  void add(int descriptor) {
     const std::lock_guard lock(mutex_);
-    files_.push_back({descriptor, status.st_dev, status.st_ino});
+    files_.emplace_back(descriptor, stampOf(descriptor));
   }
   void remove(int descriptor) {
     const std::lock_guard lock(mutex_);
-    std::erase_if(files_, [&](const File& file) { return file.descriptor == descriptor; });
+    std::erase_if(files_, [&](const auto& file) { return file.first == descriptor; });
   }
   bool contains(const char* path) {
     const std::lock_guard lock(mutex_);
-    struct stat status {};
-    if (files_.empty() || ::stat(path, &status) != 0) return false;
-    return std::any_of(files_.begin(), files_.end(), [&](const File& file) {
-      return file.device == status.st_dev && file.inode == status.st_ino;
-    });
+    const FileStamp asked = stampOf(std::string(path));
+    return std::any_of(files_.begin(), files_.end(),
+                       [&](const auto& file) { return isSameFile(file.second, asked); });
   }
 
  private:
-  struct File {
-    int descriptor;
-    dev_t device;
-    ino_t inode;
-  };
   std::mutex mutex_;
-  std::vector<File> files_;  // a handful
+  std::vector<std::pair<int, FileStamp>> files_;  // a handful
 };
 
 OpenDatabases& openDatabases() {
@@ -66,26 +58,15 @@ thread_local Opening opening = Opening::Nothing;
 constexpr int kNotOpened = -1;
 thread_local int openedDatabase = kNotOpened;
 
-bool isRandomSource(const char* path) { return std::string_view(path) == "/dev/urandom"; }
-
-// The calls by which SQLite opens and closes every file, in the place of open() and close(). The error stands
-// for a file that cannot be opened in any way.
-int openRegularFileOnly(const char* path, int flags, int mode) {
-  constexpr int kNoFile = EISDIR;
+// The calls by which SQLite opens and closes every file, in the place of open() and close().
+int openFile(const char* path, int flags, int mode) {
   if (opening == Opening::OtherFile && openDatabases().contains(path)) {
-    errno = kNoFile;
+    errno = EISDIR;  // as for a folder: it cannot be opened in any way
     return -1;
   }
-  const int descriptor = ::open(path, flags | O_NONBLOCK, mode);  // NOLINT
-  if (descriptor < 0) return descriptor;
-  struct stat status {};
-  if (::fstat(descriptor, &status) != 0 || !(S_ISREG(status.st_mode) || isRandomSource(path))) {
-    ::close(descriptor);
-    errno = kNoFile;
-    return -1;
-  }
-  if (opening == Opening::Database) {
-    openDatabases().add(descriptor, status);
+  const int descriptor = openRegularOnly(path, flags, mode);
+  if (descriptor >= 0 && opening == Opening::Database) {
+    openDatabases().add(descriptor);
     openedDatabase = descriptor;
   }
   return descriptor;
@@ -93,7 +74,8 @@ int openRegularFileOnly(const char* path, int flags, int mode) {
 
 int closeFile(int descriptor) {
   openDatabases().remove(descriptor);
-  return ::close(descriptor);
+  FileDescriptor(descriptor).close();
+  return 0;
 }
 
 void replaceSystemCalls(sqlite3_vfs* system) {
@@ -102,7 +84,7 @@ void replaceSystemCalls(sqlite3_vfs* system) {
     const auto replace = [&](const char* name, auto* call) {
       system->xSetSystemCall(system, name, reinterpret_cast<sqlite3_syscall_ptr>(call));
     };
-    replace("open", &openRegularFileOnly);
+    replace("open", &openFile);
     replace("close", &closeFile);
   });
 }

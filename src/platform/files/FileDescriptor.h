@@ -26,6 +26,8 @@ class FileDescriptor final {
 
   explicit operator bool() const noexcept { return descriptor_ >= 0; }
   int get() const noexcept { return descriptor_; }
+  // Gives up ownership.
+  int release() noexcept { return std::exchange(descriptor_, -1); }
   // Not repeated when interrupted: the descriptor is closed by then, and its number may be in use again.
   void close() noexcept {
     if (descriptor_ >= 0) ::close(std::exchange(descriptor_, -1));

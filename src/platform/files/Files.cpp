@@ -30,6 +30,21 @@ std::int64_t modifiedNanoseconds(const struct stat& status) {
   return static_cast<std::int64_t>(time.tv_sec) * kNanoseconds + time.tv_nsec;
 }
 
+// From the result of a stat call.
+FileStamp stampFrom(int result, const struct stat& status) {
+  FileStamp stamp;
+  if (result != 0) {
+    stamp.error = errno;
+    return stamp;
+  }
+  stamp.kind = S_ISREG(status.st_mode) ? FileStamp::Kind::Regular : FileStamp::Kind::Other;
+  stamp.device = static_cast<std::uint64_t>(status.st_dev);
+  stamp.inode = static_cast<std::uint64_t>(status.st_ino);
+  stamp.size = static_cast<std::uint64_t>(status.st_size);
+  stamp.modified = modifiedNanoseconds(status);
+  return stamp;
+}
+
 // Empty if it is not a folder, or not of this user alone.
 FileDescriptor openPrivateFolder(const std::string& path) {
   FileDescriptor folder(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
@@ -57,18 +72,27 @@ double FileStamp::modifiedDate() const {
 }
 
 FileStamp stampOf(const std::string& path) {
-  FileStamp stamp;
   struct stat status {};
-  if (::stat(path.c_str(), &status) != 0) {
-    stamp.error = errno;
-    return stamp;
-  }
-  stamp.kind = S_ISREG(status.st_mode) ? FileStamp::Kind::Regular : FileStamp::Kind::Other;
-  stamp.device = static_cast<std::uint64_t>(status.st_dev);
-  stamp.inode = static_cast<std::uint64_t>(status.st_ino);
-  stamp.size = static_cast<std::uint64_t>(status.st_size);
-  stamp.modified = modifiedNanoseconds(status);
-  return stamp;
+  return stampFrom(::stat(path.c_str(), &status), status);
+}
+
+FileStamp stampOf(int descriptor) {
+  struct stat status {};
+  return stampFrom(::fstat(descriptor, &status), status);
+}
+
+bool isSameFile(const FileStamp& a, const FileStamp& b) {
+  return a.kind != FileStamp::Kind::Missing && a.device == b.device && a.inode == b.inode && a.kind == b.kind;
+}
+
+int openRegularOnly(const char* path, int flags, int mode) {
+  // O_NONBLOCK: opening a FIFO or a device does not wait. Reading a regular file is the same with it.
+  FileDescriptor file(::open(path, flags | O_NONBLOCK, mode));  // NOLINT
+  if (!file || stampOf(file.get()).isRegular() || std::string_view(path) == "/dev/urandom")
+    return file.release();
+  file.close();
+  errno = EISDIR;
+  return -1;
 }
 
 std::string resolvedPath(const std::string& path) {

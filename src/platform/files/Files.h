@@ -32,6 +32,14 @@ struct FileStamp {
 
 // Follows symbolic links; never opens the file. A file without readable attributes is Missing.
 FileStamp stampOf(const std::string& path);
+// The same for an open file.
+FileStamp stampOf(int descriptor);
+// Whether both are attributes of one file that exists, perhaps at different times or by different names.
+bool isSameFile(const FileStamp& a, const FileStamp& b);
+
+// In the place of open(2), for a library that opens files itself: opens regular files, and /dev/urandom, and
+// does not wait for anything else. Returns a descriptor, or -1 with errno; EISDIR for other kinds of files.
+int openRegularOnly(const char* path, int flags, int mode);
 
 // Whether this process may read a file, or list a folder; false for one that is not there.
 bool isReadable(const std::string& path);
