@@ -30,7 +30,9 @@ FAULTS = {
     "eventfd2": ("EMFILE", "ENFILE"),
     "execve": ("ENOMEM", "EACCES"),
     "fcntl": ("EAGAIN", "ENOLCK", "EINTR", "EMFILE"),
+    "flock": ("EINTR", "EWOULDBLOCK", "ENOLCK"),
     "fstat": ("EIO", "ENOMEM"),
+    "ftruncate": ("EIO", "EFBIG"),
     "get_mempolicy": ("EPERM", "ENOSYS"),
     "getdents64": ("EIO", "EBADF"),
     "getrandom": ("EINTR", "ENOSYS"),
@@ -38,6 +40,9 @@ FAULTS = {
     "getsockopt": ("ENOBUFS",),
     "ioctl": ("EIO", "ENOTTY"),
     "kill": ("EPERM",),
+    "landlock_add_rule": ("ENOMEM",),
+    "landlock_create_ruleset": ("ENOSYS", "EOPNOTSUPP", "ENOMEM"),
+    "landlock_restrict_self": ("EPERM", "E2BIG"),
     "listen": ("EADDRINUSE",),
     "lseek": ("ESPIPE",),
     "lstat": ("EIO", "EACCES"),
@@ -86,7 +91,7 @@ INFALLIBLE = {"arch_prctl", "clock_gettime", "clock_nanosleep", "exit", "exit_gr
               "geteuid", "getgid", "getpid", "getppid", "getresgid", "getresuid", "gettid", "gettimeofday", "getuid",
               "membarrier", "munmap", "nanosleep", "restart_syscall", "rseq", "rt_sigaction", "rt_sigpending",
               "rt_sigprocmask", "rt_sigreturn", "rt_sigtimedwait", "sched_getaffinity", "sched_yield",
-              "set_robust_list", "set_tid_address", "setpgid", "sigaltstack", "sysinfo", "tgkill", "time", "umask",
+              "set_robust_list", "set_tid_address", "setitimer", "setpgid", "sigaltstack", "sysinfo", "tgkill", "time", "umask",
               "uname"}
 
 # Calls that may report an error after doing their work.

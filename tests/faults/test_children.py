@@ -5,7 +5,11 @@ import pathlib
 import shlex
 import shutil
 import signal
+import socket
+import sqlite3
+import struct
 import threading
+import time
 import unittest
 
 import faultserver
@@ -13,7 +17,9 @@ import keyedarchive
 import moxteltest
 from faultserver import FaultTestCase
 
-DECODER, READER = "moxtel-picture-decoder", "moxtel-property-reader"
+DECODER, READER, COPIER = "moxtel-picture-decoder", "moxtel-property-reader", "moxtel-database-copier"
+
+SECONDS_TO_END = 2
 
 # Shell scripts that replace a helper.
 DEATHS = {
@@ -48,7 +54,7 @@ class FaultyHelpers(moxteltest.Server):
         original = pathlib.Path(moxteltest.program("MOXTEL_SERVER"))
         shutil.copy2(original, folder)
         self.arguments[0] = str(folder / original.name)
-        for name in (DECODER, READER):
+        for name in (DECODER, READER, COPIER):
             own = "exec %s \"$@\"" % shlex.quote(str(original.parent / name))
             faultserver.put_program(folder / name, helpers.get(name, own))
 
@@ -130,6 +136,69 @@ class Children(FaultTestCase):
             for what, script in DEATHS.items():
                 with self.subTest(helper=helper, what=what):
                     self.check_with(helper, what, script, "leaves a child" in what)
+
+    def hangs(self, helper, end):
+        """Calls end(server, client) while a helper hangs for the client, and waits until the helper is gone."""
+        command, keys = self.request_for(helper)
+        with FaultyHelpers(self.library, {helper: HANGS["hangs"]}) as server:
+            client = moxteltest.Client(server)
+            client.send(command, **keys)
+            moxteltest.wait_for(lambda: self.children_of(server), "the helper to start")
+            helpers = set(self.children_of(server))
+            started = time.monotonic()
+            end(server, client)
+            moxteltest.wait_for(lambda: not helpers & set(self.children_of(server)), "the helper to be gone")
+            client.socket.close()
+            # Much less than the helper's time limit.
+            self.assertLess(time.monotonic() - started, 9)
+            if server.is_running():
+                self.answers_right(server)
+
+    def reset(self, _, client):
+        client.socket.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
+        client.socket.close()
+
+    def close(self, _, client):
+        client.socket.close()
+
+    def disconnect(self, server, _):
+        os.kill(server.pid(), signal.SIGUSR1)
+
+    def terminate(self, server, _):
+        server.process.send_signal(signal.SIGTERM)
+        self.assertEqual(server.process.wait(SECONDS_TO_END), 0)
+
+    def test_a_helper_ends_with_its_client_and_with_the_server(self):
+        for helper in (DECODER, READER):
+            for end in (self.reset, self.close, self.disconnect, self.terminate):
+                with self.subTest(helper=helper, end=end.__name__):
+                    self.hangs(helper, end)
+
+    def test_a_copier_ends_with_the_server(self):
+        library = self.folder / "Copied"
+        shutil.copytree(self.library, library)
+        database = library / "Database/apdb/Library.apdb"
+        with sqlite3.connect(database) as connection:
+            connection.execute("PRAGMA journal_mode = WAL")
+        connection.close()
+        server = FaultyHelpers(library, {COPIER: HANGS["hangs"]}, wait=False)
+        with server:
+            moxteltest.wait_for(lambda: self.children_of(server), "the copier to start")
+            self.terminate(server, None)
+            self.assertEqual(self.children_of(server), [])
+
+    def test_the_server_ends_while_a_database_is_busy(self):
+        library = self.folder / "Busy"
+        shutil.copytree(self.library, library)
+        writers = [sqlite3.connect(library / "Database/apdb" / name, isolation_level=None)
+                   for name in ("Library.apdb", "ImageProxies.apdb", "Properties.apdb", "Faces.db")]
+        for writer in writers:
+            writer.execute("BEGIN EXCLUSIVE")
+        with moxteltest.Server(library, wait=False) as server:
+            moxteltest.wait_for(lambda: "Running app" in server.console(), "the server to start")
+            self.terminate(server, None)
+        for writer in writers:
+            writer.close()
 
     def test_a_reader_that_hangs(self):
         self.all_hang_at_once(READER)
