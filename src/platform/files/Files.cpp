@@ -23,7 +23,7 @@ namespace {
 
 constexpr std::int64_t kNanoseconds = 1'000'000'000;
 constexpr std::string_view kRandomPart = "XXXXXX";  // of the name of a private folder
-constexpr int kTries = 100;
+constexpr int kTries = 3;
 
 std::int64_t modifiedNanoseconds(const struct stat& status) {
   const timespec& time = status.st_mtim;
@@ -158,6 +158,7 @@ PrivateFolder::PrivateFolder(const std::string& parent, std::string_view prefix)
     if (!::mkdtemp(path_.data())) break;
     lock_ = openPrivateFolder(path_);
     if (lock_ && isSwept(lock_.get())) lock_.close();
+    if (!lock_) ::rmdir(path_.c_str());
   }
   if (!lock_) path_.clear();
 }
