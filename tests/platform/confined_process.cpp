@@ -138,7 +138,9 @@ int exceed(const std::string& bound) {
 }  // namespace
 
 int main(int count, char** words) {
-  if (count == 2) return exceed(words[1]);
-  if (count < 4) return 2;
-  return tryDeed(words[1], words[2], std::atoi(words[3]), count > 4 ? words[4] : "");
+  int status = 2;
+  if (count == 2) status = exceed(words[1]);
+  if (count >= 4) status = tryDeed(words[1], words[2], std::atoi(words[3]), count > 4 ? words[4] : "");
+  // Skips what sanitizers do at the exit: they make calls that the confinement refuses.
+  std::_Exit(status);
 }
