@@ -10,7 +10,8 @@ namespace {
 
 constexpr std::uint64_t kRoomToSpare = 64 << 20;  // bytes left for other programs in the temporary folder
 constexpr const char* kPrefix = "moxtel-database-";
-constexpr std::chrono::minutes kCopyingTime{10};
+// Less than the watchdog of the service allows the core thread.
+constexpr std::chrono::minutes kCopyingTime{4};
 
 std::string describeEnd(const ProcessResult& result) {
   switch (result.ending) {
