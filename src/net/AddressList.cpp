@@ -21,8 +21,8 @@ std::optional<int> parseNumber(std::string_view text, int largest) {
   return number;
 }
 
-// Shifting by all 32 bits would be undefined.
-IPv4Address maskOf(int bits) { return bits == 0 ? 0 : ~IPv4Address{0} << (kBits - bits); }
+// Shifting 32 bits by 32 would be undefined.
+IPv4Address maskOf(int bits) { return static_cast<IPv4Address>(~std::uint64_t{0} << (kBits - bits)); }
 
 }  // namespace
 

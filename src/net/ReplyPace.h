@@ -11,7 +11,7 @@ class ReplyPace final {
  public:
   using Moment = std::chrono::steady_clock::time_point;
   struct Limits {
-    std::uint64_t bytesPerSecond = 16 * 1024;
+    std::uint64_t bytesPerSecond = std::uint64_t{16} * 1024;
     std::chrono::milliseconds period{30'000};
   };
 
