@@ -26,6 +26,15 @@ constexpr const char* kServiceType = "_moxtelserver._tcp.";
 // Kept on purpose: the switch "CheckIndizes" is read, but has no effect.
 std::atomic<bool> checkIndizes{false};
 
+// Logs every line while it lives.
+class WholeSystemLog final {
+ public:
+  WholeSystemLog() { limitSystemLog(false); }
+  ~WholeSystemLog() { limitSystemLog(logging::debugLevel == 0); }
+  WholeSystemLog(const WholeSystemLog&) = delete;
+  WholeSystemLog& operator=(const WholeSystemLog&) = delete;
+};
+
 }  // namespace
 
 MXPAppDelegate::MXPAppDelegate(const ServerEnvironment& environment)
@@ -85,8 +94,10 @@ void MXPAppDelegate::startup() {
 }
 
 // Before the first request; the results are not needed. A list for which rules of smart albums must be
-// evaluated waits for that request, because it may take seconds.
+// evaluated waits for that request, because it may take seconds. All lines about albums and events are
+// logged: no client causes them.
 void MXPAppDelegate::fillCaches() {
+  const WholeSystemLog whole;
   roles_->smartAlbums.setDeferring(true);
   try {
     static_cast<void>(roles_->containerTree.getTopLevelAlbums());

@@ -15,7 +15,7 @@ SHIFTS = {"an hour back": -3600, "a day back": -DAY, "thirty years back": -30 * 
 
 class Clock(FaultTestCase):
     def setUp(self):
-        self.server = self.start(PreloadedServer(self.library))
+        self.server = self.start(PreloadedServer(self.library, *moxteltest.EVERY_LINE))
 
     def tearDown(self):
         self.server.control["clock_shift"] = 0

@@ -54,7 +54,7 @@ class Databases(FaultTestCase):
 
     def setUp(self):
         self.point_link_to(self.library)
-        self.server = PreloadedServer(self.link)
+        self.server = PreloadedServer(self.link, *moxteltest.EVERY_LINE)
         self.start(self.server)
 
     # Either copy may be open.

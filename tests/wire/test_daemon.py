@@ -296,6 +296,27 @@ class Daemon(moxteltest.LibraryTestCase):
         logged = server.last_log.count("could not prepare query")
         self.assertGreaterEqual(left_out + logged, 1000)
 
+    def test_the_start_logs_every_album_and_event(self):
+        """However many there are: no client causes these lines."""
+        folder = pathlib.Path(tempfile.mkdtemp(prefix="moxteltest."))
+        self.addCleanup(shutil.rmtree, folder)
+        library = moxteltest.make_library(folder / "Library", *self.options)
+        database = sqlite3.connect(library / "Database/apdb/Library.apdb")
+        columns = [row[1] for row in database.execute("PRAGMA table_info(RKFolder)")]
+        row = database.execute("SELECT * FROM RKFolder WHERE folderType = 2 AND isInTrash = 0 "
+                               "AND parentFolderUuid = 'AllProjectsItem' AND versionCount > 0").fetchone()
+        values = dict(zip(columns, row))
+        for i in range(400):
+            values["modelId"], values["uuid"] = None, "another%d" % i
+            database.execute("INSERT INTO RKFolder (%s) VALUES (%s)" % (
+                ",".join(columns), ",".join("?" * len(columns))), [values[name] for name in columns])
+            database.execute("INSERT INTO RKNote (attachedToUuid, note) VALUES (?, 'read at the start %d')" % i,
+                             (values["uuid"],))
+        database.commit()
+        database.close()
+        with Server(library) as server:
+            self.assertEqual(server.log().count("read at the start"), 400)
+
     def test_a_reader_that_does_not_read_stops_nothing(self):
         with subprocess.Popen(["sleep", "infinity"], stdin=subprocess.PIPE) as reader:
             self.addCleanup(reader.kill)
