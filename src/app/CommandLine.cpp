@@ -75,7 +75,7 @@ const std::vector<DefaultKey>& serverDefaultKeys() {
        "folders outside the library that it may use: FOLDER or VolumeName=FOLDER, separated by ':'"},
       {"PreferAperture", DefaultKind::Boolean, "serve Aperture's library instead of iPhoto's (NO)"},
       {"RevealPhoto", DefaultKind::Boolean, "clients may show photos in the photo application (YES)"},
-      {"HideHidden", DefaultKind::Boolean, "leave out photos that are hidden in the photo application (NO)"},
+      {"HideHidden", DefaultKind::Boolean, "leave hidden photos out of smart albums (NO)"},
       {"ScriptInterpreter", DefaultKind::Text,
        "command that runs AppleScript, for example 'ssh mac osascript -s s -'; it is also run every five "
        "seconds"},

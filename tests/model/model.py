@@ -223,6 +223,8 @@ class Library:
                 container["PhotoCount"] = self.first_int(self.rows(
                     "library", "SELECT COUNT(uuid) FROM RKVersion WHERE modelId IN (SELECT versionId FROM "
                     "RKAlbumVersion WHERE albumId = %s)", container["ModelId"]))
+            if kind == "Album" and container["PhotoCount"] == 0 and uuid is not None:
+                container["PhotoCount"] = len(self.members_by_rule(uuid))
             if kind == "Project":
                 container["PhotoCount"] = self.first_int(self.rows(
                     "library", "SELECT COUNT(uuid) FROM RKVersion WHERE projectUuid = '%s' AND versionNumber != 0 "
@@ -266,7 +268,13 @@ class Library:
                     "WHERE albumId = %s) ORDER BY modelId", int32(model_id)):
                 if self.text(member):
                     return self.text(member)
-        return None
+        return next(iter(self.members_by_rule(uuid)), None) if uuid is not None else None
+
+    def members_by_rule(self, uuid):
+        """Of a smart album with a rule; nothing for other albums."""
+        smart = self.rows("library", "SELECT modelId FROM RKAlbum WHERE uuid = '%s' AND albumType = 1 AND "
+                          "albumSubclass = 2 AND queryData IS NOT NULL", uuid)
+        return [self.text(photo.uuid) for photo in self.answers.members_of_album(uuid.encode())] if smart else []
 
     def first_photo_of_project(self, uuid):
         photos = self.rows("library", "SELECT uuid FROM RKVersion WHERE projectUuid = '%s' AND versionNumber != 0 AND "
@@ -311,7 +319,7 @@ class Library:
             "library", "SELECT uuid FROM RKVersion WHERE modelId IN (SELECT versionId FROM RKAlbumVersion WHERE "
             "albumId = %s)", model_id)
         photos = []
-        for uuid in (self.text(row[0]) for row in members):
+        for uuid in [self.text(row[0]) for row in members] or self.members_by_rule(album or ""):
             if uuid is None:
                 continue
             for row in self.rows("library", "SELECT modelId,exifLatitude,exifLongitude,videoPosterFramePoint FROM "

@@ -283,6 +283,11 @@ class Listings(unittest.TestCase):
     def test_empty_library(self):
         self.compare("--images", "none", "--photos", 0)
 
+    def test_smart_albums(self):
+        for lists in ("none", "in-step", "out-of-step"):
+            with self.subTest(lists):
+                self.compare("--images", "none", "--smart-albums", "--photos", 300, "--saved-lists", lists)
+
     def test_library_with_album_data(self):
         self.compare("--images", "none", "--photos", 120, "--album-data")
 
