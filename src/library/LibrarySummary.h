@@ -32,7 +32,7 @@ enum class LibraryKind : std::uint8_t {
   OlderAperture,
 };
 
-// Tells a folder's kind from the files in it, never from its name. Opens none of them.
+// Determines a folder's kind from the files in it, never from its name. Opens none of them.
 LibraryKind kindOfLibrary(const std::string& folder);
 
 // Why a folder cannot be read as a library, for the user; empty when it can. Checks a few files, and opens

@@ -1,7 +1,7 @@
 // Bounds a list of records while it is built. Core thread.
 //
 // A crafted library has many versions with one uuid, or many faces with one key: its lists grow with the
-// square of its size. They are given up when their reply would be too large, before they fill the memory.
+// square of its size. They end where their reply would be too large, before they fill the memory.
 #pragma once
 
 #include <cstdint>

@@ -301,7 +301,7 @@ TEST_F(ContainerTreeTest, countsAProjectsVisibleVersions) {
   EXPECT_THAT(application.questions, IsEmpty());
 }
 
-TEST_F(ContainerTreeTest, givesUpAListThatIsTooLarge) {
+TEST_F(ContainerTreeTest, rejectsAListThatIsTooLarge) {
   for (int i = 0; i < 30; ++i) album("album " + std::to_string(i));
   files.insert("RKNote", Dictionary{{"attachedToUuid", "album 3"}, {"note", std::string(5000, 'n')}});
   open();

@@ -114,7 +114,7 @@ TEST_F(FacesTest, countsAMasterOnceForEveryDetection) {
 }
 
 // Each detection lists all versions of its master.
-TEST_F(FacesTest, givesUpAListThatIsTooLarge) {
+TEST_F(FacesTest, rejectsAListThatIsTooLarge) {
   person("ann", 5);
   for (int i = 0; i < 30; ++i) detected(5, "m", i);
   for (int i = 0; i < 30; ++i) version("v" + std::to_string(i), "m");

@@ -20,7 +20,7 @@ namespace fs = std::filesystem;
 
 class LibrarySearchTest : public testing::Test {
  protected:
-  // Only what tells its kind.
+  // Only the file that makes it one.
   std::string library(const std::string& name) {
     const fs::path path = disk.path() / name;
     fs::create_directories(path / "Database/apdb");

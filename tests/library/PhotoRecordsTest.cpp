@@ -116,7 +116,7 @@ TEST_F(PhotoRecordsTest, answersMutableArraysOfMutableDictionaries) {
 }
 
 // For each member of an album all versions with its uuid are listed.
-TEST_F(PhotoRecordsTest, givesUpAListThatIsTooLarge) {
+TEST_F(PhotoRecordsTest, rejectsAListThatIsTooLarge) {
   makeProject();
   std::vector<std::int64_t> members;
   for (int i = 1; i <= 30; ++i) {
