@@ -20,6 +20,7 @@
 #include "tests/fakes/FakeProcessRunner.h"
 #include "tests/fakes/FakeRunningApplications.h"
 #include "tests/library/TestLibrary.h"
+#include "tests/library/answers/MadeRule.h"
 #include "tests/net/RawClient.h"
 
 namespace moxtel {
@@ -143,6 +144,25 @@ TEST_F(MXPAppDelegateTest, servesWithoutARunningPhotoApplication) {
   EXPECT_TRUE(view.contains("Info: Running app: <none>"));
   EXPECT_NE(delegate->server().port(), 0);
   EXPECT_TRUE(Peer(delegate->server().port()).connected);
+}
+
+TEST_F(MXPAppDelegateTest, evaluatesNoRuleOfASmartAlbumAtItsStart) {
+  library.insert("RKVersion", Dictionary{{"uuid", "photo"}, {"showInLibrary", 1}, {"isInTrash", 0}});
+  library.insert("RKAlbum", Dictionary{{"uuid", "s"},
+                                       {"name", "Zoo"},
+                                       {"folderUuid", "TopLevelAlbums"},
+                                       {"isInTrash", 0},
+                                       {"albumType", 1},
+                                       {"albumSubclass", 2},
+                                       {"queryData", test::stored(test::all({test::notUnderstood()}))}});
+  launched();
+  EXPECT_TRUE(std::none_of(view.lines.begin(), view.lines.end(), [](const std::string& line) {
+    return line.find("may lack photos") != std::string::npos;
+  }));
+  const auto explanation = delegate->explainAlbum("s");
+  EXPECT_EQ(explanation.problem, "");
+  EXPECT_NE(explanation.text.find("Undecided: 1 photo."), std::string::npos) << explanation.text;
+  EXPECT_EQ(delegate->explainAlbum("none").problem, "There is no smart album with the id 'none'.");
 }
 
 TEST_F(MXPAppDelegateTest, publishesTheServiceUnderItsTypeAndPort) {
