@@ -49,6 +49,8 @@ void allow(int ruleset, const std::string& path, std::uint64_t rights) {
 }
 
 int addFolder(dl_phdr_info* library, std::size_t, void* folders) {
+  // The program itself has no name, and the kernel's own library no path.
+  if (*library->dlpi_name != '/') return 0;
   std::error_code error;
   const auto file = std::filesystem::canonical(library->dlpi_name, error);
   auto& found = *static_cast<std::vector<std::string>*>(folders);
