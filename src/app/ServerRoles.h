@@ -15,6 +15,7 @@
 #include "commands/MetadataCommands.h"
 #include "library/ImageFiles.h"
 #include "library/LibraryChanges.h"
+#include "library/LibraryFiles.h"
 #include "library/LibraryLocation.h"
 #include "library/LoadedLibrary.h"
 #include "library/answers/LibraryAnswers.h"
@@ -57,6 +58,8 @@ class ServerRoles final {
       : messages(environment.console),
         support(environment.processes),
         location(environment.defaults, environment.processes, messages, flags),
+        files(messages,
+              ReferencedFolders(environment.defaults.stringForKey("ReferencedFolders").value_or(""))),
         databases(environment.loop, messages, seamsFor(environment)),
         library(location, databases, messages),
         albumData(location, messages),
@@ -75,8 +78,7 @@ class ServerRoles final {
         listingCommands(listingSource),
         editingCommands(location, photoRecords, scriptQueue, messages, environment.defaults, flags,
                         iPhotoWasEdited),
-        imageFiles(location, databases, faces, messages,
-                   ReferencedFolders(environment.defaults.stringForKey("ReferencedFolders").value_or(""))),
+        imageFiles(location, databases, faces, files),
         pictureDecoder(environment.processes, PictureDecoder::installedHelper(),
                        &QVSocketServer::isClientGone),
         imageCommands(imageFiles, pictureDecoder, messages),
@@ -96,7 +98,7 @@ class ServerRoles final {
     metadataCommands.addTo(*handler);
   }
 
-  static LibrarySeams seamsFor(const ServerEnvironment& environment) {
+  LibrarySeams seamsFor(const ServerEnvironment& environment) {
     LibrarySeams seams;
     const std::int64_t megabytes = environment.defaults.integerForKey("PrivateCopyLimit");
     seams.copyLimit = static_cast<std::uint64_t>(std::clamp<std::int64_t>(megabytes, 0, INT32_MAX)) << 20;
@@ -104,12 +106,16 @@ class ServerRoles final {
       return processes.run(request);
     };
     seams.isEnding = environment.isEnding;
+    seams.permits = [this](const std::string& path) {
+      return !location.libraryPath() || files.permits(*location.libraryPath(), path);
+    };
     return seams;
   }
 
   ConsoleMessages messages;
   QVAppSupport support;
   LibraryLocation location;
+  LibraryFiles files;
   LibraryDatabases databases;
   LoadedLibrary library;
   AlbumData albumData;

@@ -5,8 +5,8 @@
 #include <algorithm>
 
 #include "library/Faces.h"
+#include "library/LibraryFiles.h"
 #include "library/LibraryLocation.h"
-#include "library/Messages.h"
 #include "library/PathNames.h"
 #include "library/database/LibraryDatabases.h"
 #include "pictures/codec/PictureDecoder.h"
@@ -55,12 +55,8 @@ Value lastText(Query query) {
 }  // namespace
 
 ImageFiles::ImageFiles(const LibraryLocation& location, LibraryDatabases& databases, Faces& faces,
-                       Messages& messages, ReferencedFolders referencedFolders)
-    : location_(location),
-      databases_(databases),
-      faces_(faces),
-      messages_(messages),
-      finder_(std::move(referencedFolders)) {}
+                       LibraryFiles& files)
+    : location_(location), databases_(databases), faces_(faces), files_(files) {}
 
 std::optional<std::string> ImageFiles::base(std::string_view folder) const {
   const auto& library = location_.libraryPath();
@@ -166,7 +162,7 @@ std::int32_t ImageFiles::rotationOfVersionId(const Value& uuid) {
 
 std::optional<ImageFiles::Reference> ImageFiles::referenceOf(const Value& masterUuid,
                                                              const Value& imagePath) {
-  if (finder_.allowed().empty() || imagePath.isNil()) return std::nullopt;
+  if (files_.allowed().empty() || imagePath.isNil()) return std::nullopt;
   Query master = databases_.runUnlogged(
       DatabaseFile::Library, "SELECT fileIsReference,fileVolumeUuid FROM RKMaster WHERE uuid = '%@'",
       {masterUuid});
@@ -181,32 +177,19 @@ OpenFile ImageFiles::open(const std::optional<std::string>& path) {
   releaseLocks();
   const auto& library = location_.libraryPath();
   if (!path || !library) return {};
-  FoundFile found = finder_.open(*library, *path);
-  if (found.linkOut) report(*found.linkOut);
+  FoundFile found = files_.open(*library, *path);
   if (found.file.state == FileState::Missing && reference_) return openReference(*reference_);
   return std::move(found.file);
 }
 
 OpenFile ImageFiles::openReference(const Reference& reference) {
   OpenFile last;
-  for (const std::string& folder : finder_.allowed().foldersOf(reference.volume)) {
-    FoundFile found = finder_.openBelow(folder, reference.path);
-    if (found.linkOut) report(*found.linkOut);
+  for (const std::string& folder : files_.allowed().foldersOf(reference.volume)) {
+    FoundFile found = files_.openBelow(folder, reference.path);
     if (found.file.state == FileState::Open) return std::move(found.file);
     if (found.file.state != FileState::Missing) last = std::move(found.file);
   }
   return last;
-}
-
-// A library can have any number of links, and the console is for reading.
-void ImageFiles::report(const LinkOut& link) {
-  constexpr std::size_t kMostReports = 10;
-  if (reported_.size() >= kMostReports || !reported_.insert(link.folder).second) return;
-  messages_.showTitle(
-      "Info", format("'%@' is a link that leads out of the library, to '%@', so it is treated as missing. To "
-                     "allow it, start MoxtelServer with -ReferencedFolders '%@', or add this folder to the "
-                     "folders there, separated by a colon.",
-                     link.link, link.folder, link.folder));
 }
 
 void ImageFiles::releaseLocks() { databases_.releaseLocks(); }

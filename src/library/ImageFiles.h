@@ -8,11 +8,9 @@
 
 #include <cstdint>
 #include <optional>
-#include <set>
 #include <string>
 #include <string_view>
 
-#include "library/LibraryFileFinder.h"
 #include "pictures/codec/PixelBuffer.h"
 #include "platform/files/FileReader.h"
 #include "value/Value.h"
@@ -21,15 +19,14 @@ namespace moxtel {
 
 class Faces;
 class LibraryDatabases;
+class LibraryFiles;
 class LibraryLocation;
-class Messages;
 class PictureDecoder;
 
 class ImageFiles final {
  public:
-  // Borrows everything but the folders that the user named.
-  ImageFiles(const LibraryLocation& location, LibraryDatabases& databases, Faces& faces, Messages& messages,
-             ReferencedFolders referencedFolders = {});
+  // Borrows everything.
+  ImageFiles(const LibraryLocation& location, LibraryDatabases& databases, Faces& faces, LibraryFiles& files);
 
   // Nothing while no library is known.
   std::optional<std::string> masterPathBase() const;
@@ -72,16 +69,13 @@ class ImageFiles final {
   };
   std::optional<Reference> referenceOf(const Value& masterUuid, const Value& imagePath);
   OpenFile openReference(const Reference& reference);
-  void report(const LinkOut& link);
   std::optional<PixelBuffer> pixelsOf(const std::optional<std::string>& path, PictureDecoder& decoder);
 
   const LibraryLocation& location_;
   LibraryDatabases& databases_;
   Faces& faces_;
-  Messages& messages_;
-  LibraryFileFinder finder_;
+  LibraryFiles& files_;
   std::optional<Reference> reference_;  // of the last path, if the user named folders
-  std::set<std::string> reported_;      // the folders that links out of the library lead to
 };
 
 }  // namespace moxtel

@@ -83,7 +83,7 @@ class ImageCommandsTest : public testing::Test {
   test::TestLibrary files;
   test::ServedLibrary served{files.path()};
   Faces faces{served.databases};
-  ImageFiles images{served.location, served.databases, faces, served.messages};
+  ImageFiles images{served.location, served.databases, faces, served.files};
   PictureDecoder decoder{served.processes, "/no-helper"};
   ImageCommands commands{images, decoder, served.messages};
   LockCheckingChannel channel{files};

@@ -91,7 +91,7 @@ class MetadataCommandsTest : public testing::Test {
   NoAlbumFile albumFile;
   test::RecordingPhotoApplication application;
   Faces faces{served.databases};
-  ImageFiles images{served.location, served.databases, faces, served.messages};
+  ImageFiles images{served.location, served.databases, faces, served.files};
   PhotoRecords photos{served.databases, albumFile, application};
   ImagePropertyReader properties{served.processes};
   MetadataCommands commands{served.databases, images, photos, properties};

@@ -8,6 +8,7 @@
 #include <optional>
 
 #include "library/Faces.h"
+#include "library/LibraryFiles.h"
 #include "pictures/codec/Jpeg.h"
 #include "pictures/codec/PictureDecoder.h"
 #include "platform/system/SystemLog.h"
@@ -63,8 +64,8 @@ class ImageFilesTest : public testing::Test {
     if (!files_) {
       opened.emplace(library);
       faces.emplace(opened->databases);
-      files_.emplace(opened->location, opened->databases, *faces, opened->messages,
-                     ReferencedFolders(referencedFolders));
+      found.emplace(opened->messages, ReferencedFolders(referencedFolders));
+      files_.emplace(opened->location, opened->databases, *faces, *found);
       log.emplace();
     }
     return *files_;
@@ -77,6 +78,7 @@ class ImageFilesTest : public testing::Test {
   std::string referencedFolders;  // before the first files()
   std::optional<OpenedLibrary> opened;
   std::optional<Faces> faces;
+  std::optional<LibraryFiles> found;
   std::optional<SystemLogCapture> log;
 
  private:
@@ -462,7 +464,8 @@ TEST(ImageFilesWithoutALibrary, haveNoFolders) {
   const LibraryLocation location(defaults, processes, messages, flags);
   LibraryDatabases databases(loop, messages);
   Faces faces(databases);
-  ImageFiles files(location, databases, faces, messages);
+  LibraryFiles found(messages);
+  ImageFiles files(location, databases, faces, found);
   EXPECT_EQ(files.masterPathBase(), std::nullopt);
   EXPECT_EQ(files.thumbnailPathWithUuid("v", false, false), std::nullopt);
   EXPECT_EQ(files.open(std::string("/etc/hostname")).state, FileState::Missing);

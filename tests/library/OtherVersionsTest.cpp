@@ -62,7 +62,7 @@ class Listed {
   ContainerTree tree{served.databases, application, served.defaults};
   PhotoRecords records{served.databases, albumData, application};
   Faces faces{served.databases};
-  ImageFiles images{served.location, served.databases, faces, served.messages};
+  ImageFiles images{served.location, served.databases, faces, served.files};
 };
 
 // The columns in question are NULL.

@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "library/LibraryFiles.h"
 #include "library/LibraryLocation.h"
 #include "library/LoadedLibrary.h"
 #include "library/database/LibraryDatabases.h"
@@ -49,6 +50,7 @@ struct ServedLibrary {
   std::function<void()> onSleep = [] {};
   int timesAskedForRoom = 0;
   LibraryLocation location;
+  LibraryFiles files{messages};
   LibraryDatabases databases;
   LoadedLibrary library;
 };

@@ -303,6 +303,22 @@ class OddLibraries(PicturesTestCase):
         self.assertEqual(len(lines), 1, lines)
         self.assertIn("-ReferencedFolders '%s'" % elsewhere, lines[0])
 
+    def test_databases_may_be_on_another_disk_that_the_user_named(self):
+        elsewhere = self.copies / "Other disk"
+        (self.copy / "Database").rename(elsewhere)
+        (self.copy / "Database").symlink_to(elsewhere)
+        client = self.serve("-ReferencedFolders", elsewhere)
+        self.expect_file(client, self.facts.image_of(self.plain), DATA, key=self.plain["uuid"])
+        albums = client.result("Get Albums")
+        self.assertTrue(albums)
+        client = self.serve()
+        self.assertEqual(client.error(DATA, key=self.plain["uuid"]), "No Image")
+        self.assertNotEqual(client.result("Get Albums"), albums)
+        lines = self.lines_with("is a link")
+        self.assertEqual(len(lines), 1, lines)
+        self.assertIn("'%s/Database' is a link that leads out of the library, to '%s" % (self.copy, elsewhere), lines[0])
+        self.assertIn("could not open db '%s/Database/apdb/Library.apdb', result: 14" % self.copy, self.server.log())
+
     def test_links_are_followed_inside_the_library_only(self):
         secret = self.copies / "secret.jpg"
         shutil.copy(self.facts.thumbnail(self.proxy["thumbnailPath"]), secret)

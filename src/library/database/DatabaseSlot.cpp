@@ -35,6 +35,7 @@ int DatabaseSlot::open() {
   if (!path_ || !isPlainPath(*path_)) return SQLITE_CANTOPEN;
   if (connection_ && !connection_->isDoubtful() && isUnchanged()) return SQLITE_OK;
   close();
+  if (seams_.permits && !seams_.permits(*path_)) return SQLITE_CANTOPEN;
   names_.emplace(*path_);
   const DatabaseStamp now = names_->stamp();
   if (copy_ && !(copy_->stamp() == now)) copy_.reset();

@@ -23,6 +23,9 @@ struct LibrarySeams {
   std::function<ProcessResult(const ProcessRequest& request)> run;
   // Whether the file system of an open file grants locks.
   std::function<bool(int descriptor)> grantsLocks;
+  // Whether a database may be opened: not if a link to it leads out of the library. Without an answer, all
+  // may.
+  std::function<bool(const std::string& path)> permits;
   // Waits for a busy database.
   std::function<void(std::chrono::milliseconds)> sleep;
   // Whether the program ends: then nothing is waited for, and queries end.
