@@ -90,6 +90,7 @@ void MXPAppDelegate::startup() {
   counted_.reset();
   roles_->databases.releaseLocks();
   roles_->monitor.startAppChecks();
+  roles_->pictureCheck.start();
   reportMissingLibrary();
 }
 
@@ -117,8 +118,8 @@ void MXPAppDelegate::reportMissingLibrary() {
                                    format("No library is served yet: choose its folder %s", kHowToChoose));
     return;
   }
-  // LibraryLocation has already reported a path with characters outside ASCII.
-  const std::string why = isPlainPath(*path) ? whyUnreadable(*path) : std::string();
+  // LibraryLocation has already reported a path that is not UTF-8.
+  const std::string why = isUtf8Path(*path) ? whyUnreadable(*path) : std::string();
   if (why.empty()) return;
   environment_.console.showTitle(
       "Info", format("Cannot serve '%@'. %@%@ To serve another folder, choose it %s", *path, why,

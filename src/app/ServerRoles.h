@@ -18,6 +18,7 @@
 #include "library/LibraryFiles.h"
 #include "library/LibraryLocation.h"
 #include "library/LoadedLibrary.h"
+#include "library/PictureCheck.h"
 #include "library/answers/LibraryAnswers.h"
 #include "library/answers/SmartAlbums.h"
 #include "pictures/codec/PictureDecoder.h"
@@ -79,6 +80,7 @@ class ServerRoles final {
         editingCommands(location, photoRecords, scriptQueue, messages, environment.defaults, flags,
                         iPhotoWasEdited),
         imageFiles(location, databases, faces, files),
+        pictureCheck(environment.loop, location, databases, files, messages),
         pictureDecoder(environment.processes, PictureDecoder::installedHelper(),
                        &QVSocketServer::isClientGone),
         imageCommands(imageFiles, pictureDecoder, messages),
@@ -133,6 +135,7 @@ class ServerRoles final {
   ListingCommands listingCommands;
   EditingCommands editingCommands;
   ImageFiles imageFiles;
+  PictureCheck pictureCheck;
   PictureDecoder pictureDecoder;
   ImageCommands imageCommands;
   ImagePropertyReader propertyReader;

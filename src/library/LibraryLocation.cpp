@@ -58,10 +58,10 @@ bool LibraryLocation::takeChunk(std::string_view chunk, std::optional<std::strin
   }
   const std::string_view path = trimmed(chunk);
   if (!path.starts_with('/') && !path.starts_with('~')) return true;
-  if (isPlainPath(path)) {
+  if (isUtf8Path(path)) {
     answer = expandingTilde(path);
   } else {
-    explainPathOutsideAscii(path, messages_);
+    explainPathOutsideUtf8(path, messages_);
   }
   return true;
 }
@@ -86,13 +86,13 @@ void LibraryLocation::askTool() {
   messages_.showTitle("Info", format("Found library path: '%@'", orNil(libraryPath_)));
 }
 
-void explainPathOutsideAscii(std::string_view path, Messages& messages) {
-  if (isPlainPath(path)) return;
-  messages.showTitle("Error",
-                     format("The library path '%@' contains characters outside ASCII, so the databases in it "
-                            "cannot be opened. Make a symbolic link to the library whose path has plain "
-                            "letters only, and set LibraryPath to it.",
-                            path));
+void explainPathOutsideUtf8(std::string_view path, Messages& messages) {
+  if (isUtf8Path(path)) return;
+  messages.showTitle(
+      "Error", format("The library path '%@' is not valid UTF-8, so the databases in it cannot be opened. "
+                      "Make a symbolic link to the library whose path has plain letters only, and set "
+                      "LibraryPath to it.",
+                      path));
 }
 
 }  // namespace moxtel

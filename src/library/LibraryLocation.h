@@ -46,7 +46,7 @@ class LibraryLocation final {
 };
 
 // Shows one message if a library at this path cannot be served, with advice. For a plain path (see
-// isPlainPath) shows nothing.
-void explainPathOutsideAscii(std::string_view path, Messages& messages);
+// isUtf8Path) shows nothing.
+void explainPathOutsideUtf8(std::string_view path, Messages& messages);
 
 }  // namespace moxtel

@@ -74,9 +74,9 @@ LibraryKind kindOfLibrary(const std::string& folder) {
 }
 
 std::string whyUnreadable(const std::string& folder) {
-  if (!isPlainPath(folder)) {
-    return "The folder's path contains characters outside ASCII. Make a symbolic link to it whose path is "
-           "plain ASCII, and choose the link.";
+  if (!isUtf8Path(folder)) {
+    return "The folder's path is not valid UTF-8. Make a symbolic link to it whose path is plain ASCII, and "
+           "choose the link.";
   }
   const FileStamp stamp = stampOf(folder);
   if (stamp.kind == FileStamp::Kind::Missing) {

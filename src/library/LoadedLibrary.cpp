@@ -24,7 +24,7 @@ void LoadedLibrary::loadDatabase() {
   NSLog("databaseFilename: '%@', proxiesDBFilename: '%@'", orNil(databaseFilename()),
         orNil(databases_.pathOf(DatabaseFile::ImageProxies)));
   readAttributes();
-  if (location_.libraryPath()) explainPathOutsideAscii(*location_.libraryPath(), messages_);
+  if (location_.libraryPath()) explainPathOutsideUtf8(*location_.libraryPath(), messages_);
 }
 
 std::optional<std::string> LoadedLibrary::databaseFilename() const {

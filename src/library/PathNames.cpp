@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "platform/files/Files.h"
+#include "value/Utf.h"
 
 namespace moxtel {
 
@@ -24,9 +25,8 @@ std::string expandingTilde(std::string_view path) {
   return *home + std::string(path.substr(end));
 }
 
-bool isPlainPath(std::string_view path) {
-  return std::all_of(path.begin(), path.end(),
-                     [](char c) { return c > 0 && static_cast<unsigned char>(c) < 0x80; });
+bool isUtf8Path(std::string_view path) {
+  return path.find('\0') == std::string_view::npos && isValidUtf8(path);
 }
 
 }  // namespace moxtel

@@ -14,7 +14,7 @@ std::string appendingPathComponent(std::string_view base, std::string_view compo
 // A leading ~ or ~user replaced by that home folder; unchanged where there is no such user.
 std::string expandingTilde(std::string_view path);
 
-// Whether every byte is ASCII and none is NUL: the only paths that databases are opened by.
-bool isPlainPath(std::string_view path);
+// Whether the path is valid UTF-8 without a NUL: the only paths that databases are opened by.
+bool isUtf8Path(std::string_view path);
 
 }  // namespace moxtel

@@ -319,6 +319,28 @@ class OddLibraries(PicturesTestCase):
         self.assertIn("'%s/Database' is a link that leads out of the library, to '%s" % (self.copy, elsewhere), lines[0])
         self.assertIn("could not open db '%s/Database/apdb/Library.apdb', result: 14" % self.copy, self.server.log())
 
+    def test_a_librarys_path_may_be_outside_ascii(self):
+        self.copy = self.copy.rename(self.copies / "Bibliothe\u0300que 写真")
+        self.facts.library = self.copy
+        client = self.serve()
+        self.expect_file(client, self.facts.image_of(self.plain), DATA, key=self.plain["uuid"])
+        self.assertTrue(client.result("Get Events"))
+        self.assertEqual(self.lines_with("UTF-8"), [])
+
+    def test_missing_pictures_are_counted_on_the_console(self):
+        self.change("Library.apdb", "UPDATE RKMaster SET fileIsReference = 1 WHERE uuid = ?",
+                    self.plain["masterUuid"])
+        shutil.rmtree(self.copy / "Previews")
+        edited = Facts(self.copy).rows("Library.apdb", "SELECT uuid FROM RKVersion WHERE hasAdjustments != 0 AND "
+                                                       "versionNumber != 0 AND isInTrash = 0")
+        self.assertTrue(edited)
+        client = self.serve()
+        wanted = "%d of %d edited photos have no preview" % (len(edited), len(edited))
+        moxteltest.wait_for(lambda: self.lines_with(wanted), "the number of previews")
+        self.assertEqual(len(self.lines_with("Photos outside the library: 1.")), 1)
+        self.assertEqual(client.error(IMAGE, key=edited[0]["uuid"]), "No Image")
+        self.assertEqual(len(self.lines_with("edited photos")), 1)
+
     def test_links_are_followed_inside_the_library_only(self):
         secret = self.copies / "secret.jpg"
         shutil.copy(self.facts.thumbnail(self.proxy["thumbnailPath"]), secret)

@@ -59,9 +59,9 @@ const StringTable kGerman{
      "folder inside it.",
      "Dieser Ordner ist keine Fotobibliothek. Wählen Sie den Ordner, der etwa „iPhoto Library“ heißt, nicht "
      "das Laufwerk oder einen Ordner darin."},
-    {"The folder's path contains characters outside ASCII. Make a symbolic link to it whose path is plain "
-     "ASCII, and choose the link.",
-     "Der Pfad des Ordners enthält Zeichen außerhalb von ASCII. Legen Sie einen symbolischen Link auf ihn "
+    {"The folder's path is not valid UTF-8. Make a symbolic link to it whose path is plain ASCII, and choose "
+     "the link.",
+     "Der Pfad des Ordners ist kein gültiges UTF-8. Legen Sie einen symbolischen Link auf ihn "
      "an, "
      "dessen Pfad nur ASCII enthält, und wählen Sie diesen Link."},
     {"The library's file Database/apdb/Library.apdb is missing. Copy the library again.",

@@ -32,7 +32,7 @@ void DatabaseSlot::close() {
 int DatabaseSlot::open() {
   wasTried_ = true;
   if (connection_ && connection_->inTransaction()) return SQLITE_OK;
-  if (!path_ || !isPlainPath(*path_)) return SQLITE_CANTOPEN;
+  if (!path_ || !isUtf8Path(*path_)) return SQLITE_CANTOPEN;
   if (connection_ && !connection_->isDoubtful() && isUnchanged()) return SQLITE_OK;
   close();
   if (seams_.permits && !seams_.permits(*path_)) return SQLITE_CANTOPEN;
@@ -137,7 +137,7 @@ void DatabaseSlot::releaseLocks() {
 
 DatabaseProblem DatabaseSlot::problem() const {
   using Kind = DatabaseProblem::Kind;
-  if (!connection_) return path_ && isPlainPath(*path_) ? problemOfAbsentFile(*path_) : DatabaseProblem{};
+  if (!connection_) return path_ && isUtf8Path(*path_) ? problemOfAbsentFile(*path_) : DatabaseProblem{};
   if (connection_->damage() != SQLITE_OK) return {Kind::Damaged, sqlite3_errstr(connection_->damage())};
   const AdaptedSchema& schema = connection_->schema();
   if (schema.isWithoutTables) return {Kind::WithoutTables, {}};
