@@ -138,7 +138,7 @@ std::string MXPAppDelegate::sentenceAboutLibrariesNear(const std::string& folder
 
 std::vector<FoundLibrary> MXPAppDelegate::librariesNear(const std::string& folder) {
   // One that cannot be read is no help against itself.
-  if (kindOfLibrary(folder) == LibraryKind::Served && folder.starts_with('/')) return {};
+  if (layoutOfLibrary(folder).isServed() && folder.starts_with('/')) return {};
   return describedLibraries(environment_.loop, librariesFor(folder));
 }
 

@@ -11,6 +11,7 @@
 #include "library/Messages.h"
 #include "library/PathNames.h"
 #include "library/database/LibraryDatabases.h"
+#include "library/kinds/LibraryKind.h"
 #include "value/Format.h"
 
 namespace moxtel {
@@ -28,7 +29,7 @@ fs::path cleanPath(const std::string& folder) {
   return path.has_filename() || path == path.root_path() ? path : path.parent_path();
 }
 
-bool isServed(const fs::path& folder) { return kindOfLibrary(folder.string()) == LibraryKind::Served; }
+bool isServed(const fs::path& folder) { return layoutOfLibrary(folder.string()).isServed(); }
 
 std::optional<fs::path> libraryAround(fs::path folder) {
   while (!folder.empty()) {

@@ -4,6 +4,7 @@
 
 #include "library/PathNames.h"
 #include "library/database/LibraryDatabases.h"
+#include "library/kinds/LibraryKind.h"
 #include "platform/files/Files.h"
 
 namespace moxtel {
@@ -13,17 +14,8 @@ namespace {
 constexpr const char* kNotPermitted = "This user is not permitted to read the folder.";
 
 const char* whyNotServed(LibraryKind kind) {
-  switch (kind) {
-    case LibraryKind::Photos:
-      return "This is a library of Photos. Only libraries of iPhoto 9 and Aperture 3 are served.";
-    case LibraryKind::OlderIPhoto:
-      return "This is a library of iPhoto 8 or older. Open it once with iPhoto 9, which converts it.";
-    case LibraryKind::OlderAperture:
-      return "This is a library of Aperture 1 or 2. Open it once with Aperture 3, which converts it.";
-    case LibraryKind::Served:  // its database vanished meanwhile
-    case LibraryKind::None:
-      break;
-  }
+  if (kind == LibraryKind::OlderAperture)
+    return "This is a library of Aperture 1 or 2. Open it once with Aperture 3, which converts it.";
   return "This folder is not a photo library. Choose the folder named like \"iPhoto Library\", not the disk "
          "or a folder inside it.";
 }
@@ -63,16 +55,6 @@ LibraryCounts countLibrary(LibraryDatabases& databases) {
   return counts;
 }
 
-LibraryKind kindOfLibrary(const std::string& folder) {
-  const auto has = [&](const char* file) {
-    return stampOf(appendingPathComponent(folder, file)).isRegular();
-  };
-  if (has("Database/apdb/Library.apdb")) return LibraryKind::Served;
-  if (has("database/Photos.sqlite") || has("database/photos.db")) return LibraryKind::Photos;
-  if (has("Aperture.aplib/Library.apdb")) return LibraryKind::OlderAperture;
-  return has("AlbumData.xml") ? LibraryKind::OlderIPhoto : LibraryKind::None;
-}
-
 std::string whyUnreadable(const std::string& folder) {
   if (!isUtf8Path(folder)) {
     return "The folder's path is not valid UTF-8. Make a symbolic link to it whose path is plain ASCII, and "
@@ -82,14 +64,15 @@ std::string whyUnreadable(const std::string& folder) {
   if (stamp.kind == FileStamp::Kind::Missing) {
     return stamp.error == EACCES ? kNotPermitted : "There is no such folder.";
   }
-  const std::string path = appendingPathComponent(folder, "Database/apdb/Library.apdb");
+  const LibraryLayout layout = layoutOfLibrary(folder);
+  const std::string path = appendingPathComponent(folder, layout.databaseFiles[0]);
   const FileStamp database = stampOf(path);
   if (database.kind == FileStamp::Kind::Missing && database.error == EACCES) return kNotPermitted;
   if (stampOf(appendingPathComponent(folder, "Database/apdb")).kind == FileStamp::Kind::Other &&
       !database.isRegular()) {
     return "The library's file Database/apdb/Library.apdb is missing. Copy the library again.";
   }
-  if (!database.isRegular()) return whyNotServed(kindOfLibrary(folder));
+  if (!layout.isServed() || !database.isRegular()) return whyNotServed(layout.kind);
   return isReadable(path) ? std::string() : kNotPermitted;
 }
 

@@ -24,17 +24,6 @@ struct LibraryCounts {
 // nothing, and does not change the databases' count of users.
 LibraryCounts countLibrary(LibraryDatabases& databases);
 
-enum class LibraryKind : std::uint8_t {
-  None,
-  Served,       // iPhoto 9, Aperture 3: Database/apdb/Library.apdb
-  Photos,       // database/Photos.sqlite, or database/photos.db before macOS 10.15
-  OlderIPhoto,  // iPhoto 8 and before: AlbumData.xml alone
-  OlderAperture,
-};
-
-// Determines a folder's kind from the files in it, never from its name. Opens none of them.
-LibraryKind kindOfLibrary(const std::string& folder);
-
 // Why a folder cannot be read as a library, for the user; empty when it can. Checks a few files, and opens
 // none.
 std::string whyUnreadable(const std::string& folder);

@@ -98,14 +98,11 @@ TEST(LibrarySummary, namesTheKindsOfLibrariesThatAreNotServed) {
     std::ofstream{path} << "x";
     return whyNoLibrary(folder.path().string());
   };
-  EXPECT_EQ(why("AlbumData.xml"),
-            "This is a library of iPhoto 8 or older. Open it once with iPhoto 9, which converts it.");
   EXPECT_EQ(why("Aperture.aplib/Library.apdb"),
             "This is a library of Aperture 1 or 2. Open it once with Aperture 3, which converts it.");
-  for (const char* photos : {"database/photos.db", "database/Photos.sqlite"}) {
-    EXPECT_EQ(why(photos),
-              "This is a library of Photos. Only libraries of iPhoto 9 and Aperture 3 are served.");
-  }
+  for (const char* served :
+       {"AlbumData.xml", "database/photos.db", "database/Photos.sqlite", "Database/Library.apdb"})
+    EXPECT_EQ(why(served), "") << served;
   EXPECT_EQ(why("Database/apdb/Faces.db"),
             "The library's file Database/apdb/Library.apdb is missing. Copy the library again.");
   EXPECT_THAT(why("other"), testing::StartsWith("This folder is not a photo library."));

@@ -104,18 +104,21 @@ class Answers:
             if file.exists():
                 data = plistlib.loads(file.read_bytes())
                 lists = {}
-                found = [data.get("List of Albums"), data.get("List of Rolls")]
-                entries = [entry for list_ in found if isinstance(list_, list) for entry in list_]
-                for entry in entries:
-                    if not isinstance(entry, dict):
-                        continue
-                    key = entry.get("GUID", entry.get("ProjectUuid"))
-                    text = entry.get("KeyListString")
-                    keys = entry.get("KeyList", []) if text is None else text.split(",") if text else []
-                    if isinstance(key, str):
-                        lists[key.encode()] = [int(one) for one in keys]
+                for name in ("List of Albums", "List of Rolls"):
+                    entries = data.get(name)
+                    for entry in entries if isinstance(entries, list) else []:
+                        if isinstance(entry, dict):
+                            self.add_saved(lists, entry)
                 return lists, self.is_in_step(lists)
         return None
+
+    @staticmethod
+    def add_saved(lists, entry):
+        key, text, keys = entry.get("GUID", entry.get("ProjectUuid")), entry.get("KeyListString"), entry.get("KeyList")
+        if isinstance(text, str):
+            keys = text.split(",") if text else []
+        if isinstance(key, str) and isinstance(keys, list):
+            lists[key.encode()] = [int(one) if str(one).isdecimal() else -1 for one in keys]
 
     def is_in_step(self, lists):
         if b"allPhotosAlbum" in lists and set(lists[b"allPhotosAlbum"]) != self.all_live:

@@ -8,18 +8,12 @@ namespace moxtel {
 
 namespace {
 
-// The queries only read and count rows.
-int authorize(void*, int action, const char*, const char* name, const char*, const char*) {
-  switch (action) {
-    case SQLITE_SELECT:
-    case SQLITE_READ:
-    case SQLITE_TRANSACTION:
-      return SQLITE_OK;
-    case SQLITE_FUNCTION:
-      return name && sqlite3_stricmp(name, "count") == 0 ? SQLITE_OK : SQLITE_DENY;
-    default:
-      return SQLITE_DENY;
-  }
+// What views of other kinds of libraries call.
+constexpr const char* kFunctionsOfViews[] = {"coalesce", "nullif", "printf", "substr", "like", "min", "max"};
+
+bool isFunctionOfViews(const char* name) {
+  return std::any_of(std::begin(kFunctionsOfViews), std::end(kFunctionsOfViews),
+                     [name](const char* each) { return sqlite3_stricmp(name, each) == 0; });
 }
 
 // A row takes at least 8 bytes: its place, its length, its number and its types. No query needs more than a
@@ -36,6 +30,25 @@ int waitWhileBusy(void* budget, int) { return static_cast<BusyBudget*>(budget)->
 std::string plainName(const std::string& path) { return path.starts_with("file:") ? "./" + path : path; }
 
 }  // namespace
+
+// The queries only read and count rows.
+int DatabaseConnection::authorize(void* self, int action, const char*, const char* name, const char*,
+                                  const char*) {
+  switch (action) {
+    case SQLITE_SELECT:
+    case SQLITE_READ:
+    case SQLITE_TRANSACTION:
+      return SQLITE_OK;
+    case SQLITE_FUNCTION: {
+      const bool mayCall = static_cast<const DatabaseConnection*>(self)->schema_.callsFunctions;
+      if (!name) return SQLITE_DENY;
+      return sqlite3_stricmp(name, "count") == 0 || (mayCall && isFunctionOfViews(name)) ? SQLITE_OK
+                                                                                         : SQLITE_DENY;
+    }
+    default:
+      return SQLITE_DENY;
+  }
+}
 
 bool BusyBudget::wait() {
   constexpr Milliseconds kStep{10};
@@ -54,7 +67,21 @@ DatabaseConnection::DatabaseConnection(const std::string& path, GuardedVfs& vfs,
                                 access | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE, vfs.name());
   if (!opened()) return;
   configure(budget);
-  limitWork(path, budget);
+  limitWork(stampOf(path).size + stampOf(path + "-wal").size, budget);
+}
+
+DatabaseConnection::DatabaseConnection(std::span<const std::uint8_t> image, BusyBudget& budget,
+                                       const SchemaAdapter& adapter)
+    : adapter_(adapter) {
+  openResult_ = sqlite3_open_v2(":memory:", &database_, SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX, nullptr);
+  if (!opened()) return;
+  // SQLite does not write to an image that is only for reading.
+  openResult_ = sqlite3_deserialize(database_, "main", const_cast<unsigned char*>(image.data()),
+                                    static_cast<sqlite3_int64>(image.size()),
+                                    static_cast<sqlite3_int64>(image.size()), SQLITE_DESERIALIZE_READONLY);
+  if (!opened()) return;
+  configure(budget);
+  limitWork(image.size(), budget);
 }
 
 DatabaseConnection::~DatabaseConnection() {
@@ -75,13 +102,12 @@ void DatabaseConnection::configure(BusyBudget& budget) {
   // 100,000 photos reads the same pages again and again.
   sqlite3_exec(database_, "PRAGMA temp_store=MEMORY; PRAGMA cell_size_check=ON; PRAGMA cache_size=-32768",
                nullptr, nullptr, nullptr);
-  sqlite3_set_authorizer(database_, &authorize, nullptr);
+  sqlite3_set_authorizer(database_, &authorize, this);
   sqlite3_busy_handler(database_, &waitWhileBusy, &budget);
 }
 
-void DatabaseConnection::limitWork(const std::string& path, const BusyBudget& budget) {
+void DatabaseConnection::limitWork(std::uint64_t bytes, const BusyBudget& budget) {
   budget_ = &budget;
-  const std::uint64_t bytes = stampOf(path).size + stampOf(path + "-wal").size;
   mostRows_ = std::max(kLeastRows, bytes / kBytesPerRow);
   mostWork_ = std::max(kLeastSteps, bytes * kStepsPerByte) / kStepsPerCall;
   const auto called = [](void* self) {
@@ -99,12 +125,12 @@ void DatabaseConnection::adaptSchema() {
   AdaptedSchema schema = adapter_(database_);
   observe(schema.code);
   if (schema.code != SQLITE_OK) return;
+  schema_ = std::move(schema);
   sqlite3_set_authorizer(database_, nullptr, nullptr);
-  for (const std::string& view : schema.views) {
+  for (const std::string& view : schema_.views) {
     observe(sqlite3_exec(database_, view.c_str(), nullptr, nullptr, nullptr));
   }
-  sqlite3_set_authorizer(database_, &authorize, nullptr);
-  schema_ = std::move(schema);
+  sqlite3_set_authorizer(database_, &authorize, this);
   isAdapted_ = true;
 }
 

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <span>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -54,11 +55,13 @@ struct PreparedStatement final {
 
 class DatabaseConnection final {
  public:
-  // Opens the file; opened() says whether that worked. Borrows vfs, budget and adapter, which makes the
+  // Opens the file; opened() says whether that worked. Borrows vfs and budget. The adapter makes the
   // temporary views before the first query. writable: a private copy, which SQLite may have to repair before
   // it can be read.
   DatabaseConnection(const std::string& path, GuardedVfs& vfs, bool writable, BusyBudget& budget,
                      const SchemaAdapter& adapter);
+  // Opens a whole database that lies in memory, which must live as long as this object.
+  DatabaseConnection(std::span<const std::uint8_t> image, BusyBudget& budget, const SchemaAdapter& adapter);
   ~DatabaseConnection();
   DatabaseConnection(const DatabaseConnection&) = delete;
   DatabaseConnection& operator=(const DatabaseConnection&) = delete;
@@ -105,7 +108,8 @@ class DatabaseConnection final {
 
  private:
   void configure(BusyBudget& budget);
-  void limitWork(const std::string& path, const BusyBudget& budget);
+  void limitWork(std::uint64_t bytes, const BusyBudget& budget);
+  static int authorize(void* self, int action, const char*, const char* name, const char*, const char*);
   void adaptSchema();
   std::shared_ptr<PreparedStatement> prepare(std::string_view sql);
   bool runOnce(sqlite3_stmt*& kept, const char* sql);
@@ -115,7 +119,7 @@ class DatabaseConnection final {
   std::uint64_t transactions_ = 0;
   bool isDoubtful_ = false;
   int damage_ = SQLITE_OK;
-  const SchemaAdapter& adapter_;
+  const SchemaAdapter adapter_;
   AdaptedSchema schema_;
   bool isAdapted_ = false;
   std::uint64_t mostRows_ = 0;

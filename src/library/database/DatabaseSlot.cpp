@@ -10,15 +10,17 @@ DatabaseSlot::DatabaseSlot(const LibrarySeams& seams, GuardedVfs& readOnly, Mess
     : seams_(seams),
       readOnly_(readOnly),
       messages_(messages),
-      adapter_(std::move(adapter)),
+      reading_{std::move(adapter), {}},
       budget_(seams.sleep, seams.isEnding) {}
 
-void DatabaseSlot::setPath(const std::optional<std::string>& path) {
+void DatabaseSlot::setPath(const std::optional<std::string>& path, Reading reading) {
+  reading_ = std::move(reading);
   if (path == path_) return;
   close();
   copy_.reset();
   copyFailed_ = false;
   isExhausted_ = false;
+  filled_.reset();
   names_.reset();
   lastMessage_.clear();
   path_ = path;
@@ -50,6 +52,7 @@ bool DatabaseSlot::isUnchanged() const {
 }
 
 int DatabaseSlot::openOriginal() {
+  if (reading_.fill) return openFilled();
   if (copy_) return connect(copy_->path(), copy_->vfs(), true);
   const int code = connect(names_->file(), readOnly_, false);
   if (code != SQLITE_OK || readOnly_.grantedLocks()) return code;
@@ -57,11 +60,36 @@ int DatabaseSlot::openOriginal() {
   return openCopy(Reason::NoLocks) ? SQLITE_OK : SQLITE_CANTOPEN;
 }
 
+// The database in memory is made once for each state of the file.
+int DatabaseSlot::openFilled() {
+  if (!filled_ || !(filledStamp_ == stamp_.file)) {
+    filled_ = reading_.fill(names_->file());
+    filledStamp_ = stamp_.file;
+    if (!filled_->error.empty()) reportFilling("cannot be read: " + filled_->error + ".", "Error");
+    if (!filled_->mended.empty()) reportFilling("is odd: " + filled_->mended + ".", "Info");
+  }
+  if (filled_->bytes.empty()) return SQLITE_CANTOPEN;
+  auto connection = std::make_shared<std::pair<std::shared_ptr<const AlbumDataDatabase>, DatabaseConnection>>(
+      std::piecewise_construct, std::forward_as_tuple(filled_),
+      std::forward_as_tuple(std::span<const std::uint8_t>(filled_->bytes), budget_, reading_.adapter));
+  const int code = connection->second.openResult();
+  if (code == SQLITE_OK) connection_ = {connection, &connection->second};
+  readsCopy_ = false;
+  return code;
+}
+
+void DatabaseSlot::reportFilling(const std::string& what, const char* title) {
+  const std::string line = "'" + *path_ + "' " + what;
+  if (line == lastMessage_) return;
+  lastMessage_ = line;
+  messages_.showTitle(title, line);
+}
+
 int DatabaseSlot::connect(const std::string& path, GuardedVfs& vfs, bool writable) {
   // The copy lives as long as a connection to it.
   auto connection = std::make_shared<std::pair<std::shared_ptr<PrivateCopy>, DatabaseConnection>>(
       std::piecewise_construct, std::forward_as_tuple(writable ? copy_ : nullptr),
-      std::forward_as_tuple(path, vfs, writable, budget_, adapter_));
+      std::forward_as_tuple(path, vfs, writable, budget_, reading_.adapter));
   const int code = connection->second.openResult();
   if (code == SQLITE_OK) connection_ = {connection, &connection->second};
   if (code == SQLITE_OK && isExhausted_) connection_->exhaustWork();

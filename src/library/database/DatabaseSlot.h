@@ -15,6 +15,7 @@
 #include "library/database/DatabaseProblems.h"
 #include "library/database/LibrarySeams.h"
 #include "library/database/PrivateCopy.h"
+#include "library/kinds/AlbumDataDatabase.h"
 
 namespace moxtel {
 
@@ -25,8 +26,13 @@ class DatabaseSlot final {
   // Borrows seams, readOnly and messages.
   DatabaseSlot(const LibrarySeams& seams, GuardedVfs& readOnly, Messages& messages, SchemaAdapter adapter);
 
+  // How a file is read: what adapts its schema, and for a file that is no database, what makes one of it.
+  struct Reading {
+    SchemaAdapter adapter;
+    std::function<std::shared_ptr<const AlbumDataDatabase>(const std::string& path)> fill;
+  };
   // Changes to another file, or to none, and closes the connection.
-  void setPath(const std::optional<std::string>& path);
+  void setPath(const std::optional<std::string>& path, Reading reading);
   const std::optional<std::string>& path() const { return path_; }
 
   // Opens the file, unless the file in its current state is already open. Returns an SQLite result code.
@@ -62,6 +68,8 @@ class DatabaseSlot final {
   bool isUnchanged() const;
   int openOriginal();
   bool openCopy(Reason reason);
+  int openFilled();
+  void reportFilling(const std::string& what, const char* title);
   int connect(const std::string& path, GuardedVfs& vfs, bool writable);
   bool makeCopy(Reason reason);
   void report(Reason reason, const std::string& failure);
@@ -69,7 +77,7 @@ class DatabaseSlot final {
   const LibrarySeams& seams_;
   GuardedVfs& readOnly_;
   Messages& messages_;
-  const SchemaAdapter adapter_;
+  Reading reading_;
   std::optional<std::string> path_;
   bool wasTried_ = false;
   std::optional<DatabaseNames> names_;
@@ -78,6 +86,8 @@ class DatabaseSlot final {
   BusyBudget budget_;
   // Declared before connection_, which uses its file system; queries hold it through the connection.
   std::shared_ptr<PrivateCopy> copy_;
+  std::shared_ptr<const AlbumDataDatabase> filled_;  // from the file in the state filledStamp_
+  FileStamp filledStamp_;
   bool copyFailed_ = false;   // in this command
   bool isExhausted_ = false;  // in this command: a query had more rows, or took more work, than it may
   std::shared_ptr<DatabaseConnection> connection_;

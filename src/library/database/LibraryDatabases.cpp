@@ -17,11 +17,6 @@ namespace {
 
 constexpr EventLoop::Duration kIdleUntilClosed{5000};
 
-// By DatabaseFile.
-constexpr std::array kNames{"Database/apdb/Library.apdb", "Database/apdb/ImageProxies.apdb",
-                            "Database/apdb/Properties.apdb", "Database/apdb/Faces.db"};
-constexpr std::array kAdapters{&adaptLibrary, &adaptImageProxies, &adaptProperties, &adaptFaces};
-
 }  // namespace
 
 LibrarySeams::LibrarySeams()
@@ -39,20 +34,43 @@ LibraryDatabases::LibraryDatabases(EventLoop& loop, Messages& messages, LibraryS
       readOnly_(std::make_unique<GuardedVfs>(std::string(), seams_.grantsLocks)),
       problems_(messages) {
   PrivateCopy::sweep(seams_.temporaryFolder);
+  layout_ = layoutOfLibrary({});
   for (std::size_t i = 0; i < slots_.size(); ++i) {
-    slots_[i] = std::make_unique<DatabaseSlot>(seams_, *readOnly_, messages, kAdapters[i]);
+    ownSlots_[i] = std::make_unique<DatabaseSlot>(seams_, *readOnly_, messages, layout_.adapters[i]);
+    slots_[i] = ownSlots_[i].get();
   }
 }
 
 LibraryDatabases::~LibraryDatabases() = default;
 
 void LibraryDatabases::useLibrary(const std::optional<std::string>& libraryPath) {
+  libraryPath_ = libraryPath;
+  layout_ = layoutOfLibrary(libraryPath.value_or(std::string()));
+  useLayout();
+}
+
+void LibraryDatabases::useLayout() {
   const auto before = pathOf(DatabaseFile::Library);
   for (std::size_t i = 0; i < slots_.size(); ++i) {
-    slots_[i]->setPath(libraryPath ? std::optional(appendingPathComponent(*libraryPath, kNames[i]))
-                                   : std::nullopt);
+    std::size_t owner = 0;
+    while (layout_.databaseFiles[owner] != layout_.databaseFiles[i]) ++owner;
+    slots_[i] = ownSlots_[owner].get();
+    DatabaseSlot::Reading reading{layout_.adapters[i], {}};
+    if (layout_.isFilledFromFile) reading.fill = &readAlbumDataDatabase;
+    std::optional<std::string> path;
+    if (libraryPath_ && owner == i) path = appendingPathComponent(*libraryPath_, layout_.databaseFiles[i]);
+    ownSlots_[i]->setPath(path, std::move(reading));
   }
   if (pathOf(DatabaseFile::Library) != before) problems_.forget();
+}
+
+// The disk of a library may come after the program has started, and only then shows its kind.
+void LibraryDatabases::recognizeLateLibrary() {
+  if (!libraryPath_ || layout_.kind != LibraryKind::None) return;
+  LibraryLayout now = layoutOfLibrary(*libraryPath_);
+  if (now.kind == LibraryKind::None) return;
+  layout_ = std::move(now);
+  useLayout();
 }
 
 std::optional<std::string> LibraryDatabases::pathOf(DatabaseFile file) const { return slot(file).path(); }
@@ -185,6 +203,7 @@ void LibraryDatabases::armIdleTimer() {
 }
 
 void LibraryDatabases::beginCommand() {
+  recognizeLateLibrary();
   failures_->any = false;
   for (auto& each : slots_) each->beginCommand();
 }

@@ -15,6 +15,7 @@
 #include "library/database/DatabaseProblems.h"
 #include "library/database/LibrarySeams.h"
 #include "library/database/Query.h"
+#include "library/kinds/LibraryKind.h"
 #include "value/Value.h"
 
 namespace moxtel {
@@ -39,6 +40,8 @@ class LibraryDatabases final {
 
   // Uses the four files of this library from now on; no files if there is no path.
   void useLibrary(const std::optional<std::string>& libraryPath);
+  // Of the library in use; of iPhoto if there is none.
+  const LibraryLayout& layout() const { return layout_; }
   std::optional<std::string> pathOf(DatabaseFile file) const;
 
   // Open and close a database for one caller. Only the openings of Library.apdb are counted. A failed opening
@@ -98,7 +101,13 @@ class LibraryDatabases final {
   EventLoop& loop_;
   const LibrarySeams seams_;
   std::unique_ptr<GuardedVfs> readOnly_;
-  std::array<std::unique_ptr<DatabaseSlot>, DatabaseProblems::kFiles> slots_;  // by DatabaseFile
+  void useLayout();
+  void recognizeLateLibrary();
+
+  std::array<std::unique_ptr<DatabaseSlot>, DatabaseProblems::kFiles> ownSlots_;
+  std::array<DatabaseSlot*, DatabaseProblems::kFiles> slots_{};  // by DatabaseFile; one for equal files
+  std::optional<std::string> libraryPath_;
+  LibraryLayout layout_;
   DatabaseProblems problems_;
   std::int32_t openCount_ = 0;
   std::int32_t result_ = 0;

@@ -20,6 +20,10 @@ struct AdaptedSchema {
   // The statements "CREATE TEMP VIEW …", in the order in which they are run; none for a database that has all
   // that the queries ask for.
   std::vector<std::string> views;
+  // Whether the views call functions of SQLite.
+  bool callsFunctions = false;
+  // Of the application, as far as the database says it: "Photos 5"; else empty.
+  std::string version;
   // What the queries ask for and neither the tables nor the views have, for the user: "table RKNote", "column
   // RKFolder.name".
   std::vector<std::string> missing;

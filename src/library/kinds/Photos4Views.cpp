@@ -168,6 +168,7 @@ AdaptedSchema adaptPhotos4(sqlite3* database, HiddenPhotos hidden) {
       if (lookForColumn(database, table.name, column) != SQLITE_OK)
         schema.missing.push_back("column " + std::string(table.name) + "." + column);
   }
+  schema.callsFunctions = true;
   schema.isWithoutTables = missingTables == std::size(kTables);
   if (schema.code != SQLITE_OK || !schema.missing.empty()) return schema;
   for (const char* each : kTablesInMemory) schema.views.emplace_back(each);

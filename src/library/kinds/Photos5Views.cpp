@@ -365,6 +365,7 @@ AdaptedSchema adaptPhotos5(sqlite3* database, HiddenPhotos hidden) {
   AdaptedSchema schema;
   schema.code = finder.code();
   schema.missing = finder.missing();
+  schema.callsFunctions = true;
   schema.isWithoutTables = names.assets.empty();
   if (schema.code != SQLITE_OK || !schema.missing.empty()) return schema;
   schema.views = Photos5Schema(names, hidden, hasMigratedEvents(database)).statements();

@@ -1,0 +1,48 @@
+#include "library/kinds/AlbumDataDatabase.h"
+
+#include <new>
+#include <optional>
+
+#include "library/albumdata/AlbumDataFile.h"
+#include "library/albumdata/LenientPropertyList.h"
+#include "library/kinds/AlbumDataTables.h"
+#include "library/kinds/EntrySink.h"
+
+namespace moxtel {
+
+namespace {
+
+// An album of a million photos takes 64 MB.
+constexpr PropertyListLimits kOneEntry{.depth = 64, .bytes = 256 << 20};
+constexpr std::size_t kMostBinaryBytes = 1 << 30;
+
+}  // namespace
+
+std::shared_ptr<const AlbumDataDatabase> readAlbumDataDatabase(const std::string& albumDataPath) {
+  auto made = std::make_shared<AlbumDataDatabase>();
+  try {
+    std::optional<AlbumDataTables> tables;
+    std::optional<EntrySink> sink;
+    const auto freshSink = [&]() -> PropertyListSink& {
+      tables.emplace();
+      return sink.emplace(
+          std::vector{kArchivePath, kMasterImageList, kListOfAlbums, kListOfRolls, kListOfFaces}, kOneEntry,
+          [&tables](const std::string& list, const std::string& key, const Value& entry) {
+            tables->take(list, key, entry);
+          });
+    };
+    LenientReading reading = readLenientPropertyListFile(albumDataPath, kMostBinaryBytes, freshSink);
+    made->error = std::move(reading.error);
+    made->mended = std::move(reading.mended);
+    if (reading.wasRead) {
+      made->bytes = tables->finish();
+      made->photos = tables->photos();
+    }
+  } catch (const std::bad_alloc&) {
+    made->error = "there is not enough memory for it";
+    made->bytes.clear();
+  }
+  return made;
+}
+
+}  // namespace moxtel

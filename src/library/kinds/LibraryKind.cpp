@@ -1,0 +1,97 @@
+#include "library/kinds/LibraryKind.h"
+
+#include <cerrno>
+
+#include "library/PathNames.h"
+#include "library/kinds/PhotosViews.h"
+#include "platform/files/Files.h"
+
+namespace moxtel {
+
+namespace {
+
+constexpr std::array kDatabaseNames{"Library.apdb", "ImageProxies.apdb", "Properties.apdb", "Faces.db"};
+const std::array<SchemaAdapter, 4> kIPhotoAdapters{&adaptLibrary, &adaptImageProxies, &adaptProperties,
+                                                   &adaptFaces};
+
+bool hasFile(const std::string& folder, std::string_view file) {
+  return stampOf(appendingPathComponent(folder, file)).isRegular();
+}
+
+LibraryLayout iPhotoLayout(LibraryKind kind, std::string_view folderOfDatabases) {
+  LibraryLayout layout;
+  layout.kind = kind;
+  layout.adapters = kIPhotoAdapters;
+  for (std::size_t i = 0; i < kDatabaseNames.size(); ++i)
+    layout.databaseFiles[i] = appendingPathComponent(folderOfDatabases, kDatabaseNames[i]);
+  return layout;
+}
+
+LibraryLayout layoutOfOneFile(LibraryKind kind, const std::string& file, const SchemaAdapter& adapter) {
+  LibraryLayout layout;
+  layout.kind = kind;
+  layout.databaseFiles.fill(file);
+  layout.adapters.fill(adapter);
+  layout.hasPathCandidates = true;
+  layout.hasPhotoApplication = false;
+  return layout;
+}
+
+}  // namespace
+
+LibraryKind kindOfLibrary(const std::string& folder) {
+  // Photos 5 leaves a photos.db without contents beside its own database.
+  if (hasFile(folder, "database/Photos.sqlite")) return LibraryKind::Photos5;
+  if (hasFile(folder, "database/photos.db")) return LibraryKind::Photos4;
+  if (hasFile(folder, "Database/apdb/Library.apdb") || hasFile(folder, "Database/Library.apdb"))
+    return LibraryKind::IPhoto;
+  // Not permitted: then the user must be told, and not be served another file instead.
+  if (stampOf(appendingPathComponent(folder, "Database/apdb/Library.apdb")).error == EACCES)
+    return LibraryKind::IPhoto;
+  if (hasFile(folder, "AlbumData.xml")) return LibraryKind::AlbumDataOnly;
+  return hasFile(folder, "Aperture.aplib/Library.apdb") ? LibraryKind::OlderAperture : LibraryKind::None;
+}
+
+LibraryLayout layoutOfLibrary(const std::string& folder) {
+  const LibraryKind kind = kindOfLibrary(folder);
+  switch (kind) {
+    case LibraryKind::Photos5:
+      return layoutOfOneFile(kind, "database/Photos.sqlite", [](sqlite3* database) {
+        return adaptPhotos5(database, HiddenPhotos::LeaveOut);
+      });
+    case LibraryKind::Photos4:
+      return layoutOfOneFile(kind, "database/photos.db", [](sqlite3* database) {
+        return adaptPhotos4(database, HiddenPhotos::LeaveOut);
+      });
+    case LibraryKind::AlbumDataOnly: {
+      LibraryLayout layout = layoutOfOneFile(kind, "AlbumData.xml", [](sqlite3*) { return AdaptedSchema{}; });
+      layout.isFilledFromFile = true;
+      return layout;
+    }
+    case LibraryKind::IPhoto:
+    case LibraryKind::OlderAperture:
+    case LibraryKind::None:
+      break;
+  }
+  const bool isFlat =
+      !hasFile(folder, "Database/apdb/Library.apdb") && hasFile(folder, "Database/Library.apdb");
+  return iPhotoLayout(kind, isFlat ? "Database" : "Database/apdb");
+}
+
+std::string nameOf(LibraryKind kind) {
+  switch (kind) {
+    case LibraryKind::Photos4:
+    case LibraryKind::Photos5:
+      return "Photos";
+    case LibraryKind::AlbumDataOnly:
+      return "iPhoto (AlbumData.xml only)";
+    case LibraryKind::OlderAperture:
+      return "Aperture 1 or 2";
+    case LibraryKind::IPhoto:
+    case LibraryKind::None:
+      break;
+  }
+  return "iPhoto or Aperture";
+}
+
+}  // namespace moxtel
