@@ -4,6 +4,7 @@
 
 #include "library/ImageFiles.h"
 #include "library/Messages.h"
+#include "pictures/codec/Jpeg.h"
 #include "pictures/codec/PictureDecoder.h"
 #include "platform/system/SystemLog.h"
 
@@ -54,7 +55,8 @@ void ImageCommands::squareThumbOfPhoto(const CommandRequest& request, ReplyChann
     return;
   }
   const auto path = files_.thumbnailPathWithUuid(key, true, request["isFace"].boolValue());
-  if (auto data = dataOf(path)) {
+  auto data = files_.partOfPicture() ? partOf(path, *files_.partOfPicture()) : dataOf(path);
+  if (data) {
     reply.sendToClientResultData(*std::move(data));
     return;
   }
@@ -90,6 +92,18 @@ void ImageCommands::fullscreenImageOfPhoto(const CommandRequest& request, ReplyC
     return;
   }
   sendFile(files_.thumbnailPathWithUuid(key, false, false), kNoImage, reply);
+}
+
+std::optional<ReplyData> ImageCommands::partOf(const std::optional<std::string>& path,
+                                               const SquareInPicture& square) {
+  const OpenFile file = files_.open(path);
+  const auto pixels = file.state == FileState::Open ? decoder_.pixelsOf(file) : std::nullopt;
+  if (!pixels) return std::nullopt;
+  const PixelBuffer part = cutOut(*pixels, square);
+  PixelBufferSource source(part);
+  std::optional<Bytes> jpeg = moxtel::jpegOf(source);
+  if (!jpeg) return std::nullopt;
+  return *std::move(jpeg);
 }
 
 std::optional<ReplyData> ImageCommands::dataOf(const std::optional<std::string>& path) {

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "commands/CommandHandler.h"
+#include "pictures/codec/Cropping.h"
 #include "platform/files/FileReader.h"
 
 namespace moxtel {
@@ -39,6 +40,7 @@ class ImageCommands final {
   void fullscreenImageOfPhoto(const CommandRequest& request, ReplyChannel& reply);
   // Nothing if the file is missing, unreadable or too large.
   std::optional<ReplyData> dataOf(const std::optional<std::string>& path);
+  std::optional<ReplyData> partOf(const std::optional<std::string>& path, const SquareInPicture& square);
   // Sends the file's content as the result, or the error.
   void sendFile(const std::optional<std::string>& path, std::string_view error, ReplyChannel& reply);
   std::optional<Bytes> jpegOfImage(const Value& key);

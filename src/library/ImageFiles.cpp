@@ -61,7 +61,7 @@ ImageFiles::ImageFiles(const LibraryLocation& location, LibraryDatabases& databa
 std::optional<std::string> ImageFiles::base(std::string_view folder) const {
   const auto& library = location_.libraryPath();
   if (!library) return std::nullopt;
-  return appendingPathComponent(*library, folder);
+  return databases_.layout().hasPathCandidates ? *library : appendingPathComponent(*library, folder);
 }
 
 std::optional<std::string> ImageFiles::masterPathBase() const { return base("Masters"); }
@@ -70,8 +70,43 @@ std::optional<std::string> ImageFiles::previewPathBase() const { return base("Pr
 
 std::optional<std::string> ImageFiles::below(const std::optional<std::string>& base, const Value& relative) {
   reference_.reset();
+  part_.reset();
   if (!base || relative.isNil()) return std::nullopt;
-  return appendingPathComponent(*base, relative.string());
+  std::string_view candidates = relative.string();
+  if (!databases_.layout().hasPathCandidates) return appendingPathComponent(*base, candidates);
+  std::optional<std::string> first;
+  while (!candidates.empty()) {
+    const std::size_t end = std::min(candidates.find('\n'), candidates.size());
+    std::string path = appendingPathComponent(*base, candidates.substr(0, end));
+    if (files_.exists(*base, path)) return path;
+    if (!first) first = std::move(path);
+    candidates.remove_prefix(std::min(end + 1, candidates.size()));
+  }
+  return first;
+}
+
+// A library of Photos has a file for the face, or tells where in the picture it is.
+std::optional<std::string> ImageFiles::facePathOf(const Value& identifier, const Value& thumbnail) {
+  const Value albums = faces_.facesAlbums();
+  const auto shows = [&](const Value& album) { return album["KeyPhotoKey"] == identifier; };
+  const auto person = std::find_if(albums.array().begin(), albums.array().end(), shows);
+  if (person == albums.array().end()) return below(thumbnailPathBase(), thumbnail);
+  Value tile;
+  std::optional<SquareInPicture> part;
+  {
+    Query query = databases_.runUnlogged(
+        DatabaseFile::Faces,
+        "SELECT tilePath,centerX,centerY,size FROM RKDetectedFace WHERE faceKey = %d AND masterUuid = '%@'",
+        {(*person)["FaceKey"], (*person)["MasterKey"]});
+    if (query.step()) {
+      tile = query.stringColumn(0);
+      part = SquareInPicture{query.realColumn(1), query.realColumn(2), query.realColumn(3)};
+    }
+  }
+  const auto path =
+      below(thumbnailPathBase(), tile.isNil() ? thumbnail : Value(format("%@\n%@", tile, thumbnail)));
+  if (path && !(!tile.isNil() && path->ends_with(tile.string()))) part_ = part;
+  return path;
 }
 
 std::optional<std::string> ImageFiles::thumbnailPathWithUuid(const Value& identifier, bool mini, bool face) {
@@ -79,6 +114,9 @@ std::optional<std::string> ImageFiles::thumbnailPathWithUuid(const Value& identi
   const ProxyPaths paths = proxyPathsOf(identifier, mini);
   databases_.closeProxiesDB();
   if (!face) return below(thumbnailPathBase(), paths.thumbnail);
+  if (paths.faceTile.isNil() && databases_.layout().hasPathCandidates) {
+    return facePathOf(identifier, proxyPathsOf(identifier, false).thumbnail);
+  }
   if (paths.faceTile.isNil()) {
     NSLog("DID NOT found faceTilePath: %@", nullptr);  // kept without a name: logs are searched for it
     return below(thumbnailPathBase(), paths.thumbnail);

@@ -11,6 +11,7 @@
 #include <string>
 #include <string_view>
 
+#include "pictures/codec/Cropping.h"
 #include "pictures/codec/PixelBuffer.h"
 #include "platform/files/FileReader.h"
 #include "value/Value.h"
@@ -35,6 +36,9 @@ class ImageFiles final {
   // The identifier is a version uuid or a decimal version id.
   std::optional<std::string> thumbnailPathWithUuid(const Value& identifier, bool mini, bool face);
   std::optional<std::string> pathNameOfImageWithUuid(const Value& uuid);
+  // The part of the last path's picture that was asked for: a face, in a library that keeps no files of
+  // faces.
+  const std::optional<SquareInPicture>& partOfPicture() const { return part_; }
   // Degrees; 0 for an unknown uuid.
   std::int32_t rotationOfVersionId(const Value& uuid);
 
@@ -58,7 +62,9 @@ class ImageFiles final {
   };
   ProxyPaths proxyPathsOf(const Value& identifier, bool mini);
   std::int32_t faceIndexOf(const Value& identifier);
+  // Of several candidates the first that exists, or the first one.
   std::optional<std::string> below(const std::optional<std::string>& base, const Value& relative);
+  std::optional<std::string> facePathOf(const Value& identifier, const Value& thumbnail);
   std::optional<std::string> base(std::string_view folder) const;
   Value fullSizePreviewPath(const Value& uuid);
   Value masterImagePath(const Value& masterUuid);
@@ -75,6 +81,7 @@ class ImageFiles final {
   LibraryDatabases& databases_;
   Faces& faces_;
   LibraryFiles& files_;
+  std::optional<SquareInPicture> part_;
   std::optional<Reference> reference_;  // of the last path, if the user named folders
 };
 

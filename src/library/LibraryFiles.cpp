@@ -13,6 +13,10 @@ FoundFile LibraryFiles::openBelow(const std::string& folder, std::string_view pa
   return reported(finder_.openBelow(folder, path));
 }
 
+bool LibraryFiles::exists(std::string_view libraryPath, std::string_view path) {
+  return finder_.find(libraryPath, path).file.state == FileState::Open;
+}
+
 bool LibraryFiles::permits(std::string_view libraryPath, std::string_view path) {
   return !reported(finder_.find(libraryPath, path)).linkOut;
 }

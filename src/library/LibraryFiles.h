@@ -21,6 +21,8 @@ class LibraryFiles final {
   // See LibraryFileFinder.
   FoundFile open(std::string_view libraryPath, std::string_view path);
   FoundFile openBelow(const std::string& folder, std::string_view path);
+  // Whether open() would open it.
+  bool exists(std::string_view libraryPath, std::string_view path);
   // For files that something else opens by their path: false if a link leads out of the library.
   bool permits(std::string_view libraryPath, std::string_view path);
 

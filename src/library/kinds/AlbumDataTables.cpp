@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <charconv>
 
-#include "library/LibraryFileFinder.h"
+#include "library/FileNameForms.h"
 #include "library/albumdata/AlbumDataFile.h"
 #include "value/NumberText.h"
 

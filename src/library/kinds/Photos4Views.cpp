@@ -119,7 +119,10 @@ constexpr const char* kOtherViews[] = {
     "CREATE TEMP VIEW RKDetectedFace AS SELECT f.modelId AS rowid, f.modelId AS modelId, v.masterUuid AS "
     "masterUuid, f.personId AS faceKey, (SELECT count(*) FROM main.RKFace o WHERE o.imageModelId = "
     "f.imageModelId "
-    "AND o.modelId < f.modelId) AS faceIndex, f.centerX AS centerX, f.centerY AS centerY, f.size AS size "
+    "AND o.modelId < f.modelId) AS faceIndex, (SELECT "
+    "printf('resources/media/face/%02x/%02x/facetile_%x.jpeg', r.modelId >> 8 & 255, r.modelId >> 16, "
+    "r.modelId) FROM main.RKModelResource r WHERE r.attachedModelId = f.modelId AND r.attachedModelType = 5 "
+    "AND r.resourceType = 6 LIMIT 1) AS tilePath, f.centerX AS centerX, f.centerY AS centerY, f.size AS size "
     "FROM "
     "main.RKFace f JOIN main.RKVersion v ON v.modelId = f.imageModelId WHERE {SHOWN}",
     "CREATE TEMP VIEW RKFaceName AS SELECT rowid, rowid AS modelId, uuid, name, coalesce(keyVersionUuid, "

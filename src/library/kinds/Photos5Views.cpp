@@ -261,7 +261,8 @@ constexpr const char* kOtherViews[] = {
     "stringId WHERE 0",
     "CREATE TEMP VIEW RKDetectedFace AS SELECT d.Z_PK AS rowid, d.Z_PK AS modelId, s.ZUUID AS masterUuid, "
     "d.{FACE_PERSON} AS faceKey, (SELECT count(*) FROM main.ZDETECTEDFACE o WHERE o.{FACE_ASSET} = "
-    "d.{FACE_ASSET} AND o.Z_PK < d.Z_PK) AS faceIndex, d.ZCENTERX AS centerX, d.ZCENTERY AS centerY, d.ZSIZE "
+    "d.{FACE_ASSET} AND o.Z_PK < d.Z_PK) AS faceIndex, NULL AS tilePath, d.ZCENTERX AS centerX, d.ZCENTERY "
+    "AS centerY, d.ZSIZE "
     "AS "
     "size FROM main.ZDETECTEDFACE d JOIN main.{ASSETS} s ON s.Z_PK = d.{FACE_ASSET} WHERE {SHOWN}",
     // The photo of the key face, else of the first one. Persons that no shown photo has are left out.
