@@ -74,10 +74,9 @@ void MXPAppDelegate::startup() {
   environment_.scripts.beginCommand(kTimeForQuestions);
   roles_->databases.beginCommand();
   roles_->location.preferAperture = environment_.defaults.boolForKey("PreferAperture");
-  environment_.applications.awaitFirstAnswer(kTimeForApplications, [this] {
-    environment_.console.showTitle(
-        "Info", "Asking the script interpreter which photo applications run (5 seconds at most)");
-  });
+  // Known before the first question: there is none about a library that the applications do not know.
+  if (auto path = environment_.defaults.stringForKey("LibraryPath")) roles_->databases.useLibrary(path);
+  if (roles_->library.hasPhotoApplication()) awaitApplications();
   roles_->monitor.checkForApplicationStatus();
   if (roles_->location.preferAperture && flags_.connectedWithIPhoto) {
     environment_.console.showTitle("Error", "Should prefer Aperture, but iPhoto is running...");
@@ -107,6 +106,13 @@ void MXPAppDelegate::fillCaches() {
     // The reply to a request for such a list is the error, and the console names it then.
   }
   roles_->smartAlbums.setDeferring(false);
+}
+
+void MXPAppDelegate::awaitApplications() {
+  environment_.applications.awaitFirstAnswer(kTimeForApplications, [this] {
+    environment_.console.showTitle(
+        "Info", "Asking the script interpreter which photo applications run (5 seconds at most)");
+  });
 }
 
 // The lines before this one say that data is missing, but not what the user can do about it.

@@ -77,7 +77,7 @@ class ServerRoles final {
         faces(databases),
         listingSource(library, changes, containerTree, photoRecords, faces, albumData),
         listingCommands(listingSource),
-        editingCommands(location, photoRecords, scriptQueue, messages, environment.defaults, flags,
+        editingCommands(location, photoRecords, scriptQueue, messages, environment.defaults, library, flags,
                         iPhotoWasEdited),
         imageFiles(location, databases, faces, files),
         pictureCheck(environment.loop, location, databases, files, messages),

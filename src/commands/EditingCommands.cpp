@@ -1,6 +1,7 @@
 #include "commands/EditingCommands.h"
 
 #include "library/LibraryLocation.h"
+#include "library/LoadedLibrary.h"
 #include "library/Messages.h"
 #include "library/PhotoRecords.h"
 #include "library/database/LibraryDatabases.h"
@@ -46,12 +47,14 @@ bool isMissing(const Value& key) { return key.string().empty(); }
 
 EditingCommands::EditingCommands(const LibraryLocation& location, PhotoRecords& photos, ScriptQueue& scripts,
                                  Messages& messages, const UserDefaults& defaults,
-                                 const PhotoApplicationFlags& flags, std::atomic<bool>& iPhotoWasEdited)
+                                 const LoadedLibrary& library, const PhotoApplicationFlags& flags,
+                                 std::atomic<bool>& iPhotoWasEdited)
     : location_(location),
       photos_(photos),
       scripts_(scripts),
       messages_(messages),
       defaults_(defaults),
+      library_(library),
       flags_(flags),
       iPhotoWasEdited_(iPhotoWasEdited) {}
 
@@ -74,6 +77,14 @@ void EditingCommands::queue(std::optional<std::string> script, const Value& refu
   scripts_.performCachedApplescript(std::move(script));
 }
 
+// The client gets the answer that it gets while no application runs.
+void EditingCommands::reportUnchanged(const Value& key) {
+  messages_.showTitle("Info",
+                      format("The position of photo '%@' was not changed: no photo application here can "
+                             "change this kind of library",
+                             key));
+}
+
 void EditingCommands::revealPhoto(const CommandRequest& request, ReplyChannel& reply) {
   if (!mayReveal()) {
     reply.sendToClientResultObject("Don't want to reveal photo");
@@ -85,7 +96,7 @@ void EditingCommands::revealPhoto(const CommandRequest& request, ReplyChannel& r
     return;
   }
   // Revealing in iPhoto is not offered.
-  if (!location_.asksAperture()) {
+  if (!location_.asksAperture() || !library_.hasPhotoApplication()) {
     reply.sendToClientResultObject(format("Can not reveal version id '%@'", key));
     return;
   }
@@ -99,7 +110,7 @@ void EditingCommands::revealContainer(const CommandRequest& request, ReplyChanne
     reply.sendToClientResultObject("Don't want to reveal anything");
     return;
   }
-  if (!location_.asksAperture()) {
+  if (!location_.asksAperture() || !library_.hasPhotoApplication()) {
     reply.sendToClientResultObject("Can not reveal album");
     return;
   }
@@ -119,6 +130,11 @@ void EditingCommands::setGPS(const CommandRequest& request, ReplyChannel& reply)
   const double longitude = request.degrees("longitude");
   const std::int32_t modelId = photos_.photoDictWithVersionId(key)["ModelId"].intValue();
   const std::string answer = format("Set GPS to %lf/%lf", latitude, longitude);
+  if (!library_.hasPhotoApplication()) {
+    reportUnchanged(key);
+    reply.sendToClientResultObject(answer);
+    return;
+  }
   if (!scripts_.iPhotoIsRunning() && !flags_.connectedWithAperture) scripts_.forceIPhotoStart();
   if (legacyIPhoto) {
     messages_.showTitle("Error", "Can not tag photo in iPhoto '08");
@@ -139,6 +155,11 @@ void EditingCommands::clearGPS(const CommandRequest& request, ReplyChannel& repl
   // A missing key gets this error reply and then the reply that every other key gets.
   if (isMissing(key)) reply.sendToClientErrorString("No Image");
   const std::int32_t modelId = photos_.photoDictWithVersionId(key)["ModelId"].intValue();
+  if (!library_.hasPhotoApplication()) {
+    reportUnchanged(key);
+    reply.sendToClientResultObject("Cleared GPS");
+    return;
+  }
   if (!location_.preferAperture) static_cast<void>(scripts_.iPhotoIsRunning());
   if (legacyIPhoto) {
     messages_.showTitle("Error", "Can not tag photo in iPhoto '08");

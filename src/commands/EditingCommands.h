@@ -12,6 +12,7 @@
 namespace moxtel {
 
 class LibraryLocation;
+class LoadedLibrary;
 class Messages;
 class PhotoRecords;
 class ScriptQueue;
@@ -21,8 +22,8 @@ class EditingCommands final {
  public:
   // Borrows everything. Sets iPhotoWasEdited when it queues a script that changes a position.
   EditingCommands(const LibraryLocation& location, PhotoRecords& photos, ScriptQueue& scripts,
-                  Messages& messages, const UserDefaults& defaults, const PhotoApplicationFlags& flags,
-                  std::atomic<bool>& iPhotoWasEdited);
+                  Messages& messages, const UserDefaults& defaults, const LoadedLibrary& library,
+                  const PhotoApplicationFlags& flags, std::atomic<bool>& iPhotoWasEdited);
 
   // Adds the handlers of the five editing commands, which borrow this object.
   void addTo(CommandHandler& handler);
@@ -40,12 +41,14 @@ class EditingCommands final {
   bool mayReveal() const;
   // Queues a script, or reports to the user that a text in the request was refused.
   void queue(std::optional<std::string> script, const Value& refused);
+  void reportUnchanged(const Value& key);
 
   const LibraryLocation& location_;
   PhotoRecords& photos_;
   ScriptQueue& scripts_;
   Messages& messages_;
   const UserDefaults& defaults_;
+  const LoadedLibrary& library_;
   const PhotoApplicationFlags& flags_;
   std::atomic<bool>& iPhotoWasEdited_;
 };

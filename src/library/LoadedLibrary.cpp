@@ -31,6 +31,8 @@ std::optional<std::string> LoadedLibrary::databaseFilename() const {
   return databases_.pathOf(DatabaseFile::Library);
 }
 
+bool LoadedLibrary::hasPhotoApplication() const { return databases_.layout().hasPhotoApplication; }
+
 void LoadedLibrary::readAttributes() {
   const auto path = databaseFilename();
   const FileStamp stamp = path ? stampOf(*path) : FileStamp{.error = ENOENT};

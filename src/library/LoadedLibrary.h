@@ -26,6 +26,9 @@ class LoadedLibrary final {
   std::optional<std::string> databaseFilename() const;
   // Whether Library.apdb was there at some loading. Never reset.
   bool usingDB() const { return usingDB_; }
+  // Whether the photo applications know such a library; scripts about one that they do not know would reach a
+  // foreign photo.
+  bool hasPhotoApplication() const;
   // Whether Library.apdb was missing at some loading of this library.
   bool runStandalone() const { return runStandalone_; }
   // Call when another library folder is chosen: runStandalone() is false again.

@@ -42,6 +42,13 @@ void ApplicationMonitor::startAppChecks() {
     appChecksTimer_ = loop_.callEvery(kCheckInterval, [this] { checkForApplicationStatus(); });
 }
 
+// Nothing is asked about a library that the applications do not know: the question may be a script.
+std::vector<std::string> ApplicationMonitor::runningApplicationNames() {
+  if (library_.hasPhotoApplication()) return applications_.names();
+  applications_.pause();
+  return {};
+}
+
 void ApplicationMonitor::checkForApplicationStatus() {
   const std::vector<std::string> names = runningApplicationNames();
   checkIPhoto(contains(names, "iPhoto"));

@@ -28,7 +28,7 @@ class ApplicationMonitor final {
   void startAppChecks();
   void stopAppChecks() { appChecksTimer_.reset(); }
   void checkForApplicationStatus();
-  std::vector<std::string> runningApplicationNames() { return applications_.names(); }
+  std::vector<std::string> runningApplicationNames();
 
   // Kept for completeness, nothing starts the watchers. A watcher that was started runs until this object is
   // destroyed; started twice, it runs twice.

@@ -64,7 +64,8 @@ ScriptQueries::ScriptQueries(const LibraryLocation& location, LibraryDatabases& 
 
 ScriptOutcome ScriptQueries::ask(const std::optional<std::string>& source, const Value& refused,
                                  const std::function<void()>& logFailure) {
-  if (!runner_.hasInterpreter()) return ScriptOutcome::failed(0, "", ScriptFailure::NoInterpreter);
+  if (!runner_.hasInterpreter() || !databases_.layout().hasPhotoApplication)
+    return ScriptOutcome::failed(0, "", ScriptFailure::NoInterpreter);
   if (!source) {
     NSLog("refused to put '%@' into a script", refused);
     return {};

@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <fstream>
 #include <limits>
 
 #include "commands/LibraryCommandScope.h"
@@ -63,8 +65,8 @@ class EditingCommandsTest : public testing::Test {
   RecordingScriptRunner runner;
   ScriptQueue queue{served.loop, runner, served.messages, served.flags, applications, support};
   std::atomic<bool> edited{false};
-  EditingCommands commands{served.location, photos,       queue, served.messages,
-                           served.defaults, served.flags, edited};
+  EditingCommands commands{served.location, photos,         queue,        served.messages,
+                           served.defaults, served.library, served.flags, edited};
   RecordingReplyChannel channel;
   LibraryCommandScope scope{served.databases};
   CommandHandler handler{served.loop, channel, scope, {1, 4}};
@@ -345,6 +347,26 @@ TEST_F(EditingCommandsTest, theApplicationCanWriteWhileItsScriptRuns) {
   };
   static_cast<void>(ask("Set GPS of Photo", position(1, 2)));
   EXPECT_TRUE(canWrite);
+}
+
+// An id of ours plus the offset would be a foreign photo in iPhoto.
+TEST_F(EditingCommandsTest, runsNoScriptForALibraryThatTheApplicationsDoNotKnow) {
+  const TemporaryFolder folder;
+  std::filesystem::create_directory(folder.path() / "database");
+  std::ofstream(folder.path() / "database/Photos.sqlite") << "";
+  served.databases.useLibrary(folder.path().string());
+  applications.set({"iPhoto"});
+  served.flags.connectedWithIPhoto = true;
+  EXPECT_THAT(ask("Set GPS of Photo", position(1.5, 2.5)),
+              ElementsAre(result("Set GPS to 1.500000/2.500000")));
+  EXPECT_THAT(ask("Clear GPS of Photo", {{"key", "key"}}), ElementsAre(result("Cleared GPS")));
+  served.flags.connectedWithIPhoto = false;
+  preferAperture();
+  EXPECT_THAT(ask("Reveal Photo", {{"key", "key"}}), ElementsAre(result("Can not reveal version id 'key'")));
+  EXPECT_THAT(ask("Reveal Album", {{"uuid", "x"}}), ElementsAre(result("Can not reveal album")));
+  EXPECT_THAT(runner.scripts, IsEmpty());
+  EXPECT_FALSE(edited);
+  EXPECT_EQ(served.messages.count("Info", "The position of photo 'key' was not changed"), 2);
 }
 
 }  // namespace

@@ -266,9 +266,13 @@ class CountingRunner final : public ProcessRunner {
     return answer_;
   }
   // Waits until it was asked that often; false after a long time.
-  bool wasAsked(int times) {
+  bool wasAsked(int times, std::chrono::milliseconds longest = 30s) {
     std::unique_lock lock(mutex_);
-    return changed_.wait_for(lock, 30s, [&] { return asked_ >= times; });
+    return changed_.wait_for(lock, longest, [&] { return asked_ >= times; });
+  }
+  int asked() {
+    const std::lock_guard lock(mutex_);
+    return asked_;
   }
   void answerNow(ProcessResult answer) {
     const std::lock_guard lock(mutex_);
@@ -348,6 +352,7 @@ TEST(RemoteApplications, areListedWithTheLocalOnes) {
   FakeRunningApplications local({"bash"});
   CountingRunner processes(FakeProcessRunner::printing("{\"Finder\", \"iPhoto\"}\n"));
   RemoteApplications applications(local, {"ssh"}, processes, kNoReport, 1ms);
+  static_cast<void>(applications.names());
   // The second question comes after the first answer was taken.
   ASSERT_TRUE(processes.wasAsked(2));
   EXPECT_THAT(applications.names(), ElementsAre("bash", "Finder", "iPhoto"));
@@ -367,6 +372,7 @@ TEST(RemoteApplications, stayAsTheyWereUntilThreeQuestionsHaveFailed) {
                               FakeProcessRunner::printing("{\"iPhoto\", \"Dock\"}\n"), failure, failure,
                               failure, failure});
     RemoteApplications applications(local, {"ssh"}, processes, reports.report(), 1ms);
+    static_cast<void>(applications.names());
     const std::size_t before = reports.count();
     for (int question = 2; question <= 8; ++question) {
       // The question comes after the answer to the one before was taken.
@@ -402,6 +408,7 @@ TEST(RemoteApplications, endARunningInterpreter) {
   HangingRunner processes;
   {
     RemoteApplications applications(local, {"ssh"}, processes, kNoReport);
+    static_cast<void>(applications.names());
     while (!processes.started) std::this_thread::yield();
     EXPECT_THAT(applications.names(), ElementsAre("bash")) << "does not wait for the answer";
   }
@@ -429,6 +436,7 @@ TEST(RemoteApplications, areNotWaitedForOnceTheyAreKnown) {
   FakeRunningApplications local;
   ScriptedRunner processes({FakeProcessRunner::printing("{}")});
   RemoteApplications applications(local, {"ssh"}, processes, kNoReport, 1ms);
+  static_cast<void>(applications.names());
   ASSERT_TRUE(processes.nextQuestion());
   applications.awaitFirstAnswer(30s, [] { ADD_FAILURE() << "waits"; });
 }
@@ -451,6 +459,20 @@ TEST(RemoteApplications, areNotWaitedForWhenTheyCannotBeAsked) {
   ASSERT_TRUE(processes.nextQuestion());
   EXPECT_THAT(reports.all(),
               ElementsAre("the script interpreter could not be started: No such file or directory"));
+}
+
+TEST(RemoteApplications, asksNothingBeforeTheNamesAreWantedAndWhilePaused) {
+  FakeRunningApplications local({"bash"});
+  CountingRunner processes(FakeProcessRunner::printing("{}"));
+  { const RemoteApplications applications(local, {"ssh"}, processes, kNoReport, 1ms); }
+  EXPECT_EQ(processes.asked(), 0);
+  RemoteApplications applications(local, {"ssh"}, processes, kNoReport, 1ms);
+  static_cast<void>(applications.names());
+  ASSERT_TRUE(processes.wasAsked(2));
+  applications.pause();
+  // One question may be on its way.
+  const int asked = processes.asked();
+  EXPECT_FALSE(processes.wasAsked(asked + 2, 50ms));
 }
 
 TEST(RemoteApplications, areNotWaitedForWhenTheProgramEnds) {

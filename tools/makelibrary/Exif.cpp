@@ -23,8 +23,8 @@ std::string exifDate(double date) {
 }
 
 std::uint16_t orientationOf(const Photo& photo) {
-  if (photo.rotation == 270) return 6;
-  return photo.rotation == 90 ? 8 : 1;
+  if (photo.rotation == 90) return 6;
+  return photo.rotation == 270 ? 8 : 1;
 }
 
 TiffDirectoryWriter mainDirectory(const Photo& photo, const std::string& description) {

@@ -93,7 +93,7 @@ class PhotoFiles final {
       case MasterKind::Jpeg:
         break;
     }
-    return jpegFile(rotated(upright_, (360 - photo_.rotation) % 360), 88, exifSegment(photo_, description()));
+    return jpegFile(rotated(upright_, photo_.rotation), 88, exifSegment(photo_, description()));
   }
   // Two hours from the photo's hour on, in two seconds.
   std::string movie() const {

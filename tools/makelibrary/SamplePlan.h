@@ -45,7 +45,7 @@ struct Photo {
   std::string baseName;  // "IMG_1994"
   std::string folder;    // "2014/07/12/20140712-093015", under Masters, Thumbnails and Previews
   double date = 0;
-  int rotation = 0;  // degrees, counterclockwise, from master to upright
+  int rotation = 0;  // degrees, clockwise, from master to upright
   int width = 0;     // pixels of the master, as stored
   int height = 0;
   bool adjusted = false;

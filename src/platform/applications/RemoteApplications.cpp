@@ -45,6 +45,8 @@ void RemoteApplications::end() {
 std::vector<std::string> RemoteApplications::names() {
   std::vector<std::string> names = local_.names();
   const std::lock_guard lock(mutex_);
+  isWanted_ = true;
+  wake_.notify_all();
   names.insert(names.end(), answered_.begin(), answered_.end());
   return names;
 }
@@ -52,6 +54,8 @@ std::vector<std::string> RemoteApplications::names() {
 void RemoteApplications::awaitFirstAnswer(std::chrono::milliseconds longest,
                                           const std::function<void()>& onWait) {
   std::unique_lock lock(mutex_);
+  isWanted_ = true;
+  wake_.notify_all();
   if (isKnown_ || std::exchange(hasWaited_, true)) return;
   lock.unlock();
   onWait();
@@ -59,9 +63,16 @@ void RemoteApplications::awaitFirstAnswer(std::chrono::milliseconds longest,
   wake_.wait_for(lock, longest, [this] { return isKnown_ || ending_; });
 }
 
+void RemoteApplications::pause() {
+  const std::lock_guard lock(mutex_);
+  isWanted_ = false;
+}
+
 void RemoteApplications::askUntilTheEnd() {
   std::unique_lock lock(mutex_);
-  while (!ending_) {
+  while (true) {
+    wake_.wait(lock, [this] { return ending_ || isWanted_; });
+    if (ending_) return;
     lock.unlock();
     Answer answer = ask();
     lock.lock();

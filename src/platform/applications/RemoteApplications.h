@@ -14,9 +14,10 @@
 
 namespace moxtel {
 
-// Asks the interpreter on its own thread, so that a slow network never blocks the core thread: first at once,
-// then at every interval. names() returns the local names and the last answer. A question that fails changes
-// nothing; when kFailuresUntilGone fail in a row, no application counts as running there.
+// Asks the interpreter on its own thread, so that a slow network never blocks the core thread: when the names
+// are first asked for,
+// then at every interval until pause(). names() returns the local names and the last answer. A question that
+// fails changes nothing; when kFailuresUntilGone fail in a row, no application counts as running there.
 class RemoteApplications final : public RunningApplications {
  public:
   static constexpr int kFailuresUntilGone = 3;
@@ -33,6 +34,7 @@ class RemoteApplications final : public RunningApplications {
 
   std::vector<std::string> names() override;
   void awaitFirstAnswer(std::chrono::milliseconds longest, const std::function<void()>& onWait) override;
+  void pause() override;
   void end() override;
 
  private:
@@ -60,6 +62,7 @@ class RemoteApplications final : public RunningApplications {
   int failures_ = 0;      // in a row, at most kFailuresUntilGone
   bool isKnown_ = false;  // there was an answer, or none can be had
   bool hasWaited_ = false;
+  bool isWanted_ = false;  // the names were asked for, and not paused since
   std::atomic<bool> canceled_{false};
   std::thread thread_;
 };

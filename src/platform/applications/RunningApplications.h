@@ -20,6 +20,8 @@ class RunningApplications {
   // to wait for. Core thread.
   virtual void awaitFirstAnswer(std::chrono::milliseconds /*longest*/,
                                 const std::function<void()>& /*onWait*/) {}
+  // The next names are not wanted soon: another machine is not asked until they are. Any thread.
+  virtual void pause() {}
   // Call when the program ends: ends the waiting. Any thread.
   virtual void end() {}
 

@@ -1,0 +1,151 @@
+"""Serves a library of each kind, and compares the replies with an independent reading of the same files."""
+
+import pathlib
+import shutil
+import sys
+import tempfile
+import unittest
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "model"))
+
+import kinds
+import moxteltest
+
+KINDS = {"photos4": kinds.Photos4, "photos5": kinds.Photos5, "photos8": kinds.Photos5, "photos11": kinds.Photos5,
+         "xml": kinds.AlbumDataOnly}
+PHOTOS = 130
+
+
+class KindTestCase(unittest.TestCase):
+    def setUp(self):
+        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="moxteltest."))
+        self.addCleanup(shutil.rmtree, self.folder)
+
+    def library(self, kind, *options):
+        return moxteltest.make_library(self.folder / kind, "--kind", kind, "--photos", PHOTOS, *options)
+
+
+def as_dictionaries(records):
+    return [dict(record) for record in records]
+
+
+class Listings(KindTestCase):
+    def everything(self, kind, *arguments):
+        library = self.library(kind, "--images", "none")
+        before = moxteltest.hash_of_library(library)
+        expected = KINDS[kind](library)
+        with moxteltest.Server(library, *arguments) as server, moxteltest.Client(server) as client:
+            self.photos(client, expected)
+            self.tree(client, expected, "TopLevelAlbums", client.result("Get Albums"))
+            self.events(client, expected)
+            self.faces(client, expected)
+            console = server.console()
+        self.assertEqual(moxteltest.hash_of_library(library), before)
+        return console
+
+    def photos(self, client, expected):
+        found = as_dictionaries(client.result("Photos of Album", id="allPhotosAlbum"))
+        self.assertEqual(sorted(found, key=lambda one: one["ModelId"]), expected.all_photos())
+        for photo in expected.photos.values():
+            infos = client.result("Infos of Photo", key=photo.uuid)
+            self.assertEqual((infos["FileName"], infos["Rotation"]), (photo.name, photo.rotation))
+
+    def tree(self, client, expected, parent, found):
+        listed = {one["AlbumId"]: (one["AlbumName"], one.get("IPAlbumType"), one["PhotoCount"]) for one in found}
+        self.assertEqual(listed, expected.containers(parent))
+        for one in found:
+            if one["AlbumType"] == "Folder":
+                self.tree(client, expected, one["AlbumId"], client.result("Folders of Album", id=one["AlbumId"]))
+                continue
+            photos = as_dictionaries(client.result("Photos of Album", id=one["AlbumId"]))
+            self.assertEqual(sorted(photos, key=lambda photo: photo["ModelId"]), expected.photos_of_album(one["AlbumId"]))
+            if one["PhotoCount"]:
+                self.assertIn(one["KeyPhotoKey"], [photo["PhotoKey"] for photo in photos])
+
+    def events(self, client, expected):
+        found = [one for one in client.result("Get Events") if one["AlbumType"] == "Project"]
+        self.assertEqual({one["AlbumId"]: (one["AlbumName"], one["PhotoCount"]) for one in found}, expected.event_table())
+        for one in found:
+            photos = as_dictionaries(client.result("Photos of Album", id=one["AlbumId"]))
+            self.assertEqual(sorted(photos, key=lambda photo: photo["ModelId"]), expected.photos_of_event(one["AlbumId"]))
+            self.assertIn(one["KeyPhotoKey"], [photo["PhotoKey"] for photo in photos])
+
+    def faces(self, client, expected):
+        found = client.result("Get Faces")
+        self.assertEqual({one["AlbumId"]: (one["AlbumName"], one["PhotoCount"]) for one in found}, expected.faces())
+        self.assertGreater(len(found), 0)
+        for one in found:
+            shown = {photo["PhotoKey"] for photo in client.result("Photos of Face", id=one["AlbumId"])}
+            self.assertIn(one["KeyPhotoKey"], shown)
+            self.assertEqual(shown, {expected.photos[photo].uuid for photo in expected.persons[one["AlbumId"]][1]
+                                     if photo in expected.photos and not expected.photos[photo].shared})
+
+    def test_photos_4(self):
+        self.everything("photos4")
+
+    def test_photos_5(self):
+        self.everything("photos5")
+
+    def test_photos_8(self):
+        self.everything("photos8")
+
+    def test_photos_11(self):
+        self.everything("photos11")
+
+    def test_album_data_only(self):
+        self.everything("xml")
+
+
+class Scripts(KindTestCase):
+    """An id of such a library would name a foreign photo in iPhoto."""
+
+    def test_no_script_is_started(self):
+        calls = self.folder / "calls"
+        interpreter = self.folder / "interpreter"
+        interpreter.write_text("#!/bin/sh\necho called >> %s\ncat > /dev/null\necho iPhoto\n" % calls)
+        interpreter.chmod(0o755)
+        for kind in KINDS:
+            library = self.library(kind, "--images", "none")
+            with moxteltest.Server(library, "-ScriptInterpreter", interpreter, "-PreferAperture", "YES") as server, \
+                    moxteltest.Client(server) as client:
+                client.result("Get Albums")
+                client.result("Get Events")
+                key = client.result("Photos of Album", id="allPhotosAlbum")[0]["PhotoKey"]
+                self.assertEqual(client.result("Set GPS of Photo", key=key, latitude=1.0, longitude=2.0),
+                                 "Set GPS to 1.000000/2.000000")
+                self.assertEqual(client.result("Clear GPS of Photo", key=key), "Cleared GPS")
+                self.assertEqual(client.result("Reveal Photo", key=key), "Can not reveal version id '%s'" % key)
+                self.assertEqual(client.result("Reveal Event", id="x"), "Can not reveal album")
+                self.assertIn("was not changed", server.console())
+                self.assertIn("Running app: <none>", server.console())
+            self.assertFalse(calls.exists(), kind)
+
+
+class Pictures(KindTestCase):
+    def test_every_photo_has_its_pictures(self):
+        for kind in KINDS:
+            library = self.library(kind, "--images", "small")
+            expected = KINDS[kind](library)
+            with self.subTest(kind), moxteltest.Server(library) as server, moxteltest.Client(server) as client:
+                for photo in expected.photos.values():
+                    for command in ("Thumb of Photo", "Square Thumb of Photo", "Fullscreen 1024 Image of Photo"):
+                        self.assertEqual(bytes(client.result(command, key=photo.uuid))[:2], b"\xff\xd8", command)
+                    data = bytes(client.result("Data of Photo", key=photo.uuid))
+                    if photo.cloud_only:
+                        self.assertEqual(data[:2], b"\xff\xd8", "a smaller picture")
+                    elif not photo.movie:
+                        self.assertEqual(bytes(client.result("Image of Photo", key=photo.uuid))[:2], b"\xff\xd8")
+
+    def test_every_person_has_a_face(self):
+        for kind in KINDS:
+            library = self.library(kind, "--images", "small") if not (self.folder / kind).exists() else self.folder / kind
+            with self.subTest(kind), moxteltest.Server(library) as server, moxteltest.Client(server) as client:
+                for person in client.result("Get Faces"):
+                    face = bytes(client.result("Square Thumb of Photo", key=person["KeyPhotoKey"], isFace=True))
+                    self.assertEqual(face[:2], b"\xff\xd8")
+                    whole = bytes(client.result("Square Thumb of Photo", key=person["KeyPhotoKey"]))
+                    self.assertNotEqual(face, whole)
+
+
+if __name__ == "__main__":
+    unittest.main()
