@@ -367,13 +367,12 @@ std::set<std::string> allTexts() {
        {std::string("relative"), std::string("/é"), folder.path().string() + "/no", folder.path().string()}) {
     window.refuseLibrary(whyNoLibrary(bad), {});
   }
-  for (const char* old : {"/iPhoto 8/AlbumData.xml", "/Aperture/Aperture.aplib/Library.apdb",
-                          "/Photos/database/photos.db", "/Copy/Database/apdb/Faces.db"}) {
+  for (const char* old : {"/Aperture/Aperture.aplib/Library.apdb", "/Copy/Database/apdb/Faces.db"}) {
     const std::filesystem::path file = folder.path().string() + old;
     std::filesystem::create_directories(file.parent_path());
     std::ofstream{file} << "x";
   }
-  for (const char* old : {"iPhoto 8", "Aperture", "Photos", "Copy"}) {
+  for (const char* old : {"Aperture", "Copy"}) {
     window.refuseLibrary(whyNoLibrary((folder.path() / old).string()), {});
   }
   const FoundLibrary library{"/1", {}, {}};

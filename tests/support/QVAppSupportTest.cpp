@@ -103,7 +103,7 @@ TEST_F(QVAppSupportTest, asksUnameOnceAndKeepsItsNewline) {
   ASSERT_EQ(runner_.requests().size(), 1u);
   EXPECT_EQ(runner_.requests()[0].program, "/usr/bin/uname");
   EXPECT_THAT(runner_.requests()[0].arguments, ElementsAre("-n"));
-  EXPECT_THAT(log_.lines(), ElementsAre("hostname: box\n"));
+  EXPECT_THAT(log_.lines(), ElementsAre("hostname: box\\x0a"));
 }
 
 TEST_F(QVAppSupportTest, keepsTheLastChunkOnly) {

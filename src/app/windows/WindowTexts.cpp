@@ -66,12 +66,6 @@ const StringTable kGerman{
      "dessen Pfad nur ASCII enthält, und wählen Sie diesen Link."},
     {"The library's file Database/apdb/Library.apdb is missing. Copy the library again.",
      "Die Datei Database/apdb/Library.apdb der Bibliothek fehlt. Kopieren Sie die Bibliothek noch einmal."},
-    {"This is a library of Photos. Only libraries of iPhoto 9 and Aperture 3 are served.",
-     "Dies ist eine Bibliothek von Fotos. Nur Bibliotheken von iPhoto 9 und Aperture 3 werden "
-     "bereitgestellt."},
-    {"This is a library of iPhoto 8 or older. Open it once with iPhoto 9, which converts it.",
-     "Dies ist eine Bibliothek von iPhoto 8 oder älter. Öffnen Sie sie einmal mit iPhoto 9, das sie "
-     "umwandelt."},
     {"This is a library of Aperture 1 or 2. Open it once with Aperture 3, which converts it.",
      "Dies ist eine Bibliothek von Aperture 1 oder 2. Öffnen Sie sie einmal mit Aperture 3, das sie "
      "umwandelt."},

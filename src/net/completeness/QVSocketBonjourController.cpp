@@ -143,7 +143,7 @@ void QVSocketBonjourController::netServiceDidResolveAddress(const ResolvedServic
   const Dictionary record = recordOf(service);
   const std::string text =
       format("ULMBonjourController::netServiceDidResolveAddress, Found server: %@", record);
-  LogDebug("%@", text);
+  LogDebug("ULMBonjourController::netServiceDidResolveAddress, Found server: %@", record);
   announce(text);
   {
     const std::lock_guard lock(mutex_);
