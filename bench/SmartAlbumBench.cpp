@@ -91,8 +91,8 @@ struct Sample {
     fill(files, photos);
     writeAlbumData(files.path() + "/AlbumData.xml", photos);
     opened = std::make_unique<test::OpenedLibrary>(files);
-    albumData = std::make_unique<AlbumData>(opened->location, opened->messages);
-    lists = std::make_unique<SavedLists>(opened->databases, *albumData, opened->location);
+    albumData = std::make_unique<AlbumData>(opened->location, opened->files, opened->messages);
+    lists = std::make_unique<SavedLists>(opened->databases, *albumData, opened->files, opened->location);
     albums = std::make_unique<SmartAlbums>(opened->databases, *lists, opened->messages, opened->defaults,
                                            systemClock());
   }

@@ -57,7 +57,7 @@ class EditingCommandsTest : public testing::Test {
 
   TestLibrary files;
   ServedLibrary served{files.path()};
-  AlbumData albumData{served.location, served.messages};
+  AlbumData albumData{served.location, served.files, served.messages};
   RecordingPhotoApplication application;
   PhotoRecords photos{served.databases, albumData, application};
   FakeRunningApplications applications;

@@ -56,7 +56,7 @@ class LegacyAlbums : public testing::Test {
   std::string path = (folder.path() / "AlbumData.xml").string();
   ServedLibrary served{folder.path().string()};
   FakeClock clock;
-  AlbumData albums{served.location, served.messages, clock};
+  AlbumData albums{served.location, served.files, served.messages, clock};
 };
 
 constexpr const char* kTwoAlbumsAndARoll = R"(<dict>
@@ -134,7 +134,7 @@ TEST_F(LegacyAlbums, withoutAFileEverythingStaysAsItWas) {
 
 TEST_F(LegacyAlbums, withoutALibraryNothingIsRead) {
   ServedLibrary none;
-  AlbumData nowhere(none.location, none.messages, clock);
+  AlbumData nowhere(none.location, none.files, none.messages, clock);
   const SystemLogCapture log;
   nowhere.loadAlbumData();
   EXPECT_TRUE(log.contains("use album data path '(null)'"));
@@ -270,6 +270,27 @@ TEST_F(LegacyAlbums, inAFileThatCouldNotBeReadAreReadTheNextTime) {
   EXPECT_TRUE(albums.albumDataReadDate());
   EXPECT_FALSE(albums.couldNotBeRead());
   EXPECT_TRUE(load().empty());
+}
+
+TEST_F(LegacyAlbums, behindALinkOutOfTheLibraryAreAsAMissingFile) {
+  const TemporaryFolder elsewhere;
+  std::ofstream(elsewhere.path() / "AlbumData.xml") << plist(kTwoAlbumsAndARoll);
+  fs::create_symlink(elsewhere.path() / "AlbumData.xml", path);
+  served.messages.lines.clear();
+  EXPECT_THAT(load(), testing::IsEmpty());
+  EXPECT_TRUE(albums.containerDicts().empty());
+  EXPECT_FALSE(albums.couldNotBeRead());
+  ASSERT_EQ(served.messages.lines.size(), 1u);
+  EXPECT_THAT(served.messages.lines[0].second,
+              HasSubstr("'" + path + "' is a link that leads out of the library"));
+}
+
+TEST_F(LegacyAlbums, behindALinkInsideTheLibraryAreRead) {
+  fs::create_directory(folder.path() / "Saved");
+  std::ofstream(folder.path() / "Saved/Albums.xml") << plist(kTwoAlbumsAndARoll);
+  fs::create_symlink("Saved/Albums.xml", path);
+  EXPECT_EQ(load().size(), 3u);
+  EXPECT_EQ(albums.containerDicts().size(), 3u);
 }
 
 TEST_F(LegacyAlbums, areReadFromALibraryWhosePathIsOutsideAscii) {

@@ -50,7 +50,7 @@ class LibraryChangesTest : public testing::Test {
 
   TestLibrary files;
   ServedLibrary served{files.path()};
-  AlbumData albumData{served.location, served.messages};
+  AlbumData albumData{served.location, served.files, served.messages};
   std::chrono::steady_clock::time_point now;
   LibraryChanges changes{served.location, served.databases, served.library, albumData,
                          [this] { return now; }};

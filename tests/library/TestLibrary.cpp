@@ -140,11 +140,11 @@ bool OtherProgram::canWrite() {
   return execute("BEGIN EXCLUSIVE") == SQLITE_OK && execute("ROLLBACK") == SQLITE_OK;
 }
 
-OpenedLibrary::OpenedLibrary(const TestLibrary& files)
+OpenedLibrary::OpenedLibrary(const TestLibrary& testLibrary)
     : location(defaults, processes, messages, flags),
       databases(loop, messages),
       library(location, databases, messages) {
-  defaults.setString("LibraryPath", files.path());
+  defaults.setString("LibraryPath", testLibrary.path());
   library.loadDatabase();
   databases.beginCommand();
 }

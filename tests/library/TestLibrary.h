@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "library/LibraryFiles.h"
 #include "library/LibraryLocation.h"
 #include "library/LoadedLibrary.h"
 #include "library/database/LibraryDatabases.h"
@@ -69,7 +70,7 @@ class NoProcesses final : public ProcessRunner {
 
 // The databases of a test library, located and loaded.
 struct OpenedLibrary {
-  explicit OpenedLibrary(const TestLibrary& files);
+  explicit OpenedLibrary(const TestLibrary& testLibrary);
   // What the server does between two commands: others may write from here on.
   void nextCommand();
 
@@ -77,6 +78,7 @@ struct OpenedLibrary {
   UserDefaults defaults;
   NoProcesses processes;
   RecordingMessages messages;
+  LibraryFiles files{messages};
   PhotoApplicationFlags flags;
   LibraryLocation location;
   LibraryDatabases databases;

@@ -31,7 +31,7 @@ class ApplicationMonitorTest : public testing::Test {
   TestLibrary files;
   ServedLibrary served{files.path()};
   FakeClock clock;
-  AlbumData albumData{served.location, served.messages, clock};
+  AlbumData albumData{served.location, served.files, served.messages, clock};
   FakeRunningApplications applications;
   ApplicationMonitor monitor{served.loop, applications,    served.library,
                              albumData,   served.messages, served.flags};
@@ -296,7 +296,7 @@ TEST(ApplicationMonitorStandalone, leavesTheFilesAlone) {
   // No library there: the databases run standalone.
   ServedLibrary served{folder.path().string()};
   ASSERT_TRUE(served.library.runStandalone());
-  AlbumData albumData{served.location, served.messages};
+  AlbumData albumData{served.location, served.files, served.messages};
   FakeRunningApplications applications;
   ApplicationMonitor monitor{served.loop, applications,    served.library,
                              albumData,   served.messages, served.flags};

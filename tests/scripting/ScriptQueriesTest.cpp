@@ -27,7 +27,7 @@ class ScriptQueriesTest : public testing::Test {
  protected:
   TestLibrary files;
   ServedLibrary served{files.path()};
-  AlbumData albumData{served.location, served.messages};
+  AlbumData albumData{served.location, served.files, served.messages};
   RecordingScriptRunner runner;
   RecordingPhotoApplication fromFiles;
   ScriptQueries queries{served.location, served.databases, albumData, runner,

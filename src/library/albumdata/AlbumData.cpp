@@ -2,6 +2,7 @@
 
 #include <cerrno>
 
+#include "library/LibraryFiles.h"
 #include "library/LibraryLocation.h"
 #include "library/Messages.h"
 #include "library/PathNames.h"
@@ -26,8 +27,8 @@ std::optional<std::string> keyOf(const Value& entry, std::string_view name) {
 
 }  // namespace
 
-AlbumData::AlbumData(LibraryLocation& location, Messages& messages, const Clock& clock)
-    : location_(location), messages_(messages), clock_(clock) {}
+AlbumData::AlbumData(LibraryLocation& location, LibraryFiles& files, Messages& messages, const Clock& clock)
+    : location_(location), files_(files), messages_(messages), clock_(clock) {}
 
 void AlbumData::loadAlbumData() {
   lastMessage_.clear();
@@ -47,8 +48,10 @@ void AlbumData::load() {
   if (!library) return;
   albumDataFilename_ = appendingPathComponent(*library, kFileName);
   const FileStamp stamp = stampOf(*albumDataFilename_);
-  if (stamp.kind == FileStamp::Kind::Missing) {
-    couldNotBeRead_ = stamp.error != ENOENT && stamp.error != ENOTDIR;
+  const bool leadsOut =
+      stamp.kind != FileStamp::Kind::Missing && !files_.permits(*library, *albumDataFilename_);
+  if (stamp.kind == FileStamp::Kind::Missing || leadsOut) {
+    couldNotBeRead_ = !leadsOut && stamp.error != ENOENT && stamp.error != ENOTDIR;
     failedToRead_ = false;
     return;
   }

@@ -16,13 +16,15 @@
 
 namespace moxtel {
 
+class LibraryFiles;
 class LibraryLocation;
 class Messages;
 
 class AlbumData final : public AlbumEntries {
  public:
   // Borrows everything.
-  AlbumData(LibraryLocation& location, Messages& messages, const Clock& clock = systemClock());
+  AlbumData(LibraryLocation& location, LibraryFiles& files, Messages& messages,
+            const Clock& clock = systemClock());
 
   static constexpr const char* kFileName = "AlbumData.xml";
 
@@ -61,6 +63,7 @@ class AlbumData final : public AlbumEntries {
   void storeEntries(const Value& list, std::string_view keyName);
 
   LibraryLocation& location_;
+  LibraryFiles& files_;
   Messages& messages_;
   const Clock& clock_;
   std::optional<std::string> albumDataFilename_;

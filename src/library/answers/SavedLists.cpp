@@ -5,6 +5,7 @@
 #include <unordered_set>
 #include <utility>
 
+#include "library/LibraryFiles.h"
 #include "library/LibraryLocation.h"
 #include "library/PathNames.h"
 #include "library/answers/FolderPhotos.h"
@@ -82,7 +83,7 @@ void SavedLists::refresh() {
 // A file that cannot be read to its end has the lists before that, which then are not in step.
 void SavedLists::readOtherFile() {
   const std::string path = appendingPathComponent(*location_.libraryPath(), "iLifeShared/AlbumData2.xml");
-  otherLists_ = readAlbumDataFile(path).photoLists;
+  if (files_.permits(*location_.libraryPath(), path)) otherLists_ = readAlbumDataFile(path).photoLists;
 }
 
 // Of several lists with one uuid the last one counts.

@@ -12,13 +12,15 @@
 
 namespace moxtel {
 
+class LibraryFiles;
 class LibraryLocation;
 
 class SavedLists final {
  public:
   // Borrows everything.
-  SavedLists(LibraryDatabases& databases, const AlbumData& albumData, const LibraryLocation& location)
-      : databases_(databases), albumData_(albumData), location_(location) {}
+  SavedLists(LibraryDatabases& databases, const AlbumData& albumData, LibraryFiles& files,
+             const LibraryLocation& location)
+      : databases_(databases), albumData_(albumData), files_(files), location_(location) {}
 
   // Reads what has changed. Call before the others; cheap when nothing has.
   void refresh();
@@ -41,6 +43,7 @@ class SavedLists final {
 
   LibraryDatabases& databases_;
   const AlbumData& albumData_;
+  LibraryFiles& files_;
   const LibraryLocation& location_;
   std::optional<std::uint64_t> albumDataGeneration_;
   FileStamp otherStamp_;

@@ -113,9 +113,9 @@ class AnswersTest : public testing::Test {
   void open() {
     if (opened) return;
     opened.emplace(files);
-    albumData_.emplace(opened->location, opened->messages);
+    albumData_.emplace(opened->location, opened->files, opened->messages);
     albumData_->loadAlbumData();
-    savedLists_.emplace(opened->databases, *albumData_, opened->location);
+    savedLists_.emplace(opened->databases, *albumData_, opened->files, opened->location);
     smartAlbums_.emplace(opened->databases, *savedLists_, opened->messages, opened->defaults, clock);
     answers_.emplace(opened->databases, *smartAlbums_);
   }

@@ -96,6 +96,16 @@ TEST_F(SavedListsTest, followAChangeOfTheOtherFile) {
   EXPECT_NE(savedLists().generation(), before);
 }
 
+TEST_F(SavedListsTest, areNotReadBehindALinkOutOfTheLibrary) {
+  const TemporaryFolder elsewhere;
+  saveShortLists({{"allPhotosAlbum", {one, two, three}}});
+  const std::string folder = files.path() + "/iLifeShared";
+  std::filesystem::rename(folder, elsewhere.path() / "iLifeShared");
+  std::filesystem::create_symlink(elsewhere.path() / "iLifeShared", folder);
+  EXPECT_FALSE(isInStep());
+  EXPECT_FALSE(savedLists().listOf("allPhotosAlbum"));
+}
+
 TEST_F(SavedListsTest, preferAlbumData) {
   saveLists({{"smart", {one}}});
   saveShortLists({{"smart", {two}}});
