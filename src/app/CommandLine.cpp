@@ -4,7 +4,9 @@
 #include <iostream>
 
 #include "app/ServerAccess.h"
+#include "library/ReferencedFolders.h"
 #include "support/MXSVersion.h"
+#include "value/Format.h"
 
 namespace moxtel {
 
@@ -54,6 +56,13 @@ std::string wrongPort(const UserDefaults& defaults) {
   const std::int64_t port = defaults.integerForKey("Port");
   return port < 0 || port > 65535 ? "-Port: the port must be a number from 0 (any free port) to 65535"
                                   : std::string();
+}
+
+std::string wrongFolders(const UserDefaults& defaults) {
+  const ReferencedFolders folders(defaults.stringForKey("ReferencedFolders").value_or(""));
+  if (folders.rejected().empty()) return {};
+  return format("-ReferencedFolders: '%@' is neither an absolute path nor VolumeName=/PATH",
+                folders.rejected().front());
 }
 
 std::string wrongAccess(const UserDefaults& defaults) {
@@ -109,6 +118,7 @@ std::optional<int> takeCommandLine(const ProgramDescription& program,
   std::string wrong = defaults.parseArguments(arguments, serverDefaultKeys());
   if (wrong.empty()) wrong = wrongPort(defaults);
   if (wrong.empty()) wrong = wrongAccess(defaults);
+  if (wrong.empty()) wrong = wrongFolders(defaults);
   if (wrong.empty()) return std::nullopt;
   std::cerr << program.name << ": " << wrong << "\nTry '" << program.name << " --help'.\n";
   return kUsageStatus;

@@ -52,7 +52,8 @@ TEST(CommandLine, rejectsWrongArgumentsWithStatus2) {
                                              {"-Port", "65536"},
                                              {"-Port", "-1"},
                                              {"-ListenAddress", "localhost"},
-                                             {"-AllowedClients", "192.168.1.0/33"}}) {
+                                             {"-AllowedClients", "192.168.1.0/33"},
+                                             {"-ReferencedFolders", "/mnt/old:pictures"}}) {
     UserDefaults defaults;
     ::testing::internal::CaptureStderr();
     EXPECT_EQ(takeCommandLine(kProgram, arguments, defaults), 2) << arguments.front();
@@ -66,6 +67,21 @@ TEST(CommandLine, namesAWrongClientOfTheList) {
   EXPECT_EQ(takeCommandLine(kProgram, {"-AllowedClients", "10.0.0.7, phone"}, defaults), 2);
   EXPECT_NE(::testing::internal::GetCapturedStderr().find("-AllowedClients: 'phone' is neither"),
             std::string::npos);
+}
+
+TEST(CommandLine, namesAFolderThatIsNoAbsolutePath) {
+  UserDefaults defaults;
+  ::testing::internal::CaptureStderr();
+  EXPECT_EQ(takeCommandLine(kProgram, {"-ReferencedFolders", "/mnt/old:Old Disk=pictures"}, defaults), 2);
+  EXPECT_NE(
+      ::testing::internal::GetCapturedStderr().find("-ReferencedFolders: 'Old Disk=pictures' is neither"),
+      std::string::npos);
+}
+
+TEST(CommandLine, takesFoldersOfVolumes) {
+  UserDefaults defaults;
+  EXPECT_EQ(takeCommandLine(kProgram, {"-ReferencedFolders", "/mnt/old:Old Disk=/mnt/disk"}, defaults),
+            std::nullopt);
 }
 
 }  // namespace
