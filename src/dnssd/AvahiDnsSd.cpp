@@ -134,8 +134,7 @@ class AvahiDnsSd::AvahiPublication final : public Publication, public Member {
     }
     if (owner_.state_.kind == AvahiState::Kind::Registering) {
       return "another responder claims the name or the address of this machine; restart the Avahi daemon, or "
-             "give "
-             "the machine another host name";
+             "give the machine another host name";
     }
     if (renames_ > 0) {
       return "other devices claim this name and those that follow it; give the machine another host name";

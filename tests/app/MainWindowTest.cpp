@@ -396,6 +396,26 @@ TEST_F(MainWindowTest, hasAGermanTextForEveryEnglishOne) {
   }
 }
 
+TEST_F(MainWindowTest, saysInGermanWhyItIsNotVisible) {
+  setStringTable(windowTexts("de"));
+  ServerStatus status = servedStatus();
+  status.publishedName.clear();
+  for (const char* problem :
+       {"no Avahi daemon runs; start the Avahi daemon",
+        "nothing here publishes services; start the Avahi daemon",
+        "another responder claims the name or the address of this machine; restart the Avahi daemon, or give "
+        "the machine another host name",
+        "other devices claim this name and those that follow it; give the machine another host name",
+        "the Avahi daemon does not answer; restart it",
+        "the built-in responder does not answer; restart it"}) {
+    status.publicationProblem = problem;
+    window.showStatus(status);
+    const std::string shown = part<QLabel>("published").text().toStdString();
+    EXPECT_TRUE(shown.starts_with("Nicht sichtbar: ")) << shown;
+    EXPECT_EQ(shown.find(problem), std::string::npos) << "not translated: " << problem;
+  }
+}
+
 TEST(WindowTexts, keepPlaceholdersAndAccessKeys) {
   for (const auto& [english, german] : windowTexts("de")) {
     EXPECT_EQ(english.find("%1") == std::string::npos, german.find("%1") == std::string::npos) << english;

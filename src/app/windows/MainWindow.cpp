@@ -285,7 +285,7 @@ void MainWindow::showNetwork(const ServerStatus& status) {
   } else if (status.publicationProblem.empty()) {
     setValue(*published_, localized("(announcing, a few seconds)"));
   } else {
-    setValue(*published_, localized("Not visible: %1").arg(shown(status.publicationProblem)));
+    setValue(*published_, localized("Not visible: %1").arg(localized(status.publicationProblem)));
   }
   setValue(*client_, status.client ? localized("Connected: %1").arg(shown(*status.client))
                                    : localized("No client is connected"));

@@ -73,7 +73,21 @@ const StringTable kGerman{
     {"This user is not permitted to read the folder.", "Dieser Benutzer darf den Ordner nicht lesen."},
     {"Visible to phones as", "Für Telefone sichtbar als"},
     {"(announcing, a few seconds)", "(wird angekündigt, einige Sekunden)"},
+    {"no Avahi daemon runs; start the Avahi daemon", "kein Avahi-Dienst läuft; starten Sie ihn"},
+    {"nothing here publishes services; start the Avahi daemon",
+     "hier macht nichts Dienste bekannt; starten Sie den Avahi-Dienst"},
     {"none", "keins"},
+    {"another responder claims the name or the address of this machine; restart the Avahi daemon, or give "
+     "the "
+     "machine another host name",
+     "ein anderes Programm beansprucht den Namen oder die Adresse dieses Rechners; starten Sie den "
+     "Avahi-Dienst "
+     "neu, oder geben Sie dem Rechner einen anderen Namen"},
+    {"other devices claim this name and those that follow it; give the machine another host name",
+     "andere Geräte beanspruchen diesen Namen und die folgenden; geben Sie dem Rechner einen anderen Namen"},
+    {"the Avahi daemon does not answer; restart it", "der Avahi-Dienst antwortet nicht; starten Sie ihn neu"},
+    {"the built-in responder does not answer; restart it",
+     "der eingebaute Dienst antwortet nicht; starten Sie das Programm neu"},
 };
 
 }  // namespace
