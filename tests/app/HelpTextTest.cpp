@@ -20,6 +20,18 @@ TEST(HelpText, isGermanForGerman) {
 
 TEST(HelpText, isNulloptForAMissingFile) { EXPECT_EQ(helpText("No such help"), std::nullopt); }
 
+TEST(HelpText, asksForNoPlainPathAndNoRunningPhotoApplication) {
+  for (const char* language : {"", "de"}) {
+    const std::string help = helpText("Help", language).value_or("");
+    EXPECT_EQ(help.find("&eacute;"), std::string::npos) << language;
+    EXPECT_EQ(help.find("\xC3\xA9"), std::string::npos) << language;
+    EXPECT_EQ(help.find("stay empty unless"), std::string::npos) << language;
+    EXPECT_EQ(help.find("bleiben leer"), std::string::npos) << language;
+  }
+  EXPECT_NE(helpText("Help")->find("any letters"), std::string::npos);
+  EXPECT_NE(helpText("Help", "de")->find("beliebige Buchstaben"), std::string::npos);
+}
+
 TEST(HelpText, coversTheSameSymptomsInBothLanguages) {
   const char* english[] = {"does not find the server", "Albums are empty", "A picture is rotated",
                            "on another disk", "Privacy"};
