@@ -87,10 +87,20 @@ void MXPAppDelegate::startup() {
   roles_->albumData.loadAlbumData();
   fillCaches();
   counted_.reset();
+  reportKind();
   roles_->databases.releaseLocks();
   roles_->monitor.startAppChecks();
   roles_->pictureCheck.start();
   reportMissingLibrary();
+}
+
+// Nothing for iPhoto and Aperture.
+void MXPAppDelegate::reportKind() {
+  if (roles_->databases.layout().hasPhotoApplication) return;
+  const std::string text = describeCounts(countLibrary(roles_->databases));
+  if (!text.empty()) environment_.console.showTitle("Info", text);
+  const std::string smart = whyNoSmartAlbums(roles_->databases);
+  if (!smart.empty()) environment_.console.showTitle("Info", smart);
 }
 
 // Before the first request; the results are not needed. A list for which rules of smart albums must be

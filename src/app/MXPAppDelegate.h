@@ -117,6 +117,7 @@ class MXPAppDelegate final {
   void restart();
   void dropLists();
   void fillCaches();
+  void reportKind();
   void awaitApplications();
   void reportMissingLibrary();
   std::string whyNoData() const;

@@ -1,11 +1,15 @@
 #include "library/LibrarySummary.h"
 
 #include <cerrno>
+#include <filesystem>
+#include <unordered_map>
+#include <unordered_set>
 
 #include "library/PathNames.h"
 #include "library/database/LibraryDatabases.h"
 #include "library/kinds/LibraryKind.h"
 #include "platform/files/Files.h"
+#include "platform/system/LineLimiter.h"
 
 namespace moxtel {
 
@@ -37,13 +41,71 @@ std::optional<std::int64_t> photosInProjects(LibraryDatabases& databases) {
   return sum;
 }
 
+// The names in folders, each of which is listed once.
+class FileNames final {
+ public:
+  bool has(const std::string& path) {
+    const std::filesystem::path file(path);
+    const auto [folder, isNew] = folders_.try_emplace(file.parent_path().string());
+    if (isNew) list(folder->first, folder->second);
+    return folder->second.contains(file.filename().string());
+  }
+
+ private:
+  static void list(const std::string& folder, std::unordered_set<std::string>& names) {
+    std::error_code error;
+    for (std::filesystem::directory_iterator each(folder, error), end; !error && each != end;
+         each.increment(error))
+      names.insert(each->path().filename().string());
+  }
+
+  std::unordered_map<std::string, std::unordered_set<std::string>> folders_;
+};
+
+// A photo in the cloud may have its original here, too.
+std::optional<std::int64_t> photosOnlyInCloud(LibraryDatabases& databases, const std::string& folder) {
+  FileNames files;
+  std::int64_t count = 0;
+  Query query = databases.runUnlogged(DatabaseFile::Library,
+                                      "SELECT m.imagePath FROM RKVersion v JOIN RKMaster m ON m.uuid = "
+                                      "v.masterUuid WHERE m.isInCloud = 1 AND m.fileIsReference = 0 AND "
+                                      "v.projectUuid IS NOT NULL",
+                                      {});
+  while (query.step()) {
+    const Value paths = query.stringColumn(0);
+    if (!paths.isString()) continue;
+    const std::string original(paths.string().substr(0, paths.string().find('\n')));
+    if (original.find("..") != std::string::npos) continue;
+    if (!files.has(appendingPathComponent(folder, original))) ++count;
+  }
+  return count > 0 ? std::optional(count) : std::nullopt;
+}
+
+void countPhotos(LibraryDatabases& databases, LibraryCounts& counts) {
+  const LibraryLayout& layout = databases.layout();
+  if (layout.hasPhotoApplication) {
+    counts.photos = photosInProjects(databases);
+    return;
+  }
+  // Photos that others share have no event, and are shown only in the shared albums.
+  const SqlText sql = layout.kind == LibraryKind::AlbumDataOnly
+                          ? SqlText("SELECT COUNT(modelId) FROM RKVersion")
+                          : SqlText("SELECT COUNT(modelId) FROM RKVersion WHERE projectUuid IS NOT NULL");
+  counts.photos = numberOf(databases, DatabaseFile::Library, sql);
+  counts.name = nameOfLibrary(layout.kind, databases.applicationVersion());
+  const auto database = databases.pathOf(DatabaseFile::Library);
+  if (layout.kind == LibraryKind::AlbumDataOnly || !database) return;
+  const std::string folder = database->substr(0, database->size() - layout.databaseFiles[0].size());
+  counts.onlyInCloud = photosOnlyInCloud(databases, folder);
+}
+
 }  // namespace
 
 LibraryCounts countLibrary(LibraryDatabases& databases) {
   // openDatabase() and its like would log a missing database, which is an expected answer here. Each query
   // opens what it needs.
   LibraryCounts counts;
-  counts.photos = photosInProjects(databases);
+  countPhotos(databases, counts);
   counts.events = numberOf(databases, DatabaseFile::Library,
                            "SELECT COUNT(uuid) FROM RKFolder WHERE folderType = 2 AND isInTrash = 0");
   counts.albums =
@@ -53,6 +115,24 @@ LibraryCounts countLibrary(LibraryDatabases& databases) {
   counts.faces = numberOf(databases, DatabaseFile::Faces, "SELECT COUNT(uuid) FROM RKFaceName");
   databases.releaseLocks();
   return counts;
+}
+
+std::string describeCounts(const LibraryCounts& counts) {
+  std::string text = counts.name;
+  if (text.empty() || !counts.photos) return text;
+  text += ", " + withCommas(static_cast<std::uint64_t>(*counts.photos)) +
+          (*counts.photos == 1 ? " photo" : " photos");
+  if (counts.onlyInCloud)
+    text += ", " + withCommas(static_cast<std::uint64_t>(*counts.onlyInCloud)) + " only in the cloud";
+  return text;
+}
+
+std::string whyNoSmartAlbums(LibraryDatabases& databases) {
+  if (databases.layout().kind != LibraryKind::Photos5) return {};
+  const auto albums = numberOf(databases, DatabaseFile::Library,
+                               "SELECT COUNT(uuid) FROM RKAlbum WHERE albumSubclass = 2 AND isInTrash = 0");
+  if (albums.value_or(0) == 0) return {};
+  return "Smart albums of this library are listed empty: the rules of Photos 5 and later are not understood.";
 }
 
 std::string whyUnreadable(const std::string& folder) {

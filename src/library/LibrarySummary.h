@@ -16,13 +16,26 @@ struct LibraryCounts {
   std::optional<std::int64_t> albums;
   std::optional<std::int64_t> events;
   std::optional<std::int64_t> faces;
+  // "Photos 5 library"; empty for iPhoto, Aperture and no library.
+  std::string name;
+  // Of the photos; absent where nothing of the library is said to be in the cloud.
+  std::optional<std::int64_t> onlyInCloud;
   friend bool operator==(const LibraryCounts&, const LibraryCounts&) = default;
 };
 
-// Counts from tables that grow with albums, projects and persons, not with photos: the number of photos is
-// the sum that the library stores for its projects, trash included where the application counts it. Logs
-// nothing, and does not change the databases' count of users.
+// For iPhoto and Aperture, counts from tables that grow with albums, projects and persons, not with photos:
+// the number of photos is the sum that the library stores for its projects, trash included where the
+// application counts it. Other libraries store no such sum: the photos shown are counted, and for those that
+// are in the cloud the folders of originals are listed. Logs nothing, and does not change the databases'
+// count of users.
 LibraryCounts countLibrary(LibraryDatabases& databases);
+
+// "Photos 5 library, 26,311 photos, 214 only in the cloud"; empty without a name.
+std::string describeCounts(const LibraryCounts& counts);
+
+// For the user: that the smart albums are listed empty. Empty when they are not, or there are none. Logs
+// nothing.
+std::string whyNoSmartAlbums(LibraryDatabases& databases);
 
 // Why a folder cannot be read as a library, for the user; empty when it can. Checks a few files, and opens
 // none.

@@ -138,7 +138,7 @@ void handleSignal(Desktop& desktop, int signal) {
 int serve(int argc, char** argv) {
   UserDefaults defaults(makeUserSettingsStore());
   const ProgramDescription description{
-      "MoxtelServer", "Serves an iPhoto or Aperture library to Moxtel clients on the network.", {}};
+      "MoxtelServer", "Serves an iPhoto, Aperture or Photos library to Moxtel clients on the network.", {}};
   const std::vector<std::string> arguments(argv + (argc > 0 ? 1 : 0), argv + argc);
   if (const auto status = takeCommandLine(description, arguments, defaults)) return *status;
 

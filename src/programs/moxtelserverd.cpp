@@ -105,7 +105,7 @@ int serve(int argc, char** argv) {
   UserDefaults defaults(makeUserSettingsStore());
   const ProgramDescription description{
       "moxtelserverd",
-      "Serves an iPhoto or Aperture library to Moxtel clients on the network, without a display.",
+      "Serves an iPhoto, Aperture or Photos library to Moxtel clients on the network, without a display.",
       {{"--print-folders", "print the library's folder tree and exit (for diagnosis)"},
        {"--explain-album ID", "print the rule and the photos of a smart album and exit"}}};
   std::vector<std::string> arguments(argv + (argc > 0 ? 1 : 0), argv + argc);

@@ -29,7 +29,7 @@ ServerStatus servedStatus() {
   ServerStatus status;
   status.runningApplication = "iPhoto";
   status.libraryPath = "/photos/Old Library";
-  status.counts = {1234, 5, 6, 7};
+  status.counts = {1234, 5, 6, 7, {}, {}};
   status.addresses = {"192.168.1.4", "10.0.0.2"};
   status.port = 4250;
   status.publishedName = "photobox";
@@ -138,6 +138,20 @@ TEST_F(MainWindowTest, showsWhatIsWrongWithADatabase) {
   EXPECT_EQ(text(Kind::WithoutTables), "Family\nThe file Faces.db has no tables of a photo library.");
   EXPECT_EQ(text(Kind::Incomplete, "table %1"),
             "Family\nThe file Faces.db lacks what the server reads: table %1.");
+  EXPECT_EQ(text(Kind::NotServed, "Photos 1"), "Family\nLibraries of Photos 1 are not served.");
+}
+
+TEST_F(MainWindowTest, namesTheKindOfALibraryOfPhotos) {
+  ServerStatus status = servedStatus();
+  status.libraryPath = "/photos/Family";
+  status.counts.name = "Photos 5 library";
+  status.counts.photos = 311;
+  window.showStatus(status);
+  EXPECT_EQ(shown("library"), "Family\nPhotos 5 library");
+  EXPECT_EQ(shown("photos"), "311");
+  status.counts.onlyInCloud = 14;
+  window.showStatus(status);
+  EXPECT_EQ(shown("photos"), "311, 14 only in the cloud");
 }
 
 TEST_F(MainWindowTest, enablesDisconnectOnlyWhileAClientIsConnected) {
@@ -356,9 +370,17 @@ std::set<std::string> allTexts() {
     collect(window);
   }
   using Kind = DatabaseProblem::Kind;
-  for (const Kind kind :
-       {Kind::Missing, Kind::NotPermitted, Kind::Damaged, Kind::WithoutTables, Kind::Incomplete}) {
+  for (const Kind kind : {Kind::Missing, Kind::NotPermitted, Kind::Damaged, Kind::WithoutTables,
+                          Kind::Incomplete, Kind::NotServed}) {
     status.databaseProblem.kind = kind;
+    window.showStatus(status);
+    collect(window);
+  }
+  status.databaseProblem = {};
+  for (const char* kind : {"Photos library", "Photos 2 library", "Photos 3 library", "Photos 4 library",
+                           "Photos 5 library", "Photos 6+ library", "iPhoto library (AlbumData.xml only)"}) {
+    status.counts.name = kind;
+    status.counts.onlyInCloud = 14;
     window.showStatus(status);
     collect(window);
   }

@@ -78,6 +78,18 @@ TEST(LibrarySummary, countsTheRestWithoutTheFaces) {
   EXPECT_EQ(log.lines(), logged);
 }
 
+TEST(LibrarySummary, namesTheKindAndWhatIsInTheCloud) {
+  LibraryCounts counts;
+  counts.photos = 26311;
+  EXPECT_EQ(describeCounts(counts), "");
+  counts.name = "Photos 5 library";
+  EXPECT_EQ(describeCounts(counts), "Photos 5 library, 26,311 photos");
+  counts.onlyInCloud = 214;
+  EXPECT_EQ(describeCounts(counts), "Photos 5 library, 26,311 photos, 214 only in the cloud");
+  counts.photos = std::nullopt;
+  EXPECT_EQ(describeCounts(counts), "Photos 5 library");
+}
+
 TEST(LibrarySummary, saysWhyAFolderIsNoLibrary) {
   const test::TestLibrary library;
   EXPECT_EQ(whyNoLibrary(library.path()), "");

@@ -7,6 +7,7 @@
 #include "library/ContainerTree.h"
 #include "library/Faces.h"
 #include "library/ImageFiles.h"
+#include "library/LibrarySummary.h"
 #include "library/PhotoRecords.h"
 #include "library/albumdata/AlbumEntries.h"
 #include "platform/system/SystemLog.h"
@@ -264,6 +265,20 @@ TEST_F(DatabaseProblemsTest, namesADatabaseWithoutTablesOnce) {
   read();
   read();
   EXPECT_THAT(said("Error"), testing::ElementsAre(HasSubstr("' has none of the tables that ")));
+}
+
+TEST_F(DatabaseProblemsTest, servesNothingOfALibraryOfPhotos1) {
+  files.insert(
+      "RKAlbum",
+      Dictionary{{"uuid", "a"}, {"albumType", 1}, {"albumSubclass", 3}, {"isInTrash", 0}, {"isMagic", 0}});
+  files.execute(DatabaseFile::Library, "ALTER TABLE RKVersion RENAME COLUMN projectUuid TO momentUuid");
+  read();
+  read();
+  EXPECT_THAT(said("Error"),
+              testing::ElementsAre("The database '" + path +
+                                   "' is one of Photos 1, whose libraries are not served. Open the library "
+                                   "once with a later version, which converts it."));
+  EXPECT_EQ(countLibrary(served.databases).albums, 0);
 }
 
 TEST_F(DatabaseProblemsTest, namesMissingTablesAndColumnsOnce) {

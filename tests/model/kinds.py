@@ -175,12 +175,14 @@ class Photos4(Kind):
     def __init__(self, folder):
         self.database = opened(pathlib.Path(folder) / "database" / "photos.db")
         moments = {row["uuid"]: row for row in self.rows("SELECT * FROM RKMoment")}
+        missing = {row["uuid"]: row["isMissing"] == 1 for row in self.rows("SELECT * FROM RKMaster")}
         self.photos = {}
         for row in self.rows("SELECT * FROM RKVersion WHERE isInTrash = 0 AND isHidden = 0 AND showInLibrary = 1"):
             self.photos[row["modelId"]] = Photo(
                 row["modelId"], row["uuid"], name=row["fileName"], movie=row["type"] == 8, latitude=row["latitude"],
                 longitude=row["longitude"], rotation=turned(row["orientation"]), caption=row["extendedDescription"],
-                event=row["momentUuid"], date=row["imageDate"])
+                event=row["momentUuid"], date=row["imageDate"],
+                cloud_only=missing.get(row["masterUuid"], False))
         self.events = {uuid: (None, day(row["startDate"])) for uuid, row in moments.items()
                        if any(photo.event == uuid for photo in self.photos.values())}
         self.folders = {row["uuid"]: Container(row["name"], row["parentFolderUuid"])

@@ -40,8 +40,20 @@ class Listings(KindTestCase):
             self.events(client, expected)
             self.faces(client, expected)
             console = server.console()
+        self.assertIn(self.description(kind, expected), console)
+        has_empty_ones = KINDS[kind] is kinds.Photos5 and any(album.smart for album in expected.albums.values())
+        self.assertEqual(console.count("Smart albums of this library are listed empty"), int(has_empty_ones))
         self.assertEqual(moxteltest.hash_of_library(library), before)
         return console
+
+    def description(self, kind, expected):
+        name = {"photos4": "Photos 4 library", "photos5": "Photos 5 library", "photos8": "Photos 6+ library",
+                "photos11": "Photos 6+ library", "xml": "iPhoto library (AlbumData.xml only)"}[kind]
+        shown = expected.all_photos()
+        in_cloud = sum(expected.photos[key].cloud_only for key in expected.photos
+                       if expected.photos[key].uuid in {one["PhotoKey"] for one in shown})
+        cloud = ", %d only in the cloud" % in_cloud if in_cloud else ""
+        return "%s, %d photos%s\n" % (name, len(shown), cloud)
 
     def photos(self, client, expected):
         found = as_dictionaries(client.result("Photos of Album", id="allPhotosAlbum"))

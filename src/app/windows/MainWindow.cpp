@@ -39,6 +39,12 @@ QString numberText(const std::optional<std::int64_t>& number) {
   return number ? QLocale().toString(static_cast<qlonglong>(*number)) : QStringLiteral("–");
 }
 
+QString photosText(const LibraryCounts& counts) {
+  const QString all = numberText(counts.photos);
+  return counts.onlyInCloud ? localized("%1, %2 only in the cloud").arg(all, numberText(counts.onlyInCloud))
+                            : all;
+}
+
 // The last component of a path.
 QString nameOfFolder(std::string_view path) {
   while (path.size() > 1 && path.back() == '/') path.remove_suffix(1);
@@ -62,6 +68,8 @@ QString databaseText(const ServerStatus& status) {
     case Kind::Incomplete:
       return localized("The file %1 lacks what the server reads: %2.")
           .arg(name, shown(status.databaseProblem.detail));
+    case Kind::NotServed:
+      return localized("Libraries of %1 are not served.").arg(shown(status.databaseProblem.detail));
     case Kind::None:
       break;
   }
@@ -266,9 +274,11 @@ void MainWindow::showLibrary(const ServerStatus& status) {
     setValue(*library_, localized("This library cannot be read. %1").arg(localized(status.libraryProblem)));
   } else {
     const QString problem = databaseText(status);
-    setValue(*library_, nameOfFolder(*status.libraryPath) + (problem.isEmpty() ? "" : "\n" + problem));
+    const std::string& kind = status.counts.name;
+    setValue(*library_, nameOfFolder(*status.libraryPath) + (kind.empty() ? "" : "\n" + localized(kind)) +
+                            (problem.isEmpty() ? "" : "\n" + problem));
   }
-  setValue(*photos_, numberText(status.counts.photos));
+  setValue(*photos_, photosText(status.counts));
   setValue(*albums_, numberText(status.counts.albums));
   setValue(*events_, numberText(status.counts.events));
   setValue(*faces_, numberText(status.counts.faces));

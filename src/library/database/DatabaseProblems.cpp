@@ -36,6 +36,12 @@ std::string sentence(const std::string& path, const DatabaseProblem& problem) {
     case Kind::Incomplete:
       return format("The database '%@' lacks what the server reads: %@. Lists from there are empty.", path,
                     problem.detail);
+    case Kind::NotServed:
+      return format(
+          "The database '%@' is one of %@, whose libraries are not served. Open the library once with a "
+          "later "
+          "version, which converts it.",
+          path, problem.detail);
     case Kind::None:
       break;
   }

@@ -23,6 +23,7 @@ struct DatabaseProblem {
     Damaged,        // detail: SQLite's words
     WithoutTables,  // none of those that are read
     Incomplete,     // detail: the tables and columns that are missing
+    NotServed,      // detail: the application, "Photos 1"
   };
   Kind kind = Kind::None;
   std::string detail;

@@ -169,6 +169,7 @@ DatabaseProblem DatabaseSlot::problem() const {
   if (connection_->damage() != SQLITE_OK) return {Kind::Damaged, sqlite3_errstr(connection_->damage())};
   const AdaptedSchema& schema = connection_->schema();
   if (schema.isWithoutTables) return {Kind::WithoutTables, {}};
+  if (schema.version == "Photos 1") return {Kind::NotServed, schema.version};
   if (schema.missing.empty()) return {};
   std::string missing;
   for (const std::string& each : schema.missing) missing += (missing.empty() ? "" : ", ") + each;

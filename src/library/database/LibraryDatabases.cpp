@@ -158,6 +158,11 @@ const char* LibraryDatabases::errorMessage(DatabaseFile file) const {
   return slot(file).connection()->lastMessage();
 }
 
+std::string LibraryDatabases::applicationVersion() const {
+  const DatabaseSlot& library = slot(DatabaseFile::Library);
+  return library.isOpen() ? library.connection()->schema().version : std::string();
+}
+
 Value LibraryDatabases::versionUuidFromModelId(std::int64_t modelId) {
   (void)openDatabase();
   Value uuid;

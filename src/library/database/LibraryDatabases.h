@@ -78,6 +78,9 @@ class LibraryDatabases final {
     return problems_.of(static_cast<std::size_t>(file));
   }
 
+  // Name and version of the application as far as Library's database shows it; empty while it is not open.
+  std::string applicationVersion() const;
+
   Value versionUuidFromModelId(std::int64_t modelId);
 
   // Ends every read transaction, so that the photo application can write; the next query begins a new one.

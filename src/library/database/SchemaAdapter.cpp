@@ -93,7 +93,21 @@ AdaptedSchema adapt(sqlite3* database, std::span<const ReadTable> tables) {
 
 }  // namespace
 
-AdaptedSchema adaptLibrary(sqlite3* database) { return adapt(database, kLibraryTables); }
+// Photos 1 kept iPhoto's file names, but no events. Its lists would be half empty, so they are empty.
+AdaptedSchema adaptLibrary(sqlite3* database) {
+  AdaptedSchema schema = adapt(database, kLibraryTables);
+  if (schema.code != SQLITE_OK || look(database, "RKVersion", nullptr) != SQLITE_OK ||
+      look(database, "RKVersion", "projectUuid") == SQLITE_OK)
+    return schema;
+  schema.version = "Photos 1";
+  schema.views.clear();
+  for (const ReadTable& table : kLibraryTables) {
+    if (look(database, table.name, nullptr) == SQLITE_OK)
+      schema.views.push_back("CREATE TEMP VIEW " + std::string(table.name) + " AS SELECT rowid,* FROM main." +
+                             table.name + " WHERE 0");
+  }
+  return schema;
+}
 AdaptedSchema adaptImageProxies(sqlite3* database) { return adapt(database, kImageProxiesTables); }
 AdaptedSchema adaptProperties(sqlite3* database) { return adapt(database, kPropertiesTables); }
 AdaptedSchema adaptFaces(sqlite3* database) { return adapt(database, kFacesTables); }

@@ -22,7 +22,7 @@ struct AdaptedSchema {
   std::vector<std::string> views;
   // Whether the views call functions of SQLite.
   bool callsFunctions = false;
-  // Of the application, as far as the database says it: "Photos 5"; else empty.
+  // Name and version of the application, as far as the database shows it: "Photos 5"; else empty.
   std::string version;
   // What the queries ask for and neither the tables nor the views have, for the user: "table RKNote", "column
   // RKFolder.name".

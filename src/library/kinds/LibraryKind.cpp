@@ -78,20 +78,19 @@ LibraryLayout layoutOfLibrary(const std::string& folder) {
   return iPhotoLayout(kind, isFlat ? "Database" : "Database/apdb");
 }
 
-std::string nameOf(LibraryKind kind) {
+std::string nameOfLibrary(LibraryKind kind, const std::string& version) {
   switch (kind) {
     case LibraryKind::Photos4:
     case LibraryKind::Photos5:
-      return "Photos";
+      return (version.empty() ? "Photos" : version) + " library";
     case LibraryKind::AlbumDataOnly:
-      return "iPhoto (AlbumData.xml only)";
-    case LibraryKind::OlderAperture:
-      return "Aperture 1 or 2";
+      return "iPhoto library (AlbumData.xml only)";
     case LibraryKind::IPhoto:
+    case LibraryKind::OlderAperture:
     case LibraryKind::None:
       break;
   }
-  return "iPhoto or Aperture";
+  return {};
 }
 
 }  // namespace moxtel

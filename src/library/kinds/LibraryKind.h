@@ -41,7 +41,7 @@ LibraryKind kindOfLibrary(const std::string& folder);
 // For a folder without a library: the layout of iPhoto, whose files may come later. Any thread.
 LibraryLayout layoutOfLibrary(const std::string& folder);
 
-// For the user: "iPhoto", "Photos". Versions are known only once the database is read.
-std::string nameOf(LibraryKind kind);
+// For the user: "Photos 5 library"; empty for iPhoto and for no library. version: AdaptedSchema's.
+std::string nameOfLibrary(LibraryKind kind, const std::string& version);
 
 }  // namespace moxtel

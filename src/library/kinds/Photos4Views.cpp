@@ -142,6 +142,17 @@ std::string derivative(const std::string& size) {
          "_%x.jpg', v.modelId >> 8 & 255, v.modelId >> 16, v.modelId, v.adjustmentUuid, v.modelId)";
 }
 
+// libraryVersion is 2622 in Photos 2, 3301 in Photos 3, 4016 or 4025 in Photos 4.
+std::string versionOf(sqlite3* database) {
+  sqlite3_stmt* statement = nullptr;
+  sqlite3_prepare_v3(database, "SELECT value FROM main.LiGlobals WHERE keyPath = 'libraryVersion'", -1,
+                     SQLITE_PREPARE_NO_VTAB, &statement, nullptr);
+  const bool found = statement && sqlite3_step(statement) == SQLITE_ROW;
+  const int thousands = found ? sqlite3_column_int(statement, 0) / 1000 : 0;
+  sqlite3_finalize(statement);
+  return thousands >= 2 && thousands <= 4 ? "Photos " + std::to_string(thousands) : std::string();
+}
+
 std::string filled(std::string text, HiddenPhotos hidden) {
   std::string shown = "+v.isInTrash = 0 AND +v.showInLibrary = 1";
   if (hidden == HiddenPhotos::LeaveOut) shown += " AND +v.isHidden = 0";
@@ -172,6 +183,7 @@ AdaptedSchema adaptPhotos4(sqlite3* database, HiddenPhotos hidden) {
         schema.missing.push_back("column " + std::string(table.name) + "." + column);
   }
   schema.callsFunctions = true;
+  schema.version = versionOf(database);
   schema.isWithoutTables = missingTables == std::size(kTables);
   if (schema.code != SQLITE_OK || !schema.missing.empty()) return schema;
   for (const char* each : kTablesInMemory) schema.views.emplace_back(each);

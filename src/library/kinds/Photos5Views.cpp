@@ -368,6 +368,8 @@ AdaptedSchema adaptPhotos5(sqlite3* database, HiddenPhotos hidden) {
   schema.missing = finder.missing();
   schema.callsFunctions = true;
   schema.isWithoutTables = names.assets.empty();
+  // Only Photos 5 has the older name.
+  if (!names.assets.empty()) schema.version = names.assets == "ZASSET" ? "Photos 6+" : "Photos 5";
   if (schema.code != SQLITE_OK || !schema.missing.empty()) return schema;
   schema.views = Photos5Schema(names, hidden, hasMigratedEvents(database)).statements();
   return schema;

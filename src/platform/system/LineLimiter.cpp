@@ -5,13 +5,13 @@
 
 namespace moxtel {
 
-namespace {
-
 std::string withCommas(std::uint64_t number) {
   std::string text = std::to_string(number);
   for (std::size_t at = text.size(); at > 3;) text.insert(at -= 3, 1, ',');
   return text;
 }
+
+namespace {
 
 std::string moreLikeThis(std::uint64_t count) { return "… " + withCommas(count) + " more like this"; }
 

@@ -15,6 +15,8 @@
 
 namespace moxtel {
 
+// "5,301"
+std::string withCommas(std::uint64_t number);
 // "… 5,301 lines left out"
 std::string linesLeftOut(std::uint64_t count);
 

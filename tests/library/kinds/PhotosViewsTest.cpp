@@ -61,6 +61,9 @@ class PhotosViews : public testing::TestWithParam<LibraryKind> {
     EXPECT_EQ(schema.code, SQLITE_OK);
     EXPECT_TRUE(schema.missing.empty()) << schema.missing.front();
     EXPECT_FALSE(schema.isWithoutTables);
+    EXPECT_EQ(schema.version, GetParam() == LibraryKind::Photos4   ? "Photos 4"
+                              : GetParam() == LibraryKind::Photos5 ? "Photos 5"
+                                                                   : "Photos 6+");
     for (const std::string& statement : schema.views)
       EXPECT_EQ(sqlite3_exec(database_, statement.c_str(), nullptr, nullptr, nullptr), SQLITE_OK)
           << sqlite3_errmsg(database_) << "\n"
