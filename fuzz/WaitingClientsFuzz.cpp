@@ -38,22 +38,28 @@ struct Client {
 class Model {
  public:
   std::optional<Id> arrived(Id id, IPv4Address address, Moment now) {
-    const std::size_t ofAddress = count(address);
-    if (ofAddress >= kPerAddress) return id;
+    const bool isFirst = count(address) == 0;
     std::optional<Id> removed;
-    if (clients.size() >= kMost) {
-      if (ofAddress > 0) return id;
+    if (!isFirst && isFull(address)) {
+      removed = replaceOldest(address);
+    } else if (clients.size() >= kMost) {
       removed = secondOfTheLastAddressWithTwo();
       if (!removed) return id;
       left(*removed);
     }
-    if (ofAddress == 0) rank[address] = ++lastRank;
-    clients.push_back({id, address, now, ++lastOrder});
+    if (isFirst) rank[address] = ++lastRank;
+    clients.push_back({id, address, inherited.value_or(now), ++lastOrder});
+    inherited.reset();
     return removed;
+  }
+  // The client that had a turn is older than those of its address that wait.
+  std::optional<Id> waitsAgain(Id id, IPv4Address address, Moment now) {
+    return count(address) > 0 && isFull(address) ? std::optional(id) : arrived(id, address, now);
   }
   void left(Id id) {
     std::erase_if(clients, [&](const Client& client) { return client.id == id; });
   }
+  bool isFull(IPv4Address address) const { return count(address) >= kPerAddress || clients.size() >= kMost; }
   std::size_t count(IPv4Address address) const {
     return static_cast<std::size_t>(std::count_if(
         clients.begin(), clients.end(), [&](const Client& client) { return client.address == address; }));
@@ -80,6 +86,20 @@ class Model {
   std::vector<Client> clients;
 
  private:
+  // Whoever is the oldest of its address now has waited since the one before it came.
+  Id replaceOldest(IPv4Address address) {
+    const auto isOfAddress = [&](const Client& client) { return client.address == address; };
+    const auto oldest = std::find_if(clients.begin(), clients.end(), isOfAddress);
+    const Client removed = *oldest;
+    left(removed.id);
+    const auto next = std::find_if(clients.begin(), clients.end(), isOfAddress);
+    if (next != clients.end()) {
+      next->since = removed.since;
+    } else {
+      inherited = removed.since;
+    }
+    return removed.id;
+  }
   std::optional<Id> secondOfTheLastAddressWithTwo() const {
     std::optional<Client> last;
     for (const Client& client : clients) {
@@ -89,6 +109,7 @@ class Model {
   }
 
   std::map<IPv4Address, std::uint64_t> rank;
+  std::optional<Moment> inherited;  // for the client that comes
   std::uint64_t lastRank = 0;
   std::uint64_t lastOrder = 0;
 };
@@ -183,8 +204,8 @@ class Play {
       model_.hadATurn(ended.address);
     }
     turn_.reset();
-    const auto expected =
-        how == Ending::WaitsAgain ? model_.arrived(ended.id, ended.address, now_) : std::optional(ended.id);
+    const auto expected = how == Ending::WaitsAgain ? model_.waitsAgain(ended.id, ended.address, now_)
+                                                    : std::optional(ended.id);
     require(removed == expected);
     if (removed) overtakes_.erase(*removed);
   }

@@ -34,20 +34,25 @@ std::optional<WaitingClients::Id> WaitingClients::arrived(Id client, IPv4Address
 }
 
 std::optional<WaitingClients::Id> WaitingClients::wait(Waiting client, IPv4Address address) {
-  const auto lane = laneOf(address);
-  const bool isFirst = lane == lanes_.end();
-  if (!isFirst && lane->clients.size() >= limits_.perAddress) return client.client;
-  std::optional<Id> removed;
-  if (count() >= limits_.most) {
-    if (isFirst) removed = removeForRoom();
-    if (!removed) return client.client;
-  }
-  if (isFirst) {
-    lanes_.push_back({address, {client}});
-  } else {
+  if (const auto lane = laneOf(address); lane != lanes_.end()) {
+    if (isCrowded(address)) return replaceOldest(*lane, client);
     lane->clients.push_back(client);
+    return std::nullopt;
   }
+  std::optional<Id> removed;
+  if (count() >= limits_.most && !(removed = removeForRoom())) return client.client;
+  lanes_.push_back({address, {client}});
   return removed;
+}
+
+// The address keeps its place and the time since it waits: connecting again must not postpone the end of
+// the turn in progress.
+WaitingClients::Id WaitingClients::replaceOldest(Lane& lane, Waiting client) {
+  const Waiting removed = lane.clients.front();
+  lane.clients.erase(lane.clients.begin());
+  lane.clients.push_back(client);
+  lane.clients.front().since = removed.since;
+  return removed.client;
 }
 
 // Removes the second client of the address whose turn is last among those with two.
@@ -127,10 +132,12 @@ std::optional<WaitingClients::Id> WaitingClients::endTurn(Ending how, Moment now
     replaced_ = ended;
     return ended.client;
   }
-  if (const auto lane = laneOf(ended.address); lane != lanes_.end()) {
-    std::rotate(lane, lane + 1, lanes_.end());
-  }
+  const auto lane = laneOf(ended.address);
+  const bool othersWait = lane != lanes_.end();
+  if (othersWait) std::rotate(lane, lane + 1, lanes_.end());
   if (how == Ending::Disconnected) return ended.client;
+  // Those of its address that wait are newer.
+  if (othersWait && isCrowded(ended.address)) return ended.client;
   return wait({ended.client, now}, ended.address);
 }
 

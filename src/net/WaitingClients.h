@@ -18,6 +18,9 @@
 // whose turn ends is behind all that wait. So before the first client of an address is served, every address
 // has at most one turn, counting the one in progress.
 //
+// Where enough of an address wait, a new client replaces the one that has waited longest: of a phone that
+// lost its network several times, only the newest connection is alive.
+//
 // A plain object: no thread, clock or socket of its own. The caller passes the time, which never decreases.
 #pragma once
 
@@ -54,8 +57,9 @@ class WaitingClients final {
   WaitingClients() = default;
   explicit WaitingClients(const Limits& limits) : limits_(limits) {}
 
-  // A client has come. Returns the one to disconnect: none, the new one if enough wait, or the second one of
-  // another address to make room for the first one of this.
+  // A client has come. Returns the one to disconnect: none; the one of its address that has waited longest,
+  // if enough wait; for the first of its address, the second one of another address to make room, or the new
+  // one if each that waits is the only one of its address.
   [[nodiscard]] std::optional<Id> arrived(Id client, IPv4Address address, Moment now);
   // Whether arrived() would return a client.
   bool isCrowded(IPv4Address address) const;
@@ -70,7 +74,7 @@ class WaitingClients final {
   // turn.
   std::optional<TurnEnd> turnEnd() const;
   // Ends the turn. Returns the client to disconnect: the one that had the turn, unless it waits again; then
-  // none or, if enough wait, one as arrived() does.
+  // none or, if enough wait, itself or the second one of another address.
   [[nodiscard]] std::optional<Id> endTurn(Ending how, Moment now);
 
   bool someoneWaits() const { return !lanes_.empty(); }
@@ -102,6 +106,7 @@ class WaitingClients final {
   Lanes::iterator laneOf(IPv4Address address);
   Lanes::const_iterator laneOf(IPv4Address address) const;
   std::optional<Id> wait(Waiting client, IPv4Address address);
+  static Id replaceOldest(Lane& lane, Waiting client);
   std::optional<Id> removeForRoom();
   Moment waitingSince() const;
 

@@ -279,9 +279,32 @@ TEST_F(WaitingClientsTest, twoOfOneAddressMayWait) {
   EXPECT_FALSE(clients.isCrowded(kA));
   come(kA);
   EXPECT_TRUE(clients.isCrowded(kA));
-  const Id third = come(kA);
-  EXPECT_THAT(rejected, ElementsAre(third));
+  come(kA);
+  EXPECT_EQ(rejected.size(), 1u);
   EXPECT_EQ(clients.count(), 2u);
+}
+
+TEST_F(WaitingClientsTest, aThirdClientOfAnAddressReplacesTheOldestThatWaits) {
+  come(kB);
+  begin();
+  const Id first = come(kA);
+  const Id second = come(kA);
+  const Id other = come(kC);
+  const Id third = come(kA);
+  EXPECT_THAT(rejected, ElementsAre(first));
+  end(Ending::Disconnected);
+  EXPECT_THAT(order(), ElementsAre(second, other, third));
+}
+
+TEST_F(WaitingClientsTest, connectingAgainDoesNotPostponeTheEndOfATurn) {
+  come(kA);
+  begin();
+  for (int second = 0; second < 60; ++second) {
+    clients.handledRequest(now);
+    come(kB);
+    now += 1s;
+  }
+  EXPECT_THAT(ends(), endsWith(Ending::WaitsAgain, 0));
 }
 
 TEST_F(WaitingClientsTest, aClientWhoseTurnEndsIsDisconnectedIfTwoOfItsAddressWait) {
@@ -307,8 +330,8 @@ TEST_F(WaitingClientsTest, makesRoomForEachAddressFirst) {
   EXPECT_EQ(clients.count(), 128u);
   const Id newcomer = come(129);
   EXPECT_EQ(rejected.back(), newcomer);
-  const Id second = come(1);
-  EXPECT_EQ(rejected.back(), second);
+  come(1);
+  EXPECT_EQ(rejected.back(), 1u);
   EXPECT_EQ(clients.count(), 128u);
 }
 
