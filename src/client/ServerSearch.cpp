@@ -26,7 +26,8 @@ ServerSearch::ServerSearch(EventLoop& loop, DnsSd& dnsSd, Limits limits, Done do
 }
 
 void ServerSearch::found(const std::string& name) {
-  if (servers_.size() >= limits_.servers && !servers_.contains(name)) return;
+  if (!browser_) return;  // more of the batch in which the last one was found
+  if (++found_ >= limits_.servers) browser_.reset();
   servers_[name].resolution = dnsSd_.resolve(name, kServiceType, kResolveTimeout,
                                              {[this](const ResolvedService& service) { resolved(service); },
                                               [this, name](const std::string&) { notResolved(name); }});

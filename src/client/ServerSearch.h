@@ -29,7 +29,9 @@ class ServerSearch final {
     EventLoop::Duration quiet{
         1000};  // the search ends so long after the last event, once each server has its address
     EventLoop::Duration most{15000};  // the search ends by then, whatever neighbors announce
-    std::size_t servers = 32;         // further ones are ignored: resolving takes milliseconds for each
+    // Browsing ends when it has found so many, those that left included: resolving takes milliseconds for
+    // each, and the DNS-SD library compares each name with all before it.
+    std::size_t servers = 32;
   };
   using Done = std::function<void(std::vector<FoundServer>)>;
 
@@ -55,6 +57,7 @@ class ServerSearch final {
   const Limits limits_;
   Done done_;
   std::map<std::string, Server> servers_;
+  std::size_t found_ = 0;
   std::unique_ptr<Browser> browser_;
   std::unique_ptr<Timer> timer_;
   std::unique_ptr<Timer> last_;

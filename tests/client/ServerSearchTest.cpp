@@ -89,6 +89,20 @@ TEST_F(ServerSearchTest, limitsTheNumberOfServers) {
   EXPECT_THAT(dnsSd.resolvedNames(), ElementsAre("One"));
 }
 
+TEST_F(ServerSearchTest, stopsBrowsingWhenItHasFoundEnough) {
+  const auto searching = search(3);
+  dnsSd.find("One");
+  dnsSd.answer({"One", "a.local", {"10.0.0.1"}, 4250});
+  dnsSd.find("Two");
+  dnsSd.lose("Two");
+  EXPECT_THAT(dnsSd.browsedTypes(), ElementsAre("_moxtelserver._tcp."));
+  dnsSd.find("Two");
+  EXPECT_THAT(dnsSd.browsedTypes(), IsEmpty());
+  dnsSd.failToResolve("Two", "it is gone");
+  loop.advance(1s);
+  EXPECT_THAT(*result, ElementsAre("One 10.0.0.1:4250"));
+}
+
 TEST_F(ServerSearchTest, endsAlthoughNeighborsComeAndGo) {
   const auto searching = search();
   dnsSd.find("One");
