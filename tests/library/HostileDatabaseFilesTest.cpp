@@ -14,6 +14,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "library/albumdata/AlbumDataFile.h"
 #include "platform/files/Files.h"
 #include "tests/library/ServedLibrary.h"
 
@@ -184,6 +185,43 @@ TEST_F(HostileDatabaseFilesTest, doesNotOpenADatabaseAsAJournal) {
   fs::create_hard_link(faces, path + "-journal");
   served.number(kLibrary, kCount);
   EXPECT_EQ(locksOn(faces), before);
+}
+
+TEST_F(HostileDatabaseFilesTest, doesNotOpenADatabaseAsAPicture) {
+  const std::string picture = files.path() + "/Masters/picture.jpg";
+  fs::create_directories(files.path() + "/Masters");
+  fs::create_hard_link(path, picture);
+  Query rows = served.databases.run(kLibrary, kUuids, {});
+  ASSERT_TRUE(rows.step());
+  const int before = locksOn(path);
+  ASSERT_GT(before, 0);
+  EXPECT_EQ(served.files.open(files.path(), picture).file.state, FileState::Unreadable);
+  EXPECT_EQ(locksOn(path), before);
+}
+
+TEST_F(HostileDatabaseFilesTest, doesNotOpenADatabaseAsAlbumData) {
+  const std::string albums = files.path() + "/AlbumData.xml";
+  linkTo(path, albums);
+  Query rows = served.databases.run(kLibrary, kUuids, {});
+  ASSERT_TRUE(rows.step());
+  const int before = locksOn(path);
+  ASSERT_GT(before, 0);
+  EXPECT_EQ(readAlbumDataFile(albums).error, "it is a database");
+  EXPECT_EQ(locksOn(path), before);
+}
+
+// Sizes that are not real.
+
+TEST_F(HostileDatabaseFilesTest, holesDoNotRaiseTheLimitOfRows) {
+  files.execute(kLibrary,
+                "CREATE TABLE small(n INTEGER PRIMARY KEY); WITH RECURSIVE c(n) AS (VALUES(1) UNION ALL "
+                "SELECT n + 1 FROM c WHERE n < 1000) INSERT INTO small SELECT n FROM c");
+  fs::resize_file(path, std::uintmax_t{100} << 30);
+  Query rows = served.databases.run(kLibrary, "SELECT a.n FROM small a, small b", {});
+  int count = 0;
+  while (rows.step()) ++count;
+  EXPECT_LE(count, 200'000);
+  EXPECT_TRUE(rows.failed());
 }
 
 // The end of the program.

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "platform/files/Files.h"
+#include "platform/files/LockedFiles.h"
 #include "plist/BinaryPropertyList.h"
 #include "plist/BinaryPropertyListReader.h"
 #include "plist/XmlMender.h"
@@ -98,6 +99,7 @@ LenientReading readLenientPropertyListFile(const std::string& path, std::size_t 
                                            const FreshSink& freshSink) {
   const FileStamp stamp = stampOf(path);
   if (!stamp.isRegular()) return unreadable("it is no file");
+  if (isLockedFile(stamp)) return unreadable("it is a database");
   std::ifstream file(path, std::ios::binary);
   if (!file) return unreadable("it cannot be opened");
   return readLenientPropertyList(file, stamp.size, mostBinaryBytes, freshSink);

@@ -26,6 +26,11 @@ constexpr int kStepsPerCall = 10'000;
 
 int waitWhileBusy(void* budget, int) { return static_cast<BusyBudget*>(budget)->wait() ? 1 : 0; }
 
+// What a file can hold: a hole in it has no rows. Some file systems do not know what they allocated.
+std::uint64_t contentOf(const FileStamp& file) {
+  return file.allocated == 0 ? file.size : std::min(file.size, file.allocated);
+}
+
 // With SQLITE_USE_URI a name that begins with "file:" would be read as a URI.
 std::string plainName(const std::string& path) { return path.starts_with("file:") ? "./" + path : path; }
 
@@ -67,7 +72,7 @@ DatabaseConnection::DatabaseConnection(const std::string& path, GuardedVfs& vfs,
                                 access | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE, vfs.name());
   if (!opened()) return;
   configure(budget);
-  limitWork(stampOf(path).size + stampOf(path + "-wal").size, budget);
+  limitWork(contentOf(stampOf(path)) + contentOf(stampOf(path + "-wal")), budget);
 }
 
 DatabaseConnection::DatabaseConnection(std::span<const std::uint8_t> image, BusyBudget& budget,

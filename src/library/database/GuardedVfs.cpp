@@ -1,15 +1,14 @@
 #include "library/database/GuardedVfs.h"
 
-#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <mutex>
 #include <string_view>
 #include <utility>
-#include <vector>
 
 #include "platform/files/FileDescriptor.h"
 #include "platform/files/Files.h"
+#include "platform/files/LockedFiles.h"
 
 namespace moxtel {
 
@@ -24,34 +23,6 @@ std::string nextName() {
   return "moxtel-guarded-" + std::to_string(made.fetch_add(1));
 }
 
-// The files that SQLite has open as databases in this process. Any thread.
-class OpenDatabases final {
- public:
-  void add(int descriptor) {
-    const std::lock_guard lock(mutex_);
-    files_.emplace_back(descriptor, stampOf(descriptor));
-  }
-  void remove(int descriptor) {
-    const std::lock_guard lock(mutex_);
-    std::erase_if(files_, [&](const auto& file) { return file.first == descriptor; });
-  }
-  bool contains(const char* path) {
-    const std::lock_guard lock(mutex_);
-    const FileStamp asked = stampOf(std::string(path));
-    return std::any_of(files_.begin(), files_.end(),
-                       [&](const auto& file) { return isSameFile(file.second, asked); });
-  }
-
- private:
-  std::mutex mutex_;
-  std::vector<std::pair<int, FileStamp>> files_;  // a handful
-};
-
-OpenDatabases& openDatabases() {
-  static OpenDatabases databases;
-  return databases;
-}
-
 // What this thread is opening through a GuardedVfs.
 enum class Opening : unsigned char { Nothing, Database, OtherFile };
 thread_local Opening opening = Opening::Nothing;
@@ -60,20 +31,20 @@ thread_local int openedDatabase = kNotOpened;
 
 // The calls by which SQLite opens and closes every file, in the place of open() and close().
 int openFile(const char* path, int flags, int mode) {
-  if (opening == Opening::OtherFile && openDatabases().contains(path)) {
+  if (opening == Opening::OtherFile && isLockedFile(stampOf(std::string(path)))) {
     errno = EISDIR;  // as for a folder: it cannot be opened in any way
     return -1;
   }
   const int descriptor = openRegularOnly(path, flags, mode);
   if (descriptor >= 0 && opening == Opening::Database) {
-    openDatabases().add(descriptor);
+    addLockedFile(descriptor);
     openedDatabase = descriptor;
   }
   return descriptor;
 }
 
 int closeFile(int descriptor) {
-  openDatabases().remove(descriptor);
+  removeLockedFile(descriptor);
   FileDescriptor(descriptor).close();
   return 0;
 }

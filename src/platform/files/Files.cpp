@@ -41,6 +41,8 @@ FileStamp stampFrom(int result, const struct stat& status) {
   stamp.device = static_cast<std::uint64_t>(status.st_dev);
   stamp.inode = static_cast<std::uint64_t>(status.st_ino);
   stamp.size = static_cast<std::uint64_t>(status.st_size);
+  constexpr std::uint64_t kBlock = 512;  // whatever the blocks of the file system are
+  stamp.allocated = static_cast<std::uint64_t>(status.st_blocks) * kBlock;
   stamp.modified = modifiedNanoseconds(status);
   return stamp;
 }
@@ -74,6 +76,11 @@ double FileStamp::modifiedDate() const {
 FileStamp stampOf(const std::string& path) {
   struct stat status {};
   return stampFrom(::stat(path.c_str(), &status), status);
+}
+
+FileStamp stampOf(int folder, const std::string& name) {
+  struct stat status {};
+  return stampFrom(::fstatat(folder, name.c_str(), &status, AT_SYMLINK_NOFOLLOW), status);
 }
 
 FileStamp stampOf(int descriptor) {

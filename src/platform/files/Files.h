@@ -18,6 +18,7 @@ struct FileStamp {
   std::uint64_t device = 0;
   std::uint64_t inode = 0;
   std::uint64_t size = 0;
+  std::uint64_t allocated = 0;  // bytes on the disk: fewer than the size for a file with holes; not compared
   std::int64_t modified = 0;
   int error = 0;  // errno when Missing
 
@@ -32,6 +33,8 @@ struct FileStamp {
 
 // Follows symbolic links; never opens the file. A file without readable attributes is Missing.
 FileStamp stampOf(const std::string& path);
+// The same for a name in an open folder; a symbolic link is not followed.
+FileStamp stampOf(int folder, const std::string& name);
 // The same for an open file.
 FileStamp stampOf(int descriptor);
 // Whether both are attributes of one file that exists, perhaps at different times or by different names.

@@ -11,6 +11,8 @@
 #include <memory>
 #include <string_view>
 
+#include "platform/files/LockedFiles.h"
+
 namespace moxtel {
 
 namespace {
@@ -73,6 +75,8 @@ NameState OpenFolder::enter(const std::string& name, OpenFolder& folder) const {
 }
 
 NameState OpenFolder::open(const std::string& name, OpenFile& file) const {
+  // A hard link to a database: closing it again would drop the locks of the connection that has it open.
+  if (isLockedFile(stampOf(descriptor_.get(), name))) return NameState::Failed;
   file.descriptor = FileDescriptor(openQuietly(descriptor_.get(), name.c_str(), kFile));
   if (!file.descriptor) {
     const int error = errno;

@@ -38,7 +38,8 @@ class OpenFolder final {
 
   // A name without a slash and without a NUL; ".." is the folder above. The folder is set when Found.
   NameState enter(const std::string& name, OpenFolder& folder) const;
-  // Opens a regular file for reading. Sets everything in it but its path when Found.
+  // Opens a regular file for reading; Failed for one of LockedFiles.h. Sets everything in it but its path
+  // when Found.
   NameState open(const std::string& name, OpenFile& file) const;
   // The state of a regular file, which is not opened.
   NameState look(const std::string& name) const;
