@@ -71,7 +71,7 @@ class WaitingClients(LibraryTestCase):
             with Client(server, patience=60) as client:
                 self.assertEqual(client.result("Get Version"), "1.4")
             self.assertEqual(silent.socket.recv(1), b"")
-            self.assertEqual(server.console().count("Lost connection to Moxtel on"), 2)
+            wait_for(lambda: server.console().count("Lost connection to Moxtel on") == 2, "both to be reported")
 
     def test_a_phone_that_lost_its_network_replaces_its_own_connection(self):
         with Server(self.library) as server, Client(server) as lost:
@@ -86,7 +86,7 @@ class WaitingClients(LibraryTestCase):
                 self.assertEqual(other.socket.recv(1), b"")
             with ClientFrom(server, "127.0.0.13") as allowed:
                 self.assertEqual(allowed.result("Get Version"), "1.4")
-            self.assertEqual(server.console().count("Connected to"), 1)
+            wait_for(lambda: server.console().count("Connected to") == 1, "the client to be reported")
 
     @unittest.skipUnless(SIEGE, "takes minutes; set MOXTEL_SIEGE")
     def test_honest_requests_are_answered_under_siege(self):
