@@ -22,9 +22,9 @@ constexpr SqlText kMemberCount =
     "= %d)";
 constexpr SqlText kAlbum =
     "SELECT modelId,posterVersionUuid,sortKeyPath,sortAscending FROM RKAlbum WHERE uuid = '%@'";
-constexpr SqlText kProject =
-    "SELECT f.posterVersionUuid,a.sortKeyPath,a.sortAscending FROM RKFolder f LEFT JOIN RKAlbum a ON a.uuid "
-    "= f.implicitAlbumUuid WHERE f.uuid = '%@'";
+// Two queries: a join with a view of folders, which other kinds of libraries have, would read all of them.
+constexpr SqlText kProject = "SELECT posterVersionUuid,implicitAlbumUuid FROM RKFolder WHERE uuid = '%@'";
+constexpr SqlText kOrderOfAlbum = "SELECT sortKeyPath,sortAscending FROM RKAlbum WHERE uuid = '%@'";
 
 // The columns of photos to be sorted.
 constexpr SqlText kMembers =
@@ -62,14 +62,21 @@ Value LibraryAnswers::posterIfLive(const Value& uuid) {
   return poster.step() ? poster.stringColumn(0) : Value();
 }
 
+// By date where no album says how.
+PhotoOrder LibraryAnswers::orderOfProject(const Value& album) {
+  if (album.isNil()) return {"", false};
+  Query row = databases_.runUnlogged(DatabaseFile::Library, kOrderOfAlbum, {album});
+  return row.step() ? orderOf(row, 0) : PhotoOrder{"", false};
+}
+
 Value LibraryAnswers::keyPhotoOfProject(const Dictionary& container, bool /*byAppleScript*/) {
   const Value& uuid = container[record::kAlbumId];
-  PhotoOrder order;
-  Value poster;
+  Value poster, album;
   if (Query project = databases_.runUnlogged(DatabaseFile::Library, kProject, {uuid}); project.step()) {
     poster = project.stringColumn(0);
-    order = orderOf(project, 1);
+    album = project.stringColumn(1);
   }
+  const PhotoOrder order = orderOfProject(album);
   if (poster = posterIfLive(poster); !poster.isNil()) return poster;
   if (order.isByDateInProject()) {
     Query earliest = databases_.runUnlogged(DatabaseFile::Library, kEarliestOfProject, {uuid});

@@ -15,6 +15,7 @@
 namespace moxtel {
 
 class LibraryDatabases;
+class PhotoOrder;
 class SmartAlbums;
 
 class LibraryAnswers final : public PhotoApplicationQueries {
@@ -36,6 +37,7 @@ class LibraryAnswers final : public PhotoApplicationQueries {
  private:
   // The version's uuid if it is shown in the library and not in the trash.
   Value posterIfLive(const Value& uuid);
+  PhotoOrder orderOfProject(const Value& album);
 
   LibraryDatabases& databases_;
   SmartAlbums& smartAlbums_;

@@ -45,7 +45,7 @@ constexpr const char* kVersions =
     "AS name, "
     "v.fileName AS fileName, 1 AS versionNumber, v.masterUuid AS masterUuid, v.masterId AS masterId, e.event "
     "AS "
-    "projectUuid, v.imageTimeZoneName AS imageTimeZoneName, v.imageDate AS imageDate, v.mainRating AS "
+    "projectUuid, v.imageTimeZoneName AS imageTimeZoneName, +v.imageDate AS imageDate, v.mainRating AS "
     "mainRating, "
     "v.isHidden AS isHidden, v.isFavorite AS isFlagged, v.colorLabelIndex AS colorLabelIndex, v.masterHeight "
     "AS "

@@ -174,7 +174,7 @@ constexpr const char* kVersions =
     "name, "
     "x.ZORIGINALFILENAME AS fileName, CASE WHEN {SHARED} THEN 0 ELSE 1 END AS versionNumber, s.ZUUID AS "
     "masterUuid, s.Z_PK AS masterId, {EVENT} AS projectUuid, x.ZTIMEZONENAME AS imageTimeZoneName, "
-    "s.ZDATECREATED AS imageDate, 0 AS mainRating, s.ZHIDDEN AS isHidden, s.ZFAVORITE AS isFlagged, -1 AS "
+    "+s.ZDATECREATED AS imageDate, 0 AS mainRating, s.ZHIDDEN AS isHidden, s.ZFAVORITE AS isFlagged, -1 AS "
     "colorLabelIndex, coalesce(x.ZORIGINALHEIGHT, s.ZHEIGHT) AS masterHeight, coalesce(x.ZORIGINALWIDTH, "
     "s.ZWIDTH) AS masterWidth, s.ZHEIGHT AS processedHeight, s.ZWIDTH AS processedWidth, CASE s.ZORIENTATION "
     "WHEN 6 THEN 90 WHEN 3 THEN 180 WHEN 8 THEN 270 ELSE 0 END AS rotation, {ADJUSTED} AS hasAdjustments, "
