@@ -56,6 +56,7 @@ LibraryChanges::Stamps LibraryChanges::stamps() {
     stamps.logs[i] = stampOf(logs_[i]);
   }
   stamps.albumData = stampOf(albumDataFile_);
+  stamps.otherAlbumData = stampOf(otherAlbumDataFile_);
   return stamps;
 }
 
@@ -67,6 +68,7 @@ void LibraryChanges::findFiles() {
     logs_[i] = resolvedPath(files_[i]) + "-wal";
   }
   albumDataFile_ = appendingPathComponent(*libraryPath_, AlbumData::kFileName);
+  otherAlbumDataFile_ = appendingPathComponent(*libraryPath_, AlbumData::kOtherFileName);
 }
 
 }  // namespace moxtel

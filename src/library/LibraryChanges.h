@@ -1,10 +1,10 @@
 // Notices that the library's files changed while they are served, as a nightly copy changes them, and that a
 // library comes late, from a disk that is mounted after the start.
 //
-// Compares the size, time and inode of the databases, of their write-ahead logs and of AlbumData.xml with
-// those of the last check: any difference counts, an older date as well. A check takes nine stats and opens
-// no file; when something changed, AlbumData.xml is read again and the cached lists are dropped. While the
-// library is missing, nothing is dropped. Core thread.
+// Compares the size, time and inode of the databases, of their write-ahead logs, of AlbumData.xml and of
+// iLifeShared/AlbumData2.xml with those of the last check: any difference counts, an older date as well. A
+// check takes ten stats and opens no file. When something changed, the cached lists are dropped, and a
+// changed AlbumData.xml is read again. While the library is missing, nothing is dropped. Core thread.
 #pragma once
 
 #include <array>
@@ -51,6 +51,7 @@ class LibraryChanges final {
     std::array<FileStamp, kDatabases> databases;  // by DatabaseFile
     std::array<FileStamp, kDatabases> logs;
     FileStamp albumData;
+    FileStamp otherAlbumData;
     bool hasLibrary() const { return databases.front().isRegular(); }
     friend bool operator==(const Stamps&, const Stamps&) = default;
   };
@@ -70,6 +71,7 @@ class LibraryChanges final {
   std::array<std::string, kDatabases> files_;
   std::array<std::string, kDatabases> logs_;
   std::string albumDataFile_;
+  std::string otherAlbumDataFile_;
   Stamps seen_;
   bool isMissing_ = true;
   std::chrono::steady_clock::time_point checked_;

@@ -134,6 +134,20 @@ TEST_F(LibraryChangesTest, readTheAlbumFileAgain) {
   EXPECT_EQ(albumData.containerDicts().size(), 1u);
 }
 
+TEST_F(LibraryChangesTest, areThoseOfTheOtherAlbumFile) {
+  const fs::path other = fs::path(files.path()) / "iLifeShared/AlbumData2.xml";
+  fs::create_directory(other.parent_path());
+  start();
+  write(other, kAlbumData);
+  EXPECT_TRUE(notices()) << "it appears";
+  fs::last_write_time(other, fs::last_write_time(other) - std::chrono::hours(24 * 365));
+  EXPECT_TRUE(notices()) << "an older date";
+  write(other, "<plist version=\"1.0\"><dict/></plist>");
+  EXPECT_TRUE(notices()) << "another size";
+  fs::remove(other);
+  EXPECT_TRUE(notices()) << "it vanishes";
+}
+
 TEST_F(LibraryChangesTest, doNotReadTheAlbumFileAgainForADatabase) {
   std::ofstream(albumFile()) << "rubbish";
   start();

@@ -27,6 +27,8 @@ class AlbumData final : public AlbumEntries {
             const Clock& clock = systemClock());
 
   static constexpr const char* kFileName = "AlbumData.xml";
+  // Has lists of the members of albums, too. Not read here.
+  static constexpr const char* kOtherFileName = "iLifeShared/AlbumData2.xml";
 
   void loadAlbumData();
   // The same for a file that changed: reads it whatever its date is. Does not repeat its last message.

@@ -66,10 +66,9 @@ std::optional<LivePhotos> readLivePhotos(LibraryDatabases& databases) {
 void SavedLists::refresh() {
   const bool fileHasLists = !albumData_.photoLists().empty();
   const auto& library = location_.libraryPath();
-  const FileStamp other =
-      fileHasLists || !library
-          ? FileStamp()
-          : moxtel::stampOf(appendingPathComponent(*library, "iLifeShared/AlbumData2.xml"));
+  const FileStamp other = fileHasLists || !library
+                              ? FileStamp()
+                              : moxtel::stampOf(appendingPathComponent(*library, AlbumData::kOtherFileName));
   if (albumDataGeneration_ == albumData_.generation() && otherStamp_ == other) return;
   albumDataGeneration_ = albumData_.generation();
   otherStamp_ = other;
@@ -82,7 +81,7 @@ void SavedLists::refresh() {
 
 // A file that cannot be read to its end has the lists before that, which then are not in step.
 void SavedLists::readOtherFile() {
-  const std::string path = appendingPathComponent(*location_.libraryPath(), "iLifeShared/AlbumData2.xml");
+  const std::string path = appendingPathComponent(*location_.libraryPath(), AlbumData::kOtherFileName);
   if (files_.permits(*location_.libraryPath(), path)) otherLists_ = readAlbumDataFile(path).photoLists;
 }
 

@@ -32,7 +32,7 @@ class SavedLists final {
   // Compares once for each state of the files.
   bool isInStep();
   // "AlbumData.xml", for messages.
-  const char* fileName() const { return usesOtherFile_ ? "iLifeShared/AlbumData2.xml" : "AlbumData.xml"; }
+  const char* fileName() const { return usesOtherFile_ ? AlbumData::kOtherFileName : AlbumData::kFileName; }
   // Changes whenever a list does.
   std::uint64_t generation() const { return generation_; }
 
