@@ -18,11 +18,11 @@ constexpr SqlText kPhotosOfAlbumsBelow =
     "SELECT v.modelId FROM RKFolder f CROSS JOIN RKAlbum a CROSS JOIN RKAlbumVersion m CROSS JOIN RKVersion "
     "v WHERE f.folderPath >= '%@' AND f.folderPath < '%@' AND a.folderUuid = f.uuid AND +a.albumType = 1 AND "
     "+a.albumSubclass = 3 AND +a.isInTrash = 0 AND m.albumId = a.modelId AND v.modelId = m.versionId AND "
-    "+v.showInLibrary = 1 AND +v.isInTrash = 0";
+    "+v.showInLibrary = 1 AND +v.isInTrash = 0 AND NOT (%d AND +v.isHidden IS TRUE)";
 constexpr SqlText kPhotosOfProjectsBelow =
     "SELECT v.modelId FROM RKFolder f CROSS JOIN RKVersion v WHERE f.folderPath >= '%@' AND f.folderPath < "
     "'%@' AND +f.folderType = 2 AND +f.isInTrash = 0 AND v.projectUuid = f.uuid AND +v.showInLibrary = 1 AND "
-    "+v.isInTrash = 0";
+    "+v.isInTrash = 0 AND NOT (%d AND +v.isHidden IS TRUE)";
 
 void append(Query query, std::vector<std::int64_t>& ids) {
   while (query.step()) ids.push_back(query.integer64Column(0));
@@ -30,18 +30,20 @@ void append(Query query, std::vector<std::int64_t>& ids) {
 
 }  // namespace
 
-std::optional<std::vector<std::int64_t>> photosOfFolder(LibraryDatabases& databases, const Value& uuid) {
+std::optional<std::vector<std::int64_t>> photosOfFolder(LibraryDatabases& databases, const Value& uuid,
+                                                        HiddenMembers hidden) {
   std::string path;
   {
     Query folder = databases.runUnlogged(DatabaseFile::Library, kPathOfFolder, {uuid});
     if (!folder.step()) return std::nullopt;
     path = folder.stringColumn(0).string();
   }
+  const int leftOut = hidden == HiddenMembers::LeftOut ? 1 : 0;
   std::vector<std::int64_t> ids;
   if (!path.ends_with('/')) return ids;  // such a path begins the paths of other folders, too
   const std::string end = path.substr(0, path.size() - 1) + static_cast<char>('/' + 1);
-  append(databases.runUnlogged(DatabaseFile::Library, kPhotosOfAlbumsBelow, {path, end}), ids);
-  append(databases.runUnlogged(DatabaseFile::Library, kPhotosOfProjectsBelow, {path, end}), ids);
+  append(databases.runUnlogged(DatabaseFile::Library, kPhotosOfAlbumsBelow, {path, end, leftOut}), ids);
+  append(databases.runUnlogged(DatabaseFile::Library, kPhotosOfProjectsBelow, {path, end, leftOut}), ids);
   std::sort(ids.begin(), ids.end());
   ids.erase(std::unique(ids.begin(), ids.end()), ids.end());
   return ids;

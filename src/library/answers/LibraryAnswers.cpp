@@ -16,7 +16,8 @@ namespace {
 
 // The plus signs keep SQLite, which has no statistics here, from reading whole tables along other indexes.
 constexpr SqlText kLive =
-    "SELECT uuid FROM RKVersion WHERE uuid = '%@' AND +showInLibrary = 1 AND +isInTrash = 0";
+    "SELECT uuid FROM RKVersion WHERE uuid = '%@' AND +showInLibrary = 1 AND +isInTrash = 0 AND NOT (%d AND "
+    "+isHidden IS TRUE)";
 constexpr SqlText kMemberCount =
     "SELECT COUNT(uuid) FROM RKVersion WHERE modelId IN (SELECT versionId FROM RKAlbumVersion WHERE albumId "
     "= %d)";
@@ -29,15 +30,14 @@ constexpr SqlText kOrderOfAlbum = "SELECT sortKeyPath,sortAscending FROM RKAlbum
 // The columns of photos to be sorted.
 constexpr SqlText kMembers =
     "SELECT modelId,uuid,imageDate,mainRating,name,projectUuid FROM RKVersion WHERE modelId IN (SELECT "
-    "versionId FROM RKAlbumVersion WHERE albumId = %d)";
+    "versionId FROM RKAlbumVersion WHERE albumId = %d) AND NOT (%d AND +isHidden IS TRUE)";
 constexpr SqlText kPhotosOfProject =
     "SELECT modelId,uuid,imageDate,mainRating,name,projectUuid FROM RKVersion WHERE projectUuid = '%@' AND "
-    "+versionNumber != 0 AND +isInTrash = 0";
+    "+versionNumber != 0 AND +isInTrash = 0 AND NOT (%d AND +isHidden IS TRUE)";
 // The first one by date, with the index on both: a library has thousands of projects.
 constexpr SqlText kEarliestOfProject =
-    "SELECT uuid FROM RKVersion WHERE projectUuid = '%@' AND +versionNumber != 0 AND +isInTrash = 0 AND uuid "
-    "IS "
-    "NOT NULL ORDER BY imageDate,modelId LIMIT 1";
+    "SELECT uuid FROM RKVersion WHERE projectUuid = '%@' AND +versionNumber != 0 AND +isInTrash = 0 AND "
+    "NOT (%d AND +isHidden IS TRUE) AND uuid IS NOT NULL ORDER BY imageDate,modelId LIMIT 1";
 
 // The first of the photos that a query lists, with the columns of SortedPhotoReader. A row without a uuid is
 // no photo.
@@ -56,9 +56,11 @@ PhotoOrder orderOf(const Query& row, int column) {
 
 }  // namespace
 
+int LibraryAnswers::hides() const { return smartAlbums_.hidesHidden() ? 1 : 0; }
+
 Value LibraryAnswers::posterIfLive(const Value& uuid) {
   if (uuid.isNil()) return {};
-  Query poster = databases_.runUnlogged(DatabaseFile::Library, kLive, {uuid});
+  Query poster = databases_.runUnlogged(DatabaseFile::Library, kLive, {uuid, hides()});
   return poster.step() ? poster.stringColumn(0) : Value();
 }
 
@@ -79,11 +81,12 @@ Value LibraryAnswers::keyPhotoOfProject(const Dictionary& container, bool /*byAp
   const PhotoOrder order = orderOfProject(album);
   if (poster = posterIfLive(poster); !poster.isNil()) return poster;
   if (order.isByDateInProject()) {
-    Query earliest = databases_.runUnlogged(DatabaseFile::Library, kEarliestOfProject, {uuid});
+    Query earliest = databases_.runUnlogged(DatabaseFile::Library, kEarliestOfProject, {uuid, hides()});
     return earliest.step() ? earliest.stringColumn(0) : Value();
   }
   const SortedPhotoReader reader(databases_, order, uuid);
-  return firstOf(databases_.runUnlogged(DatabaseFile::Library, kPhotosOfProject, {uuid}), order, reader);
+  return firstOf(databases_.runUnlogged(DatabaseFile::Library, kPhotosOfProject, {uuid, hides()}), order,
+                 reader);
 }
 
 Value LibraryAnswers::keyPhotoOfAlbum(const Dictionary& container, bool /*byAppleScript*/) {
@@ -95,7 +98,8 @@ Value LibraryAnswers::keyPhotoOfAlbum(const Dictionary& container, bool /*byAppl
   Value poster = posterIfLive(album.stringColumn(1));
   if (!poster.isNil()) return poster;
   const SortedPhotoReader reader(databases_, order, uuid);
-  Value first = firstOf(databases_.runUnlogged(DatabaseFile::Library, kMembers, {modelId}), order, reader);
+  Value first =
+      firstOf(databases_.runUnlogged(DatabaseFile::Library, kMembers, {modelId, hides()}), order, reader);
   if (!first.isNil()) return first;
   const SmartAlbumMembers* members = smartAlbums_.membersOf(uuid);
   return members && !members->photos.empty() ? Value(members->photos.front()) : Value();
@@ -103,7 +107,8 @@ Value LibraryAnswers::keyPhotoOfAlbum(const Dictionary& container, bool /*byAppl
 
 std::int32_t LibraryAnswers::photoCountOf(std::string_view kind, const Value& uuid, std::int32_t modelId) {
   if (kind == "folder") {
-    const auto photos = photosOfFolder(databases_, uuid);
+    const auto photos = photosOfFolder(
+        databases_, uuid, smartAlbums_.hidesHidden() ? HiddenMembers::LeftOut : HiddenMembers::Included);
     return photos ? static_cast<std::int32_t>(photos->size()) : 0;
   }
   Query listed = databases_.runUnlogged(DatabaseFile::Library, kMemberCount, {modelId});

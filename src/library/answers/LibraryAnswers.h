@@ -2,7 +2,9 @@
 // members. Used where no application can be asked, and where its script fails. Core thread.
 //
 // They agree with the lists that a client sees: the members of a regular album are what RKAlbumVersion lists,
-// in the trash or not; only an album for which it lists nothing has the members of SmartAlbums.h.
+// in the trash or not; only an album for which it lists nothing has the members of SmartAlbums.h. So hidden
+// photos of a regular album or an event are listed and counted always; with HideHidden they are no key photo,
+// and folders are counted without them.
 #pragma once
 
 #include <cstdint>
@@ -35,6 +37,8 @@ class LibraryAnswers final : public PhotoApplicationQueries {
   std::uint64_t doubtfulAnswers() const override;
 
  private:
+  // 1 if hidden photos are left out, else 0, for a query.
+  int hides() const;
   // The version's uuid if it is shown in the library and not in the trash.
   Value posterIfLive(const Value& uuid);
   PhotoOrder orderOfProject(const Value& album);

@@ -31,7 +31,7 @@ std::variant<RuleNode, RuleError> ruleIn(const Query& row, int column) {
 std::optional<RuleExpression> scopeOf(LibraryDatabases& databases, const std::string& folder,
                                       std::vector<std::string>& notUnderstood) {
   if (folder.empty() || folder == "LibraryFolder") return std::nullopt;
-  auto photos = photosOfFolder(databases, folder);
+  auto photos = photosOfFolder(databases, folder, HiddenMembers::Included);
   if (photos) return RuleExpression(isOneOf(std::move(*photos)));
   notUnderstood.emplace_back("it is limited to a folder that does not exist");
   return RuleExpression(std::nullopt);

@@ -55,6 +55,9 @@ class SmartAlbums final {
   // The photos of a list that are shown in the library, as version uuids in the list's order.
   std::vector<Text> livePhotosOf(const SavedPhotoList& list) const;
 
+  // Whether the user leaves out hidden photos.
+  bool hidesHidden() const;
+
   // While deferring, nothing is read that takes long, and doubtfulAnswers() counts what was left out.
   void setDeferring(bool deferring) { deferring_ = deferring; }
   std::uint64_t doubtfulAnswers() const { return doubtfulAnswers_; }
@@ -67,7 +70,6 @@ class SmartAlbums final {
     bool hidesHidden = false;
     SmartAlbumMembers members;
   };
-  bool hidesHidden() const;
   bool isCurrent(const Kept& kept, const LibraryStamp& stamp) const;
   void report(const SmartAlbum& album, const SmartAlbumMembers& members);
 

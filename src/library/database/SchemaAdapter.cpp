@@ -25,7 +25,7 @@ const ReadTable kLibraryTables[] = {
     {"RKVersion",
      {"uuid", "modelId", "projectUuid", "masterUuid", "versionNumber", "isInTrash", "fileName", "rotation",
       "hasAdjustments", "masterHeight", "masterWidth", "createDate"},
-     {"exifLatitude", "exifLongitude", "videoPosterFramePoint"}},
+     {"exifLatitude", "exifLongitude", "videoPosterFramePoint", "isHidden"}},
     {"RKAlbumVersion", {"albumId", "versionId"}, {}},
     {"RKMaster", {"uuid", "imagePath"}, {}},
     {"RKNote", {"attachedToUuid", "note"}, {}},

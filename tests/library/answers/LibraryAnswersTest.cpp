@@ -109,6 +109,33 @@ TEST_F(LibraryAnswersTest, showsAnEventsPosterOrItsFirstPhoto) {
   EXPECT_TRUE(keyOfProject("none").isNil());
 }
 
+TEST_F(LibraryAnswersTest, leavesHiddenPhotosOutOfWhatNoListHas) {
+  album("by date", Dictionary{{"sortKeyPath", "exifProperties.ImageDate"}, {"sortAscending", 1}});
+  const std::int64_t hidden =
+      photo("hidden", Dictionary{{"projectUuid", "p"}, {"imageDate", 10}, {"isHidden", 1}});
+  const std::int64_t other = photo("shown", Dictionary{{"projectUuid", "p"}, {"imageDate", 20}});
+  photo("odd", Dictionary{{"projectUuid", "odd event"}, {"isHidden", -1}});
+  folder("f", "1/");
+  folder("p", "1/2/", 2, Dictionary{{"implicitAlbumUuid", "by date"}});
+  folder("with poster", "1/3/", 2, Dictionary{{"posterVersionUuid", "hidden"}});
+  const std::int64_t id = album("a", Dictionary{{"folderUuid", "f"}, {"posterVersionUuid", "hidden"}});
+  member(id, hidden);
+  member(id, other);
+  EXPECT_EQ(keyOfProject("p"), Value("hidden"));
+  EXPECT_EQ(keyOfProject("with poster"), Value("hidden"));
+  EXPECT_EQ(keyOfProject("odd event"), Value("odd"));
+  EXPECT_EQ(keyOfAlbum("a"), Value("hidden"));
+  EXPECT_EQ(answers().photoCountOf("folder", "f", 0), 2);
+  opened->defaults.setString("HideHidden", "YES");
+  EXPECT_EQ(keyOfProject("p"), Value("shown"));
+  EXPECT_TRUE(keyOfProject("with poster").isNil());
+  EXPECT_TRUE(keyOfProject("odd event").isNil());
+  EXPECT_EQ(keyOfAlbum("a"), Value("shown"));
+  EXPECT_EQ(answers().photoCountOf("folder", "f", 0), 1);
+  EXPECT_EQ(answers().photoCountOf("album", "a", static_cast<std::int32_t>(id)), 2)
+      << "as many as the album lists";
+}
+
 TEST_F(LibraryAnswersTest, countsShowsAndListsASmartAlbumAlike) {
   photo("one");
   photo("two", Dictionary{{"isFlagged", 1}, {"imageDate", 20}});
