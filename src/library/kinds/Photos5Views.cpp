@@ -340,9 +340,9 @@ class Photos5Schema final {
     return text(replaced(std::move(view), "{EVENT}", migrated_ ? "e.event" : "m.ZUUID"));
   }
   std::string folders() const {
-    const char* others =
-        migrated_ ? " AND s.Z_PK NOT IN (SELECT photo FROM temp.MoxtelEventOfPhoto WHERE album IS NOT NULL)"
-                  : "";
+    const char* others = migrated_ ? " AND NOT EXISTS (SELECT 1 FROM temp.MoxtelEventOfPhoto e WHERE e.photo "
+                                     "= s.Z_PK AND e.album IS NOT NULL)"
+                                   : "";
     std::string view = replaced(kFolders, "{NOT_MIGRATED}", others);
     if (migrated_) view += replaced(kMigratedEvents, "{KEY}", keyAssetOf(names_));
     return text(view);
