@@ -1,5 +1,5 @@
 // Clients that connect, leave, send requests and have turns, compared with a model that keeps the history of
-// every client and derives each answer from it. Besides, the bounds hold that clients rely on: nobody is
+// every client and derives each answer from it. It also checks the bounds that clients rely on: no client is
 // disconnected while no other waits, at most two clients of an address wait, a turn ends within its time, and
 // the first client of an address has its turn after at most one turn of each other address.
 #include <algorithm>

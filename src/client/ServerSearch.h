@@ -29,7 +29,7 @@ class ServerSearch final {
     EventLoop::Duration quiet{
         1000};  // the search ends so long after the last event, once each server has its address
     EventLoop::Duration most{15000};  // the search ends by then, whatever neighbors announce
-    // Browsing ends when it has found so many, those that left included: resolving takes milliseconds for
+    // Browsing ends when it has found this number, those that left included: resolving takes milliseconds for
     // each, and the DNS-SD library compares each name with all before it.
     std::size_t servers = 32;
   };

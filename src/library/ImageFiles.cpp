@@ -85,7 +85,7 @@ std::optional<std::string> ImageFiles::below(const std::optional<std::string>& b
   return first;
 }
 
-// A library of Photos has a file for the face, or tells where in the picture it is.
+// A library of Photos has a file for the face, or the face's place in the picture.
 std::optional<std::string> ImageFiles::facePathOf(const Value& identifier, const Value& thumbnail) {
   const Value albums = faces_.facesAlbums();
   const auto shows = [&](const Value& album) { return album["KeyPhotoKey"] == identifier; };

@@ -36,8 +36,8 @@ class ImageFiles final {
   // The identifier is a version uuid or a decimal version id.
   std::optional<std::string> thumbnailPathWithUuid(const Value& identifier, bool mini, bool face);
   std::optional<std::string> pathNameOfImageWithUuid(const Value& uuid);
-  // The part of the last path's picture that was asked for: a face, in a library that keeps no files of
-  // faces.
+  // Where in the picture of the last path the requested face is, in a library that keeps no files of faces;
+  // nothing if the whole picture was requested.
   const std::optional<SquareInPicture>& partOfPicture() const { return part_; }
   // Degrees; 0 for an unknown uuid.
   std::int32_t rotationOfVersionId(const Value& uuid);

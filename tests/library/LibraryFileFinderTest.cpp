@@ -190,7 +190,7 @@ TEST_F(LibraryFileFinderTest, doesNotFollowLinksOutOfTheLibrary) {
   EXPECT_EQ(finder_.open(library(), at("Previews/secret.jpg")).linkOut->link, at("Previews"));
   EXPECT_EQ(stateOf(at("Masters/far/etc/passwd")), FileState::Missing);
   EXPECT_FALSE(finder_.open(library(), at("Masters/folder/none.jpg")).linkOut.value().folder.empty())
-      << "whether a file exists outside is not told";
+      << "the result does not depend on whether a file exists outside";
 }
 
 TEST_F(LibraryFileFinderTest, followsLinksIntoFoldersThatTheUserNamed) {

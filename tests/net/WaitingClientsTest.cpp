@@ -166,7 +166,7 @@ TEST_F(WaitingClientsTest, silentClientsOfOneAddressTogetherHaveTenSeconds) {
   EXPECT_EQ(clients.turnEnd()->at - now, 5s);
 }
 
-// The first one was silent for hours: nobody waited, so its time to send a request did not count.
+// The first one was silent for hours: no client waited, so its time to send a request did not count.
 TEST_F(WaitingClientsTest, aReplacementOfASilentClientHasTimeForARequest) {
   come(kA);
   begin();

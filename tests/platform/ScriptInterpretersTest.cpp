@@ -360,7 +360,7 @@ TEST(RemoteApplications, areListedWithTheLocalOnes) {
   EXPECT_NE(processes.thread(), std::this_thread::get_id());
 }
 
-// One failure is no news; three in a row are, and the user is told why.
+// One failure changes nothing; after three in a row the user gets the reason.
 TEST(RemoteApplications, stayAsTheyWereUntilThreeQuestionsHaveFailed) {
   FakeRunningApplications local({"bash"});
   ReportRecorder reports;

@@ -99,7 +99,7 @@ bool showsNamedFace(const Photo& photo) {
   return false;
 }
 
-// What only the photo application knows of a rule that nobody else understands: here every third photo.
+// What only the photo application knows of a rule that no other program understands: here every third photo.
 bool everyThird(const Photo& photo) { return photo.index % 3 == 0; }
 
 std::vector<SmartAlbum> withKnownClauses() {

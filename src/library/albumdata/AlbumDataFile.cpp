@@ -27,7 +27,7 @@ std::vector<std::int64_t> numbersIn(const Bytes& bytes) {
   return numbers;
 }
 
-// "29,13,15"; an empty text for none. At most so many.
+// "29,13,15"; an empty text for none. At most `most` numbers.
 std::vector<std::int64_t> numbersIn(std::string_view text, std::size_t most) {
   std::vector<std::int64_t> numbers;
   while (!text.empty() && numbers.size() < most) {

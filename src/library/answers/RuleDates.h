@@ -20,7 +20,7 @@ struct TimeSpan {
 // another text.
 std::optional<TimeSpan> dayNamed(std::string_view text);
 
-// The local days from so many "days", "weeks", "months" or "years" ago up to today. Nothing for another unit.
+// The local days from `count` "days", "weeks", "months" or "years" ago up to today. Nothing for another unit.
 std::optional<TimeSpan> lastDays(Date now, int count, std::string_view unit);
 
 // A number that changes when the local day does.

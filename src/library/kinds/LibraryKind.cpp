@@ -45,7 +45,7 @@ LibraryKind kindOfLibrary(const std::string& folder) {
   if (hasFile(folder, "database/photos.db")) return LibraryKind::Photos4;
   if (hasFile(folder, "Database/apdb/Library.apdb") || hasFile(folder, "Database/Library.apdb"))
     return LibraryKind::IPhoto;
-  // Not permitted: then the user must be told, and not be served another file instead.
+  // Not permitted: the user gets that message, not the contents of another file.
   if (stampOf(appendingPathComponent(folder, "Database/apdb/Library.apdb")).error == EACCES)
     return LibraryKind::IPhoto;
   if (hasFile(folder, "AlbumData.xml")) return LibraryKind::AlbumDataOnly;
