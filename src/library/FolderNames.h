@@ -1,6 +1,6 @@
 // The names in the folders that were searched last, by their meanings (see FileNameForms.h). A folder that
-// was changed is read again: its modification time shows that. kMaximumNames names are kept in all, but always one
-// folder. Core thread.
+// was changed is read again: its modification time shows that. kMaximumNames names are kept in all, but
+// always one folder. Core thread.
 #pragma once
 
 #include <cstdint>
