@@ -22,17 +22,12 @@ std::string exifDate(double date) {
   return text;
 }
 
-std::uint16_t orientationOf(const Photo& photo) {
-  if (photo.rotation == 90) return 6;
-  return photo.rotation == 270 ? 8 : 1;
-}
-
 TiffDirectoryWriter mainDirectory(const Photo& photo, const std::string& description) {
   TiffDirectoryWriter main;
   if (!description.empty()) main.addText(0x010E, description);
   main.addText(0x010F, "Moxtel");
   main.addText(0x0110, "Sample Camera");
-  main.addShort(0x0112, {orientationOf(photo)});
+  main.addShort(0x0112, {static_cast<std::uint16_t>(exifOrientation(photo))});
   main.addRationals(0x011A, {72, 1});
   main.addRationals(0x011B, {72, 1});
   main.addShort(0x0128, {2});

@@ -17,19 +17,6 @@ enum VersionType : std::uint8_t { kImage = 2, kMovie = 8 };
 enum AttachedType : std::uint8_t { kToVersion = 2, kToFace = 5 };
 enum ResourceType : std::uint8_t { kRendered = 4, kFaceTile = 6 };
 
-int orientationOf(const Photo& photo) {
-  switch (photo.rotation) {
-    case 90:
-      return 6;
-    case 180:
-      return 3;
-    case 270:
-      return 8;
-    default:
-      return 1;
-  }
-}
-
 void writeVersion(SqliteWriter& writer, std::string_view version) {
   Inserter row = writer.into("LiGlobals", "modelId,keyPath,value");
   row.row(1, "libraryVersion", version);
@@ -126,7 +113,7 @@ class VersionRows final {
     std::optional<double> latitude, longitude;
     if (photo.position) latitude = photo.position->latitude, longitude = photo.position->longitude;
     const bool turned = !photo.upright();
-    version_.row(photo.versionId, photo.versionUuid, orientationOf(photo),
+    version_.row(photo.versionId, photo.versionUuid, exifOrientation(photo),
                  photo.index % 3 == 0 ? std::optional(photo.baseName) : std::nullopt, photo.date + 86400,
                  photo.flagged, photo.inTrash, state.hidden, -1, 0,
                  static_cast<int>(photo.kind == MasterKind::Movie ? kMovie : kImage), adjustmentUuid(photo),

@@ -24,20 +24,6 @@ std::string list(std::initializer_list<std::string_view> names) {
 std::int64_t idOf(const Photo& photo) { return static_cast<std::int64_t>(photo.index + 1); }
 std::int64_t idOf(std::size_t index) { return static_cast<std::int64_t>(index + 1); }
 
-// Exif's numbers for what a rotation shows upright.
-int orientationOf(const Photo& photo) {
-  switch (photo.rotation) {
-    case 90:
-      return 6;
-    case 180:
-      return 3;
-    case 270:
-      return 8;
-    default:
-      return 1;
-  }
-}
-
 std::string_view typeOf(MasterKind kind) {
   switch (kind) {
     case MasterKind::Raw:
@@ -81,7 +67,7 @@ class AssetRows final {
     const PhotosState state = photosState(photo);
     const std::string uuid = longUuid(photo.versionUuid);
     const bool turned = photo.rotation != 0;
-    asset_.row(idOf(photo), entity_, 1, uuid, photo.kind == MasterKind::Movie, orientationOf(photo),
+    asset_.row(idOf(photo), entity_, 1, uuid, photo.kind == MasterKind::Movie, exifOrientation(photo),
                photo.position ? photo.position->latitude : kNoPosition,
                photo.position ? photo.position->longitude : kNoPosition,
                state.shared ? std::nullopt : std::optional(momentOf(photo)),
@@ -93,7 +79,7 @@ class AssetRows final {
     const bool titled = photo.index % 3 == 0;
     attributes_.row(idOf(photo), model_.entity("AdditionalAssetAttributes"), 1, idOf(photo), described,
                     photo.fileName, titled ? std::optional(photo.baseName) : std::nullopt, photo.width,
-                    photo.height, orientationOf(photo), 3600, "Europe/Zurich");
+                    photo.height, exifOrientation(photo), 3600, "Europe/Zurich");
     if (described) description_.row(*described, 2, 1, idOf(photo), plan_.captions()[photo.caption - 1]);
   }
 

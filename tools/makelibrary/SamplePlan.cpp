@@ -98,6 +98,19 @@ CivilDate civilDate(double date) {
           rest % 60};
 }
 
+int exifOrientation(const Photo& photo) {
+  switch (photo.rotation) {
+    case 90:
+      return 6;
+    case 180:
+      return 3;
+    case 270:
+      return 8;
+    default:
+      return 1;
+  }
+}
+
 SamplePlan::SamplePlan(MakeLibraryOptions options) : options_(std::move(options)) {
   planFolders();
   planProjects();

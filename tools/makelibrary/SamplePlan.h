@@ -68,6 +68,9 @@ struct Photo {
   std::string proxyFolder(const std::string& uuid) const { return folder + "/" + uuid; }
 };
 
+// Exif's orientation of the photo's master.
+int exifOrientation(const Photo& photo);
+
 struct Container {
   std::int64_t modelId = 0;
   std::string uuid;
