@@ -33,7 +33,8 @@ BELOW = {
     "answers": ["library"],
     "scripting": ["answers"],
     "commands": ["scripting", "net"],
-    "app": ["commands", "console"],
+    "web": ["answers", "net"],
+    "app": ["commands", "web", "console"],
     "client": ["net"],
     "programs": ["app", "client"],
 }
@@ -61,6 +62,7 @@ OWNERS = [
     (r"avahi-\w+/.*", {"dnssd"}),
     (r"sqlite3\.h", {"library"}),
     (r"expat\.h", {"plist"}),
+    (r"microhttpd\.h", {"web"}),
 ]
 # Files outside those folders that may include such a header all the same, each with its reason.
 OTHER_OWNERS = {
