@@ -13,6 +13,9 @@ namespace moxtel {
 struct HttpRequest {
   bool head = false;  // HEAD: the server leaves the body of the reply out; handlers answer as for GET
   std::string path;  // percent-decoded UTF-8 that begins with "/", without empty, "." or ".." segments inside
+  // The parts of the path between its slashes, each decoded: a slash in a search text is inside its segment.
+  // A path that ends in a slash has no empty last segment.
+  std::vector<std::string> segments;
   std::vector<std::pair<std::string, std::string>> parameters;  // of the query, decoded, in their order
   std::string range, ifRange, ifNoneMatch;                      // header fields; empty: absent
   std::string userAgent;
