@@ -24,6 +24,9 @@ std::variant<Value, DecodingError> decodeRequest(std::span<const std::uint8_t> b
   return unarchivedObject(bytes, kRequestLimits);
 }
 
+// Thrown instead of sending a reply that was made from a library that changed meanwhile.
+struct MustReadAgain {};
+
 // Releases the library's locks before each reply is written, so that other programs do not wait for a slow
 // client.
 class ReleasingChannel : public ReplyChannel {
@@ -31,23 +34,28 @@ class ReleasingChannel : public ReplyChannel {
   ReleasingChannel(ReplyChannel& channel, CommandScope& scope) : channel_(channel), scope_(scope) {}
 
   bool sendToClientResultObject(Value object) override {
-    scope_.releaseLocks();
+    release();
     return channel_.sendToClientResultObject(std::move(object));
   }
   bool sendToClientResultData(ReplyData data) override {
-    scope_.releaseLocks();
+    release();
     return channel_.sendToClientResultData(std::move(data));
   }
   bool sendToClientErrorString(std::string_view text) override {
-    scope_.releaseLocks();
+    release();
     return channel_.sendToClientErrorString(text);
   }
   bool sendToClientSerializedObject(Value object) override {
-    scope_.releaseLocks();
+    release();
     return channel_.sendToClientSerializedObject(std::move(object));
   }
 
  private:
+  void release() {
+    scope_.releaseLocks();
+    if (scope_.mustReadAgain()) throw MustReadAgain();
+  }
+
   ReplyChannel& channel_;
   CommandScope& scope_;
 };
@@ -123,10 +131,20 @@ void CommandHandler::handleCommandDict(const Value& command) {
     return;
   }
   try {
-    (*handler)(CommandRequest(command.dictionary()), reply);
+    run(*handler, command, reply);
   } catch (const ArchiveTooLargeError&) {
     scope_.rejectedReply(name.string());
     reply.sendToClientErrorString("Reply too large");
+  }
+}
+
+// The second time no reply is held back: beginCommandAgain() ends mustReadAgain().
+void CommandHandler::run(const Handler& handler, const Value& command, ReplyChannel& reply) {
+  try {
+    handler(CommandRequest(command.dictionary()), reply);
+  } catch (const MustReadAgain&) {
+    scope_.beginCommandAgain();
+    handler(CommandRequest(command.dictionary()), reply);
   }
 }
 

@@ -3,7 +3,8 @@
 //
 // Handlers come in groups (ListingCommands, ImageCommands, …); each group adds its own with add(). A handler
 // finishes its work, every reply included, before it returns. An exception that leaves it is logged by the
-// event loop; no reply is sent, and the reading thread continues.
+// event loop; no reply is sent, and the reading thread continues. A handler runs a second time when the
+// library was changed while the first one read it.
 #pragma once
 
 #include <array>
@@ -38,6 +39,11 @@ class CommandScope {
   // Releases the library's locks: called before each reply is written and whenever a command ends. May be
   // called when none is held.
   virtual void releaseLocks() = 0;
+  // Whether the command must run again, because the library was changed while it was read. Asked after
+  // releaseLocks().
+  virtual bool mustReadAgain() const { return false; }
+  // Before it runs again.
+  virtual void beginCommandAgain() {}
   // The reply to this command would have been too large; the client got an error.
   virtual void rejectedReply(std::string_view /*command*/) {}
 
@@ -98,6 +104,7 @@ class CommandHandler final {
 
  private:
   Value decodedCommand(const Bytes& chunk) const;
+  void run(const Handler& handler, const Value& command, ReplyChannel& reply);
   const Handler* handlerOf(std::string_view command) const;
 
   EventLoop& loop_;

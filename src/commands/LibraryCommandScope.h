@@ -11,6 +11,8 @@ class LibraryCommandScope : public CommandScope {
   explicit LibraryCommandScope(LibraryDatabases& databases) : databases_(databases) {}
   void beginCommand() override { databases_.beginCommand(); }
   void releaseLocks() override { databases_.releaseLocks(); }
+  bool mustReadAgain() const override { return databases_.mustReadAgain(); }
+  void beginCommandAgain() override { databases_.beginCommandAgain(); }
 
  private:
   LibraryDatabases& databases_;

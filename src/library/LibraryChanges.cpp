@@ -7,7 +7,7 @@
 
 namespace moxtel {
 
-LibraryChanges::LibraryChanges(const LibraryLocation& location, const LibraryDatabases& databases,
+LibraryChanges::LibraryChanges(const LibraryLocation& location, LibraryDatabases& databases,
                                LoadedLibrary& library, AlbumData& albumData, Now now)
     : location_(location),
       databases_(databases),
@@ -21,7 +21,8 @@ void LibraryChanges::remember() {
 }
 
 void LibraryChanges::checkBeforeListing() {
-  if (isMissing_ || now_() - checked_ >= kBetweenListings) check();
+  if (databases_.takeOutdated()) isOutdated_ = true;
+  if (isMissing_ || isOutdated_ || now_() - checked_ >= kBetweenListings) check();
 }
 
 void LibraryChanges::check() {
@@ -31,8 +32,10 @@ void LibraryChanges::check() {
   // A library that came after the start was never loaded.
   if (!library_.usingDB()) library_.loadDatabase();
   const bool readsAlbumData = readsAlbumDataAgain(now);
-  if (now == seen_ && !readsAlbumData) return;
+  if (databases_.takeOutdated()) isOutdated_ = true;
+  if (now == seen_ && !readsAlbumData && !isOutdated_) return;
   seen_ = now;
+  isOutdated_ = false;
   // The logs lie beside the files that links lead to, and a link may have changed.
   libraryPath_.reset();
   if (readsAlbumData) albumData_.reloadAlbumData();

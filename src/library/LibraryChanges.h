@@ -4,7 +4,8 @@
 // Compares the size, time and inode of the databases, of their write-ahead logs, of AlbumData.xml and of
 // iLifeShared/AlbumData2.xml with those of the last check: any difference counts, an older date as well. A
 // check takes ten stats and opens no file. When something changed, the cached lists are dropped, and a
-// changed AlbumData.xml is read again. While the library is missing, nothing is dropped. Core thread.
+// changed AlbumData.xml is read again. Lists that were made from an outdated state of a database are dropped
+// as well. While the library is missing, nothing is dropped. Core thread.
 #pragma once
 
 #include <array>
@@ -30,7 +31,7 @@ class LibraryChanges final {
   static constexpr std::chrono::seconds kBetweenListings{5};
 
   // Borrows everything. now is the steady clock, except in tests.
-  LibraryChanges(const LibraryLocation& location, const LibraryDatabases& databases, LoadedLibrary& library,
+  LibraryChanges(const LibraryLocation& location, LibraryDatabases& databases, LoadedLibrary& library,
                  AlbumData& albumData, Now now = std::chrono::steady_clock::now);
 
   // Drops what was made of the files; called at each change, after AlbumData.xml was read again.
@@ -41,7 +42,7 @@ class LibraryChanges final {
   // Call at each connect, when the library was loaded.
   void check();
   // Call before each listing command: checks unless the last check was less than kBetweenListings ago. While
-  // the library is missing it always checks.
+  // the library is missing, or lists are outdated, it always checks.
   void checkBeforeListing();
 
  private:
@@ -62,7 +63,7 @@ class LibraryChanges final {
   bool readsAlbumDataAgain(const Stamps& now) const;
 
   const LibraryLocation& location_;
-  const LibraryDatabases& databases_;
+  LibraryDatabases& databases_;
   LoadedLibrary& library_;
   AlbumData& albumData_;
   const Now now_;
@@ -74,6 +75,7 @@ class LibraryChanges final {
   std::string otherAlbumDataFile_;
   Stamps seen_;
   bool isMissing_ = true;
+  bool isOutdated_ = false;
   std::chrono::steady_clock::time_point checked_;
 };
 

@@ -157,6 +157,26 @@ TEST_F(CommandHandlerTest, releasesTheLibraryBeforeEachReplyAndAtTheEnd) {
   EXPECT_THAT(calls, ElementsAre("begin", "release", "reply", "release"));
 }
 
+TEST_F(CommandHandlerTest, runsACommandAgainWhenTheLibraryChangedWhileItWasRead) {
+  class ChangingScope final : public CommandScope {
+   public:
+    void beginCommand() override { mustReadAgain_ = true; }
+    void releaseLocks() override {}
+    bool mustReadAgain() const override { return mustReadAgain_; }
+    void beginCommandAgain() override { mustReadAgain_ = false; }
+
+   private:
+    bool mustReadAgain_ = false;
+  };
+  ChangingScope changing;
+  CommandHandler again(loop, channel, changing, {1, 4});
+  std::int32_t runs = 0;
+  again.add("Get Albums",
+            [&](const CommandRequest&, ReplyChannel& albums) { albums.sendToClientResultObject(++runs); });
+  again.handleCommandDict(command("Get Albums"));
+  EXPECT_THAT(channel.envelopes, ElementsAre(result(2)));
+}
+
 TEST_F(CommandHandlerTest, survivesAMegabyteOfRandomBytes) {
   std::mt19937 random(20160712);
   for (int i = 0; i < 256; ++i) {

@@ -35,6 +35,8 @@ LibrarySeams ServedLibrary::seams() {
   };
   answers.copier = MOXTEL_COPIER;
   answers.grantsLocks = [this](int) { return locksGranted; };
+  answers.isOnLocalDisk = [this](const std::string&) { return isOnLocalDisk; };
+  answers.now = [this] { return now; };
   answers.isEnding = [this] { return isEnding; };
   answers.sleep = [this](std::chrono::milliseconds time) {
     slept += time;

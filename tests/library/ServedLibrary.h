@@ -45,6 +45,8 @@ struct ServedLibrary {
   PhotoApplicationFlags flags;
   std::uint64_t freeBytes = std::uint64_t{1} << 40;
   bool locksGranted = true;
+  bool isOnLocalDisk = true;
+  std::chrono::steady_clock::time_point now;
   bool isEnding = false;
   std::chrono::milliseconds slept{0};
   std::function<void()> onSleep = [] {};

@@ -1,7 +1,9 @@
 """Serves a library of each kind, and compares the replies with an independent reading of the same files."""
 
+import contextlib
 import pathlib
 import shutil
+import sqlite3
 import sys
 import tempfile
 import unittest
@@ -43,6 +45,7 @@ class Listings(KindTestCase):
         self.assertIn(self.description(kind, expected), console)
         has_empty_ones = KINDS[kind] is kinds.Photos5 and any(album.smart for album in expected.albums.values())
         self.assertEqual(console.count("Smart albums of this library are listed empty"), int(has_empty_ones))
+        self.assertNotIn("private copy", console)
         self.assertEqual(moxteltest.hash_of_library(library), before)
         return console
 
@@ -106,6 +109,38 @@ class Listings(KindTestCase):
 
     def test_album_data_only(self):
         self.everything("xml")
+
+
+class Logs(KindTestCase):
+    """Photos works on its library while it is served."""
+
+    ALBUM = "Written while it is served"
+
+    def names(self, server):
+        with moxteltest.Client(server) as client:
+            return [album["AlbumName"] for album in client.result("Get Albums")]
+
+    def test_what_another_program_writes_is_listed_without_a_copy(self):
+        for kind, file, rename in (
+                ("photos5", "Photos.sqlite", "UPDATE ZGENERICALBUM SET ZTITLE = ? WHERE ZKIND = 2"),
+                ("photos4", "photos.db", "UPDATE RKAlbum SET name = ? WHERE albumSubclass = 3")):
+            library = self.library(kind, "--images", "none")
+            with self.subTest(kind), moxteltest.Server(library) as server:
+                self.assertNotIn(self.ALBUM, self.names(server))
+                with contextlib.closing(sqlite3.connect(library / "database" / file)) as writer:
+                    writer.execute(rename, (self.ALBUM,))
+                    writer.commit()
+                    self.assertGreater((library / "database" / (file + "-wal")).stat().st_size, 0)
+                    before = moxteltest.hash_of_library(library)
+                    self.assertIn(self.ALBUM, self.names(server))
+                    self.assertEqual(moxteltest.hash_of_library(library), before)
+                    writer.execute(rename, ("Again",))
+                    writer.commit()
+                    self.assertIn("Again", self.names(server))
+                before = moxteltest.hash_of_library(library)
+                self.assertIn("Again", self.names(server))
+                self.assertNotIn("private copy", server.console())
+                self.assertEqual(moxteltest.hash_of_library(library), before)
 
 
 class Scripts(KindTestCase):

@@ -34,6 +34,48 @@ std::uint64_t contentOf(const FileStamp& file) {
 // With SQLITE_USE_URI a name that begins with "file:" would be read as a URI.
 std::string plainName(const std::string& path) { return path.starts_with("file:") ? "./" + path : path; }
 
+// An absolute path has an empty host, so that "//" at its start is not read as one.
+std::string uriOf(const std::string& path, const char* parameter) {
+  std::string uri = path.starts_with('/') ? "file://" : "file:";
+  for (const char each : path) {
+    if (each == '%')
+      uri += "%25";
+    else if (each == '?')
+      uri += "%3f";
+    else if (each == '#')
+      uri += "%23";
+    else
+      uri += each;
+  }
+  return uri + "?" + parameter;
+}
+
+std::string nameFor(const std::string& path, DatabaseConnection::Access access) {
+  switch (access) {
+    case DatabaseConnection::Access::Immutable:
+      return uriOf(path, "immutable=1");
+    case DatabaseConnection::Access::SharedLog:
+      return uriOf(path, "readonly_shm=1");
+    case DatabaseConnection::Access::ReadOnly:
+    case DatabaseConnection::Access::ReadWrite:
+      break;
+  }
+  return plainName(path);
+}
+
+int flagsFor(DatabaseConnection::Access access) {
+  switch (access) {
+    case DatabaseConnection::Access::Immutable:
+    case DatabaseConnection::Access::SharedLog:
+      return SQLITE_OPEN_READONLY | SQLITE_OPEN_URI;
+    case DatabaseConnection::Access::ReadWrite:
+      return SQLITE_OPEN_READWRITE;
+    case DatabaseConnection::Access::ReadOnly:
+      break;
+  }
+  return SQLITE_OPEN_READONLY;
+}
+
 }  // namespace
 
 // The queries only read and count rows.
@@ -64,12 +106,12 @@ bool BusyBudget::wait() {
   return true;
 }
 
-DatabaseConnection::DatabaseConnection(const std::string& path, GuardedVfs& vfs, bool writable,
+DatabaseConnection::DatabaseConnection(const std::string& path, GuardedVfs& vfs, Access access,
                                        BusyBudget& budget, const SchemaAdapter& adapter)
     : adapter_(adapter) {
-  const int access = writable ? SQLITE_OPEN_READWRITE : SQLITE_OPEN_READONLY;
-  openResult_ = sqlite3_open_v2(plainName(path).c_str(), &database_,
-                                access | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE, vfs.name());
+  openResult_ =
+      sqlite3_open_v2(nameFor(path, access).c_str(), &database_,
+                      flagsFor(access) | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE, vfs.name());
   if (!opened()) return;
   configure(budget);
   limitWork(contentOf(stampOf(path)) + contentOf(stampOf(path + "-wal")), budget);
@@ -94,6 +136,17 @@ DatabaseConnection::~DatabaseConnection() {
   sqlite3_finalize(begin_);
   sqlite3_finalize(commit_);
   sqlite3_close_v2(database_);
+}
+
+// The read version in the file's header is 2 with a log (sqlite.org/fileformat2.html).
+bool DatabaseConnection::usesLog() const {
+  constexpr sqlite3_int64 kReadVersion = 19;
+  sqlite3_file* file = nullptr;
+  std::uint8_t version = 0;
+  if (sqlite3_file_control(database_, "main", SQLITE_FCNTL_FILE_POINTER, &file) != SQLITE_OK || !file ||
+      !file->pMethods)
+    return false;
+  return file->pMethods->xRead(file, &version, 1, kReadVersion) == SQLITE_OK && version == 2;
 }
 
 void DatabaseConnection::configure(BusyBudget& budget) {

@@ -55,10 +55,20 @@ struct PreparedStatement final {
 
 class DatabaseConnection final {
  public:
+  enum class Access : std::uint8_t {
+    ReadOnly,
+    // A private copy, which SQLite may have to repair before it can be read.
+    ReadWrite,
+    // Takes no lock and looks at no journal: for a database without one, while it does not change. Pages that
+    // were read are kept whatever happens to the file.
+    Immutable,
+    // Reads the write-ahead log by the -shm file, or without changing that. Another program on this computer
+    // may write.
+    SharedLog,
+  };
   // Opens the file; opened() says whether that worked. Borrows vfs and budget. The adapter makes the
-  // temporary views before the first query. writable: a private copy, which SQLite may have to repair before
-  // it can be read.
-  DatabaseConnection(const std::string& path, GuardedVfs& vfs, bool writable, BusyBudget& budget,
+  // temporary views before the first query.
+  DatabaseConnection(const std::string& path, GuardedVfs& vfs, Access access, BusyBudget& budget,
                      const SchemaAdapter& adapter);
   // Opens a whole database that lies in memory, which must live as long as this object.
   DatabaseConnection(std::span<const std::uint8_t> image, BusyBudget& budget, const SchemaAdapter& adapter);
@@ -68,6 +78,8 @@ class DatabaseConnection final {
 
   bool opened() const { return openResult_ == SQLITE_OK; }
   int openResult() const { return openResult_; }
+  // Whether the file says that it is used with a write-ahead log. Takes no lock.
+  bool usesLog() const;
   sqlite3* handle() const { return database_; }
 
   // The prepared form of a query, prepared once; null when it cannot be prepared (lastError says why). In

@@ -2,13 +2,14 @@
 
 #include "library/Messages.h"
 #include "library/PathNames.h"
+#include "platform/files/LockedFiles.h"
 
 namespace moxtel {
 
-DatabaseSlot::DatabaseSlot(const LibrarySeams& seams, GuardedVfs& readOnly, Messages& messages,
+DatabaseSlot::DatabaseSlot(const LibrarySeams& seams, DatabaseFileSystems& files, Messages& messages,
                            SchemaAdapter adapter)
     : seams_(seams),
-      readOnly_(readOnly),
+      files_(files),
       messages_(messages),
       reading_{std::move(adapter), {}},
       budget_(seams.sleep, seams.isEnding) {}
@@ -20,6 +21,8 @@ void DatabaseSlot::setPath(const std::optional<std::string>& path, Reading readi
   copy_.reset();
   copyFailed_ = false;
   isExhausted_ = false;
+  changedWhileRead_ = false;
+  isOutdated_ = false;
   filled_.reset();
   names_.reset();
   lastMessage_.clear();
@@ -31,6 +34,10 @@ void DatabaseSlot::close() {
   connection_.reset();
 }
 
+void DatabaseSlot::closeFile() {
+  if (source_ != Source::Copy && source_ != Source::Memory) close();
+}
+
 int DatabaseSlot::open() {
   wasTried_ = true;
   if (connection_ && connection_->inTransaction()) return SQLITE_OK;
@@ -40,24 +47,59 @@ int DatabaseSlot::open() {
   if (seams_.permits && !seams_.permits(*path_)) return SQLITE_CANTOPEN;
   names_.emplace(*path_);
   const DatabaseStamp now = names_->stamp();
-  if (copy_ && !(copy_->stamp() == now)) copy_.reset();
+  if (copy_ && !isCopyRecent(now)) copy_.reset();
   stamp_ = now;
   // Only a regular file is opened: opening a named pipe would wait for its other end.
   return now.file.isRegular() ? openOriginal() : SQLITE_CANTOPEN;
 }
 
-// SQLite itself checks the journals beside the file that it reads, whenever it takes its lock.
 bool DatabaseSlot::isUnchanged() const {
-  return readsCopy_ ? names_->stamp() == stamp_ : stampOf(names_->file()) == stamp_.file;
+  switch (source_) {
+    case Source::Copy:
+      return isCopyRecent(names_->stamp());
+    case Source::QuietFile:
+      return names_->stamp() == stamp_;
+    case Source::FileAndLog:  // tables made for the connection are those of this state of the log
+      return names_->stamp() == stamp_;
+    case Source::File:  // SQLite itself checks the journals beside it, whenever it takes its lock
+    case Source::Memory:
+      break;
+  }
+  return stampOf(names_->file()) == stamp_.file;
+}
+
+// An unchanged original, or one to which a program writes.
+bool DatabaseSlot::isCopyRecent(const DatabaseStamp& now) const {
+  if (copy_->stamp() == now) return true;
+  return reading_.readsLogInPlace && now.hasLog() && isSameFile(now.file, copy_->stamp().file) &&
+         seams_.now() - copied_ < kBetweenCopies;
 }
 
 int DatabaseSlot::openOriginal() {
   if (reading_.fill) return openFilled();
-  if (copy_) return connect(copy_->path(), copy_->vfs(), true);
-  const int code = connect(names_->file(), readOnly_, false);
-  if (code != SQLITE_OK || readOnly_.grantedLocks()) return code;
+  if (copy_) return connect(Source::Copy);
+  const int code = connect(Source::File);
+  if (code != SQLITE_OK) return code;
+  if (reading_.readsLogInPlace && connection_->usesLog()) return openWithLog();
+  if (files_.readOnly.grantedLocks()) return code;
   close();
   return openCopy(Reason::NoLocks) ? SQLITE_OK : SQLITE_CANTOPEN;
+}
+
+int DatabaseSlot::openWithLog() {
+  close();
+  const bool wasChanged = std::exchange(changedWhileRead_, false);
+  if (!wasChanged && !stamp_.hasLog() && stamp_.journal.kind == FileStamp::Kind::Missing)
+    return connect(Source::QuietFile);
+  if (canShareLog()) return connect(Source::FileAndLog);
+  return openCopy(Reason::WriteAheadLog) ? SQLITE_OK : SQLITE_CANTOPEN;
+}
+
+// The -shm file is mapped, which works between programs on one computer.
+bool DatabaseSlot::canShareLog() const {
+  const FileStamp shared = stampOf(names_->sharedMemory());
+  return stamp_.wal.isRegular() && stamp_.wal.size > 0 && shared.isRegular() && !isLockedFile(shared) &&
+         files_.readOnly.grantedLocks() && seams_.isOnLocalDisk(names_->file());
 }
 
 // The database in memory is made once for each state of the file.
@@ -74,7 +116,7 @@ int DatabaseSlot::openFilled() {
       std::forward_as_tuple(std::span<const std::uint8_t>(filled_->bytes), budget_, reading_.adapter));
   const int code = connection->second.openResult();
   if (code == SQLITE_OK) connection_ = {connection, &connection->second};
-  readsCopy_ = false;
+  source_ = Source::Memory;
   return code;
 }
 
@@ -85,15 +127,22 @@ void DatabaseSlot::reportFilling(const std::string& what, const char* title) {
   messages_.showTitle(title, line);
 }
 
-int DatabaseSlot::connect(const std::string& path, GuardedVfs& vfs, bool writable) {
+int DatabaseSlot::connect(Source source) {
+  using Access = DatabaseConnection::Access;
+  const bool isCopy = source == Source::Copy;
+  const Access access = isCopy                         ? Access::ReadWrite
+                        : source == Source::QuietFile  ? Access::Immutable
+                        : source == Source::FileAndLog ? Access::SharedLog
+                                                       : Access::ReadOnly;
+  GuardedVfs& vfs = isCopy ? copy_->vfs() : source == Source::File ? files_.readOnly : files_.readingLogs;
   // The copy lives as long as a connection to it.
   auto connection = std::make_shared<std::pair<std::shared_ptr<PrivateCopy>, DatabaseConnection>>(
-      std::piecewise_construct, std::forward_as_tuple(writable ? copy_ : nullptr),
-      std::forward_as_tuple(path, vfs, writable, budget_, reading_.adapter));
+      std::piecewise_construct, std::forward_as_tuple(isCopy ? copy_ : nullptr),
+      std::forward_as_tuple(isCopy ? copy_->path() : names_->file(), vfs, access, budget_, reading_.adapter));
   const int code = connection->second.openResult();
   if (code == SQLITE_OK) connection_ = {connection, &connection->second};
   if (code == SQLITE_OK && isExhausted_) connection_->exhaustWork();
-  readsCopy_ = writable;
+  source_ = source;
   return code;
 }
 
@@ -106,6 +155,13 @@ DatabaseSlot::Reason DatabaseSlot::reasonOf(int extendedCode) {
     default:
       return Reason::None;
   }
+}
+
+// The -shm file or the log went away, or is in a state that only a writer can mend.
+bool DatabaseSlot::isFailureOfLog(int extendedCode) {
+  const int code = extendedCode & 0xff;
+  return code == SQLITE_READONLY || code == SQLITE_CANTOPEN || code == SQLITE_PROTOCOL ||
+         code == SQLITE_IOERR;
 }
 
 const char* DatabaseSlot::describe(Reason reason) {
@@ -123,18 +179,18 @@ const char* DatabaseSlot::describe(Reason reason) {
 }
 
 bool DatabaseSlot::resortToCopy(int extendedCode) {
-  const Reason reason = reasonOf(extendedCode);
+  const bool failedAtLog = source_ == Source::FileAndLog && isFailureOfLog(extendedCode);
+  const Reason reason = failedAtLog ? Reason::WriteAheadLog : reasonOf(extendedCode);
   // A file that could not be opened, because it is missing or not permitted, cannot be copied either.
   if (reason == Reason::None || copy_ || copyFailed_ || !names_ || !connection_) return false;
   close();
   // A file that could not be opened for a moment fails with the same code, and needs no copy.
-  if (reason == Reason::WriteAheadLog && readOnly_.takeRefusedLog() != names_->wal()) return false;
+  if (reason == Reason::WriteAheadLog && !failedAtLog && files_.readOnly.takeRefusedLog() != names_->wal())
+    return false;
   return openCopy(reason);
 }
 
-bool DatabaseSlot::openCopy(Reason reason) {
-  return makeCopy(reason) && connect(copy_->path(), copy_->vfs(), true) == SQLITE_OK;
-}
+bool DatabaseSlot::openCopy(Reason reason) { return makeCopy(reason) && connect(Source::Copy) == SQLITE_OK; }
 
 bool DatabaseSlot::makeCopy(Reason reason) {
   if (copyFailed_) return false;
@@ -146,6 +202,7 @@ bool DatabaseSlot::makeCopy(Reason reason) {
   copyFailed_ = !copy->failure().empty();
   if (copyFailed_) return false;
   copy_ = std::move(copy);
+  copied_ = seams_.now();
   stamp_ = copy_->stamp();
   return true;
 }
@@ -159,8 +216,21 @@ void DatabaseSlot::report(Reason reason, const std::string& failure) {
   messages_.showTitle(failure.empty() ? "Info" : "Error", line);
 }
 
-void DatabaseSlot::releaseLocks() {
-  if (connection_) connection_->end();
+bool DatabaseSlot::releaseLocks() {
+  if (!connection_) return true;
+  const bool wasRead = connection_->inTransaction();
+  connection_->end();
+  if (!wasRead || source_ != Source::QuietFile || isUnchanged()) return true;
+  close();
+  changedWhileRead_ = isOutdated_ = true;
+  return false;
+}
+
+bool DatabaseSlot::takeOutdated() {
+  if (std::exchange(isOutdated_, false)) return true;
+  if (!copy_) return false;
+  const DatabaseStamp now = names_->stamp();
+  return !(copy_->stamp() == now) && !isCopyRecent(now);
 }
 
 DatabaseProblem DatabaseSlot::problem() const {

@@ -2,9 +2,15 @@
 // connection to a private copy of it.
 //
 // A stat before each use outside a transaction notices a file that was replaced, changed or removed, so
-// keeping a connection changes no result. Core thread.
+// keeping a connection changes no result.
+//
+// A database that is used with a write-ahead log, as those of Photos are, cannot be read as it is without
+// making files beside it. Without a log it is read as one that does not change, and a stat after the
+// transaction shows whether that was true. With a log and a -shm file on a local disk, both are read. Else it
+// is copied, at most once a minute while another program writes. Core thread.
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -21,15 +27,29 @@ namespace moxtel {
 
 class Messages;
 
+// What the library's files are opened through.
+struct DatabaseFileSystems {
+  explicit DatabaseFileSystems(GuardedVfs::LockCheck grantsLocks)
+      : readOnly({}, std::move(grantsLocks)), readingLogs({}, {}, GuardedVfs::Logs::Read) {}
+  GuardedVfs readOnly;
+  GuardedVfs readingLogs;
+};
+
 class DatabaseSlot final {
  public:
-  // Borrows seams, readOnly and messages.
-  DatabaseSlot(const LibrarySeams& seams, GuardedVfs& readOnly, Messages& messages, SchemaAdapter adapter);
+  // A copy is not renewed before, as long as its original only grows by its log.
+  static constexpr std::chrono::minutes kBetweenCopies{1};
+
+  // Borrows seams, files and messages.
+  DatabaseSlot(const LibrarySeams& seams, DatabaseFileSystems& files, Messages& messages,
+               SchemaAdapter adapter);
 
   // How a file is read: what adapts its schema, and for a file that is no database, what makes one of it.
   struct Reading {
     SchemaAdapter adapter;
     std::function<std::shared_ptr<const AlbumDataDatabase>(const std::string& path)> fill;
+    // Whether a database with a write-ahead log is read where it is, if that is possible.
+    bool readsLogInPlace = false;
   };
   // Changes to another file, or to none, and closes the connection.
   void setPath(const std::optional<std::string>& path, Reading reading);
@@ -44,7 +64,13 @@ class DatabaseSlot final {
   // can be tried again.
   bool resortToCopy(int extendedCode);
 
-  void releaseLocks();
+  // Ends the transaction. False when the file was changed while it was read as one that does not change: then
+  // what was read since open() may be wrong. The next use reads it in another way.
+  [[nodiscard]] bool releaseLocks();
+  // Whether lists made from this file are outdated although its attributes are those that it had when they
+  // were made: because releaseLocks() was false since the last call, or because a private copy is older than
+  // the file and may be renewed.
+  bool takeOutdated();
   // Whether open() was called since the last call of this method.
   bool wasTried() { return std::exchange(wasTried_, false); }
   // What is wrong with the file as far as the last uses showed, and the state of the file then.
@@ -58,34 +84,44 @@ class DatabaseSlot final {
     isExhausted_ = false;
     if (connection_ && connection_->isOverworked()) connection_.reset();
   }
-  // Closes the connection. A private copy is kept: it holds nothing of the library.
+  // Closes the connection. A private copy is kept.
   void close();
+  // Closes a connection to a file in the library. Others hold nothing of the library.
+  void closeFile();
 
  private:
   enum class Reason : std::uint8_t { None, Journal, WriteAheadLog, NoLocks };
   static Reason reasonOf(int extendedCode);
+  static bool isFailureOfLog(int extendedCode);
   static const char* describe(Reason reason);
+  enum class Source : std::uint8_t { File, QuietFile, FileAndLog, Copy, Memory };
   bool isUnchanged() const;
+  bool isCopyRecent(const DatabaseStamp& now) const;
   int openOriginal();
+  int openWithLog();
+  bool canShareLog() const;
   bool openCopy(Reason reason);
   int openFilled();
   void reportFilling(const std::string& what, const char* title);
-  int connect(const std::string& path, GuardedVfs& vfs, bool writable);
+  int connect(Source source);
   bool makeCopy(Reason reason);
   void report(Reason reason, const std::string& failure);
 
   const LibrarySeams& seams_;
-  GuardedVfs& readOnly_;
+  DatabaseFileSystems& files_;
   Messages& messages_;
   Reading reading_;
   std::optional<std::string> path_;
   bool wasTried_ = false;
   std::optional<DatabaseNames> names_;
-  DatabaseStamp stamp_;     // what connection_ is a connection to
-  bool readsCopy_ = false;  // connection_ is one to copy_
+  DatabaseStamp stamp_;            // what connection_ is a connection to
+  Source source_ = Source::File;   // of connection_
+  bool changedWhileRead_ = false;  // the last time it was read as a QuietFile
+  bool isOutdated_ = false;
   BusyBudget budget_;
   // Declared before connection_, which uses its file system; queries hold it through the connection.
   std::shared_ptr<PrivateCopy> copy_;
+  std::chrono::steady_clock::time_point copied_;
   std::shared_ptr<const AlbumDataDatabase> filled_;  // from the file in the state filledStamp_
   FileStamp filledStamp_;
   bool copyFailed_ = false;   // in this command

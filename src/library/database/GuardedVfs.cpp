@@ -62,9 +62,10 @@ void replaceSystemCalls(sqlite3_vfs* system) {
 
 }  // namespace
 
-GuardedVfs::GuardedVfs(std::string writableFolder, LockCheck grantsLocks)
+GuardedVfs::GuardedVfs(std::string writableFolder, LockCheck grantsLocks, Logs logs)
     : writableFolder_(std::move(writableFolder)),
       grantsLocks_(std::move(grantsLocks)),
+      logs_(logs),
       name_(nextName()),
       system_(sqlite3_vfs_find(nullptr)),
       vfs_(*system_) {
@@ -88,7 +89,7 @@ int GuardedVfs::open(sqlite3_vfs* vfs, const char* path, sqlite3_file* file, int
   if (flags & SQLITE_OPEN_SUPER_JOURNAL) return guard.openSuperJournal(path, file);
   if (path && !guard.mayWrite(path)) {
     file->pMethods = nullptr;
-    if (flags & SQLITE_OPEN_WAL) {
+    if ((flags & SQLITE_OPEN_WAL) && guard.logs_ == Logs::Refuse) {
       guard.refusedLog_ = path;
       return SQLITE_CANTOPEN;
     }

@@ -3,8 +3,8 @@
 // SQLite changes a folder even through a connection that was opened for reading: it creates -wal and -shm
 // files beside a database in write-ahead mode, and deletes the journals of an empty one. Through this file
 // system, named files outside the folder are opened for reading only, a write-ahead log outside it cannot be
-// opened (SQLITE_CANTOPEN), and nothing outside it is deleted. Temporary files without a name are made as
-// usual.
+// opened (SQLITE_CANTOPEN) unless that was asked for, and nothing outside it is deleted. Temporary files
+// without a name are made as usual.
 //
 // Whoever made a library chose the names and the kinds of its files. A FIFO, a device, a socket or a folder
 // is not opened, without waiting for it. A super-journal counts as existing and empty: the files that it
@@ -16,6 +16,7 @@
 
 #include <sqlite3.h>
 
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <utility>
@@ -27,8 +28,12 @@ class GuardedVfs final {
   // Whether the file system of an open file grants locks. Must not close the file.
   using LockCheck = std::function<bool(int descriptor)>;
 
+  // What happens to write-ahead logs outside the writable folder. One that is read needs a connection that
+  // neither makes nor changes the -shm file: "readonly_shm=1".
+  enum class Logs : std::uint8_t { Refuse, Read };
+
   // The writable folder, without symbolic links; empty for none. The check is made for each database.
-  explicit GuardedVfs(std::string writableFolder = {}, LockCheck grantsLocks = {});
+  explicit GuardedVfs(std::string writableFolder = {}, LockCheck grantsLocks = {}, Logs logs = Logs::Refuse);
   ~GuardedVfs();
   GuardedVfs(const GuardedVfs&) = delete;
   GuardedVfs& operator=(const GuardedVfs&) = delete;
@@ -51,6 +56,7 @@ class GuardedVfs final {
 
   std::string writableFolder_;
   LockCheck grantsLocks_;
+  Logs logs_;
   std::string name_;
   sqlite3_vfs* system_;
   sqlite3_vfs vfs_;

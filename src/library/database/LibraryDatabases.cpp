@@ -25,18 +25,20 @@ LibrarySeams::LibrarySeams()
       copier(installedProgram("moxtel-database-copier")),
       run([](const ProcessRequest& request) { return SystemProcessRunner().run(request); }),
       grantsLocks(&moxtel::grantsLocks),
+      isOnLocalDisk(&moxtel::isOnLocalDisk),
+      now(&std::chrono::steady_clock::now),
       sleep([](std::chrono::milliseconds time) { std::this_thread::sleep_for(time); }),
       isEnding([] { return false; }) {}
 
 LibraryDatabases::LibraryDatabases(EventLoop& loop, Messages& messages, LibrarySeams seams)
     : loop_(loop),
       seams_(std::move(seams)),
-      readOnly_(std::make_unique<GuardedVfs>(std::string(), seams_.grantsLocks)),
+      files_(std::make_unique<DatabaseFileSystems>(seams_.grantsLocks)),
       problems_(messages) {
   PrivateCopy::sweep(seams_.temporaryFolder);
   layout_ = layoutOfLibrary({});
   for (std::size_t i = 0; i < slots_.size(); ++i) {
-    ownSlots_[i] = std::make_unique<DatabaseSlot>(seams_, *readOnly_, messages, layout_.adapters[i]);
+    ownSlots_[i] = std::make_unique<DatabaseSlot>(seams_, *files_, messages, layout_.adapters[i]);
     slots_[i] = ownSlots_[i].get();
   }
 }
@@ -55,7 +57,7 @@ void LibraryDatabases::useLayout() {
     std::size_t owner = 0;
     while (layout_.databaseFiles[owner] != layout_.databaseFiles[i]) ++owner;
     slots_[i] = ownSlots_[owner].get();
-    DatabaseSlot::Reading reading{layout_.adapters[i], {}};
+    DatabaseSlot::Reading reading{layout_.adapters[i], {}, !layout_.hasPhotoApplication};
     if (layout_.isFilledFromFile) reading.fill = &readAlbumDataDatabase;
     std::optional<std::string> path;
     if (libraryPath_ && owner == i) path = appendingPathComponent(*libraryPath_, layout_.databaseFiles[i]);
@@ -188,7 +190,11 @@ void LibraryDatabases::releaseAtTheNextTurn() {
 }
 
 void LibraryDatabases::releaseLocks() {
-  for (auto& each : slots_) each->releaseLocks();
+  for (auto& each : slots_) {
+    if (each->releaseLocks()) continue;
+    failures_->any = true;
+    mustReadAgain_ = !isReadingAgain_;
+  }
   noteProblems();
   if (usedSinceRelease_) armIdleTimer();
   usedSinceRelease_ = false;
@@ -201,16 +207,28 @@ void LibraryDatabases::noteProblems() {
   }
 }
 
+bool LibraryDatabases::takeOutdated() {
+  bool isOutdated = false;
+  for (auto& each : ownSlots_) isOutdated = each->takeOutdated() || isOutdated;
+  return isOutdated;
+}
+
 void LibraryDatabases::armIdleTimer() {
   idle_ = loop_.callAfter(kIdleUntilClosed, [this] {
-    for (auto& each : slots_) each->close();
+    for (auto& each : slots_) each->closeFile();
   });
 }
 
 void LibraryDatabases::beginCommand() {
   recognizeLateLibrary();
   failures_->any = false;
+  mustReadAgain_ = isReadingAgain_ = false;
   for (auto& each : slots_) each->beginCommand();
+}
+
+void LibraryDatabases::beginCommandAgain() {
+  beginCommand();
+  isReadingAgain_ = true;
 }
 
 }  // namespace moxtel

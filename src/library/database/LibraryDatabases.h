@@ -20,9 +20,9 @@
 
 namespace moxtel {
 
+struct DatabaseFileSystems;
 class DatabaseSlot;
 class EventLoop;
-class GuardedVfs;
 class Messages;
 class Timer;
 
@@ -92,6 +92,14 @@ class LibraryDatabases final {
   // Whether since beginCommand() a database could not be opened or read: a list built from it must not be
   // cached.
   bool sawFailure() const { return failures_->any; }
+  // Whether since beginCommand() a database was changed while it was read, so that what was read does not
+  // belong together: the command must run again, which reads it in another way. Known after releaseLocks().
+  bool mustReadAgain() const { return mustReadAgain_; }
+  // Begins the same command again; what is read then counts.
+  void beginCommandAgain();
+  // Whether lists made from the databases are outdated although their files' attributes are those that they
+  // had when the lists were made. Once for each cause.
+  bool takeOutdated();
 
  private:
   DatabaseSlot& slot(DatabaseFile file) const { return *slots_[static_cast<std::size_t>(file)]; }
@@ -103,7 +111,7 @@ class LibraryDatabases final {
 
   EventLoop& loop_;
   const LibrarySeams seams_;
-  std::unique_ptr<GuardedVfs> readOnly_;
+  std::unique_ptr<DatabaseFileSystems> files_;
   void useLayout();
   void recognizeLateLibrary();
 
@@ -121,6 +129,8 @@ class LibraryDatabases final {
   std::unique_ptr<Timer> idle_;
   bool releasePosted_ = false;
   bool usedSinceRelease_ = false;
+  bool mustReadAgain_ = false;
+  bool isReadingAgain_ = false;
   // Expires with this object, so that a task posted before does nothing after.
   std::shared_ptr<LibraryDatabases*> alive_ = std::make_shared<LibraryDatabases*>(this);
 };

@@ -23,9 +23,12 @@ struct LibrarySeams {
   std::function<ProcessResult(const ProcessRequest& request)> run;
   // Whether the file system of an open file grants locks.
   std::function<bool(int descriptor)> grantsLocks;
+  // Whether a file is on a disk of this computer, where programs share memory by it.
+  std::function<bool(const std::string& path)> isOnLocalDisk;
   // Whether a database may be opened: not if a link to it leads out of the library. Without an answer, all
   // may.
   std::function<bool(const std::string& path)> permits;
+  std::function<std::chrono::steady_clock::time_point()> now;
   // Waits for a busy database.
   std::function<void(std::chrono::milliseconds)> sleep;
   // Whether the program ends: then nothing is waited for, and queries end.

@@ -29,7 +29,10 @@ std::string describeEnd(const ProcessResult& result) {
 }  // namespace
 
 DatabaseNames::DatabaseNames(const std::string& path)
-    : file_(path), journal_(resolvedPath(path) + "-journal"), wal_(resolvedPath(path) + "-wal") {}
+    : file_(path),
+      journal_(resolvedPath(path) + "-journal"),
+      wal_(resolvedPath(path) + "-wal"),
+      sharedMemory_(resolvedPath(path) + "-shm") {}
 
 DatabaseStamp DatabaseNames::stamp() const { return {stampOf(file_), stampOf(journal_), stampOf(wal_)}; }
 

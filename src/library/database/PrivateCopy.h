@@ -18,6 +18,8 @@ struct DatabaseStamp {
   FileStamp journal;
   FileStamp wal;
   std::uint64_t size() const { return file.size + journal.size + wal.size; }
+  // Whether the file alone is not all: SQLite reads an empty log as none.
+  bool hasLog() const { return wal.kind != FileStamp::Kind::Missing && !(wal.isRegular() && wal.size == 0); }
   friend bool operator==(const DatabaseStamp&, const DatabaseStamp&) = default;
 };
 
@@ -30,11 +32,13 @@ class DatabaseNames final {
   const std::string& file() const { return file_; }
   const std::string& journal() const { return journal_; }
   const std::string& wal() const { return wal_; }
+  const std::string& sharedMemory() const { return sharedMemory_; }
 
  private:
   std::string file_;
   std::string journal_;
   std::string wal_;
+  std::string sharedMemory_;
 };
 
 class PrivateCopy final {

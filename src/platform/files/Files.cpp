@@ -1,12 +1,15 @@
 #include "platform/files/Files.h"
 
 #include <fcntl.h>
+#include <linux/magic.h>
 #include <pwd.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdlib>
@@ -121,6 +124,33 @@ bool grantsLocks(int descriptor) {
     return true;
   }
   return errno != ENOLCK && errno != ENOSYS && errno != EOPNOTSUPP && errno != EINVAL;
+}
+
+bool isOnLocalDisk(const std::string& path) {
+  // Those of linux/magic.h, and numbers that are only in the kernel's sources: HFS, HFS+, NTFS, ZFS,
+  // bcachefs, JFS.
+  constexpr std::array<std::uint32_t, 19> kLocal{EXT4_SUPER_MAGIC,
+                                                 BTRFS_SUPER_MAGIC,
+                                                 XFS_SUPER_MAGIC,
+                                                 F2FS_SUPER_MAGIC,
+                                                 TMPFS_MAGIC,
+                                                 RAMFS_MAGIC,
+                                                 OVERLAYFS_SUPER_MAGIC,
+                                                 ISOFS_SUPER_MAGIC,
+                                                 UDF_SUPER_MAGIC,
+                                                 SQUASHFS_MAGIC,
+                                                 MSDOS_SUPER_MAGIC,
+                                                 EXFAT_SUPER_MAGIC,
+                                                 REISERFS_SUPER_MAGIC,
+                                                 0x4244,
+                                                 0x482b,
+                                                 0x7366746e,
+                                                 0x2fc12fc1,
+                                                 0xca451a4e,
+                                                 0x3153464a};
+  struct statfs status {};
+  if (::statfs(path.c_str(), &status) != 0) return false;
+  return std::find(kLocal.begin(), kLocal.end(), static_cast<std::uint32_t>(status.f_type)) != kLocal.end();
 }
 
 std::uint64_t freeBytesIn(const std::string& folder) {

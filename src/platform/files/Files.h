@@ -53,6 +53,10 @@ std::string resolvedPath(const std::string& path);
 // Whether the file system of an open file supports advisory locks. Takes and drops one on the first byte.
 bool grantsLocks(int descriptor);
 
+// Whether a file is on a file system of a disk of this computer, or in its memory, and not on a network or of
+// an unknown kind.
+bool isOnLocalDisk(const std::string& path);
+
 // The free bytes of a folder's file system for this user; 0 if unknown.
 std::uint64_t freeBytesIn(const std::string& folder);
 
