@@ -259,5 +259,17 @@ TEST_F(SettingsFileTest, liesInTheConfigurationFolderOrInTheStateFolderOfAServic
   EXPECT_EQ(makeUserSettingsStore()->where(), "/home/someone/.config/MoxtelServer/settings.ini");
 }
 
+TEST_F(SettingsFileTest, cachesInTheCacheFolderOrInThatOfAService) {
+  ::setenv("XDG_CACHE_HOME", folder_.path().c_str(), 1);
+  ::unsetenv("CACHE_DIRECTORY");
+  EXPECT_EQ(cacheFolder(), folder_.path());
+  ::setenv("CACHE_DIRECTORY", "/var/cache/moxtel:/var/cache/other", 1);
+  EXPECT_EQ(cacheFolder(), "/var/cache/moxtel");
+  ::setenv("CACHE_DIRECTORY", "relative", 1);
+  EXPECT_EQ(cacheFolder(), folder_.path());
+  ::unsetenv("CACHE_DIRECTORY");
+  ::unsetenv("XDG_CACHE_HOME");
+}
+
 }  // namespace
 }  // namespace moxtel

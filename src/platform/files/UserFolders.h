@@ -13,6 +13,10 @@ std::string settingsFolder();
 // XDG_DATA_HOME or ~/.local/share.
 std::string applicationSupportFolder();
 
+// XDG_CACHE_HOME or ~/.cache. For a service with a cache folder, that folder: the first one in
+// CACHE_DIRECTORY, which the service manager sets.
+std::string cacheFolder();
+
 // TMPDIR or /tmp.
 std::string temporaryFolder();
 
