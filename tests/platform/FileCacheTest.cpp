@@ -1,4 +1,4 @@
-#include "web/files/FileCache.h"
+#include "platform/files/FileCache.h"
 
 #include <filesystem>
 #include <fstream>
