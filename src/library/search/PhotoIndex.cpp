@@ -41,10 +41,14 @@ bool isWordByte(char c) {
 
 std::string_view columnOf(IndexField field) {
   switch (field) {
-    case IndexField::Keyword: return "keyword : ";
-    case IndexField::Person: return "person : ";
-    case IndexField::Album: return "album : ";
-    case IndexField::Any: break;
+    case IndexField::Keyword:
+      return "keyword : ";
+    case IndexField::Person:
+      return "person : ";
+    case IndexField::Album:
+      return "album : ";
+    case IndexField::Any:
+      break;
   }
   return {};
 }
@@ -112,8 +116,8 @@ bool PhotoIndexWriter::finish(const std::string& stamp) {
   sqlite3_stmt* made = nullptr;
   sqlite3_prepare_v2(database_, "INSERT INTO made VALUES(?)", -1, &made, nullptr);
   sqlite3_bind_text64(made, 1, stamp.data(), stamp.size(), SQLITE_STATIC, SQLITE_UTF8);
-  const bool complete = made && sqlite3_step(made) == SQLITE_DONE && sqlite3_finalize(made) == SQLITE_OK &&
-                        run("COMMIT");
+  const bool complete =
+      made && sqlite3_step(made) == SQLITE_DONE && sqlite3_finalize(made) == SQLITE_OK && run("COMMIT");
   close();
   std::error_code failure;
   if (complete) std::filesystem::rename(unfinished_, path_, failure);

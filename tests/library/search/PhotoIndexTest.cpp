@@ -29,7 +29,8 @@ class PhotoIndexTest : public testing::Test {
     const auto index = PhotoIndex::open(path_, "stamp");
     Ids found;
     if (!index) return {-1};
-    EXPECT_EQ(index->find(terms, [&](std::int64_t id) { found.push_back(id); }, [] { return false; }),
+    EXPECT_EQ(index->find(
+                  terms, [&](std::int64_t id) { found.push_back(id); }, [] { return false; }),
               PhotoIndex::Outcome::Complete);
     return found;
   }
@@ -101,7 +102,9 @@ TEST_F(PhotoIndexTest, reportsDamage) {
   const auto index = PhotoIndex::open(path_, "");
   if (!index) return;
   const IndexTerm term{IndexField::Any, "beach"};
-  EXPECT_EQ(index->find({&term, 1}, [](std::int64_t) {}, [] { return false; }), PhotoIndex::Outcome::Damaged);
+  EXPECT_EQ(index->find(
+                {&term, 1}, [](std::int64_t) {}, [] { return false; }),
+            PhotoIndex::Outcome::Damaged);
 }
 
 TEST_F(PhotoIndexTest, endsASearchWhenAsked) {
@@ -109,7 +112,9 @@ TEST_F(PhotoIndexTest, endsASearchWhenAsked) {
   const auto index = PhotoIndex::open(path_, "");
   ASSERT_NE(index, nullptr);
   const IndexTerm term{IndexField::Any, "beach"};
-  EXPECT_EQ(index->find({&term, 1}, [](std::int64_t) {}, [] { return true; }), PhotoIndex::Outcome::Stopped);
+  EXPECT_EQ(index->find(
+                {&term, 1}, [](std::int64_t) {}, [] { return true; }),
+            PhotoIndex::Outcome::Stopped);
 }
 
 TEST_F(PhotoIndexTest, growsNoFurtherThanAllowed) {
