@@ -1,8 +1,8 @@
 // One library that the page shows, open for reading on threads of its own. Any thread.
 //
-// Two threads read, each with an OpenLibrary: one for tasks that take a few milliseconds, one for lists of the
-// whole library, which may take a second. So a list does not delay the pictures of another client. Neither
-// thread is the server's core thread, and nothing here waits for it.
+// Two threads read, each with an OpenLibrary: one for tasks that take a few milliseconds, one for lists of
+// the whole library, which may take a second. So a list does not delay the pictures of another client.
+// Neither thread is the server's core thread, and nothing here waits for it.
 //
 // A library that changed, is unplugged or comes back stays the same object: version() and state() change.
 // Held by a shared pointer: whoever answers a request keeps it open.
@@ -12,9 +12,15 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <string_view>
+#include <variant>
+
+#include "web/http/HttpReply.h"
+#include "web/http/HttpRequest.h"
 
 namespace moxtel {
 
+class ListedPhotos;
 class OpenLibrary;
 
 class WebLibrary {
@@ -47,6 +53,12 @@ class WebLibrary {
   [[nodiscard]] virtual bool post(Task task) = 0;
   // The same on the thread for what takes long.
   [[nodiscard]] virtual bool postLong(Task task) = 0;
+
+  // The photos of a list after the filters in the request's query, or the reply that says why there are none:
+  // 400, 404 or 503. list: the LIST of an address, "album:12". To be called in a task of postLong(), which
+  // gives the open library.
+  using ListOrReply = std::variant<std::shared_ptr<const ListedPhotos>, HttpReply>;
+  virtual ListOrReply listFor(OpenLibrary& library, std::string_view list, const HttpRequest& request) = 0;
 };
 
 }  // namespace moxtel
