@@ -1,0 +1,157 @@
+#include "export/ExportState.h"
+
+#include "library/FileNameForms.h"
+
+namespace moxtel {
+
+namespace {
+
+constexpr const char* kSchema =
+    "CREATE TABLE IF NOT EXISTS setting (name TEXT PRIMARY KEY, value TEXT) WITHOUT ROWID;"
+    "CREATE TABLE IF NOT EXISTS library (id INTEGER PRIMARY KEY, identity TEXT UNIQUE, path TEXT, folder "
+    "TEXT);"
+    "CREATE TABLE IF NOT EXISTS folder (library INTEGER, container TEXT, path TEXT, PRIMARY KEY (library, "
+    "container)) WITHOUT ROWID;"
+    "CREATE TABLE IF NOT EXISTS file (library INTEGER, uuid TEXT, role INTEGER, path TEXT, wasThere INTEGER, "
+    "sourceSize INTEGER, sourceModified INTEGER, size INTEGER, modified INTEGER, sha256 TEXT, facts TEXT, "
+    "PRIMARY "
+    "KEY (library, uuid, role)) WITHOUT ROWID;"
+    // A hash of each path: the paths of a million photos are long.
+    "CREATE TABLE IF NOT EXISTS claim (hash INTEGER PRIMARY KEY);";
+
+// FNV-1a.
+std::int64_t hashOf(std::string_view text) {
+  std::uint64_t hash = 14695981039346656037u;
+  for (const char c : text) hash = (hash ^ static_cast<unsigned char>(c)) * 1099511628211u;
+  return static_cast<std::int64_t>(hash);
+}
+
+StateFile fileOf(const Statement& row, int first) {
+  StateFile file;
+  file.path = row.text(first);
+  file.wasThere = row.integer(first + 1) != 0;
+  file.isDone = !row.isNull(first + 2);
+  file.sourceSize = static_cast<std::uint64_t>(row.integer(first + 2));
+  file.sourceModified = row.integer(first + 3);
+  file.size = static_cast<std::uint64_t>(row.integer(first + 4));
+  file.modified = row.integer(first + 5);
+  file.sha256 = row.text(first + 6);
+  file.facts = row.text(first + 7);
+  return file;
+}
+
+}  // namespace
+
+// A write-ahead log in a file that no other process uses needs no shared memory. What a failure of power
+// loses of it is copied again.
+ExportState::Tables::Tables(StateSql& sql) {
+  sql.execute(
+      "PRAGMA locking_mode = EXCLUSIVE; PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL;"
+      "PRAGMA cache_size = -16000; PRAGMA temp_store = FILE; PRAGMA trusted_schema = OFF;");
+  sql.execute(kSchema);
+}
+
+ExportState::ExportState(const std::string& path)
+    : sql_(path),
+      tables_(sql_),
+      setting_(sql_, "SELECT value FROM setting WHERE name = ?"),
+      set_(sql_, "INSERT OR REPLACE INTO setting VALUES (?, ?)"),
+      library_(sql_, "SELECT id, folder FROM library WHERE identity = ?"),
+      addLibrary_(sql_, "INSERT INTO library (identity, path, folder) VALUES (?, ?, ?) RETURNING id"),
+      folder_(sql_, "SELECT path FROM folder WHERE library = ? AND container = ?"),
+      setFolder_(sql_, "INSERT OR REPLACE INTO folder VALUES (?, ?, ?)"),
+      find_(
+          sql_,
+          "SELECT path, wasThere, sourceSize, sourceModified, size, modified, sha256, facts FROM file WHERE "
+          "library = ? AND uuid = ? AND role = ?"),
+      plan_(sql_, "INSERT OR REPLACE INTO file (library, uuid, role, path, wasThere) VALUES (?, ?, ?, ?, ?)"),
+      finish_(sql_, "INSERT OR REPLACE INTO file VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"),
+      claim_(sql_, "INSERT OR IGNORE INTO claim VALUES (?)") {}
+
+void ExportState::begin() {
+  if (!inTransaction_) sql_.execute("BEGIN");
+  inTransaction_ = true;
+}
+
+void ExportState::commit() {
+  if (inTransaction_) sql_.execute("COMMIT");
+  inTransaction_ = false;
+}
+
+std::optional<std::string> ExportState::setting(std::string_view name) {
+  if (!setting_.with(name).row()) return std::nullopt;
+  std::string value(setting_.text(0));
+  setting_.reset();
+  return value;
+}
+
+void ExportState::set(std::string_view name, std::string_view value) { set_.with(name, value).run(); }
+
+std::optional<ExportState::Library> ExportState::library(std::string_view identity) {
+  if (!library_.with(identity).row()) return std::nullopt;
+  Library library{library_.integer(0), std::string(library_.text(1))};
+  library_.reset();
+  return library;
+}
+
+ExportState::Library ExportState::addLibrary(std::string_view identity, std::string_view path,
+                                             std::string_view folder) {
+  addLibrary_.with(identity, path, folder);
+  Library library{0, std::string(folder)};
+  while (addLibrary_.row()) library.id = addLibrary_.integer(0);
+  return library;
+}
+
+std::optional<std::string> ExportState::folderOf(std::int64_t library, std::string_view container) {
+  if (!folder_.with(library, container).row()) return std::nullopt;
+  std::string path(folder_.text(0));
+  folder_.reset();
+  return path;
+}
+
+void ExportState::setFolder(std::int64_t library, std::string_view container, std::string_view path) {
+  setFolder_.with(library, container, path).run();
+}
+
+std::optional<StateFile> ExportState::find(const FileKey& key) {
+  if (!find_.with(key.library, key.uuid, static_cast<int>(key.role)).row()) return std::nullopt;
+  StateFile file = fileOf(find_, 0);
+  find_.reset();
+  return file;
+}
+
+void ExportState::plan(const FileKey& key, std::string_view path, bool wasThere) {
+  plan_.with(key.library, key.uuid, static_cast<int>(key.role), path, wasThere ? 1 : 0).run();
+}
+
+void ExportState::finish(const FileKey& key, const StateFile& file) {
+  finish_
+      .with(key.library, key.uuid, static_cast<int>(key.role), file.path, file.wasThere ? 1 : 0,
+            file.sourceSize, file.sourceModified, file.size, file.modified, file.sha256, file.facts)
+      .run();
+}
+
+bool ExportState::claim(std::string_view path) { return claim_.with(hashOf(foldedFileName(path))).run() > 0; }
+
+void ExportState::forEachPicture(const std::function<void(const StateFile& file)>& take) {
+  Statement all(
+      sql_,
+      "SELECT path, wasThere, sourceSize, sourceModified, size, modified, sha256, facts FROM file WHERE "
+      "sourceSize IS NOT NULL AND (role < 16 OR role = 34) ORDER BY path");
+  while (all.row()) take(fileOf(all, 0));
+}
+
+void ExportState::forEachIdentical(const std::function<void(std::string_view path, bool isFirst)>& take) {
+  Statement all(
+      sql_,
+      "SELECT sha256, path FROM file WHERE role = 0 AND sha256 IN (SELECT sha256 FROM file WHERE role = 0 "
+      "AND sha256 <> '' GROUP BY sha256 HAVING count(*) > 1) ORDER BY sha256, path");
+  std::string group;
+  while (all.row()) {
+    const bool isFirst = all.text(0) != group;
+    if (isFirst) group = all.text(0);
+    take(all.text(1), isFirst);
+  }
+}
+
+}  // namespace moxtel

@@ -1,0 +1,111 @@
+// What an export has written into a target, and what it plans to write: an SQLite file in the target. One
+// thread; throws StateFailure.
+//
+// A file has its path from the moment it is planned, so a run that was ended continues with the same names.
+// It is done when its contents are on the disk. Changes are lost unless commit() follows.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "export/StateSql.h"
+
+namespace moxtel {
+
+// What a file is to its photo, or to its album. The numbers are in the state file.
+enum class FileRole : std::uint8_t {
+  Original = 0,
+  Edited = 1,
+  Alternate = 2,  // the other half of a RAW and JPEG pair
+  LiveMovie = 3,
+  // The sidecars of these have 16 more.
+  OriginalSidecar = 16,
+  EditedSidecar = 17,
+  AlternateSidecar = 18,
+  LiveMovieSidecar = 19,
+  AlbumList = 32,     // its uuid is the album's
+  AlbumLink = 33,     // its uuid is made of the album's and the name of the file
+  NotInLibrary = 34,  // its uuid is its path in the library
+};
+
+constexpr bool isSidecar(FileRole role) {
+  return role >= FileRole::OriginalSidecar && role < FileRole::AlbumList;
+}
+constexpr FileRole sidecarOf(FileRole role) {
+  return static_cast<FileRole>(static_cast<int>(role) + static_cast<int>(FileRole::OriginalSidecar));
+}
+// Whether it is a picture or a movie, with a checksum.
+constexpr bool isPicture(FileRole role) {
+  return role < FileRole::OriginalSidecar || role == FileRole::NotInLibrary;
+}
+
+struct FileKey {
+  std::int64_t library = 0;
+  std::string_view uuid;
+  FileRole role = FileRole::Original;
+};
+
+struct StateFile {
+  std::string path;                 // in the target
+  bool wasThere = false;            // a file was at this path before it was planned
+  bool isDone = false;              // the following is known
+  std::uint64_t sourceSize = 0;     // bytes
+  std::int64_t sourceModified = 0;  // nanoseconds since 1970 UTC
+  std::uint64_t size = 0;           // of the file in the target
+  std::int64_t modified = 0;
+  std::string sha256;  // of the file in the target; empty without checksums
+  std::string facts;   // of a sidecar or list: a hash of what it was made of
+};
+
+class ExportState final {
+ public:
+  // Opens the file or makes it; an empty path: nothing is kept.
+  explicit ExportState(const std::string& path);
+
+  // Begins a transaction if there is none.
+  void begin();
+  void commit();
+
+  std::optional<std::string> setting(std::string_view name);
+  void set(std::string_view name, std::string_view value);
+
+  struct Library {
+    std::int64_t id = 0;
+    std::string folder;  // in the target; empty: the target itself
+  };
+  // By what identifies it wherever it lies.
+  std::optional<Library> library(std::string_view identity);
+  Library addLibrary(std::string_view identity, std::string_view path, std::string_view folder);
+
+  // The folder of an event, or of an album with links.
+  std::optional<std::string> folderOf(std::int64_t library, std::string_view container);
+  void setFolder(std::int64_t library, std::string_view container, std::string_view path);
+
+  std::optional<StateFile> find(const FileKey& key);
+  void plan(const FileKey& key, std::string_view path, bool wasThere);
+  void finish(const FileKey& key, const StateFile& file);
+
+  // Takes a path for one file or folder; false if it is taken. Compares without case and normal form.
+  bool claim(std::string_view path);
+
+  // All pictures and movies that are done, by path.
+  void forEachPicture(const std::function<void(const StateFile& file)>& take);
+  // Pictures of equal contents, each group by path. isFirst: the group begins.
+  void forEachIdentical(const std::function<void(std::string_view path, bool isFirst)>& take);
+
+  StateSql& sql() { return sql_; }
+
+ private:
+  StateSql sql_;
+  bool inTransaction_ = false;
+  struct Tables {
+    explicit Tables(StateSql& sql);
+  };
+  const Tables tables_;
+  Statement setting_, set_, library_, addLibrary_, folder_, setFolder_, find_, plan_, finish_, claim_;
+};
+
+}  // namespace moxtel
