@@ -25,6 +25,7 @@ class Photo:
         self.id, self.uuid = model_id, uuid
         self.name = self.movie = self.latitude = self.longitude = self.caption = self.event = self.date = None
         self.rotation, self.shared, self.cloud_only, self.adjusted = 0, False, False, False
+        self.raw, self.raw_of_pair = False, None  # the latter: a path below the library
         self.__dict__.update(facts)
 
 
@@ -117,7 +118,8 @@ class Photos5(Kind):
                 row["Z_PK"], row["ZUUID"], name=more["ZORIGINALFILENAME"], movie=row["ZKIND"] == 1, shared=shared,
                 latitude=row["ZLATITUDE"] if known else None, longitude=row["ZLONGITUDE"] if known else None,
                 rotation=turned(row["ZORIENTATION"]), caption=texts.get(more["Z_PK"]), event=row["ZMOMENT"],
-                date=row["ZDATECREATED"], cloud_only=row["ZCLOUDLOCALSTATE"] == 1)
+                date=row["ZDATECREATED"], cloud_only=row["ZCLOUDLOCALSTATE"] == 1,
+                raw_of_pair="originals/%s/%s_4.dng" % (row["ZDIRECTORY"], row["ZUUID"]))
 
     def members(self):
         table = next(name for name in self.tables if re.fullmatch(r"Z_\d+ASSETS", name))
@@ -175,14 +177,17 @@ class Photos4(Kind):
     def __init__(self, folder):
         self.database = opened(pathlib.Path(folder) / "database" / "photos.db")
         moments = {row["uuid"]: row for row in self.rows("SELECT * FROM RKMoment")}
-        missing = {row["uuid"]: row["isMissing"] == 1 for row in self.rows("SELECT * FROM RKMaster")}
+        masters = {row["uuid"]: row for row in self.rows("SELECT * FROM RKMaster")}
         self.photos = {}
         for row in self.rows("SELECT * FROM RKVersion WHERE isInTrash = 0 AND isHidden = 0 AND showInLibrary = 1"):
+            master = masters[row["masterUuid"]]
+            other = masters.get(master["alternateMasterUuid"])
             self.photos[row["modelId"]] = Photo(
                 row["modelId"], row["uuid"], name=row["fileName"], movie=row["type"] == 8, latitude=row["latitude"],
                 longitude=row["longitude"], rotation=turned(row["orientation"]), caption=row["extendedDescription"],
                 event=row["momentUuid"], date=row["imageDate"],
-                cloud_only=missing.get(row["masterUuid"], False))
+                cloud_only=master["isMissing"] == 1, raw=master["isTrulyRaw"] == 1,
+                raw_of_pair=other and "Masters/" + other["imagePath"])
         self.events = {uuid: (None, day(row["startDate"])) for uuid, row in moments.items()
                        if any(photo.event == uuid for photo in self.photos.values())}
         self.folders = {row["uuid"]: Container(row["name"], row["parentFolderUuid"])

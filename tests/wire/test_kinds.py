@@ -171,6 +171,7 @@ class Scripts(KindTestCase):
 class Pictures(KindTestCase):
     def test_every_photo_has_its_pictures(self):
         for kind in KINDS:
+            raws_of_pairs = 0
             library = self.library(kind, "--images", "small")
             expected = KINDS[kind](library)
             with self.subTest(kind), moxteltest.Server(library) as server, moxteltest.Client(server) as client:
@@ -178,10 +179,16 @@ class Pictures(KindTestCase):
                     for command in ("Thumb of Photo", "Square Thumb of Photo", "Fullscreen 1024 Image of Photo"):
                         self.assertEqual(bytes(client.result(command, key=photo.uuid))[:2], b"\xff\xd8", command)
                     data = bytes(client.result("Data of Photo", key=photo.uuid))
-                    if photo.cloud_only:
+                    if photo.raw_of_pair and (library / photo.raw_of_pair).exists() and photo.cloud_only:
+                        self.assertEqual(data, (library / photo.raw_of_pair).read_bytes())
+                        raws_of_pairs += 1
+                    elif photo.cloud_only:
                         self.assertEqual(data[:2], b"\xff\xd8", "a smaller picture")
+                    elif photo.raw and kind == "photos4":
+                        self.assertEqual(data[:2], b"\xff\xd8", "made from the RAW")
                     elif not photo.movie:
                         self.assertEqual(bytes(client.result("Image of Photo", key=photo.uuid))[:2], b"\xff\xd8")
+            self.assertEqual(raws_of_pairs > 0, kind != "xml", kind)
 
     def test_every_person_has_a_face(self):
         for kind in KINDS:

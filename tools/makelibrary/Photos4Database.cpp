@@ -14,7 +14,7 @@ namespace {
 
 enum VersionType : std::uint8_t { kImage = 2, kMovie = 8 };
 // What a file in resources/ belongs to, and what it is.
-enum AttachedType : std::uint8_t { kToVersion = 2, kToFace = 5 };
+enum AttachedType : std::uint8_t { kToMaster = 1, kToVersion = 2, kToFace = 5 };
 enum ResourceType : std::uint8_t { kRendered = 4, kFaceTile = 6 };
 
 void writeVersion(SqliteWriter& writer, std::string_view version) {
@@ -81,7 +81,7 @@ class VersionRows final {
         master_(writer.into(
             "RKMaster",
             "modelId,uuid,name,createDate,isInTrash,fileIsReference,isMissing,duration,fileSize,width,"
-            "height,UTI,fileName,isTrulyRaw,imagePath,imageDate,originalFileName")),
+            "height,UTI,fileName,isTrulyRaw,imagePath,imageDate,originalFileName,alternateMasterUuid")),
         resource_(
             writer.into("RKModelResource",
                         "modelId,UTI,isOnDisk,attachedModelId,attachedModelType,resourceType,resourceTag")),
@@ -92,11 +92,16 @@ class VersionRows final {
 
   void write(const Photo& photo) {
     version(photo);
-    const bool cloudOnly = photosState(photo).cloudOnly;
-    master_.row(photo.masterId, photo.masterUuid, photo.baseName, photo.date + 86400, photo.inTrash, 0,
-                cloudOnly, photo.duration, 900000, photo.width, photo.height, "public.jpeg", photo.fileName,
-                photo.kind == MasterKind::Raw, photo.folder + "/" + photo.fileName, photo.date,
-                photo.fileName);
+    const PhotosState state = photosState(photo);
+    const std::string rawUuid = "RAW of " + photo.masterUuid;
+    const std::int64_t rawId = photo.masterId + 10'000'000;
+    const bool isRaw = photo.kind == MasterKind::Raw;
+    master(photo, {photo.masterId, photo.masterUuid, photo.fileName, isRaw, state.cloudOnly},
+           state.rawPair ? std::optional(rawUuid) : std::nullopt);
+    if (state.rawPair) master(photo, {rawId, rawUuid, rawOfPair(photo), true, false}, photo.masterUuid);
+    if (isRaw)
+      resource_.row(developedId(photo), "public.jpeg", 1, photo.masterId, static_cast<int>(kToMaster),
+                    static_cast<int>(kRendered), "UNADJUSTEDRAW");
     if (photo.adjusted)
       resource_.row(renderedId(photo), "public.jpeg", 1, photo.versionId, static_cast<int>(kToVersion),
                     static_cast<int>(kRendered), adjustmentUuid(photo));
@@ -106,6 +111,17 @@ class VersionRows final {
   const std::vector<std::optional<std::int64_t>>& keyFaces() const { return keyFaces_; }
 
  private:
+  struct Master {
+    std::int64_t id;
+    std::string uuid, fileName;
+    bool isRaw, isMissing;
+  };
+  void master(const Photo& photo, const Master& one, const std::optional<std::string>& other) {
+    master_.row(one.id, one.uuid, photo.baseName, photo.date + 86400, photo.inTrash, 0, one.isMissing,
+                photo.duration, 900000, photo.width, photo.height,
+                one.isRaw ? "com.adobe.raw-image" : "public.jpeg", one.fileName, one.isRaw,
+                photo.folder + "/" + one.fileName, photo.date, one.fileName, other);
+  }
   void version(const Photo& photo) {
     const PhotosState state = photosState(photo);
     const auto caption =

@@ -102,6 +102,10 @@ std::string hexadecimal(std::int64_t id) {
 PhotoPaths pathsOfPhotos4(const Photo& photo) {
   PhotoPaths paths;
   paths.original = "Masters/" + photo.folder + "/" + photo.fileName;
+  if (photosState(photo).rawPair) paths.rawOriginal = "Masters/" + photo.folder + "/" + rawOfPair(photo);
+  if (photo.kind == MasterKind::Raw)
+    paths.developed = "resources/media/master/" + numberedFolder(developedId(photo)) + "/fullsizeoutput_" +
+                      hexadecimal(developedId(photo)) + ".jpeg";
   if (photo.adjusted)
     paths.rendered = "resources/media/version/" + numberedFolder(renderedId(photo)) + "/fullsizeoutput_" +
                      hexadecimal(renderedId(photo)) + ".jpeg";
@@ -145,7 +149,8 @@ PhotosState photosState(const Photo& photo) {
   state.burst = !state.hidden && !state.shared && every(41, 9);
   state.cloudOnly = every(37, 3);
   state.live = photo.kind == MasterKind::Jpeg && every(23, 4);
-  state.rawPair = photo.kind == MasterKind::Jpeg && every(43, 6);
+  // Of every other pair only the RAW is on this disk.
+  state.rawPair = photo.kind == MasterKind::Jpeg && (every(43, 6) || every(74, 40));
   return state;
 }
 
@@ -179,6 +184,8 @@ PhotoPaths photosPaths(LibraryKind kind, const Photo& photo) {
   if (photosState(photo).cloudOnly) paths.original.clear();
   return paths;
 }
+
+std::string rawOfPair(const Photo& photo) { return photo.baseName + ".DNG"; }
 
 std::string adjustmentUuid(const Photo& photo) {
   return photo.adjusted ? "A" + photo.versionUuid.substr(1) : "UNADJUSTEDNONRAW";

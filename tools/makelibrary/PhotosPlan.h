@@ -54,7 +54,8 @@ std::string_view photosExtension(MasterKind kind);
 // Where a photo's files are, below the library's folder; empty for those that it does not have.
 struct PhotoPaths {
   std::string original;
-  std::string rendered;  // the adjusted picture
+  std::string rendered;   // the adjusted picture
+  std::string developed;  // the picture made from a RAW original
   std::string liveMovie;
   std::string rawOriginal;
   std::string thumbnail;  // 1,024 pixels
@@ -68,6 +69,9 @@ inline std::int64_t renderedId(const Photo& photo) { return photo.versionId * 64
 inline std::int64_t faceTileId(const Photo& photo, std::size_t face) {
   return photo.versionId * 64 + 2 + static_cast<std::int64_t>(face);
 }
+inline std::int64_t developedId(const Photo& photo) { return photo.versionId * 64 + 63; }
+// In photos.db: the name of the RAW that was taken together with a JPEG.
+std::string rawOfPair(const Photo& photo);
 // In photos.db: the uuid of a version's adjustments.
 std::string adjustmentUuid(const Photo& photo);
 

@@ -67,6 +67,7 @@ class PhotoFiles final {
     };
     storeAt(paths.original, [&] { return master(); });
     storeAt(paths.rendered, [&] { return jpegFile(seen, 88); });
+    storeAt(paths.developed, [&] { return jpegFile(upright_, 88); });
     storeAt(paths.liveMovie, [&] { return movie(); });
     storeAt(paths.rawOriginal, [&] { return tiffFile(fittedInto(upright_, 240)); });
     storeAt(paths.thumbnail, [&] { return jpegFile(fittedInto(seen, kThumbnailSide), 80); });

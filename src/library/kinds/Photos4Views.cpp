@@ -18,7 +18,7 @@ const NeededTable kTables[] = {
      {"uuid", "modelId", "name", "fileName", "versionNumber", "masterUuid", "orientation", "adjustmentUuid",
       "isInTrash", "isHidden", "showInLibrary", "type", "momentUuid", "latitude", "longitude",
       "extendedDescription"}},
-    {"RKMaster", {"uuid", "imagePath"}},
+    {"RKMaster", {"uuid", "imagePath", "fileIsReference", "isTrulyRaw", "alternateMasterUuid"}},
     {"RKAlbum", {"uuid", "name", "modelId", "albumType", "albumSubclass", "folderUuid", "isInTrash"}},
     {"RKAlbumVersion", {"albumId", "versionId"}},
     {"RKFolder", {"uuid", "name", "modelId", "folderType", "parentFolderUuid", "isInTrash"}},
@@ -39,6 +39,23 @@ constexpr const char* kTablesInMemory[] = {
     "NULL",
     "CREATE INDEX temp.MoxtelPhotosOfEvent ON MoxtelEventOfPhoto (event, photo)"};
 
+// The files in which an edited picture, and the picture made from a RAW master, are kept. The latter is what
+// iPhoto has as the preview of each RAW photo.
+constexpr const char* kRendered =
+    "main.RKModelResource r WHERE r.attachedModelId = v.modelId AND r.attachedModelType = 2 AND "
+    "r.resourceType = 4 AND r.resourceTag = v.adjustmentUuid AND r.isOnDisk = 1";
+constexpr const char* kDeveloped =
+    "main.RKMaster w JOIN main.RKModelResource r ON r.attachedModelId = w.modelId WHERE w.uuid = "
+    "v.masterUuid AND w.isTrulyRaw = 1 AND r.attachedModelType = 1 AND r.resourceType = 4 AND r.isOnDisk = 1";
+constexpr const char* kOutput =
+    "printf('%02x/%02x/fullsizeoutput_%x', r.modelId >> 8 & 255, r.modelId >> 16, r.modelId) || CASE r.UTI "
+    "WHEN 'public.heic' THEN '.heic' WHEN 'public.tiff' THEN '.tiff' WHEN 'public.png' THEN '.png' WHEN "
+    "'com.apple.quicktime-movie' THEN '.mov' ELSE '.jpeg' END || '\n'";
+// Of a RAW and a JPEG that were taken together, each a master.
+constexpr const char* kOtherOfPair =
+    "coalesce('\n' || (SELECT 'Masters/' || o.imagePath FROM main.RKMaster o WHERE o.uuid = "
+    "m.alternateMasterUuid AND o.fileIsReference = 0), '')";
+
 // type 8: a movie. orientation: Exif's numbers.
 constexpr const char* kVersions =
     "CREATE TEMP VIEW RKVersion AS SELECT v.modelId AS rowid, v.modelId AS modelId, v.uuid AS uuid, v.name "
@@ -52,9 +69,7 @@ constexpr const char* kVersions =
     "masterHeight, v.masterWidth AS masterWidth, v.processedHeight AS processedHeight, v.processedWidth AS "
     "processedWidth, CASE v.orientation WHEN 6 THEN 90 WHEN 3 THEN 180 WHEN 8 THEN 270 ELSE 0 END AS "
     "rotation, "
-    "EXISTS (SELECT 1 FROM main.RKModelResource r WHERE r.attachedModelId = v.modelId AND "
-    "r.attachedModelType = 2 "
-    "AND r.resourceType = 4 AND r.resourceTag = v.adjustmentUuid AND r.isOnDisk = 1) AS hasAdjustments, "
+    "EXISTS (SELECT 1 FROM {RENDERED}) OR EXISTS (SELECT 1 FROM {DEVELOPED}) AS hasAdjustments, "
     "v.createDate AS createDate, 0 AS isInTrash, v.latitude AS exifLatitude, v.longitude AS exifLongitude, "
     "CASE "
     "v.type WHEN 8 THEN '0' END AS videoPosterFramePoint, 1 AS showInLibrary FROM main.RKVersion v LEFT JOIN "
@@ -79,7 +94,8 @@ constexpr const char* kOtherViews[] = {
     "queryData FROM main.RKAlbum",
     // The candidates that follow are there for an original that is only in the cloud.
     "CREATE TEMP VIEW RKMaster AS SELECT m.modelId AS rowid, m.modelId AS modelId, m.uuid AS uuid, CASE "
-    "m.fileIsReference WHEN 1 THEN m.imagePath ELSE 'Masters/' || m.imagePath || coalesce('\n' || (SELECT "
+    "m.fileIsReference WHEN 1 THEN m.imagePath ELSE 'Masters/' || m.imagePath || {OTHER_OF_PAIR} || "
+    "coalesce('\n' || (SELECT "
     "{THUMBNAIL} || '\n' || {MINI} FROM main.RKVersion v WHERE v.masterUuid = m.uuid ORDER BY v.modelId "
     "LIMIT 1), "
     "'') END AS imagePath, m.fileIsReference AS fileIsReference, m.volumeId AS fileVolumeUuid, m.fileName AS "
@@ -92,15 +108,9 @@ constexpr const char* kOtherViews[] = {
     "CREATE TEMP VIEW RKImageProxyState AS SELECT v.modelId AS rowid, v.modelId AS modelId, v.modelId AS "
     "versionId, "
     "v.uuid AS versionUuid, {THUMBNAIL} || '\n' || {MINI} AS thumbnailPath, {MINI} || '\n' || {THUMBNAIL} AS "
-    "miniThumbnailPath, NULL AS faceTilePath, coalesce((SELECT printf('resources/media/version/%02x/%02x/"
-    "fullsizeoutput_%x', r.modelId >> 8 & 255, r.modelId >> 16, r.modelId) || CASE r.UTI WHEN 'public.heic' "
-    "THEN "
-    "'.heic' WHEN 'public.tiff' THEN '.tiff' WHEN 'public.png' THEN '.png' WHEN 'com.apple.quicktime-movie' "
-    "THEN "
-    "'.mov' ELSE '.jpeg' END || '\n' FROM main.RKModelResource r WHERE r.attachedModelId = v.modelId AND "
-    "r.attachedModelType = 2 AND r.resourceType = 4 AND r.resourceTag = v.adjustmentUuid AND r.isOnDisk = 1 "
-    "LIMIT "
-    "1), '') || {THUMBNAIL} || '\n' || {MINI} AS fullSizePreviewPath FROM main.RKVersion v",
+    "miniThumbnailPath, NULL AS faceTilePath, coalesce((SELECT 'resources/media/version/' || {OUTPUT} FROM "
+    "{RENDERED} LIMIT 1), '') || coalesce((SELECT 'resources/media/master/' || {OUTPUT} FROM {DEVELOPED} "
+    "LIMIT 1), '') || {THUMBNAIL} || '\n' || {MINI} AS fullSizePreviewPath FROM main.RKVersion v",
     "CREATE TEMP VIEW RKIptcProperty AS SELECT modelId AS rowid, modelId, modelId AS versionId, "
     "'Caption/Abstract' AS propertyKey, modelId AS stringId FROM main.RKVersion WHERE extendedDescription IS "
     "NOT "
@@ -156,8 +166,13 @@ std::string versionOf(sqlite3* database) {
 std::string filled(std::string text, HiddenPhotos hidden) {
   std::string shown = "+v.isInTrash = 0 AND +v.showInLibrary = 1";
   if (hidden == HiddenPhotos::LeaveOut) shown += " AND +v.isHidden = 0";
-  const std::pair<std::string, std::string> values[] = {
-      {"{SHOWN}", shown}, {"{THUMBNAIL}", derivative("thumb")}, {"{MINI}", derivative("mini")}};
+  const std::pair<std::string, std::string> values[] = {{"{SHOWN}", shown},
+                                                        {"{THUMBNAIL}", derivative("thumb")},
+                                                        {"{MINI}", derivative("mini")},
+                                                        {"{RENDERED}", kRendered},
+                                                        {"{DEVELOPED}", kDeveloped},
+                                                        {"{OUTPUT}", kOutput},
+                                                        {"{OTHER_OF_PAIR}", kOtherOfPair}};
   for (const auto& [name, value] : values) {
     for (std::size_t at = text.find(name); at != std::string::npos; at = text.find(name, at + value.size()))
       text.replace(at, name.size(), value);

@@ -223,11 +223,12 @@ constexpr const char* kAlbums =
 constexpr const char* kOtherViews[] = {
     "CREATE TEMP VIEW RKAlbumVersion AS SELECT rowid AS rowid, rowid AS modelId, {PAIR_ALBUM} AS albumId, "
     "{PAIR_ASSET} AS versionId FROM main.{PAIRS}",
-    // The last candidates are there for an original that is only in the cloud.
+    // The RAW of a pair comes next, and smaller pictures last: for an original that is only in the cloud.
     "CREATE TEMP VIEW RKMaster AS SELECT s.Z_PK AS rowid, s.Z_PK AS modelId, s.ZUUID AS uuid, CASE WHEN "
     "s.ZDIRECTORY LIKE '/%' THEN s.ZDIRECTORY || '/' || s.ZFILENAME ELSE 'originals/' || s.ZDIRECTORY || '/' "
     "|| "
-    "s.ZFILENAME || '\n' || {SMALL_PICTURES} END AS imagePath, s.ZDIRECTORY LIKE '/%' AS fileIsReference, "
+    "s.ZFILENAME || '\n' || {RAWS_OF_PAIR} || {SMALL_PICTURES} END AS imagePath, CASE s.ZKIND WHEN 0 THEN "
+    "{LIVE_MOVIE} END AS livePath, s.ZDIRECTORY LIKE '/%' AS fileIsReference, "
     "NULL "
     "AS fileVolumeUuid, x.ZORIGINALFILENAME AS fileName, s.ZCLOUDLOCALSTATE AS isInCloud FROM main.{ASSETS} "
     "s "
@@ -280,6 +281,9 @@ constexpr const char* kThumbnail =
     "'resources/derivatives/' || substr(s.ZUUID, 1, 1) || '/' || s.ZUUID || '_1_105_c.jpeg'";
 constexpr const char* kMini =
     "'resources/derivatives/masters/' || substr(s.ZUUID, 1, 1) || '/' || s.ZUUID || '_4_5005_c.jpeg'";
+constexpr const char* kOriginal = "'originals/' || substr(s.ZUUID, 1, 1) || '/' || s.ZUUID || ";
+// The other original of a pair has the camera's extension.
+constexpr const char* kRawExtensions[] = {"dng", "cr2", "cr3", "nef", "arw", "orf", "raf", "rw2"};
 constexpr const char* kRender = "'resources/renders/' || substr(s.ZUUID, 1, 1) || '/' || s.ZUUID || ";
 
 std::string replaced(std::string text, std::string_view name, const std::string& value) {
@@ -291,6 +295,11 @@ std::string replaced(std::string text, std::string_view name, const std::string&
 std::string withPaths(std::string text) {
   const std::string thumbnails = std::string(kThumbnail) + " || '\n' || " + kMini;
   text = replaced(std::move(text), "{THUMBNAILS}", thumbnails);
+  std::string raws;
+  for (const char* extension : kRawExtensions)
+    raws += std::string(raws.empty() ? "" : " || ") + kOriginal + "'_4." + extension + "\n'";
+  text = replaced(std::move(text), "{RAWS_OF_PAIR}", "CASE s.ZKIND WHEN 0 THEN " + raws + " ELSE '' END");
+  text = replaced(std::move(text), "{LIVE_MOVIE}", std::string(kOriginal) + "'_3.mov'");
   text = replaced(std::move(text), "{SMALL_PICTURES_FIRST_MINI}",
                   std::string(kMini) + " || '\n' || " + kThumbnail);
   text = replaced(std::move(text), "{SMALL_PICTURES}", thumbnails);

@@ -160,7 +160,9 @@ TEST_P(PhotosViews, haveTheFactsOfEachPhoto) {
     EXPECT_EQ(row[3], std::to_string(photo.rotation));
     EXPECT_EQ(row[4], photo.position ? "0" : "1");
     EXPECT_EQ(row[5], photo.flagged ? "1" : "0");
-    EXPECT_EQ(row[6], photo.adjusted ? "1" : "0");
+    // A picture was made from each RAW original of Photos 4, as iPhoto does it.
+    const bool developed = GetParam() == LibraryKind::Photos4 && photo.kind == make::MasterKind::Raw;
+    EXPECT_EQ(row[6], photo.adjusted || developed ? "1" : "0");
     EXPECT_EQ(row[7], std::to_string(photo.height));
     EXPECT_NE(row[8], "NULL");
   }
@@ -272,9 +274,39 @@ TEST_P(PhotosViews, preferTheOriginalAndTheRenderedPicture) {
     if (paths.original.empty()) ++inCloud;
     if (photo.adjusted) {
       EXPECT_EQ(first(found[0][1]), paths.rendered);
+    } else if (!paths.developed.empty()) {
+      EXPECT_EQ(first(found[0][1]), paths.developed);
     }
   }
   EXPECT_GT(inCloud, 0U);
+}
+
+// Of a pair of which only the RAW is on the disk, a smaller picture is the last resort.
+TEST_P(PhotosViews, nameTheRawOfAPairBeforeSmallerPictures) {
+  const make::SamplePlan all = plan();
+  std::size_t pairs = 0, live = 0;
+  for (std::size_t i = 0; i < kPhotos; ++i) {
+    const make::Photo photo = all.photo(i);
+    const make::PhotoPaths paths = make::photosPaths(GetParam(), photo);
+    const auto found = rows(
+        "SELECT m.imagePath FROM RKVersion v JOIN RKMaster m ON m.uuid = v.masterUuid WHERE "
+        "v.uuid = '" +
+        uuidOf(photo) + "'");
+    if (found.empty()) continue;
+    const std::string& candidates = found[0][0];
+    const std::size_t raw = candidates.find("\n" + paths.rawOriginal + "\n");
+    if (!paths.rawOriginal.empty()) {
+      ++pairs;
+      EXPECT_LT(raw, candidates.find("derivatives")) << candidates;
+    }
+    if (!paths.liveMovie.empty()) {
+      ++live;
+      EXPECT_EQ(column("SELECT livePath FROM RKMaster WHERE uuid = '" + uuidOf(photo) + "'"),
+                std::multiset<std::string>{paths.liveMovie});
+    }
+  }
+  EXPECT_GT(pairs, 1U);
+  EXPECT_EQ(live > 0, GetParam() != LibraryKind::Photos4);
 }
 
 TEST_P(PhotosViews, haveCaptions) {
