@@ -171,6 +171,31 @@ class Photos5(Kind):
                         for row in self.rows("SELECT * FROM ZPERSON") if row["ZFULLNAME"] and row["ZMERGETARGETPERSON"] is None}
 
 
+class Rules(answers.Answers):
+    """The rules of smart albums in photos.db: the photos that belong to one for certain."""
+
+    def __init__(self, library):
+        self.now = answers.datetime.datetime.now(answers.datetime.timezone.utc)
+        hidden = "isInTrash = 0 AND isHidden = 0 AND showInLibrary = 1"
+        self.photos = [answers.Photo((row["modelId"], row["uuid"], row["isFavorite"], row["mainRating"], row["imageDate"],
+                                      row["momentUuid"], 0, None))
+                       for row in library.rows("SELECT * FROM RKVersion WHERE " + hidden)]
+        self.has_number = {(one.id, key) for one in library.photos.values() if one.latitude is not None
+                           for key in ("Latitude", "Longitude")}
+        named = {row["modelId"] for row in library.rows(
+            "SELECT modelId FROM RKPerson WHERE name != '' AND mergeTargetPersonId IS NULL")}
+        self.has_named_face = {row["imageModelId"] for row in library.rows("SELECT * FROM RKFace")
+                               if row["personId"] in named}
+
+    def members(self, rule):
+        return [photo.id for photo in self.photos if self.matches(answers.unarchived(rule), photo)]
+
+    def clause(self, clause, photo):
+        if clause["queryQualifier"] == answers.NAMED:
+            return photo.id in self.has_named_face
+        return super().clause(clause, photo)
+
+
 class Photos4(Kind):
     """photos.db, of Photos 2 to 4."""
 
@@ -196,6 +221,8 @@ class Photos4(Kind):
         for row in self.rows("SELECT * FROM RKAlbum WHERE isInTrash = 0 AND albumSubclass IN (2, 3) AND isMagic = 0"):
             ids = [member["versionId"] for member in self.rows("SELECT * FROM RKAlbumVersion WHERE albumId = ?",
                                                                row["modelId"])]
+            if row["queryData"] is not None:
+                ids = Rules(self).members(row["queryData"])
             self.albums[row["uuid"]] = Container(row["name"], row["folderUuid"], ids, row["albumSubclass"] == 2)
         self.persons = {}
         for row in self.rows("SELECT * FROM RKPerson WHERE name != '' AND mergeTargetPersonId IS NULL"):

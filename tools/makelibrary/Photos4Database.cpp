@@ -34,6 +34,14 @@ void writeFolders(const SamplePlan& plan, SqliteWriter& writer) {
   }
 }
 
+// The classes of a rule have another prefix than iPhoto's.
+std::string ruleOfPhotos(std::string rule) {
+  for (const std::string_view name : {"RKSingleItemQuery", "RKMultiItemQuery"})
+    for (std::size_t at = rule.find(name); at != std::string::npos; at = rule.find(name, at))
+      rule[at + 1] = 'D';
+  return rule;
+}
+
 void writeAlbums(const SamplePlan& plan, SqliteWriter& writer) {
   Inserter row =
       writer.into("RKAlbum",
@@ -48,7 +56,7 @@ void writeAlbums(const SamplePlan& plan, SqliteWriter& writer) {
     std::optional<std::string> poster;
     if (!indexes.empty() && album.modelId % 2 == 0) poster = plan.photo(indexes.front()).versionUuid;
     Cell rule;
-    if (album.smart) rule = Blob{album.smart->queryData};
+    if (album.smart) rule = Blob{ruleOfPhotos(album.smart->queryData)};
     row.row(album.modelId, album.uuid, album.type, album.subclass, album.name, album.parentUuid,
             album.subclass == 2 ? std::optional<std::string>("LibraryFolder") : std::nullopt, poster,
             "exifProperties.ImageDate", 1, 250000000.0 + static_cast<double>(album.modelId), 0, album.inTrash,

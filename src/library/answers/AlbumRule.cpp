@@ -11,6 +11,15 @@ namespace {
 constexpr std::int32_t kMatchAny = 0;
 constexpr std::int32_t kMatchAll = 1;
 
+// iPhoto's names of the two classes begin with RK, those of Photos 2 to 4 with RD.
+bool isClass(const Value& query, std::string_view name) {
+  const std::string_view found = query["queryClassName"].string();
+  return found.size() == name.size() + 2 && found.ends_with(name) &&
+         (found.starts_with("RK") || found.starts_with("RD"));
+}
+constexpr std::string_view kClause = "SingleItemQuery";
+constexpr std::string_view kGroup = "MultiItemQuery";
+
 RuleNode::Match matchOf(const Value& group) {
   const Value& type = group["queryMatchType"];
   if (!type.isNumber()) return RuleNode::Match::Unknown;
@@ -55,11 +64,10 @@ RuleNode Decoder::node(const Value& query, std::size_t depth) {
   if (failure_) return node;
   const Value& enabled = query["queryIsEnabled"];
   node.enabled = enabled.isNil() || enabled.boolValue();
-  const std::string_view kind = query["queryClassName"].string();
-  if (kind == "RKSingleItemQuery") {
+  if (isClass(query, kClause)) {
     node.kind = RuleNode::Kind::Clause;
     node.clause = clauseOf(query);
-  } else if (kind == "RKMultiItemQuery") {
+  } else if (isClass(query, kGroup)) {
     node.kind = RuleNode::Kind::Group;
     readGroup(query, depth, node);
   }
@@ -85,7 +93,7 @@ std::variant<RuleNode, RuleError> decodeAlbumRule(std::span<const std::uint8_t> 
   const auto decoded = unarchivedObject(bytes, archive);
   if (const auto* error = std::get_if<DecodingError>(&decoded)) return RuleError{error->reason};
   const Value& root = std::get<Value>(decoded);
-  if (root["queryClassName"].string() != "RKMultiItemQuery") return RuleError{"it is no group of clauses"};
+  if (!isClass(root, kGroup)) return RuleError{"it is no group of clauses"};
   Decoder decoder(limits);
   RuleNode rule = decoder.node(root, 0);
   if (decoder.failure()) return RuleError{decoder.failure()};

@@ -15,7 +15,7 @@
 
 namespace moxtel {
 
-// A condition for one property of a photo ("RKSingleItemQuery").
+// A condition for one property of a photo ("RKSingleItemQuery", in Photos "RDSingleItemQuery").
 struct RuleClause {
   std::int32_t type = 0;  // the kind of property
   std::string key;        // which one, "basicProperties.MainRating"
@@ -26,7 +26,7 @@ struct RuleClause {
   std::string timeUnit;        // "days"; empty without
 };
 
-// A clause, or a group ("RKMultiItemQuery") of clauses and groups.
+// A clause, or a group ("RKMultiItemQuery", "RDMultiItemQuery") of clauses and groups.
 struct RuleNode {
   enum class Kind : std::uint8_t { Clause, Group, Unknown };
   // How a group joins its enabled parts. Without any it admits everything.

@@ -18,7 +18,10 @@ namespace {
 
 constexpr SqlText kNumbers =
     "SELECT versionId,numberProperty FROM RKExifNumberProperty WHERE propertyKey = '%@' ORDER BY versionId";
-constexpr SqlText kHasFaceTable = "SELECT name FROM sqlite_master WHERE name = 'RKVersionFaceContent'";
+// Or a view, in a library of Photos.
+constexpr SqlText kHasFaceTable =
+    "SELECT name FROM sqlite_master WHERE name = 'RKVersionFaceContent' UNION ALL SELECT name FROM "
+    "sqlite_temp_master WHERE name = 'RKVersionFaceContent'";
 constexpr SqlText kNamedFaces = "SELECT versionId FROM RKVersionFaceContent WHERE isNamed = 1";
 
 // Whether a number meets a clause; nothing for a comparison that is not one of numbers.

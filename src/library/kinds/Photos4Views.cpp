@@ -121,9 +121,13 @@ constexpr const char* kOtherViews[] = {
     "CREATE TEMP VIEW RKExifStringProperty AS SELECT 0 AS rowid, NULL AS versionId, NULL AS propertyKey, "
     "NULL AS "
     "stringId WHERE 0",
-    "CREATE TEMP VIEW RKExifNumberProperty AS SELECT 0 AS rowid, NULL AS versionId, NULL AS propertyKey, "
-    "NULL AS "
-    "numberProperty WHERE 0",
+    // What rules ask for: positions, and who has a named face.
+    "CREATE TEMP VIEW RKExifNumberProperty AS SELECT modelId AS rowid, modelId AS versionId, 'Latitude' AS "
+    "propertyKey, latitude AS numberProperty FROM main.RKVersion WHERE latitude IS NOT NULL UNION ALL SELECT "
+    "modelId, modelId, 'Longitude', longitude FROM main.RKVersion WHERE longitude IS NOT NULL",
+    "CREATE TEMP VIEW RKVersionFaceContent AS SELECT f.modelId AS rowid, f.imageModelId AS versionId, 1 AS "
+    "isNamed FROM main.RKFace f JOIN main.RKPerson p ON p.modelId = f.personId WHERE p.name <> '' AND "
+    "p.mergeTargetPersonId IS NULL",
     "CREATE TEMP VIEW RKOtherProperty AS SELECT 0 AS rowid, NULL AS versionId, NULL AS propertyKey, NULL AS "
     "stringId WHERE 0",
     "CREATE TEMP VIEW RKDetectedFace AS SELECT f.modelId AS rowid, f.modelId AS modelId, v.masterUuid AS "

@@ -45,6 +45,14 @@ TEST(AlbumRule, readsTheTreeOfClauses) {
   EXPECT_EQ(rule.parts[2].clause.second, Value("2/24/2024 America/Los_Angeles"));
 }
 
+TEST(AlbumRule, readsTheClassesOfPhotos) {
+  const RuleNode rule = decoded(with(all({with(flagged(), "queryClassName", "RDSingleItemQuery")}),
+                                     "queryClassName", "RDMultiItemQuery"));
+  ASSERT_EQ(rule.parts.size(), 1u);
+  EXPECT_EQ(rule.parts[0].kind, RuleNode::Kind::Clause);
+  EXPECT_EQ(rule.parts[0].clause.key, "isFlagged");
+}
+
 TEST(AlbumRule, keepsWhatItDoesNotKnow) {
   const RuleNode rule = decoded(with(group(7, {with(flagged(), "queryClassName", "RKOtherQuery"), "text"}),
                                      "queryStackPicksOnly", true));
