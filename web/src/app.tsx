@@ -1,0 +1,149 @@
+// The page's frame: the bar with the views, the view that the address names, and messages while the library or the
+// server is away.
+import { useMemo } from 'preact/hooks';
+import { LibraryAddresses, type Library } from './api';
+import { AlbumsView, EventsView, KeywordsView, onThisDay, PeopleView } from './browse';
+import { Icon, type IconName } from './icons';
+import { LibrariesView } from './libraries';
+import { ListView, type Context } from './list';
+import { Notice } from './parts';
+import { back, listAddress, placeAddress, type Route } from './route';
+import { SearchView } from './search';
+import { text } from './text';
+import { usePolled, useRoute } from './use';
+
+export function App() {
+  const route = useRoute();
+  return route.library ? <LibraryApp key={route.library} route={route} /> : <LibrariesView />;
+}
+
+const pollSeconds = 15;
+const awaySeconds = 2;
+
+function LibraryApp({ route }: { route: Route }) {
+  const addresses = useMemo(() => new LibraryAddresses(route.library), [route.library]);
+  const { data, failed } = usePolled<Library>(addresses.api('library'), (state) => {
+    const isThere = state.failed === undefined && state.data?.state === 'ready';
+    return isThere && state.data?.search !== 'building' ? pollSeconds : awaySeconds;
+  });
+  if (!data) {
+    if (failed === undefined) return <Notice title={text.loading} busy />;
+    if (failed === 404) return <Notice title={text.notFound} />;
+    return <Away library={failed === 503} />;
+  }
+  addresses.version = data.version;
+  const context: Context = { library: data, addresses, route };
+  return (
+    <div class="app">
+      <Bar context={context} />
+      <main class="view" id="view" tabIndex={-1}>
+        {failed !== undefined || data.state === 'away' ? (
+          <p class="banner" role="status">
+            {failed === undefined || failed === 503 ? `${text.away}. ${text.awayNote}` : `${text.serverAway}. ${text.serverAwayNote}`}
+          </p>
+        ) : null}
+        <View context={context} />
+      </main>
+    </div>
+  );
+}
+
+function Away({ library }: { library: boolean }) {
+  return (
+    <Notice title={library ? text.away : text.serverAway} busy>
+      <p>{library ? text.awayNote : text.serverAwayNote}</p>
+    </Notice>
+  );
+}
+
+function View({ context }: { context: Context }) {
+  const { route, library } = context;
+  switch (route.place) {
+    case 'albums':
+      return <AlbumsView context={context} />;
+    case 'events':
+      return <EventsView context={context} />;
+    case 'people':
+      return <PeopleView context={context} />;
+    case 'keywords':
+      return <KeywordsView context={context} />;
+    default:
+      break;
+  }
+  if (route.place === 'search' || route.list.startsWith('search:')) return <SearchView key="search" context={context} />;
+  if (route.list === 'all') return <ListView key="all" context={context} list="all" />;
+  const up = () => back(placeAddress(library.id, placeOf(route.list)));
+  return <ListView key={route.list} context={context} list={route.list} up={up} />;
+}
+
+/** The view that leads to a list. */
+function placeOf(list: string): 'albums' | 'events' | 'people' | 'keywords' | 'search' {
+  if (list.startsWith('event:')) return 'events';
+  if (list.startsWith('person:')) return 'people';
+  if (list.startsWith('keyword:')) return 'keywords';
+  if (list.startsWith('album:') || list.startsWith('folder:')) return 'albums';
+  return 'search';
+}
+
+function Bar({ context }: { context: Context }) {
+  const { library, route } = context;
+  const id = library.id;
+  const place = route.place === 'list' && route.list !== 'all' ? placeOf(route.list) : route.place;
+  const isOpen = (name: string) => (name === 'photos' ? route.list === 'all' : place === name);
+  const events = library.events === 'projects' ? text.projects : text.events;
+  return (
+    <nav class="bar" aria-label={text.main}>
+      <a class="skip" href="#view" onClick={skip}>
+        {text.skip}
+      </a>
+      <a class="library-name" href="/">
+        {library.name}
+      </a>
+      <ul>
+        <Entry icon="photos" name={text.photos} href={placeAddress(id, 'photos')} on={isOpen('photos')} />
+        <Entry icon="albums" name={text.albums} href={placeAddress(id, 'albums')} on={isOpen('albums')} />
+        <Entry icon="events" name={events} href={placeAddress(id, 'events')} on={isOpen('events')} />
+        {library.people && (
+          <Entry icon="people" name={text.people} href={placeAddress(id, 'people')} on={isOpen('people')} />
+        )}
+        <Entry icon="search" name={text.search} href={placeAddress(id, 'search')} on={isOpen('search')} />
+        {library.keywords && (
+          <Entry
+            icon="keywords"
+            name={text.keywords}
+            href={placeAddress(id, 'keywords')}
+            on={isOpen('keywords')}
+            wide
+          />
+        )}
+        <ListEntry context={context} icon="flagged" name={text.flagged} list="flagged" />
+        <ListEntry context={context} icon="movies" name={text.movies} list="movies" />
+        <ListEntry context={context} icon="today" name={text.onThisDay} list={onThisDay(new Date())} />
+      </ul>
+    </nav>
+  );
+}
+
+function ListEntry(props: { context: Context; icon: IconName; name: string; list: string }) {
+  const { library, route } = props.context;
+  return (
+    <Entry icon={props.icon} name={props.name} href={listAddress(library.id, props.list)} on={route.list === props.list} wide />
+  );
+}
+
+function Entry(props: { icon: IconName; name: string; href: string; on: boolean; wide?: boolean }) {
+  return (
+    <li class={props.wide ? 'only-wide' : ''}>
+      <a href={props.href} class={props.on ? 'on' : ''} aria-current={props.on ? 'page' : undefined}>
+        <Icon name={props.icon} />
+        <span>{props.name}</span>
+      </a>
+    </li>
+  );
+}
+
+function skip(event: Event): void {
+  event.preventDefault();
+  const grid = document.querySelector<HTMLElement>('.tile[tabindex="0"]');
+  (grid ?? document.getElementById('view'))?.focus();
+}
