@@ -46,7 +46,7 @@ class Package(unittest.TestCase):
         for name in PROGRAMS:
             self.assertTrue((self.root / "usr/bin" / name).is_file(), name)
             self.assertTrue(list((self.root / "usr/share/man").glob("man?/%s.?.gz" % name)), name)
-        for helper in ("moxtel-database-copier", "moxtel-picture-decoder", "moxtel-property-reader"):
+        for helper in ("moxtel-database-copier", "moxtel-movie-converter", "moxtel-picture-decoder", "moxtel-property-reader"):
             self.assertTrue((self.root / "usr/libexec/moxtel" / helper).is_file())
         for client in ("moxtel", "moxtel-make-library"):
             self.assertTrue((self.root / "usr/share/bash-completion/completions" / client).is_file())

@@ -113,6 +113,14 @@ constexpr std::uint32_t kAllowed[] = {
 #endif
 };
 
+// What the start of a program needs besides.
+constexpr std::uint32_t kAllowedForPrograms[] = {
+    SYS_execve,
+#if defined(__x86_64__)
+    SYS_arch_prctl,
+#endif
+};
+
 // The offsets of the low halves, on little-endian machines, of what a call is judged by.
 constexpr std::uint32_t kNumber = offsetof(seccomp_data, nr);
 constexpr std::uint32_t argument(int index) {
@@ -159,10 +167,12 @@ class FilterProgram final {
 
 }  // namespace
 
-bool restrictCalls() {
+bool restrictCalls(Programs programs) {
   constexpr std::uint32_t kAllBits = UINT32_MAX;
   FilterProgram filter;
   for (const std::uint32_t call : kAllowed) filter.allow(call);
+  if (programs == Programs::One)
+    for (const std::uint32_t call : kAllowedForPrograms) filter.allow(call);
   // A thread, not a process. The newer clone3() has its flags in memory, where a filter cannot read them.
   filter.allowIf(SYS_clone, argument(0), CLONE_THREAD, CLONE_THREAD);
   // Without F_SETOWN, which sends signals to other processes.

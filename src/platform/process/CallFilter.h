@@ -8,6 +8,9 @@ namespace moxtel {
 // there are no sockets, no new processes and programs, no tracing, no signals to other processes, and no
 // changes of a file's owner, mode or dates. Not undone again. Needs PR_SET_NO_NEW_PRIVS, and holds for this
 // thread and those that it starts. False where the kernel has no filters: then nothing is restricted.
-bool restrictCalls();
+//
+// With Programs::One the process may also be replaced by a program, which is restricted in the same way.
+enum class Programs : unsigned char { None, One };
+bool restrictCalls(Programs programs = Programs::None);
 
 }  // namespace moxtel

@@ -25,20 +25,31 @@ constexpr bool kCanLimitMemory = false;
 constexpr bool kCanLimitMemory = true;
 #endif
 
+constexpr int kNice = 10;  // of programs
+
 }  // namespace
 
 Confinement confineThisProcess(const ProcessBounds& bounds, const FileRights& rights, int newestLandlock) {
   prctl(PR_SET_PDEATHSIG, SIGKILL);
   prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0);
   signal(SIGXFSZ, SIG_IGN);
+  if (!rights.runnable.empty()) setpriority(PRIO_PROCESS, 0, kNice);
   if (kCanLimitMemory) limit(RLIMIT_AS, bounds.memory);
   limit(RLIMIT_CPU, bounds.processorSeconds);
   limit(RLIMIT_CORE, 0);
   limit(RLIMIT_FSIZE, bounds.writtenFile);
   Confinement confinement;
   confinement.landlock = restrictFiles(rights, newestLandlock);
-  confinement.filtersCalls = restrictCalls();
+  confinement.filtersCalls = restrictCalls(rights.runnable.empty() ? Programs::None : Programs::One);
   return confinement;
+}
+
+void becomeProgram(const std::vector<std::string>& words) {
+  std::vector<char*> arguments;
+  for (const std::string& word : words) arguments.push_back(const_cast<char*>(word.c_str()));
+  arguments.push_back(nullptr);
+  char* noEnvironment[] = {nullptr};
+  ::execve(arguments.front(), arguments.data(), noEnvironment);
 }
 
 std::span<const std::uint8_t> mappedUntilExit(const OpenFile& file) {

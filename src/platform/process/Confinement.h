@@ -4,6 +4,8 @@
 
 #include <cstdint>
 #include <span>
+#include <string>
+#include <vector>
 
 #include "platform/files/FileReader.h"
 #include "platform/process/Landlock.h"
@@ -29,6 +31,10 @@ struct Confinement {
 // while there is one thread. Files that the process has open stay open.
 Confinement confineThisProcess(const ProcessBounds& bounds, const FileRights& rights,
                                int newestLandlock = kNewestLandlock);
+
+// Replaces this process by a program, which keeps its limits: words are its absolute path and its arguments.
+// It has no environment. Returns only if that fails.
+void becomeProgram(const std::vector<std::string>& words);
 
 // The file mapped into memory until the process exits. If another program shortens the file, reading the
 // missing part ends this process. Empty for an empty file, and when mapping fails.

@@ -22,6 +22,7 @@ namespace {
 constexpr std::uint64_t kTruncate = std::uint64_t{1} << 14;
 
 constexpr std::uint64_t kReadFile = LANDLOCK_ACCESS_FS_READ_FILE;
+constexpr std::uint64_t kRunFile = kReadFile | LANDLOCK_ACCESS_FS_EXECUTE;
 constexpr std::uint64_t kReadFolder = kReadFile | LANDLOCK_ACCESS_FS_READ_DIR;
 constexpr std::uint64_t kWriteFolder =
     kReadFolder | LANDLOCK_ACCESS_FS_WRITE_FILE | LANDLOCK_ACCESS_FS_MAKE_REG | LANDLOCK_ACCESS_FS_MAKE_DIR |
@@ -44,7 +45,7 @@ void allow(int ruleset, const std::string& path, std::uint64_t rights) {
   if (!place || ::fstat(place.get(), &status) != 0) return;
   landlock_path_beneath_attr rule{};
   rule.parent_fd = place.get();
-  rule.allowed_access = S_ISDIR(status.st_mode) ? rights : rights & kReadFile;
+  rule.allowed_access = S_ISDIR(status.st_mode) ? rights : rights & kRunFile;
   ::syscall(SYS_landlock_add_rule, ruleset, LANDLOCK_RULE_PATH_BENEATH, &rule, 0);
 }
 
@@ -70,6 +71,7 @@ int restrictFiles(const FileRights& rights, int newest) {
       static_cast<int>(::syscall(SYS_landlock_create_ruleset, &attributes, sizeof attributes, 0)));
   if (!ruleset) return 0;
   for (const std::string& path : rights.readable) allow(ruleset.get(), path, kReadFolder);
+  for (const std::string& path : rights.runnable) allow(ruleset.get(), path, kReadFolder | kRunFile);
   if (!rights.writable.empty())
     allow(ruleset.get(), rights.writable, kWriteFolder & attributes.handled_access_fs);
   return ::syscall(SYS_landlock_restrict_self, ruleset.get(), 0) == 0 ? version : 0;

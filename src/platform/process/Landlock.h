@@ -10,6 +10,8 @@ namespace moxtel {
 struct FileRights {
   std::vector<std::string> readable;
   std::string writable;  // a folder: files in it may also be made, changed and deleted; empty: none
+  // Programs, and the folders of the libraries that load them: the process may be replaced by such a program.
+  std::vector<std::string> runnable = {};
 };
 
 // The newest version whose rights are used: 1 is without moving files between folders and 2 without
