@@ -1,6 +1,6 @@
 #include "library/Faces.h"
 
-#include <cstdio>
+#include <string>
 #include <utility>
 
 #include "library/FacePhotoCounts.h"
@@ -105,8 +105,7 @@ std::vector<Text> Faces::masterUuidsForFaceID(const Value& faceId) {
     if (!master.isNil()) masters.push_back(master.text());
   }
   if (!query.prepared()) {
-    std::fprintf(stdout, "SQL error: %s\n", databases_.errorMessage(DatabaseFile::Faces));
-    std::fflush(stdout);
+    writeStandardOutput(std::string("SQL error: ") + databases_.errorMessage(DatabaseFile::Faces));
   }
   return masters;
 }

@@ -85,6 +85,26 @@ TEST_F(LineLimiterTest, shows100LinesInAnySecond) {
   EXPECT_EQ(seen.size(), 160u);
 }
 
+TEST_F(LineLimiterTest, countsTheLinesOfAText) {
+  for (int i = 0; i < 40; ++i) add(std::to_string(i) + "\nsecond\n");
+  ASSERT_EQ(seen.size(), 34u);  // 33 texts of three lines, and a note
+  EXPECT_EQ(seen.back(), "… 1 line left out");
+  addDifferent(2);
+  EXPECT_EQ(seen.size(), 34u);
+  time += seconds(1);
+  add("\n\n\n");
+  EXPECT_EQ(seen.back(), "\n\n\n");
+}
+
+TEST_F(LineLimiterTest, showsATextOfMoreLinesThanASecondHas) {
+  add(std::string(1000, '\n'));
+  add("a");
+  EXPECT_EQ(seen.size(), 1u);
+  time += seconds(1);
+  add("b");
+  EXPECT_THAT(seen.back(), "b");
+}
+
 TEST_F(LineLimiterTest, reportsHowManyLinesWereLeftOut) {
   addDifferent(1334);
   time += seconds(1);

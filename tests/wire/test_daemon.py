@@ -1,5 +1,6 @@
 """The daemon as a service: readiness, signals, --print-folders and --explain-album."""
 
+import fcntl
 import os
 import pathlib
 import re
@@ -274,10 +275,10 @@ class Daemon(moxteltest.LibraryTestCase):
         self.assertTrue(any(line.startswith("<6>could not open db '") for line in lines), lines)
         self.assertEqual([line for line in lines if "moxtelserverd[" in line], [])
 
-    def flood(self, client, times):
+    def flood(self, client, times, command="Photos of Album"):
         """Sends different ids that cannot be looked up: each is logged."""
         for i in range(times):
-            self.assertEqual(client.result("Photos of Album", id="%d'%s\n\x1b[31m" % (i, "x" * 3000)), [])
+            self.assertEqual(client.result(command, id="%d'%s\n\x1b[31m" % (i, "x" * 3000)), [])
 
     def test_a_client_cannot_fill_the_log(self):
         begun = time.monotonic()
@@ -295,6 +296,13 @@ class Daemon(moxteltest.LibraryTestCase):
                        re.findall("… ([0-9,]+) (?:lines? left out|more like this)", server.last_log))
         logged = server.last_log.count("could not prepare query")
         self.assertGreaterEqual(left_out + logged, 1000)
+
+    def test_a_client_cannot_fill_standard_output(self):
+        with Server(self.library) as server, Client(server) as client:
+            self.flood(client, 1000, "Photos of Face")
+            errors = server.console().count("SQL error: ")
+        self.assertGreater(errors, 0)
+        self.assertLess(errors, 10)
 
     def test_the_start_logs_every_album_and_event(self):
         """However many there are: no client causes these lines."""
@@ -316,6 +324,17 @@ class Daemon(moxteltest.LibraryTestCase):
         database.close()
         with Server(library) as server:
             self.assertEqual(server.log().count("read at the start"), 400)
+
+    def test_a_reader_of_standard_output_that_does_not_read_stops_nothing(self):
+        reader, writer = os.pipe()
+        self.addCleanup(os.close, reader)
+        fcntl.fcntl(writer, fcntl.F_SETPIPE_SZ, 4096)
+        server = Server(self.library, "-DebugLevel", 2)
+        server.output = os.fdopen(writer, "wb")
+        self.addCleanup(server.output.close)
+        with server, Client(server) as client:
+            self.flood(client, 400, "Photos of Face")
+            self.assertEqual(client.result("Get Version"), "1.4")
 
     def test_a_reader_that_does_not_read_stops_nothing(self):
         with subprocess.Popen(["sleep", "infinity"], stdin=subprocess.PIPE) as reader:

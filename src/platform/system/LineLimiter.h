@@ -2,7 +2,8 @@
 // in a row are counted instead of repeated, and lines beyond a rate are left out and counted.
 //
 // Notes report both counts: "… 1,203 more like this", "… 5,301 lines left out". Takes the time as an
-// argument, and is used by one thread at a time.
+// argument, and is used by one thread at a time. A text with line feeds counts as that number of lines and
+// one.
 #pragma once
 
 #include <array>
@@ -50,7 +51,9 @@ class LineLimiter final {
  private:
   bool isRepeated(std::string_view text, Time now);
   void addNotes(std::vector<std::string>& notes, Time now);
-  bool take(std::size_t textSize, Time now);
+  bool take(std::string_view text, Time now);
+  bool haveLinesPassed(std::size_t lines, Time now) const;
+  void count(Time now);
 
   std::string previous_;
   std::uint64_t equal_ = 0;  // lines like previous_ in a row, itself included

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <exception>
 #include <mutex>
 
@@ -36,8 +37,13 @@ std::string stamped(std::string_view text) {
   return line;
 }
 
-class StandardError final {
+class LimitedOutput final {
  public:
+  using LinesOf = std::string (*)(OutputKind kind, std::string_view text);
+  // linesOf makes whole lines, each with its newline, of a text.
+  LimitedOutput(std::FILE* stream, LinesOf linesOf)
+      : kind_(kindOfOutput(stream)), linesOf_(linesOf), output_(::fileno(stream)) {}
+
   void write(std::string_view text) {
     const std::lock_guard lock(mutex_);
     if (!isLimited_) {
@@ -59,24 +65,35 @@ class StandardError final {
   }
 
  private:
-  // The journal adds the date itself.
-  std::string linesOf(std::string_view text) const {
-    return kind_ == OutputKind::Journal ? journalLines(JournalPriority::Info, text) : stamped(text);
-  }
   void put(std::string_view text) {
-    output_.write(linesOf(text), [this](std::string_view note) { return linesOf(note); });
+    output_.write(linesOf_(kind_, text), [this](std::string_view note) { return linesOf_(kind_, note); });
   }
 
   std::mutex mutex_;
-  const OutputKind kind_ = kindOfOutput(stderr);
+  const OutputKind kind_;
+  const LinesOf linesOf_;
   bool isLimited_ = true;
   LineLimiter limiter_;
-  LineOutput output_{STDERR_FILENO};
+  LineOutput output_;
 };
 
+// The journal adds the date itself.
+std::string linesOfLog(OutputKind kind, std::string_view text) {
+  return kind == OutputKind::Journal ? journalLines(JournalPriority::Info, text) : stamped(text);
+}
+
+std::string linesWithoutDate(OutputKind kind, std::string_view text) {
+  return kind == OutputKind::Journal ? journalLines(JournalPriority::Info, text) : std::string(text) + '\n';
+}
+
 // Never destroyed: threads may log until the process ends.
-StandardError& standardError() {
-  static StandardError* const kOutput = new StandardError;
+LimitedOutput& standardError() {
+  static LimitedOutput* const kOutput = new LimitedOutput(stderr, linesOfLog);
+  return *kOutput;
+}
+
+LimitedOutput& standardOutput() {
+  static LimitedOutput* const kOutput = new LimitedOutput(stdout, linesWithoutDate);
   return *kOutput;
 }
 
@@ -91,9 +108,17 @@ void writeSystemLog(std::string_view text) {
   }
 }
 
-void limitSystemLog(bool limited) { standardError().setLimited(limited); }
+void writeStandardOutput(std::string_view text) { standardOutput().write(printableText(text)); }
 
-void writePendingNotesOfSystemLog(AtEnd atEnd) { standardError().writePendingNotes(atEnd); }
+void limitSystemLog(bool limited) {
+  standardError().setLimited(limited);
+  standardOutput().setLimited(limited);
+}
+
+void writePendingNotesOfSystemLog(AtEnd atEnd) {
+  standardError().writePendingNotes(atEnd);
+  standardOutput().writePendingNotes(atEnd);
+}
 
 void setSystemLogSink(SystemLogSink newSink) {
   auto next = newSink ? std::make_shared<const SystemLogSink>(std::move(newSink)) : nullptr;

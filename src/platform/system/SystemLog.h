@@ -35,7 +35,11 @@ void NSLog(FormatString<Arguments...> text, const Arguments&... arguments) {
   }
 }
 
-// Whether untrusted peers may fill standard error only so fast. True at the start.
+// A line on standard output, without a date, for texts that scripts may wait for. It has the same limits as a
+// line of the system log, and its reader keeps nothing waiting either.
+void writeStandardOutput(std::string_view text);
+
+// Whether untrusted peers may fill standard error, and standard output, only so fast. True at the start.
 void limitSystemLog(bool limited);
 // Writes the counts of lines left out since the last line. To be called from time to time, and at the end.
 void writePendingNotesOfSystemLog(AtEnd atEnd);
