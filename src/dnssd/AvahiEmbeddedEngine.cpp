@@ -116,6 +116,7 @@ class EmbeddedEngine final : public AvahiLibraryEngine<ServerFunctions> {
     config.publish_hinfo = 0;
     config.publish_workstation = 0;
     config.enable_wide_area = 0;
+    config.n_cache_entries_max = kMostRecords;
     if (functions_.withoutReverseNames) config.publish_addresses = 0;
     int error = 0;
     owner_ = functions_.serverNew(loop.poll(), &config, &called, this, &error);
@@ -176,6 +177,10 @@ class EmbeddedEngine final : public AvahiLibraryEngine<ServerFunctions> {
 
   static constexpr unsigned kLookAgain = 5000;  // milliseconds
   static constexpr int kMostHostNames = 4;
+  // For each interface, of all devices. The library compares each record with those that have the same key,
+  // so 4096, its default, allow a flood of names to cost milliseconds each. Publishing needs no record, and
+  // a search finds what is answered to its first question.
+  static constexpr unsigned kMostRecords = 128;
 
   AvahiLoop& loop_;
   int hostNames_ = 0;

@@ -17,6 +17,7 @@ TYPE = "_moxtelserver._tcp."
 PROBE = "dnssd-probe"
 MOXTEL = "moxtel"
 SERVER = "moxtelserverd"
+FLOOD = os.path.join(os.path.dirname(os.path.abspath(__file__)), "dnssd_flood.py")
 
 
 def event(*parts):
@@ -307,6 +308,18 @@ class DnsSdTest(unittest.TestCase):
         probe = host.start(PROBE, "resolve", "Nobody", TYPE)
         line, _ = probe.wait_for(event("not-resolved", "Nobody"))
         self.assertGreaterEqual(int(line.split("\t")[0]), 4900)
+
+    def test_a_flood_of_names_is_cut(self):
+        here, there = self.pair()
+        flood = there.start(sys.executable, "-B", FLOOD, "10.77.1.2", "short", "500")
+        flood.wait_for(lambda line: line == "ready")
+        browser = self.browse(here, "--embedded")
+        flood.wait_for(lambda line: line == "announced")
+        # Each name that was found is looked up for five seconds.
+        browser.wait_for(lambda line: line.split("\t")[1] == "not-resolved")
+        found = [line for line in browser.lines if line.split("\t")[1] == "found"]
+        self.assertGreater(len(found), 32)  # after these, moxtel stops browsing
+        self.assertLessEqual(len(found), 128)
 
     def test_moxtel_browse_lists_the_servers(self):
         here, there = self.pair()
