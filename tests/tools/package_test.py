@@ -1,19 +1,22 @@
-"""What the desktop, the service manager and Debian's own checker say of the package; none may complain.
+"""What the desktop, the service manager and Debian's own checker say of the packages; none may complain.
 
 Usage: package_test.py BUILD CPACK. A tool that is not installed is skipped, by name; the build folder must
 hold the programs.
 """
 
 import gzip
+import io
 import pathlib
 import re
 import shutil
 import subprocess
 import sys
+import tarfile
 import tempfile
 import unittest
 
 BUILD, CPACK = map(pathlib.Path, sys.argv[1:3])
+DESKTOP, HEADLESS, DECODER = "moxtelserver", "moxtelserver-headless", "moxtelserver-raw-heic"
 PROGRAMS = ("MoxtelServer", "moxtelserverd", "moxtel", "moxtel-make-library")
 
 
@@ -31,16 +34,49 @@ class Package(unittest.TestCase):
         cls.addClassCleanup(shutil.rmtree, cls.folder)
         status, text = output_of(CPACK, "--config", BUILD / "CPackConfig.cmake", "-G", "DEB", "-B", cls.folder,
                                  cwd=cls.folder)
-        packages = list(cls.folder.glob("*.deb")) + list((BUILD / "package").glob("*.deb"))
-        if status != 0 or not packages:
+        packages = list(cls.folder.glob("*.deb")) or list((BUILD / "package").glob("*.deb"))
+        cls.packages = {package.name.partition("_")[0]: package for package in packages}
+        if status != 0 or set(cls.packages) != {DESKTOP, HEADLESS, DECODER}:
             raise AssertionError(text)
-        cls.package = packages[0]
         cls.root = cls.folder / "root"
-        subprocess.run(["dpkg-deb", "-x", cls.package, cls.root], check=True)
+        for package in packages:
+            subprocess.run(["dpkg-deb", "-x", package, cls.root], check=True)
+
+    def field(self, package, name):
+        return subprocess.check_output(["dpkg-deb", "-f", self.packages[package], name], text=True).strip()
+
+    def files_of(self, package):
+        listed = subprocess.check_output(["dpkg-deb", "--fsys-tarfile", self.packages[package]])
+        return set(tarfile.open(fileobj=io.BytesIO(listed)).getnames())
 
     def needs(self, tool):
         if not shutil.which(tool):
             self.skipTest(tool + " is not installed")
+
+    def test_a_nas_needs_no_windows_and_no_picture_libraries(self):
+        depends = self.field(HEADLESS, "Depends")
+        for library in ("libqt6gui", "libqt6widgets", "libvips", "libheif"):
+            self.assertNotIn(library, depends)
+        self.assertIn(DECODER, self.field(HEADLESS, "Recommends"))
+        self.assertIn("./usr/libexec/moxtel/moxtel-picture-decoder", self.files_of(DECODER))
+        self.assertNotIn("./usr/libexec/moxtel/moxtel-picture-decoder", self.files_of(HEADLESS))
+
+    def test_they_replace_the_one_package_and_each_other_at_the_same_version(self):
+        version = self.field(HEADLESS, "Version")
+        for package in (DESKTOP, DECODER):
+            self.assertEqual(self.field(package, "Version"), version)
+            self.assertIn("%s (= %s)" % (HEADLESS, version), self.field(package, "Depends"))
+        for package in (HEADLESS, DECODER):
+            for field in ("Breaks", "Replaces"):
+                self.assertEqual(self.field(package, field), "%s (<< %s)" % (DESKTOP, version))
+
+    def test_no_file_is_in_two_packages(self):
+        seen = {}
+        for package in self.packages:
+            for name in self.files_of(package):
+                if not (self.root / name).is_dir():
+                    self.assertNotIn(name, seen)
+                    seen[name] = package
 
     def test_it_holds_every_program_with_its_manual(self):
         for name in PROGRAMS:
@@ -67,9 +103,9 @@ class Package(unittest.TestCase):
             self.assertEqual([word for word in words if word not in manual], [], name)
 
     def test_it_depends_on_what_is_opened_at_run_time(self):
-        depends = subprocess.check_output(["dpkg-deb", "-f", self.package, "Depends"], text=True)
-        for library in ("libavahi-client3", "libavahi-core7", "libqt6widgets6", "libsqlite3-0"):
-            self.assertIn(library, depends)
+        for library in ("libavahi-client3", "libavahi-core7", "libsqlite3-0"):
+            self.assertIn(library, self.field(HEADLESS, "Depends"))
+        self.assertIn("libqt6widgets6", self.field(DESKTOP, "Depends"))
 
     def test_its_programs_start(self):
         # Beside the machine's own libraries, which the package depends on.
@@ -115,8 +151,8 @@ class Package(unittest.TestCase):
 
     def test_lintian(self):
         self.needs("lintian")
-        status, text = output_of("lintian", "--allow-root", self.package)
-        self.assertEqual((status, text), (0, ""))
+        for package in self.packages.values():
+            self.assertEqual(output_of("lintian", "--allow-root", package), (0, ""))
 
 
 if __name__ == "__main__":
