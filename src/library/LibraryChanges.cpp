@@ -1,5 +1,7 @@
 #include "library/LibraryChanges.h"
 
+#include <utility>
+
 #include "library/LibraryLocation.h"
 #include "library/LoadedLibrary.h"
 #include "library/PathNames.h"
@@ -18,6 +20,7 @@ LibraryChanges::LibraryChanges(const LibraryLocation& location, LibraryDatabases
 void LibraryChanges::remember() {
   seen_ = stamps();
   isMissing_ = !seen_.hasLibrary();
+  updated_ = fingerprint();
 }
 
 void LibraryChanges::checkBeforeListing() {
@@ -40,6 +43,35 @@ void LibraryChanges::check() {
   libraryPath_.reset();
   if (readsAlbumData) albumData_.reloadAlbumData();
   dropLists_();
+}
+
+bool LibraryChanges::update() {
+  check();
+  const std::uint64_t before = std::exchange(updated_, fingerprint());
+  return updated_ != before;
+}
+
+// FNV-1a over what identifies the state of each file. A device may have another number at its next mount.
+std::uint64_t LibraryChanges::fingerprint() const {
+  constexpr std::uint64_t kPrime = 1099511628211U;
+  std::uint64_t hash = 14695981039346656037U;
+  const auto add = [&hash](std::uint64_t number) {
+    for (int shift = 0; shift < 64; shift += 8) hash = (hash ^ ((number >> shift) & 0xff)) * kPrime;
+  };
+  const auto addFile = [&add](const FileStamp& stamp) {
+    add(static_cast<std::uint64_t>(stamp.kind));
+    add(stamp.inode);
+    add(stamp.size);
+    add(static_cast<std::uint64_t>(stamp.modified));
+  };
+  add(isMissing_ ? 1 : 0);
+  for (std::size_t i = 0; i < kDatabases; ++i) {
+    addFile(seen_.databases[i]);
+    addFile(seen_.logs[i]);
+  }
+  addFile(seen_.albumData);
+  addFile(seen_.otherAlbumData);
+  return hash;
 }
 
 bool LibraryChanges::readsAlbumDataAgain(const Stamps& now) const {

@@ -45,6 +45,14 @@ class LibraryChanges final {
   // the library is missing, or lists are outdated, it always checks.
   void checkBeforeListing();
 
+  // For a library that no server's lists depend on: checks, and returns whether a file changed, came or went
+  // since the last call, or since remember().
+  bool update();
+  // Of the files at the last check: the same for the same files, wherever they are mounted.
+  std::uint64_t fingerprint() const;
+  // Whether the library's own database was missing at the last check.
+  bool isMissing() const { return isMissing_; }
+
  private:
   static constexpr std::size_t kDatabases = 4;
 
@@ -76,6 +84,7 @@ class LibraryChanges final {
   Stamps seen_;
   bool isMissing_ = true;
   bool isOutdated_ = false;
+  std::uint64_t updated_ = 0;  // the fingerprint at the last update()
   std::chrono::steady_clock::time_point checked_;
 };
 

@@ -42,6 +42,7 @@ BELOW = {
 # Files outside platform/ whose .cpp earns QtCore, each with its reason.
 CORE_QT_FILES = {
     "plist/XmlLeaves.cpp": "base64",
+    "library/facts/ZoneRules.cpp": "time zones",
     "library/ImageFiles.cpp": "Unicode categories: which characters are letters",
     "library/FileNameForms.cpp": "Unicode normal forms and case of file names",
     "library/answers/FoldedText.cpp": "Unicode normal forms, case and categories of letters",

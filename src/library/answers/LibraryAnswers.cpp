@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "library/RecordKeys.h"
-#include "library/answers/FolderPhotos.h"
+#include "library/FolderPhotos.h"
 #include "library/answers/PhotoOrder.h"
 #include "library/answers/SmartAlbums.h"
 #include "library/answers/SortedPhotoReader.h"

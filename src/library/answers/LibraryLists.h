@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "library/facts/KeywordTree.h"
+#include "value/Value.h"
 
 namespace moxtel {
 
@@ -85,6 +86,8 @@ class LibraryLists final {
   void dropCaches();
 
  private:
+  void describe(LibraryPerson& person, const Value& keyPhoto);
+
   LibraryDatabases& databases_;
   AlbumMembership& membership_;
   std::optional<std::vector<LibraryContainer>> containers_;

@@ -100,6 +100,7 @@ class OpenLibrary final {
 
  private:
   struct Roles;
+  State findState();
   std::unique_ptr<Roles> roles_;
 };
 

@@ -34,6 +34,8 @@ class PhotoOrder final {
   PhotoOrder(std::string_view sortKeyPath, bool ascending);
 
   bool uses(Key key) const;
+  // Without any known key, photos follow each other by their model id only.
+  bool hasKeys() const { return !keys_.empty(); }
   // Whether the photos of one project are sorted by ascending date, as far as is known: their project date is
   // the same.
   bool isByDateInProject() const;

@@ -8,7 +8,7 @@
 #include "library/LibraryFiles.h"
 #include "library/LibraryLocation.h"
 #include "library/PathNames.h"
-#include "library/answers/FolderPhotos.h"
+#include "library/FolderPhotos.h"
 
 namespace moxtel {
 

@@ -3,7 +3,7 @@
 #include <unordered_set>
 #include <utility>
 
-#include "library/answers/FolderPhotos.h"
+#include "library/FolderPhotos.h"
 #include "library/answers/RuleExpression.h"
 #include "library/answers/SortedPhotoReader.h"
 #include "library/database/LibraryDatabases.h"

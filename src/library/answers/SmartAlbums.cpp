@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "library/Messages.h"
-#include "library/answers/FolderPhotos.h"
+#include "library/FolderPhotos.h"
 #include "library/answers/RuleDates.h"
 #include "platform/settings/UserDefaults.h"
 #include "value/Format.h"

@@ -47,8 +47,12 @@ LibraryDatabases::~LibraryDatabases() = default;
 
 void LibraryDatabases::useLibrary(const std::optional<std::string>& libraryPath) {
   libraryPath_ = libraryPath;
-  layout_ = layoutOfLibrary(libraryPath.value_or(std::string()));
+  layout_ = layoutOf(libraryPath.value_or(std::string()));
   useLayout();
+}
+
+LibraryLayout LibraryDatabases::layoutOf(const std::string& folder) const {
+  return layoutOfLibrary(folder, seams_.listsHiddenPhotos ? HiddenPhotos::Keep : HiddenPhotos::LeaveOut);
 }
 
 void LibraryDatabases::useLayout() {
@@ -69,7 +73,7 @@ void LibraryDatabases::useLayout() {
 // The disk of a library may come after the program has started, and only then shows its kind.
 void LibraryDatabases::recognizeLateLibrary() {
   if (!libraryPath_ || layout_.kind != LibraryKind::None) return;
-  LibraryLayout now = layoutOfLibrary(*libraryPath_);
+  LibraryLayout now = layoutOf(*libraryPath_);
   if (now.kind == LibraryKind::None) return;
   layout_ = std::move(now);
   useLayout();

@@ -112,6 +112,7 @@ class LibraryDatabases final {
   EventLoop& loop_;
   const LibrarySeams seams_;
   std::unique_ptr<DatabaseFileSystems> files_;
+  LibraryLayout layoutOf(const std::string& folder) const;
   void useLayout();
   void recognizeLateLibrary();
 

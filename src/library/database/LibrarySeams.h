@@ -29,6 +29,9 @@ struct LibrarySeams {
   // may.
   std::function<bool(const std::string& path)> permits;
   std::function<std::chrono::steady_clock::time_point()> now;
+  // Whether hidden photos of a library of Photos are listed, marked as hidden; else they are left out. Other
+  // libraries always list them.
+  bool listsHiddenPhotos = false;
   // Waits for a busy database.
   std::function<void(std::chrono::milliseconds)> sleep;
   // Whether the program ends: then nothing is waited for, and queries end.

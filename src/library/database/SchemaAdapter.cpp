@@ -7,11 +7,13 @@ namespace moxtel {
 
 namespace {
 
-// A table with the columns that the queries read: those of every version, and those of some.
+// A table with the columns that the queries read: those of every version, and those of some. A table without
+// any of the former is itself one of some versions.
 struct ReadTable {
   const char* name;
   std::initializer_list<const char*> columns;
   std::initializer_list<const char*> columnsOfSomeVersions;
+  bool isOfSomeVersions() const { return columns.size() == 0; }
 };
 
 const ReadTable kLibraryTables[] = {
@@ -21,30 +23,46 @@ const ReadTable kLibraryTables[] = {
      {"posterVersionUuid", "isHiddenWhenEmpty"}},
     {"RKAlbum",
      {"uuid", "name", "modelId", "albumType", "albumSubclass", "versionCount", "folderUuid", "isInTrash"},
-     {"posterVersionUuid"}},
+     {"posterVersionUuid", "isMagic", "sortKeyPath", "sortAscending"}},
     {"RKVersion",
      {"uuid", "modelId", "projectUuid", "masterUuid", "versionNumber", "isInTrash", "fileName", "rotation",
       "hasAdjustments", "masterHeight", "masterWidth", "createDate"},
-     {"exifLatitude", "exifLongitude", "videoPosterFramePoint", "isHidden"}},
+     {"exifLatitude", "exifLongitude", "videoPosterFramePoint", "isHidden", "name", "masterId",
+      "imageTimeZoneName", "imageDate", "mainRating", "isFlagged", "colorLabelIndex", "processedWidth",
+      "processedHeight", "hasEnabledAdjustments", "showInLibrary"}},
     {"RKAlbumVersion", {"albumId", "versionId"}, {}},
-    {"RKMaster", {"uuid", "imagePath"}, {}},
+    {"RKMaster",
+     {"uuid", "imagePath"},
+     {"fileName", "originalFileName", "type", "isTrulyRaw", "isMissing", "isInTrash", "duration",
+      "fileIsReference", "fileVolumeUuid", "alternateMasterUuid"}},
     {"RKNote", {"attachedToUuid", "note"}, {}},
-    {"RKCustomSortOrder", {"containerUuid", "objectUuid", "orderNumber"}, {}}};
+    {"RKCustomSortOrder", {"containerUuid", "objectUuid", "orderNumber"}, {}},
+    {"RKKeyword", {}, {"modelId", "name", "parentId"}},
+    {"RKKeywordForVersion", {}, {"versionId", "keywordId"}},
+    {"RKPlaceForVersion", {}, {"versionId", "placeId"}},
+    {"RKVersionFaceContent",
+     {},
+     {"versionId", "faceKey", "faceRectLeft", "faceRectTop", "faceRectWidth", "faceRectHeight"}},
+    {"RKVolume", {}, {"uuid", "name"}}};
 
 const ReadTable kImageProxiesTables[] = {
     {"RKImageProxyState",
      {"versionUuid", "versionId", "thumbnailPath", "miniThumbnailPath", "fullSizePreviewPath"},
-     {"faceTilePath"}}};
+     {"faceTilePath", "fullSizePreviewUpToDate"}}};
 
 const ReadTable kPropertiesTables[] = {
     {"RKUniqueString", {"modelId", "stringProperty"}, {}},
     {"RKIptcProperty", {"versionId", "propertyKey", "stringId"}, {}},
     {"RKExifStringProperty", {"versionId", "propertyKey", "stringId"}, {}},
     {"RKExifNumberProperty", {"versionId", "propertyKey", "numberProperty"}, {}},
-    {"RKOtherProperty", {"versionId", "propertyKey", "stringId"}, {}}};
+    {"RKOtherProperty", {"versionId", "propertyKey", "stringId"}, {}},
+    {"RKPlace", {}, {"modelId", "type", "defaultName"}}};
 
 const ReadTable kFacesTables[] = {{"RKFaceName", {"uuid", "name", "keyVersionUuid", "faceKey"}, {}},
-                                  {"RKDetectedFace", {"masterUuid", "faceKey", "faceIndex"}, {}}};
+                                  {"RKDetectedFace",
+                                   {"masterUuid", "faceKey", "faceIndex"},
+                                   {"rejected", "ignore", "topLeftX", "topLeftY", "topRightX", "topRightY",
+                                    "bottomLeftX", "bottomLeftY", "bottomRightX", "bottomRightY"}}};
 
 // SQLITE_OK when the table, or with a column that column of it, is there; SQLITE_ERROR when it is not; else
 // why that cannot be known. Views in the file count as missing: they are not read.
@@ -69,13 +87,24 @@ std::string viewWithNulls(const std::string& table, const std::vector<const char
   return sql + " FROM main." + table;
 }
 
+std::string emptyView(const ReadTable& table) {
+  std::string sql = "CREATE TEMP VIEW " + std::string(table.name) + " AS SELECT 0 AS rowid";
+  for (const char* column : table.columnsOfSomeVersions) sql += ",NULL AS " + std::string(column);
+  return sql + " WHERE 0";
+}
+
 AdaptedSchema adapt(sqlite3* database, std::span<const ReadTable> tables) {
   AdaptedSchema schema;
-  std::size_t missingTables = 0;
+  std::size_t neededTables = 0, missingTables = 0;
   for (const ReadTable& table : tables) {
+    if (!table.isOfSomeVersions()) ++neededTables;
     const int code = look(database, table.name, nullptr);
     schema.code = code == SQLITE_ERROR ? SQLITE_OK : code;
     if (schema.code != SQLITE_OK) return schema;
+    if (code == SQLITE_ERROR && table.isOfSomeVersions()) {
+      schema.views.push_back(emptyView(table));
+      continue;
+    }
     if (code == SQLITE_ERROR) {
       schema.missing.push_back("table " + std::string(table.name));
       ++missingTables;
@@ -87,7 +116,7 @@ AdaptedSchema adapt(sqlite3* database, std::span<const ReadTable> tables) {
     const auto nulls = missingColumns(database, table.name, table.columnsOfSomeVersions);
     if (!nulls.empty()) schema.views.push_back(viewWithNulls(table.name, nulls));
   }
-  schema.isWithoutTables = missingTables == tables.size();
+  schema.isWithoutTables = missingTables == neededTables;
   return schema;
 }
 

@@ -15,6 +15,7 @@
 
 namespace moxtel {
 
+class FactNames;
 class LibraryDatabases;
 class LibraryLocation;
 
@@ -45,10 +46,9 @@ class PhotoFactsReader final {
 
  private:
   class Reading;
-  struct Names;
   LibraryDatabases& databases_;
   const LibraryLocation& location_;
-  std::unique_ptr<Names> names_;
+  std::unique_ptr<FactNames> names_;
 };
 
 }  // namespace moxtel

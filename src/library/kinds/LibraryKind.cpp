@@ -3,7 +3,6 @@
 #include <cerrno>
 
 #include "library/PathNames.h"
-#include "library/kinds/PhotosViews.h"
 #include "platform/files/Files.h"
 
 namespace moxtel {
@@ -52,17 +51,15 @@ LibraryKind kindOfLibrary(const std::string& folder) {
   return hasFile(folder, "Aperture.aplib/Library.apdb") ? LibraryKind::OlderAperture : LibraryKind::None;
 }
 
-LibraryLayout layoutOfLibrary(const std::string& folder) {
+LibraryLayout layoutOfLibrary(const std::string& folder, HiddenPhotos hidden) {
   const LibraryKind kind = kindOfLibrary(folder);
   switch (kind) {
     case LibraryKind::Photos5:
-      return layoutOfOneFile(kind, "database/Photos.sqlite", [](sqlite3* database) {
-        return adaptPhotos5(database, HiddenPhotos::LeaveOut);
-      });
+      return layoutOfOneFile(kind, "database/Photos.sqlite",
+                             [hidden](sqlite3* database) { return adaptPhotos5(database, hidden); });
     case LibraryKind::Photos4:
-      return layoutOfOneFile(kind, "database/photos.db", [](sqlite3* database) {
-        return adaptPhotos4(database, HiddenPhotos::LeaveOut);
-      });
+      return layoutOfOneFile(kind, "database/photos.db",
+                             [hidden](sqlite3* database) { return adaptPhotos4(database, hidden); });
     case LibraryKind::AlbumDataOnly: {
       LibraryLayout layout = layoutOfOneFile(kind, "AlbumData.xml", [](sqlite3*) { return AdaptedSchema{}; });
       layout.isFilledFromFile = true;

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "library/database/SchemaAdapter.h"
+#include "library/kinds/PhotosViews.h"
 
 namespace moxtel {
 
@@ -39,7 +40,7 @@ struct LibraryLayout {
 // Looks for a few files, opens none. Any thread.
 LibraryKind kindOfLibrary(const std::string& folder);
 // For a folder without a library: the layout of iPhoto, whose files may come later. Any thread.
-LibraryLayout layoutOfLibrary(const std::string& folder);
+LibraryLayout layoutOfLibrary(const std::string& folder, HiddenPhotos hidden = HiddenPhotos::LeaveOut);
 
 // For the user: "Photos 5 library"; empty for iPhoto and for no library. version: AdaptedSchema's.
 std::string nameOfLibrary(LibraryKind kind, const std::string& version);

@@ -1,4 +1,4 @@
-#include "library/answers/FolderPhotos.h"
+#include "library/FolderPhotos.h"
 
 #include <algorithm>
 #include <string>
