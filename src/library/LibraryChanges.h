@@ -48,7 +48,8 @@ class LibraryChanges final {
   // For a library that no server's lists depend on: checks, and returns whether a file changed, came or went
   // since the last call, or since remember().
   bool update();
-  // Of the files at the last check: the same for the same files, wherever they are mounted.
+  // Of the files at the last check: the same for the same files, wherever they are mounted, unless what was
+  // read of them was outdated.
   std::uint64_t fingerprint() const;
   // Whether the library's own database was missing at the last check.
   bool isMissing() const { return isMissing_; }
@@ -84,7 +85,8 @@ class LibraryChanges final {
   Stamps seen_;
   bool isMissing_ = true;
   bool isOutdated_ = false;
-  std::uint64_t updated_ = 0;  // the fingerprint at the last update()
+  std::uint64_t outdated_ = 0;  // how often lists were
+  std::uint64_t updated_ = 0;   // the fingerprint at the last update()
   std::chrono::steady_clock::time_point checked_;
 };
 

@@ -40,9 +40,6 @@ const ReadTable kLibraryTables[] = {
     {"RKKeyword", {}, {"modelId", "name", "parentId"}},
     {"RKKeywordForVersion", {}, {"versionId", "keywordId"}},
     {"RKPlaceForVersion", {}, {"versionId", "placeId"}},
-    {"RKVersionFaceContent",
-     {},
-     {"versionId", "faceKey", "faceRectLeft", "faceRectTop", "faceRectWidth", "faceRectHeight"}},
     {"RKVolume", {}, {"uuid", "name"}}};
 
 const ReadTable kImageProxiesTables[] = {

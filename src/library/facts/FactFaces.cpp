@@ -20,6 +20,8 @@ constexpr SqlText kCorners =
 constexpr SqlText kSquares =
     "SELECT faceKey,faceIndex,centerX,centerY,size FROM RKDetectedFace WHERE masterUuid = '%@'";
 constexpr SqlText kKeys = "SELECT faceKey,faceIndex FROM RKDetectedFace WHERE masterUuid = '%@'";
+// Some libraries have the table in one database, some in the other, and some have none.
+constexpr SqlText kHasInEdited = "SELECT name FROM sqlite_master WHERE name = 'RKVersionFaceContent'";
 constexpr SqlText kInEdited =
     "SELECT versionId,faceKey,faceRectLeft,faceRectTop,faceRectWidth,faceRectHeight FROM "
     "RKVersionFaceContent WHERE versionId >= %lld AND versionId <= %lld";
@@ -70,7 +72,12 @@ class FaceReading final {
 };
 
 bool FaceReading::readEdited(std::int64_t first, std::int64_t last) {
-  const auto file = DatabaseFile::Library;
+  if (kind_ != LibraryKind::IPhoto && kind_ != LibraryKind::AlbumDataOnly) return true;
+  const auto hasTable = [this](DatabaseFile file) {
+    return databases_.runUnlogged(file, kHasInEdited, {}).step();
+  };
+  const auto file = hasTable(DatabaseFile::Library) ? DatabaseFile::Library : DatabaseFile::Faces;
+  if (!hasTable(file)) return true;
   Query row = databases_.runUnlogged(file, kInEdited, {first, last});
   while (row.step()) {
     const auto left = realOf(row, 2), lower = realOf(row, 3), width = realOf(row, 4), height = realOf(row, 5);
