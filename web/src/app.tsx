@@ -32,16 +32,19 @@ function LibraryApp({ route }: { route: Route }) {
     return <Away library={failed === 503} />;
   }
   addresses.version = data.version;
-  const context: Context = { library: data, addresses, route };
+  const isThere = failed === undefined && data.state === 'ready';
+  const context: Context = { library: data, revision: `${data.version} ${isThere}`, addresses, route };
   return (
     <div class="app">
       <Bar context={context} />
       <main class="view" id="view" tabIndex={-1}>
-        {failed !== undefined || data.state === 'away' ? (
+        {isThere ? null : (
           <p class="banner" role="status">
-            {failed === undefined || failed === 503 ? `${text.away}. ${text.awayNote}` : `${text.serverAway}. ${text.serverAwayNote}`}
+            {failed === undefined || failed === 503
+              ? `${text.away}. ${text.awayNote}`
+              : `${text.serverAway}. ${text.serverAwayNote}`}
           </p>
-        ) : null}
+        )}
         <View context={context} />
       </main>
     </div>

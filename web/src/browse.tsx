@@ -12,10 +12,11 @@ import { useJson, type Loaded } from './use';
 
 /** Reads one of the library's tables, again when the library has changed. */
 function useTable<T>(context: Context, name: string): Loaded<T> {
-  return useJson<T>(context.addresses.api(`${name}?v=${encodeURIComponent(context.library.version)}`));
+  return useJson<T>(context.addresses.api(name), context.revision);
 }
 
 function TableNotice({ state, empty }: { state: Loaded<unknown>; empty: string }) {
+  if (state.failed === 0 || state.failed === 503) return <Notice title={text.loading} busy />;
   if (state.failed !== undefined) return <Notice title={text.failed} />;
   if (!state.data) return <Notice title={text.loading} busy />;
   return <Notice title={empty} />;

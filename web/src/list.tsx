@@ -18,6 +18,8 @@ import type { Viewer } from './viewer';
 /** What the views of one library share. */
 export interface Context {
   library: Library;
+  /** Another text whenever what was read before may be wrong: the library has changed, or is back. */
+  revision: string;
   addresses: LibraryAddresses;
   route: Route;
 }
@@ -47,7 +49,7 @@ export function ListView(props: {
   if (newestFirst && isByDate(props.list)) filters.set('order', 'new');
   const words = filters.toString();
   const query = useMemo(() => new URLSearchParams(words), [words]);
-  const { list, failed } = useList(addresses, props.list, query, library.version);
+  const { list, failed } = useList(addresses, props.list, query, props.context.revision);
   const [selecting, setSelecting] = useState(false);
   const selection = useSelection();
   const [dialog, setDialog] = useState('');
@@ -181,13 +183,14 @@ function years(list: PhotoList | undefined): string {
 
 function ListNotice(props: { loading: boolean; failed: number | undefined; filtered: boolean }) {
   if (props.failed === 404) return <Notice title={text.notFound} />;
+  if (props.failed === 0 || props.failed === 503) return <Notice title={text.loading} busy />;
   if (props.failed !== undefined) return <Notice title={text.failed} />;
   if (props.loading) return <Notice title={text.loading} busy />;
   return <Notice title={props.filtered ? text.emptyFiltered : text.empty} />;
 }
 
 /** The list, read again when the library has changed. */
-function useList(addresses: LibraryAddresses, name: string, filters: URLSearchParams, version: string) {
+function useList(addresses: LibraryAddresses, name: string, filters: URLSearchParams, revision: string) {
   const [state, setState] = useState<{ key: string; list?: PhotoList; failed?: number }>({ key: '' });
   const [reload, setReload] = useState(0);
   const key = `${addresses.id}/${name}?${filters}`;
@@ -205,7 +208,7 @@ function useList(addresses: LibraryAddresses, name: string, filters: URLSearchPa
         setState((old) => (old.key === key && old.list && failed !== 404 ? old : { key, failed }));
       });
     return () => abort.abort();
-  }, [key, version, reload]);
+  }, [key, revision, reload]);
   return state.key === key ? state : { list: undefined, failed: undefined };
 }
 

@@ -15,8 +15,8 @@ export interface Loaded<T> {
   failed?: number;
 }
 
-/** Reads JSON once for each address; '' reads nothing. What was read for the last address stays until then. */
-export function useJson<T>(address: string): Loaded<T> {
+/** Reads JSON once for each address and revision; '' reads nothing. What was read before stays until then. */
+export function useJson<T>(address: string, revision = ''): Loaded<T> {
   const [state, setState] = useState<Loaded<T>>({});
   useEffect(() => {
     if (!address) return setState({});
@@ -27,7 +27,7 @@ export function useJson<T>(address: string): Loaded<T> {
         if (!abort.signal.aborted) setState({ failed: error instanceof ApiError ? error.status : 0 });
       });
     return () => abort.abort();
-  }, [address]);
+  }, [address, revision]);
   return state;
 }
 

@@ -31,7 +31,9 @@ export function openViewer(options: ViewerOptions): Viewer {
 const previewSide = 2048;
 const largeSide = 4096;
 const slideshowSeconds = 4;
+/** Sizes of the information in viewer.css: of the panel in pixels, of the sheet as a part of the height. */
 const panelWidth = 360;
+const sheetPart = 0.58;
 
 export class Viewer {
   list: PhotoList;
@@ -41,6 +43,7 @@ export class Viewer {
   private readonly pswp: PhotoSwipe;
   private readonly panel = document.createElement('aside');
   private readonly live = document.createElement('p');
+  private counter: HTMLElement | undefined;
   private infoIsOpen = false;
   private facesAreShown = false;
   private faceLayer: HTMLElement | undefined;
@@ -57,7 +60,10 @@ export class Viewer {
       preload: [1, 1],
       wheelToZoom: true,
       bgOpacity: 1,
+      counter: false,
       showHideAnimationType: prefersLessMotion() ? 'none' : 'fade',
+      showAnimationDuration: 150,
+      hideAnimationDuration: 150,
       mainClass: 'viewer',
       closeTitle: text.close,
       zoomTitle: text.zoom,
@@ -72,7 +78,10 @@ export class Viewer {
   }
 
   close(): void {
-    if (!this.isClosed) this.pswp.close();
+    if (this.isClosed) return;
+    // While it opens, PhotoSwipe ignores a wish to close.
+    if (this.pswp.opener.isOpen) this.pswp.close();
+    else this.pswp.on('openingAnimationEnd', () => this.pswp.close());
   }
 
   /** Goes on in another list, or to another photo of the same one. */
@@ -104,7 +113,9 @@ export class Viewer {
   }
 
   private movieSlide(photo: Photo): SlideData {
-    return { type: 'movie', id: photo.id, width: photo.width, height: photo.height };
+    // Old movies have few pixels: they fill the screen all the same.
+    const scale = Math.max(1, previewSide / Math.max(photo.width, photo.height));
+    return { type: 'movie', id: photo.id, width: photo.width * scale, height: photo.height * scale };
   }
 
   private photoSlide(photo: Photo): SlideData {
@@ -130,6 +141,7 @@ export class Viewer {
     const { pswp } = this;
     pswp.on('uiRegister', () => this.addButtons());
     pswp.on('afterInit', () => this.begin());
+    pswp.on('openingAnimationEnd', () => pswp.element?.classList.add('ready'));
     pswp.on('change', () => this.changed());
     pswp.on('imageSizeChange', () => this.fitFaces());
     pswp.on('keydown', ({ originalEvent }) => this.key(originalEvent));
@@ -190,6 +202,7 @@ export class Viewer {
     if (isNew) this.options.onPhoto(photo.id);
     const place = text.ofCount(formatCount(this.pswp.currIndex + 1), formatCount(this.list.count));
     this.live.textContent = `${describe(photo)}, ${place}`;
+    if (this.counter) this.counter.textContent = place;
     if (this.infoIsOpen) this.renderInfo();
     if (this.facesAreShown) void this.drawFaces();
   }
@@ -197,6 +210,13 @@ export class Viewer {
   // Buttons and keys
 
   private addButtons(): void {
+    this.pswp.ui!.registerElement({
+      name: 'counter',
+      order: 5,
+      onInit: (element) => {
+        this.counter = element;
+      },
+    });
     this.addButton('slideshow', 9, text.slideshow, () => this.toggleSlideshow());
     this.addButton('faces', 8, text.faces, () => this.toggleFaces(), this.options.context.library.people);
     this.addButton('download', 11, text.download, () => this.showDownloads());
@@ -239,8 +259,10 @@ export class Viewer {
   // Information
 
   private viewport(): { x: number; y: number } {
-    const docked = this.infoIsOpen && isWide() ? panelWidth : 0;
-    return { x: document.documentElement.clientWidth - docked, y: window.innerHeight };
+    const width = document.documentElement.clientWidth;
+    const height = window.innerHeight;
+    if (!this.infoIsOpen) return { x: width, y: height };
+    return isWide() ? { x: width - panelWidth, y: height } : { x: width, y: height * (1 - sheetPart) };
   }
 
   private toggleInfo(): void {

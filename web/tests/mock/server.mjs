@@ -366,6 +366,5 @@ async function handle(request, response) {
 }
 
 const port = Number(process.argv.find((argument) => /^\d+$/.test(argument)) ?? 4400);
-createServer((request, response) => handle(request, response).catch(() => response.destroy())).listen(port, '127.0.0.1', () =>
-  console.log(`http://127.0.0.1:${port}/`),
-);
+const server = createServer((request, response) => handle(request, response).catch(() => response.destroy()));
+server.listen(port, '127.0.0.1', () => console.log(`http://127.0.0.1:${server.address().port}/`));

@@ -1,0 +1,410 @@
+// The page in Chromium and Firefox ESR, with made-up libraries of up to a million photos.
+import assert from 'node:assert/strict';
+import { readFile } from 'node:fs/promises';
+import { createRequire } from 'node:module';
+import { after, before, describe, test } from 'node:test';
+import {
+  desktop, launch, library, newPage, openViewer, phone, pinch, scrub, startMock, swipe, tileCenter, until, untilClosed,
+  untilPhoto, untilTiles, visibleIds,
+} from './support.mjs';
+
+let server;
+before(async () => {
+  server = await startMock('--open');
+});
+after(() => server.stop());
+
+async function open(browser, path, view = desktop, options = {}) {
+  const page = await newPage(browser, view, options);
+  await page.goto(server.address + path);
+  return page;
+}
+
+async function close(page) {
+  assert.deepEqual(page.faults, []);
+  await page.browserContext().close();
+}
+
+/** Tests that both browsers pass. */
+function inEveryBrowser(name) {
+  describe(name, () => {
+    let browser;
+    before(async () => {
+      browser = await launch(name);
+      browser.isFirefox = name === 'firefox';
+    });
+    after(() => browser.close());
+
+    test('shows the newest photos last, and the oldest after Home', async () => {
+      const page = await open(browser, library.medium + '/photos', phone);
+      await untilTiles(page);
+      assert.equal((await visibleIds(page)).at(-1), 100_000);
+      await page.focus('.tile[tabindex="0"]');
+      await page.keyboard.press('Home');
+      await until(page, () => /photo\/1$/.test(document.activeElement.href));
+      await untilTiles(page);
+      assert.equal((await visibleIds(page))[0], 1);
+      await close(page);
+    });
+
+    test('reaches the middle of 100,000 photos and the last of 1,000,000 by the scrubber', async () => {
+      const medium = await open(browser, library.medium + '/photos', phone);
+      await untilTiles(medium);
+      await scrub(medium, 0.5);
+      await untilTiles(medium);
+      const [middle] = await visibleIds(medium);
+      assert.ok(middle > 40_000 && middle < 60_000, `${middle}`);
+      await close(medium);
+
+      const large = await open(browser, library.large + '/photos', phone);
+      await untilTiles(large);
+      assert.equal((await visibleIds(large)).at(-1), 1_000_000);
+      await scrub(large, 0);
+      await untilTiles(large);
+      assert.equal((await visibleIds(large))[0], 1);
+      await scrub(large, 1);
+      await untilTiles(large);
+      assert.equal((await visibleIds(large)).at(-1), 1_000_000);
+      await close(large);
+    });
+
+    test('goes on scrolling where the scrolled element ends', async () => {
+      const page = await open(browser, library.large + '/photos', phone);
+      await untilTiles(page);
+      await scrub(page, 0);
+      await untilTiles(page);
+      await page.evaluate(() => {
+        const scroller = document.querySelector('.scroller');
+        scroller.scrollTop = scroller.scrollHeight;
+      });
+      await untilTiles(page);
+      // The window moves at rest: the same photos, at the same places.
+      const before = await visibleIds(page);
+      await until(page, () => document.querySelector('.scroller').scrollTop < 1_500_000);
+      assert.deepEqual(await visibleIds(page), before);
+      await close(page);
+    });
+
+    test('opens a photo, moves through the list, and comes back to the same place', async () => {
+      const page = await open(browser, library.medium + '/photos');
+      await untilTiles(page);
+      await scrub(page, 0.3);
+      await untilTiles(page);
+      const ids = await visibleIds(page);
+      const id = ids[10];
+      await openViewer(page, id);
+      await page.keyboard.press('ArrowRight');
+      await untilPhoto(page, id + 1);
+      await page.keyboard.press('ArrowLeft');
+      await untilPhoto(page, id);
+      await page.keyboard.press('Escape');
+      await untilClosed(page);
+      await untilTiles(page);
+      assert.deepEqual(await visibleIds(page), ids);
+      await close(page);
+    });
+
+    test('closes the viewer by the back button', async () => {
+      const page = await open(browser, library.small + '/photos');
+      await untilTiles(page);
+      await openViewer(page, 60);
+      await page.goBack();
+      await untilClosed(page);
+      assert.equal(new URL(page.url()).pathname, '/l/small/photos');
+      await close(page);
+    });
+
+    test('opens an address that was sent, beyond the first page of the list', async () => {
+      const page = await open(browser, library.large + '/list/all/photo/654321');
+      await untilPhoto(page, 654321);
+      await until(page, () => [...document.querySelectorAll('.pswp__img')].some((p) => /preview\/654321/.test(p.src ?? '') && p.naturalWidth > 1));
+      await page.keyboard.press('ArrowRight');
+      await untilPhoto(page, 654322);
+      await page.keyboard.press('Escape');
+      await untilClosed(page);
+      await untilTiles(page);
+      assert.ok((await visibleIds(page)).includes(654322));
+      await close(page);
+    });
+
+    test('finds as one types', async () => {
+      const page = await open(browser, library.medium + '/search');
+      await page.waitForSelector('input[type=search]');
+      await page.type('input[type=search]', 'be');
+      await until(page, () => location.pathname === '/l/medium/search/be');
+      await until(page, () => [...document.querySelectorAll('.suggestions a')].some((a) => /Ben/.test(a.textContent)));
+      await untilTiles(page);
+      await page.type('input[type=search]', ' nothing');
+      await until(page, () => /No photos here/.test(document.body.textContent));
+      await close(page);
+    });
+
+    test('plays a movie, and an old one after its conversion', async () => {
+      const page = await open(browser, library.small + '/list/movies');
+      await untilTiles(page);
+      const ids = await visibleIds(page);
+      const [ready, old] = [ids.find((id) => id % 2 === 0), ids.find((id) => id % 2 === 1)];
+      assert.ok(ready || old);
+      for (const id of [ready, old]) {
+        if (!id) continue;
+        await openViewer(page, id);
+        if (id === old) {
+          await page.waitForSelector('.pswp__item[aria-hidden="false"] .play');
+          await page.click('.pswp__item[aria-hidden="false"] .play');
+        }
+        await until(page, () => document.querySelector('.pswp__item[aria-hidden="false"] video')?.readyState >= 1);
+        await page.keyboard.press('Escape');
+        await untilClosed(page);
+      }
+      await close(page);
+    });
+
+    test('speaks German', async () => {
+      const page = await open(browser, library.small + '/photos', desktop, { language: 'de-CH' });
+      await untilTiles(page);
+      const words = await page.evaluate(() => [document.documentElement.lang, document.querySelector('h1').textContent, document.querySelector('.heading').textContent]);
+      assert.equal(words[0], 'de-CH');
+      assert.equal(words[1], 'Fotos');
+      assert.match(words[2], /^[A-Z][a-z]+tag|^Mittwoch/);
+      await close(page);
+    });
+
+    test('is used with the keyboard alone', async () => {
+      const page = await open(browser, library.small + '/albums');
+      await page.waitForSelector('.card');
+      for (let i = 0; i < 40; i++) {
+        await page.keyboard.press('Tab');
+        if (await page.evaluate(() => document.activeElement.classList.contains('card'))) break;
+      }
+      await page.keyboard.press('Enter');
+      await until(page, () => location.search === '?in=folder:1');
+      await page.goto(server.address + library.small + '/photos');
+      await untilTiles(page);
+      await page.focus('.tile[tabindex="0"]');
+      await page.keyboard.press('Home');
+      await page.keyboard.press('ArrowRight');
+      await until(page, () => /photo\/2$/.test(document.activeElement.href ?? ''));
+      await page.keyboard.press('Enter');
+      await untilPhoto(page, 2);
+      await page.keyboard.press('i');
+      await page.waitForSelector('.info-panel:not([hidden]) .info-title');
+      await page.keyboard.press('Escape');
+      await untilClosed(page);
+      await until(page, () => /photo\/2$/.test(document.activeElement.href ?? ''));
+      await close(page);
+    });
+  });
+}
+
+inEveryBrowser('chromium');
+inEveryBrowser('firefox');
+
+describe('chromium only', () => {
+  let browser;
+  before(async () => {
+    browser = await launch('chromium');
+  });
+  after(() => browser.close());
+
+  test('a finger swipes to the next photo', async () => {
+    const page = await open(browser, library.medium + '/list/all/photo/500', phone);
+    await untilPhoto(page, 500);
+    await until(page, () => document.querySelector('.pswp--open'));
+    await swipe(page, 330, 60, 420);
+    await untilPhoto(page, 501);
+    await close(page);
+  });
+
+  test('two fingers change the size of tiles', async () => {
+    const page = await open(browser, library.medium + '/photos', phone);
+    await untilTiles(page);
+    const columns = () => page.$eval('.canvas', (canvas) => Number(canvas.getAttribute('aria-colcount')));
+    const first = await columns();
+    await pinch(page, 195, 400, 90, 260);
+    await until(page, (old) => Number(document.querySelector('.canvas').getAttribute('aria-colcount')) < old, first);
+    const larger = await columns();
+    await pinch(page, 195, 400, 260, 90);
+    await until(page, (old) => Number(document.querySelector('.canvas').getAttribute('aria-colcount')) > old, larger);
+    await close(page);
+  });
+
+  test('two fingers zoom a photo, and the large picture is loaded only then', async () => {
+    const page = await open(browser, library.medium + '/list/all/photo/500', phone);
+    await untilPhoto(page, 500);
+    const shows = (kind) => until(page, (wanted) => [...document.querySelectorAll('.pswp__img')].some((p) => (p.currentSrc ?? '').includes(`/${wanted}/500`) && p.naturalWidth > 1), kind);
+    await shows('preview');
+    const loaded = await page.evaluate(() => performance.getEntriesByType('resource').some((entry) => /\/large\//.test(entry.name)));
+    assert.equal(loaded, false);
+    await pinch(page, 195, 420, 60, 330);
+    await pinch(page, 195, 420, 60, 330);
+    await shows('large');
+    await close(page);
+  });
+
+  test('selected photos and an album are downloaded as zip files after their size is shown', async () => {
+    const page = await open(browser, library.small + '/photos');
+    await untilTiles(page);
+    const ids = await visibleIds(page);
+    await page.click('.tool[aria-label="Select"]');
+    for (const id of [ids[0], ids[2]]) {
+      const { x, y } = await tileCenter(page, id);
+      await page.mouse.click(x, y);
+    }
+    await until(page, () => /2 selected/.test(document.querySelector('.selection').textContent));
+    await page.click('.selection .button');
+    await page.waitForSelector('dialog a.button');
+    const href = await page.$eval('dialog a.button', (link) => link.getAttribute('href'));
+    assert.equal(href, `/l/small/zip/photos:${ids[0]},${ids[2]}?what=original`);
+    assert.match(await page.$eval('dialog', (dialog) => dialog.textContent), /2 photos in a zip file of 6\.8 MB/);
+    await close(page);
+  });
+
+  test('filters stay in the address', async () => {
+    const page = await open(browser, library.medium + '/photos');
+    await untilTiles(page);
+    const all = await page.$eval('.sub', (sub) => sub.textContent);
+    await page.click('.tool[aria-label="Filter"]');
+    await page.click('.star:nth-child(4)');
+    await until(page, (old) => location.search === '?rating=4' && document.querySelector('.sub').textContent !== old, all);
+    await untilTiles(page);
+    await page.reload();
+    await untilTiles(page);
+    assert.match(await page.$eval('.filter-line', (line) => line.textContent), /at least 4 stars/);
+    await page.click('.filter-line .plain');
+    await until(page, (old) => location.search === '' && document.querySelector('.sub').textContent === old, all);
+    await close(page);
+  });
+
+  test('several libraries have a card each, one library has none', async () => {
+    const page = await open(browser, '/');
+    await page.waitForSelector('.library-card');
+    assert.equal((await page.$$('.library-card')).length, 3);
+    await page.click('.library-card[href="/l/medium/photos"]');
+    await untilTiles(page);
+    await close(page);
+  });
+
+  test('a library that is away is said to be so, and comes back by itself', async () => {
+    await fetch(server.address + '/mock/state?small=away');
+    const page = await open(browser, library.small + '/photos');
+    await until(page, () => /The library is away/.test(document.body.textContent));
+    await fetch(server.address + '/mock/state?small=ready');
+    await untilTiles(page);
+    await until(page, () => !/The library is away/.test(document.body.textContent));
+    await close(page);
+  });
+
+  test('a list that has changed is read again, and the place stays', async () => {
+    const page = await open(browser, library.medium + '/photos');
+    await untilTiles(page);
+    await scrub(page, 0.5);
+    await untilTiles(page);
+    const ids = await visibleIds(page);
+    await fetch(server.address + '/mock/state?medium=2');
+    // Pages of the old version are refused from now on.
+    await page.keyboard.press('Escape');
+    await page.focus('.tile[tabindex="0"]').catch(() => {});
+    await scrub(page, 0.2);
+    await untilTiles(page);
+    const now = await visibleIds(page);
+    assert.ok(now[0] < ids[0]);
+    assert.ok(now[0] > 10_000);
+    await fetch(server.address + '/mock/state?medium=1');
+    await close(page);
+  });
+
+  test('without a library the page says what to do', async () => {
+    await fetch(server.address + '/mock/state?empty=1');
+    const page = await open(browser, '/');
+    await until(page, () => /Choose one in its window/.test(document.body.textContent));
+    await fetch(server.address + '/mock/state?empty=0');
+    await close(page);
+  });
+
+  test('is dark where the system is', async () => {
+    const page = await open(browser, library.small + '/photos', phone, { dark: true });
+    await untilTiles(page);
+    assert.equal(await page.evaluate(() => getComputedStyle(document.body).backgroundColor), 'rgb(16, 17, 19)');
+    await close(page);
+  });
+
+  test('every technique that the page needs works here', async () => {
+    const page = await open(browser, '/check', phone);
+    await page.waitForSelector('body[data-done]');
+    const failed = await page.$$eval('li.no', (lines) => lines.map((line) => line.dataset.check));
+    assert.deepEqual(failed.filter((name) => name !== 'hevc' && name !== 'heic'), []);
+    await close(page);
+  });
+
+  test('the first script and style have at most 60 KB on the wire', async () => {
+    const { gzipSync } = await import('node:zlib');
+    const page = await open(browser, library.small + '/photos');
+    await untilTiles(page);
+    const names = await page.evaluate(() => performance.getEntriesByType('resource').map((entry) => new URL(entry.name).pathname).filter((path) => path.startsWith('/assets/')));
+    let bytes = 0;
+    for (const name of new Set(names)) bytes += gzipSync(await readFile(new URL('../../dist' + name, import.meta.url))).length;
+    assert.ok(names.length >= 2 && bytes <= 60_000, `${bytes} bytes in ${names}`);
+    await close(page);
+  });
+
+  const axe = createRequire(import.meta.url).resolve('axe-core/axe.min.js');
+  const views = {
+    photos: '/photos', selection: '/photos', albums: '/albums', events: '/events', people: '/people', keywords: '/keywords',
+    search: '/search', found: '/search/be', album: '/list/album:10', viewer: '/list/all/photo/20',
+  };
+  for (const [name, path] of Object.entries(views))
+    for (const dark of [false, true])
+      test(`axe finds nothing in ${name}, ${dark ? 'dark' : 'light'}`, async () => {
+        const page = await open(browser, library.small + path, dark ? phone : desktop, { dark });
+        await until(page, () => document.querySelector('.tile[href], .card img, .keyword, .entry, .pswp'));
+        if (name === 'selection') await page.click('.tool[aria-label="Select"]');
+        if (name === 'viewer') {
+          await untilPhoto(page, 20);
+          await page.keyboard.press('i');
+          await page.waitForSelector('.info-panel:not([hidden]) .info-title');
+        }
+        assert.deepEqual(await findings(page), []);
+        await close(page);
+      });
+
+  for (const path of ['/', '/login', '/check'])
+    test(`axe finds nothing in ${path}`, async () => {
+      const page = await open(browser, path);
+      await page.waitForSelector('.library-card, #digits, body[data-done]');
+      assert.deepEqual(await findings(page), []);
+      await close(page);
+    });
+
+  async function findings(page) {
+    // The page's policy allows no script from elsewhere; the protocol's evaluation is not bound by it.
+    await page.evaluate(await readFile(axe, 'utf8'));
+    const { violations } = await page.evaluate(() => globalThis.axe.run());
+    return violations.map((v) => `${v.id}: ${v.nodes.map((node) => node.html.slice(0, 120)).join(' | ')}`);
+  }
+});
+
+describe('the key', () => {
+  let browser;
+  let locked;
+  before(async () => {
+    browser = await launch('chromium');
+    locked = await startMock();
+  });
+  after(async () => {
+    await browser.close();
+    locked.stop();
+  });
+
+  test('is asked for as six digits, and wrong ones are refused', async () => {
+    const page = await newPage(browser, phone);
+    await page.goto(locked.address + library.small + '/photos');
+    await page.waitForSelector('#digits');
+    await page.type('#digits', '111111');
+    await until(page, () => /not the digits/.test(document.querySelector('#message').textContent));
+    await page.type('#digits', '123456');
+    await page.waitForSelector('.library-card');
+    await page.goto(locked.address + library.small + '/photos');
+    await untilTiles(page);
+    await close(page);
+  });
+});
