@@ -185,6 +185,7 @@ Array PhotoRecords::photosOfAlbum(const Value& uuid) {
 // Whether the members' own rows are all photos with their uuids, for an album whose size makes it worth while
 // to find that out by reading the index of all uuids.
 bool PhotoRecords::readsMembersAlone(std::int32_t albumModelId) {
+  if (databases_.layout().rowsAreUnique) return true;
   const auto isTrue = [](Query query) { return query.step() && query.integerColumn(0) != 0; };
   return isTrue(databases_.runUnlogged(DatabaseFile::Library, kIsLargePartOfLibrary, {albumModelId})) &&
          isTrue(databases_.runUnlogged(DatabaseFile::Library, kUuidsDiffer, {}));

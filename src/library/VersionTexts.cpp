@@ -47,7 +47,7 @@ constexpr VersionTexts::Kind VersionTexts::kComments{
     "SELECT sql FROM sqlite_master WHERE tbl_name = 'RKExifStringProperty'"};
 
 VersionTexts::VersionTexts(LibraryDatabases& databases, const Kind& kind)
-    : databases_(databases), kind_(kind), oneByOne_(!schemaIsStrict()) {}
+    : databases_(databases), kind_(kind), oneByOne_(!databases.layout().rowsAreUnique && !schemaIsStrict()) {}
 
 bool VersionTexts::schemaIsStrict() {
   const auto properties = statementsOf(kind_.schema);

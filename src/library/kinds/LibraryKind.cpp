@@ -32,6 +32,7 @@ LibraryLayout layoutOfOneFile(LibraryKind kind, const std::string& file, const S
   layout.databaseFiles.fill(file);
   layout.adapters.fill(adapter);
   layout.hasPathCandidates = true;
+  layout.rowsAreUnique = true;
   layout.hasPhotoApplication = false;
   return layout;
 }

@@ -31,6 +31,9 @@ struct LibraryLayout {
   // The database's paths start at the library's folder, and may be several candidates, a line each. Otherwise
   // they are single ones, below Masters, Thumbnails and Previews.
   bool hasPathCandidates = false;
+  // A photo has one row with its uuid, and at most one for each of its texts: the tables are views, or made
+  // from a file.
+  bool rowsAreUnique = false;
   // The photo applications know such a library: their scripts can be asked, and change it.
   bool hasPhotoApplication = true;
 
