@@ -48,6 +48,8 @@ CORE_QT_FILES = {
     "library/answers/FoldedText.cpp": "Unicode normal forms, case and categories of letters",
     "library/answers/RuleDates.cpp": "days in time zones",
     "client/Json.cpp": "base64",
+    "web/http/WebAccess.cpp": "message authentication codes",
+    "web/page/PageFiles.cpp": "the page is a Qt resource",
     "export/LegalNames.cpp": "Unicode normal forms of file names",
 }
 # Windows, and the main that starts their application.
@@ -55,7 +57,8 @@ WINDOW_FILES = re.compile(r"^((console/window|app/windows)/\w+\.(h|cpp)|programs
 # Headers and the folders that may include them. The first line that matches counts; other headers are free.
 OWNERS = [
     # sockets
-    (r"(sys/(socket|uio|ioctl|time)|(net|netinet|arpa)/\w+|linux/sockios|netdb|poll|fcntl)\.h", {"platform", "net"}),
+    (r"(sys/(socket|uio|ioctl|time)|(net|netinet|arpa)/\w+|linux/(sockios|tcp)|netdb|poll|fcntl)\.h",
+     {"platform", "net", "web"}),
     # the rest of the operating system
     (r"(sys|linux|asm|net|netinet|arpa|mach|mach-o)/.*", {"platform"}),
     (r"(unistd|dirent|ifaddrs|signal|spawn|pthread|sched|semaphore|dlfcn|pwd|grp|termios|syslog|glob|ftw|mqueue)\.h",

@@ -18,6 +18,7 @@ struct HttpRequest {
   std::vector<std::string> segments;
   std::vector<std::pair<std::string, std::string>> parameters;  // of the query, decoded, in their order
   std::string range, ifRange, ifNoneMatch;                      // header fields; empty: absent
+  bool acceptsGzip = false;
   std::string userAgent;
   std::string peer;  // the client's address as text, behind a proxy the one that the proxy names
 

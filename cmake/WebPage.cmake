@@ -1,0 +1,60 @@
+# Builds the page for browsers and writes a Qt resource file of it. Run by the build:
+#
+#   cmake -DSOURCE=web -DPLACEHOLDER=… -DWORK=… -DQRC=… -P WebPage.cmake
+#
+# SOURCE has package.json and package-lock.json; npm installs what they name into WORK, and "npm run build" makes the
+# page in WORK/page/dist. Without SOURCE the placeholder is embedded, which needs no npm.
+
+function(run)
+  execute_process(COMMAND ${ARGN} WORKING_DIRECTORY ${WORK}/page RESULT_VARIABLE status OUTPUT_VARIABLE output
+                  ERROR_VARIABLE output)
+  if(NOT status EQUAL 0)
+    list(JOIN ARGN " " command)
+    message(FATAL_ERROR "'${command}' failed (configure with -DMOXTEL_WEB=OFF to build without the page):\n${output}")
+  endif()
+endfunction()
+
+set(dist ${PLACEHOLDER})
+if(SOURCE)
+  set(dist ${WORK}/page/dist)
+  file(GLOB old LIST_DIRECTORIES TRUE ${WORK}/page/*)
+  list(FILTER old EXCLUDE REGEX "/node_modules$")
+  if(old)
+    file(REMOVE_RECURSE ${old})
+  endif()
+  file(COPY ${SOURCE}/ DESTINATION ${WORK}/page PATTERN node_modules EXCLUDE PATTERN dist EXCLUDE PATTERN tests EXCLUDE)
+  file(SHA256 ${SOURCE}/package-lock.json wanted)
+  set(installed "")
+  if(EXISTS ${WORK}/installed)
+    file(READ ${WORK}/installed installed)
+  endif()
+  if(NOT installed STREQUAL wanted)
+    run(npm ci --no-audit --no-fund --prefer-offline)
+    file(WRITE ${WORK}/installed ${wanted})
+  endif()
+  run(npm run build)
+endif()
+
+# Ready-made gzip for texts; pictures are compressed already.
+file(REMOVE_RECURSE ${WORK}/packed)
+set(entries "")
+file(GLOB_RECURSE files RELATIVE ${dist} ${dist}/*)
+foreach(name IN LISTS files)
+  if(name MATCHES "\\.map$")
+    continue()
+  endif()
+  set(target ${WORK}/packed/${name})
+  if(name MATCHES "\\.(html|js|css|svg|webmanifest|txt)$")
+    string(APPEND target ".gz")
+  endif()
+  get_filename_component(folder ${target} DIRECTORY)
+  file(MAKE_DIRECTORY ${folder})
+  if(target MATCHES "\\.gz$")
+    execute_process(COMMAND gzip -9 -n -c ${dist}/${name} OUTPUT_FILE ${target} COMMAND_ERROR_IS_FATAL ANY)
+  else()
+    file(COPY ${dist}/${name} DESTINATION ${folder})
+  endif()
+  file(RELATIVE_PATH alias ${WORK}/packed ${target})
+  string(APPEND entries "    <file alias=\"page/${alias}\">${target}</file>\n")
+endforeach()
+file(WRITE ${QRC} "<RCC>\n  <qresource prefix=\"/\">\n${entries}  </qresource>\n</RCC>\n")

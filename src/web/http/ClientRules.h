@@ -1,0 +1,65 @@
+// Which clients may speak to the page, by their address and by the Host that they name. Immutable; any
+// thread.
+//
+// Browsers let a page of another site send requests to any name. If that name suddenly means an address of
+// this network (DNS rebinding), the page could read the answers; so only names of this machine are accepted
+// as Host.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "net/AddressList.h"
+#include "web/http/RawRequest.h"
+
+namespace moxtel {
+
+// The client of a request, which may be behind a proxy.
+struct WebClient {
+  std::string address;     // as text
+  bool isAllowed = false;  // by its address
+  bool isHostAllowed = false;
+  bool isSecure = false;  // it speaks HTTPS with the proxy
+};
+
+class ClientRules final {
+ public:
+  struct Settings {
+    AddressList allowedClients;      // if not empty, only these
+    AddressList proxies;             // their X-Forwarded-For, X-Forwarded-Host and X-Forwarded-Proto count
+    std::vector<std::string> hosts;  // further names of this machine, also addresses
+    std::string machineName;         // "nas" or "nas.example.org"
+  };
+
+  explicit ClientRules(Settings settings);
+
+  // Whether a connection from this address is accepted. A proxy's clients are checked with each request.
+  bool mayConnect(IPv4Address peer) const;
+  bool isProxy(IPv4Address peer) const {
+    return !settings_.proxies.empty() && settings_.proxies.contains(peer);
+  }
+  WebClient clientOf(const RawRequest& request) const;
+
+ private:
+  bool isAllowed(IPv4Address peer) const;
+  bool isAllowedText(std::string_view address) const;
+  bool isHostAllowed(std::string_view host, IPv4Address local) const;
+  std::string forwardedAddress(const RawRequest& request) const;
+
+  Settings settings_;
+};
+
+// Whether an address belongs to the local network: private, link-local, shared (100.64/10) or loopback.
+bool isLocalNetwork(IPv4Address address);
+// The same for an IPv6 address as text: unique local, link-local or loopback. False for any other text.
+bool isLocalIPv6(std::string_view address);
+
+// "192.168.1.7"
+std::string textOf(IPv4Address address);
+
+// The name or address in a Host field, in lower case and without port, brackets and last dot. Empty if it is
+// malformed.
+std::string hostOf(std::string_view field);
+
+}  // namespace moxtel
