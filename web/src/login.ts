@@ -18,6 +18,11 @@ field.addEventListener('input', () => {
   if (field.value.length === 6) form.requestSubmit();
 });
 
+// The server fills in both: what became of a try without script, and where to go after a login.
+const to = form.querySelector<HTMLInputElement>('input[name=to]')!.value;
+if (form.dataset.state === 'wrong') message.textContent = text.wrongDigits;
+if (form.dataset.state === 'later') message.textContent = text.tooOften;
+
 form.addEventListener('submit', (event) => {
   event.preventDefault();
   message.textContent = '';
@@ -25,10 +30,10 @@ form.addEventListener('submit', (event) => {
 });
 
 async function send(): Promise<void> {
-  const body = new URLSearchParams({ digits: field.value });
+  const body = new URLSearchParams({ digits: field.value, to });
   try {
     const response = await fetch('/login', { method: 'POST', body, credentials: 'same-origin' });
-    if (response.ok) return location.replace('/');
+    if (response.ok) return location.replace(to.startsWith('/') ? to : '/');
     message.textContent = response.status === 429 ? text.tooOften : text.wrongDigits;
   } catch {
     message.textContent = text.serverAway;
