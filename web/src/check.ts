@@ -52,7 +52,7 @@ const checks: Record<Name, () => boolean | Promise<boolean>> = {
   scroll: scrollsFar,
   dvh: () => CSS.supports('height', '100dvh'),
   pointer: () => 'PointerEvent' in window,
-  gesture: () => 'ongesturechange' in window || navigator.maxTouchPoints > 1 || matchMedia('(pointer: fine)').matches,
+  gesture: () => 'ongesturechange' in window || 'ontouchstart' in window || matchMedia('(pointer: fine)').matches,
   inset: () => CSS.supports('padding-top', 'env(safe-area-inset-top)'),
   h264: () => canPlay('video/mp4; codecs="avc1.42E01E, mp4a.40.2"'),
   hevc: () => canPlay('video/mp4; codecs="hvc1.1.6.L93.B0"'),
