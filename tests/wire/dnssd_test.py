@@ -316,7 +316,7 @@ class DnsSdTest(unittest.TestCase):
         browser = self.browse(here, "--embedded")
         flood.wait_for(lambda line: line == "announced")
         # Each name that was found is looked up for five seconds.
-        browser.wait_for(lambda line: line.split("\t")[1] == "not-resolved")
+        browser.wait_for(lambda line: line.split("\t")[1] == "not-resolved", 30)
         found = [line for line in browser.lines if line.split("\t")[1] == "found"]
         self.assertGreater(len(found), 32)  # after these, moxtel stops browsing
         self.assertLessEqual(len(found), 128)
