@@ -62,7 +62,8 @@ void LibraryDatabases::useLayout() {
     while (layout_.databaseFiles[owner] != layout_.databaseFiles[i]) ++owner;
     slots_[i] = ownSlots_[owner].get();
     DatabaseSlot::Reading reading{layout_.adapters[i], {}, !layout_.hasPhotoApplication};
-    if (layout_.isFilledFromFile) reading.fill = &readAlbumDataDatabase;
+    if (layout_.isFilledFromFile)
+      reading.fill = [](const std::string& path) { return readAlbumDataDatabase(path); };
     std::optional<std::string> path;
     if (libraryPath_ && owner == i) path = appendingPathComponent(*libraryPath_, layout_.databaseFiles[i]);
     ownSlots_[i]->setPath(path, std::move(reading));

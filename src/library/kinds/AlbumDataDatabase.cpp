@@ -1,5 +1,6 @@
 #include "library/kinds/AlbumDataDatabase.h"
 
+#include <functional>
 #include <new>
 #include <optional>
 
@@ -16,9 +17,9 @@ namespace {
 constexpr PropertyListLimits kOneEntry{.depth = 64, .bytes = 256 << 20};
 constexpr std::size_t kMostBinaryBytes = 1 << 30;
 
-}  // namespace
-
-std::shared_ptr<const AlbumDataDatabase> readAlbumDataDatabase(const std::string& albumDataPath) {
+// read: from the file into a sink.
+std::shared_ptr<const AlbumDataDatabase> madeBy(
+    const std::function<LenientReading(const FreshSink& freshSink)>& read) {
   auto made = std::make_shared<AlbumDataDatabase>();
   try {
     std::optional<AlbumDataTables> tables;
@@ -31,7 +32,7 @@ std::shared_ptr<const AlbumDataDatabase> readAlbumDataDatabase(const std::string
             tables->take(list, key, entry);
           });
     };
-    LenientReading reading = readLenientPropertyListFile(albumDataPath, kMostBinaryBytes, freshSink);
+    LenientReading reading = read(freshSink);
     made->error = std::move(reading.error);
     made->mended = std::move(reading.mended);
     if (reading.wasRead) {
@@ -43,6 +44,20 @@ std::shared_ptr<const AlbumDataDatabase> readAlbumDataDatabase(const std::string
     made->bytes.clear();
   }
   return made;
+}
+
+}  // namespace
+
+std::shared_ptr<const AlbumDataDatabase> readAlbumDataDatabase(const std::string& albumDataPath) {
+  return madeBy([&](const FreshSink& freshSink) {
+    return readLenientPropertyListFile(albumDataPath, kMostBinaryBytes, freshSink);
+  });
+}
+
+std::shared_ptr<const AlbumDataDatabase> readAlbumDataDatabase(std::istream& file, std::uint64_t size) {
+  return madeBy([&](const FreshSink& freshSink) {
+    return readLenientPropertyList(file, size, kMostBinaryBytes, freshSink);
+  });
 }
 
 }  // namespace moxtel

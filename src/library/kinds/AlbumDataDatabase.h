@@ -7,6 +7,7 @@
 #pragma once
 
 #include <cstdint>
+#include <istream>
 #include <memory>
 #include <string>
 #include <vector>
@@ -24,5 +25,7 @@ struct AlbumDataDatabase {
 
 // Needs memory for the database, some 1.2 KB a photo, not for the file. Does not throw.
 std::shared_ptr<const AlbumDataDatabase> readAlbumDataDatabase(const std::string& albumDataPath);
+// The same from an open file of that many bytes.
+std::shared_ptr<const AlbumDataDatabase> readAlbumDataDatabase(std::istream& file, std::uint64_t size);
 
 }  // namespace moxtel

@@ -13,6 +13,7 @@ namespace {
 
 // What a list of other programs, or of later versions, would hold.
 constexpr std::int64_t kFirstOwnId = 1'000'000'000;
+constexpr std::int64_t kFirstFolderId = 2'000'000'000;
 
 constexpr const char* kSchema =
     "CREATE TABLE RKFolder (modelId INTEGER PRIMARY KEY, uuid, folderType INTEGER, name, parentFolderUuid, "
@@ -57,6 +58,14 @@ constexpr const char* kSchema =
     "CREATE TABLE RKDetectedFace (modelId INTEGER PRIMARY KEY, masterUuid, faceKey INTEGER, faceIndex "
     "INTEGER);";
 
+// Until all rolls are known, photos have the number of theirs. In one step, because a uuid may be the number
+// of another roll. Not in the database's image.
+constexpr const char* kRollUuids =
+    "PRAGMA temp_store=MEMORY; CREATE TEMP TABLE RollUuid (number TEXT PRIMARY KEY, uuid TEXT) WITHOUT ROWID";
+constexpr const char* kRollsOfPhotos =
+    "UPDATE RKVersion SET projectUuid = (SELECT uuid FROM temp.RollUuid WHERE number = projectUuid) WHERE "
+    "projectUuid IS NOT NULL";
+
 // After the rows, which is faster.
 constexpr const char* kIndexes =
     "CREATE INDEX RKVersion_uuid ON RKVersion (uuid); CREATE INDEX RKVersion_project ON RKVersion "
@@ -82,7 +91,8 @@ Value orNull(const std::string& text) { return text.empty() ? Value() : Value(te
 bool isWholeNumber(const std::string& text) {
   std::int64_t number = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  return error == std::errc() && end == text.data() + text.size() && number > 0 && number < kFirstOwnId;
+  return error == std::errc() && end == text.data() + text.size() && number > 0 && number < kFirstOwnId &&
+         text.front() != '0';
 }
 
 std::vector<std::string> foldedComponents(std::string_view path) {
@@ -122,6 +132,7 @@ struct AlbumDataTables::Statement {
 AlbumDataTables::AlbumDataTables() {
   sqlite3_open(":memory:", &database_);
   sqlite3_exec(database_, kSchema, nullptr, nullptr, nullptr);
+  sqlite3_exec(database_, kRollUuids, nullptr, nullptr, nullptr);
   sqlite3_exec(database_, "BEGIN", nullptr, nullptr, nullptr);
 }
 
@@ -264,6 +275,8 @@ void AlbumDataTables::takeAlbum(const Value& entry) {
   if (type == "Event" || entry["Master"].boolValue()) return;
   Album album;
   album.id = entry["AlbumId"].integerValue();
+  // No two have one number in files of iPhoto.
+  if (!albumIds_.insert(album.id).second) return;
   const std::string guid = textOf(entry["GUID"]);
   album.uuid = guid.empty() ? "album " + std::to_string(album.id) : guid;
   album.name = textOf(entry["AlbumName"]);
@@ -297,7 +310,7 @@ void AlbumDataTables::writeAlbum(const Album& album, std::int64_t place) {
   insert("RKCustomSortOrder", {Value(), parent, album.uuid, place});
   // Albums and folders share their numbers in the file, but not in the tables.
   if (album.isFolder) {
-    insert("RKFolder", {kFirstOwnId + place, album.uuid, 1, orNull(album.name), parent, Value(), Value(),
+    insert("RKFolder", {kFirstFolderId + place, album.uuid, 1, orNull(album.name), parent, Value(), Value(),
                         Value(), Value(), "", 0, 0, 0, Value(), Value(), 1});
     return;
   }
@@ -322,9 +335,9 @@ void AlbumDataTables::writeRolls() {
     const Value& name = roll["RollName"].isNil() ? roll["AlbumName"] : roll["RollName"];
     const std::string guid = textOf(roll["ProjectUuid"]);
     const std::string uuid = guid.empty() ? "event " + textOf(number) : guid;
-    rollUuids_[textOf(number)] = uuid;
+    insert("RollUuid", {textOf(number), uuid});
     const std::string poster = uuidOfKey(textOf(roll["KeyPhotoKey"]));
-    insert("RKFolder", {number.integerValue(), uuid, 2, orNull(textOf(name)), "AllProjectsItem",
+    insert("RKFolder", {idOf(textOf(number)), uuid, 2, orNull(textOf(name)), "AllProjectsItem",
                         orNull(poster), Value(), orNull(roll["RollDateAsTimerInterval"]),
                         orNull(roll["RollDateAsTimerInterval"]), "", 0, 0, 0, Value(), Value(), 1});
     insert("RKCustomSortOrder", {Value(), "AllProjectsItem", uuid, ++place});
@@ -345,17 +358,8 @@ std::vector<std::uint8_t> AlbumDataTables::finish() {
   writeAlbums();
   writeRolls();
   writeFaces();
+  sqlite3_exec(database_, kRollsOfPhotos, nullptr, nullptr, nullptr);
   sqlite3_exec(database_, kIndexes, nullptr, nullptr, nullptr);
-  // Until now photos have the number of their roll. Those of no roll have none.
-  for (const auto& [number, uuid] : rollUuids_) {
-    sqlite3_stmt* update = nullptr;
-    sqlite3_prepare_v2(database_, "UPDATE RKVersion SET projectUuid = ? WHERE projectUuid = ?", -1, &update,
-                       nullptr);
-    sqlite3_bind_text(update, 1, uuid.c_str(), -1, SQLITE_STATIC);
-    sqlite3_bind_text(update, 2, number.c_str(), -1, SQLITE_STATIC);
-    sqlite3_step(update);
-    sqlite3_finalize(update);
-  }
   statements_.clear();
   sqlite3_exec(database_, "COMMIT", nullptr, nullptr, nullptr);
   sqlite3_int64 size = 0;

@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "value/Value.h"
@@ -68,7 +69,7 @@ class AlbumDataTables final {
   std::vector<std::string> archivePath_;           // its components, folded
   std::unordered_map<std::string, Photo> photos_;  // by the file's key
   std::unordered_map<std::int64_t, std::string> folders_;
-  std::unordered_map<std::string, std::string> rollUuids_;  // by the text that images name
+  std::unordered_set<std::int64_t> albumIds_;
   std::vector<Album> albums_;
   std::vector<Value> rolls_;
   std::vector<std::pair<std::string, Value>> faces_;

@@ -80,6 +80,34 @@ TEST(AlbumDataTables, namesRollsByTheirUuidOrElseTheirNumber) {
               ElementsAre("1|p", "2|event 8", "3|NULL"));
 }
 
+TEST(AlbumDataTables, doesNotMergeRollsOfWhichOneIsNamedLikeAnother) {
+  AlbumDataTables tables;
+  for (const auto& [key, roll] : {std::pair{"1", 7}, {"2", 8}, {"3", 9}})
+    tables.take("Master Image List", key, Dictionary{{"ImagePath", "/1.jpg"}, {"Roll", roll}});
+  tables.take("List of Rolls", "", Dictionary{{"RollID", 7}, {"ProjectUuid", "8"}});
+  tables.take("List of Rolls", "", Dictionary{{"RollID", 8}, {"ProjectUuid", "9"}});
+  const auto bytes = tables.finish();
+  EXPECT_THAT(rowsOf(bytes, "SELECT modelId, projectUuid FROM RKVersion ORDER BY modelId"),
+              ElementsAre("1|8", "2|9", "3|NULL"));
+}
+
+TEST(AlbumDataTables, givesRollsWithoutNumbersIdsOfTheirOwn) {
+  AlbumDataTables tables;
+  tables.take("List of Albums", "", Dictionary{{"AlbumId", 1}, {"Album Type", "Folder"}});
+  for (const char* number : {"x", "y", "7", "07"})
+    tables.take("List of Rolls", "", Dictionary{{"RollID", number}, {"ProjectUuid", number}});
+  EXPECT_THAT(rowsOf(tables.finish(), "SELECT COUNT(DISTINCT modelId) FROM RKFolder"), ElementsAre("5"));
+}
+
+TEST(AlbumDataTables, doesNotMergeAlbumsOfOneNumber) {
+  AlbumDataTables tables;
+  tables.take("Master Image List", "1", image("/1.jpg"));
+  tables.take("Master Image List", "2", image("/2.jpg"));
+  for (const char* key : {"1", "2"})
+    tables.take("List of Albums", "", Dictionary{{"AlbumId", 5}, {"KeyList", Array{key}}});
+  EXPECT_THAT(rowsOf(tables.finish(), "SELECT albumId, versionId FROM RKAlbumVersion"), ElementsAre("5|1"));
+}
+
 TEST(AlbumDataTables, takesRollsOfIPhoto5) {
   AlbumDataTables tables;
   tables.take("Master Image List", "1", Dictionary{{"ImagePath", "/1.jpg"}, {"Roll", 7}});
@@ -111,11 +139,11 @@ TEST(AlbumDataTables, namesAlbumsByTheirGuidOrElseTheirNumber) {
 
 TEST(AlbumDataTables, givesPhotosWithoutNumbersIdsOfItsOwn) {
   AlbumDataTables tables;
-  for (const char* key : {"9", "-1", "x", "99999999999999999999", ""})
+  for (const char* key : {"9", "09", "-1", "x", "99999999999999999999", ""})
     tables.take("Master Image List", key, image("/1.jpg"));
-  EXPECT_EQ(tables.photos(), 5U);
+  EXPECT_EQ(tables.photos(), 6U);
   const auto bytes = tables.finish();
-  EXPECT_THAT(rowsOf(bytes, "SELECT COUNT(DISTINCT modelId) FROM RKVersion"), ElementsAre("5"));
+  EXPECT_THAT(rowsOf(bytes, "SELECT COUNT(DISTINCT modelId) FROM RKVersion"), ElementsAre("6"));
   EXPECT_THAT(rowsOf(bytes, "SELECT modelId FROM RKVersion WHERE uuid = '9'"), ElementsAre("9"));
 }
 
