@@ -33,7 +33,7 @@ async function send(): Promise<void> {
   const body = new URLSearchParams({ digits: field.value, to });
   try {
     const response = await fetch('/login', { method: 'POST', body, credentials: 'same-origin' });
-    if (response.ok) return location.replace(to.startsWith('/') ? to : '/');
+    if (response.ok) return location.replace(/^\/(?![/\\])/.test(to) ? to : '/');
     message.textContent = response.status === 429 ? text.tooOften : text.wrongDigits;
   } catch {
     message.textContent = text.serverAway;

@@ -1,14 +1,14 @@
 // A server with made-up libraries of 60, 100,000 and 1,000,000 photos, for work on the page. It speaks docs/web-api.md
 // as far as the page needs it; nothing of it is in the product.
 //
-//   node tests/mock/server.mjs [PORT]      serves ../../dist; key: /in/KEY or the digits 123456; --open: no key
+//   node tests/mock/server.mjs [PORT]      serves ../../dist; key: /in/KEY or the digits 123456; --open: no key; --jpeg
 //   GET /mock/state?small=away             sets what libraries "small", "medium" and "large" say
 import { createServer } from 'node:http';
 import { readFile } from 'node:fs/promises';
 import { join, extname, dirname } from 'node:path';
 import { fileURLToPath } from 'node:url';
 import { execFileSync } from 'node:child_process';
-import { existsSync, mkdtempSync } from 'node:fs';
+import { existsSync, mkdtempSync, readFileSync } from 'node:fs';
 import { tmpdir } from 'node:os';
 import { landscape, portrait } from './pictures.mjs';
 
@@ -204,6 +204,15 @@ const movieFile = (() => {
   }
   return existsSync(file) ? file : undefined;
 })();
+
+/** With --jpeg: thumbnails as libraries have them. Browsers need far more time for an SVG. */
+const jpegs = (() => {
+  if (!process.argv.includes('--jpeg')) return [];
+  const folder = mkdtempSync(join(tmpdir(), 'mock-thumbs-'));
+  execFileSync('ffmpeg', ['-loglevel', 'error', '-f', 'lavfi', '-i', 'gradients=s=360x270:rate=24:duration=1:speed=0.2,noise=alls=12',
+    '-q:v', '4', join(folder, '%d.jpg')]);
+  return Array.from({ length: 24 }, (_, i) => readFileSync(join(folder, `${i + 1}.jpg`)));
+})();
 const conversions = new Map();
 
 function movieState(library, id, start) {
@@ -295,9 +304,9 @@ function sendJson(response, status, value) {
   response.end(JSON.stringify(value));
 }
 
-function sendPicture(response, svg) {
-  response.writeHead(200, { 'Content-Type': 'image/svg+xml', 'Cache-Control': 'private, max-age=31536000, immutable' });
-  response.end(svg);
+function sendPicture(response, picture, type = 'image/svg+xml') {
+  response.writeHead(200, { 'Content-Type': type, 'Cache-Control': 'private, max-age=31536000, immutable' });
+  response.end(picture);
 }
 
 async function sendMovie(request, response) {
@@ -354,6 +363,7 @@ async function handle(request, response) {
   }
   if (library && ['thumb', 'square', 'preview', 'large'].includes(rest[0])) {
     const photo = library.photo(Number(rest[1]) - 1);
+    if (jpegs.length && rest[0] === 'thumb') return sendPicture(response, jpegs[photo.id % jpegs.length], 'image/jpeg');
     return sendPicture(response, landscape(photo.id, photo.width, photo.height, { thumb: 360, square: 200, preview: 2048, large: 4096 }[rest[0]]));
   }
   if (library && rest[0] === 'face') return sendPicture(response, portrait(Number(rest[1])));
