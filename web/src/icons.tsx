@@ -12,7 +12,7 @@ const paths = {
   libraries: 'M4 4v16 M8 4v16 M12 4v16 M15 5l5 14.5',
   filter: 'M4 6h16 M7 12h10 M10 18h4',
   select: 'M12 21a9 9 0 1 0 0-18 9 9 0 0 0 0 18z M8 12l3 3 5-6',
-  more: 'M5 12h.01 M12 12h.01 M19 12h.01',
+  more: 'M6 12a1 1 0 1 1-2 0a1 1 0 1 1 2 0z M13 12a1 1 0 1 1-2 0a1 1 0 1 1 2 0z M20 12a1 1 0 1 1-2 0a1 1 0 1 1 2 0z',
   slideshow: 'M7 4.5v15l12-7.5z',
   pause: 'M8 5v14 M16 5v14',
   download: 'M12 4v11 M7 11l5 5 5-5 M4 20h16',

@@ -211,7 +211,8 @@ export class Viewer {
 
   private addButtons(): void {
     this.pswp.ui!.registerElement({
-      name: 'counter',
+      name: 'place',
+      className: 'pswp__counter',
       order: 5,
       onInit: (element) => {
         this.counter = element;

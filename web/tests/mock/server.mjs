@@ -1,14 +1,15 @@
 // A server with made-up libraries of 60, 100,000 and 1,000,000 photos, for work on the page. It speaks docs/web-api.md
 // as far as the page needs it; nothing of it is in the product.
 //
-//   node tests/mock/server.mjs [PORT]      serves ../../dist; key: /in/KEY or the digits 123456; --open: no key; --jpeg
+//   node tests/mock/server.mjs [PORT]      serves ../../dist; key: /in/KEY or the digits 123456; --open: no key;
+//                                         --jpeg: thumbnails as JPEG; --pictures=FOLDER: with the pictures in it
 //   GET /mock/state?small=away             sets what libraries "small", "medium" and "large" say
 import { createServer } from 'node:http';
 import { readFile } from 'node:fs/promises';
 import { join, extname, dirname } from 'node:path';
 import { fileURLToPath } from 'node:url';
 import { execFileSync } from 'node:child_process';
-import { existsSync, mkdtempSync, readFileSync } from 'node:fs';
+import { existsSync, mkdtempSync, readdirSync, readFileSync } from 'node:fs';
 import { tmpdir } from 'node:os';
 import { landscape, portrait } from './pictures.mjs';
 
@@ -51,7 +52,7 @@ class MockLibrary {
   photo(index) {
     const id = index + 1;
     const r = random(id);
-    const wide = r < 0.72;
+    const wide = r < 0.72 || samples.length > 0;
     const movie = random(id * 3) < 0.03;
     const flags =
       (movie ? 1 : 0) | (random(id * 5) < 0.06 ? 2 : 0) | (!movie && random(id * 11) < 0.05 ? 4 : 0) |
@@ -213,6 +214,12 @@ const jpegs = (() => {
     '-q:v', '4', join(folder, '%d.jpg')]);
   return Array.from({ length: 24 }, (_, i) => readFileSync(join(folder, `${i + 1}.jpg`)));
 })();
+/** With --pictures=FOLDER: the pictures in it, in place of made-up ones; all of them wide. */
+const samples = (() => {
+  const folder = process.argv.find((argument) => argument.startsWith('--pictures='))?.slice(11);
+  if (!folder) return [];
+  return readdirSync(folder).filter((name) => name.endsWith('.jpg')).sort().map((name) => join(folder, name));
+})();
 const conversions = new Map();
 
 function movieState(library, id, start) {
@@ -363,6 +370,7 @@ async function handle(request, response) {
   }
   if (library && ['thumb', 'square', 'preview', 'large'].includes(rest[0])) {
     const photo = library.photo(Number(rest[1]) - 1);
+    if (samples.length) return sendPicture(response, await readFile(samples[photo.id % samples.length]), 'image/jpeg');
     if (jpegs.length && rest[0] === 'thumb') return sendPicture(response, jpegs[photo.id % jpegs.length], 'image/jpeg');
     return sendPicture(response, landscape(photo.id, photo.width, photo.height, { thumb: 360, square: 200, preview: 2048, large: 4096 }[rest[0]]));
   }
