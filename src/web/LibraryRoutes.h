@@ -11,6 +11,7 @@
 namespace moxtel {
 
 class OpenLibrary;
+class OpenWebLibrary;
 class WebLibraries;
 class WebLibrary;
 struct PhotoFacts;
@@ -44,7 +45,10 @@ class LibraryRoutes final : public HttpHandler {
   void handle(const HttpRequest& request, std::shared_ptr<HttpResponder> responder) override;
 
  private:
+  void handleStart(const HttpRequest& request, std::shared_ptr<HttpResponder> responder);
   void handleLibrary(const HttpRequest& request, std::shared_ptr<HttpResponder> responder);
+  void handleData(const std::shared_ptr<OpenWebLibrary>& library, const HttpRequest& request,
+                  const std::shared_ptr<HttpResponder>& responder);
 
   WebLibraries& libraries_;
   LibraryFileHandler& files_;

@@ -6,6 +6,7 @@
 // asked for least recently is closed first.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -18,6 +19,8 @@
 
 namespace moxtel {
 
+class OpenWebLibrary;
+
 struct WebLibrariesOptions {
   std::string serverName;
   // The setting: absolute paths of libraries, or of folders that are searched for them, separated by colons.
@@ -27,6 +30,8 @@ struct WebLibrariesOptions {
   // Of the indexes for the search; made when needed. Empty: no search by words.
   std::string cacheFolder;
   std::uint64_t privateCopyLimit = std::uint64_t{8} << 30;  // bytes
+  // How long a change of an open library's files may go unnoticed.
+  std::chrono::milliseconds betweenLooks = std::chrono::seconds(2);
 };
 
 // What is known of a library without opening it.
@@ -58,8 +63,8 @@ class WebLibraries final {
   using TakeCards = std::function<void(const std::vector<LibraryCard>&)>;
   [[nodiscard]] bool withCards(TakeCards take);
   // Calls back with the library of an id, opened; null for an unknown id. At once if it is open already, else
-  // on another thread. False when too many wait.
-  using TakeLibrary = std::function<void(std::shared_ptr<WebLibrary>)>;
+  // on another thread. False when too many wait, or four libraries are open and all in use.
+  using TakeLibrary = std::function<void(const std::shared_ptr<OpenWebLibrary>&)>;
   [[nodiscard]] bool withLibrary(std::string_view id, TakeLibrary take);
 
   const std::string& serverName() const;

@@ -43,7 +43,7 @@ class WebLibrary {
   // The library's folder.
   virtual const std::string& path() const = 0;
   // Changes whenever a file does from which answers are made, and is the same again for the same files.
-  // Letters and digits. Of the last check, which each task makes if two seconds have passed.
+  // Letters and digits. Of the last check, which tasks make every two seconds.
   virtual std::string version() const = 0;
   virtual State state() const = 0;
 

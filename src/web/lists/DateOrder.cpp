@@ -1,6 +1,7 @@
 #include "web/lists/DateOrder.h"
 
 #include <algorithm>
+#include <chrono>
 #include <utility>
 
 namespace moxtel {
@@ -19,14 +20,20 @@ DatedIndex datedIndex(const PhotoColumns& photos, std::uint32_t index) {
 
 }  // namespace
 
+bool isShownDate(std::int64_t date) { return date >= kEarliest && date <= kLatest; }
+
 std::optional<std::int64_t> shownDate(const PhotoColumns& photos, std::size_t index) {
   const std::int64_t date = photos.date[index];
-  if (date < kEarliest || date > kLatest) return std::nullopt;
-  return date;
+  return isShownDate(date) ? std::optional(date) : std::nullopt;
 }
 
 std::int64_t dayOf(std::int64_t date) {
   return (date >= 0 ? date : date - (kSecondsOfADay - 1)) / kSecondsOfADay;
+}
+
+int yearOf(std::int64_t date) {
+  const std::chrono::sys_days day{std::chrono::days(dayOf(date))};
+  return static_cast<int>(std::chrono::year_month_day(day).year());
 }
 
 DateOrder::DateOrder(std::shared_ptr<const PhotoColumns> photos) : photos_(std::move(photos)) {

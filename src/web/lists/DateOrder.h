@@ -11,11 +11,14 @@
 
 namespace moxtel {
 
+// Whether a date, seconds since 1970 as if UTC, is within the years 1 to 9999.
+bool isShownDate(std::int64_t date);
 // The date of a photo, by its index, for the page: wall clock, seconds since 1970 as if UTC. Nothing without
 // a date, and for one outside the years 1 to 9999.
 std::optional<std::int64_t> shownDate(const PhotoColumns& photos, std::size_t index);
 // Days since 1970-01-01 of such a date.
 std::int64_t dayOf(std::int64_t date);
+int yearOf(std::int64_t date);
 
 class DateOrder final {
  public:

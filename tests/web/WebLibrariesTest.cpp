@@ -1,0 +1,326 @@
+#include "web/WebLibraries.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <filesystem>
+#include <thread>
+
+#include "tests/web/PageFixture.h"
+#include "web/LibraryCatalog.h"
+
+namespace moxtel::test {
+
+namespace {
+
+namespace fs = std::filesystem;
+using makelibrary::LibraryKind;
+
+class WebLibrariesTest : public testing::Test {
+ protected:
+  std::string make(const std::string& name, std::size_t photos = 60, std::uint64_t seed = 1) {
+    return makeSampleLibrary(folder_.path() / name, LibraryKind::IPhoto, photos, seed);
+  }
+  // Asks until the answer is as wanted, for what happens on another thread.
+  static bool becomes(const std::function<bool()>& isSo) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    while (!isSo()) {
+      if (std::chrono::steady_clock::now() > end) return false;
+      std::this_thread::yield();
+    }
+    return true;
+  }
+
+  TemporaryFolder folder_;
+};
+
+TEST_F(WebLibrariesTest, hasNoneWithoutALibrary) {
+  Page page(std::nullopt);
+  EXPECT_EQ(page.json("/api/1/libraries")["libraries"], Json::array());
+  EXPECT_EQ(page.fetch("/").type, "text/html");
+}
+
+TEST_F(WebLibrariesTest, leadsToTheOnlyLibrary) {
+  Page page(make("One"));
+  const HttpReply reply = page.fetch("/");
+  EXPECT_EQ(reply.status, 302);
+  EXPECT_EQ(reply.headers.at(0), std::pair(std::string("Location"), page.root()));
+  EXPECT_EQ(page.fetch(page.root()).type, "text/html");
+  EXPECT_EQ(page.fetch(page.root() + "list/album:1/photo/3").type, "text/html");
+}
+
+TEST_F(WebLibrariesTest, handsFilesOn) {
+  Page page(make("One"));
+  EXPECT_EQ(page.fetch(page.root() + "thumb/12").type, "image/jpeg");
+  EXPECT_EQ(page.fetch(page.root() + "api/1/movie/12").type, "image/jpeg");
+  EXPECT_EQ(page.fetch(page.root() + "api/1/zip/all").type, "image/jpeg");
+  EXPECT_EQ(page.fetch("/l/unknown1/thumb/12").status, 404);
+}
+
+TEST_F(WebLibrariesTest, findsTheLibrariesOfADisk) {
+  const std::string served = make("disk/A", 60, 1);
+  make("disk/more/B.photolibrary", 70, 2);
+  makeSampleLibrary(folder_.path() / "disk/C.photoslibrary", LibraryKind::Photos11, 60, 3);
+  Page page(served, "relative:" + (folder_.path() / "disk").string() + ":/nowhere");
+  const Json libraries = page.json("/api/1/libraries")["libraries"];
+  ASSERT_EQ(libraries.size(), 3U);
+  EXPECT_EQ(libraries[0]["served"], true);
+  std::set<std::string> names, ids;
+  for (const Json& each : libraries) {
+    names.insert(each["name"].get<std::string>() + " " + each["kind"].get<std::string>());
+    ids.insert(each["id"].get<std::string>());
+    EXPECT_EQ(each["id"].get<std::string>().size(), 8U);
+    EXPECT_EQ(each["state"], "ready");
+    EXPECT_LE(each["first"].get<int>(), each["last"].get<int>());
+    EXPECT_EQ(page.json("/l/" + each["id"].get<std::string>() + "/api/1/library")["state"], "ready");
+  }
+  EXPECT_EQ(names, (std::set<std::string>{"A iPhoto", "B iPhoto", "C Photos"}));
+  EXPECT_EQ(ids.size(), 3U);
+  EXPECT_EQ(page.fetch("/").type, "text/html");
+}
+
+TEST_F(WebLibrariesTest, distinguishesACopyOfALibrary) {
+  const std::string one = make("A");
+  fs::copy(one, folder_.path() / "B", fs::copy_options::recursive);
+  Page page(one, folder_.path().string());
+  const Json libraries = page.json("/api/1/libraries")["libraries"];
+  ASSERT_EQ(libraries.size(), 2U);
+  EXPECT_NE(libraries[0]["id"], libraries[1]["id"]);
+}
+
+TEST_F(WebLibrariesTest, opensFourAtMost) {
+  std::string others;
+  for (int i = 0; i < 6; ++i) make("disk/L" + std::to_string(i), 60, 10 + i);
+  Page page(std::nullopt, (folder_.path() / "disk").string());
+  const Json libraries = page.json("/api/1/libraries")["libraries"];
+  ASSERT_EQ(libraries.size(), 6U);
+  std::vector<std::shared_ptr<OpenWebLibrary>> held;
+  const auto open = [&](std::size_t i) {
+    return page.libraries().withLibrary(
+        libraries[i]["id"].get<std::string>(),
+        [&](const std::shared_ptr<OpenWebLibrary>& library) { held.push_back(library); });
+  };
+  for (std::size_t i = 0; i < 4; ++i) EXPECT_TRUE(open(i));
+  EXPECT_FALSE(open(4));
+  held.erase(held.begin() + 1);
+  EXPECT_TRUE(open(4));
+  EXPECT_FALSE(open(5));
+  held.clear();
+  EXPECT_TRUE(open(5));
+}
+
+TEST_F(WebLibrariesTest, saysThatTheLibraryIsAwayAndComesBack) {
+  const std::string path = make("A");
+  Page page(path);
+  const std::string version = page.api("list/all")["version"];
+  const std::string away = (folder_.path() / "away").string();
+  fs::rename(path, away);
+  EXPECT_TRUE(becomes([&] { return page.api("library")["state"] == "away"; }));
+  EXPECT_EQ(page.apiStatus("albums"), 503);
+  EXPECT_EQ(page.apiStatus("list/all"), 503);
+  fs::rename(away, path);
+  EXPECT_TRUE(becomes([&] { return page.api("library")["state"] == "ready"; }));
+  EXPECT_EQ(page.api("list/all")["version"], version);
+}
+
+TEST_F(WebLibrariesTest, noticesAnotherLibraryInItsPlace) {
+  const std::string path = make("A", 60, 1);
+  const std::string other = make("B", 90, 2);
+  Page page(path);
+  const Json before = page.api("list/all");
+  fs::rename(path, folder_.path() / "old");
+  fs::rename(other, path);
+  EXPECT_TRUE(becomes([&] { return page.api("library")["version"] != before["version"]; }));
+  EXPECT_NE(page.api("list/all")["count"], before["count"]);
+  EXPECT_EQ(page.apiStatus("list/all/0?v=" + before["version"].get<std::string>()), 410);
+}
+
+TEST_F(WebLibrariesTest, endsWhileRequestsWait) {
+  const std::string path = make("A", 2'000);
+  for (int round = 0; round < 5; ++round) {
+    auto page = std::make_unique<Page>(path, "", folder_.path().string());
+    const std::string root = page->root();
+    std::vector<std::future<HttpReply>> replies;
+    for (int i = 0; i < 50; ++i) {
+      auto responder = std::make_shared<WaitingResponder>();
+      replies.push_back(responder->future());
+      page->start(root + "api/1/" + (i % 2 ? "albums" : "library"), responder);
+    }
+    page = nullptr;
+    for (auto& reply : replies) {
+      const int status = reply.get().status;
+      EXPECT_TRUE(status == 200 || status == 503) << status;
+    }
+  }
+}
+
+TEST_F(WebLibrariesTest, answersManyWhileTheLibraryChanges) {
+  const std::string path = make("A", 300);
+  const std::string away = (folder_.path() / "away").string();
+  const std::string other = make("B", 400, 7);
+  Page page(path, "", (folder_.path() / "cache").string());
+  const std::string root = page.root();
+  std::atomic<bool> isEnding{false};
+  std::atomic<int> answers{0};
+  std::vector<std::thread> clients;
+  for (int i = 0; i < 32; ++i) {
+    clients.emplace_back([&, i] {
+      const char* addresses[] = {"api/1/library",       "api/1/list/all",        "api/1/albums",
+                                 "api/1/photo/3",       "api/1/list/search:img", "thumb/3",
+                                 "api/1/list/all/0?v=0"};
+      for (int n = i; !isEnding; ++n) {
+        const int status = page.fetch(root + addresses[n % 7]).status;
+        EXPECT_TRUE(status == 200 || status == 503 || status == 404 || status == 410) << status;
+        ++answers;
+      }
+    });
+  }
+  for (int round = 0; round < 3; ++round) {
+    const int before = answers;
+    becomes([&] { return answers > before + 200; });
+    fs::rename(path, away);
+    page.libraries().setServed(path);
+    becomes([&] { return answers > before + 400; });
+    fs::rename(round % 2 ? away : other, path);
+    if (round % 2 == 0) fs::rename(away, other);
+  }
+  isEnding = true;
+  for (std::thread& client : clients) client.join();
+}
+
+class SearchTest : public WebLibrariesTest {
+ protected:
+  static bool isReady(Page& page) {
+    return becomes([&] { return page.api("library")["search"] == "ready"; });
+  }
+  std::size_t count(Page& page, const std::string& words) {
+    std::string escaped;
+    for (const char c : words)
+      escaped += c == ' ' ? "%20" : c == '%' ? "%25" : c == '?' ? "%3f" : std::string(1, c);
+    return page.photosOf("search:" + escaped).size();
+  }
+  const std::string cache_ = (folder_.path() / "cache").string();
+};
+
+TEST_F(SearchTest, findsPhotosByWhatIsSaidOfThem) {
+  Page page(make("A", 400), "", cache_);
+  EXPECT_EQ(page.fetch(page.root() + "api/1/list/search:img").status, 503);
+  ASSERT_TRUE(isReady(page));
+  for (const char* name : {"people", "keywords", "events", "albums"}) {
+    for (const Json& each : page.api(name)[name]) {
+      const std::string title = each["name"];
+      if (title.empty() || each["count"] == 0 || each.value("kind", "") == "folder") continue;
+      const auto members = page.photosOf(each["list"]);
+      const auto found = page.photosOf("search:" + std::string("%22") + title + "%22");
+      const std::set<std::int64_t> all(found.begin(), found.end());
+      for (const std::int64_t photo : members)
+        EXPECT_TRUE(all.contains(photo)) << name << " " << title << " " << photo;
+    }
+  }
+}
+
+TEST_F(SearchTest, agreesWithWhatItsPhotosSay) {
+  Page page(make("A", 300), "", cache_);
+  ASSERT_TRUE(isReady(page));
+  std::map<std::string, std::set<std::int64_t>> expected;
+  for (const std::int64_t id : page.photosOf("all")) {
+    const Json photo = page.api("photo/" + std::to_string(id));
+    const std::string date = photo.value("date", "");
+    if (!date.empty()) {
+      expected[date.substr(0, 4)].insert(id);
+      expected[date.substr(0, 7)].insert(id);
+      expected[date.substr(0, 10)].insert(id);
+      if (date.substr(5, 2) == "07") expected["juli"].insert(id);
+      if (date.substr(5, 2) == "07") expected["July"].insert(id);
+      if (date.substr(0, 4) < "2010") expected["before:2010"].insert(id);
+      if (date.substr(0, 4) > "2010") expected["after:2010"].insert(id);
+    }
+    if (photo["rating"] >= 4) expected["rating:4"].insert(id);
+    for (const Json& person : photo["people"])
+      expected["person:\"" + person["name"].get<std::string>() + "\""].insert(id);
+    expected["file " + photo.value("file", "")].insert(id);
+  }
+  ASSERT_GT(expected.size(), 20U);
+  for (const auto& [words, photos] : expected) {
+    std::string escaped;
+    for (const char c : words.starts_with("file ") ? words.substr(5) : words)
+      escaped += c == ' '   ? "%20"
+                 : c == '"' ? "%22"
+                 : c == '%' ? "%25"
+                 : c == '?' ? "%3f"
+                            : std::string(1, c);
+    const auto found = page.photosOf("search:" + escaped);
+    const std::set<std::int64_t> ids(found.begin(), found.end());
+    for (const std::int64_t id : photos) EXPECT_TRUE(ids.contains(id)) << words << " " << id;
+    // A name may be the beginning of another one.
+    if (words.find(':') != std::string::npos && !words.starts_with("person:")) {
+      EXPECT_EQ(ids, photos) << words;
+    }
+  }
+}
+
+TEST_F(SearchTest, keepsItsIndexAndMakesADamagedOneAgain) {
+  const std::string path = make("A", 200);
+  std::size_t found = 0;
+  {
+    Page page(path, "", cache_);
+    ASSERT_TRUE(isReady(page));
+    found = count(page, "img");
+  }
+  EXPECT_GT(found, 0U);
+  const auto files = [&] {
+    std::vector<fs::path> all;
+    for (const auto& each : fs::directory_iterator(cache_ + "/search")) all.push_back(each.path());
+    return all;
+  };
+  ASSERT_EQ(files().size(), 1U);
+  const auto made = fs::last_write_time(files()[0]);
+  {
+    Page page(path, "", cache_);
+    ASSERT_TRUE(isReady(page));
+    EXPECT_EQ(count(page, "img"), found);
+    EXPECT_EQ(fs::last_write_time(files()[0]), made);
+  }
+  fs::resize_file(files()[0], 5'000);
+  Page page(path, "", cache_);
+  ASSERT_TRUE(isReady(page));
+  EXPECT_TRUE(becomes([&] {
+    page.api("library");
+    return page.fetch(page.root() + "api/1/list/search:img").status == 200;
+  }));
+  EXPECT_EQ(count(page, "img"), found);
+}
+
+TEST_F(SearchTest, survivesHostileWords) {
+  Page page(make("A", 60), "", cache_);
+  ASSERT_TRUE(isReady(page));
+  for (const char* words : {"%22", "a%22 OR %22b", "NEAR(a", "%00", "*", "a*", "{x}:y", "-a", "^b", "%ff",
+                            "person:%22", "';DROP TABLE photos;--", "..%2f..%2fetc", ""}) {
+    const int status = page.fetch(page.root() + "api/1/list/search:" + words).status;
+    EXPECT_TRUE(status == 200 || status == 404) << words << " " << status;
+  }
+}
+
+TEST_F(SearchTest, suggestsLists) {
+  Page page(make("A", 400), "", cache_);
+  const Json people = page.api("people")["people"];
+  ASSERT_FALSE(people.empty());
+  const std::string name = people[0]["name"];
+  const Json lists = page.api("suggest?q=" + name.substr(0, 3))["lists"];
+  ASSERT_FALSE(lists.empty());
+  EXPECT_EQ(lists[0]["kind"], "person");
+  EXPECT_LE(lists.size(), 12U);
+  EXPECT_EQ(page.api("suggest?q=")["lists"], Json::array());
+  EXPECT_LE(page.api("suggest?q=a")["lists"].size(), 12U);
+}
+
+TEST(LibraryIdTest, hasEightLetters) {
+  EXPECT_EQ(libraryIdOf("").size(), 8U);
+  EXPECT_NE(libraryIdOf("/a"), libraryIdOf("/b"));
+  EXPECT_EQ(libraryIdOf("/a"), libraryIdOf("/a"));
+}
+
+}  // namespace
+
+}  // namespace moxtel::test
