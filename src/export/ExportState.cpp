@@ -57,6 +57,8 @@ ExportState::ExportState(const std::string& path)
       setting_(sql_, "SELECT value FROM setting WHERE name = ?"),
       set_(sql_, "INSERT OR REPLACE INTO setting VALUES (?, ?)"),
       library_(sql_, "SELECT id, folder FROM library WHERE identity = ?"),
+      libraryAt_(sql_, "SELECT id, folder FROM library WHERE path = ?"),
+      anyLibrary_(sql_, "SELECT 1 FROM library"),
       addLibrary_(sql_, "INSERT INTO library (identity, path, folder) VALUES (?, ?, ?) RETURNING id"),
       folder_(sql_, "SELECT path FROM folder WHERE library = ? AND container = ?"),
       setFolder_(sql_, "INSERT OR REPLACE INTO folder VALUES (?, ?, ?)"),
@@ -66,7 +68,8 @@ ExportState::ExportState(const std::string& path)
           "library = ? AND uuid = ? AND role = ?"),
       plan_(sql_, "INSERT OR REPLACE INTO file (library, uuid, role, path, wasThere) VALUES (?, ?, ?, ?, ?)"),
       finish_(sql_, "INSERT OR REPLACE INTO file VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"),
-      claim_(sql_, "INSERT OR IGNORE INTO claim VALUES (?)") {}
+      claim_(sql_, "INSERT OR IGNORE INTO claim VALUES (?)"),
+      isClaimed_(sql_, "SELECT 1 FROM claim WHERE hash = ?") {}
 
 void ExportState::begin() {
   if (!inTransaction_) sql_.execute("BEGIN");
@@ -92,6 +95,19 @@ std::optional<ExportState::Library> ExportState::library(std::string_view identi
   Library library{library_.integer(0), std::string(library_.text(1))};
   library_.reset();
   return library;
+}
+
+std::optional<ExportState::Library> ExportState::libraryAt(std::string_view path) {
+  if (!libraryAt_.with(path).row()) return std::nullopt;
+  Library library{libraryAt_.integer(0), std::string(libraryAt_.text(1))};
+  libraryAt_.reset();
+  return library;
+}
+
+bool ExportState::hasLibraries() {
+  const bool found = anyLibrary_.with().row();
+  anyLibrary_.reset();
+  return found;
 }
 
 ExportState::Library ExportState::addLibrary(std::string_view identity, std::string_view path,
@@ -132,6 +148,12 @@ void ExportState::finish(const FileKey& key, const StateFile& file) {
 }
 
 bool ExportState::claim(std::string_view path) { return claim_.with(hashOf(foldedFileName(path))).run() > 0; }
+
+bool ExportState::isClaimed(std::string_view path) {
+  const bool found = isClaimed_.with(hashOf(foldedFileName(path))).row();
+  isClaimed_.reset();
+  return found;
+}
 
 void ExportState::forEachPicture(const std::function<void(const StateFile& file)>& take) {
   Statement all(

@@ -78,6 +78,9 @@ class ExportState final {
   };
   // By what identifies it wherever it lies.
   std::optional<Library> library(std::string_view identity);
+  // By the path that it had last.
+  std::optional<Library> libraryAt(std::string_view path);
+  bool hasLibraries();
   Library addLibrary(std::string_view identity, std::string_view path, std::string_view folder);
 
   // The folder of an event, or of an album with links.
@@ -90,6 +93,7 @@ class ExportState final {
 
   // Takes a path for one file or folder; false if it is taken. Compares without case and normal form.
   bool claim(std::string_view path);
+  bool isClaimed(std::string_view path);
 
   // All pictures and movies that are done, by path.
   void forEachPicture(const std::function<void(const StateFile& file)>& take);
@@ -105,7 +109,8 @@ class ExportState final {
     explicit Tables(StateSql& sql);
   };
   const Tables tables_;
-  Statement setting_, set_, library_, addLibrary_, folder_, setFolder_, find_, plan_, finish_, claim_;
+  Statement setting_, set_, library_, libraryAt_, anyLibrary_, addLibrary_, folder_, setFolder_, find_, plan_,
+      finish_, claim_, isClaimed_;
 };
 
 }  // namespace moxtel

@@ -36,4 +36,17 @@ std::string sha256Of(std::string_view text) {
   return hash.finish();
 }
 
+std::string checksumOf(const OpenFile& file, const std::function<void(std::uint64_t)>& read) {
+  Sha256 hash;
+  Bytes buffer(std::size_t{1} << 20);
+  for (std::uint64_t at = 0; at < file.size;) {
+    const std::size_t count = readAt(file, at, buffer);
+    if (count == 0) return {};
+    hash.add(std::span(buffer).first(count));
+    if (read) read(count);
+    at += count;
+  }
+  return hash.finish();
+}
+
 }  // namespace moxtel

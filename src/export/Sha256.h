@@ -2,9 +2,12 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <span>
 #include <string>
 #include <string_view>
+
+#include "platform/files/FileReader.h"
 
 struct evp_md_ctx_st;
 
@@ -26,5 +29,8 @@ class Sha256 final {
 };
 
 std::string sha256Of(std::string_view text);
+
+// Of a whole file; empty if it cannot be read to its end. Calls `read` with the number of bytes of each part.
+std::string checksumOf(const OpenFile& file, const std::function<void(std::uint64_t)>& read = {});
 
 }  // namespace moxtel

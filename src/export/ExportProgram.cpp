@@ -1,0 +1,43 @@
+#include "export/ExportProgram.h"
+
+#include "export/ExportProgress.h"
+#include "export/ExportRun.h"
+#include "platform/system/LogText.h"
+
+namespace moxtel {
+
+namespace {
+
+void printReport(Report& report, ExportResult result, bool asJson, const ExportProgramSeams& seams) {
+  const bool hasNothing =
+      result == ExportResult::WrongUsage || (result == ExportResult::Failed && report.libraries.empty());
+  if (asJson && !hasNothing) writeReportJson(report, [&](std::string_view text) { seams.out << text; });
+  if (!asJson && !hasNothing) seams.out << reportText(report);
+  seams.out.flush();
+  if (report.isInterrupted) seams.err << "moxtel-export: interrupted. The same command continues.\n";
+  if (!report.failure.empty()) seams.err << "moxtel-export: " << loggedText(report.failure) << ".\n";
+}
+
+}  // namespace
+
+int runExportProgram(EventLoop& loop, const std::vector<std::string>& arguments, SidecarWriter* sidecars,
+                     const ExportProgramSeams& seams) {
+  const auto parsed = parseExportOptions(arguments);
+  if (const auto* message = std::get_if<ExportMessage>(&parsed)) {
+    (message->exitStatus == 0 ? seams.out : seams.err) << message->text << std::flush;
+    return message->exitStatus;
+  }
+  const auto& options = std::get<ExportOptions>(parsed);
+  Report report;
+  ExportProgress progress(options.progress || seams.isTerminal ? &seams.err : nullptr, seams.isTerminal);
+  ExportRun::Seams run;
+  run.isCanceled = seams.isCanceled;
+  run.say = [&](std::string_view line) { seams.err << loggedText(line) << '\n' << std::flush; };
+  run.describe = [&](std::string_view line) { seams.out << line << '\n'; };
+  const ExportResult result = ExportRun(loop, options, report, progress, sidecars, std::move(run)).run();
+  progress.erase();
+  printReport(report, result, options.json, seams);
+  return static_cast<int>(result);
+}
+
+}  // namespace moxtel

@@ -1,0 +1,22 @@
+// What is looked at before an export begins. Any thread.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "platform/files/TargetFolder.h"
+
+namespace moxtel {
+
+class PrivateFolder;
+
+// For the user: why this target cannot be used for a library: one lies in the other. Empty if it can. Looks
+// through links. The target need not exist.
+std::string whyTargetOverlaps(const std::string& target, const std::string& library);
+
+// A copy of the target's state, which a dry run may change. The folder holds it. Empty if the target has
+// none.
+std::string copiedState(TargetFolder& target, const std::string& state,
+                        std::unique_ptr<PrivateFolder>& folder);
+
+}  // namespace moxtel

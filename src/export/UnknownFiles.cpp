@@ -1,0 +1,105 @@
+#include "export/UnknownFiles.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <vector>
+
+#include "export/LegalNames.h"
+#include "library/FileNameForms.h"
+#include "library/LibraryFiles.h"
+#include "library/PathNames.h"
+#include "library/answers/OpenLibrary.h"
+#include "library/database/LibraryDatabases.h"
+
+namespace moxtel {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// Also the masters of versions that are no photos, such as those in a trash that was emptied by halves.
+constexpr SqlText kMasters = "SELECT imagePath FROM RKMaster";
+
+constexpr int kDeepest = 32;
+
+const char* folderOfOriginals(LibraryKind kind) {
+  switch (kind) {
+    case LibraryKind::Photos5:
+      return "originals";
+    case LibraryKind::AlbumDataOnly:
+      return "Originals";
+    default:
+      return "Masters";
+  }
+}
+
+// Files that file managers and photo applications keep for themselves.
+bool isIgnored(const std::string& name) {
+  const std::string folded = foldedFileName(name);
+  return folded.starts_with('.') || folded == "thumbs.db" || folded == "desktop.ini" ||
+         folded.ends_with(".aae") || folded.ends_with(".xmp");
+}
+
+}  // namespace
+
+std::string legalPath(const std::string& path) {
+  std::string legal;
+  for (std::size_t at = 0; at <= path.size();) {
+    const std::size_t end = std::min(path.find('/', at), path.size());
+    const NameParts parts = legalParts(path.substr(at, end - at), 8);
+    if (!legal.empty()) legal += '/';
+    legal += parts.stem + parts.extension;
+    at = end + 1;
+  }
+  return legal;
+}
+
+void UnknownFiles::addRows() {
+  const bool isWhole = library_.databases().layout().hasPathCandidates;
+  Query rows = library_.databases().run(DatabaseFile::Library, kMasters, {});
+  while (rows.step()) {
+    const auto paths = rows.storedText(0);
+    for (std::size_t at = 0; paths && at < paths->size();) {
+      const std::size_t end = std::min(paths->find('\n', at), paths->size());
+      const std::string path(paths->substr(at, end - at));
+      scratch_.addKnown(appendingPathComponent(library_.path(), isWhole ? path : "Masters/" + path));
+      at = end + 1;
+    }
+  }
+}
+
+// Photos keeps the other files of a photo as UUID_3.mov and the like.
+bool UnknownFiles::isKnown(const std::string& path) {
+  if (scratch_.isKnown(path)) return true;
+  const std::size_t slash = path.rfind('/'), line = path.rfind('_');
+  if (library_.kind() != LibraryKind::Photos5 || line == std::string::npos || line < slash) return false;
+  for (const char* extension : {".jpeg", ".jpg", ".heic", ".png", ".mov", ".cr2", ".nef", ".dng"})
+    if (scratch_.isKnown(path.substr(0, line) + extension)) return true;
+  return false;
+}
+
+void UnknownFiles::forEach(const std::function<void(const std::string& path, OpenFile file)>& take) {
+  const fs::path top = fs::path(library_.path()) / folderOfOriginals(library_.kind());
+  addRows();
+  library_.releaseLocks();
+  std::error_code error;
+  std::vector<std::string> found;
+  fs::recursive_directory_iterator entry(top, fs::directory_options::skip_permission_denied, error);
+  for (; !error && entry != fs::end(entry); entry.increment(error)) {
+    std::error_code unreadable;
+    const std::string name = entry->path().filename().string();
+    if (entry.depth() >= kDeepest || isIgnored(name)) {
+      entry.disable_recursion_pending();
+      continue;
+    }
+    if (fs::is_regular_file(entry->symlink_status(unreadable)) && !isKnown(entry->path().string()))
+      found.push_back(entry->path().string());
+  }
+  std::sort(found.begin(), found.end());
+  for (const std::string& path : found) {
+    OpenFile file = library_.files().open(library_.path(), path).file;
+    if (file.state == FileState::Open) take(path.substr(library_.path().size() + 1), std::move(file));
+  }
+}
+
+}  // namespace moxtel

@@ -1,0 +1,45 @@
+// moxtel-export: copies the photos of libraries into plain folders.
+#include <atomic>
+#include <csignal>
+#include <iostream>
+
+#include "export/ExportProgram.h"
+#include "platform/files/PartialFile.h"
+#include "platform/loop/CoreLoop.h"
+#include "platform/loop/SignalWatcher.h"
+#include "platform/process/ThisProcess.h"
+#include "platform/system/SystemLog.h"
+
+namespace moxtel {
+namespace {
+
+int runExport(const std::vector<std::string>& arguments) {
+  // Discards the log: the report says what matters to the user.
+  setSystemLogSink([](std::string_view) {});
+  std::atomic<bool> isCanceled = false;
+  CoreLoop loop;
+  const SignalWatcher signals(
+      {SIGINT, SIGTERM, SIGHUP}, [](auto) {}, [](int) {}, [&](int) { isCanceled = true; });
+  loop.post([&] {
+    const ExportProgramSeams seams{std::cout, std::cerr, isErrorTerminal(),
+                                   [&] { return isCanceled.load(); }};
+    // The status of a failure that leaves an exception.
+    int status = 3;
+    try {
+      status = runExportProgram(loop, arguments, nullptr, seams);
+    } catch (const std::exception& error) {
+      std::cerr << "moxtel-export: " << error.what() << '\n';
+    }
+    loop.quit(status);
+  });
+  return loop.run();
+}
+
+}  // namespace
+}  // namespace moxtel
+
+int main(int argc, char** argv) {
+  moxtel::prepareProcess();
+  return moxtel::runProgram(
+      [&] { return moxtel::runExport(std::vector<std::string>(argv + (argc > 0 ? 1 : 0), argv + argc)); });
+}
