@@ -6,25 +6,20 @@ namespace moxtel {
 
 namespace {
 
-constexpr const char* kSchema =
-    "CREATE TABLE member (album INTEGER, position INTEGER, photo INTEGER, PRIMARY KEY (album, position)) "
-    "WITHOUT "
-    "ROWID;"
-    "CREATE INDEX albumOfMember ON member (library, photo, album);"
-    "CREATE TABLE selected (library INTEGER, photo INTEGER, PRIMARY KEY (library, photo)) WITHOUT ROWID;"
-    "CREATE TABLE photo (library INTEGER, id INTEGER, uuid TEXT, original TEXT, PRIMARY KEY (library, id)) "
-    "WITHOUT "
-    "ROWID;"
-    "CREATE TABLE owner (library INTEGER, master TEXT, uuid TEXT, PRIMARY KEY (library, master)) WITHOUT "
-    "ROWID;"
-    "CREATE TABLE pending (library INTEGER, id INTEGER, uuid TEXT, folder TEXT, date REAL, stem TEXT, files "
-    "TEXT);"
-    "CREATE TABLE todo (library INTEGER, id INTEGER, PRIMARY KEY (library, id)) WITHOUT ROWID;"
-    "CREATE TABLE retry (library INTEGER, id INTEGER, PRIMARY KEY (library, id)) WITHOUT ROWID;"
-    "CREATE TABLE known (library INTEGER, path TEXT, PRIMARY KEY (library, path)) WITHOUT ROWID;"
-    "CREATE TABLE twin (library INTEGER, name TEXT, size INTEGER, date INTEGER, PRIMARY KEY (library, name, "
-    "size, "
-    "date)) WITHOUT ROWID;";
+constexpr const char* kSchema = R"(
+CREATE TABLE member (library INTEGER, album INTEGER, position INTEGER, photo INTEGER,
+                     PRIMARY KEY (library, album, position)) WITHOUT ROWID;
+CREATE INDEX albumOfMember ON member (library, photo, album);
+CREATE TABLE selected (library INTEGER, photo INTEGER, PRIMARY KEY (library, photo)) WITHOUT ROWID;
+CREATE TABLE photo (library INTEGER, id INTEGER, uuid TEXT, original TEXT, PRIMARY KEY (library, id)) WITHOUT ROWID;
+CREATE TABLE owner (library INTEGER, master TEXT, uuid TEXT, PRIMARY KEY (library, master)) WITHOUT ROWID;
+CREATE TABLE pending (library INTEGER, id INTEGER, uuid TEXT, folder TEXT, date REAL, stem TEXT, name TEXT, files TEXT);
+CREATE TABLE todo (library INTEGER, id INTEGER, PRIMARY KEY (library, id)) WITHOUT ROWID;
+CREATE TABLE retry (library INTEGER, id INTEGER, PRIMARY KEY (library, id)) WITHOUT ROWID;
+CREATE TABLE known (library INTEGER, path TEXT, PRIMARY KEY (library, path)) WITHOUT ROWID;
+CREATE TABLE twin (library INTEGER, name TEXT, size INTEGER, date INTEGER,
+                   PRIMARY KEY (library, name, size, date)) WITHOUT ROWID;
+)";
 
 }  // namespace
 

@@ -11,6 +11,7 @@
 #include "export/UnknownFiles.h"
 #include "library/answers/OpenLibrary.h"
 #include "library/facts/PhotoFactsReader.h"
+#include "platform/files/Files.h"
 
 namespace moxtel {
 

@@ -32,6 +32,7 @@ LibrarySeams seamsOf(const OpenLibraryOptions& options, LibraryLocation& locatio
   LibrarySeams seams;
   seams.copyLimit = options.privateCopyLimit;
   seams.listsHiddenPhotos = true;
+  seams.onlyAlbumData = options.onlyAlbumData;
   seams.run = [&processes](const ProcessRequest& request) { return processes.run(request); };
   if (options.isEnding) seams.isEnding = options.isEnding;
   seams.permits = [&location, &files](const std::string& path) {

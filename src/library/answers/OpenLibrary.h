@@ -44,6 +44,8 @@ struct OpenLibraryOptions {
   std::string referencedFolders;
   // The data of the largest private copy of a database, in bytes.
   std::uint64_t privateCopyLimit = std::uint64_t{8} << 30;
+  // Whether everything is read from AlbumData.xml, because the databases are damaged.
+  bool onlyAlbumData = false;
   // Whether the program ends, so that queries and copies end too. Called on the library's thread.
   std::function<bool()> isEnding;
 };

@@ -52,6 +52,7 @@ void LibraryDatabases::useLibrary(const std::optional<std::string>& libraryPath)
 }
 
 LibraryLayout LibraryDatabases::layoutOf(const std::string& folder) const {
+  if (seams_.onlyAlbumData) return layoutOfAlbumData();
   return layoutOfLibrary(folder, seams_.listsHiddenPhotos ? HiddenPhotos::Keep : HiddenPhotos::LeaveOut);
 }
 

@@ -32,6 +32,8 @@ struct LibrarySeams {
   // Whether hidden photos of a library of Photos are listed, marked as hidden; else they are left out. Other
   // libraries always list them.
   bool listsHiddenPhotos = false;
+  // Whether everything is read from AlbumData.xml, because the databases are damaged.
+  bool onlyAlbumData = false;
   // Waits for a busy database.
   std::function<void(std::chrono::milliseconds)> sleep;
   // Whether the program ends: then nothing is waited for, and queries end.

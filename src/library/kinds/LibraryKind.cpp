@@ -52,6 +52,13 @@ LibraryKind kindOfLibrary(const std::string& folder) {
   return hasFile(folder, "Aperture.aplib/Library.apdb") ? LibraryKind::OlderAperture : LibraryKind::None;
 }
 
+LibraryLayout layoutOfAlbumData() {
+  LibraryLayout layout =
+      layoutOfOneFile(LibraryKind::AlbumDataOnly, "AlbumData.xml", [](sqlite3*) { return AdaptedSchema{}; });
+  layout.isFilledFromFile = true;
+  return layout;
+}
+
 LibraryLayout layoutOfLibrary(const std::string& folder, HiddenPhotos hidden) {
   const LibraryKind kind = kindOfLibrary(folder);
   switch (kind) {
@@ -61,11 +68,8 @@ LibraryLayout layoutOfLibrary(const std::string& folder, HiddenPhotos hidden) {
     case LibraryKind::Photos4:
       return layoutOfOneFile(kind, "database/photos.db",
                              [hidden](sqlite3* database) { return adaptPhotos4(database, hidden); });
-    case LibraryKind::AlbumDataOnly: {
-      LibraryLayout layout = layoutOfOneFile(kind, "AlbumData.xml", [](sqlite3*) { return AdaptedSchema{}; });
-      layout.isFilledFromFile = true;
-      return layout;
-    }
+    case LibraryKind::AlbumDataOnly:
+      return layoutOfAlbumData();
     case LibraryKind::IPhoto:
     case LibraryKind::OlderAperture:
     case LibraryKind::None:

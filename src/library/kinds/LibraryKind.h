@@ -45,6 +45,9 @@ LibraryKind kindOfLibrary(const std::string& folder);
 // For a folder without a library: the layout of iPhoto, whose files may come later. Any thread.
 LibraryLayout layoutOfLibrary(const std::string& folder, HiddenPhotos hidden = HiddenPhotos::LeaveOut);
 
+// For a folder with an AlbumData.xml, as if it had no databases. Any thread.
+LibraryLayout layoutOfAlbumData();
+
 // For the user: "Photos 5 library"; empty for iPhoto and for no library. version: AdaptedSchema's.
 std::string nameOfLibrary(LibraryKind kind, const std::string& version);
 
