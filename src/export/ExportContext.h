@@ -1,6 +1,7 @@
 // What the parts of one run share. Borrowed by all of them; one thread.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <stdexcept>
 #include <string>

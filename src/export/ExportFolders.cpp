@@ -60,9 +60,6 @@ std::string ExportFolders::pathOf(const std::string& key, const std::string& par
     const std::string whole = library_.folder + path;
     // The folders of links, and the lists, are named together.
     if (context_.state.isClaimed(whole) || (isList && context_.state.isClaimed(whole + ".m3u8"))) continue;
-    if (!context_.isFresh && isList &&
-        context_.target.look(whole + ".m3u8").kind != TargetEntry::Kind::Missing)
-      continue;
     context_.state.claim(whole);
     if (isList) context_.state.claim(whole + ".m3u8");
     context_.state.setFolder(library_.id, key, path);

@@ -42,17 +42,27 @@ constexpr const char* kExamples =
     "\nExit status: 0 complete; 1 the command line is wrong; 2 something is missing,\n"
     "see the report; 3 failed; 130 interrupted.";
 
+class HelpFormatter final : public CLI::Formatter {
+ public:
+  std::string make_usage(const CLI::App*, std::string) const override {
+    return "\nusage: moxtel-export [OPTION]... LIBRARY... TARGET\n\nLIBRARY is a library, or a disk or "
+           "folder with "
+           "libraries.\n";
+  }
+  std::string make_positionals(const CLI::App*) const override { return {}; }
+};
+
 class CommandLine final {
  public:
   CommandLine()
       : app_("Copies the photos of libraries, with all that is known about them, into plain folders.",
              "moxtel-export") {
+    app_.formatter(std::make_shared<HelpFormatter>());
     app_.set_help_flag("-h,--help", "show this help");
     app_.set_version_flag("--version", "moxtel-export " MOXTEL_VERSION, "show the version");
     app_.add_option("LIBRARY", paths_, "libraries or disks to search, then the target folder")
         ->required()
-        ->option_text("LIBRARY... TARGET");
-    app_.get_option("LIBRARY");
+        ->option_text(" ");
     addWhat();
     addWhere();
     addFacts();
@@ -140,7 +150,9 @@ class CommandLine final {
         ->type_name("HOW")
         ->take_last()
         ->group(group);
-    app_.add_flag("!--no-checksums", options_.checksums, "write no SHA256SUMS: faster")->group(group);
+    app_.add_flag_callback(
+            "--no-checksums", [this] { options_.checksums = false; }, "write no SHA256SUMS: faster")
+        ->group(group);
   }
 
   void addFacts() {

@@ -244,7 +244,8 @@ void ExportRun::plan(ExportedLibrary& library, std::vector<std::string>& unknown
   auto opened = open(library);
   const bool isReadable =
       opened->state() == OpenLibrary::State::Ready && opened->columns() && !opened->failed();
-  if (!isReadable && stampOf(library.path + "/AlbumData.xml").isRegular() && !library.fromAlbumData) {
+  if (!isReadable && opened->kind() != LibraryKind::AlbumDataOnly &&
+      stampOf(library.path + "/AlbumData.xml").isRegular() && !library.fromAlbumData) {
     library.fromAlbumData = true;
     opened = open(library);
     report_.add(Finding::LibraryDamaged, library.path, library.path,

@@ -16,6 +16,9 @@ constexpr const char* kSchema =
     "sourceSize INTEGER, sourceModified INTEGER, size INTEGER, modified INTEGER, sha256 TEXT, facts TEXT, "
     "PRIMARY "
     "KEY (library, uuid, role)) WITHOUT ROWID;"
+    "CREATE TABLE IF NOT EXISTS picture (library INTEGER, uuid TEXT, role INTEGER, size INTEGER, modified "
+    "INTEGER, "
+    "width INTEGER, height INTEGER, orientation INTEGER, PRIMARY KEY (library, uuid, role)) WITHOUT ROWID;"
     // A hash of each path: the paths of a million photos are long.
     "CREATE TABLE IF NOT EXISTS claim (hash INTEGER PRIMARY KEY);";
 
@@ -69,7 +72,12 @@ ExportState::ExportState(const std::string& path)
       plan_(sql_, "INSERT OR REPLACE INTO file (library, uuid, role, path, wasThere) VALUES (?, ?, ?, ?, ?)"),
       finish_(sql_, "INSERT OR REPLACE INTO file VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"),
       claim_(sql_, "INSERT OR IGNORE INTO claim VALUES (?)"),
-      isClaimed_(sql_, "SELECT 1 FROM claim WHERE hash = ?") {}
+      isClaimed_(sql_, "SELECT 1 FROM claim WHERE hash = ?"),
+      picture_(sql_,
+               "SELECT width, height, orientation FROM picture WHERE library = ? AND uuid = ? AND role = ? "
+               "AND size = ? "
+               "AND modified = ?"),
+      setPicture_(sql_, "INSERT OR REPLACE INTO picture VALUES (?, ?, ?, ?, ?, ?, ?, ?)") {}
 
 void ExportState::begin() {
   if (!inTransaction_) sql_.execute("BEGIN");
@@ -153,6 +161,23 @@ bool ExportState::isClaimed(std::string_view path) {
   const bool found = isClaimed_.with(hashOf(foldedFileName(path))).row();
   isClaimed_.reset();
   return found;
+}
+
+std::optional<ExportState::Picture> ExportState::picture(const FileKey& key, std::uint64_t size,
+                                                         std::int64_t modified) {
+  if (!picture_.with(key.library, key.uuid, static_cast<int>(key.role), size, modified).row())
+    return std::nullopt;
+  const Picture picture{picture_.integer(0), picture_.integer(1), picture_.integer(2)};
+  picture_.reset();
+  return picture;
+}
+
+void ExportState::setPicture(const FileKey& key, std::uint64_t size, std::int64_t modified,
+                             const Picture& picture) {
+  setPicture_
+      .with(key.library, key.uuid, static_cast<int>(key.role), size, modified, picture.width, picture.height,
+            picture.orientation)
+      .run();
 }
 
 void ExportState::forEachPicture(const std::function<void(const StateFile& file)>& take) {

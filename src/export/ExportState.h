@@ -91,6 +91,15 @@ class ExportState final {
   void plan(const FileKey& key, std::string_view path, bool wasThere);
   void finish(const FileKey& key, const StateFile& file);
 
+  // What was read from a picture of this size and time; reading RAW files takes milliseconds.
+  struct Picture {
+    std::int64_t width = 0;  // pixels; 0 unknown
+    std::int64_t height = 0;
+    std::int64_t orientation = 0;  // Exif's, 1 to 8; 0 unknown
+  };
+  std::optional<Picture> picture(const FileKey& key, std::uint64_t size, std::int64_t modified);
+  void setPicture(const FileKey& key, std::uint64_t size, std::int64_t modified, const Picture& picture);
+
   // Takes a path for one file or folder; false if it is taken. Compares without case and normal form.
   bool claim(std::string_view path);
   bool isClaimed(std::string_view path);
@@ -110,7 +119,7 @@ class ExportState final {
   };
   const Tables tables_;
   Statement setting_, set_, library_, libraryAt_, anyLibrary_, addLibrary_, folder_, setFolder_, find_, plan_,
-      finish_, claim_, isClaimed_;
+      finish_, claim_, isClaimed_, picture_, setPicture_;
 };
 
 }  // namespace moxtel

@@ -56,7 +56,7 @@ LibraryCopy::LibraryCopy(ExportContext& context, FileWriter& writer, const Expor
       writer_(writer),
       exported_(exported),
       library_(library),
-      sources_(library, properties, context.options),
+      sources_(context, exported, library, properties),
       folders_(folders) {}
 
 void LibraryCopy::report(Finding finding, const std::string& file, const std::string& reason) {
@@ -184,6 +184,7 @@ void LibraryCopy::writeList(std::size_t album) {
     if (text.size() < 9 && !context_.options.only.empty()) return;
     row.emplace();
     row->path = path;
+    row->wasThere = !context_.isFresh && context_.target.look(path).kind != TargetEntry::Kind::Missing;
   }
   writer_.writeText(key, *row, text, hash);
 }

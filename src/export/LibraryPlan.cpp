@@ -54,7 +54,7 @@ LibraryPlan::LibraryPlan(ExportContext& context, const ExportedLibrary& exported
     : context_(context),
       exported_(exported),
       library_(library),
-      sources_(library, properties, context.options),
+      sources_(context, exported, library, properties),
       folders_(context, exported, library.lists().containers()) {}
 
 void LibraryPlan::run(std::vector<std::string>& unknown) {

@@ -105,19 +105,32 @@ OpenFile PhotoSourceFinder::openOriginal(const PhotoFacts& photo) {
   return last;
 }
 
+ExportState::Picture PhotoSourceFinder::pictureOf(const PhotoFacts& photo, FileRole role,
+                                                  const OpenFile& file) {
+  const FileKey key{exported_.id, photo.uuid, role};
+  const std::int64_t modified = stampOf(file.descriptor.get()).modified;
+  if (const auto known = context_.state.picture(key, file.size, modified)) return *known;
+  ExportState::Picture picture;
+  if (const auto properties = properties_.propertiesOf(file))
+    picture = {numberAt(*properties, "PixelWidth"), numberAt(*properties, "PixelHeight"),
+               numberAt(*properties, "Orientation")};
+  context_.state.setPicture(key, file.size, modified, picture);
+  return picture;
+}
+
 bool PhotoSourceFinder::isEdited(const PhotoFacts& photo, const OpenFile& original) {
   if (photo.isAdjusted || !photo.mayBeTurned || original.state != FileState::Open)
     return moxtel::isEdited(photo, std::nullopt);
-  const auto properties = properties_.propertiesOf(original);
-  const std::int64_t orientation = properties ? numberAt(*properties, "Orientation") : 0;
+  const std::int64_t orientation = pictureOf(photo, FileRole::Original, original).orientation;
   return moxtel::isEdited(photo, orientation > 0 ? static_cast<int>(orientation) : 1);
 }
 
 void PhotoSourceFinder::addEdited(const PhotoFacts& photo, OpenFile edited, PhotoSources& found) {
   SourceFile file = sourceOf(FileRole::Edited, std::move(edited));
-  if (const auto properties = photo.isMovie ? std::nullopt : properties_.propertiesOf(file.file)) {
-    file.width = static_cast<std::int32_t>(numberAt(*properties, "PixelWidth"));
-    file.height = static_cast<std::int32_t>(numberAt(*properties, "PixelHeight"));
+  if (!photo.isMovie) {
+    const ExportState::Picture picture = pictureOf(photo, FileRole::Edited, file.file);
+    file.width = static_cast<std::int32_t>(picture.width);
+    file.height = static_cast<std::int32_t>(picture.height);
   }
   const bool isSmall =
       file.width > 0 && file.width < kSmaller * photo.width && file.height < kSmaller * photo.height;

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "export/ExportOptions.h"
+#include "export/ExportContext.h"
 #include "export/ExportState.h"
 #include "export/Report.h"
 #include "library/facts/PhotoFacts.h"
@@ -40,13 +40,19 @@ struct PhotoSources {
 class PhotoSourceFinder final {
  public:
   // Borrows everything.
-  PhotoSourceFinder(OpenLibrary& library, ImagePropertyReader& properties, const ExportOptions& options)
-      : library_(library), properties_(properties), options_(options) {}
+  PhotoSourceFinder(ExportContext& context, const ExportedLibrary& exported, OpenLibrary& library,
+                    ImagePropertyReader& properties)
+      : context_(context),
+        exported_(exported),
+        library_(library),
+        properties_(properties),
+        options_(context.options) {}
 
   PhotoSources find(const PhotoFacts& photo);
 
  private:
   OpenFile openFirst(const std::vector<std::string>& paths);
+  ExportState::Picture pictureOf(const PhotoFacts& photo, FileRole role, const OpenFile& file);
   OpenFile openOriginal(const PhotoFacts& photo);
   bool isEdited(const PhotoFacts& photo, const OpenFile& original);
   void addEdited(const PhotoFacts& photo, OpenFile edited, PhotoSources& found);
@@ -55,6 +61,8 @@ class PhotoSourceFinder final {
   void addCompanions(const PhotoFacts& photo, PhotoSources& found);
   SourceProblem problemOf(const PhotoFacts& photo, const OpenFile& original);
 
+  ExportContext& context_;
+  const ExportedLibrary& exported_;
   OpenLibrary& library_;
   ImagePropertyReader& properties_;
   const ExportOptions& options_;

@@ -10,6 +10,9 @@ namespace moxtel {
 
 namespace {
 
+// One line, cut, and safe for a terminal.
+std::string shown(std::string_view text) { return printableText(loggedText(text)); }
+
 std::string plural(std::uint64_t number, const char* one, const char* many) {
   return groupedNumber(number) + " " + (number == 1 ? one : many);
 }
@@ -40,10 +43,10 @@ std::string notes(const ReportCounts& counts) {
 std::string disks(Report& report) {
   std::string text;
   report.forEachReason(Finding::AbsentDisk, [&](std::string_view disk, std::uint64_t number) {
-    const std::string name = disk.empty() ? "a disk that is not attached" : "'" + loggedText(disk) + "'";
+    const std::string name = disk.empty() ? "a disk that is not attached" : "'" + shown(disk) + "'";
     text += plural(number, "photo lies on ", "photos lie on ") + name +
             (disk.empty() ? ": attach it"
-                          : ": attach it, and name it with --referenced '" + loggedText(disk) + "=FOLDER'") +
+                          : ": attach it, and name it with --referenced '" + shown(disk) + "=FOLDER'") +
             "\n";
   });
   return text;
@@ -55,8 +58,8 @@ std::string entriesOf(Report& report, Finding finding, std::uint64_t most) {
   report.forEach(
       finding,
       [&](const FindingEntry& entry) {
-        text += "  " + loggedText(entry.file);
-        if (!entry.reason.empty()) text += " (" + loggedText(entry.reason) + ")";
+        text += "  " + shown(entry.file);
+        if (!entry.reason.empty()) text += " (" + shown(entry.reason) + ")";
         text += "\n";
       },
       most);

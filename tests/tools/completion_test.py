@@ -1,6 +1,6 @@
 """Bash's completion offers what the programs' --help lists, no more and no less.
 
-Usage: completion_test.py COMPLETIONS_FOLDER MOXTEL MOXTEL_MAKE_LIBRARY"""
+Usage: completion_test.py COMPLETIONS_FOLDER MOXTEL MOXTEL_EXPORT MOXTEL_MAKE_LIBRARY"""
 import os
 import re
 import subprocess
@@ -29,7 +29,9 @@ def help_lines(program, heading):
 
 
 def long_options(program):
-    return sorted(re.match(r"(?:-\w,)?(--[\w-]+)", line).group(1) for line in help_lines(program, "Options"))
+    """From every group of --help."""
+    text = subprocess.run([PROGRAMS[program], "--help"], check=True, capture_output=True, text=True).stdout
+    return sorted(re.findall(r"^  (?:-\w,)?(--[\w-]+)", text, re.M))
 
 
 class Completion(unittest.TestCase):
@@ -53,6 +55,7 @@ class Completion(unittest.TestCase):
             # The program knows the value: what it misses is the folder.
             run = subprocess.run([PROGRAMS["moxtel-make-library"], "--images", value], capture_output=True, text=True)
             self.assertIn("DIR is required", run.stderr)
+        self.assertEqual(completed("moxtel-export", ["x", "--layout", ""]), ["dates", "events"])
         self.assertEqual(completed("moxtel", ["--port", ""]), [])
 
     def test_offers_files(self):
@@ -65,5 +68,5 @@ class Completion(unittest.TestCase):
 
 if __name__ == "__main__":
     FOLDER = sys.argv.pop(1)
-    PROGRAMS = {"moxtel": sys.argv.pop(1), "moxtel-make-library": sys.argv.pop(1)}
+    PROGRAMS = {name: sys.argv.pop(1) for name in ("moxtel", "moxtel-export", "moxtel-make-library")}
     unittest.main()

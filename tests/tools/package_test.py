@@ -17,7 +17,7 @@ import unittest
 
 BUILD, CPACK = map(pathlib.Path, sys.argv[1:3])
 DESKTOP, HEADLESS, DECODER = "moxtelserver", "moxtelserver-headless", "moxtelserver-raw-heic"
-PROGRAMS = ("MoxtelServer", "moxtelserverd", "moxtel", "moxtel-make-library")
+PROGRAMS = ("MoxtelServer", "moxtelserverd", "moxtel", "moxtel-export", "moxtel-make-library")
 
 
 def output_of(*command, **options):
@@ -84,7 +84,7 @@ class Package(unittest.TestCase):
             self.assertTrue(list((self.root / "usr/share/man").glob("man?/%s.?.gz" % name)), name)
         for helper in ("moxtel-database-copier", "moxtel-movie-converter", "moxtel-picture-decoder", "moxtel-property-reader"):
             self.assertTrue((self.root / "usr/libexec/moxtel" / helper).is_file())
-        for client in ("moxtel", "moxtel-make-library"):
+        for client in ("moxtel", "moxtel-export", "moxtel-make-library"):
             self.assertTrue((self.root / "usr/share/bash-completion/completions" / client).is_file())
         self.assertTrue((self.root / "usr/share/moxtelserver/Help.html").is_file())
 
