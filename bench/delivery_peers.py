@@ -80,7 +80,7 @@ def moxtel(binaries, folder, library):
     port = free_port()
     environment = {"HOME": str(folder), "TMPDIR": str(folder), "PATH": os.environ["PATH"], "TZ": "UTC",
                    "XDG_CONFIG_HOME": str(folder), "LC_ALL": "C.UTF-8"}
-    return Program([str(binaries / "moxtelserverd"), "-LibraryPath", str(library), "-Port", str(port)], port,
+    return Program([str(binaries / "moxtelserverd"), "-LibraryPath", str(library), "-Port", str(port), "-WebPort", "0"], port,
                    environment)
 
 

@@ -7,6 +7,7 @@
 #include "library/ReferencedFolders.h"
 #include "support/MXSVersion.h"
 #include "value/Format.h"
+#include "web/WebSettings.h"
 
 namespace moxtel {
 
@@ -71,6 +72,17 @@ std::string wrongAccess(const UserDefaults& defaults) {
   return wrong ? *wrong : std::string();
 }
 
+// Ports that only settle on one number by their defaults are reported at the start: then the handheld is
+// served.
+std::string wrongWeb(const UserDefaults& defaults) {
+  const auto settings = webSettings(defaults);
+  if (const auto* wrong = std::get_if<std::string>(&settings)) return *wrong;
+  const bool areGiven = defaults.stringForKey("Port") && defaults.stringForKey("WebPort");
+  const std::uint16_t port = std::get<WebSettings>(settings).port;
+  if (!areGiven || port == 0 || defaults.integerForKey("Port") != port) return {};
+  return format("-WebPort: the page for browsers needs another port than -Port, which is %d, too", port);
+}
+
 }  // namespace
 
 const std::vector<DefaultKey>& serverDefaultKeys() {
@@ -82,6 +94,15 @@ const std::vector<DefaultKey>& serverDefaultKeys() {
        "addresses and networks that may connect, for example '192.168.1.0/24, 10.0.0.7' (all)"},
       {"ReferencedFolders", DefaultKind::Text,
        "folders outside the library that it may use: FOLDER or VolumeName=FOLDER, separated by ':'"},
+      {"WebPort", DefaultKind::Integer, "TCP port of the page for browsers; 0 is none (4251)"},
+      {"WebAccess", DefaultKind::Text,
+       "who may see the page: key (each device needs the key once), open (no key), off (key)"},
+      {"WebHosts", DefaultKind::Text, "further names by which browsers call this machine"},
+      {"WebProxy", DefaultKind::Text, "addresses of reverse proxies whose X-Forwarded-… fields count"},
+      {"WebLibraries", DefaultKind::Text,
+       "further libraries on the page, or folders that are searched for them, separated by ':'"},
+      {"WebCacheSize", DefaultKind::Integer,
+       "largest cache of pictures and movies made for the page, in megabytes (2048)"},
       {"PreferAperture", DefaultKind::Boolean, "serve Aperture's library instead of iPhoto's (NO)"},
       {"RevealPhoto", DefaultKind::Boolean, "clients may show photos in the photo application (YES)"},
       {"HideHidden", DefaultKind::Boolean, "leave hidden photos out of smart albums (NO)"},
@@ -119,6 +140,7 @@ std::optional<int> takeCommandLine(const ProgramDescription& program,
   if (wrong.empty()) wrong = wrongPort(defaults);
   if (wrong.empty()) wrong = wrongAccess(defaults);
   if (wrong.empty()) wrong = wrongFolders(defaults);
+  if (wrong.empty()) wrong = wrongWeb(defaults);
   if (wrong.empty()) return std::nullopt;
   std::cerr << program.name << ": " << wrong << "\nTry '" << program.name << " --help'.\n";
   return kUsageStatus;

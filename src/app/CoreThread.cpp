@@ -57,7 +57,7 @@ void CoreThread::post(Action action) {
 }
 
 void CoreThread::reportStatus(ServerProgram& program) {
-  ServerStatus status = program.delegate().status();
+  ServerStatus status = program.status();
   if (lastReported_ && *lastReported_ == status) return;
   lastReported_ = std::make_unique<ServerStatus>(status);
   statusChanged_(status);

@@ -5,9 +5,12 @@
 #include "platform/applications/RemoteApplications.h"
 #include "platform/applications/RunningApplications.h"
 #include "platform/applications/ScriptInterpreters.h"
+#include "platform/files/UserFolders.h"
 #include "platform/loop/CoreLoop.h"
 #include "platform/system/HostNames.h"
 #include "platform/system/SystemLog.h"
+#include "value/Format.h"
+#include "web/WebServer.h"
 
 namespace moxtel {
 
@@ -32,6 +35,7 @@ constexpr EventLoop::Duration kNotesInterval = std::chrono::seconds(10);
 
 ServerProgram::ServerProgram(CoreLoop& loop, UserDefaults& defaults, ConsoleView& view)
     : loop_(loop),
+      defaults_(defaults),
       console_(loop, defaults),
       view_(view),
       scripts_(makeScriptRunner(defaults, processes_)),
@@ -46,6 +50,7 @@ ServerProgram::ServerProgram(CoreLoop& loop, UserDefaults& defaults, ConsoleView
 }
 
 ServerProgram::~ServerProgram() {
+  web_.reset();
   delegate_.reset();
   reportLinesLeftOut(AtEnd::Yes);
   console_.removeView(view_);
@@ -67,6 +72,41 @@ void ServerProgram::start() {
   notesTimer_ = loop_.callEvery(kNotesInterval, [this] { reportLinesLeftOut(AtEnd::No); });
   console_.showTitle("Info", scripts_->description());
   delegate_->applicationDidFinishLaunching();
+  startWeb();
+}
+
+// The page of a library that is not served to the handheld's clients is of use, too.
+void ServerProgram::startWeb() {
+  const auto settings = webSettings(defaults_);
+  if (const auto* wrong = std::get_if<std::string>(&settings)) {
+    console_.showTitle("Error", "There is no page for browsers: " + *wrong);
+    return;
+  }
+  const auto& wanted = std::get<WebSettings>(settings);
+  if (wanted.port == 0) return;
+  if (wanted.port == (defaults_.integerForKey("Port") & 0xFFFF)) {
+    console_.showTitle("Error",
+                       format("There is no page for browsers: -WebPort and -Port are both %d", wanted.port));
+    return;
+  }
+  web_ = std::make_unique<WebServer>(
+      wanted,
+      WebServer::Environment{
+          loop_, discovery_.get(), settingsFolder() + "/MoxtelServer/web-access",
+          [this](std::string_view title, const std::string& text) { console_.showTitle(title, text); },
+          [this](const QrCode& code) { view_.showTerminalPicture(code.blocks()); }},
+      nullptr);
+  web_->start();
+}
+
+ServerStatus ServerProgram::status() {
+  ServerStatus status = delegate_->status();
+  if (web_) status.web = web_->status();
+  return status;
+}
+
+void ServerProgram::renewWebKey() {
+  if (web_) web_->renewKey();
 }
 
 }  // namespace moxtel

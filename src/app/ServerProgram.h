@@ -14,6 +14,7 @@
 namespace moxtel {
 
 class CoreLoop;
+class WebServer;
 
 class ServerProgram final {
  public:
@@ -31,11 +32,17 @@ class ServerProgram final {
   // before the loop's quit.
   void endWork();
   MXPAppDelegate& delegate() { return *delegate_; }
+  // The state of the server and of the page for browsers.
+  ServerStatus status();
+  // Sends every device of the page away and makes another key.
+  void renewWebKey();
 
  private:
+  void startWeb();
   void reportLinesLeftOut(AtEnd atEnd);
 
   CoreLoop& loop_;
+  UserDefaults& defaults_;
   SystemProcessRunner processes_;
   NotificationCenter notifications_;
   MXSConsole console_;
@@ -45,6 +52,7 @@ class ServerProgram final {
   std::unique_ptr<RunningApplications> applications_;
   std::unique_ptr<DnsSd> discovery_;
   std::unique_ptr<MXPAppDelegate> delegate_;
+  std::unique_ptr<WebServer> web_;  // null: there is no page
   std::unique_ptr<Timer> notesTimer_;
 };
 

@@ -9,6 +9,7 @@
 
 #include "library/LibrarySummary.h"
 #include "library/database/DatabaseProblems.h"
+#include "web/WebStatus.h"
 
 namespace moxtel {
 
@@ -26,6 +27,7 @@ struct ServerStatus {
   std::string publishedName;           // empty: not published
   std::string publicationProblem;      // why not; empty while published, and until a problem is known
   std::optional<std::string> client;   // short host name of the connected client
+  WebStatus web;
   bool preferAperture = false;
   bool revealPhoto = true;
   friend bool operator==(const ServerStatus&, const ServerStatus&) = default;

@@ -45,6 +45,9 @@ class ConsoleView {
  public:
   virtual ~ConsoleView() = default;
   virtual void appendLine(const ConsoleLine& line) = 0;
+  // Shows a picture made of characters and escape sequences for a terminal, in lines with their newlines;
+  // other views leave it out.
+  virtual void showTerminalPicture(std::string_view /*lines*/) {}
   // Makes the view visible and brings it to the front; a view without a window does nothing.
   virtual void raise() {}
 

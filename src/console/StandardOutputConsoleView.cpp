@@ -22,4 +22,8 @@ void StandardOutputConsoleView::appendLine(const ConsoleLine& line) {
   });
 }
 
+void StandardOutputConsoleView::showTerminalPicture(std::string_view lines) {
+  if (output_.isTerminal()) output_.write(lines, [](std::string_view) { return std::string(); });
+}
+
 }  // namespace moxtel

@@ -20,6 +20,7 @@ class StandardOutputConsoleView final : public ConsoleView {
   StandardOutputConsoleView(std::FILE* stream, OutputKind kind) : output_(::fileno(stream)), kind_(kind) {}
 
   void appendLine(const ConsoleLine& line) override;
+  void showTerminalPicture(std::string_view lines) override;
 
  private:
   std::string linesOf(const ConsoleLine& line) const;

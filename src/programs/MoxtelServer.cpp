@@ -76,6 +76,7 @@ class Desktop final {
       core_.post([](ServerProgram& program) { program.delegate().showConsole(); });
     };
     actions.dontShowHelp = [this](bool hidden) { defaults_.setBool("DontShowHelp", hidden); };
+    actions.renewWebKey = [this] { core_.post([](ServerProgram& program) { program.renewWebKey(); }); };
     return actions;
   }
 

@@ -53,11 +53,27 @@ TEST(CommandLine, rejectsWrongArgumentsWithStatus2) {
                                              {"-Port", "-1"},
                                              {"-ListenAddress", "localhost"},
                                              {"-AllowedClients", "192.168.1.0/33"},
-                                             {"-ReferencedFolders", "/mnt/old:pictures"}}) {
+                                             {"-ReferencedFolders", "/mnt/old:pictures"},
+                                             {"-WebPort", "65536"},
+                                             {"-WebPort", "-1"},
+                                             {"-WebAccess", "everyone"},
+                                             {"-WebHosts", "photos.example.net, a/b"},
+                                             {"-WebProxy", "proxy"},
+                                             {"-Port", "4300", "-WebPort", "4300"}}) {
     UserDefaults defaults;
     ::testing::internal::CaptureStderr();
     EXPECT_EQ(takeCommandLine(kProgram, arguments, defaults), 2) << arguments.front();
     EXPECT_NE(::testing::internal::GetCapturedStderr(), "") << arguments.front();
+  }
+}
+
+TEST(CommandLine, acceptsEqualPortsWherePageOrServerHaveNone) {
+  for (const std::vector<std::string>& arguments :
+       std::vector<std::vector<std::string>>{{"-Port", "0", "-WebPort", "0"},
+                                             {"-Port", "4251"},
+                                             {"-Port", "4251", "-WebPort", "4251", "-WebAccess", "off"}}) {
+    UserDefaults defaults;
+    EXPECT_EQ(takeCommandLine(kProgram, arguments, defaults), std::nullopt);
   }
 }
 

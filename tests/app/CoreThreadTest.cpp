@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <condition_variable>
 #include <functional>
 #include <future>
@@ -46,6 +47,7 @@ class CoreThreadTest : public testing::Test {
   CoreThreadTest() {
     defaults.setString("LibraryPath", library.path());
     defaults.setString("Port", "0");
+    defaults.setString("WebPort", "0");
   }
   std::unique_ptr<CoreThread> started() {
     return std::make_unique<CoreThread>(defaults, recorder,
@@ -66,6 +68,18 @@ TEST_F(CoreThreadTest, servesAndReportsTheStatus) {
   EXPECT_TRUE(statusBecomes([&](const ServerStatus& status) {
     return status.port != 0 && status.libraryPath == library.path() && status.libraryProblem.empty();
   }));
+}
+
+TEST_F(CoreThreadTest, hasNoPageOnTheServersPort) {
+  defaults.setString("Port", "4340");
+  defaults.setString("WebPort", "4340");
+  const auto core = started();
+  EXPECT_TRUE(recorder.eventually([](const auto&, const auto& lines) {
+    return std::ranges::find(lines,
+                             "Error: There is no page for browsers: -WebPort and -Port are both 4340") !=
+           lines.end();
+  }));
+  EXPECT_TRUE(statusBecomes([](const ServerStatus& status) { return !status.web.isOn; }));
 }
 
 TEST_F(CoreThreadTest, runsActionsOnItsOwnThread) {

@@ -55,6 +55,7 @@ class MainWindowTest : public testing::Test {
     actions.revealPhoto = [this](bool on) { requested.emplace_back(on ? "reveal" : "no reveal"); };
     actions.showConsole = [this] { requested.emplace_back("console"); };
     actions.dontShowHelp = [this](bool on) { requested.emplace_back(on ? "hide help" : "show help"); };
+    actions.renewWebKey = [this] { requested.emplace_back("renew key"); };
     return actions;
   }
 
@@ -83,6 +84,28 @@ TEST_F(MainWindowTest, showsTheLibraryAndTheNetworkState) {
   EXPECT_EQ(shown("port"), "4250");
   EXPECT_EQ(shown("published"), "photobox");
   EXPECT_EQ(shown("client"), "No client is connected");
+}
+
+TEST_F(MainWindowTest, showsTheAddressOfThePageAndItsCode) {
+  EXPECT_FALSE(part<QPushButton>("renewWebKey").isEnabled());
+  ServerStatus status = servedStatus();
+  status.web = {
+      true, {"http://192.168.1.4:4251/"}, "http://192.168.1.4:4251/in/abcdefghijkmnpqrstuv", "012345", ""};
+  window.showStatus(status);
+  EXPECT_EQ(shown("pageAddress"), "http://192.168.1.4:4251/");
+  EXPECT_EQ(shown("pageDigits"), "Six digits: 012345");
+  EXPECT_GT(part<QLabel>("pageCode").pixmap().width(), 80);
+  part<QPushButton>("renewWebKey").click();
+  EXPECT_THAT(requested, ElementsAre("renew key"));
+}
+
+TEST_F(MainWindowTest, showsWhyThereIsNoPage) {
+  ServerStatus status = servedStatus();
+  status.web.isOn = true;
+  status.web.problem = "Address already in use";
+  window.showStatus(status);
+  EXPECT_EQ(shown("pageAddress"), "Not listening: Address already in use");
+  EXPECT_TRUE(part<QLabel>("pageCode").pixmap().isNull());
 }
 
 TEST_F(MainWindowTest, showsEllipsesUntilTheServerHasStarted) {

@@ -68,7 +68,7 @@ OWNERS = [
     (r"avahi-\w+/.*", {"dnssd"}),
     (r"sqlite3\.h", {"library"}),
     (r"expat\.h", {"plist"}),
-    (r"microhttpd\.h", {"web"}),
+    (r"(microhttpd|qrencode)\.h", {"web"}),
 ]
 # Files outside those folders that may include such a header all the same, each with its reason.
 OTHER_OWNERS = {

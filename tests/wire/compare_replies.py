@@ -158,7 +158,8 @@ def compare(library, before, after, options):
     """How many requests had different replies, and how many bytes were the same."""
     requests = Requests(library, options.seed)
     different = same_bytes = replies = 0
-    with moxteltest.Server(library, binary=before) as first, moxteltest.Server(library, binary=after) as second:
+    with moxteltest.Server(library, binary=before, web_port=None) as first, \
+            moxteltest.Server(library, binary=after) as second:
         peers = Peer(first), Peer(second)
         for number in range(options.requests):
             data, text = requests.choose()

@@ -72,7 +72,7 @@ class DnsSdTest(unittest.TestCase):
     def serve(host):
         """The real server, with its own settings and without a library."""
         host.environment["XDG_CONFIG_HOME"] = host.folder
-        return host.start(SERVER, "-Port", "4250", "-LibraryPath", host.folder + "/nothing")
+        return host.start(SERVER, "-Port", "4250", "-WebPort", "0", "-LibraryPath", host.folder + "/nothing")
 
     @staticmethod
     def avahi_browse(host):

@@ -97,11 +97,14 @@ EVERY_LINE = ("-DebugLevel", 1, "-DebugLogPath", "/dev/null")
 class Server:
     """One running server; a context manager."""
 
-    def __init__(self, library, *arguments, wait=True, environment=(), binary=None, terminal=None, prefix=()):
-        """The server's controlling terminal is the descriptor `terminal`; it has none by default, as a service."""
+    def __init__(self, library, *arguments, wait=True, environment=(), binary=None, terminal=None, prefix=(),
+                 web_port=0):
+        """The page for browsers is off unless it has a port; None leaves the option out. The server's controlling terminal is the descriptor `terminal`; it has none by default, as a service."""
         self.port = free_port()
         self.home = pathlib.Path(tempfile.mkdtemp(prefix="moxteltest."))
         self.arguments = [str(binary or program("MOXTEL_SERVER")), "-Port", str(self.port)]
+        if web_port is not None:
+            self.arguments += ["-WebPort", str(web_port)]
         if library is not None:
             self.arguments += ["-LibraryPath", str(library)]
         self.arguments = [*prefix, *self.arguments, *map(str, arguments)]

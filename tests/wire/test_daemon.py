@@ -255,7 +255,7 @@ class Daemon(moxteltest.LibraryTestCase):
         environment = {"PATH": "/usr/bin:/bin", "HOME": str(self.folder), "XDG_CONFIG_HOME": str(self.folder),
                        "JOURNAL_STREAM": "%d:%d" % (stream.st_dev, stream.st_ino)}
         daemon = subprocess.Popen(
-            [moxteltest.program("MOXTEL_SERVER"), "-Port", "0", "-LibraryPath", str(self.folder / "nothing")],
+            [moxteltest.program("MOXTEL_SERVER"), "-Port", "0", "-WebPort", "0", "-LibraryPath", str(self.folder / "nothing")],
             env=environment, stdin=subprocess.DEVNULL, stdout=writer, stderr=writer)
         os.close(writer)
         text = b""

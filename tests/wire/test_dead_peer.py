@@ -52,7 +52,7 @@ class DeadPeer(moxteltest.LibraryTestCase):
             host.up()
         self.port = 4250
         self.large = self.folder / "Large"
-        self.server = self.home.start(moxteltest.program("MOXTEL_SERVER"), "-Port", str(self.port), "-LibraryPath",
+        self.server = self.home.start(moxteltest.program("MOXTEL_SERVER"), "-Port", str(self.port), "-WebPort", "0", "-LibraryPath",
                                       str(self.library_to_serve()))
         self.server.wait_for(lambda line: "Listening on port" in line, moxteltest.PATIENCE)
 

@@ -16,6 +16,7 @@
 #include <QVBoxLayout>
 
 #include "app/windows/LibraryChooser.h"
+#include "app/windows/PagePanel.h"
 #include "console/window/ConsoleWindow.h"
 #include "support/Localization.h"
 
@@ -103,7 +104,11 @@ MainWindow::MainWindow(MainWindowActions actions, QWidget* parent)
   };
   auto* left = new QVBoxLayout;
   left->addWidget(makeLibraryGroup());
-  left->addWidget(makeNetworkGroup());
+  auto* network = new QHBoxLayout;
+  network->addWidget(makeNetworkGroup(), 3);
+  page_ = new PagePanel([this] { actions_.renewWebKey(); });
+  network->addWidget(page_, 2);
+  left->addLayout(network);
   left->addWidget(makeButtons());
   left->addWidget(makeLastLines(), 1);
   auto* row = new QHBoxLayout;
@@ -257,6 +262,7 @@ void MainWindow::refuseLibrary(const std::string& why, const std::vector<FoundLi
 void MainWindow::showStatus(const ServerStatus& status) {
   showLibrary(status);
   showNetwork(status);
+  page_->showStatus(status.web);
   setChecked(*preferAperture_, status.preferAperture);
   setChecked(*revealPhoto_, status.revealPhoto);
   for (QCheckBox* box : {preferAperture_, revealPhoto_}) box->setEnabled(true);

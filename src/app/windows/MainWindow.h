@@ -23,6 +23,8 @@ class QTextBrowser;
 
 namespace moxtel {
 
+class PagePanel;
+
 // The user's actions. Called on the windows' thread; they must not block.
 struct MainWindowActions {
   std::function<void(const std::string& folder)> chooseLibrary;
@@ -33,6 +35,8 @@ struct MainWindowActions {
   std::function<void(bool allowed)> revealPhoto;
   std::function<void()> showConsole;
   std::function<void(bool hidden)> dontShowHelp;
+  // Sends every device of the page away and makes another key.
+  std::function<void()> renewWebKey;
 };
 
 class MainWindow final : public QMainWindow {
@@ -81,6 +85,7 @@ class MainWindow final : public QMainWindow {
   QLabel* client_ = nullptr;
   QLabel* busy_ = nullptr;
   QPushButton* disconnect_ = nullptr;
+  PagePanel* page_ = nullptr;
   QPushButton* helpButton_ = nullptr;
   QCheckBox* preferAperture_ = nullptr;
   QCheckBox* revealPhoto_ = nullptr;

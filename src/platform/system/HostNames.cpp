@@ -78,6 +78,23 @@ std::vector<std::string> localIPv4Addresses() {
   return addresses;
 }
 
+// A datagram socket only looks its route up when it is connected.
+std::optional<std::string> addressOfDefaultRoute() {
+  const FileDescriptor socket(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(9);
+  // An address for documents (RFC 5737): not in use.
+  ::inet_pton(AF_INET, "198.51.100.1", &address.sin_addr);
+  auto* const place = reinterpret_cast<sockaddr*>(&address);
+  socklen_t size = sizeof address;
+  if (!socket || ::connect(socket.get(), place, size) != 0 ||
+      ::getsockname(socket.get(), place, &size) != 0) {
+    return std::nullopt;
+  }
+  return dottedQuad(place);
+}
+
 std::string whyInterfacesCannotBeWatched() {
   const FileDescriptor socket(::socket(PF_NETLINK, SOCK_DGRAM | SOCK_CLOEXEC, NETLINK_ROUTE));
   sockaddr_nl address{};

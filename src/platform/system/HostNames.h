@@ -15,6 +15,10 @@ std::string currentHostName();
 // where there are no others.
 std::vector<std::string> localIPv4Addresses();
 
+// The IPv4 address from which this machine reaches other networks; nothing without a default route. Sends
+// nothing.
+std::optional<std::string> addressOfDefaultRoute();
+
 struct InterfaceAddress {
   int interface = 0;    // its index in the kernel
   std::string address;  // IPv4, a dotted quad

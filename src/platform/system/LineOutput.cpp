@@ -5,6 +5,7 @@
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -24,6 +25,8 @@ FileDescriptor openForAppending(const std::string& path) {
   constexpr int kFlags = O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
   return FileDescriptor(::open(path.c_str(), kFlags, 0666));
 }
+
+bool LineOutput::isTerminal() const { return ::isatty(descriptor_) == 1; }
 
 bool LineOutput::write(std::string_view lines, const NoteLines& noteLines) {
   const std::lock_guard lock(mutex_);

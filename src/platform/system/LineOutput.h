@@ -29,6 +29,8 @@ class LineOutput final {
   // Borrows the descriptor. It may be redirected (dup2) at any time.
   explicit LineOutput(int descriptor) : descriptor_(descriptor) {}
 
+  // Whether a person reads the lines.
+  bool isTerminal() const;
   // Writes whole lines, each with its newline. Waits at most a tenth of a second for the reader, and not at
   // all once the reader has missed lines. False when the lines, or a part of them, were dropped.
   bool write(std::string_view lines, const NoteLines& noteLines);

@@ -86,14 +86,18 @@ ClientRules::ClientRules(Settings settings) : settings_(std::move(settings)) {
   std::erase_if(settings_.hosts, [](const std::string& host) { return host.empty() || host == ".local"; });
 }
 
-bool ClientRules::mayConnect(IPv4Address peer) const { return isProxy(peer) || isAllowed(peer); }
-
-bool ClientRules::isAllowed(IPv4Address peer) const {
-  return settings_.allowedClients.empty() ? isLocalNetwork(peer) : settings_.allowedClients.contains(peer);
+bool ClientRules::mayConnect(IPv4Address peer, IPv4Address local) const {
+  return isProxy(peer) || isAllowed(peer, local);
 }
 
-bool ClientRules::isAllowedText(std::string_view address) const {
-  if (const auto parsed = parseIPv4Address(address)) return isAllowed(*parsed);
+// A program on this machine may have a public address.
+bool ClientRules::isAllowed(IPv4Address peer, IPv4Address local) const {
+  if (!settings_.allowedClients.empty()) return settings_.allowedClients.contains(peer);
+  return isLocalNetwork(peer) || peer == local;
+}
+
+bool ClientRules::isAllowedText(std::string_view address, IPv4Address local) const {
+  if (const auto parsed = parseIPv4Address(address)) return isAllowed(*parsed, local);
   return settings_.allowedClients.empty() && isLocalIPv6(address);
 }
 
@@ -107,7 +111,7 @@ WebClient ClientRules::clientOf(const RawRequest& request) const {
   } else {
     client.address = textOf(request.peer);
   }
-  client.isAllowed = isAllowedText(client.address);
+  client.isAllowed = isAllowedText(client.address, request.local);
   client.isHostAllowed = host && isHostAllowed(*host, request.local);
   return client;
 }

@@ -34,16 +34,17 @@ class ClientRules final {
 
   explicit ClientRules(Settings settings);
 
-  // Whether a connection from this address is accepted. A proxy's clients are checked with each request.
-  bool mayConnect(IPv4Address peer) const;
+  // Whether a connection between these addresses is accepted. A proxy's clients are checked with each
+  // request.
+  bool mayConnect(IPv4Address peer, IPv4Address local) const;
   bool isProxy(IPv4Address peer) const {
     return !settings_.proxies.empty() && settings_.proxies.contains(peer);
   }
   WebClient clientOf(const RawRequest& request) const;
 
  private:
-  bool isAllowed(IPv4Address peer) const;
-  bool isAllowedText(std::string_view address) const;
+  bool isAllowed(IPv4Address peer, IPv4Address local) const;
+  bool isAllowedText(std::string_view address, IPv4Address local) const;
   bool isHostAllowed(std::string_view host, IPv4Address local) const;
   std::string forwardedAddress(const RawRequest& request) const;
 

@@ -51,11 +51,12 @@ bool bindAndListen(int socket, IPv4Address address, std::uint16_t port) {
          ::listen(socket, kBacklog) == 0;
 }
 
-std::uint16_t portOf(int socket) {
+// This end of a connection, or where a socket listens.
+sockaddr_in localEndOf(int socket) {
   sockaddr_in address{};
   socklen_t size = sizeof address;
-  if (::getsockname(socket, reinterpret_cast<sockaddr*>(&address), &size) != 0) return 0;
-  return ntohs(address.sin_port);
+  if (::getsockname(socket, reinterpret_cast<sockaddr*>(&address), &size) != 0) return {};
+  return address;
 }
 
 }  // namespace
@@ -69,7 +70,7 @@ std::string HttpListener::start(IPv4Address address, std::uint16_t port) {
     socket_.close();
     return reason;
   }
-  port_ = portOf(socket_.get());
+  port_ = ntohs(localEndOf(socket_.get()).sin_port);
   nextTick_ = std::chrono::steady_clock::now() + kTick;
   try {
     thread_ = std::thread([this] { run(); });
@@ -118,7 +119,9 @@ void HttpListener::acceptOne() {
   }
   const auto ofPeer = std::ranges::count_if(
       waiting_, [&](const Waiting& each) { return each.peer.sin_addr.s_addr == peer.sin_addr.s_addr; });
-  if (!events_.mayConnect(addressOf(peer), static_cast<std::size_t>(ofPeer), waiting_.size())) return;
+  if (!events_.mayConnect(addressOf(peer), addressOf(localEndOf(connection.get())),
+                          static_cast<std::size_t>(ofPeer), waiting_.size()))
+    return;
   waiting_.push_back({std::move(connection), peer, std::chrono::steady_clock::now()});
 }
 

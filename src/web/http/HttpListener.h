@@ -25,7 +25,8 @@ class HttpListener final {
   struct Events {
     // Whether to accept a connection from the address, while some others, and some of this address, have not
     // sent their first byte yet.
-    std::function<bool(IPv4Address peer, std::size_t waitingOfPeer, std::size_t waiting)> mayConnect;
+    std::function<bool(IPv4Address peer, IPv4Address local, std::size_t waitingOfPeer, std::size_t waiting)>
+        mayConnect;
     std::function<void(FileDescriptor connection, const sockaddr_in& peer)> connected;
     std::function<void()> tick;
   };

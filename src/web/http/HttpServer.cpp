@@ -145,8 +145,8 @@ HttpServer::HttpServer(const ClientRules& rules, const HttpGate& gate, HttpHandl
       handler_(handler),
       limits_(limits),
       connections_(limits.connections),
-      listener_({[this](IPv4Address peer, std::size_t waitingOfPeer, std::size_t waiting) {
-                   return rules_.mayConnect(peer) &&
+      listener_({[this](IPv4Address peer, IPv4Address local, std::size_t waitingOfPeer, std::size_t waiting) {
+                   return rules_.mayConnect(peer, local) &&
                           connections_.makeRoom(peer, rules_.isProxy(peer), waitingOfPeer, waiting);
                  },
                  [this](FileDescriptor connection, const sockaddr_in& peer) {

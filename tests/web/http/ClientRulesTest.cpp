@@ -28,21 +28,26 @@ bool isHost(const char* host, ClientRules::Settings settings = {}) {
 TEST(ClientRules, allowAddressesOfTheLocalNetwork) {
   for (const char* text : {"10.0.0.1", "10.255.255.255", "172.16.0.1", "172.31.255.255", "192.168.0.1",
                            "169.254.3.4", "100.64.0.1", "100.127.255.255", "127.0.0.1"}) {
-    EXPECT_TRUE(rules().mayConnect(address(text))) << text;
+    EXPECT_TRUE(rules().mayConnect(address(text), address("192.168.1.5"))) << text;
   }
   for (const char* text :
        {"9.255.255.255", "11.0.0.0", "172.15.255.255", "172.32.0.0", "192.167.0.1", "192.169.0.1",
         "100.63.255.255", "100.128.0.0", "8.8.8.8", "0.0.0.0", "255.255.255.255"}) {
-    EXPECT_FALSE(rules().mayConnect(address(text))) << text;
+    EXPECT_FALSE(rules().mayConnect(address(text), address("192.168.1.5"))) << text;
   }
+}
+
+TEST(ClientRules, allowThisMachineAtItsOwnAddress) {
+  EXPECT_TRUE(rules().mayConnect(address("203.0.113.9"), address("203.0.113.9")));
+  EXPECT_FALSE(rules().mayConnect(address("203.0.113.8"), address("203.0.113.9")));
 }
 
 TEST(ClientRules, allowWhatTheUserNamesAndNothingElse) {
   ClientRules::Settings settings;
   settings.allowedClients = list("203.0.113.0/24");
   const ClientRules named = rules(settings);
-  EXPECT_TRUE(named.mayConnect(address("203.0.113.9")));
-  EXPECT_FALSE(named.mayConnect(address("192.168.1.7")));
+  EXPECT_TRUE(named.mayConnect(address("203.0.113.9"), address("10.0.0.1")));
+  EXPECT_FALSE(named.mayConnect(address("192.168.1.7"), address("192.168.1.7")));
 }
 
 TEST(ClientRules, acceptTheNamesOfThisMachineAsHost) {
