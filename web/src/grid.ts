@@ -194,13 +194,13 @@ export class Grid {
     this.speed = 0;
     for (const elements of this.rows.values()) this.place(elements);
     this.render();
+    this.waitForRest();
   }
 
   /** As jump, while a knob is dragged: without pictures until it rests. */
   drag(y: number): void {
     this.jump(y);
     this.speed = Infinity;
-    this.waitForRest();
   }
 
   focusCurrent(): void {
@@ -283,6 +283,7 @@ export class Grid {
     clearTimeout(this.restTimer);
     this.restTimer = window.setTimeout(() => {
       this.speed = 0;
+      this.sortRows();
       this.schedule();
     }, restOfPictures);
     clearTimeout(this.moveTimer);
@@ -417,21 +418,22 @@ export class Grid {
     if (row.heading) this.fillHeading(elements, row);
     else this.assignPhotos(elements, row);
     this.place(elements);
-    this.insert(elements, row.number);
+    if (!elements.element.parentNode) this.canvas.append(elements.element);
     this.rows.set(row.number, elements);
   }
 
-  /** Keeps the order of the document the order of the list, for screen readers. */
-  private insert(elements: RowElements, number: number): void {
+  /** Makes the order of the document the order of the list, for screen readers. At rest: moving elements costs time. */
+  private sortRows(): void {
+    const focused = document.activeElement;
+    const sorted = [...this.rows].sort(([a], [b]) => b - a);
     let next: Element | null = null;
-    let nearest = Infinity;
-    for (const [other, { element }] of this.rows)
-      if (other > number && other < nearest) {
-        nearest = other;
-        next = element;
-      }
-    if (elements.element.parentNode && elements.element.nextSibling === next) return;
-    this.canvas.insertBefore(elements.element, next);
+    for (const [, { element }] of sorted) {
+      if (element.nextElementSibling !== next) this.canvas.insertBefore(element, next);
+      next = element;
+    }
+    // Moving an element takes the focus from it.
+    if (focused instanceof HTMLElement && focused !== document.activeElement && this.canvas.contains(focused))
+      focused.focus({ preventScroll: true });
   }
 
   private place(elements: RowElements): void {

@@ -312,7 +312,7 @@ function gridHost(now: { current: GridProps }, bar: { current: Scrubber | undefi
     }
     selection.toggle(ids);
   };
-  let lastHeight = 0;
+  let arrangedFor = '';
   return {
     thumb: (photo: { id: number }) => now.current.context.addresses.thumb(photo.id),
     href: (photo: { id: number }) => viewerAddress(now.current, photo.id),
@@ -332,10 +332,10 @@ function gridHost(now: { current: GridProps }, bar: { current: Scrubber | undefi
       const grid = now.current.grid.current;
       if (!grid || now.current.context.route.photo) return;
       places.set(now.current.place, grid.anchor());
-      if (grid.height !== lastHeight) {
-        lastHeight = grid.height;
-        bar.current?.arrange();
-      } else bar.current?.moved();
+      const measures = `${grid.height} ${grid.viewportHeight}`;
+      if (measures === arrangedFor) return bar.current?.moved();
+      arrangedFor = measures;
+      bar.current?.arrange();
     },
     pinched: (step: number) => now.current.onPinch(step),
   };

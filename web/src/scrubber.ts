@@ -11,6 +11,8 @@ export class Scrubber {
   private readonly bubble = document.createElement('span');
   private readonly years = document.createElement('div');
   private marks: { year: number; y: number }[] = [];
+  /** Pixels that the knob can move. Kept, because asking for it in each frame would lay out the page once more. */
+  private way = 0;
   private hideTimer = 0;
   private frame = 0;
   private wanted = 0;
@@ -50,6 +52,7 @@ export class Scrubber {
     this.bar.hidden = !needed;
     if (!needed) return;
     const length = this.bar.clientHeight;
+    this.way = length - this.knob.offsetHeight;
     this.years.replaceChildren(
       ...marksThatFit(this.marks, grid.height, length, 22).map((mark) => {
         const element = document.createElement('span');
@@ -65,10 +68,8 @@ export class Scrubber {
   moved(): void {
     if (this.bar.hidden) return;
     const { grid } = this;
-    const way = Math.max(1, grid.height - grid.viewportHeight);
-    const part = Math.min(1, grid.y / way);
-    const free = this.bar.clientHeight - this.knob.offsetHeight;
-    this.knob.style.transform = `translateY(${part * free}px)`;
+    const part = Math.min(1, grid.y / Math.max(1, grid.height - grid.viewportHeight));
+    this.knob.style.transform = `translateY(${part * this.way}px)`;
     const label = this.label();
     if (this.bubble.textContent !== label) {
       this.bubble.textContent = label;

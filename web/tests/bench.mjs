@@ -51,7 +51,7 @@ async function scroll(browser, address, speed, pictures) {
   await until(page, () => document.querySelector('.tile[href]'));
   if (pictures) await untilTiles(page);
   await scrub(page, 0.5);
-  await until(page, () => document.querySelector('.tile[href]'));
+  if (pictures) await untilTiles(page);
   await page.evaluate(() => {
     globalThis.frames = 0;
     const count = () => {
