@@ -11,6 +11,8 @@
 
 #include "pictures/codec/DecoderProtocol.h"
 #include "pictures/codec/Jpeg.h"
+#include "pictures/codec/Rotation.h"
+#include "pictures/codec/ShrunkPicture.h"
 #include "pictures/codec/decoder/Sources.h"
 #include "pictures/properties/PictureFacts.h"
 #include "platform/files/FileReader.h"
@@ -35,15 +37,21 @@ void setUpLibraries(const char* scratch) {
   setenv("MALLOC_ARENA_MAX", "2", 1);
 }
 
-std::unique_ptr<PictureSource> opened(FileBytes file) {
+// side: the preview's, in pixels.
+std::unique_ptr<PictureSource> opened(FileBytes file, std::uint32_t side) {
   const PictureKind kind = kindOfPicture(file.first(std::min(file.size(), kPictureStartSize)));
   if (kind == PictureKind::None) return nullptr;
+  if (kind == PictureKind::Jpeg) {
+    bool hasOtherInks = false;
+    auto source = openJpeg(file, side, hasOtherInks);
+    if (source || !hasOtherInks) return source;
+  }
   if (kind == PictureKind::Heif) return openHeif(file);
   properties::ByteSource source(file);
   // LibRaw takes a 16-bit scan for a RAW file if the maker of the scanner also makes cameras.
   const bool mayBeRaw = kind == PictureKind::Tiff && !properties::isOrdinaryTiff(source);
   if (kind == PictureKind::Raw || mayBeRaw) {
-    auto raw = openRaw(file, kind);
+    auto raw = openRaw(file, kind, side);
     if (raw || kind == PictureKind::Raw) return raw;
   }
   if (vips_init("moxtel-picture-decoder") != 0) return nullptr;
@@ -61,6 +69,21 @@ bool writeJpeg(const Bytes& jpeg) {
   return writeToStandardOutput(header) && writeToStandardOutput(jpeg);
 }
 
+// Shrunk row by row; then little memory suffices to turn it.
+bool writePreview(PictureSource& source, const Preview& preview) {
+  ShrunkPicture shrunk(source, preview.side);
+  if (preview.degrees == 0) {
+    const auto jpeg = jpegOf(shrunk);
+    return jpeg && writeJpeg(*jpeg);
+  }
+  const auto stored = pixelsOf(shrunk);
+  const auto turned = stored ? imageRotatedBy(*stored, -preview.degrees) : std::nullopt;
+  if (!turned) return false;
+  PixelBufferSource upright(*turned);
+  const auto jpeg = jpegOf(upright);
+  return jpeg && writeJpeg(*jpeg);
+}
+
 // What the libraries open when they are used: their plug-ins and ImageMagick's settings.
 FileRights rightsWith(const char* scratch) {
   FileRights rights{sharedLibraryFolders(), scratch};
@@ -75,8 +98,10 @@ bool run(const char* form, const char* scratch) {
   confineThisProcess({kMemory + file.size, kProcessorSeconds, *scratch != '\0' ? kTemporaryFile : 0},
                      rightsWith(scratch));
   const FileBytes bytes = mappedUntilExit(file);
-  const auto source = opened(bytes);
+  const auto preview = previewIn(form);
+  const auto source = opened(bytes, preview ? preview->side : kWholeSize);
   if (!source) return false;
+  if (preview) return writePreview(*source, *preview);
   if (std::strcmp(form, kPixelsForm) == 0) {
     const auto image = pixelsOf(*source);
     return image && writePixels(*image);

@@ -45,5 +45,16 @@ TEST(DecoderProtocol, rejectsInvalidLayoutsAndSizes) {
   EXPECT_FALSE(isAnswer(answer));
 }
 
+TEST(DecoderProtocol, namesAPreviewByItsSideAndItsTurn) {
+  EXPECT_EQ(previewForm({2048, 270}), "preview:2048:270");
+  const auto preview = previewIn("preview:2048:270");
+  ASSERT_TRUE(preview);
+  EXPECT_EQ(preview->side, 2048U);
+  EXPECT_EQ(preview->degrees, 270);
+  for (const char* form : {"jpeg", "preview:", "preview:0:0", "preview:1", "preview:1:", "preview:1:45",
+                           "preview:1:90x", "preview:99999999999:0", "preview:-1:0"})
+    EXPECT_FALSE(previewIn(form)) << form;
+}
+
 }  // namespace
 }  // namespace moxtel::decoder

@@ -201,6 +201,47 @@ TEST_F(PictureDecoderTest, makesNoJpegOfAPictureThatIsTooLong) {
   EXPECT_FALSE(decoder.jpegOf(openRegularFile(fixture("bomb-png-long.png"))));
 }
 
+TEST_F(PictureDecoderTest, makesPreviewsOfEveryFormatInOneSize) {
+  for (const char* name : {"jpeg-420.jpg", "png-rgb.png", "tiff-plain.tif", "heic.heic", "psd-rgb.psd"}) {
+    const auto jpeg = decoder.previewOf(openRegularFile(fixture(name)), 48, 0);
+    ASSERT_TRUE(jpeg) << name;
+    const PixelBuffer image = pixelsOfJpeg(*jpeg).image;
+    EXPECT_EQ(image.width, 48U) << name;
+    EXPECT_EQ(image.height, 32U) << name;
+    expectQuarters(image, 12);
+  }
+}
+
+TEST_F(PictureDecoderTest, turnsPreviewsClockwise) {
+  const Quarters stored;
+  const auto preview = [&](int degrees) {
+    return pixelsOfJpeg(*decoder.previewOf(openRegularFile(fixture("png-rgb.png")), 1000, degrees)).image;
+  };
+  const PixelBuffer right = preview(90);
+  EXPECT_EQ(right.width, 64U);
+  EXPECT_EQ(right.height, 96U);
+  expectQuarters(right, 8, {stored.bottomLeft, stored.topLeft, stored.bottomRight, stored.topRight});
+  expectQuarters(preview(180), 8, {stored.bottomRight, stored.bottomLeft, stored.topRight, stored.topLeft});
+  expectQuarters(preview(270), 8, {stored.topRight, stored.bottomRight, stored.topLeft, stored.bottomLeft});
+}
+
+TEST_F(PictureDecoderTest, makesPreviewsOfRawFilesWithTheirProfile) {
+  const auto raw = decoder.previewOf(openRegularFile(fixture("raw-orientation-6.dng")), 32, 0);
+  ASSERT_TRUE(raw);
+  const PixelBuffer image = pixelsOfJpeg(*raw).image;
+  EXPECT_EQ(std::max(image.width, image.height), 32U);
+  expectQuarters(image, 35);
+}
+
+TEST_F(PictureDecoderTest, hasNoPreviewOfBrokenFilesAndBombs) {
+  for (const auto& file : std::filesystem::directory_iterator(FIXTURES)) {
+    const std::string name = file.path().filename();
+    const bool isBomb = name.starts_with("bomb-") && name != "bomb-png-long.png";
+    if (!isBomb && !name.starts_with("broken-")) continue;
+    EXPECT_FALSE(decoder.previewOf(openRegularFile(fixture(name)), 64, 0)) << name;
+  }
+}
+
 TEST_F(PictureDecoderTest, leavesNothingInTheTemporaryFolder) {
   const TemporaryFolder temporary;
   const char* before = std::getenv("TMPDIR");

@@ -1,7 +1,11 @@
 #include "pictures/codec/DecoderProtocol.h"
 
+#include <charconv>
+
 namespace moxtel::decoder {
 namespace {
+
+constexpr std::string_view kPreviewForm = "preview:";
 
 void putWord(std::uint8_t* place, std::uint32_t word) {
   for (int i = 0; i < 4; ++i) place[i] = static_cast<std::uint8_t>(word >> (8 * i));
@@ -16,6 +20,21 @@ std::uint32_t wordAt(std::span<const std::uint8_t> bytes, std::size_t index) {
 bool isLayout(std::uint32_t size) { return size == 1 || size == 3 || size == 4; }
 
 }  // namespace
+
+std::string previewForm(const Preview& preview) {
+  return std::string(kPreviewForm) + std::to_string(preview.side) + ":" + std::to_string(preview.degrees);
+}
+
+std::optional<Preview> previewIn(std::string_view form) {
+  if (!form.starts_with(kPreviewForm)) return std::nullopt;
+  Preview preview;
+  const char* const end = form.data() + form.size();
+  const auto side = std::from_chars(form.data() + kPreviewForm.size(), end, preview.side);
+  if (side.ec != std::errc() || side.ptr == end || *side.ptr != ':' || preview.side == 0) return std::nullopt;
+  const auto degrees = std::from_chars(side.ptr + 1, end, preview.degrees);
+  if (degrees.ec != std::errc() || degrees.ptr != end || preview.degrees % 90 != 0) return std::nullopt;
+  return preview;
+}
 
 std::array<std::uint8_t, kHeaderSize> headerOf(const PixelBuffer& image) {
   std::array<std::uint8_t, kHeaderSize> header{};

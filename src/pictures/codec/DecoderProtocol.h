@@ -2,10 +2,11 @@
 //
 //     moxtel-picture-decoder FORM SCRATCH < FILE
 //
-// The picture is standard input, a regular file. FORM is "jpeg" or "pixels". SCRATCH is an empty folder for
-// temporary files; if it is an empty text, none are written. The output is a header of five little-endian
+// The picture is standard input, a regular file. FORM is "jpeg", "pixels" or "preview:SIDE:DEGREES": a JPEG
+// of at most SIDE by SIDE pixels, turned clockwise by 0, 90, 180 or 270 degrees. SCRATCH is an empty folder
+// for temporary files; if it is an empty text, none are written. The output is a header of five little-endian
 // 32-bit words (magic, width, height, bytes per pixel, bytes of the color profile), the profile, and the
-// pixels. With "jpeg" all words but the magic are 0, and the JPEG follows. The output is complete only if the
+// pixels. For a JPEG all words but the magic are 0, and the JPEG follows. The output is complete only if the
 // exit status is 0.
 #pragma once
 
@@ -13,6 +14,8 @@
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <string>
+#include <string_view>
 
 #include "pictures/codec/PixelBuffer.h"
 
@@ -20,6 +23,15 @@ namespace moxtel::decoder {
 
 inline constexpr const char* kJpegForm = "jpeg";
 inline constexpr const char* kPixelsForm = "pixels";
+
+struct Preview {
+  std::uint32_t side = 0;  // pixels
+  int degrees = 0;         // clockwise
+};
+std::string previewForm(const Preview& preview);
+// Nothing for another form.
+std::optional<Preview> previewIn(std::string_view form);
+
 inline constexpr std::uint32_t kMagic = 0x3142584D;
 inline constexpr std::size_t kHeaderSize = 20;
 

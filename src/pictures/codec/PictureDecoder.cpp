@@ -41,7 +41,16 @@ std::optional<Bytes> PictureDecoder::jpegOf(const OpenFile& file) {
     if (result.outcome == JpegOutcome::Done) return std::move(result.jpeg);
     if (result.outcome == JpegOutcome::Broken) return std::nullopt;
   }
-  std::optional<Bytes> answer = decodedElsewhere(decoder::kJpegForm, file);
+  return jpegElsewhere(decoder::kJpegForm, file);
+}
+
+std::optional<Bytes> PictureDecoder::previewOf(const OpenFile& file, std::uint32_t side, int degrees) {
+  if (kindOfPicture(readStart(file, kPictureStartSize)) == PictureKind::None) return std::nullopt;
+  return jpegElsewhere(decoder::previewForm({side, degrees}), file);
+}
+
+std::optional<Bytes> PictureDecoder::jpegElsewhere(const std::string& form, const OpenFile& file) {
+  std::optional<Bytes> answer = decodedElsewhere(form, file);
   if (answer) answer->erase(answer->begin(), answer->begin() + decoder::kHeaderSize);
   return answer;
 }
@@ -58,7 +67,7 @@ std::optional<PixelBuffer> PictureDecoder::pixelsOf(const OpenFile& file) {
   return answer ? decoder::pictureIn(*answer) : std::nullopt;
 }
 
-std::optional<Bytes> PictureDecoder::decodedElsewhere(const char* form, const OpenFile& file) {
+std::optional<Bytes> PictureDecoder::decodedElsewhere(const std::string& form, const OpenFile& file) {
   const PrivateFolder scratch(temporaryFolder(), kScratchPrefix);
   Bytes answer;
   bool enoughMemory = true;

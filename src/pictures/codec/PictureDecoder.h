@@ -1,5 +1,5 @@
-// Decodes a picture file of any kind to a JPEG or to pixels. Core thread; blocks until the picture is
-// decoded, for anything but a JPEG at most kDecodingTime.
+// Decodes a picture file of any kind to a JPEG or to pixels. One thread at a time; blocks until the picture
+// is decoded, for anything but a JPEG at most kDecodingTime.
 //
 // JPEG is decoded in this process. All other kinds are decoded by moxtel-picture-decoder, whose memory and
 // time are limited, which can read nothing else, write only below its scratch folder and use no network, and
@@ -35,11 +35,15 @@ class PictureDecoder final {
   // A JPEG of the picture: full size, stored orientation, 8 bits, alpha flattened on white, color profile
   // kept. Nothing if the file is not a picture, is damaged, or exceeds the bounds of memory and time.
   std::optional<Bytes> jpegOf(const OpenFile& file);
+  // A JPEG of at most side by side pixels, turned clockwise by a multiple of 90 degrees; else as jpegOf().
+  // Always made by the helper, which decodes no more than it needs.
+  std::optional<Bytes> previewOf(const OpenFile& file, std::uint32_t side, int degrees);
   // The pixels, in stored orientation.
   std::optional<PixelBuffer> pixelsOf(const OpenFile& file);
 
  private:
-  std::optional<Bytes> decodedElsewhere(const char* form, const OpenFile& file);
+  std::optional<Bytes> jpegElsewhere(const std::string& form, const OpenFile& file);
+  std::optional<Bytes> decodedElsewhere(const std::string& form, const OpenFile& file);
 
   ProcessRunner& processes_;
   const std::string helper_;

@@ -1,5 +1,6 @@
 #include <libraw/libraw.h>
 
+#include <algorithm>
 #include <cstring>
 #include <memory>
 
@@ -53,13 +54,15 @@ void setUp(libraw_output_params_t& settings) {
 
 }  // namespace
 
-std::unique_ptr<PictureSource> openRaw(FileBytes file, PictureKind kind) {
+std::unique_ptr<PictureSource> openRaw(FileBytes file, PictureKind kind, std::uint32_t side) {
   auto raw = std::make_unique<LibRaw>();
   setUp(raw->imgdata.params);
   // LibRaw does not write into the buffer; its parameter only lacks const.
   if (raw->open_buffer(const_cast<std::uint8_t*>(file.data()), file.size()) != LIBRAW_SUCCESS) return nullptr;
   if (!isCameraFile(*raw, file, kind)) return nullptr;
   if (!isDecodableSize(raw->imgdata.sizes.raw_width, raw->imgdata.sizes.raw_height)) return nullptr;
+  const std::uint32_t longer = std::max(raw->imgdata.sizes.width, raw->imgdata.sizes.height);
+  raw->imgdata.params.half_size = longer / 2 >= side ? 1 : 0;
   if (raw->unpack() != LIBRAW_SUCCESS || raw->dcraw_process() != LIBRAW_SUCCESS) return nullptr;
   int width = 0, height = 0, colors = 0, bits = 0;
   raw->get_mem_image_format(&width, &height, &colors, &bits);
