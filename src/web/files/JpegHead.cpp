@@ -155,9 +155,4 @@ int orientationOfDegrees(int degrees) {
   }
 }
 
-int degreesOfOrientation(int orientation) {
-  constexpr int kDegrees[] = {0, 0, 0, 180, 180, 270, 90, 90, 270};
-  return orientation >= 1 && orientation <= 8 ? kDegrees[orientation] : 0;
-}
-
 }  // namespace moxtel

@@ -61,10 +61,7 @@ class JpegHead final {
   std::optional<Tag> tag_;
 };
 
-// Exif's orientation of a picture that is turned clockwise by these degrees; 1 for other angles than
-// multiples of 90.
+// The reverse of degreesOfOrientation() (PictureShape.h): Exif's orientation of a picture that is turned
+// clockwise by these degrees; 1 for other angles than multiples of 90.
 int orientationOfDegrees(int degrees);
-// The degrees, 0 to 270, by which an orientation turns clockwise; mirrored ones are turned after mirroring.
-int degreesOfOrientation(int orientation);
-
 }  // namespace moxtel

@@ -21,8 +21,9 @@
 namespace moxtel {
 
 struct ZipEntry {
-  std::string name;        // UTF-8, of ZipNames; at most 65,535 bytes
-  std::string path;        // for the opener
+  std::string name;  // UTF-8, of ZipNames; at most 65,535 bytes
+  std::string path;  // for the opener, as the next
+  std::string folder;
   std::uint64_t size = 0;  // bytes
   std::int64_t date = 0;   // seconds since 1970 by the photo's own clock; MS-DOS knows the years 1980 to 2107
 };

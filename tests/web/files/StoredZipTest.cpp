@@ -18,7 +18,7 @@ class StoredZipTest : public testing::Test {
   ZipEntry file(const std::string& name, const std::string& content, std::int64_t date = 1'246'713'730) {
     const std::string path = folder_.path() / ("f" + std::to_string(count_++));
     std::ofstream(path, std::ios::binary) << content;
-    return {name, path, content.size(), date};
+    return {name, path, {}, content.size(), date};
   }
   static OpenFile open(const ZipEntry& entry) { return openRegularFile(entry.path); }
 
