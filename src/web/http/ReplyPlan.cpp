@@ -43,6 +43,11 @@ bool isText(const HttpReply& reply) {
          });
 }
 
+bool offersRanges(const HttpReply& reply) {
+  const auto* body = std::get_if<std::shared_ptr<HttpBody>>(&reply.body);
+  return !isText(reply) && (!body || !*body || (*body)->offersRanges());
+}
+
 void addSecurityFields(ReplyPlan& plan) {
   plan.fields.emplace_back("Content-Security-Policy", kContentPolicy);
   plan.fields.emplace_back("X-Content-Type-Options", "nosniff");
@@ -124,7 +129,7 @@ ReplyPlan planReply(const HttpRequest& request, const HttpReply& reply,
   plan.size = bodySize;
   plan.fields = reply.headers;
   const std::string etag = reply.etag.empty() ? std::string() : "\"" + reply.etag + "\"";
-  const bool hasRanges = reply.status == kOk && bodySize && !isText(reply);
+  const bool hasRanges = reply.status == kOk && bodySize && offersRanges(reply);
   if (reply.status == kOk && ifNoneMatchNames(request.ifNoneMatch, etag)) {
     plan.status = kNotModified;
     plan.hasBody = false;

@@ -92,6 +92,21 @@ TEST(ReplyPlan, ignoresRangesOfBodiesWithoutASize) {
   EXPECT_THAT(plan.fields, Not(Contains(Key("Accept-Ranges"))));
 }
 
+TEST(ReplyPlan, ignoresRangesOfBodiesThatAreReadFromTheirStart) {
+  class Archive final : public HttpBody {
+   public:
+    std::optional<std::uint64_t> size() const override { return 100; }
+    bool offersRanges() const override { return false; }
+    std::optional<std::size_t> read(std::uint64_t, std::span<char>) override { return 0; }
+  };
+  HttpReply reply;
+  reply.body = std::make_shared<Archive>();
+  const ReplyPlan plan = planReply(rangeRequest("bytes=1-2"), reply, 100);
+  EXPECT_EQ(plan.status, 200);
+  EXPECT_EQ(plan.size, 100u);
+  EXPECT_THAT(plan.fields, Not(Contains(Key("Accept-Ranges"))));
+}
+
 TEST(ReplyPlan, answers304WithoutABody) {
   HttpRequest request = rangeRequest("bytes=0-1");
   request.ifNoneMatch = "\"v0\", \"v1\"";
