@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Sends many mixed requests over many connections and checks every reply and the growth of memory and descriptors.
 
-    soak.py [--requests N] [--connections N] [--photos N] [--seed N]
+    soak.py [--requests N] [--connections N] [--photos N] [--seed N] [--kind KIND]
 
 First sends each request of the mix once and compares its reply with the model of the library, or with the delivered
 file; from then on every reply must have the same bytes. Prints the growth of memory and descriptors after the first
@@ -21,6 +21,7 @@ import time
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "model"))
 
 import keyedarchive
+import kinds
 import model
 import moxteltest
 
@@ -38,9 +39,12 @@ class Mix:
 
     def __init__(self, client, library):
         self.client, self.library = client, library
-        self.reference = model.Library(library)
+        self.reference = self.reading(library)
         self.entries = []
         self.commands = set()
+
+    def reading(self, library):
+        return model.Library(library)
 
     def add(self, weight, expected, command, **keys):
         data = moxteltest.request(command, **keys)
@@ -145,6 +149,49 @@ class Mix:
             yield from roll.choices(self.entries, weights, k=1000)
 
 
+class MixOfKind(Mix):
+    """Of a library of another kind."""
+
+    KINDS = {"photos4": kinds.Photos4, "photos5": kinds.Photos5, "photos8": kinds.Photos5, "photos11": kinds.Photos5,
+             "xml": kinds.AlbumDataOnly}
+
+    def __init__(self, client, library, kind):
+        self.kind = kind
+        super().__init__(client, library)
+
+    def reading(self, library):
+        return self.KINDS[self.kind](library)
+
+    def add_all(self):
+        reference = self.reference
+        self.add(20, {"result": "1.4"}, "Get Version")
+        self.add(5, self.lists({uuid: count for uuid, (_, _, count) in reference.containers("TopLevelAlbums").items()}),
+                 "Get Albums")
+        self.add(5, self.lists({uuid: count for uuid, (_, count) in reference.event_table().items()}), "Get Events")
+        self.add(5, self.lists({uuid: count for uuid, (_, count) in reference.faces().items()}), "Get Faces")
+        self.add(1, self.photos(reference.all_photos()), "Photos of Album", id="allPhotosAlbum")
+        for uuid in list(reference.albums)[:20]:
+            self.add(2, self.photos(reference.photos_of_album(uuid)), "Photos of Album", id=uuid)
+        for uuid in list(reference.events)[:20]:
+            self.add(2, self.photos(reference.photos_of_event(uuid)), "Photos of Album", id=uuid)
+        for photo in list(reference.photos.values())[:40]:
+            self.add(2, lambda envelope, name=photo.name: envelope["result"]["FileName"] == name, "Infos of Photo",
+                     key=photo.uuid)
+            for command in ("Thumb of Photo", "Square Thumb of Photo", "Fullscreen 1024 Image of Photo"):
+                self.add(2, self.is_jpeg, command, key=photo.uuid)
+            self.add(1, lambda envelope: len(envelope["result"]) > 0, "Data of Photo", key=photo.uuid)
+
+    @staticmethod
+    def lists(expected):
+        """The number of photos by id; folders of iPhoto's, which hold no photos of their own, are not compared."""
+        return lambda envelope: {one["AlbumId"]: one["PhotoCount"] for one in envelope["result"]
+                                 if one["AlbumId"] in expected} == expected
+
+    @staticmethod
+    def photos(expected):
+        return lambda envelope: sorted(map(dict, envelope["result"]), key=lambda one: one["ModelId"]) == expected
+
+
 def memory_in_use(pid):
     """Private memory of the process in bytes."""
     with open("/proc/%d/smaps_rollup" % pid) as facts:
@@ -186,11 +233,13 @@ class Soak:
     def run(self):
         folder = pathlib.Path(tempfile.mkdtemp(prefix="moxtelsoak."))
         try:
-            library = moxteltest.make_library(folder / "Library", "--images", "small", "--photos", self.options.photos)
+            library = moxteltest.make_library(folder / "Library", "--images", "small", "--photos", self.options.photos,
+                                              "--kind", self.options.kind)
             before = moxteltest.hash_of_library(library)
             with moxteltest.Server(library) as server:
                 with moxteltest.Client(server) as client:
-                    mix = Mix(client, library)
+                    iphoto = self.options.kind == "iphoto"
+                    mix = Mix(client, library) if iphoto else MixOfKind(client, library, self.options.kind)
                     mix.add_all()
                 self.ask_all(server, mix.chooser(self.options.seed), len(mix.entries))
             if moxteltest.hash_of_library(library) != before:
@@ -248,6 +297,7 @@ def main():
     parser.add_argument("--connections", type=int, default=10_000)
     parser.add_argument("--photos", type=int, default=200)
     parser.add_argument("--seed", type=int, default=1)
+    parser.add_argument("--kind", default="iphoto", choices=["iphoto", *MixOfKind.KINDS])
     return Soak(parser.parse_args()).run()
 
 
