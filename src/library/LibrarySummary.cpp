@@ -62,7 +62,20 @@ class FileNames final {
   std::unordered_map<std::string, std::unordered_set<std::string>> folders_;
 };
 
-// A photo in the cloud may have its original here, too.
+std::optional<std::int64_t> unlessNone(std::int64_t count) {
+  return count > 0 ? std::optional(count) : std::nullopt;
+}
+
+// Photos 2 to 4 note which originals are missing.
+std::optional<std::int64_t> photosMissing(LibraryDatabases& databases) {
+  return unlessNone(numberOf(databases, DatabaseFile::Library,
+                             "SELECT COUNT(v.modelId) FROM RKVersion v JOIN RKMaster m ON m.uuid = "
+                             "v.masterUuid WHERE m.isInCloud = 1 AND m.fileIsReference = 0 AND v.projectUuid "
+                             "IS NOT NULL")
+                        .value_or(0));
+}
+
+// Photos 5 and later note which photos are in the cloud; their originals may be here, too.
 std::optional<std::int64_t> photosOnlyInCloud(LibraryDatabases& databases, const std::string& folder) {
   FileNames files;
   std::int64_t count = 0;
@@ -78,7 +91,7 @@ std::optional<std::int64_t> photosOnlyInCloud(LibraryDatabases& databases, const
     if (original.find("..") != std::string::npos) continue;
     if (!files.has(appendingPathComponent(folder, original))) ++count;
   }
-  return count > 0 ? std::optional(count) : std::nullopt;
+  return unlessNone(count);
 }
 
 void countPhotos(LibraryDatabases& databases, LibraryCounts& counts) {
@@ -93,8 +106,9 @@ void countPhotos(LibraryDatabases& databases, LibraryCounts& counts) {
                           : SqlText("SELECT COUNT(modelId) FROM RKVersion WHERE projectUuid IS NOT NULL");
   counts.photos = numberOf(databases, DatabaseFile::Library, sql);
   counts.name = nameOfLibrary(layout.kind, databases.applicationVersion());
+  if (layout.kind == LibraryKind::Photos4) counts.onlyInCloud = photosMissing(databases);
   const auto database = databases.pathOf(DatabaseFile::Library);
-  if (layout.kind == LibraryKind::AlbumDataOnly || !database) return;
+  if (layout.kind != LibraryKind::Photos5 || !database) return;
   const std::string folder = database->substr(0, database->size() - layout.databaseFiles[0].size());
   counts.onlyInCloud = photosOnlyInCloud(databases, folder);
 }

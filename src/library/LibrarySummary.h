@@ -26,8 +26,8 @@ struct LibraryCounts {
 // For iPhoto and Aperture, counts from tables that grow with albums, projects and persons, not with photos:
 // the number of photos is the sum that the library stores for its projects, trash included where the
 // application counts it. Other libraries store no such sum: the photos shown are counted, and for those that
-// are in the cloud the folders of originals are listed. Logs nothing, and does not change the databases'
-// count of users.
+// Photos 5 and later have in the cloud the folders of originals are listed. Logs nothing, and does not change
+// the databases' count of users.
 LibraryCounts countLibrary(LibraryDatabases& databases);
 
 // "Photos 5 library, 26,311 photos, 214 only in the cloud"; empty without a name.

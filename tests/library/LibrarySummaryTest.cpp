@@ -7,7 +7,10 @@
 #include <filesystem>
 #include <fstream>
 
+#include "makelibrary/MakeLibrary.h"
+#include "makelibrary/MakeLibraryOptions.h"
 #include "platform/system/SystemLog.h"
+#include "tests/library/ServedLibrary.h"
 #include "tests/library/TestLibrary.h"
 
 namespace moxtel {
@@ -44,6 +47,23 @@ TEST(LibrarySummary, givesNoNumberOfPhotosIfTheLibraryStoresNone) {
   library.insert("RKFolder", Dictionary{{"uuid", "p1"}, {"folderType", 2}, {"isInTrash", 0}});
   test::OpenedLibrary opened(library);
   EXPECT_EQ(countLibrary(opened.databases).photos, std::nullopt);
+}
+
+// Photos 2 to 4 know which originals are missing, whatever files there are.
+TEST(LibrarySummary, countsTheOriginalsThatPhotos4Misses) {
+  const TemporaryFolder folder;
+  makelibrary::MakeLibraryOptions options;
+  options.kind = makelibrary::LibraryKind::Photos4;
+  options.photos = 50;
+  options.images = makelibrary::Images::Small;
+  options.folder = folder.path() / "Library";
+  makelibrary::makeLibrary(options);
+  test::OtherProgram photos((options.folder / "database" / "photos.db").string());
+  ASSERT_EQ(photos.execute("UPDATE RKMaster SET isMissing = 1"), SQLITE_OK);
+  test::ServedLibrary served(options.folder.string());
+  const LibraryCounts counts = countLibrary(served.databases);
+  EXPECT_GT(counts.photos, 0);
+  EXPECT_EQ(counts.onlyInCloud, counts.photos);
 }
 
 TEST(LibrarySummary, letsOthersWriteAfterwards) {
