@@ -12,7 +12,7 @@ namespace moxtel {
 namespace {
 
 // In PRAGMA user_version: another layout, or other rules for words, take another number.
-constexpr const char* kVersion = "1";
+constexpr const char* kVersion = "2";
 constexpr std::uint64_t kPageSize = 4096;
 constexpr int kStepsBetweenStops = 10'000;  // of SQLite's machine
 
@@ -84,7 +84,8 @@ bool PhotoIndexWriter::prepare(std::uint64_t mostBytes) {
   return run(size.c_str()) && run(most.c_str()) && run("PRAGMA journal_mode=OFF") &&
          run("PRAGMA synchronous=OFF") && run("PRAGMA locking_mode=EXCLUSIVE") &&
          run("PRAGMA cache_size=-8000") && run(version.c_str()) &&
-         run("CREATE TABLE made (stamp TEXT NOT NULL)") && run(kTable) &&
+         run("CREATE TABLE made (stamp TEXT NOT NULL)") &&
+         run("CREATE TABLE places (name TEXT NOT NULL, photos INTEGER NOT NULL)") && run(kTable) &&
          // The words of a few thousand photos are sorted in memory.
          run("INSERT INTO photos(photos, rank) VALUES('hashsize', 16777216)") && run("BEGIN") &&
          sqlite3_prepare_v2(database_,
@@ -111,17 +112,35 @@ bool PhotoIndexWriter::add(std::int64_t modelId, const IndexedWords& words) {
   return false;
 }
 
-bool PhotoIndexWriter::finish(const std::string& stamp) {
-  if (!insert_) return false;
+bool PhotoIndexWriter::writeStamp(const std::string& stamp) {
   sqlite3_stmt* made = nullptr;
   sqlite3_prepare_v2(database_, "INSERT INTO made VALUES(?)", -1, &made, nullptr);
   sqlite3_bind_text64(made, 1, stamp.data(), stamp.size(), SQLITE_STATIC, SQLITE_UTF8);
-  const bool complete =
-      made && sqlite3_step(made) == SQLITE_DONE && sqlite3_finalize(made) == SQLITE_OK && run("COMMIT");
+  const bool isWritten = made && sqlite3_step(made) == SQLITE_DONE;
+  return sqlite3_finalize(made) == SQLITE_OK && isWritten;
+}
+
+bool PhotoIndexWriter::writePlaces(std::span<const IndexedPlace> places) {
+  sqlite3_stmt* insert = nullptr;
+  sqlite3_prepare_v2(database_, "INSERT INTO places VALUES(?,?)", -1, &insert, nullptr);
+  bool isWritten = insert != nullptr;
+  for (const IndexedPlace& place : places) {
+    if (!isWritten) break;
+    sqlite3_bind_text64(insert, 1, place.name.data(), place.name.size(), SQLITE_STATIC, SQLITE_UTF8);
+    sqlite3_bind_int64(insert, 2, place.photos);
+    isWritten = sqlite3_step(insert) == SQLITE_DONE && sqlite3_reset(insert) == SQLITE_OK;
+  }
+  sqlite3_finalize(insert);
+  return isWritten;
+}
+
+bool PhotoIndexWriter::finish(const std::string& stamp, std::span<const IndexedPlace> places) {
+  if (!insert_) return false;
+  const bool isComplete = writeStamp(stamp) && writePlaces(places) && run("COMMIT");
   close();
   std::error_code failure;
-  if (complete) std::filesystem::rename(unfinished_, path_, failure);
-  return complete && !failure;
+  if (isComplete) std::filesystem::rename(unfinished_, path_, failure);
+  return isComplete && !failure;
 }
 
 std::unique_ptr<PhotoIndex> PhotoIndex::open(const std::string& path, std::string_view stamp) {
@@ -150,6 +169,18 @@ bool PhotoIndex::readStamp() {
   if (found) stamp_ = reinterpret_cast<const char*>(sqlite3_column_text(statement, 0));
   sqlite3_finalize(statement);
   return found;
+}
+
+std::vector<IndexedPlace> PhotoIndex::places() {
+  std::vector<IndexedPlace> places;
+  sqlite3_stmt* statement = nullptr;
+  sqlite3_prepare_v2(database_, "SELECT name, photos FROM places", -1, &statement, nullptr);
+  while (statement && places.size() < kMostPlaces && sqlite3_step(statement) == SQLITE_ROW) {
+    const auto* const name = sqlite3_column_text(statement, 0);
+    if (name) places.push_back({reinterpret_cast<const char*>(name), sqlite3_column_int64(statement, 1)});
+  }
+  sqlite3_finalize(statement);
+  return places;
 }
 
 PhotoIndex::Outcome PhotoIndex::find(std::span<const IndexTerm> terms,

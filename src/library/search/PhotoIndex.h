@@ -1,4 +1,4 @@
-// A file with the words of all photos of a library, to find photos by words: an SQLite database of this
+// A file with the words of all photos of a library, which finds photos by words: an SQLite database of this
 // program's own with one full-text table (FTS5). It holds no texts, only which word is on which photo.
 //
 // Words are bytes that the caller has folded and separated: letters and digits of ASCII, and any other bytes
@@ -37,6 +37,13 @@ struct IndexedWords {
   std::string other, keywords, people, albums;
 };
 
+// A place and how many photos were taken there, to suggest it.
+struct IndexedPlace {
+  std::string name;
+  std::int64_t photos = 0;
+  friend bool operator==(const IndexedPlace&, const IndexedPlace&) = default;
+};
+
 class PhotoIndexWriter final {
  public:
   // Bytes of the file at most; what is beyond makes add() fail.
@@ -53,10 +60,12 @@ class PhotoIndexWriter final {
   // Model ids must ascend. False on a failure (disk full): nothing more can be added.
   [[nodiscard]] bool add(std::int64_t modelId, const IndexedWords& words);
   // Completes the file under its path. stamp: what it was made of.
-  [[nodiscard]] bool finish(const std::string& stamp);
+  [[nodiscard]] bool finish(const std::string& stamp, std::span<const IndexedPlace> places = {});
 
  private:
   bool run(const char* sql);
+  bool writeStamp(const std::string& stamp);
+  bool writePlaces(std::span<const IndexedPlace> places);
   bool prepare(std::uint64_t mostBytes);
   void close();
 
@@ -75,6 +84,10 @@ class PhotoIndex final {
   PhotoIndex& operator=(const PhotoIndex&) = delete;
 
   const std::string& stamp() const { return stamp_; }
+
+  // The places of finish(), up to kMostPlaces.
+  static constexpr std::size_t kMostPlaces = 10'000;
+  std::vector<IndexedPlace> places();
 
   enum class Outcome : std::uint8_t { Complete, Stopped, Damaged };
   // Hands on the model ids of the photos that have all the terms, ascending. stop is asked now and then

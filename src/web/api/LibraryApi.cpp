@@ -126,8 +126,9 @@ void LibraryApi::handle(const SharedLibrary& library, const HttpRequest& request
   if (name == "suggest") {
     const std::string words = request.query("q").value_or("");
     if (words.size() > ListAddress::kMostWords) return responder->send(errorReply(400, "request"));
-    return answerIfReadable(library, responder,
-                            [words](OpenLibrary& open) { return suggestionsJson(open, words); });
+    return answerIfReadable(library, responder, [library, words](OpenLibrary& open) {
+      return suggestionsJson(*library, open, words);
+    });
   }
   if (name == "albums") return read(albumsJson);
   if (name == "events") return read(eventsJson);

@@ -252,7 +252,7 @@ std::string keywordsJson(OpenWebLibrary&, OpenLibrary& open) {
   return textOf({{"version", versionText(open.version())}, {"keywords", keywords}});
 }
 
-std::string suggestionsJson(OpenLibrary& open, const std::string& words) {
+std::string suggestionsJson(OpenWebLibrary& library, OpenLibrary& open, const std::string& words) {
   Suggestions suggestions(words);
   if (!suggestions.wantsMore()) return suggestions.text();
   for (const LibraryPerson& each : open.lists().people())
@@ -265,6 +265,8 @@ std::string suggestionsJson(OpenLibrary& open, const std::string& words) {
   }
   for (const Keyword& each : open.lists().keywords().all())
     suggestions.offer(keywordText(each), each.name, "keyword", each.count);
+  for (const IndexedPlace& each : library.search().places())
+    suggestions.offer("search:" + each.name, each.name, "place", static_cast<std::size_t>(each.photos));
   return suggestions.text();
 }
 

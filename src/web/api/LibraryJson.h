@@ -15,7 +15,7 @@ std::string eventsJson(OpenWebLibrary& library, OpenLibrary& open);
 std::string peopleJson(OpenWebLibrary& library, OpenLibrary& open);
 std::string keywordsJson(OpenWebLibrary& library, OpenLibrary& open);
 // At most twelve lists with a name in which each word is the beginning of a word.
-std::string suggestionsJson(OpenLibrary& open, const std::string& words);
+std::string suggestionsJson(OpenWebLibrary& library, OpenLibrary& open, const std::string& words);
 
 // "Family" for /disk/Family.photolibrary.
 std::string nameOfLibraryFolder(const std::string& path);

@@ -66,9 +66,8 @@ const IndexedWords& PhotoWords::of(const PhotoFacts& photo) {
   addText(words_.other, photo.fileName);
   addText(words_.other, photo.caption);
   if (photo.wallClock && isShownDate(*photo.wallClock)) addDate(*photo.wallClock);
-  for (const std::string* each :
-       {&photo.place.country, &photo.place.state, &photo.place.city, &photo.place.spot, &photo.camera.make,
-        &photo.camera.model, &photo.camera.lens})
+  addPlace(photo.place);
+  for (const std::string* each : {&photo.camera.make, &photo.camera.model, &photo.camera.lens})
     addName(words_.other, *each);
   for (const KeywordFact& keyword : photo.keywords)
     for (const std::string& name : keyword.path) addName(words_.keywords, name);
@@ -88,6 +87,22 @@ void PhotoWords::addName(std::string& words, const std::string& name) {
   const auto [kept, isNew] = folded_.try_emplace(name);
   if (isNew) kept->second = joined(std::string_view(name).substr(0, kMostBytes));
   append(words, kept->second);
+}
+
+void PhotoWords::addPlace(const PlaceFacts& place) {
+  for (const std::string* each : {&place.country, &place.state, &place.city, &place.spot}) {
+    if (each->empty()) continue;
+    addName(words_.other, *each);
+    if (places_.size() < PhotoIndex::kMostPlaces || places_.contains(*each)) ++places_[*each];
+  }
+}
+
+std::vector<IndexedPlace> PhotoWords::places() const {
+  std::vector<IndexedPlace> places;
+  for (const auto& [name, photos] : places_) places.push_back({name, photos});
+  std::sort(places.begin(), places.end(),
+            [](const IndexedPlace& a, const IndexedPlace& b) { return a.name < b.name; });
+  return places;
 }
 
 void PhotoWords::addDate(std::int64_t wallClock) {

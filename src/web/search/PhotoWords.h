@@ -27,6 +27,8 @@ class PhotoWords final {
 
   // The words of one photo; photos come by ascending model id. Valid until the next call.
   const IndexedWords& of(const PhotoFacts& photo);
+  // The places of the photos so far, up to PhotoIndex::kMostPlaces.
+  std::vector<IndexedPlace> places() const;
 
  private:
   struct Membership {
@@ -36,6 +38,7 @@ class PhotoWords final {
   void readMembers(OpenLibrary& library);
   void addText(std::string& words, std::string_view text);
   void addName(std::string& words, const std::string& name);
+  void addPlace(const PlaceFacts& place);
   void addDate(std::int64_t wallClock);
   void addAlbums(std::int64_t modelId);
 
@@ -44,7 +47,8 @@ class PhotoWords final {
   std::vector<Membership> members_;  // by photo
   std::size_t nextPhoto_ = 0;
   std::size_t nextMember_ = 0;
-  std::unordered_map<std::string, std::string> folded_;  // the words of texts that many photos share
+  std::unordered_map<std::string, std::string> folded_;   // the words of texts that many photos share
+  std::unordered_map<std::string, std::int64_t> places_;  // how many photos
   IndexedWords words_;
 };
 

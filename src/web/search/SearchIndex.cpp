@@ -43,6 +43,7 @@ void removeOldIndexes(const fs::path& folder, const fs::path& kept) {
 struct SearchIndex::Shared {
   std::mutex mutex;
   std::shared_ptr<PhotoIndex> index;
+  std::vector<IndexedPlace> places;  // of the index
   bool isBuilding = false;
   int percent = 0;
 
@@ -50,10 +51,15 @@ struct SearchIndex::Shared {
     const std::lock_guard lock(mutex);
     percent = now;
   }
+  // With the mutex.
+  void take(std::shared_ptr<PhotoIndex> opened) {
+    index = std::move(opened);
+    if (index) places = index->places();
+  }
   void end(std::shared_ptr<PhotoIndex> made) {
     const std::lock_guard lock(mutex);
     isBuilding = false;
-    if (made) index = std::move(made);
+    if (made) take(std::move(made));
   }
 
   static bool addRange(OpenLibrary& library, std::int64_t first, std::int64_t last, PhotoWords& words,
@@ -83,7 +89,7 @@ struct SearchIndex::Shared {
       while (next < photos->size() && photos->modelId[next] <= last) ++next;
       setPercent(static_cast<int>(100 * next / photos->size()));
     }
-    return fits && writer.finish(version);
+    return fits && writer.finish(version, words.places());
   }
 };
 
@@ -103,7 +109,7 @@ void SearchIndex::want(const std::string& version) {
     const std::lock_guard lock(shared_->mutex);
     if (shared_->isBuilding) return;
     builder_ = nullptr;  // has ended its work
-    if (!shared_->index) shared_->index = PhotoIndex::open(file_, version);
+    if (!shared_->index) shared_->take(PhotoIndex::open(file_, version));
     if (shared_->index && shared_->index->stamp() == version) return;
   }
   const auto now = std::chrono::steady_clock::now();
@@ -131,6 +137,11 @@ SearchIndex::Progress SearchIndex::progress() const {
   if (shared_->index) return {State::Ready, 100};
   if (shared_->isBuilding) return {State::Building, shared_->percent};
   return {};
+}
+
+std::vector<IndexedPlace> SearchIndex::places() const {
+  const std::lock_guard lock(shared_->mutex);
+  return shared_->places;
 }
 
 std::uint64_t SearchIndex::version() const {

@@ -1,4 +1,4 @@
-// The index for the search in one library: made in the background, kept in the cache folder, made again when
+// The index for the search in one library, made in the background, kept in the cache folder, made again when
 // the library has changed or the file is damaged.
 //
 // While a newer one is made, the older one answers. An index is begun at most every ten minutes, so that a
@@ -44,6 +44,9 @@ class SearchIndex final {
     int percent = 0;
   };
   Progress progress() const;  // any thread
+
+  // The places of the photos, by name. Any thread.
+  std::vector<IndexedPlace> places() const;
 
   // Another number for another index; 0 without one. Any thread.
   std::uint64_t version() const;

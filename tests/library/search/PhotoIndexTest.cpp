@@ -129,6 +129,16 @@ TEST_F(PhotoIndexTest, growsNoFurtherThanAllowed) {
   EXPECT_FALSE(std::filesystem::exists(path_));
 }
 
+TEST_F(PhotoIndexTest, keepsPlaces) {
+  const std::vector<IndexedPlace> places{{"Berlin", 3}, {"Zürich", 1}};
+  PhotoIndexWriter writer(path_);
+  ASSERT_TRUE(writer.add(1, {"beach", "", "", ""}));
+  ASSERT_TRUE(writer.finish("stamp", places));
+  const auto index = PhotoIndex::open(path_, "stamp");
+  ASSERT_NE(index, nullptr);
+  EXPECT_EQ(index->places(), places);
+}
+
 TEST_F(PhotoIndexTest, leavesNoUnfinishedFile) {
   {
     PhotoIndexWriter writer(path_);
