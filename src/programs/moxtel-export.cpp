@@ -4,6 +4,7 @@
 #include <iostream>
 
 #include "export/ExportProgram.h"
+#include "export/XmpSidecars.h"
 #include "platform/files/PartialFile.h"
 #include "platform/loop/CoreLoop.h"
 #include "platform/loop/SignalWatcher.h"
@@ -16,6 +17,7 @@ namespace {
 int runExport(const std::vector<std::string>& arguments) {
   // Discards the log: the report says what matters to the user.
   setSystemLogSink([](std::string_view) {});
+  XmpSidecars sidecars;
   std::atomic<bool> isCanceled = false;
   CoreLoop loop;
   const SignalWatcher signals(
@@ -26,7 +28,7 @@ int runExport(const std::vector<std::string>& arguments) {
     // The status of a failure that leaves an exception.
     int status = 3;
     try {
-      status = runExportProgram(loop, arguments, nullptr, seams);
+      status = runExportProgram(loop, arguments, &sidecars, seams);
     } catch (const std::exception& error) {
       std::cerr << "moxtel-export: " << error.what() << '\n';
     }
