@@ -51,7 +51,8 @@ def tree_of(folder):
         if name.startswith(".moxtel-export") or name == "report.html" or path.is_dir() and not path.is_symlink():
             continue
         kept[name] = os.readlink(path) if path.is_symlink() else (
-            hashlib.sha256(path.read_bytes()).hexdigest(), path.stat().st_mtime_ns if "Events" in name else 0)
+            hashlib.sha256(path.read_bytes()).hexdigest(),
+            path.stat().st_mtime_ns if "Events" in name and path.suffix != ".xmp" else 0)
     return kept
 
 
