@@ -1,5 +1,8 @@
 #include "library/PictureCheck.h"
 
+#include <algorithm>
+#include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -84,10 +87,19 @@ void PictureCheck::tryPicture(std::string_view folder, const Value& path) {
 FileState PictureCheck::stateOf(std::string_view folder, const Value& path, std::string* refused) {
   const auto& library = location_.libraryPath();
   if (!library) return FileState::Missing;
-  const FoundFile found =
-      files_.open(*library, appendingPathComponent(appendingPathComponent(*library, folder), path.string()));
-  if (refused && found.refused) *refused = *found.refused;
-  return found.file.state;
+  const bool hasCandidates = databases_.layout().hasPathCandidates;
+  const std::string base = hasCandidates ? *library : appendingPathComponent(*library, folder);
+  std::string_view candidates = path.string();
+  FileState state = FileState::Missing;
+  do {
+    const std::size_t end =
+        hasCandidates ? std::min(candidates.find('\n'), candidates.size()) : candidates.size();
+    const FoundFile found = files_.open(*library, appendingPathComponent(base, candidates.substr(0, end)));
+    if (refused && found.refused) *refused = *found.refused;
+    state = found.file.state;
+    candidates.remove_prefix(std::min(end + 1, candidates.size()));
+  } while (state == FileState::Missing && !candidates.empty());
+  return state;
 }
 
 void PictureCheck::reportRefused() {

@@ -192,6 +192,7 @@ class Pictures(KindTestCase):
                         self.assertEqual(data[:2], b"\xff\xd8", "made from the RAW")
                     elif not photo.movie:
                         self.assertEqual(bytes(client.result("Image of Photo", key=photo.uuid))[:2], b"\xff\xd8")
+                self.assertNotIn("no preview in the library", server.console())
             self.assertEqual(raws_of_pairs > 0, kind != "xml", kind)
 
     def test_every_person_has_a_face(self):
