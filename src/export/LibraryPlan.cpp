@@ -145,7 +145,8 @@ bool LibraryPlan::isWanted(const PhotoFacts& photo) {
 
 void LibraryPlan::takePhoto(const PhotoFacts& photo) {
   for (const std::string& path : photo.originalPaths) context_.scratch.addKnown(path);
-  if (photo.alternate) context_.scratch.addKnown(photo.alternate->path);
+  if (photo.alternate)
+    for (const std::string& path : photo.alternate->paths) context_.scratch.addKnown(path);
   if (!photo.livePath.empty()) context_.scratch.addKnown(photo.livePath);
   if (!isWanted(photo)) return;
   PhotoSources sources = sources_.find(photo);

@@ -171,11 +171,13 @@ void PhotoSourceFinder::addInPlaceOfOriginal(const PhotoFacts& photo, OpenFile e
 void PhotoSourceFinder::addCompanions(const PhotoFacts& photo, PhotoSources& found) {
   const std::string first = foldedFileName(found.files.front().extension);
   if (photo.alternate) {
-    OpenFile file = openFirst({photo.alternate->path});
-    if (file.state != FileState::Open) {
+    OpenFile file = openFirst(photo.alternate->paths);
+    // Where it is no master of its own, its path is only where it would be.
+    const bool isKnown = !photo.alternate->masterUuid.empty();
+    if (file.state != FileState::Open && isKnown) {
       found.problems.push_back(
           {Finding::MissingOriginal, photo.alternate->fileName, "the other half of a pair"});
-    } else {
+    } else if (file.state == FileState::Open) {
       SourceFile source = sourceOf(FileRole::Alternate, std::move(file));
       if (foldedFileName(source.extension) == first) source.extension = "_other" + source.extension;
       found.files.push_back(std::move(source));

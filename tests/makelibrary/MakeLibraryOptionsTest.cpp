@@ -64,6 +64,6 @@ TEST(MakeLibraryOptions, explainsEveryOptionWithin80Columns) {
   for (std::string line; std::getline(help, line);) EXPECT_LE(line.size(), 80U) << line;
   for (const char* option : {"--photos N ", "--seed S ", "--kind KIND ", "--images WHAT ", "--projects N ",
                              "--albums N ", "--faces N ", "--big-album ", "--album-data ", "--smart-albums ",
-                             "--saved-lists WHAT", "--strange ", "--version "})
+                             "--everything ", "--saved-lists WHAT", "--strange ", "--version "})
     EXPECT_THAT(help.str(), HasSubstr(std::string("  ") + option));
 }

@@ -1,5 +1,6 @@
 #include <optional>
 
+#include "makelibrary/Everything.h"
 #include "makelibrary/LibrarySchema.h"
 #include "makelibrary/Random.h"
 #include "makelibrary/SampleDatabases.h"
@@ -104,7 +105,8 @@ void writeMasters(const SamplePlan& plan, SqliteWriter& writer) {
       "fileIsReference,isExternallyEditable,isTrulyRaw,isMissing,hasAttachments,hasNotes,hasFocusPoints,"
       "imagePath,"
       "fileSize,duration,imageDate,fileCreationDate,fileModificationDate,imageHash,originalFileName,"
-      "originalFileSize,imageFormat,importedBy,createDate,isInTrash,faceDetectionState,colorSpaceName");
+      "originalFileSize,imageFormat,importedBy,createDate,isInTrash,faceDetectionState,colorSpaceName,"
+      "alternateMasterUuid");
   for (std::size_t i = 0; i < plan.photoCount(); ++i) {
     const Photo p = plan.photo(i);
     const std::size_t size = 900000 + (i * 7919) % 700000;
@@ -115,7 +117,13 @@ void writeMasters(const SamplePlan& plan, SqliteWriter& writer) {
                p.kind != MasterKind::Movie, p.kind == MasterKind::Raw, 0, 0, 0, 0,
                p.folder + "/" + p.fileName, size, duration, p.date, p.date, p.date, p.masterUuid, p.fileName,
                size, 0, 3, p.date + 86400, p.inTrash, p.kind == MasterKind::Movie ? 0 : 1,
-               "sRGB IEC61966-2.1");
+               "sRGB IEC61966-2.1", orNull(p.pairUuid));
+    if (p.pairUuid.empty()) continue;
+    master.row(p.pairId, p.pairUuid, p.baseName, plan.folders()[p.project].uuid, p.folder, nullptr,
+               p.baseName, p.baseName + ".JPG", "IMGT", "JPGST", 0, 1, 0, 0, 0, 0, 0,
+               p.folder + "/" + p.baseName + ".JPG", size, nullptr, p.date, p.date, p.date, p.pairUuid,
+               p.baseName + ".JPG", size, 0, 3, p.date + 86400, p.inTrash, 1, "sRGB IEC61966-2.1",
+               p.masterUuid);
   }
 }
 
@@ -149,12 +157,16 @@ class VersionRows final {
     if (p.kind == MasterKind::Movie) poster = "{0, 600}";
     const int upWidth = p.upright() ? p.width : p.height;
     const int upHeight = p.upright() ? p.height : p.width;
-    row_.row(id, uuid, p.baseName, p.fileName, number, p.masterUuid, p.masterUuid, p.masterId,
+    const std::string& name = p.title.empty() || original ? p.baseName : p.title;
+    const int width = p.cropped && number == 1 ? upWidth * 3 / 4 : upWidth;
+    const int height = p.cropped && number == 1 ? upHeight / 2 : upHeight;
+    row_.row(id, uuid, name, p.fileName, number, p.masterUuid, p.masterUuid, p.masterId,
              raw ? std::optional(p.masterUuid) : std::nullopt,
-             raw ? std::nullopt : std::optional(p.masterUuid), plan_.folders()[p.project].uuid,
-             "Europe/Zurich", p.date, original ? 0 : p.rating, original || p.hidden, !original && p.flagged,
-             original, 1, -1, p.height, p.width, upHeight, upWidth, p.rotation, adjustments, adjustments, 0,
-             p.date + 86400, p.inTrash, latitude, longitude, 1, poster, !original, 0, 1, 1, 0);
+             raw ? std::nullopt : std::optional(p.masterUuid), plan_.folders()[p.project].uuid, p.zone,
+             p.date, original ? 0 : p.rating, original || p.hidden, !original && p.flagged, original, 1,
+             original ? -1 : p.colorLabel, p.height, p.width, height, width, p.rotation, adjustments,
+             adjustments, 0, p.date + 86400, p.inTrash, latitude, longitude, 1, poster, !original, 0, 1, 1,
+             !original && !p.keywords.empty());
   }
 
   const SamplePlan& plan_;
@@ -197,7 +209,9 @@ void writeCustomOrder(const SamplePlan& plan, SqliteWriter& writer) {
 }  // namespace
 
 void writeLibraryDatabase(const SamplePlan& plan, const std::filesystem::path& file) {
-  SqliteWriter writer(file, kLibrarySchema);
+  const bool everything = plan.options().everything;
+  SqliteWriter writer(file, std::string(kLibrarySchema) + std::string(everything ? kLibraryFactsSchema : ""));
+  if (everything) writeLibraryFacts(plan, writer);
   writeFolders(plan, writer);
   writeAlbums(plan, writer);
   writeVersions(plan, writer);

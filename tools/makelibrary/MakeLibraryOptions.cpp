@@ -58,6 +58,11 @@ void addOptions(CLI::App& app, MakeLibraryOptions& options) {
   app.add_flag("--smart-albums", options.smartAlbums,
                "add smart albums with rules of every kind,\n"
                "hidden photos, and albums behind the projects");
+  app.add_flag("--everything", options.everything,
+               "add facts of every sort to an iphoto library:\n"
+               "titles, keywords, labels, places, time zones,\n"
+               "rejected, hidden and cropped photos, RAW and\n"
+               "JPEG pairs");
   app.add_option_function<std::string>(
          "--saved-lists", [&options](const std::string& name) { options.savedLists = kSavedLists.at(name); },
          "none         no lists of members (default)\n"

@@ -32,6 +32,8 @@ struct MakeLibraryOptions {
   bool albumData = false;
   bool bigAlbum = false;
   bool smartAlbums = false;
+  // Facts of every sort: titles, keywords, labels, places, time zones, crops, pairs of RAW and JPEG.
+  bool everything = false;
   SavedLists savedLists = SavedLists::None;
 };
 

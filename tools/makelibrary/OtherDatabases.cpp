@@ -1,6 +1,7 @@
 #include <cmath>
 #include <optional>
 
+#include "makelibrary/Everything.h"
 #include "makelibrary/LibrarySchema.h"
 #include "makelibrary/Random.h"
 #include "makelibrary/SampleDatabases.h"
@@ -182,8 +183,11 @@ void writeImageProxiesDatabase(const SamplePlan& plan, const std::filesystem::pa
 }
 
 void writePropertiesDatabase(const SamplePlan& plan, const std::filesystem::path& file) {
-  SqliteWriter writer(file, kPropertiesSchema);
+  const bool everything = plan.options().everything;
+  SqliteWriter writer(file,
+                      std::string(kPropertiesSchema) + std::string(everything ? kPropertiesFactsSchema : ""));
   writeStrings(plan, writer);
+  if (everything) writePropertyFacts(plan, writer);
   {
     PropertyRows rows(writer, plan.options().smartAlbums);
     for (std::size_t i = 0; i < plan.photoCount(); ++i) rows.write(plan.photo(i));

@@ -6,6 +6,7 @@
 #include <thread>
 #include <vector>
 
+#include "makelibrary/Everything.h"
 #include "makelibrary/ImageFormats.h"
 #include "makelibrary/Landscape.h"
 #include "makelibrary/LibraryFolder.h"
@@ -55,7 +56,11 @@ class PhotoFiles final {
  private:
   void writeForIPhoto() const {
     store(folder_.masters() / photo_.folder / photo_.fileName, master());
-    const Picture seen = photo_.adjusted ? enhanced(upright_) : upright_;
+    Picture seen = photo_.adjusted ? enhanced(upright_) : upright_;
+    if (photo_.cropped) seen = cropped(seen);
+    if (!photo_.pairUuid.empty())
+      store(folder_.masters() / photo_.folder / (photo_.baseName + ".JPG"),
+            jpegFile(upright_, 88, exifSegment(photo_, description())));
     writeVersion(photo_.versionUuid, seen, photo_.hasAdjustments());
     if (!photo_.duplicateUuid.empty())
       writeVersion(photo_.duplicateUuid, upright_, photo_.kind == MasterKind::Raw);

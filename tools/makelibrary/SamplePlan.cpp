@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdio>
 
+#include "makelibrary/Everything.h"
 #include "makelibrary/Random.h"
 #include "makelibrary/SampleNames.h"
 #include "makelibrary/SmartAlbums.h"
@@ -289,6 +290,7 @@ Photo SamplePlan::photo(std::size_t index) const {
   describeFile(photo, random);
   describeExposure(photo, random);
   describeFaces(photo, random);
+  if (options_.everything) describeEverything(photo, options_);
   return photo;
 }
 

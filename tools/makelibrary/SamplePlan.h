@@ -62,6 +62,15 @@ struct Photo {
   double exposureTime = 0;  // seconds
   double focalLength = 0;   // millimeters
   double duration = 0;      // seconds, of a movie
+  // From here on only with MakeLibraryOptions::everything.
+  std::string title;                   // empty: the version has the file's name
+  std::string zone = "Europe/Zurich";  // name of the time zone
+  int colorLabel = -1;
+  std::vector<std::size_t> keywords;  // indexes into kSampleKeywords
+  bool cropped = false;               // to kCrop
+  std::string pairUuid;               // of the master of the JPEG that was taken with a RAW; else empty
+  std::int64_t pairId = 0;
+  std::optional<std::size_t> place;  // index into kPlaces
 
   bool hasAdjustments() const { return adjusted || kind == MasterKind::Raw; }
   bool upright() const { return rotation == 0; }

@@ -8,23 +8,15 @@
 #include "library/database/LibraryDatabases.h"
 #include "library/facts/FactColumns.h"
 #include "library/facts/FactNames.h"
+#include "library/facts/FactQueries.h"
 #include "library/facts/PictureShape.h"
 
 namespace moxtel {
 
 namespace {
 
-constexpr SqlText kCorners =
-    "SELECT faceKey,faceIndex,rejected,ignore,topLeftX,topRightX,bottomLeftX,bottomRightX,topLeftY,topRightY,"
-    "bottomLeftY,bottomRightY FROM RKDetectedFace WHERE masterUuid = '%@'";
-constexpr SqlText kSquares =
-    "SELECT faceKey,faceIndex,centerX,centerY,size FROM RKDetectedFace WHERE masterUuid = '%@'";
-constexpr SqlText kKeys = "SELECT faceKey,faceIndex FROM RKDetectedFace WHERE masterUuid = '%@'";
 // Some libraries have the table in one database, some in the other, and some have none.
 constexpr SqlText kHasInEdited = "SELECT name FROM sqlite_master WHERE name = 'RKVersionFaceContent'";
-constexpr SqlText kInEdited =
-    "SELECT versionId,faceKey,faceRectLeft,faceRectTop,faceRectWidth,faceRectHeight FROM "
-    "RKVersionFaceContent WHERE versionId >= %lld AND versionId <= %lld";
 
 // The box around all four corners, whose names follow the face. They count from the bottom left.
 std::optional<FactRectangle> boxOfCorners(const Query& row) {
@@ -78,7 +70,7 @@ bool FaceReading::readEdited(std::int64_t first, std::int64_t last) {
   };
   const auto file = hasTable(DatabaseFile::Library) ? DatabaseFile::Library : DatabaseFile::Faces;
   if (!hasTable(file)) return true;
-  Query row = databases_.runUnlogged(file, kInEdited, {first, last});
+  Query row = databases_.runUnlogged(file, fact_query::kInEdited, {first, last});
   while (row.step()) {
     const auto left = realOf(row, 2), lower = realOf(row, 3), width = realOf(row, 4), height = realOf(row, 5);
     if (!left || !lower || !width || !height) continue;
@@ -106,11 +98,11 @@ Query FaceReading::facesOf(const PhotoFacts& photo) {
   switch (kind_) {
     case LibraryKind::Photos4:
     case LibraryKind::Photos5:
-      return run(kSquares);
+      return run(fact_query::kSquares);
     case LibraryKind::AlbumDataOnly:
-      return run(kKeys);
+      return run(fact_query::kKeys);
     default:
-      return run(kCorners);
+      return run(fact_query::kCorners);
   }
 }
 

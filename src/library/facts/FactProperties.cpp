@@ -6,25 +6,11 @@
 
 #include "library/database/LibraryDatabases.h"
 #include "library/facts/FactColumns.h"
+#include "library/facts/FactQueries.h"
 
 namespace moxtel {
 
 namespace {
-
-// CROSS JOIN: the properties of the range first, then their texts.
-constexpr SqlText kIptc =
-    "SELECT p.versionId,p.propertyKey,s.stringProperty FROM RKIptcProperty p CROSS JOIN RKUniqueString s "
-    "WHERE "
-    "p.versionId >= %lld AND p.versionId <= %lld AND s.modelId = p.stringId";
-constexpr SqlText kExifTexts =
-    "SELECT p.versionId,p.propertyKey,s.stringProperty FROM RKExifStringProperty p CROSS JOIN RKUniqueString "
-    "s WHERE p.versionId >= %lld AND p.versionId <= %lld AND s.modelId = p.stringId";
-constexpr SqlText kExifNumbers =
-    "SELECT versionId,propertyKey,numberProperty FROM RKExifNumberProperty WHERE versionId >= %lld AND "
-    "versionId <= %lld";
-constexpr SqlText kPhotosCameras =
-    "SELECT versionId,make,model,lens,aperture,exposureTime,iso,focalLength FROM MoxtelCameras WHERE "
-    "versionId >= %lld AND versionId <= %lld";
 
 bool isBlank(const std::string& text) { return text.find_first_not_of(" \t\r\n") == std::string::npos; }
 
@@ -86,14 +72,13 @@ class PropertyReading final {
       : databases_(databases), first_(first), last_(last), photos_(photos) {}
 
   bool read() {
-    bool complete = readTexts(kIptc, &PhotoFacts::iptc);
-    complete = readTexts(kExifTexts, &PhotoFacts::exifTexts) && complete;
+    bool complete = readTexts(fact_query::kIptc, &PhotoFacts::iptc);
+    complete = readTexts(fact_query::kExifTexts, &PhotoFacts::exifTexts) && complete;
     complete = readNumbers() && complete;
     for (PhotoFacts& photo : photos_) {
       addMeanings(photo);
       addCamera(photo);
     }
-    if (databases_.layout().kind == LibraryKind::Photos5) complete = readCameras() && complete;
     return complete;
   }
 
@@ -121,7 +106,7 @@ class PropertyReading final {
   }
 
   bool readNumbers() {
-    Query row = ofRange(kExifNumbers);
+    Query row = ofRange(fact_query::kExifNumbers);
     while (row.step()) {
       PhotoFacts* photo = find(row.integer64Column(0));
       const auto number = realOf(row, 2);
@@ -129,24 +114,6 @@ class PropertyReading final {
       photo->exifNumbers.emplace_back(textOf(row, 1), *number);
     }
     for (PhotoFacts& photo : photos_) std::stable_sort(photo.exifNumbers.begin(), photo.exifNumbers.end());
-    return !row.failed();
-  }
-
-  bool readCameras() {
-    Query row = ofRange(kPhotosCameras);
-    while (row.step()) {
-      PhotoFacts* photo = find(row.integer64Column(0));
-      if (!photo) continue;
-      photo->camera = {textOf(row, 1),
-                       textOf(row, 2),
-                       textOf(row, 3),
-                       ifPositive(realOf(row, 4)),
-                       ifPositive(realOf(row, 5)),
-                       ifPositive(realOf(row, 6)),
-                       ifPositive(realOf(row, 7)),
-                       {},
-                       {}};
-    }
     return !row.failed();
   }
 

@@ -71,8 +71,8 @@ struct ReferencedFile {
 // The other half of a pair: the JPEG of a RAW, or the RAW of a JPEG.
 struct AlternateFile {
   std::string masterUuid;
-  std::string fileName;  // the user's name for it
-  std::string path;      // absolute, for LibraryFiles::open
+  std::string fileName;            // the user's name for it; empty if unknown
+  std::vector<std::string> paths;  // absolute, for LibraryFiles::open; the first one that exists counts
 };
 
 using FactTexts = std::vector<std::pair<std::string, std::string>>;  // property and value

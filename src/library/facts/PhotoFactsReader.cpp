@@ -12,6 +12,7 @@
 #include "library/facts/FactFaces.h"
 #include "library/facts/FactNames.h"
 #include "library/facts/FactProperties.h"
+#include "library/facts/FactQueries.h"
 #include "library/facts/PictureShape.h"
 #include "library/facts/RawNames.h"
 
@@ -19,12 +20,6 @@ namespace moxtel {
 
 namespace {
 
-constexpr SqlText kVersions =
-    "SELECT modelId,uuid,masterUuid,masterId,versionNumber,name,fileName,imageDate,imageTimeZoneName,"
-    "mainRating,isHidden,isFlagged,colorLabelIndex,masterWidth,masterHeight,processedWidth,processedHeight,"
-    "rotation,hasEnabledAdjustments,isInTrash,exifLatitude,exifLongitude,videoPosterFramePoint,projectUuid "
-    "FROM RKVersion WHERE modelId >= %lld AND modelId <= %lld AND +versionNumber != 0 AND +showInLibrary = 1 "
-    "ORDER BY modelId";
 enum VersionColumn {
   kModelId,
   kUuid,
@@ -51,9 +46,6 @@ enum VersionColumn {
   kPoster,
   kProject
 };
-constexpr SqlText kMaster =
-    "SELECT imagePath,fileName,originalFileName,type,isTrulyRaw,isMissing,isInTrash,duration,fileIsReference,"
-    "fileVolumeUuid,alternateMasterUuid FROM RKMaster WHERE uuid = '%@'";
 enum MasterColumn {
   kImagePath,
   kMasterFileName,
@@ -67,16 +59,6 @@ enum MasterColumn {
   kVolume,
   kAlternate
 };
-constexpr SqlText kPreviews =
-    "SELECT versionId,fullSizePreviewPath,fullSizePreviewUpToDate FROM RKImageProxyState WHERE versionId >= "
-    "%lld AND versionId <= %lld";
-constexpr SqlText kKeywords =
-    "SELECT versionId,keywordId FROM RKKeywordForVersion WHERE versionId >= %lld AND versionId <= %lld";
-constexpr SqlText kPlaces =
-    "SELECT versionId,placeId FROM RKPlaceForVersion WHERE versionId >= %lld AND versionId <= %lld";
-constexpr SqlText kLivePhotos =
-    "SELECT modelId,path FROM MoxtelLivePhotos WHERE modelId >= %lld AND modelId <= %lld";
-constexpr SqlText kNext = "SELECT modelId FROM RKVersion WHERE modelId >= %lld ORDER BY modelId LIMIT 1";
 constexpr SqlText kLast = "SELECT modelId FROM RKVersion ORDER BY modelId DESC LIMIT 1";
 
 std::string_view stemOf(std::string_view fileName) { return fileName.substr(0, fileName.rfind('.')); }
@@ -159,7 +141,7 @@ class PhotoFactsReader::Reading final {
 };
 
 bool PhotoFactsReader::Reading::readVersions() {
-  Query row = ofRange(DatabaseFile::Library, kVersions);
+  Query row = ofRange(DatabaseFile::Library, fact_query::kVersions);
   while (row.step()) photos_.push_back(versionOf(row));
   return !row.failed();
 }
@@ -219,7 +201,7 @@ void PhotoFactsReader::Reading::addShape(const Query& row, PhotoFacts& photo) {
 bool PhotoFactsReader::Reading::readMaster(PhotoFacts& photo) {
   Value alternate;
   {
-    Query row = databases_.runUnlogged(DatabaseFile::Library, kMaster, {photo.masterUuid});
+    Query row = databases_.runUnlogged(DatabaseFile::Library, fact_query::kMaster, {photo.masterUuid});
     if (!row.step()) return !row.failed();
     photo.isMovie = photo.isMovie || row.stringColumn(kType).string() == "VIDT";
     photo.isMissing = row.integerColumn(kMissing) != 0;
@@ -259,26 +241,30 @@ void PhotoFactsReader::Reading::addOriginal(const Query& row, PhotoFacts& photo)
     return;
   }
   photo.originalPaths = candidates(baseOf("Masters"), path, hasCandidates_);
-  if (photo.originalPaths.size() > 1) {
-    photo.smallPaths.assign(photo.originalPaths.begin() + 1, photo.originalPaths.end());
-    photo.originalPaths.resize(1);
-  }
+  if (photo.originalPaths.size() <= 1) return;
+  AlternateFile alternate;
+  for (std::size_t i = 1; i < photo.originalPaths.size(); ++i)
+    (isSmallPicture(photo.originalPaths[i]) ? photo.smallPaths : alternate.paths)
+        .push_back(photo.originalPaths[i]);
+  photo.originalPaths.resize(1);
+  if (!alternate.paths.empty()) photo.alternate = std::move(alternate);
 }
 
 void PhotoFactsReader::Reading::addAlternate(const Value& masterUuid, PhotoFacts& photo) {
-  Query row = databases_.runUnlogged(DatabaseFile::Library, kMaster, {masterUuid});
+  Query row = databases_.runUnlogged(DatabaseFile::Library, fact_query::kMaster, {masterUuid});
   if (!row.step() || row.integerColumn(kReference) != 0) return;
   const std::string path = textOf(row, kImagePath);
   if (path.empty()) return;
   const std::string name = textOf(row, kMasterFileName);
   photo.alternate =
-      AlternateFile{std::string(masterUuid.string()), name.empty() ? path.substr(path.rfind('/') + 1) : name,
-                    appendingPathComponent(baseOf("Masters"), path.substr(0, path.find('\n')))};
+      AlternateFile{std::string(masterUuid.string()),
+                    name.empty() ? path.substr(path.rfind('/') + 1) : name,
+                    {appendingPathComponent(baseOf("Masters"), path.substr(0, path.find('\n')))}};
 }
 
 // In AlbumData.xml the picture of an unedited photo is its original.
 bool PhotoFactsReader::Reading::readPreviews() {
-  Query row = ofRange(DatabaseFile::ImageProxies, kPreviews);
+  Query row = ofRange(DatabaseFile::ImageProxies, fact_query::kPreviews);
   while (row.step()) {
     PhotoFacts* photo = find(row.integer64Column(0));
     if (!photo || (kind_ != LibraryKind::IPhoto && !photo->isAdjusted)) continue;
@@ -291,7 +277,7 @@ bool PhotoFactsReader::Reading::readPreviews() {
 }
 
 bool PhotoFactsReader::Reading::readKeywords() {
-  Query row = ofRange(DatabaseFile::Library, kKeywords);
+  Query row = ofRange(DatabaseFile::Library, fact_query::kKeywords);
   while (row.step()) {
     PhotoFacts* photo = find(row.integer64Column(0));
     if (!photo || photo->keywords.size() >= kMostFactsOfAPhoto) continue;
@@ -309,7 +295,7 @@ bool PhotoFactsReader::Reading::readKeywords() {
 }
 
 bool PhotoFactsReader::Reading::readPlaces() {
-  Query row = ofRange(DatabaseFile::Library, kPlaces);
+  Query row = ofRange(DatabaseFile::Library, fact_query::kPlaces);
   while (row.step()) {
     if (PhotoFacts* photo = find(row.integer64Column(0)))
       names_.addPlace(row.integer64Column(1), photo->place);
@@ -318,7 +304,7 @@ bool PhotoFactsReader::Reading::readPlaces() {
 }
 
 bool PhotoFactsReader::Reading::readLivePhotos() {
-  Query row = ofRange(DatabaseFile::Library, kLivePhotos);
+  Query row = ofRange(DatabaseFile::Library, fact_query::kLivePhotos);
   while (row.step()) {
     PhotoFacts* photo = find(row.integer64Column(0));
     if (!photo) continue;
@@ -342,7 +328,7 @@ bool PhotoFactsReader::read(std::int64_t first, std::int64_t last, const Take& t
   while (first <= last) {
     {
       // Ids may be far apart.
-      Query next = databases_.runUnlogged(DatabaseFile::Library, kNext, {first});
+      Query next = databases_.runUnlogged(DatabaseFile::Library, fact_query::kNext, {first});
       if (!next.step()) return !next.failed() && complete;
       first = next.integer64Column(0);
     }

@@ -26,11 +26,12 @@ std::shared_ptr<const AlbumDataDatabase> madeBy(
     std::optional<EntrySink> sink;
     const auto freshSink = [&]() -> PropertyListSink& {
       tables.emplace();
-      return sink.emplace(
-          std::vector{kArchivePath, kMasterImageList, kListOfAlbums, kListOfRolls, kListOfFaces}, kOneEntry,
-          [&tables](const std::string& list, const std::string& key, const Value& entry) {
-            tables->take(list, key, entry);
-          });
+      return sink.emplace(std::vector{kArchivePath, kMasterImageList, kListOfAlbums, kListOfRolls,
+                                      kListOfFaces, kListOfKeywords},
+                          kOneEntry,
+                          [&tables](const std::string& list, const std::string& key, const Value& entry) {
+                            tables->take(list, key, entry);
+                          });
     };
     LenientReading reading = read(freshSink);
     made->error = std::move(reading.error);
@@ -58,6 +59,19 @@ std::shared_ptr<const AlbumDataDatabase> readAlbumDataDatabase(std::istream& fil
   return madeBy([&](const FreshSink& freshSink) {
     return readLenientPropertyList(file, size, kMostBinaryBytes, freshSink);
   });
+}
+
+AdaptedSchema adaptAlbumData() {
+  AdaptedSchema schema;
+  schema.views = {
+      "CREATE TEMP VIEW RKVersion AS SELECT rowid,*,hasAdjustments AS hasEnabledAdjustments FROM "
+      "main.RKVersion",
+      "CREATE TEMP VIEW RKMaster AS SELECT rowid,*,fileName AS originalFileName,NULL AS type,0 AS "
+      "isTrulyRaw,0 "
+      "AS isMissing,0 AS isInTrash,NULL AS duration,NULL AS alternateMasterUuid FROM main.RKMaster",
+      "CREATE TEMP VIEW RKImageProxyState AS SELECT rowid,*,NULL AS fullSizePreviewUpToDate FROM "
+      "main.RKImageProxyState"};
+  return schema;
 }
 
 }  // namespace moxtel

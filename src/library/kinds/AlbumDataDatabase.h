@@ -12,6 +12,8 @@
 #include <string>
 #include <vector>
 
+#include "library/database/SchemaAdapter.h"
+
 namespace moxtel {
 
 struct AlbumDataDatabase {
@@ -27,5 +29,8 @@ struct AlbumDataDatabase {
 std::shared_ptr<const AlbumDataDatabase> readAlbumDataDatabase(const std::string& albumDataPath);
 // The same from an open file of that many bytes.
 std::shared_ptr<const AlbumDataDatabase> readAlbumDataDatabase(std::istream& file, std::uint64_t size);
+
+// Views that add the columns for which the file has nothing.
+AdaptedSchema adaptAlbumData();
 
 }  // namespace moxtel

@@ -1,7 +1,11 @@
 #include "library/kinds/AlbumDataTables.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
+#include <cmath>
+#include <cstdio>
+#include <optional>
 
 #include "library/FileNameForms.h"
 #include "library/albumdata/AlbumDataFile.h"
@@ -54,6 +58,13 @@ constexpr const char* kSchema =
     "numberProperty REAL);"
     "CREATE TABLE RKOtherProperty (modelId INTEGER PRIMARY KEY, versionId INTEGER, propertyKey, stringId "
     "INTEGER);"
+    "CREATE TABLE RKKeyword (modelId INTEGER PRIMARY KEY, name, searchName, parentId INTEGER);"
+    "CREATE TABLE RKKeywordForVersion (modelId INTEGER PRIMARY KEY, versionId INTEGER, keywordId INTEGER);"
+    "CREATE TABLE RKPlaceForVersion (modelId INTEGER PRIMARY KEY, versionId INTEGER, placeId INTEGER);"
+    "CREATE TABLE RKPlace (modelId INTEGER PRIMARY KEY, type INTEGER, defaultName);"
+    "CREATE TABLE RKVolume (modelId INTEGER PRIMARY KEY, uuid, name);"
+    "CREATE TABLE RKVersionFaceContent (modelId INTEGER PRIMARY KEY, versionId INTEGER, faceKey INTEGER, "
+    "isNamed INTEGER, faceRectLeft REAL, faceRectTop REAL, faceRectWidth REAL, faceRectHeight REAL);"
     "CREATE TABLE RKFaceName (modelId INTEGER PRIMARY KEY, uuid, name, keyVersionUuid, faceKey INTEGER);"
     "CREATE TABLE RKDetectedFace (modelId INTEGER PRIMARY KEY, masterUuid, faceKey INTEGER, faceIndex "
     "INTEGER);";
@@ -76,6 +87,8 @@ constexpr const char* kIndexes =
     "CREATE INDEX RKImageProxyState_version ON RKImageProxyState (versionId);"
     "CREATE INDEX RKImageProxyState_uuid ON RKImageProxyState (versionUuid);"
     "CREATE UNIQUE INDEX RKIptcProperty_version ON RKIptcProperty (propertyKey,versionId);"
+    "CREATE INDEX RKKeywordForVersion_version ON RKKeywordForVersion (versionId);"
+    "CREATE INDEX RKVersionFaceContent_version ON RKVersionFaceContent (versionId);"
     "CREATE INDEX RKDetectedFace_key ON RKDetectedFace (faceKey);"
     "CREATE INDEX RKDetectedFace_master ON RKDetectedFace (masterUuid);";
 
@@ -87,6 +100,33 @@ std::string textOf(const Value& value) {
 
 Value orNull(const Value& number) { return number.isNumber() ? Value(number.doubleValue()) : Value(); }
 Value orNull(const std::string& text) { return text.empty() ? Value() : Value(text); }
+
+// "{{0.1, 0.2}, {0.3, 0.4}}": left, lower edge, width and height.
+std::optional<std::array<double, 4>> rectangleIn(std::string_view text) {
+  std::array<double, 4> numbers{};
+  for (double& number : numbers) {
+    const std::size_t at = text.find_first_of("0123456789.-");
+    if (at == std::string_view::npos) return std::nullopt;
+    text.remove_prefix(at);
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (error != std::errc()) return std::nullopt;
+    text.remove_prefix(static_cast<std::size_t>(end - text.data()));
+  }
+  return numbers;
+}
+
+// The zone of a date that the file has in UTC and as a clock showed it: "UTC+02:00"; nil without both.
+Value zoneOf(const Value& entry) {
+  const Value &utc = entry["DateAsTimerIntervalGMT"], &local = entry["DateAsTimerInterval"];
+  if (!utc.isNumber() || !local.isNumber()) return {};
+  constexpr double kMostHours = 15;
+  const double minutes = std::round((local.doubleValue() - utc.doubleValue()) / 60);
+  if (!(std::abs(minutes) <= kMostHours * 60)) return {};
+  std::array<char, 16> text{};
+  const int all = std::abs(static_cast<int>(minutes));
+  std::snprintf(text.data(), text.size(), "UTC%c%02d:%02d", minutes < 0 ? '-' : '+', all / 60, all % 60);
+  return Value(text.data());
+}
 
 bool isWholeNumber(const std::string& text) {
   std::int64_t number = 0;
@@ -168,6 +208,8 @@ void AlbumDataTables::insert(const char* table, std::initializer_list<Value> val
 
 void AlbumDataTables::take(const std::string& list, const std::string& key, const Value& entry) {
   if (list == kArchivePath && entry.isString()) archivePath_ = foldedComponents(entry.string());
+  if (list == kListOfKeywords && entry.isString() && isWholeNumber(key))
+    insert("RKKeyword", {std::stoll(key), entry.string(), Value(), Value()});
   if (!entry.isDictionary()) return;
   if (list == kMasterImageList)
     takeImage(key, entry);
@@ -218,7 +260,7 @@ void AlbumDataTables::takeImage(const std::string& key, const Value& entry) {
                        photo.uuid,
                        photo.id,
                        orNull(textOf(entry["Roll"])),
-                       Value(),
+                       zoneOf(entry),
                        orNull(date),
                        entry["Rating"].intValue(),
                        0,
@@ -245,6 +287,7 @@ void AlbumDataTables::takeImage(const std::string& key, const Value& entry) {
   }
   writeImageFiles(photo, entry);
   writeImageFaces(photo, entry);
+  writeImageKeywords(photo, entry);
 }
 
 void AlbumDataTables::writeImageFiles(const Photo& photo, const Value& entry) {
@@ -266,6 +309,17 @@ void AlbumDataTables::writeImageFaces(const Photo& photo, const Value& entry) {
     insert("RKDetectedFace", {Value(), photo.uuid, face["face key"].integerValue(),
                               index.isNil() ? place : index.integerValue()});
     ++place;
+    const auto box = rectangleIn(face["rectangle"].string());
+    if (!box) continue;
+    insert("RKVersionFaceContent", {Value(), photo.id, face["face key"].integerValue(), 1, (*box)[0],
+                                    (*box)[1], (*box)[2], (*box)[3]});
+  }
+}
+
+void AlbumDataTables::writeImageKeywords(const Photo& photo, const Value& entry) {
+  for (const Value& keyword : entry["Keywords"].array()) {
+    const std::string number = textOf(keyword);
+    if (isWholeNumber(number)) insert("RKKeywordForVersion", {Value(), photo.id, std::stoll(number)});
   }
 }
 

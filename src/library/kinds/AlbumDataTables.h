@@ -17,6 +17,7 @@ namespace moxtel {
 // The keys at the top of the file that are used.
 inline constexpr std::string_view kArchivePath = "Archive Path";
 inline constexpr std::string_view kMasterImageList = "Master Image List";
+inline constexpr std::string_view kListOfKeywords = "List of Keywords";
 
 class AlbumDataTables final {
  public:
@@ -50,6 +51,7 @@ class AlbumDataTables final {
   void takeImage(const std::string& key, const Value& entry);
   void writeImageFiles(const Photo& photo, const Value& entry);
   void writeImageFaces(const Photo& photo, const Value& entry);
+  void writeImageKeywords(const Photo& photo, const Value& entry);
   void takeAlbum(const Value& entry);
   void takeRoll(const Value& entry);
   void takeFace(const std::string& key, const Value& entry);

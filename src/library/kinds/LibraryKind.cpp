@@ -3,6 +3,7 @@
 #include <cerrno>
 
 #include "library/PathNames.h"
+#include "library/kinds/AlbumDataDatabase.h"
 #include "platform/files/Files.h"
 
 namespace moxtel {
@@ -54,7 +55,7 @@ LibraryKind kindOfLibrary(const std::string& folder) {
 
 LibraryLayout layoutOfAlbumData() {
   LibraryLayout layout =
-      layoutOfOneFile(LibraryKind::AlbumDataOnly, "AlbumData.xml", [](sqlite3*) { return AdaptedSchema{}; });
+      layoutOfOneFile(LibraryKind::AlbumDataOnly, "AlbumData.xml", [](sqlite3*) { return adaptAlbumData(); });
   layout.isFilledFromFile = true;
   return layout;
 }

@@ -70,7 +70,8 @@ constexpr const char* kVersions =
     "processedWidth, CASE v.orientation WHEN 6 THEN 90 WHEN 3 THEN 180 WHEN 8 THEN 270 ELSE 0 END AS "
     "rotation, "
     "EXISTS (SELECT 1 FROM {RENDERED}) OR EXISTS (SELECT 1 FROM {DEVELOPED}) AS hasAdjustments, "
-    "v.createDate AS createDate, 0 AS isInTrash, v.latitude AS exifLatitude, v.longitude AS exifLongitude, "
+    "EXISTS (SELECT 1 FROM {RENDERED}) AS hasEnabledAdjustments, v.createDate AS createDate, 0 AS isInTrash, "
+    "v.latitude AS exifLatitude, v.longitude AS exifLongitude, "
     "CASE "
     "v.type WHEN 8 THEN '0' END AS videoPosterFramePoint, 1 AS showInLibrary FROM main.RKVersion v LEFT JOIN "
     "temp.MoxtelEventOfPhoto e ON e.photo = v.modelId WHERE {SHOWN}";
@@ -99,7 +100,9 @@ constexpr const char* kOtherViews[] = {
     "{THUMBNAIL} || '\n' || {MINI} FROM main.RKVersion v WHERE v.masterUuid = m.uuid ORDER BY v.modelId "
     "LIMIT 1), "
     "'') END AS imagePath, m.fileIsReference AS fileIsReference, m.volumeId AS fileVolumeUuid, m.fileName AS "
-    "fileName, m.isMissing AS isInCloud FROM main.RKMaster m",
+    "fileName, m.originalFileName AS originalFileName, CASE m.isTrulyRaw WHEN 1 THEN 1 ELSE 0 END AS "
+    "isTrulyRaw, m.isMissing AS isInCloud, 0 AS isMissing, 0 AS isInTrash, NULL AS type, m.duration AS "
+    "duration, m.alternateMasterUuid AS alternateMasterUuid FROM main.RKMaster m",
     "CREATE TEMP VIEW RKNote AS SELECT 0 AS rowid, NULL AS attachedToUuid, NULL AS note WHERE 0",
     "CREATE TEMP VIEW RKCustomSortOrder AS SELECT modelId AS rowid, containerUuid, objectUuid, orderNumber "
     "FROM "
@@ -110,7 +113,8 @@ constexpr const char* kOtherViews[] = {
     "v.uuid AS versionUuid, {THUMBNAIL} || '\n' || {MINI} AS thumbnailPath, {MINI} || '\n' || {THUMBNAIL} AS "
     "miniThumbnailPath, NULL AS faceTilePath, coalesce((SELECT 'resources/media/version/' || {OUTPUT} FROM "
     "{RENDERED} LIMIT 1), '') || coalesce((SELECT 'resources/media/master/' || {OUTPUT} FROM {DEVELOPED} "
-    "LIMIT 1), '') || {THUMBNAIL} || '\n' || {MINI} AS fullSizePreviewPath FROM main.RKVersion v",
+    "LIMIT 1), '') || {THUMBNAIL} || '\n' || {MINI} AS fullSizePreviewPath, NULL AS "
+    "fullSizePreviewUpToDate FROM main.RKVersion v",
     "CREATE TEMP VIEW RKIptcProperty AS SELECT modelId AS rowid, modelId, modelId AS versionId, "
     "'Caption/Abstract' AS propertyKey, modelId AS stringId FROM main.RKVersion WHERE extendedDescription IS "
     "NOT "
@@ -150,6 +154,17 @@ constexpr const char* kOtherViews[] = {
     "LIMIT 1) AS firstVersionUuid FROM main.RKPerson p WHERE p.name <> '' AND p.mergeTargetPersonId IS NULL) "
     "WHERE "
     "firstVersionUuid IS NOT NULL"};
+
+// Tables of some versions, or of none.
+constexpr const char* kKeywords =
+    "CREATE TEMP VIEW RKKeyword AS SELECT modelId AS rowid, modelId, name, searchName, NULL AS parentId FROM "
+    "main.RKKeyword";
+constexpr const char* kNoKeywords =
+    "CREATE TEMP VIEW RKKeyword AS SELECT 0 AS rowid, NULL AS modelId, NULL AS name, NULL AS searchName, "
+    "NULL "
+    "AS parentId WHERE 0";
+constexpr const char* kNoKeywordsOfPhotos =
+    "CREATE TEMP VIEW RKKeywordForVersion AS SELECT 0 AS rowid, NULL AS versionId, NULL AS keywordId WHERE 0";
 
 std::string derivative(const std::string& size) {
   return "printf('resources/proxies/derivatives/%02x/%02x/%x/%s_" + size +
@@ -208,6 +223,12 @@ AdaptedSchema adaptPhotos4(sqlite3* database, HiddenPhotos hidden) {
   for (const char* each : kTablesInMemory) schema.views.emplace_back(each);
   for (const char* each : {kVersions, kFolders}) schema.views.push_back(filled(each, hidden));
   for (const char* each : kOtherViews) schema.views.push_back(filled(each, hidden));
+  const auto has = [database](const char* table, const char* column) {
+    return lookForColumn(database, table, column) == SQLITE_OK;
+  };
+  schema.views.emplace_back(has("RKKeyword", "searchName") ? kKeywords : kNoKeywords);
+  if (!has("RKKeywordForVersion", "keywordId")) schema.views.emplace_back(kNoKeywordsOfPhotos);
+  for (const char* each : kViewsOfNothing) schema.views.emplace_back(each);
   return schema;
 }
 

@@ -32,8 +32,10 @@ struct Names {
   std::string albumAssets, albumOfPair, assetOfPair;
   std::string keyAssets, albumOfKey, assetOfKey;
   std::string faceAsset, facePerson;
-  std::string adjusted;  // a condition on the asset s
-  std::string shared;    // a condition on the asset s
+  std::string adjusted;                                       // a condition on the asset s
+  std::string shared;                                         // a condition on the asset s
+  std::string live;                                           // a condition on the asset s
+  std::string keywordPairs, attributesOfPair, keywordOfPair;  // empty: no keywords
 };
 
 class NameFinder final {
@@ -51,6 +53,8 @@ class NameFinder final {
         has(names.assets, "ZHASADJUSTMENTS") ? "s.ZHASADJUSTMENTS > 0" : "s.ZADJUSTMENTSSTATE > 0";
     names.shared =
         has(names.assets, "ZBUNDLESCOPE") ? "s.ZBUNDLESCOPE != 0" : "s.ZCLOUDBATCHPUBLISHDATE IS NOT NULL";
+    names.live = has(names.assets, "ZKINDSUBTYPE") ? "+s.ZKIND = 0 AND +s.ZKINDSUBTYPE = 2" : "0";
+    findKeywords(names);
     return names;
   }
   // SQLITE_OK unless the schema could not be read.
@@ -94,6 +98,18 @@ class NameFinder final {
     names.assetOfPair = "Z_" + assetNumber() + "ASSETS";
     require(names.albumAssets, {names.albumOfPair.c_str(), names.assetOfPair.c_str()});
   }
+  void findKeywords(Names& names) {
+    const auto attributes = entityNumber(database_, "AdditionalAssetAttributes");
+    const auto keyword = entityNumber(database_, "Keyword");
+    if (!attributes || !keyword || !has("ZKEYWORD", "ZTITLE")) return;
+    const std::string table = "Z_" + std::to_string(*attributes) + "KEYWORDS",
+                      ofAttributes = "Z_" + std::to_string(*attributes) + "ASSETATTRIBUTES",
+                      ofKeyword = "Z_" + std::to_string(*keyword) + "KEYWORDS";
+    if (!has(table, ofAttributes.c_str()) || !has(table, ofKeyword.c_str())) return;
+    names.keywordPairs = table;
+    names.attributesOfPair = ofAttributes;
+    names.keywordOfPair = ofKeyword;
+  }
   void findKeyAssets(Names& names) {
     const std::string album = "Z_" + std::to_string(entityNumber(database_, "GenericAlbum").value_or(0));
     const std::string table = album + "KEYASSETS", ofAlbum = album + "ALBUMSBEINGKEYASSETS",
@@ -126,6 +142,10 @@ std::string filled(std::string_view text, const Names& names, std::string_view s
       {"{FACE_PERSON}", names.facePerson},
       {"{ADJUSTED}", names.adjusted},
       {"{SHARED}", names.shared},
+      {"{LIVE}", names.live},
+      {"{KEYWORD_PAIRS}", names.keywordPairs},
+      {"{PAIR_ATTRIBUTES}", names.attributesOfPair},
+      {"{PAIR_KEYWORD}", names.keywordOfPair},
       {"{SHOWN}", shown},
       {"{EVENT_ALBUMS}", kEventAlbums},
   };
@@ -178,6 +198,7 @@ constexpr const char* kVersions =
     "colorLabelIndex, coalesce(x.ZORIGINALHEIGHT, s.ZHEIGHT) AS masterHeight, coalesce(x.ZORIGINALWIDTH, "
     "s.ZWIDTH) AS masterWidth, s.ZHEIGHT AS processedHeight, s.ZWIDTH AS processedWidth, CASE s.ZORIENTATION "
     "WHEN 6 THEN 90 WHEN 3 THEN 180 WHEN 8 THEN 270 ELSE 0 END AS rotation, {ADJUSTED} AS hasAdjustments, "
+    "{ADJUSTED} AS hasEnabledAdjustments, "
     "s.ZADDEDDATE AS createDate, 0 AS isInTrash, nullif(s.ZLATITUDE, -180.0) AS exifLatitude, "
     "nullif(s.ZLONGITUDE, -180.0) AS exifLongitude, CASE s.ZKIND WHEN 1 THEN '0' END AS "
     "videoPosterFramePoint, "
@@ -200,8 +221,10 @@ constexpr const char* kFolders =
     "'AllProjectsItem', NULL, NULL, NULL, m.ZSTARTDATE, m.ZENDDATE, '', 0, 0, 0, NULL, 1 FROM main.ZMOMENT m "
     "WHERE EXISTS (SELECT 1 FROM main.{ASSETS} s WHERE s.ZMOMENT = m.Z_PK AND NOT ({SHARED}) AND {SHOWN}"
     "{NOT_MIGRATED})";
+// Albums are numbered apart from moments: 2^40 more tells them apart.
 constexpr const char* kMigratedEvents =
-    " UNION ALL SELECT a.Z_PK, a.Z_PK, a.ZUUID, 2, a.ZTITLE, 'AllProjectsItem', NULL, (SELECT s.ZUUID FROM "
+    " UNION ALL SELECT a.Z_PK + 1099511627776, a.Z_PK + 1099511627776, a.ZUUID, 2, a.ZTITLE, "
+    "'AllProjectsItem', NULL, (SELECT s.ZUUID FROM "
     "main.{ASSETS} s WHERE s.Z_PK = ({KEY}) AND {SHOWN}), NULL, (SELECT min(s.ZDATECREATED) FROM "
     "temp.MoxtelEventOfPhoto e JOIN main.{ASSETS} s ON s.Z_PK = e.photo WHERE e.event = a.ZUUID), (SELECT "
     "max(s.ZDATECREATED) FROM temp.MoxtelEventOfPhoto e JOIN main.{ASSETS} s ON s.Z_PK = e.photo WHERE "
@@ -230,7 +253,9 @@ constexpr const char* kOtherViews[] = {
     "s.ZFILENAME || '\n' || {RAWS_OF_PAIR} || {SMALL_PICTURES} END AS imagePath, CASE s.ZKIND WHEN 0 THEN "
     "{LIVE_MOVIE} END AS livePath, s.ZDIRECTORY LIKE '/%' AS fileIsReference, "
     "NULL "
-    "AS fileVolumeUuid, x.ZORIGINALFILENAME AS fileName, s.ZCLOUDLOCALSTATE AS isInCloud FROM main.{ASSETS} "
+    "AS fileVolumeUuid, x.ZORIGINALFILENAME AS fileName, x.ZORIGINALFILENAME AS originalFileName, 0 AS "
+    "isTrulyRaw, 0 AS isMissing, 0 AS isInTrash, NULL AS type, NULL AS duration, NULL AS "
+    "alternateMasterUuid, s.ZCLOUDLOCALSTATE AS isInCloud FROM main.{ASSETS} "
     "s "
     "LEFT JOIN main.ZADDITIONALASSETATTRIBUTES x ON x.Z_PK = s.ZADDITIONALATTRIBUTES WHERE +s.ZTRASHEDSTATE "
     "= 0",
@@ -245,7 +270,8 @@ constexpr const char* kOtherViews[] = {
     "CREATE TEMP VIEW RKImageProxyState AS SELECT s.Z_PK AS rowid, s.Z_PK AS modelId, s.Z_PK AS versionId, "
     "s.ZUUID AS versionUuid, {THUMBNAILS} AS thumbnailPath, {SMALL_PICTURES_FIRST_MINI} AS "
     "miniThumbnailPath, NULL "
-    "AS faceTilePath, {RENDERED} AS fullSizePreviewPath FROM main.{ASSETS} s WHERE +s.ZTRASHEDSTATE = 0",
+    "AS faceTilePath, {RENDERED} AS fullSizePreviewPath, NULL AS fullSizePreviewUpToDate FROM main.{ASSETS} "
+    "s WHERE +s.ZTRASHEDSTATE = 0",
     "CREATE TEMP VIEW RKIptcProperty AS SELECT s.Z_PK AS rowid, s.Z_PK AS modelId, s.Z_PK AS versionId, "
     "'Caption/Abstract' AS propertyKey, x.ZASSETDESCRIPTION AS stringId FROM main.{ASSETS} s JOIN "
     "main.ZADDITIONALASSETATTRIBUTES x ON x.Z_PK = s.ZADDITIONALATTRIBUTES WHERE x.ZASSETDESCRIPTION IS NOT "
@@ -276,6 +302,26 @@ constexpr const char* kOtherViews[] = {
     "{SHOWN} ORDER BY d.Z_PK LIMIT 1) AS firstVersionUuid FROM main.ZPERSON p WHERE p.ZFULLNAME <> '' AND "
     "p.ZMERGETARGETPERSON IS NULL) WHERE firstVersionUuid IS NOT NULL",
 };
+
+constexpr const char* kKeywords[] = {
+    "CREATE TEMP VIEW RKKeyword AS SELECT Z_PK AS rowid, Z_PK AS modelId, ZTITLE AS name, NULL AS parentId "
+    "FROM "
+    "main.ZKEYWORD",
+    // The photos first, so that those of a range are found by their numbers.
+    "CREATE TEMP VIEW RKKeywordForVersion AS SELECT s.Z_PK AS rowid, s.Z_PK AS versionId, k.{PAIR_KEYWORD} "
+    "AS "
+    "keywordId FROM main.{ASSETS} s JOIN main.{KEYWORD_PAIRS} k ON k.{PAIR_ATTRIBUTES} = "
+    "s.ZADDITIONALATTRIBUTES"};
+constexpr const char* kNoKeywords[] = {
+    "CREATE TEMP VIEW RKKeyword AS SELECT 0 AS rowid, NULL AS modelId, NULL AS name, NULL AS parentId WHERE "
+    "0",
+    "CREATE TEMP VIEW RKKeywordForVersion AS SELECT 0 AS rowid, NULL AS versionId, NULL AS keywordId WHERE "
+    "0"};
+// The photos that have a short movie.
+constexpr const char* kLivePhotos =
+    "CREATE TEMP VIEW MoxtelLivePhotos AS SELECT s.Z_PK AS rowid, s.Z_PK AS modelId, {LIVE_MOVIE} AS path "
+    "FROM "
+    "main.{ASSETS} s WHERE {LIVE}";
 
 constexpr const char* kThumbnail =
     "'resources/derivatives/' || substr(s.ZUUID, 1, 1) || '/' || s.ZUUID || '_1_105_c.jpeg'";
@@ -337,6 +383,9 @@ class Photos5Schema final {
     all.push_back(folders());
     all.push_back(text(replaced(kAlbums, "{KEY}", keyAssetOf(names_))));
     for (const char* each : kOtherViews) all.push_back(text(withPaths(each)));
+    for (const char* each : names_.keywordPairs.empty() ? kNoKeywords : kKeywords) all.push_back(text(each));
+    all.push_back(text(withPaths(kLivePhotos)));
+    for (const char* each : kViewsOfNothing) all.emplace_back(each);
     return all;
   }
 

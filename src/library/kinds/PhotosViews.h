@@ -17,6 +17,13 @@ namespace moxtel {
 // Photos in the trash are left out for everybody, as are frames of a burst that is shown as one photo.
 enum class HiddenPhotos : std::uint8_t { LeaveOut, Keep };
 
+// Tables of iPhoto for which Photos has nothing that is read.
+inline constexpr const char* kViewsOfNothing[] = {
+    "CREATE TEMP VIEW RKPlaceForVersion AS SELECT 0 AS rowid, NULL AS versionId, NULL AS placeId WHERE 0",
+    "CREATE TEMP VIEW RKPlace AS SELECT 0 AS rowid, NULL AS modelId, NULL AS type, NULL AS defaultName WHERE "
+    "0",
+    "CREATE TEMP VIEW RKVolume AS SELECT 0 AS rowid, NULL AS uuid, NULL AS name WHERE 0"};
+
 // For Photos.sqlite, of Photos 5 and later. Tables and columns that change with the version are found by
 // their entities' numbers; no name from the database becomes part of a statement.
 AdaptedSchema adaptPhotos5(sqlite3* database, HiddenPhotos hidden);
