@@ -34,7 +34,8 @@ struct ExportContext {
   ExportProgress& progress;
   SidecarWriter* sidecars;  // null: none are written
   std::function<bool()> isCanceled;
-  bool isFresh = false;  // the target held nothing before
+  bool isFresh = false;         // the target held nothing before
+  bool isOneOfSeveral = false;  // there are several libraries
 
   void checkCanceled() const {
     if (isCanceled()) throw ExportCanceled();

@@ -15,7 +15,8 @@ void printReport(Report& report, ExportResult result, bool asJson, const ExportP
   if (!asJson && !hasNothing) seams.out << reportText(report);
   seams.out.flush();
   if (report.isInterrupted) seams.err << "moxtel-export: interrupted. The same command continues.\n";
-  if (!report.failure.empty()) seams.err << "moxtel-export: " << printableText(loggedText(report.failure)) << ".\n";
+  if (!report.failure.empty())
+    seams.err << "moxtel-export: " << printableText(loggedText(report.failure)) << ".\n";
 }
 
 }  // namespace
@@ -32,7 +33,9 @@ int runExportProgram(EventLoop& loop, const std::vector<std::string>& arguments,
   ExportProgress progress(options.progress || seams.isTerminal ? &seams.err : nullptr, seams.isTerminal);
   ExportRun::Seams run;
   run.isCanceled = seams.isCanceled;
-  run.say = [&](std::string_view line) { seams.err << printableText(loggedText(line)) << '\n' << std::flush; };
+  run.say = [&](std::string_view line) {
+    seams.err << printableText(loggedText(line)) << '\n' << std::flush;
+  };
   run.describe = [&](std::string_view line) { seams.out << line << '\n'; };
   const ExportResult result = ExportRun(loop, options, report, progress, sidecars, std::move(run)).run();
   progress.erase();

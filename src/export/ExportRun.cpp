@@ -153,7 +153,8 @@ std::optional<ExportResult> ExportRun::openTarget() {
   state_ = std::make_unique<ExportState>(path);
   state_->begin();
   context_ = std::make_unique<ExportContext>(ExportContext{options_, *target_, *state_, scratch_, report_,
-                                                           progress_, sidecars_, seams_.isCanceled, isFresh});
+                                                           progress_, sidecars_, seams_.isCanceled, isFresh,
+                                                           libraries_.size() > 1});
   return std::nullopt;
 }
 

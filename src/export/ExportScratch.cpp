@@ -16,10 +16,17 @@ CREATE TABLE owner (library INTEGER, master TEXT, uuid TEXT, PRIMARY KEY (librar
 CREATE TABLE pending (library INTEGER, id INTEGER, uuid TEXT, folder TEXT, date REAL, stem TEXT, name TEXT, files TEXT);
 CREATE TABLE todo (library INTEGER, id INTEGER, PRIMARY KEY (library, id)) WITHOUT ROWID;
 CREATE TABLE retry (library INTEGER, id INTEGER, PRIMARY KEY (library, id)) WITHOUT ROWID;
-CREATE TABLE known (library INTEGER, path TEXT, PRIMARY KEY (library, path)) WITHOUT ROWID;
+CREATE TABLE known (hash INTEGER PRIMARY KEY);
 CREATE TABLE twin (library INTEGER, name TEXT, size INTEGER, date INTEGER,
                    PRIMARY KEY (library, name, size, date)) WITHOUT ROWID;
 )";
+
+// FNV-1a. A hash, because paths are long and there are many.
+std::int64_t hashOfPath(std::int64_t library, std::string_view path) {
+  std::uint64_t hash = 14695981039346656037u + static_cast<std::uint64_t>(library);
+  for (const char c : foldedFileName(path)) hash = (hash ^ static_cast<unsigned char>(c)) * 1099511628211u;
+  return static_cast<std::int64_t>(hash);
+}
 
 }  // namespace
 
@@ -47,8 +54,8 @@ ExportScratch::ExportScratch()
       nextTodo_(sql_, "SELECT min(id) FROM todo WHERE library = ? AND id >= ?"),
       isTodo_(sql_, "SELECT 1 FROM todo WHERE library = ? AND id = ?"),
       addRetry_(sql_, "INSERT OR IGNORE INTO retry VALUES (?, ?)"),
-      addKnown_(sql_, "INSERT OR IGNORE INTO known VALUES (?, ?)"),
-      isKnown_(sql_, "SELECT 1 FROM known WHERE library = ? AND path = ?"),
+      addKnown_(sql_, "INSERT OR IGNORE INTO known VALUES (?)"),
+      isKnown_(sql_, "SELECT 1 FROM known WHERE hash = ?"),
       addTwin_(sql_, "INSERT OR IGNORE INTO twin VALUES (?, ?, ?, ?)") {}
 
 void ExportScratch::addMember(std::int64_t album, std::int64_t position, std::int64_t modelId) {
@@ -140,10 +147,10 @@ bool ExportScratch::takeRetries() {
   return any.row();
 }
 
-void ExportScratch::addKnown(std::string_view path) { addKnown_.with(current_, foldedFileName(path)).run(); }
+void ExportScratch::addKnown(std::string_view path) { addKnown_.with(hashOfPath(current_, path)).run(); }
 
 bool ExportScratch::isKnown(std::string_view path) {
-  const bool found = isKnown_.with(current_, foldedFileName(path)).row();
+  const bool found = isKnown_.with(hashOfPath(current_, path)).row();
   isKnown_.reset();
   return found;
 }

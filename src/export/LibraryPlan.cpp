@@ -41,12 +41,13 @@ std::string hashOfFacts(const ExportContext& context, const PhotoFacts& photo,
   return sha256Of(version + "\n" + factsAsJson(photo, albums)).substr(0, 32);
 }
 
-void leaveSharedOriginal(ExportContext& context, const ExportedLibrary& exported, const PhotoFacts& photo,
-                         PhotoSources& sources) {
-  if (photo.masterUuid.empty() ||
-      context.scratch.ownerOf(exported.id, photo.masterUuid, photo.uuid) == photo.uuid)
-    return;
-  std::erase_if(sources.files, [](const SourceFile& file) { return file.role != FileRole::Edited; });
+std::string leaveSharedOriginal(ExportContext& context, const ExportedLibrary& exported,
+                                const PhotoFacts& photo, PhotoSources& sources) {
+  if (photo.masterUuid.empty()) return photo.uuid;
+  std::string owner = context.scratch.ownerOf(exported.id, photo.masterUuid, photo.uuid);
+  if (owner != photo.uuid)
+    std::erase_if(sources.files, [](const SourceFile& file) { return file.role != FileRole::Edited; });
+  return owner;
 }
 
 LibraryPlan::LibraryPlan(ExportContext& context, const ExportedLibrary& exported, OpenLibrary& library,
@@ -55,7 +56,8 @@ LibraryPlan::LibraryPlan(ExportContext& context, const ExportedLibrary& exported
       exported_(exported),
       library_(library),
       sources_(context, exported, library, properties),
-      folders_(context, exported, library.lists().containers()) {}
+      folders_(context, exported, library.lists().containers()),
+      limit_(context.target.largestFile()) {}
 
 void LibraryPlan::run(std::vector<std::string>& unknown) {
   readAlbums();
@@ -153,12 +155,10 @@ void LibraryPlan::takePhoto(const PhotoFacts& photo) {
   for (const SourceProblem& problem : sources.problems) report(problem.finding, problem.file, problem.reason);
   if (!photo.wallClock) report(Finding::NoDate, originalName(photo));
   const bool hadFiles = !sources.files.empty();
-  if (hadFiles && sources.files.front().role == FileRole::Original)
+  if (context_.isOneOfSeveral && hadFiles && sources.files.front().role == FileRole::Original)
     context_.scratch.addTwin(exported_.id, originalName(photo), sources.files.front().file.size,
                              photo.imageDate.value_or(0));
-  leaveSharedOriginal(context_, exported_, photo, sources);
-  std::string owner = photo.uuid;
-  if (!photo.masterUuid.empty()) owner = context_.scratch.ownerOf(exported_.id, photo.masterUuid, photo.uuid);
+  const std::string owner = leaveSharedOriginal(context_, exported_, photo, sources);
   if (hadFiles && sources.files.empty())
     report(Finding::SharedOriginal, originalName(photo),
            photo.versionName == originalName(photo) ? std::string() : photo.versionName);
@@ -171,10 +171,9 @@ void LibraryPlan::planFiles(const PhotoFacts& photo, PhotoSources& sources) {
   bool isPending = false;
   bool isTodo = false;
   std::string hash;
-  const auto limit = context_.target.largestFile();
   std::erase_if(sources.files, [&](const SourceFile& file) {
     const bool isLarge =
-        limit && file.file.size > *limit && context_.options.link == ExportOptions::Link::Copy;
+        limit_ && file.file.size > *limit_ && context_.options.link == ExportOptions::Link::Copy;
     if (isLarge) report(Finding::TooLarge, file.file.path);
     return isLarge;
   });

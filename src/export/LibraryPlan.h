@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -52,6 +53,7 @@ class LibraryPlan final {
   OpenLibrary& library_;
   PhotoSourceFinder sources_;
   ExportFolders folders_;
+  const std::optional<std::uint64_t> limit_;  // bytes of the largest file
   PlannedWork work_;
 };
 
@@ -61,8 +63,8 @@ std::vector<std::vector<std::string>> albumsOf(ExportContext& context, const Exp
 // A hash of all that goes into the sidecar of one of the photo's files.
 std::string hashOfFacts(const ExportContext& context, const PhotoFacts& photo,
                         const std::vector<std::vector<std::string>>& albums);
-// Leaves only the files that are the photo's own: the first photo with an original has it.
-void leaveSharedOriginal(ExportContext& context, const ExportedLibrary& exported, const PhotoFacts& photo,
-                         PhotoSources& sources);
+// Leaves only the files that are the photo's own: the first photo with an original has it. Its uuid.
+std::string leaveSharedOriginal(ExportContext& context, const ExportedLibrary& exported,
+                                const PhotoFacts& photo, PhotoSources& sources);
 
 }  // namespace moxtel
