@@ -63,6 +63,8 @@ void LibraryPlan::run(std::vector<std::string>& unknown) {
   readAlbums();
   select(unknown);
   library_.releaseLocks();
+  // Its columns have 40 bytes a photo.
+  library_.membership().dropCaches();
   const std::int64_t last = library_.facts().lastModelId();
   const bool isWhole = library_.facts().read(1, last, [this](const PhotoFacts& photo) {
     context_.checkCanceled();
