@@ -141,7 +141,7 @@ export interface PhotoFacts {
 }
 
 export interface MovieState {
-  state: 'ready' | 'waiting' | 'converting' | 'none';
+  state: 'ready' | 'waiting' | 'converting' | 'convert' | 'none';
   percent?: number;
   url?: string;
 }

@@ -172,7 +172,7 @@ function cameraLines(facts: PhotoFacts): ComponentChildren {
 function links(library: Library, lists: readonly Named[] | undefined): ComponentChildren {
   return (lists ?? []).map((list) => (
     <a class="chip" key={list.list} href={`/l/${library.id}/list/${listPath(list.list)}`}>
-      {list.name}
+      {list.name || text.noName}
     </a>
   ));
 }

@@ -4,7 +4,7 @@ import { useEffect, useMemo, useRef, useState } from 'preact/hooks';
 import { ApiError, type Library, type LibraryAddresses } from './api';
 import { DownloadDialog } from './download';
 import { FilterLine, FilterPanel } from './filters';
-import { formatCount, formatMonthDay } from './format';
+import { formatCount, formatDays, formatMonthDay } from './format';
 import { Grid, type Anchor } from './grid';
 import { defaultSize, largestSize, yearOf } from './layout';
 import { Head, Notice, Popover, Tool } from './parts';
@@ -77,7 +77,7 @@ export function ListView(props: {
     go(listAddress(library.id, props.list, route.filters, photo.id));
   };
 
-  const title = listTitle(props.list, list?.title ?? '');
+  const title = listTitle(props.list, list);
   const count = list ? text.nPhotos(list.count, formatCount(list.count)) : '';
   return (
     <>
@@ -164,18 +164,24 @@ function clampSize(size: number): number {
   return Number.isInteger(size) ? Math.min(largestSize, Math.max(0, size)) : defaultSize;
 }
 
-function listTitle(list: string, title: string): string {
+function listTitle(list: string, loaded: PhotoList | undefined): string {
   if (list === 'all') return text.photos;
   if (list === 'flagged') return text.flagged;
   if (list === 'movies') return text.movies;
   if (list.startsWith('onthisday:')) return `${text.onThisDay}, ${formatMonthDay(list.slice(10))}`;
   if (list.startsWith('photos:')) return text.selection;
   if (list.startsWith('search:')) return `“${list.slice(7)}”`;
-  return title || ' ';
+  if (!loaded) return ' ';
+  const days = daysOf(loaded);
+  return loaded.title || formatDays(days[0], days[days.length - 1]) || text.noName;
+}
+
+function daysOf(list: PhotoList): number[] {
+  return list.sections.flatMap((section) => (section.day === null ? [] : [section.day]));
 }
 
 function years(list: PhotoList | undefined): string {
-  const days = list?.sections.flatMap((section) => (section.day === null ? [] : [section.day])) ?? [];
+  const days = list ? daysOf(list) : [];
   if (days.length === 0) return '';
   const ends = [yearOf(days[0]!), yearOf(days[days.length - 1]!)].sort((a, b) => a - b);
   return ends[0] === ends[1] ? `${ends[0]}` : `${ends[0]}–${ends[1]}`;

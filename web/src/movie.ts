@@ -10,6 +10,7 @@ export class Movie {
   private readonly buttons = document.createElement('p');
   private video: HTMLVideoElement | undefined;
   private timer = 0;
+  private isConverted = false;
   private readonly stop = new AbortController();
 
   constructor(
@@ -75,24 +76,15 @@ export class Movie {
       if (this.stop.signal.aborted) return;
       video.remove();
       this.video = undefined;
-      void this.askForConversion();
+      // Some browsers play what others do not: the server converts it, too.
+      if (this.isConverted) this.offerDownload();
+      else void this.convert();
     });
     this.video = video;
     this.element.append(video);
     this.say('');
     this.buttons.replaceChildren();
     if (playNow) this.play();
-  }
-
-  /** This browser does not play what the server takes for playable: perhaps the server converts it. */
-  private async askForConversion(): Promise<void> {
-    try {
-      const state = await this.state(false);
-      if (state.state === 'waiting' || state.state === 'converting') this.follow(state);
-      else this.offerDownload();
-    } catch {
-      this.offerDownload();
-    }
   }
 
   private offerConversion(): void {
@@ -110,8 +102,13 @@ export class Movie {
   }
 
   private async convert(): Promise<void> {
+    this.isConverted = true;
+    await this.ask(true);
+  }
+
+  private async ask(start: boolean): Promise<void> {
     try {
-      this.follow(await this.state(true));
+      this.follow(await this.state(start));
     } catch {
       if (!this.stop.signal.aborted) this.offerDownload();
     }
@@ -120,8 +117,9 @@ export class Movie {
   private follow(state: MovieState): void {
     if (state.state === 'ready' && state.url) return this.showPlayer(state.url, true);
     if (state.state === 'none') return this.offerDownload();
-    this.say(state.state === 'waiting' ? text.waiting : text.converting(formatDecimal(state.percent ?? 0)));
-    this.timer = window.setTimeout(() => void this.convert(), 1000);
+    this.say(state.state === 'converting' ? text.converting(formatDecimal(state.percent ?? 0)) : text.waiting);
+    // "convert": there was no room among those that wait.
+    this.timer = window.setTimeout(() => void this.ask(state.state === 'convert'), 1000);
   }
 
   private state(start: boolean): Promise<MovieState> {
