@@ -9,6 +9,7 @@
 #include "library/answers/LibraryLists.h"
 #include "library/facts/PhotoFactsReader.h"
 #include "web/LibraryRoutes.h"
+#include "web/files/FileReplies.h"
 #include "web/lists/DateOrder.h"
 
 namespace moxtel {
@@ -116,7 +117,7 @@ void addOriginal(Json& json, OpenLibrary& open, const PhotoFacts& photo) {
     return;
   }
   json["bytes"] = file.size;
-  json["original"] = {{"name", photo.fileName}, {"bytes", file.size}};
+  json["original"] = {{"name", photo.fileName}, {"bytes", file.size}, {"type", mediaTypeOf(photo.fileName)}};
 }
 
 void addPosition(Json& json, const PhotoFacts& photo) {
