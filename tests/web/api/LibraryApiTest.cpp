@@ -35,7 +35,9 @@ class LibraryApiTest : public testing::TestWithParam<LibraryKind> {
   const std::string path_ = (folder_.path() / "Family.photolibrary").string();
 };
 
-INSTANTIATE_TEST_SUITE_P(Kinds, LibraryApiTest, testing::Values(LibraryKind::IPhoto));
+INSTANTIATE_TEST_SUITE_P(Kinds, LibraryApiTest,
+                         testing::Values(LibraryKind::IPhoto, LibraryKind::Photos4, LibraryKind::Photos5,
+                                         LibraryKind::Photos11, LibraryKind::AlbumDataOnly));
 
 TEST_P(LibraryApiTest, describesTheLibrary) {
   Page page(path_);
