@@ -92,6 +92,7 @@ void MXPAppDelegate::startup() {
   roles_->monitor.startAppChecks();
   roles_->pictureCheck.start();
   reportMissingLibrary();
+  environment_.libraryStarted();
 }
 
 // Nothing for iPhoto and Aperture.
@@ -283,6 +284,9 @@ std::string MXPAppDelegate::whyNoData() const {
 }
 
 const LoadedLibrary& MXPAppDelegate::library() const { return roles_->library; }
+const std::optional<std::string>& MXPAppDelegate::libraryPath() const {
+  return roles_->location.libraryPath();
+}
 const AlbumData& MXPAppDelegate::albumData() const { return roles_->albumData; }
 
 std::optional<std::string> MXPAppDelegate::attributedStringHelp(std::string_view language) {

@@ -46,6 +46,8 @@ struct ServerEnvironment {
   ConnectionLines::HostLookup hostLookup = nameOfHost;
   // Whether the program ends, so that what takes long is stopped. Any thread.
   std::function<bool()> isEnding = [] { return false; };
+  // Called after each start of the library roles, when the served library may be another one.
+  std::function<void()> libraryStarted = [] {};
 };
 
 class MXPAppDelegate final {
@@ -102,6 +104,8 @@ class MXPAppDelegate final {
   bool isServing() const { return isServing_; }
   QVSocketServer& server() { return *server_; }
   const LoadedLibrary& library() const;
+  // The folder of the served library; nothing if none is set.
+  const std::optional<std::string>& libraryPath() const;
   const AlbumData& albumData() const;
 
  private:

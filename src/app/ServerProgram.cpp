@@ -46,7 +46,10 @@ ServerProgram::ServerProgram(CoreLoop& loop, UserDefaults& defaults, ConsoleView
   MXPAppDelegate::initialize(defaults);
   delegate_ = std::make_unique<MXPAppDelegate>(ServerEnvironment{
       loop, defaults, notifications_, processes_, applications_ ? *applications_ : *localApplications_,
-      *scripts_, console_, discovery_.get(), nameOfHost, [this] { return processes_.hasEnded(); }});
+      *scripts_, console_, discovery_.get(), nameOfHost, [this] { return processes_.hasEnded(); },
+      [this] {
+        if (web_) web_->setServed(delegate_->libraryPath());
+      }});
 }
 
 ServerProgram::~ServerProgram() {
@@ -93,9 +96,10 @@ void ServerProgram::startWeb() {
       wanted,
       WebServer::Environment{
           loop_, discovery_.get(), settingsFolder() + "/MoxtelServer/web-access",
+          cacheFolder() + "/MoxtelServer",
           [this](std::string_view title, const std::string& text) { console_.showTitle(title, text); },
-          [this](const QrCode& code) { view_.showTerminalPicture(code.blocks()); }},
-      nullptr);
+          [this](const QrCode& code) { view_.showTerminalPicture(code.blocks()); }});
+  web_->setServed(delegate_->libraryPath());
   web_->start();
 }
 

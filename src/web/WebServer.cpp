@@ -29,25 +29,25 @@ std::vector<std::string> addressesOf(IPv4Address listenAddress) {
 // Passes each request on by the beginning of its path.
 class WebServer::Site final : public HttpHandler {
  public:
-  Site(HttpHandler* libraries, HttpHandler& page) : libraries_(libraries), page_(page) {}
+  Site(HttpHandler& libraries, HttpHandler& page) : libraries_(libraries), page_(page) {}
   void handle(const HttpRequest& request, std::shared_ptr<HttpResponder> responder) override {
     const auto& segments = request.segments;
     const bool isOfLibraries = segments.empty() || segments[0] == "l" || segments[0] == "api";
-    (isOfLibraries && libraries_ ? *libraries_ : page_).handle(request, std::move(responder));
+    (isOfLibraries ? libraries_ : page_).handle(request, std::move(responder));
   }
 
  private:
-  HttpHandler* const libraries_;
+  HttpHandler& libraries_;
   HttpHandler& page_;
 };
 
-WebServer::WebServer(const WebSettings& settings, Environment environment, const MakeLibraries& makeLibraries)
+WebServer::WebServer(const WebSettings& settings, Environment environment)
     : settings_(settings),
       environment_(std::move(environment)),
       rules_(settings.clients),
       access_(settings.access, environment_.keyFile, settings.port),
-      libraries_(makeLibraries ? makeLibraries(page_, access_) : nullptr),
-      site_(std::make_unique<Site>(libraries_.get(), page_)),
+      libraries_(settings, environment_.cacheFolder, page_, access_),
+      site_(std::make_unique<Site>(libraries_, page_)),
       gate_(rules_, access_, [this](HttpGate::LoginState state, const std::string& to) {
         return page_.loginPage(state, to);
       }) {}

@@ -11,10 +11,10 @@
 
 #include "dnssd/DnsSd.h"
 #include "platform/loop/EventLoop.h"
+#include "web/LibrariesHandler.h"
 #include "web/QrCode.h"
 #include "web/WebSettings.h"
 #include "web/WebStatus.h"
-#include "web/http/AddressSigner.h"
 #include "web/http/HttpGate.h"
 #include "web/http/HttpHandler.h"
 #include "web/http/HttpServer.h"
@@ -28,16 +28,13 @@ class WebServer final {
     EventLoop& loop;
     DnsSd* discovery = nullptr;  // null: nothing is published
     std::string keyFile;         // for key and digits
+    std::string cacheFolder;     // of what is made for the page
     // Shows a line of the console; the title is "Info" or "Error".
     std::function<void(std::string_view title, const std::string& text)> show;
     // Shows the address with the key, where that can be seen.
     std::function<void(const QrCode& code)> showCode;
   };
-  // Makes what answers "/", "/l/…" and "/api/…". It may borrow page and signer, which live longer.
-  using MakeLibraries =
-      std::function<std::unique_ptr<HttpHandler>(HttpHandler& page, const AddressSigner& signer)>;
-
-  WebServer(const WebSettings& settings, Environment environment, const MakeLibraries& makeLibraries);
+  WebServer(const WebSettings& settings, Environment environment);
   ~WebServer();
   WebServer(const WebServer&) = delete;
   WebServer& operator=(const WebServer&) = delete;
@@ -46,6 +43,8 @@ class WebServer final {
   void start();
   // Ends all connections and threads.
   void stop();
+  // The library that is served to the handheld: its folder, or nothing.
+  void setServed(const std::optional<std::string>& path) { libraries_.setServed(path); }
   // Sends every device away and makes another key.
   void renewKey();
   WebStatus status() const;
@@ -61,7 +60,7 @@ class WebServer final {
   const ClientRules rules_;
   WebAccess access_;
   PageHandler page_;
-  std::unique_ptr<HttpHandler> libraries_;
+  LibrariesHandler libraries_;
   std::unique_ptr<Site> site_;
   const HttpGate gate_;
   std::unique_ptr<HttpServer> server_;
