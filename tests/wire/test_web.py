@@ -234,8 +234,7 @@ class Hostile(WebTest):
             connections.append(connection)
         with Connection(self.port, "127.0.0.9") as other:
             self.assertEqual(other.ask("/login").status, 200)
-        # 64 are allowed; a few more may be accepted in the moment in which others are handed over.
-        moxteltest.wait_for(lambda: sum(map(self.has_ended, connections)) >= 100 - 64 - 8, "connections to end")
+        moxteltest.wait_for(lambda: sum(map(self.has_ended, connections)) >= 100 - 64, "connections to end")
 
     @staticmethod
     def has_ended(connection):

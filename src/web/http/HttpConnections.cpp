@@ -25,9 +25,20 @@ bool isIdle(const HttpConnections::Connection& connection) { return !connection.
 
 HttpConnections::Connection* HttpConnections::add(int socket, IPv4Address peer, IPv4Address local) {
   const std::lock_guard lock(mutex_);
+  handedOver_.erase(socket);
   connections_.push_back(
       {socket, peer, local, std::chrono::steady_clock::now(), nullptr, std::nullopt, 0, false, {}});
   return &connections_.back();
+}
+
+void HttpConnections::handOver(int socket, IPv4Address peer) {
+  const std::lock_guard lock(mutex_);
+  handedOver_[socket] = peer;
+}
+
+void HttpConnections::wasNotTaken(int socket) {
+  const std::lock_guard lock(mutex_);
+  handedOver_.erase(socket);
 }
 
 void HttpConnections::remove(Connection* connection) {
@@ -58,8 +69,9 @@ void HttpConnections::endRequest(Connection& connection) {
 }
 
 std::size_t HttpConnections::countOf(IPv4Address peer) const {
-  return static_cast<std::size_t>(
-      std::ranges::count_if(connections_, [peer](const Connection& each) { return each.peer == peer; }));
+  const auto added = std::ranges::count(connections_, peer, &Connection::peer);
+  const auto coming = std::ranges::count(handedOver_, peer, [](const auto& each) { return each.second; });
+  return static_cast<std::size_t>(added + coming);
 }
 
 bool HttpConnections::makeRoom(IPv4Address peer, bool isExempt, std::size_t notAddedOfPeer,
@@ -67,7 +79,7 @@ bool HttpConnections::makeRoom(IPv4Address peer, bool isExempt, std::size_t notA
   const std::lock_guard lock(mutex_);
   if (!isExempt && countOf(peer) + notAddedOfPeer >= limits_.perAddress && !endLongestIdle(peer))
     return false;
-  return connections_.size() + notAdded < limits_.inAll || endLongestIdle(std::nullopt);
+  return connections_.size() + handedOver_.size() + notAdded < limits_.inAll || endLongestIdle(std::nullopt);
 }
 
 // Shut down, it is removed soon.

@@ -8,6 +8,7 @@
 #include <chrono>
 #include <cstdint>
 #include <list>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -58,6 +59,9 @@ class HttpConnections final {
 
   explicit HttpConnections(const Limits& limits) : limits_(limits) {}
 
+  // A connection is handed to libmicrohttpd, or was not taken by it.
+  void handOver(int socket, IPv4Address peer);
+  void wasNotTaken(int socket);
   // A connection that libmicrohttpd has begun to serve, until removed().
   Connection* add(int socket, IPv4Address peer, IPv4Address local);
   void remove(Connection* connection);
@@ -85,6 +89,7 @@ class HttpConnections final {
   const Limits limits_;
   std::mutex mutex_;  // for what follows
   std::list<Connection> connections_;
+  std::map<int, IPv4Address> handedOver_;  // by their sockets: not added yet
   bool hasEnded_ = false;
 };
 

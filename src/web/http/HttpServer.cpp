@@ -184,7 +184,10 @@ void HttpServer::stop() {
 
 // The daemon closes a connection that it does not take.
 void HttpServer::connected(FileDescriptor connection, const sockaddr_in& peer) {
-  MHD_add_connection(daemon_, connection.release(), reinterpret_cast<const sockaddr*>(&peer), sizeof peer);
+  const int socket = connection.release();
+  connections_.handOver(socket, ntohl(peer.sin_addr.s_addr));
+  const auto* address = reinterpret_cast<const sockaddr*>(&peer);
+  if (MHD_add_connection(daemon_, socket, address, sizeof peer) != MHD_YES) connections_.wasNotTaken(socket);
 }
 
 int HttpServer::begin(MHD_Connection* connection, HttpConnections::Connection& state, const char* method,
