@@ -32,7 +32,7 @@ std::int64_t hashOfPath(std::int64_t library, std::string_view path) {
 
 ExportScratch::Tables::Tables(StateSql& sql) {
   sql.execute(
-      "PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF; PRAGMA cache_size = -16000;"
+      "PRAGMA journal_mode = OFF; PRAGMA synchronous = OFF; PRAGMA cache_size = -8000;"
       "PRAGMA temp_store = FILE;");
   sql.execute(kSchema);
   sql.execute("BEGIN");

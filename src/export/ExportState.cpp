@@ -50,7 +50,7 @@ StateFile fileOf(const Statement& row, int first) {
 ExportState::Tables::Tables(StateSql& sql) {
   sql.execute(
       "PRAGMA locking_mode = EXCLUSIVE; PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL;"
-      "PRAGMA cache_size = -16000; PRAGMA temp_store = FILE; PRAGMA trusted_schema = OFF;");
+      "PRAGMA cache_size = -8000; PRAGMA temp_store = FILE; PRAGMA trusted_schema = OFF;");
   sql.execute(kSchema);
 }
 

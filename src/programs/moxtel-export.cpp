@@ -1,4 +1,6 @@
 // moxtel-export: copies the photos of libraries into plain folders.
+#include <malloc.h>
+
 #include <atomic>
 #include <csignal>
 #include <iostream>
@@ -40,7 +42,14 @@ int runExport(const std::vector<std::string>& arguments) {
 }  // namespace
 }  // namespace moxtel
 
+namespace {
+// Lists of a million photos go back to the system when they are freed: without this, malloc keeps such
+// blocks.
+constexpr int kLargeBlock = 128 << 10;  // bytes
+}  // namespace
+
 int main(int argc, char** argv) {
+  ::mallopt(M_MMAP_THRESHOLD, kLargeBlock);
   moxtel::prepareProcess();
   return moxtel::runProgram(
       [&] { return moxtel::runExport(std::vector<std::string>(argv + (argc > 0 ? 1 : 0), argv + argc)); });
