@@ -11,8 +11,7 @@
 
 #include "pictures/codec/DecoderProtocol.h"
 #include "pictures/codec/Jpeg.h"
-#include "pictures/codec/Rotation.h"
-#include "pictures/codec/ShrunkPicture.h"
+#include "pictures/codec/Preview.h"
 #include "pictures/codec/decoder/Sources.h"
 #include "pictures/properties/PictureFacts.h"
 #include "platform/files/FileReader.h"
@@ -69,21 +68,6 @@ bool writeJpeg(const Bytes& jpeg) {
   return writeToStandardOutput(header) && writeToStandardOutput(jpeg);
 }
 
-// Shrunk row by row; then little memory suffices to turn it.
-bool writePreview(PictureSource& source, const Preview& preview) {
-  ShrunkPicture shrunk(source, preview.side);
-  if (preview.degrees == 0) {
-    const auto jpeg = jpegOf(shrunk);
-    return jpeg && writeJpeg(*jpeg);
-  }
-  const auto stored = pixelsOf(shrunk);
-  const auto turned = stored ? imageRotatedBy(*stored, -preview.degrees) : std::nullopt;
-  if (!turned) return false;
-  PixelBufferSource upright(*turned);
-  const auto jpeg = jpegOf(upright);
-  return jpeg && writeJpeg(*jpeg);
-}
-
 // What the libraries open when they are used: their plug-ins and ImageMagick's settings.
 FileRights rightsWith(const char* scratch) {
   FileRights rights{sharedLibraryFolders(), scratch};
@@ -101,12 +85,11 @@ bool run(const char* form, const char* scratch) {
   const auto preview = previewIn(form);
   const auto source = opened(bytes, preview ? preview->side : kWholeSize);
   if (!source) return false;
-  if (preview) return writePreview(*source, *preview);
   if (std::strcmp(form, kPixelsForm) == 0) {
     const auto image = pixelsOf(*source);
     return image && writePixels(*image);
   }
-  const auto jpeg = jpegOf(*source);
+  const auto jpeg = preview ? previewJpegOf(*source, preview->side, preview->degrees) : jpegOf(*source);
   return jpeg && writeJpeg(*jpeg);
 }
 

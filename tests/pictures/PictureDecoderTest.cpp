@@ -233,6 +233,15 @@ TEST_F(PictureDecoderTest, makesPreviewsOfRawFilesWithTheirProfile) {
   expectQuarters(image, 35);
 }
 
+TEST_F(PictureDecoderTest, makesPreviewsOfJpegsWithoutItsHelper) {
+  PictureDecoder alone(processes, "/not/there");
+  const auto jpeg = alone.previewOf(openRegularFile(fixture("jpeg-420.jpg")), 48, 90);
+  ASSERT_TRUE(jpeg);
+  EXPECT_EQ(pixelsOfJpeg(*jpeg).image.height, 48U);
+  EXPECT_FALSE(alone.previewOf(openRegularFile(fixture("png-rgb.png")), 48, 0));
+  EXPECT_FALSE(alone.previewOf(openRegularFile(fixture("broken-jpeg-half.jpg")), 48, 0));
+}
+
 TEST_F(PictureDecoderTest, hasNoPreviewOfBrokenFilesAndBombs) {
   for (const auto& file : std::filesystem::directory_iterator(FIXTURES)) {
     const std::string name = file.path().filename();

@@ -6,6 +6,7 @@
 #include "pictures/codec/HelperProgram.h"
 #include "pictures/codec/Jpeg.h"
 #include "pictures/codec/PictureKind.h"
+#include "pictures/codec/Preview.h"
 #include "platform/files/Files.h"
 #include "platform/files/UserFolders.h"
 #include "platform/process/ChildProcess.h"
@@ -45,8 +46,14 @@ std::optional<Bytes> PictureDecoder::jpegOf(const OpenFile& file) {
 }
 
 std::optional<Bytes> PictureDecoder::previewOf(const OpenFile& file, std::uint32_t side, int degrees) {
-  if (kindOfPicture(readStart(file, kPictureStartSize)) == PictureKind::None) return std::nullopt;
-  return jpegElsewhere(decoder::previewForm({side, degrees}), file);
+  const PictureKind kind = kindOfPicture(readStart(file, kPictureStartSize));
+  if (kind == PictureKind::None) return std::nullopt;
+  if (kind != PictureKind::Jpeg || isReadable(helper_))
+    return jpegElsewhere(decoder::previewForm({side, degrees}), file);
+  const JpegPixels whole = pixelsOfJpeg(wholeFile(file));
+  if (whole.outcome != JpegOutcome::Done) return std::nullopt;
+  PixelBufferSource source(whole.image);
+  return previewJpegOf(source, side, degrees);
 }
 
 std::optional<Bytes> PictureDecoder::jpegElsewhere(const std::string& form, const OpenFile& file) {

@@ -36,7 +36,7 @@ class PictureDecoder final {
   // kept. Nothing if the file is not a picture, is damaged, or exceeds the bounds of memory and time.
   std::optional<Bytes> jpegOf(const OpenFile& file);
   // A JPEG of at most side by side pixels, turned clockwise by a multiple of 90 degrees; else as jpegOf().
-  // Always made by the helper, which decodes no more than it needs.
+  // Made by the helper, which decodes no more than it needs; without it, of JPEGs only, in this process.
   std::optional<Bytes> previewOf(const OpenFile& file, std::uint32_t side, int degrees);
   // The pixels, in stored orientation.
   std::optional<PixelBuffer> pixelsOf(const OpenFile& file);

@@ -27,7 +27,7 @@ std::optional<std::pair<std::int64_t, std::string>> movieName(const std::string&
 
 struct FileHandlers::Parts {
   Parts(const FileHandlersOptions& options, ProcessRunner& processes, const AddressSigner& signer)
-      : cache(options.cacheFolder, options.cacheBytes),
+      : cache(options.cacheFolder + "/pictures", options.cacheBytes),
         maker(cache, processes, options.pictureDecoder),
         converter(cache, processes, options.movieConverter),
         pictures(cache, maker),

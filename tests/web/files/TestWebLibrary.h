@@ -57,6 +57,12 @@ class TestWebLibrary final : public WebLibrary {
                                                 ListedPhotos::Name{"all", "Sommer: 2009", "9f3c"});
   }
 
+  // Waits until the tasks so far have ended, which hold the library: its last owner must not be its own
+  // thread.
+  void finish() {
+    EXPECT_TRUE(loop_.performAndWait([] {}));
+  }
+
   bool isBusy = false;
   std::size_t copies = 1;  // of each photo in the list
 
