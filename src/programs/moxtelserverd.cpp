@@ -8,8 +8,11 @@
 #include <optional>
 
 #include "app/CommandLine.h"
+#include "app/MXPAppDelegate.h"
+#include "app/ServerCheck.h"
 #include "app/ServerProgram.h"
 #include "console/StandardOutputConsoleView.h"
+#include "dnssd/SystemDnsSd.h"
 #include "net/QVSocketServer.h"
 #include "platform/loop/CoreLoop.h"
 #include "platform/loop/SignalWatcher.h"
@@ -56,6 +59,16 @@ int explainAlbum(CoreLoop& loop, ServerProgram& program, const std::string& uuid
     if (!explanation.problem.empty()) std::cerr << "moxtelserverd: " << explanation.problem << '\n';
     loop.quit(explanation.problem.empty() ? 0 : 1);
   });
+  return loop.run();
+}
+
+// Tries everything that serving needs. The exit status.
+int checkServer(CoreLoop& loop, UserDefaults& defaults) {
+  setSystemLogSink([](std::string_view) {});  // for developers
+  MXPAppDelegate::initialize(defaults);
+  const auto discovery = makeSystemDnsSd(loop);
+  ServerCheck check(loop, defaults, discovery.get(), std::cout);
+  loop.post([&] { check.start([&](bool isGood) { loop.quit(isGood ? EXIT_SUCCESS : EXIT_FAILURE); }); });
   return loop.run();
 }
 
@@ -106,14 +119,17 @@ int serve(int argc, char** argv) {
   const ProgramDescription description{
       "moxtelserverd",
       "Serves an iPhoto, Aperture or Photos library to Moxtel clients on the network, without a display.",
-      {{"--print-folders", "print the library's folder tree and exit (for diagnosis)"},
+      {{"--check", "try everything that serving needs, print what works and what does not, and exit"},
+       {"--print-folders", "print the library's folder tree and exit (for diagnosis)"},
        {"--explain-album ID", "print the rule and the photos of a smart album and exit"}}};
   std::vector<std::string> arguments(argv + (argc > 0 ? 1 : 0), argv + argc);
+  const bool checks = std::erase(arguments, "--check") > 0;
   const bool printsFolders = std::erase(arguments, "--print-folders") > 0;
   const auto explained = takeOption("--explain-album", arguments);
   if (const auto status = takeCommandLine(description, arguments, defaults)) return *status;
 
   CoreLoop loop;
+  if (checks) return checkServer(loop, defaults);
   StandardOutputConsoleView view;
   ServerProgram program(loop, defaults, view);
   if (explained) return explainAlbum(loop, program, *explained);

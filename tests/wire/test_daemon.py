@@ -1,4 +1,4 @@
-"""The daemon as a service: readiness, signals, --print-folders and --explain-album."""
+"""The daemon as a service: readiness, signals, --print-folders, --explain-album and --check."""
 
 import fcntl
 import os
@@ -216,6 +216,48 @@ class Daemon(moxteltest.LibraryTestCase):
         ended = self.explain("/nonexistent", "x")
         self.assertEqual((ended.returncode, ended.stdout), (1, ""))
         self.assertIn("moxtelserverd: ", ended.stderr)
+
+    def check(self, *arguments):
+        home = tempfile.mkdtemp(prefix="moxteltest.")
+        self.addCleanup(shutil.rmtree, home)
+        ended = subprocess.run([moxteltest.program("MOXTEL_SERVER"), "--check", "-Port", "0", *map(str, arguments)],
+                               text=True, capture_output=True, timeout=moxteltest.PATIENCE,
+                               env={"PATH": "/usr/bin:/bin", "HOME": home, "TMPDIR": home, "XDG_CONFIG_HOME": home})
+        self.assertEqual(ended.stderr, "")
+        self.assertEqual(ended.returncode, int("✗" in ended.stdout), ended.stdout)
+        return ended.stdout
+
+    def test_check_tries_everything(self):
+        folder = pathlib.Path(tempfile.mkdtemp(prefix="moxteltest."))
+        self.addCleanup(shutil.rmtree, folder)
+        library = moxteltest.make_library(folder / "Library", "--images", "small", "--photos", "40")
+        text = self.check("-LibraryPath", library, "-WebPort", "0")
+        with sqlite3.connect("file:%s?mode=ro" % (library / "Database/apdb/Library.apdb"), uri=True) as database:
+            (shown,), = database.execute("SELECT count(*) FROM RKVersion WHERE showInLibrary = 1 AND isInTrash = 0")
+        self.assertIn(" ✓ Library: '%s', iPhoto or Aperture library, %d photos\n" % (library, shown), text)
+        self.assertIn(" ✓ Pictures: all of 20 that were tried can be read\n", text)
+        self.assertIn(" ✓ Helper programs are installed\n", text)
+        self.assertIn(" – Script interpreter: ", text)
+        self.assertIn(" – Page for browsers: switched off by -WebPort 0\n", text)
+        self.assertRegex(text, r" ✓ Port [0-9]+ can be listened on\n")
+        self.assertRegex(text, r" [✓✗] Publication: ")
+        self.assertNotIn("Listening on port", text)
+
+        shutil.rmtree(library / "Masters")
+        text = self.check("-LibraryPath", library, "-WebPort", "0", "-ScriptInterpreter", "/bin/false")
+        self.assertIn(" ✗ Pictures: 20 of 20 that were tried are missing or cannot be read, the first one is '", text)
+        self.assertIn(" ✗ Script interpreter: ", text)
+
+        text = self.check("-LibraryPath", folder, "-WebPort", "0")
+        self.assertIn(" ✗ Library: '%s' cannot be served." % folder, text)
+        self.assertIn(" There is a library: '%s' (40 photos" % library, text)
+        self.assertIn(" ✗ Library: none is set.", self.check())
+
+        with socket.socket() as taken:
+            taken.bind(("0.0.0.0", 0))
+            taken.listen()
+            port = taken.getsockname()[1]
+            self.assertIn(" ✗ Page for browsers: port %d: " % port, self.check("-WebPort", port))
 
     def test_print_folders_prints_and_ends_without_serving(self):
         ended = self.print_folders(self.library)

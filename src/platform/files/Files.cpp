@@ -105,6 +105,12 @@ int openRegularOnly(const char* path, int flags, int mode) {
   return -1;
 }
 
+std::optional<std::uint32_t> ownerOf(const std::string& path) {
+  struct stat attributes {};
+  if (::stat(path.c_str(), &attributes) != 0) return std::nullopt;
+  return attributes.st_uid;
+}
+
 std::string resolvedPath(const std::string& path) {
   std::error_code error;
   const auto resolved = std::filesystem::canonical(path, error);

@@ -47,6 +47,9 @@ int openRegularOnly(const char* path, int flags, int mode);
 // Whether this process may read a file, or list a folder; false for one that is not there.
 bool isReadable(const std::string& path);
 
+// The number of the user who owns a file or folder; nothing for one that is not there.
+std::optional<std::uint32_t> ownerOf(const std::string& path);
+
 // The path without symbolic links; the path itself where it cannot be resolved.
 std::string resolvedPath(const std::string& path);
 
