@@ -177,11 +177,11 @@ export class Grid {
     else this.render();
   }
 
-  /** Brings a photo to the middle of the screen, unless it is there already. */
+  /** Brings a photo to the middle of the screen, unless a part of it is visible. */
   center(index: number): void {
     this.current = index;
     const top = this.layout.yOf(index);
-    if (top >= this.y && top + this.layout.pitch <= this.y + this.viewport) this.render();
+    if (top + this.layout.pitch > this.y && top < this.y + this.viewport) this.render();
     else this.jump(top - (this.viewport - this.layout.pitch) / 2);
   }
 
