@@ -2,6 +2,7 @@
 
 #include "export/ExportProgress.h"
 #include "export/ExportRun.h"
+#include "export/ReportPage.h"
 #include "platform/system/LogText.h"
 
 namespace moxtel {
@@ -37,6 +38,7 @@ int runExportProgram(EventLoop& loop, const std::vector<std::string>& arguments,
     seams.err << printableText(loggedText(line)) << '\n' << std::flush;
   };
   run.describe = [&](std::string_view line) { seams.out << line << '\n'; };
+  run.page = [&](Report& done, const auto& write) { writeReportPage(done, languageOf(seams.locale), write); };
   const ExportResult result = ExportRun(loop, options, report, progress, sidecars, std::move(run)).run();
   progress.erase();
   printReport(report, result, options.json, seams);

@@ -16,6 +16,7 @@ struct ExportProgramSeams {
   std::ostream& err;
   bool isTerminal = false;  // err
   std::function<bool()> isCanceled = [] { return false; };
+  std::string locale;  // of the user, "de_CH.UTF-8"
 };
 
 // The exit status. On the loop's thread. sidecars may be null: then none are written.

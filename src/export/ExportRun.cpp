@@ -351,7 +351,7 @@ void ExportRun::finish(FileWriter& writer) {
   });
   if (options_.checksums && options_.link == ExportOptions::Link::Copy) writeChecksums();
   if (options_.verify) verify();
-  if (seams_.page) writer.replaceText("report.html", seams_.page(report_));
+  if (seams_.page) writePage();
   writer.finishBatch();
 }
 
@@ -372,6 +372,25 @@ void ExportRun::writeChecksums() {
   write();
   if (!problem) problem = file.publish(kChecksums, std::nullopt, entry);
   if (problem) report_.add(Finding::NotWritten, {}, kChecksums, problem.reason);
+}
+
+void ExportRun::writePage() {
+  constexpr std::string_view kPage = "report.html";
+  TargetFile file(*target_);
+  TargetEntry entry;
+  std::string part;
+  WriteProblem problem;
+  const auto write = [&] {
+    if (!problem) problem = file.write(part);
+    part.clear();
+  };
+  seams_.page(report_, [&](std::string_view text) {
+    part += text;
+    if (part.size() >= kPart) write();
+  });
+  write();
+  if (!problem) problem = file.publish(kPage, std::nullopt, entry);
+  if (problem) report_.add(Finding::NotWritten, {}, kPage, problem.reason);
 }
 
 void ExportRun::verify() {

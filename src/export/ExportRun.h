@@ -39,8 +39,8 @@ class ExportRun final {
     std::function<void(std::string_view)> say = [](std::string_view) {};
     // Takes the lines of --dry-run --json.
     std::function<void(std::string_view)> describe = [](std::string_view) {};
-    // Writes the page of the report into the target; may be empty.
-    std::function<std::string(Report&)> page;
+    // Gives the page of the report, part by part; may be empty.
+    std::function<void(Report&, const std::function<void(std::string_view)>& write)> page;
     // The free bytes of the target, in the place of what its file system says.
     std::function<std::uint64_t(const TargetFolder&)> freeBytes = [](const TargetFolder& target) {
       return target.freeBytes();
@@ -74,6 +74,7 @@ class ExportRun final {
   void finish(FileWriter& writer);
   void verify();
   void writeChecksums();
+  void writePage();
   ExportResult failed(const std::string& why);
   ExportResult wrong(const std::string& why);
 

@@ -167,14 +167,6 @@ FileWriter::Outcome FileWriter::writeText(const FileKey& key, StateFile row, std
   return Outcome::Done;
 }
 
-void FileWriter::replaceText(std::string_view path, std::string_view text) {
-  TargetFile file(context_.target);
-  TargetEntry entry;
-  WriteProblem problem = file.write(text);
-  if (!problem) problem = file.publish(path, std::nullopt, entry);
-  if (problem) failed(problem, std::string(path));
-}
-
 FileWriter::Outcome FileWriter::link(const FileKey& key, StateFile row, const std::string& leadsTo) {
   const bool exists = context_.target.look(row.path).kind != TargetEntry::Kind::Missing;
   if (!exists) {

@@ -40,8 +40,6 @@ class FileWriter final {
   // Writes a text that the export makes. facts: a hash of what it was made of. A file that somebody changed
   // is kept.
   Outcome writeText(const FileKey& key, StateFile row, std::string_view text, const std::string& facts);
-  // Writes a text that nobody keeps a record of, in place of an older one.
-  void replaceText(std::string_view path, std::string_view text);
   // Puts a link, relative or not, at the path of the row; notes it.
   Outcome link(const FileKey& key, StateFile row, const std::string& leadsTo);
 

@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <csignal>
+#include <cstdlib>
 #include <iostream>
 
 #include "export/ExportProgram.h"
@@ -16,6 +17,12 @@
 namespace moxtel {
 namespace {
 
+std::string userLocale() {
+  for (const char* name : {"LC_ALL", "LC_MESSAGES", "LANG"})
+    if (const char* value = std::getenv(name); value && *value) return value;
+  return {};
+}
+
 int runExport(const std::vector<std::string>& arguments) {
   // Discards the log: the report says what matters to the user.
   setSystemLogSink([](std::string_view) {});
@@ -25,8 +32,8 @@ int runExport(const std::vector<std::string>& arguments) {
   const SignalWatcher signals(
       {SIGINT, SIGTERM, SIGHUP}, [](auto) {}, [](int) {}, [&](int) { isCanceled = true; });
   loop.post([&] {
-    const ExportProgramSeams seams{std::cout, std::cerr, isErrorTerminal(),
-                                   [&] { return isCanceled.load(); }};
+    const ExportProgramSeams seams{std::cout, std::cerr, isErrorTerminal(), [&] { return isCanceled.load(); },
+                                   userLocale()};
     // The status of a failure that leaves an exception.
     int status = 3;
     try {

@@ -1,0 +1,137 @@
+#include "export/ReportPageTexts.h"
+
+#include <algorithm>
+#include <array>
+
+namespace moxtel {
+
+namespace {
+
+struct FindingTexts {
+  std::string_view germanHeading;
+  PageText advice;
+};
+
+// By Finding.
+constexpr std::array<FindingTexts, kFindings> kFindingTexts{{
+    {"Originale auf einer Festplatte, die nicht angeschlossen ist",
+     {"The library only refers to these files. Attach the disk and run the export again: it adds them.",
+      "Die Mediathek verweist nur auf diese Dateien. Schließen Sie die Festplatte an und starten Sie den "
+      "Export noch "
+      "einmal: Er ergänzt sie."}},
+    {"Originale, die nur in iCloud sind",
+     {"The library on this disk has no full-size file of them. Download the originals in Photos on the Mac, "
+      "or from "
+      "icloud.com.",
+      "Die Mediathek auf dieser Festplatte enthält sie nicht in voller Größe. Laden Sie die Originale in "
+      "Fotos auf dem "
+      "Mac oder von icloud.com herunter."}},
+    {"Originale, die in der Mediathek fehlen",
+     {"The library names these files, but they are not there. A backup of the library may have them.",
+      "Die Mediathek nennt diese Dateien, aber sie sind nicht da. Vielleicht enthält eine Sicherung der "
+      "Mediathek sie."}},
+    {"Bearbeitete Fotos, von denen die Mediathek kein Bild enthält",
+     {"The original is here. The edited picture can be made only by the program that edited it.",
+      "Das Original ist hier. Das bearbeitete Bild kann nur das Programm herstellen, mit dem es bearbeitet "
+      "wurde."}},
+    {"Dateien, die sich nicht lesen ließen",
+     {"Reading failed twice. The disk may be damaged: copy what is important from it, and run the export "
+      "again.",
+      "Das Lesen ist zweimal gescheitert. Vielleicht ist die Festplatte beschädigt: Sichern Sie Wichtiges "
+      "und starten "
+      "Sie den Export noch einmal."}},
+    {"Dateien, die für das Dateisystem des Ziels zu groß sind",
+     {"FAT disks hold no file of 4 GiB or more. Export to a disk with exFAT, NTFS or ext4.",
+      "FAT-Datenträger fassen keine Datei ab 4 GiB. Exportieren Sie auf einen Datenträger mit exFAT, NTFS "
+      "oder ext4."}},
+    {"Dateien, die sich nicht schreiben ließen",
+     {"The target refused these files.", "Das Ziel hat diese Dateien abgelehnt."}},
+    {"Dateien im Ziel, die nicht mehr so sind, wie sie geschrieben wurden",
+     {"Remove these files and run the export again: it copies them once more.",
+      "Entfernen Sie diese Dateien und starten Sie den Export noch einmal: Er kopiert sie erneut."}},
+    {"Alben, deren Fotos nicht bekannt sind",
+     {"The photos themselves are here; which of them were in these albums is not.",
+      "Die Fotos selbst sind hier; unbekannt ist, welche davon in diesen Alben waren."}},
+    {"Beschädigte Datenbanken",
+     {"What could be read in their place was used.", "Verwendet wurde, was sich stattdessen lesen ließ."}},
+    {"Mediatheken, die sich nicht lesen ließen",
+     {"Nothing was exported from them.", "Daraus wurde nichts exportiert."}},
+    {"Fotos, deren Angaben sich nicht alle lesen ließen",
+     {"The files are here; titles, keywords or other facts may be missing.",
+      "Die Dateien sind hier; Titel, Schlagwörter oder andere Angaben fehlen vielleicht."}},
+    {"Bearbeitete Bilder, die kleiner sind als ihre Originale",
+     {"The library keeps its edited pictures in this size. The originals have all pixels.",
+      "Die Mediathek bewahrt bearbeitete Bilder in dieser Größe auf. Die Originale haben alle Pixel."}},
+    {"Bearbeitete Bilder ohne die letzten Änderungen",
+     {"The library made the picture before the last edit.",
+      "Die Mediathek hat das Bild vor der letzten Bearbeitung hergestellt."}},
+    {"Intelligente Alben, von denen nur die sicheren Fotos bekannt sind",
+     {"More photos may have been in these albums.", "In diesen Alben waren vielleicht noch mehr Fotos."}},
+    {"Duplikate, die sich die Datei mit einem anderen Foto teilen",
+     {"One file is here for all of them.", "Für alle zusammen ist eine Datei hier."}},
+    {"Dateien, die anders heißen als in der Mediathek",
+     {"Two files had the same name, or not every disk allows the name.",
+      "Zwei Dateien hießen gleich, oder der Name ist nicht auf jedem Datenträger erlaubt."}},
+    {"Fotos ohne Datum", {"The library has no date of them.", "Die Mediathek kennt kein Datum."}},
+    {"Geänderte Begleitdateien und Listen",
+     {"Another program changed them after an earlier export. They stay as they are; the library has other "
+      "facts now.",
+      "Ein anderes Programm hat sie nach einem früheren Export geändert. Sie bleiben so; die Mediathek "
+      "enthält "
+      "inzwischen andere Angaben."}},
+    {"Geänderte Dateien",
+     {"They were changed after an earlier export, and stay as they are.",
+      "Sie wurden nach einem früheren Export geändert und bleiben so."}},
+    {"Verknüpfungen, die das Ziel nicht erlaubt",
+     {"The target's file system has no links. The lists of the albums are complete without them.",
+      "Das Dateisystem des Ziels kennt keine Verknüpfungen. Die Listen der Alben sind auch ohne sie "
+      "vollständig."}},
+    {"Dateien zwischen den Originalen, die zu keinem Foto gehören",
+     {"Leftovers of imports. They are in the folder “Not in the library”.",
+      "Reste von Importen. Sie sind im Ordner „Not in the library“."}},
+    {"Originale mit gleichem Inhalt",
+     {"The library has them more than once, and so has this folder.",
+      "Die Mediathek enthält sie mehrfach, und dieser Ordner ebenso."}},
+    {"Mediatheken, die Kopien einer anderen sind",
+     {"Exporting both gives most photos twice. Export one of them.",
+      "Beide zu exportieren ergibt die meisten Fotos doppelt. Exportieren Sie eine davon."}},
+    {"Dateien, die keine Angaben aufnehmen können",
+     {"Their facts are in the file beside them whose name ends in .xmp.",
+      "Ihre Angaben sind in der Datei daneben, deren Name auf .xmp endet."}},
+    {"Angaben, für die es in Begleitdateien keinen Platz gibt",
+     {"The library knows these facts; no other program would read them.",
+      "Die Mediathek kennt diese Angaben; kein anderes Programm würde sie lesen."}},
+}};
+
+constexpr std::array kReasons{
+    PageText{"a database could not be read to its end", "eine Datenbank ließ sich nicht bis zum Ende lesen"},
+    PageText{"a smart album without a known rule", "ein intelligentes Album ohne bekannte Regel"},
+    PageText{"from a list that the photo application saved earlier",
+             "nach einer Liste, die das Fotoprogramm früher gespeichert hat"},
+    PageText{"it is missing, or cannot be opened", "sie fehlt oder lässt sich nicht öffnen"},
+    PageText{"its contents changed since they were written", "ihr Inhalt hat sich geändert"},
+    PageText{"it could not be read to its end", "sie ließ sich nicht bis zum Ende lesen"},
+    PageText{"the library has another one now", "die Mediathek hat jetzt eine andere"},
+    PageText{"the same as the one before", "gleich wie die vorige"},
+    PageText{"only JPEG files hold the facts; they are in the sidecar",
+             "nur JPEG-Dateien nehmen Angaben auf; sie sind in der Begleitdatei"},
+};
+
+}  // namespace
+
+std::string_view pageHeadingOf(Finding finding, PageLanguage language) {
+  return language == PageLanguage::German ? kFindingTexts[static_cast<std::size_t>(finding)].germanHeading
+                                          : headingOf(finding);
+}
+
+std::string_view adviceOf(Finding finding, PageLanguage language) {
+  return kFindingTexts[static_cast<std::size_t>(finding)].advice.in(language);
+}
+
+std::string_view translatedReason(std::string_view reason, PageLanguage language) {
+  const auto* known = std::find_if(kReasons.begin(), kReasons.end(),
+                                   [reason](const PageText& each) { return each.english == reason; });
+  return known == kReasons.end() ? reason : known->in(language);
+}
+
+}  // namespace moxtel
