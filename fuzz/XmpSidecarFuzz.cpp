@@ -1,5 +1,5 @@
 // Texts and numbers of a hostile library in a sidecar: what comes out is well-formed XML of bounded size that
-// the XMP toolkit reads, and embedding changes nothing but the packet.
+// the XMP toolkit reads, and what is embedded is found again.
 #include <expat.h>
 
 #include <cstdint>
