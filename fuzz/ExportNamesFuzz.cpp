@@ -4,9 +4,9 @@
 #include <string>
 #include <string_view>
 
-#include "export/LegalNames.h"
 #include "export/UnknownFiles.h"
 #include "fuzz/FuzzInput.h"
+#include "platform/files/LegalNames.h"
 #include "value/Utf.h"
 
 namespace {

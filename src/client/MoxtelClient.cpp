@@ -4,6 +4,7 @@
 #include <array>
 #include <optional>
 
+#include "client/AlbumDownload.h"
 #include "client/Download.h"
 #include "client/Json.h"
 #include "client/KnownIds.h"
@@ -69,6 +70,11 @@ int MoxtelClient::perform(const ClientRequest& request) {
     server = std::get<ServerAddress>(std::move(found));
   }
   ServerSession session(server, limits_);
+  if (request.downloaded) {
+    const auto problem =
+        AlbumDownload(session, out_, err_, isTerminal_, *request.output).run(*request.downloaded);
+    return problem.empty() ? kSuccess : fail(problem);
+  }
   if (request.output || isDataCommand(request.command)) return download(session, request);
   return ask(session, request);
 }

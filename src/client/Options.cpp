@@ -53,6 +53,8 @@ constexpr std::array kSubcommands{
     Subcommand{"clear-gps", "Clear GPS of Photo", Key, Shown, Plain, "remove a photo's position"},
 };
 
+constexpr const char* kDownload = "download";
+
 // A number that takes the whole text.
 template <class Number>
 std::optional<Number> numberIn(std::string_view text) {
@@ -134,6 +136,7 @@ class HelpFormatter final : public CLI::Formatter {
     const bool isSaved = std::any_of(kSubcommands.begin(), kSubcommands.end(), [&](const Subcommand& each) {
       return each.answer == Saved && each.name == command->get_name();
     });
+    if (command->get_name() == kDownload) return text + " -o FOLDER";
     return text + (isSaved ? " -o FILE" : "");
   }
 };
@@ -146,6 +149,7 @@ class CommandLine final {
     addOptions();
     add("browse", "the servers on the network")->callback([this] { isBrowse_ = true; });
     for (const Subcommand& subcommand : kSubcommands) add(subcommand);
+    addDownload();
     addGenericCommand();
     app_.footer("Exit status: 0; 1 if the request failed or was refused; 2 if the command line\nis wrong.");
   }
@@ -224,6 +228,17 @@ class CommandLine final {
       request_.command.set("longitude", longitude_);
     }
     if (isFace_) request_.command.set("isFace", true);
+  }
+
+  void addDownload() {
+    CLI::App* command = add(kDownload, "all photos of an album, event or\nperson, or allPhotosAlbum");
+    command->add_option("ID", key_)->required();
+    command->callback([this] {
+      if (!request_.output || request_.output->empty() || *request_.output == "-")
+        fail("download needs -o FOLDER");
+      if (request_.json) fail("download has no JSON; photos.jsonl in the folder has it");
+      request_.downloaded = key_;
+    });
   }
 
   void addGenericCommand() {

@@ -22,6 +22,8 @@ struct ClientRequest {
   Dictionary command;
   Layout layout = Layout::Plain;
   bool brief = false;  // photos without their names and dates
+  // The photos of this album, event or person go into the folder `output`; there is no command.
+  std::optional<std::string> downloaded;
 };
 
 // The request to list the servers on the network.

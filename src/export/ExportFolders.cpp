@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "export/ExportText.h"
-#include "export/LegalNames.h"
+#include "platform/files/LegalNames.h"
 
 namespace moxtel {
 

@@ -6,7 +6,6 @@
 #include "export/ExportProgress.h"
 #include "export/ExportText.h"
 #include "export/FileWriter.h"
-#include "export/LegalNames.h"
 #include "export/LibraryCopy.h"
 #include "export/NameAllotment.h"
 #include "export/Sha256.h"
@@ -18,6 +17,7 @@
 #include "library/facts/PhotoFactsReader.h"
 #include "pictures/properties/ImageProperties.h"
 #include "platform/files/Files.h"
+#include "platform/files/LegalNames.h"
 #include "platform/process/ChildProcess.h"
 
 namespace moxtel {

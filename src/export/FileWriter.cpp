@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "export/ExportProgress.h"
-#include "export/LegalNames.h"
+#include "platform/files/LegalNames.h"
 
 namespace moxtel {
 

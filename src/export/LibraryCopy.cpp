@@ -4,7 +4,6 @@
 
 #include "export/FactsText.h"
 #include "export/JsonText.h"
-#include "export/LegalNames.h"
 #include "export/LibraryPlan.h"
 #include "export/NameAllotment.h"
 #include "export/SidecarWriter.h"
@@ -12,6 +11,7 @@
 #include "library/answers/OpenLibrary.h"
 #include "library/facts/PhotoFactsReader.h"
 #include "platform/files/Files.h"
+#include "platform/files/LegalNames.h"
 
 namespace moxtel {
 

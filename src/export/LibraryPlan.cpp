@@ -4,7 +4,6 @@
 
 #include "export/ExportProgress.h"
 #include "export/FactsText.h"
-#include "export/LegalNames.h"
 #include "export/NameAllotment.h"
 #include "export/Sha256.h"
 #include "export/SidecarWriter.h"
@@ -13,6 +12,7 @@
 #include "library/answers/OpenLibrary.h"
 #include "library/answers/SmartAlbums.h"
 #include "library/facts/PhotoFactsReader.h"
+#include "platform/files/LegalNames.h"
 
 namespace moxtel {
 

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "export/LegalNames.h"
 #include "library/FileNameForms.h"
+#include "platform/files/LegalNames.h"
 
 namespace moxtel {
 

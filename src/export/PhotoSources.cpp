@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <array>
 
-#include "export/LegalNames.h"
 #include "library/FileNameForms.h"
 #include "library/LibraryFiles.h"
 #include "library/answers/OpenLibrary.h"
 #include "pictures/properties/ImageProperties.h"
 #include "platform/files/Files.h"
+#include "platform/files/LegalNames.h"
 
 namespace moxtel {
 

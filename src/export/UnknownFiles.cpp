@@ -4,12 +4,12 @@
 #include <filesystem>
 #include <vector>
 
-#include "export/LegalNames.h"
 #include "library/FileNameForms.h"
 #include "library/LibraryFiles.h"
 #include "library/PathNames.h"
 #include "library/answers/OpenLibrary.h"
 #include "library/database/LibraryDatabases.h"
+#include "platform/files/LegalNames.h"
 
 namespace moxtel {
 

@@ -50,7 +50,6 @@ CORE_QT_FILES = {
     "client/Json.cpp": "base64",
     "web/http/WebAccess.cpp": "message authentication codes",
     "web/page/PageFiles.cpp": "the page is a Qt resource",
-    "export/LegalNames.cpp": "Unicode normal forms of file names",
 }
 # Windows, and the main that starts their application.
 WINDOW_FILES = re.compile(r"^((console/window|app/windows)/\w+\.(h|cpp)|programs/MoxtelServer\.cpp)$")

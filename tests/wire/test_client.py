@@ -111,6 +111,61 @@ class Client(moxteltest.LibraryTestCase):
             self.assertEqual([photo["FileName"] for photo in photos], names)
             self.assertTrue(any("Date" in photo for photo in photos))
 
+    def test_downloads_all_photos_and_skips_them_later(self):
+        with moxteltest.Server(self.library) as server, tempfile.TemporaryDirectory() as folder:
+            with moxteltest.Client(server) as client:
+                photos = [photo["PhotoKey"] for photo in client.result("Photos of Album", id="allPhotosAlbum")]
+                names = {key: client.result("Infos of Photo", key=key)["FileName"] for key in photos}
+                contents = {key: client.ask("Data of Photo", key=key).get("result") for key in photos}
+                contents = {key: data for key, data in contents.items() if isinstance(data, bytes)}
+            self.assertGreater(len(contents), 20)
+            command = [MOXTEL, "--port", str(server.port), "download", "allPhotosAlbum", "-o", folder]
+
+            def download():
+                done = subprocess.run(command, capture_output=True, text=True)
+                self.assertEqual(done.returncode, 0 if len(contents) == len(photos) else 1, done.stderr)
+                with open(folder + "/photos.jsonl") as record:
+                    return done.stdout, {line["key"]: line for line in map(json.loads, record)}
+
+            output, record = download()
+            self.assertIn("%d photos: %d downloaded" % (len(photos), len(contents)), output)
+            self.assertEqual(set(record), set(contents))
+            for key, line in record.items():
+                with open(os.path.join(folder, line["file"]), "rb") as file:
+                    self.assertEqual(file.read(), contents[key])
+                self.assertEqual(line["infos"]["FileName"], names[key])
+            self.assertEqual(len(os.listdir(folder)), len(contents) + 1)
+
+            # Ended while it wrote a line and a file.
+            lost = list(contents)[0]
+            os.unlink(os.path.join(folder, record[lost]["file"]))
+            with open(folder + "/photos.jsonl", "a") as file:
+                file.write('{"key": "' + lost)
+            with open(folder + "/.moxtel-download.part", "w") as file:
+                file.write("part")
+            output, record = download()
+            self.assertIn("1 downloaded", output)
+            self.assertIn("%d there already" % (len(contents) - 1), output)
+            self.assertEqual(set(record), set(contents))
+            self.assertEqual(sorted(os.listdir(folder)),
+                             sorted(["photos.jsonl", *(line["file"] for line in record.values())]))
+
+    def test_downloads_the_photos_of_a_person(self):
+        with moxteltest.Server(self.library) as server, tempfile.TemporaryDirectory() as folder:
+            with moxteltest.Client(server) as client:
+                identity = client.result("Get Faces")[0]["AlbumId"]
+                count = len(client.result("Photos of Face", id=identity))
+            done = subprocess.run([MOXTEL, "--port", str(server.port), "download", identity, "-o", folder],
+                                  capture_output=True, text=True)
+            self.assertIn("%d photo" % count, done.stdout)
+            self.assertGreater(len(os.listdir(folder)), 1)
+
+    def test_downloads_nothing_by_an_unknown_id(self):
+        with moxteltest.Server(self.library) as server, tempfile.TemporaryDirectory() as folder:
+            self.assertEqual(run(server.port, "download", "nothing", "-o", folder + "/new")[:2], (1, 0))
+            self.assertEqual(os.listdir(folder), [])
+        self.assertEqual(run(1, "download", "x")[0], 2)
+
     def test_an_id_that_no_list_has_of_the_real_server(self):
         with moxteltest.Server(self.library) as server:
             for command in ("photos", "folders", "face-photos"):

@@ -1,4 +1,4 @@
-#include "export/LegalNames.h"
+#include "platform/files/LegalNames.h"
 
 #include <QtCore/QString>
 #include <QtCore/QStringDecoder>
