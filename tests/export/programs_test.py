@@ -128,8 +128,8 @@ class Programs(unittest.TestCase):
                 if "latitude" in facts:
                     latitude = rows.execute("SELECT latitudeNumber FROM ImagePositions WHERE imageid = ?", (image,)).fetchone()
                     self.assertAlmostEqual(latitude[0], facts["latitude"], places=6)
-                found = [(path_of(tag), *map(int, re.findall(r'="(\d+)"', value))) for tag, value in rows.execute("SELECT tagid, value FROM ImageTagProperties WHERE imageid = ? AND "
-                                                        "property = 'tagRegion'", (image,))]
+                found = [(path_of(tag), *map(int, re.findall(r'="(\d+)"', value))) for tag, value in rows.execute(
+                    "SELECT tagid, value FROM ImageTagProperties WHERE imageid = ? AND property = 'tagRegion'", (image,))]
                 for face in facts.get("faces", []):
                     box = face.get("displayed" if role == "edited" else "stored")
                     if not face.get("name") or not box:
