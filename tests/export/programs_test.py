@@ -29,6 +29,11 @@ Use XMP Sidecar For Reading=true
 """
 
 
+def turned(box, degrees):
+    x, y, w, h = box
+    return {0: box, 90: (1 - y - h, x, h, w), 180: (1 - x - w, 1 - y - h, w, h), 270: (y, 1 - x - w, h, w)}[degrees]
+
+
 class Programs(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
@@ -113,6 +118,9 @@ class Programs(unittest.TestCase):
 
         images = {f"{album}/{name}".lstrip("/"): identity for identity, album, name in rows.execute(
             "SELECT i.id, a.relativePath, i.name FROM Images i JOIN Albums a ON a.id = i.album")}
+        orientations = {os.path.relpath(each["SourceFile"], self.target): each.get("Orientation") for each in json.loads(
+            subprocess.run(["exiftool", "-j", "-n", "-q", "-r", "-Orientation", "-ext", "jpg", self.target],
+                           capture_output=True, text=True, check=True).stdout)}
         faces = 0
         for path, (role, facts) in self.photos.items():
             with self.subTest(path):
@@ -135,7 +143,10 @@ class Programs(unittest.TestCase):
                     if not face.get("name") or not box:
                         continue
                     faces += 1
-                    expected = [box[0] * width, box[1] * height, box[2] * width, box[3] * height]
+                    # It keeps the pixels of the picture as it shows it, turned by its Exif orientation.
+                    degrees = {3: 180, 6: 90, 8: 270}.get(orientations.get(path), 0)
+                    shown = (width, height) if degrees % 180 == 0 else (height, width)
+                    expected = [part * shown[i % 2] for i, part in enumerate(turned(box, degrees))]
                     self.assertTrue(any(name == "People/" + face["name"].replace("/", "-") and all(
                         abs(a - b) <= 1.5 for a, b in zip(pixels, expected)) for name, *pixels in found),
                         f"{face['name']} at {expected}, not in {found}")
