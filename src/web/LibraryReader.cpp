@@ -43,7 +43,14 @@ class LibraryReader::State final {
     if (ending) return;
     library_->beginTask();
     if (SteadyClock::now() - lookedAt_ >= betweenLooks_) look();
-    task(*library_);
+    try {
+      task(*library_);
+    } catch (const MustReadAgain&) {
+      // Nothing was answered yet.
+      look();
+      library_->beginTaskAgain();
+      task(*library_);
+    }
     library_->releaseLocks();
   }
   void look() {

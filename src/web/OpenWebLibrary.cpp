@@ -75,6 +75,7 @@ WebLibrary::ListOrReply OpenWebLibrary::listFor(OpenLibrary& library, const List
   if (std::exchange(listsVersion_, library.version()) != library.version()) lists_.clear();
   if (auto kept = keptList(address, filters, maker_.versionOf(library, address))) return kept;
   ListOrReply made = maker_.make(library, address, filters, isGone);
+  library.endReading();
   if (const auto* const list = std::get_if<std::shared_ptr<const ListedPhotos>>(&made))
     lists_.keep(address.text() + "?" + filters.text(), *list);
   return made;

@@ -30,7 +30,8 @@ class WebLibrary {
     Away,        // no library at its path: a disk that is unplugged
     Unreadable,  // there, but its databases cannot be read or are of no kind that is served
   };
-  // Runs on a thread that reads, with no read transaction open. An exception that leaves it is logged.
+  // Runs on a thread that reads, with no read transaction open. It calls OpenLibrary::endReading() before it
+  // answers; when that throws, the task runs once more. Another exception that leaves it is logged.
   using Task = std::function<void(OpenLibrary&)>;
 
   WebLibrary() = default;

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <thread>
 
+#include "library/database/LibraryDatabases.h"
 #include "tests/web/PageFixture.h"
 #include "web/LibraryCatalog.h"
 
@@ -134,6 +135,32 @@ TEST_F(WebLibrariesTest, noticesAnotherLibraryInItsPlace) {
   EXPECT_TRUE(becomes([&] { return page.api("library")["version"] != before["version"]; }));
   EXPECT_NE(page.api("list/all")["count"], before["count"]);
   EXPECT_EQ(page.apiStatus("list/all/0?v=" + before["version"].get<std::string>()), 410);
+}
+
+// A database of Photos that nothing writes to is read in place.
+TEST_F(WebLibrariesTest, readsAgainWhatChangedWhileItWasRead) {
+  const std::string path = makeSampleLibrary(folder_.path() / "A", LibraryKind::Photos5, 60);
+  const std::string file = path + "/database/Photos.sqlite";
+  fs::remove(file + "-wal");
+  fs::remove(file + "-shm");
+  Page page(path);
+  const std::string before = page.api("list/all")["version"];
+  std::vector<std::string> versions;  // at the start of each run
+  std::promise<void> done;
+  const auto task = [&](OpenLibrary& open) {
+    versions.push_back(versionText(open.version()));
+    EXPECT_TRUE(open.databases().run(DatabaseFile::Library, "SELECT modelId FROM RKVersion", {}).step());
+    if (versions.size() == 1) fs::last_write_time(file, fs::last_write_time(file) + std::chrono::seconds(1));
+    open.endReading();
+    done.set_value();
+  };
+  const std::string id = page.root().substr(3, 8);
+  ASSERT_TRUE(page.libraries().withLibrary(
+      id, [&](const auto& library) { EXPECT_TRUE(library && library->post(task)); }));
+  ASSERT_EQ(done.get_future().wait_for(std::chrono::seconds(60)), std::future_status::ready);
+  ASSERT_EQ(versions.size(), 2);
+  EXPECT_EQ(versions[0], before);
+  EXPECT_NE(versions[1], before);
 }
 
 TEST_F(WebLibrariesTest, endsWhileRequestsWait) {

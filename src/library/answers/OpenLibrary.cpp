@@ -109,6 +109,13 @@ void OpenLibrary::beginTask() { roles_->databases.beginCommand(); }
 bool OpenLibrary::failed() const { return roles_->databases.sawFailure(); }
 void OpenLibrary::releaseLocks() { roles_->databases.releaseLocks(); }
 
+void OpenLibrary::endReading() {
+  releaseLocks();
+  if (roles_->databases.mustReadAgain()) throw MustReadAgain();
+}
+
+void OpenLibrary::beginTaskAgain() { roles_->databases.beginCommandAgain(); }
+
 bool OpenLibrary::refresh() {
   roles_->databases.beginCommand();
   if (!roles_->changes.update()) return false;

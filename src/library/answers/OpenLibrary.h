@@ -50,6 +50,9 @@ struct OpenLibraryOptions {
   std::function<bool()> isEnding;
 };
 
+// What a task has read does not belong together.
+struct MustReadAgain {};
+
 class OpenLibrary final {
  public:
   enum class State : std::uint8_t {
@@ -71,6 +74,10 @@ class OpenLibrary final {
   // Ends the read transactions, so that a photo application can write. Call before what takes long without
   // reading; it happens by itself at the loop's next turn.
   void releaseLocks();
+  // The same before a reply is sent or what was read is kept. Throws MustReadAgain if a database was changed
+  // while it was read: run the task once more, after refresh() and beginTaskAgain().
+  void endReading();
+  void beginTaskAgain();
   // Looks at the library's files, with a dozen stats. True if one changed, came or went since the last call;
   // then all that was cached is dropped. Costs little; call it as often as changes shall be noticed.
   bool refresh();

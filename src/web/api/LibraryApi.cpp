@@ -36,6 +36,7 @@ void answerIfReadable(const SharedLibrary& library, const SharedResponder& respo
   answerLater(library, responder, [library, responder, json = std::move(json)](OpenLibrary& open) {
     const bool isReady = open.state() == OpenLibrary::State::Ready;
     std::string text = isReady ? json(open) : std::string();
+    open.endReading();
     if (!isReady || open.failed()) return responder->send(errorReply(503, "away"));
     if (text.empty()) return responder->send(errorReply(404, "unknown"));
     sendJson(*responder, std::move(text));
@@ -121,7 +122,9 @@ void LibraryApi::handle(const SharedLibrary& library, const HttpRequest& request
   if (segments.size() != 1) return responder->send(errorReply(404, "unknown"));
   if (name == "library")
     return answerLater(library, responder, [library, responder](OpenLibrary& open) {
-      sendJson(*responder, libraryJson(*library, open));
+      std::string json = libraryJson(*library, open);
+      open.endReading();
+      sendJson(*responder, std::move(json));
     });
   if (name == "suggest") {
     const std::string words = request.query("q").value_or("");

@@ -26,6 +26,12 @@ OpenFile openAgain(LibraryFileFinder& finder, const FilePlace& place) {
 }
 
 bool PhotoFiles::isShown(std::int64_t modelId) {
+  const bool is = isShownPhoto(modelId);
+  if (!is) library_.endReading();
+  return is;
+}
+
+bool PhotoFiles::isShownPhoto(std::int64_t modelId) {
   LibraryDatabases& databases = library_.databases();
   Value master, project;
   {
@@ -48,13 +54,16 @@ bool PhotoFiles::isShown(std::int64_t modelId) {
 
 std::optional<PhotoFacts> PhotoFiles::shown(std::int64_t modelId) {
   auto photo = library_.facts().photo(modelId);
+  library_.endReading();
   if (!photo || photo->isHidden || photo->isInTrash) return std::nullopt;
   return photo;
 }
 
 OpenFile PhotoFiles::thumbnail(std::int64_t modelId, bool mini) {
   ImageFiles& images = library_.images();
-  return images.open(images.thumbnailPathWithUuid(Value(std::to_string(modelId)), mini, false));
+  const auto path = images.thumbnailPathWithUuid(Value(std::to_string(modelId)), mini, false);
+  library_.endReading();
+  return images.open(path);
 }
 
 OpenFile PhotoFiles::faceTile(std::int64_t modelId, std::int64_t index) {
@@ -65,6 +74,7 @@ OpenFile PhotoFiles::faceTile(std::int64_t modelId, std::int64_t index) {
         {modelId});
     while (row.step()) tile = row.stringColumn(0);
   }
+  library_.endReading();
   const auto base = library_.images().thumbnailPathBase();
   if (tile.string().empty() || !base || library_.databases().layout().hasPathCandidates) return {};
   const std::string name = std::string(tile.string()) + "_face" + std::to_string(index) + ".jpg";
@@ -92,13 +102,13 @@ PlacedFile PhotoFiles::referenced(const ReferencedFile& reference) {
 }
 
 PlacedFile PhotoFiles::original(const PhotoFacts& photo) {
-  library_.releaseLocks();
+  library_.endReading();
   PlacedFile found = firstOf(photo.originalPaths);
   return isOpen(found) || !photo.referenced ? std::move(found) : referenced(*photo.referenced);
 }
 
 PlacedFile PhotoFiles::edited(const PhotoFacts& photo) {
-  library_.releaseLocks();
+  library_.endReading();
   return firstOf(photo.editedPaths);
 }
 

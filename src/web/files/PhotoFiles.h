@@ -38,6 +38,7 @@ struct PictureFile {
   int degrees = 0;  // clockwise, for the stored pixels
 };
 
+// Throws MustReadAgain where OpenLibrary::endReading() does; before a reply is sent.
 class PhotoFiles final {
  public:
   // Borrows it.
@@ -61,6 +62,7 @@ class PhotoFiles final {
   PictureFile best(const PhotoFacts& photo);
 
  private:
+  bool isShownPhoto(std::int64_t modelId);
   PlacedFile firstOf(const std::vector<std::string>& paths);
   PlacedFile referenced(const ReferencedFile& reference);
 

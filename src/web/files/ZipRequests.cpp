@@ -92,8 +92,8 @@ bool ZipRequests::Plan::begin(OpenLibrary& open) {
 
 void ZipRequests::Plan::step(OpenLibrary& open) {
   if (task_.responder->isGone() || (!photos_ && !begin(open))) return;
-  for (std::size_t i = 0; i < kPhotosInATask && next_ < photos_->size(); ++i)
-    add(open, photos_->modelIdAt(next_++));
+  for (std::size_t i = 0; i < kPhotosInATask && next_ < photos_->size(); ++i, ++next_)
+    add(open, photos_->modelIdAt(next_));
   if (next_ < photos_->size()) return post();
   finish();
 }

@@ -5,6 +5,7 @@
 #include <system_error>
 #include <utility>
 
+#include "library/database/LibraryDatabases.h"
 #include "library/facts/PhotoFactsReader.h"
 #include "web/LibraryReader.h"
 #include "web/search/PhotoWords.h"
@@ -86,6 +87,7 @@ struct SearchIndex::Shared {
       library.beginTask();
       fits = addRange(library, first, last, words, writer);
       library.releaseLocks();
+      fits = fits && !library.databases().mustReadAgain();
       while (next < photos->size() && photos->modelId[next] <= last) ++next;
       setPercent(static_cast<int>(100 * next / photos->size()));
     }
