@@ -3,8 +3,8 @@
 #include <optional>
 #include <utility>
 
-#include "library/RecordKeys.h"
 #include "library/FolderPhotos.h"
+#include "library/RecordKeys.h"
 #include "library/answers/PhotoOrder.h"
 #include "library/answers/SmartAlbums.h"
 #include "library/answers/SortedPhotoReader.h"

@@ -5,10 +5,10 @@
 #include <unordered_set>
 #include <utility>
 
+#include "library/FolderPhotos.h"
 #include "library/LibraryFiles.h"
 #include "library/LibraryLocation.h"
 #include "library/PathNames.h"
-#include "library/FolderPhotos.h"
 
 namespace moxtel {
 

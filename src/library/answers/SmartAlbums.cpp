@@ -2,8 +2,8 @@
 
 #include <utility>
 
-#include "library/Messages.h"
 #include "library/FolderPhotos.h"
+#include "library/Messages.h"
 #include "library/answers/RuleDates.h"
 #include "platform/settings/UserDefaults.h"
 #include "value/Format.h"

@@ -23,11 +23,10 @@ using test::RecordingMessages;
 using test::TestLibrary;
 
 std::int64_t addPhoto(TestLibrary& files, const char* uuid, double date) {
-  return files.insert("RKVersion", Dictionary{{"uuid", uuid},
-                                              {"versionNumber", 1},
-                                              {"showInLibrary", 1},
-                                              {"isInTrash", 0},
-                                              {"imageDate", date}});
+  return files.insert(
+      "RKVersion",
+      Dictionary{
+          {"uuid", uuid}, {"versionNumber", 1}, {"showInLibrary", 1}, {"isInTrash", 0}, {"imageDate", date}});
 }
 
 TEST(OpenLibraryTest, readsOnAPlainThread) {
