@@ -399,6 +399,19 @@ class Changes(unittest.TestCase):
             self.assertEqual(self.page.status(self.root + "thumb/%d" % photo), 200)
         self.assertEqual(hash_of_library(self.library), before)
 
+    def test_a_search_is_answered_once_the_index_is_complete(self):
+        self.start()
+
+        def is_found():
+            status, _, body = self.page.fetch(self.root + "api/1/list/search:img")
+            if status == 503:
+                self.assertEqual(body, b'{"error":"busy"}')
+                return None
+            self.assertEqual(status, 200)
+            return json.loads(body)["count"]
+        self.assertGreater(wait_for(is_found, "the index"), 0)
+        self.assertEqual(self.library_state()["search"], "ready")
+
     def test_a_second_library(self):
         other = make_library(self.folder / "disk/Photos Library.photoslibrary", "--kind", "photos5", "--images", "small",
                              "--photos", 25, "--seed", 8)
