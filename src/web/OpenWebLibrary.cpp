@@ -72,10 +72,10 @@ WebLibrary::ListOrReply OpenWebLibrary::listFor(OpenLibrary& library, std::strin
 WebLibrary::ListOrReply OpenWebLibrary::listFor(OpenLibrary& library, const ListAddress& address,
                                                 const ListFilters& filters,
                                                 const std::function<bool()>& isGone) {
-  if (address.kind == ListAddress::Kind::Search) search_.want(versionText(library.version()));
   if (std::exchange(listsVersion_, library.version()) != library.version()) lists_.clear();
   if (auto kept = keptList(address, filters, maker_.versionOf(library, address))) return kept;
   ListOrReply made = maker_.make(library, address, filters, isGone);
+  if (address.kind == ListAddress::Kind::Search) search_.want(versionText(library.version()));
   library.endReading();
   if (const auto* const list = std::get_if<std::shared_ptr<const ListedPhotos>>(&made))
     lists_.keep(address.text() + "?" + filters.text(), *list);

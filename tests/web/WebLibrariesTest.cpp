@@ -221,12 +221,17 @@ class SearchTest : public WebLibrariesTest {
   static bool isReady(Page& page) {
     return becomes([&] { return page.api("library")["search"] == "ready"; });
   }
-  std::size_t count(Page& page, const std::string& words) {
+  static std::vector<std::int64_t> found(Page& page, const std::string& words) {
     std::string escaped;
     for (const char c : words)
-      escaped += c == ' ' ? "%20" : c == '%' ? "%25" : c == '?' ? "%3f" : std::string(1, c);
-    return page.photosOf("search:" + escaped).size();
+      escaped += c == ' '   ? "%20"
+                 : c == '%' ? "%25"
+                 : c == '?' ? "%3f"
+                 : c == '/' ? "%2f"
+                            : std::string(1, c);
+    return page.photosOf("search:" + escaped);
   }
+  static std::size_t count(Page& page, const std::string& words) { return found(page, words).size(); }
   const std::string cache_ = (folder_.path() / "cache").string();
 };
 
@@ -235,12 +240,13 @@ TEST_F(SearchTest, findsPhotosByWhatIsSaidOfThem) {
   EXPECT_EQ(page.fetch(page.root() + "api/1/list/search:img").status, 503);
   ASSERT_TRUE(isReady(page));
   for (const char* name : {"people", "keywords", "events", "albums"}) {
-    for (const Json& each : page.api(name)[name]) {
+    const Json lists = page.api(name);
+    for (const Json& each : lists[name]) {
       const std::string title = each["name"];
       if (title.empty() || each["count"] == 0 || each.value("kind", "") == "folder") continue;
       const auto members = page.photosOf(each["list"]);
-      const auto found = page.photosOf("search:" + std::string("%22") + title + "%22");
-      const std::set<std::int64_t> all(found.begin(), found.end());
+      const auto photos = found(page, '"' + title + '"');
+      const std::set<std::int64_t> all(photos.begin(), photos.end());
       for (const std::int64_t photo : members)
         EXPECT_TRUE(all.contains(photo)) << name << " " << title << " " << photo;
     }
