@@ -53,7 +53,7 @@ class Counting final {
 
  private:
   void add(LibraryContainer& container, std::size_t photo) {
-    if (photos_->has(photo, PhotoColumns::kHidden)) return;
+    if (!photos_->isShown(photo)) return;
     const std::int64_t date = photos_->date[photo];
     ++container.count;
     if (container.keyPhoto == 0) container.keyPhoto = photos_->modelId[photo];
@@ -157,7 +157,7 @@ const std::vector<LibraryPerson>& LibraryLists::people() {
     }
   }
   for (std::size_t i = 0; i < people.size(); ++i) describe(people[i], keyPhotos[i]);
-  std::erase_if(people, [](const LibraryPerson& person) { return person.count == 0; });
+  std::erase_if(people, [](const LibraryPerson& person) { return person.keyPhoto == 0; });
   std::stable_sort(people.begin(), people.end(),
                    [](const LibraryPerson& a, const LibraryPerson& b) { return a.name < b.name; });
   people_ = std::move(people);
@@ -167,8 +167,14 @@ const std::vector<LibraryPerson>& LibraryLists::people() {
 void LibraryLists::describe(LibraryPerson& person, const Value& keyPhoto) {
   const auto members = membership_.membersOf({PhotoList::Kind::Person, person.modelId});
   if (!members || members->empty()) return;
-  person.count = members->size();
-  person.keyPhoto = members->front();
+  const auto columns = membership_.columns();
+  const auto isShown = [&](std::int64_t id) {
+    const auto photo = columns->find(id);
+    return photo && columns->isShown(*photo);
+  };
+  person.count = static_cast<std::size_t>(std::count_if(members->begin(), members->end(), isShown));
+  const auto first = std::find_if(members->begin(), members->end(), isShown);
+  person.keyPhoto = first == members->end() ? members->front() : *first;
   if (!keyPhoto.isNil()) {
     Query row = databases_.runUnlogged(DatabaseFile::Library, kIdOfPhoto, {keyPhoto});
     const std::int64_t id = row.step() ? row.integer64Column(0) : 0;

@@ -1,8 +1,9 @@
 // The lists of a library for the page and for exporting: albums in their folders, events, people, keywords.
 // On the thread of the databases.
 //
-// Lists are built on the first call and kept until dropCaches(). Counts and key photos are those of photos
-// that are neither hidden nor in the trash. References are valid until dropCaches().
+// Lists are built on the first call and kept until dropCaches(). Counts are those of photos that are neither
+// hidden nor rejected nor in the trash, key photos too unless a user chose another. References are valid
+// until dropCaches().
 #pragma once
 
 #include <cstddef>

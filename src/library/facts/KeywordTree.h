@@ -20,7 +20,7 @@ struct Keyword {
   std::string name;
   std::size_t parent = kNoParent;  // index of an earlier keyword
   std::size_t depth = 0;
-  std::size_t count = 0;  // photos that have it or a keyword below it, without hidden ones; see count()
+  std::size_t count = 0;  // shown photos that have it or a keyword below it; see count()
 };
 
 class KeywordTree final {

@@ -44,6 +44,8 @@ struct PhotoColumns {
   // Degrees.
   int rotation(std::size_t index) const { return (flags[index] >> kRotationShift) * 90; }
   bool has(std::size_t index, std::uint16_t flag) const { return (flags[index] & flag) != 0; }
+  // Whether lists show it without being asked for hidden or rejected photos.
+  bool isShown(std::size_t index) const { return !has(index, kHidden) && rating[index] >= 0; }
   // The entry of a photo.
   std::optional<std::size_t> find(std::int64_t id) const;
 };

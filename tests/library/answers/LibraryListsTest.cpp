@@ -101,10 +101,12 @@ TEST_F(LibraryListsTest, countPhotosThatAreShown) {
   const std::int64_t early = photo("early", in(100));
   photo("hidden", Dictionary{{"projectUuid", "event"}, {"imageDate", 50.0}, {"isHidden", 1}});
   photo("trash", Dictionary{{"projectUuid", "event"}, {"isInTrash", 1}});
+  photo("rejected", Dictionary{{"projectUuid", "event"}, {"imageDate", 60.0}, {"mainRating", -1}});
   const std::int64_t dateless = photo("dateless");
   const std::int64_t regular =
       album("album", Dictionary{{"folderUuid", "folder"}, {"posterVersionUuid", "late"}});
-  for (const std::int64_t id : {late, dateless, std::int64_t{3}, std::int64_t{4}, std::int64_t{99}})
+  for (const std::int64_t id :
+       {late, dateless, std::int64_t{3}, std::int64_t{4}, std::int64_t{5}, std::int64_t{99}})
     member(regular, id);
   constexpr std::int64_t kReference = 978307200;
   EXPECT_EQ(container("event").count, 2U);
@@ -115,10 +117,10 @@ TEST_F(LibraryListsTest, countPhotosThatAreShown) {
   EXPECT_EQ(container("album").keyPhoto, late);
   EXPECT_EQ(container("folder").count, 2U);
   EXPECT_EQ(container("folder").keyPhoto, late);
-  EXPECT_THAT(members("event"), ElementsAre(early, late));
-  EXPECT_THAT(members("event", HiddenMembers::Included), ElementsAre(3, early, late));
-  EXPECT_THAT(members("album"), ElementsAre(late, dateless));
-  EXPECT_THAT(members("folder"), ElementsAre(late, dateless));
+  EXPECT_THAT(members("event"), ElementsAre(5, early, late));
+  EXPECT_THAT(members("event", HiddenMembers::Included), ElementsAre(3, 5, early, late));
+  EXPECT_THAT(members("album"), ElementsAre(late, dateless, 5));
+  EXPECT_THAT(members("folder"), ElementsAre(5, late, dateless));
 }
 
 TEST_F(LibraryListsTest, keepTheOrderOfTheUser) {
