@@ -73,8 +73,8 @@ MovieConverter::Job* MovieConverter::find(const std::string& key) const {
 void MovieConverter::start(const std::string& key, OpenFile movie, const std::string& format,
                            double seconds) {
   const std::lock_guard lock(mutex_);
-  if (find(key) || jobs_.size() > kMostWaiting) return;
-  std::erase(failed_, key);
+  const bool failed = std::find(failed_.begin(), failed_.end(), key) != failed_.end();
+  if (failed || find(key) || jobs_.size() > kMostWaiting) return;
   auto job = std::make_shared<Job>();
   job->key = key;
   job->movie = std::move(movie);

@@ -47,8 +47,8 @@ class MovieConverter final {
 
   // Whether there are a program and a place for its results.
   bool isAvailable() const;
-  // Queues a movie under the key of its result, unless it is queued already or the queue is full. format is
-  // the demuxer, of MovieKind; seconds are the movie's length, or 0.
+  // Queues a movie under the key of its result, unless it is queued or has failed, or the queue is full.
+  // format is the demuxer, of MovieKind; seconds are the movie's length, or 0.
   void start(const std::string& key, OpenFile movie, const std::string& format, double seconds);
   // Unknown once the result is in the cache, and for a movie that was never started or was dropped. A failure
   // is remembered for kMostWaiting movies.

@@ -56,7 +56,8 @@ std::string MovieRequests::stateJson(const WebLibrary& library, OpenLibrary& ope
   if (one.kind.plays == Plays::Everywhere && !start) return json("ready", -1, url);
   if (cache_.has(one.key)) return json("ready", -1, urlOf(library, movie.modelId, ".mp4", true));
   MovieConverter::State state = converter_.stateOf(one.key);
-  if (start && converter_.isAvailable() && (state.step == Step::Unknown || state.step == Step::Failed)) {
+  // What failed once fails again: whoever asks every second would wait without end.
+  if (start && converter_.isAvailable() && state.step == Step::Unknown) {
     converter_.start(one.key, std::move(one.found.file), one.kind.format, one.kind.seconds);
     state = converter_.stateOf(one.key);
     // The queue is full: the page asks again.

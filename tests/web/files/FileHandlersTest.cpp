@@ -95,9 +95,10 @@ class FileHandlersTest : public MovieTest {
     options.cacheFolder = folder_.path() / "cache";
     options.cacheBytes = cacheBytes;
     options.pictureDecoder = MOXTEL_DECODER;
-    options.movieConverter = MOXTEL_MOVIE_CONVERTER;
+    options.movieConverter = movieConverter_;
     handlers_ = std::make_unique<FileHandlers>(options, processes_, signer_);
   }
+  std::string movieConverter_ = MOXTEL_MOVIE_CONVERTER;
   using Responder = std::shared_ptr<RecordingResponder>;
   Responder get(std::vector<std::string> segments,
                 std::vector<std::pair<std::string, std::string>> query = {}) {
@@ -392,6 +393,17 @@ TEST_F(FileHandlersTest, convertsMoviesOnRequest) {
   const std::string bytes = made->body().value_or("");
   properties::ByteSource source(properties::bytesOf(bytes));
   EXPECT_EQ(movieKindOf(source).plays, MovieKind::Plays::Everywhere);
+}
+
+TEST_F(FileHandlersTest, doesNotRepeatAConversionThatFailed) {
+  const Photo photo = first([](const Photo& p) { return p.kind == MasterKind::Movie; });
+  movieConverter_ = folder_.path() / "missing";
+  std::string state;
+  do {
+    state = json("movie", std::to_string(photo.versionId), {{"start", "1"}});
+  } while (state.find("waiting") != std::string::npos || state.find("converting") != std::string::npos);
+  EXPECT_EQ(state, R"({"state":"none"})");
+  EXPECT_EQ(json("movie", std::to_string(photo.versionId), {{"start", "1"}}), R"({"state":"none"})");
 }
 
 TEST_F(FileHandlersTest, convertsNothingWithoutACache) {

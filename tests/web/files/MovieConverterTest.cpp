@@ -84,6 +84,9 @@ TEST_F(MovieConverterTest, failsForAFileThatIsNoMovie) {
   converter.start("a.mp4", openRegularFile(emptyFile("empty")), "avi", 0);
   EXPECT_EQ(finished(converter, "a.mp4"), Step::Failed);
   EXPECT_FALSE(cache_.has("a.mp4"));
+  // It is not tried again.
+  converter.start("a.mp4", openRegularFile(emptyFile("empty")), "avi", 0);
+  EXPECT_EQ(converter.stateOf("a.mp4").step, Step::Failed);
 }
 
 TEST_F(MovieConverterTest, confinesAProgramThatWasTakenOver) {
