@@ -108,12 +108,13 @@ LibraryCatalog::Item LibraryCatalog::look(const std::string& path) {
   const DatabaseUse use(library.databases(), DatabaseFile::Library, DatabaseUse::AfterFailure::Close);
   if (const std::string uuid = uuidOf(library.databases()); !uuid.empty()) card.id = libraryIdOf(uuid);
   card.photos = countLibrary(library.databases()).photos;
+  // 0: an event without photos.
   card.first = yearOfFirst(library.databases(),
                            "SELECT minImageDate FROM RKFolder WHERE folderType = 2 AND isInTrash = 0 AND "
-                           "minImageDate IS NOT NULL ORDER BY minImageDate LIMIT 1");
+                           "minImageDate != 0 ORDER BY minImageDate LIMIT 1");
   card.last = yearOfFirst(library.databases(),
                           "SELECT maxImageDate FROM RKFolder WHERE folderType = 2 AND isInTrash = 0 AND "
-                          "maxImageDate IS NOT NULL ORDER BY maxImageDate DESC LIMIT 1");
+                          "maxImageDate != 0 ORDER BY maxImageDate DESC LIMIT 1");
   known_[path] = {library.version(), card};
   return {card, path};
 }
