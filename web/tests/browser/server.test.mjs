@@ -3,7 +3,7 @@
 //   MOXTEL_SERVER=…/moxtelserverd MOXTEL_MAKE_LIBRARY=…/moxtel-make-library node --test browser/server.test.mjs
 import assert from 'node:assert/strict';
 import { execFileSync, spawn } from 'node:child_process';
-import { mkdtempSync, rmSync } from 'node:fs';
+import { mkdtempSync, readFileSync, rmSync } from 'node:fs';
 import { createServer } from 'node:net';
 import { tmpdir } from 'node:os';
 import { join } from 'node:path';
@@ -76,6 +76,31 @@ describe('with the real server', () => {
     await page.goto(address + '/');
     await page.waitForSelector('.library-card');
     assert.equal((await page.$$('.library-card')).length, 2);
+    await close(page);
+  });
+
+  test('the address of the QR code admits for good', async () => {
+    const [key] = readFileSync(join(folder, 'config/MoxtelServer/web-access'), 'utf8').split('\n');
+    const page = await newPage(browser, phone);
+    await page.goto(`${address}/in/${key}`);
+    await page.waitForSelector('.library-card');
+    assert.equal(new URL(page.url()).pathname, '/');
+    const [cookie] = await page.cookies();
+    assert.ok(cookie.httpOnly && cookie.expires > Date.now() / 1000 + 300 * 86_400);
+    await page.goto(`${address}/in/${'A'.repeat(key.length)}`);
+    assert.ok(!(await page.$('.library-card')));
+    await close(page);
+  });
+
+  test('a slideshow goes on by itself', async () => {
+    const page = await open(desktop);
+    await untilTiles(page);
+    const [id] = await visibleIds(page);
+    await openViewer(page, id);
+    await page.click('.pswp button[aria-label="Slideshow"]');
+    await until(page, (first) => /\/photo\/\d+$/.test(location.pathname) && !location.pathname.endsWith(`/photo/${first}`), id);
+    await page.keyboard.press('Escape');
+    await untilClosed(page);
     await close(page);
   });
 
