@@ -32,6 +32,8 @@ class Package(unittest.TestCase):
     def setUpClass(cls):
         cls.folder = pathlib.Path(tempfile.mkdtemp(prefix="moxteltest."))
         cls.addClassCleanup(shutil.rmtree, cls.folder)
+        for old in (BUILD / "package").glob("*.deb"):
+            old.unlink()
         status, text = output_of(CPACK, "--config", BUILD / "CPackConfig.cmake", "-G", "DEB", "-B", cls.folder,
                                  cwd=cls.folder)
         packages = list(cls.folder.glob("*.deb")) or list((BUILD / "package").glob("*.deb"))

@@ -90,12 +90,12 @@ class MetadataTestCase(LibraryTestCase):
         shutil.copytree(self.library, self.copy, symlinks=True)
         self.rows = Rows(self.copy)
 
-    def serve(self):
+    def serve(self, *arguments):
         """Yields a client. Links in the copy may lead to the fixtures and to the copies' folder."""
         before = moxteltest.hash_of_library(self.copy)
         self.addCleanup(lambda: self.assertEqual(moxteltest.hash_of_library(self.copy), before, "was changed"))
         allowed = "%s:%s" % (self.copies, os.environ["MOXTEL_FIXTURES"])
-        self.server = self.enterContext(Server(self.copy, "-ReferencedFolders", allowed))
+        self.server = self.enterContext(Server(self.copy, "-ReferencedFolders", allowed, *arguments))
         return self.enterContext(Client(self.server))
 
     def set_master(self, version, file):
@@ -229,7 +229,8 @@ class Movies(MetadataTestCase):
                          "(SELECT max(modelId) FROM RKUniqueString))", version or self.movie["modelId"], key)
 
     def test_movies_have_the_metadata_of_the_databases(self):
-        client = self.serve()
+        # At debug level 0 only 100 lines a second are logged.
+        client = self.serve("-DebugLevel", "2")
         movies = self.rows.movies()
         self.assertGreater(len(movies), 10)
         for version in movies:
