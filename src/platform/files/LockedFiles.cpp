@@ -15,7 +15,8 @@ struct LockedFiles {
 };
 
 LockedFiles& lockedFiles() {
-  static LockedFiles files;
+  // Never destroyed: a thread that reads a library may end after main() has returned.
+  static LockedFiles& files = *new LockedFiles;
   return files;
 }
 
