@@ -21,17 +21,20 @@ WebLibrary::State shownState(OpenLibrary::State state) {
 }  // namespace
 
 void OpenWebLibrary::Status::note(OpenLibrary& library) {
+  const auto moment = std::chrono::steady_clock::now();
   const std::string now = versionText(library.version());
   const State itsState = shownState(library.state());
   const std::lock_guard lock(mutex);
   version = now;
   state = itsState;
+  lookedAt = moment;
 }
 
 OpenWebLibrary::OpenWebLibrary(std::string id, std::string path, const OpenLibraryOptions& options,
                                const std::string& indexFolder, std::chrono::milliseconds betweenLooks)
     : id_(std::move(id)),
       path_(std::move(path)),
+      betweenLooks_(betweenLooks),
       search_(path_, options, indexFolder, id_),
       maker_(search_),
       quick_(
@@ -42,6 +45,13 @@ OpenWebLibrary::OpenWebLibrary(std::string id, std::string path, const OpenLibra
 
 std::string OpenWebLibrary::version() const {
   const std::lock_guard lock(status_->mutex);
+  return status_->version;
+}
+
+std::optional<std::string> OpenWebLibrary::recentVersion() const {
+  const std::lock_guard lock(status_->mutex);
+  const auto age = std::chrono::steady_clock::now() - status_->lookedAt;
+  if (status_->version.empty() || status_->state != State::Ready || age >= betweenLooks_) return std::nullopt;
   return status_->version;
 }
 

@@ -25,6 +25,7 @@ class OpenWebLibrary final : public WebLibrary {
   const std::string& id() const override { return id_; }
   const std::string& path() const override { return path_; }
   std::string version() const override;
+  std::optional<std::string> recentVersion() const override;
   State state() const override;
   bool post(Task task) override { return quick_.post(std::move(task)); }
   bool postLong(Task task) override { return long_.post(std::move(task)); }
@@ -56,12 +57,14 @@ class OpenWebLibrary final : public WebLibrary {
     mutable std::mutex mutex;
     std::string version;
     State state = State::Ready;
+    std::chrono::steady_clock::time_point lookedAt;
     std::optional<Totals> totals;
     void note(OpenLibrary& library);
   };
 
   const std::string id_;
   const std::string path_;
+  const std::chrono::milliseconds betweenLooks_;
   std::shared_ptr<Status> status_ = std::make_shared<Status>();
   ListCache lists_;
   SearchIndex search_;

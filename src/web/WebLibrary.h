@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -46,6 +47,9 @@ class WebLibrary {
   // Changes whenever a file does from which answers are made, and is the same again for the same files.
   // Letters and digits. Of the last check, which tasks make every two seconds.
   virtual std::string version() const = 0;
+  // version(), if the files were looked at within the last two seconds and the library is ready. Otherwise a
+  // task has to look first.
+  virtual std::optional<std::string> recentVersion() const = 0;
   virtual State state() const = 0;
 
   // Runs the task after those that were posted before. False: too many wait (the reply is 503 "busy") or the

@@ -9,6 +9,7 @@
 #include "pictures/codec/ShrunkPicture.h"
 #include "platform/files/FileCache.h"
 #include "web/files/PictureMaker.h"
+#include "web/lists/ListMaker.h"
 
 namespace moxtel {
 namespace {
@@ -43,12 +44,16 @@ std::optional<Bytes> faceOf(PictureDecoder& decoder, const OpenFile& file, int d
 
 void PictureRequests::thumbnail(FileTask task, bool mini) {
   const auto library = task.library;
+  OpenFile known = thumbnails_.open(*library, task.id, mini);
+  if (isOpen(known)) return task.send(fileReply(std::move(known), "image/jpeg", task.cache()));
   const auto answer = [this, task, mini](OpenLibrary& open) {
     PhotoFiles files(open);
     if (!files.isShown(task.id)) return task.sendUnknown();
     OpenFile file = files.thumbnail(task.id, mini);
-    if (isOpen(file) && isJpeg(file))
+    if (isOpen(file) && isJpeg(file)) {
+      if (!open.failed()) thumbnails_.keep(*task.library, versionText(open.version()), task.id, mini, file);
       return task.send(fileReply(std::move(file), "image/jpeg", task.cache()));
+    }
     const std::uint32_t side = mini ? kSquareSide : kThumbnailSide;
     if (isOpen(file)) return sendPicture(task, {std::move(file), 0}, side);
     const auto photo = files.shown(task.id);

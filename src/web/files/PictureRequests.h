@@ -9,6 +9,7 @@
 #include <string>
 
 #include "web/files/FileReplies.h"
+#include "web/files/KnownThumbnails.h"
 #include "web/files/PhotoFiles.h"
 
 namespace moxtel {
@@ -42,6 +43,7 @@ class PictureRequests final {
   template <class Make>
   void sendMade(const FileTask& task, const std::string& key, Make make);
 
+  KnownThumbnails thumbnails_;
   FileCache& cache_;
   PictureMaker& maker_;
 };

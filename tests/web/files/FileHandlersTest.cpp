@@ -14,6 +14,8 @@
 #include "tests/web/files/RecordingResponder.h"
 #include "tests/web/files/TestWebLibrary.h"
 #include "web/files/JpegHead.h"
+#include "web/files/KnownThumbnails.h"
+#include "web/lists/ListMaker.h"
 
 namespace moxtel {
 namespace {
@@ -114,6 +116,12 @@ class FileHandlersTest : public MovieTest {
                 std::vector<std::pair<std::string, std::string>> query = {}) {
     return get({what, std::to_string(photo.versionId)}, std::move(query));
   }
+  std::string versionOfLibrary() {
+    std::string version;
+    EXPECT_TRUE(library_->post([&](OpenLibrary& open) { version = versionText(open.version()); }));
+    library_->finish();
+    return version;
+  }
   std::string json(const std::string& what, const std::string& which,
                    std::vector<std::pair<std::string, std::string>> query = {}) {
     return get({"api", "1", what, which}, std::move(query))->body().value_or("");
@@ -151,6 +159,62 @@ TEST_F(FileHandlersTest, sendsTheFilesOfThumbnailsOfEveryShownPhoto) {
     EXPECT_TRUE(etags.insert(thumb->reply().etag).second);
     EXPECT_EQ(get("square", photo)->body(), contentOf(thumbnail(photo, ".jpg")));
   }
+}
+
+TEST_F(FileHandlersTest, sendsThumbnailsThatItKnowsWithoutTheLibrarysThread) {
+  const Photo photo = first(isPlain);
+  const Responder before = get("thumb", photo);
+  library_->recent = versionOfLibrary();
+  library_->isBusy = true;
+  const Responder again = get("thumb", photo);
+  EXPECT_EQ(again->reply().status, 200);
+  EXPECT_EQ(again->reply().type, "image/jpeg");
+  EXPECT_EQ(again->reply().etag, before->reply().etag);
+  EXPECT_EQ(again->body(), contentOf(thumbnail(photo)));
+  EXPECT_EQ(get("square", photo)->reply().status, 503) << "another file";
+}
+
+TEST_F(FileHandlersTest, looksForAThumbnailAgainInAnotherVersionOrWithoutARecentLook) {
+  const Photo photo = first(isPlain);
+  get("thumb", photo);
+  library_->isBusy = true;
+  EXPECT_EQ(get("thumb", photo)->reply().status, 503);
+  library_->recent = "another";
+  EXPECT_EQ(get("thumb", photo)->reply().status, 503);
+}
+
+TEST_F(FileHandlersTest, looksForAThumbnailAgainWhenItsFileWasReplaced) {
+  const Photo photo = first(isPlain);
+  get("thumb", photo);
+  library_->recent = versionOfLibrary();
+  before_.clear();
+  fs::remove(thumbnail(photo));
+  fs::create_symlink(thumbnail(photo, ".jpg"), thumbnail(photo));
+  library_->isBusy = true;
+  EXPECT_EQ(get("thumb", photo)->reply().status, 503);
+}
+
+TEST_F(FileHandlersTest, keepsNoThumbnailOfAHiddenPhoto) {
+  for (std::size_t i = 0; i < plan_.photoCount(); ++i) {
+    const Photo photo = plan_.photo(i);
+    if (!photo.inTrash && !photo.hidden) continue;
+    get("thumb", photo);
+    library_->recent = versionOfLibrary();
+    EXPECT_EQ(get("thumb", photo)->reply().status, 404);
+  }
+}
+
+TEST_F(FileHandlersTest, keepsABoundedNumberOfThumbnails) {
+  serve();
+  KnownThumbnails known;
+  const OpenFile file = openRegularFile(thumbnail(first(isPlain)));
+  constexpr auto kEnd = static_cast<std::int64_t>(2 * KnownThumbnails::kMost);
+  for (std::int64_t id = 0; id < kEnd; ++id) {
+    known.keep(*library_, "9f3c", id, false, file);
+    ASSERT_LE(known.size(), KnownThumbnails::kMost);
+  }
+  library_->recent = "9f3c";
+  EXPECT_EQ(known.open(*library_, kEnd - 1, false).state, FileState::Open);
 }
 
 TEST_F(FileHandlersTest, keepsPicturesUnderTheLibrarysVersion) {

@@ -35,6 +35,7 @@ class TestWebLibrary final : public WebLibrary {
   const std::string& id() const override { return id_; }
   const std::string& path() const override { return path_; }
   std::string version() const override { return "9f3c"; }
+  std::optional<std::string> recentVersion() const override { return recent; }
   State state() const override { return State::Ready; }
   bool post(Task task) override {
     if (isBusy) return false;
@@ -64,7 +65,8 @@ class TestWebLibrary final : public WebLibrary {
   }
 
   bool isBusy = false;
-  std::size_t copies = 1;  // of each photo in the list
+  std::optional<std::string> recent;  // the version after a look
+  std::size_t copies = 1;             // of each photo in the list
 
  private:
   const std::string id_ = "k3jd82ha";
