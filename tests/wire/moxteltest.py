@@ -8,6 +8,7 @@ import fcntl
 import hashlib
 import os
 import pathlib
+import random
 import re
 import shutil
 import signal
@@ -61,9 +62,16 @@ def hash_of_library(folder):
 
 
 def free_port():
-    with socket.socket() as probe:
-        probe.bind(("127.0.0.1", 0))
-        return probe.getsockname()[1]
+    """A port that no other test is likely to take before it is used: none of those that the system gives to outgoing
+    connections."""
+    while True:
+        port = random.randrange(10000, 32000)
+        with socket.socket() as probe:
+            try:
+                probe.bind(("0.0.0.0", port))
+            except OSError:
+                continue
+            return port
 
 
 def wait_for(question, what, patience=PATIENCE):

@@ -5,17 +5,19 @@ import assert from 'node:assert/strict';
 import { execFileSync, spawn } from 'node:child_process';
 import { mkdtempSync, readFileSync, rmSync } from 'node:fs';
 import { createServer } from 'node:net';
+import { randomInt } from 'node:crypto';
 import { tmpdir } from 'node:os';
 import { join } from 'node:path';
 import { after, before, describe, test } from 'node:test';
 import { desktop, launch, newPage, openViewer, phone, until, untilClosed, untilPhoto, untilTiles, visibleIds } from './support.mjs';
 
+// None of those that the system gives to outgoing connections.
 function freePort() {
   return new Promise((done) => {
-    const probe = createServer().listen(0, '127.0.0.1', () => {
-      const { port } = probe.address();
-      probe.close(() => done(port));
-    });
+    const port = randomInt(10000, 32000);
+    const probe = createServer();
+    probe.once('error', () => done(freePort()));
+    probe.listen(port, '127.0.0.1', () => probe.close(() => done(port)));
   });
 }
 
