@@ -2,7 +2,7 @@
 // the disks of the setting "WebLibraries". Any thread, but setServed() and the constructor: one thread.
 //
 // Disks are searched and libraries are looked at on a thread of its own. A library is opened at its first
-// request and closed when nobody has asked for five minutes; four are open at most, then the one that was
+// request and closed after five minutes without another; four are open at most, then the one that was
 // asked for least recently is closed first.
 #pragma once
 

@@ -228,14 +228,14 @@ class Addresses(WebTest):
                     self.assertEqual((status, fields["Content-Range"]), (416, "bytes */%d" % size))
 
     def test_archives(self):
-        told = self.read("zip/all")
+        announced = self.read("zip/all")
         status, fields, body = self.page.fetch(self.root + "zip/all")
-        self.assertEqual((status, fields["Content-Type"], len(body)), (200, "application/zip", told["bytes"]))
+        self.assertEqual((status, fields["Content-Type"], len(body)), (200, "application/zip", announced["bytes"]))
         archive = zipfile.ZipFile(io.BytesIO(body))
         self.assertIsNone(archive.testzip())
-        self.assertEqual(len(archive.namelist()), told["count"])
+        self.assertEqual(len(archive.namelist()), announced["count"])
         head = self.page.fetch(self.root + "zip/all", "HEAD")
-        self.assertEqual((head[0], head[1]["Content-Length"], head[2]), (200, str(told["bytes"]), b""))
+        self.assertEqual((head[0], head[1]["Content-Length"], head[2]), (200, str(announced["bytes"]), b""))
 
     def test_json_has_tags(self):
         self.ready()

@@ -22,7 +22,7 @@ inline constexpr std::array kSampleKeywords{
     SampleKeyword{"Mountain", 3},
 };
 
-// The part that is left of a cropped picture: fractions of the upright one, from its top left corner.
+// The piece that is left of a cropped picture: fractions of the upright one, from its top left corner.
 struct Crop {
   double x, y, width, height;
 };

@@ -32,7 +32,7 @@ struct KeywordFact {
 };
 
 struct FaceFact {
-  std::string name;          // empty: nobody named it
+  std::string name;          // empty: a face without a name
   std::int64_t person = 0;   // RKFaceName.modelId; 0 without a name
   std::int64_t faceKey = 0;  // RKFaceName.faceKey
   std::int64_t index = 0;    // RKDetectedFace.faceIndex, the number in the face tile's name

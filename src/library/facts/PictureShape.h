@@ -34,7 +34,7 @@ PictureShape shapeOf(const VersionShape& version, LibraryKind kind);
 // A rectangle of the stored picture in the one that is turned clockwise by 0, 90, 180 or 270 degrees.
 FactRectangle turned(const FactRectangle& stored, int degrees);
 
-// The part of a rectangle inside the picture; nothing if it has no area there.
+// The piece of a rectangle inside the picture; nothing if it has no area there.
 std::optional<FactRectangle> insidePicture(const FactRectangle& rectangle);
 
 // Degrees clockwise by which a picture with this Exif orientation (1 to 8) is turned for display.

@@ -221,7 +221,7 @@ constexpr const char* kFolders =
     "'AllProjectsItem', NULL, NULL, NULL, m.ZSTARTDATE, m.ZENDDATE, '', 0, 0, 0, NULL, 1 FROM main.ZMOMENT m "
     "WHERE EXISTS (SELECT 1 FROM main.{ASSETS} s WHERE s.ZMOMENT = m.Z_PK AND NOT ({SHARED}) AND {SHOWN}"
     "{NOT_MIGRATED})";
-// Albums are numbered apart from moments: 2^40 more tells them apart.
+// Albums and moments may have equal numbers: those of albums get 2^40 added.
 constexpr const char* kMigratedEvents =
     " UNION ALL SELECT a.Z_PK + 1099511627776, a.Z_PK + 1099511627776, a.ZUUID, 2, a.ZTITLE, "
     "'AllProjectsItem', NULL, (SELECT s.ZUUID FROM "

@@ -87,7 +87,7 @@ bool LineLimiter::take(std::string_view text, Time now) {
   return true;
 }
 
-// Whether the lines that so many new ones would replace in the ring are old enough.
+// Whether the lines that this number of new ones would replace in the ring are old enough.
 bool LineLimiter::haveLinesPassed(std::size_t lines, Time now) const {
   const std::size_t afterwards = count_ + lines;
   if (afterwards <= shown_.size()) return true;

@@ -1,7 +1,7 @@
 // Converts movies that browsers do not play, one at a time, on a thread of its own. Any thread.
 //
 // ffmpeg converts, within the limits of moxtel-movie-converter. The result is kept in the cache. Whoever
-// waits asks for the state from time to time; a movie that nobody has asked for during kPatience is dropped.
+// waits asks for the state from time to time; a movie without a request during kPatience is dropped.
 #pragma once
 
 #include <atomic>

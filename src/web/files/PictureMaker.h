@@ -1,8 +1,8 @@
 // Makes pictures that the library does not have: smaller, turned, of another format. Any thread.
 //
 // A few threads of its own decode, each with its own helper process, apart from the decoder that the
-// handheld's commands use. Requests for one picture that is being made wait for it together; one that nobody
-// waits for any more is canceled. What was made is kept in the cache.
+// handheld's commands use. Requests for one picture that is being made wait for it together; when the last
+// of them is gone, it is canceled. What was made is kept in the cache.
 #pragma once
 
 #include <atomic>

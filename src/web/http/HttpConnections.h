@@ -26,7 +26,7 @@ class PendingRequest {
   virtual ~PendingRequest() = default;
   PendingRequest(const PendingRequest&) = delete;
   PendingRequest& operator=(const PendingRequest&) = delete;
-  // The client is gone or the server stops: nobody waits for the reply. Does not wait.
+  // The client is gone or the server stops: no client waits for the reply. Does not block.
   virtual void end() = 0;
   // The reply takes too long: the client gets 503.
   virtual void expire() = 0;

@@ -30,7 +30,7 @@ struct PreparedReply {
   ~PreparedReply();
 };
 
-// Compresses JSON where the client accepts that, and chooses the part of the body.
+// Compresses JSON where the client accepts that, and chooses the range of the body.
 PreparedReply prepareReply(const HttpRequest& request, HttpReply reply);
 
 class HttpExchange final : public PendingRequest {

@@ -16,7 +16,7 @@ namespace moxtel {
 struct ReplyPlan {
   int status = 200;
   std::vector<std::pair<std::string, std::string>> fields;
-  // The part of the body that is sent; the whole body while its size is not known.
+  // The range of the body that is sent; the whole body while its size is not known.
   bool hasBody = true;
   std::uint64_t first = 0;
   std::optional<std::uint64_t> size;

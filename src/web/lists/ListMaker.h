@@ -23,7 +23,7 @@ class ListMaker final {
 
   // Of a list: the same only while it has the same photos. Of a search, the version of the index counts, too.
   std::string versionOf(const OpenLibrary& library, const ListAddress& address) const;
-  // isGone: whether nobody waits for the list any more.
+  // isGone: whether no client waits for the list any more.
   WebLibrary::ListOrReply make(OpenLibrary& library, const ListAddress& address, const ListFilters& filters,
                                const std::function<bool()>& isGone);
   // All photos that are shown; null when the library cannot be read.
