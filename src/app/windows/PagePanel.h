@@ -1,5 +1,5 @@
-// The section of the main window about the page for browsers: its address, the QR code that lets a phone in, the
-// six digits and a button for another key. Windows' thread.
+// The section of the main window about the page for browsers: its address, the QR code that lets a phone in,
+// the six digits and a button for another key. Windows' thread.
 #pragma once
 
 #include <QGroupBox>

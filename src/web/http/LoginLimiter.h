@@ -1,4 +1,4 @@
-// Limits wrong tries to log in: a number from one address in a minute, and a number in all in an hour. A plain
+// Limits wrong tries to log in: those from one address in a minute, and all in an hour. A plain
 // object without a clock of its own; call with times that do not decrease.
 #pragma once
 
