@@ -182,10 +182,13 @@ class Server:
 
     def memory(self):
         """The server's peak memory in bytes."""
-        for line in open("/proc/%d/status" % self.process.pid):
-            if line.startswith("VmHWM:"):
-                return int(line.split()[1]) * 1024
-        raise AssertionError("no VmHWM")
+        status = pathlib.Path("/proc/%d/status" % self.process.pid).read_text()
+        return int(re.search(r"^VmHWM:\s+([0-9]+)", status, re.MULTILINE)[1]) * 1024
+
+    def is_sanitized(self):
+        """Whether a sanitizer is in the server, which uses more memory."""
+        maps = pathlib.Path("/proc/%d/maps" % self.process.pid).read_text()
+        return any(name in maps for name in ("libasan", "libtsan"))
 
 
 class Closed(Exception):
