@@ -115,8 +115,8 @@ void LibraryApi::handle(const SharedLibrary& library, const HttpRequest& request
   if (name == "photo" && segments.size() == 2) {
     const auto id = parseNumber(segments[1]);
     if (!id) return responder->send(errorReply(404, "unknown"));
-    return answerIfReadable(library, responder, [this, library, id = *id](OpenLibrary& open) {
-      return photoJson(*library, open, files_, id);
+    return answerIfReadable(library, responder, [library, &files = files_, id = *id](OpenLibrary& open) {
+      return photoJson(*library, open, files, id);
     });
   }
   if (segments.size() != 1) return responder->send(errorReply(404, "unknown"));

@@ -14,7 +14,7 @@ class LibraryFileHandler;
 
 class LibraryApi final {
  public:
-  // Borrows it, for what is said about movies.
+  // Borrows it, for what is said about movies; it must outlive the replies, this object need not.
   explicit LibraryApi(LibraryFileHandler& files) : files_(files) {}
 
   // segments: of the path behind api/1/.
