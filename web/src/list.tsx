@@ -363,6 +363,9 @@ function listHome(context: Context, list: string): string {
 function useViewer(props: GridProps, photo: number): boolean {
   const viewer = useRef<Viewer>();
   const [shown, setShown] = useState(photo !== 0);
+  // Photos that the viewer itself has put into the address. It may be further by the time this runs, and must not be
+  // moved back: then two photos would take turns without an end.
+  const reported = useRef(new Set<number>());
   const now = useRef(props);
   now.current = props;
 
@@ -371,7 +374,10 @@ function useViewer(props: GridProps, photo: number): boolean {
       viewer.current?.close();
       return;
     }
-    if (viewer.current?.photo === photo && viewer.current.list === props.list) return;
+    if (viewer.current?.list === props.list) {
+      if (viewer.current.photo === photo) reported.current.clear();
+      if (viewer.current.photo === photo || reported.current.delete(photo)) return;
+    }
     let left = false;
     void (async () => {
       const index = await locate(props, photo);
@@ -387,7 +393,9 @@ function useViewer(props: GridProps, photo: number): boolean {
         index,
         slideshow: props.slideshow,
         onPhoto: (id) => {
-          if (now.current.context.route.photo) go(viewerAddress(now.current, id), true);
+          if (!now.current.context.route.photo) return;
+          reported.current.add(id);
+          go(viewerAddress(now.current, id), true);
         },
         onClosed: (lastIndex) => {
           viewer.current = undefined;
