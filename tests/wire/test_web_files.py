@@ -263,14 +263,14 @@ class WebFiles(unittest.TestCase):
         self.assertLess(body.find(b"moov"), body.find(b"mdat"))
 
     def test_a_zip_has_all_files_of_a_list(self):
-        told = json.loads(self.page.body("api/1/zip/all?what=original"))
+        announced = json.loads(self.page.body("api/1/zip/all?what=original"))
         status, fields, body = self.page.get("zip/all?what=original")
         self.assertEqual((status, fields["Content-Type"]), (200, "application/zip"))
-        self.assertEqual((int(fields["Content-Length"]), len(body)), (told["bytes"], told["bytes"]))
+        self.assertEqual((int(fields["Content-Length"]), len(body)), (announced["bytes"], announced["bytes"]))
         archive = zipfile.ZipFile(io.BytesIO(body))
         self.assertIsNone(archive.testzip())
-        self.assertEqual(len(archive.namelist()), told["count"])
-        self.assertEqual(len({name.lower() for name in archive.namelist()}), told["count"])
+        self.assertEqual(len(archive.namelist()), announced["count"])
+        self.assertEqual(len({name.lower() for name in archive.namelist()}), announced["count"])
         kept = {archive.read(name) for name in archive.namelist()}
         self.assertIn(self.master(self.of["heic"]).read_bytes(), kept)
         self.assertIn((self.folder / "disk/a.jpg").read_bytes(), kept)

@@ -1,5 +1,5 @@
 #!/usr/bin/python3
-"""The page in WebKitGTK, which stands for Safari's layout, scrolling and keyboard. Run it under Xvfb: ../run webkit"""
+"""The page in WebKitGTK, whose layout, scrolling and keyboard are the nearest to Safari's. Run it under Xvfb: ../run webkit"""
 
 import os
 import subprocess
