@@ -20,8 +20,8 @@ enum class HiddenPhotos : std::uint8_t { LeaveOut, Keep };
 // Tables of iPhoto for which Photos has nothing that is read.
 inline constexpr const char* kViewsOfNothing[] = {
     "CREATE TEMP VIEW RKPlaceForVersion AS SELECT 0 AS rowid, NULL AS versionId, NULL AS placeId WHERE 0",
-    "CREATE TEMP VIEW RKPlace AS SELECT 0 AS rowid, NULL AS modelId, NULL AS type, NULL AS defaultName WHERE "
-    "0",
+    ("CREATE TEMP VIEW RKPlace AS SELECT 0 AS rowid, NULL AS modelId, NULL AS type, NULL AS defaultName "
+     "WHERE 0"),
     "CREATE TEMP VIEW RKVolume AS SELECT 0 AS rowid, NULL AS uuid, NULL AS name WHERE 0"};
 
 // For Photos.sqlite, of Photos 5 and later. Tables and columns that change with the version are found by
