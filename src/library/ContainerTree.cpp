@@ -1,13 +1,13 @@
 #include "library/ContainerTree.h"
 
 #include <algorithm>
-#include <array>
 #include <cstdint>
 #include <string>
 #include <unordered_map>
 #include <utility>
 #include <vector>
 
+#include "library/BuiltInAlbums.h"
 #include "library/DayName.h"
 #include "library/RecordBuilder.h"
 #include "library/RecordKeys.h"
@@ -32,22 +32,7 @@ constexpr std::int32_t kRegularSubclass = 3;
 // A smaller stored count is not trusted, and counted again.
 constexpr std::int32_t kTrustedPhotoCount = 3;
 
-// Albums that the photo application uses internally. The last name is excluded from the tree only:
-// albumsFromDB lists such an album, on purpose.
-constexpr std::array<std::string_view, 14> kBuiltInAlbums = {"libraryFolderImplicitAlbum",
-                                                             "allProjectsAlbum",
-                                                             "trashAlbum",
-                                                             "flaggedAlbum",
-                                                             "lastImportAlbum",
-                                                             "rejectedAlbum",
-                                                             "lastNMonthsAlbum",
-                                                             "eventFilterBarAlbum",
-                                                             "allPlacedPhotosAlbum",
-                                                             "peopleAlbum",
-                                                             "peopleFilterBarAlbum",
-                                                             "placesFilterBarAlbum",
-                                                             "rotationAlbum",
-                                                             "Faces"};
+// The last built-in name is excluded from the tree only: albumsFromDB lists such an album, on purpose.
 constexpr std::size_t kBuiltInNamesOfTheFlatList = 13;
 
 bool isBuiltIn(const Value& uuid, std::size_t names) {

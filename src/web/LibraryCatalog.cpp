@@ -8,6 +8,7 @@
 #include "library/database/DatabaseUse.h"
 #include "library/database/LibraryDatabases.h"
 #include "platform/files/Files.h"
+#include "web/OpenWebLibrary.h"
 #include "web/api/LibraryJson.h"
 #include "web/lists/DateOrder.h"
 
@@ -36,18 +37,6 @@ std::optional<int> yearOfFirst(LibraryDatabases& databases, SqlText sql) {
   const double date = query.realColumn(0) + kSecondsUntil2001;
   if (!(date > -1e11 && date < 1e12) || !isShownDate(static_cast<std::int64_t>(date))) return std::nullopt;
   return yearOf(static_cast<std::int64_t>(date));
-}
-
-WebLibrary::State shownState(OpenLibrary::State state) {
-  switch (state) {
-    case OpenLibrary::State::Away:
-      return WebLibrary::State::Away;
-    case OpenLibrary::State::Unreadable:
-      return WebLibrary::State::Unreadable;
-    case OpenLibrary::State::Ready:
-      break;
-  }
-  return WebLibrary::State::Ready;
 }
 
 }  // namespace

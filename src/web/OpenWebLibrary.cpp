@@ -4,8 +4,6 @@
 
 namespace moxtel {
 
-namespace {
-
 WebLibrary::State shownState(OpenLibrary::State state) {
   switch (state) {
     case OpenLibrary::State::Away:
@@ -17,8 +15,6 @@ WebLibrary::State shownState(OpenLibrary::State state) {
   }
   return WebLibrary::State::Ready;
 }
-
-}  // namespace
 
 void OpenWebLibrary::Status::note(OpenLibrary& library) {
   const auto moment = std::chrono::steady_clock::now();

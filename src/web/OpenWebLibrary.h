@@ -16,6 +16,9 @@
 
 namespace moxtel {
 
+// What the page shows of the state in which a library was found.
+WebLibrary::State shownState(OpenLibrary::State state);
+
 class OpenWebLibrary final : public WebLibrary {
  public:
   // indexFolder: of the search; empty for none.

@@ -8,6 +8,7 @@
 #include <unordered_set>
 #include <utility>
 
+#include "library/BuiltInAlbums.h"
 #include "library/FolderPhotos.h"
 #include "library/database/LibraryDatabases.h"
 #include "library/facts/FactColumns.h"
@@ -38,23 +39,7 @@ struct Root {
 constexpr std::array kRoots = {Root{"TopLevelAlbums", false}, Root{"AllProjectsItem", true},
                                Root{"LibraryFolder", false}};
 constexpr std::string_view kTrash = "TrashFolder";
-
-// Albums that the photo application uses internally.
-constexpr std::array<std::string_view, 15> kBuiltInAlbums = {"libraryFolderImplicitAlbum",
-                                                             "allProjectsAlbum",
-                                                             "allPhotosAlbum",
-                                                             "trashAlbum",
-                                                             "flaggedAlbum",
-                                                             "lastImportAlbum",
-                                                             "rejectedAlbum",
-                                                             "lastNMonthsAlbum",
-                                                             "eventFilterBarAlbum",
-                                                             "allPlacedPhotosAlbum",
-                                                             "peopleAlbum",
-                                                             "peopleFilterBarAlbum",
-                                                             "placesFilterBarAlbum",
-                                                             "rotationAlbum",
-                                                             "Faces"};
+constexpr std::string_view kAllPhotosAlbum = "allPhotosAlbum";
 
 bool isRoot(std::string_view uuid) {
   return uuid == kTrash ||
@@ -136,7 +121,7 @@ void ContainerReading::readAlbums() {
     album.albumType = row.integerColumn(3);
     const std::int32_t subclass = row.integerColumn(4);
     const bool isBuiltIn =
-        row.integerColumn(6) != 0 ||
+        row.integerColumn(6) != 0 || album.uuid == kAllPhotosAlbum ||
         std::find(kBuiltInAlbums.begin(), kBuiltInAlbums.end(), album.uuid) != kBuiltInAlbums.end();
     if (isBuiltIn || (subclass != kSmartSubclass && subclass != kRegularSubclass)) continue;
     if (album.albumType != kUserAlbum)
