@@ -140,7 +140,9 @@ struct PhotoFacts {
   bool editedIsUpToDate = true;            // the preview shows the latest edits
   std::optional<ReferencedFile> referenced;
   std::optional<AlternateFile> alternate;
-  std::string livePath;  // the movie of a live photo
+  // The movie of a live photo, absolute, for LibraryFiles::open; empty for other photos. The file is missing
+  // where it is only in the cloud.
+  std::string livePath;
 };
 
 // Whether the user edited the photo: it has edits, or he turned it otherwise than its Exif orientation (1 to
