@@ -171,7 +171,8 @@ class CommandLine final {
     app_.add_flag("--dry-run", options_.dryRun, "write nothing; report what would be done")->group(group);
     app_.add_flag("--verify", options_.verify, "afterwards compare all files with their\nchecksums")
         ->group(group);
-    app_.add_flag("--progress", options_.progress, "show the progress even if standard error is no\nterminal")
+    app_.add_flag("--progress", options_.progress,
+                  "show the progress even if standard error is no\nterminal; with --json as lines of JSON")
         ->group(group);
     app_.add_flag("--json", options_.json,
                   "print the report as JSON; with --dry-run also a\nline for each photo")

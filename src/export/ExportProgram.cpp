@@ -12,7 +12,7 @@ namespace {
 void printReport(Report& report, ExportResult result, bool asJson, const ExportProgramSeams& seams) {
   const bool hasNothing =
       result == ExportResult::WrongUsage || (result == ExportResult::Failed && report.libraries.empty());
-  if (asJson && !hasNothing) writeReportJson(report, [&](std::string_view text) { seams.out << text; });
+  if (asJson) writeReportJson(report, [&](std::string_view text) { seams.out << text; });
   if (!asJson && !hasNothing) seams.out << reportText(report);
   seams.out.flush();
   if (report.isInterrupted) seams.err << "moxtel-export: interrupted. The same command continues.\n";
@@ -31,7 +31,15 @@ int runExportProgram(EventLoop& loop, const std::vector<std::string>& arguments,
   }
   const auto& options = std::get<ExportOptions>(parsed);
   Report report;
-  ExportProgress progress(options.progress || seams.isTerminal ? &seams.err : nullptr, seams.isTerminal);
+  // Another program that reads the report reads the progress, too.
+  const bool isForProgram = options.json && options.progress;
+  const auto style = isForProgram       ? ExportProgress::Style::Json
+                     : seams.isTerminal ? ExportProgress::Style::Terminal
+                                        : ExportProgress::Style::Lines;
+  ExportProgress progress(isForProgram                           ? &seams.out
+                          : options.progress || seams.isTerminal ? &seams.err
+                                                                 : nullptr,
+                          style);
   ExportRun::Seams run;
   run.isCanceled = seams.isCanceled;
   run.say = [&](std::string_view line) {

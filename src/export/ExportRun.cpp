@@ -287,6 +287,7 @@ void ExportRun::compareLibraries() {
 }
 
 std::optional<ExportResult> ExportRun::checkRoom() {
+  progress_.planIsReady(work_.files, work_.bytes, work_.sidecars, *target_ ? seams_.freeBytes(*target_) : 0);
   if (!*target_ || options_.link == ExportOptions::Link::Symbolic) return std::nullopt;
   const std::uint64_t needed =
       work_.bytes + work_.sidecars * kRoomForSidecar + (work_.files > 0 ? kRoomForMore : 0);
@@ -346,6 +347,7 @@ void ExportRun::describeAll() {
 }
 
 void ExportRun::finish(FileWriter& writer) {
+  progress_.beginStep(ExportProgress::Step::Finishing);
   state_->forEachIdentical([&](std::string_view path, bool isFirst) {
     report_.add(Finding::Identical, {}, path, isFirst ? "" : "the same as the one before");
   });
@@ -390,13 +392,16 @@ void ExportRun::writePage() {
   });
   write();
   if (!problem) problem = file.publish(kPage, std::nullopt, entry);
-  if (problem) report_.add(Finding::NotWritten, {}, kPage, problem.reason);
+  if (problem)
+    report_.add(Finding::NotWritten, {}, kPage, problem.reason);
+  else
+    report_.page = target_->path() + "/" + std::string(kPage);
 }
 
 void ExportRun::verify() {
   std::uint64_t bytes = 0;
   state_->forEachPicture([&](const StateFile& file) { bytes += file.size; });
-  progress_.beginStep("Comparing checksums", bytes);
+  progress_.beginStep(ExportProgress::Step::Verifying, bytes);
   state_->forEachPicture([&](const StateFile& file) {
     context_->checkCanceled();
     if (file.sha256.empty()) return;

@@ -92,6 +92,7 @@ class Report final {
   std::string target;
   bool isDryRun = false;
   bool isInterrupted = false;
+  std::string page;     // path of report.html; empty: none was written
   std::string failure;  // why the run ended early; empty: it did not
 
   void add(Finding finding, std::string_view library, std::string_view file, std::string_view reason = {});

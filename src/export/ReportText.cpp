@@ -93,7 +93,9 @@ std::string reportText(Report& report, std::uint64_t most) {
 void writeReportJson(Report& report, const std::function<void(std::string_view)>& write) {
   write("{\"target\":" + jsonString(report.target) + ",\"complete\":" +
         (report.isComplete() ? "true" : "false") + ",\"dryRun\":" + (report.isDryRun ? "true" : "false") +
-        ",\"interrupted\":" + (report.isInterrupted ? "true" : "false") + ",\"libraries\":[");
+        ",\"interrupted\":" + (report.isInterrupted ? "true" : "false") +
+        (report.page.empty() ? "" : ",\"page\":" + jsonString(report.page)) +
+        (report.failure.empty() ? "" : ",\"failure\":" + jsonString(report.failure)) + ",\"libraries\":[");
   for (std::size_t i = 0; i < report.libraries.size(); ++i) {
     const LibraryReport& library = report.libraries[i];
     JsonObject json;

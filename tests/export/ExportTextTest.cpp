@@ -77,11 +77,32 @@ TEST(FactsText, changesWithEveryFact) {
 TEST(ExportProgress, showsRateAndRemainingTime) {
   std::ostringstream out;
   ExportProgress::Time now{std::chrono::hours(1)};
-  ExportProgress progress(&out, false, [&] { return now; });
+  ExportProgress progress(&out, ExportProgress::Style::Lines, [&] { return now; });
   progress.begin(100, 10'000'000'000);
   now += std::chrono::seconds(10);
   progress.addBytes(1'000'000'000);
   EXPECT_EQ(out.str(), "Copying: 0 of 100 files, 1.0 GB of 10.0 GB, 100 MB/s, 1 min left\n");
+}
+
+TEST(ExportProgress, writesLinesOfJsonForAnotherProgram) {
+  std::ostringstream out;
+  ExportProgress::Time now{std::chrono::hours(1)};
+  ExportProgress progress(&out, ExportProgress::Style::Json, [&] { return now; });
+  progress.planned(7);
+  progress.planIsReady(10, 1000, 20, 5000);
+  progress.begin(10, 1000);
+  now += std::chrono::seconds(4);
+  progress.addBytes(400);
+  progress.addFile();  // too early for another line
+  progress.beginStep(ExportProgress::Step::Finishing);
+  EXPECT_EQ(out.str(),
+            "{\"progress\":{\"step\":\"planning\",\"photos\":7}}\n"
+            "{\"progress\":{\"step\":\"planned\",\"ofFiles\":10,\"ofBytes\":1000,\"sidecars\":20,"
+            "\"freeBytes\":5000}}\n"
+            "{\"progress\":{\"step\":\"copying\",\"files\":0,\"ofFiles\":10,\"bytes\":0,\"ofBytes\":1000}}\n"
+            "{\"progress\":{\"step\":\"copying\",\"files\":0,\"ofFiles\":10,\"bytes\":400,\"ofBytes\":1000,"
+            "\"bytesPerSecond\":100,\"secondsLeft\":6}}\n"
+            "{\"progress\":{\"step\":\"finishing\"}}\n");
 }
 
 TEST(ExportProgress, showsNothingWithoutAStream) {
