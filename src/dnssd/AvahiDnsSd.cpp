@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "dnssd/ServiceNames.h"
+#include "support/Localization.h"
 
 namespace moxtel {
 
@@ -127,17 +128,26 @@ class AvahiDnsSd::AvahiPublication final : public Publication, public Member {
                                    [this] { report(PublicationState::Kind::Failed, reasonForDelay()); });
   }
 
+  // The texts that reasonForDelay composes.
+  [[maybe_unused]] static constexpr const char* kReasonsForDelay[] = {
+      UserText::later("nothing here publishes services; start the Avahi daemon"),
+      UserText::later("no Avahi daemon runs; start the Avahi daemon"),
+      UserText::later("the Avahi daemon does not answer; restart it"),
+      UserText::later("the built-in responder does not answer; restart it")};
+
   std::string reasonForDelay() const {
     const std::string& state = owner_.state_.reason;
     if (!owner_.active_) {
       return (state.empty() ? "nothing here publishes services" : state) + "; start the Avahi daemon";
     }
     if (owner_.state_.kind == AvahiState::Kind::Registering) {
-      return "another responder claims the name or the address of this machine; restart the Avahi daemon, or "
-             "give the machine another host name";
+      return UserText::later(
+          "another responder claims the name or the address of this machine; restart the Avahi daemon, or "
+          "give the machine another host name");
     }
     if (renames_ > 0) {
-      return "other devices claim this name and those that follow it; give the machine another host name";
+      return UserText::later(
+          "other devices claim this name and those that follow it; give the machine another host name");
     }
     return "the " + owner_.active_->name + " does not answer; restart it";
   }

@@ -10,18 +10,21 @@
 #include "library/kinds/LibraryKind.h"
 #include "platform/files/Files.h"
 #include "platform/system/LineLimiter.h"
+#include "support/Localization.h"
 
 namespace moxtel {
 
 namespace {
 
-constexpr const char* kNotPermitted = "This user is not permitted to read the folder.";
+constexpr const char* kNotPermitted = UserText::later("This user is not permitted to read the folder.");
 
 const char* whyNotServed(LibraryKind kind) {
   if (kind == LibraryKind::OlderAperture)
-    return "This is a library of Aperture 1 or 2. Open it once with Aperture 3, which converts it.";
-  return "This folder is not a photo library. Choose the folder named like \"iPhoto Library\", not the disk "
-         "or a folder inside it.";
+    return UserText::later(
+        "This is a library of Aperture 1 or 2. Open it once with Aperture 3, which converts it.");
+  return UserText::later(
+      "This folder is not a photo library. Choose the folder named like \"iPhoto Library\", not the disk "
+      "or a folder inside it.");
 }
 
 std::optional<std::int64_t> numberOf(LibraryDatabases& databases, DatabaseFile file, SqlText sql) {
@@ -151,12 +154,13 @@ std::string whyNoSmartAlbums(LibraryDatabases& databases) {
 
 std::string whyUnreadable(const std::string& folder) {
   if (!isUtf8Path(folder)) {
-    return "The folder's path is not valid UTF-8. Make a symbolic link to it whose path is plain ASCII, and "
-           "choose the link.";
+    return UserText::later(
+        "The folder's path is not valid UTF-8. Make a symbolic link to it whose path is plain ASCII, and "
+        "choose the link.");
   }
   const FileStamp stamp = stampOf(folder);
   if (stamp.kind == FileStamp::Kind::Missing) {
-    return stamp.error == EACCES ? kNotPermitted : "There is no such folder.";
+    return stamp.error == EACCES ? kNotPermitted : UserText::later("There is no such folder.");
   }
   const LibraryLayout layout = layoutOfLibrary(folder);
   const std::string path = appendingPathComponent(folder, layout.databaseFiles[0]);
@@ -164,7 +168,8 @@ std::string whyUnreadable(const std::string& folder) {
   if (database.kind == FileStamp::Kind::Missing && database.error == EACCES) return kNotPermitted;
   if (stampOf(appendingPathComponent(folder, "Database/apdb")).kind == FileStamp::Kind::Other &&
       !database.isRegular()) {
-    return "The library's file Database/apdb/Library.apdb is missing. Copy the library again.";
+    return UserText::later(
+        "The library's file Database/apdb/Library.apdb is missing. Copy the library again.");
   }
   if (!layout.isServed() || !database.isRegular()) return whyNotServed(layout.kind);
   return isReadable(path) ? std::string() : kNotPermitted;
@@ -172,7 +177,7 @@ std::string whyUnreadable(const std::string& folder) {
 
 std::string whyNoLibrary(const std::string& folder) {
   // Stored in the settings, it would name another folder when the program starts in another directory.
-  if (!folder.starts_with('/')) return "The folder's path is not absolute.";
+  if (!folder.starts_with('/')) return UserText::later("The folder's path is not absolute.");
   return whyUnreadable(folder);
 }
 

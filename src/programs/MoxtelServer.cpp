@@ -2,7 +2,6 @@
 #include <QApplication>
 #include <QIcon>
 #include <QLibraryInfo>
-#include <QLocale>
 #include <QSysInfo>
 #include <QTimer>
 #include <QTranslator>
@@ -16,10 +15,11 @@
 #include "app/CoreThread.h"
 #include "app/ServerProgram.h"
 #include "app/windows/MainWindow.h"
-#include "app/windows/WindowTexts.h"
 #include "console/window/ConsoleWindow.h"
 #include "platform/loop/SignalWatcher.h"
 #include "platform/process/ThisProcess.h"
+#include "platform/system/Translations.h"
+#include "support/Localization.h"
 
 namespace moxtel {
 namespace {
@@ -33,11 +33,6 @@ bool lacksDisplay() {
   return QSysInfo::kernelType() == QStringLiteral("linux") &&
          std::none_of(names.begin(), names.end(),
                       [](const char* name) { return qEnvironmentVariableIsSet(name); });
-}
-
-// The language of messages ("de"), which may differ from that of numbers.
-std::string userLanguage() {
-  return QLocale::system().uiLanguages().value(0).section('-', 0, 0).toStdString();
 }
 
 // Connects the windows with the server. Windows' thread.
@@ -117,7 +112,7 @@ void setUpApplication(QTranslator& translator, const std::string& language) {
   QApplication::setApplicationName(QStringLiteral("MoxtelServer"));
   QApplication::setDesktopFileName(QStringLiteral("moxtelserver"));
   QApplication::setWindowIcon(QIcon::fromTheme(QStringLiteral("moxtelserver")));
-  setStringTable(windowTexts(language));
+  setTranslator(translationsFrom(programFolder() + "/../share/moxtelserver/translations", language));
   // Qt's own texts, such as a file dialog's buttons, in the same language as ours; English if there is no
   // file.
   if (translator.load("qtbase_" + QString::fromStdString(language),

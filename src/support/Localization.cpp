@@ -1,23 +1,29 @@
 #include "support/Localization.h"
 
+#include <memory>
 #include <mutex>
 
 namespace moxtel {
 
 namespace {
-std::mutex tableMutex;
-StringTable currentTable;
+std::mutex translatorMutex;
+std::shared_ptr<const Translator> currentTranslator;
 }  // namespace
 
-void setStringTable(StringTable table) {
-  const std::lock_guard lock(tableMutex);
-  currentTable = std::move(table);
+void setTranslator(Translator translator) {
+  auto taken = translator ? std::make_shared<const Translator>(std::move(translator)) : nullptr;
+  const std::lock_guard lock(translatorMutex);
+  currentTranslator.swap(taken);
 }
 
 std::string localizedString(std::string_view key) {
-  const std::lock_guard lock(tableMutex);
-  const auto found = currentTable.find(key);
-  return found == currentTable.end() || found->second.empty() ? std::string(key) : found->second;
+  std::shared_ptr<const Translator> translator;
+  {
+    const std::lock_guard lock(translatorMutex);
+    translator = currentTranslator;
+  }
+  std::string found = translator ? (*translator)(key) : std::string();
+  return found.empty() ? std::string(key) : found;
 }
 
 }  // namespace moxtel

@@ -16,14 +16,17 @@
 #include <set>
 
 #include "app/windows/LibraryChooser.h"
-#include "app/windows/WindowTexts.h"
 #include "console/window/ConsoleWindow.h"
+#include "platform/system/Translations.h"
+#include "support/Localization.h"
 #include "tests/TemporaryFolder.h"
 
 namespace moxtel {
 namespace {
 
 using testing::ElementsAre;
+
+void speakGerman() { setTranslator(translationsFrom(MOXTEL_TRANSLATIONS, "de_AT")); }
 
 ServerStatus servedStatus() {
   ServerStatus status;
@@ -44,7 +47,7 @@ class MainWindowTest : public testing::Test {
       requested.push_back(title.toStdString() + "|" + text.toStdString());
     };
   }
-  ~MainWindowTest() override { setStringTable({}); }
+  ~MainWindowTest() override { setTranslator({}); }
 
   MainWindowActions actions() {
     MainWindowActions actions;
@@ -334,7 +337,7 @@ void expectDistinctAccessKeys(const QWidget& window) {
 
 TEST_F(MainWindowTest, givesEveryButtonAUniqueAccessKey) {
   expectDistinctAccessKeys(window);
-  setStringTable(windowTexts("de"));
+  speakGerman();
   const MainWindow german(actions());
   expectDistinctAccessKeys(german);
 }
@@ -432,7 +435,7 @@ TEST_F(MainWindowTest, hasAGermanTextForEveryEnglishOne) {
   const std::set<std::string> same{
       "MoxtelServer", "Port", "Port:", "Client", "Client:", "–", "…", "/", "1", "!", "Name", "Cancel"};
   std::set<std::string> english = allTexts();
-  setStringTable(windowTexts("de"));
+  speakGerman();
   const std::set<std::string> german = allTexts();
   EXPECT_EQ(english.size(), german.size());
   for (const std::string& text : german) {
@@ -442,7 +445,7 @@ TEST_F(MainWindowTest, hasAGermanTextForEveryEnglishOne) {
 }
 
 TEST_F(MainWindowTest, saysInGermanWhyItIsNotVisible) {
-  setStringTable(windowTexts("de"));
+  speakGerman();
   ServerStatus status = servedStatus();
   status.publishedName.clear();
   for (const char* problem :
@@ -459,19 +462,6 @@ TEST_F(MainWindowTest, saysInGermanWhyItIsNotVisible) {
     EXPECT_TRUE(shown.starts_with("Nicht sichtbar: ")) << shown;
     EXPECT_EQ(shown.find(problem), std::string::npos) << "not translated: " << problem;
   }
-}
-
-TEST(WindowTexts, keepPlaceholdersAndAccessKeys) {
-  for (const auto& [english, german] : windowTexts("de")) {
-    EXPECT_EQ(english.find("%1") == std::string::npos, german.find("%1") == std::string::npos) << english;
-    EXPECT_EQ(english.find('&') == std::string::npos, german.find('&') == std::string::npos) << english;
-  }
-}
-
-TEST(WindowTexts, areEmptyForLanguagesWithoutTranslations) {
-  EXPECT_TRUE(windowTexts("en").empty());
-  EXPECT_TRUE(windowTexts("").empty());
-  EXPECT_FALSE(windowTexts("de").empty());
 }
 
 }  // namespace

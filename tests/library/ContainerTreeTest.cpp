@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/system/SystemLog.h"
-#include "support/Localization.h"
+#include "tests/StringTable.h"
 #include "tests/fakes/RecordingPhotoApplication.h"
 #include "tests/library/LocalTimeZone.h"
 #include "tests/library/TestLibrary.h"
@@ -218,10 +218,10 @@ TEST_F(ContainerTreeTest, takesTheDayOfTheLocalTimeZone) {
 }
 
 TEST_F(ContainerTreeTest, writesTheDayInTheUsersPattern) {
-  setStringTable({{"yyyy-MM-dd", "dd.MM.yyyy"}});
+  test::setStringTable({{"yyyy-MM-dd", "dd.MM.yyyy"}});
   project("p", Dictionary{{"name", ""}, {"minImageDate", kSummer}});
   EXPECT_EQ(list().array()[0]["AlbumName"], Value("12.07.2016"));
-  setStringTable({});
+  setTranslator({});
 }
 
 TEST_F(ContainerTreeTest, logsDatesBeforeTheReferenceDate) {

@@ -2,14 +2,14 @@
 
 #include <gtest/gtest.h>
 
-#include "support/Localization.h"
+#include "tests/StringTable.h"
 
 namespace moxtel {
 namespace {
 
 class MXSVersionTest : public testing::Test {
  protected:
-  void TearDown() override { setStringTable({}); }
+  void TearDown() override { setTranslator({}); }
 };
 
 TEST_F(MXSVersionTest, hasThreeNumbers) {
@@ -24,18 +24,18 @@ TEST_F(MXSVersionTest, readsAsItsKeysWithoutTranslations) {
 }
 
 TEST_F(MXSVersionTest, looksUpBothFormats) {
-  setStringTable({{"Version %@ released %@", "Fassung %@ vom %@"}, {"%Y-%m-%d", "%d.%m.%Y"}});
+  test::setStringTable({{"Version %@ released %@", "Fassung %@ vom %@"}, {"%Y-%m-%d", "%d.%m.%Y"}});
   EXPECT_EQ(MXSVersion::versionString(), "Fassung 1.4 build 402 vom 12.07.2016");
   EXPECT_EQ(MXSVersion::shortVersionString(), "MoxtelServer 1.4 (402)");
 }
 
 TEST_F(MXSVersionTest, survivesATranslationWithTooManyPlaces) {
-  setStringTable({{"Version %@ released %@", "%@ %@ %@ %s %d|"}});
+  test::setStringTable({{"Version %@ released %@", "%@ %@ %@ %s %d|"}});
   EXPECT_EQ(MXSVersion::versionString().substr(0, 25), "1.4 build 402 2016-07-12 ");
 }
 
 TEST_F(MXSVersionTest, takesAnEmptyTranslationForNone) {
-  setStringTable({{"key", ""}});
+  test::setStringTable({{"key", ""}});
   EXPECT_EQ(localizedString("key"), "key");
 }
 

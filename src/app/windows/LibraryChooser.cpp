@@ -11,7 +11,7 @@
 #include <QVBoxLayout>
 #include <algorithm>
 
-#include "support/Localization.h"
+#include "console/window/WindowText.h"
 
 namespace moxtel {
 
@@ -21,8 +21,6 @@ enum Column : std::uint8_t { kName, kPhotos, kNewest, kFolder };
 constexpr qint64 kReferenceDate = 978307200;  // 2001-01-01 UTC in seconds since 1970
 constexpr double kFarthest = 1e11;            // seconds; some 3,000 years
 constexpr QSize kUsualSize{720, 300};
-
-QString localized(std::string_view key) { return QString::fromStdString(localizedString(key)); }
 
 QString dayText(const std::optional<Date>& date) {
   if (!date) return QStringLiteral("–");
@@ -39,24 +37,25 @@ bool isOlder(const FoundLibrary& a, const FoundLibrary& b) {
 
 LibraryChooser::LibraryChooser(const std::vector<FoundLibrary>& libraries, QWidget* parent)
     : QDialog(parent), list_(new QTreeWidget) {
-  setWindowTitle(localized("Library"));
+  setWindowTitle(WindowText::tr("Library"));
   auto* question = new QLabel(
-      localized(libraries.size() == 1
-                    ? "The folder that you chose is not a library itself. Do you want to serve this one?"
-                    : "The folder that you chose is not a library itself. Which of these do you want to "
-                      "serve?"));
+      libraries.size() == 1
+          ? WindowText::tr(
+                "The folder that you chose is not a library itself. Do you want to serve this one?")
+          : WindowText::tr("The folder that you chose is not a library itself. Which of these do you want to "
+                           "serve?"));
   question->setWordWrap(true);
   list_->setObjectName("libraries");
   list_->setRootIsDecorated(false);
-  list_->setAccessibleName(localized("Library"));
-  list_->setHeaderLabels(
-      {localized("Name"), localized("Photos"), localized("Newest event"), localized("Folder")});
+  list_->setAccessibleName(WindowText::tr("Library"));
+  list_->setHeaderLabels({WindowText::tr("Name"), WindowText::tr("Photos"), WindowText::tr("Newest event"),
+                          WindowText::tr("Folder")});
   for (const FoundLibrary& library : libraries) addLibrary(library);
   for (int column = kName; column < kFolder; ++column) list_->resizeColumnToContents(column);
   const auto newest = std::max_element(libraries.begin(), libraries.end(), isOlder);
   list_->setCurrentItem(list_->topLevelItem(static_cast<int>(newest - libraries.begin())));
   auto* buttons = new QDialogButtonBox(QDialogButtonBox::Cancel);
-  QPushButton* serve = buttons->addButton(localized("&Serve"), QDialogButtonBox::AcceptRole);
+  QPushButton* serve = buttons->addButton(WindowText::tr("&Serve"), QDialogButtonBox::AcceptRole);
   connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
   connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
   connect(list_, &QTreeWidget::itemActivated, this, &QDialog::accept);

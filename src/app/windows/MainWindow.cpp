@@ -18,7 +18,7 @@
 #include "app/windows/LibraryChooser.h"
 #include "app/windows/PagePanel.h"
 #include "console/window/ConsoleWindow.h"
-#include "support/Localization.h"
+#include "console/window/WindowText.h"
 
 namespace moxtel {
 
@@ -30,20 +30,15 @@ constexpr const char* kRowName = "rowName";
 
 QString unknownValue() { return QStringLiteral("…"); }
 
-QString shown(std::string_view text) {
-  return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
-}
-
-QString localized(std::string_view key) { return shown(localizedString(key)); }
-
 QString numberText(const std::optional<std::int64_t>& number) {
   return number ? QLocale().toString(static_cast<qlonglong>(*number)) : QStringLiteral("–");
 }
 
 QString photosText(const LibraryCounts& counts) {
   const QString all = numberText(counts.photos);
-  return counts.onlyInCloud ? localized("%1, %2 only in the cloud").arg(all, numberText(counts.onlyInCloud))
-                            : all;
+  return counts.onlyInCloud
+             ? WindowText::tr("%1, %2 only in the cloud").arg(all, numberText(counts.onlyInCloud))
+             : all;
 }
 
 // The last component of a path.
@@ -59,18 +54,18 @@ QString databaseText(const ServerStatus& status) {
   switch (status.databaseProblem.kind) {
     case Kind::Missing:
     case Kind::NoFile:
-      return localized("The file %1 is missing.").arg(name);
+      return WindowText::tr("The file %1 is missing.").arg(name);
     case Kind::NotPermitted:
-      return localized("This user is not permitted to read the file %1.").arg(name);
+      return WindowText::tr("This user is not permitted to read the file %1.").arg(name);
     case Kind::Damaged:
-      return localized("The file %1 is damaged.").arg(name);
+      return WindowText::tr("The file %1 is damaged.").arg(name);
     case Kind::WithoutTables:
-      return localized("The file %1 has no tables of a photo library.").arg(name);
+      return WindowText::tr("The file %1 has no tables of a photo library.").arg(name);
     case Kind::Incomplete:
-      return localized("The file %1 lacks what the server reads: %2.")
+      return WindowText::tr("The file %1 lacks what the server reads: %2.")
           .arg(name, shown(status.databaseProblem.detail));
     case Kind::NotServed:
-      return localized("Libraries of %1 are not served.").arg(shown(status.databaseProblem.detail));
+      return WindowText::tr("Libraries of %1 are not served.").arg(shown(status.databaseProblem.detail));
     case Kind::None:
       break;
   }
@@ -95,7 +90,7 @@ MainWindow::MainWindow(MainWindowActions actions, QWidget* parent)
     : QMainWindow(parent), actions_(std::move(actions)) {
   setWindowTitle(QStringLiteral("MoxtelServer"));
   askForFolder = [this](const QString& begin) {
-    return QFileDialog::getExistingDirectory(this, localized("Choose the library folder"), begin);
+    return QFileDialog::getExistingDirectory(this, WindowText::tr("Choose the library folder"), begin);
   };
   showMessage = [this](const QString& title, const QString& text) {
     auto* box = new QMessageBox(QMessageBox::Warning, title, text, QMessageBox::Ok, this);
@@ -117,7 +112,7 @@ MainWindow::MainWindow(MainWindowActions actions, QWidget* parent)
   auto* center = new QWidget;
   center->setLayout(row);
   setCentralWidget(center);
-  busy_ = new QLabel(localized("Ready"));
+  busy_ = new QLabel(WindowText::tr("Ready"));
   busy_->setObjectName("busy");
   statusBar()->addWidget(busy_);
   makeShortcuts();
@@ -134,7 +129,7 @@ void MainWindow::makeShortcuts() {
   shortcut(QKeySequence::HelpContents, [this] { helpButton_->click(); });
 }
 
-QLabel* MainWindow::addRow(QFormLayout& form, const char* key, const char* objectName) {
+QLabel* MainWindow::addRow(QFormLayout& form, const QString& name, const char* objectName) {
   auto* value = new QLabel;
   value->setObjectName(objectName);
   value->setTextFormat(Qt::PlainText);  // names come from files and from other machines
@@ -142,32 +137,32 @@ QLabel* MainWindow::addRow(QFormLayout& form, const char* key, const char* objec
   value->setWordWrap(true);
   // A path without spaces cannot wrap; a minimum width of 1 keeps it from widening the window.
   value->setMinimumWidth(1);
-  value->setProperty(kRowName, localized(key));
+  value->setProperty(kRowName, name);
   setValue(*value, unknownValue());
-  form.addRow(localized(key) + ":", value);
+  form.addRow(name + ":", value);
   return value;
 }
 
 QWidget* MainWindow::makeLibraryGroup() {
-  auto* group = new QGroupBox(localized("Library"));
+  auto* group = new QGroupBox(WindowText::tr("Library"));
   auto* form = new QFormLayout(group);
-  library_ = addRow(*form, "Library", "library");
-  path_ = addRow(*form, "Path", "path");
-  application_ = addRow(*form, "Photo application", "application");
-  photos_ = addRow(*form, "Photos", "photos");
-  albums_ = addRow(*form, "Albums", "albums");
-  events_ = addRow(*form, "Events", "events");
-  faces_ = addRow(*form, "Faces", "faces");
+  library_ = addRow(*form, WindowText::tr("Library"), "library");
+  path_ = addRow(*form, WindowText::tr("Path"), "path");
+  application_ = addRow(*form, WindowText::tr("Photo application"), "application");
+  photos_ = addRow(*form, WindowText::tr("Photos"), "photos");
+  albums_ = addRow(*form, WindowText::tr("Albums"), "albums");
+  events_ = addRow(*form, WindowText::tr("Events"), "events");
+  faces_ = addRow(*form, WindowText::tr("Faces"), "faces");
   return group;
 }
 
 QWidget* MainWindow::makeNetworkGroup() {
-  auto* group = new QGroupBox(localized("Network"));
+  auto* group = new QGroupBox(WindowText::tr("Network"));
   auto* form = new QFormLayout(group);
-  published_ = addRow(*form, "Visible to phones as", "published");
-  addresses_ = addRow(*form, "Addresses", "addresses");
-  port_ = addRow(*form, "Port", "port");
-  client_ = addRow(*form, "Client", "client");
+  published_ = addRow(*form, WindowText::tr("Visible to phones as"), "published");
+  addresses_ = addRow(*form, WindowText::tr("Addresses"), "addresses");
+  port_ = addRow(*form, WindowText::tr("Port"), "port");
+  client_ = addRow(*form, WindowText::tr("Client"), "client");
   return group;
 }
 
@@ -176,24 +171,26 @@ QWidget* MainWindow::makeButtons() {
   auto* layout = new QVBoxLayout(box);
   layout->setContentsMargins(0, 0, 0, 0);
   auto* row = new QHBoxLayout;
-  const auto button = [&](const char* key, const char* objectName, auto action) {
-    auto* made = new QPushButton(localized(key));
+  const auto button = [&](const QString& text, const char* objectName, auto action) {
+    auto* made = new QPushButton(text);
     made->setObjectName(objectName);
     connect(made, &QPushButton::clicked, this, action);
     row->addWidget(made);
     return made;
   };
-  button("Choose &Library…", "chooseLibrary", [this] { chooseLibrary(); });
-  button("&Console", "console", [this] { actions_.showConsole(); });
-  button("&Reload", "reload", [this] { actions_.reload(); });
-  disconnect_ = button("&Disconnect Client", "disconnect", [this] { actions_.disconnectClient(); });
+  button(WindowText::tr("Choose &Library…"), "chooseLibrary", [this] { chooseLibrary(); });
+  button(WindowText::tr("&Console"), "console", [this] { actions_.showConsole(); });
+  button(WindowText::tr("&Reload"), "reload", [this] { actions_.reload(); });
+  disconnect_ =
+      button(WindowText::tr("&Disconnect Client"), "disconnect", [this] { actions_.disconnectClient(); });
   disconnect_->setEnabled(false);
-  helpButton_ = button("&Help", "help", [this] { helpBox_->setVisible(!helpBox_->isVisible()); });
+  helpButton_ =
+      button(WindowText::tr("&Help"), "help", [this] { helpBox_->setVisible(!helpBox_->isVisible()); });
   layout->addLayout(row);
-  preferAperture_ = new QCheckBox(localized("Prefer &Aperture's library"));
+  preferAperture_ = new QCheckBox(WindowText::tr("Prefer &Aperture's library"));
   preferAperture_->setObjectName("preferAperture");
   connect(preferAperture_, &QCheckBox::toggled, this, [this](bool on) { actions_.preferAperture(on); });
-  revealPhoto_ = new QCheckBox(localized("Clients may &show photos in the photo application"));
+  revealPhoto_ = new QCheckBox(WindowText::tr("Clients may &show photos in the photo application"));
   revealPhoto_->setObjectName("revealPhoto");
   connect(revealPhoto_, &QCheckBox::toggled, this, [this](bool on) { actions_.revealPhoto(on); });
   for (QCheckBox* check : {preferAperture_, revealPhoto_}) {
@@ -205,12 +202,12 @@ QWidget* MainWindow::makeButtons() {
 }
 
 QWidget* MainWindow::makeLastLines() {
-  auto* group = new QGroupBox(localized("Last messages"));
+  auto* group = new QGroupBox(WindowText::tr("Last messages"));
   lastLines_ = new QPlainTextEdit;
   lastLines_->setObjectName("lastLines");
   lastLines_->setReadOnly(true);
   lastLines_->setMaximumBlockCount(kVisibleLines);
-  lastLines_->setAccessibleName(localized("Last messages"));
+  lastLines_->setAccessibleName(WindowText::tr("Last messages"));
   lastLines_->setTabChangesFocus(true);
   auto* layout = new QVBoxLayout(group);
   layout->addWidget(lastLines_);
@@ -225,8 +222,8 @@ QWidget* MainWindow::makeHelp() {
   help_->setObjectName("helpText");
   help_->setOpenLinks(false);
   help_->setTabChangesFocus(true);
-  help_->setAccessibleName(localized("&Help").remove('&'));
-  dontShowHelp_ = new QCheckBox(localized("Don't show this help at s&tartup"));
+  help_->setAccessibleName(WindowText::tr("&Help").remove('&'));
+  dontShowHelp_ = new QCheckBox(WindowText::tr("Don't show this help at s&tartup"));
   dontShowHelp_->setObjectName("dontShowHelp");
   connect(dontShowHelp_, &QCheckBox::toggled, this, [this](bool on) { actions_.dontShowHelp(on); });
   layout->addWidget(help_);
@@ -256,7 +253,7 @@ void MainWindow::refuseLibrary(const std::string& why, const std::vector<FoundLi
     chooser->open();
     return;
   }
-  showMessage(localized("Cannot serve this folder"), localized(why));
+  showMessage(WindowText::tr("Cannot serve this folder"), WindowText::of(why));
 }
 
 void MainWindow::showStatus(const ServerStatus& status) {
@@ -271,17 +268,19 @@ void MainWindow::showStatus(const ServerStatus& status) {
 
 void MainWindow::showLibrary(const ServerStatus& status) {
   const bool none = status.runningApplication == "<none>";
-  setValue(*application_, none ? localized("none") : shown(status.runningApplication));
+  setValue(*application_, none ? WindowText::tr("none") : shown(status.runningApplication));
   setValue(*path_, shown(status.libraryPath.value_or("")));
   path_->setToolTip(path_->text());
   if (!status.libraryPath) {
-    setValue(*library_, localized("No library yet. Choose its folder."));
+    setValue(*library_, WindowText::tr("No library yet. Choose its folder."));
   } else if (!status.libraryProblem.empty()) {
-    setValue(*library_, localized("This library cannot be read. %1").arg(localized(status.libraryProblem)));
+    setValue(*library_,
+             WindowText::tr("This library cannot be read. %1").arg(WindowText::of(status.libraryProblem)));
   } else {
     const QString problem = databaseText(status);
     const std::string& kind = status.counts.name;
-    setValue(*library_, nameOfFolder(*status.libraryPath) + (kind.empty() ? "" : "\n" + localized(kind)) +
+    setValue(*library_, nameOfFolder(*status.libraryPath) +
+                            (kind.empty() ? "" : "\n" + WindowText::of(kind)) +
                             (problem.isEmpty() ? "" : "\n" + problem));
   }
   setValue(*photos_, photosText(status.counts));
@@ -295,16 +294,16 @@ void MainWindow::showNetwork(const ServerStatus& status) {
   for (const std::string& address : status.addresses) addresses << shown(address);
   setValue(*addresses_, addresses.join(", "));
   setValue(*port_, status.port != 0 ? QString::number(status.port)
-                                    : localized("Not listening: %1").arg(shown(status.listenFailure)));
+                                    : WindowText::tr("Not listening: %1").arg(shown(status.listenFailure)));
   if (!status.publishedName.empty()) {
     setValue(*published_, shown(status.publishedName));
   } else if (status.publicationProblem.empty()) {
-    setValue(*published_, localized("(announcing, a few seconds)"));
+    setValue(*published_, WindowText::tr("(announcing, a few seconds)"));
   } else {
-    setValue(*published_, localized("Not visible: %1").arg(localized(status.publicationProblem)));
+    setValue(*published_, WindowText::tr("Not visible: %1").arg(WindowText::of(status.publicationProblem)));
   }
-  setValue(*client_, status.client ? localized("Connected: %1").arg(shown(*status.client))
-                                   : localized("No client is connected"));
+  setValue(*client_, status.client ? WindowText::tr("Connected: %1").arg(shown(*status.client))
+                                   : WindowText::tr("No client is connected"));
 }
 
 void MainWindow::showLines(const std::vector<ConsoleLine>& lines) {
@@ -315,8 +314,8 @@ void MainWindow::showLines(const std::vector<ConsoleLine>& lines) {
 }
 
 void MainWindow::showBusy(bool busy) {
-  busy_->setText(localized(busy ? "Busy …" : "Ready"));
-  busy_->setToolTip(busy ? localized("A long reply or a script is running.") : QString());
+  busy_->setText(busy ? WindowText::tr("Busy …") : WindowText::tr("Ready"));
+  busy_->setToolTip(busy ? WindowText::tr("A long reply or a script is running.") : QString());
 }
 
 }  // namespace moxtel

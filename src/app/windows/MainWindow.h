@@ -65,7 +65,7 @@ class MainWindow final : public QMainWindow {
   QWidget* makeButtons();
   QWidget* makeLastLines();
   QWidget* makeHelp();
-  QLabel* addRow(QFormLayout& form, const char* key, const char* objectName);
+  QLabel* addRow(QFormLayout& form, const QString& name, const char* objectName);
   void makeShortcuts();
   void chooseLibrary();
   void showLibrary(const ServerStatus& status);

@@ -7,7 +7,7 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
-#include "support/Localization.h"
+#include "console/window/WindowText.h"
 #include "web/QrCode.h"
 
 namespace moxtel {
@@ -16,8 +16,6 @@ namespace {
 
 constexpr int kModule = 3;     // pixels on each side of a module
 constexpr int kQuietZone = 3;  // modules
-
-QString localized(std::string_view key) { return QString::fromStdString(localizedString(key)); }
 
 QImage imageOf(const QrCode& code) {
   const int side = code.size() + 2 * kQuietZone;
@@ -43,14 +41,14 @@ QLabel* makeText(const char* name) {
 }  // namespace
 
 PagePanel::PagePanel(std::function<void()> renewKey, QWidget* parent)
-    : QGroupBox(localized("Page for browsers"), parent) {
+    : QGroupBox(WindowText::tr("Page for browsers"), parent) {
   code_ = new QLabel;
   code_->setObjectName("pageCode");
   address_ = makeText("pageAddress");
   digits_ = makeText("pageDigits");
-  renew_ = new QPushButton(localized("New &Key"));
+  renew_ = new QPushButton(WindowText::tr("New &Key"));
   renew_->setObjectName("renewWebKey");
-  renew_->setToolTip(localized("Every phone and computer then needs the new code."));
+  renew_->setToolTip(WindowText::tr("Every phone and computer then needs the new code."));
   connect(renew_, &QPushButton::clicked, this, [renewKey = std::move(renewKey)] { renewKey(); });
   auto* texts = new QVBoxLayout;
   texts->addWidget(address_);
@@ -65,15 +63,15 @@ PagePanel::PagePanel(std::function<void()> renewKey, QWidget* parent)
 
 void PagePanel::showStatus(const WebStatus& status) {
   if (!status.problem.empty()) {
-    address_->setText(localized("Not listening: %1").arg(QString::fromStdString(status.problem)));
+    address_->setText(WindowText::tr("Not listening: %1").arg(QString::fromStdString(status.problem)));
   } else if (status.places.empty()) {
-    address_->setText(localized("none"));
+    address_->setText(WindowText::tr("none"));
   } else {
     address_->setText(QString::fromStdString(status.places.front()));
   }
   digits_->setText(status.digits.empty()
                        ? QString()
-                       : localized("Six digits: %1").arg(QString::fromStdString(status.digits)));
+                       : WindowText::tr("Six digits: %1").arg(QString::fromStdString(status.digits)));
   renew_->setEnabled(!status.digits.empty());
   showCode(!status.keyAddress.empty() || status.places.empty() ? status.keyAddress : status.places.front());
 }
@@ -83,7 +81,7 @@ void PagePanel::showCode(const std::string& address) {
   shownCode_ = address;
   const auto code = address.empty() ? std::nullopt : QrCode::of(address);
   code_->setPixmap(code ? QPixmap::fromImage(imageOf(*code)) : QPixmap());
-  code_->setAccessibleName(code ? localized("QR code of %1").arg(address_->text()) : QString());
+  code_->setAccessibleName(code ? WindowText::tr("QR code of %1").arg(address_->text()) : QString());
 }
 
 }  // namespace moxtel

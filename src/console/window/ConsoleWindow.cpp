@@ -9,19 +9,11 @@
 #include <QToolButton>
 #include <QVBoxLayout>
 
-#include "support/Localization.h"
+#include "console/window/WindowText.h"
 
 namespace moxtel {
 
-namespace {
-
-QString shown(std::string_view text) {
-  return QString::fromUtf8(text.data(), static_cast<qsizetype>(text.size()));
-}
-
-QString localized(std::string_view key) { return shown(localizedString(key)); }
-
-}  // namespace
+namespace {}  // namespace
 
 QFont fontFor(const FontDescription& description) {
   QFont font;
@@ -94,7 +86,7 @@ ConsoleWindow::ConsoleWindow(QWidget* parent)
       textView_(new QPlainTextEdit),
       search_(new QLineEdit),
       feed_(std::make_shared<Feed>(*this)) {
-  setWindowTitle(localized("Console"));
+  setWindowTitle(WindowText::tr("Console"));
   resize(900, 420);
   // Only the main window keeps the program running.
   setAttribute(Qt::WA_QuitOnClose, false);
@@ -108,7 +100,7 @@ ConsoleWindow::ConsoleWindow(QWidget* parent)
   textView_->setLineWrapMode(QPlainTextEdit::WidgetWidth);
   const QFont fixed = fontFor(MXSConsole::fixedFont());
   textView_->setFont(fixed);
-  textView_->setAccessibleName(localized("Console"));
+  textView_->setAccessibleName(WindowText::tr("Console"));
   plain_.setFont(fixed);
   title_.setFont(fontFor(MXSConsole::boldFont()));
   error_ = title_;
@@ -124,17 +116,17 @@ ConsoleView& ConsoleWindow::view() { return *feed_; }
 
 void ConsoleWindow::makeSearchBar(QVBoxLayout& layout) {
   auto* bar = new QHBoxLayout;
-  search_->setPlaceholderText(localized("Find"));
+  search_->setPlaceholderText(WindowText::tr("Find"));
   search_->setClearButtonEnabled(true);
-  search_->setAccessibleName(localized("Find"));
+  search_->setAccessibleName(WindowText::tr("Find"));
   auto* previous = new QToolButton;
   previous->setArrowType(Qt::UpArrow);
-  previous->setToolTip(localized("Find previous"));
-  previous->setAccessibleName(localized("Find previous"));
+  previous->setToolTip(WindowText::tr("Find previous"));
+  previous->setAccessibleName(WindowText::tr("Find previous"));
   auto* next = new QToolButton;
   next->setArrowType(Qt::DownArrow);
-  next->setToolTip(localized("Find next"));
-  next->setAccessibleName(localized("Find next"));
+  next->setToolTip(WindowText::tr("Find next"));
+  next->setAccessibleName(WindowText::tr("Find next"));
   bar->addWidget(search_);
   bar->addWidget(previous);
   bar->addWidget(next);

@@ -5,6 +5,7 @@
 #include "library/PathNames.h"
 #include "library/kinds/AlbumDataDatabase.h"
 #include "platform/files/Files.h"
+#include "support/Localization.h"
 
 namespace moxtel {
 
@@ -81,13 +82,19 @@ LibraryLayout layoutOfLibrary(const std::string& folder, HiddenPhotos hidden) {
   return iPhotoLayout(kind, isFlat ? "Database" : "Database/apdb");
 }
 
+// The texts that nameOfLibrary composes.
+[[maybe_unused]] constexpr const char* kNames[] = {
+    UserText::later("Photos library"),   UserText::later("Photos 2 library"),
+    UserText::later("Photos 3 library"), UserText::later("Photos 4 library"),
+    UserText::later("Photos 5 library"), UserText::later("Photos 6+ library")};
+
 std::string nameOfLibrary(LibraryKind kind, const std::string& version) {
   switch (kind) {
     case LibraryKind::Photos4:
     case LibraryKind::Photos5:
       return (version.empty() ? "Photos" : version) + " library";
     case LibraryKind::AlbumDataOnly:
-      return "iPhoto library (AlbumData.xml only)";
+      return UserText::later("iPhoto library (AlbumData.xml only)");
     case LibraryKind::IPhoto:
     case LibraryKind::OlderAperture:
     case LibraryKind::None:
