@@ -31,7 +31,9 @@ LibrarySeams seamsOf(const OpenLibraryOptions& options, LibraryLocation& locatio
                      ProcessRunner& processes) {
   LibrarySeams seams;
   seams.copyLimit = options.privateCopyLimit;
+  seams.cacheSize = options.cacheSize;
   seams.listsHiddenPhotos = true;
+  seams.readsTrash = options.readsTrash;
   seams.onlyAlbumData = options.onlyAlbumData;
   seams.run = [&processes](const ProcessRequest& request) { return processes.run(request); };
   if (options.isEnding) seams.isEnding = options.isEnding;

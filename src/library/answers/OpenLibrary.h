@@ -44,6 +44,10 @@ struct OpenLibraryOptions {
   std::string referencedFolders;
   // The data of the largest private copy of a database, in bytes.
   std::uint64_t privateCopyLimit = std::uint64_t{8} << 30;
+  // Bytes of pages that the connection to each database may keep in memory.
+  std::uint64_t cacheSize = std::uint64_t{32} << 20;
+  // Whether facts() has the photos in the trash of a library of Photos, too, as it has those of iPhoto.
+  bool readsTrash = false;
   // Whether everything is read from AlbumData.xml, because the databases are damaged.
   bool onlyAlbumData = false;
   // Whether the program ends, so that queries and copies end too. Called on the library's thread.

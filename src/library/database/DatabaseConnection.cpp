@@ -107,13 +107,14 @@ bool BusyBudget::wait() {
 }
 
 DatabaseConnection::DatabaseConnection(const std::string& path, GuardedVfs& vfs, Access access,
-                                       BusyBudget& budget, const SchemaAdapter& adapter)
+                                       BusyBudget& budget, const SchemaAdapter& adapter,
+                                       std::uint64_t cacheSize)
     : adapter_(adapter) {
   openResult_ =
       sqlite3_open_v2(nameFor(path, access).c_str(), &database_,
                       flagsFor(access) | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE, vfs.name());
   if (!opened()) return;
-  configure(budget);
+  configure(budget, cacheSize);
   limitWork(contentOf(stampOf(path)) + contentOf(stampOf(path + "-wal")), budget);
 }
 
@@ -127,7 +128,7 @@ DatabaseConnection::DatabaseConnection(std::span<const std::uint8_t> image, Busy
                                     static_cast<sqlite3_int64>(image.size()),
                                     static_cast<sqlite3_int64>(image.size()), SQLITE_DESERIALIZE_READONLY);
   if (!opened()) return;
-  configure(budget);
+  configure(budget, kCacheSize);
   limitWork(image.size(), budget);
 }
 
@@ -149,17 +150,16 @@ bool DatabaseConnection::usesLog() const {
   return file->pMethods->xRead(file, &version, 1, kReadVersion) == SQLITE_OK && version == 2;
 }
 
-void DatabaseConnection::configure(BusyBudget& budget) {
+void DatabaseConnection::configure(BusyBudget& budget, std::uint64_t cacheSize) {
   sqlite3_db_config(database_, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
   sqlite3_db_config(database_, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
   sqlite3_db_config(database_, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr);
   sqlite3_db_config(database_, SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr);
   sqlite3_db_config(database_, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
   // Sorting and collecting stay in memory, so no file is written.
-  // 32 MB of pages: uuids are scattered over their index, and with SQLite's default of 2 MB an album of
-  // 100,000 photos reads the same pages again and again.
-  sqlite3_exec(database_, "PRAGMA temp_store=MEMORY; PRAGMA cell_size_check=ON; PRAGMA cache_size=-32768",
-               nullptr, nullptr, nullptr);
+  const std::string settings = "PRAGMA temp_store=MEMORY; PRAGMA cell_size_check=ON; PRAGMA cache_size=-" +
+                               std::to_string(cacheSize >> 10);
+  sqlite3_exec(database_, settings.c_str(), nullptr, nullptr, nullptr);
   sqlite3_set_authorizer(database_, &authorize, this);
   sqlite3_busy_handler(database_, &waitWhileBusy, &budget);
 }

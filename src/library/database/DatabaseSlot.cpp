@@ -138,7 +138,8 @@ int DatabaseSlot::connect(Source source) {
   // The copy lives as long as a connection to it.
   auto connection = std::make_shared<std::pair<std::shared_ptr<PrivateCopy>, DatabaseConnection>>(
       std::piecewise_construct, std::forward_as_tuple(isCopy ? copy_ : nullptr),
-      std::forward_as_tuple(isCopy ? copy_->path() : names_->file(), vfs, access, budget_, reading_.adapter));
+      std::forward_as_tuple(isCopy ? copy_->path() : names_->file(), vfs, access, budget_, reading_.adapter,
+                            seams_.cacheSize));
   const int code = connection->second.openResult();
   if (code == SQLITE_OK) connection_ = {connection, &connection->second};
   if (code == SQLITE_OK && isExhausted_) connection_->exhaustWork();

@@ -53,7 +53,10 @@ void LibraryDatabases::useLibrary(const std::optional<std::string>& libraryPath)
 
 LibraryLayout LibraryDatabases::layoutOf(const std::string& folder) const {
   if (seams_.onlyAlbumData) return layoutOfAlbumData();
-  return layoutOfLibrary(folder, seams_.listsHiddenPhotos ? HiddenPhotos::Keep : HiddenPhotos::LeaveOut);
+  const HiddenPhotos hidden = seams_.readsTrash          ? HiddenPhotos::KeepWithTrash
+                              : seams_.listsHiddenPhotos ? HiddenPhotos::Keep
+                                                         : HiddenPhotos::LeaveOut;
+  return layoutOfLibrary(folder, hidden);
 }
 
 void LibraryDatabases::useLayout() {

@@ -18,6 +18,8 @@ struct LibrarySeams {
   std::function<std::uint64_t(const std::string& folder)> freeBytesIn;
   // The data of the largest private copy, in bytes, without holes.
   std::uint64_t copyLimit = std::uint64_t{8} << 30;
+  // Bytes of pages that the connection to each file may keep in memory.
+  std::uint64_t cacheSize = std::uint64_t{32} << 20;
   // The absolute path of moxtel-database-copier, and what runs it.
   std::string copier;
   std::function<ProcessResult(const ProcessRequest& request)> run;
@@ -32,6 +34,8 @@ struct LibrarySeams {
   // Whether hidden photos of a library of Photos are listed, marked as hidden; else they are left out. Other
   // libraries always list them.
   bool listsHiddenPhotos = false;
+  // Whether facts are read of photos in the trash of a library of Photos, too; lists never have them.
+  bool readsTrash = false;
   // Whether everything is read from AlbumData.xml, because the databases are damaged.
   bool onlyAlbumData = false;
   // Waits for a busy database.

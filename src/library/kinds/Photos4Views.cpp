@@ -70,7 +70,8 @@ constexpr const char* kVersions =
     "processedWidth, CASE v.orientation WHEN 6 THEN 90 WHEN 3 THEN 180 WHEN 8 THEN 270 ELSE 0 END AS "
     "rotation, "
     "EXISTS (SELECT 1 FROM {RENDERED}) OR EXISTS (SELECT 1 FROM {DEVELOPED}) AS hasAdjustments, "
-    "EXISTS (SELECT 1 FROM {RENDERED}) AS hasEnabledAdjustments, v.createDate AS createDate, 0 AS isInTrash, "
+    "EXISTS (SELECT 1 FROM {RENDERED}) AS hasEnabledAdjustments, v.createDate AS createDate, v.isInTrash AS "
+    "isInTrash, "
     "v.latitude AS exifLatitude, v.longitude AS exifLongitude, "
     "CASE "
     "v.type WHEN 8 THEN '0' END AS videoPosterFramePoint, 1 AS showInLibrary FROM main.RKVersion v LEFT JOIN "
@@ -183,7 +184,8 @@ std::string versionOf(sqlite3* database) {
 }
 
 std::string filled(std::string text, HiddenPhotos hidden) {
-  std::string shown = "+v.isInTrash = 0 AND +v.showInLibrary = 1";
+  std::string shown = "+v.showInLibrary = 1";
+  if (hidden != HiddenPhotos::KeepWithTrash) shown = "+v.isInTrash = 0 AND " + shown;
   if (hidden == HiddenPhotos::LeaveOut) shown += " AND +v.isHidden = 0";
   const std::pair<std::string, std::string> values[] = {{"{SHOWN}", shown},
                                                         {"{THUMBNAIL}", derivative("thumb")},

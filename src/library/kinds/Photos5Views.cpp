@@ -131,8 +131,12 @@ constexpr const char* kEventAlbums =
     "f.ZKIND = 4000 AND f.ZTITLE = 'iPhoto Events' AND f.ZTRASHEDSTATE = 0 AND a.ZKIND = 2 AND "
     "a.ZTRASHEDSTATE = 0";
 
+constexpr std::string_view kNotInTrash = "+s.ZTRASHEDSTATE = 0";
+
 // Replaces {NAME} by the values of a table of names.
 std::string filled(std::string_view text, const Names& names, std::string_view shown) {
+  // Originals and previews also of photos that are not shown, but for those in the trash.
+  const std::string_view kept = shown.starts_with(kNotInTrash) ? kNotInTrash : "1";
   const std::pair<std::string_view, std::string_view> values[] = {
       {"{ASSETS}", names.assets},
       {"{PAIRS}", names.albumAssets},
@@ -147,6 +151,7 @@ std::string filled(std::string_view text, const Names& names, std::string_view s
       {"{PAIR_ATTRIBUTES}", names.attributesOfPair},
       {"{PAIR_KEYWORD}", names.keywordOfPair},
       {"{SHOWN}", shown},
+      {"{KEPT}", kept},
       {"{EVENT_ALBUMS}", kEventAlbums},
   };
   std::string result;
@@ -169,7 +174,8 @@ std::string filled(std::string_view text, const Names& names, std::string_view s
 // The photo s is shown. The signs keep SQLite from an index on one of these columns, which nearly all photos
 // have in common.
 std::string shownCondition(HiddenPhotos hidden) {
-  std::string condition = "+s.ZTRASHEDSTATE = 0 AND +s.ZVISIBILITYSTATE = 0";
+  std::string condition = "+s.ZVISIBILITYSTATE = 0";
+  if (hidden != HiddenPhotos::KeepWithTrash) condition = std::string(kNotInTrash) + " AND " + condition;
   if (hidden == HiddenPhotos::LeaveOut) condition += " AND +s.ZHIDDEN = 0";
   return condition;
 }
@@ -199,7 +205,7 @@ constexpr const char* kVersions =
     "s.ZWIDTH) AS masterWidth, s.ZHEIGHT AS processedHeight, s.ZWIDTH AS processedWidth, CASE s.ZORIENTATION "
     "WHEN 6 THEN 90 WHEN 3 THEN 180 WHEN 8 THEN 270 ELSE 0 END AS rotation, {ADJUSTED} AS hasAdjustments, "
     "{ADJUSTED} AS hasEnabledAdjustments, "
-    "s.ZADDEDDATE AS createDate, 0 AS isInTrash, nullif(s.ZLATITUDE, -180.0) AS exifLatitude, "
+    "s.ZADDEDDATE AS createDate, s.ZTRASHEDSTATE AS isInTrash, nullif(s.ZLATITUDE, -180.0) AS exifLatitude, "
     "nullif(s.ZLONGITUDE, -180.0) AS exifLongitude, CASE s.ZKIND WHEN 1 THEN '0' END AS "
     "videoPosterFramePoint, "
     "1 AS showInLibrary FROM main.{ASSETS} s LEFT JOIN main.ZADDITIONALASSETATTRIBUTES x ON x.Z_PK = "
@@ -257,8 +263,7 @@ constexpr const char* kOtherViews[] = {
     "isTrulyRaw, 0 AS isMissing, 0 AS isInTrash, NULL AS type, NULL AS duration, NULL AS "
     "alternateMasterUuid, s.ZCLOUDLOCALSTATE AS isInCloud FROM main.{ASSETS} "
     "s "
-    "LEFT JOIN main.ZADDITIONALASSETATTRIBUTES x ON x.Z_PK = s.ZADDITIONALATTRIBUTES WHERE +s.ZTRASHEDSTATE "
-    "= 0",
+    "LEFT JOIN main.ZADDITIONALASSETATTRIBUTES x ON x.Z_PK = s.ZADDITIONALATTRIBUTES WHERE {KEPT}",
     "CREATE TEMP VIEW RKNote AS SELECT 0 AS rowid, NULL AS attachedToUuid, NULL AS note WHERE 0",
     "CREATE TEMP VIEW RKCustomSortOrder AS SELECT a.Z_PK AS rowid, CASE WHEN p.ZKIND = 4000 THEN p.ZUUID "
     "ELSE "
@@ -271,7 +276,7 @@ constexpr const char* kOtherViews[] = {
     "s.ZUUID AS versionUuid, {THUMBNAILS} AS thumbnailPath, {SMALL_PICTURES_FIRST_MINI} AS "
     "miniThumbnailPath, NULL "
     "AS faceTilePath, {RENDERED} AS fullSizePreviewPath, NULL AS fullSizePreviewUpToDate FROM main.{ASSETS} "
-    "s WHERE +s.ZTRASHEDSTATE = 0",
+    "s WHERE {KEPT}",
     "CREATE TEMP VIEW RKIptcProperty AS SELECT s.Z_PK AS rowid, s.Z_PK AS modelId, s.Z_PK AS versionId, "
     "'Caption/Abstract' AS propertyKey, x.ZASSETDESCRIPTION AS stringId FROM main.{ASSETS} s JOIN "
     "main.ZADDITIONALASSETATTRIBUTES x ON x.Z_PK = s.ZADDITIONALATTRIBUTES WHERE x.ZASSETDESCRIPTION IS NOT "

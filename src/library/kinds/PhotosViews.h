@@ -14,8 +14,9 @@
 
 namespace moxtel {
 
-// Photos in the trash are left out for everybody, as are frames of a burst that is shown as one photo.
-enum class HiddenPhotos : std::uint8_t { LeaveOut, Keep };
+// Frames of a burst that is shown as one photo are always left out. Photos in the trash are, too, unless
+// they are kept, marked as such.
+enum class HiddenPhotos : std::uint8_t { LeaveOut, Keep, KeepWithTrash };
 
 // Tables of iPhoto for which Photos has nothing that is read.
 inline constexpr const char* kViewsOfNothing[] = {

@@ -147,6 +147,25 @@ TEST_P(PhotosViews, keepHiddenPhotosForWhoWantsThem) {
             uuidsOf([](const auto&, make::PhotosState s) { return s.hidden; }));
 }
 
+TEST_P(PhotosViews, keepTheTrashForWhoWantsIt) {
+  const auto shown = uuidsOf([](const auto&, make::PhotosState s) { return !s.shared && !s.burst; });
+  std::multiset<std::string> trash;
+  const make::SamplePlan all = plan();
+  for (std::size_t i = 0; i < kPhotos; ++i) {
+    const make::PhotosState state = make::photosState(all.photo(i));
+    if (all.photo(i).inTrash && !state.shared && !state.burst) trash.insert(uuidOf(all.photo(i)));
+  }
+  constexpr const char* kTrash = "SELECT uuid FROM RKVersion WHERE isInTrash = 1 AND versionNumber != 0";
+  EXPECT_TRUE(column(kTrash).empty());
+  open(HiddenPhotos::KeepWithTrash);
+  EXPECT_FALSE(trash.empty());
+  EXPECT_EQ(column(kTrash), trash);
+  EXPECT_EQ(column(kAllPhotos), shown);
+  EXPECT_EQ(
+      column("SELECT v.uuid FROM RKVersion v JOIN RKMaster m ON m.uuid = v.masterUuid WHERE v.isInTrash = 1"),
+      trash);
+}
+
 TEST_P(PhotosViews, haveTheFactsOfEachPhoto) {
   const make::SamplePlan all = plan();
   std::map<std::string, make::Photo> photos;
