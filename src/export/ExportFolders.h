@@ -25,6 +25,8 @@ class ExportFolders final {
   std::string folderOf(const PhotoFacts& photo) const;
   // Of an album, by its place: "Albums/Trips/Rome", without ".m3u8".
   const std::string& albumPath(std::size_t container) const { return paths_[container]; }
+  // Of an event or a folder of events, "Events/2009/2009-07-04 Rome"; empty with the layout by dates.
+  const std::string& eventPath(std::size_t container) const { return eventPaths_[container]; }
   // The names of an album's folders and its own.
   std::vector<std::string> albumNames(std::size_t container) const;
   bool isAlbum(std::size_t container) const;

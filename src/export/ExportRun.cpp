@@ -31,6 +31,8 @@ constexpr const char* kChecksums = "SHA256SUMS";
 constexpr std::uint64_t kRoomForMore = 16 << 20;
 constexpr std::uint64_t kRoomForSidecar = 8192;
 constexpr std::size_t kPart = 1 << 20;
+// Photos are read in the order of the database: few pages are needed a second time.
+constexpr std::uint64_t kCacheSize = 12 << 20;
 
 std::string kindForPeople(OpenLibrary& library) {
   const std::string name = library.kindName();
@@ -100,11 +102,14 @@ ExportResult ExportRun::run() {
     }
   } catch (const ExportCanceled&) {
     report_.isInterrupted = true;
-    return ExportResult::Interrupted;
   } catch (const ExportFailure& failure) {
-    return failed(failure.what());
+    report_.failure = failure.what();
   } catch (const StateFailure& failure) {
-    return failed(std::string("the state of the export cannot be kept: ") + failure.what());
+    report_.failure = std::string("the state of the export cannot be kept: ") + failure.what();
+  }
+  if (report_.isInterrupted || !report_.failure.empty()) {
+    writeLastPage();
+    return report_.isInterrupted ? ExportResult::Interrupted : ExportResult::Failed;
   }
   return report_.isComplete() ? ExportResult::Complete : ExportResult::Incomplete;
 }
@@ -178,6 +183,8 @@ std::unique_ptr<OpenLibrary> ExportRun::open(ExportedLibrary& library) {
   OpenLibraryOptions options;
   for (const std::string& entry : options_.referenced)
     options.referencedFolders += (options.referencedFolders.empty() ? "" : ":") + entry;
+  options.cacheSize = kCacheSize;
+  options.readsTrash = true;
   options.isEnding = seams_.isCanceled;
   options.onlyAlbumData = library.fromAlbumData;
   auto opened = std::make_unique<OpenLibrary>(loop_, *messages_, library.path, options);
@@ -298,6 +305,7 @@ std::optional<ExportResult> ExportRun::checkRoom() {
 
 void ExportRun::copyAll() {
   FileWriter writer(*context_);
+  isCopying_ = true;
   progress_.begin(work_.files, work_.bytes);
   try {
     for (ExportedLibrary& library : libraries_) copyOne(library, writer, false);
@@ -326,7 +334,9 @@ void ExportRun::copyOne(ExportedLibrary& library, FileWriter& writer, bool isLas
   LibraryCopy copy(*context_, writer, library, *opened, properties, folders);
   copy.copyPhotos(isLast);
   copy.writeAlbums();
-  if (!isLast && options_.only.empty() && !options_.since) copy.copyUnknownFiles();
+  if (!options_.only.empty() || options_.since) return;
+  copy.writeNotes();
+  if (!isLast) copy.copyUnknownFiles();
 }
 
 void ExportRun::describeAll() {
@@ -396,6 +406,16 @@ void ExportRun::writePage() {
     report_.add(Finding::NotWritten, {}, kPage, problem.reason);
   else
     report_.page = target_->path() + "/" + std::string(kPage);
+}
+
+// While it was planning, nothing changed in the target: an earlier report stays.
+void ExportRun::writeLastPage() {
+  if (!isCopying_ || !seams_.page) return;
+  try {
+    writePage();
+  } catch (const StateFailure&) {
+    // The findings are in a temporary file: its disk may be the one that is full.
+  }
 }
 
 void ExportRun::verify() {

@@ -75,6 +75,8 @@ class ExportRun final {
   void verify();
   void writeChecksums();
   void writePage();
+  // After a run that did not end by itself.
+  void writeLastPage();
   ExportResult failed(const std::string& why);
   ExportResult wrong(const std::string& why);
 
@@ -93,6 +95,7 @@ class ExportRun final {
   ExportScratch scratch_;
   std::unique_ptr<ExportContext> context_;
   PlannedWork work_;
+  bool isCopying_ = false;
 };
 
 }  // namespace moxtel

@@ -29,6 +29,7 @@ enum class FileRole : std::uint8_t {
   AlbumList = 32,     // its uuid is the album's
   AlbumLink = 33,     // its uuid is made of the album's and the name of the file
   NotInLibrary = 34,  // its uuid is its path in the library
+  Notes = 35,         // without a uuid: one for each library
 };
 
 constexpr bool isSidecar(FileRole role) {

@@ -6,10 +6,12 @@
 #include "export/JsonText.h"
 #include "export/LibraryPlan.h"
 #include "export/NameAllotment.h"
+#include "export/SidecarText.h"
 #include "export/SidecarWriter.h"
 #include "export/UnknownFiles.h"
 #include "library/answers/OpenLibrary.h"
 #include "library/facts/PhotoFactsReader.h"
+#include "library/facts/PhotoNotes.h"
 #include "platform/files/Files.h"
 #include "platform/files/LegalNames.h"
 
@@ -187,6 +189,46 @@ void LibraryCopy::writeList(std::size_t album) {
     row->wasThere = !context_.isFresh && context_.target.look(path).kind != TargetEntry::Kind::Missing;
   }
   writer_.writeText(key, *row, text, hash);
+}
+
+// A heading for each, with what it belongs to.
+std::string LibraryCopy::notesText() {
+  std::string text;
+  const auto add = [&](const std::string& heading, std::string_view note) {
+    const std::string body = xmlText(note);
+    if (!body.empty()) text += (text.empty() ? "" : "\n") + heading + "\n" + body + "\n";
+  };
+  for (std::size_t i = 0; i < library_.lists().containers().size(); ++i) {
+    const LibraryContainer& each = library_.lists().containers()[i];
+    if (each.kind == LibraryContainer::Kind::Event || each.isAmongEvents)
+      add(folders_.eventPath(i).empty() ? hierarchicalTag(folders_.albumNames(i), '/')
+                                        : folders_.eventPath(i),
+          each.note);
+    else
+      add(folders_.albumPath(i), each.note);
+  }
+  readPhotoNotes(library_.databases(), [&](const std::string& uuid, const std::string& note) {
+    for (const FileRole role : {FileRole::Original, FileRole::Edited}) {
+      const auto row = context_.state.find({exported_.id, uuid, role});
+      if (!row) continue;
+      add(row->path.substr(exported_.folder.size()), note);
+      break;
+    }
+  });
+  return text;
+}
+
+void LibraryCopy::writeNotes() {
+  const std::string text = notesText();
+  const FileKey key{exported_.id, "", FileRole::Notes};
+  auto row = context_.state.find(key);
+  if (!row) {
+    if (text.empty()) return;
+    row.emplace();
+    row->path = exported_.folder + "Notes.txt";
+    row->wasThere = !context_.isFresh && context_.target.look(row->path).kind != TargetEntry::Kind::Missing;
+  }
+  writer_.writeText(key, *row, text, sha256Of(text).substr(0, 32));
 }
 
 void LibraryCopy::writeLinks(std::size_t album) {

@@ -29,6 +29,8 @@ class LibraryCopy final {
   void copyPhotos(bool isLast);
   // Lists and folders of links; unchanged ones stay.
   void writeAlbums();
+  // The notes of events, albums and photos, as one text file; an unchanged one stays.
+  void writeNotes();
   // A line of JSON for each photo of the plan, with all facts and the files that it gets.
   void describePhotos(const std::function<void(std::string_view)>& take);
   // Files among the originals that no row of the library names.
@@ -40,6 +42,7 @@ class LibraryCopy final {
   void writeSidecar(const PhotoFacts& photo, const SourceFile& source);
   FileWriter::Change embedding(const PhotoFacts& photo, const SourceFile& source);
   void writeList(std::size_t album);
+  std::string notesText();
   void writeLinks(std::size_t album);
   // The paths of the files of a member, the best one first.
   std::vector<StateFile> filesOf(std::int64_t modelId, std::string& uuid);

@@ -163,7 +163,9 @@ void LibraryPlan::takePhoto(const PhotoFacts& photo) {
   const std::string owner = leaveSharedOriginal(context_, exported_, photo, sources);
   if (hadFiles && sources.files.empty())
     report(Finding::SharedOriginal, originalName(photo),
-           photo.versionName == originalName(photo) ? std::string() : photo.versionName);
+           photo.versionName.empty() || photo.versionName == originalName(photo)
+               ? std::string()
+               : "a duplicate without edits of its own: '" + photo.versionName + "'");
   context_.scratch.addPhoto(exported_.id, photo.modelId, photo.uuid, owner);
   planFiles(photo, sources);
   context_.progress.planned(context_.report.counts.photos);

@@ -151,7 +151,14 @@ SourceProblem PhotoSourceFinder::problemOf(const PhotoFacts& photo, const OpenFi
   if (photo.referenced) return {Finding::AbsentDisk, name, photo.referenced->volume};
   const LibraryKind kind = library_.kind();
   const bool hasCloud = kind == LibraryKind::Photos4 || kind == LibraryKind::Photos5;
-  return {hasCloud && !photo.smallPaths.empty() ? Finding::OnlyInCloud : Finding::MissingOriginal, name, {}};
+  if (hasCloud && !photo.smallPaths.empty()) return {Finding::OnlyInCloud, name, {}};
+  std::string reason;
+  if (!photo.originalPaths.empty()) {
+    std::string_view path = photo.originalPaths.front();
+    if (path.starts_with(library_.path() + "/")) path.remove_prefix(library_.path().size() + 1);
+    reason = "the library has no file '" + std::string(path) + "'";
+  }
+  return {Finding::MissingOriginal, name, reason};
 }
 
 // A picture is better than none.
@@ -161,7 +168,7 @@ void PhotoSourceFinder::addInPlaceOfOriginal(const PhotoFacts& photo, OpenFile e
   const bool isFull = edited.state == FileState::Open;
   if (!isFull && !photo.isMovie) edited = openFirst(photo.smallPaths);
   if (edited.state == FileState::Open) {
-    if (problem.finding != Finding::AbsentDisk)
+    if (problem.finding != Finding::AbsentDisk && problem.finding != Finding::Unreadable)
       problem.reason = isFull ? "the library's full-size picture was taken" : "a smaller picture was taken";
     addEdited(photo, std::move(edited), found);
   }
@@ -176,7 +183,7 @@ void PhotoSourceFinder::addCompanions(const PhotoFacts& photo, PhotoSources& fou
     const bool isKnown = !photo.alternate->masterUuid.empty();
     if (file.state != FileState::Open && isKnown) {
       found.problems.push_back(
-          {Finding::MissingOriginal, photo.alternate->fileName, "the other half of a pair"});
+          {Finding::MissingOriginal, photo.alternate->fileName, "the other half of a pair of RAW and JPEG"});
     } else if (file.state == FileState::Open) {
       SourceFile source = sourceOf(FileRole::Alternate, std::move(file));
       if (foldedFileName(source.extension) == first) source.extension = "_other" + source.extension;

@@ -10,36 +10,43 @@ struct FindingText {
   std::string_view word;
   std::string_view heading;
   bool isIncomplete;
+  std::string_view reason;  // where there is nothing more to say
 };
 
 // By Finding.
 constexpr std::array<FindingText, kFindings> kTexts{{
-    {"absentDisk", "Originals on a disk that is not attached", true},
-    {"onlyInCloud", "Originals that are only in iCloud", true},
-    {"missingOriginal", "Originals that the library does not have", true},
-    {"missingEdited", "Edited photos of which the library has no picture", true},
-    {"unreadable", "Files that could not be read", true},
-    {"tooLarge", "Files that are too large for the target's file system", true},
-    {"notWritten", "Files that could not be written", true},
-    {"damaged", "Files in the target that are not as they were written", true},
-    {"unknownMembers", "Albums whose photos are not known", true},
-    {"libraryDamaged", "Damaged databases of a library", true},
-    {"libraryUnreadable", "Libraries that could not be read", true},
-    {"factsNotRead", "Photos of which some facts could not be read", true},
-    {"smallEdited", "Edited pictures that are smaller than their originals", false},
-    {"oldEdited", "Edited pictures without the latest edits", false},
-    {"someMembers", "Smart albums of which only the certain photos are known", false},
-    {"sharedOriginal", "Duplicates, which share the file of another photo", false},
-    {"renamed", "Files with another name than in the library", false},
-    {"noDate", "Photos without a date", false},
-    {"sidecarKept", "Sidecars and lists that were changed in the target, and stay as they are", false},
-    {"fileKept", "Files that were changed in the target, and stay as they are", false},
-    {"linkRefused", "Links that the target does not allow", false},
-    {"notInLibrary", "Files among the originals that no photo of the library has", false},
-    {"identical", "Originals with the same contents", false},
-    {"migratedCopy", "Libraries that are copies of another one", false},
-    {"notEmbedded", "Files that cannot hold the facts", false},
-    {"sidecarLacks", "Facts that have no place in a sidecar", false},
+    {"absentDisk", "Originals on a disk that is not attached", true, ""},
+    {"onlyInCloud", "Originals that are only in iCloud", true, "the library has no file in full size"},
+    {"missingOriginal", "Originals that the library does not have", true,
+     "there is no such file in the library"},
+    {"missingEdited", "Edited photos of which the library has no picture", true,
+     "the library has no such picture"},
+    {"unreadable", "Files that could not be read", true, ""},
+    {"tooLarge", "Files that are too large for the target's file system", true, "4 GiB or more"},
+    {"notWritten", "Files that could not be written", true, ""},
+    {"damaged", "Files in the target that are not as they were written", true, ""},
+    {"unknownMembers", "Albums whose photos are not known", true, "the library names no photos of it"},
+    {"libraryDamaged", "Damaged databases of a library", true, ""},
+    {"libraryUnreadable", "Libraries that could not be read", true, ""},
+    {"factsNotRead", "Photos of which some facts could not be read", true, ""},
+    {"smallEdited", "Edited pictures that are smaller than their originals", false, ""},
+    {"oldEdited", "Edited pictures without the latest edits", false, "made before the last edit"},
+    {"someMembers", "Smart albums of which only the certain photos are known", false, ""},
+    {"sharedOriginal", "Duplicates, which share the file of another photo", false,
+     "a duplicate without edits of its own"},
+    {"renamed", "Files with another name than in the library", false, ""},
+    {"noDate", "Photos without a date", false, "the library knows none"},
+    {"sidecarKept", "Sidecars and lists that were changed in the target, and stay as they are", false,
+     "changed in the target since it was written"},
+    {"fileKept", "Files that were changed in the target, and stay as they are", false,
+     "changed in the target since it was written"},
+    {"linkRefused", "Links that the target does not allow", false, ""},
+    {"notInLibrary", "Files among the originals that no photo of the library has", false,
+     "no photo of the library has this file"},
+    {"identical", "Originals with the same contents", false, "the first of them"},
+    {"migratedCopy", "Libraries that are copies of another one", false, ""},
+    {"notEmbedded", "Files that cannot hold the facts", false, ""},
+    {"sidecarLacks", "Facts that have no place in a sidecar", false, ""},
 }};
 
 const FindingText& textsOf(Finding finding) { return kTexts[static_cast<std::size_t>(finding)]; }
@@ -64,7 +71,8 @@ Report::Report()
 
 void Report::add(Finding finding, std::string_view library, std::string_view file, std::string_view reason) {
   ++numbers_[static_cast<std::size_t>(finding)];
-  add_.with(static_cast<int>(finding), library, file, reason).run();
+  add_.with(static_cast<int>(finding), library, file, reason.empty() ? textsOf(finding).reason : reason)
+      .run();
 }
 
 bool Report::isComplete() const {

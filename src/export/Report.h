@@ -58,7 +58,7 @@ bool isIncomplete(Finding finding);
 struct FindingEntry {
   std::string library;  // its folder's name
   std::string file;     // in the library or in the target, or an album's name
-  std::string reason;   // empty where the heading says all
+  std::string reason;   // of an absent disk: its name, empty if unknown
 };
 
 struct LibraryReport {
@@ -95,6 +95,7 @@ class Report final {
   std::string page;     // path of report.html; empty: none was written
   std::string failure;  // why the run ended early; empty: it did not
 
+  // Without a reason it gets the usual one.
   void add(Finding finding, std::string_view library, std::string_view file, std::string_view reason = {});
   std::uint64_t countOf(Finding finding) const { return numbers_[static_cast<std::size_t>(finding)]; }
   bool isComplete() const;

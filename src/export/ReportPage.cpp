@@ -217,6 +217,7 @@ class Page final {
     row("Hidden/",
         {"Photos that are hidden in the library.", "Fotos, die in der Mediathek ausgeblendet sind."});
     row("Albums/*.m3u8", {"Lists of the photos of each album.", "Listen der Fotos jedes Albums."});
+    row("Notes.txt", {"Notes of events, albums and photos.", "Notizen zu Ereignissen, Alben und Fotos."});
     row("*.xmp",
         {"Titles, captions, keywords, people, positions and dates of the photo with the same name. Other "
          "photo "

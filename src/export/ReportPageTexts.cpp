@@ -1,6 +1,5 @@
 #include "export/ReportPageTexts.h"
 
-#include <algorithm>
 #include <array>
 
 namespace moxtel {
@@ -104,6 +103,25 @@ constexpr std::array<FindingTexts, kFindings> kFindingTexts{{
 }};
 
 constexpr std::array kReasons{
+    PageText{"the library has no file in full size", "die Mediathek hat keine Datei in voller Größe"},
+    PageText{"there is no such file in the library", "diese Datei gibt es in der Mediathek nicht"},
+    PageText{"the library has no such picture", "die Mediathek hat kein solches Bild"},
+    PageText{"4 GiB or more", "4 GiB oder mehr"},
+    PageText{"the library names no photos of it", "die Mediathek nennt keine Fotos dazu"},
+    PageText{"made before the last edit", "vor der letzten Änderung hergestellt"},
+    PageText{"a duplicate without edits of its own", "ein Duplikat ohne eigene Änderungen"},
+    PageText{"the library knows none", "die Mediathek kennt keines"},
+    PageText{"changed in the target since it was written", "im Ziel geändert, seit sie geschrieben wurde"},
+    PageText{"no photo of the library has this file", "zu keinem Foto der Mediathek gehört diese Datei"},
+    PageText{"the first of them", "die erste davon"},
+    PageText{"no permission, or no regular file", "keine Berechtigung, oder keine gewöhnliche Datei"},
+    PageText{"the original was taken", "das Original wurde übernommen"},
+    PageText{"the library's full-size picture was taken", "das große Bild der Mediathek wurde übernommen"},
+    PageText{"a smaller picture was taken", "ein kleineres Bild wurde übernommen"},
+    PageText{"the other half of a pair of RAW and JPEG", "die andere Hälfte eines Paars aus RAW und JPEG"},
+    PageText{"the movie of a live photo", "der Film eines Live Photos"},
+    PageText{"texts that are too long for a sidecar", "Texte, die für eine Begleitdatei zu lang sind"},
+    PageText{"a position that is not on Earth", "eine Position, die nicht auf der Erde liegt"},
     PageText{"a database could not be read to its end", "eine Datenbank ließ sich nicht bis zum Ende lesen"},
     PageText{"a smart album without a known rule", "ein intelligentes Album ohne bekannte Regel"},
     PageText{"from a list that the photo application saved earlier",
@@ -117,6 +135,21 @@ constexpr std::array kReasons{
              "nur JPEG-Dateien nehmen Angaben auf; sie sind in der Begleitdatei"},
 };
 
+// Around what a reason quotes.
+struct ReasonPattern {
+  std::string_view start, end;
+  std::string_view germanStart, germanEnd;
+};
+constexpr std::array kPatterns{
+    ReasonPattern{"the library has no file '", "'", "die Mediathek hat keine Datei „", "“"},
+    ReasonPattern{"'", "' in the library", "„", "“ in der Mediathek"},
+    ReasonPattern{"a duplicate without edits of its own: '", "'", "ein Duplikat ohne eigene Änderungen: „",
+                  "“"},
+    ReasonPattern{"not understood: ", "", "nicht verstanden: ", ""},
+    ReasonPattern{"color label ", "", "Etikett Nummer ", ""},
+    ReasonPattern{"where the face of ", " is in the original", "wo im Original das Gesicht von ", " ist"},
+};
+
 }  // namespace
 
 std::string_view pageHeadingOf(Finding finding, PageLanguage language) {
@@ -128,10 +161,19 @@ std::string_view adviceOf(Finding finding, PageLanguage language) {
   return kFindingTexts[static_cast<std::size_t>(finding)].advice.in(language);
 }
 
-std::string_view translatedReason(std::string_view reason, PageLanguage language) {
-  const auto* known = std::find_if(kReasons.begin(), kReasons.end(),
-                                   [reason](const PageText& each) { return each.english == reason; });
-  return known == kReasons.end() ? reason : known->in(language);
+std::string translatedReason(std::string_view reason, PageLanguage language) {
+  if (language == PageLanguage::English) return std::string(reason);
+  for (const PageText& each : kReasons)
+    if (each.english == reason) return std::string(each.in(language));
+  for (const ReasonPattern& each : kPatterns) {
+    if (reason.size() < each.start.size() + each.end.size() || !reason.starts_with(each.start) ||
+        !reason.ends_with(each.end))
+      continue;
+    reason.remove_prefix(each.start.size());
+    reason.remove_suffix(each.end.size());
+    return std::string(each.germanStart) + std::string(reason) + std::string(each.germanEnd);
+  }
+  return std::string(reason);
 }
 
 }  // namespace moxtel

@@ -21,6 +21,6 @@ std::string_view pageHeadingOf(Finding finding, PageLanguage language);
 // What it means, and what to do.
 std::string_view adviceOf(Finding finding, PageLanguage language);
 // A reason that this program gives; others as they are.
-std::string_view translatedReason(std::string_view reason, PageLanguage language);
+std::string translatedReason(std::string_view reason, PageLanguage language);
 
 }  // namespace moxtel

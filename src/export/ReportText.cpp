@@ -63,7 +63,9 @@ std::string entriesOf(Report& report, Finding finding, std::uint64_t most) {
         text += "\n";
       },
       most);
-  if (number > most) text += "  … and " + groupedNumber(number - most) + " more, in report.html\n";
+  if (number > most)
+    text += "  … and " + groupedNumber(number - most) + " more, " +
+            (report.isDryRun ? "which --json lists\n" : "in report.html\n");
   return text;
 }
 
@@ -83,10 +85,13 @@ std::string reportText(Report& report, std::uint64_t most) {
   for (std::size_t i = 0; i < kFindings; ++i) {
     const auto finding = static_cast<Finding>(i);
     if (report.countOf(finding) == 0 || finding == Finding::AbsentDisk) continue;
-    // What is only good to know is counted here and listed in report.html.
-    text += entriesOf(report, finding, isIncomplete(finding) ? most : 0);
+    // What is only good to know is counted here, and listed in report.html.
+    text += isIncomplete(finding)
+                ? entriesOf(report, finding, most)
+                : std::string(headingOf(finding)) + ": " + groupedNumber(report.countOf(finding)) + "\n";
   }
   text += notes(report.counts) + summary(report);
+  if (!report.page.empty()) text += "Report: " + shown(report.page) + "\n";
   return text;
 }
 

@@ -131,6 +131,9 @@ class XmpBuilder final {
     if (!date) return;
     for (const char* key : {"Xmp.exif.DateTimeOriginal", "Xmp.photoshop.DateCreated", "Xmp.xmp.CreateDate"})
       put(key, *date);
+    // Programs shift dates with an offset, and the zone is often that of the camera's settings only: it has a
+    // property of its own, which they leave alone.
+    putText("Xmp.moxtel.TimeZone", photo_.timeZoneName);
   }
 
   void addPosition() {

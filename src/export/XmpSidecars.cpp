@@ -46,7 +46,10 @@ bool holds(const std::string& packet, const Exiv2::XmpData& facts) {
 
 }  // namespace
 
-XmpSidecars::XmpSidecars() { properties::setUpExiv2(); }
+XmpSidecars::XmpSidecars() {
+  properties::setUpExiv2();
+  Exiv2::XmpProperties::registerNs("http://moxtel.org/ns/1.0/", "moxtel");
+}
 
 std::string XmpSidecars::encode(const SidecarInput& input, std::vector<std::string>& lacks) {
   try {

@@ -14,7 +14,7 @@ class XmpSidecars final : public SidecarWriter {
   static constexpr std::size_t kMostText = 1 << 20;
 
   XmpSidecars();
-  std::string_view version() const override { return "1"; }
+  std::string_view version() const override { return "2"; }
   std::string encode(const SidecarInput& input, std::vector<std::string>& lacks) override;
   std::optional<Bytes> embed(const SidecarInput& input, Bytes file, std::string& why) override;
 };

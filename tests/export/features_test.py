@@ -4,6 +4,7 @@ Usage: features_test.py BIN_FOLDER [unittest arguments]"""
 import json
 import os
 import signal
+import sqlite3
 import subprocess
 import sys
 import unittest
@@ -41,6 +42,7 @@ class Features(unittest.TestCase):
                 break
         process.send_signal(signal.SIGINT)
         lines = process.stdout.read().splitlines()
+        process.stdout.close()
         self.assertIn(process.wait(), (0, 130))
         self.assertTrue(json.loads(lines[-1])["dryRun"])
         self.assertFalse(self.target.exists())
@@ -51,6 +53,98 @@ class Features(unittest.TestCase):
         self.assertIn("lies in the library", self.report(library, library / "in", expected=1)["failure"])
         self.assertIn("no photo library", self.report(self.folder / "none", self.target, expected=3)["failure"])
         self.assertEqual(state_of(library), before)
+
+    def test_the_trash_of_every_kind(self):
+        for kind in ("iphoto", "photos4", "photos5", "photos11"):
+            with self.subTest(kind):
+                library = self.library("--kind", kind, "--photos", "300", name=kind)
+                left = self.report(library, self.folder / f"left-{kind}")
+                self.assertGreater(left["counts"]["trashLeft"], 0)
+                self.assertFalse((self.folder / f"left-{kind}/Trash").exists())
+                self.assertNotIn("notInLibrary", {each["finding"] for each in left["findings"]})
+                taken = self.report(library, self.folder / f"taken-{kind}", "--trash")["counts"]
+                self.assertEqual((taken["inTrash"], taken["trashLeft"]), (left["counts"]["trashLeft"], 0))
+                files = [path for path in (self.folder / f"taken-{kind}/Trash").rglob("*")
+                         if path.is_file() and path.suffix != ".xmp"]
+                # Some share the original of another photo.
+                self.assertGreaterEqual(2 * len(files), taken["inTrash"])
+
+    def test_notes_are_in_a_text_file(self):
+        library = self.library("--photos", "80")
+        connection = sqlite3.connect(library / "Database/apdb/Library.apdb")
+        event, folder, name = connection.execute(
+            "SELECT f.uuid, f.name, v.fileName FROM RKFolder f JOIN RKVersion v ON v.projectUuid = f.uuid WHERE "
+            "f.folderType = 2 AND f.isInTrash = 0 AND v.isInTrash = 0 AND v.versionNumber != 0 LIMIT 1").fetchone()
+        album = connection.execute("SELECT uuid FROM RKAlbum WHERE albumSubclass = 3 AND albumType = 1 AND isMagic = 0 "
+                                   "AND isInTrash = 0 LIMIT 1").fetchone()[0]
+        photo = connection.execute("SELECT uuid FROM RKVersion WHERE projectUuid = ? AND isInTrash = 0 AND "
+                                   "versionNumber != 0", (event,)).fetchone()[0]
+        connection.execute("DELETE FROM RKNote")
+        for key, text in ((event, "It rained.\nThen the sun came."), (album, "For Suzy"), (photo, "Print <this>")):
+            connection.execute("INSERT INTO RKNote (attachedToUuid, propertyKey, note) VALUES (?, 'comment', ?)",
+                               (key, text))
+        connection.commit()
+        connection.close()
+        run(library, self.target)
+        notes = (self.target / "Notes.txt").read_text()
+        blocks = dict(block.split("\n", 1) for block in notes.strip().split("\n\n"))
+        self.assertEqual(sorted(blocks.values()), ["For Suzy", "It rained.\nThen the sun came.", "Print <this>"])
+        for path, text in blocks.items():
+            where = self.target / (path + (".m3u8" if text == "For Suzy" else ""))
+            self.assertTrue(where.exists(), where)
+        before = (self.target / "Notes.txt").stat()
+        run(library, self.target)
+        self.assertEqual((self.target / "Notes.txt").stat().st_mtime_ns, before.st_mtime_ns)
+        run(library, self.folder / "dates", "--layout", "dates", "--albums", "none")
+        self.assertEqual((self.folder / "dates/Notes.txt").read_text().count("For Suzy"), 1)
+
+    def test_the_time_zone_is_in_the_sidecar(self):
+        library = self.library("--photos", "5")
+        self.database(library, "UPDATE RKVersion SET imageTimeZoneName = 'Asia/Kolkata';")
+        run(library, self.target)
+        for path in (self.target / "Events").rglob("*.xmp"):
+            self.assertIn("<moxtel:TimeZone>Asia/Kolkata</moxtel:TimeZone>", path.read_text())
+
+    def test_every_finding_has_a_file_and_a_reason(self):
+        library = self.library("--photos", "120", "--everything", "--smart-albums")
+        for path in sorted((library / "Masters").rglob("*.JPG"))[:5]:
+            path.unlink()
+        for path in sorted((library / "Previews").rglob("*.jpg"))[:5]:
+            path.unlink()
+        self.database(library, "UPDATE RKVersion SET imageDate = NULL WHERE modelId % 9 = 0;")
+        run(library, self.target)
+        picture = next(path for path in (self.target / "Events").rglob("*.JPG"))
+        picture.write_bytes(b"changed")
+        findings = self.report(library, self.target, expected=2)["findings"]
+        self.assertGreater(len({each["finding"] for each in findings}), 5)
+        for each in findings:
+            self.assertTrue(each["file"], each)
+            self.assertTrue(each["reason"] or each["finding"] == "absentDisk", each)
+        self.assertTrue(any(each["reason"].startswith("the library has no file 'Masters/") for each in findings))
+
+    def test_an_interrupted_run_leaves_a_report(self):
+        library = self.library("--photos", "2000")
+        process = subprocess.Popen([os.path.join(export_test.BIN, "moxtel-export"), library, self.target, "--progress",
+                                    "--json"], stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+        for line in process.stdout:
+            if json.loads(line)["progress"]["step"] == "copying":
+                break
+        process.send_signal(signal.SIGINT)
+        lines = process.stdout.read().splitlines()
+        process.stdout.close()
+        self.assertEqual(process.wait(), 130)
+        self.assertTrue(json.loads(lines[-1])["interrupted"])
+        self.assertIn("The export was interrupted. The same command continues it.",
+                      (self.target / "report.html").read_text())
+
+    def test_the_text_says_where_the_report_is(self):
+        library = self.library("--photos", "20")
+        for path in (library / "Masters").rglob("*.JPG"):
+            path.unlink()
+        dry = run(library, self.target, "--dry-run").stdout
+        self.assertIn("more, which --json lists", dry)
+        self.assertNotIn("report.html", dry)
+        self.assertIn(f"Report: {self.target}/report.html", run(library, self.target).stdout)
 
 
 if __name__ == "__main__":
