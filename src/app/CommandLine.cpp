@@ -1,9 +1,11 @@
 #include "app/CommandLine.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <iostream>
 
 #include "app/ServerAccess.h"
+#include "app/ServiceOptions.h"
 #include "library/ReferencedFolders.h"
 #include "support/MXSVersion.h"
 #include "value/Format.h"
@@ -142,7 +144,9 @@ std::optional<int> takeCommandLine(const ProgramDescription& program,
   if (wrong.empty()) wrong = wrongFolders(defaults);
   if (wrong.empty()) wrong = wrongWeb(defaults);
   if (wrong.empty()) return std::nullopt;
-  std::cerr << program.name << ": " << wrong << "\nTry '" << program.name << " --help'.\n";
+  std::cerr << program.name << ": " << wrong << '\n';
+  if (std::getenv("MOXTEL_OPTIONS")) std::cerr << "These options are in " << kServiceOptionsFile << ".\n";
+  std::cerr << "Try '" << program.name << " --help'.\n";
   return kUsageStatus;
 }
 

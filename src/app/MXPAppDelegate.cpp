@@ -2,9 +2,11 @@
 
 #include <algorithm>
 
+#include "app/FolderOutline.h"
 #include "app/HelpText.h"
 #include "app/ServerAccess.h"
 #include "app/ServerRoles.h"
+#include "library/FolderAdvice.h"
 #include "library/PathNames.h"
 #include "library/answers/AlbumExplanation.h"
 #include "library/completeness/FolderTree.h"
@@ -139,8 +141,8 @@ void MXPAppDelegate::reportMissingLibrary() {
   const std::string why = isUtf8Path(*path) ? whyUnreadable(*path) : std::string();
   if (why.empty()) return;
   environment_.console.showTitle(
-      "Info", format("Cannot serve '%@'. %@%@ To serve another folder, choose it %s", *path, why,
-                     sentenceAboutLibrariesNear(*path), kHowToChoose));
+      "Info", format("Cannot serve '%@'. %@%@ To serve another folder, choose it %s%@", *path, why,
+                     sentenceAboutLibrariesNear(*path), kHowToChoose, adviceAboutFolder(*path)));
 }
 
 // Empty where there are none; else it begins with a blank.
@@ -265,6 +267,14 @@ std::string MXPAppDelegate::logFolderTree() {
   return hasTree ? std::string() : whyNoData();
 }
 
+std::string MXPAppDelegate::describeFolders() {
+  roles_->databases.beginCommand();
+  roles_->library.loadDatabase();
+  std::string text = folderOutline(libraryPath().value_or(""), roles_->containerTree);
+  roles_->databases.releaseLocks();
+  return text;
+}
+
 MXPAppDelegate::AlbumExplanation MXPAppDelegate::explainAlbum(const std::string& uuid) {
   roles_->databases.beginCommand();
   roles_->library.loadDatabase();
@@ -280,7 +290,7 @@ std::string MXPAppDelegate::whyNoData() const {
   const auto& path = roles_->location.libraryPath();
   if (!path) return "No library is set: set its folder with -LibraryPath.";
   const std::string why = whyUnreadable(*path);
-  return why.empty() ? "The library's database cannot be opened." : why;
+  return why.empty() ? "The library's database cannot be opened." : why + adviceAboutFolder(*path);
 }
 
 const LoadedLibrary& MXPAppDelegate::library() const { return roles_->library; }

@@ -88,8 +88,12 @@ class MXPAppDelegate final {
   // The help as HTML, in the language ("de") if there is one, else in English; nullopt when its file is
   // missing or unreadable. Any thread.
   static std::optional<std::string> attributedStringHelp(std::string_view language);
-  // Logs the folder tree, for diagnosis. Returns an empty text, or the reason why there is no tree.
+  // Logs the folder tree, for developers. Returns an empty text, or the reason why there is no tree.
   [[nodiscard]] std::string logFolderTree();
+  // The events and albums of the library as a tree for people; empty, and then whyNoData(), without one.
+  std::string describeFolders();
+  // Why nothing can be read from the library, for the user.
+  std::string whyNoData() const;
   // What is in a smart album and why, in words, for diagnosis.
   struct AlbumExplanation {
     std::string text;     // lines
@@ -124,7 +128,6 @@ class MXPAppDelegate final {
   void reportKind();
   void awaitApplications();
   void reportMissingLibrary();
-  std::string whyNoData() const;
   std::string sentenceAboutLibrariesNear(const std::string& folder);
   const LibraryCounts& countsOf(const ServerStatus& status);
   void addDatabaseProblem(ServerStatus& status) const;

@@ -4,8 +4,10 @@
 #include <array>
 #include <filesystem>
 
+#include "app/HelperTrial.h"
 #include "app/ServerAccess.h"
 #include "dnssd/DnsSd.h"
+#include "library/FolderAdvice.h"
 #include "library/ImageFiles.h"
 #include "library/LibrarySearch.h"
 #include "library/LibrarySummary.h"
@@ -31,25 +33,6 @@ constexpr const char* kServiceType = "_moxtelserver._tcp.";
 constexpr EventLoop::Duration kTimeToPublish = std::chrono::seconds(12);
 constexpr const char* kHowToFreeAPort =
     "If the server runs already, end it for this check: systemctl stop moxtelserverd";
-// The first user of a Mac.
-constexpr std::uint32_t kMacUser = 501;
-
-// A sentence about a folder of a Mac's disk that cannot be read, after a blank; else empty.
-std::string adviceAbout(const std::string& path) {
-  std::error_code failure;
-  for (const char* name : {"Masters", "Database", "database", "originals", "Originals"}) {
-    const auto inner = std::filesystem::path(path) / name;
-    if (std::filesystem::is_regular_file(inner, failure) && std::filesystem::file_size(inner, failure) == 0) {
-      return " A Time Machine disk links whole folders: see the chapter \"Time Machine\" of mac-disk.md.";
-    }
-  }
-  for (std::filesystem::path part = path; part != part.parent_path(); part = part.parent_path()) {
-    if (ownerOf(part.string()) == kMacUser && !isReadable(part.string())) {
-      return " Its owner is the first user of a Mac: see the chapter \"Owners\" of mac-disk.md.";
-    }
-  }
-  return {};
-}
 
 }  // namespace
 
@@ -91,7 +74,7 @@ void ServerCheck::checkLibrary() {
     for (const FoundLibrary& near : describedLibraries(loop_, librariesFor(*path))) {
       why += " There is a library: " + describe(near) + ".";
     }
-    bad(format("Library: '%@' cannot be served. %@%@", *path, why, adviceAbout(*path)));
+    bad(format("Library: '%@' cannot be served. %@%@", *path, why, adviceAboutFolder(*path)));
     return;
   }
   OpenLibraryOptions options;
@@ -100,7 +83,7 @@ void ServerCheck::checkLibrary() {
   library.beginTask();
   const auto columns = library.columns();
   if (!columns || library.state() != OpenLibrary::State::Ready) {
-    bad(format("Library: '%@' cannot be read. %@%@", *path, problem_, adviceAbout(*path)));
+    bad(format("Library: '%@' cannot be read. %@%@", *path, problem_, adviceAboutFolder(*path)));
     return;
   }
   const std::string kind = library.kindName();
@@ -131,7 +114,7 @@ void ServerCheck::checkPictures(OpenLibrary& library) {
     good(format("Pictures: all of %d that were tried can be read", tried));
   } else {
     bad(format("Pictures: %d of %d that were tried are missing or cannot be read, the first one is '%@'.%@",
-               missing, tried, first, adviceAbout(first)));
+               missing, tried, first, adviceAboutFolder(first)));
   }
 }
 
@@ -142,15 +125,28 @@ void ServerCheck::checkHelpers() {
   };
   constexpr std::array kNames{"moxtel-database-copier", "moxtel-property-reader", "moxtel-movie-converter"};
   const auto* const missing = std::find_if_not(kNames.begin(), kNames.end(), isThere);
-  if (missing == kNames.end()) {
-    good("Helper programs are installed");
-  } else {
-    bad(format("Helper programs: '%@' is missing. Install the packages again.", installedProgram(*missing)));
+  if (missing != kNames.end()) {
+    return bad(
+        format("Helper programs: '%@' is missing. Install the packages again.", installedProgram(*missing)));
   }
-  if (isThere("moxtel-picture-decoder")) {
+  const HelperTrial trial = tryHelpers(processes_);
+  if (trial.readsProperties) {
+    good("Helper programs are installed and work");
+  } else {
+    bad("Helper programs: 'moxtel-property-reader' does not work. Install the packages again.");
+  }
+  if (trial.decodes) {
     good("Pictures that are no JPEGs can be decoded");
+  } else if (isThere("moxtel-picture-decoder")) {
+    bad("RAW, HEIC and other pictures: 'moxtel-picture-decoder' does not work. Install moxtelserver-raw-heic "
+        "again.");
   } else {
     bad("RAW, HEIC and other pictures that are no JPEGs cannot be shown: install moxtelserver-raw-heic");
+  }
+  if (trial.hasFfmpeg) {
+    good("Movies can be converted for browsers");
+  } else {
+    unset("Movies: those that a browser does not play cannot be converted. Install ffmpeg for that");
   }
 }
 

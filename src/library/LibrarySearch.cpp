@@ -12,6 +12,7 @@
 #include "library/PathNames.h"
 #include "library/database/LibraryDatabases.h"
 #include "library/kinds/LibraryKind.h"
+#include "platform/files/Files.h"
 #include "value/Format.h"
 
 namespace moxtel {
@@ -29,7 +30,10 @@ fs::path cleanPath(const std::string& folder) {
   return path.has_filename() || path == path.root_path() ? path : path.parent_path();
 }
 
-bool isServed(const fs::path& folder) { return layoutOfLibrary(folder.string()).isServed(); }
+// What is in a folder that this user may not enter is unknown.
+bool isServed(const fs::path& folder) {
+  return isEnterable(folder.string()) && layoutOfLibrary(folder.string()).isServed();
+}
 
 std::optional<fs::path> libraryAround(fs::path folder) {
   while (!folder.empty()) {

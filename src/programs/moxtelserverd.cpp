@@ -11,6 +11,7 @@
 #include "app/MXPAppDelegate.h"
 #include "app/ServerCheck.h"
 #include "app/ServerProgram.h"
+#include "app/ServiceOptions.h"
 #include "console/StandardOutputConsoleView.h"
 #include "dnssd/SystemDnsSd.h"
 #include "net/QVSocketServer.h"
@@ -28,13 +29,25 @@ namespace {
 // JPEG, is not waited for longer.
 constexpr std::chrono::milliseconds kTimeToEnd{1500};
 
-// Prints the folder tree to standard output. The exit status.
-int printFolders(CoreLoop& loop, ServerProgram& program) {
+// Logs the folder tree to standard output, for developers. The exit status.
+int logFolders(CoreLoop& loop, ServerProgram& program) {
   loop.post([&] {
     setSystemLogSink([](std::string_view text) { std::cout << text << '\n'; });
     const std::string why = program.delegate().logFolderTree();
     if (!why.empty()) std::cerr << "moxtelserverd: " << why << '\n';
     loop.quit(why.empty() ? 0 : 1);
+  });
+  return loop.run();
+}
+
+// Prints the events and albums of the library as a tree. The exit status.
+int printFolders(CoreLoop& loop, ServerProgram& program) {
+  loop.post([&] {
+    setSystemLogSink([](std::string_view) {});  // for developers
+    const std::string outline = program.delegate().describeFolders();
+    std::cout << outline;
+    if (outline.empty()) std::cerr << "moxtelserverd: " << program.delegate().whyNoData() << '\n';
+    loop.quit(outline.empty() ? 1 : 0);
   });
   return loop.run();
 }
@@ -84,6 +97,18 @@ std::optional<std::string> takeOption(const std::string& option, std::vector<std
   return value;
 }
 
+// What only looks at a library looks at that of the service, if no other is named: with the options of the
+// service before the given ones and, for root, as the user of the service, who may not read everything.
+void lookAtTheService(std::vector<std::string>& arguments, const UserDefaults& defaults) {
+  const bool isOther = std::find(arguments.begin(), arguments.end(), "-LibraryPath") != arguments.end() ||
+                       defaults.stringForKey("LibraryPath").has_value();
+  const auto options = isOther ? std::nullopt : serviceOptions(kServiceOptionsFile);
+  if (!options) return;
+  arguments.insert(arguments.begin(), options->begin(), options->end());
+  std::cerr << "With the options of the service in " << kServiceOptionsFile
+            << (becomeUser(kServiceUser) ? std::string(", as its user ") + kServiceUser : "") << ".\n";
+}
+
 // Serves until a signal ends the program. The exit status.
 int runServer(CoreLoop& loop, ServerProgram& program) {
   const bool reloadsOnHangup = !endsWithItsTerminal();
@@ -120,12 +145,13 @@ int serve(int argc, char** argv) {
       "moxtelserverd",
       "Serves an iPhoto, Aperture or Photos library to Moxtel clients on the network, without a display.",
       {{"--check", "try everything that serving needs, print what works and what does not, and exit"},
-       {"--print-folders", "print the library's folder tree and exit (for diagnosis)"},
+       {"--print-folders", "print the events and albums of the library as a tree and exit"},
        {"--explain-album ID", "print the rule and the photos of a smart album and exit"}}};
   std::vector<std::string> arguments(argv + (argc > 0 ? 1 : 0), argv + argc);
   const bool checks = std::erase(arguments, "--check") > 0;
   const bool printsFolders = std::erase(arguments, "--print-folders") > 0;
   const auto explained = takeOption("--explain-album", arguments);
+  if (checks || printsFolders || explained) lookAtTheService(arguments, defaults);
   if (const auto status = takeCommandLine(description, arguments, defaults)) return *status;
 
   CoreLoop loop;
@@ -133,7 +159,8 @@ int serve(int argc, char** argv) {
   StandardOutputConsoleView view;
   ServerProgram program(loop, defaults, view);
   if (explained) return explainAlbum(loop, program, *explained);
-  return printsFolders ? printFolders(loop, program) : runServer(loop, program);
+  if (!printsFolders) return runServer(loop, program);
+  return defaults.integerForKey("DebugLevel") == 0 ? printFolders(loop, program) : logFolders(loop, program);
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "tests/OrdinaryUser.h"
 #include "tests/fakes/FakeEventLoop.h"
 #include "tests/library/LocalTimeZone.h"
 #include "tests/library/ServedLibrary.h"
@@ -37,7 +38,7 @@ TEST_F(LibrarySearchTest, findsTheLibraryAroundAFolder) {
   const std::string family = library("Pictures/Family");
   library("Pictures/Other");
   for (const char* inside : {"", "/", "//", "/Database", "/Database/", "/Database/apdb", "/Masters/2010",
-                             "/Masters/../Database/.", "/Masters/missing"}) {
+                             "/Masters/../Database/.", "/Masters/missing", "/Database/apdb/Library.apdb"}) {
     EXPECT_THAT(librariesFor(family + inside), ElementsAre(family)) << inside;
   }
 }
@@ -87,6 +88,14 @@ TEST_F(LibrarySearchTest, keepsToItsLimits) {
   EXPECT_EQ(librariesFor(all, {.depth = 3}).size(), 9U);
   EXPECT_LE(librariesFor(all, {.entries = 4}).size(), 4U);
   EXPECT_THAT(librariesFor(all, {.seconds = 0}), IsEmpty());
+}
+
+TEST_F(LibrarySearchTest, takesNoClosedFolderForALibrary) {
+  fs::create_directory(at("Closed"));
+  fs::permissions(at("Closed"), fs::perms::none);
+  fs::permissions(disk.path(), fs::perms::all);
+  const OrdinaryUser user;
+  EXPECT_THAT(librariesFor(disk.path().string()), IsEmpty());
 }
 
 TEST_F(LibrarySearchTest, describesLibrariesWithoutChangingThem) {

@@ -119,8 +119,6 @@ TEST(UserDefaults, takesTheLastOfARepeatedOption) {
 TEST(UserDefaults, describesErrorsOfACommandLine) {
   UserDefaults defaults;
   EXPECT_EQ(defaults.parseArguments({"-Library", "/x"}, keys()), "unknown option '-Library'");
-  EXPECT_EQ(defaults.parseArguments({"--LibraryPath", "/x"}, keys()), "unknown option '--LibraryPath'");
-  EXPECT_EQ(defaults.parseArguments({"/photos"}, keys()), "unexpected argument '/photos'");
   EXPECT_EQ(defaults.parseArguments({""}, keys()), "unexpected argument ''");
   EXPECT_EQ(defaults.parseArguments({"-"}, keys()), "unknown option '-'");
   EXPECT_EQ(defaults.parseArguments({"-LibraryPath"}, keys()), "-LibraryPath lacks its value");
@@ -132,6 +130,32 @@ TEST(UserDefaults, describesErrorsOfACommandLine) {
     EXPECT_EQ(defaults.parseArguments({"-DebugLevel", bad}, keys()),
               "-DebugLevel takes a whole number, not '" + std::string(bad) + "'");
   }
+}
+
+TEST(UserDefaults, namesTheRightFormOfAnOption) {
+  const std::string advice = ". An option has one dash, and a blank before its value: ";
+  for (const auto& [arguments, right] : std::vector<std::pair<std::vector<std::string>, std::string>>{
+           {{"--LibraryPath", "/x"}, "-LibraryPath /x"},
+           {{"-librarypath", "/x"}, "-LibraryPath /x"},
+           {{"-LibraryPath=/x"}, "-LibraryPath /x"},
+           {{"--LibraryPath=/iPhoto", "Library", "-DebugLevel", "1"}, "-LibraryPath '/iPhoto Library'"},
+           {{"–LibraryPath", "/Lisa's"}, "-LibraryPath '/Lisa'\\''s'"},
+           {{"--debuglevel"}, "-DebugLevel VALUE"}}) {
+    UserDefaults defaults;
+    EXPECT_EQ(defaults.parseArguments(arguments, keys()),
+              "unknown option '" + arguments.front() + "'" + advice + right);
+  }
+}
+
+TEST(UserDefaults, namesTheRightFormOfAPathWithBlanks) {
+  UserDefaults defaults;
+  EXPECT_EQ(
+      defaults.parseArguments({"-LibraryPath", "/my", "iPhoto", "Library", "-DebugLevel", "1"}, keys()),
+      "unexpected argument 'iPhoto'. A value with blanks needs quotes: -LibraryPath '/my iPhoto Library'");
+  EXPECT_EQ(defaults.parseArguments({"/photos/iPhoto", "Library"}, keys()),
+            "unexpected argument '/photos/iPhoto'. A library is served with -LibraryPath '/photos/iPhoto "
+            "Library'");
+  EXPECT_EQ(defaults.parseArguments({"photos"}, keys()), "unexpected argument 'photos'");
 }
 
 TEST(UserDefaults, takesNothingFromACommandLineThatIsWrongAtItsEnd) {

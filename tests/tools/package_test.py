@@ -86,8 +86,10 @@ class Package(unittest.TestCase):
             self.assertTrue(list((self.root / "usr/share/man").glob("man?/%s.?.gz" % name)), name)
         for helper in ("moxtel-database-copier", "moxtel-movie-converter", "moxtel-picture-decoder", "moxtel-property-reader"):
             self.assertTrue((self.root / "usr/libexec/moxtel" / helper).is_file())
-        for client in ("moxtel", "moxtel-export", "moxtel-make-library"):
-            self.assertTrue((self.root / "usr/share/bash-completion/completions" / client).is_file())
+        for name in PROGRAMS:
+            self.assertTrue((self.root / "usr/share/bash-completion/completions" / name).is_file())
+        # The programs' messages name its chapters.
+        self.assertTrue((self.root / "usr/share/doc/moxtelserver-headless/mac-disk.md").is_file())
         self.assertTrue((self.root / "usr/share/moxtelserver/Help.html").is_file())
 
     def test_its_manuals_name_everything_that_its_help_names(self):

@@ -177,11 +177,11 @@ class Daemon(moxteltest.LibraryTestCase):
                 self.send(server, number)
                 self.assertEqual(server.process.wait(moxteltest.PATIENCE), 0)
 
-    def print_folders(self, library):
+    def print_folders(self, library, *options):
         home = tempfile.mkdtemp(prefix="moxteltest.")
         self.addCleanup(shutil.rmtree, home)
         return subprocess.run(
-            [moxteltest.program("MOXTEL_SERVER"), "--print-folders", "-LibraryPath", str(library)], text=True,
+            [moxteltest.program("MOXTEL_SERVER"), "--print-folders", "-LibraryPath", str(library), *options], text=True,
             env={"PATH": "/usr/bin:/bin", "HOME": home, "TMPDIR": home, "XDG_CONFIG_HOME": home},
             capture_output=True, timeout=moxteltest.PATIENCE)
 
@@ -236,7 +236,8 @@ class Daemon(moxteltest.LibraryTestCase):
             (shown,), = database.execute("SELECT count(*) FROM RKVersion WHERE showInLibrary = 1 AND isInTrash = 0")
         self.assertIn(" ✓ Library: '%s', iPhoto or Aperture library, %d photos\n" % (library, shown), text)
         self.assertIn(" ✓ Pictures: all of 20 that were tried can be read\n", text)
-        self.assertIn(" ✓ Helper programs are installed\n", text)
+        self.assertIn(" ✓ Helper programs are installed and work\n", text)
+        self.assertIn(" ✓ Pictures that are no JPEGs can be decoded\n", text)
         self.assertIn(" – Script interpreter: ", text)
         self.assertIn(" – Page for browsers: switched off by -WebPort 0\n", text)
         self.assertRegex(text, r" ✓ Port [0-9]+ can be listened on\n")
@@ -259,8 +260,24 @@ class Daemon(moxteltest.LibraryTestCase):
             port = taken.getsockname()[1]
             self.assertIn(" ✗ Page for browsers: port %d: " % port, self.check("-WebPort", port))
 
+    def test_check_without_the_decoder(self):
+        """Programs as the packages install them, without the one with the decoder."""
+        root = pathlib.Path(tempfile.mkdtemp(prefix="moxteltest."))
+        self.addCleanup(shutil.rmtree, root)
+        (root / "bin").mkdir()
+        server = pathlib.Path(moxteltest.program("MOXTEL_SERVER"))
+        for name in ("moxtelserverd", "moxtel-database-copier", "moxtel-movie-converter", "moxtel-property-reader"):
+            shutil.copy(server.parent / name, root / "bin")
+        ended = subprocess.run([root / "bin/moxtelserverd", "--check", "-Port", "0", "-WebPort", "0", "-LibraryPath",
+                                self.library], text=True, capture_output=True, timeout=moxteltest.PATIENCE,
+                               env={"PATH": "/nowhere", "HOME": str(root), "TMPDIR": str(root)})
+        self.assertEqual(ended.returncode, 1)
+        self.assertIn(" ✗ RAW, HEIC and other pictures that are no JPEGs cannot be shown: install "
+                      "moxtelserver-raw-heic\n", ended.stdout)
+        self.assertIn(" – Movies: ", ended.stdout)
+
     def test_print_folders_prints_and_ends_without_serving(self):
-        ended = self.print_folders(self.library)
+        ended = self.print_folders(self.library, "-DebugLevel", "1")
         self.assertEqual(ended.returncode, 0)
         with sqlite3.connect("file:%s?mode=ro" % (self.library / "Database/apdb/Library.apdb"), uri=True) as database:
             names = [name for (name,) in database.execute(
@@ -270,8 +287,20 @@ class Daemon(moxteltest.LibraryTestCase):
             self.assertIn(name, ended.stdout)
         self.assertNotIn("Listening on port", ended.stdout)
 
-    def test_print_folders_prints_the_outline_twice_and_the_order_between(self):
-        lines = self.print_folders(self.library).stdout.splitlines()
+    def test_print_folders_draws_a_tree_for_people(self):
+        text = self.print_folders(self.library).stdout
+        self.assertTrue(text.startswith("%s\n\nEvents\n├── " % self.library), text)
+        self.assertNotIn("MXSFolder", text)
+        albums = text[text.index("\nAlbums\n"):]
+        self.assertRegex(albums, r"\n├── Folder/\n│   ├── .*\n(│.*\n)*│   └── .*photos\)\n")
+        self.assertRegex(albums, r"\n└── [^\n]*\n$")
+        with Server(self.library) as server, Client(server) as client:
+            for event in client.result("Get Events"):
+                if event["AlbumType"] == "Project":
+                    self.assertIn("── %s (%d photo" % (event["AlbumName"], event["PhotoCount"]), text)
+
+    def test_print_folders_logs_the_outline_twice_for_developers(self):
+        lines = self.print_folders(self.library, "-DebugLevel", "1").stdout.splitlines()
         first, second = [i for i, line in enumerate(lines) if line == "Root Folder:  'ROOT' ((null))"]
         outline = [line for line in lines[first + 1:second] if line.startswith("---")]
         self.assertTrue(outline)

@@ -117,7 +117,13 @@ std::string resolvedPath(const std::string& path) {
   return error ? path : resolved.string();
 }
 
-bool isReadable(const std::string& path) { return ::access(path.c_str(), R_OK) == 0; }
+bool isReadable(const std::string& path) {
+  return ::faccessat(AT_FDCWD, path.c_str(), R_OK, AT_EACCESS) == 0;
+}
+
+bool isEnterable(const std::string& folder) {
+  return ::faccessat(AT_FDCWD, folder.c_str(), X_OK, AT_EACCESS) == 0;
+}
 
 bool grantsLocks(int descriptor) {
   struct flock lock {};
@@ -163,6 +169,14 @@ std::uint64_t freeBytesIn(const std::string& folder) {
   struct statvfs status {};
   if (::statvfs(folder.c_str(), &status) != 0) return 0;
   return static_cast<std::uint64_t>(status.f_bavail) * static_cast<std::uint64_t>(status.f_frsize);
+}
+
+std::string userName() {
+  std::array<char, 16384> buffer{};
+  passwd entry{};
+  passwd* found = nullptr;
+  ::getpwuid_r(::geteuid(), &entry, buffer.data(), buffer.size(), &found);
+  return found && found->pw_name ? std::string(found->pw_name) : std::to_string(::geteuid());
 }
 
 std::optional<std::string> homeFolder(const std::string& user) {

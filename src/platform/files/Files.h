@@ -46,6 +46,8 @@ int openRegularOnly(const char* path, int flags, int mode);
 
 // Whether this process may read a file, or list a folder; false for one that is not there.
 bool isReadable(const std::string& path);
+// Whether this process may open the entries of a folder whose names it knows.
+bool isEnterable(const std::string& folder);
 
 // The number of the user who owns a file or folder; nothing for one that is not there.
 std::optional<std::uint32_t> ownerOf(const std::string& path);
@@ -62,6 +64,9 @@ bool isOnLocalDisk(const std::string& path);
 
 // The free bytes of a folder's file system for this user; 0 if unknown.
 std::uint64_t freeBytesIn(const std::string& folder);
+
+// The name of the user of this process; its number where it has no name.
+std::string userName();
 
 // The home folder of a user, by name; of the current one for an empty name.
 std::optional<std::string> homeFolder(const std::string& user);

@@ -1,6 +1,8 @@
 #include "platform/process/ThisProcess.h"
 
 #include <fcntl.h>
+#include <grp.h>
+#include <pwd.h>
 #include <signal.h>
 #include <sys/time.h>
 #include <sys/utsname.h>
@@ -12,6 +14,7 @@
 #include <filesystem>
 #include <iostream>
 #include <mutex>
+#include <stdexcept>
 
 #include "platform/files/FileDescriptor.h"
 
@@ -45,6 +48,19 @@ bool endsWithItsTerminal() {
   if (::sigaction(SIGHUP, nullptr, &action) != 0 || action.sa_handler == SIG_IGN) return false;
   const FileDescriptor terminal(::open("/dev/tty", O_RDONLY | O_NOCTTY | O_CLOEXEC));
   return static_cast<bool>(terminal);
+}
+
+bool becomeUser(const std::string& name) {
+  if (::geteuid() != 0) return false;
+  const passwd* user = ::getpwnam(name.c_str());  // NOLINT: there is one thread
+  if (!user || user->pw_uid == 0) return false;
+  const uid_t number = user->pw_uid;
+  const std::string home = user->pw_dir;
+  if (::initgroups(name.c_str(), user->pw_gid) != 0 || ::setgid(user->pw_gid) != 0 || ::setuid(number) != 0) {
+    throw std::runtime_error("cannot become the user " + name);
+  }
+  ::setenv("HOME", home.c_str(), 1);  // NOLINT: there is one thread
+  return true;
 }
 
 void blockSignals() {

@@ -22,6 +22,11 @@ void restoreChildSignal();
 // parent did not ignore the signal, as nohup(1) does. To be asked before SIGHUP is handled.
 bool endsWithItsTerminal();
 
+// Where this process may: becomes another user for the rest of its life, with that user's groups, home folder
+// and no privileges. False if there is no such user or this one is not root; then all is as it was. Throws
+// std::runtime_error if the change fails half-way. Only while there is one thread.
+bool becomeUser(const std::string& name);
+
 // Blocks every signal on the calling thread, so that another thread handles them.
 void blockSignals();
 

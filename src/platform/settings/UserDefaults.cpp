@@ -5,6 +5,7 @@
 #include <cctype>
 #include <charconv>
 
+#include "platform/settings/ArgumentAdvice.h"
 #include "value/NumberText.h"
 
 namespace moxtel {
@@ -57,11 +58,6 @@ std::string problemWith(const DefaultKey& key, std::string_view value) {
   return {};
 }
 
-std::string unknown(std::string_view argument) {
-  return argument.starts_with('-') ? "unknown option " + quoted(argument)
-                                   : "unexpected argument " + quoted(argument);
-}
-
 std::optional<std::string> textOf(const Value& value) {
   switch (value.type()) {
     case Value::Type::String:
@@ -101,7 +97,7 @@ std::string UserDefaults::parseArguments(const std::vector<std::string>& argumen
   std::map<std::string, std::string, std::less<>> taken;
   for (std::size_t i = 0; i < arguments.size(); i += 2) {
     const DefaultKey* key = keyOfOption(arguments[i], keys);
-    if (!key) return unknown(arguments[i]);
+    if (!key) return messageAboutArgument(arguments, i, keys);
     if (i + 1 == arguments.size() || keyOfOption(arguments[i + 1], keys)) {
       return arguments[i] + " lacks its value";
     }

@@ -1,0 +1,117 @@
+#include "library/FolderAdvice.h"
+
+#include <cerrno>
+#include <filesystem>
+#include <string_view>
+
+#include "library/PathNames.h"
+#include "library/kinds/LibraryKind.h"
+#include "platform/files/Files.h"
+#include "platform/settings/ArgumentAdvice.h"
+
+namespace moxtel {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// The first user of a Mac.
+constexpr std::uint32_t kMacUser = 501;
+
+std::string chapter(std::string_view name) {
+  return "see the chapter \"" + std::string(name) +
+         "\" of mac-disk.md (in /usr/share/doc/moxtelserver-headless).";
+}
+
+bool isPermitted(const fs::path& folder) {
+  return isReadable(folder.string()) && isEnterable(folder.string());
+}
+
+bool isLinkedByTimeMachine(const fs::path& folder) {
+  std::error_code failure;
+  for (const char* name : {"Masters", "Database", "database", "originals", "Originals"}) {
+    const fs::path inner = folder / name;
+    if (fs::is_regular_file(inner, failure) && fs::file_size(inner, failure) == 0) return true;
+  }
+  return false;
+}
+
+// The outermost folder of the path that this process may not enter; empty if there is none.
+fs::path firstClosedFolder(const fs::path& folder) {
+  fs::path closed;
+  for (fs::path part = folder; part != part.parent_path(); part = part.parent_path()) {
+    if (stampOf(part.string()).kind == FileStamp::Kind::Other && !isEnterable(part.string())) closed = part;
+  }
+  return closed;
+}
+
+// Whether the path is that of a library that may not be read, as far as it can be seen.
+bool mayBeClosedLibrary(const fs::path& folder) {
+  const FileStamp stamp = stampOf(folder.string());
+  if (stamp.kind == FileStamp::Kind::Missing) return stamp.error == EACCES;
+  return stamp.kind == FileStamp::Kind::Other &&
+         (!isPermitted(folder) || layoutOfLibrary(folder.string()).isServed());
+}
+
+std::string quotedForShell(const fs::path& path) { return optionWithValue("", path.string()); }
+
+std::string_view chapterOf(MacPartition::Kind kind) {
+  switch (kind) {
+    case MacPartition::Kind::HfsPlus:
+      return "HFS+";
+    case MacPartition::Kind::Apfs:
+      return "APFS";
+    case MacPartition::Kind::CoreStorage:
+      break;
+  }
+  return "FileVault";
+}
+
+std::string adviceAboutDisks(const std::vector<MacPartition>& unmounted) {
+  std::string text;
+  for (const MacPartition& each : unmounted) {
+    text += " " + each.device + " is a Mac's disk and is not mounted: " + chapter(chapterOf(each.kind));
+  }
+  return text;
+}
+
+}  // namespace
+
+std::string commandThatPermits(const std::string& library, const std::string& user) {
+  const fs::path folder = fs::path(library).lexically_normal();
+  std::string closed;
+  bool isBelowClosed = false;
+  fs::path above;
+  for (const fs::path& name : folder.parent_path()) {
+    above /= name;
+    isBelowClosed = isBelowClosed || !isEnterable(above.string());
+    if (isBelowClosed) closed += quotedForShell(above);
+  }
+  if (closed.empty() && isPermitted(folder)) {
+    const fs::path database = appendingPathComponent(library, layoutOfLibrary(library).databaseFiles[0]);
+    if (isReadable(database.string())) return {};
+  }
+  const std::string forFolders = "setfacl -m u:" + user + ":x" + closed;
+  return (closed.empty() ? "" : forFolders + " && ") + "setfacl -R -m u:" + user + ":rX" +
+         quotedForShell(folder);
+}
+
+std::string adviceAboutFolder(const std::string& folder, const std::vector<MacPartition>& unmounted) {
+  if (isLinkedByTimeMachine(folder)) {
+    return " A Time Machine disk links whole folders: " + chapter("Time Machine");
+  }
+  for (fs::path part = folder; part != part.parent_path(); part = part.parent_path()) {
+    if (ownerOf(part.string()) == kMacUser && !isReadable(part.string())) {
+      return " Its owner is the first user of a Mac: " + chapter("Owners");
+    }
+  }
+  if (stampOf(folder).kind == FileStamp::Kind::Missing && firstClosedFolder(folder).empty()) {
+    return adviceAboutDisks(unmounted);
+  }
+  if (!folder.starts_with('/') || !mayBeClosedLibrary(folder)) return {};
+  const std::string command = commandThatPermits(folder, userName());
+  if (command.empty()) return {};
+  return " To permit it, run as root (setfacl is in the package acl): " + command;
+}
+
+}  // namespace moxtel
