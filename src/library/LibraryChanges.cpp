@@ -38,7 +38,7 @@ void LibraryChanges::check() {
   if (databases_.takeOutdated()) isOutdated_ = true;
   if (now == seen_ && !readsAlbumData && !isOutdated_) return;
   seen_ = now;
-  if (std::exchange(isOutdated_, false)) ++outdated_;
+  if (std::exchange(isOutdated_, false)) ++*outdated_;
   // The logs lie beside the files that links lead to, and a link may have changed.
   libraryPath_.reset();
   if (readsAlbumData) albumData_.reloadAlbumData();
@@ -65,7 +65,7 @@ std::uint64_t LibraryChanges::fingerprint() const {
     add(static_cast<std::uint64_t>(stamp.modified));
   };
   add(isMissing_ ? 1 : 0);
-  add(outdated_);
+  add(*outdated_);
   for (std::size_t i = 0; i < kDatabases; ++i) {
     addFile(seen_.databases[i]);
     addFile(seen_.logs[i]);

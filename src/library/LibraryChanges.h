@@ -9,8 +9,11 @@
 #pragma once
 
 #include <array>
+#include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -51,6 +54,9 @@ class LibraryChanges final {
   // Of the files at the last check: the same for the same files, wherever they are mounted, unless what was
   // read of them was outdated.
   std::uint64_t fingerprint() const;
+  // Several readers of one library have the same fingerprint when they share the count of what was outdated.
+  // Before remember().
+  void shareOutdated(std::shared_ptr<std::atomic<std::uint64_t>> count) { outdated_ = std::move(count); }
   // Whether the library's own database was missing at the last check.
   bool isMissing() const { return isMissing_; }
 
@@ -85,8 +91,9 @@ class LibraryChanges final {
   Stamps seen_;
   bool isMissing_ = true;
   bool isOutdated_ = false;
-  std::uint64_t outdated_ = 0;  // how often lists were
-  std::uint64_t updated_ = 0;   // the fingerprint at the last update()
+  // How often lists were.
+  std::shared_ptr<std::atomic<std::uint64_t>> outdated_ = std::make_shared<std::atomic<std::uint64_t>>(0);
+  std::uint64_t updated_ = 0;  // the fingerprint at the last update()
   std::chrono::steady_clock::time_point checked_;
 };
 

@@ -14,9 +14,11 @@
 #include "library/answers/AlbumMembership.h"
 #include "library/answers/LibraryAnswers.h"
 #include "library/answers/LibraryLists.h"
+#include "library/answers/RuleDates.h"
 #include "library/answers/SmartAlbums.h"
 #include "library/database/LibraryDatabases.h"
 #include "library/facts/PhotoFactsReader.h"
+#include "platform/loop/Clock.h"
 #include "platform/process/ChildProcess.h"
 #include "platform/settings/UserDefaults.h"
 
@@ -50,6 +52,7 @@ struct OpenLibrary::Roles {
   Roles(EventLoop& loop, Messages& messages, const std::string& libraryPath,
         const OpenLibraryOptions& options)
       : path(libraryPath),
+        clock(options.clock ? *options.clock : systemClock()),
         location(settings, processes, messages, flags),
         files(messages, ReferencedFolders(options.referencedFolders)),
         databases(loop, messages, seamsOf(options, location, files, processes)),
@@ -57,7 +60,7 @@ struct OpenLibrary::Roles {
         albumData(location, files, messages),
         changes(location, databases, library, albumData),
         savedLists(databases, albumData, files, location),
-        smartAlbums(databases, savedLists, messages, settings, systemClock()),
+        smartAlbums(databases, savedLists, messages, settings, clock),
         answers(databases, smartAlbums),
         membership(databases, smartAlbums, [this] { loadAlbumData(); }),
         lists(databases, membership),
@@ -67,6 +70,7 @@ struct OpenLibrary::Roles {
         faces(databases),
         images(location, databases, faces, files) {
     settings.registerDefaults(Dictionary{{"LibraryPath", path}});
+    if (options.outdatedCount) changes.shareOutdated(options.outdatedCount);
   }
 
   // The file may have hundreds of megabytes: only what depends on it waits for it.
@@ -74,7 +78,10 @@ struct OpenLibrary::Roles {
     if (!std::exchange(hasAlbumData, true)) albumData.loadAlbumData();
   }
 
+  bool beginsDay() { return std::exchange(day, dayNumber(clock.now())) != day; }
+
   const std::string path;
+  const Clock& clock;
   UserDefaults settings;  // of this library alone; in memory
   SystemProcessRunner processes;
   PhotoApplicationFlags flags;
@@ -95,6 +102,7 @@ struct OpenLibrary::Roles {
   Faces faces;
   ImageFiles images;
   bool hasAlbumData = false;
+  std::int64_t day = dayNumber(clock.now());
   std::optional<State> state;
 };
 
@@ -120,6 +128,10 @@ void OpenLibrary::beginTaskAgain() { roles_->databases.beginCommandAgain(); }
 
 bool OpenLibrary::refresh() {
   roles_->databases.beginCommand();
+  if (roles_->beginsDay()) {
+    roles_->membership.dropCaches();
+    roles_->lists.dropCaches();
+  }
   if (!roles_->changes.update()) return false;
   // Another kind of library may have come in its place.
   roles_->databases.useLibrary(roles_->location.libraryPath());
@@ -133,6 +145,8 @@ bool OpenLibrary::refresh() {
 }
 
 std::uint64_t OpenLibrary::version() const { return roles_->changes.fingerprint(); }
+
+std::int64_t OpenLibrary::day() const { return roles_->day; }
 
 OpenLibrary::State OpenLibrary::state() {
   if (!roles_->state) roles_->state = findState();

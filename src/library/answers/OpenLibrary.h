@@ -12,6 +12,7 @@
 // The library is constructed, used and destroyed on that thread. Its files are only read.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -24,6 +25,7 @@ namespace moxtel {
 
 class AlbumData;
 class AlbumMembership;
+class Clock;
 class ContainerTree;
 class EventLoop;
 class Faces;
@@ -52,6 +54,10 @@ struct OpenLibraryOptions {
   bool onlyAlbumData = false;
   // Whether the program ends, so that queries and copies end too. Called on the library's thread.
   std::function<bool()> isEnding;
+  // Shared by the readers of one library, whose version() is then the same; made when it is null.
+  std::shared_ptr<std::atomic<std::uint64_t>> outdatedCount;
+  // For smart albums with relative dates; the machine's clock when it is null. Borrowed.
+  const Clock* clock = nullptr;
 };
 
 // What a task has read does not belong together.
@@ -83,10 +89,13 @@ class OpenLibrary final {
   void endReading();
   void beginTaskAgain();
   // Looks at the library's files, with a dozen stats. True if one changed, came or went since the last call;
-  // then all that was cached is dropped. Costs little; call it as often as changes shall be noticed.
+  // then all that was cached is dropped. When a local day begins, the lists and their members are dropped,
+  // which may depend on it. Costs little; call it as often as changes shall be noticed.
   bool refresh();
   // Of the files at the last refresh(): the same number for the same files, another one otherwise.
   std::uint64_t version() const;
+  // Of the last refresh(): another number for another local day.
+  std::int64_t day() const;
   // Looks at the databases the first time after a change.
   State state();
 

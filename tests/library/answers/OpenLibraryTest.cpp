@@ -7,12 +7,15 @@
 #include <thread>
 
 #include "library/answers/AlbumMembership.h"
+#include "library/answers/LibraryLists.h"
 #include "library/answers/SmartAlbums.h"
 #include "library/facts/PhotoFactsReader.h"
 #include "platform/loop/CoreLoop.h"
 #include "tests/fakes/FakeEventLoop.h"
 #include "tests/fakes/RecordingMessages.h"
+#include "tests/library/LocalTimeZone.h"
 #include "tests/library/TestLibrary.h"
+#include "tests/library/answers/AnswersFixture.h"
 #include "tests/library/answers/MadeRule.h"
 
 namespace moxtel {
@@ -85,6 +88,33 @@ TEST(OpenLibraryTest, isAwayAndComesBack) {
   EXPECT_EQ(library.state(), OpenLibrary::State::Ready);
   EXPECT_EQ(library.version(), version);
   EXPECT_EQ(library.columns()->size(), 1U);
+}
+
+class DatedLibrary : public test::AnswersTest {};
+
+TEST_F(DatedLibrary, listsSmartAlbumsOfTheDayThatBegins) {
+  const test::LocalTimeZone utc("UTC");
+  constexpr double kDay = 86'400;
+  clock.set({5'000 * kDay + kDay / 2});
+  photo("yesterday", Dictionary{{"imageDate", 5'000 * kDay - 1}});
+  smartAlbum("s", test::all({test::inTheLast(1, "days")}));
+  OpenLibraryOptions options;
+  options.clock = &clock;
+  FakeEventLoop loop;
+  RecordingMessages messages;
+  OpenLibrary library(loop, messages, files.path(), options);
+  const auto count = [&] { return library.lists().containers().at(0).count; };
+  EXPECT_EQ(count(), 1U);
+  const std::int64_t day = library.day();
+  clock.advance(kDay / 4);
+  EXPECT_FALSE(library.refresh());
+  EXPECT_EQ(library.day(), day);
+  clock.advance(kDay / 2);
+  const std::uint64_t version = library.version();
+  EXPECT_FALSE(library.refresh());
+  EXPECT_NE(library.day(), day);
+  EXPECT_EQ(library.version(), version);
+  EXPECT_EQ(count(), 0U);
 }
 
 TEST(OpenLibraryTest, comesLate) {
