@@ -37,6 +37,8 @@ void LibrariesHandler::setServed(const std::optional<std::string>& path) {
   parts_->libraries.setServed(path);
 }
 
+bool LibrariesHandler::canDecode() const { return parts_->files.canDecode(); }
+
 void LibrariesHandler::handle(const HttpRequest& request, std::shared_ptr<HttpResponder> responder) {
   parts_->routes.handle(request, std::move(responder));
 }

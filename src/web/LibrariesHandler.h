@@ -22,6 +22,8 @@ class LibrariesHandler final : public HttpHandler {
 
   // The library that is served to the handheld: its folder, or nothing. Core thread.
   void setServed(const std::optional<std::string>& path);
+  // Whether pictures that are no JPEGs can be shown.
+  bool canDecode() const;
   void handle(const HttpRequest& request, std::shared_ptr<HttpResponder> responder) override;
 
  private:

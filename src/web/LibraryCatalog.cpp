@@ -4,7 +4,6 @@
 #include <set>
 
 #include "library/LibrarySearch.h"
-#include "library/LibrarySummary.h"
 #include "library/database/DatabaseUse.h"
 #include "library/database/LibraryDatabases.h"
 #include "platform/files/Files.h"
@@ -15,8 +14,6 @@
 namespace moxtel {
 
 namespace {
-
-constexpr double kSecondsUntil2001 = 978'307'200;  // from 1970
 
 // The uuid that a library's database gives itself; empty without one.
 std::string uuidOf(LibraryDatabases& databases) {
@@ -29,14 +26,6 @@ std::string uuidOf(LibraryDatabases& databases) {
     if (const auto uuid = query.storedText(0)) return std::string(*uuid);
   }
   return {};
-}
-
-std::optional<int> yearOfFirst(LibraryDatabases& databases, SqlText sql) {
-  Query query = databases.runUnlogged(DatabaseFile::Library, sql, {});
-  if (!query.step()) return std::nullopt;
-  const double date = query.realColumn(0) + kSecondsUntil2001;
-  if (!(date > -1e11 && date < 1e12) || !isShownDate(static_cast<std::int64_t>(date))) return std::nullopt;
-  return yearOf(static_cast<std::int64_t>(date));
 }
 
 }  // namespace
@@ -96,16 +85,29 @@ LibraryCatalog::Item LibraryCatalog::look(const std::string& path) {
   }
   const DatabaseUse use(library.databases(), DatabaseFile::Library, DatabaseUse::AfterFailure::Close);
   if (const std::string uuid = uuidOf(library.databases()); !uuid.empty()) card.id = libraryIdOf(uuid);
-  card.photos = countLibrary(library.databases()).photos;
-  // 0: an event without photos.
-  card.first = yearOfFirst(library.databases(),
-                           "SELECT minImageDate FROM RKFolder WHERE folderType = 2 AND isInTrash = 0 AND "
-                           "minImageDate != 0 ORDER BY minImageDate LIMIT 1");
-  card.last = yearOfFirst(library.databases(),
-                          "SELECT maxImageDate FROM RKFolder WHERE folderType = 2 AND isInTrash = 0 AND "
-                          "maxImageDate != 0 ORDER BY maxImageDate DESC LIMIT 1");
-  known_[path] = {library.version(), card};
+  known_[path] = {library.version(), card, false};
   return {card, path};
+}
+
+const LibraryCard* LibraryCatalog::count(const std::string& path) {
+  const auto known = known_.find(path);
+  if (known == known_.end() || known->second.isCounted ||
+      known->second.card.state != WebLibrary::State::Ready)
+    return nullptr;
+  known->second.isCounted = true;
+  OpenLibrary library(loop_, messages_, path, options_);
+  library.beginTask();
+  library.refresh();
+  // Another version is counted when a search has found it.
+  if (library.version() != known->second.version) return nullptr;
+  const auto photos = library.columns();
+  if (!photos || library.failed()) return nullptr;
+  const LibraryTotals totals = totalsOf(DateOrder(photos));
+  LibraryCard& card = known->second.card;
+  card.photos = totals.photos;
+  card.first = totals.first;
+  card.last = totals.last;
+  return &card;
 }
 
 }  // namespace moxtel

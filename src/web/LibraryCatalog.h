@@ -27,11 +27,15 @@ class LibraryCatalog final {
   // The served library first, if a folder is served, then those in the folders, each once. A library that was
   // found before and is missing now is listed as away. Takes a few seconds for each disk.
   std::vector<Item> search(const std::optional<std::string>& served, const std::vector<std::string>& folders);
+  // Reads the photos of a library that a search has found, for the number and the years on its card. Null for
+  // one that was counted since it changed, or cannot be read. Takes a second for a million photos.
+  const LibraryCard* count(const std::string& path);
 
  private:
   struct Known {
     std::uint64_t version = 0;
     LibraryCard card;
+    bool isCounted = false;  // or was tried
   };
   Item look(const std::string& path);
 

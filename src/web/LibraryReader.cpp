@@ -72,18 +72,16 @@ class LibraryReader::State final {
 
 LibraryReader::LibraryReader(const std::string& path, const OpenLibraryOptions& options, Task looked,
                              std::chrono::milliseconds betweenLooks)
-    : state_(std::make_shared<State>(std::move(looked), betweenLooks)),
-      thread_([state = state_, path, options] { state->run(path, options); }) {}
+    : state_(std::make_unique<State>(std::move(looked), betweenLooks)),
+      thread_([state = state_.get(), path, options] { state->run(path, options); }) {}
 
 LibraryReader::~LibraryReader() {
-  state_->ending = true;
+  end();
   state_->loop.quit();
-  // The last task that holds the library may be the one that runs.
-  if (thread_.get_id() == std::this_thread::get_id())
-    thread_.detach();
-  else
-    thread_.join();
+  thread_.join();
 }
+
+void LibraryReader::end() { state_->ending = true; }
 
 bool LibraryReader::post(Task task) {
   if (state_->ending || state_->waiting >= kMostWaiting) return false;

@@ -22,21 +22,21 @@ class LibraryReader final {
   // looked is called on the thread after each look at the files, first at the start.
   LibraryReader(const std::string& path, const OpenLibraryOptions& options, Task looked,
                 std::chrono::milliseconds betweenLooks = std::chrono::seconds(2));
-  // Ends the running task's queries and drops the tasks that wait. Waits for the thread, unless it is the
-  // caller.
+  // Waits for the thread after end(). Not from a task.
   ~LibraryReader();
   LibraryReader(const LibraryReader&) = delete;
   LibraryReader& operator=(const LibraryReader&) = delete;
 
-  // False when too many tasks wait. Any thread.
+  // Ends the running task's queries; the tasks that wait are dropped. Waits for nothing. Any thread.
+  void end();
+  // False when too many tasks wait, and after end(). Any thread.
   [[nodiscard]] bool post(Task task);
   // Looks at the files now. From within a task.
   void look();
 
  private:
   class State;
-  // Shared with the thread, which may live longer.
-  std::shared_ptr<State> state_;
+  const std::unique_ptr<State> state_;
   std::thread thread_;
 };
 

@@ -1,6 +1,5 @@
 #include "web/LibraryRoutes.h"
 
-#include <algorithm>
 #include <nlohmann/json.hpp>
 #include <utility>
 
@@ -8,6 +7,7 @@
 #include "web/WebLibraries.h"
 #include "web/api/Json.h"
 #include "web/api/LibraryApi.h"
+#include "web/http/HttpGate.h"
 
 namespace moxtel {
 
@@ -15,14 +15,6 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 using Segments = std::span<const std::string>;
-
-constexpr const char* kFileNames[] = {"thumb",    "square", "face",  "preview", "large",
-                                      "original", "edited", "movie", "zip"};
-
-bool isFileName(const std::string& name) {
-  return std::any_of(std::begin(kFileNames), std::end(kFileNames),
-                     [&](const char* each) { return name == each; });
-}
 
 const char* stateText(WebLibrary::State state) {
   switch (state) {
@@ -72,6 +64,7 @@ void LibraryRoutes::handle(const HttpRequest& request, std::shared_ptr<HttpRespo
     return responder->send(errorReply(404, "unknown"));
   const bool isAccepted = libraries_.withCards([this, responder](const std::vector<LibraryCard>& cards) {
     responder->send(taggedJsonReply(librariesJson(libraries_.serverName(), cards)));
+    libraries_.countPhotos();
   });
   if (!isAccepted) responder->send(errorReply(503, "busy"));
 }
@@ -87,8 +80,7 @@ void LibraryRoutes::handleStart(const HttpRequest& request, std::shared_ptr<Http
 }
 
 void LibraryRoutes::handleLibrary(const HttpRequest& request, std::shared_ptr<HttpResponder> responder) {
-  const std::string name = request.segments.size() > 2 ? request.segments[2] : "";
-  if (name != "api" && !isFileName(name)) return page_.handle(request, std::move(responder));
+  if (isPageAddress(request.segments)) return page_.handle(request, std::move(responder));
   const bool isAccepted = libraries_.withLibrary(
       request.segments[1], [this, request, responder](const std::shared_ptr<OpenWebLibrary>& library) {
         if (!library) return responder->send(errorReply(404, "unknown"));

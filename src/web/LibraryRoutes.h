@@ -29,9 +29,12 @@ class LibraryFileHandler {
   // block. The request is valid during the call.
   virtual void handle(const std::shared_ptr<WebLibrary>& library, const HttpRequest& request,
                       std::span<const std::string> segments, std::shared_ptr<HttpResponder> responder) = 0;
-  // The JSON object with the address and the state of a movie, for the information about a photo. Called on
+  // The JSON object with the address and the state of a movie, or of the movie of a live photo, for the
+  // information about it. Called on
   // the library's thread for long tasks.
   virtual std::string movieJson(WebLibrary& library, OpenLibrary& open, const PhotoFacts& movie) = 0;
+  // Whether pictures that are no JPEGs can be shown. Any thread.
+  virtual bool canDecode() const = 0;
 };
 
 class LibraryRoutes final : public HttpHandler {

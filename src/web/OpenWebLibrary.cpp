@@ -1,8 +1,19 @@
 #include "web/OpenWebLibrary.h"
 
+#include <atomic>
 #include <utility>
 
 namespace moxtel {
+
+namespace {
+
+// The threads agree on the version.
+OpenLibraryOptions sharing(OpenLibraryOptions options) {
+  options.outdatedCount = std::make_shared<std::atomic<std::uint64_t>>(0);
+  return options;
+}
+
+}  // namespace
 
 WebLibrary::State shownState(OpenLibrary::State state) {
   switch (state) {
@@ -26,18 +37,19 @@ void OpenWebLibrary::Status::note(OpenLibrary& library) {
   lookedAt = moment;
 }
 
-OpenWebLibrary::OpenWebLibrary(std::string id, std::string path, const OpenLibraryOptions& options,
+OpenWebLibrary::OpenWebLibrary(std::string id, std::string path, OpenLibraryOptions options,
                                const std::string& indexFolder, std::chrono::milliseconds betweenLooks)
     : id_(std::move(id)),
       path_(std::move(path)),
       betweenLooks_(betweenLooks),
-      search_(path_, options, indexFolder, id_),
+      options_(sharing(std::move(options))),
+      search_(path_, options_, indexFolder, id_),
       maker_(search_),
       quick_(
-          path_, options, [status = status_](OpenLibrary& library) { status->note(library); }, betweenLooks),
+          path_, options_, [status = status_](OpenLibrary& library) { status->note(library); }, betweenLooks),
       long_(
-          path_, options, [status = status_](OpenLibrary& library) { status->note(library); }, betweenLooks) {
-}
+          path_, options_, [status = status_](OpenLibrary& library) { status->note(library); },
+          betweenLooks) {}
 
 std::string OpenWebLibrary::version() const {
   const std::lock_guard lock(status_->mutex);
@@ -56,12 +68,12 @@ WebLibrary::State OpenWebLibrary::state() const {
   return status_->state;
 }
 
-std::optional<OpenWebLibrary::Totals> OpenWebLibrary::totals() const {
+std::optional<LibraryTotals> OpenWebLibrary::totals() const {
   const std::lock_guard lock(status_->mutex);
   return status_->totals;
 }
 
-void OpenWebLibrary::setTotals(const Totals& totals) {
+void OpenWebLibrary::setTotals(const LibraryTotals& totals) {
   const std::lock_guard lock(status_->mutex);
   status_->totals = totals;
 }

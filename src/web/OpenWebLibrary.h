@@ -22,8 +22,13 @@ WebLibrary::State shownState(OpenLibrary::State state);
 class OpenWebLibrary final : public WebLibrary {
  public:
   // indexFolder: of the search; empty for none.
-  OpenWebLibrary(std::string id, std::string path, const OpenLibraryOptions& options,
-                 const std::string& indexFolder, std::chrono::milliseconds betweenLooks);
+  OpenWebLibrary(std::string id, std::string path, OpenLibraryOptions options, const std::string& indexFolder,
+                 std::chrono::milliseconds betweenLooks);
+  // Ends the running tasks' queries and drops the tasks that wait. Waits for nothing.
+  void end() {
+    quick_.end();
+    long_.end();
+  }
 
   const std::string& id() const override { return id_; }
   const std::string& path() const override { return path_; }
@@ -47,12 +52,8 @@ class OpenWebLibrary final : public WebLibrary {
   SearchIndex& search() { return search_; }
 
   // What the card of the library says, once it was read.
-  struct Totals {
-    std::int64_t photos = 0;
-    std::optional<int> first, last;  // years
-  };
-  std::optional<Totals> totals() const;
-  void setTotals(const Totals& totals);
+  std::optional<LibraryTotals> totals() const;
+  void setTotals(const LibraryTotals& totals);
 
  private:
   // Shared with the threads.
@@ -61,13 +62,14 @@ class OpenWebLibrary final : public WebLibrary {
     std::string version;
     State state = State::Ready;
     std::chrono::steady_clock::time_point lookedAt;
-    std::optional<Totals> totals;
+    std::optional<LibraryTotals> totals;
     void note(OpenLibrary& library);
   };
 
   const std::string id_;
   const std::string path_;
   const std::chrono::milliseconds betweenLooks_;
+  const OpenLibraryOptions options_;
   std::shared_ptr<Status> status_ = std::make_shared<Status>();
   ListCache lists_;
   SearchIndex search_;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <condition_variable>
 #include <mutex>
 #include <thread>
 #include <utility>
@@ -40,6 +41,44 @@ std::vector<std::string> foldersOf(std::string_view setting) {
   return folders;
 }
 
+// Libraries that nobody uses any more. Closing one waits for its threads, so whoever releases it last, which
+// may be one of them, only puts it here.
+class ClosingLibraries final {
+ public:
+  // Hands the library out; the pointer's end puts it here.
+  static std::shared_ptr<OpenWebLibrary> hold(const std::shared_ptr<ClosingLibraries>& closing,
+                                              std::unique_ptr<OpenWebLibrary> library) {
+    const std::lock_guard lock(closing->mutex_);
+    ++closing->held_;
+    return {library.release(), [closing](OpenWebLibrary* released) { closing->put(released); }};
+  }
+  // On no thread of a library.
+  void close() {
+    std::vector<std::unique_ptr<OpenWebLibrary>> closed;
+    const std::lock_guard lock(mutex_);
+    closed.swap(released_);
+  }
+  void closeAll() {
+    std::unique_lock lock(mutex_);
+    changed_.wait(lock, [this] { return held_ == 0; });
+    lock.unlock();
+    close();
+  }
+
+ private:
+  void put(OpenWebLibrary* library) {
+    const std::lock_guard lock(mutex_);
+    released_.emplace_back(library);
+    --held_;
+    changed_.notify_all();
+  }
+
+  std::mutex mutex_;  // guards the following
+  std::condition_variable changed_;
+  std::vector<std::unique_ptr<OpenWebLibrary>> released_;
+  std::size_t held_ = 0;
+};
+
 }  // namespace
 
 class WebLibraries::Implementation final {
@@ -50,6 +89,10 @@ class WebLibraries::Implementation final {
     isEnding_ = true;
     loop_.quit();
     thread_.join();
+    for (Entry& entry : entries_)
+      if (entry.open) entry.open->end();
+    entries_.clear();
+    closing_->closeAll();
   }
 
   void setServed(const std::optional<std::string>& path) {
@@ -69,6 +112,7 @@ class WebLibraries::Implementation final {
   // On the loop's thread.
   void searchIfNeeded();
   std::vector<LibraryCard> cards();
+  void countNext();
   bool withLibrary(std::string_view id, TakeLibrary take);
   const std::string& serverName() const { return options_.serverName; }
 
@@ -98,6 +142,7 @@ class WebLibraries::Implementation final {
   std::optional<std::string> served_;
   std::vector<Entry> entries_;
   std::optional<SteadyClock::time_point> searched_;
+  const std::shared_ptr<ClosingLibraries> closing_ = std::make_shared<ClosingLibraries>();
   CoreLoop loop_;
   std::atomic<bool> isEnding_{false};
   std::atomic<int> waiting_{0};
@@ -156,6 +201,28 @@ std::vector<LibraryCard> WebLibraries::Implementation::cards() {
   return cards;
 }
 
+// One library in each turn of the loop, so that requests come in between.
+void WebLibraries::Implementation::countNext() {
+  std::vector<std::string> paths;
+  {
+    const std::lock_guard lock(mutex_);
+    for (const Entry& entry : entries_) paths.push_back(entry.item.path);
+  }
+  for (const std::string& path : paths) {
+    const LibraryCard* const card = catalog_->count(path);
+    if (!card) continue;
+    const std::lock_guard lock(mutex_);
+    for (Entry& entry : entries_) {
+      if (entry.item.path != path) continue;
+      entry.item.card.photos = card->photos;
+      entry.item.card.first = card->first;
+      entry.item.card.last = card->last;
+    }
+    post([this] { countNext(); });
+    return;
+  }
+}
+
 bool WebLibraries::Implementation::withLibrary(std::string_view id, TakeLibrary take) {
   std::shared_ptr<OpenWebLibrary> library;
   const Opening opening = open(std::string(id), library);
@@ -181,8 +248,9 @@ WebLibraries::Implementation::Opening WebLibraries::Implementation::open(
   if (!entry->open) {
     if (!makeRoom()) return Opening::Busy;
     const std::string folder = options_.cacheFolder.empty() ? "" : options_.cacheFolder + "/search";
-    entry->open = std::make_shared<OpenWebLibrary>(id, entry->item.path, libraryOptions(), folder,
-                                                   options_.betweenLooks);
+    entry->open = ClosingLibraries::hold(
+        closing_, std::make_unique<OpenWebLibrary>(id, entry->item.path, libraryOptions(), folder,
+                                                   options_.betweenLooks));
   }
   entry->used = SteadyClock::now();
   library = entry->open;
@@ -198,19 +266,18 @@ bool WebLibraries::Implementation::makeRoom() {
   for (auto entry = entries_.begin(); entry != entries_.end(); ++entry)
     if (entry->isIdle() && (oldest == entries_.end() || entry->used < oldest->used)) oldest = entry;
   if (oldest == entries_.end()) return false;
-  // Closing waits for threads; not here.
-  loop_.post([closed = std::move(oldest->open)] {});
   oldest->open = nullptr;
+  loop_.post([closing = closing_] { closing->close(); });
   return true;
 }
 
 void WebLibraries::Implementation::closeIdle() {
-  std::vector<std::shared_ptr<OpenWebLibrary>> closed;
-  const std::lock_guard lock(mutex_);
-  for (Entry& entry : entries_) {
-    if (!entry.isIdle() || SteadyClock::now() - entry.used < kIdle) continue;
-    closed.push_back(std::exchange(entry.open, nullptr));
+  {
+    const std::lock_guard lock(mutex_);
+    for (Entry& entry : entries_)
+      if (entry.isIdle() && SteadyClock::now() - entry.used >= kIdle) entry.open = nullptr;
   }
+  closing_->close();
 }
 
 WebLibraries::WebLibraries(WebLibrariesOptions options)
@@ -226,6 +293,12 @@ bool WebLibraries::withCards(TakeCards take) {
     implementation.searchIfNeeded();
     take(implementation.cards());
   });
+}
+
+void WebLibraries::countPhotos() {
+  Implementation& implementation = *implementation_;
+  // When too many wait, the next request for the cards counts.
+  static_cast<void>(implementation.post([&implementation] { implementation.countNext(); }));
 }
 
 bool WebLibraries::withLibrary(std::string_view id, TakeLibrary take) {

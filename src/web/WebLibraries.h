@@ -50,7 +50,7 @@ class WebLibraries final {
   static constexpr std::size_t kMostOpen = 4;
 
   explicit WebLibraries(WebLibrariesOptions options);
-  // Ends all threads. Libraries that a request still holds end with it.
+  // Ends all threads and the tasks of the libraries. Waits until nobody holds a library.
   ~WebLibraries();
   WebLibraries(const WebLibraries&) = delete;
   WebLibraries& operator=(const WebLibraries&) = delete;
@@ -62,6 +62,9 @@ class WebLibraries final {
   // search is a minute old. False when too many wait.
   using TakeCards = std::function<void(const std::vector<LibraryCard>&)>;
   [[nodiscard]] bool withCards(TakeCards take);
+  // Finds the numbers and years that cards do not say yet; later calls of withCards() give them. Returns at
+  // once.
+  void countPhotos();
   // Calls back with the library of an id, opened; null for an unknown id. At once if it is open already, else
   // on another thread. False when too many wait, or four libraries are open and all in use.
   using TakeLibrary = std::function<void(const std::shared_ptr<OpenWebLibrary>&)>;

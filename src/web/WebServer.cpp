@@ -68,6 +68,11 @@ void WebServer::start() {
     environment_.show("Error",
                       format("The key of the page cannot be kept in '%@': %@", environment_.keyFile, why));
   }
+  if (!libraries_.canDecode()) {
+    environment_.show("Info",
+                      "The page shows no RAW, HEIC and other pictures that are no JPEGs: install "
+                      "moxtelserver-raw-heic");
+  }
   if (environment_.discovery) {
     publication_ = environment_.discovery->publish(
         {currentHostName(), kServiceType, port()},

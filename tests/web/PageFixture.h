@@ -59,6 +59,7 @@ class FileHandler final : public LibraryFileHandler {
     reply.body = library->id() + ":" + segments.back();
     responder->send(std::move(reply));
   }
+  bool canDecode() const override { return true; }
   std::string movieJson(WebLibrary&, OpenLibrary&, const PhotoFacts&) override {
     return R"({"url":"movie","state":"none"})";
   }

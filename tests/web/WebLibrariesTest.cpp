@@ -8,6 +8,8 @@
 #include <thread>
 
 #include "library/database/LibraryDatabases.h"
+#include "platform/loop/CoreLoop.h"
+#include "tests/fakes/RecordingMessages.h"
 #include "tests/web/PageFixture.h"
 #include "web/LibraryCatalog.h"
 
@@ -64,9 +66,15 @@ TEST_F(WebLibrariesTest, findsTheLibrariesOfADisk) {
   make("disk/more/B.photolibrary", 70, 2);
   makeSampleLibrary(folder_.path() / "disk/C.photoslibrary", LibraryKind::Photos11, 60, 3);
   Page page(served, "relative:" + (folder_.path() / "disk").string() + ":/nowhere");
-  const Json libraries = page.json("/api/1/libraries")["libraries"];
+  Json libraries = page.json("/api/1/libraries")["libraries"];
   ASSERT_EQ(libraries.size(), 3U);
   EXPECT_EQ(libraries[0]["served"], true);
+  // None of them was opened: they are counted in the background.
+  EXPECT_TRUE(becomes([&] {
+    libraries = page.json("/api/1/libraries")["libraries"];
+    return libraries[0].contains("photos") && libraries[1].contains("photos") &&
+           libraries[2].contains("photos");
+  }));
   std::set<std::string> names, ids;
   for (const Json& each : libraries) {
     names.insert(each["name"].get<std::string>() + " " + each["kind"].get<std::string>());
@@ -76,7 +84,9 @@ TEST_F(WebLibrariesTest, findsTheLibrariesOfADisk) {
     EXPECT_LE(each["first"].get<int>(), each["last"].get<int>());
     // Events without photos do not count: they are dated 0, which is 2001.
     EXPECT_GT(each["first"].get<int>(), 2001);
-    EXPECT_EQ(page.json("/l/" + each["id"].get<std::string>() + "/api/1/library")["state"], "ready");
+    const Json library = page.json("/l/" + each["id"].get<std::string>() + "/api/1/library");
+    EXPECT_EQ(library["state"], "ready");
+    EXPECT_EQ(library["photos"], each["photos"]);
   }
   EXPECT_EQ(names, (std::set<std::string>{"A iPhoto", "B iPhoto", "C Photos"}));
   EXPECT_EQ(ids.size(), 3U);
@@ -182,6 +192,50 @@ TEST_F(WebLibrariesTest, endsWhileRequestsWait) {
       EXPECT_TRUE(status == 200 || status == 503) << status;
     }
   }
+}
+
+// A task may be the last one that holds a library whose threads then have to be ended.
+TEST_F(WebLibrariesTest, waitsForTheTasksAtTheEnd) {
+  const std::string path = make("A");
+  for (int round = 0; round < 10; ++round) {
+    std::promise<void> begun;
+    std::weak_ptr<OpenWebLibrary> watched;
+    std::atomic<bool> ended{false};
+    {
+      Page page(path);
+      const auto take = [&](const std::shared_ptr<OpenWebLibrary>& library) {
+        watched = library;
+        const auto task = [&, library](OpenLibrary&) {
+          begun.set_value();
+          // Until the libraries end.
+          while (library->postLong([](OpenLibrary&) {})) std::this_thread::yield();
+          ended = true;
+        };
+        EXPECT_TRUE(library->post(task));
+      };
+      ASSERT_TRUE(page.libraries().withLibrary(page.root().substr(3, 8), take));
+      begun.get_future().wait();
+    }
+    EXPECT_TRUE(ended);
+    EXPECT_TRUE(watched.expired());
+  }
+}
+
+// One of the threads that read a library noticed that what was read of a file is outdated.
+TEST_F(WebLibrariesTest, agreesOnTheVersion) {
+  OpenLibraryOptions options;
+  options.outdatedCount = std::make_shared<std::atomic<std::uint64_t>>(0);
+  const std::string path = make("A");
+  CoreLoop loop;
+  RecordingMessages messages;
+  OpenLibrary one(loop, messages, path, options), other(loop, messages, path, options);
+  EXPECT_EQ(one.version(), other.version());
+  const std::uint64_t before = one.version();
+  ++*options.outdatedCount;
+  EXPECT_TRUE(one.refresh());
+  EXPECT_TRUE(other.refresh());
+  EXPECT_NE(one.version(), before);
+  EXPECT_EQ(one.version(), other.version());
 }
 
 TEST_F(WebLibrariesTest, answersManyWhileTheLibraryChanges) {

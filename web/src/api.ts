@@ -30,6 +30,8 @@ export interface Library {
   keywords: boolean;
   search: 'ready' | 'building' | 'none';
   searchDone?: number;
+  /** Which pictures the server can show: without its decoder only those that are JPEGs. */
+  pictures?: 'all' | 'jpeg';
 }
 
 export interface Album {
@@ -73,7 +75,8 @@ export interface Suggestion {
   list: string;
   name: string;
   kind: string;
-  count: number;
+  /** Not of places: what a search finds is known when it is made. */
+  count?: number;
 }
 
 /** day and n are the sections: the first day and the differences, and the photos in each. */
@@ -137,7 +140,9 @@ export interface PhotoFacts {
   place?: string;
   edited?: boolean;
   original?: { name: string; bytes: number; type: string } | null;
-  movie?: { url: string; state: 'ready' | 'convert' | 'none' };
+  movie?: MovieState;
+  /** The short movie of a live photo. */
+  live?: MovieState;
 }
 
 export interface MovieState {

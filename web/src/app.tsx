@@ -70,6 +70,14 @@ function View({ context }: { context: Context }) {
       return <PeopleView context={context} />;
     case 'keywords':
       return <KeywordsView context={context} />;
+    case 'unknown':
+      return (
+        <Notice title={text.notFound}>
+          <p>
+            <a href={placeAddress(library.id, 'photos')}>{text.photos}</a>
+          </p>
+        </Notice>
+      );
     default:
       break;
   }

@@ -23,6 +23,7 @@ const paths = {
   next: 'M9 5l7 7-7 7',
   info: 'M12 21a9 9 0 1 0 0-18 9 9 0 0 0 0 18z M12 11v6 M12 7.5h.01',
   faces: 'M4 8V4h4 M20 8V4h-4 M4 16v4h4 M20 16v4h-4 M9 10h.01 M15 10h.01 M8.5 14.5c2 2 5 2 7 0',
+  live: 'M12 21a9 9 0 1 0 0-18 9 9 0 0 0 0 18z M12 16a4 4 0 1 0 0-8 4 4 0 0 0 0 8z M12 12h.01',
   folder: 'M3 6h7l2 2h9v11H3z',
 } as const;
 

@@ -122,6 +122,11 @@ function Downloads({ addresses, facts }: { addresses: LibraryAddresses; facts: P
           {text.downloadEdited}
         </a>
       )}
+      {facts.live?.state === 'ready' && facts.live.url && (
+        <a class="button plain" href={facts.live.url} download="">
+          {text.downloadLive}
+        </a>
+      )}
       {isTouched && (
         <>
           <a class="button plain" href={shown} target="_blank" rel="noreferrer">

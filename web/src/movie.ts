@@ -11,11 +11,14 @@ export class Movie {
   private video: HTMLVideoElement | undefined;
   private timer = 0;
   private isConverted = false;
+  private hasPoster = true;
   private readonly stop = new AbortController();
 
   constructor(
     private readonly addresses: LibraryAddresses,
     private readonly id: number,
+    /** For the movie of a live photo: it plays at once, without controls, and calls this at its end. */
+    private readonly onEnded?: () => void,
   ) {
     this.element.className = 'movie';
     const poster = document.createElement('img');
@@ -23,7 +26,11 @@ export class Movie {
     poster.alt = '';
     poster.className = 'poster';
     poster.draggable = false;
-    poster.addEventListener('error', () => poster.remove());
+    poster.addEventListener('error', () => {
+      this.hasPoster = false;
+      poster.remove();
+      this.video?.removeAttribute('poster');
+    });
     const box = document.createElement('div');
     box.className = 'movie-box';
     this.message.setAttribute('role', 'status');
@@ -56,8 +63,10 @@ export class Movie {
 
   private async start(): Promise<void> {
     try {
-      const { movie } = await getJson<PhotoFacts>(this.addresses.api(`photo/${this.id}`), this.stop.signal);
-      if (movie?.state === 'ready') this.showPlayer(movie.url, false);
+      const facts = await getJson<PhotoFacts>(this.addresses.api(`photo/${this.id}`), this.stop.signal);
+      const movie = this.onEnded ? facts.live : facts.movie;
+      if (movie?.state === 'ready' && movie.url) this.showPlayer(movie.url, this.onEnded !== undefined);
+      else if (movie?.state === 'convert' && this.onEnded) void this.convert();
       else if (movie?.state === 'convert') this.offerConversion();
       else this.offerDownload();
     } catch {
@@ -67,11 +76,13 @@ export class Movie {
 
   private showPlayer(url: string, playNow: boolean): void {
     const video = document.createElement('video');
-    video.controls = true;
+    video.controls = this.onEnded === undefined;
     video.playsInline = true;
     video.preload = 'metadata';
-    video.poster = this.addresses.preview(this.id);
+    // Without one the browser shows the first frame.
+    if (this.hasPoster) video.poster = this.addresses.preview(this.id);
     video.src = url;
+    if (this.onEnded) video.addEventListener('ended', this.onEnded);
     video.addEventListener('error', () => {
       if (this.stop.signal.aborted) return;
       video.remove();
@@ -128,6 +139,11 @@ export class Movie {
   }
 
   private offerDownload(): void {
+    if (this.onEnded) {
+      this.buttons.replaceChildren();
+      this.say(text.noLive);
+      return;
+    }
     const link = document.createElement('a');
     link.className = 'button';
     link.href = this.addresses.original(this.id);

@@ -2,7 +2,7 @@
 // that it can be sent to somebody and opened again.
 import { listPath } from './api';
 
-export type Place = 'libraries' | 'photos' | 'albums' | 'events' | 'people' | 'keywords' | 'search' | 'list';
+export type Place = 'libraries' | 'photos' | 'albums' | 'events' | 'people' | 'keywords' | 'search' | 'list' | 'unknown';
 
 export interface Route {
   place: Place;
@@ -63,7 +63,7 @@ export function queryOf(filters: Filters): URLSearchParams {
 
 const plainPlaces: readonly string[] = ['photos', 'albums', 'events', 'people', 'keywords'];
 
-/** What an address shows; an unknown one shows all photos. */
+/** What an address shows. */
 export function parseAddress(path: string, search: string): Route {
   const parts = path.split('/').filter(Boolean).map(decodePart);
   const query = new URLSearchParams(search);
@@ -79,6 +79,7 @@ export function parseAddress(path: string, search: string): Route {
   if (parts[0] !== 'l' || !parts[1]) return route;
   route.library = parts[1];
   const place = parts[2] ?? 'photos';
+  route.place = 'unknown';
   if (place === 'list' && parts[3]) {
     route.place = 'list';
     route.list = parts[3];
@@ -87,8 +88,8 @@ export function parseAddress(path: string, search: string): Route {
     route.place = 'search';
     route.words = parts[3] ?? '';
     route.list = route.words ? `search:${route.words}` : '';
-  } else {
-    route.place = plainPlaces.includes(place) ? (place as Place) : 'photos';
+  } else if (plainPlaces.includes(place)) {
+    route.place = place as Place;
     if (route.place === 'photos') route.list = 'all';
     if (route.place === 'albums') route.folder = query.get('in') ?? '';
   }
@@ -103,7 +104,7 @@ function decodePart(part: string): string {
   }
 }
 
-export function placeAddress(library: string, place: Exclude<Place, 'libraries' | 'list'>, rest = ''): string {
+export function placeAddress(library: string, place: Exclude<Place, 'libraries' | 'list' | 'unknown'>, rest = ''): string {
   const end = place === 'search' ? (rest ? '/' + encodeURIComponent(rest) : '') : '';
   const query = place === 'albums' && rest ? `?in=${listPath(rest)}` : '';
   return `/l/${library}/${place}${end}${query}`;

@@ -112,7 +112,7 @@ function Suggestions({ context, words }: { context: Context; words: string }) {
         <li key={list.list}>
           <a class="chip" href={listAddress(context.library.id, list.list)}>
             <span class="dim">{text.kinds[list.kind] ?? list.kind}</span> {list.name}{' '}
-            <span class="dim">{formatCount(list.count)}</span>
+            {list.count !== undefined && <span class="dim">{formatCount(list.count)}</span>}
           </a>
         </li>
       ))}

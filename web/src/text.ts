@@ -83,11 +83,17 @@ const english = {
   zoom: 'Zoom',
   ofCount: (index: string, count: string) => `${index} of ${count}`,
   pictureFailed: 'This picture cannot be shown.',
+  noDecoder:
+    'This picture cannot be shown: it is no JPEG, and the package moxtelserver-raw-heic is not installed on the server. ' +
+    'The original can be downloaded.',
   convert: 'Play',
   convertNote: 'An old format: the server converts it first.',
   waiting: 'Waiting for another movie…',
   converting: (percent: string) => `Converting… ${percent} %`,
   cannotPlay: 'This movie cannot be played here.',
+  playLive: 'Play the live photo',
+  noLive: 'The movie of this live photo is not here.',
+  downloadLive: 'Download movie of the live photo',
   play: 'Play',
   // Information
   file: 'File',
@@ -248,11 +254,17 @@ const german: Texts = {
   zoom: 'Vergrößern',
   ofCount: (index, count) => `${index} von ${count}`,
   pictureFailed: 'Dieses Bild kann nicht gezeigt werden.',
+  noDecoder:
+    'Dieses Bild kann nicht gezeigt werden: Es ist kein JPEG, und auf dem Server ist das Paket moxtelserver-raw-heic ' +
+    'nicht installiert. Das Original kann geladen werden.',
   convert: 'Abspielen',
   convertNote: 'Ein altes Format: Der Server wandelt es zuerst um.',
   waiting: 'Wartet auf einen anderen Film …',
   converting: (percent) => `Wird umgewandelt … ${percent} %`,
   cannotPlay: 'Dieser Film kann hier nicht abgespielt werden.',
+  playLive: 'Live-Foto abspielen',
+  noLive: 'Der Film dieses Live-Fotos ist nicht hier.',
+  downloadLive: 'Film des Live-Fotos laden',
   play: 'Abspielen',
   file: 'Datei',
   camera: 'Kamera',

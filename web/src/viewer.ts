@@ -8,7 +8,7 @@ import { iconPath, type IconName } from './icons';
 import { InfoPanel } from './info';
 import type { Context } from './list';
 import { Movie } from './movie';
-import { flagMovie, type Photo, type PhotoList } from './photolist';
+import { flagLive, flagMovie, type Photo, type PhotoList } from './photolist';
 import { text } from './text';
 import { keepSetting, readSetting } from './use';
 
@@ -50,6 +50,7 @@ export class Viewer {
   private timer = 0;
   private isClosed = false;
   private readonly movies = new Map<number, Movie>();
+  private livePhoto: Movie | undefined;
 
   constructor(private readonly options: ViewerOptions) {
     this.list = options.list;
@@ -69,7 +70,7 @@ export class Viewer {
       zoomTitle: text.zoom,
       arrowPrevTitle: text.previous,
       arrowNextTitle: text.next,
-      errorMsg: text.pictureFailed,
+      errorMsg: options.context.library.pictures === 'jpeg' ? text.noDecoder : text.pictureFailed,
       getViewportSizeFn: () => this.viewport(),
     });
     this.addFilters();
@@ -187,12 +188,16 @@ export class Viewer {
     this.stopSlideshow();
     if (document.fullscreenElement) void document.exitFullscreen();
     for (const movie of this.movies.values()) movie.pause();
+    this.stopLive();
     this.options.onClosed(this.pswp.currIndex);
   }
 
   private changed(): void {
     const photo = this.list.get(this.pswp.currIndex);
     this.clearFaces();
+    if (this.photo !== photo?.id) this.stopLive();
+    const live = this.button('live');
+    if (live) live.hidden = !(photo && photo.flags & flagLive);
     if (!photo) {
       this.photo = 0;
       return;
@@ -218,6 +223,7 @@ export class Viewer {
         this.counter = element;
       },
     });
+    this.addButton('live', 7, text.playLive, () => this.toggleLive());
     this.addButton('slideshow', 9, text.slideshow, () => this.toggleSlideshow());
     this.addButton('faces', 8, text.faces, () => this.toggleFaces(), this.options.context.library.people);
     this.addButton('download', 11, text.download, () => this.showDownloads());
@@ -246,6 +252,7 @@ export class Viewer {
     const actions: Record<string, () => void> = {
       i: () => this.toggleInfo(),
       n: () => this.toggleFaces(),
+      l: () => this.toggleLive(),
       s: () => this.toggleSlideshow(),
       d: () => this.showDownloads(),
       Home: () => this.pswp.goTo(0),
@@ -335,6 +342,26 @@ export class Viewer {
     if (!this.faceLayer || !picture) return;
     this.faceLayer.style.width = picture.style.width;
     this.faceLayer.style.height = picture.style.height;
+  }
+
+  // Live photos
+
+  private toggleLive(): void {
+    const photo = this.list.get(this.pswp.currIndex);
+    const slide = this.pswp.currSlide;
+    if (this.livePhoto) return this.stopLive();
+    if (!photo || !(photo.flags & flagLive) || !slide?.holderElement) return;
+    this.livePhoto = new Movie(this.options.context.addresses, photo.id, () => this.stopLive());
+    this.livePhoto.element.classList.add('live');
+    slide.holderElement.append(this.livePhoto.element);
+    this.button('live')?.setAttribute('aria-pressed', 'true');
+  }
+
+  private stopLive(): void {
+    this.livePhoto?.close();
+    this.livePhoto?.element.remove();
+    this.livePhoto = undefined;
+    this.button('live')?.setAttribute('aria-pressed', 'false');
   }
 
   // Slideshow

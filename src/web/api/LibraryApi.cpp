@@ -121,8 +121,8 @@ void LibraryApi::handle(const SharedLibrary& library, const HttpRequest& request
   }
   if (segments.size() != 1) return responder->send(errorReply(404, "unknown"));
   if (name == "library")
-    return answerLater(library, responder, [library, responder](OpenLibrary& open) {
-      std::string json = libraryJson(*library, open);
+    return answerLater(library, responder, [library, responder, &files = files_](OpenLibrary& open) {
+      std::string json = libraryJson(*library, open, files.canDecode());
       open.endReading();
       sendJson(*responder, std::move(json));
     });

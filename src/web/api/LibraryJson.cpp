@@ -71,19 +71,8 @@ bool hasProjects(const OpenLibrary& open) { return shownKind(open.kind(), open.p
 
 Json dayJson(const std::optional<std::int64_t>& date) { return date ? Json(dayOf(*date)) : Json(); }
 
-OpenWebLibrary::Totals totalsOf(const DateOrder& order) {
-  OpenWebLibrary::Totals totals;
-  const PhotoColumns& photos = order.photos();
-  for (const std::uint32_t index : order.all()) {
-    if (photos.rating[index] < 0) continue;
-    ++totals.photos;
-    const auto date = shownDate(photos, index);
-    if (!date) continue;
-    if (!totals.first) totals.first = yearOf(*date);
-    totals.last = yearOf(*date);
-  }
-  return totals;
-}
+// Whether a person has a tile: one whose photos are all rejected is found on them alone.
+bool isShown(const LibraryPerson& person) { return person.count > 0; }
 
 Json searchJson(const SearchIndex::Progress& progress) {
   switch (progress.state) {
@@ -124,9 +113,11 @@ class Suggestions final {
  public:
   explicit Suggestions(const std::string& words) : wanted_(searchWords(words)) {}
   bool wantsMore() const { return !wanted_.empty() && lists_.size() < kMostSuggestions; }
-  void offer(const std::string& list, const std::string& name, const char* kind, std::size_t count) {
-    if (wantsMore() && suggests(wanted_, name))
-      lists_.push_back({{"list", list}, {"name", name}, {"kind", kind}, {"count", count}});
+  void offer(const std::string& list, const std::string& name, const char* kind,
+             std::optional<std::size_t> count) {
+    if (!wantsMore() || !suggests(wanted_, name)) return;
+    lists_.push_back({{"list", list}, {"name", name}, {"kind", kind}});
+    if (count) lists_.back()["count"] = *count;
   }
   std::string text() const { return textOf({{"lists", lists_}}); }
 
@@ -167,7 +158,7 @@ std::string shownKind(LibraryKind kind, const std::string& path) {
   return isAperture ? "Aperture" : "iPhoto";
 }
 
-std::string libraryJson(OpenWebLibrary& library, OpenLibrary& open) {
+std::string libraryJson(OpenWebLibrary& library, OpenLibrary& open, bool canDecode) {
   Json json{{"id", library.id()}, {"name", nameOfLibraryFolder(library.path())}};
   const auto order =
       open.state() == OpenLibrary::State::Ready ? library.orderOf(open) : std::shared_ptr<const DateOrder>();
@@ -180,11 +171,12 @@ std::string libraryJson(OpenWebLibrary& library, OpenLibrary& open) {
   library.setTotals(totalsOf(*order));
   addCounts(json, *order);
   json["events"] = hasProjects(open) ? "projects" : "events";
-  json["people"] = !open.lists().people().empty();
+  json["people"] = std::ranges::any_of(open.lists().people(), isShown);
   json["keywords"] = !open.lists().keywords().all().empty();
   const SearchIndex::Progress progress = library.search().progress();
   json["search"] = searchJson(progress);
   json["searchDone"] = progress.percent;
+  json["pictures"] = canDecode ? "all" : "jpeg";
   return textOf(json);
 }
 
@@ -230,6 +222,7 @@ std::string eventsJson(OpenWebLibrary&, OpenLibrary& open) {
 std::string peopleJson(OpenWebLibrary&, OpenLibrary& open) {
   Json people = Json::array();
   for (const LibraryPerson& person : open.lists().people()) {
+    if (!isShown(person)) continue;
     people.push_back({{"list", personText(person)},
                       {"name", person.name},
                       {"count", person.count},
@@ -256,7 +249,7 @@ std::string suggestionsJson(OpenWebLibrary& library, OpenLibrary& open, const st
   Suggestions suggestions(words);
   if (!suggestions.wantsMore()) return suggestions.text();
   for (const LibraryPerson& each : open.lists().people())
-    suggestions.offer(personText(each), each.name, "person", each.count);
+    if (isShown(each)) suggestions.offer(personText(each), each.name, "person", each.count);
   for (const LibraryContainer& each : open.lists().containers()) {
     const char* kind = each.kind == LibraryContainer::Kind::Event    ? "event"
                        : each.kind == LibraryContainer::Kind::Folder ? "folder"
@@ -265,8 +258,9 @@ std::string suggestionsJson(OpenWebLibrary& library, OpenLibrary& open, const st
   }
   for (const Keyword& each : open.lists().keywords().all())
     suggestions.offer(keywordText(each), each.name, "keyword", each.count);
+  // What the search will find is known when it is made.
   for (const IndexedPlace& each : library.search().places())
-    suggestions.offer("search:" + each.name, each.name, "place", static_cast<std::size_t>(each.photos));
+    suggestions.offer("search:" + each.name, each.name, "place", std::nullopt);
   return suggestions.text();
 }
 

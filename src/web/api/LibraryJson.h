@@ -7,8 +7,8 @@
 
 namespace moxtel {
 
-// Also of a library that is away. Wants the index for the search.
-std::string libraryJson(OpenWebLibrary& library, OpenLibrary& open);
+// Also of a library that is away. Wants the index for the search. canDecode: pictures that are no JPEGs.
+std::string libraryJson(OpenWebLibrary& library, OpenLibrary& open, bool canDecode);
 
 std::string albumsJson(OpenWebLibrary& library, OpenLibrary& open);
 std::string eventsJson(OpenWebLibrary& library, OpenLibrary& open);

@@ -162,9 +162,9 @@ std::string photoJson(OpenWebLibrary& library, OpenLibrary& open, LibraryFileHan
   addText(json, "place", placeOf(photo->place));
   json["edited"] = photo->isAdjusted;
   addOriginal(json, open, *photo);
-  if (photo->isMovie) {
+  if (photo->isMovie || !photo->livePath.empty()) {
     const std::string movie = files.movieJson(library, open, *photo);
-    if (!movie.empty()) json["movie"] = Json::parse(movie, nullptr, false);
+    if (!movie.empty()) json[photo->isMovie ? "movie" : "live"] = Json::parse(movie, nullptr, false);
   }
   return json.dump(-1, ' ', false, Json::error_handler_t::replace);
 }

@@ -1,6 +1,7 @@
 #include "web/files/FileHandlers.h"
 
 #include "platform/files/FileCache.h"
+#include "platform/files/Files.h"
 #include "web/files/MovieConverter.h"
 #include "web/files/MovieRequests.h"
 #include "web/files/PictureMaker.h"
@@ -27,7 +28,8 @@ std::optional<std::pair<std::int64_t, std::string>> movieName(const std::string&
 
 struct FileHandlers::Parts {
   Parts(const FileHandlersOptions& options, ProcessRunner& processes, const AddressSigner& signer)
-      : cache(options.cacheFolder + "/pictures", options.cacheBytes),
+      : pictureDecoder(options.pictureDecoder),
+        cache(options.cacheFolder + "/pictures", options.cacheBytes),
         maker(cache, processes, options.pictureDecoder),
         converter(cache, processes, options.movieConverter),
         pictures(cache, maker),
@@ -38,6 +40,7 @@ struct FileHandlers::Parts {
   bool answerPicture(FileTask task, const std::string& what, Segments rest);
   bool answerJson(FileTask task, Segments segments);
 
+  const std::string pictureDecoder;
   FileCache cache;
   PictureMaker maker;
   MovieConverter converter;
@@ -60,6 +63,8 @@ void FileHandlers::handle(const std::shared_ptr<WebLibrary>& library, const Http
 std::string FileHandlers::movieJson(WebLibrary& library, OpenLibrary& open, const PhotoFacts& movie) {
   return parts_->movies.stateJson(library, open, movie, false);
 }
+
+bool FileHandlers::canDecode() const { return isReadable(parts_->pictureDecoder); }
 
 bool FileHandlers::Parts::answer(FileTask task, Segments segments) {
   if (segments.size() == 4 && segments[0] == "api") return answerJson(std::move(task), segments);

@@ -29,6 +29,7 @@ class FileHandlers final : public LibraryFileHandler {
   void handle(const std::shared_ptr<WebLibrary>& library, const HttpRequest& request,
               std::span<const std::string> segments, std::shared_ptr<HttpResponder> responder) override;
   std::string movieJson(WebLibrary& library, OpenLibrary& open, const PhotoFacts& movie) override;
+  bool canDecode() const override;
 
  private:
   struct Parts;

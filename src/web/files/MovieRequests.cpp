@@ -12,6 +12,8 @@ namespace {
 
 bool isOpen(const OpenFile& file) { return file.state == FileState::Open; }
 
+bool hasMovie(const PhotoFacts& photo) { return photo.isMovie || !photo.livePath.empty(); }
+
 std::string json(const char* state, int percent, const std::string& url) {
   std::string text = std::string("{\"state\":\"") + state + "\"";
   if (percent >= 0) text += ",\"percent\":" + std::to_string(percent);
@@ -25,8 +27,12 @@ MovieRequests::Movie MovieRequests::movieOf(const WebLibrary& library, OpenLibra
                                             const PhotoFacts& photo) {
   PhotoFiles files(open);
   Movie movie;
-  if (photo.isAdjusted) movie.found = files.edited(photo);
-  if (!isOpen(movie.found.file)) movie.found = files.original(photo);
+  if (!photo.isMovie) {
+    movie.found = files.live(photo);
+  } else {
+    if (photo.isAdjusted) movie.found = files.edited(photo);
+    if (!isOpen(movie.found.file)) movie.found = files.original(photo);
+  }
   if (!isOpen(movie.found.file)) return movie;
   properties::ByteSource source(movie.found.file);
   movie.kind = movieKindOf(source);
@@ -73,7 +79,7 @@ void MovieRequests::state(FileTask task) {
   const auto library = task.library;
   const auto answer = [this, task](OpenLibrary& open) {
     const auto photo = PhotoFiles(open).shown(task.id);
-    if (!photo || !photo->isMovie) return task.sendUnknown();
+    if (!photo || !hasMovie(*photo)) return task.sendUnknown();
     task.send(jsonReply(stateJson(*task.library, open, *photo, task.wants("start"))));
   };
   if (!library->post(answer)) task.sendBusy();
@@ -83,7 +89,7 @@ void MovieRequests::file(FileTask task, const std::string& extension) {
   const auto library = task.library;
   const auto answer = [this, task, extension](OpenLibrary& open) {
     const auto photo = PhotoFiles(open).shown(task.id);
-    if (!photo || !photo->isMovie) return task.sendUnknown();
+    if (!photo || !hasMovie(*photo)) return task.sendUnknown();
     Movie movie = movieOf(*task.library, open, *photo);
     if (task.wants("made")) {
       OpenFile made = cache_.open(movie.key);

@@ -1,5 +1,5 @@
-// Answers requests for movies: the file as it is where browsers play it, else a converted one, and the state
-// of that. Any thread.
+// Answers requests for movies, and for the movies of live photos: the file as it is where browsers play it,
+// else a converted one, and the state of that. Any thread.
 #pragma once
 
 #include <string>

@@ -112,6 +112,11 @@ PlacedFile PhotoFiles::edited(const PhotoFacts& photo) {
   return firstOf(photo.editedPaths);
 }
 
+PlacedFile PhotoFiles::live(const PhotoFacts& photo) {
+  library_.endReading();
+  return photo.livePath.empty() ? PlacedFile() : firstOf({photo.livePath});
+}
+
 PictureFile PhotoFiles::best(const PhotoFacts& photo) {
   if (!photo.isMovie && (photo.isAdjusted || photo.isRaw || photo.editedIsUpToDate)) {
     PlacedFile found = edited(photo);

@@ -57,6 +57,8 @@ class PhotoFiles final {
   PlacedFile original(const PhotoFacts& photo);
   // The full-size picture of an edited photo; upright.
   PlacedFile edited(const PhotoFacts& photo);
+  // The movie of a live photo.
+  PlacedFile live(const PhotoFacts& photo);
   // The best file to make a large picture from: what the photo looks like after edits. Of a movie, its
   // poster.
   PictureFile best(const PhotoFacts& photo);

@@ -10,8 +10,11 @@ namespace moxtel {
 
 namespace {
 
-constexpr std::array<std::string_view, 8> kViews{"photos",   "albums", "events", "people",
-                                                 "keywords", "search", "list",   "flagged"};
+constexpr std::array<std::string_view, 7> kViews{"photos",   "albums", "events", "people",
+                                                 "keywords", "search", "list"};
+// Below a library, what is no page.
+constexpr std::array<std::string_view, 10> kDataFolders{"api",   "thumb",    "square", "face",  "preview",
+                                                        "large", "original", "edited", "movie", "zip"};
 constexpr std::array<std::string_view, 2> kPublicFolders{"assets", "icons"};
 constexpr std::array<std::string_view, 5> kPublicFiles{"check", "manifest.webmanifest", "favicon.ico",
                                                        "robots.txt", "login"};
@@ -89,7 +92,12 @@ bool isPublicAddress(const std::vector<std::string>& segments) {
 bool isPageAddress(const std::vector<std::string>& segments) {
   if (segments.empty()) return true;
   if (segments[0] != "l" || segments.size() < 2) return false;
-  return segments.size() == 2 || std::ranges::find(kViews, segments[2]) != kViews.end();
+  return segments.size() == 2 || std::ranges::find(kDataFolders, segments[2]) == kDataFolders.end();
+}
+
+bool isView(const std::vector<std::string>& segments) {
+  return isPageAddress(segments) &&
+         (segments.size() <= 2 || std::ranges::find(kViews, segments[2]) != kViews.end());
 }
 
 HttpGate::HttpGate(const ClientRules& rules, WebAccess& access, LoginPage loginPage)

@@ -51,7 +51,9 @@ class HttpGate final {
 // Whether everybody may request an address, given the segments of its path, because it is the same on every
 // server.
 bool isPublicAddress(const std::vector<std::string>& segments);
-// Whether a browser shows the page at an address: "/", and the views of a library.
+// Whether a browser shows the page at an address: "/", and below a library what is neither a file nor JSON.
 bool isPageAddress(const std::vector<std::string>& segments);
+// Whether the page has a view for it.
+bool isView(const std::vector<std::string>& segments);
 
 }  // namespace moxtel

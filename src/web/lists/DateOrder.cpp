@@ -73,6 +73,20 @@ bool DateOrder::isSorted(std::span<const std::uint32_t> indexes) const {
   });
 }
 
+LibraryTotals totalsOf(const DateOrder& order) {
+  LibraryTotals totals;
+  const PhotoColumns& photos = order.photos();
+  for (const std::uint32_t index : order.all()) {
+    if (photos.rating[index] < 0) continue;
+    ++totals.photos;
+    const auto date = shownDate(photos, index);
+    if (!date) continue;
+    if (!totals.first) totals.first = yearOf(*date);
+    totals.last = yearOf(*date);
+  }
+  return totals;
+}
+
 std::vector<std::uint32_t> indexesOf(const PhotoColumns& photos, std::span<const std::int64_t> modelIds) {
   std::vector<std::uint32_t> indexes;
   indexes.reserve(modelIds.size());

@@ -39,6 +39,13 @@ class DateOrder final {
   std::vector<std::uint32_t> order_;
 };
 
+// What a library's card says: how many photos are shown, and the years of the first and the last one.
+struct LibraryTotals {
+  std::int64_t photos = 0;
+  std::optional<int> first, last;
+};
+LibraryTotals totalsOf(const DateOrder& order);
+
 // The indexes of model ids, in their order, unknown and hidden ones left out.
 std::vector<std::uint32_t> indexesOf(const PhotoColumns& photos, std::span<const std::int64_t> modelIds);
 

@@ -43,6 +43,11 @@ std::optional<std::string> titleOf(LibraryLists& lists, const PhotoList& list) {
   return std::nullopt;
 }
 
+// The rules of smart albums, which may be in folders, have relative dates.
+bool mayFollowTheDay(const ListAddress& address) {
+  return address.kind == ListAddress::Kind::Album || address.kind == ListAddress::Kind::Folder;
+}
+
 bool isOnDay(std::int64_t date, int month, int day) {
   const std::chrono::sys_days sysDay{std::chrono::days(dayOf(date))};
   const std::chrono::year_month_day calendarDay(sysDay);
@@ -68,7 +73,8 @@ std::string versionText(std::uint64_t version) {
 
 std::string ListMaker::versionOf(const OpenLibrary& library, const ListAddress& address) const {
   const std::uint64_t index = address.kind == ListAddress::Kind::Search ? search_.version() : 0;
-  return versionText(library.version() ^ index);
+  const std::uint64_t day = mayFollowTheDay(address) ? static_cast<std::uint64_t>(library.day()) : 0;
+  return versionText(library.version() ^ index ^ day * 0x9e3779b97f4a7c15);
 }
 
 std::shared_ptr<const DateOrder> ListMaker::orderOf(OpenLibrary& library) {

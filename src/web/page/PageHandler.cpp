@@ -55,7 +55,12 @@ HttpReply PageHandler::replyFor(const HttpRequest& request) const {
     reply.body = kRobots;
     return reply;
   }
-  if (isPageAddress(request.segments)) return files_.reply("index.html", request.acceptsGzip);
+  if (isPageAddress(request.segments)) {
+    // The page itself says that it has no such view.
+    HttpReply reply = files_.reply("index.html", request.acceptsGzip);
+    if (!isView(request.segments)) reply.status = 404;
+    return reply;
+  }
   const std::string name = request.path.substr(1);
   return files_.reply(name == "check" ? "check.html" : name, request.acceptsGzip);
 }

@@ -17,6 +17,7 @@
 #include "library/facts/PhotoFactsReader.h"
 #include "platform/loop/CoreLoop.h"
 #include "tests/fakes/RecordingMessages.h"
+#include "tests/library/ServedLibrary.h"
 #include "tests/web/PageFixture.h"
 
 namespace moxtel::test {
@@ -103,6 +104,18 @@ TEST_P(LibraryApiTest, countsListsAsTheyAre) {
       }
     }
   }
+}
+
+TEST_P(LibraryApiTest, listsNobodyWithoutShownPhotos) {
+  if (GetParam() != LibraryKind::IPhoto) GTEST_SKIP() << "the others take their people from elsewhere";
+  {
+    OtherProcess iPhoto(path_ + "/Database/apdb/Library.apdb");
+    ASSERT_EQ(iPhoto.execute("UPDATE RKVersion SET mainRating = -1"), 0);
+  }
+  Page page(path_);
+  EXPECT_EQ(page.api("people")["people"], Json::array());
+  EXPECT_EQ(page.api("library")["people"], false);
+  for (const Json& each : page.api("suggest?q=a")["lists"]) EXPECT_NE(each["kind"], "person");
 }
 
 TEST_P(LibraryApiTest, describesEachPhoto) {

@@ -5,6 +5,7 @@
 #include <fstream>
 #include <set>
 
+#include "library/facts/PhotoFactsReader.h"
 #include "makelibrary/MakeLibrary.h"
 #include "makelibrary/SamplePlan.h"
 #include "pictures/codec/Jpeg.h"
@@ -438,6 +439,62 @@ TEST_F(FileHandlersTest, playsMoviesThatBrowsersPlay) {
   EXPECT_EQ(file->body(), contentOf(master(photo)));
   EXPECT_EQ(get({"movie", id + ".mp4"})->reply().status, 404);
   EXPECT_EQ(get("original", photo)->body(), contentOf(master(photo)));
+}
+
+class LivePhotoTest : public MovieTest {};
+
+TEST_F(LivePhotoTest, playsTheMovieBesideThePicture) {
+  makelibrary::MakeLibraryOptions made;
+  made.folder = folder_.path() / "library";
+  made.kind = makelibrary::LibraryKind::Photos11;
+  made.photos = 60;
+  made.images = makelibrary::Images::None;
+  makelibrary::makeLibrary(made);
+  const std::string root = made.folder;
+  test::OtherProcess photos(root + "/database/Photos.sqlite");
+  ASSERT_EQ(photos.execute("UPDATE ZASSET SET ZKINDSUBTYPE = 2 WHERE ZKIND = 0"), 0);
+  const auto library = std::make_shared<TestWebLibrary>(root);
+  std::vector<PhotoFacts> live;
+  ASSERT_TRUE(library->post([&](OpenLibrary& open) {
+    EXPECT_TRUE(open.facts().read(1, 60, [&](const PhotoFacts& photo) {
+      if (!photo.livePath.empty() && !photo.isHidden && !photo.isInTrash) live.push_back(photo);
+      return true;
+    }));
+  }));
+  library->finish();
+  ASSERT_GE(live.size(), 2U);
+  fs::create_directories(fs::path(live[0].livePath).parent_path());
+  fs::copy_file(movie("live.mov", {"-c:v", "libx264", "-pix_fmt", "yuv420p", "-c:a", "aac"}),
+                live[0].livePath);
+  FakeSigner signer;
+  SystemProcessRunner processes;
+  FileHandlersOptions options;
+  options.cacheFolder = folder_.path() / "cache";
+  FileHandlers handlers(options, processes, signer);
+  const auto get = [&](const std::vector<std::string>& segments) {
+    auto responder = std::make_shared<RecordingResponder>();
+    handlers.handle(library, HttpRequest(), segments, responder);
+    responder->reply();
+    return responder;
+  };
+  const std::string id = std::to_string(live[0].modelId);
+  EXPECT_THAT(get({"api", "1", "movie", id})->body().value_or(""), HasSubstr("\"ready\",\"url\""));
+  EXPECT_EQ(get({"movie", id + ".mov"})->reply().type, "video/quicktime");
+  EXPECT_EQ(get({"movie", id + ".mov"})->body(), contentOf(live[0].livePath));
+  // Its movie is only in the cloud.
+  const std::string other = std::to_string(live[1].modelId);
+  EXPECT_EQ(get({"api", "1", "movie", other})->body(), R"({"state":"none"})");
+  EXPECT_EQ(get({"movie", other + ".mov"})->reply().status, 404);
+  library->finish();
+}
+
+TEST_F(FileHandlersTest, saysWhetherPicturesCanBeDecoded) {
+  serve();
+  EXPECT_TRUE(handlers_->canDecode());
+  FileHandlersOptions options;
+  options.cacheFolder = folder_.path() / "cache";
+  options.pictureDecoder = folder_.path() / "missing";
+  EXPECT_FALSE(FileHandlers(options, processes_, signer_).canDecode());
 }
 
 TEST_F(FileHandlersTest, convertsMoviesOnRequest) {

@@ -74,6 +74,7 @@ TEST_F(HttpGateTest, sendsBrowsersWithoutKeyToTheForm) {
   EXPECT_EQ(location(refused("/")), "/login");
   EXPECT_EQ(location(refused("/l/k/list/album:3?order=new")), "/login?to=/l/k/list/album:3%3Forder%3Dnew");
   EXPECT_EQ(refused("/").status, 303);
+  EXPECT_EQ(location(refused("/l/k/nonsense")), "/login?to=/l/k/nonsense");
 }
 
 TEST_F(HttpGateTest, refusesDataWithoutKey) {

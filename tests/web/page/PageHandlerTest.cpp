@@ -61,6 +61,16 @@ TEST(PageHandler, knowsNoOtherFiles) {
   }
 }
 
+TEST(PageHandler, showsThePageForAViewThatItDoesNotHave) {
+  const std::string page = std::get<std::string>(ask("/l/k/photos").body);
+  for (const char* path : {"/l/k/nonsense", "/l/k/thumbs", "/l/k/flagged/3"}) {
+    const HttpReply reply = ask(path);
+    EXPECT_EQ(reply.status, 404) << path;
+    EXPECT_EQ(reply.type, "text/html; charset=utf-8");
+    EXPECT_EQ(std::get<std::string>(reply.body), page);
+  }
+}
+
 TEST(PageHandler, keepsSearchEnginesAway) {
   EXPECT_EQ(std::get<std::string>(ask("/robots.txt").body), "User-agent: *\nDisallow: /\n");
 }

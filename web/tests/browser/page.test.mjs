@@ -161,6 +161,35 @@ function inEveryBrowser(name) {
       await close(page);
     });
 
+    test('plays the movie of a live photo once', async () => {
+      const page = await open(browser, library.small + '/photos');
+      await untilTiles(page);
+      const live = await page.$eval('.badges.live', (badges) => Number(/photo\/(\d+)/.exec(badges.closest('.tile').getAttribute('href'))[1]));
+      await openViewer(page, live);
+      await page.click('.pswp__button--live');
+      await until(page, () => document.querySelector('.movie.live video')?.readyState >= 1);
+      assert.equal(await page.$eval('.movie.live video', (video) => video.controls), false);
+      await page.$eval('.movie.live video', (video) => {
+        video.currentTime = video.duration;
+        void video.play();
+      });
+      await until(page, () => !document.querySelector('.movie.live'));
+      // Other photos have no such button.
+      await page.keyboard.press('l');
+      await page.waitForSelector('.movie.live');
+      await page.keyboard.press('l');
+      assert.equal(await page.$('.movie.live'), null);
+      await close(page);
+    });
+
+    test('says that there is no such view, and leads on', async () => {
+      const page = await open(browser, library.small + '/nonsense');
+      await until(page, () => /nothing at this address/.test(document.body.textContent));
+      await page.click('.notice a');
+      await untilTiles(page);
+      await close(page);
+    });
+
     test('speaks German', async () => {
       const page = await open(browser, library.small + '/photos', desktop, { language: 'de-CH' });
       await untilTiles(page);

@@ -56,7 +56,7 @@ class MockLibrary {
     const movie = random(id * 3) < 0.03;
     const flags =
       (movie ? 1 : 0) | (random(id * 5) < 0.06 ? 2 : 0) | (!movie && random(id * 11) < 0.05 ? 4 : 0) |
-      (random(id * 13) < 0.1 ? 8 : 0) | (Math.max(0, Math.floor(random(id * 17) * 12) - 6) << 8);
+      (random(id * 13) < 0.1 ? 8 : 0) | (!movie && random(id * 23) < 0.2 ? 16 : 0) | (Math.max(0, Math.floor(random(id * 17) * 12) - 6) << 8);
     return {
       id,
       date: this.dayOf[index] * 86400 + 28800 + Math.floor(random(id * 19) * 43200),
@@ -250,6 +250,7 @@ function facts(library, id) {
     position: [47.3712, 8.541, 408], place: 'Zürich, Switzerland', edited: !!(photo.flags & 8),
     original: { name: `IMG_${id}.JPG`, bytes: 3_400_000 + id, type: 'image/jpeg' },
     ...(movie ? { movie: { url: `/l/${library.id}/movie/${id}.mp4?s=x`, state: id % 2 === 0 ? 'ready' : 'convert' } } : {}),
+    ...(photo.flags & 16 ? { live: { url: `/l/${library.id}/movie/${id}.mp4?s=x`, state: 'ready' } } : {}),
   };
 }
 

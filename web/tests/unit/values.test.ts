@@ -37,7 +37,8 @@ test('reads addresses of places', () => {
   assert.equal(parseAddress('/l/a/', '').list, 'all');
   assert.equal(parseAddress('/l/a/albums', '?in=folder:3').folder, 'folder:3');
   assert.equal(parseAddress('/l/a/search/no%20date', '').list, 'search:no date');
-  assert.equal(parseAddress('/l/a/nonsense', '').place, 'photos');
+  assert.equal(parseAddress('/l/a/nonsense', '').place, 'unknown');
+  assert.equal(parseAddress('/l/a/list', '').place, 'unknown');
   assert.equal(parseAddress('/l/a/list/album:1/photo/x', '').photo, 0);
   assert.equal(parseAddress('/l/a/photos', '?rating=9&stars=-1&label=x').filters.rating, 0);
   assert.equal(parseAddress('/l/%E0%A4%A/photos', '').library, '%E0%A4%A');
