@@ -27,6 +27,9 @@ FAULTS = {
     "dup2": ("EMFILE", "EINTR"),
     "dup3": ("EMFILE", "EINTR"),
     "close_range": ("EMFILE",),
+    "epoll_create1": ("EMFILE", "ENFILE"),
+    "epoll_ctl": ("ENOMEM", "ENOSPC"),
+    "epoll_wait": ("EINTR",),
     "eventfd2": ("EMFILE", "ENFILE"),
     "execve": ("ENOMEM", "EACCES"),
     "fcntl": ("EAGAIN", "ENOLCK", "EINTR", "EMFILE"),
@@ -69,6 +72,7 @@ FAULTS = {
     "recvmsg": ("EINTR", "EAGAIN", "ENOMEM"),
     "rename": ("ENOSPC", "EACCES"),
     "rmdir": ("EACCES", "EBUSY"),
+    "sendfile": ("EIO", "EAGAIN", "EINTR", "ECONNRESET"),
     "sendmsg": ("EPIPE", "ECONNRESET", "ENOBUFS", "EINTR", "EAGAIN", SHORT),
     "sendto": ("EPIPE", "EINTR", "EAGAIN", SHORT),
     "set_mempolicy": ("EPERM",),
@@ -131,7 +135,9 @@ def sample(count, whole, most):
     return [*range(1, first + 1), *range(first + 1, count + 1, -(-(count - first) // (most - first)))]
 
 
-class Calls(FaultTestCase):
+class CallsTestCase(FaultTestCase):
+    """Makes the calls fail while something is done, each in turn."""
+
     SOME = 20  # faults per request; the full set takes an hour
 
     @classmethod
@@ -150,12 +156,15 @@ class Calls(FaultTestCase):
         self.assertFalse(unknown, "calls that are neither in FAULTS nor in INFALLIBLE")
         return {name: number for name, number in sorted(counts.items()) if name in FAULTS}
 
-    def fresh_server(self, *arguments):
+    def make_server(self):
+        return TracedServer(self.library)
+
+    def fresh_server(self):
         """Starts a new server after a failure: the old one may hang, or have ended."""
         if self.server:
             self.server.process.kill()
             self.server.process.wait()
-        self.server = TracedServer(self.library, *arguments)
+        self.server = self.make_server()
         self.addCleanup(self.server.stop)
         self.server.__enter__()
         self.note_base(self.server)
@@ -200,10 +209,6 @@ class Calls(FaultTestCase):
                     totals[kind] += 1
         return totals
 
-    def ask(self, request):
-        data = moxteltest.request(request[0], **request[1])
-        return lambda: faultserver.ask_once(self.server.port, data)
-
     def setUp(self):
         self.server = None
         self.fresh_server()
@@ -213,6 +218,12 @@ class Calls(FaultTestCase):
         self.assertTrue(totals, "no call failed")
         self.rows.append((what, sum(totals.values()), dict(totals)))
         print(self.rows[-1], flush=True)
+
+
+class Calls(CallsTestCase):
+    def ask(self, request):
+        data = moxteltest.request(request[0], **request[1])
+        return lambda: faultserver.ask_once(self.server.port, data)
 
     def test_each_call_for_each_request(self):
         for request in self.requests.all:

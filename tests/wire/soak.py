@@ -1,14 +1,17 @@
 #!/usr/bin/env python3
 """Sends many mixed requests over many connections and checks every reply and the growth of memory and descriptors.
 
-    soak.py [--requests N] [--connections N] [--photos N] [--seed N] [--kind KIND]
+    soak.py [--requests N] [--connections N] [--page N] [--photos N] [--seed N] [--kind KIND]
 
+A browser opens the page beside each connection, --page times: lists, pictures, searches, archives that it breaks off.
 First sends each request of the mix once and compares its reply with the model of the library, or with the delivered
 file; from then on every reply must have the same bytes. Prints the growth of memory and descriptors after the first
 tenth of the connections; exits with 1 if they grew.
 """
 
 import argparse
+import http.client
+import json
 import os
 import pathlib
 import random
@@ -192,6 +195,62 @@ class MixOfKind(Mix):
         return lambda envelope: sorted(map(dict, envelope["result"]), key=lambda one: one["ModelId"]) == expected
 
 
+class PageMix:
+    """Requests of browsers, each over a connection of its own, with their expected replies."""
+
+    ARCHIVE = 20  # of so many requests one begins an archive, and breaks it off
+
+    def __init__(self, server, port, seed):
+        self.server, self.port = server, port
+        self.roll = random.Random(seed)
+        self.asked = 0
+        root = "/l/%s/" % moxteltest.wait_for(self.library, "the page's library")
+        moxteltest.wait_for(lambda: json.loads(self.get(root + "api/1/library")[1])["search"] == "ready", "the index")
+        version = json.loads(self.get(root + "api/1/list/all")[1])["version"]
+        photos = json.loads(self.get(root + "api/1/list/all/0?v=" + version)[1])["id"]
+        ids = [sum(photos[:end + 1]) for end in range(min(40, len(photos)))]
+        names = ["photos", "assets/nothing", "api/1/library", "api/1/albums", "api/1/events", "api/1/people",
+                 "api/1/keywords", "api/1/list/all", "api/1/list/all?order=new&rating=1", "api/1/list/flagged",
+                 "api/1/list/all/0?v=" + version, "api/1/list/search:img", "api/1/list/search:2009", "api/1/suggest?q=a",
+                 "api/1/list/all/0?v=old", "api/1/zip/all", "nonsense", "api/1/list/album:999999"]
+        for number in ids:
+            names += [name % number for name in ("thumb/%d", "square/%d", "preview/%d", "api/1/photo/%d", "original/%d")]
+        self.archive = root + "zip/all"
+        self.expected = {root + name: self.get(root + name) for name in names}
+        good = sum(status == 200 for status, _ in self.expected.values())
+        if good < 0.9 * len(names):
+            raise AssertionError("only %d of %d addresses answer" % (good, len(names)))
+
+    def library(self):
+        try:
+            libraries = json.loads(self.get("/api/1/libraries")[1])["libraries"]
+        except (OSError, http.client.HTTPException):
+            return None
+        return libraries[0]["id"] if libraries else None
+
+    def get(self, address, most=None):
+        """Status and body; with a limit, so many bytes of it."""
+        connection = http.client.HTTPConnection("127.0.0.1", self.port, timeout=60)
+        try:
+            connection.request("GET", address, headers={"Connection": "close"})
+            reply = connection.getresponse()
+            return reply.status, reply.read(most)
+        finally:
+            connection.close()
+
+    def ask(self):
+        self.asked += 1
+        if self.asked % self.ARCHIVE == 0:
+            status, body = self.get(self.archive, 5000)
+            if (status, body[:2]) != (200, b"PK"):
+                raise AssertionError("no archive: %d %r" % (status, body[:100]))
+            return
+        address = self.roll.choice(list(self.expected))
+        reply = self.get(address)
+        if reply != self.expected[address]:
+            raise AssertionError("a different reply to %s after %d requests: %d %.200r" % (address, self.asked, *reply))
+
+
 def memory_in_use(pid):
     """Private memory of the process in bytes."""
     with open("/proc/%d/smaps_rollup" % pid) as facts:
@@ -219,8 +278,8 @@ def slope(samples):
     return sum((x - middle) * y for x, y in samples) / square
 
 
-def has_connection(server):
-    return any(local == server.port and state in (moxteltest.TCP_ESTABLISHED, TCP_CLOSE_WAIT)
+def has_connection(server, page_port):
+    return any(local in (server.port, page_port) and state in (moxteltest.TCP_ESTABLISHED, TCP_CLOSE_WAIT)
                for local, _, state, _ in moxteltest.tcp_sockets())
 
 
@@ -236,19 +295,21 @@ class Soak:
             library = moxteltest.make_library(folder / "Library", "--images", "small", "--photos", self.options.photos,
                                               "--kind", self.options.kind)
             before = moxteltest.hash_of_library(library)
-            with moxteltest.Server(library) as server:
+            page_port = moxteltest.free_port() if self.options.page else 0
+            with moxteltest.Server(library, "-WebAccess", "open", web_port=page_port) as server:
                 with moxteltest.Client(server) as client:
                     iphoto = self.options.kind == "iphoto"
                     mix = Mix(client, library) if iphoto else MixOfKind(client, library, self.options.kind)
                     mix.add_all()
-                self.ask_all(server, mix.chooser(self.options.seed), len(mix.entries))
+                page = PageMix(server, page_port, self.options.seed) if page_port else None
+                self.ask_all(server, mix.chooser(self.options.seed), len(mix.entries), page)
             if moxteltest.hash_of_library(library) != before:
                 raise AssertionError("the library was changed")
         finally:
             shutil.rmtree(folder)
         return self.judge()
 
-    def ask_all(self, server, chosen, kinds):
+    def ask_all(self, server, chosen, kinds, page):
         each = max(1, self.options.requests // self.options.connections)
         interval = max(1, self.options.connections // 100)
         start = time.monotonic()
@@ -260,13 +321,16 @@ class Soak:
                     if client.receive_raw() != expected:
                         raise AssertionError("a different reply to %r after %d requests" % (data, self.asked))
                     self.asked += 1
+                for _ in range(self.options.page):
+                    page.ask()
             if number % interval == 0:
-                moxteltest.wait_for(lambda: not has_connection(server), "the disconnection")
+                moxteltest.wait_for(lambda: not has_connection(server, page.port if page else 0), "the disconnection")
                 pid = server.process.pid
                 self.samples.append((number, memory_in_use(pid), descriptors(pid)))
         seconds = time.monotonic() - start
-        print("%d requests of %d kinds over %d connections in %.0f s, every reply right" %
-              (self.asked, kinds, self.options.connections, seconds))
+        print("%d requests of %d kinds over %d connections, and %d of browsers to %d addresses, in %.0f s, every reply "
+              "right" % (self.asked, kinds, self.options.connections, page.asked if page else 0,
+                         len(page.expected) if page else 0, seconds))
 
     def judge(self):
         settled = [sample for sample in self.samples if sample[0] * 10 >= self.options.connections]
@@ -295,6 +359,7 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("--requests", type=int, default=1_000_000)
     parser.add_argument("--connections", type=int, default=10_000)
+    parser.add_argument("--page", type=int, default=3, help="requests of browsers beside each connection; 0: none")
     parser.add_argument("--photos", type=int, default=200)
     parser.add_argument("--seed", type=int, default=1)
     parser.add_argument("--kind", default="iphoto", choices=["iphoto", *MixOfKind.KINDS])
