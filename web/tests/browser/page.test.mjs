@@ -164,8 +164,14 @@ function inEveryBrowser(name) {
     test('plays the movie of a live photo once', async () => {
       const page = await open(browser, library.small + '/photos');
       await untilTiles(page);
-      const live = await page.$eval('.badges.live', (badges) => Number(/photo\/(\d+)/.exec(badges.closest('.tile').getAttribute('href'))[1]));
-      await openViewer(page, live);
+      const live = await page.evaluate(async () => {
+        for (let id = 1; id <= 60; id++) {
+          if ((await (await fetch(`/l/small/api/1/photo/${id}`)).json()).live) return id;
+        }
+        return 0;
+      });
+      await page.goto(page.url().replace('/photos', `/list/all/photo/${live}`));
+      await untilPhoto(page, live);
       await page.click('.pswp__button--live');
       await until(page, () => document.querySelector('.movie.live video')?.readyState >= 1);
       assert.equal(await page.$eval('.movie.live video', (video) => video.controls), false);
