@@ -38,9 +38,11 @@ void LoadedLibrary::readAttributes() {
   const FileStamp stamp = path ? stampOf(*path) : FileStamp{.error = ENOENT};
   if (stamp.kind == FileStamp::Kind::Missing) {
     const std::string why = std::error_code(stamp.error, std::generic_category()).message();
-    messages_.showTitle("Error",
-                        unreadableDataMessage("iPhoto or Aperture data",
-                                              path ? *path + ": " + why : "no library path is known"));
+    // The advice would be wrong for a library whose kind is known: its name comes with the start's lines.
+    if (databases_.layout().kind != LibraryKind::OlderAperture)
+      messages_.showTitle("Error",
+                          unreadableDataMessage("iPhoto or Aperture data",
+                                                path ? *path + ": " + why : "no library path is known"));
     runStandalone_ = true;
     return;
   }

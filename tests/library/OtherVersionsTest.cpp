@@ -281,6 +281,15 @@ TEST_F(DatabaseProblemsTest, servesNothingOfALibraryOfPhotos1) {
   EXPECT_EQ(countLibrary(served.databases).albums, 0);
 }
 
+TEST_F(DatabaseProblemsTest, listsNoFacesOfALibraryOfPhotos1) {
+  files.insert("RKFaceName", Dictionary{{"uuid", "f"}, {"name", "Ann"}, {"faceKey", 1}});
+  files.execute(DatabaseFile::Library, "ALTER TABLE RKVersion RENAME COLUMN projectUuid TO momentUuid");
+  EXPECT_EQ(countLibrary(served.databases).faces, std::nullopt);
+  served.loop.advance(std::chrono::seconds(6));
+  served.databases.beginCommand();
+  EXPECT_FALSE(served.databases.run(DatabaseFile::Faces, "SELECT uuid FROM RKFaceName", {}).step());
+}
+
 TEST_F(DatabaseProblemsTest, namesMissingTablesAndColumnsOnce) {
   files.execute(DatabaseFile::Library,
                 "DROP TABLE RKNote; ALTER TABLE RKFolder RENAME COLUMN minImageDate TO other");

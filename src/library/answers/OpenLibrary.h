@@ -1,6 +1,6 @@
 // One library with everything that reads it, on one thread: without a photo application, without scripts and
 // without the user's settings. Several may be open at a time, of the same library as well, each on a thread
-// of its own; they share nothing.
+// of its own. Of the same library they share what is made once and then only read (SharedDatabases.h).
 //
 // The thread runs the loop, on which the databases end what a task left open; a CoreLoop on any thread will
 // do:

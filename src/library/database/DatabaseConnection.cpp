@@ -108,8 +108,8 @@ bool BusyBudget::wait() {
 
 DatabaseConnection::DatabaseConnection(const std::string& path, GuardedVfs& vfs, Access access,
                                        BusyBudget& budget, const SchemaAdapter& adapter,
-                                       std::uint64_t cacheSize)
-    : adapter_(adapter) {
+                                       std::uint64_t cacheSize, HelperSource helpers)
+    : adapter_(adapter), helpers_(std::move(helpers)) {
   openResult_ =
       sqlite3_open_v2(nameFor(path, access).c_str(), &database_,
                       flagsFor(access) | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE, vfs.name());
@@ -128,6 +128,9 @@ DatabaseConnection::DatabaseConnection(std::span<const std::uint8_t> image, Busy
                                     static_cast<sqlite3_int64>(image.size()),
                                     static_cast<sqlite3_int64>(image.size()), SQLITE_DESERIALIZE_READONLY);
   if (!opened()) return;
+  // Its pages are read where they are, not copied.
+  const std::string pragma = "PRAGMA main.mmap_size=" + std::to_string(image.size());
+  sqlite3_exec(database_, pragma.c_str(), nullptr, nullptr, nullptr);
   configure(budget, kCacheSize);
   limitWork(image.size(), budget);
 }
@@ -148,6 +151,16 @@ bool DatabaseConnection::usesLog() const {
       !file->pMethods)
     return false;
   return file->pMethods->xRead(file, &version, 1, kReadVersion) == SQLITE_OK && version == 2;
+}
+
+int DatabaseConnection::makeWhole() {
+  beginWork();
+  sqlite3_set_authorizer(database_, nullptr, nullptr);
+  sqlite3_exec(database_, "PRAGMA synchronous=OFF", nullptr, nullptr, nullptr);
+  const int code = sqlite3_exec(database_, "PRAGMA main.journal_mode=DELETE", nullptr, nullptr, nullptr);
+  const int extended = code == SQLITE_OK ? SQLITE_OK : lastError();
+  sqlite3_set_authorizer(database_, &authorize, this);
+  return extended;
 }
 
 void DatabaseConnection::configure(BusyBudget& budget, std::uint64_t cacheSize) {
@@ -177,23 +190,35 @@ void DatabaseConnection::limitWork(std::uint64_t bytes, const BusyBudget& budget
 }
 
 // Not when the file is opened: reading its schema takes its lock, for which a busy file must be waited for.
-// What cannot be read now is tried again with the next query, which then fails for the same reason.
-void DatabaseConnection::adaptSchema() {
+// What cannot be read now is tried again with the next query, which then fails for the same reason; false if
+// it could succeed without the views.
+bool DatabaseConnection::adaptSchema() {
   beginWork();
   AdaptedSchema schema = adapter_(database_);
   observe(schema.code);
-  if (schema.code != SQLITE_OK) return;
-  schema_ = std::move(schema);
+  if (schema.code != SQLITE_OK) return true;
   sqlite3_set_authorizer(database_, nullptr, nullptr);
+  isAdapted_ = schema.helperSteps.empty() || attachHelpers(schema.helperSteps);
+  if (isAdapted_) schema_ = std::move(schema);
   for (const std::string& view : schema_.views) {
     observe(sqlite3_exec(database_, view.c_str(), nullptr, nullptr, nullptr));
   }
   sqlite3_set_authorizer(database_, &authorize, this);
-  isAdapted_ = true;
+  return isAdapted_;
+}
+
+bool DatabaseConnection::attachHelpers(const std::vector<HelperStep>& steps) {
+  helperTables_ = helpers_ ? helpers_(database_, steps) : std::make_shared<HelperTables>(database_, steps);
+  if (!helperTables_) return false;
+  observe(helperTables_->code());
+  if (helperTables_->code() != SQLITE_OK) return false;
+  const int code = helperTables_->attachTo(database_);
+  observe(code);
+  return code == SQLITE_OK;
 }
 
 std::shared_ptr<PreparedStatement> DatabaseConnection::statement(std::string_view sql) {
-  if (!isAdapted_) adaptSchema();
+  if (!isAdapted_ && !adaptSchema()) return nullptr;
   auto& kept = statements_[sql.data()];
   if (kept && !kept->inUse) return kept;
   auto fresh = prepare(sql);

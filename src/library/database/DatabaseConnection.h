@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "library/database/GuardedVfs.h"
+#include "library/database/HelperTables.h"
 #include "library/database/SchemaAdapter.h"
 #include "library/database/SqlPlaces.h"
 
@@ -57,7 +58,7 @@ class DatabaseConnection final {
  public:
   enum class Access : std::uint8_t {
     ReadOnly,
-    // A private copy, which SQLite may have to repair before it can be read.
+    // For makeWhole(), on a private copy.
     ReadWrite,
     // Takes no lock and looks at no journal: for a database without one, while it does not change. Pages that
     // were read are kept whatever happens to the file.
@@ -66,10 +67,15 @@ class DatabaseConnection final {
     // may write.
     SharedLog,
   };
+  // The tables that the views of an adapter ask for; null when the program ends. With an error in their
+  // code(), no query can be prepared until the next call succeeds.
+  using HelperSource = std::function<std::shared_ptr<const HelperTables>(
+      sqlite3* database, const std::vector<HelperStep>& steps)>;
   // Opens the file; opened() says whether that worked. Borrows vfs and budget. The adapter makes the
   // temporary views before the first query. cacheSize: bytes of pages that are kept.
   DatabaseConnection(const std::string& path, GuardedVfs& vfs, Access access, BusyBudget& budget,
-                     const SchemaAdapter& adapter, std::uint64_t cacheSize = kCacheSize);
+                     const SchemaAdapter& adapter, std::uint64_t cacheSize = kCacheSize,
+                     HelperSource helpers = {});
   // uuids are scattered over their index: with SQLite's default of 2 MB, an album of 100,000 photos reads the
   // same pages again and again.
   static constexpr std::uint64_t kCacheSize = 32 << 20;
@@ -84,6 +90,9 @@ class DatabaseConnection final {
   // Whether the file says that it is used with a write-ahead log. Takes no lock.
   bool usesLog() const;
   sqlite3* handle() const { return database_; }
+  // Takes a journal or a write-ahead log into the file, which then is the whole database. Returns SQLite's
+  // extended code, or SQLITE_OK.
+  int makeWhole();
 
   // The prepared form of a query, prepared once; null when it cannot be prepared (lastError says why). In
   // use until the query ends; a second query at the same time gets another statement.
@@ -125,7 +134,8 @@ class DatabaseConnection final {
   void configure(BusyBudget& budget, std::uint64_t cacheSize);
   void limitWork(std::uint64_t bytes, const BusyBudget& budget);
   static int authorize(void* self, int action, const char*, const char* name, const char*, const char*);
-  void adaptSchema();
+  bool adaptSchema();
+  bool attachHelpers(const std::vector<HelperStep>& steps);
   std::shared_ptr<PreparedStatement> prepare(std::string_view sql);
   bool runOnce(sqlite3_stmt*& kept, const char* sql);
 
@@ -135,6 +145,8 @@ class DatabaseConnection final {
   bool isDoubtful_ = false;
   int damage_ = SQLITE_OK;
   const SchemaAdapter adapter_;
+  const HelperSource helpers_;
+  std::shared_ptr<const HelperTables> helperTables_;
   AdaptedSchema schema_;
   bool isAdapted_ = false;
   std::uint64_t mostRows_ = 0;

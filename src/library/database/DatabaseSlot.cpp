@@ -47,7 +47,7 @@ int DatabaseSlot::open() {
   if (seams_.permits && !seams_.permits(*path_)) return SQLITE_CANTOPEN;
   names_.emplace(*path_);
   const DatabaseStamp now = names_->stamp();
-  if (copy_ && !isCopyRecent(now)) copy_.reset();
+  if (copy_ && !isRecent(*copy_, now)) copy_.reset();
   stamp_ = now;
   // Only a regular file is opened: opening a named pipe would wait for its other end.
   return now.file.isRegular() ? openOriginal() : SQLITE_CANTOPEN;
@@ -56,7 +56,7 @@ int DatabaseSlot::open() {
 bool DatabaseSlot::isUnchanged() const {
   switch (source_) {
     case Source::Copy:
-      return isCopyRecent(names_->stamp());
+      return isRecent(*copy_, names_->stamp());
     case Source::QuietFile:
       return names_->stamp() == stamp_;
     case Source::FileAndLog:  // tables made for the connection are those of this state of the log
@@ -69,10 +69,10 @@ bool DatabaseSlot::isUnchanged() const {
 }
 
 // An unchanged original, or one to which a program writes.
-bool DatabaseSlot::isCopyRecent(const DatabaseStamp& now) const {
-  if (copy_->stamp() == now) return true;
-  return reading_.readsLogInPlace && now.hasLog() && isSameFile(now.file, copy_->stamp().file) &&
-         seams_.now() - copied_ < kBetweenCopies;
+bool DatabaseSlot::isRecent(const PrivateCopy& copy, const DatabaseStamp& now) const {
+  if (copy.stamp() == now) return true;
+  return reading_.readsLogInPlace && now.hasLog() && isSameFile(now.file, copy.stamp().file) &&
+         seams_.now() - copy.copied() < kBetweenCopies;
 }
 
 int DatabaseSlot::openOriginal() {
@@ -104,16 +104,22 @@ bool DatabaseSlot::canShareLog() const {
 
 // The database in memory is made once for each state of the file.
 int DatabaseSlot::openFilled() {
-  if (!filled_ || !(filledStamp_ == stamp_.file)) {
-    filled_ = reading_.fill(names_->file());
-    filledStamp_ = stamp_.file;
-    if (!filled_->error.empty()) reportFilling("cannot be read: " + filled_->error + ".", "Error");
-    if (!filled_->mended.empty()) reportFilling("is odd: " + filled_->mended + ".", "Info");
+  const auto fits = [this](const FilledDatabase& filled) { return filled.stamp == stamp_.file; };
+  const auto fill = [this] {
+    return std::make_shared<const FilledDatabase>(FilledDatabase{stamp_.file, reading_.fill(names_->file())});
+  };
+  if (!filled_ || !fits(*filled_)) {
+    filled_ = seams_.shared->filled.take(names_->file(), fits, fill, seams_.isEnding);
+    if (!filled_) return SQLITE_CANTOPEN;
+    const AlbumDataDatabase& content = *filled_->content;
+    if (!content.error.empty()) reportFilling("cannot be read: " + content.error + ".", "Error");
+    if (!content.mended.empty()) reportFilling("is odd: " + content.mended + ".", "Info");
   }
-  if (filled_->bytes.empty()) return SQLITE_CANTOPEN;
-  auto connection = std::make_shared<std::pair<std::shared_ptr<const AlbumDataDatabase>, DatabaseConnection>>(
+  const std::vector<std::uint8_t>& bytes = filled_->content->bytes;
+  if (bytes.empty()) return SQLITE_CANTOPEN;
+  auto connection = std::make_shared<std::pair<std::shared_ptr<const FilledDatabase>, DatabaseConnection>>(
       std::piecewise_construct, std::forward_as_tuple(filled_),
-      std::forward_as_tuple(std::span<const std::uint8_t>(filled_->bytes), budget_, reading_.adapter));
+      std::forward_as_tuple(std::span<const std::uint8_t>(bytes), budget_, reading_.adapter));
   const int code = connection->second.openResult();
   if (code == SQLITE_OK) connection_ = {connection, &connection->second};
   source_ = Source::Memory;
@@ -130,21 +136,39 @@ void DatabaseSlot::reportFilling(const std::string& what, const char* title) {
 int DatabaseSlot::connect(Source source) {
   using Access = DatabaseConnection::Access;
   const bool isCopy = source == Source::Copy;
-  const Access access = isCopy                         ? Access::ReadWrite
-                        : source == Source::QuietFile  ? Access::Immutable
+  const Access access = source == Source::File         ? Access::ReadOnly
                         : source == Source::FileAndLog ? Access::SharedLog
-                                                       : Access::ReadOnly;
-  GuardedVfs& vfs = isCopy ? copy_->vfs() : source == Source::File ? files_.readOnly : files_.readingLogs;
+                                                       : Access::Immutable;
+  GuardedVfs& vfs = source == Source::File ? files_.readOnly : files_.readingLogs;
+  const auto helpers = [this](sqlite3* database, const std::vector<HelperStep>& steps) {
+    return helpersFor(database, steps);
+  };
   // The copy lives as long as a connection to it.
-  auto connection = std::make_shared<std::pair<std::shared_ptr<PrivateCopy>, DatabaseConnection>>(
+  auto connection = std::make_shared<std::pair<std::shared_ptr<const PrivateCopy>, DatabaseConnection>>(
       std::piecewise_construct, std::forward_as_tuple(isCopy ? copy_ : nullptr),
       std::forward_as_tuple(isCopy ? copy_->path() : names_->file(), vfs, access, budget_, reading_.adapter,
-                            seams_.cacheSize));
+                            seams_.cacheSize, helpers));
   const int code = connection->second.openResult();
   if (code == SQLITE_OK) connection_ = {connection, &connection->second};
   if (code == SQLITE_OK && isExhausted_) connection_->exhaustWork();
   source_ = source;
   return code;
+}
+
+// For connection_, when it is used for the first time.
+std::shared_ptr<const HelperTables> DatabaseSlot::helpersFor(sqlite3* database,
+                                                             const std::vector<HelperStep>& steps) {
+  const bool isCopy = source_ == Source::Copy;
+  const DatabaseStamp state = isCopy ? copy_->stamp() : stamp_;
+  std::string key = isCopy ? copy_->path() : names_->file();
+  for (const HelperStep& step : steps) key += "\n" + step.statement + "\n" + step.rows;
+  const auto fits = [&](const HelperTables& made) { return made.stamp == state; };
+  const auto make = [&] {
+    auto made = std::make_shared<HelperTables>(database, steps);
+    if (made->code() == SQLITE_OK && (isCopy || names_->stamp() == state)) made->stamp = state;
+    return made;
+  };
+  return seams_.shared->helpers.take(key, fits, make, seams_.isEnding);
 }
 
 DatabaseSlot::Reason DatabaseSlot::reasonOf(int extendedCode) {
@@ -198,12 +222,16 @@ bool DatabaseSlot::makeCopy(Reason reason) {
   // Copying takes time, too. It is repeated for at most as long as a command waits for a busy database.
   const auto end = std::chrono::steady_clock::now() + BusyBudget::kWhole;
   const auto wait = [&] { return std::chrono::steady_clock::now() < end && budget_.wait(); };
-  auto copy = std::make_shared<PrivateCopy>(*names_, seams_, wait);
+  const auto fits = [this](const PrivateCopy& copy) {
+    return copy.failure().empty() && isRecent(copy, stamp_);
+  };
+  const auto make = [&] { return std::make_shared<const PrivateCopy>(*names_, seams_, wait); };
+  auto copy = seams_.shared->copies.take(names_->file(), fits, make, seams_.isEnding);
+  copyFailed_ = !copy || !copy->failure().empty();
+  if (!copy) return false;
   report(reason, copy->failure());
-  copyFailed_ = !copy->failure().empty();
   if (copyFailed_) return false;
   copy_ = std::move(copy);
-  copied_ = seams_.now();
   stamp_ = copy_->stamp();
   return true;
 }
@@ -231,7 +259,7 @@ bool DatabaseSlot::takeOutdated() {
   if (std::exchange(isOutdated_, false)) return true;
   if (!copy_) return false;
   const DatabaseStamp now = names_->stamp();
-  return !(copy_->stamp() == now) && !isCopyRecent(now);
+  return !isRecent(*copy_, now);
 }
 
 DatabaseProblem DatabaseSlot::problem() const {
@@ -240,7 +268,7 @@ DatabaseProblem DatabaseSlot::problem() const {
   if (connection_->damage() != SQLITE_OK) return {Kind::Damaged, sqlite3_errstr(connection_->damage())};
   const AdaptedSchema& schema = connection_->schema();
   if (schema.isWithoutTables) return {Kind::WithoutTables, {}};
-  if (schema.version == "Photos 1") return {Kind::NotServed, schema.version};
+  if (schema.isNotServed) return {Kind::NotServed, schema.version};
   if (schema.missing.empty()) return {};
   std::string missing;
   for (const std::string& each : schema.missing) missing += (missing.empty() ? "" : ", ") + each;

@@ -20,8 +20,7 @@
 #include "library/database/DatabaseConnection.h"
 #include "library/database/DatabaseProblems.h"
 #include "library/database/LibrarySeams.h"
-#include "library/database/PrivateCopy.h"
-#include "library/kinds/AlbumDataDatabase.h"
+#include "library/database/SharedDatabases.h"
 
 namespace moxtel {
 
@@ -96,12 +95,13 @@ class DatabaseSlot final {
   static const char* describe(Reason reason);
   enum class Source : std::uint8_t { File, QuietFile, FileAndLog, Copy, Memory };
   bool isUnchanged() const;
-  bool isCopyRecent(const DatabaseStamp& now) const;
+  bool isRecent(const PrivateCopy& copy, const DatabaseStamp& now) const;
   int openOriginal();
   int openWithLog();
   bool canShareLog() const;
   bool openCopy(Reason reason);
   int openFilled();
+  std::shared_ptr<const HelperTables> helpersFor(sqlite3* database, const std::vector<HelperStep>& steps);
   void reportFilling(const std::string& what, const char* title);
   int connect(Source source);
   bool makeCopy(Reason reason);
@@ -119,11 +119,8 @@ class DatabaseSlot final {
   bool changedWhileRead_ = false;  // the last time it was read as a QuietFile
   bool isOutdated_ = false;
   BusyBudget budget_;
-  // Declared before connection_, which uses its file system; queries hold it through the connection.
-  std::shared_ptr<PrivateCopy> copy_;
-  std::chrono::steady_clock::time_point copied_;
-  std::shared_ptr<const AlbumDataDatabase> filled_;  // from the file in the state filledStamp_
-  FileStamp filledStamp_;
+  std::shared_ptr<const PrivateCopy> copy_;
+  std::shared_ptr<const FilledDatabase> filled_;
   bool copyFailed_ = false;   // in this command
   bool isExhausted_ = false;  // in this command: a query had more rows, or took more work, than it may
   std::shared_ptr<DatabaseConnection> connection_;

@@ -28,7 +28,8 @@ LibrarySeams::LibrarySeams()
       isOnLocalDisk(&moxtel::isOnLocalDisk),
       now(&std::chrono::steady_clock::now),
       sleep([](std::chrono::milliseconds time) { std::this_thread::sleep_for(time); }),
-      isEnding([] { return false; }) {}
+      isEnding([] { return false; }),
+      shared(SharedDatabases::ofProcess()) {}
 
 LibraryDatabases::LibraryDatabases(EventLoop& loop, Messages& messages, LibrarySeams seams)
     : loop_(loop),
@@ -131,6 +132,7 @@ Query LibraryDatabases::runUnlogged(DatabaseFile file, SqlText sql, std::initial
   releaseAtTheNextTurn();
   Query rows;
   result_ = asked.open();
+  if (&asked != &slot(DatabaseFile::Library) && isNotServed()) result_ = SQLITE_AUTH;
   if (result_ == SQLITE_OK) rows = tryRun(asked);
   if (!rows.prepared() && asked.resortToCopy(result_)) rows = tryRun(asked);
   if (rows.prepared()) {
@@ -140,6 +142,13 @@ Query LibraryDatabases::runUnlogged(DatabaseFile file, SqlText sql, std::initial
     result_ = result_ == SQLITE_OK ? SQLITE_ERROR : result_ & 0xff;
   }
   return rows;
+}
+
+// A library whose main database says so: the other databases are not read, either.
+bool LibraryDatabases::isNotServed() const {
+  const DatabaseSlot& library = slot(DatabaseFile::Library);
+  return problemOf(DatabaseFile::Library).kind == DatabaseProblem::Kind::NotServed ||
+         (library.isOpen() && library.connection()->schema().isNotServed);
 }
 
 // The last query, on the slot's connection. Without preparation result_ is SQLite's extended code.

@@ -105,6 +105,7 @@ class LibraryDatabases final {
   DatabaseSlot& slot(DatabaseFile file) const { return *slots_[static_cast<std::size_t>(file)]; }
   bool open(DatabaseFile file);
   Query tryRun(DatabaseSlot& slot);
+  bool isNotServed() const;
   void noteProblems();
   void releaseAtTheNextTurn();
   void armIdleTimer();

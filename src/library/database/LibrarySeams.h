@@ -4,11 +4,14 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 
 #include "platform/process/ChildProcess.h"
 
 namespace moxtel {
+
+struct SharedDatabases;
 
 // The defaults are the machine's own answers.
 struct LibrarySeams {
@@ -42,6 +45,8 @@ struct LibrarySeams {
   std::function<void(std::chrono::milliseconds)> sleep;
   // Whether the program ends: then nothing is waited for, and queries end.
   std::function<bool()> isEnding;
+  // What readers of the same library share; that of the process.
+  std::shared_ptr<SharedDatabases> shared;
 };
 
 }  // namespace moxtel

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "library/database/CopierProtocol.h"
+#include "library/database/DatabaseConnection.h"
 
 namespace moxtel {
 
@@ -28,14 +29,6 @@ std::string describeEnd(const ProcessResult& result) {
 
 }  // namespace
 
-DatabaseNames::DatabaseNames(const std::string& path)
-    : file_(path),
-      journal_(resolvedPath(path) + "-journal"),
-      wal_(resolvedPath(path) + "-wal"),
-      sharedMemory_(resolvedPath(path) + "-shm") {}
-
-DatabaseStamp DatabaseNames::stamp() const { return {stampOf(file_), stampOf(journal_), stampOf(wal_)}; }
-
 void PrivateCopy::sweep(const std::string& temporaryFolder) { sweepPrivateFolders(temporaryFolder, kPrefix); }
 
 PrivateCopy::PrivateCopy(const DatabaseNames& original, const LibrarySeams& seams,
@@ -47,20 +40,40 @@ PrivateCopy::PrivateCopy(const DatabaseNames& original, const LibrarySeams& seam
       return;
     }
   } while (!copyOnce(original, seams) && wait());
+  if (failure_.empty()) failure_ = makeWhole(seams);
+  copied_ = seams.now();
 }
 
 bool PrivateCopy::copyOnce(const DatabaseNames& original, const LibrarySeams& seams) {
   path_ = resolvedPath(folder_->path()) + "/database";
   stamp_ = original.stamp();
-  failure_ = copied(original, seams);
+  failure_ = copyFiles(original, seams);
   // A copy made during a write is useless, and a journal that vanished meanwhile is not a failure.
   const bool unchanged = original.stamp() == stamp_;
   if (!unchanged) failure_ = "it is being changed";
-  if (failure_.empty()) vfs_ = std::make_unique<GuardedVfs>(resolvedPath(folder_->path()));
   return unchanged;
 }
 
-std::string PrivateCopy::copied(const DatabaseNames& original, const LibrarySeams& seams) const {
+// A damaged copy stays as it is: its readers find that out.
+std::string PrivateCopy::makeWhole(const LibrarySeams& seams) const {
+  GuardedVfs vfs(resolvedPath(folder_->path()));
+  BusyBudget budget(seams.sleep, seams.isEnding);
+  DatabaseConnection copy(path_, vfs, DatabaseConnection::Access::ReadWrite, budget,
+                          [](sqlite3*) { return AdaptedSchema(); });
+  const int code = copy.opened() ? copy.makeWhole() : copy.openResult();
+  switch (code & 0xff) {
+    case SQLITE_OK:
+    case SQLITE_CORRUPT:
+    case SQLITE_NOTADB:
+      return {};
+    case SQLITE_INTERRUPT:
+      return "it is damaged";
+    default:
+      return sqlite3_errstr(code);
+  }
+}
+
+std::string PrivateCopy::copyFiles(const DatabaseNames& original, const LibrarySeams& seams) const {
   const std::uint64_t free = seams.freeBytesIn(seams.temporaryFolder);
   const std::uint64_t room = free > kRoomToSpare ? free - kRoomToSpare : 0;
   ProcessRequest request;

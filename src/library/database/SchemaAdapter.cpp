@@ -126,6 +126,7 @@ AdaptedSchema adaptLibrary(sqlite3* database) {
       look(database, "RKVersion", "projectUuid") == SQLITE_OK)
     return schema;
   schema.version = "Photos 1";
+  schema.isNotServed = true;
   schema.views.clear();
   for (const ReadTable& table : kLibraryTables) {
     if (look(database, table.name, nullptr) == SQLITE_OK)

@@ -14,16 +14,28 @@
 
 namespace moxtel {
 
+// One step of making the tables that views ask for beside the library's own (HelperTables).
+struct HelperStep {
+  // Runs in a database of its own, whose tables the views call "helper.…": once for each row of the query
+  // rows with its columns as values, or once where rows is empty.
+  std::string statement;
+  std::string rows;  // a query of the library's database
+};
+
 struct AdaptedSchema {
   // SQLITE_OK, or why the database's schema cannot be read; then the rest means nothing.
   int code = SQLITE_OK;
   // The statements "CREATE TEMP VIEW …", in the order in which they are run; none for a database that has all
   // that the queries ask for.
   std::vector<std::string> views;
+  // What makes the tables of the schema "helper", which the views may ask; none for no such schema.
+  std::vector<HelperStep> helperSteps;
   // Whether the views call functions of SQLite.
   bool callsFunctions = false;
   // Name and version of the application, as far as the database shows it: "Photos 5"; else empty.
   std::string version;
+  // Whether it is of a library whose lists stay empty, because they would be half empty.
+  bool isNotServed = false;
   // What the queries ask for and neither the tables nor the views have, for the user: "table RKNote", "column
   // RKFolder.name".
   std::vector<std::string> missing;

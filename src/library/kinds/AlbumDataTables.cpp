@@ -83,12 +83,15 @@ constexpr const char* kIndexes =
     "(projectUuid);"
     "CREATE INDEX RKVersion_master ON RKVersion (masterUuid);"
     "CREATE INDEX RKAlbumVersion_album ON RKAlbumVersion (albumId, versionId);"
+    "CREATE INDEX RKAlbumVersion_version ON RKAlbumVersion (versionId, albumId);"
     "CREATE INDEX RKMaster_uuid ON RKMaster (uuid);"
     "CREATE INDEX RKImageProxyState_version ON RKImageProxyState (versionId);"
     "CREATE INDEX RKImageProxyState_uuid ON RKImageProxyState (versionUuid);"
     "CREATE UNIQUE INDEX RKIptcProperty_version ON RKIptcProperty (propertyKey,versionId);"
     "CREATE INDEX RKKeywordForVersion_version ON RKKeywordForVersion (versionId);"
     "CREATE INDEX RKVersionFaceContent_version ON RKVersionFaceContent (versionId);"
+    "CREATE INDEX RKFaceName_key ON RKFaceName (faceKey);"
+    "CREATE INDEX RKFaceName_uuid ON RKFaceName (uuid);"
     "CREATE INDEX RKDetectedFace_key ON RKDetectedFace (faceKey);"
     "CREATE INDEX RKDetectedFace_master ON RKDetectedFace (masterUuid);";
 

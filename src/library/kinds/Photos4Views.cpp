@@ -29,15 +29,18 @@ const NeededTable kTables[] = {
     {"RKCustomSortOrder", {"containerUuid", "objectUuid", "orderNumber"}}};
 
 // photos.db has no index for the members of an album, nor for the photos of a moment.
-constexpr const char* kTablesInMemory[] = {
-    "CREATE TEMP TABLE RKAlbumVersion (modelId INTEGER PRIMARY KEY, versionId INTEGER, albumId INTEGER)",
-    "INSERT INTO temp.RKAlbumVersion SELECT modelId, versionId, albumId FROM main.RKAlbumVersion",
-    "CREATE INDEX temp.MoxtelMembersOfAlbum ON RKAlbumVersion (albumId, versionId)",
-    "CREATE TEMP TABLE MoxtelEventOfPhoto (photo INTEGER PRIMARY KEY, event TEXT)",
-    "INSERT INTO temp.MoxtelEventOfPhoto SELECT modelId, momentUuid FROM main.RKVersion WHERE momentUuid IS "
-    "NOT "
-    "NULL",
-    "CREATE INDEX temp.MoxtelPhotosOfEvent ON MoxtelEventOfPhoto (event, photo)"};
+constexpr const char* kHelperSteps[][2] = {
+    {"CREATE TABLE AlbumMember (modelId INTEGER PRIMARY KEY, versionId INTEGER, albumId INTEGER)", ""},
+    {"INSERT INTO AlbumMember VALUES (?,?,?)", "SELECT modelId, versionId, albumId FROM main.RKAlbumVersion"},
+    {"CREATE INDEX MembersOfAlbum ON AlbumMember (albumId, versionId)", ""},
+    {"CREATE INDEX AlbumsOfMember ON AlbumMember (versionId, albumId)", ""},
+    {"CREATE TABLE EventOfPhoto (photo INTEGER PRIMARY KEY, event TEXT)", ""},
+    {"INSERT INTO EventOfPhoto VALUES (?,?)",
+     "SELECT modelId, momentUuid FROM main.RKVersion WHERE momentUuid IS NOT NULL"},
+    {"CREATE INDEX PhotosOfEvent ON EventOfPhoto (event, photo)", ""}};
+constexpr const char* kAlbumMembers =
+    "CREATE TEMP VIEW RKAlbumVersion AS SELECT modelId AS rowid, modelId, versionId, albumId FROM "
+    "helper.AlbumMember";
 
 // The files in which an edited picture, and the picture made from a RAW master, are kept. The latter is what
 // iPhoto has as the preview of each RAW photo.
@@ -75,19 +78,21 @@ constexpr const char* kVersions =
     "v.latitude AS exifLatitude, v.longitude AS exifLongitude, "
     "CASE "
     "v.type WHEN 8 THEN '0' END AS videoPosterFramePoint, 1 AS showInLibrary FROM main.RKVersion v LEFT JOIN "
-    "temp.MoxtelEventOfPhoto e ON e.photo = v.modelId WHERE {SHOWN}";
+    "helper.EventOfPhoto e ON e.photo = v.modelId WHERE {SHOWN}";
 
+// Where columns of a UNION ALL have the same affinity, none by a sign or that of a CAST, SQLite looks for a
+// folder in each part by its index; else it makes all rows first.
 constexpr const char* kFolders =
-    "CREATE TEMP VIEW RKFolder AS SELECT modelId AS rowid, modelId, uuid, folderType, name, "
-    "parentFolderUuid, NULL "
-    "AS implicitAlbumUuid, posterVersionUuid, NULL AS versionCount, NULL AS minImageDate, NULL AS "
-    "maxImageDate, "
-    "folderPath, isInTrash, isHiddenWhenEmpty, isMagic, sortKeyPath, sortAscending FROM main.RKFolder WHERE "
-    "folderType = 1 UNION ALL SELECT m.modelId, m.modelId, m.uuid, 2, NULL, 'AllProjectsItem', NULL, NULL, "
-    "NULL, "
-    "m.startDate, m.endDate, '', 0, 0, 0, NULL, 1 FROM main.RKMoment m WHERE EXISTS (SELECT 1 FROM "
-    "temp.MoxtelEventOfPhoto e JOIN main.RKVersion v ON v.modelId = e.photo WHERE e.event = m.uuid AND "
-    "{SHOWN})";
+    "CREATE TEMP VIEW RKFolder AS SELECT modelId AS rowid, modelId, uuid, +folderType AS folderType, +name "
+    "AS "
+    "name, +parentFolderUuid AS parentFolderUuid, NULL AS implicitAlbumUuid, +posterVersionUuid AS "
+    "posterVersionUuid, NULL AS versionCount, NULL AS minImageDate, NULL AS maxImageDate, +folderPath AS "
+    "folderPath, +isInTrash AS isInTrash, +isHiddenWhenEmpty AS isHiddenWhenEmpty, +isMagic AS isMagic, "
+    "+sortKeyPath AS sortKeyPath, +sortAscending AS sortAscending FROM main.RKFolder WHERE folderType = 1 "
+    "UNION "
+    "ALL SELECT m.modelId, m.modelId, m.uuid, 2, NULL, 'AllProjectsItem', NULL, NULL, NULL, +m.startDate, "
+    "+m.endDate, '', 0, 0, 0, NULL, 1 FROM main.RKMoment m WHERE EXISTS (SELECT 1 FROM helper.EventOfPhoto e "
+    "JOIN main.RKVersion v ON v.modelId = e.photo WHERE e.event = m.uuid AND {SHOWN})";
 
 constexpr const char* kOtherViews[] = {
     "CREATE TEMP VIEW RKAlbum AS SELECT modelId AS rowid, modelId, uuid, albumType, albumSubclass, name, "
@@ -222,7 +227,8 @@ AdaptedSchema adaptPhotos4(sqlite3* database, HiddenPhotos hidden) {
   schema.version = versionOf(database);
   schema.isWithoutTables = missingTables == std::size(kTables);
   if (schema.code != SQLITE_OK || !schema.missing.empty()) return schema;
-  for (const char* each : kTablesInMemory) schema.views.emplace_back(each);
+  for (const auto& [statement, rows] : kHelperSteps) schema.helperSteps.push_back({statement, rows});
+  schema.views.emplace_back(kAlbumMembers);
   for (const char* each : {kVersions, kFolders}) schema.views.push_back(filled(each, hidden));
   for (const char* each : kOtherViews) schema.views.push_back(filled(each, hidden));
   const auto has = [database](const char* table, const char* column) {

@@ -182,17 +182,15 @@ std::string shownCondition(HiddenPhotos hidden) {
 
 // Each photo that is in an album of a migrated event has that event, in two the first one; the others have
 // their moment. A table with an index, because a view could not be searched for one event.
-constexpr const char* kEventTable =
-    "CREATE TEMP TABLE MoxtelEventOfPhoto (photo INTEGER PRIMARY KEY, album INTEGER, event TEXT)";
-constexpr const char* kEventRows =
-    "INSERT OR IGNORE INTO temp.MoxtelEventOfPhoto SELECT p.{PAIR_ASSET}, p.{PAIR_ALBUM}, a.ZUUID FROM "
-    "main.{PAIRS} p JOIN main.ZGENERICALBUM a ON a.Z_PK = p.{PAIR_ALBUM} WHERE p.{PAIR_ALBUM} IN "
-    "({EVENT_ALBUMS}) ORDER BY p.{PAIR_ALBUM}";
-constexpr const char* kMomentRows =
-    "INSERT OR IGNORE INTO temp.MoxtelEventOfPhoto SELECT s.Z_PK, NULL, m.ZUUID FROM main.{ASSETS} s JOIN "
-    "main.ZMOMENT m ON m.Z_PK = s.ZMOMENT";
-constexpr const char* kEventIndex =
-    "CREATE INDEX temp.MoxtelPhotosOfEvent ON MoxtelEventOfPhoto (event, photo)";
+constexpr const char* kEventSteps[][2] = {
+    {"CREATE TABLE EventOfPhoto (photo INTEGER PRIMARY KEY, album INTEGER, event TEXT)", ""},
+    {"INSERT OR IGNORE INTO EventOfPhoto VALUES (?,?,?)",
+     "SELECT p.{PAIR_ASSET}, p.{PAIR_ALBUM}, a.ZUUID FROM main.{PAIRS} p JOIN main.ZGENERICALBUM a ON a.Z_PK "
+     "= "
+     "p.{PAIR_ALBUM} WHERE p.{PAIR_ALBUM} IN ({EVENT_ALBUMS}) ORDER BY p.{PAIR_ALBUM}"},
+    {"INSERT OR IGNORE INTO EventOfPhoto VALUES (?,?,?)",
+     "SELECT s.Z_PK, NULL, m.ZUUID FROM main.{ASSETS} s JOIN main.ZMOMENT m ON m.Z_PK = s.ZMOMENT"},
+    {"CREATE INDEX PhotosOfEvent ON EventOfPhoto (event, photo)", ""}};
 
 // The moment of a photo is its event. LEFT JOIN: SQLite then finds the photos of one event by two indexes.
 constexpr const char* kVersions =
@@ -211,7 +209,9 @@ constexpr const char* kVersions =
     "1 AS showInLibrary FROM main.{ASSETS} s LEFT JOIN main.ZADDITIONALASSETATTRIBUTES x ON x.Z_PK = "
     "s.ZADDITIONALATTRIBUTES {EVENT_JOIN} WHERE {SHOWN}";
 
-// Folders, moments, and the albums of migrated events.
+// Folders, moments, and the albums of migrated events. Where columns of a UNION ALL have the same affinity,
+// none by a sign or that of a CAST, SQLite looks for a folder in each part by its index; else it makes all
+// rows first.
 constexpr const char* kFolders =
     "CREATE TEMP VIEW RKFolder AS SELECT f.Z_PK AS rowid, f.Z_PK AS modelId, f.ZUUID AS uuid, 1 AS "
     "folderType, "
@@ -224,18 +224,19 @@ constexpr const char* kFolders =
     "WHERE f.ZKIND = 4000 AND f.ZTRASHEDSTATE = 0 AND f.Z_PK NOT IN (SELECT ZPARENTFOLDER FROM "
     "main.ZGENERICALBUM WHERE Z_PK IN ({EVENT_ALBUMS})) UNION ALL SELECT m.Z_PK, m.Z_PK, m.ZUUID, 2, "
     "m.ZTITLE, "
-    "'AllProjectsItem', NULL, NULL, NULL, m.ZSTARTDATE, m.ZENDDATE, '', 0, 0, 0, NULL, 1 FROM main.ZMOMENT m "
+    "'AllProjectsItem', NULL, NULL, NULL, +m.ZSTARTDATE, +m.ZENDDATE, '', 0, 0, 0, NULL, 1 FROM main.ZMOMENT "
+    "m "
     "WHERE EXISTS (SELECT 1 FROM main.{ASSETS} s WHERE s.ZMOMENT = m.Z_PK AND NOT ({SHARED}) AND {SHOWN}"
     "{NOT_MIGRATED})";
 // Albums and moments may have equal numbers: those of albums get 2^40 added.
 constexpr const char* kMigratedEvents =
-    " UNION ALL SELECT a.Z_PK + 1099511627776, a.Z_PK + 1099511627776, a.ZUUID, 2, a.ZTITLE, "
-    "'AllProjectsItem', NULL, (SELECT s.ZUUID FROM "
-    "main.{ASSETS} s WHERE s.Z_PK = ({KEY}) AND {SHOWN}), NULL, (SELECT min(s.ZDATECREATED) FROM "
-    "temp.MoxtelEventOfPhoto e JOIN main.{ASSETS} s ON s.Z_PK = e.photo WHERE e.event = a.ZUUID), (SELECT "
-    "max(s.ZDATECREATED) FROM temp.MoxtelEventOfPhoto e JOIN main.{ASSETS} s ON s.Z_PK = e.photo WHERE "
-    "e.event = "
-    "a.ZUUID), '', 0, 0, 0, NULL, 1 FROM main.ZGENERICALBUM a WHERE a.Z_PK IN ({EVENT_ALBUMS})";
+    " UNION ALL SELECT CAST(a.Z_PK + 1099511627776 AS INTEGER), CAST(a.Z_PK + 1099511627776 AS INTEGER), "
+    "a.ZUUID, 2, a.ZTITLE, 'AllProjectsItem', NULL, +(SELECT s.ZUUID FROM main.{ASSETS} s WHERE s.Z_PK = "
+    "({KEY}) AND {SHOWN}), NULL, +(SELECT min(s.ZDATECREATED) FROM helper.EventOfPhoto e JOIN main.{ASSETS} "
+    "s "
+    "ON s.Z_PK = e.photo WHERE e.event = a.ZUUID), +(SELECT max(s.ZDATECREATED) FROM helper.EventOfPhoto e "
+    "JOIN main.{ASSETS} s ON s.Z_PK = e.photo WHERE e.event = a.ZUUID), '', 0, 0, 0, NULL, 1 FROM "
+    "main.ZGENERICALBUM a WHERE a.Z_PK IN ({EVENT_ALBUMS})";
 
 // 1505: shared by somebody, in no folder. 1507: a rule.
 constexpr const char* kAlbums =
@@ -380,10 +381,14 @@ class Photos5Schema final {
   Photos5Schema(Names names, HiddenPhotos hidden, bool migrated)
       : names_(std::move(names)), shown_(shownCondition(hidden)), migrated_(migrated) {}
 
-  std::vector<std::string> statements() const {
-    std::vector<std::string> all;
+  std::vector<HelperStep> helperSteps() const {
+    std::vector<HelperStep> steps;
     if (migrated_)
-      for (const char* each : {kEventTable, kEventRows, kMomentRows, kEventIndex}) all.push_back(text(each));
+      for (const auto& [statement, rows] : kEventSteps) steps.push_back({statement, text(rows)});
+    return steps;
+  }
+  std::vector<std::string> views() const {
+    std::vector<std::string> all;
     all.push_back(versions());
     all.push_back(folders());
     all.push_back(text(replaced(kAlbums, "{KEY}", keyAssetOf(names_))));
@@ -398,12 +403,12 @@ class Photos5Schema final {
   std::string text(const std::string& template_) const { return filled(template_, names_, shown_); }
   std::string versions() const {
     std::string view = replaced(kVersions, "{EVENT_JOIN}",
-                                migrated_ ? "LEFT JOIN temp.MoxtelEventOfPhoto e ON e.photo = s.Z_PK"
+                                migrated_ ? "LEFT JOIN helper.EventOfPhoto e ON e.photo = s.Z_PK"
                                           : "LEFT JOIN main.ZMOMENT m ON m.Z_PK = s.ZMOMENT");
     return text(replaced(std::move(view), "{EVENT}", migrated_ ? "e.event" : "m.ZUUID"));
   }
   std::string folders() const {
-    const char* others = migrated_ ? " AND NOT EXISTS (SELECT 1 FROM temp.MoxtelEventOfPhoto e WHERE e.photo "
+    const char* others = migrated_ ? " AND NOT EXISTS (SELECT 1 FROM helper.EventOfPhoto e WHERE e.photo "
                                      "= s.Z_PK AND e.album IS NOT NULL)"
                                    : "";
     std::string view = replaced(kFolders, "{NOT_MIGRATED}", others);
@@ -434,7 +439,9 @@ AdaptedSchema adaptPhotos5(sqlite3* database, HiddenPhotos hidden) {
   // Only Photos 5 has the older name.
   if (!names.assets.empty()) schema.version = names.assets == "ZASSET" ? "Photos 6+" : "Photos 5";
   if (schema.code != SQLITE_OK || !schema.missing.empty()) return schema;
-  schema.views = Photos5Schema(names, hidden, hasMigratedEvents(database)).statements();
+  const Photos5Schema made(names, hidden, hasMigratedEvents(database));
+  schema.helperSteps = made.helperSteps();
+  schema.views = made.views();
   return schema;
 }
 

@@ -29,7 +29,7 @@ inline constexpr const char* kViewsOfNothing[] = {
 // their entities' numbers; no name from the database becomes part of a statement.
 AdaptedSchema adaptPhotos5(sqlite3* database, HiddenPhotos hidden);
 
-// For photos.db, of Photos 2 to 4. Besides views, makes two tables with indexes in memory, without which each
+// For photos.db, of Photos 2 to 4. Besides views, there are two tables with indexes, without which each
 // event would read all photos.
 AdaptedSchema adaptPhotos4(sqlite3* database, HiddenPhotos hidden);
 

@@ -1,17 +1,15 @@
 // The queries for facts find their rows along indexes, in libraries of every kind.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sqlite3.h>
 
 #include <filesystem>
 #include <map>
 
-#include "library/database/SqlPlaces.h"
 #include "library/facts/FactQueries.h"
-#include "library/kinds/LibraryKind.h"
 #include "makelibrary/MakeLibrary.h"
 #include "makelibrary/MakeLibraryOptions.h"
 #include "tests/TemporaryFolder.h"
+#include "tests/library/AdaptedDatabase.h"
 
 namespace moxtel {
 namespace {
@@ -50,24 +48,13 @@ class FactPlansTest : public testing::TestWithParam<make::LibraryKind> {
   }
   // The steps of a query that read a whole table, one a line.
   std::string scansOf(std::size_t file, SqlText sql) {
-    const LibraryLayout layout = layoutOfLibrary(library());
-    const std::string uri = "file:" + library() + "/" + layout.databaseFiles[file] + "?immutable=1";
-    sqlite3* database = nullptr;
-    sqlite3_open_v2(uri.c_str(), &database, SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, nullptr);
-    for (const std::string& view : layout.adapters[file](database).views)
-      sqlite3_exec(database, view.c_str(), nullptr, nullptr, nullptr);
-    const std::string text = "EXPLAIN QUERY PLAN " + parseSqlPlaces(sql.view()).parameterized;
-    sqlite3_stmt* statement = nullptr;
-    EXPECT_EQ(sqlite3_prepare_v2(database, text.c_str(), -1, &statement, nullptr), SQLITE_OK)
-        << sqlite3_errmsg(database);
     std::string scans;
-    while (sqlite3_step(statement) == SQLITE_ROW) {
-      const std::string step = reinterpret_cast<const char*>(sqlite3_column_text(statement, 3));
+    const auto plan = test::AdaptedDatabase(library(), file).planOf(sql.view());
+    EXPECT_FALSE(plan.empty()) << sql.view();
+    for (const auto& [id, parent, step] : plan) {
       if (step.starts_with("SCAN") && !step.starts_with("SCAN CONSTANT ROW")) scans += step + "\n";
       if (step.find("AUTOMATIC") != std::string::npos) scans += step + "\n";
     }
-    sqlite3_finalize(statement);
-    sqlite3_close(database);
     return scans;
   }
 };

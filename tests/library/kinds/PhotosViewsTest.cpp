@@ -7,9 +7,11 @@
 #include <filesystem>
 #include <functional>
 #include <map>
+#include <memory>
 #include <set>
 #include <sstream>
 
+#include "library/database/HelperTables.h"
 #include "makelibrary/MakeLibrary.h"
 #include "makelibrary/MakeLibraryOptions.h"
 #include "makelibrary/PhotosPlan.h"
@@ -64,6 +66,8 @@ class PhotosViews : public testing::TestWithParam<LibraryKind> {
     EXPECT_EQ(schema.version, GetParam() == LibraryKind::Photos4   ? "Photos 4"
                               : GetParam() == LibraryKind::Photos5 ? "Photos 5"
                                                                    : "Photos 6+");
+    helpers_ = std::make_unique<HelperTables>(database_, schema.helperSteps);
+    EXPECT_EQ(helpers_->attachTo(database_), SQLITE_OK);
     for (const std::string& statement : schema.views)
       EXPECT_EQ(sqlite3_exec(database_, statement.c_str(), nullptr, nullptr, nullptr), SQLITE_OK)
           << sqlite3_errmsg(database_) << "\n"
@@ -116,6 +120,7 @@ class PhotosViews : public testing::TestWithParam<LibraryKind> {
   }
 
   sqlite3* database_ = nullptr;
+  std::unique_ptr<HelperTables> helpers_;  // freed after the connection is closed
 };
 
 std::string nameOf(const testing::TestParamInfo<LibraryKind>& kind) {
