@@ -84,6 +84,14 @@ class PlanCheck final {
   // Loops follow one another at a level: the first one may read a whole table, an inner one, and those of a
   // subquery that runs for each row, may not.
   std::string slowJoins() const { return slowJoinsBelow(0, false); }
+  std::string searchesByCommonValues() const {
+    static const std::regex kCommon(
+        "\\((ZTRASHEDSTATE|ZHIDDEN|ZVISIBILITYSTATE|isInTrash|isHidden|showInLibrary)=");
+    std::string found;
+    for (const AdaptedDatabase::Step& step : plan_)
+      if (std::regex_search(step.text, kCommon)) found += step.text + "; ";
+    return found;
+  }
   // Tables that are read as a whole.
   std::string scans() const {
     std::string found;
@@ -125,6 +133,9 @@ bool looksSomethingUp(const std::string& sql) {
   return std::regex_search(sql, kOne);
 }
 
+// Only folders of Aperture have a path.
+bool isOfAperture(const std::string& sql) { return sql.find("f.folderPath >=") != std::string::npos; }
+
 class StatementPlansTest : public testing::TestWithParam<makelibrary::LibraryKind> {
  protected:
   StatementPlansTest() {
@@ -144,13 +155,20 @@ class StatementPlansTest : public testing::TestWithParam<makelibrary::LibraryKin
 TEST_P(StatementPlansTest, readNoTableForEachRow) {
   int checked = 0;
   for (const std::string& sql : statements()) {
-    // Of Aperture, whose folders have a path.
-    if (sql.find("f.folderPath >=") != std::string::npos) continue;
+    if (isOfAperture(sql)) continue;
     const PlanCheck plan(*database, sql);
     checked += plan.isForThisKind() ? 1 : 0;
     EXPECT_EQ(plan.slowJoins(), "") << sql;
   }
   EXPECT_GT(checked, 70);
+}
+
+// Nearly all photos are in no trash and not hidden: an index on that finds all of them.
+TEST_P(StatementPlansTest, useNoIndexOnWhatPhotosHaveInCommon) {
+  for (const std::string& sql : statements()) {
+    if (isOfAperture(sql)) continue;
+    EXPECT_EQ(PlanCheck(*database, sql).searchesByCommonValues(), "") << sql;
+  }
 }
 
 TEST_P(StatementPlansTest, lookThingsUpByIndexes) {

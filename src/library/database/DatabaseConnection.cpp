@@ -114,6 +114,7 @@ DatabaseConnection::DatabaseConnection(const std::string& path, GuardedVfs& vfs,
       sqlite3_open_v2(nameFor(path, access).c_str(), &database_,
                       flagsFor(access) | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_PRIVATECACHE, vfs.name());
   if (!opened()) return;
+  sqlite3_exec(database_, "PRAGMA cell_size_check=ON", nullptr, nullptr, nullptr);
   configure(budget, cacheSize);
   limitWork(contentOf(stampOf(path)) + contentOf(stampOf(path + "-wal")), budget);
 }
@@ -170,8 +171,8 @@ void DatabaseConnection::configure(BusyBudget& budget, std::uint64_t cacheSize) 
   sqlite3_db_config(database_, SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr);
   sqlite3_db_config(database_, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
   // Sorting and collecting stay in memory, so no file is written.
-  const std::string settings = "PRAGMA temp_store=MEMORY; PRAGMA cell_size_check=ON; PRAGMA cache_size=-" +
-                               std::to_string(cacheSize >> 10);
+  const std::string settings =
+      "PRAGMA temp_store=MEMORY; PRAGMA cache_size=-" + std::to_string(cacheSize >> 10);
   sqlite3_exec(database_, settings.c_str(), nullptr, nullptr, nullptr);
   sqlite3_set_authorizer(database_, &authorize, this);
   sqlite3_busy_handler(database_, &waitWhileBusy, &budget);

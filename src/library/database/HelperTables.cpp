@@ -64,9 +64,8 @@ int HelperTables::attachTo(sqlite3* database) const {
   if (code != SQLITE_OK) return code;
   const auto size = static_cast<sqlite3_int64>(size_);
   code = sqlite3_deserialize(database, "helper", bytes_.get(), size, size, SQLITE_DESERIALIZE_READONLY);
-  // Its pages are read where they are, not copied.
-  const std::string pragma = "PRAGMA helper.mmap_size=" + std::to_string(size_);
-  sqlite3_exec(database, pragma.c_str(), nullptr, nullptr, nullptr);
+  // Pages that are read where they are would be checked at each access (cell_size_check), which costs more.
+  sqlite3_exec(database, "PRAGMA helper.cache_size=-4096", nullptr, nullptr, nullptr);
   return code;
 }
 

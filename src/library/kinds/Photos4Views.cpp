@@ -73,7 +73,7 @@ constexpr const char* kVersions =
     "processedWidth, CASE v.orientation WHEN 6 THEN 90 WHEN 3 THEN 180 WHEN 8 THEN 270 ELSE 0 END AS "
     "rotation, "
     "EXISTS (SELECT 1 FROM {RENDERED}) OR EXISTS (SELECT 1 FROM {DEVELOPED}) AS hasAdjustments, "
-    "EXISTS (SELECT 1 FROM {RENDERED}) AS hasEnabledAdjustments, v.createDate AS createDate, v.isInTrash AS "
+    "EXISTS (SELECT 1 FROM {RENDERED}) AS hasEnabledAdjustments, v.createDate AS createDate, +v.isInTrash AS "
     "isInTrash, "
     "v.latitude AS exifLatitude, v.longitude AS exifLongitude, "
     "CASE "

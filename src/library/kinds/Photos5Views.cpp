@@ -203,7 +203,7 @@ constexpr const char* kVersions =
     "s.ZWIDTH) AS masterWidth, s.ZHEIGHT AS processedHeight, s.ZWIDTH AS processedWidth, CASE s.ZORIENTATION "
     "WHEN 6 THEN 90 WHEN 3 THEN 180 WHEN 8 THEN 270 ELSE 0 END AS rotation, {ADJUSTED} AS hasAdjustments, "
     "{ADJUSTED} AS hasEnabledAdjustments, "
-    "s.ZADDEDDATE AS createDate, s.ZTRASHEDSTATE AS isInTrash, nullif(s.ZLATITUDE, -180.0) AS exifLatitude, "
+    "s.ZADDEDDATE AS createDate, +s.ZTRASHEDSTATE AS isInTrash, nullif(s.ZLATITUDE, -180.0) AS exifLatitude, "
     "nullif(s.ZLONGITUDE, -180.0) AS exifLongitude, CASE s.ZKIND WHEN 1 THEN '0' END AS "
     "videoPosterFramePoint, "
     "1 AS showInLibrary FROM main.{ASSETS} s LEFT JOIN main.ZADDITIONALASSETATTRIBUTES x ON x.Z_PK = "
