@@ -48,6 +48,7 @@ struct Control {
   std::int64_t whose;
   std::atomic<std::int64_t> fired;
   std::atomic<std::int64_t> server;  // its process id
+  char file[256];                    // not empty: calls whose file has this text in its path, and no others
   char description[256];             // of the last call that failed
   std::int64_t counts[2][kCalls];    // since armed, by Whose and call
 };
@@ -184,6 +185,8 @@ constexpr NamedCall kNames[] = {CALL(accept4),
                                 CALL(statfs),
                                 CALL(statx),
                                 CALL(symlink),
+                                CALL(syncfs),
+                                CALL(symlinkat),
                                 CALL(sysinfo),
                                 CALL(tgkill),
                                 CALL(timerfd_create),
@@ -366,10 +369,16 @@ class Tracer {
     }
     if (control_.armed != 1 || number >= kCalls) return;
     const Whose whose = tracee.isServer || !tracee.hasRun ? Server : Children;
+    if (control_.file[0] != 0 && !isOnChosenFile(thread, number, arguments)) return;
     const std::int64_t count = ++control_.counts[whose][number];
     if (whose != control_.whose || static_cast<std::int64_t>(number) != control_.call) return;
     const bool isPast = control_.repeat >= 0 && count >= control_.nth + control_.repeat;
     if (count >= control_.nth && !isPast) inject(thread, tracee, number, arguments);
+  }
+
+  bool isOnChosenFile(pid_t thread, std::uint64_t number, const Arguments& arguments) const {
+    const bool isOther = control_.call >= 0 && control_.call != static_cast<std::int64_t>(number);
+    return !isOther && described(thread, number, arguments).find(control_.file) != std::string::npos;
   }
 
   // An event counter: reading and writing it cannot fail.
@@ -497,7 +506,7 @@ class Tracer {
     return ::readlink(link.c_str(), path, sizeof path - 1) > 0 ? std::string(" (") + path + ")" : "";
   }
 
-  void describe(pid_t thread, std::uint64_t number, const Arguments& arguments) {
+  static std::string described(pid_t thread, std::uint64_t number, const Arguments& arguments) {
     std::string text = nameOf(number);
     switch (number) {
       case SYS_open:
@@ -521,11 +530,19 @@ class Tracer {
       case SYS_mkdirat:
         text += " " + textAt(thread, arguments[1]);
         break;
+      case SYS_renameat:
+        text += " " + textAt(thread, arguments[1]) + " " + textAt(thread, arguments[3]);
+        break;
       default:
         text += " " + std::to_string(static_cast<std::int64_t>(arguments[0])) + fileOf(thread, arguments[0]);
         text += " " + std::to_string(static_cast<std::int64_t>(arguments[2]));
     }
-    std::snprintf(control_.description, sizeof control_.description, "%s", text.c_str());
+    return text;
+  }
+
+  void describe(pid_t thread, std::uint64_t number, const Arguments& arguments) {
+    std::snprintf(control_.description, sizeof control_.description, "%s",
+                  described(thread, number, arguments).c_str());
   }
 
   Control& control_;

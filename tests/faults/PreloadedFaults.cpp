@@ -1,5 +1,5 @@
-// Preloaded into a server (LD_PRELOAD): makes SQLite's file operations fail and shifts the clock, controlled
-// by another process through shared memory.
+// Preloaded into a program (LD_PRELOAD): makes SQLite's file operations fail, shifts the clock and names
+// another type of file system, controlled by another process through shared memory.
 //
 // MOXTEL_FAULTS names a file of a Control's size, which both map. Without it the library changes nothing.
 #include <dlfcn.h>
@@ -7,6 +7,7 @@
 #include <sqlite3.h>
 #include <sys/mman.h>
 #include <sys/time.h>
+#include <sys/vfs.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -32,6 +33,7 @@ struct Control {
   std::int64_t code;
   std::atomic<std::int64_t> fired;
   std::atomic<std::int64_t> clockShift;  // seconds added to the system clock
+  std::atomic<std::int64_t> fileSystem;  // f_type of every file system; 0: its own
   std::atomic<std::int64_t> counts[kOperations];
 };
 
@@ -214,6 +216,13 @@ int clock_gettime(clockid_t clock, timespec* time) noexcept {
   static const auto kNext = next<int (*)(clockid_t, timespec*)>("clock_gettime");
   const int result = kNext(clock, time);
   if (result == 0 && (clock == CLOCK_REALTIME || clock == CLOCK_REALTIME_COARSE)) time->tv_sec += shift();
+  return result;
+}
+
+int fstatfs(int file, struct statfs* facts) noexcept {
+  static const auto kNext = next<int (*)(int, struct statfs*)>("fstatfs");
+  const int result = kNext(file, facts);
+  if (result == 0 && control && control->fileSystem != 0) facts->f_type = control->fileSystem;
   return result;
 }
 

@@ -85,7 +85,8 @@ class CallControl(SharedWords):
     WORDS = ("armed", "call", "nth", "repeat", "action", "error", "whose", "fired", "server")
     CALLS = 512
     TEXT = 256
-    TEXT_AT = 8 * len(WORDS)
+    FILE_AT = 8 * len(WORDS)
+    TEXT_AT = FILE_AT + TEXT
     FAIL_INSTEAD, FAIL_AFTERWARDS, SHORTEN = 1, 2, 3
     SERVER, CHILDREN = 0, 1
 
@@ -95,7 +96,10 @@ class CallControl(SharedWords):
     def description(self):
         return self.map[self.TEXT_AT:self.TEXT_AT + self.TEXT].split(b"\0")[0].decode("utf-8", "replace")
 
-    def arm(self, call=-1, nth=1, repeat=1, action=FAIL_INSTEAD, error=0, whose=SERVER):
+    def arm(self, call=-1, nth=1, repeat=1, action=FAIL_INSTEAD, error=0, whose=SERVER, file=""):
+        """file: only calls on a file whose path has this text, at the first place where the call names a file."""
+        self.disarm()
+        self.map[self.FILE_AT:self.TEXT_AT] = file.encode().ljust(self.TEXT, b"\0")
         self.set_up(self.TEXT_AT, call=call, nth=nth, repeat=repeat, action=action, error=error, whose=whose)
 
     def counts(self, whose=SERVER):
@@ -108,7 +112,7 @@ class CallControl(SharedWords):
 class FileControl(SharedWords):
     """Memory that the preloaded library and this process share; same layout as Control in PreloadedFaults.cpp."""
 
-    WORDS = ("armed", "operation", "nth", "repeat", "code", "fired", "clock_shift")
+    WORDS = ("armed", "operation", "nth", "repeat", "code", "fired", "clock_shift", "file_system")
     OPERATIONS = ("open", "read", "write", "size", "lock", "unlock", "check lock", "access", "sync")
     DAMAGE = -1
 
