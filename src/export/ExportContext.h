@@ -50,6 +50,7 @@ struct ExportedLibrary {
   std::int64_t id = 0;         // in the state
   std::string folder;          // in the target, with a slash at the end; empty: the target itself
   bool fromAlbumData = false;  // its databases are damaged
+  bool onlyFiles = false;      // nothing of it can be read: its files are copied without their facts
 };
 
 }  // namespace moxtel

@@ -27,16 +27,31 @@ namespace {
 constexpr const char* kWorkFolder = ".moxtel-export";
 constexpr const char* kStateFile = "state.db";
 constexpr const char* kChecksums = "SHA256SUMS";
+constexpr const char* kPage = "report.html";
 // What a target needs besides the files: the state and the sidecars, in bytes.
 constexpr std::uint64_t kRoomForMore = 16 << 20;
 constexpr std::uint64_t kRoomForSidecar = 8192;
 constexpr std::size_t kPart = 1 << 20;
 // Photos are read in the order of the database: few pages are needed a second time.
 constexpr std::uint64_t kCacheSize = 12 << 20;
+constexpr SqlText kPhotoTables[] = {"SELECT count(imagePath) FROM RKMaster",
+                                    "SELECT count(fileName) FROM RKVersion"};
 
 std::string kindForPeople(OpenLibrary& library) {
   const std::string name = library.kindName();
   return name.empty() ? "iPhoto or Aperture library" : name;
+}
+
+// Damage within the tables of photos loses some of them: AlbumData.xml has all. Reads only these tables.
+bool canBeReadWhole(OpenLibrary& library) {
+  if (library.state() != OpenLibrary::State::Ready || !library.columns() || library.failed()) return false;
+  bool isWhole = true;
+  for (const SqlText& each : kPhotoTables) {
+    Query rows = library.databases().runUnlogged(DatabaseFile::Library, each, {});
+    isWhole = isWhole && rows.step() && !rows.failed();
+  }
+  library.releaseLocks();
+  return isWhole;
 }
 
 std::string joined(const std::vector<std::string>& words) {
@@ -152,7 +167,11 @@ std::optional<ExportResult> ExportRun::openTarget() {
     path = *target_ ? copiedState(*target_, std::string(kWorkFolder) + "/" + kStateFile, stateCopy_)
                     : std::string();
   } else {
-    if (!target_->lock()) return failed("another export is writing to this folder");
+    using Lock = TargetFolder::Lock;
+    const Lock lock = target_->lock();
+    if (lock == Lock::Busy) return failed("another export is writing to this folder");
+    if (lock == Lock::Unusable)
+      return failed("cannot write to '" + target_->path() + "': " + target_->problem());
     path = target_->path() + "/" + kWorkFolder + "/" + kStateFile;
   }
   state_ = std::make_unique<ExportState>(path);
@@ -210,6 +229,8 @@ void ExportRun::identify(ExportedLibrary& library, OpenLibrary& opened) {
     std::string folder;
     const NameParts name = partsOf(std::filesystem::path(library.path).filename().string());
     const std::string legal = legalName(name.stem, 200);
+    // A library may have any name.
+    for (const char* reserved : {kWorkFolder, kChecksums, kPage}) state_->claim(reserved);
     for (int number = 1; !isOnly; ++number) {
       folder = numbered(legal.empty() ? "Library" : legal, number, 220) + "/";
       const std::string bare = folder.substr(0, folder.size() - 1);
@@ -248,22 +269,35 @@ std::optional<ExportResult> ExportRun::planAll() {
   return std::nullopt;
 }
 
-void ExportRun::plan(ExportedLibrary& library, std::vector<std::string>& unknown) {
+// Opens a library, or what is left of it.
+std::unique_ptr<OpenLibrary> ExportRun::openForPlan(ExportedLibrary& library) {
   auto opened = open(library);
-  const bool isReadable =
-      opened->state() == OpenLibrary::State::Ready && opened->columns() && !opened->failed();
-  if (!isReadable && opened->kind() != LibraryKind::AlbumDataOnly &&
-      stampOf(library.path + "/AlbumData.xml").isRegular() && !library.fromAlbumData) {
+  const auto report = [&](Finding finding, const std::string& why) {
+    report_.add(finding, library.path, library.path, why);
+  };
+  if (opened->kind() == LibraryKind::AlbumDataOnly) {
+    std::error_code error;
+    // Only libraries of later versions have this folder.
+    if (std::filesystem::is_directory(library.path + "/Database", error))
+      report(Finding::LibraryDamaged, "its database is missing; AlbumData.xml was used, which knows less");
+  } else if (stampOf(library.path + "/AlbumData.xml").isRegular() && !canBeReadWhole(*opened)) {
     library.fromAlbumData = true;
     opened = open(library);
-    report_.add(Finding::LibraryDamaged, library.path, library.path,
-                "its database cannot be read; AlbumData.xml was used, which knows less");
+    report(Finding::LibraryDamaged, "its database cannot be read; AlbumData.xml was used, which knows less");
   }
-  if (opened->state() != OpenLibrary::State::Ready || !opened->columns()) {
-    report_.add(Finding::LibraryUnreadable, library.path, library.path, whyUnreadable(library.path));
-    return;
+  library.onlyFiles = opened->state() != OpenLibrary::State::Ready || !opened->columns();
+  if (library.onlyFiles) {
+    const std::string why = whyUnreadable(library.path);
+    report(Finding::LibraryUnreadable,
+           why + (why.empty() ? "" : " ") + "The files among its originals are copied without their facts.");
   }
+  return opened;
+}
+
+void ExportRun::plan(ExportedLibrary& library, std::vector<std::string>& unknown) {
+  auto opened = openForPlan(library);
   identify(library, *opened);
+  if (library.onlyFiles) return;
   report_.libraries.push_back({library.path, library.kind, library.folder});
   scratch_.useLibrary(library.id);
   SystemProcessRunner processes;
@@ -327,15 +361,20 @@ void ExportRun::copyOne(ExportedLibrary& library, FileWriter& writer, bool isLas
   const bool hasWork = scratch_.nextTodo(library.id, 0).has_value();
   if (library.id == 0 || (isLast && !hasWork)) return;
   auto opened = open(library);
+  // Its disk may have been detached since the plan.
+  if (opened->state() != OpenLibrary::State::Ready && !library.onlyFiles)
+    return report_.add(Finding::LibraryUnreadable, library.path, library.path, whyUnreadable(library.path));
   scratch_.useLibrary(library.id);
   SystemProcessRunner processes;
   ImagePropertyReader properties(processes);
   const ExportFolders folders(*context_, library, opened->lists().containers());
   LibraryCopy copy(*context_, writer, library, *opened, properties, folders);
-  copy.copyPhotos(isLast);
-  copy.writeAlbums();
+  if (!library.onlyFiles) {
+    copy.copyPhotos(isLast);
+    copy.writeAlbums();
+  }
   if (!options_.only.empty() || options_.since) return;
-  copy.writeNotes();
+  if (!library.onlyFiles) copy.writeNotes();
   if (!isLast) copy.copyUnknownFiles();
 }
 
@@ -387,7 +426,6 @@ void ExportRun::writeChecksums() {
 }
 
 void ExportRun::writePage() {
-  constexpr std::string_view kPage = "report.html";
   TargetFile file(*target_);
   TargetEntry entry;
   std::string part;

@@ -65,6 +65,7 @@ class ExportRun final {
   std::optional<ExportResult> planAll();
   std::optional<ExportResult> checkRoom();
   std::unique_ptr<OpenLibrary> open(ExportedLibrary& library);
+  std::unique_ptr<OpenLibrary> openForPlan(ExportedLibrary& library);
   void identify(ExportedLibrary& library, OpenLibrary& opened);
   void plan(ExportedLibrary& library, std::vector<std::string>& unknown);
   void compareLibraries();

@@ -14,8 +14,8 @@ CREATE TABLE selected (library INTEGER, photo INTEGER, PRIMARY KEY (library, pho
 CREATE TABLE photo (library INTEGER, id INTEGER, uuid TEXT, original TEXT, PRIMARY KEY (library, id)) WITHOUT ROWID;
 CREATE TABLE owner (library INTEGER, master TEXT, uuid TEXT, PRIMARY KEY (library, master)) WITHOUT ROWID;
 CREATE TABLE pending (library INTEGER, id INTEGER, uuid TEXT, folder TEXT, date REAL, stem TEXT, name TEXT, files TEXT);
-CREATE TABLE todo (library INTEGER, id INTEGER, PRIMARY KEY (library, id)) WITHOUT ROWID;
-CREATE TABLE retry (library INTEGER, id INTEGER, PRIMARY KEY (library, id)) WITHOUT ROWID;
+CREATE TABLE todo (library INTEGER, id INTEGER, roles INTEGER, PRIMARY KEY (library, id)) WITHOUT ROWID;
+CREATE TABLE retry (library INTEGER, id INTEGER, roles INTEGER, PRIMARY KEY (library, id)) WITHOUT ROWID;
 CREATE TABLE known (hash INTEGER PRIMARY KEY);
 CREATE TABLE twin (library INTEGER, name TEXT, size INTEGER, date INTEGER,
                    PRIMARY KEY (library, name, size, date)) WITHOUT ROWID;
@@ -50,10 +50,12 @@ ExportScratch::ExportScratch()
       addOwner_(sql_, "INSERT OR IGNORE INTO owner VALUES (?, ?, ?)"),
       owner_(sql_, "SELECT uuid FROM owner WHERE library = ? AND master = ?"),
       addPending_(sql_, "INSERT INTO pending VALUES (?, ?, ?, ?, ?, ?, ?, ?)"),
-      addTodo_(sql_, "INSERT OR IGNORE INTO todo VALUES (?, ?)"),
+      addTodo_(sql_, "INSERT OR IGNORE INTO todo VALUES (?, ?, ?)"),
       nextTodo_(sql_, "SELECT min(id) FROM todo WHERE library = ? AND id >= ?"),
-      isTodo_(sql_, "SELECT 1 FROM todo WHERE library = ? AND id = ?"),
-      addRetry_(sql_, "INSERT OR IGNORE INTO retry VALUES (?, ?)"),
+      todo_(sql_, "SELECT roles FROM todo WHERE library = ? AND id = ?"),
+      addRetry_(
+          sql_,
+          "INSERT INTO retry VALUES (?, ?, ?) ON CONFLICT DO UPDATE SET roles = roles | excluded.roles"),
       addKnown_(sql_, "INSERT OR IGNORE INTO known VALUES (?)"),
       isKnown_(sql_, "SELECT 1 FROM known WHERE hash = ?"),
       addTwin_(sql_, "INSERT OR IGNORE INTO twin VALUES (?, ?, ?, ?)") {}
@@ -120,8 +122,8 @@ void ExportScratch::forEachPending(const std::function<void(const PendingPhoto&)
 
 void ExportScratch::clearPending() { sql_.execute("DELETE FROM pending"); }
 
-void ExportScratch::addTodo(std::int64_t library, std::int64_t modelId) {
-  addTodo_.with(library, modelId).run();
+void ExportScratch::addTodo(std::int64_t library, std::int64_t modelId, std::int64_t roles) {
+  addTodo_.with(library, modelId, roles).run();
 }
 
 std::optional<std::int64_t> ExportScratch::nextTodo(std::int64_t library, std::int64_t from) {
@@ -131,18 +133,19 @@ std::optional<std::int64_t> ExportScratch::nextTodo(std::int64_t library, std::i
   return next;
 }
 
-bool ExportScratch::isTodo(std::int64_t library, std::int64_t modelId) {
-  const bool found = isTodo_.with(library, modelId).row();
-  isTodo_.reset();
-  return found;
+std::optional<std::int64_t> ExportScratch::todo(std::int64_t library, std::int64_t modelId) {
+  if (!todo_.with(library, modelId).row()) return std::nullopt;
+  const std::int64_t roles = todo_.integer(0);
+  todo_.reset();
+  return roles;
 }
 
-void ExportScratch::addRetry(std::int64_t library, std::int64_t modelId) {
-  addRetry_.with(library, modelId).run();
+void ExportScratch::addRetry(std::int64_t library, std::int64_t modelId, std::int64_t roles) {
+  addRetry_.with(library, modelId, roles).run();
 }
 
 bool ExportScratch::takeRetries() {
-  sql_.execute("DELETE FROM todo; INSERT INTO todo SELECT library, id FROM retry; DELETE FROM retry;");
+  sql_.execute("DELETE FROM todo; INSERT INTO todo SELECT library, id, roles FROM retry; DELETE FROM retry;");
   Statement any(sql_, "SELECT 1 FROM todo LIMIT 1");
   return any.row();
 }

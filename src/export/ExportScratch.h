@@ -58,12 +58,15 @@ class ExportScratch final {
   void forEachPending(const std::function<void(const PendingPhoto&)>& take);
   void clearPending();
 
-  void addTodo(std::int64_t library, std::int64_t modelId);
+  // roles: a bit for each FileRole of which a file must be copied; 0 for a photo that lacks a sidecar only.
+  void addTodo(std::int64_t library, std::int64_t modelId, std::int64_t roles);
   // The next one from this id on.
   std::optional<std::int64_t> nextTodo(std::int64_t library, std::int64_t from);
-  bool isTodo(std::int64_t library, std::int64_t modelId);
-  // The photos whose files could not be read become the ones to do; false if there are none.
-  void addRetry(std::int64_t library, std::int64_t modelId);
+  // Its roles; nothing if there is nothing to do.
+  std::optional<std::int64_t> todo(std::int64_t library, std::int64_t modelId);
+  // The photos whose files could not be read become the ones to do; false if there are none. Roles of several
+  // calls add up.
+  void addRetry(std::int64_t library, std::int64_t modelId, std::int64_t roles);
   bool takeRetries();
 
   // Files of the library that photos have, by their paths without case and normal form.
@@ -84,7 +87,7 @@ class ExportScratch final {
   };
   const Tables tables_;
   Statement addMember_, albumsOf_, select_, isSelected_, addPhoto_, photo_, addOwner_, owner_, addPending_,
-      addTodo_, nextTodo_, isTodo_, addRetry_, addKnown_, isKnown_, addTwin_;
+      addTodo_, nextTodo_, todo_, addRetry_, addKnown_, isKnown_, addTwin_;
 };
 
 }  // namespace moxtel

@@ -38,6 +38,8 @@ constexpr bool isSidecar(FileRole role) {
 constexpr FileRole sidecarOf(FileRole role) {
   return static_cast<FileRole>(static_cast<int>(role) + static_cast<int>(FileRole::OriginalSidecar));
 }
+// A photo's files as a set of bits.
+constexpr std::int64_t bitOf(FileRole role) { return std::int64_t{1} << static_cast<int>(role); }
 // Whether it is a picture or a movie, with a checksum.
 constexpr bool isPicture(FileRole role) {
   return role < FileRole::OriginalSidecar || role == FileRole::NotInLibrary;

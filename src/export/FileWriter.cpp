@@ -22,6 +22,12 @@ constexpr std::int64_t kSameTime = 2'000'000'000;
 
 }  // namespace
 
+void FileWriter::end(const WriteProblem& problem) {
+  const char* const what =
+      problem.kind == Kind::Full ? "the target is full: " : "the target cannot be written: ";
+  throw ExportFailure(what + problem.reason);
+}
+
 FileWriter::Outcome FileWriter::failed(const WriteProblem& problem, const std::string& path) {
   reason_ = problem.reason;
   switch (problem.kind) {
@@ -30,9 +36,8 @@ FileWriter::Outcome FileWriter::failed(const WriteProblem& problem, const std::s
     case Kind::Canceled:
       throw ExportCanceled();
     case Kind::Full:
-      throw ExportFailure("the target is full: " + problem.reason);
     case Kind::Broken:
-      throw ExportFailure("the target cannot be written: " + problem.reason);
+      end(problem);
     default:
       context_.report.add(problem.kind == Kind::TooLarge ? Finding::TooLarge : Finding::NotWritten, {}, path,
                           problem.reason);
@@ -194,8 +199,7 @@ void FileWriter::record(const FileKey& key, const StateFile& row, std::uint64_t 
 
 void FileWriter::finishBatch() {
   if (batchFiles_ > 0) {
-    if (const WriteProblem problem = context_.target.sync())
-      throw ExportFailure("the target cannot be written: " + problem.reason);
+    if (const WriteProblem problem = context_.target.sync()) end(problem);
   }
   context_.state.commit();
   context_.state.begin();

@@ -48,6 +48,7 @@ class FileWriter final {
   const std::string& reason() const { return reason_; }
 
  private:
+  [[noreturn]] static void end(const WriteProblem& problem);
   Outcome failed(const WriteProblem& problem, const std::string& path);
   WriteProblem fill(TargetFile& file, const SourceFile& source, const Change& change, StateFile& row);
   bool isUnchanged(const StateFile& row, const TargetEntry& entry);

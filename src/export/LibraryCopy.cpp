@@ -72,13 +72,26 @@ void LibraryCopy::copyPhotos(bool isLast) {
     library_.beginTask();
     std::vector<PhotoFacts> photos;
     const bool isWhole = library_.facts().read(*next, *next + kRange - 1, [&](PhotoFacts photo) {
-      if (context_.scratch.isTodo(exported_.id, photo.modelId)) photos.push_back(std::move(photo));
+      if (context_.scratch.todo(exported_.id, photo.modelId)) photos.push_back(std::move(photo));
       return true;
     });
     // Copying may take long, and a photo application may want to write.
     library_.releaseLocks();
-    if (!isWhole) report(Finding::FactsNotRead, exported_.path, "a database could not be read to its end");
+    if (!isWhole || library_.failed()) repeatUnread(*next, *next + kRange, photos, isLast);
     for (const PhotoFacts& photo : photos) copyPhoto(photo, isLast);
+  }
+}
+
+// Photos of the range that were planned, but could not be read now. One that was read may lack facts: the
+// next run writes its sidecar again.
+void LibraryCopy::repeatUnread(std::int64_t first, std::int64_t end, const std::vector<PhotoFacts>& read,
+                               bool isLast) {
+  if (isLast) return report(Finding::FactsNotRead, exported_.path, "a database could not be read to its end");
+  for (auto next = context_.scratch.nextTodo(exported_.id, first); next && *next < end;
+       next = context_.scratch.nextTodo(exported_.id, *next + 1)) {
+    const bool isRead = std::any_of(read.begin(), read.end(),
+                                    [&](const PhotoFacts& photo) { return photo.modelId == *next; });
+    if (!isRead) context_.scratch.addRetry(exported_.id, *next, *context_.scratch.todo(exported_.id, *next));
   }
 }
 
@@ -86,17 +99,22 @@ void LibraryCopy::copyPhoto(const PhotoFacts& photo, bool isLast) {
   context_.checkCanceled();
   PhotoSources sources = sources_.find(photo);
   leaveSharedOriginal(context_, exported_, photo, sources);
+  std::int64_t planned = context_.scratch.todo(exported_.id, photo.modelId).value_or(0);
   for (const SourceFile& source : sources.files) {
+    planned &= ~bitOf(source.role);
     const Outcome outcome = copyFile(photo, source);
     if (outcome == Outcome::Unreadable) {
       if (isLast) {
         report(Finding::Unreadable, source.file.path, writer_.reason());
       } else {
-        context_.scratch.addRetry(exported_.id, photo.modelId);
+        context_.scratch.addRetry(exported_.id, photo.modelId, bitOf(source.role));
       }
     }
     if (outcome == Outcome::Done || outcome == Outcome::Kept) writeSidecar(photo, source);
   }
+  if (planned == 0) return;
+  if (!isLast) return context_.scratch.addRetry(exported_.id, photo.modelId, planned);
+  report(Finding::Unreadable, originalName(photo), "it was there when the export began");
 }
 
 FileWriter::Outcome LibraryCopy::copyFile(const PhotoFacts& photo, const SourceFile& source) {
@@ -285,9 +303,23 @@ void LibraryCopy::describePhotos(const std::function<void(std::string_view)>& ta
   });
 }
 
+// Two names may be equal without case, or when they are legal.
+std::string LibraryCopy::claimedPath(const std::string& path) {
+  const std::size_t slash = path.rfind('/') + 1;
+  const NameParts parts = partsOf(path.substr(slash));
+  for (int number = 1;; ++number) {
+    const std::string stem = numbered(parts.stem, number, kLongestName - parts.extension.size());
+    std::string claimed = path.substr(0, slash) + stem + parts.extension;
+    if (context_.state.claim(claimed)) return claimed;
+  }
+}
+
 void LibraryCopy::copyUnknownFiles() {
   UnknownFiles unknown(library_, context_.scratch);
-  unknown.forEach([&](const std::string& path, OpenFile file) {
+  const auto takeFailure = [&](const UnknownFiles::Failure& failure) {
+    report(Finding::Unreadable, failure.path, failure.reason);
+  };
+  const auto take = [&](const std::string& path, OpenFile file) {
     context_.checkCanceled();
     SourceFile source;
     source.role = FileRole::NotInLibrary;
@@ -298,9 +330,8 @@ void LibraryCopy::copyUnknownFiles() {
     auto row = context_.state.find(key);
     if (!row) {
       row.emplace();
-      row->path = exported_.folder + "Not in the library/" + legalPath(path);
+      row->path = claimedPath(exported_.folder + "Not in the library/" + legalPath(path));
       row->wasThere = context_.target.look(row->path).kind != TargetEntry::Kind::Missing;
-      if (!context_.state.claim(row->path)) return;
       context_.state.plan(key, row->path, row->wasThere);
     }
     ++context_.report.counts.files;
@@ -315,7 +346,8 @@ void LibraryCopy::copyUnknownFiles() {
     } else if (writer_.copy(key, *row, source, std::nullopt) == Outcome::Unreadable) {
       report(Finding::Unreadable, source.file.path, writer_.reason());
     }
-  });
+  };
+  unknown.forEach(take, takeFailure);
 }
 
 }  // namespace moxtel

@@ -37,6 +37,7 @@ class LibraryCopy final {
   void copyUnknownFiles();
 
  private:
+  void repeatUnread(std::int64_t first, std::int64_t end, const std::vector<PhotoFacts>& read, bool isLast);
   void copyPhoto(const PhotoFacts& photo, bool isLast);
   FileWriter::Outcome copyFile(const PhotoFacts& photo, const SourceFile& source);
   void writeSidecar(const PhotoFacts& photo, const SourceFile& source);
@@ -46,6 +47,7 @@ class LibraryCopy final {
   void writeLinks(std::size_t album);
   // The paths of the files of a member, the best one first.
   std::vector<StateFile> filesOf(std::int64_t modelId, std::string& uuid);
+  std::string claimedPath(const std::string& path);
   void report(Finding finding, const std::string& file, const std::string& reason = {});
 
   ExportContext& context_;

@@ -1,6 +1,7 @@
 #include "export/LibraryPlan.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "export/ExportProgress.h"
 #include "export/FactsText.h"
@@ -65,14 +66,27 @@ void LibraryPlan::run(std::vector<std::string>& unknown) {
   library_.releaseLocks();
   // Its columns have 40 bytes a photo.
   library_.membership().dropCaches();
-  const std::int64_t last = library_.facts().lastModelId();
-  const bool isWhole = library_.facts().read(1, last, [this](const PhotoFacts& photo) {
+  const bool isWhole = readPhotos();
+  library_.releaseLocks();
+  if (!isWhole) report(Finding::FactsNotRead, exported_.path, "a database could not be read to its end");
+}
+
+bool LibraryPlan::readPhotos() {
+  PhotoFactsReader& facts = library_.facts();
+  const std::int64_t last = facts.lastModelId();
+  bool isWhole = (last > 0 || !library_.failed()) && facts.read(1, last, [this](const PhotoFacts& photo) {
     context_.checkCanceled();
     takePhoto(photo);
     return true;
   });
-  library_.releaseLocks();
-  if (!isWhole) report(Finding::FactsNotRead, exported_.path, "a database could not be read to its end");
+  const std::vector<std::int64_t> again = std::exchange(again_, {});
+  for (const std::int64_t id : again) {
+    isWhole = facts.read(id, id, [this](const PhotoFacts& photo) {
+      planPhoto(photo, sources_.find(photo));
+      return true;
+    }) && isWhole;
+  }
+  return isWhole;
 }
 
 void LibraryPlan::report(Finding finding, const std::string& file, const std::string& reason) {
@@ -154,6 +168,15 @@ void LibraryPlan::takePhoto(const PhotoFacts& photo) {
   if (!photo.livePath.empty()) context_.scratch.addKnown(photo.livePath);
   if (!isWanted(photo)) return;
   PhotoSources sources = sources_.find(photo);
+  // A disk may fail once: these follow at the end.
+  if (sources.hadReadError) {
+    again_.push_back(photo.modelId);
+  } else {
+    planPhoto(photo, std::move(sources));
+  }
+}
+
+void LibraryPlan::planPhoto(const PhotoFacts& photo, PhotoSources sources) {
   for (const SourceProblem& problem : sources.problems) report(problem.finding, problem.file, problem.reason);
   if (!photo.wallClock) report(Finding::NoDate, originalName(photo));
   const bool hadFiles = !sources.files.empty();
@@ -173,7 +196,8 @@ void LibraryPlan::takePhoto(const PhotoFacts& photo) {
 
 void LibraryPlan::planFiles(const PhotoFacts& photo, PhotoSources& sources) {
   bool isPending = false;
-  bool isTodo = false;
+  bool needsSidecars = false;
+  std::int64_t roles = 0;  // to copy
   std::string hash;
   std::erase_if(sources.files, [&](const SourceFile& file) {
     const bool isLarge =
@@ -186,15 +210,15 @@ void LibraryPlan::planFiles(const PhotoFacts& photo, PhotoSources& sources) {
     const auto row = context_.state.find({exported_.id, photo.uuid, file.role});
     if (row) reportRenamed(context_.report, originalName(photo), row->path);
     isPending = isPending || !row;
-    isTodo = planFile(photo, file, row.value_or(StateFile())) || isTodo;
+    if (planFile(photo, file, row.value_or(StateFile()))) roles |= bitOf(file.role);
     if (!hasSidecar(file.role, context_.options) || !context_.sidecars) continue;
     if (hash.empty()) hash = hashOfFacts(context_, photo, albumsOf(context_, folders_, photo.modelId));
     const bool needsSidecar = planSidecar(photo, file.role, hash);
-    isTodo = isTodo || needsSidecar;
+    needsSidecars = needsSidecars || needsSidecar;
     isPending = isPending || !context_.state.find({exported_.id, photo.uuid, sidecarOf(file.role)});
   }
   if (isPending) notePending(context_, exported_, photo, folders_.folderOf(photo), sources);
-  if (isTodo) context_.scratch.addTodo(exported_.id, photo.modelId);
+  if (roles != 0 || needsSidecars) context_.scratch.addTodo(exported_.id, photo.modelId, roles);
 }
 
 // Whether the file has to be copied.

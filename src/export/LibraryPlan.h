@@ -41,7 +41,9 @@ class LibraryPlan final {
   void readMembers(std::size_t container);
   void select(std::vector<std::string>& unknown);
   bool selectByName(const std::string& name);
+  bool readPhotos();
   void takePhoto(const PhotoFacts& photo);
+  void planPhoto(const PhotoFacts& photo, PhotoSources sources);
   bool isWanted(const PhotoFacts& photo);
   void planFiles(const PhotoFacts& photo, PhotoSources& sources);
   bool planFile(const PhotoFacts& photo, const SourceFile& file, const StateFile& row);
@@ -55,6 +57,7 @@ class LibraryPlan final {
   ExportFolders folders_;
   const std::optional<std::uint64_t> limit_;  // bytes of the largest file
   PlannedWork work_;
+  std::vector<std::int64_t> again_;  // photos with a read error
 };
 
 // The names of the albums that a photo is in.

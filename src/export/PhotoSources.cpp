@@ -56,6 +56,13 @@ std::string originalName(const PhotoFacts& photo) {
 
 PhotoSources PhotoSourceFinder::find(const PhotoFacts& photo) {
   PhotoSources found;
+  hadReadError_ = false;
+  addAll(photo, found);
+  found.hadReadError = hadReadError_;
+  return found;
+}
+
+void PhotoSourceFinder::addAll(const PhotoFacts& photo, PhotoSources& found) {
   const NameParts name = legalParts(originalName(photo), kReserved);
   found.stem = name.stem;
   OpenFile original = openOriginal(photo);
@@ -70,7 +77,7 @@ PhotoSources PhotoSourceFinder::find(const PhotoFacts& photo) {
     found.problems.push_back({Finding::MissingEdited, originalName(photo), "the original was taken"});
   if (!hasOriginal) {
     addInPlaceOfOriginal(photo, std::move(edited), original, found);
-    return found;
+    return;
   }
   if (options_.versions != ExportOptions::Versions::Edited || !hasEdited) {
     SourceFile file = sourceOf(FileRole::Original, std::move(original));
@@ -81,7 +88,12 @@ PhotoSources PhotoSourceFinder::find(const PhotoFacts& photo) {
     addCompanions(photo, found);
   }
   if (hasEdited) addEdited(photo, std::move(edited), found);
-  return found;
+}
+
+OpenFile PhotoSourceFinder::unreadable(FoundFile found, const std::string& path) {
+  hadReadError_ = hadReadError_ || !found.refused;
+  found.file.path = found.refused.value_or(path);
+  return std::move(found.file);
 }
 
 OpenFile PhotoSourceFinder::openFirst(const std::vector<std::string>& paths) {
@@ -89,7 +101,7 @@ OpenFile PhotoSourceFinder::openFirst(const std::vector<std::string>& paths) {
   for (const std::string& path : paths) {
     FoundFile found = library_.files().open(library_.path(), path);
     if (found.file.state == FileState::Open) return std::move(found.file);
-    if (found.file.state != FileState::Missing) last = std::move(found.file);
+    if (found.file.state != FileState::Missing) last = unreadable(std::move(found), path);
   }
   return last;
 }
@@ -100,7 +112,8 @@ OpenFile PhotoSourceFinder::openOriginal(const PhotoFacts& photo) {
   for (const std::string& folder : library_.files().allowed().foldersOf(photo.referenced->volume)) {
     FoundFile found = library_.files().openBelow(folder, photo.referenced->path);
     if (found.file.state == FileState::Open) return std::move(found.file);
-    if (found.file.state != FileState::Missing) last = std::move(found.file);
+    if (found.file.state != FileState::Missing)
+      last = unreadable(std::move(found), folder + "/" + photo.referenced->path);
   }
   return last;
 }
@@ -145,9 +158,9 @@ void PhotoSourceFinder::addEdited(const PhotoFacts& photo, OpenFile edited, Phot
 
 SourceProblem PhotoSourceFinder::problemOf(const PhotoFacts& photo, const OpenFile& original) {
   const std::string name = originalName(photo);
-  if (original.state == FileState::Unreadable || original.state == FileState::TooLarge)
-    return {Finding::Unreadable, original.path.empty() ? name : original.path,
-            "no permission, or no regular file"};
+  if (original.state != FileState::Missing)
+    return {Finding::Unreadable, original.path,
+            hadReadError_ ? "a read error, or no regular file" : "no permission to read it"};
   if (photo.referenced) return {Finding::AbsentDisk, name, photo.referenced->volume};
   const LibraryKind kind = library_.kind();
   const bool hasCloud = kind == LibraryKind::Photos4 || kind == LibraryKind::Photos5;

@@ -8,6 +8,7 @@
 #include "export/ExportContext.h"
 #include "export/ExportState.h"
 #include "export/Report.h"
+#include "library/LibraryFileFinder.h"
 #include "library/facts/PhotoFacts.h"
 #include "platform/files/FileReader.h"
 
@@ -35,6 +36,7 @@ struct PhotoSources {
   std::string stem;  // the user's name of the original, legal, cut so that every suffix fits
   std::vector<SourceFile> files;
   std::vector<SourceProblem> problems;
+  bool hadReadError = false;  // opening one of the files failed, which it may not the next time
 };
 
 class PhotoSourceFinder final {
@@ -52,6 +54,7 @@ class PhotoSourceFinder final {
 
  private:
   OpenFile openFirst(const std::vector<std::string>& paths);
+  OpenFile unreadable(FoundFile found, const std::string& path);
   ExportState::Picture pictureOf(const PhotoFacts& photo, FileRole role, const OpenFile& file);
   OpenFile openOriginal(const PhotoFacts& photo);
   bool isEdited(const PhotoFacts& photo, const OpenFile& original);
@@ -60,12 +63,14 @@ class PhotoSourceFinder final {
                             PhotoSources& found);
   void addCompanions(const PhotoFacts& photo, PhotoSources& found);
   SourceProblem problemOf(const PhotoFacts& photo, const OpenFile& original);
+  void addAll(const PhotoFacts& photo, PhotoSources& found);
 
   ExportContext& context_;
   const ExportedLibrary& exported_;
   OpenLibrary& library_;
   ImagePropertyReader& properties_;
   const ExportOptions& options_;
+  bool hadReadError_ = false;
 };
 
 // The user's name for a photo's original, with an extension where the file has one.

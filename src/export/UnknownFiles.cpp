@@ -22,15 +22,11 @@ constexpr SqlText kMasters = "SELECT imagePath FROM RKMaster";
 
 constexpr int kDeepest = 32;
 
-const char* folderOfOriginals(LibraryKind kind) {
-  switch (kind) {
-    case LibraryKind::Photos5:
-      return "originals";
-    case LibraryKind::AlbumDataOnly:
-      return "Originals";
-    default:
-      return "Masters";
-  }
+// Where the versions of the photo applications keep originals. What Photos 5 leaves of older folders are hard
+// links. Older libraries may have both of the others.
+std::vector<const char*> foldersOfOriginals(LibraryKind kind) {
+  if (kind == LibraryKind::Photos5) return {"originals"};
+  return {"Masters", "Originals"};
 }
 
 // Files that file managers and photo applications keep for themselves.
@@ -78,28 +74,43 @@ bool UnknownFiles::isKnown(const std::string& path) {
   return false;
 }
 
-void UnknownFiles::forEach(const std::function<void(const std::string& path, OpenFile file)>& take) {
-  const fs::path top = fs::path(library_.path()) / folderOfOriginals(library_.kind());
-  addRows();
-  library_.releaseLocks();
+void UnknownFiles::list(const std::string& folder, int depth, Found& found) {
   std::error_code error;
-  std::vector<std::string> found;
-  fs::recursive_directory_iterator entry(top, fs::directory_options::skip_permission_denied, error);
+  std::vector<std::string> folders;
+  fs::directory_iterator entry(folder, error);
   for (; !error && entry != fs::end(entry); entry.increment(error)) {
     std::error_code unreadable;
-    const std::string name = entry->path().filename().string();
-    if (entry.depth() >= kDeepest || isIgnored(name)) {
-      entry.disable_recursion_pending();
-      continue;
-    }
-    if (fs::is_regular_file(entry->symlink_status(unreadable)) && !isKnown(entry->path().string()))
-      found.push_back(entry->path().string());
+    const std::string path = entry->path().string();
+    if (isIgnored(entry->path().filename().string())) continue;
+    const fs::file_type type = entry->symlink_status(unreadable).type();
+    if (type == fs::file_type::directory && depth < kDeepest) folders.push_back(path);
+    if (type == fs::file_type::regular && !isKnown(path)) found.files.push_back(path);
   }
-  std::sort(found.begin(), found.end());
-  for (const std::string& path : found) {
+  if (error) found.failures.push_back({folder, error.message()});
+  for (const std::string& each : folders) list(each, depth + 1, found);
+}
+
+void UnknownFiles::forEach(const std::function<void(const std::string& path, OpenFile file)>& take,
+                           const std::function<void(const Failure& failure)>& takeFailure) {
+  addRows();
+  library_.releaseLocks();
+  Found found;
+  for (const char* name : foldersOfOriginals(library_.kind())) {
+    const std::string folder = library_.path() + "/" + name;
+    std::error_code error;
+    // One of them may be a link to the other.
+    if (fs::symlink_status(folder, error).type() == fs::file_type::directory) list(folder, 0, found);
+  }
+  std::sort(found.files.begin(), found.files.end());
+  for (const std::string& path : found.files) {
     OpenFile file = library_.files().open(library_.path(), path).file;
-    if (file.state == FileState::Open) take(path.substr(library_.path().size() + 1), std::move(file));
+    if (file.state == FileState::Open) {
+      take(path.substr(library_.path().size() + 1), std::move(file));
+    } else {
+      found.failures.push_back({path, "it could not be opened"});
+    }
   }
+  for (const Failure& failure : found.failures) takeFailure(failure);
 }
 
 }  // namespace moxtel

@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <string>
+#include <vector>
 
 #include "export/ExportScratch.h"
 #include "platform/files/FileReader.h"
@@ -17,11 +18,22 @@ class UnknownFiles final {
   // Borrows both. The scratch has the known files.
   UnknownFiles(OpenLibrary& library, ExportScratch& scratch) : library_(library), scratch_(scratch) {}
 
-  // Each with its path below the library, by path. Links are not followed; hidden files and those of the file
-  // manager are left out.
-  void forEach(const std::function<void(const std::string& path, OpenFile file)>& take);
+  // A file that could not be opened, or a folder that could not be listed.
+  struct Failure {
+    std::string path;
+    std::string reason;
+  };
+  // Each with its path below the library, by path, then the failures. Links are not followed; hidden files
+  // and those of the file manager are left out.
+  void forEach(const std::function<void(const std::string& path, OpenFile file)>& take,
+               const std::function<void(const Failure& failure)>& takeFailure);
 
  private:
+  struct Found {
+    std::vector<std::string> files;
+    std::vector<Failure> failures;
+  };
+  void list(const std::string& folder, int depth, Found& found);
   void addRows();
   bool isKnown(const std::string& path);
 

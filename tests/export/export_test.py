@@ -280,6 +280,12 @@ class Export(unittest.TestCase):
         self.assertEqual([each["file"] for each in report["findings"] if each["finding"] == "notInLibrary"],
                          [str(folder / "LOST.JPG")])
         self.assertEqual(self.report(library, self.target)["counts"]["copied"], 0)
+        # Equal without case, and when they are legal.
+        for name in ("lost.jpg", "a?.jpg", "a:.jpg"):
+            (folder / name).write_bytes(name.encode())
+        self.assertEqual(self.report(library, self.target)["counts"]["copied"], 3)
+        self.assertEqual({path.read_bytes() for path in (self.target / "Not in the library").rglob("*.*")},
+                         {b"lost", b"lost.jpg", b"a?.jpg", b"a:.jpg"})
 
     def test_reads_a_damaged_library_from_album_data(self):
         library = self.library("--photos", "20", "--saved-lists", "in-step")
@@ -288,6 +294,99 @@ class Export(unittest.TestCase):
         self.assertEqual(report["counts"]["photos"], 20)
         self.assertIn("libraryDamaged", [each["finding"] for each in report["findings"]])
         self.assertGreaterEqual(sum(path.is_file() for path in (self.target / "Events").rglob("*")), 20)
+
+    def rescued(self, *damage):
+        library = self.library("--photos", "40", "--saved-lists", "in-step", name="Damaged")
+        for each in damage:
+            each(library)
+        before = state_of(library)
+        report = self.report(library, self.target, "--trash", expected=2)
+        self.assertEqual(state_of(library), before)
+        originals = {hashlib.sha256(path.read_bytes()).hexdigest() for path in (library / "Masters").rglob("*.*")
+                     if path.is_file()}
+        exported = {facts[0] for facts in tree_of(self.target).values()}
+        self.assertEqual(originals - exported, set(), report["findings"])
+        shutil.rmtree(library)
+        shutil.rmtree(self.target)
+        return {each["finding"] for each in report["findings"]}
+
+    def test_no_original_of_a_damaged_library_is_lost(self):
+        def truncate(name, size):
+            return lambda library: os.truncate(library / name, size)
+
+        def clear(library):
+            path = library / "Database/apdb/Library.apdb"
+            with sqlite3.connect(path) as database:
+                (page,) = database.execute("SELECT rootpage FROM sqlite_master WHERE name = 'RKMaster'").fetchone()
+                (size,) = database.execute("PRAGMA page_size").fetchone()
+            database.close()
+            with open(path, "r+b") as file:
+                file.seek((page - 1) * size)
+                file.write(bytes(size))
+
+        def hide(library):
+            (library / "Database/apdb/Library.apdb").unlink()
+
+        def withoutXml(library):
+            (library / "AlbumData.xml").unlink()
+
+        database = "Database/apdb/Library.apdb"
+        self.assertIn("libraryDamaged", self.rescued(truncate(database, 100_000)))
+        self.assertIn("libraryDamaged", self.rescued(truncate(database, 0)))
+        self.assertIn("libraryDamaged", self.rescued(hide))
+        self.assertIn("libraryDamaged", self.rescued(clear))
+        self.assertIn("notInLibrary", self.rescued(clear, withoutXml))
+        self.assertLessEqual({"libraryUnreadable", "notInLibrary"}, self.rescued(truncate(database, 20_000), withoutXml))
+        self.assertLessEqual({"libraryDamaged", "notInLibrary"},
+                             self.rescued(truncate(database, 20_000), truncate("AlbumData.xml", 5_000)))
+
+    def mark_live_photos(self, library):
+        """As Photos 5 and later do: the sample library has only their movies."""
+        movies = list(library.glob("originals/*/*_3.mov"))
+        if movies:
+            with sqlite3.connect(library / "database/Photos.sqlite") as database:
+                tables = {row[0] for row in database.execute("SELECT name FROM sqlite_master")}
+                table = "ZASSET" if "ZASSET" in tables else "ZGENERICASSET"
+                marked = sum(database.execute("UPDATE %s SET ZKINDSUBTYPE = 2 WHERE ZUUID = ? AND ZTRASHEDSTATE = 0" % table,
+                                              (movie.stem.split("_")[0],)).rowcount for movie in movies)
+            database.close()
+            self.assertGreater(marked, 0)
+            return marked
+        return 0
+
+    def test_raw_and_live_pairs_share_their_names(self):
+        for kind in ("iphoto", "photos4", "photos5", "photos11"):
+            with self.subTest(kind):
+                options = ["--everything"] if kind == "iphoto" else ["--kind", kind]
+                library = self.library("--photos", "120", *options, name=kind)
+                live = self.mark_live_photos(library)
+                target = self.folder / f"to-{kind}"
+                lines = run(library, target, "--dry-run", "--json").stdout.splitlines()[:-1]
+                run(library, target)
+                pairs = 0
+                for photo in map(json.loads, lines):
+                    files = {file["role"]: file for file in photo["files"]}
+                    for role in ("alternate", "liveMovie"):
+                        if role not in files or "original" not in files:
+                            continue
+                        pairs += 1
+                        paths = [pathlib.PurePosixPath(files[each]["path"]) for each in ("original", role)]
+                        self.assertEqual(paths[0].with_suffix(""), paths[1].with_suffix(""))
+                        self.assertNotEqual(paths[0].suffix.lower(), paths[1].suffix.lower())
+                        for file, path in zip((files["original"], files[role]), paths):
+                            self.assertEqual((target / path).read_bytes(), pathlib.Path(file["source"]).read_bytes())
+                            sidecar = (target / f"{path}.xmp").read_text()
+                            # A movie has no faces, the other half of a pair those of the photo.
+                            faces = sidecar.count("<mwg-rs:Name>")
+                            self.assertLessEqual(faces, len(photo["facts"].get("faces", [])))
+                            if path.suffix == ".mov":
+                                self.assertEqual(faces, 0)
+                            if photo["facts"].get("title"):
+                                self.assertIn("<dc:title>", sidecar)
+                self.assertGreater(pairs, 0)
+                # Frames of a burst and shared photos are left out.
+                self.assertIn(len(list(target.rglob("*.mov"))), range(min(live, 1), live + 1))
+                shutil.rmtree(library)
 
     def test_several_libraries_get_folders(self):
         disk = self.folder / "disk"
@@ -300,6 +399,17 @@ class Export(unittest.TestCase):
                          {"First", "Second", "Copy of First", ".moxtel-export"})
         self.assertIn("was probably made of the other", done.stderr)
         self.assertEqual(self.report(disk, self.target)["counts"]["copied"], 0)
+
+    def test_libraries_named_like_files_of_the_export(self):
+        disk = self.folder / "disk"
+        disk.mkdir()
+        libraries = [self.library("--photos", "6", "--seed", str(number + 1), name="disk/%s.photolibrary" % name)
+                     for number, name in enumerate((".moxtel-export", "SHA256SUMS", "report.html"))]
+        run(*libraries, self.target)
+        self.assertTrue((self.target / "SHA256SUMS").is_file() and (self.target / "report.html").is_file())
+        self.assertLessEqual({path.name for path in (self.target / ".moxtel-export").iterdir()},
+                             {"lock", "state.db", "state.db-wal"})
+        subprocess.run(["sha256sum", "-c", "--quiet", "SHA256SUMS"], cwd=self.target, check=True)
 
     def test_only_an_album(self):
         library = self.library("--photos", "30", "--albums", "3")

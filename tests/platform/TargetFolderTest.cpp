@@ -114,9 +114,9 @@ TEST_F(TargetFolderTest, namesAFileThatIsInTheWay) {
 }
 
 TEST_F(TargetFolderTest, isLockedForOthers) {
-  EXPECT_TRUE(folder_.lock());
+  EXPECT_EQ(folder_.lock(), TargetFolder::Lock::Taken);
   TargetFolder other(root_.string(), ".work", false);
-  EXPECT_FALSE(other.lock());
+  EXPECT_EQ(other.lock(), TargetFolder::Lock::Busy);
 }
 
 TEST_F(TargetFolderTest, createsTheLastFolderOnly) {

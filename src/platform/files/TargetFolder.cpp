@@ -91,8 +91,11 @@ WriteProblem TargetFolder::enter(std::string_view path, bool create) {
   for (std::string_view rest = path; !rest.empty();) {
     const std::string name = takeName(rest);
     if (!isPlainName(name)) return {Kind::Target, "the path is not allowed"};
-    if (create && ::mkdirat(folder.get(), name.c_str(), 0777) != 0 && errno != EEXIST)
+    if (create && ::mkdirat(folder.get(), name.c_str(), 0777) != 0 && errno != EEXIST) {
+      // An open folder lacks no name but when it was deleted.
+      if (errno == ENOENT) return {Kind::Broken, "its folder was deleted"};
       return problemOf(errno);
+    }
     const int next = ::openat(folder.get(), name.c_str(), kFolder);
     if (next < 0 && (errno == ELOOP || errno == ENOTDIR))
       return {Kind::Target, "'" + name + "' in the target is a link or a file, not a folder"};
@@ -166,11 +169,26 @@ WriteProblem TargetFolder::link(const std::string& leadsTo, std::string_view pat
   return {};
 }
 
-bool TargetFolder::lock() {
-  if (makeFolders(workFolder_)) return true;  // the first file shows why
+WriteProblem TargetFolder::openWorkFolder() {
+  if (work_) return {};
+  if (WriteProblem problem = makeFolders(workFolder_)) return problem;
   work_ = FileDescriptor(::dup(last_.get()));
-  lock_ = FileDescriptor(::openat(work_.get(), "lock", O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0666));
-  return !lock_ || ::flock(lock_.get(), LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
+  return work_ ? WriteProblem() : problemOf(errno);
+}
+
+TargetFolder::Lock TargetFolder::lock() {
+  WriteProblem problem = openWorkFolder();
+  if (!problem) {
+    lock_ = FileDescriptor(::openat(work_.get(), "lock", O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0666));
+    if (!lock_) problem = problemOf(errno);
+  }
+  problem_ = problem.reason;
+  if (problem) return Lock::Unusable;
+  int result = 0;
+  do {
+    result = ::flock(lock_.get(), LOCK_EX | LOCK_NB);
+  } while (result != 0 && errno == EINTR);
+  return result == 0 || errno != EWOULDBLOCK ? Lock::Taken : Lock::Busy;
 }
 
 WriteProblem TargetFolder::sync() {
@@ -236,14 +254,13 @@ TargetFile::~TargetFile() {
 }
 
 WriteProblem TargetFile::create() {
-  if (!folder_.work_) {
-    if (WriteProblem problem = folder_.makeFolders(folder_.workFolder_)) return problem;
-    folder_.work_ = FileDescriptor(::dup(folder_.last_.get()));
-  }
+  if (WriteProblem problem = folder_.openWorkFolder()) return problem;
   // What a run that was ended left behind, or what somebody put there.
   ::unlinkat(folder_.work_.get(), kPart, 0);
   file_ = FileDescriptor(
       ::openat(folder_.work_.get(), kPart, O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0666));
+  if (!file_ && errno == ENOENT)
+    return {Kind::Broken, "its folder '" + folder_.workFolder_ + "' was deleted"};
   if (!file_) return problemOf(errno);
   isNamed_ = true;
   return {};
@@ -306,6 +323,18 @@ WriteProblem TargetFile::write(std::string_view bytes) {
   return writeAll(file_.get(), {reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()});
 }
 
+WriteProblem TargetFile::giveName(std::string_view path) {
+  for (const bool isAgain : {false, true}) {
+    const TargetFolder::Place place = folder_.placeOf(path, true);
+    if (place.problem) return place.problem;
+    if (::renameat(folder_.work_.get(), kPart, place.folder, place.name.c_str()) == 0) break;
+    if (errno != ENOENT || isAgain) return problemOf(errno);
+    // Somebody deleted the folder that was used last: it is made once more.
+    folder_.last_ = FileDescriptor();
+  }
+  return {};
+}
+
 WriteProblem TargetFile::publish(std::string_view path, std::optional<double> modified, TargetEntry& entry) {
   if (modified) {
     const timespec times[2] = {{0, UTIME_OMIT}, timeOf(*modified)};
@@ -314,9 +343,7 @@ WriteProblem TargetFile::publish(std::string_view path, std::optional<double> mo
   }
   struct stat facts {};
   if (::fstat(file_.get(), &facts) != 0) return problemOf(errno);
-  const TargetFolder::Place place = folder_.placeOf(path, true);
-  if (place.problem) return place.problem;
-  if (::renameat(folder_.work_.get(), kPart, place.folder, place.name.c_str()) != 0) return problemOf(errno);
+  if (WriteProblem problem = giveName(path)) return problem;
   isNamed_ = false;
   entry = entryOf(facts);
   return {};

@@ -51,7 +51,7 @@ class TargetFolder final {
 
   // Whether the folder is there. If not, nothing below works.
   explicit operator bool() const { return static_cast<bool>(root_); }
-  // Why not, for the user.
+  // Why not, or why lock() failed, for the user.
   const std::string& problem() const { return problem_; }
   // Without symbolic links.
   const std::string& path() const { return path_; }
@@ -67,9 +67,13 @@ class TargetFolder final {
   WriteProblem makeFolders(std::string_view path);
   // Puts a symbolic link at a path, which must be free.
   WriteProblem link(const std::string& leadsTo, std::string_view path);
-  // Makes the work folder and locks it. False if another process has locked it; true where the file system
-  // has no locks.
-  bool lock();
+  enum class Lock : std::uint8_t {
+    Taken,     // also where the file system has no locks
+    Busy,      // another process has it
+    Unusable,  // nothing can be written here; problem() says why
+  };
+  // Makes the work folder and locks it.
+  Lock lock();
   // Writes everything to the disk.
   WriteProblem sync();
 
@@ -88,6 +92,7 @@ class TargetFolder final {
   };
   Place placeOf(std::string_view path, bool create);
   WriteProblem enter(std::string_view path, bool create);
+  WriteProblem openWorkFolder();
 
   std::string path_;
   std::string problem_;
@@ -123,6 +128,7 @@ class TargetFile final {
 
  private:
   WriteProblem create();
+  WriteProblem giveName(std::string_view path);
   bool tryClone(const OpenFile& source);
   WriteProblem copyWhole(const OpenFile& source, const std::function<bool()>& isCanceled);
   WriteProblem copyParts(const OpenFile& source, const Part& each, bool isCloned);
