@@ -23,6 +23,7 @@ namespace {
 namespace files = std::filesystem;
 
 constexpr const char* kRecord = "/photos.jsonl";
+constexpr const char* kRecordName = "photos.jsonl";
 // Until a file is complete and its name is known.
 constexpr const char* kUnfinished = "/.moxtel-download";
 constexpr std::uint64_t kLargestDetails = 4 << 20;
@@ -106,6 +107,7 @@ std::string AlbumDownload::prepare() {
   std::error_code error;
   files::create_directories(folder_, error);
   if (error) return "could not make the folder " + folder_ + ": " + error.message();
+  names_.insert(kRecordName);  // no photo gets this name
   std::ifstream record(folder_ + kRecord);
   std::uintmax_t whole = 0;  // bytes of whole lines
   for (std::string line; std::getline(record, line);) {
@@ -140,6 +142,8 @@ std::string AlbumDownload::nameOf(const Value& fileName, const std::string& key,
   NameParts parts =
       legalParts(fileName.isString() && !fileName.string().empty() ? fileName.string() : key, 12);
   if (isJpeg && !isJpegName(parts.extension)) parts.extension = ".jpg";
+  // A hidden file may be a program's settings: the folder may be a home folder.
+  if (parts.stem.starts_with('.')) parts.stem.front() = '_';
   for (int number = 1;; ++number) {
     std::string name =
         numbered(parts.stem, number, kLongestName - parts.extension.size() - kNumber) + parts.extension;

@@ -233,6 +233,12 @@ class CommandLine final {
   void addDownload() {
     CLI::App* command = add(kDownload, "all photos of an album, event or\nperson, or allPhotosAlbum");
     command->add_option("ID", key_)->required();
+    command->footer(
+        "The same command continues after any end, and later downloads what is new.\n"
+        "FOLDER/photos.jsonl has what the server says about each photo. Edited photos\n"
+        "come as JPEG files without their originals, and titles, keywords, ratings,\n"
+        "faces and albums not at all: moxtel-export takes them from the library itself.\n\n"
+        "The options of all commands: moxtel --help.");
     command->callback([this] {
       if (!request_.output || request_.output->empty() || *request_.output == "-")
         fail("download needs -o FOLDER");

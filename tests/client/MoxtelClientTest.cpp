@@ -594,6 +594,60 @@ TEST_F(Moxtel, requestsDataAgainThatBrokeOff) {
   EXPECT_EQ(contents(path("x")), "all");
 }
 
+TEST_F(Moxtel, saysWhatADownloadLacks) {
+  EXPECT_EQ(run({"download", "--help"}), 0);
+  EXPECT_THAT(out.str(), HasSubstr("The same command continues after any end"));
+  EXPECT_THAT(out.str(), HasSubstr("moxtel-export takes them from the library itself"));
+}
+
+TEST_F(Moxtel, keepsTheNamesOfAHostileServerInTheFolder) {
+  const std::vector<std::string> names{"../../out.jpg",
+                                       "/etc/out.jpg",
+                                       "..",
+                                       ".bashrc",
+                                       ".profile.jpg",
+                                       "photos.jsonl",
+                                       "PHOTOS.jsonl",
+                                       "a\nb\x1B[31m",
+                                       "CON",
+                                       "",
+                                       "same.jpg",
+                                       "SAME.jpg",
+                                       ".moxtel-download",
+                                       std::string(4000, 'x'),
+                                       std::string("nul\0.jpg", 8)};
+  const auto answer = [&](const Value& request) {
+    const std::string_view command = request["command"].string();
+    if (command == "Photos of Album") {
+      std::vector<Value> photos{Value(7), Value(Dictionary{{"PhotoKey", 7}}), Value(Dictionary())};
+      for (std::size_t i = 0; i < names.size(); ++i)
+        photos.emplace_back(Dictionary{{"PhotoKey", "../" + std::to_string(i)}});
+      return result(Array(photos, Mutability::Immutable));
+    }
+    if (command == "Data of Photo") return result(Bytes{'d', 'a', 't', 'a'});
+    if (command != "Infos of Photo") return result(Value(7));
+    return result(
+        Dictionary{{"FileName", names.at(std::stoul(std::string(request["key"].string().substr(3))))}});
+  };
+  const std::string target = path("a/b");
+  EXPECT_EQ(runAnswering(answer, {"download", "id", "-o", target}), 1);  // three photos have no key
+  std::size_t files = 0;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(folder.path())) {
+    const std::string name = entry.path().filename();
+    if (entry.is_directory()) continue;
+    EXPECT_EQ(entry.path().parent_path(), target);
+    EXPECT_FALSE(name.starts_with('.')) << name;
+    EXPECT_EQ(name.find_first_of("\n\x1B"), std::string::npos);
+    if (name == "photos.jsonl") continue;
+    EXPECT_EQ(contents(entry.path()), "data") << name;
+    ++files;
+  }
+  EXPECT_EQ(files, names.size());
+  const std::string record = contents(target + "/photos.jsonl");
+  EXPECT_EQ(std::count(record.begin(), record.end(), '\n'), static_cast<std::ptrdiff_t>(names.size()));
+  EXPECT_EQ(err.str().find('\x1B'), std::string::npos);
+}
+
 TEST_F(Moxtel, showsTheProgressOfADownloadOnATerminal) {
   isTerminal = true;
   EXPECT_EQ(runWith(result(Bytes(3'000'000, 1)), {"data", "k", "-o", path("x")}), 0);
