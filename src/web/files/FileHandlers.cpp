@@ -1,5 +1,7 @@
 #include "web/files/FileHandlers.h"
 
+#include <cerrno>
+
 #include "platform/files/FileCache.h"
 #include "platform/files/Files.h"
 #include "web/files/MovieConverter.h"
@@ -64,7 +66,10 @@ std::string FileHandlers::movieJson(WebLibrary& library, OpenLibrary& open, cons
   return parts_->movies.stateJson(library, open, movie, false);
 }
 
-bool FileHandlers::canDecode() const { return isReadable(parts_->pictureDecoder); }
+bool FileHandlers::canDecode() const {
+  const FileStamp stamp = stampOf(parts_->pictureDecoder);
+  return stamp.kind != FileStamp::Kind::Missing || stamp.error != ENOENT;
+}
 
 bool FileHandlers::Parts::answer(FileTask task, Segments segments) {
   if (segments.size() == 4 && segments[0] == "api") return answerJson(std::move(task), segments);

@@ -73,6 +73,7 @@ class ZipRequests::Plan final : public std::enable_shared_from_this<Plan> {
   std::size_t next_ = 0;
   ZipNames names_;
   std::vector<ZipEntry> entries_;
+  bool sawUnreadable_ = false;  // a file that is there
 };
 
 bool ZipRequests::Plan::begin(OpenLibrary& open) {
@@ -109,7 +110,10 @@ void ZipRequests::Plan::add(OpenLibrary& open, std::int64_t id) {
 }
 
 void ZipRequests::Plan::addFile(const PhotoFacts& photo, PlacedFile found, const char* mark) {
-  if (!isOpen(found.file)) return;
+  if (!isOpen(found.file)) {
+    if (found.file.state == FileState::Unreadable) sawUnreadable_ = true;
+    return;
+  }
   const std::string stem =
       photo.title.empty() ? photo.fileName.substr(0, photo.fileName.rfind('.')) : photo.title;
   ZipEntry entry;
@@ -130,6 +134,8 @@ std::string ZipRequests::Plan::name() const {
 }
 
 void ZipRequests::Plan::finish() {
+  // No file could be opened now: an empty archive would look like the whole list.
+  if (entries_.empty() && sawUnreadable_) return task_.sendBusy();
   if (describe_) {
     return task_.send(jsonReply("{\"count\":" + std::to_string(entries_.size()) +
                                 ",\"bytes\":" + std::to_string(storedZipSize(entries_)) +
