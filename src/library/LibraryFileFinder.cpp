@@ -69,6 +69,7 @@ class Walk final {
     const Frame root{OpenFolder::at(start), nullptr, {}, start, true};
     const auto identity = root.folder ? root.folder.identity() : std::nullopt;
     if (!identity) return {};
+    if (purpose_ == Purpose::Open && openDirectly(root.folder, start, components)) return std::move(found_);
     roots_.push_back(*identity);
     const Step* steps = nullptr;
     for (auto each = components.rbegin(); each != components.rend(); ++each) {
@@ -94,6 +95,8 @@ class Walk final {
     bool isAllowed;         // in the library, or in a folder that the user named
   };
 
+  // What nearly every path is: all its names as they are on the disk, and none of them a link.
+  bool openDirectly(const OpenFolder& root, const std::string& start, const Components& components);
   // All of these return true when found_ is the answer, and false to try another name.
   bool go(const Frame& at, const Step* rest);
   bool enter(const Frame& folder, const Step* rest);
@@ -139,6 +142,18 @@ class Walk final {
   int foldersLeft_ = kMaximumFolders;
   FoundFile found_;
 };
+
+bool Walk::openDirectly(const OpenFolder& root, const std::string& start, const Components& components) {
+  std::string path;
+  for (const std::string_view name : components) {
+    if (name == "..") return false;
+    if (!path.empty()) path += '/';
+    path += name;
+  }
+  if (!root.openDirectly(path, found_.file)) return false;
+  found_.file.path = joined(start, path);
+  return true;
+}
 
 bool Walk::isRoot(const OpenFolder& folder) {
   if (!knowsAllRoots_) {

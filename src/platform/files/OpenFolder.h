@@ -41,6 +41,9 @@ class OpenFolder final {
   // Opens a regular file for reading; Failed for one of LockedFiles.h. Sets everything in it but its path
   // when Found.
   NameState open(const std::string& name, OpenFile& file) const;
+  // The same for a path without ".." below this folder, in few calls; false, with nothing set, if any name on
+  // it is a link, if anything else is in the way, or if the kernel cannot: then go from name to name.
+  bool openDirectly(const std::string& path, OpenFile& file) const;
   // The state of a regular file, which is not opened.
   NameState look(const std::string& name) const;
   // Nothing if the name is no link.
