@@ -38,6 +38,9 @@ struct ExportOptions {
   bool verify = false;
   bool progress = false;
   bool json = false;
+
+  // Whether only some photos are wanted.
+  bool isPartial() const { return !only.empty() || since; }
 };
 
 struct ExportMessage {

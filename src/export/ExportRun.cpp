@@ -54,6 +54,14 @@ bool canBeReadWhole(OpenLibrary& library) {
   return isWhole;
 }
 
+std::string whyNothingFound(const std::string& folder) {
+  std::error_code error;
+  if (!std::filesystem::is_directory(folder, error)) return "there is no folder '" + folder + "'";
+  std::filesystem::directory_iterator(folder, error);
+  if (error) return "'" + folder + "' cannot be read: " + error.message();
+  return "no photo library in '" + folder + "' or the folders below it";
+}
+
 std::string joined(const std::vector<std::string>& words) {
   std::string text;
   for (const std::string& word : words) text += (text.empty() ? "'" : ", '") + word + "'";
@@ -137,7 +145,7 @@ std::optional<ExportResult> ExportRun::findLibraries() {
   limits.seconds = 600;
   for (const std::string& folder : options_.libraries) {
     const std::vector<std::string> found = librariesFor(folder, limits);
-    if (found.empty()) return failed("no photo library in '" + folder + "': " + whyNoLibrary(folder));
+    if (found.empty()) return failed(whyNothingFound(folder));
     for (const std::string& path : found) {
       const bool isKnown = std::any_of(
           libraries_.begin(), libraries_.end(),
@@ -373,7 +381,7 @@ void ExportRun::copyOne(ExportedLibrary& library, FileWriter& writer, bool isLas
     copy.copyPhotos(isLast);
     copy.writeAlbums();
   }
-  if (!options_.only.empty() || options_.since) return;
+  if (options_.isPartial()) return;
   if (!library.onlyFiles) copy.writeNotes();
   if (!isLast) copy.copyUnknownFiles();
 }
@@ -391,7 +399,7 @@ void ExportRun::describeAll() {
     const ExportFolders folders(*context_, library, opened->lists().containers());
     LibraryCopy copy(*context_, writer, library, *opened, properties, folders);
     if (options_.json) copy.describePhotos(seams_.describe);
-    if (options_.only.empty() && !options_.since) copy.copyUnknownFiles();
+    if (!options_.isPartial()) copy.copyUnknownFiles();
   }
 }
 
@@ -399,6 +407,9 @@ void ExportRun::finish(FileWriter& writer) {
   progress_.beginStep(ExportProgress::Step::Finishing);
   state_->forEachIdentical([&](std::string_view path, bool isFirst) {
     report_.add(Finding::Identical, {}, path, isFirst ? "" : "the same as the one before");
+  });
+  state_->forEachRemark([&](FileRole role, std::string_view path, std::string_view text) {
+    report_.add(isSidecar(role) ? Finding::SidecarLacks : Finding::NotEmbedded, {}, path, text);
   });
   if (options_.checksums && options_.link == ExportOptions::Link::Copy) writeChecksums();
   if (options_.verify) verify();

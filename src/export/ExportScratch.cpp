@@ -11,7 +11,8 @@ CREATE TABLE member (library INTEGER, album INTEGER, position INTEGER, photo INT
                      PRIMARY KEY (library, album, position)) WITHOUT ROWID;
 CREATE INDEX albumOfMember ON member (library, photo, album);
 CREATE TABLE selected (library INTEGER, photo INTEGER, PRIMARY KEY (library, photo)) WITHOUT ROWID;
-CREATE TABLE photo (library INTEGER, id INTEGER, uuid TEXT, original TEXT, PRIMARY KEY (library, id)) WITHOUT ROWID;
+CREATE TABLE photo (library INTEGER, id INTEGER, uuid TEXT, original TEXT, wanted INTEGER,
+                    PRIMARY KEY (library, id)) WITHOUT ROWID;
 CREATE TABLE owner (library INTEGER, master TEXT, uuid TEXT, PRIMARY KEY (library, master)) WITHOUT ROWID;
 CREATE TABLE pending (library INTEGER, id INTEGER, uuid TEXT, folder TEXT, date REAL, stem TEXT, name TEXT, files TEXT);
 CREATE TABLE todo (library INTEGER, id INTEGER, roles INTEGER, PRIMARY KEY (library, id)) WITHOUT ROWID;
@@ -45,8 +46,8 @@ ExportScratch::ExportScratch()
       albumsOf_(sql_, "SELECT album FROM member WHERE library = ? AND photo = ? ORDER BY album"),
       select_(sql_, "INSERT OR IGNORE INTO selected VALUES (?, ?)"),
       isSelected_(sql_, "SELECT 1 FROM selected WHERE library = ? AND photo = ?"),
-      addPhoto_(sql_, "INSERT OR REPLACE INTO photo VALUES (?, ?, ?, ?)"),
-      photo_(sql_, "SELECT uuid, original FROM photo WHERE library = ? AND id = ?"),
+      addPhoto_(sql_, "INSERT OR REPLACE INTO photo VALUES (?, ?, ?, ?, ?)"),
+      photo_(sql_, "SELECT uuid, original, wanted FROM photo WHERE library = ? AND id = ?"),
       addOwner_(sql_, "INSERT OR IGNORE INTO owner VALUES (?, ?, ?)"),
       owner_(sql_, "SELECT uuid FROM owner WHERE library = ? AND master = ?"),
       addPending_(sql_, "INSERT INTO pending VALUES (?, ?, ?, ?, ?, ?, ?, ?)"),
@@ -84,21 +85,21 @@ bool ExportScratch::isSelected(std::int64_t modelId) {
 }
 
 void ExportScratch::addPhoto(std::int64_t library, std::int64_t modelId, std::string_view uuid,
-                             std::string_view originalUuid) {
-  addPhoto_.with(library, modelId, uuid, originalUuid).run();
+                             std::string_view originalUuid, bool isWanted) {
+  addPhoto_.with(library, modelId, uuid, originalUuid, isWanted ? 1 : 0).run();
 }
 
 std::optional<ExportScratch::Photo> ExportScratch::photo(std::int64_t library, std::int64_t modelId) {
   if (!photo_.with(library, modelId).row()) return std::nullopt;
-  Photo photo{std::string(photo_.text(0)), std::string(photo_.text(1))};
+  Photo photo{std::string(photo_.text(0)), std::string(photo_.text(1)), photo_.integer(2) != 0};
   photo_.reset();
   return photo;
 }
 
 std::string ExportScratch::ownerOf(std::int64_t library, std::string_view master, std::string_view uuid) {
-  addOwner_.with(library, master, uuid).run();
-  owner_.with(library, master).row();
-  std::string owner(owner_.text(0));
+  if (!uuid.empty()) addOwner_.with(library, master, uuid).run();
+  std::string owner;
+  if (owner_.with(library, master).row()) owner = owner_.text(0);
   owner_.reset();
   return owner;
 }

@@ -41,16 +41,18 @@ class ExportScratch final {
   void select(std::int64_t modelId);
   bool isSelected(std::int64_t modelId);
 
-  // Photos that are exported, and where the original of each is: of itself, or of the photo that it shares it
-  // with.
+  // Photos, whether they are exported, and where the original of each is: of itself, or of the photo that it
+  // shares it with.
   void addPhoto(std::int64_t library, std::int64_t modelId, std::string_view uuid,
-                std::string_view originalUuid);
+                std::string_view originalUuid, bool isWanted = true);
   struct Photo {
     std::string uuid;
     std::string originalUuid;
+    bool isWanted = true;
   };
   std::optional<Photo> photo(std::int64_t library, std::int64_t modelId);
-  // The first photo with this original, which is this one if there was none.
+  // The first photo with this original, which is this one if there was none. Without a uuid: empty if there
+  // was none.
   std::string ownerOf(std::int64_t library, std::string_view master, std::string_view uuid);
 
   void addPending(const PendingPhoto& photo);

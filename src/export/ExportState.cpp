@@ -19,6 +19,8 @@ constexpr const char* kSchema =
     "CREATE TABLE IF NOT EXISTS picture (library INTEGER, uuid TEXT, role INTEGER, size INTEGER, modified "
     "INTEGER, "
     "width INTEGER, height INTEGER, orientation INTEGER, PRIMARY KEY (library, uuid, role)) WITHOUT ROWID;"
+    "CREATE TABLE IF NOT EXISTS remark (library INTEGER, uuid TEXT, role INTEGER, text TEXT, "
+    "PRIMARY KEY (library, uuid, role, text)) WITHOUT ROWID;"
     // A hash of each path: the paths of a million photos are long.
     "CREATE TABLE IF NOT EXISTS claim (hash INTEGER PRIMARY KEY);";
 
@@ -50,7 +52,7 @@ StateFile fileOf(const Statement& row, int first) {
 ExportState::Tables::Tables(StateSql& sql) {
   sql.execute(
       "PRAGMA locking_mode = EXCLUSIVE; PRAGMA journal_mode = WAL; PRAGMA synchronous = NORMAL;"
-      "PRAGMA cache_size = -8000; PRAGMA temp_store = FILE; PRAGMA trusted_schema = OFF;");
+      "PRAGMA cache_size = -16000; PRAGMA temp_store = FILE; PRAGMA trusted_schema = OFF;");
   sql.execute(kSchema);
 }
 
@@ -71,6 +73,8 @@ ExportState::ExportState(const std::string& path)
           "library = ? AND uuid = ? AND role = ?"),
       plan_(sql_, "INSERT OR REPLACE INTO file (library, uuid, role, path, wasThere) VALUES (?, ?, ?, ?, ?)"),
       finish_(sql_, "INSERT OR REPLACE INTO file VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"),
+      dropRemarks_(sql_, "DELETE FROM remark WHERE library = ? AND uuid = ? AND role = ?"),
+      addRemark_(sql_, "INSERT OR IGNORE INTO remark VALUES (?, ?, ?, ?)"),
       claim_(sql_, "INSERT OR IGNORE INTO claim VALUES (?)"),
       isClaimed_(sql_, "SELECT 1 FROM claim WHERE hash = ?"),
       picture_(sql_,
@@ -153,6 +157,20 @@ void ExportState::finish(const FileKey& key, const StateFile& file) {
       .with(key.library, key.uuid, static_cast<int>(key.role), file.path, file.wasThere ? 1 : 0,
             file.sourceSize, file.sourceModified, file.size, file.modified, file.sha256, file.facts)
       .run();
+}
+
+void ExportState::setRemarks(const FileKey& key, const std::vector<std::string>& texts) {
+  const int role = static_cast<int>(key.role);
+  dropRemarks_.with(key.library, key.uuid, role).run();
+  for (const std::string& text : texts) addRemark_.with(key.library, key.uuid, role, text).run();
+}
+
+void ExportState::forEachRemark(
+    const std::function<void(FileRole role, std::string_view path, std::string_view text)>& take) {
+  Statement all(sql_,
+                "SELECT r.role, f.path, r.text FROM remark r JOIN file f ON f.library = r.library AND "
+                "f.uuid = r.uuid AND f.role = r.role ORDER BY f.path, r.text");
+  while (all.row()) take(static_cast<FileRole>(all.integer(0)), all.text(1), all.text(2));
 }
 
 bool ExportState::claim(std::string_view path) { return claim_.with(hashOf(foldedFileName(path))).run() > 0; }

@@ -10,6 +10,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "export/StateSql.h"
 
@@ -94,6 +95,12 @@ class ExportState final {
   void plan(const FileKey& key, std::string_view path, bool wasThere);
   void finish(const FileKey& key, const StateFile& file);
 
+  // What later reports have to say of a file, too, although it is not written again.
+  void setRemarks(const FileKey& key, const std::vector<std::string>& texts);
+  // By path.
+  void forEachRemark(
+      const std::function<void(FileRole role, std::string_view path, std::string_view text)>& take);
+
   // What was read from a picture of this size and time; reading RAW files takes milliseconds.
   struct Picture {
     std::int64_t width = 0;  // pixels; 0 unknown
@@ -122,7 +129,7 @@ class ExportState final {
   };
   const Tables tables_;
   Statement setting_, set_, library_, libraryAt_, anyLibrary_, addLibrary_, folder_, setFolder_, find_, plan_,
-      finish_, claim_, isClaimed_, picture_, setPicture_;
+      finish_, dropRemarks_, addRemark_, claim_, isClaimed_, picture_, setPicture_;
 };
 
 }  // namespace moxtel

@@ -132,16 +132,19 @@ FileWriter::Outcome LibraryCopy::copyFile(const PhotoFacts& photo, const SourceF
 
 FileWriter::Change LibraryCopy::embedding(const PhotoFacts& photo, const SourceFile& source) {
   if (!context_.options.embed || !context_.sidecars) return {};
+  const auto remark = [this, &photo, role = source.role](const std::vector<std::string>& why) {
+    context_.state.setRemarks({exported_.id, photo.uuid, role}, why);
+  };
   if (!isJpeg(source)) {
-    report(Finding::NotEmbedded, source.file.path, "only JPEG files hold the facts; they are in the sidecar");
+    remark({"only JPEG files hold the facts; they are in the sidecar"});
     return {};
   }
-  return [&](Bytes contents) {
+  return [this, &photo, &source, remark](Bytes contents) {
     const auto albums = albumsOf(context_, folders_, photo.modelId);
     std::string why;
     auto changed = context_.sidecars->embed({photo, albums, source.role, source.width, source.height},
                                             std::move(contents), why);
-    if (!changed) report(Finding::NotEmbedded, source.file.path, why);
+    remark(changed ? std::vector<std::string>() : std::vector{why});
     return changed;
   };
 }
@@ -158,7 +161,7 @@ void LibraryCopy::writeSidecar(const PhotoFacts& photo, const SourceFile& source
   std::vector<std::string> lacks;
   const std::string text =
       context_.sidecars->encode({photo, albums, source.role, source.width, source.height}, lacks);
-  for (const std::string& lack : lacks) report(Finding::SidecarLacks, row->path, lack);
+  context_.state.setRemarks(key, lacks);
   if (!text.empty() && writer_.writeText(key, *row, text, hash) == Outcome::Done)
     ++context_.report.counts.sidecars;
 }
@@ -200,8 +203,8 @@ void LibraryCopy::writeList(std::size_t album) {
   auto row = context_.state.find(key);
   const std::string hash = sha256Of(text).substr(0, 32);
   if (!row) {
-    // With --only, albums of which nothing is exported have no list.
-    if (text.size() < 9 && !context_.options.only.empty()) return;
+    // Albums of which nothing was asked for have no list.
+    if (text.size() < 9 && context_.options.isPartial()) return;
     row.emplace();
     row->path = path;
     row->wasThere = !context_.isFresh && context_.target.look(path).kind != TargetEntry::Kind::Missing;
@@ -284,7 +287,8 @@ void LibraryCopy::writeLinks(std::size_t album) {
 void LibraryCopy::describePhotos(const std::function<void(std::string_view)>& take) {
   library_.facts().read(1, library_.facts().lastModelId(), [&](const PhotoFacts& photo) {
     context_.checkCanceled();
-    if (!context_.scratch.photo(exported_.id, photo.modelId)) return true;
+    const auto planned = context_.scratch.photo(exported_.id, photo.modelId);
+    if (!planned || !planned->isWanted) return true;
     JsonObject line;
     line.add("library", exported_.path);
     std::string files;

@@ -106,7 +106,9 @@ void LibraryPlan::readMembers(std::size_t container) {
   ++context_.report.counts.albums;
   const std::string name = joinedNames(folders_.albumNames(container));
   const auto members = library_.membership().membersOf(album.list(), HiddenMembers::Included);
-  if (album.kind == LibraryContainer::Kind::SmartAlbum) {
+  // With --only, what is wrong with other albums does not matter.
+  const bool isAsked = context_.options.only.empty() || isNamed(album.name, album.uuid);
+  if (album.kind == LibraryContainer::Kind::SmartAlbum && isAsked) {
     const SmartAlbumMembers* known = library_.smartAlbums().membersOf(Value(album.uuid));
     using Source = SmartAlbumMembers::Source;
     if (!known && (!members || members->empty()))
@@ -116,10 +118,18 @@ void LibraryPlan::readMembers(std::size_t container) {
     if (known && known->source == Source::OldSavedList)
       report(Finding::SomeMembers, name, "from a list that the photo application saved earlier");
   }
-  if (!members) return report(Finding::UnknownMembers, name);
+  if (!members && isAsked) report(Finding::UnknownMembers, name);
+  if (!members) return;
   std::int64_t position = 0;
   for (const std::int64_t photo : *members)
     context_.scratch.addMember(static_cast<std::int64_t>(container), position++, photo);
+}
+
+bool LibraryPlan::isNamed(const std::string& name, const std::string& uuid) const {
+  const auto& only = context_.options.only;
+  return std::any_of(only.begin(), only.end(), [&](const std::string& each) {
+    return each == uuid || foldedFileName(each) == foldedFileName(name);
+  });
 }
 
 void LibraryPlan::select(std::vector<std::string>& unknown) {
@@ -166,7 +176,10 @@ void LibraryPlan::takePhoto(const PhotoFacts& photo) {
   if (photo.alternate)
     for (const std::string& path : photo.alternate->paths) context_.scratch.addKnown(path);
   if (!photo.livePath.empty()) context_.scratch.addKnown(photo.livePath);
-  if (!isWanted(photo)) return;
+  if (!isWanted(photo)) {
+    if (context_.options.isPartial()) noteOther(photo);
+    return;
+  }
   PhotoSources sources = sources_.find(photo);
   // A disk may fail once: these follow at the end.
   if (sources.hadReadError) {
@@ -194,6 +207,16 @@ void LibraryPlan::planPhoto(const PhotoFacts& photo, PhotoSources sources) {
   context_.progress.planned(context_.report.counts.photos);
 }
 
+// What an earlier run exported stays in the lists of albums.
+void LibraryPlan::noteOther(const PhotoFacts& photo) {
+  const bool hasOriginal = context_.state.find({exported_.id, photo.uuid, FileRole::Original}).has_value();
+  std::string owner;
+  if (!photo.masterUuid.empty())
+    owner = context_.scratch.ownerOf(exported_.id, photo.masterUuid, hasOriginal ? photo.uuid : "");
+  context_.scratch.addPhoto(exported_.id, photo.modelId, photo.uuid, owner.empty() ? photo.uuid : owner,
+                            false);
+}
+
 void LibraryPlan::planFiles(const PhotoFacts& photo, PhotoSources& sources) {
   bool isPending = false;
   bool needsSidecars = false;
@@ -213,9 +236,9 @@ void LibraryPlan::planFiles(const PhotoFacts& photo, PhotoSources& sources) {
     if (planFile(photo, file, row.value_or(StateFile()))) roles |= bitOf(file.role);
     if (!hasSidecar(file.role, context_.options) || !context_.sidecars) continue;
     if (hash.empty()) hash = hashOfFacts(context_, photo, albumsOf(context_, folders_, photo.modelId));
-    const bool needsSidecar = planSidecar(photo, file.role, hash);
-    needsSidecars = needsSidecars || needsSidecar;
-    isPending = isPending || !context_.state.find({exported_.id, photo.uuid, sidecarOf(file.role)});
+    const auto sidecar = context_.state.find({exported_.id, photo.uuid, sidecarOf(file.role)});
+    needsSidecars = planSidecar(sidecar, hash) || needsSidecars;
+    isPending = isPending || !sidecar;
   }
   if (isPending) notePending(context_, exported_, photo, folders_.folderOf(photo), sources);
   if (roles != 0 || needsSidecars) context_.scratch.addTodo(exported_.id, photo.modelId, roles);
@@ -242,8 +265,7 @@ bool LibraryPlan::planFile(const PhotoFacts&, const SourceFile& file, const Stat
   return add();
 }
 
-bool LibraryPlan::planSidecar(const PhotoFacts& photo, FileRole role, const std::string& hash) {
-  const auto row = context_.state.find({exported_.id, photo.uuid, sidecarOf(role)});
+bool LibraryPlan::planSidecar(const std::optional<StateFile>& row, const std::string& hash) {
   const bool isCurrent = row && row->isDone && row->facts == hash &&
                          context_.target.look(row->path).kind != TargetEntry::Kind::Missing;
   if (!isCurrent) ++work_.sidecars;

@@ -41,13 +41,16 @@ class LibraryPlan final {
   void readMembers(std::size_t container);
   void select(std::vector<std::string>& unknown);
   bool selectByName(const std::string& name);
+  // By --only.
+  bool isNamed(const std::string& name, const std::string& uuid) const;
   bool readPhotos();
   void takePhoto(const PhotoFacts& photo);
   void planPhoto(const PhotoFacts& photo, PhotoSources sources);
   bool isWanted(const PhotoFacts& photo);
+  void noteOther(const PhotoFacts& photo);
   void planFiles(const PhotoFacts& photo, PhotoSources& sources);
   bool planFile(const PhotoFacts& photo, const SourceFile& file, const StateFile& row);
-  bool planSidecar(const PhotoFacts& photo, FileRole role, const std::string& hash);
+  bool planSidecar(const std::optional<StateFile>& row, const std::string& hash);
   void report(Finding finding, const std::string& file, const std::string& reason = {});
 
   ExportContext& context_;

@@ -58,7 +58,8 @@ std::string entriesOf(Report& report, Finding finding, std::uint64_t most) {
   report.forEach(
       finding,
       [&](const FindingEntry& entry) {
-        text += "  " + shown(entry.file);
+        const bool hasLibrary = report.libraries.size() > 1 && !entry.library.empty();
+        text += "  " + (hasLibrary ? shown(entry.library) + ": " : "") + shown(entry.file);
         if (!entry.reason.empty()) text += " (" + shown(entry.reason) + ")";
         text += "\n";
       },

@@ -79,12 +79,15 @@ void UnknownFiles::list(const std::string& folder, int depth, Found& found) {
   std::vector<std::string> folders;
   fs::directory_iterator entry(folder, error);
   for (; !error && entry != fs::end(entry); entry.increment(error)) {
+    // As the folder has it, without another look at each file.
     std::error_code unreadable;
     const std::string path = entry->path().string();
-    if (isIgnored(entry->path().filename().string())) continue;
-    const fs::file_type type = entry->symlink_status(unreadable).type();
-    if (type == fs::file_type::directory && depth < kDeepest) folders.push_back(path);
-    if (type == fs::file_type::regular && !isKnown(path)) found.files.push_back(path);
+    if (isIgnored(entry->path().filename().string()) || entry->is_symlink(unreadable)) continue;
+    if (entry->is_directory(unreadable)) {
+      if (depth < kDeepest) folders.push_back(path);
+    } else if (entry->is_regular_file(unreadable) && !isKnown(path)) {
+      found.files.push_back(path);
+    }
   }
   if (error) found.failures.push_back({folder, error.message()});
   for (const std::string& each : folders) list(each, depth + 1, found);

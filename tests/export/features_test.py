@@ -51,7 +51,9 @@ class Features(unittest.TestCase):
         library = self.library("--photos", "3")
         before = state_of(library)
         self.assertIn("lies in the library", self.report(library, library / "in", expected=1)["failure"])
-        self.assertIn("no photo library", self.report(self.folder / "none", self.target, expected=3)["failure"])
+        self.assertIn("there is no folder", self.report(self.folder / "none", self.target, expected=3)["failure"])
+        (self.folder / "empty").mkdir()
+        self.assertIn("or the folders below it", self.report(self.folder / "empty", self.target, expected=3)["failure"])
         self.assertEqual(state_of(library), before)
 
     def test_the_trash_of_every_kind(self):
@@ -68,6 +70,33 @@ class Features(unittest.TestCase):
                          if path.is_file() and path.suffix != ".xmp"]
                 # Some share the original of another photo.
                 self.assertGreaterEqual(2 * len(files), taken["inTrash"])
+
+    def test_a_later_run_of_a_part_keeps_the_lists(self):
+        library = self.library("--photos", "60", "--albums", "4", "--smart-albums")
+        run(library, self.target)
+        before = {path.name: path.read_text() for path in (self.target / "Albums").rglob("*.m3u8")}
+        name = next(path.stem for path in (self.target / "Albums").glob("*.m3u8") if path.stat().st_size > 20)
+        for choice in (("--only", name), ("--since", "2100-01-01")):
+            run(library, self.target, *choice)
+            self.assertEqual({path.name: path.read_text() for path in (self.target / "Albums").rglob("*.m3u8")}, before)
+        run(library, self.folder / "none", "--since", "2100-01-01")
+        self.assertEqual(list(self.folder.glob("none/Albums/*")), [])
+        lines = run(library, self.folder / "dry", "--dry-run", "--json", "--since", "2100-01-01").stdout.splitlines()
+        self.assertEqual(len(lines), 1)
+
+    def test_a_part_has_no_findings_of_other_albums(self):
+        library = self.library("--photos", "60", "--albums", "4", "--smart-albums")
+        connection = sqlite3.connect(library / "Database/apdb/Library.apdb")
+        connection.execute("UPDATE RKAlbum SET queryData = NULL WHERE albumSubclass = 2")
+        connection.commit()
+        regular, smart = (connection.execute(
+            "SELECT name FROM RKAlbum WHERE albumSubclass = ? AND albumType = 1 AND isMagic = 0 AND isInTrash = 0",
+            (subclass,)).fetchone()[0] for subclass in (3, 2))
+        connection.close()
+        self.report(library, self.folder / "regular", "--only", regular, expected=0)
+        self.assertEqual({each["finding"] for each in
+                          self.report(library, self.folder / "smart", "--only", smart, expected=2)["findings"]},
+                         {"unknownMembers"})
 
     def test_notes_are_in_a_text_file(self):
         library = self.library("--photos", "80")
@@ -122,6 +151,15 @@ class Features(unittest.TestCase):
             self.assertTrue(each["reason"] or each["finding"] == "absentDisk", each)
         self.assertTrue(any(each["reason"].startswith("the library has no file 'Masters/") for each in findings))
 
+    def test_a_later_report_has_what_cannot_be_written(self):
+        def remarks(report):
+            return [each for each in report["findings"] if each["finding"] in ("sidecarLacks", "notEmbedded")]
+
+        library = self.library("--kind", "xml", "--photos", "60")
+        first = self.report(library, self.target, "--embed")
+        self.assertGreater(len(remarks(first)), 5)
+        self.assertEqual(remarks(self.report(library, self.target, "--embed")), remarks(first))
+
     def test_an_interrupted_run_leaves_a_report(self):
         library = self.library("--photos", "2000")
         process = subprocess.Popen([os.path.join(export_test.BIN, "moxtel-export"), library, self.target, "--progress",
@@ -136,6 +174,13 @@ class Features(unittest.TestCase):
         self.assertTrue(json.loads(lines[-1])["interrupted"])
         self.assertIn("The export was interrupted. The same command continues it.",
                       (self.target / "report.html").read_text())
+
+    def test_the_text_names_the_library_of_each_file(self):
+        for name in ("First", "Second"):
+            self.library("--photos", "4", "--seed", str(len(name)), name=f"disk/{name}")
+            next((self.folder / "disk" / name / "Masters").rglob("*.JPG")).unlink()
+        done = run(self.folder / "disk", self.target, "--versions", "original", expected=2)
+        self.assertRegex(done.stdout, r"\n  First: .*\n  Second: ")
 
     def test_the_text_says_where_the_report_is(self):
         library = self.library("--photos", "20")
