@@ -22,27 +22,28 @@ void MXSConsole::awakeFromNib() {
 
 std::string MXSConsole::dateString() const { return localDateAndMilliseconds(clock_.now()); }
 
-void MXSConsole::showTitle(std::string_view title, std::string_view info) {
+void MXSConsole::showTitle(std::string_view title, std::string_view info, OnError onError) {
   if (loop_.isCurrent()) {
-    appendLine(title, info);
+    appendLine(title, info, onError);
     return;
   }
-  loop_.post([this, alive = std::weak_ptr(alive_), heading = std::string(title), text = std::string(info)] {
-    if (alive.lock()) appendLine(heading, text);
-  });
+  loop_.post(
+      [this, alive = std::weak_ptr(alive_), heading = std::string(title), text = std::string(info), onError] {
+        if (alive.lock()) appendLine(heading, text, onError);
+      });
 }
 
 void MXSConsole::showConsoleWindow() {
   for (ConsoleView* view : std::vector(views_)) view->raise();
 }
 
-void MXSConsole::appendLine(std::string_view title, std::string_view info) {
+void MXSConsole::appendLine(std::string_view title, std::string_view info, OnError onError) {
   // Kept on purpose: the key is read, but no sound is played.
   static_cast<void>(defaults_.boolForKey("ConsoleSoundAlert"));
   const ConsoleLine line{dateString(), printableText(title), printableText(info)};
   if (!isShown(line)) return;
   if (line.isError()) {
-    showConsoleWindow();
+    if (onError == OnError::Raise) showConsoleWindow();
     appendToErrorLog(info);
   }
   show(line);

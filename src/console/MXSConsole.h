@@ -9,6 +9,7 @@
 // counted instead (LineLimiter). Lines titled "Error" also go to the error log, if its path is set.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -41,6 +42,9 @@ struct ConsoleLine {
   std::string textRun() const { return text + "\n"; }
 };
 
+// Whether an error brings the views to the front.
+enum class OnError : std::uint8_t { Raise, StayBehind };
+
 class ConsoleView {
  public:
   virtual ~ConsoleView() = default;
@@ -70,7 +74,7 @@ class MXSConsole final {
   // The current local time in the format of ConsoleLine::date.
   std::string dateString() const;
 
-  void showTitle(std::string_view title, std::string_view info);
+  void showTitle(std::string_view title, std::string_view info, OnError onError = OnError::Raise);
   // Raises all views. Core thread.
   void showConsoleWindow();
 
@@ -84,7 +88,7 @@ class MXSConsole final {
 
  private:
   void awakeFromNib();
-  void appendLine(std::string_view title, std::string_view info);
+  void appendLine(std::string_view title, std::string_view info, OnError onError = OnError::Raise);
   bool isShown(const ConsoleLine& line);
   void show(const ConsoleLine& line);
   void showNotes(const std::vector<std::string>& notes);

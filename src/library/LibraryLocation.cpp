@@ -2,6 +2,7 @@
 
 #include "library/Messages.h"
 #include "library/PathNames.h"
+#include "platform/files/Files.h"
 #include "platform/process/ChildProcess.h"
 #include "platform/settings/UserDefaults.h"
 #include "platform/system/SystemLog.h"
@@ -42,6 +43,8 @@ LibraryLocation::LibraryLocation(UserDefaults& defaults, ProcessRunner& processe
       flags_(flags),
       tool_(std::move(tool)) {}
 
+bool LibraryLocation::canAskForLibrary() const { return stampOf(tool_).isRegular(); }
+
 void LibraryLocation::readPhotoAppDefaults() {
   if (auto path = defaults_.stringForKey("LibraryPath")) {
     libraryPath_ = std::move(path);
@@ -76,7 +79,7 @@ void LibraryLocation::askTool() {
   const ProcessResult result = processes_.run(request);
   if (const std::string problem = pipeProblem(result); !problem.empty()) {
     NSLog("problem with pipe: %@", problem);
-    messages_.showTitle("Error", "Could not find iPhoto directory!");
+    messages_.showTitle("Error", kNoPhotoApplicationSettings);
     return;
   }
   if (result.ending == ProcessResult::Ending::Exited && result.exitStatus == 0) {

@@ -29,6 +29,8 @@ class LibraryLocation final {
   // Nil until found.
   const std::optional<std::string>& libraryPath() const { return libraryPath_; }
 
+  // Whether there is the tool that names a library without a path from the user.
+  bool canAskForLibrary() const;
   // Finds the library again. Blocks for a few seconds at most, even when the tool hangs. If the answer is not
   // a path, libraryPath() does not change.
   void readPhotoAppDefaults();

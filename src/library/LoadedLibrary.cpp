@@ -41,8 +41,8 @@ void LoadedLibrary::readAttributes() {
     // The advice would be wrong for a library whose kind is known: its name comes with the start's lines.
     if (databases_.layout().kind != LibraryKind::OlderAperture)
       messages_.showTitle("Error",
-                          unreadableDataMessage("iPhoto or Aperture data",
-                                                path ? *path + ": " + why : "no library path is known"));
+                          unreadableDataMessage(kPhotoApplicationData,
+                                                path ? *path + ": " + why : std::string(kNoLibraryPath)));
     runStandalone_ = true;
     return;
   }

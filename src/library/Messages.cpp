@@ -11,4 +11,9 @@ std::string unreadableDataMessage(std::string_view data, std::string_view reason
       data, reason);
 }
 
+bool saysOnlyNoLibrary(std::string_view error) {
+  return error == kNoPhotoApplicationSettings ||
+         error == unreadableDataMessage(kPhotoApplicationData, kNoLibraryPath);
+}
+
 }  // namespace moxtel

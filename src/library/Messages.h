@@ -22,4 +22,13 @@ class Messages {
 // the reason follows it in quotes.
 std::string unreadableDataMessage(std::string_view data, std::string_view reason);
 
+// The data, the reason, and the other message, when the user has not chosen a library and no photo
+// application names one.
+inline constexpr std::string_view kPhotoApplicationData = "iPhoto or Aperture data";
+inline constexpr std::string_view kNoLibraryPath = "no library path is known";
+inline constexpr std::string_view kNoPhotoApplicationSettings = "Could not find iPhoto directory!";
+// Whether an error only says that there is no library yet: that needs no attention, because the window and
+// the console say how to choose one.
+bool saysOnlyNoLibrary(std::string_view error);
+
 }  // namespace moxtel

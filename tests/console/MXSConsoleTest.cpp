@@ -69,6 +69,15 @@ TEST_F(MXSConsoleTest, raisesItsViewsForAnErrorBeforeItsLine) {
   EXPECT_THAT(view_.seen, ElementsAre("raised", "Error|bad"));
 }
 
+TEST_F(MXSConsoleTest, keepsItsViewsBehindForAnErrorThatNeedsNoAttention) {
+  MXSConsole console(loop_, defaults_, clock_);
+  addViewAfterTheBanner(console);
+  console.showTitle("Error", "one", OnError::StayBehind);
+  std::thread([&] { console.showTitle("Error", "two", OnError::StayBehind); }).join();
+  loop_.runPosted();
+  EXPECT_THAT(view_.seen, ElementsAre("Error|one", "Error|two"));
+}
+
 TEST_F(MXSConsoleTest, treatsOnlyTheExactTitleErrorAsAnError) {
   MXSConsole console(loop_, defaults_, clock_);
   addViewAfterTheBanner(console);
