@@ -1,10 +1,13 @@
 #include "library/LibrarySummary.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <unordered_map>
 #include <unordered_set>
+#include <vector>
 
+#include "library/BuiltInAlbums.h"
 #include "library/PathNames.h"
 #include "library/database/LibraryDatabases.h"
 #include "library/kinds/LibraryKind.h"
@@ -116,6 +119,74 @@ void countPhotos(LibraryDatabases& databases, LibraryCounts& counts) {
   counts.onlyInCloud = photosOnlyInCloud(databases, folder);
 }
 
+// The folders that a client reaches from the two at the top, by their uuids. Each counts once, even if
+// folders contain each other in a damaged library.
+class ListedFolders final {
+ public:
+  explicit ListedFolders(Query& rows) {
+    while (rows.step()) {
+      const bool isHiddenWhenEmpty = rows.integerColumn(3) != 0;
+      if (isHiddenWhenEmpty) continue;
+      inside_[std::string(rows.stringColumn(2).string())].push_back(
+          {std::string(rows.stringColumn(0).string()), rows.integerColumn(1)});
+    }
+    listed_.insert(kTopLevelAlbums);  // the other one has no albums
+    addBelow(kTopLevelAlbums);
+    addBelow(kAllProjectsItem);
+  }
+  bool contains(const std::string& uuid) const { return listed_.contains(uuid); }
+  std::int64_t projects() const { return projects_; }
+
+ private:
+  static constexpr const char* kTopLevelAlbums = "TopLevelAlbums";
+  static constexpr const char* kAllProjectsItem = "AllProjectsItem";
+  static constexpr std::int32_t kProject = 2;
+  struct Folder {
+    std::string uuid;
+    std::int32_t type = 0;
+  };
+  // Projects are not listed at the top of the albums.
+  void addBelow(const char* top) {
+    std::vector<std::string> next{top};
+    while (!next.empty()) {
+      const auto found = inside_.find(next.back());
+      next.pop_back();
+      if (found == inside_.end()) continue;
+      for (const Folder& folder : found->second) {
+        if (folder.type == kProject && found->first == kTopLevelAlbums) continue;
+        if (!listed_.insert(folder.uuid).second) continue;
+        if (folder.type == kProject) ++projects_;
+        next.push_back(folder.uuid);
+      }
+    }
+  }
+
+  std::unordered_map<std::string, std::vector<Folder>> inside_;
+  std::unordered_set<std::string> listed_;
+  std::int64_t projects_ = 0;
+};
+
+// Those that clients see, as ContainerTree lists them.
+void countContainers(LibraryDatabases& databases, LibraryCounts& counts) {
+  Query folders = databases.runUnlogged(
+      DatabaseFile::Library,
+      "SELECT uuid,folderType,parentFolderUuid,isHiddenWhenEmpty FROM RKFolder WHERE isInTrash = 0", {});
+  if (!folders.prepared()) return;
+  const ListedFolders listed(folders);
+  Query albums = databases.runUnlogged(DatabaseFile::Library,
+                                       "SELECT uuid,folderUuid FROM RKAlbum WHERE albumType = 1 AND "
+                                       "albumSubclass IN (2, 3) AND isInTrash = 0",
+                                       {});
+  if (!albums.prepared()) return;
+  counts.events = listed.projects();
+  counts.albums = 0;
+  while (albums.step()) {
+    const bool isBuiltIn =
+        std::ranges::find(kBuiltInAlbums, albums.stringColumn(0).string()) != kBuiltInAlbums.end();
+    if (!isBuiltIn && listed.contains(std::string(albums.stringColumn(1).string()))) ++*counts.albums;
+  }
+}
+
 }  // namespace
 
 LibraryCounts countLibrary(LibraryDatabases& databases) {
@@ -123,12 +194,7 @@ LibraryCounts countLibrary(LibraryDatabases& databases) {
   // opens what it needs.
   LibraryCounts counts;
   countPhotos(databases, counts);
-  counts.events = numberOf(databases, DatabaseFile::Library,
-                           "SELECT COUNT(uuid) FROM RKFolder WHERE folderType = 2 AND isInTrash = 0");
-  counts.albums =
-      numberOf(databases, DatabaseFile::Library,
-               "SELECT COUNT(uuid) FROM RKAlbum WHERE albumType = 1 AND albumSubclass IN (2, 3) AND "
-               "isInTrash = 0 AND isMagic = 0");
+  countContainers(databases, counts);
   counts.faces = numberOf(databases, DatabaseFile::Faces, "SELECT COUNT(uuid) FROM RKFaceName");
   databases.releaseLocks();
   return counts;

@@ -10,7 +10,8 @@ namespace moxtel {
 
 class LibraryDatabases;
 
-// A count is absent where it cannot be read from the library.
+// A count is absent where it cannot be read from the library. Albums and events are those that clients see,
+// in folders too.
 struct LibraryCounts {
   std::optional<std::int64_t> photos;
   std::optional<std::int64_t> albums;

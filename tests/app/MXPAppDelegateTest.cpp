@@ -33,7 +33,9 @@ class RecordingView : public ConsoleView {
     return std::find(lines.begin(), lines.end(), line) != lines.end();
   }
   std::size_t count(std::string_view line) const { return std::count(lines.begin(), lines.end(), line); }
+  void raise() override { ++raised; }
   std::vector<std::string> lines;
+  int raised = 0;
 };
 
 // Runs tasks of other threads on the test's thread, when the test calls runPosted().
@@ -144,6 +146,21 @@ TEST_F(MXPAppDelegateTest, servesWithoutARunningPhotoApplication) {
   EXPECT_TRUE(view.contains("Info: Running app: <none>"));
   EXPECT_NE(delegate->server().port(), 0);
   EXPECT_TRUE(Peer(delegate->server().port()).connected);
+}
+
+TEST_F(MXPAppDelegateTest, doesNotRaiseTheConsoleToSayThatThereIsNoLibraryYet) {
+  defaults.remove("LibraryPath");
+  launched();
+  EXPECT_TRUE(view.contains(
+      "Error: Problem with reading iPhoto or Aperture data: 'no library path is known'\nPlease quit "
+      "MoxtelServer, start and quit iPhoto, then start MoxtelServer again."));
+  EXPECT_EQ(view.raised, 0);
+}
+
+TEST_F(MXPAppDelegateTest, raisesTheConsoleForALibraryThatIsAway) {
+  defaults.setString("LibraryPath", "/no/such/library");
+  launched();
+  EXPECT_GT(view.raised, 0);
 }
 
 TEST_F(MXPAppDelegateTest, evaluatesNoRuleOfASmartAlbumAtItsStart) {
@@ -512,7 +529,10 @@ TEST_F(MXPAppDelegateTest, saysNothingAboutChoosingWithAReadableLibrary) {
 
 // As when a disk is removed and mounted again.
 TEST_F(MXPAppDelegateTest, noticesThatTheLibraryIsRemovedAndRestored) {
-  library.insert("RKFolder", Dictionary{{"uuid", "p"}, {"folderType", 2}, {"isInTrash", 0}});
+  library.insert(
+      "RKFolder",
+      Dictionary{
+          {"uuid", "p"}, {"parentFolderUuid", "AllProjectsItem"}, {"folderType", 2}, {"isInTrash", 0}});
   launched();
   EXPECT_EQ(delegate->status().counts.events, 1);
   const std::string away = library.path() + " unplugged";
@@ -536,7 +556,10 @@ TEST_F(MXPAppDelegateTest, statusNamesADamagedDatabase) {
 TEST_F(MXPAppDelegateTest, countsAgainAfterTheLibraryWasLoadedAgain) {
   launched();
   EXPECT_EQ(delegate->status().counts.events, 0);
-  library.insert("RKFolder", Dictionary{{"uuid", "p"}, {"folderType", 2}, {"isInTrash", 0}});
+  library.insert(
+      "RKFolder",
+      Dictionary{
+          {"uuid", "p"}, {"parentFolderUuid", "AllProjectsItem"}, {"folderType", 2}, {"isInTrash", 0}});
   std::filesystem::last_write_time(library.pathOf(DatabaseFile::Library),
                                    std::filesystem::file_time_type::clock::now() + std::chrono::hours(1));
   EXPECT_EQ(delegate->status().counts.events, 0);

@@ -16,22 +16,29 @@
 namespace moxtel {
 namespace {
 
+Dictionary folder(const char* uuid, int type, const char* parent) {
+  return Dictionary{{"uuid", uuid}, {"folderType", type}, {"parentFolderUuid", parent}, {"isInTrash", 0}};
+}
+
+Dictionary album(const char* uuid, int subclass, const char* parent) {
+  return Dictionary{{"uuid", uuid},
+                    {"albumType", 1},
+                    {"albumSubclass", subclass},
+                    {"folderUuid", parent},
+                    {"isInTrash", 0}};
+}
+
 TEST(LibrarySummary, countsWhatThereIsToBrowse) {
   test::TestLibrary library;
-  library.insert("RKFolder",
-                 Dictionary{{"uuid", "p1"}, {"folderType", 2}, {"isInTrash", 0}, {"versionCount", 12}});
-  library.insert("RKFolder",
-                 Dictionary{{"uuid", "p2"}, {"folderType", 2}, {"isInTrash", 0}, {"versionCount", 3}});
+  for (const auto& [uuid, photos] : {std::pair("p1", 12), std::pair("p2", 3)}) {
+    Dictionary project = folder(uuid, 2, "AllProjectsItem");
+    project.set("versionCount", photos);
+    library.insert("RKFolder", project);
+  }
   library.insert("RKFolder",
                  Dictionary{{"uuid", "p3"}, {"folderType", 2}, {"isInTrash", 1}, {"versionCount", 100}});
-  library.insert("RKFolder",
-                 Dictionary{{"uuid", "f"}, {"folderType", 1}, {"isInTrash", 0}, {"versionCount", 9}});
   for (const int subclass : {1, 2, 3}) {
-    library.insert("RKAlbum", Dictionary{{"uuid", "a" + std::to_string(subclass)},
-                                         {"albumType", 1},
-                                         {"albumSubclass", subclass},
-                                         {"isInTrash", 0},
-                                         {"isMagic", 0}});
+    library.insert("RKAlbum", album(("a" + std::to_string(subclass)).c_str(), subclass, "TopLevelAlbums"));
   }
   library.insert("RKFaceName", Dictionary{{"uuid", "face"}});
   test::OpenedLibrary opened(library);
@@ -40,6 +47,31 @@ TEST(LibrarySummary, countsWhatThereIsToBrowse) {
   EXPECT_EQ(counts.events, 2);
   EXPECT_EQ(counts.albums, 2);
   EXPECT_EQ(counts.faces, 1);
+}
+
+// The application's own albums and what hangs nowhere are not to be seen.
+TEST(LibrarySummary, countsTheAlbumsAndEventsThatClientsSee) {
+  test::TestLibrary library;
+  library.insert("RKFolder", folder("shelf", 1, "TopLevelAlbums"));
+  library.insert("RKFolder", folder("box", 1, "shelf"));
+  library.insert("RKFolder", folder("event", 2, "AllProjectsItem"));
+  library.insert("RKFolder", folder("years", 1, "AllProjectsItem"));
+  library.insert("RKFolder", folder("nested", 2, "years"));
+  library.insert("RKFolder", folder("trashed folder's", 2, "gone"));
+  library.insert("RKFolder", folder("ring", 1, "ring"));
+  Dictionary import = folder("import", 2, "AllProjectsItem");
+  import.set("isHiddenWhenEmpty", 1);
+  library.insert("RKFolder", import);
+  library.insert("RKAlbum", album("top", 3, "TopLevelAlbums"));
+  library.insert("RKAlbum", album("deep", 2, "box"));
+  library.insert("RKAlbum", album("lastImportAlbum", 2, "TopLevelAlbums"));
+  library.insert("RKAlbum", album("Faces", 3, "TopLevelAlbums"));
+  library.insert("RKAlbum", album("lost", 3, "gone"));
+  library.insert("RKAlbum", album("in the ring", 3, "ring"));
+  test::OpenedLibrary opened(library);
+  const LibraryCounts counts = countLibrary(opened.databases);
+  EXPECT_EQ(counts.albums, 2);
+  EXPECT_EQ(counts.events, 2);
 }
 
 TEST(LibrarySummary, givesNoNumberOfPhotosIfTheLibraryStoresNone) {
@@ -88,7 +120,7 @@ TEST(LibrarySummary, countsNothingAndLogsNothingWithoutALibrary) {
 TEST(LibrarySummary, countsTheRestWithoutTheFaces) {
   const SystemLogCapture log;
   test::TestLibrary library;
-  library.insert("RKFolder", Dictionary{{"uuid", "p"}, {"folderType", 2}, {"isInTrash", 0}});
+  library.insert("RKFolder", folder("p", 2, "AllProjectsItem"));
   library.remove(DatabaseFile::Faces);
   test::OpenedLibrary opened(library);
   const auto logged = log.lines();
