@@ -39,6 +39,8 @@ void LibrariesHandler::setServed(const std::optional<std::string>& path) {
 
 bool LibrariesHandler::canDecode() const { return parts_->files.canDecode(); }
 
+std::string LibrariesHandler::nameOf(const std::string& id) const { return parts_->libraries.nameOf(id); }
+
 void LibrariesHandler::handle(const HttpRequest& request, std::shared_ptr<HttpResponder> responder) {
   parts_->routes.handle(request, std::move(responder));
 }

@@ -24,6 +24,9 @@ class LibrariesHandler final : public HttpHandler {
   void setServed(const std::optional<std::string>& path);
   // Whether pictures that are no JPEGs can be shown.
   bool canDecode() const;
+  // The name of a library that the page shows, by the id in its addresses; empty if it is unknown. Any
+  // thread.
+  std::string nameOf(const std::string& id) const;
   void handle(const HttpRequest& request, std::shared_ptr<HttpResponder> responder) override;
 
  private:

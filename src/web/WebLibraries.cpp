@@ -114,6 +114,7 @@ class WebLibraries::Implementation final {
   std::vector<LibraryCard> cards();
   void countNext();
   bool withLibrary(std::string_view id, TakeLibrary take);
+  std::string nameOf(std::string_view id);
   const std::string& serverName() const { return options_.serverName; }
 
  private:
@@ -223,6 +224,14 @@ void WebLibraries::Implementation::countNext() {
   }
 }
 
+std::string WebLibraries::Implementation::nameOf(std::string_view id) {
+  const std::lock_guard lock(mutex_);
+  for (const Entry& entry : entries_) {
+    if (entry.item.card.id == id) return entry.item.card.name;
+  }
+  return {};
+}
+
 bool WebLibraries::Implementation::withLibrary(std::string_view id, TakeLibrary take) {
   std::shared_ptr<OpenWebLibrary> library;
   const Opening opening = open(std::string(id), library);
@@ -304,6 +313,8 @@ void WebLibraries::countPhotos() {
 bool WebLibraries::withLibrary(std::string_view id, TakeLibrary take) {
   return implementation_->withLibrary(id, std::move(take));
 }
+
+std::string WebLibraries::nameOf(std::string_view id) const { return implementation_->nameOf(id); }
 
 const std::string& WebLibraries::serverName() const { return implementation_->serverName(); }
 

@@ -70,6 +70,9 @@ class WebLibraries final {
   using TakeLibrary = std::function<void(const std::shared_ptr<OpenWebLibrary>&)>;
   [[nodiscard]] bool withLibrary(std::string_view id, TakeLibrary take);
 
+  // The name of a library that was found, by its id; empty for an unknown one.
+  std::string nameOf(std::string_view id) const;
+
   const std::string& serverName() const;
 
  private:

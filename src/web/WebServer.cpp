@@ -26,19 +26,24 @@ std::vector<std::string> addressesOf(IPv4Address listenAddress) {
 
 }  // namespace
 
-// Passes each request on by the beginning of its path.
+// Passes each request on by the beginning of its path, and notes who looks at libraries.
 class WebServer::Site final : public HttpHandler {
  public:
-  Site(HttpHandler& libraries, HttpHandler& page) : libraries_(libraries), page_(page) {}
+  Site(HttpHandler& libraries, HttpHandler& page, WebDevices& devices)
+      : libraries_(libraries), page_(page), devices_(devices) {}
   void handle(const HttpRequest& request, std::shared_ptr<HttpResponder> responder) override {
     const auto& segments = request.segments;
     const bool isOfLibraries = segments.empty() || segments[0] == "l" || segments[0] == "api";
+    // Other addresses need no key.
+    if (isOfLibraries)
+      devices_.note(request.peer, segments.size() > 1 && segments[0] == "l" ? segments[1] : "");
     (isOfLibraries ? libraries_ : page_).handle(request, std::move(responder));
   }
 
  private:
   HttpHandler& libraries_;
   HttpHandler& page_;
+  WebDevices& devices_;
 };
 
 WebServer::WebServer(const WebSettings& settings, Environment environment)
@@ -47,7 +52,7 @@ WebServer::WebServer(const WebSettings& settings, Environment environment)
       rules_(settings.clients),
       access_(settings.access, environment_.keyFile, settings.port),
       libraries_(settings, environment_.cacheFolder, page_, access_),
-      site_(std::make_unique<Site>(libraries_, page_)),
+      site_(std::make_unique<Site>(libraries_, page_, devices_)),
       gate_(rules_, access_, [this](HttpGate::LoginState state, const std::string& to) {
         return page_.loginPage(state, to);
       }) {}
@@ -92,15 +97,19 @@ void WebServer::stop() {
 
 void WebServer::renewKey() {
   access_.renew();
+  devices_.clear();
   shownPlaces_.clear();
   if (server_) checkAddresses();
 }
 
-WebStatus WebServer::status() const {
+WebStatus WebServer::status() {
   WebStatus status;
   status.isOn = settings_.port != 0;
+  status.access = settings_.access == WebAccess::Mode::Open ? "open" : "key";
   status.problem = problem_;
   if (port() == 0) return status;
+  status.devices = devices_.present();
+  for (WebDevice& device : status.devices) device.library = libraries_.nameOf(device.library);
   for (const std::string& address : addressesOf(settings_.listenAddress)) {
     status.places.push_back(format("http://%@:%d/", address, port()));
   }

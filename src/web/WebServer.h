@@ -13,6 +13,7 @@
 #include "platform/loop/EventLoop.h"
 #include "web/LibrariesHandler.h"
 #include "web/QrCode.h"
+#include "web/WebDevices.h"
 #include "web/WebSettings.h"
 #include "web/WebStatus.h"
 #include "web/http/HttpGate.h"
@@ -47,7 +48,7 @@ class WebServer final {
   void setServed(const std::optional<std::string>& path) { libraries_.setServed(path); }
   // Sends every device away and makes another key.
   void renewKey();
-  WebStatus status() const;
+  WebStatus status();
   // The port that it listens on; 0 if it does not.
   std::uint16_t port() const { return server_ ? server_->port() : 0; }
 
@@ -61,6 +62,7 @@ class WebServer final {
   WebAccess access_;
   PageHandler page_;
   LibrariesHandler libraries_;
+  WebDevices devices_;
   std::unique_ptr<Site> site_;
   const HttpGate gate_;
   std::unique_ptr<HttpServer> server_;

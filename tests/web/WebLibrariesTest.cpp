@@ -81,6 +81,7 @@ TEST_F(WebLibrariesTest, findsTheLibrariesOfADisk) {
     ids.insert(each["id"].get<std::string>());
     EXPECT_EQ(each["id"].get<std::string>().size(), 8U);
     EXPECT_EQ(each["state"], "ready");
+    EXPECT_EQ(page.libraries().nameOf(each["id"].get<std::string>()), each["name"].get<std::string>());
     EXPECT_LE(each["first"].get<int>(), each["last"].get<int>());
     // Events without photos do not count: they are dated 0, which is 2001.
     EXPECT_GT(each["first"].get<int>(), 2001);
@@ -90,6 +91,7 @@ TEST_F(WebLibrariesTest, findsTheLibrariesOfADisk) {
   }
   EXPECT_EQ(names, (std::set<std::string>{"A iPhoto", "B iPhoto", "C Photos"}));
   EXPECT_EQ(ids.size(), 3U);
+  EXPECT_EQ(page.libraries().nameOf("unknown0"), "");
   EXPECT_EQ(page.fetch("/").type, "text/html");
 }
 
