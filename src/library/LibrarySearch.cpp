@@ -64,8 +64,8 @@ class SearchBelow final {
 
  private:
   bool mayGoOn() const {
-    return entries_ < limits_.entries && found_.size() < limits_.libraries &&
-           std::chrono::steady_clock::now() < end_;
+    return !(limits_.isUnwanted && limits_.isUnwanted()) && entries_ < limits_.entries &&
+           found_.size() < limits_.libraries && std::chrono::steady_clock::now() < end_;
   }
   void lookInto(const fs::path& folder, int depth) {
     std::error_code error;

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -26,6 +27,7 @@ struct LibrarySearchLimits {
   std::size_t entries = 20'000;  // files and folders that are looked at
   int depth = 5;                 // folders below the given one
   double seconds = 3;
+  std::function<bool()> isUnwanted = nullptr;  // called often; true ends the search
 };
 
 // The libraries, sorted by path: the folder itself, or the one that contains it, or else those below it. The

@@ -35,6 +35,8 @@ std::string cacheFolder() {
   return ofService.empty() ? writableLocation(QStandardPaths::GenericCacheLocation) : ofService;
 }
 
+std::string picturesFolder() { return writableLocation(QStandardPaths::PicturesLocation); }
+
 std::string temporaryFolder() { return QDir::cleanPath(QDir::tempPath()).toStdString(); }
 
 }  // namespace moxtel

@@ -17,6 +17,9 @@ std::string applicationSupportFolder();
 // CACHE_DIRECTORY, which the service manager sets.
 std::string cacheFolder();
 
+// The user's folder for pictures (XDG_PICTURES_DIR), or the home folder where there is no setting for it.
+std::string picturesFolder();
+
 // TMPDIR or /tmp.
 std::string temporaryFolder();
 
