@@ -279,10 +279,6 @@
         <translation>Seite für Browser</translation>
     </message>
     <message>
-        <source>New &amp;Key</source>
-        <translation>Neuer Schl&amp;üssel</translation>
-    </message>
-    <message>
         <source>Every phone and computer then needs the new code.</source>
         <translation>Jedes Telefon und jeder Rechner braucht dann den neuen Code.</translation>
     </message>
@@ -309,6 +305,210 @@
     <message>
         <source>Find next</source>
         <translation>Nächstes Vorkommen</translation>
+    </message>
+    <message>
+        <source>A device is connected</source>
+        <translation>Ein Gerät ist verbunden</translation>
+    </message>
+    <message>
+        <source>Connected: %1. Keep serving without the window?</source>
+        <translation>Verbunden: %1. Ohne Fenster weiter bereitstellen?</translation>
+    </message>
+    <message>
+        <source>To see the window again, use the icon in the panel, or start MoxtelServer once more.</source>
+        <translation>Das Symbol in der Leiste zeigt das Fenster wieder, oder ein neuer Start von MoxtelServer.</translation>
+    </message>
+    <message>
+        <source>Do not ask &amp;again</source>
+        <translation>&amp;Nicht mehr fragen</translation>
+    </message>
+    <message>
+        <source>Keep &amp;Serving</source>
+        <translation>Weiter &amp;bereitstellen</translation>
+    </message>
+    <message>
+        <source>&amp;Quit</source>
+        <translation>&amp;Beenden</translation>
+    </message>
+    <message>
+        <source>Connected devices</source>
+        <translation>Verbundene Geräte</translation>
+    </message>
+    <message>
+        <source>Device</source>
+        <translation>Gerät</translation>
+    </message>
+    <message>
+        <source>by</source>
+        <translation>mit</translation>
+    </message>
+    <message>
+        <source>looks at</source>
+        <translation>sieht</translation>
+    </message>
+    <message>
+        <source>since</source>
+        <translation>seit</translation>
+    </message>
+    <message>
+        <source>Choose &amp;Another…</source>
+        <translation>&amp;Andere wählen …</translation>
+    </message>
+    <message>
+        <source>&amp;File</source>
+        <translation>&amp;Datei</translation>
+    </message>
+    <message>
+        <source>Choose Library…</source>
+        <translation>Bibliothek wählen …</translation>
+    </message>
+    <message>
+        <source>Recent Libraries</source>
+        <translation>Zuletzt bereitgestellt</translation>
+    </message>
+    <message>
+        <source>Reload</source>
+        <translation>Neu laden</translation>
+    </message>
+    <message>
+        <source>Quit</source>
+        <translation>Beenden</translation>
+    </message>
+    <message>
+        <source>Opt&amp;ions</source>
+        <translation>&amp;Optionen</translation>
+    </message>
+    <message>
+        <source>Reads the library again, and tries the ports again if one was taken. Disconnects the handheld.</source>
+        <translation>Liest die Bibliothek noch einmal, und versucht es mit den Ports noch einmal, wenn einer belegt war. Trennt das Handgerät.</translation>
+    </message>
+    <message>
+        <source>Read the library again? This disconnects %1.</source>
+        <translation>Die Bibliothek noch einmal lesen? Das trennt die Verbindung zu %1.</translation>
+    </message>
+    <message>
+        <source>Start at Login</source>
+        <translation>Beim Anmelden starten</translation>
+    </message>
+    <message>
+        <source>Notify When a New Device Connects</source>
+        <translation>Melden, wenn sich ein neues Gerät verbindet</translation>
+    </message>
+    <message>
+        <source>When the Window Is Closed</source>
+        <translation>Wenn das Fenster geschlossen wird</translation>
+    </message>
+    <message>
+        <source>Ask While a Device Is Connected</source>
+        <translation>Fragen, solange ein Gerät verbunden ist</translation>
+    </message>
+    <message>
+        <source>Keep Serving</source>
+        <translation>Weiter bereitstellen</translation>
+    </message>
+    <message>
+        <source>Quit MoxtelServer</source>
+        <translation>MoxtelServer beenden</translation>
+    </message>
+    <message>
+        <source>Cop&amp;y</source>
+        <translation>Ko&amp;pieren</translation>
+    </message>
+    <message>
+        <source>Copy the address of the page</source>
+        <translation>Die Adresse der Seite kopieren</translation>
+    </message>
+    <message>
+        <source>Who may look</source>
+        <translation>Wer schauen darf</translation>
+    </message>
+    <message>
+        <source>Devices with the key</source>
+        <translation>Geräte mit dem Schlüssel</translation>
+    </message>
+    <message>
+        <source>Everyone in the house</source>
+        <translation>Alle im Haus</translation>
+    </message>
+    <message>
+        <source>No page</source>
+        <translation>Keine Seite</translation>
+    </message>
+    <message>
+        <source>New &amp;Key…</source>
+        <translation>Neuer Schl&amp;üssel …</translation>
+    </message>
+    <message>
+        <source>New key</source>
+        <translation>Neuer Schlüssel</translation>
+    </message>
+    <message>
+        <source>Make a new key? Every phone and computer that may look now then needs the new code.</source>
+        <translation>Einen neuen Schlüssel machen? Jedes Telefon und jeder Rechner, der jetzt schauen darf, braucht dann den neuen Code.</translation>
+    </message>
+    <message>
+        <source>New Key</source>
+        <translation>Neuer Schlüssel</translation>
+    </message>
+    <message>
+        <source>no network</source>
+        <translation>kein Netz</translation>
+    </message>
+    <message>
+        <source>cannot be read</source>
+        <translation>nicht lesbar</translation>
+    </message>
+    <message>
+        <source>1 photo</source>
+        <translation>1 Foto</translation>
+    </message>
+    <message>
+        <source>%1 photos</source>
+        <translation>%1 Fotos</translation>
+    </message>
+    <message>
+        <source>Choose the photo library that phones and computers in your house may see.</source>
+        <translation>Wählen Sie die Fotobibliothek, die Telefone und Rechner in Ihrem Haus sehen dürfen.</translation>
+    </message>
+    <message>
+        <source>Ch&amp;oose Library…</source>
+        <translation>Bibliothek &amp;wählen …</translation>
+    </message>
+    <message>
+        <source>Found on this computer</source>
+        <translation>Auf diesem Rechner gefunden</translation>
+    </message>
+    <message>
+        <source>Ser&amp;ve This One</source>
+        <translation>D&amp;iese bereitstellen</translation>
+    </message>
+    <message>
+        <source>Looking for libraries on this computer …</source>
+        <translation>Bibliotheken auf diesem Rechner werden gesucht …</translation>
+    </message>
+    <message>
+        <source>Show MoxtelServer</source>
+        <translation>MoxtelServer zeigen</translation>
+    </message>
+    <message>
+        <source>No library yet</source>
+        <translation>Noch keine Bibliothek</translation>
+    </message>
+    <message>
+        <source>no device connected</source>
+        <translation>kein Gerät verbunden</translation>
+    </message>
+    <message>
+        <source>1 device connected</source>
+        <translation>1 Gerät verbunden</translation>
+    </message>
+    <message>
+        <source>%1 devices connected</source>
+        <translation>%1 Geräte verbunden</translation>
+    </message>
+    <message>
+        <source>A new device is connected</source>
+        <translation>Ein neues Gerät ist verbunden</translation>
     </message>
 </context>
 </TS>

@@ -1,6 +1,7 @@
 #include "app/MXPAppDelegate.h"
 
 #include <algorithm>
+#include <chrono>
 
 #include "app/FolderOutline.h"
 #include "app/HelpText.h"
@@ -317,8 +318,12 @@ ServerStatus MXPAppDelegate::status() {
   status.publicationProblem = publication_.isPublished() ? std::string() : publication_.detail;
   status.preferAperture = roles_->location.preferAperture;
   status.revealPhoto = environment_.defaults.boolForKey("RevealPhoto");
+  status.canRevealPhoto = environment_.scripts.hasInterpreter() && roles_->library.hasPhotoApplication();
+  const bool isChosen = environment_.defaults.stringForKey("LibraryPath").has_value();
+  status.canPreferAperture = status.canRevealPhoto || (!isChosen && roles_->location.canAskForLibrary());
   if (!isConnectedToClient_) return status;
   status.client = connectionLines_.client().value_or("<unknown>");
+  status.clientSince = connectedSince_;
   return status;
 }
 
@@ -357,6 +362,9 @@ void MXPAppDelegate::changedConnection(const Notification& notification) {
     iPhotoWasEdited_ = false;
     return;
   }
+  connectedSince_ =
+      std::chrono::duration_cast<std::chrono::seconds>(std::chrono::system_clock::now().time_since_epoch())
+          .count();
   const Value& name = notification.userInfo["clientname"];
   connectionLines_.connected(std::string(notification.userInfo["clientip"].string()),
                              name.isString() ? std::optional(std::string(name.string())) : std::nullopt);

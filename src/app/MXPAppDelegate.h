@@ -145,6 +145,7 @@ class MXPAppDelegate final {
 
   bool isServing_ = false;
   std::atomic<bool> isConnectedToClient_{false};
+  std::atomic<std::int64_t> connectedSince_{0};  // seconds since 1970-01-01 UTC
   std::atomic<bool> iPhotoWasEdited_{false};
   PublicationState publication_;
   std::optional<Counted> counted_;

@@ -105,8 +105,25 @@ void ServerProgram::startWeb() {
 
 ServerStatus ServerProgram::status() {
   ServerStatus status = delegate_->status();
-  if (web_) status.web = web_->status();
+  if (web_) {
+    status.web = web_->status();
+  } else {
+    status.web.access = "off";
+  }
   return status;
+}
+
+void ServerProgram::reload() {
+  delegate_->reload();
+  if (web_ && web_->port() == 0) web_->start();
+}
+
+void ServerProgram::setWebAccess(const std::string& access) {
+  defaults_.setString("WebAccess", access);
+  if (access != "off" && defaults_.stringForKey("WebPort") && defaults_.integerForKey("WebPort") == 0)
+    defaults_.setString("WebPort", std::to_string(WebSettings::kUsualPort));
+  web_.reset();
+  startWeb();
 }
 
 void ServerProgram::renewWebKey() {

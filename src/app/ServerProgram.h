@@ -36,6 +36,12 @@ class ServerProgram final {
   ServerStatus status();
   // Sends every device of the page away and makes another key.
   void renewWebKey();
+  // Reads the library again and disconnects the handheld. Listens again, for clients and for browsers, where
+  // the last attempt failed.
+  void reload();
+  // Stores who may look at the page, as in the setting "WebAccess", and starts the page again. If the
+  // settings allow no page, its usual port is used.
+  void setWebAccess(const std::string& access);
 
  private:
   void startWeb();

@@ -27,9 +27,15 @@ struct ServerStatus {
   std::string publishedName;           // empty: not published
   std::string publicationProblem;      // why not; empty while published, and until a problem is known
   std::optional<std::string> client;   // short host name of the connected client
+  // When that client connected, in seconds since 1970-01-01 UTC; 0 without one.
+  std::int64_t clientSince = 0;
   WebStatus web;
   bool preferAperture = false;
+  // Whether it makes a difference: no library is chosen and another program may name one, or a photo
+  // application can be asked.
+  bool canPreferAperture = false;
   bool revealPhoto = true;
+  bool canRevealPhoto = false;  // there is a photo application that can be asked
   friend bool operator==(const ServerStatus&, const ServerStatus&) = default;
 };
 

@@ -2,24 +2,37 @@
 #include <QApplication>
 #include <QIcon>
 #include <QLibraryInfo>
+#include <QSocketNotifier>
 #include <QSysInfo>
 #include <QTimer>
 #include <QTranslator>
 #include <algorithm>
 #include <atomic>
 #include <csignal>
+#include <cstdlib>
 #include <functional>
 #include <iostream>
+#include <memory>
 
 #include "app/CommandLine.h"
 #include "app/CoreThread.h"
 #include "app/ServerProgram.h"
+#include "app/windows/Autostart.h"
+#include "app/windows/DesktopSettings.h"
+#include "app/windows/LibraryOffers.h"
+#include "app/windows/MainMenu.h"
 #include "app/windows/MainWindow.h"
+#include "app/windows/OptionsMenu.h"
+#include "app/windows/TrayIcon.h"
 #include "console/window/ConsoleWindow.h"
+#include "console/window/WindowText.h"
+#include "platform/files/UserFolders.h"
 #include "platform/loop/SignalWatcher.h"
+#include "platform/process/SingleInstance.h"
 #include "platform/process/ThisProcess.h"
 #include "platform/system/Translations.h"
 #include "support/Localization.h"
+#include "web/LibraryCatalog.h"
 
 namespace moxtel {
 namespace {
@@ -38,18 +51,33 @@ bool lacksDisplay() {
 // Connects the windows with the server. Windows' thread.
 class Desktop final {
  public:
-  Desktop(UserDefaults& defaults, const std::string& language)
+  // Without a library the window is shown in any case.
+  Desktop(UserDefaults& defaults, const std::string& language, bool isInBackground)
       : defaults_(defaults),
+        settings_(defaults),
         window_(actions()),
+        offers_(
+            [this](const auto& libraries, bool isSearching) { window_.showFound(libraries, isSearching); }),
         core_(defaults, console_.view(), [this](const ServerStatus& status) { postStatus(status); }) {
     console_.setLinesObserver([this](const auto& lines) { window_.showLines(lines); });
     const auto help = MXPAppDelegate::attributedStringHelp(language);
     window_.setHelp(help ? QString::fromStdString(*help) : QString(), defaults.boolForKey("DontShowHelp"));
+    window_.menu().showRecent(settings_.recentLibraries());
+    if (TrayIcon::isAvailable()) {
+      tray_ = std::make_unique<TrayIcon>(
+          TrayIcon::Actions{[this] { window_.bringToFront(); }, [] { QCoreApplication::exit(0); }});
+    }
+    options_ = std::make_unique<OptionsMenu>(window_.menu().optionsMenu(), settings_, autostart_,
+                                             tray_ != nullptr, [this](const QString& problem) {
+                                               window_.choice().showMessage(WindowText::tr("Start at Login"),
+                                                                            problem, [] {});
+                                             });
     QObject::connect(&busyCheck_, &QTimer::timeout, &window_, [this] { checkCore(); });
     busyCheck_.start(kBusyCheckMilliseconds);
-    window_.show();
+    if (!isInBackground || !defaults.stringForKey("LibraryPath")) window_.bringToFront();
   }
 
+  void bringToFront() { window_.bringToFront(); }
   CoreThread& core() { return core_; }
 
  private:
@@ -58,7 +86,7 @@ class Desktop final {
     actions.chooseLibrary = [this](const std::string& folder) { chooseLibrary(folder); };
     // Not posted to the core thread, which may be busy with a reply to that client.
     actions.disconnectClient = [] { QVSocketServer::disconnect(); };
-    actions.reload = [this] { core_.post([](ServerProgram& program) { program.delegate().reload(); }); };
+    actions.reload = [this] { core_.post([](ServerProgram& program) { program.reload(); }); };
     actions.preferAperture = [this](bool prefers) {
       // Stored first: the server reads it when it restarts.
       defaults_.setBool("PreferAperture", prefers);
@@ -71,6 +99,13 @@ class Desktop final {
       core_.post([](ServerProgram& program) { program.delegate().showConsole(); });
     };
     actions.dontShowHelp = [this](bool hidden) { defaults_.setBool("DontShowHelp", hidden); };
+    actions.setWebAccess = [this](const std::string& access) {
+      core_.post([access](ServerProgram& program) { program.setWebAccess(access); });
+    };
+    // Not QApplication::quit(), which closes the windows first.
+    actions.quit = [] { QCoreApplication::exit(0); };
+    actions.onClose = [this] { return settings_.onClose(); };
+    actions.setOnClose = [this](OnClose choice) { settings_.setOnClose(choice); };
     actions.renewWebKey = [this] { core_.post([](ServerProgram& program) { program.renewWebKey(); }); };
     return actions;
   }
@@ -81,14 +116,27 @@ class Desktop final {
       if (why.empty()) return;
       const auto found = program.delegate().librariesNear(folder);
       QMetaObject::invokeMethod(
-          &window_, [this, why, found] { window_.refuseLibrary(why, found); }, Qt::QueuedConnection);
+          &window_, [this, why, found] { window_.choice().refuse(why, found); }, Qt::QueuedConnection);
     });
   }
 
   // Core thread.
   void postStatus(const ServerStatus& status) {
     QMetaObject::invokeMethod(
-        &window_, [this, status] { window_.showStatus(status); }, Qt::QueuedConnection);
+        &window_, [this, status] { showStatus(status); }, Qt::QueuedConnection);
+  }
+
+  void showStatus(const ServerStatus& status) {
+    window_.showStatus(status);
+    offers_.setWanted(!status.libraryPath);
+    if (status.libraryPath && status.libraryProblem.empty() &&
+        settings_.addRecentLibrary(*status.libraryPath))
+      window_.menu().showRecent(settings_.recentLibraries());
+    const auto added = settings_.takeNew(connectedDevices(status));
+    if (!tray_) return;
+    tray_->showStatus(status);
+    if (!settings_.notifiesNewDevices()) return;
+    for (const ConnectedDevice& device : added) tray_->announce(device);
   }
 
   // Posts a call to the core thread. If the previous call has not run yet, the core thread is busy.
@@ -100,7 +148,12 @@ class Desktop final {
   }
 
   UserDefaults& defaults_;
+  DesktopSettings settings_;
+  const Autostart autostart_;
   MainWindow window_;
+  std::unique_ptr<TrayIcon> tray_;
+  std::unique_ptr<OptionsMenu> options_;
+  LibraryOffers offers_;
   ConsoleWindow console_;
   QTimer busyCheck_;
   int asked_ = 0;
@@ -123,33 +176,54 @@ void setUpApplication(QTranslator& translator, const std::string& language) {
 
 void handleSignal(Desktop& desktop, int signal) {
   if (signal == SIGHUP) {
-    desktop.core().post([](ServerProgram& program) { program.delegate().reload(); });
+    desktop.core().post([](ServerProgram& program) { program.reload(); });
   } else if (signal == SIGUSR1) {
     QVSocketServer::disconnect();
   } else {
-    QApplication::quit();
+    QCoreApplication::exit(0);
   }
+}
+
+// The exit status.
+int raiseFirst(const SingleInstance& instance, bool isInBackground) {
+  if (isInBackground || instance.raiseFirst()) return EXIT_SUCCESS;
+  std::cerr << "MoxtelServer: it is running already, but does not show its window.\n";
+  return EXIT_FAILURE;
 }
 
 int serve(int argc, char** argv) {
   UserDefaults defaults(makeUserSettingsStore());
   const ProgramDescription description{
-      "MoxtelServer", "Serves an iPhoto, Aperture or Photos library to Moxtel clients on the network.", {}};
-  const std::vector<std::string> arguments(argv + (argc > 0 ? 1 : 0), argv + argc);
+      "MoxtelServer",
+      "Serves an iPhoto, Aperture or Photos library to Moxtel clients on the network.",
+      {{"--in-background", "start without showing the window, if a library is set"}}};
+  std::vector<std::string> arguments(argv + (argc > 0 ? 1 : 0), argv + argc);
+  const bool isInBackground = std::erase(arguments, "--in-background") > 0;
   if (const auto status = takeCommandLine(description, arguments, defaults)) return *status;
 
   if (lacksDisplay()) {
     std::cerr << "MoxtelServer: there is no display for windows; use moxtelserverd, which needs none.\n";
     return kNoDisplayStatus;
   }
+  // A start with settings on the command line is another server, and so is one with another settings folder.
+  const SingleInstance instance("moxtelserver-" + libraryIdOf(settingsFolder()));
+  if (instance.isSecond() && arguments.empty()) return raiseFirst(instance, isInBackground);
   // Qt gets only the program's name: the arguments are the server's.
   int qtArgc = argc > 0 ? 1 : 0;
   QApplication application(qtArgc, argv);
+  QApplication::setQuitOnLastWindowClosed(false);
   const std::string language = userLanguage();
   QTranslator translator;
   setUpApplication(translator, language);
 
-  Desktop desktop(defaults, language);
+  Desktop desktop(defaults, language, isInBackground);
+  std::unique_ptr<QSocketNotifier> starts;
+  if (instance.descriptor() >= 0) {
+    starts = std::make_unique<QSocketNotifier>(instance.descriptor(), QSocketNotifier::Read);
+    QObject::connect(starts.get(), &QSocketNotifier::activated, &application, [&] {
+      if (instance.takeStart()) desktop.bringToFront();
+    });
+  }
   const auto postToMain = [&application](std::function<void()> call) {
     QMetaObject::invokeMethod(&application, std::move(call), Qt::QueuedConnection);
   };

@@ -126,7 +126,7 @@ int runServer(CoreLoop& loop, ServerProgram& program) {
   };
   const auto handle = [&](int signal) {
     if (isReload(signal)) {
-      program.delegate().reload();
+      program.reload();
     } else if (signal != SIGUSR1) {
       notifyServiceManager("STOPPING=1");
       loop.quit();

@@ -82,6 +82,28 @@ TEST_F(CoreThreadTest, hasNoPageOnTheServersPort) {
   EXPECT_TRUE(statusBecomes([](const ServerStatus& status) { return !status.web.isOn; }));
 }
 
+TEST_F(CoreThreadTest, changesWhoMayLookAtThePageWhileItRuns) {
+  defaults.setString("WebPort", "31873");
+  defaults.setString("WebAccess", "off");
+  const auto core = started();
+  EXPECT_TRUE(statusBecomes(
+      [](const ServerStatus& status) { return !status.web.isOn && status.web.access == "off"; }));
+  core->post([](ServerProgram& program) { program.setWebAccess("open"); });
+  EXPECT_TRUE(statusBecomes([](const ServerStatus& status) {
+    return status.web.isOn && status.web.access == "open" && status.web.digits.empty();
+  }));
+  core->post([](ServerProgram& program) { program.setWebAccess("off"); });
+  EXPECT_TRUE(statusBecomes([](const ServerStatus& status) { return !status.web.isOn; }));
+  EXPECT_EQ(defaults.stringForKey("WebAccess"), "off");
+}
+
+TEST_F(CoreThreadTest, usesTheUsualPortForAPageThatTheSettingsLeftOut) {
+  const auto core = started();
+  core->post([](ServerProgram& program) { program.setWebAccess("open"); });
+  EXPECT_TRUE(statusBecomes([](const ServerStatus& status) { return status.web.isOn; }));
+  EXPECT_EQ(defaults.integerForKey("WebPort"), 4251);
+}
+
 TEST_F(CoreThreadTest, runsActionsOnItsOwnThread) {
   const auto core = started();
   std::promise<std::thread::id> ran;

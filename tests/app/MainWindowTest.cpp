@@ -5,17 +5,26 @@
 
 #include <QApplication>
 #include <QCheckBox>
+#include <QClipboard>
+#include <QComboBox>
+#include <QDragEnterEvent>
+#include <QDropEvent>
+#include <QListWidget>
+#include <QMenu>
+#include <QMimeData>
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QScreen>
 #include <QStatusBar>
 #include <QTextBrowser>
 #include <QTreeWidget>
+#include <QUrl>
 #include <filesystem>
 #include <fstream>
 #include <set>
 
 #include "app/windows/LibraryChooser.h"
+#include "app/windows/MainMenu.h"
 #include "console/window/ConsoleWindow.h"
 #include "platform/system/Translations.h"
 #include "support/Localization.h"
@@ -39,12 +48,28 @@ ServerStatus servedStatus() {
   return status;
 }
 
+WebStatus pageStatus() {
+  WebStatus web;
+  web.isOn = true;
+  web.places = {"http://192.168.1.4:4251/"};
+  web.keyAddress = "http://192.168.1.4:4251/in/abcdefghijkmnpqrstuv";
+  web.digits = "012345";
+  web.access = "key";
+  return web;
+}
+
 class MainWindowTest : public testing::Test {
  protected:
   MainWindowTest() : window(actions()) {
     QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedStates));
-    window.showMessage = [this](const QString& title, const QString& text) {
+    window.choice().showMessage = [this](const QString& title, const QString& text,
+                                         const std::function<void()>& closed) {
       requested.push_back(title.toStdString() + "|" + text.toStdString());
+      closed();
+    };
+    window.ask = [this](const Question& question, const std::function<void()>& then) {
+      asked = question.text.toStdString();
+      if (agrees) then();
     };
   }
   ~MainWindowTest() override { setTranslator({}); }
@@ -59,6 +84,10 @@ class MainWindowTest : public testing::Test {
     actions.showConsole = [this] { requested.emplace_back("console"); };
     actions.dontShowHelp = [this](bool on) { requested.emplace_back(on ? "hide help" : "show help"); };
     actions.renewWebKey = [this] { requested.emplace_back("renew key"); };
+    actions.setWebAccess = [this](const std::string& access) { requested.push_back("access " + access); };
+    actions.quit = [this] { requested.emplace_back("quit"); };
+    actions.onClose = [this] { return onClose; };
+    actions.setOnClose = [this](OnClose choice) { onClose = choice; };
     return actions;
   }
 
@@ -71,8 +100,20 @@ class MainWindowTest : public testing::Test {
   std::string shown(const char* name) { return part<QLabel>(name).text().toStdString(); }
 
   std::vector<std::string> requested;
+  std::string asked;   // the last question
+  bool agrees = true;  // the answer to it
+  OnClose onClose = OnClose::Ask;
   MainWindow window;
 };
+
+// A status with a handheld and a browser.
+ServerStatus connectedStatus() {
+  ServerStatus status = servedStatus();
+  status.client = "ipad";
+  status.clientSince = 1'400'000'000;
+  status.web.devices = {{"192.168.1.7", "Family", 1'400'003'600}};
+  return status;
+}
 
 TEST_F(MainWindowTest, showsTheLibraryAndTheNetworkState) {
   window.showStatus(servedStatus());
@@ -92,14 +133,233 @@ TEST_F(MainWindowTest, showsTheLibraryAndTheNetworkState) {
 TEST_F(MainWindowTest, showsTheAddressOfThePageAndItsCode) {
   EXPECT_FALSE(part<QPushButton>("renewWebKey").isEnabled());
   ServerStatus status = servedStatus();
-  status.web = {
-      true, {"http://192.168.1.4:4251/"}, "http://192.168.1.4:4251/in/abcdefghijkmnpqrstuv", "012345", ""};
+  status.web = pageStatus();
   window.showStatus(status);
   EXPECT_EQ(shown("pageAddress"), "http://192.168.1.4:4251/");
   EXPECT_EQ(shown("pageDigits"), "Six digits: 012345");
   EXPECT_GT(part<QLabel>("pageCode").pixmap().width(), 80);
+  part<QPushButton>("copyAddress").click();
+  EXPECT_EQ(QApplication::clipboard()->text(), "http://192.168.1.4:4251/");
+}
+
+TEST_F(MainWindowTest, asksBeforeItMakesANewKey) {
+  ServerStatus status = servedStatus();
+  status.web = pageStatus();
+  window.showStatus(status);
+  agrees = false;
+  part<QPushButton>("renewWebKey").click();
+  EXPECT_EQ(asked, "Make a new key? Every phone and computer that may look now then needs the new code.");
+  EXPECT_TRUE(requested.empty());
+  agrees = true;
   part<QPushButton>("renewWebKey").click();
   EXPECT_THAT(requested, ElementsAre("renew key"));
+}
+
+TEST_F(MainWindowTest, letsTheUserChooseWhoMayLook) {
+  auto& access = part<QComboBox>("pageAccess");
+  EXPECT_FALSE(access.isEnabled());
+  ServerStatus status = servedStatus();
+  status.web = pageStatus();
+  status.web.access = "open";
+  window.showStatus(status);
+  EXPECT_TRUE(access.isEnabled());
+  EXPECT_EQ(access.currentText(), "Everyone in the house");
+  EXPECT_TRUE(requested.empty());
+  for (const int entry : {0, 2}) {
+    access.setCurrentIndex(entry);
+    Q_EMIT access.activated(entry);
+  }
+  EXPECT_THAT(requested, ElementsAre("access key", "access off"));
+}
+
+TEST_F(MainWindowTest, showsWhoIsConnectedToWhatSinceWhen) {
+  auto& list = part<QTreeWidget>("devices");
+  window.showStatus(connectedStatus());
+  ASSERT_EQ(list.topLevelItemCount(), 2);
+  const auto row = [&](int number) {
+    std::vector<std::string> texts;
+    for (int i = 0; i < 3; ++i) texts.push_back(list.topLevelItem(number)->text(i).toStdString());
+    return texts;
+  };
+  EXPECT_THAT(row(0), ElementsAre("ipad", "Moxtel", "Old Library"));
+  EXPECT_THAT(row(1), ElementsAre("192.168.1.7", "Browser", "Family"));
+  EXPECT_NE(list.topLevelItem(0)->text(3).indexOf("5/13/14"), -1)
+      << list.topLevelItem(0)->text(3).toStdString();
+  window.showStatus(servedStatus());
+  EXPECT_EQ(list.topLevelItemCount(), 0);
+}
+
+TEST_F(MainWindowTest, saysWhomAReloadDisconnects) {
+  window.showStatus(connectedStatus());
+  agrees = false;
+  part<QPushButton>("reload").click();
+  EXPECT_EQ(asked, "Read the library again? This disconnects ipad.");
+  EXPECT_TRUE(requested.empty());
+  agrees = true;
+  part<QPushButton>("reload").click();
+  EXPECT_THAT(requested, ElementsAre("reload"));
+}
+
+TEST_F(MainWindowTest, showsOneSentenceAndOneButtonWithoutALibrary) {
+  window.show();
+  window.showStatus({});
+  EXPECT_TRUE(part<QLabel>("startSentence").isVisible());
+  EXPECT_FALSE(part<QLabel>("path").isVisible());
+  EXPECT_FALSE(part<QListWidget>("foundLibraries").isVisible());
+  window.choice().askForFolder = [](const QString&) { return QStringLiteral("/photos/New"); };
+  part<QPushButton>("startChoose").click();
+  EXPECT_THAT(requested, ElementsAre("library /photos/New"));
+  window.showStatus(servedStatus());
+  EXPECT_FALSE(part<QLabel>("startSentence").isVisible());
+  EXPECT_TRUE(part<QLabel>("path").isVisible());
+}
+
+TEST_F(MainWindowTest, offersTheLibrariesOfThisComputer) {
+  window.show();
+  window.showStatus({});
+  window.showFound({}, true);
+  EXPECT_EQ(shown("foundTitle"), "Looking for libraries on this computer …");
+  window.showFound({{"/disk/Family.photolibrary", "Family", 12345, 2004, 2012, {}},
+                    {"/disk/b\xC3\xBC\xFF", "b", 1, 2009, 2009, {}},
+                    {"/disk/Broken", "Broken", {}, {}, {}, {}}},
+                   false);
+  auto& list = part<QListWidget>("foundLibraries");
+  ASSERT_EQ(list.count(), 3);
+  EXPECT_EQ(list.item(0)->text(), "Family\n12,345 photos, 2004–2012\n/disk/Family.photolibrary");
+  EXPECT_EQ(list.item(2)->text(), "Broken\ncannot be read\n/disk/Broken");
+  EXPECT_TRUE(list.item(1)->text().contains("1 photo, 2009"));
+  EXPECT_EQ(list.currentRow(), 0);
+  list.setCurrentRow(1);
+  part<QPushButton>("serveFound").click();
+  EXPECT_THAT(requested, ElementsAre("library /disk/b\xC3\xBC\xFF"));
+}
+
+TEST_F(MainWindowTest, showsRecentLibrariesInTheMenu) {
+  auto& recent = part<QMenu>("recentLibraries");
+  EXPECT_FALSE(recent.isEnabled());
+  window.menu().showRecent({"/photos/A & B", "/photos/Old"});
+  ASSERT_EQ(recent.actions().size(), 2);
+  EXPECT_EQ(recent.actions().front()->text(), "/photos/A && B");
+  recent.actions().front()->trigger();
+  EXPECT_THAT(requested, ElementsAre("library /photos/A & B"));
+}
+
+TEST_F(MainWindowTest, takesAFolderThatIsDropped) {
+  QMimeData folder;
+  folder.setUrls(
+      {QUrl::fromLocalFile("/disk/B\xC3\xBC"
+                           "cher/Database/apdb/Library.apdb")});
+  QMimeData text;
+  text.setText("/disk");
+  QMimeData page;
+  page.setUrls({QUrl("http://192.168.1.4/")});
+  EXPECT_TRUE(window.acceptDrops());
+  EXPECT_FALSE(window.choice().takeDropped(text));
+  EXPECT_FALSE(window.choice().takeDropped(page));
+  QDragEnterEvent enter(QPoint(5, 5), Qt::CopyAction, &folder, Qt::LeftButton, Qt::NoModifier);
+  QApplication::sendEvent(&window, &enter);
+  EXPECT_TRUE(enter.isAccepted());
+  QDropEvent drop(QPointF(5, 5), Qt::CopyAction, &folder, Qt::LeftButton, Qt::NoModifier);
+  QApplication::sendEvent(&window, &drop);
+  // The only library that was found for it is served without a question.
+  window.choice().refuse("why", {{"/disk/Bücher", 60, {}}});
+  EXPECT_THAT(requested,
+              ElementsAre("library /disk/Bücher/Database/apdb/Library.apdb", "library /disk/Bücher"));
+}
+
+TEST_F(MainWindowTest, opensTheDialogAgainAfterAWrongChoice) {
+  std::vector<QString> answers{"/wrong", ""};
+  std::vector<std::string> begins;
+  window.choice().askForFolder = [&](const QString& begin) {
+    begins.push_back(begin.toStdString());
+    return answers[begins.size() - 1];
+  };
+  part<QPushButton>("chooseLibrary").click();
+  window.choice().refuse("There is no such folder.", {});
+  EXPECT_THAT(begins, ElementsAre("", "/wrong"));
+  EXPECT_THAT(requested, ElementsAre("library /wrong", "Cannot serve this folder|There is no such folder."));
+}
+
+TEST_F(MainWindowTest, opensTheDialogAgainForAUserWhoMeantAnotherLibrary) {
+  std::vector<std::string> begins;
+  window.choice().askForFolder = [&](const QString& begin) {
+    begins.push_back(begin.toStdString());
+    return begins.size() == 1 ? QStringLiteral("/disk") : QStringLiteral("/disk/right");
+  };
+  part<QPushButton>("chooseLibrary").click();
+  window.choice().refuse("why", {{"/disk/other", 60, {}}});
+  for (QPushButton* button : window.findChildren<QPushButton*>()) {
+    if (button->text() == "Choose &Another…") button->click();
+  }
+  EXPECT_THAT(begins, ElementsAre("", "/disk"));
+  EXPECT_THAT(requested, ElementsAre("library /disk", "library /disk/right"));
+}
+
+TEST_F(MainWindowTest, endsTheProgramWhenItIsClosedWithoutADevice) {
+  window.show();
+  window.showStatus(servedStatus());
+  window.close();
+  EXPECT_THAT(requested, ElementsAre("quit"));
+}
+
+TEST_F(MainWindowTest, asksWhenItIsClosedWhileADeviceIsConnected) {
+  window.show();
+  window.showStatus(connectedStatus());
+  TakeClosing take;
+  window.askClosing = [&](const QString& devices, TakeClosing taken) {
+    asked = devices.toStdString();
+    take = std::move(taken);
+  };
+  window.close();
+  EXPECT_EQ(asked, "ipad, 192.168.1.7");
+  EXPECT_TRUE(window.isVisible());
+  take(OnClose::Background, false);
+  EXPECT_FALSE(window.isVisible());
+  EXPECT_EQ(onClose, OnClose::Ask);
+  window.bringToFront();
+  EXPECT_TRUE(window.isVisible());
+  window.close();
+  take(OnClose::Background, true);
+  EXPECT_EQ(onClose, OnClose::Background);
+  EXPECT_TRUE(requested.empty());
+}
+
+TEST_F(MainWindowTest, keepsTheChoiceOfWhatClosingDoes) {
+  window.askClosing = [&](const QString&, const TakeClosing&) { asked = "asked"; };
+  window.showStatus(connectedStatus());
+  window.show();
+  onClose = OnClose::Background;
+  window.close();
+  EXPECT_FALSE(window.isVisible());
+  EXPECT_TRUE(requested.empty());
+  window.show();
+  onClose = OnClose::Quit;
+  window.close();
+  EXPECT_THAT(requested, ElementsAre("quit"));
+  EXPECT_EQ(asked, "");
+}
+
+TEST_F(MainWindowTest, quitsWithoutAskingWhileADeviceIsConnected) {
+  window.askClosing = [&](const QString&, const TakeClosing&) { asked = "asked"; };
+  window.showStatus(connectedStatus());
+  for (QAction* action : window.menu().fileMenu().actions()) {
+    if (action->text() == "Quit") action->trigger();
+  }
+  EXPECT_THAT(requested, ElementsAre("quit"));
+  EXPECT_EQ(asked, "");
+}
+
+TEST_F(MainWindowTest, showsOnlyOptionsThatDoSomething) {
+  window.show();
+  window.showStatus(servedStatus());
+  EXPECT_FALSE(part<QCheckBox>("preferAperture").isVisible());
+  EXPECT_FALSE(part<QCheckBox>("revealPhoto").isVisible());
+  ServerStatus status = servedStatus();
+  status.canPreferAperture = true;
+  status.canRevealPhoto = true;
+  window.showStatus(status);
+  EXPECT_TRUE(part<QCheckBox>("preferAperture").isVisible());
+  EXPECT_TRUE(part<QCheckBox>("revealPhoto").isVisible());
 }
 
 TEST_F(MainWindowTest, showsWhyThereIsNoPage) {
@@ -113,15 +373,10 @@ TEST_F(MainWindowTest, showsWhyThereIsNoPage) {
 
 TEST_F(MainWindowTest, showsEllipsesUntilTheServerHasStarted) {
   for (const char* row : {"library", "path", "photos", "faces", "port", "client"}) EXPECT_EQ(shown(row), "…");
-  EXPECT_FALSE(part<QCheckBox>("revealPhoto").isEnabled());
-  EXPECT_FALSE(part<QCheckBox>("preferAperture").isEnabled());
   QString begin = "not asked";
-  window.askForFolder = [&](const QString& from) { return begin = from, QString(); };
+  window.choice().askForFolder = [&](const QString& from) { return begin = from, QString(); };
   part<QPushButton>("chooseLibrary").click();
   EXPECT_EQ(begin, "");
-  window.showStatus(servedStatus());
-  EXPECT_TRUE(part<QCheckBox>("revealPhoto").isEnabled());
-  EXPECT_TRUE(part<QCheckBox>("preferAperture").isEnabled());
 }
 
 TEST_F(MainWindowTest, fitsOnTheScreen) {
@@ -205,7 +460,7 @@ TEST_F(MainWindowTest, showsClientNamesAsPlainText) {
 TEST_F(MainWindowTest, passesTheChosenFolderOn) {
   window.showStatus(servedStatus());
   QString begin;
-  window.askForFolder = [&](const QString& from) {
+  window.choice().askForFolder = [&](const QString& from) {
     begin = from;
     return QStringLiteral("/photos/Bücher");
   };
@@ -215,23 +470,23 @@ TEST_F(MainWindowTest, passesTheChosenFolderOn) {
 }
 
 TEST_F(MainWindowTest, doesNothingWhenTheFolderDialogIsCanceled) {
-  window.askForFolder = [](const QString&) { return QString(); };
+  window.choice().askForFolder = [](const QString&) { return QString(); };
   part<QPushButton>("chooseLibrary").click();
   EXPECT_TRUE(requested.empty());
 }
 
 TEST_F(MainWindowTest, saysWhyAFolderCannotBeServed) {
   const TemporaryFolder folder;
-  window.refuseLibrary(whyNoLibrary(folder.path().string()), {});
+  window.choice().refuse(whyNoLibrary(folder.path().string()), {});
   EXPECT_THAT(requested,
               ElementsAre("Cannot serve this folder|This folder is not a photo library. Choose the "
                           "folder named like \"iPhoto Library\", not the disk or a folder inside it."));
 }
 
 TEST_F(MainWindowTest, offersTheLibrariesThatWereFound) {
-  window.refuseLibrary("why", {{"/disk/Old Library", 60, Date{397000000}},
-                               {"/disk/Family", 12345, Date{490007103}},
-                               {"/disk/b\xC3\xBC\xFF", {}, {}}});
+  window.choice().refuse("why", {{"/disk/Old Library", 60, Date{397000000}},
+                                 {"/disk/Family", 12345, Date{490007103}},
+                                 {"/disk/b\xC3\xBC\xFF", {}, {}}});
   auto& list = part<QTreeWidget>("libraries");
   ASSERT_EQ(list.topLevelItemCount(), 3);
   const auto row = [&](int number) {
@@ -250,7 +505,7 @@ TEST_F(MainWindowTest, offersTheLibrariesThatWereFound) {
 }
 
 TEST_F(MainWindowTest, servesNoLibraryWhenTheOfferIsCanceled) {
-  window.refuseLibrary("why", {{"/disk/Family", 12345, Date{1e300}}});
+  window.choice().refuse("why", {{"/disk/Family", 12345, Date{1e300}}});
   part<LibraryChooser>("").reject();
   EXPECT_TRUE(requested.empty());
 }
@@ -379,7 +634,7 @@ std::set<std::string> allTexts() {
   MainWindow window({});
   std::set<std::string> texts;
   const auto collect = [&](const QWidget& of) { texts.merge(textsOf(of)); };
-  window.showMessage = [&](const QString& title, const QString& text) {
+  window.choice().showMessage = [&](const QString& title, const QString& text, const std::function<void()>&) {
     texts.insert(title.toStdString());
     texts.insert(text.toStdString());
   };
@@ -413,7 +668,7 @@ std::set<std::string> allTexts() {
   const TemporaryFolder folder;
   for (const std::string& bad :
        {std::string("relative"), std::string("/é"), folder.path().string() + "/no", folder.path().string()}) {
-    window.refuseLibrary(whyNoLibrary(bad), {});
+    window.choice().refuse(whyNoLibrary(bad), {});
   }
   for (const char* old : {"/Aperture/Aperture.aplib/Library.apdb", "/Copy/Database/apdb/Faces.db"}) {
     const std::filesystem::path file = folder.path().string() + old;
@@ -421,7 +676,7 @@ std::set<std::string> allTexts() {
     std::ofstream{file} << "x";
   }
   for (const char* old : {"Aperture", "Copy"}) {
-    window.refuseLibrary(whyNoLibrary((folder.path() / old).string()), {});
+    window.choice().refuse(whyNoLibrary((folder.path() / old).string()), {});
   }
   const FoundLibrary library{"/1", {}, {}};
   collect(LibraryChooser(std::vector{library}));

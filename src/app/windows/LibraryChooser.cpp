@@ -36,7 +36,7 @@ bool isOlder(const FoundLibrary& a, const FoundLibrary& b) {
 }  // namespace
 
 LibraryChooser::LibraryChooser(const std::vector<FoundLibrary>& libraries, QWidget* parent)
-    : QDialog(parent), list_(new QTreeWidget) {
+    : QDialog(parent), list_(new QTreeWidget), buttons_(new QDialogButtonBox(QDialogButtonBox::Cancel)) {
   setWindowTitle(WindowText::tr("Library"));
   auto* question = new QLabel(
       libraries.size() == 1
@@ -54,18 +54,23 @@ LibraryChooser::LibraryChooser(const std::vector<FoundLibrary>& libraries, QWidg
   for (int column = kName; column < kFolder; ++column) list_->resizeColumnToContents(column);
   const auto newest = std::max_element(libraries.begin(), libraries.end(), isOlder);
   list_->setCurrentItem(list_->topLevelItem(static_cast<int>(newest - libraries.begin())));
-  auto* buttons = new QDialogButtonBox(QDialogButtonBox::Cancel);
-  QPushButton* serve = buttons->addButton(WindowText::tr("&Serve"), QDialogButtonBox::AcceptRole);
-  connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
-  connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::reject);
+  QPushButton* serve = buttons_->addButton(WindowText::tr("&Serve"), QDialogButtonBox::AcceptRole);
+  connect(buttons_, &QDialogButtonBox::accepted, this, &QDialog::accept);
+  connect(buttons_, &QDialogButtonBox::rejected, this, &QDialog::reject);
   connect(list_, &QTreeWidget::itemActivated, this, &QDialog::accept);
   auto* layout = new QVBoxLayout(this);
   layout->addWidget(question);
   layout->addWidget(list_);
-  layout->addWidget(buttons);
+  layout->addWidget(buttons_);
   serve->setDefault(true);
   list_->setFocus();
   resize(kUsualSize);
+}
+
+void LibraryChooser::onChooseAnother(std::function<void()> chooseAnother) {
+  QPushButton* another = buttons_->addButton(WindowText::tr("Choose &Another…"), QDialogButtonBox::ResetRole);
+  connect(another, &QPushButton::clicked, this,
+          [chooseAnother = std::move(chooseAnother)] { chooseAnother(); });
 }
 
 void LibraryChooser::addLibrary(const FoundLibrary& library) {

@@ -3,11 +3,13 @@
 #pragma once
 
 #include <QDialog>
+#include <functional>
 #include <string>
 #include <vector>
 
 #include "library/LibrarySearch.h"
 
+class QDialogButtonBox;
 class QTreeWidget;
 
 namespace moxtel {
@@ -19,11 +21,14 @@ class LibraryChooser final : public QDialog {
 
   // The path of the selected library.
   std::string chosenPath() const;
+  // Adds a button for a user who meant another folder.
+  void onChooseAnother(std::function<void()> chooseAnother);
 
  private:
   void addLibrary(const FoundLibrary& library);
 
   QTreeWidget* list_;
+  QDialogButtonBox* buttons_;
 };
 
 }  // namespace moxtel

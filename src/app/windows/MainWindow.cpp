@@ -1,22 +1,29 @@
 #include "app/windows/MainWindow.h"
 
 #include <QCheckBox>
-#include <QFileDialog>
+#include <QCloseEvent>
+#include <QDragEnterEvent>
 #include <QFormLayout>
+#include <QGridLayout>
 #include <QGroupBox>
 #include <QHBoxLayout>
 #include <QLocale>
-#include <QMessageBox>
+#include <QMimeData>
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QScreen>
+#include <QScrollArea>
 #include <QShortcut>
+#include <QStackedWidget>
 #include <QStatusBar>
 #include <QTextBrowser>
 #include <QVBoxLayout>
 
-#include "app/windows/LibraryChooser.h"
+#include "app/ConnectedDevices.h"
+#include "app/windows/DevicesPanel.h"
+#include "app/windows/MainMenu.h"
 #include "app/windows/PagePanel.h"
+#include "app/windows/StartPanel.h"
 #include "console/window/ConsoleWindow.h"
 #include "console/window/WindowText.h"
 
@@ -27,6 +34,7 @@ namespace {
 constexpr QSize kUsualSize{980, 620};
 constexpr int kVisibleLines = 5;
 constexpr const char* kRowName = "rowName";
+enum View : std::uint8_t { kServedView, kStartView };
 
 QString unknownValue() { return QStringLiteral("…"); }
 
@@ -87,27 +95,20 @@ void setChecked(QCheckBox& box, bool checked) {
 }  // namespace
 
 MainWindow::MainWindow(MainWindowActions actions, QWidget* parent)
-    : QMainWindow(parent), actions_(std::move(actions)) {
+    : QMainWindow(parent),
+      ask(askOn(*this)),
+      askClosing(askClosingOn(*this)),
+      actions_(std::move(actions)),
+      choice_(*this, [this](const std::string& path) { actions_.chooseLibrary(path); }) {
   setWindowTitle(QStringLiteral("MoxtelServer"));
-  askForFolder = [this](const QString& begin) {
-    return QFileDialog::getExistingDirectory(this, WindowText::tr("Choose the library folder"), begin);
-  };
-  showMessage = [this](const QString& title, const QString& text) {
-    auto* box = new QMessageBox(QMessageBox::Warning, title, text, QMessageBox::Ok, this);
-    box->setAttribute(Qt::WA_DeleteOnClose);
-    box->open();
-  };
-  auto* left = new QVBoxLayout;
-  left->addWidget(makeLibraryGroup());
-  auto* network = new QHBoxLayout;
-  network->addWidget(makeNetworkGroup(), 3);
-  page_ = new PagePanel([this] { actions_.renewWebKey(); });
-  network->addWidget(page_, 2);
-  left->addLayout(network);
-  left->addWidget(makeButtons());
-  left->addWidget(makeLastLines(), 1);
+  setAcceptDrops(true);
+  start_ =
+      new StartPanel([this] { chooseLibrary(); }, [this](const std::string& path) { choice_.take(path); });
+  views_ = new QStackedWidget;
+  views_->addWidget(makeServedView());
+  views_->addWidget(start_);
   auto* row = new QHBoxLayout;
-  row->addLayout(left, 3);
+  row->addWidget(views_, 3);
   row->addWidget(makeHelp(), 2);
   auto* center = new QWidget;
   center->setLayout(row);
@@ -115,18 +116,42 @@ MainWindow::MainWindow(MainWindowActions actions, QWidget* parent)
   busy_ = new QLabel(WindowText::tr("Ready"));
   busy_->setObjectName("busy");
   statusBar()->addWidget(busy_);
-  makeShortcuts();
+  makeMenu();
   resize(kUsualSize.boundedTo(screen()->availableSize()));
 }
 
-void MainWindow::makeShortcuts() {
-  const auto shortcut = [this](QKeySequence::StandardKey key, auto action) {
-    connect(new QShortcut(key, this), &QShortcut::activated, this, action);
-  };
-  shortcut(QKeySequence::Quit, [this] { close(); });
-  shortcut(QKeySequence::Open, [this] { chooseLibrary(); });
-  shortcut(QKeySequence::Refresh, [this] { actions_.reload(); });
-  shortcut(QKeySequence::HelpContents, [this] { helpButton_->click(); });
+void MainWindow::makeMenu() {
+  menu_ = new MainMenu({[this] { chooseLibrary(); }, [this](const std::string& path) { choice_.take(path); },
+                        [this] { reload(); }, [this] { actions_.quit(); }});
+  setMenuBar(menu_);
+  connect(new QShortcut(QKeySequence::HelpContents, this), &QShortcut::activated, this,
+          [this] { helpButton_->click(); });
+}
+
+QWidget* MainWindow::makeServedView() {
+  page_ = new PagePanel({[this] { actions_.renewWebKey(); },
+                         [this](const std::string& access) { actions_.setWebAccess(access); }},
+                        ask);
+  devices_ = new DevicesPanel;
+  auto* groups = new QGridLayout;
+  groups->addWidget(makeLibraryGroup(), 0, 0);
+  groups->addWidget(page_, 0, 1);
+  groups->addWidget(makeNetworkGroup(), 1, 0);
+  groups->addWidget(devices_, 1, 1);
+  groups->setColumnStretch(0, 1);
+  groups->setColumnStretch(1, 1);
+  auto* column = new QVBoxLayout;
+  column->addLayout(groups);
+  column->addWidget(makeButtons());
+  column->addWidget(makeLastLines(), 1);
+  auto* view = new QWidget;
+  view->setLayout(column);
+  // On a small screen everything can still be reached.
+  auto* area = new QScrollArea;
+  area->setWidget(view);
+  area->setWidgetResizable(true);
+  area->setFrameShape(QFrame::NoFrame);
+  return area;
 }
 
 QLabel* MainWindow::addRow(QFormLayout& form, const QString& name, const char* objectName) {
@@ -180,7 +205,9 @@ QWidget* MainWindow::makeButtons() {
   };
   button(WindowText::tr("Choose &Library…"), "chooseLibrary", [this] { chooseLibrary(); });
   button(WindowText::tr("&Console"), "console", [this] { actions_.showConsole(); });
-  button(WindowText::tr("&Reload"), "reload", [this] { actions_.reload(); });
+  button(WindowText::tr("&Reload"), "reload", [this] { reload(); })
+      ->setToolTip(WindowText::tr(
+          "Reads the library again, and tries the ports again if one was taken. Disconnects the handheld."));
   disconnect_ =
       button(WindowText::tr("&Disconnect Client"), "disconnect", [this] { actions_.disconnectClient(); });
   disconnect_->setEnabled(false);
@@ -194,8 +221,7 @@ QWidget* MainWindow::makeButtons() {
   revealPhoto_->setObjectName("revealPhoto");
   connect(revealPhoto_, &QCheckBox::toggled, this, [this](bool on) { actions_.revealPhoto(on); });
   for (QCheckBox* check : {preferAperture_, revealPhoto_}) {
-    // The server's setting is unknown until it has started, which a slow script can delay.
-    check->setEnabled(false);
+    check->hide();  // until the server has started and says that it does something
     layout->addWidget(check);
   }
   return box;
@@ -240,29 +266,66 @@ void MainWindow::setHelp(const QString& html, bool hidden) {
 }
 
 void MainWindow::chooseLibrary() {
-  const QString folder = askForFolder(path_->text() == unknownValue() ? QString() : path_->text());
-  if (!folder.isEmpty()) actions_.chooseLibrary(folder.toStdString());
+  choice_.choose(path_->text() == unknownValue() ? QString() : path_->text());
 }
 
-void MainWindow::refuseLibrary(const std::string& why, const std::vector<FoundLibrary>& found) {
-  if (!found.empty()) {
-    auto* chooser = new LibraryChooser(found, this);
-    chooser->setAttribute(Qt::WA_DeleteOnClose);
-    connect(chooser, &QDialog::accepted, this,
-            [this, chooser] { actions_.chooseLibrary(chooser->chosenPath()); });
-    chooser->open();
-    return;
-  }
-  showMessage(WindowText::tr("Cannot serve this folder"), WindowText::of(why));
+void MainWindow::showFound(const std::vector<OfferedLibrary>& libraries, bool isSearching) {
+  start_->showFound(libraries, isSearching);
+}
+
+void MainWindow::dragEnterEvent(QDragEnterEvent* event) {
+  if (LibraryChoice::isAcceptable(*event->mimeData())) event->acceptProposedAction();
+}
+
+void MainWindow::dropEvent(QDropEvent* event) {
+  if (choice_.takeDropped(*event->mimeData())) event->acceptProposedAction();
+}
+
+void MainWindow::closeEvent(QCloseEvent* event) {
+  event->ignore();
+  const OnClose choice = actions_.onClose();
+  if (choice != OnClose::Ask) return closeAs(choice);
+  if (connected_.empty()) return closeAs(OnClose::Quit);
+  askClosing(shown(connected_), [this](OnClose chosen, bool isKept) {
+    if (isKept) actions_.setOnClose(chosen);
+    closeAs(chosen);
+  });
+}
+
+void MainWindow::closeAs(OnClose choice) {
+  hide();
+  if (choice == OnClose::Quit) actions_.quit();
+}
+
+void MainWindow::bringToFront() {
+  setWindowState(windowState() & ~Qt::WindowMinimized);
+  show();
+  raise();
+  activateWindow();
+}
+
+// Browsers stay connected.
+void MainWindow::reload() {
+  if (handheld_.empty()) return actions_.reload();
+  ask({WindowText::tr("Reload"),
+       WindowText::tr("Read the library again? This disconnects %1.").arg(shown(handheld_)),
+       WindowText::tr("Reload")},
+      [this] { actions_.reload(); });
 }
 
 void MainWindow::showStatus(const ServerStatus& status) {
+  const auto devices = connectedDevices(status);
+  connected_ = namesOf(devices);
+  handheld_ = status.client.value_or("");
+  devices_->showDevices(devices);
+  views_->setCurrentIndex(status.libraryPath ? kServedView : kStartView);
   showLibrary(status);
   showNetwork(status);
   page_->showStatus(status.web);
   setChecked(*preferAperture_, status.preferAperture);
   setChecked(*revealPhoto_, status.revealPhoto);
-  for (QCheckBox* box : {preferAperture_, revealPhoto_}) box->setEnabled(true);
+  preferAperture_->setVisible(status.canPreferAperture);
+  revealPhoto_->setVisible(status.canRevealPhoto);
   disconnect_->setEnabled(status.client.has_value());
 }
 

@@ -1,5 +1,8 @@
 #include "app/windows/PagePanel.h"
 
+#include <QApplication>
+#include <QClipboard>
+#include <QComboBox>
 #include <QHBoxLayout>
 #include <QImage>
 #include <QLabel>
@@ -28,32 +31,30 @@ QImage imageOf(const QrCode& code) {
   return image.scaled(side * kModule, side * kModule);
 }
 
-QLabel* makeText(const char* name) {
+QLabel* makeText(const char* name, double size) {
   auto* label = new QLabel;
   label->setObjectName(name);
   label->setTextFormat(Qt::PlainText);
   label->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
   label->setWordWrap(true);
   label->setMinimumWidth(1);
+  QFont font = label->font();
+  font.setPointSizeF(font.pointSizeF() * size);
+  label->setFont(font);
   return label;
 }
 
 }  // namespace
 
-PagePanel::PagePanel(std::function<void()> renewKey, QWidget* parent)
-    : QGroupBox(WindowText::tr("Page for browsers"), parent) {
+PagePanel::PagePanel(Actions actions, Ask& ask, QWidget* parent)
+    : QGroupBox(WindowText::tr("Page for browsers"), parent), actions_(std::move(actions)), ask_(ask) {
   code_ = new QLabel;
   code_->setObjectName("pageCode");
-  address_ = makeText("pageAddress");
-  digits_ = makeText("pageDigits");
-  renew_ = new QPushButton(WindowText::tr("New &Key"));
-  renew_->setObjectName("renewWebKey");
-  renew_->setToolTip(WindowText::tr("Every phone and computer then needs the new code."));
-  connect(renew_, &QPushButton::clicked, this, [renewKey = std::move(renewKey)] { renewKey(); });
+  digits_ = makeText("pageDigits", 1.2);
   auto* texts = new QVBoxLayout;
-  texts->addWidget(address_);
+  texts->addWidget(makeAddressRow());
   texts->addWidget(digits_);
-  texts->addWidget(renew_);
+  texts->addWidget(makeAccessRow());
   texts->addStretch();
   auto* row = new QHBoxLayout(this);
   row->addWidget(code_);
@@ -61,17 +62,67 @@ PagePanel::PagePanel(std::function<void()> renewKey, QWidget* parent)
   showStatus({});
 }
 
+QWidget* PagePanel::makeAddressRow() {
+  address_ = makeText("pageAddress", 1.4);
+  copy_ = new QPushButton(WindowText::tr("Cop&y"));
+  copy_->setObjectName("copyAddress");
+  copy_->setToolTip(WindowText::tr("Copy the address of the page"));
+  connect(copy_, &QPushButton::clicked, this,
+          [this] { QApplication::clipboard()->setText(address_->text()); });
+  auto* box = new QWidget;
+  auto* row = new QHBoxLayout(box);
+  row->setContentsMargins(0, 0, 0, 0);
+  row->addWidget(address_, 1);
+  row->addWidget(copy_);
+  return box;
+}
+
+QWidget* PagePanel::makeAccessRow() {
+  access_ = new QComboBox;
+  access_->setObjectName("pageAccess");
+  access_->setAccessibleName(WindowText::tr("Who may look"));
+  access_->setToolTip(WindowText::tr("Who may look"));
+  access_->addItem(WindowText::tr("Devices with the key"), "key");
+  access_->addItem(WindowText::tr("Everyone in the house"), "open");
+  access_->addItem(WindowText::tr("No page"), "off");
+  connect(access_, &QComboBox::activated, this,
+          [this] { actions_.setAccess(access_->currentData().toString().toStdString()); });
+  renew_ = new QPushButton(WindowText::tr("New &Key…"));
+  renew_->setObjectName("renewWebKey");
+  renew_->setToolTip(WindowText::tr("Every phone and computer then needs the new code."));
+  connect(renew_, &QPushButton::clicked, this, [this] { askForNewKey(); });
+  auto* box = new QWidget;
+  auto* row = new QHBoxLayout(box);
+  row->setContentsMargins(0, 0, 0, 0);
+  row->addWidget(access_);
+  row->addStretch(1);
+  row->addWidget(renew_);
+  return box;
+}
+
+void PagePanel::askForNewKey() {
+  ask_({WindowText::tr("New key"),
+        WindowText::tr("Make a new key? Every phone and computer that may look now then needs the new code."),
+        WindowText::tr("New Key")},
+       [this] { actions_.renewKey(); });
+}
+
 void PagePanel::showStatus(const WebStatus& status) {
   if (!status.problem.empty()) {
-    address_->setText(WindowText::tr("Not listening: %1").arg(QString::fromStdString(status.problem)));
+    address_->setText(WindowText::tr("Not listening: %1").arg(shown(status.problem)));
   } else if (status.places.empty()) {
-    address_->setText(WindowText::tr("none"));
+    address_->setText(status.isOn ? WindowText::tr("no network") : WindowText::tr("none"));
   } else {
-    address_->setText(QString::fromStdString(status.places.front()));
+    address_->setText(shown(status.places.front()));
   }
-  digits_->setText(status.digits.empty()
-                       ? QString()
-                       : WindowText::tr("Six digits: %1").arg(QString::fromStdString(status.digits)));
+  copy_->setEnabled(status.problem.empty() && !status.places.empty());
+  digits_->setText(status.digits.empty() ? QString()
+                                         : WindowText::tr("Six digits: %1").arg(shown(status.digits)));
+  digits_->setVisible(!status.digits.empty());
+  // Unknown until the server has started.
+  const int access = access_->findData(shown(status.access));
+  access_->setEnabled(access >= 0);
+  if (access >= 0) access_->setCurrentIndex(access);
   renew_->setEnabled(!status.digits.empty());
   showCode(!status.keyAddress.empty() || status.places.empty() ? status.keyAddress : status.places.front());
 }

@@ -1,12 +1,15 @@
 // The section of the main window about the page for browsers: its address, the QR code that lets a phone in,
-// the six digits and a button for another key. Windows' thread.
+// the six digits, and who may look. Windows' thread.
 #pragma once
 
 #include <QGroupBox>
 #include <functional>
+#include <string>
 
+#include "app/windows/Question.h"
 #include "web/WebStatus.h"
 
+class QComboBox;
 class QLabel;
 class QPushButton;
 
@@ -14,16 +17,29 @@ namespace moxtel {
 
 class PagePanel final : public QGroupBox {
  public:
-  explicit PagePanel(std::function<void()> renewKey, QWidget* parent = nullptr);
+  struct Actions {
+    // Sends every device of the page away and makes another key.
+    std::function<void()> renewKey;
+    // As the setting "WebAccess": "key", "open" or "off".
+    std::function<void(const std::string& access)> setAccess;
+  };
+  PagePanel(Actions actions, Ask& ask, QWidget* parent = nullptr);
 
   void showStatus(const WebStatus& status);
 
  private:
+  QWidget* makeAddressRow();
+  QWidget* makeAccessRow();
+  void askForNewKey();
   void showCode(const std::string& address);
 
+  Actions actions_;
+  Ask& ask_;
   QLabel* code_ = nullptr;
   QLabel* address_ = nullptr;
+  QPushButton* copy_ = nullptr;
   QLabel* digits_ = nullptr;
+  QComboBox* access_ = nullptr;
   QPushButton* renew_ = nullptr;
   std::string shownCode_;
 };

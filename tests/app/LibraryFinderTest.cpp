@@ -1,0 +1,110 @@
+#include "app/LibraryFinder.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <condition_variable>
+#include <filesystem>
+#include <mutex>
+
+#include "makelibrary/MakeLibrary.h"
+#include "makelibrary/MakeLibraryOptions.h"
+#include "tests/TemporaryFolder.h"
+
+namespace moxtel {
+namespace {
+
+namespace fs = std::filesystem;
+
+void makeSample(const fs::path& folder) {
+  makelibrary::MakeLibraryOptions options;
+  options.photos = 12;
+  options.images = makelibrary::Images::Small;
+  options.folder = folder;
+  makelibrary::makeLibrary(options);
+}
+
+// What the finder said last.
+class Found final {
+ public:
+  LibraryFinder::Take taker() {
+    return [this](const std::vector<OfferedLibrary>& libraries, bool isSearching) {
+      const std::lock_guard lock(mutex_);
+      libraries_ = libraries;
+      isDone_ = !isSearching;
+      changed_.notify_all();
+    };
+  }
+  std::vector<OfferedLibrary> awaited() {
+    std::unique_lock lock(mutex_);
+    EXPECT_TRUE(changed_.wait_for(lock, std::chrono::seconds(60), [this] { return isDone_; }));
+    isDone_ = false;
+    return libraries_;
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::vector<OfferedLibrary> libraries_;
+  bool isDone_ = false;
+};
+
+std::vector<std::string> openFilesBelow(const fs::path& folder) {
+  std::vector<std::string> files;
+  for (const auto& entry : fs::directory_iterator("/proc/self/fd")) {
+    std::error_code error;
+    const std::string file = fs::read_symlink(entry.path(), error).string();
+    if (file.starts_with(folder.string())) files.push_back(file);
+  }
+  return files;
+}
+
+TEST(LibraryFinder, findsALibraryWithWhatHelpsToRecognizeIt) {
+  const TemporaryFolder disk;
+  const fs::path library = disk.path() / "Pictures" / "Family";
+  makeSample(library);
+  Found found;
+  LibraryFinder finder(found.taker());
+  finder.search({disk.path().string(), "/no/such/disk", library.string()});
+  const auto libraries = found.awaited();
+  ASSERT_EQ(libraries.size(), 1u);
+  EXPECT_EQ(libraries[0].path, library.string());
+  EXPECT_EQ(libraries[0].name, "Family");
+  EXPECT_EQ(libraries[0].photos, 12);
+  EXPECT_TRUE(libraries[0].first && libraries[0].last && *libraries[0].first <= *libraries[0].last);
+  ASSERT_GT(libraries[0].picture.size(), 100u);
+  EXPECT_EQ(libraries[0].picture[0], 0xFF);
+  EXPECT_EQ(libraries[0].picture[1], 0xD8);
+}
+
+// So that the disk can be ejected.
+TEST(LibraryFinder, leavesNoFileOpen) {
+  const TemporaryFolder disk;
+  makeSample(disk.path() / "Family");
+  Found found;
+  LibraryFinder finder(found.taker());
+  finder.search({disk.path().string()});
+  EXPECT_EQ(found.awaited().size(), 1u);
+  EXPECT_THAT(openFilesBelow(disk.path()), testing::IsEmpty());
+}
+
+TEST(LibraryFinder, searchesAgain) {
+  const TemporaryFolder disk;
+  Found found;
+  LibraryFinder finder(found.taker());
+  finder.search({disk.path().string()});
+  EXPECT_TRUE(found.awaited().empty());
+  makeSample(disk.path() / "Family");
+  finder.search({disk.path().string()});
+  EXPECT_EQ(found.awaited().size(), 1u);
+}
+
+TEST(LibraryFinder, searchesThePictureFolderAndTheDisks) {
+  const auto folders = LibraryFinder::usualFolders("90 30 8:17 / /media/anna/USB rw - vfat /dev/sdb1 rw\n");
+  ASSERT_EQ(folders.size(), 2u);
+  EXPECT_TRUE(folders[0].starts_with('/'));
+  EXPECT_EQ(folders[1], "/media/anna/USB");
+}
+
+}  // namespace
+}  // namespace moxtel
