@@ -510,5 +510,361 @@
         <source>A new device is connected</source>
         <translation>Ein neues Gerät ist verbunden</translation>
     </message>
+    <message>
+        <source>About MoxtelServer</source>
+        <translation>Über MoxtelServer</translation>
+    </message>
+    <message>
+        <source>Shows a photo library on phones, tablets and computers of the house. The library is never changed.</source>
+        <translation>Zeigt eine Fotobibliothek auf Telefonen, Tablets und Rechnern im Haus. Die Bibliothek wird nie geändert.</translation>
+    </message>
+    <message>
+        <source>Free software under the GNU General Public License, version 3 or later, without any warranty. © The MoxtelServer authors</source>
+        <translation>Freie Software unter der GNU General Public License, Version 3 oder später, ohne jede Gewährleistung. © The MoxtelServer authors</translation>
+    </message>
+    <message>
+        <source>It uses %1.</source>
+        <translation>Es verwendet %1.</translation>
+    </message>
+    <message>
+        <source>Choose a folder</source>
+        <translation>Ordner wählen</translation>
+    </message>
+    <message>
+        <source>Add…</source>
+        <translation>Hinzufügen …</translation>
+    </message>
+    <message>
+        <source>Remove</source>
+        <translation>Entfernen</translation>
+    </message>
+    <message>
+        <source>Help</source>
+        <translation>Hilfe</translation>
+    </message>
+    <message>
+        <source>Close</source>
+        <translation>Schließen</translation>
+    </message>
+    <message>
+        <source>&quot;%1&quot; is no path of a file: it must begin with &quot;/&quot;.</source>
+        <translation>„%1“ ist kein Pfad einer Datei: Er muss mit „/“ beginnen.</translation>
+    </message>
+    <message>
+        <source>&quot;%1&quot; is a folder. Add the name of a file.</source>
+        <translation>„%1“ ist ein Ordner. Fügen Sie den Namen einer Datei an.</translation>
+    </message>
+    <message>
+        <source>There is no folder &quot;%1&quot;.</source>
+        <translation>Es gibt keinen Ordner „%1“.</translation>
+    </message>
+    <message>
+        <source>Settings</source>
+        <translation>Einstellungen</translation>
+    </message>
+    <message>
+        <source>&amp;Network</source>
+        <translation>&amp;Netzwerk</translation>
+    </message>
+    <message>
+        <source>&amp;Page for browsers</source>
+        <translation>&amp;Seite für Browser</translation>
+    </message>
+    <message>
+        <source>&amp;Folders</source>
+        <translation>&amp;Ordner</translation>
+    </message>
+    <message>
+        <source>&amp;Logs</source>
+        <translation>&amp;Protokolle</translation>
+    </message>
+    <message>
+        <source>A change restarts the server: connected devices are disconnected, and can connect again.</source>
+        <translation>Bei einer Änderung startet der Server neu: Verbundene Geräte werden getrennt und können sich wieder verbinden.</translation>
+    </message>
+    <message>
+        <source>any free port</source>
+        <translation>ein freier Port</translation>
+    </message>
+    <message>
+        <source>P&amp;ort for Moxtel:</source>
+        <translation>P&amp;ort für Moxtel:</translation>
+    </message>
+    <message>
+        <source>all devices of the network</source>
+        <translation>alle Geräte im Netzwerk</translation>
+    </message>
+    <message>
+        <source>Allowed &amp;devices:</source>
+        <translation>&amp;Erlaubte Geräte:</translation>
+    </message>
+    <message>
+        <source>Addresses and networks, for example 192.168.1.0/24, 10.0.0.7. They count for Moxtel and for the page.</source>
+        <translation>Adressen und Netze, etwa 192.168.1.0/24, 10.0.0.7. Sie gelten für Moxtel und für die Seite.</translation>
+    </message>
+    <message>
+        <source>whoever has the key</source>
+        <translation>wer den Schlüssel hat</translation>
+    </message>
+    <message>
+        <source>everybody in the network</source>
+        <translation>alle im Netzwerk</translation>
+    </message>
+    <message>
+        <source>there is no page</source>
+        <translation>es gibt keine Seite</translation>
+    </message>
+    <message>
+        <source>&amp;Who may look:</source>
+        <translation>&amp;Wer darf hineinsehen:</translation>
+    </message>
+    <message>
+        <source>P&amp;ort of the page:</source>
+        <translation>P&amp;ort der Seite:</translation>
+    </message>
+    <message>
+        <source>Further libraries</source>
+        <translation>Weitere Bibliotheken</translation>
+    </message>
+    <message>
+        <source>Further libraries on the page, or folders that are searched for them:</source>
+        <translation>Weitere Bibliotheken auf der Seite, oder Ordner, in denen danach gesucht wird:</translation>
+    </message>
+    <message>
+        <source>Folders with photos that a library only refers to. The server reads files outside the library only there. For the files of one disk, write its name before the folder: Photos 2011=/media/disk</source>
+        <translation>Ordner mit Fotos, auf die eine Bibliothek nur verweist. Außerhalb der Bibliothek liest der Server nur dort. Für die Dateien eines Laufwerks setzen Sie dessen Namen vor den Ordner: Fotos 2011=/media/disk</translation>
+    </message>
+    <message>
+        <source>Folders outside the library</source>
+        <translation>Ordner außerhalb der Bibliothek</translation>
+    </message>
+    <message>
+        <source>&amp;Errors into the file:</source>
+        <translation>&amp;Fehler in die Datei:</translation>
+    </message>
+    <message>
+        <source>&amp;Write debug messages</source>
+        <translation>&amp;Meldungen zur Fehlersuche schreiben</translation>
+    </message>
+    <message>
+        <source>&amp;Debug messages into the file:</source>
+        <translation>&amp;Diese Meldungen in die Datei:</translation>
+    </message>
+    <message>
+        <source>&quot;%1&quot; is neither an IPv4 address nor a network such as 192.168.1.0/24.</source>
+        <translation>„%1“ ist weder eine IPv4-Adresse noch ein Netz wie 192.168.1.0/24.</translation>
+    </message>
+    <message>
+        <source>The page needs another port than Moxtel, which has %1.</source>
+        <translation>Die Seite braucht einen anderen Port als Moxtel, das %1 hat.</translation>
+    </message>
+    <message>
+        <source>&quot;%1&quot; is neither a path that begins with &quot;/&quot; nor NAME=/PATH.</source>
+        <translation>„%1“ ist weder ein Pfad, der mit „/“ beginnt, noch NAME=/PFAD.</translation>
+    </message>
+    <message>
+        <source>Enter the file for the debug messages.</source>
+        <translation>Geben Sie die Datei für die Meldungen zur Fehlersuche an.</translation>
+    </message>
+    <message>
+        <source>less than a minute left</source>
+        <translation>noch weniger als eine Minute</translation>
+    </message>
+    <message>
+        <source>about %1 min left</source>
+        <translation>noch etwa %1 min</translation>
+    </message>
+    <message>
+        <source>about %1 h %2 min left</source>
+        <translation>noch etwa %1 h %2 min</translation>
+    </message>
+    <message>
+        <source>Looking at the library: %1 photos</source>
+        <translation>Die Bibliothek wird durchgesehen: %1 Fotos</translation>
+    </message>
+    <message>
+        <source>Copying: %1 of %2 files, %3 of %4</source>
+        <translation>Kopiert: %1 von %2 Dateien, %3 von %4</translation>
+    </message>
+    <message>
+        <source>Writing the checksums and the report</source>
+        <translation>Prüfsummen und Bericht werden geschrieben</translation>
+    </message>
+    <message>
+        <source>%1 per second, %2</source>
+        <translation>%1 pro Sekunde, %2</translation>
+    </message>
+    <message>
+        <source>Photos and movies in the library: %1</source>
+        <translation>Fotos und Filme in der Bibliothek: %1</translation>
+    </message>
+    <message>
+        <source>Files copied: %1 (%2)</source>
+        <translation>Kopierte Dateien: %1 (%2)</translation>
+    </message>
+    <message>
+        <source>Files that were there already: %1</source>
+        <translation>Dateien, die schon da waren: %1</translation>
+    </message>
+    <message>
+        <source>Albums: %1</source>
+        <translation>Alben: %1</translation>
+    </message>
+    <message>
+        <source>The photos could not be copied: %1</source>
+        <translation>Die Fotos ließen sich nicht kopieren: %1</translation>
+    </message>
+    <message>
+        <source>Canceled. What was copied stays. Choose the same folder again to continue.</source>
+        <translation>Abgebrochen. Was kopiert ist, bleibt. Mit demselben Ordner geht es weiter.</translation>
+    </message>
+    <message>
+        <source>Everything is there.</source>
+        <translation>Alles ist da.</translation>
+    </message>
+    <message>
+        <source>Some photos are missing. The report says which, and why.</source>
+        <translation>Einige Fotos fehlen. Im Bericht steht, welche und warum.</translation>
+    </message>
+    <message>
+        <source>Choose a folder for the photos</source>
+        <translation>Ordner für die Fotos wählen</translation>
+    </message>
+    <message>
+        <source>Take photos home</source>
+        <translation>Fotos nach Hause holen</translation>
+    </message>
+    <message>
+        <source>Copies the photos into plain folders that every program can read. The library is not changed.</source>
+        <translation>Kopiert die Fotos in gewöhnliche Ordner, die jedes Programm lesen kann. Die Bibliothek wird nicht geändert.</translation>
+    </message>
+    <message>
+        <source>Library:</source>
+        <translation>Bibliothek:</translation>
+    </message>
+    <message>
+        <source>C&amp;hoose…</source>
+        <translation>&amp;Wählen …</translation>
+    </message>
+    <message>
+        <source>&amp;To the folder:</source>
+        <translation>&amp;In den Ordner:</translation>
+    </message>
+    <message>
+        <source>everything, or names separated by semicolons</source>
+        <translation>alles, oder Namen, durch Semikolon getrennt</translation>
+    </message>
+    <message>
+        <source>&amp;Albums, events, people:</source>
+        <translation>&amp;Alben, Ereignisse, Personen:</translation>
+    </message>
+    <message>
+        <source>edited and original</source>
+        <translation>bearbeitet und Original</translation>
+    </message>
+    <message>
+        <source>edited; original if not edited</source>
+        <translation>bearbeitet; sonst das Original</translation>
+    </message>
+    <message>
+        <source>originals only</source>
+        <translation>nur Originale</translation>
+    </message>
+    <message>
+        <source>&amp;Pictures:</source>
+        <translation>&amp;Bilder:</translation>
+    </message>
+    <message>
+        <source>events or projects</source>
+        <translation>Ereignissen oder Projekten</translation>
+    </message>
+    <message>
+        <source>years and days</source>
+        <translation>Jahren und Tagen</translation>
+    </message>
+    <message>
+        <source>&amp;Folders by:</source>
+        <translation>&amp;Ordner nach:</translation>
+    </message>
+    <message>
+        <source>Titles, &amp;keywords, faces and places in XMP files beside the photos</source>
+        <translation>&amp;Titel, Stichwörter, Gesichter und Orte in XMP-Dateien neben den Fotos</translation>
+    </message>
+    <message>
+        <source>Hi&amp;dden photos, too, in a folder of their own</source>
+        <translation>Auch a&amp;usgeblendete Fotos, in einem eigenen Ordner</translation>
+    </message>
+    <message>
+        <source>You can cancel at any time: what was copied stays, and the same folder continues later.</source>
+        <translation>Sie können jederzeit abbrechen: Was kopiert ist, bleibt, und mit demselben Ordner geht es später weiter.</translation>
+    </message>
+    <message>
+        <source>Open the &amp;Report</source>
+        <translation>&amp;Bericht öffnen</translation>
+    </message>
+    <message>
+        <source>Open the &amp;Folder</source>
+        <translation>&amp;Ordner öffnen</translation>
+    </message>
+    <message>
+        <source>&amp;Start</source>
+        <translation>&amp;Starten</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>Abbrechen</translation>
+    </message>
+    <message>
+        <source>Choose a folder, for example on a disk or on the NAS.</source>
+        <translation>Wählen Sie einen Ordner, etwa auf einer Festplatte oder dem NAS.</translation>
+    </message>
+    <message>
+        <source>The folder&apos;s path must begin with &quot;/&quot;.</source>
+        <translation>Der Pfad des Ordners muss mit „/“ beginnen.</translation>
+    </message>
+    <message>
+        <source>This folder is in the library, which is never changed. Choose another one.</source>
+        <translation>Dieser Ordner liegt in der Bibliothek, die nie geändert wird. Wählen Sie einen anderen.</translation>
+    </message>
+    <message>
+        <source>The library is in this folder. Choose another one.</source>
+        <translation>Die Bibliothek liegt in diesem Ordner. Wählen Sie einen anderen.</translation>
+    </message>
+    <message>
+        <source>Determining the size …</source>
+        <translation>Die Größe wird ermittelt …</translation>
+    </message>
+    <message>
+        <source>%1 files, %2</source>
+        <translation>%1 Dateien, %2</translation>
+    </message>
+    <message>
+        <source>%1 are free there</source>
+        <translation>frei sind dort %1</translation>
+    </message>
+    <message>
+        <source>only %1 are free there</source>
+        <translation>frei sind dort nur %1</translation>
+    </message>
+    <message>
+        <source>The photos cannot be copied: %1</source>
+        <translation>Die Fotos lassen sich nicht kopieren: %1</translation>
+    </message>
+    <message>
+        <source>Looking at the library …</source>
+        <translation>Die Bibliothek wird durchgesehen …</translation>
+    </message>
+    <message>
+        <source>Canceling …</source>
+        <translation>Wird abgebrochen …</translation>
+    </message>
+    <message>
+        <source>Take Photos Home…</source>
+        <translation>Fotos nach Hause holen …</translation>
+    </message>
+    <message>
+        <source>Settings…</source>
+        <translation>Einstellungen …</translation>
+    </message>
 </context>
 </TS>

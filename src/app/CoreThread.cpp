@@ -13,11 +13,24 @@ constexpr EventLoop::Duration kStatusInterval = std::chrono::seconds(1);
 }  // namespace
 
 CoreThread::CoreThread(UserDefaults& defaults, ConsoleView& view, StatusChanged statusChanged)
-    : statusChanged_(std::move(statusChanged)),
-      loop_(std::make_unique<CoreLoop>()),
-      thread_([this, &defaults, &view] { run(defaults, view); }) {}
+    : defaults_(defaults), view_(view), statusChanged_(std::move(statusChanged)) {
+  begin();
+}
 
-CoreThread::~CoreThread() {
+CoreThread::~CoreThread() { end(); }
+
+void CoreThread::restart() {
+  end();
+  begin();
+}
+
+void CoreThread::begin() {
+  loop_ = std::make_unique<CoreLoop>();
+  ending_ = false;
+  thread_ = std::thread([this] { run(); });
+}
+
+void CoreThread::end() {
   QVSocketServer::closeToClients();
   {
     const std::lock_guard lock(endMutex_);
@@ -28,8 +41,8 @@ CoreThread::~CoreThread() {
   thread_.join();
 }
 
-void CoreThread::run(UserDefaults& defaults, ConsoleView& view) {
-  ServerProgram program(*loop_, defaults, view);
+void CoreThread::run() {
+  ServerProgram program(*loop_, defaults_, view_);
   setProgram(&program);
   std::unique_ptr<Timer> timer;
   loop_->post([this, &program, &timer] {

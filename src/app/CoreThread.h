@@ -32,12 +32,19 @@ class CoreThread final {
 
   // Queues an action for the core thread. Any thread; never waits.
   void post(Action action);
+  // Stops the server as the destructor does, and starts it again with the settings as they are now. Actions
+  // that have not run yet are dropped. Not while another thread uses the object.
+  void restart();
 
  private:
-  void run(UserDefaults& defaults, ConsoleView& view);
+  void begin();
+  void end();
+  void run();
   void setProgram(ServerProgram* program);
   void reportStatus(ServerProgram& program);
 
+  UserDefaults& defaults_;
+  ConsoleView& view_;
   StatusChanged statusChanged_;
   std::unique_ptr<CoreLoop> loop_;
   std::mutex endMutex_;

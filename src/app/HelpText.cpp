@@ -19,8 +19,10 @@ std::optional<std::string> contentsOf(const std::string& path) {
 
 std::optional<std::string> helpText(std::string_view name, std::string_view language) {
   const std::string base = programFolder() + "/../share/moxtelserver/" + std::string(name);
-  if (!language.empty()) {
+  while (!language.empty()) {
     if (auto text = contentsOf(base + "." + std::string(language) + ".html")) return text;
+    const auto country = language.rfind('_');
+    language = language.substr(0, country == std::string_view::npos ? 0 : country);
   }
   return contentsOf(base + ".html");
 }

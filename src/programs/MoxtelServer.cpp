@@ -24,6 +24,7 @@
 #include "app/windows/MainWindow.h"
 #include "app/windows/OptionsMenu.h"
 #include "app/windows/TrayIcon.h"
+#include "app/windows/WindowDialogs.h"
 #include "console/window/ConsoleWindow.h"
 #include "console/window/WindowText.h"
 #include "platform/files/UserFolders.h"
@@ -56,12 +57,12 @@ class Desktop final {
       : defaults_(defaults),
         settings_(defaults),
         window_(actions()),
+        dialogs_(window_, defaults,
+                 {[this](bool hidden) { defaults_.setBool("DontShowHelp", hidden); }, [this] { restart(); }}),
         offers_(
             [this](const auto& libraries, bool isSearching) { window_.showFound(libraries, isSearching); }),
         core_(defaults, console_.view(), [this](const ServerStatus& status) { postStatus(status); }) {
     console_.setLinesObserver([this](const auto& lines) { window_.showLines(lines); });
-    const auto help = MXPAppDelegate::attributedStringHelp(language);
-    window_.setHelp(help ? QString::fromStdString(*help) : QString(), defaults.boolForKey("DontShowHelp"));
     window_.menu().showRecent(settings_.recentLibraries());
     if (TrayIcon::isAvailable()) {
       tray_ = std::make_unique<TrayIcon>(
@@ -72,9 +73,16 @@ class Desktop final {
                                                window_.choice().showMessage(WindowText::tr("Start at Login"),
                                                                             problem, [] {});
                                              });
+    const auto help = MXPAppDelegate::attributedStringHelp(language);
+    dialogs_.addTo(window_.menu());
+    dialogs_.setHelp(help ? QString::fromStdString(*help) : QString());
     QObject::connect(&busyCheck_, &QTimer::timeout, &window_, [this] { checkCore(); });
     busyCheck_.start(kBusyCheckMilliseconds);
-    if (!isInBackground || !defaults.stringForKey("LibraryPath")) window_.bringToFront();
+    const bool isFirstStart = !defaults.stringForKey("LibraryPath");
+    if (isInBackground && !isFirstStart) return;
+    window_.bringToFront();
+    // At the first start nothing hides the window, which says what to do.
+    if (!isFirstStart && !defaults.boolForKey("DontShowHelp")) dialogs_.showHelp();
   }
 
   void bringToFront() { window_.bringToFront(); }
@@ -98,7 +106,6 @@ class Desktop final {
     actions.showConsole = [this] {
       core_.post([](ServerProgram& program) { program.delegate().showConsole(); });
     };
-    actions.dontShowHelp = [this](bool hidden) { defaults_.setBool("DontShowHelp", hidden); };
     actions.setWebAccess = [this](const std::string& access) {
       core_.post([access](ServerProgram& program) { program.setWebAccess(access); });
     };
@@ -126,8 +133,15 @@ class Desktop final {
         &window_, [this, status] { showStatus(status); }, Qt::QueuedConnection);
   }
 
+  // With the settings as they are now.
+  void restart() {
+    core_.restart();
+    answered_ = asked_;
+  }
+
   void showStatus(const ServerStatus& status) {
     window_.showStatus(status);
+    dialogs_.setLibrary(status.libraryProblem.empty() ? status.libraryPath : std::nullopt);
     offers_.setWanted(!status.libraryPath);
     if (status.libraryPath && status.libraryProblem.empty() &&
         settings_.addRecentLibrary(*status.libraryPath))
@@ -151,6 +165,7 @@ class Desktop final {
   DesktopSettings settings_;
   const Autostart autostart_;
   MainWindow window_;
+  WindowDialogs dialogs_;
   std::unique_ptr<TrayIcon> tray_;
   std::unique_ptr<OptionsMenu> options_;
   LibraryOffers offers_;
@@ -164,6 +179,9 @@ class Desktop final {
 void setUpApplication(QTranslator& translator, const std::string& language) {
   QApplication::setApplicationName(QStringLiteral("MoxtelServer"));
   QApplication::setDesktopFileName(QStringLiteral("moxtelserver"));
+  // Before installation, the icons are in the build folder.
+  QIcon::setThemeSearchPaths(QIcon::themeSearchPaths()
+                             << QString::fromStdString(programFolder() + "/../share/icons"));
   QApplication::setWindowIcon(QIcon::fromTheme(QStringLiteral("moxtelserver")));
   setTranslator(translationsFrom(programFolder() + "/../share/moxtelserver/translations", language));
   // Qt's own texts, such as a file dialog's buttons, in the same language as ours; English if there is no

@@ -104,6 +104,17 @@ TEST_F(CoreThreadTest, usesTheUsualPortForAPageThatTheSettingsLeftOut) {
   EXPECT_EQ(defaults.integerForKey("WebPort"), 4251);
 }
 
+TEST_F(CoreThreadTest, startsAgainWithTheSettingsAsTheyAreThen) {
+  const auto core = started();
+  ASSERT_TRUE(statusBecomes([](const ServerStatus& status) { return status.port != 0; }));
+  defaults.setString("WebPort", "4341");
+  core->restart();
+  EXPECT_TRUE(statusBecomes([](const ServerStatus& status) { return status.port != 0 && status.web.isOn; }));
+  std::promise<void> ran;
+  core->post([&](ServerProgram&) { ran.set_value(); });
+  ran.get_future().wait();
+}
+
 TEST_F(CoreThreadTest, runsActionsOnItsOwnThread) {
   const auto core = started();
   std::promise<std::thread::id> ran;

@@ -16,6 +16,7 @@ TEST(HelpText, isGermanForGerman) {
   const auto german = helpText("Help", "de");
   ASSERT_TRUE(german);
   EXPECT_NE(german->find("lang=\"de\""), std::string::npos);
+  EXPECT_EQ(helpText("Help", "de_AT"), german);
 }
 
 TEST(HelpText, isNulloptForAMissingFile) { EXPECT_EQ(helpText("No such help"), std::nullopt); }

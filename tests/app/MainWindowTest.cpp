@@ -16,7 +16,6 @@
 #include <QPushButton>
 #include <QScreen>
 #include <QStatusBar>
-#include <QTextBrowser>
 #include <QTreeWidget>
 #include <QUrl>
 #include <filesystem>
@@ -82,7 +81,6 @@ class MainWindowTest : public testing::Test {
     actions.preferAperture = [this](bool on) { requested.emplace_back(on ? "aperture" : "iphoto"); };
     actions.revealPhoto = [this](bool on) { requested.emplace_back(on ? "reveal" : "no reveal"); };
     actions.showConsole = [this] { requested.emplace_back("console"); };
-    actions.dontShowHelp = [this](bool on) { requested.emplace_back(on ? "hide help" : "show help"); };
     actions.renewWebKey = [this] { requested.emplace_back("renew key"); };
     actions.setWebAccess = [this](const std::string& access) { requested.push_back("access " + access); };
     actions.quit = [this] { requested.emplace_back("quit"); };
@@ -544,30 +542,6 @@ TEST_F(MainWindowTest, showsWhetherTheServerIsBusy) {
   EXPECT_EQ(shown("busy"), "Busy …");
   window.showBusy(false);
   EXPECT_EQ(shown("busy"), "Ready");
-}
-
-TEST_F(MainWindowTest, showsTheHelpUnlessTheUserHasHiddenIt) {
-  auto& help = part<QTextBrowser>("helpText");
-  window.show();
-  window.setHelp("<h2>Welcome</h2>", false);
-  EXPECT_TRUE(help.isVisible());
-  EXPECT_EQ(help.toPlainText(), "Welcome");
-  EXPECT_FALSE(part<QCheckBox>("dontShowHelp").isChecked());
-  window.setHelp("<h2>Welcome</h2>", true);
-  EXPECT_FALSE(help.isVisible());
-  EXPECT_TRUE(part<QCheckBox>("dontShowHelp").isChecked());
-  EXPECT_TRUE(requested.empty());
-  part<QPushButton>("help").click();
-  EXPECT_TRUE(help.isVisible());
-  part<QCheckBox>("dontShowHelp").click();
-  EXPECT_THAT(requested, ElementsAre("show help"));
-}
-
-TEST_F(MainWindowTest, disablesTheHelpButtonWithoutAHelpText) {
-  window.show();
-  window.setHelp("", false);
-  EXPECT_FALSE(part<QTextBrowser>("helpText").isVisible());
-  EXPECT_FALSE(part<QPushButton>("help").isEnabled());
 }
 
 TEST_F(MainWindowTest, givesEveryButtonTabFocusAndAShortcut) {

@@ -9,6 +9,7 @@ import io
 import pathlib
 import re
 import shutil
+import struct
 import subprocess
 import sys
 import tarfile
@@ -120,6 +121,18 @@ class Package(unittest.TestCase):
         self.needs("desktop-file-validate")
         entry = self.root / "usr/share/applications/moxtelserver.desktop"
         self.assertEqual(output_of("desktop-file-validate", entry), (0, ""))
+
+    def test_icons_of_every_size(self):
+        icons = self.root / "usr/share/icons/hicolor"
+        self.assertTrue((icons / "scalable/apps/moxtelserver.svg").is_file())
+        for size in (16, 22, 24, 32, 48, 64, 128, 256, 512):
+            png = (icons / f"{size}x{size}/apps/moxtelserver.png").read_bytes()
+            self.assertEqual(png[:8], b"\x89PNG\r\n\x1a\n")
+            self.assertEqual(struct.unpack(">II", png[16:24]), (size, size))
+
+    def test_texts_of_its_windows_are_in_german(self):
+        self.assertIn("qt6-translations-l10n", self.field(DESKTOP, "Depends"))
+        self.assertTrue((self.root / "usr/share/moxtelserver/translations/moxtelserver_de.qm").is_file())
 
     def test_appstream_data(self):
         self.needs("appstreamcli")

@@ -13,10 +13,8 @@
 #include <QPushButton>
 #include <QScreen>
 #include <QScrollArea>
-#include <QShortcut>
 #include <QStackedWidget>
 #include <QStatusBar>
-#include <QTextBrowser>
 #include <QVBoxLayout>
 
 #include "app/ConnectedDevices.h"
@@ -107,12 +105,7 @@ MainWindow::MainWindow(MainWindowActions actions, QWidget* parent)
   views_ = new QStackedWidget;
   views_->addWidget(makeServedView());
   views_->addWidget(start_);
-  auto* row = new QHBoxLayout;
-  row->addWidget(views_, 3);
-  row->addWidget(makeHelp(), 2);
-  auto* center = new QWidget;
-  center->setLayout(row);
-  setCentralWidget(center);
+  setCentralWidget(views_);
   busy_ = new QLabel(WindowText::tr("Ready"));
   busy_->setObjectName("busy");
   statusBar()->addWidget(busy_);
@@ -124,8 +117,6 @@ void MainWindow::makeMenu() {
   menu_ = new MainMenu({[this] { chooseLibrary(); }, [this](const std::string& path) { choice_.take(path); },
                         [this] { reload(); }, [this] { actions_.quit(); }});
   setMenuBar(menu_);
-  connect(new QShortcut(QKeySequence::HelpContents, this), &QShortcut::activated, this,
-          [this] { helpButton_->click(); });
 }
 
 QWidget* MainWindow::makeServedView() {
@@ -211,8 +202,6 @@ QWidget* MainWindow::makeButtons() {
   disconnect_ =
       button(WindowText::tr("&Disconnect Client"), "disconnect", [this] { actions_.disconnectClient(); });
   disconnect_->setEnabled(false);
-  helpButton_ =
-      button(WindowText::tr("&Help"), "help", [this] { helpBox_->setVisible(!helpBox_->isVisible()); });
   layout->addLayout(row);
   preferAperture_ = new QCheckBox(WindowText::tr("Prefer &Aperture's library"));
   preferAperture_->setObjectName("preferAperture");
@@ -238,31 +227,6 @@ QWidget* MainWindow::makeLastLines() {
   auto* layout = new QVBoxLayout(group);
   layout->addWidget(lastLines_);
   return group;
-}
-
-QWidget* MainWindow::makeHelp() {
-  helpBox_ = new QWidget;
-  auto* layout = new QVBoxLayout(helpBox_);
-  layout->setContentsMargins(0, 0, 0, 0);
-  help_ = new QTextBrowser;
-  help_->setObjectName("helpText");
-  help_->setOpenLinks(false);
-  help_->setTabChangesFocus(true);
-  help_->setAccessibleName(WindowText::tr("&Help").remove('&'));
-  dontShowHelp_ = new QCheckBox(WindowText::tr("Don't show this help at s&tartup"));
-  dontShowHelp_->setObjectName("dontShowHelp");
-  connect(dontShowHelp_, &QCheckBox::toggled, this, [this](bool on) { actions_.dontShowHelp(on); });
-  layout->addWidget(help_);
-  layout->addWidget(dontShowHelp_);
-  helpBox_->hide();
-  return helpBox_;
-}
-
-void MainWindow::setHelp(const QString& html, bool hidden) {
-  help_->setHtml(html);
-  setChecked(*dontShowHelp_, hidden);
-  helpBox_->setVisible(!hidden && !html.isEmpty());
-  helpButton_->setEnabled(!html.isEmpty());
 }
 
 void MainWindow::chooseLibrary() {

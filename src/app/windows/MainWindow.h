@@ -24,7 +24,6 @@ class QFormLayout;
 class QPlainTextEdit;
 class QPushButton;
 class QStackedWidget;
-class QTextBrowser;
 
 namespace moxtel {
 
@@ -42,7 +41,6 @@ struct MainWindowActions {
   std::function<void(bool prefers)> preferAperture;
   std::function<void(bool allowed)> revealPhoto;
   std::function<void()> showConsole;
-  std::function<void(bool hidden)> dontShowHelp;
   // Sends every device of the page away and makes another key.
   std::function<void()> renewWebKey;
   // Who may look at the page, as in the setting "WebAccess".
@@ -63,8 +61,6 @@ class MainWindow final : public QMainWindow {
   void showLines(const std::vector<ConsoleLine>& lines);
   // Shows whether the core thread is busy with a long reply or a script.
   void showBusy(bool busy);
-  // Sets the help text; hidden: the user does not want it at startup.
-  void setHelp(const QString& html, bool hidden);
   // Shows libraries that were found on this computer, for the first start. Searching: more may follow.
   void showFound(const std::vector<OfferedLibrary>& libraries, bool isSearching);
 
@@ -88,7 +84,6 @@ class MainWindow final : public QMainWindow {
   QWidget* makeNetworkGroup();
   QWidget* makeButtons();
   QWidget* makeLastLines();
-  QWidget* makeHelp();
   QLabel* addRow(QFormLayout& form, const QString& name, const char* objectName);
   void makeMenu();
   void reload();
@@ -119,13 +114,9 @@ class MainWindow final : public QMainWindow {
   QLabel* busy_ = nullptr;
   QPushButton* disconnect_ = nullptr;
   PagePanel* page_ = nullptr;
-  QPushButton* helpButton_ = nullptr;
   QCheckBox* preferAperture_ = nullptr;
   QCheckBox* revealPhoto_ = nullptr;
-  QCheckBox* dontShowHelp_ = nullptr;
   QPlainTextEdit* lastLines_ = nullptr;
-  QTextBrowser* help_ = nullptr;
-  QWidget* helpBox_ = nullptr;
 };
 
 }  // namespace moxtel
