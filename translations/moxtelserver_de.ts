@@ -83,6 +83,102 @@
         <source>The folder&apos;s path is not absolute.</source>
         <translation>Der Pfad des Ordners ist nicht absolut.</translation>
     </message>
+    <message>
+        <source>Asking the script interpreter which photo applications run (5 seconds at most)</source>
+        <translation>Das Programm für Skripte wird gefragt, welche Fotoprogramme laufen (höchstens 5 Sekunden)</translation>
+    </message>
+    <message>
+        <source>No library is served yet: choose its folder in the window of MoxtelServer, or set it with -LibraryPath.</source>
+        <translation>Noch wird keine Bibliothek bereitgestellt: Wählen Sie ihren Ordner im Fenster von MoxtelServer, oder setzen Sie ihn mit -LibraryPath.</translation>
+    </message>
+    <message>
+        <source> The library is %@.</source>
+        <translation> Die Bibliothek ist %@.</translation>
+    </message>
+    <message>
+        <source> There are %lu libraries in it: %@.</source>
+        <translation> Darin sind %lu Bibliotheken: %@.</translation>
+    </message>
+    <message>
+        <source>Cannot listen: </source>
+        <translation>Nimmt keine Verbindungen an: </translation>
+    </message>
+    <message>
+        <source>Cannot listen on port %d: %@</source>
+        <translation>Nimmt auf Port %d keine Verbindungen an: %@</translation>
+    </message>
+    <message>
+        <source>Listening on port %d</source>
+        <translation>Nimmt Verbindungen auf Port %d an</translation>
+    </message>
+    <message>
+        <source>Cannot serve: </source>
+        <translation>Lässt sich nicht bereitstellen: </translation>
+    </message>
+    <message>
+        <source>Reloading database after choosing the library &apos;%@&apos;</source>
+        <translation>Datenbank wird neu geladen, weil die Bibliothek „%@“ gewählt wurde</translation>
+    </message>
+    <message>
+        <source>Cannot ask which photo applications run on the other machine: </source>
+        <translation>Der andere Rechner sagt nicht, welche Fotoprogramme auf ihm laufen: </translation>
+    </message>
+    <message>
+        <source>There is no page for browsers: </source>
+        <translation>Es gibt keine Seite für Browser: </translation>
+    </message>
+    <message>
+        <source>There is no page for browsers: -WebPort and -Port are both %d</source>
+        <translation>Es gibt keine Seite für Browser: -WebPort und -Port sind beide %d</translation>
+    </message>
+    <message>
+        <source>Could not publish &quot;%@&quot; on the network: %@. The server can still be reached at %@</source>
+        <translation>„%@“ ließ sich im Netzwerk nicht bekannt machen: %@. Erreichbar ist der Server unter %@</translation>
+    </message>
+    <message>
+        <source>No longer published as &quot;%@&quot;: %@</source>
+        <translation>Nicht mehr bekannt als „%@“: %@</translation>
+    </message>
+    <message>
+        <source>The name &quot;%@&quot; is taken. </source>
+        <translation>Der Name „%@“ ist vergeben. </translation>
+    </message>
+    <message>
+        <source>Published as &quot;%@&quot; at %@ (%@)</source>
+        <translation>Im Netzwerk bekannt als „%@“ unter %@ (%@)</translation>
+    </message>
+    <message>
+        <source>no network address yet</source>
+        <translation>noch keine Adresse im Netzwerk</translation>
+    </message>
+    <message>
+        <source>%@, port %d</source>
+        <translation>%@, Port %d</translation>
+    </message>
+    <message>
+        <source>The page for browsers cannot listen on port %d: %@</source>
+        <translation>Die Seite für Browser nimmt auf Port %d keine Verbindungen an: %@</translation>
+    </message>
+    <message>
+        <source>The key of the page cannot be kept in &apos;%@&apos;: %@</source>
+        <translation>Der Schlüssel der Seite lässt sich nicht in „%@“ sichern: %@</translation>
+    </message>
+    <message>
+        <source>The page for browsers: </source>
+        <translation>Die Seite für Browser: </translation>
+    </message>
+    <message>
+        <source> (also </source>
+        <translation> (auch </translation>
+    </message>
+    <message>
+        <source>, six digits </source>
+        <translation>, sechs Ziffern </translation>
+    </message>
+    <message>
+        <source>Cannot serve &apos;%@&apos;. %@%@ To serve another folder, choose it in the window of MoxtelServer, or set it with -LibraryPath.%@</source>
+        <translation>„%@“ lässt sich nicht bereitstellen. %@%@ Einen anderen Ordner wählen Sie im Fenster von MoxtelServer oder setzen ihn mit -LibraryPath.%@</translation>
+    </message>
 </context>
 <context>
     <name>WindowText</name>
@@ -572,11 +668,11 @@
     </message>
     <message>
         <source>&amp;Folders</source>
-        <translation>&amp;Ordner</translation>
+        <translation>Or&amp;dner</translation>
     </message>
     <message>
         <source>&amp;Logs</source>
-        <translation>&amp;Protokolle</translation>
+        <translation>P&amp;rotokolle</translation>
     </message>
     <message>
         <source>A change restarts the server: connected devices are disconnected, and can connect again.</source>
@@ -648,7 +744,7 @@
     </message>
     <message>
         <source>&amp;Debug messages into the file:</source>
-        <translation>&amp;Diese Meldungen in die Datei:</translation>
+        <translation>Diese Meldungen &amp;in die Datei:</translation>
     </message>
     <message>
         <source>&quot;%1&quot; is neither an IPv4 address nor a network such as 192.168.1.0/24.</source>
@@ -865,6 +961,10 @@
     <message>
         <source>Settings…</source>
         <translation>Einstellungen …</translation>
+    </message>
+    <message>
+        <source>no file</source>
+        <translation>keine Datei</translation>
     </message>
 </context>
 </TS>

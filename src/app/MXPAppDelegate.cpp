@@ -14,6 +14,8 @@
 #include "log/Log.h"
 #include "platform/system/HostNames.h"
 #include "platform/system/SystemLog.h"
+#include "support/Localization.h"
+#include "value/Format.h"
 #include "value/NumberText.h"
 
 namespace moxtel {
@@ -125,35 +127,39 @@ void MXPAppDelegate::fillCaches() {
 void MXPAppDelegate::awaitApplications() {
   environment_.applications.awaitFirstAnswer(kTimeForApplications, [this] {
     environment_.console.showTitle(
-        "Info", "Asking the script interpreter which photo applications run (5 seconds at most)");
+        "Info",
+        UserText::tr("Asking the script interpreter which photo applications run (5 seconds at most)"));
   });
 }
 
 // The lines before this one say that data is missing, but not what the user can do about it.
 void MXPAppDelegate::reportMissingLibrary() {
-  constexpr const char* kHowToChoose = "in the window of MoxtelServer, or set it with -LibraryPath.";
   const auto& path = roles_->location.libraryPath();
   if (!path) {
-    environment_.console.showTitle("Info",
-                                   format("No library is served yet: choose its folder %s", kHowToChoose));
+    environment_.console.showTitle(
+        "Info",
+        UserText::tr("No library is served yet: choose its folder in the window of MoxtelServer, or set it "
+                     "with -LibraryPath."));
     return;
   }
   // LibraryLocation has already reported a path that is not UTF-8.
   const std::string why = isUtf8Path(*path) ? whyUnreadable(*path) : std::string();
   if (why.empty()) return;
   environment_.console.showTitle(
-      "Info", format("Cannot serve '%@'. %@%@ To serve another folder, choose it %s%@", *path, why,
-                     sentenceAboutLibrariesNear(*path), kHowToChoose, adviceAboutFolder(*path)));
+      "Info", formatRuntime(
+                  UserText::tr("Cannot serve '%@'. %@%@ To serve another folder, choose it in the window of "
+                               "MoxtelServer, or set it with -LibraryPath.%@"),
+                  *path, localizedString(why), sentenceAboutLibrariesNear(*path), adviceAboutFolder(*path)));
 }
 
 // Empty where there are none; else it begins with a blank.
 std::string MXPAppDelegate::sentenceAboutLibrariesNear(const std::string& folder) {
   const std::vector<FoundLibrary> found = librariesNear(folder);
   if (found.empty()) return {};
-  if (found.size() == 1) return format(" The library is %@.", describe(found[0]));
+  if (found.size() == 1) return formatRuntime(UserText::tr(" The library is %@."), describe(found[0]));
   std::string list;
   for (const FoundLibrary& each : found) list += (list.empty() ? "" : ", ") + describe(each);
-  return format(" There are %lu libraries in it: %@.", found.size(), list);
+  return formatRuntime(UserText::tr(" There are %lu libraries in it: %@."), found.size(), list);
 }
 
 std::vector<FoundLibrary> MXPAppDelegate::librariesNear(const std::string& folder) {
@@ -190,7 +196,7 @@ void MXPAppDelegate::startServer() {
   const std::string name = currentHostName();
   auto access = serverAccess(environment_.defaults);
   if (const auto* wrong = std::get_if<std::string>(&access)) {
-    environment_.console.showTitle("Error", "Cannot listen: " + *wrong);
+    environment_.console.showTitle("Error", UserText::tr("Cannot listen: ") + *wrong);
     return;
   }
   server_->setAccess(std::get<SocketServerAccess>(std::move(access)));
@@ -214,11 +220,13 @@ std::vector<std::string> MXPAppDelegate::addresses() const {
 // Without these lines only the debug log would show that clients cannot connect.
 void MXPAppDelegate::reportListener(bool started, std::int32_t port) {
   if (server_->port() == 0) {
-    environment_.console.showTitle("Error",
-                                   format("Cannot listen on port %d: %@", port, server_->startFailure()));
+    environment_.console.showTitle(
+        "Error", formatRuntime(UserText::tr("Cannot listen on port %d: %@"), port, server_->startFailure()));
   } else {
-    environment_.console.showTitle("Info", format("Listening on port %d", server_->port()));
-    if (!started) environment_.console.showTitle("Error", "Cannot serve: " + server_->startFailure());
+    environment_.console.showTitle("Info",
+                                   formatRuntime(UserText::tr("Listening on port %d"), server_->port()));
+    if (!started)
+      environment_.console.showTitle("Error", UserText::tr("Cannot serve: ") + server_->startFailure());
   }
 }
 
@@ -247,8 +255,8 @@ std::string MXPAppDelegate::changedLibraryPath(const std::string& chosen) {
   const std::string folder = chosen.substr(0, std::max(chosen.find_last_not_of('/') + 1, std::size_t{1}));
   std::string why = whyNoLibrary(folder);
   if (!why.empty()) return why;
-  environment_.console.showTitle("Info",
-                                 format("Reloading database after choosing the library '%@'", folder));
+  environment_.console.showTitle(
+      "Info", formatRuntime(UserText::tr("Reloading database after choosing the library '%@'"), folder));
   environment_.defaults.setString("LibraryPath", folder);
   // Drops the old library's data, which must not appear in replies about the new one.
   roles_->albumData.clear();

@@ -9,6 +9,7 @@
 #include "platform/loop/CoreLoop.h"
 #include "platform/system/HostNames.h"
 #include "platform/system/SystemLog.h"
+#include "support/Localization.h"
 #include "value/Format.h"
 #include "web/WebServer.h"
 
@@ -25,7 +26,8 @@ std::unique_ptr<RunningApplications> allApplications(RunningApplications& local,
   if (words.empty()) return nullptr;
   return std::make_unique<RemoteApplications>(
       local, std::move(words), processes, [&console](const std::string& why) {
-        console.showTitle("Error", "Cannot ask which photo applications run on the other machine: " + why);
+        console.showTitle(
+            "Error", UserText::tr("Cannot ask which photo applications run on the other machine: ") + why);
       });
 }
 
@@ -82,14 +84,15 @@ void ServerProgram::start() {
 void ServerProgram::startWeb() {
   const auto settings = webSettings(defaults_);
   if (const auto* wrong = std::get_if<std::string>(&settings)) {
-    console_.showTitle("Error", "There is no page for browsers: " + *wrong);
+    console_.showTitle("Error", UserText::tr("There is no page for browsers: ") + *wrong);
     return;
   }
   const auto& wanted = std::get<WebSettings>(settings);
   if (wanted.port == 0) return;
   if (wanted.port == (defaults_.integerForKey("Port") & 0xFFFF)) {
-    console_.showTitle("Error",
-                       format("There is no page for browsers: -WebPort and -Port are both %d", wanted.port));
+    console_.showTitle(
+        "Error", formatRuntime(UserText::tr("There is no page for browsers: -WebPort and -Port are both %d"),
+                               wanted.port));
     return;
   }
   web_ = std::make_unique<WebServer>(

@@ -2,6 +2,9 @@
 
 #include <utility>
 
+#include "support/Localization.h"
+#include "value/Format.h"
+
 namespace moxtel {
 
 namespace {
@@ -32,11 +35,15 @@ void PublicationReporter::changed(const PublicationState& state) {
   if (state.isPublished()) return reportPublished();
   if (state.kind == PublicationState::Kind::Failed) {
     known_ = addresses_();
-    return show_("Error", "Could not publish \"" + state.name + "\" on the network: " + state.detail +
-                              ". The server can still be reached at " + place());
+    return show_(
+        "Error",
+        formatRuntime(UserText::tr("Could not publish \"%@\" on the network: %@. The server can still be "
+                                   "reached at %@"),
+                      state.name, localizedString(state.detail), place()));
   }
   if (before.isPublished()) {
-    show_("Info", "No longer published as \"" + before.name + "\": " + state.detail);
+    show_("Info", formatRuntime(UserText::tr("No longer published as \"%@\": %@"), before.name,
+                                localizedString(state.detail)));
   }
 }
 
@@ -46,14 +53,16 @@ void PublicationReporter::checkAddresses() {
 
 void PublicationReporter::reportPublished() {
   known_ = addresses_();
-  const std::string taken =
-      state_.kind == PublicationState::Kind::Renamed ? "The name \"" + wantedName_ + "\" is taken. " : "";
-  show_("Info", taken + "Published as \"" + state_.name + "\" at " + place() + " (" + state_.detail + ")");
+  const std::string taken = state_.kind == PublicationState::Kind::Renamed
+                                ? formatRuntime(UserText::tr("The name \"%@\" is taken. "), wantedName_)
+                                : std::string();
+  show_("Info", taken + formatRuntime(UserText::tr("Published as \"%@\" at %@ (%@)"), state_.name, place(),
+                                      localizedString(state_.detail)));
 }
 
 std::string PublicationReporter::place() const {
-  const std::string where = known_.empty() ? "no network address yet" : joined(known_);
-  return where + ", port " + std::to_string(port_);
+  const std::string where = known_.empty() ? UserText::tr("no network address yet") : joined(known_);
+  return formatRuntime(UserText::tr("%@, port %d"), where, port_);
 }
 
 }  // namespace moxtel

@@ -4,6 +4,7 @@
 
 #include "log/Log.h"
 #include "platform/system/HostNames.h"
+#include "support/Localization.h"
 #include "value/Format.h"
 
 namespace moxtel {
@@ -66,12 +67,13 @@ void WebServer::start() {
   problem_ = server_->start(settings_.listenAddress, settings_.port);
   if (!problem_.empty()) {
     environment_.show("Error",
-                      format("The page for browsers cannot listen on port %d: %@", settings_.port, problem_));
+                      formatRuntime(UserText::tr("The page for browsers cannot listen on port %d: %@"),
+                                    settings_.port, problem_));
     return;
   }
   if (const std::string why = access_.storageProblem(); !why.empty()) {
-    environment_.show("Error",
-                      format("The key of the page cannot be kept in '%@': %@", environment_.keyFile, why));
+    environment_.show("Error", formatRuntime(UserText::tr("The key of the page cannot be kept in '%@': %@"),
+                                             environment_.keyFile, why));
   }
   if (!libraries_.canDecode()) {
     environment_.show("Info",
@@ -124,10 +126,11 @@ void WebServer::checkAddresses() {
   const WebStatus now = status();
   if (now.places == shownPlaces_ || now.places.empty()) return;
   shownPlaces_ = now.places;
-  std::string text = "The page for browsers: " + now.places.front();
-  for (std::size_t i = 1; i < now.places.size(); ++i) text += (i == 1 ? " (also " : ", ") + now.places[i];
+  std::string text = UserText::tr("The page for browsers: ") + now.places.front();
+  for (std::size_t i = 1; i < now.places.size(); ++i)
+    text += (i == 1 ? UserText::tr(" (also ") : ", ") + now.places[i];
   if (now.places.size() > 1) text += ")";
-  if (!now.digits.empty()) text += ", six digits " + now.digits;
+  if (!now.digits.empty()) text += UserText::tr(", six digits ") + now.digits;
   environment_.show("Info", text);
   if (const auto code = QrCode::of(now.keyAddress.empty() ? now.places.front() : now.keyAddress))
     environment_.showCode(*code);

@@ -113,6 +113,14 @@ TEST_F(TakeHomeDialogTest, doesNotStartWithoutSpace) {
   EXPECT_FALSE(start().isEnabled());
 }
 
+TEST_F(TakeHomeDialogTest, showsTheFreeSpaceForANewFolder) {
+  program(R"(echo '{"progress":{"step":"planned","ofFiles":1,"ofBytes":1000000000000000000,"sidecars":0}}')",
+          "");
+  part<QLineEdit>("target").setText(QString::fromStdString((folder.path() / "new/folder").string()));
+  EXPECT_THAT(awaitSize(), testing::ContainsRegex("^1 files, .*; only .* are free there\\.$"));
+  EXPECT_FALSE(start().isEnabled());
+}
+
 TEST_F(TakeHomeDialogTest, saysWhyThereIsNoSize) {
   program(R"(echo '{"complete":false,"failure":"the disk is gone","findings":[]}')", "");
   part<QLineEdit>("target").setText("/nas/photos");
@@ -155,8 +163,9 @@ TEST_F(TakeHomeDialogTest, showsProgressRateAndRemainingTime) {
 }
 
 TEST_F(TakeHomeDialogTest, cancelsAndSaysHowToContinue) {
-  program(planned("7000000"),
-          R"(trap 'kill $!; echo "{\"complete\":false,\"interrupted\":true,\"counts\":{\"copied\":3}}"; exit 130' TERM
+  program(
+      planned("7000000"),
+      R"(trap 'kill $!; echo "{\"complete\":false,\"interrupted\":true,\"counts\":{\"copied\":3}}"; exit 130' TERM
 echo '{"progress":{"step":"planning","photos":1}}'
 sleep 60 & wait)");
   part<QLineEdit>("target").setText("/nas/photos");

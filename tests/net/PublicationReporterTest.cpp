@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "tests/StringTable.h"
 #include "tests/fakes/FakeEventLoop.h"
 
 namespace moxtel {
@@ -29,6 +30,14 @@ TEST_F(PublicationReporterTest, reportsNameAddressAndPortInOneLine) {
   reporter.changed({Kind::Published, "Photos", "Avahi daemon"});
   reporter.changed({Kind::Published, "Photos", "Avahi daemon"});
   EXPECT_THAT(lines, ElementsAre("Info: Published as \"Photos\" at 192.168.1.5, port 4250 (Avahi daemon)"));
+}
+
+TEST_F(PublicationReporterTest, speaksTheUsersLanguage) {
+  test::setStringTable(
+      {{"Published as \"%@\" at %@ (%@)", "Bekannt als %@ unter %@ (%@)"}, {"%@, port %d", "%@, Port %d"}});
+  reporter.changed({Kind::Published, "Photos", "Avahi daemon"});
+  setTranslator({});
+  EXPECT_THAT(lines, ElementsAre("Info: Bekannt als Photos unter 192.168.1.5, Port 4250 (Avahi daemon)"));
 }
 
 TEST_F(PublicationReporterTest, reportsThatTheNameIsTaken) {

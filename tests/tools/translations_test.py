@@ -33,7 +33,7 @@ class TranslationsTest(unittest.TestCase):
 
     def test_keep_placeholders_and_access_keys(self):
         def parts(text):
-            return sorted(re.findall(r"%[0-9Ln@]|&(?=\w)", text))
+            return sorted(re.findall(r"%(?:[0-9Ln@ds]|l[ud])|&(?=\w)", text))
 
         for file in FILES:
             for english, translation in messages(file):

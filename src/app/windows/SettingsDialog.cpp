@@ -166,7 +166,7 @@ QWidget* SettingsDialog::makeLogs() {
   auto* page = new QWidget;
   auto* form = new QFormLayout(page);
   errorLog_ = makeEdit(defaults_, "ErrorLogPath");
-  errorLog_->setPlaceholderText(WindowText::tr("none"));
+  errorLog_->setPlaceholderText(WindowText::tr("no file"));
   form->addRow(WindowText::tr("&Errors into the file:"), errorLog_);
   debug_ = new QCheckBox(WindowText::tr("&Write debug messages"));
   debug_->setObjectName("DebugLevel");

@@ -15,6 +15,7 @@
 #include <QProgressBar>
 #include <QPushButton>
 #include <QStackedWidget>
+#include <QStorageInfo>
 #include <QVBoxLayout>
 
 #include "console/window/WindowText.h"
@@ -57,6 +58,13 @@ bool isInside(const QString& path, const QString& folder) {
   if (path.isEmpty() || folder.isEmpty()) return false;
   const QString inner = QDir::cleanPath(path) + '/', outer = QDir::cleanPath(folder) + '/';
   return inner.startsWith(outer);
+}
+
+// Of the disk on which the folder will be; negative if unknown.
+double freeBytesAt(QString path) {
+  while (!QFileInfo::exists(path) && QFileInfo(path).path() != path) path = QFileInfo(path).path();
+  const QStorageInfo disk(path);
+  return disk.isValid() ? static_cast<double>(disk.bytesAvailable()) : -1;
 }
 
 QString stepText(const QJsonObject& progress) {
@@ -290,8 +298,10 @@ void TakeHomeDialog::showSize(const QJsonObject& planned) {
   process_->cancel();
   const double needed = planned["ofBytes"].toDouble();
   QString text = WindowText::tr("%1 files, %2").arg(numberText(planned["ofFiles"]), sizeText(needed));
-  if (planned.contains("freeBytes")) {
-    const double free = planned["freeBytes"].toDouble();
+  // A folder that does not exist yet has no number of its own.
+  const double free =
+      planned.contains("freeBytes") ? planned["freeBytes"].toDouble() : freeBytesAt(choices().target);
+  if (free >= 0) {
     const bool fits = needed <= free;
     text += "; " + (fits ? WindowText::tr("%1 are free there") : WindowText::tr("only %1 are free there"))
                        .arg(sizeText(free));
