@@ -15,6 +15,7 @@
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QScreen>
+#include <QScrollBar>
 #include <QStatusBar>
 #include <QTreeWidget>
 #include <QUrl>
@@ -22,6 +23,7 @@
 #include <fstream>
 #include <set>
 
+#include "app/windows/ColumnArea.h"
 #include "app/windows/LibraryChooser.h"
 #include "app/windows/MainMenu.h"
 #include "console/window/ConsoleWindow.h"
@@ -375,6 +377,30 @@ TEST_F(MainWindowTest, showsEllipsesUntilTheServerHasStarted) {
   window.choice().askForFolder = [&](const QString& from) { return begin = from, QString(); };
   part<QPushButton>("chooseLibrary").click();
   EXPECT_EQ(begin, "");
+}
+
+TEST_F(MainWindowTest, needsNoScrollingSidewaysOnASmallScreen) {
+  for (const bool german : {false, true}) {
+    if (german) speakGerman();
+    MainWindow other(actions());
+    auto& area = *other.findChild<ColumnArea*>();
+    ServerStatus status = servedStatus();
+    status.web = {};
+    status.web.isOn = true;
+    status.web.places = {"http://192.168.100.200:4251/"};
+    status.web.keyAddress = "http://192.168.100.200:4251/in/abcdefghijkmnpqrstuv";
+    status.web.digits = "012345";
+    other.showStatus(status);
+    other.resize(624, 344);  // 1280 × 800 at 200 %
+    other.show();
+    QCoreApplication::processEvents();
+    EXPECT_EQ(area.columns(), 1);
+    EXPECT_EQ(area.horizontalScrollBar()->maximum(), 0) << german;
+    other.resize(1008, 544);
+    QCoreApplication::processEvents();
+    EXPECT_EQ(area.columns(), 2);
+    EXPECT_EQ(area.horizontalScrollBar()->maximum(), 0) << german;
+  }
 }
 
 TEST_F(MainWindowTest, fitsOnTheScreen) {

@@ -4,7 +4,6 @@
 #include <QCloseEvent>
 #include <QDragEnterEvent>
 #include <QFormLayout>
-#include <QGridLayout>
 #include <QGroupBox>
 #include <QHBoxLayout>
 #include <QLocale>
@@ -12,12 +11,12 @@
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QScreen>
-#include <QScrollArea>
 #include <QStackedWidget>
 #include <QStatusBar>
 #include <QVBoxLayout>
 
 #include "app/ConnectedDevices.h"
+#include "app/windows/ColumnArea.h"
 #include "app/windows/DevicesPanel.h"
 #include "app/windows/MainMenu.h"
 #include "app/windows/PagePanel.h"
@@ -30,6 +29,7 @@ namespace moxtel {
 namespace {
 
 constexpr QSize kUsualSize{980, 620};
+constexpr QSize kFrame{16, 56};  // of the desktop around a window, at most
 constexpr int kVisibleLines = 5;
 constexpr const char* kRowName = "rowName";
 enum View : std::uint8_t { kServedView, kStartView };
@@ -110,7 +110,7 @@ MainWindow::MainWindow(MainWindowActions actions, QWidget* parent)
   busy_->setObjectName("busy");
   statusBar()->addWidget(busy_);
   makeMenu();
-  resize(kUsualSize.boundedTo(screen()->availableSize()));
+  resize(kUsualSize.boundedTo(screen()->availableSize() - kFrame));
 }
 
 void MainWindow::makeMenu() {
@@ -124,25 +124,10 @@ QWidget* MainWindow::makeServedView() {
                          [this](const std::string& access) { actions_.setWebAccess(access); }},
                         ask);
   devices_ = new DevicesPanel;
-  auto* groups = new QGridLayout;
-  groups->addWidget(makeLibraryGroup(), 0, 0);
-  groups->addWidget(page_, 0, 1);
-  groups->addWidget(makeNetworkGroup(), 1, 0);
-  groups->addWidget(devices_, 1, 1);
-  groups->setColumnStretch(0, 1);
-  groups->setColumnStretch(1, 1);
-  auto* column = new QVBoxLayout;
-  column->addLayout(groups);
-  column->addWidget(makeButtons());
-  column->addWidget(makeLastLines(), 1);
-  auto* view = new QWidget;
-  view->setLayout(column);
-  // On a small screen everything can still be reached.
-  auto* area = new QScrollArea;
-  area->setWidget(view);
-  area->setWidgetResizable(true);
-  area->setFrameShape(QFrame::NoFrame);
-  return area;
+  auto* library = makeLibraryGroup();
+  auto* network = makeNetworkGroup();
+  auto* buttons = makeButtons();
+  return new ColumnArea({library, page_, network, devices_}, {buttons, makeLastLines()});
 }
 
 QLabel* MainWindow::addRow(QFormLayout& form, const QString& name, const char* objectName) {
