@@ -17,7 +17,8 @@ namespace moxtel {
 class LibraryReader final {
  public:
   using Task = std::function<void(OpenLibrary&)>;
-  static constexpr int kMostWaiting = 500;  // tasks
+  // Tasks; as many as the server has connections (HttpConnections::Limits), which have one request each.
+  static constexpr int kMostWaiting = 1024;
 
   // looked is called on the thread after each look at the files, first at the start.
   LibraryReader(const std::string& path, const OpenLibraryOptions& options, Task looked,
