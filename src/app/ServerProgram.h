@@ -3,6 +3,7 @@
 // thread.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 
 #include "app/MXPAppDelegate.h"
@@ -12,6 +13,9 @@
 #include "platform/process/ChildProcess.h"
 
 namespace moxtel {
+
+// Enough for a socket and a file of each of the page's 1,024 connections; see allowDescriptors().
+constexpr std::uint64_t kDescriptorsOfServer = 4096;
 
 class CoreLoop;
 class WebServer;

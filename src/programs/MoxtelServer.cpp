@@ -226,6 +226,7 @@ int serve(int argc, char** argv) {
   // A start with settings on the command line is another server, and so is one with another settings folder.
   const SingleInstance instance("moxtelserver-" + libraryIdOf(settingsFolder()));
   if (instance.isSecond() && arguments.empty()) return raiseFirst(instance, isInBackground);
+  allowDescriptors(kDescriptorsOfServer);
   // Qt gets only the program's name: the arguments are the server's.
   int qtArgc = argc > 0 ? 1 : 0;
   QApplication application(qtArgc, argv);

@@ -154,6 +154,7 @@ int serve(int argc, char** argv) {
   if (checks || printsFolders || explained) lookAtTheService(arguments, defaults);
   if (const auto status = takeCommandLine(description, arguments, defaults)) return *status;
 
+  allowDescriptors(kDescriptorsOfServer);
   CoreLoop loop;
   if (checks) return checkServer(loop, defaults);
   StandardOutputConsoleView view;

@@ -81,6 +81,9 @@ void LibraryRoutes::handleStart(const HttpRequest& request, std::shared_ptr<Http
 
 void LibraryRoutes::handleLibrary(const HttpRequest& request, std::shared_ptr<HttpResponder> responder) {
   if (isPageAddress(request.segments)) return page_.handle(request, std::move(responder));
+  // Without a copy of the request.
+  if (const auto library = libraries_.openLibrary(request.segments[1]))
+    return handleData(library, request, responder);
   const bool isAccepted = libraries_.withLibrary(
       request.segments[1], [this, request, responder](const std::shared_ptr<OpenWebLibrary>& library) {
         if (!library) return responder->send(errorReply(404, "unknown"));

@@ -113,6 +113,7 @@ class WebLibraries::Implementation final {
   void searchIfNeeded();
   std::vector<LibraryCard> cards();
   void countNext();
+  std::shared_ptr<OpenWebLibrary> openLibrary(std::string_view id);
   bool withLibrary(std::string_view id, TakeLibrary take);
   std::string nameOf(std::string_view id);
   const std::string& serverName() const { return options_.serverName; }
@@ -232,6 +233,16 @@ std::string WebLibraries::Implementation::nameOf(std::string_view id) {
   return {};
 }
 
+std::shared_ptr<OpenWebLibrary> WebLibraries::Implementation::openLibrary(std::string_view id) {
+  const std::lock_guard lock(mutex_);
+  for (Entry& entry : entries_) {
+    if (!entry.open || entry.item.card.id != id) continue;
+    entry.used = SteadyClock::now();
+    return entry.open;
+  }
+  return nullptr;
+}
+
 bool WebLibraries::Implementation::withLibrary(std::string_view id, TakeLibrary take) {
   std::shared_ptr<OpenWebLibrary> library;
   const Opening opening = open(std::string(id), library);
@@ -308,6 +319,10 @@ void WebLibraries::countPhotos() {
   Implementation& implementation = *implementation_;
   // When too many wait, the next request for the cards counts.
   static_cast<void>(implementation.post([&implementation] { implementation.countNext(); }));
+}
+
+std::shared_ptr<OpenWebLibrary> WebLibraries::openLibrary(std::string_view id) {
+  return implementation_->openLibrary(id);
 }
 
 bool WebLibraries::withLibrary(std::string_view id, TakeLibrary take) {

@@ -65,6 +65,8 @@ class WebLibraries final {
   // Finds the numbers and years that cards do not say yet; later calls of withCards() give them. Returns at
   // once.
   void countPhotos();
+  // The library of an id if it is open, else null. Keeps it open for five more minutes.
+  std::shared_ptr<OpenWebLibrary> openLibrary(std::string_view id);
   // Calls back with the library of an id, opened; null for an unknown id. At once if it is open already, else
   // on another thread. False when too many wait, or four libraries are open and all in use.
   using TakeLibrary = std::function<void(const std::shared_ptr<OpenWebLibrary>&)>;

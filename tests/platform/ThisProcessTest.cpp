@@ -1,6 +1,7 @@
 #include "platform/process/ThisProcess.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <fstream>
 #include <iterator>
@@ -46,6 +47,33 @@ TEST(ThisProcess, endsWithinTheTimeThatItHas) {
   const ProcessResult result = SystemProcessRunner().run(request);
   EXPECT_EQ(result.ending, ProcessResult::Ending::Exited);
   EXPECT_EQ(result.exitStatus, 0);
+}
+
+rlim_t descriptorLimit() {
+  rlimit limit{};
+  EXPECT_EQ(::getrlimit(RLIMIT_NOFILE, &limit), 0);
+  return limit.rlim_cur;
+}
+
+TEST(ThisProcess, mayHaveMoreDescriptorsThanItsChildren) {
+  rlimit before{};
+  ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
+  ASSERT_GE(before.rlim_max, rlim_t{400});
+  const rlimit few{200, before.rlim_max};
+  ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &few), 0);
+
+  allowDescriptors(100);
+  EXPECT_EQ(descriptorLimit(), rlim_t{200}) << "never fewer";
+  allowDescriptors(400);
+  EXPECT_EQ(descriptorLimit(), rlim_t{400});
+  // It looks after it has read, and gets its input after its limit.
+  const ProcessRequest request{
+      "/bin/sh", {"-c", "read line; ulimit -S -n"}, "line\n", std::chrono::seconds(60), 100, {}};
+  EXPECT_EQ(SystemProcessRunner().run(request).output, "200\n");
+  allowDescriptors(std::uint64_t{1} << 62);
+  EXPECT_EQ(descriptorLimit(), before.rlim_max) << "what the system allows at most";
+
+  EXPECT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
 }
 
 TEST(ThisProcess, returnsAProgramsStatus) {

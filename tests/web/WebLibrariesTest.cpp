@@ -12,6 +12,8 @@
 #include "tests/fakes/RecordingMessages.h"
 #include "tests/web/PageFixture.h"
 #include "web/LibraryCatalog.h"
+#include "web/LibraryReader.h"
+#include "web/http/HttpConnections.h"
 
 namespace moxtel::test {
 
@@ -37,6 +39,11 @@ class WebLibrariesTest : public testing::Test {
 
   TemporaryFolder folder_;
 };
+
+// Else phones that all ask at once would get 503.
+TEST_F(WebLibrariesTest, letsEveryConnectionWaitForALibrary) {
+  EXPECT_GE(static_cast<std::size_t>(LibraryReader::kMostWaiting), HttpConnections::Limits{}.inAll);
+}
 
 TEST_F(WebLibrariesTest, hasNoneWithoutALibrary) {
   Page page(std::nullopt);

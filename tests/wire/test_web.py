@@ -236,6 +236,12 @@ class Hostile(WebTest):
             self.assertEqual(other.ask("/login").status, 200)
         moxteltest.wait_for(lambda: sum(map(self.has_ended, connections)) >= 100 - 64, "connections to end")
 
+    def test_more_connections_than_the_usual_number_of_files(self):
+        self.start("-WebAccess", "open", prefix=("prlimit", "--nofile=100:4096"))
+        connections = [self.connect("127.0.0.%d" % (9 + i % 5)) for i in range(150)]
+        for connection in connections:
+            self.assertEqual(connection.ask("/login").status, 200)
+
     @staticmethod
     def has_ended(connection):
         connection.socket.settimeout(0)

@@ -15,6 +15,7 @@
 #include <system_error>
 
 #include "platform/process/Pipe.h"
+#include "platform/process/ThisProcess.h"
 
 // posix_spawn, because QProcess passes every descriptor without close-on-exec to the child and is bound to
 // one thread.
@@ -136,6 +137,7 @@ class Run final {
       return notStarted(errno);
     }
     if (const int failure = spawn(input, output, error); failure != 0) return notStarted(failure);
+    restoreDescriptorLimit(child_);
     input_ = std::move(input.writeEnd);
     output_ = std::move(output.readEnd);
     error_ = std::move(error.readEnd);

@@ -4,10 +4,13 @@
 #include <grp.h>
 #include <pwd.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/time.h>
 #include <sys/utsname.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <exception>
@@ -19,6 +22,11 @@
 #include "platform/files/FileDescriptor.h"
 
 namespace moxtel {
+namespace {
+
+std::atomic<rlim_t> descriptorsBefore{0};  // 0: the limit was not raised
+
+}  // namespace
 
 void openStandardDescriptors() {
   for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) {
@@ -41,6 +49,23 @@ void prepareProcess() {
   openStandardDescriptors();
   ignoreBrokenPipes();
   restoreChildSignal();
+}
+
+void allowDescriptors(std::uint64_t most) {
+  rlimit limit{};
+  if (::getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
+  const rlim_t before = limit.rlim_cur;
+  limit.rlim_cur = std::min<rlim_t>(most, limit.rlim_max);
+  if (limit.rlim_cur <= before || ::setrlimit(RLIMIT_NOFILE, &limit) != 0) return;
+  descriptorsBefore = before;
+}
+
+void restoreDescriptorLimit(int child) {
+  const rlim_t before = descriptorsBefore;
+  rlimit limit{};
+  if (before == 0 || ::getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
+  limit.rlim_cur = before;
+  ::prlimit(child, RLIMIT_NOFILE, &limit, nullptr);
 }
 
 bool endsWithItsTerminal() {

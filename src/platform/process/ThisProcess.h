@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <functional>
 #include <string>
 
@@ -17,6 +18,13 @@ void prepareProcess();
 void openStandardDescriptors();
 void ignoreBrokenPipes();
 void restoreChildSignal();
+
+// Lets this process have `most` descriptors open, or as many as the system allows it. Does nothing if it may
+// have more already. Once, while there is one thread.
+void allowDescriptors(std::uint64_t most);
+// Gives a child the limit from before allowDescriptors(): a program that calls select() fails with a
+// descriptor from 1,024 on, and counts on the usual limit. Any thread.
+void restoreDescriptorLimit(int child);
 
 // Whether SIGHUP means that the user's terminal is closed: this process has a controlling terminal, and its
 // parent did not ignore the signal, as nohup(1) does. To be asked before SIGHUP is handled.

@@ -37,6 +37,9 @@ struct FileHandlers::Parts {
         pictures(cache, maker),
         movies(cache, converter, signer) {}
 
+  // A thumbnail that was sent before takes the shortest way.
+  bool answerAtOnce(const WebLibrary& library, const HttpRequest& request, Segments segments,
+                    HttpResponder& responder) const;
   // False for an address that does not exist.
   bool answer(FileTask task, Segments segments);
   bool answerPicture(FileTask task, const std::string& what, Segments rest);
@@ -59,6 +62,7 @@ FileHandlers::~FileHandlers() = default;
 
 void FileHandlers::handle(const std::shared_ptr<WebLibrary>& library, const HttpRequest& request,
                           Segments segments, std::shared_ptr<HttpResponder> responder) {
+  if (parts_->answerAtOnce(*library, request, segments, *responder)) return;
   if (!parts_->answer({library, request, responder}, segments)) responder->send(errorReply(404, "unknown"));
 }
 
@@ -69,6 +73,13 @@ std::string FileHandlers::movieJson(WebLibrary& library, OpenLibrary& open, cons
 bool FileHandlers::canDecode() const {
   const FileStamp stamp = stampOf(parts_->pictureDecoder);
   return stamp.kind != FileStamp::Kind::Missing || stamp.error != ENOENT;
+}
+
+bool FileHandlers::Parts::answerAtOnce(const WebLibrary& library, const HttpRequest& request,
+                                       Segments segments, HttpResponder& responder) const {
+  if (segments.size() != 2 || (segments[0] != "thumb" && segments[0] != "square")) return false;
+  const auto id = parseNumber(segments[1]);
+  return id && pictures.sendKnownThumbnail(library, request, *id, segments[0] == "square", responder);
 }
 
 bool FileHandlers::Parts::answer(FileTask task, Segments segments) {

@@ -69,8 +69,9 @@ bool isPlain(char c) {
 
 }  // namespace
 
-HttpReply::Cache FileTask::cache() const {
-  return request.query("v") == library->version() ? HttpReply::Cache::Immutable : HttpReply::Cache::Private;
+HttpReply::Cache cacheOf(const HttpRequest& request, const WebLibrary& library) {
+  const auto version = request.query("v");
+  return version && *version == library.version() ? HttpReply::Cache::Immutable : HttpReply::Cache::Private;
 }
 
 std::string stampText(const OpenFile& file) {

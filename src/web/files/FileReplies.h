@@ -14,6 +14,9 @@
 
 namespace moxtel {
 
+// Immutable when the address names the library's version.
+HttpReply::Cache cacheOf(const HttpRequest& request, const WebLibrary& library);
+
 // What a request for a file needs after handle() has returned.
 struct FileTask {
   std::shared_ptr<WebLibrary> library;
@@ -22,8 +25,7 @@ struct FileTask {
   std::int64_t id = 0;  // of the photo
 
   bool wants(std::string_view flag) const { return request.query(flag) == "1"; }
-  // Immutable when the address names the library's version.
-  HttpReply::Cache cache() const;
+  HttpReply::Cache cache() const { return cacheOf(request, *library); }
   void send(HttpReply reply) const { responder->send(std::move(reply)); }
   void sendUnknown() const { send(errorReply(404, "unknown")); }
   void sendBusy() const { send(errorReply(503, "busy")); }

@@ -1,6 +1,9 @@
 #include "web/files/KnownThumbnails.h"
 
+#include <fcntl.h>
+
 #include "web/WebLibrary.h"
+#include "web/files/FileReplies.h"
 
 namespace moxtel {
 namespace {
@@ -11,24 +14,26 @@ std::string keyOf(const WebLibrary& library, const std::string& version, std::in
 
 }  // namespace
 
-OpenFile KnownThumbnails::open(const WebLibrary& library, std::int64_t modelId, bool mini) const {
+std::optional<KnownThumbnails::Found> KnownThumbnails::open(const WebLibrary& library, std::int64_t modelId,
+                                                            bool mini) const {
   const auto version = library.recentVersion();
-  if (!version) return {};
+  if (!version) return std::nullopt;
   Known known;
   {
     const std::lock_guard lock(mutex_);
     const auto found = known_.find(keyOf(library, *version, modelId, mini));
-    if (found == known_.end()) return {};
+    if (found == known_.end()) return std::nullopt;
     known = found->second;
   }
-  OpenFile file = openRegularFile(known.path);
-  if (file.state != FileState::Open || stampOf(file.descriptor.get()) != known.stamp) return {};
-  return file;
+  // O_NONBLOCK: opening a FIFO does not wait for a writer.
+  FileDescriptor file(::open(known.path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK));  // NOLINT
+  if (!file || stampOf(file.get()) != known.stamp) return std::nullopt;
+  return Found{{std::move(file), 0, known.stamp.size}, std::move(known.etag)};
 }
 
 void KnownThumbnails::keep(const WebLibrary& library, const std::string& version, std::int64_t modelId,
                            bool mini, const OpenFile& file) {
-  Known known{file.path, stampOf(file.descriptor.get())};
+  Known known{file.path, stampOf(file.descriptor.get()), stampText(file)};
   const std::lock_guard lock(mutex_);
   if (known_.size() >= kMost) known_.clear();
   known_[keyOf(library, version, modelId, mini)] = std::move(known);

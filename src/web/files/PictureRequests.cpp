@@ -42,10 +42,21 @@ std::optional<Bytes> faceOf(PictureDecoder& decoder, const OpenFile& file, int d
 
 }  // namespace
 
+bool PictureRequests::sendKnownThumbnail(const WebLibrary& library, const HttpRequest& request,
+                                         std::int64_t id, bool mini, HttpResponder& responder) const {
+  auto known = thumbnails_.open(library, id, mini);
+  if (!known) return false;
+  HttpReply reply;
+  reply.type = "image/jpeg";
+  reply.etag = std::move(known->etag);
+  reply.cache = cacheOf(request, library);
+  reply.body = std::move(known->file);
+  responder.send(std::move(reply));
+  return true;
+}
+
 void PictureRequests::thumbnail(FileTask task, bool mini) {
   const auto library = task.library;
-  OpenFile known = thumbnails_.open(*library, task.id, mini);
-  if (isOpen(known)) return task.send(fileReply(std::move(known), "image/jpeg", task.cache()));
   const auto answer = [this, task, mini](OpenLibrary& open) {
     PhotoFiles files(open);
     if (!files.isShown(task.id)) return task.sendUnknown();

@@ -29,6 +29,10 @@ class PictureRequests final {
   PictureRequests(FileCache& cache, PictureMaker& maker) : cache_(cache), maker_(maker) {}
 
   void thumbnail(FileTask task, bool mini);
+  // Sends a thumbnail that was sent before, on this thread and without a look at the databases. False if that
+  // is not possible.
+  bool sendKnownThumbnail(const WebLibrary& library, const HttpRequest& request, std::int64_t id, bool mini,
+                          HttpResponder& responder) const;
   void face(FileTask task, std::int64_t index);
   // At most side by side pixels, upright; a file of the library may be half as large again.
   void preview(FileTask task, std::uint32_t side);

@@ -19,7 +19,9 @@ std::uint64_t acknowledgedBytes(int socket) {
   return ::getsockopt(socket, IPPROTO_TCP, TCP_INFO, &info, &size) == 0 ? info.tcpi_bytes_acked : 0;
 }
 
-bool isIdle(const HttpConnections::Connection& connection) { return !connection.request && !connection.pace; }
+bool isIdle(const HttpConnections::Connection& connection) {
+  return !connection.request && !connection.isReplying;
+}
 
 }  // namespace
 
@@ -27,7 +29,7 @@ HttpConnections::Connection* HttpConnections::add(int socket, IPv4Address peer, 
   const std::lock_guard lock(mutex_);
   handedOver_.erase(socket);
   connections_.push_back(
-      {socket, peer, local, std::chrono::steady_clock::now(), nullptr, std::nullopt, 0, false, {}});
+      {socket, peer, local, std::chrono::steady_clock::now(), nullptr, false, std::nullopt, 0, false, {}});
   return &connections_.back();
 }
 
@@ -57,14 +59,14 @@ bool HttpConnections::beginRequest(Connection& connection, std::shared_ptr<Pendi
 void HttpConnections::beginReply(Connection& connection) {
   const std::lock_guard lock(mutex_);
   connection.request = nullptr;
-  connection.acknowledged = acknowledgedBytes(connection.socket);
-  connection.pace.emplace(limits_.pace, std::chrono::steady_clock::now());
+  connection.isReplying = true;
 }
 
 void HttpConnections::endRequest(Connection& connection) {
   const std::lock_guard lock(mutex_);
   connection.since = std::chrono::steady_clock::now();
   connection.request = nullptr;
+  connection.isReplying = false;
   connection.pace.reset();
 }
 
@@ -96,8 +98,17 @@ bool HttpConnections::endLongestIdle(std::optional<IPv4Address> peer) {
 }
 
 bool HttpConnections::isOverdue(Connection& connection, Moment now) const {
-  if (!connection.pace) return !connection.request && now > connection.since + limits_.betweenRequests;
-  return connection.pace->isTooSlow(now, acknowledgedBytes(connection.socket) - connection.acknowledged);
+  if (connection.isReplying) return isTooSlow(connection, now);
+  return !connection.request && now > connection.since + limits_.betweenRequests;
+}
+
+bool HttpConnections::isTooSlow(Connection& connection, Moment now) const {
+  const std::uint64_t acknowledged = acknowledgedBytes(connection.socket);
+  if (!connection.pace) {
+    connection.acknowledged = acknowledged;
+    connection.pace.emplace(limits_.pace, now);
+  }
+  return connection.pace->isTooSlow(now, acknowledged - connection.acknowledged);
 }
 
 void HttpConnections::checkRequest(const Connection& connection, Moment now,

@@ -51,8 +51,9 @@ class HttpConnections final {
     const IPv4Address local;
     Moment since;                             // the beginning of the present state
     std::shared_ptr<PendingRequest> request;  // while a reply is waited for
-    std::optional<ReplyPace> pace;            // while a reply is sent
-    std::uint64_t acknowledged = 0;           // at the beginning of the reply
+    bool isReplying = false;                  // a reply is sent
+    std::optional<ReplyPace> pace;            // of the reply, from the first tick on: most take less time
+    std::uint64_t acknowledged = 0;           // at that tick
     bool isEnding = false;                    // shut down to make room
     std::string target;                       // of the request in progress; libmicrohttpd's thread
   };
@@ -82,6 +83,7 @@ class HttpConnections final {
   bool endLongestIdle(std::optional<IPv4Address> peer);
   std::size_t countOf(IPv4Address peer) const;
   bool isOverdue(Connection& connection, Moment now) const;
+  bool isTooSlow(Connection& connection, Moment now) const;
   void checkRequest(const Connection& connection, Moment now,
                     std::vector<std::shared_ptr<PendingRequest>>& gone,
                     std::vector<std::shared_ptr<PendingRequest>>& late) const;

@@ -1,6 +1,7 @@
 #include "web/http/HttpExchange.h"
 
 #include <microhttpd.h>
+#include <unistd.h>
 #include <zlib.h>
 
 #include <algorithm>
@@ -15,6 +16,9 @@ namespace {
 constexpr std::size_t kSmallestCompressed = 1024;  // bytes
 constexpr std::size_t kBlock = 65536;              // bytes that a body produces at once
 constexpr int kGzipWindow = 15 + 16;               // zlib's largest window, with the header of gzip
+// A file up to this size is sent together with the header: one packet less and, for the client, one wake-up
+// less than with sendfile.
+constexpr std::uint64_t kLargestCopiedFile = 65536;  // bytes
 
 // Empty if there is no memory for it.
 std::string gzipped(const std::string& text) {
@@ -65,7 +69,17 @@ MHD_Response* textResponse(std::string text, std::uint64_t first, std::uint64_t 
   return response;
 }
 
+// Null if the file cannot be read to the end, for example because it became shorter.
+MHD_Response* copiedFileResponse(const FileBody& file, std::uint64_t first, std::uint64_t size) {
+  std::string text(static_cast<std::size_t>(size), '\0');
+  const ssize_t count =
+      ::pread(file.file.get(), text.data(), text.size(), static_cast<off_t>(file.offset + first));
+  if (count < 0 || static_cast<std::uint64_t>(count) != size) return nullptr;
+  return textResponse(std::move(text), 0, size);
+}
+
 MHD_Response* fileResponse(FileBody file, std::uint64_t first, std::uint64_t size) {
+  if (size <= kLargestCopiedFile) return copiedFileResponse(file, first, size);
   MHD_Response* const response =
       MHD_create_response_from_fd_at_offset64(size, file.file.get(), file.offset + first);
   if (response) static_cast<void>(file.file.release());
@@ -122,6 +136,8 @@ PreparedReply prepareReply(const HttpRequest& request, HttpReply reply) {
     // Fails for a value with a line end, which a name in a library may have.
     MHD_add_response_header(prepared.response, name.c_str(), value.c_str());
   }
+  for (const ConstantField& field : securityFields())
+    MHD_add_response_header(prepared.response, field.name, field.value);
   return prepared;
 }
 

@@ -48,13 +48,13 @@ bool offersRanges(const HttpReply& reply) {
   return !isText(reply) && (!body || !*body || (*body)->offersRanges());
 }
 
-void addSecurityFields(ReplyPlan& plan) {
-  plan.fields.emplace_back("Content-Security-Policy", kContentPolicy);
-  plan.fields.emplace_back("X-Content-Type-Options", "nosniff");
-  plan.fields.emplace_back("Referrer-Policy", "no-referrer");
-  plan.fields.emplace_back("X-Frame-Options", "DENY");
-  plan.fields.emplace_back("Cross-Origin-Resource-Policy", "same-origin");
-}
+constexpr ConstantField kSecurityFields[] = {
+    {"Content-Security-Policy", kContentPolicy},
+    {"X-Content-Type-Options", "nosniff"},
+    {"Referrer-Policy", "no-referrer"},
+    {"X-Frame-Options", "DENY"},
+    {"Cross-Origin-Resource-Policy", "same-origin"},
+};
 
 // Visible ASCII that may be inside a quoted string.
 char plainCharacter(char c) {
@@ -91,6 +91,8 @@ bool isAcceptedGzip(std::string_view element) {
 }
 
 }  // namespace
+
+std::span<const ConstantField> securityFields() { return kSecurityFields; }
 
 std::string attachmentNamed(std::string_view name) {
   constexpr std::string_view kHex = "0123456789ABCDEF";
@@ -143,7 +145,6 @@ ReplyPlan planReply(const HttpRequest& request, const HttpReply& reply,
     plan.fields.emplace_back("Content-Disposition", attachmentNamed(reply.downloadName));
   if (isText(reply)) plan.fields.emplace_back("Vary", "Accept-Encoding");
   plan.fields.emplace_back("Cache-Control", cacheControl(reply.cache));
-  addSecurityFields(plan);
   return plan;
 }
 

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -26,6 +27,13 @@ struct ReplyPlan {
 // but not for texts that may be compressed.
 ReplyPlan planReply(const HttpRequest& request, const HttpReply& reply,
                     std::optional<std::uint64_t> bodySize);
+
+struct ConstantField {
+  const char* name;
+  const char* value;
+};
+// What every reply has besides.
+std::span<const ConstantField> securityFields();
 
 // Whether an Accept-Encoding field allows gzip.
 bool acceptsGzip(std::string_view field);

@@ -24,6 +24,7 @@ bool isControl(char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7
 
 std::optional<std::string> decoded(std::string_view text, Plus plus) {
   std::string result;
+  result.reserve(text.size());
   for (std::size_t i = 0; i < text.size(); ++i) {
     char c = text[i];
     if (c == '+' && plus == Plus::IsBlank) c = ' ';
@@ -43,6 +44,7 @@ std::optional<std::string> decoded(std::string_view text, Plus plus) {
 
 std::vector<std::string_view> split(std::string_view text, char separator) {
   std::vector<std::string_view> parts;
+  parts.reserve(static_cast<std::size_t>(std::ranges::count(text, separator)) + 1);
   for (;;) {
     const auto end = text.find(separator);
     parts.push_back(text.substr(0, end));
@@ -57,6 +59,8 @@ bool addSegments(std::string_view path, RequestTarget& target) {
   std::vector<std::string_view> parts = split(path.substr(1), '/');
   if (parts.size() > kMostParts) return false;
   if (parts.back().empty()) parts.pop_back();
+  target.path.reserve(path.size() + 1);
+  target.segments.reserve(parts.size());
   for (const std::string_view part : parts) {
     auto segment = decoded(part, Plus::IsPlus);
     if (!segment || segment->empty() || isDots(*segment)) return false;

@@ -167,6 +167,10 @@ class Handler final : public HttpHandler {
       OpenFile opened = openRegularFile(file);
       reply.body = FileBody{std::move(opened.descriptor), 100, opened.size - 100};
     }
+    if (name == "shorter") {
+      OpenFile opened = openRegularFile(file);
+      reply.body = FileBody{std::move(opened.descriptor), opened.size - 100, 200};
+    }
     if (name == "body") reply.body = std::make_shared<PatternBody>(1'000'000, true);
     if (name == "chunks") reply.body = std::make_shared<PatternBody>(200'000, false);
     if (name == "broken") reply.body = std::make_shared<PatternBody>(1'000'000, true, 300'000);
@@ -398,6 +402,13 @@ TEST_F(HttpServerTest, closesAConnectionWhoseHeaderDoesNotEnd) {
   start(limits);
   Client client(port());
   client.send("GET /now HTTP/1.1\r\nHost: loc");
+  EXPECT_EQ(client.rest(), "");
+}
+
+TEST_F(HttpServerTest, endsTheConnectionWhenAFileIsShorterThanAnnounced) {
+  start();
+  Client client(port());
+  client.get("/shorter");
   EXPECT_EQ(client.rest(), "");
 }
 
