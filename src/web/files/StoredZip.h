@@ -61,6 +61,7 @@ class StoredZip final : public HttpBody {
 
   bool prepareNext();
   bool openEntry();
+  void readAhead();
   std::optional<std::size_t> readData(std::span<char> buffer);
 
   const std::vector<ZipEntry> entries_;
@@ -76,6 +77,7 @@ class StoredZip final : public HttpBody {
   std::size_t textSent_ = 0;
   OpenFile file_;
   std::uint64_t fileSent_ = 0;
+  std::uint64_t readAhead_ = 0;  // of the file: up to here the disk was asked to read
 };
 
 // The size of an archive of these files.
