@@ -81,6 +81,7 @@ void LibraryRoutes::handleStart(const HttpRequest& request, std::shared_ptr<Http
 
 void LibraryRoutes::handleLibrary(const HttpRequest& request, std::shared_ptr<HttpResponder> responder) {
   if (isPageAddress(request.segments)) return page_.handle(request, std::move(responder));
+  if (request.segments.size() < 2) return responder->send(errorReply(404, "unknown"));
   // Without a copy of the request.
   if (const auto library = libraries_.openLibrary(request.segments[1]))
     return handleData(library, request, responder);

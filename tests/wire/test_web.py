@@ -278,6 +278,11 @@ class Files(WebTest):
             self.assertIsNone(reply["Strict-Transport-Security"])
             self.assertIsNone(reply["Access-Control-Allow-Origin"])
 
+    def test_addresses_without_a_library_are_unknown(self):
+        for target in ("/l", "/l/", "/l?x=1"):
+            self.assertEqual(self.ask(target).status, 404, target)
+        self.assertEqual(self.ask("/login").status, 200)
+
     def test_the_page_obeys_its_policy(self):
         for target in ("/login", "/check"):
             page = self.ask(target).body.decode()
