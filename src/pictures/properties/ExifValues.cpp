@@ -51,18 +51,26 @@ bool isWhole(const Exiv2::Value& value) {
   }
 }
 
+std::int64_t wholeAt(const Exiv2::Value& value, long index) {
+#if EXIV2_TEST_VERSION(0, 28, 0)
+  return value.toInt64(static_cast<std::size_t>(index));
+#else
+  return value.toLong(index);
+#endif
+}
+
 }  // namespace
 
 double realAt(const Exiv2::Value& value, long index) {
   if (isRational(value)) return quotientAt(value, index);
-  if (isWhole(value)) return static_cast<double>(value.toLong(index));
+  if (isWhole(value)) return static_cast<double>(wholeAt(value, index));
   if (value.typeId() == Exiv2::tiffFloat) return exactAt<float>(value, index);
   if (value.typeId() == Exiv2::tiffDouble) return exactAt<double>(value, index);
   return std::nan("");
 }
 
 Value integerAt(const Exiv2::Value& value, long index) {
-  if (isWhole(value)) return static_cast<std::int64_t>(value.toLong(index));
+  if (isWhole(value)) return wholeAt(value, index);
   const double real = realAt(value, index);
   return std::abs(real) < 9e15 ? Value(static_cast<std::int64_t>(real)) : Value();
 }
@@ -98,7 +106,7 @@ namespace {
 
 Value integers(const Exiv2::Value& value) {
   Array all;
-  for (long i = 0; i < value.count(); ++i) {
+  for (long i = 0; i < static_cast<long>(value.count()); ++i) {
     Value one = integerAt(value, i);
     if (one.isNil()) return {};
     all.append(std::move(one));
@@ -113,7 +121,7 @@ Value real(const Exiv2::Value& value) {
 
 Value reals(const Exiv2::Value& value) {
   Array all;
-  for (long i = 0; i < value.count(); ++i) {
+  for (long i = 0; i < static_cast<long>(value.count()); ++i) {
     const double number = realAt(value, i);
     if (std::isinf(number)) return {};
     all.append(std::isnan(number) ? 0.0 : number);  // 0/0 means "unknown"; the list keeps its length
@@ -163,7 +171,7 @@ Value comment(const Exiv2::Value& value) {
 
 // An element that is missing, or unknown (0/0), counts as 0.
 double partAt(const Exiv2::Value& value, long index) {
-  if (index >= value.count()) return 0;
+  if (index >= static_cast<long>(value.count())) return 0;
   const double number = realAt(value, index);
   return std::isnan(number) ? 0 : number;
 }
