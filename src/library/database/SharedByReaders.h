@@ -39,6 +39,7 @@ class SharedByReaders final {
       if (isEnding()) return nullptr;
     }
     const Making making(*this, lock, key);
+    found.reset();  // what does not fit may be large
     return making.finish(make());
   }
 
