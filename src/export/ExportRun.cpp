@@ -59,6 +59,12 @@ std::string whyNothingFound(const std::string& folder) {
   if (!std::filesystem::is_directory(folder, error)) return "there is no folder '" + folder + "'";
   std::filesystem::directory_iterator(folder, error);
   if (error) return "'" + folder + "' cannot be read: " + error.message();
+  // Named for what it is, without the period: the failure gets one where it is shown.
+  if (kindOfLibrary(folder) == LibraryKind::OlderAperture) {
+    std::string why = whyUnreadable(folder);
+    if (why.ends_with('.')) why.pop_back();
+    return "no photo library in '" + folder + "': " + why;
+  }
   return "no photo library in '" + folder + "' or the folders below it";
 }
 

@@ -74,7 +74,7 @@ LibraryCatalog::Item LibraryCatalog::look(const std::string& path) {
   LibraryCard card;
   card.name = nameOfLibraryFolder(path);
   card.state = shownState(library.state());
-  card.kind = shownKind(library.kind(), path);
+  card.kind = shownKind(library);
   card.id = libraryIdOf(path);
   if (card.state == WebLibrary::State::Away) {
     if (known == known_.end()) return {card, path};

@@ -56,6 +56,13 @@ class Features(unittest.TestCase):
         self.assertIn("or the folders below it", self.report(self.folder / "empty", self.target, expected=3)["failure"])
         self.assertEqual(state_of(library), before)
 
+    def test_the_message_about_an_older_library_ends_with_one_period(self):
+        aperture = self.folder / "Old.aplibrary"
+        (aperture / "Aperture.aplib").mkdir(parents=True)
+        (aperture / "Aperture.aplib/Library.apdb").write_bytes(b"x")
+        done = run(aperture, self.target, expected=3)
+        self.assertTrue(done.stderr.endswith("Open it once with Aperture 3, which converts it.\n"), done.stderr)
+
     def test_the_trash_of_every_kind(self):
         for kind in ("iphoto", "photos4", "photos5", "photos11"):
             with self.subTest(kind):

@@ -2,6 +2,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <fstream>
 #include <optional>
 
 #include "library/ContainerTree.h"
@@ -288,6 +290,16 @@ TEST_F(DatabaseProblemsTest, listsNoFacesOfALibraryOfPhotos1) {
   served.loop.advance(std::chrono::seconds(6));
   served.databases.beginCommand();
   EXPECT_FALSE(served.databases.run(DatabaseFile::Faces, "SELECT uuid FROM RKFaceName", {}).step());
+}
+
+// The advice to start iPhoto would be the first thing that a user reads.
+TEST(OlderAperture, getsNoAdviceForIPhoto) {
+  const TemporaryFolder folder;
+  std::filesystem::create_directory(folder.path() / "Aperture.aplib");
+  std::ofstream(folder.path() / "Aperture.aplib" / "Library.apdb") << "x";
+  const ServedLibrary served(folder.path().string());
+  EXPECT_TRUE(served.messages.lines.empty());
+  EXPECT_TRUE(served.library.runStandalone());
 }
 
 TEST_F(DatabaseProblemsTest, namesMissingTablesAndColumnsOnce) {

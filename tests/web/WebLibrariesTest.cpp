@@ -10,6 +10,7 @@
 #include "library/database/LibraryDatabases.h"
 #include "platform/loop/CoreLoop.h"
 #include "tests/fakes/RecordingMessages.h"
+#include "tests/library/ServedLibrary.h"
 #include "tests/web/PageFixture.h"
 #include "web/LibraryCatalog.h"
 #include "web/LibraryReader.h"
@@ -100,6 +101,25 @@ TEST_F(WebLibrariesTest, findsTheLibrariesOfADisk) {
   EXPECT_EQ(ids.size(), 3U);
   EXPECT_EQ(page.libraries().nameOf("unknown0"), "");
   EXPECT_EQ(page.fetch("/").type, "text/html");
+}
+
+// It has iPhoto's file names.
+TEST_F(WebLibrariesTest, namesThePhotosLibraryThatIsNotServed) {
+  const std::string path = make("One");
+  {
+    OtherProcess photos(path + "/Database/apdb/Library.apdb");
+    ASSERT_EQ(photos.execute("ALTER TABLE RKVersion RENAME COLUMN projectUuid TO momentUuid"), 0);
+  }
+  Page page(path);
+  Json library;
+  ASSERT_TRUE(becomes([&] {
+    const Json libraries = page.json("/api/1/libraries")["libraries"];
+    if (!libraries.empty()) library = libraries[0];
+    return !library.empty() && library["kind"] != "";
+  }));
+  EXPECT_EQ(library["kind"], "Photos");
+  EXPECT_EQ(library["state"], "unreadable");
+  EXPECT_EQ(page.json(page.root() + "api/1/library")["kind"], "Photos");
 }
 
 TEST_F(WebLibrariesTest, distinguishesACopyOfALibrary) {
@@ -299,6 +319,20 @@ class SearchTest : public WebLibrariesTest {
   static std::size_t count(Page& page, const std::string& words) { return found(page, words).size(); }
   const std::string cache_ = (folder_.path() / "cache").string();
 };
+
+TEST_F(SearchTest, findsNoPhotosOfSharedAlbums) {
+  Page page(makeSampleLibrary(folder_.path() / "P", LibraryKind::Photos5, 100), "", cache_);
+  ASSERT_TRUE(isReady(page));
+  const Json albums = page.api("albums")["albums"];
+  for (const Json& album : albums) {
+    if (album["name"] != "Shared with the family") continue;
+    for (const std::int64_t photo : page.photosOf(album["list"])) {
+      const auto named = found(page, page.api("photo/" + std::to_string(photo))["file"]);
+      EXPECT_EQ(std::count(named.begin(), named.end(), photo), 0) << photo;
+    }
+  }
+  EXPECT_GT(count(page, "jpg"), 0U);
+}
 
 TEST_F(SearchTest, findsPhotosByWhatIsSaidOfThem) {
   Page page(make("A", 400), "", cache_);

@@ -104,6 +104,7 @@ struct OpenLibrary::Roles {
   bool hasAlbumData = false;
   std::int64_t day = dayNumber(clock.now());
   std::optional<State> state;
+  bool isOfPhotos1 = false;  // as far as state says
 };
 
 OpenLibrary::OpenLibrary(EventLoop& loop, Messages& messages, const std::string& path,
@@ -156,18 +157,24 @@ OpenLibrary::State OpenLibrary::state() {
 OpenLibrary::State OpenLibrary::findState() {
   LibraryDatabases& databases = roles_->databases;
   databases.beginCommand();
+  roles_->isOfPhotos1 = false;
   if (roles_->changes.isMissing()) return State::Away;
   if (!databases.layout().isServed()) return State::Unreadable;
   const bool isReadable = databases.runUnlogged(DatabaseFile::Library, kAnyPhoto, {}).prepared();
   databases.releaseLocks();
   using Kind = DatabaseProblem::Kind;
   const Kind problem = databases.problemOf(DatabaseFile::Library).kind;
+  roles_->isOfPhotos1 = problem == Kind::NotServed;
   if (!isReadable || problem == Kind::NotServed || problem == Kind::WithoutTables) return State::Unreadable;
   return State::Ready;
 }
 
 const std::string& OpenLibrary::path() const { return roles_->path; }
 LibraryKind OpenLibrary::kind() const { return roles_->databases.layout().kind; }
+bool OpenLibrary::isOfPhotos1() {
+  (void)state();
+  return roles_->isOfPhotos1;
+}
 std::string OpenLibrary::kindName() const {
   return nameOfLibrary(kind(), roles_->databases.applicationVersion());
 }

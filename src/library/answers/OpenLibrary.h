@@ -101,6 +101,8 @@ class OpenLibrary final {
 
   const std::string& path() const;
   LibraryKind kind() const;
+  // Whether Photos 1 keeps it, which has iPhoto's file names. Asks for state().
+  bool isOfPhotos1();
   // "Photos 5 library"; empty for iPhoto, Aperture and for no library.
   std::string kindName() const;
 

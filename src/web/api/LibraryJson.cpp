@@ -67,7 +67,7 @@ std::string kindText(const LibraryContainer& container, bool hasProjects) {
   return hasProjects ? "project" : "event";
 }
 
-bool hasProjects(const OpenLibrary& open) { return shownKind(open.kind(), open.path()) == "Aperture"; }
+bool hasProjects(OpenLibrary& open) { return shownKind(open) == "Aperture"; }
 
 Json dayJson(const std::optional<std::int64_t>& date) { return date ? Json(dayOf(*date)) : Json(); }
 
@@ -138,8 +138,8 @@ std::string nameOfLibraryFolder(const std::string& path) {
   return isKnown ? name.stem().string() : name.string();
 }
 
-std::string shownKind(LibraryKind kind, const std::string& path) {
-  switch (kind) {
+std::string shownKind(OpenLibrary& open) {
+  switch (open.kind()) {
     case LibraryKind::None:
       return {};
     case LibraryKind::Photos4:
@@ -152,6 +152,8 @@ std::string shownKind(LibraryKind kind, const std::string& path) {
     case LibraryKind::IPhoto:
       break;
   }
+  if (open.isOfPhotos1()) return "Photos";
+  const std::string& path = open.path();
   // Aperture puts these files into its libraries.
   const bool isAperture = stampOf(path + "/ApertureData.xml").kind != FileStamp::Kind::Missing ||
                           stampOf(path + "/Aperture.aplib").kind != FileStamp::Kind::Missing;
@@ -163,7 +165,7 @@ std::string libraryJson(OpenWebLibrary& library, OpenLibrary& open, bool canDeco
   const auto order =
       open.state() == OpenLibrary::State::Ready ? library.orderOf(open) : std::shared_ptr<const DateOrder>();
   const bool isAway = open.state() == OpenLibrary::State::Away;
-  json["kind"] = shownKind(open.kind(), open.path());
+  json["kind"] = shownKind(open);
   json["state"] = order ? "ready" : isAway ? "away" : "unreadable";
   json["version"] = versionText(open.version());
   if (!order) return textOf(json);

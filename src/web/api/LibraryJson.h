@@ -20,6 +20,6 @@ std::string suggestionsJson(OpenWebLibrary& library, OpenLibrary& open, const st
 // "Family" for /disk/Family.photolibrary.
 std::string nameOfLibraryFolder(const std::string& path);
 // "iPhoto", "Aperture" or "Photos"; empty for none.
-std::string shownKind(LibraryKind kind, const std::string& path);
+std::string shownKind(OpenLibrary& open);
 
 }  // namespace moxtel
