@@ -87,8 +87,11 @@ void ServerCheck::checkLibrary() {
     return;
   }
   const std::string kind = library.kindName();
+  const auto photos = std::count_if(columns->flags.begin(), columns->flags.end(), [](std::uint16_t flags) {
+    return (flags & PhotoColumns::kOnlyInAlbums) == 0;
+  });
   good(format("Library: '%@', %@, %lu photos", *path, kind.empty() ? "iPhoto or Aperture library" : kind,
-              columns->size()));
+              static_cast<std::size_t>(photos)));
   checkPictures(library);
 }
 

@@ -90,10 +90,11 @@ class Export(unittest.TestCase):
                 before = state_of(library)
                 report = self.report(library, self.folder / f"to-{kind}")
                 self.assertEqual(state_of(library), before)
-                # Photos leaves out what is in the trash or shared.
+                # Photos leaves out what is in the trash.
                 self.assertGreaterEqual(report["counts"]["photos"], 36)
                 self.assertEqual(report["counts"]["copied"], report["counts"]["files"])
                 self.assertNotIn("unreadable", [each["finding"] for each in report["findings"]])
+                self.check_shared_album(library, kind, self.folder / f"to-{kind}/Albums/Shared with the family.m3u8")
                 files = [path for path in (self.folder / f"to-{kind}" / "Events").rglob("*") if path.is_file()]
                 pictures = [path for path in files if path.suffix != ".xmp"]
                 self.assertGreaterEqual(len(pictures), 36)
@@ -101,6 +102,21 @@ class Export(unittest.TestCase):
                              for path in library.rglob("*") if path.is_file()}
                 for path in pictures:
                     self.assertIn(hashlib.sha256(path.read_bytes()).hexdigest(), originals)
+
+    def check_shared_album(self, library, kind, album):
+        mark = {"photos5": "ZGENERICASSET WHERE ZCLOUDBATCHPUBLISHDATE IS NOT NULL",
+                "photos11": "ZASSET WHERE ZBUNDLESCOPE != 0"}.get(kind)
+        if not mark:
+            return self.assertFalse(album.exists())
+        connection = sqlite3.connect(f"file:{library}/database/Photos.sqlite?immutable=1", uri=True)
+        names = [f"{row[0]}.{row[1]}" for row in connection.execute(
+            f"SELECT ZUUID, substr(ZFILENAME, instr(ZFILENAME, '.') + 1) FROM {mark} AND ZTRASHEDSTATE = 0")]
+        connection.close()
+        self.assertGreater(len(names), 0)
+        files = [line for line in album.read_text().splitlines() if not line.startswith("#")]
+        self.assertEqual(sorted(hashlib.sha256((album.parent / line).read_bytes()).hexdigest() for line in files),
+                         sorted(hashlib.sha256((library / "originals" / name[0] / name).read_bytes()).hexdigest()
+                                for name in names))
 
     def test_checksums_are_those_of_the_files(self):
         run(self.library(), self.target)
@@ -384,7 +400,7 @@ class Export(unittest.TestCase):
                             if photo["facts"].get("title"):
                                 self.assertIn("<dc:title>", sidecar)
                 self.assertGreater(pairs, 0)
-                # Frames of a burst and shared photos are left out.
+                # Frames of a burst are left out.
                 self.assertIn(len(list(target.rglob("*.mov"))), range(min(live, 1), live + 1))
                 shutil.rmtree(library)
 

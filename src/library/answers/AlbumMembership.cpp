@@ -115,21 +115,23 @@ std::optional<Ids> AlbumMembership::membersOf(const PhotoList& list, HiddenMembe
       photos = membersOfKeyword(list.modelId);
       break;
   }
-  if (photos) keepListed(*photos, hidden);
+  std::uint16_t leftOut = list.kind == PhotoList::Kind::Album ? 0 : PhotoColumns::kOnlyInAlbums;
+  if (hidden == HiddenMembers::LeftOut) leftOut |= PhotoColumns::kHidden;
+  if (photos) keepListed(*photos, leftOut);
   const bool hasOwnOrder = list.kind == PhotoList::Kind::Album || list.kind == PhotoList::Kind::Event;
   if (photos && !hasOwnOrder) sortByDate(*photos);
   return photos;
 }
 
-// Each photo that is listed, once.
-void AlbumMembership::keepListed(Ids& photos, HiddenMembers hidden) {
+// Each photo that is listed, once, but for those with one of some flags.
+void AlbumMembership::keepListed(Ids& photos, std::uint16_t leftOut) {
   const auto all = columns();
   std::vector<bool> seen(all->size());
   std::erase_if(photos, [&](std::int64_t id) {
     const auto place = all->find(id);
     if (!place || seen[*place]) return true;
     seen[*place] = true;
-    return hidden == HiddenMembers::LeftOut && all->has(*place, PhotoColumns::kHidden);
+    return all->has(*place, leftOut);
   });
 }
 

@@ -54,7 +54,7 @@ class AlbumMembership final {
   std::vector<std::int64_t> membersOfSmartAlbum(const Value& uuid);
   std::vector<std::int64_t> photosOfEvent(std::int64_t modelId);
   const std::vector<std::int64_t>& sortedMembersOfSmart(const LibraryContainer& album);
-  void keepListed(std::vector<std::int64_t>& photos, HiddenMembers hidden);
+  void keepListed(std::vector<std::int64_t>& photos, std::uint16_t leftOut);
 
   LibraryDatabases& databases_;
   SmartAlbums& smartAlbums_;

@@ -28,6 +28,8 @@ inline std::optional<double> realOf(const Query& row, int column) {
   return value.doubleValue();
 }
 
+inline bool isNull(const Query& row, int column) { return row.realNumberColumn(column).isNil(); }
+
 // -1 rejected, 0 none, 1 to 5.
 inline std::int32_t ratingOf(const Query& row, int column) {
   return std::clamp(row.integerColumn(column), -1, 5);

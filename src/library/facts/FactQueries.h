@@ -11,8 +11,9 @@ inline constexpr SqlText kVersions =
     "SELECT modelId,uuid,masterUuid,masterId,versionNumber,name,fileName,imageDate,imageTimeZoneName,"
     "mainRating,isHidden,isFlagged,colorLabelIndex,masterWidth,masterHeight,processedWidth,processedHeight,"
     "rotation,hasEnabledAdjustments,isInTrash,exifLatitude,exifLongitude,videoPosterFramePoint,projectUuid "
-    "FROM RKVersion WHERE modelId >= %lld AND modelId <= %lld AND +versionNumber != 0 AND +showInLibrary = 1 "
-    "ORDER BY modelId";
+    "FROM RKVersion WHERE modelId >= %lld AND modelId <= %lld AND +versionNumber IS NOT 0 AND +showInLibrary "
+    "= "
+    "1 ORDER BY modelId";
 inline constexpr SqlText kKeywords =
     "SELECT versionId,keywordId FROM RKKeywordForVersion WHERE versionId >= %lld AND versionId <= %lld";
 inline constexpr SqlText kPlaces =

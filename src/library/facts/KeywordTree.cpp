@@ -105,7 +105,9 @@ void KeywordTree::count(LibraryDatabases& databases, const PhotoColumns& photos)
   while (query.step()) {
     const auto keyword = byId_.find(query.integer64Column(1));
     const auto photo = photos.find(query.integer64Column(0));
-    if (keyword == byId_.end() || !photo || !photos.isShown(*photo)) continue;
+    if (keyword == byId_.end() || !photo || !photos.isShown(*photo) ||
+        photos.has(*photo, PhotoColumns::kOnlyInAlbums))
+      continue;
     photosOf[keyword->second].push_back(static_cast<std::uint32_t>(*photo));
   }
   // From the last one on, so that a keyword has those of its children before it gives them to its parent.

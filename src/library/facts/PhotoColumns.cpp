@@ -23,8 +23,8 @@ namespace {
 constexpr SqlText kPhotos =
     "SELECT modelId,masterId,imageDate,imageTimeZoneName,rotation,masterWidth,masterHeight,processedWidth,"
     "processedHeight,hasEnabledAdjustments,isFlagged,isHidden,mainRating,colorLabelIndex,"
-    "videoPosterFramePoint,fileName,projectUuid FROM RKVersion WHERE +showInLibrary = 1 AND +isInTrash = 0 "
-    "AND +versionNumber != 0 ORDER BY modelId";
+    "videoPosterFramePoint,fileName,projectUuid,versionNumber FROM RKVersion WHERE +showInLibrary = 1 AND "
+    "+isInTrash = 0 AND +versionNumber IS NOT 0 ORDER BY modelId";
 enum Column {
   kModelId,
   kMasterId,
@@ -42,7 +42,8 @@ enum Column {
   kLabel,
   kPoster,
   kFileName,
-  kProject
+  kProject,
+  kVersionNumber
 };
 // These are rare, and found along an index.
 constexpr SqlText kMastersInTrash = "SELECT modelId FROM RKMaster WHERE isInTrash = 1";
@@ -147,7 +148,8 @@ class Scan final {
   void take(const Query& row) {
     const std::int64_t master = row.integer64Column(kMasterId);
     if (contains(mastersInTrash_, master)) return;
-    const std::size_t event = eventOf(row);
+    const bool isOnlyInAlbums = isNull(row, kVersionNumber);
+    const std::size_t event = isOnlyInAlbums ? kNone : eventOf(row);
     if (event == kTrashed) return;
     const bool isAdjusted = row.integerColumn(kAdjusted) != 0;
     const PictureShape shape = shapeOf(
@@ -160,7 +162,9 @@ class Scan final {
     columns_.width.push_back(static_cast<std::uint32_t>(shape.width));
     columns_.height.push_back(static_cast<std::uint32_t>(shape.height));
     columns_.event.push_back(event == kNone ? PhotoColumns::kNoEvent : static_cast<std::uint32_t>(event));
-    columns_.flags.push_back(flagsOf(row, master, shape, isAdjusted));
+    std::uint16_t flags = flagsOf(row, master, shape, isAdjusted);
+    if (isOnlyInAlbums) flags |= PhotoColumns::kOnlyInAlbums;
+    columns_.flags.push_back(flags);
     columns_.rating.push_back(static_cast<std::int8_t>(ratingOf(row, kRating)));
     columns_.colorLabel.push_back(static_cast<std::int8_t>(colorLabelOf(row, kLabel)));
   }

@@ -13,7 +13,7 @@ namespace moxtel {
 class LibraryDatabases;
 
 // All columns have one entry for each photo, by ascending model id. Photos in the trash are left out; hidden
-// ones are included and marked.
+// ones, and those that are in albums only, are included and marked.
 struct PhotoColumns {
   static constexpr std::int64_t kNoDate = std::numeric_limits<std::int64_t>::min();
   static constexpr std::uint32_t kNoEvent = std::numeric_limits<std::uint32_t>::max();
@@ -26,7 +26,8 @@ struct PhotoColumns {
   static constexpr std::uint16_t kLive = 16;
   static constexpr std::uint16_t kReferenced = 32;  // the original is not in the library
   static constexpr std::uint16_t kHidden = 64;
-  static constexpr int kRotationShift = 14;  // from this bit on: quarter turns clockwise, 0 to 3
+  static constexpr std::uint16_t kOnlyInAlbums = 128;  // shared by somebody: in no other list, in no event
+  static constexpr int kRotationShift = 14;            // from this bit on: quarter turns clockwise, 0 to 3
 
   std::vector<std::int64_t> modelId;
   std::vector<std::int64_t> masterId;
@@ -44,7 +45,7 @@ struct PhotoColumns {
   // Degrees.
   int rotation(std::size_t index) const { return (flags[index] >> kRotationShift) * 90; }
   bool has(std::size_t index, std::uint16_t flag) const { return (flags[index] & flag) != 0; }
-  // Whether lists show it without being asked for hidden or rejected photos.
+  // Whether lists that it belongs to show it without being asked for hidden or rejected photos.
   bool isShown(std::size_t index) const { return !has(index, kHidden) && rating[index] >= 0; }
   // The entry of a photo.
   std::optional<std::size_t> find(std::int64_t id) const;

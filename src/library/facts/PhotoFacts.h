@@ -83,6 +83,7 @@ struct PhotoFacts {
   std::int64_t masterId = 0;
   std::string uuid;
   std::string masterUuid;
+  bool isOnlyInAlbums = false;     // shared by somebody: in no event
   std::int32_t versionNumber = 1;  // 2 and more: a duplicate, which shares the original file
 
   std::string fileName;     // the original's name as the user knows it, "IMG_1994.JPG"

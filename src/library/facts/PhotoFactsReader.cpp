@@ -152,7 +152,8 @@ PhotoFacts PhotoFactsReader::Reading::versionOf(const Query& row) {
   photo.masterId = row.integer64Column(kMasterId);
   photo.uuid = textOf(row, kUuid);
   photo.masterUuid = textOf(row, kMasterUuid);
-  photo.versionNumber = row.integerColumn(kVersionNumber);
+  photo.isOnlyInAlbums = isNull(row, kVersionNumber);
+  if (!photo.isOnlyInAlbums) photo.versionNumber = row.integerColumn(kVersionNumber);
   photo.versionName = textOf(row, kName);
   photo.fileName = textOf(row, kFileName);
   photo.timeZoneName = textOf(row, kZone);
@@ -174,7 +175,7 @@ PhotoFacts PhotoFactsReader::Reading::versionOf(const Query& row) {
     photo.latitude = latitude;
     photo.longitude = longitude;
   }
-  const std::string project = textOf(row, kProject);
+  const std::string project = photo.isOnlyInAlbums ? std::string() : textOf(row, kProject);
   if (const FactNames::Event* event = project.empty() ? nullptr : names_.event(project)) {
     photo.eventId = event->modelId;
     photo.eventUuid = project;

@@ -193,10 +193,11 @@ constexpr const char* kEventSteps[][2] = {
     {"CREATE INDEX PhotosOfEvent ON EventOfPhoto (event, photo)", ""}};
 
 // The moment of a photo is its event. LEFT JOIN: SQLite then finds the photos of one event by two indexes.
+// A photo that somebody shared has no version number: it is in albums only.
 constexpr const char* kVersions =
     "CREATE TEMP VIEW RKVersion AS SELECT s.Z_PK AS rowid, s.Z_PK AS modelId, s.ZUUID AS uuid, x.ZTITLE AS "
     "name, "
-    "x.ZORIGINALFILENAME AS fileName, CASE WHEN {SHARED} THEN 0 ELSE 1 END AS versionNumber, s.ZUUID AS "
+    "x.ZORIGINALFILENAME AS fileName, CASE WHEN {SHARED} THEN NULL ELSE 1 END AS versionNumber, s.ZUUID AS "
     "masterUuid, s.Z_PK AS masterId, {EVENT} AS projectUuid, x.ZTIMEZONENAME AS imageTimeZoneName, "
     "+s.ZDATECREATED AS imageDate, 0 AS mainRating, s.ZHIDDEN AS isHidden, s.ZFAVORITE AS isFlagged, -1 AS "
     "colorLabelIndex, coalesce(x.ZORIGINALHEIGHT, s.ZHEIGHT) AS masterHeight, coalesce(x.ZORIGINALWIDTH, "

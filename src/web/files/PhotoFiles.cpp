@@ -38,7 +38,7 @@ bool PhotoFiles::isShownPhoto(std::int64_t modelId) {
     Query row = databases.runUnlogged(
         DatabaseFile::Library,
         "SELECT isHidden,isInTrash,masterUuid,projectUuid FROM RKVersion WHERE modelId = %lld AND "
-        "+versionNumber != 0 AND +showInLibrary = 1",
+        "+versionNumber IS NOT 0 AND +showInLibrary = 1",
         {modelId});
     if (!row.step() || row.integerColumn(0) != 0 || row.integerColumn(1) != 0) return false;
     master = row.stringColumn(2);

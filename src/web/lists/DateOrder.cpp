@@ -18,6 +18,9 @@ DatedIndex datedIndex(const PhotoColumns& photos, std::uint32_t index) {
   return {shownDate(photos, index).value_or(kLatest + 1), index};
 }
 
+// What only some lists show.
+constexpr std::uint16_t kNotInAll = PhotoColumns::kHidden | PhotoColumns::kOnlyInAlbums;
+
 }  // namespace
 
 bool isShownDate(std::int64_t date) { return date >= kEarliest && date <= kLatest; }
@@ -40,7 +43,7 @@ DateOrder::DateOrder(std::shared_ptr<const PhotoColumns> photos) : photos_(std::
   std::vector<DatedIndex> dated;
   dated.reserve(photos_->size());
   for (std::uint32_t i = 0; i < photos_->size(); ++i) {
-    if (!photos_->has(i, PhotoColumns::kHidden)) dated.push_back(datedIndex(*photos_, i));
+    if (!photos_->has(i, kNotInAll)) dated.push_back(datedIndex(*photos_, i));
   }
   std::sort(dated.begin(), dated.end());
   order_.reserve(dated.size());
@@ -52,7 +55,7 @@ std::vector<std::uint32_t> DateOrder::sorted(std::span<const std::uint32_t> inde
   if (indexes.size() < order_.size() / 16) {
     std::vector<DatedIndex> dated;
     for (const std::uint32_t index : indexes) {
-      if (!photos_->has(index, PhotoColumns::kHidden)) dated.push_back(datedIndex(*photos_, index));
+      if (!photos_->has(index, kNotInAll)) dated.push_back(datedIndex(*photos_, index));
     }
     std::sort(dated.begin(), dated.end());
     dated.erase(std::unique(dated.begin(), dated.end()), dated.end());

@@ -67,7 +67,8 @@ struct SearchIndex::Shared {
                        PhotoIndexWriter& writer) {
     bool fits = true;
     const auto add = [&](const PhotoFacts& photo) {
-      fits = photo.isHidden || photo.isInTrash || writer.add(photo.modelId, words.of(photo));
+      fits = photo.isHidden || photo.isInTrash || photo.isOnlyInAlbums ||
+             writer.add(photo.modelId, words.of(photo));
       return fits;
     };
     return library.facts().read(first, last, add) && fits;

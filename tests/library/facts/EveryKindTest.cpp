@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <map>
+#include <set>
 
 #include "library/answers/AlbumMembership.h"
 #include "library/answers/LibraryLists.h"
@@ -11,6 +12,7 @@
 #include "makelibrary/Everything.h"
 #include "makelibrary/MakeLibrary.h"
 #include "makelibrary/MakeLibraryOptions.h"
+#include "makelibrary/PhotosPlan.h"
 #include "makelibrary/SamplePlan.h"
 #include "tests/TemporaryFolder.h"
 #include "tests/fakes/FakeEventLoop.h"
@@ -120,8 +122,41 @@ TEST_P(EveryKindTest, columnsAgreeWithTheFacts) {
     EXPECT_EQ(photo->isFlagged, columns->has(i, PhotoColumns::kFlagged));
     EXPECT_EQ(photo->isAdjusted, columns->has(i, PhotoColumns::kEdited));
     EXPECT_EQ(photo->isLive, columns->has(i, PhotoColumns::kLive));
+    EXPECT_EQ(photo->isOnlyInAlbums, columns->has(i, PhotoColumns::kOnlyInAlbums));
+    EXPECT_TRUE(!photo->isOnlyInAlbums || photo->eventUuid.empty());
     EXPECT_FALSE(photo->isInTrash);
   }
+}
+
+// They are no photos of the user.
+TEST_P(EveryKindTest, listsPhotosOfASharedAlbumThereOnly) {
+  library.beginTask();
+  const auto columns = library.columns();
+  std::multiset<std::string> expected, found;
+  const bool hasSharedAlbums = GetParam() == make::LibraryKind::Photos5 ||
+                               GetParam() == make::LibraryKind::Photos8 ||
+                               GetParam() == make::LibraryKind::Photos11;
+  const make::SamplePlan plan(options());
+  for (std::size_t i = 0; i < kPhotos && hasSharedAlbums; ++i)
+    if (make::photosState(plan.photo(i)).shared && !plan.photo(i).inTrash)
+      expected.insert(make::longUuid(plan.photo(i).versionUuid));
+  std::vector<PhotoList> others;
+  for (const LibraryContainer& each : library.lists().containers()) {
+    if (each.name != "Shared with the family") others.push_back(each.list());
+    if (each.name != "Shared with the family") continue;
+    EXPECT_EQ(each.count, expected.size());
+    const auto members = library.membership().membersOf(each.list()).value_or(std::vector<std::int64_t>());
+    for (const std::int64_t id : members) found.insert(library.facts().photo(id).value().uuid);
+  }
+  for (const LibraryPerson& each : library.lists().people())
+    others.push_back({PhotoList::Kind::Person, each.modelId});
+  for (const Keyword& each : library.lists().keywords().all())
+    others.push_back({PhotoList::Kind::Keyword, each.modelId});
+  EXPECT_EQ(found, expected);
+  EXPECT_EQ(hasSharedAlbums, !found.empty());
+  for (const PhotoList& list : others)
+    for (const std::int64_t id : library.membership().membersOf(list).value_or(std::vector<std::int64_t>()))
+      EXPECT_FALSE(columns->has(columns->find(id).value(), PhotoColumns::kOnlyInAlbums)) << id;
 }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, EveryKindTest,

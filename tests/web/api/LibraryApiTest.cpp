@@ -28,6 +28,10 @@ using makelibrary::LibraryKind;
 using testing::IsEmpty;
 using testing::Not;
 
+std::set<std::int64_t> asSet(const std::vector<std::int64_t>& photos) {
+  return {photos.begin(), photos.end()};
+}
+
 class LibraryApiTest : public testing::TestWithParam<LibraryKind> {
  protected:
   LibraryApiTest() { makeSampleLibrary(path_, GetParam(), 300); }
@@ -174,6 +178,29 @@ TEST_P(LibraryApiTest, refusesWhatIsNotThere) {
   EXPECT_EQ(page.fetch("/l/aaaaaaaa/thumb/1").status, 404);
   EXPECT_EQ(page.fetch(page.root() + "api/2/library").status, 404);
   EXPECT_EQ(page.fetch("/api/1/other").status, 404);
+}
+
+// Somebody else's photos: only their album has them.
+TEST_P(LibraryApiTest, listsPhotosOfASharedAlbumThereOnly) {
+  if (GetParam() != LibraryKind::Photos5 && GetParam() != LibraryKind::Photos11)
+    GTEST_SKIP() << "a kind without shared albums";
+  Page page(path_);
+  const Json albums = page.api("albums")["albums"];
+  const auto shared = std::find_if(albums.begin(), albums.end(),
+                                   [](const Json& each) { return each["name"] == "Shared with the family"; });
+  ASSERT_NE(shared, albums.end());
+  const auto photos = page.photosOf((*shared)["list"]);
+  EXPECT_GT(photos.size(), 3U);
+  EXPECT_EQ(photos.size(), (*shared)["count"].get<std::size_t>());
+  std::set<std::int64_t> elsewhere;
+  for (const char* list : {"all", "flagged", "movies"}) elsewhere.merge(asSet(page.photosOf(list)));
+  for (const std::int64_t photo : photos) {
+    EXPECT_FALSE(elsewhere.contains(photo));
+    const Json json = page.api("photo/" + std::to_string(photo));
+    ASSERT_EQ(json["albums"].size(), 1U);
+    EXPECT_EQ(json["albums"][0]["list"], (*shared)["list"]);
+    EXPECT_EQ(page.api("list/" + std::string("photos:") + std::to_string(photo))["count"], 1);
+  }
 }
 
 TEST_P(LibraryApiTest, filtersAsItsPhotosSay) {

@@ -70,6 +70,15 @@ TEST(DateOrderTest, leavesHiddenPhotosOut) {
   EXPECT_THAT(order->sorted(both), ElementsAre(1));
 }
 
+TEST(DateOrderTest, keepsWhatIsInAlbumsOnlyForThem) {
+  const auto order = orderOf({{1, 5, PhotoColumns::kOnlyInAlbums}, {2, 3}});
+  EXPECT_THAT(order->all(), ElementsAre(1));
+  const std::int64_t ids[] = {2, 1, 3};
+  EXPECT_THAT(indexesOf(order->photos(), ids), ElementsAre(1, 0));
+  const std::uint32_t both[] = {0, 1};
+  EXPECT_THAT(order->sorted(both), ElementsAre(1));
+}
+
 TEST(DateOrderTest, sortsFewAsMany) {
   std::vector<Photo> photos;
   for (int i = 0; i < 100; ++i) photos.push_back({i + 1, (i * 37) % 100});
