@@ -15,6 +15,7 @@
 #include "library/answers/OpenLibrary.h"
 #include "library/database/LibraryDatabases.h"
 #include "library/facts/PhotoFactsReader.h"
+#include "library/kinds/LibraryKind.h"
 #include "pictures/properties/ImageProperties.h"
 #include "platform/files/Files.h"
 #include "platform/files/LegalNames.h"
