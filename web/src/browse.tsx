@@ -139,9 +139,10 @@ function Cover(props: { context: Context; photos: readonly number[]; folder?: bo
 
 // Events
 
-/** Events of the same parent stand together; the groups come in the order of their first event. */
+/** Events by their folder, in the order of each folder's first event; those without a folder come first. */
 export function groupByParent(events: readonly Event[]): { parent: string; events: Event[] }[] {
   const groups = new Map<string, Event[]>();
+  if (events.some((event) => !event.parent)) groups.set('', []);
   for (const event of events) {
     const parent = event.parent ?? '';
     const group = groups.get(parent);

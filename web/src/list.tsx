@@ -151,7 +151,7 @@ export function ListView(props: {
         <DownloadDialog
           addresses={addresses}
           list={dialog}
-          title={dialog.startsWith('photos:') ? text.selection : title}
+          title={downloadName(dialog, title)}
           filters={dialog.startsWith('photos:') ? new URLSearchParams() : query}
           onClose={() => setDialog('')}
         />
@@ -170,10 +170,16 @@ function listTitle(list: string, loaded: PhotoList | undefined): string {
   if (list === 'movies') return text.movies;
   if (list.startsWith('onthisday:')) return `${text.onThisDay}, ${formatMonthDay(list.slice(10))}`;
   if (list.startsWith('photos:')) return text.selection;
-  if (list.startsWith('search:')) return `“${list.slice(7)}”`;
+  if (list.startsWith('search:')) return text.quoted(list.slice(7));
   if (!loaded) return ' ';
   const days = daysOf(loaded);
   return loaded.title || formatDays(days[0], days[days.length - 1]) || text.noName;
+}
+
+/** What a download of a list is called in its dialog, which puts it in quotation marks itself. */
+function downloadName(list: string, title: string): string {
+  if (list.startsWith('photos:')) return text.selection;
+  return list.startsWith('search:') ? list.slice(7) : title;
 }
 
 function daysOf(list: PhotoList): number[] {

@@ -1,6 +1,6 @@
 // Search: a field, what the words may mean, and the photos that are found, as one types.
 import { useEffect, useRef, useState } from 'preact/hooks';
-import type { Suggestion } from './api';
+import type { Libraries, Suggestion } from './api';
 import { onThisDay } from './browse';
 import { formatCount } from './format';
 import { Icon, type IconName } from './icons';
@@ -132,12 +132,14 @@ function SearchState({ context }: { context: Context }) {
 /** What has no place in the bar of a phone. */
 function Browse({ context }: { context: Context }) {
   const { library } = context;
+  const { data } = useJson<Libraries>('/api/1/libraries');
   const entries: [IconName, string, string][] = [
     ['today', text.onThisDay, listAddress(library.id, onThisDay(new Date()))],
     ['flagged', text.flagged, listAddress(library.id, 'flagged')],
     ['movies', text.movies, listAddress(library.id, 'movies')],
   ];
   if (library.keywords) entries.push(['keywords', text.keywords, placeAddress(library.id, 'keywords')]);
+  if (data && data.libraries.length > 1) entries.push(['photos', text.libraries, '/']);
   return (
     <div class="page">
       <SearchState context={context} />

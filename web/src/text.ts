@@ -62,6 +62,7 @@ const english = {
   // Downloads
   download: 'Download',
   downloadTitle: (name: string) => `Download “${name}”`,
+  quoted: (words: string) => `“${words}”`,
   originals: 'Originals',
   edited: 'Edited photos',
   both: 'Both',
@@ -234,6 +235,7 @@ const german: Texts = {
   close: 'Schließen',
   download: 'Laden',
   downloadTitle: (name) => `„${name}“ laden`,
+  quoted: (words) => `„${words}“`,
   originals: 'Originale',
   edited: 'Bearbeitete Fotos',
   both: 'Beides',

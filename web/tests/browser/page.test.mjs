@@ -299,6 +299,17 @@ describe('chromium only', { skip: !hasChromium }, () => {
     await close(page);
   });
 
+  test('a search is downloaded under its words, in one pair of quotation marks', async () => {
+    const page = await open(browser, library.medium + '/search/ben', desktop, { language: 'de-DE' });
+    await untilTiles(page);
+    assert.equal(await page.$eval('h1', (head) => head.textContent), '„ben“');
+    await page.click('.tool[aria-label="Mehr"]');
+    await page.click('.item');
+    await page.waitForSelector('dialog a.button');
+    assert.match(await page.$eval('dialog', (dialog) => dialog.textContent), /^„ben“ laden/);
+    await close(page);
+  });
+
   test('filters stay in the address', async () => {
     const page = await open(browser, library.medium + '/photos');
     await untilTiles(page);
@@ -322,6 +333,11 @@ describe('chromium only', { skip: !hasChromium }, () => {
     await page.click('.library-card[href="/l/medium/photos"]');
     await untilTiles(page);
     await close(page);
+    const other = await open(browser, library.medium + '/search', phone);
+    await other.waitForSelector('.entry[href="/"]');
+    await other.click('.entry[href="/"]');
+    await other.waitForSelector('.library-card');
+    await close(other);
   });
 
   test('a library that is away is said to be so, and comes back by itself', async () => {

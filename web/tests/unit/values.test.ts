@@ -96,11 +96,11 @@ test('survives a circle of folders', () => {
   assert.deepEqual(coverPhotos(circle, 'folder:1'), []);
 });
 
-test('groups projects by their folder', () => {
+test('groups projects by their folder, those without one first', () => {
   const event = (list: string, parent: string) => ({ list, name: list, count: 1, key: 1, parent });
   const groups = groupByParent([event('event:1', 'folder:1'), event('event:2', ''), event('event:3', 'folder:1')]);
   assert.deepEqual(groups.map((g) => [g.parent, g.events.map((e) => e.list)]), [
-    ['folder:1', ['event:1', 'event:3']],
     ['', ['event:2']],
+    ['folder:1', ['event:1', 'event:3']],
   ]);
 });
