@@ -1,6 +1,6 @@
 // The page's frame: the bar with the views, the view that the address names, and messages while the library or the
 // server is away.
-import { useMemo } from 'preact/hooks';
+import { useMemo, useRef } from 'preact/hooks';
 import { LibraryAddresses, type Library } from './api';
 import { AlbumsView, EventsView, KeywordsView, onThisDay, PeopleView } from './browse';
 import { Icon, type IconName } from './icons';
@@ -26,6 +26,8 @@ function LibraryApp({ route }: { route: Route }) {
     const isThere = state.failed === undefined && state.data?.state === 'ready';
     return isThere && state.data?.search !== 'building' ? pollSeconds : awaySeconds;
   });
+  const ready = useRef<Library>();
+  if (data?.state === 'ready') ready.current = data;
   if (!data) {
     if (failed === undefined) return <Notice title={text.loading} busy />;
     if (failed === 404) return <Notice title={text.notFound} />;
@@ -33,7 +35,9 @@ function LibraryApp({ route }: { route: Route }) {
   }
   addresses.version = data.version;
   const isThere = failed === undefined && data.state === 'ready';
-  const context: Context = { library: data, revision: `${data.version} ${isThere}`, addresses, route };
+  // While it is away, the server does not say what the library has; the bar keeps its entries.
+  const library = { ...ready.current, ...data };
+  const context: Context = { library, revision: `${data.version} ${isThere}`, addresses, route };
   return (
     <div class="app">
       <Bar context={context} />

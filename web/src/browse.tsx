@@ -28,7 +28,7 @@ function Card(props: { href: string; name: string; sub: string; kind?: string; c
     <li>
       <a class={`card ${props.kind ?? ''}`} href={props.href}>
         <span class="cover">{props.children}</span>
-        <span class="card-name">{props.name}</span>
+        <span class="card-name">{props.name || text.noName}</span>
         <span class="card-sub">{props.sub}</span>
       </a>
     </li>

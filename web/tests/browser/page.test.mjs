@@ -347,6 +347,16 @@ describe('chromium only', { skip: !hasChromium }, () => {
     await fetch(server.address + '/mock/state?small=ready');
     await untilTiles(page);
     await until(page, () => !/The library is away/.test(document.body.textContent));
+    // While the library is away the server does not say what is in it, and the bar stays as it was.
+    const entries = () => page.$$eval('.bar li', (all) => all.map((entry) => entry.textContent));
+    const before = await entries();
+    assert.ok(before.includes('People'));
+    await fetch(server.address + '/mock/state?small=away');
+    await page.evaluate(() => document.dispatchEvent(new Event('visibilitychange')));
+    await until(page, () => /The library is away/.test(document.body.textContent));
+    assert.deepEqual(await entries(), before);
+    await fetch(server.address + '/mock/state?small=ready');
+    await until(page, () => !/The library is away/.test(document.body.textContent));
     await close(page);
   });
 
