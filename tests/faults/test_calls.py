@@ -32,6 +32,7 @@ FAULTS = {
     "epoll_wait": ("EINTR",),
     "eventfd2": ("EMFILE", "ENFILE"),
     "execve": ("ENOMEM", "EACCES"),
+    "faccessat2": ("EACCES", "EIO"),
     "fcntl": ("EAGAIN", "ENOLCK", "EINTR", "EMFILE"),
     "flock": ("EINTR", "EWOULDBLOCK", "ENOLCK"),
     "fstat": ("EIO", "ENOMEM"),
