@@ -137,6 +137,7 @@ constexpr NamedCall kNames[] = {CALL(accept4),
                                 CALL(newfstatat),
                                 CALL(open),
                                 CALL(openat),
+                                CALL(openat2),
                                 CALL(pidfd_open),
                                 CALL(pipe),
                                 CALL(pipe2),
@@ -521,6 +522,7 @@ class Tracer {
         text += " " + textAt(thread, arguments[0]);
         break;
       case SYS_openat:
+      case SYS_openat2:
       case SYS_newfstatat:
       case SYS_statx:
       case SYS_faccessat:

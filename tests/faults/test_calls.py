@@ -58,6 +58,7 @@ FAULTS = {
     "mremap": ("ENOMEM",),
     "newfstatat": ("EIO", "EACCES", "ENOMEM"),
     "openat": ("EMFILE", "ENFILE", "EIO", "EACCES", "EINTR", "ENOMEM"),
+    "openat2": ("ENOSYS", "EMFILE", "EIO", "EACCES", "EAGAIN", "ENOMEM"),
     "pidfd_open": ("ENOSYS", "EMFILE"),
     "pipe2": ("EMFILE", "ENFILE"),
     "poll": ("EINTR", "ENOMEM"),
