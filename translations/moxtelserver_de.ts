@@ -179,6 +179,134 @@
         <source>Cannot serve &apos;%@&apos;. %@%@ To serve another folder, choose it in the window of MoxtelServer, or set it with -LibraryPath.%@</source>
         <translation>„%@“ lässt sich nicht bereitstellen. %@%@ Einen anderen Ordner wählen Sie im Fenster von MoxtelServer oder setzen ihn mit -LibraryPath.%@</translation>
     </message>
+    <message>
+        <source>File is too large to be sent (%llu bytes): &apos;%@&apos;</source>
+        <translation>Die Datei ist zu groß zum Senden (%llu Byte): „%@“</translation>
+    </message>
+    <message>
+        <source>The smart album &apos;%@&apos; is as the photo application last saved it. Not understood in its rule: %@</source>
+        <translation>Das intelligente Album „%@“ ist so, wie das Fotoprogramm es zuletzt gesichert hat. Nicht verstanden in seiner Regel: %@</translation>
+    </message>
+    <message>
+        <source>The smart album &apos;%@&apos; may lack photos. Not understood in its rule: %@</source>
+        <translation>Dem intelligenten Album „%@“ fehlen vielleicht Fotos. Nicht verstanden in seiner Regel: %@</translation>
+    </message>
+    <message>
+        <source>The database &apos;%@&apos; is not there: is the disk connected? Lists that are read from it are empty or incomplete until it is there again.</source>
+        <translation>Die Datenbank „%@“ ist nicht da: Ist die Festplatte angeschlossen? Bis sie wieder da ist, sind Listen daraus leer oder unvollständig.</translation>
+    </message>
+    <message>
+        <source>This user is not permitted to read the database &apos;%@&apos;. Lists from it are empty.</source>
+        <translation>Dieser Benutzer darf die Datenbank „%@“ nicht lesen. Listen daraus sind leer.</translation>
+    </message>
+    <message>
+        <source>The database &apos;%@&apos; is not a file. Lists from it are empty.</source>
+        <translation>Die Datenbank „%@“ ist keine Datei. Listen daraus sind leer.</translation>
+    </message>
+    <message>
+        <source>The database &apos;%@&apos; is damaged: %@. Lists from it are empty or incomplete. Copy the library again, or let the photo application repair it.</source>
+        <translation>Die Datenbank „%@“ ist beschädigt: %@. Listen daraus sind leer oder unvollständig. Kopieren Sie die Bibliothek noch einmal, oder lassen Sie das Fotoprogramm sie reparieren.</translation>
+    </message>
+    <message>
+        <source>The database &apos;%@&apos; has none of the tables that iPhoto 9 and Aperture 3 write. Lists from it are empty.</source>
+        <translation>Die Datenbank „%@“ hat keine der Tabellen, die iPhoto 9 und Aperture 3 schreiben. Listen daraus sind leer.</translation>
+    </message>
+    <message>
+        <source>The database &apos;%@&apos; lacks what the server reads: %@. Lists from there are empty.</source>
+        <translation>Der Datenbank „%@“ fehlt, was der Server liest: %@. Listen daraus sind leer.</translation>
+    </message>
+    <message>
+        <source>The database &apos;%@&apos; is one of %@, whose libraries are not served. Open the library once with a later version, which converts it.</source>
+        <translation>Die Datenbank „%@“ ist eine von %@; solche Bibliotheken werden nicht angeboten. Öffnen Sie die Bibliothek einmal mit einer neueren Version, die sie umwandelt.</translation>
+    </message>
+    <message>
+        <source>The database &apos;%@&apos; can be read again.</source>
+        <translation>Die Datenbank „%@“ ist wieder lesbar.</translation>
+    </message>
+    <message>
+        <source>&apos;%@&apos; cannot be read: %@.</source>
+        <translation>„%@“ ist nicht lesbar: %@.</translation>
+    </message>
+    <message>
+        <source>&apos;%@&apos; is odd: %@.</source>
+        <translation>„%@“ ist ungewöhnlich: %@.</translation>
+    </message>
+    <message>
+        <source>a change to it was not finished and its journal is still there</source>
+        <translation>eine Änderung wurde nicht beendet, und ihr Journal ist noch da</translation>
+    </message>
+    <message>
+        <source>it is kept with a write-ahead log</source>
+        <translation>sie wird mit einem Write-Ahead-Log geführt</translation>
+    </message>
+    <message>
+        <source>its file system grants no locks</source>
+        <translation>ihr Dateisystem erlaubt keine Sperren</translation>
+    </message>
+    <message>
+        <source>&apos;%@&apos; cannot be read where it is, for %@. A private copy of it is read.</source>
+        <translation>„%@“ kann nicht an ihrem Ort gelesen werden: %@. Gelesen wird eine eigene Kopie.</translation>
+    </message>
+    <message>
+        <source>&apos;%@&apos; cannot be read where it is, for %@. No private copy could be made: %@.</source>
+        <translation>„%@“ kann nicht an ihrem Ort gelesen werden: %@. Eine eigene Kopie ist nicht möglich: %@.</translation>
+    </message>
+    <message>
+        <source>&apos;%@&apos; is a link that leads out of the library, to &apos;%@&apos;, so it is treated as missing. To allow it, start MoxtelServer with -ReferencedFolders &apos;%@&apos;, or add this folder to the folders there, separated by a colon.</source>
+        <translation>„%@“ ist ein Link, der aus der Bibliothek hinausführt, nach „%@“, und gilt deshalb als fehlend. Um ihn zu erlauben, starten Sie MoxtelServer mit -ReferencedFolders &apos;%@&apos;, oder fügen Sie diesen Ordner mit einem Doppelpunkt den dortigen hinzu.</translation>
+    </message>
+    <message>
+        <source>The library path &apos;%@&apos; is not valid UTF-8, so the databases in it cannot be opened. Make a symbolic link to the library whose path has plain letters only, and set LibraryPath to it.</source>
+        <translation>Der Pfad der Bibliothek „%@“ ist kein gültiges UTF-8, deshalb sind ihre Datenbanken nicht lesbar. Legen Sie einen symbolischen Link auf die Bibliothek an, dessen Pfad nur einfache Buchstaben hat, und wählen Sie ihn als LibraryPath.</translation>
+    </message>
+    <message>
+        <source>1 photo</source>
+        <translation>1 Foto</translation>
+    </message>
+    <message>
+        <source>%@ photos</source>
+        <translation>%@ Fotos</translation>
+    </message>
+    <message>
+        <source>%@ only in the cloud</source>
+        <translation>%@ nur in der Cloud</translation>
+    </message>
+    <message>
+        <source>Smart albums of this library are listed empty: the rules of Photos 5 and later are not understood.</source>
+        <translation>Intelligente Alben dieser Bibliothek erscheinen leer: Die Regeln von Fotos 5 und neuer werden nicht verstanden.</translation>
+    </message>
+    <message>
+        <source>This user is not permitted to read &apos;%@&apos;; %d of %d pictures that were tried cannot be read. Files from a Mac belong to its users: permit the user of MoxtelServer to read them (chmod -R a+rX), or add it to the group that may.</source>
+        <translation>Dieser Benutzer darf „%@“ nicht lesen; %d von %d geprüften Bildern sind nicht lesbar. Dateien von einem Mac gehören dessen Benutzern: Erlauben Sie dem Benutzer von MoxtelServer, sie zu lesen (chmod -R a+rX), oder nehmen Sie ihn in die Gruppe auf, die es darf.</translation>
+    </message>
+    <message>
+        <source>Photos outside the library: %lld. The library only refers to them, so their pictures are missing. To serve them, start MoxtelServer with -ReferencedFolders and the folder that has the files of their disk.</source>
+        <translation>Fotos außerhalb der Bibliothek: %lld. Die Bibliothek verweist nur auf sie, deshalb fehlen ihre Bilder. Um sie anzubieten, starten Sie MoxtelServer mit -ReferencedFolders und dem Ordner, der die Dateien ihrer Festplatte enthält.</translation>
+    </message>
+    <message>
+        <source>At least %lld of %lld edited photos have no preview in the library, so their large pictures are missing; thumbnails are served. The photo application makes the previews.</source>
+        <translation>Mindestens %lld von %lld bearbeiteten Fotos haben keine Vorschau in der Bibliothek; ihre großen Bilder fehlen, Miniaturen werden angeboten. Das Fotoprogramm erstellt die Vorschauen.</translation>
+    </message>
+    <message>
+        <source>%lld of %lld edited photos have no preview in the library, so their large pictures are missing; thumbnails are served. The photo application makes the previews.</source>
+        <translation>%lld von %lld bearbeiteten Fotos haben keine Vorschau in der Bibliothek; ihre großen Bilder fehlen, Miniaturen werden angeboten. Das Fotoprogramm erstellt die Vorschauen.</translation>
+    </message>
+    <message>
+        <source>Not done in the photo application: </source>
+        <translation>Im Fotoprogramm nicht ausgeführt: </translation>
+    </message>
+    <message>
+        <source>newest %@</source>
+        <translation>neuestes %@</translation>
+    </message>
+    <message>
+        <source>Avahi daemon</source>
+        <translation>Avahi-Dienst</translation>
+    </message>
+    <message>
+        <source>built-in responder</source>
+        <translation>eingebauter Dienst</translation>
+    </message>
 </context>
 <context>
     <name>WindowText</name>
@@ -561,10 +689,6 @@
     <message>
         <source>%1 photos</source>
         <translation>%1 Fotos</translation>
-    </message>
-    <message>
-        <source>Choose the photo library that phones and computers in your house may see.</source>
-        <translation>Wählen Sie die Fotobibliothek, die Telefone und Rechner in Ihrem Haus sehen dürfen.</translation>
     </message>
     <message>
         <source>Ch&amp;oose Library…</source>
@@ -965,6 +1089,18 @@
     <message>
         <source>no file</source>
         <translation>keine Datei</translation>
+    </message>
+    <message>
+        <source>This library is not there. Connect its disk, or choose another library.</source>
+        <translation>Diese Bibliothek ist nicht da. Schließen Sie ihre Festplatte an, oder wählen Sie eine andere Bibliothek.</translation>
+    </message>
+    <message>
+        <source>Not visible</source>
+        <translation>Nicht sichtbar</translation>
+    </message>
+    <message>
+        <source>Choose the photo library for the phones and computers in your house.</source>
+        <translation>Wählen Sie die Fotobibliothek, die Telefone und Rechner in Ihrem Haus sehen dürfen.</translation>
     </message>
 </context>
 </TS>

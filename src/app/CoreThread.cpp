@@ -12,60 +12,76 @@ constexpr EventLoop::Duration kStatusInterval = std::chrono::seconds(1);
 
 }  // namespace
 
+struct CoreThread::Run {
+  CoreLoop loop;
+  std::mutex mutex;
+  bool ending = false;  // guarded by mutex
+  // Written on the core thread under the mutex. The core thread reads it without the mutex.
+  ServerProgram* program = nullptr;
+  std::unique_ptr<Timer> statusTimer;  // core thread
+
+  void set(ServerProgram* now) {
+    const std::lock_guard lock(mutex);
+    program = now;
+    if (program && ending) program->endWork();
+  }
+  bool isEnding() {
+    const std::lock_guard lock(mutex);
+    return ending;
+  }
+};
+
 CoreThread::CoreThread(UserDefaults& defaults, ConsoleView& view, StatusChanged statusChanged)
     : defaults_(defaults), view_(view), statusChanged_(std::move(statusChanged)) {
-  begin();
+  begin({});
 }
 
-CoreThread::~CoreThread() { end(); }
-
-void CoreThread::restart() {
-  end();
-  begin();
-}
-
-void CoreThread::begin() {
-  loop_ = std::make_unique<CoreLoop>();
-  ending_ = false;
-  thread_ = std::thread([this] { run(); });
-}
-
-void CoreThread::end() {
-  QVSocketServer::closeToClients();
-  {
-    const std::lock_guard lock(endMutex_);
-    ending_ = true;
-    if (program_) program_->endWork();
-  }
-  loop_->quit();
+CoreThread::~CoreThread() {
+  askToEnd();
   thread_.join();
 }
 
-void CoreThread::run() {
-  ServerProgram program(*loop_, defaults_, view_);
-  setProgram(&program);
-  std::unique_ptr<Timer> timer;
-  loop_->post([this, &program, &timer] {
-    program.start();
-    reportStatus(program);
-    timer = loop_->callEvery(kStatusInterval, [this, &program] { reportStatus(program); });
-  });
-  loop_->run();
-  timer.reset();
-  setProgram(nullptr);
+void CoreThread::restart() {
+  askToEnd();
+  begin(std::move(thread_));
 }
 
-void CoreThread::setProgram(ServerProgram* program) {
-  const std::lock_guard lock(endMutex_);
-  program_ = program;
-  if (program_ && ending_) program_->endWork();
+// The server starts when the previous one has ended.
+void CoreThread::begin(std::thread previous) {
+  run_ = std::make_shared<Run>();
+  run_->loop.post([this, run = run_.get()] {
+    run->program->start();
+    reportStatus(*run->program);
+    run->statusTimer = run->loop.callEvery(kStatusInterval, [this, run] { reportStatus(*run->program); });
+  });
+  thread_ = std::thread([this, run = run_, previous = std::move(previous)]() mutable {
+    if (previous.joinable()) previous.join();
+    if (!run->isEnding()) serve(*run);
+  });
+}
+
+void CoreThread::askToEnd() {
+  QVSocketServer::closeToClients();
+  {
+    const std::lock_guard lock(run_->mutex);
+    run_->ending = true;
+    if (run_->program) run_->program->endWork();
+  }
+  run_->loop.quit();
+}
+
+void CoreThread::serve(Run& run) {
+  ServerProgram program(run.loop, defaults_, view_);
+  run.set(&program);
+  run.loop.run();
+  run.statusTimer.reset();
+  run.set(nullptr);
 }
 
 void CoreThread::post(Action action) {
-  loop_->post([this, action = std::move(action)] {
-    if (!program_) return;
-    action(*program_);
-    reportStatus(*program_);
+  run_->loop.post([this, run = run_.get(), action = std::move(action)] {
+    action(*run->program);
+    reportStatus(*run->program);
   });
 }
 

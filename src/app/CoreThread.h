@@ -3,16 +3,13 @@
 
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <thread>
 
 #include "app/ServerStatus.h"
 #include "console/MXSConsole.h"
-#include "platform/loop/EventLoop.h"
 
 namespace moxtel {
 
-class CoreLoop;
 class ServerProgram;
 class UserDefaults;
 
@@ -32,25 +29,22 @@ class CoreThread final {
 
   // Queues an action for the core thread. Any thread; never waits.
   void post(Action action);
-  // Stops the server as the destructor does, and starts it again with the settings as they are now. Actions
-  // that have not run yet are dropped. Not while another thread uses the object.
+  // Stops the server as the destructor does, and starts it again with the settings as they are now. Does not
+  // wait, so that a disk that does not answer keeps no window waiting. Actions that have not run yet are
+  // dropped; later ones run after the start. Not while another thread uses the object.
   void restart();
 
  private:
-  void begin();
-  void end();
-  void run();
-  void setProgram(ServerProgram* program);
+  struct Run;  // of one server, from its start to its end
+  void begin(std::thread previous);
+  void askToEnd();
+  void serve(Run& run);
   void reportStatus(ServerProgram& program);
 
   UserDefaults& defaults_;
   ConsoleView& view_;
   StatusChanged statusChanged_;
-  std::unique_ptr<CoreLoop> loop_;
-  std::mutex endMutex_;
-  bool ending_ = false;  // guarded by endMutex_
-  // Written on the core thread under endMutex_. The core thread reads it without the mutex.
-  ServerProgram* program_ = nullptr;
+  std::shared_ptr<Run> run_;
   std::unique_ptr<ServerStatus> lastReported_;  // core thread
   std::thread thread_;
 };

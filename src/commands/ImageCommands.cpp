@@ -7,6 +7,8 @@
 #include "pictures/codec/Jpeg.h"
 #include "pictures/codec/PictureDecoder.h"
 #include "platform/system/SystemLog.h"
+#include "support/Localization.h"
+#include "value/Format.h"
 
 namespace moxtel {
 namespace {
@@ -110,8 +112,8 @@ std::optional<ReplyData> ImageCommands::dataOf(const std::optional<std::string>&
   OpenFile file = files_.open(path);
   if (file.state != FileState::Open) return std::nullopt;
   if (file.size > kLargestFile) {
-    messages_.showTitle(
-        "Info", format("File is too large to be sent (%llu bytes): '%@'", file.size, pathValue(path)));
+    messages_.showTitle("Info", formatRuntime(UserText::tr("File is too large to be sent (%llu bytes): '%@'"),
+                                              file.size, pathValue(path)));
     return std::nullopt;
   }
   if (file.size > kLargestReadWhole) return file;

@@ -352,8 +352,8 @@ class AvahiDnsSd::AvahiResolution final : public Resolution, public Member {
 
 AvahiDnsSd::AvahiDnsSd(EventLoop& loop, MakeEngine makeDaemon, MakeEngine makeResponder)
     : loop_(loop),
-      daemon_{"Avahi daemon", std::move(makeDaemon), nullptr},
-      responder_{"built-in responder", std::move(makeResponder), nullptr} {
+      daemon_{UserText::later("Avahi daemon"), std::move(makeDaemon), nullptr},
+      responder_{UserText::later("built-in responder"), std::move(makeResponder), nullptr} {
   fallBack_ = loop_.callAfter(daemon_.make ? kFirstAnswer : 0ms, [this] { startResponder(); });
   if (daemon_.make) startDaemon();
 }

@@ -1,6 +1,7 @@
 #include "library/LibraryFiles.h"
 
 #include "library/Messages.h"
+#include "support/Localization.h"
 #include "value/Format.h"
 
 namespace moxtel {
@@ -28,10 +29,13 @@ FoundFile LibraryFiles::reported(FoundFile found) {
   const auto& [link, folder] = *found.linkOut;
   if (!reported_.insert(folder).second) return found;
   messages_.showTitle(
-      "Info", format("'%@' is a link that leads out of the library, to '%@', so it is treated as missing. To "
-                     "allow it, start MoxtelServer with -ReferencedFolders '%@', or add this folder to the "
-                     "folders there, separated by a colon.",
-                     link, folder, folder));
+      "Info",
+      formatRuntime(
+          UserText::tr(
+              "'%@' is a link that leads out of the library, to '%@', so it is treated as missing. To "
+              "allow it, start MoxtelServer with -ReferencedFolders '%@', or add this folder to the "
+              "folders there, separated by a colon."),
+          link, folder, folder));
   return found;
 }
 

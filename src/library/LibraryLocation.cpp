@@ -6,6 +6,8 @@
 #include "platform/process/ChildProcess.h"
 #include "platform/settings/UserDefaults.h"
 #include "platform/system/SystemLog.h"
+#include "support/Localization.h"
+#include "value/Format.h"
 #include "value/Trimmed.h"
 
 namespace moxtel {
@@ -92,10 +94,11 @@ void LibraryLocation::askTool() {
 void explainPathOutsideUtf8(std::string_view path, Messages& messages) {
   if (isUtf8Path(path)) return;
   messages.showTitle(
-      "Error", format("The library path '%@' is not valid UTF-8, so the databases in it cannot be opened. "
-                      "Make a symbolic link to the library whose path has plain letters only, and set "
-                      "LibraryPath to it.",
-                      path));
+      "Error",
+      formatRuntime(UserText::tr("The library path '%@' is not valid UTF-8, so the databases in it cannot be "
+                                 "opened. Make a symbolic link to the library whose path has plain letters "
+                                 "only, and set LibraryPath to it."),
+                    path));
 }
 
 }  // namespace moxtel

@@ -13,6 +13,7 @@
 #include "library/database/LibraryDatabases.h"
 #include "library/kinds/LibraryKind.h"
 #include "platform/files/Files.h"
+#include "support/Localization.h"
 #include "value/Format.h"
 
 namespace moxtel {
@@ -131,8 +132,9 @@ std::vector<FoundLibrary> describedLibraries(EventLoop& loop, const std::vector<
 
 std::string describe(const FoundLibrary& library) {
   std::string facts;
-  if (library.photos) facts = std::to_string(*library.photos) + " photos";
-  if (library.newest) facts += (facts.empty() ? "newest " : ", newest ") + dayName(*library.newest);
+  if (library.photos) facts = formatRuntime(UserText::tr("%@ photos"), std::to_string(*library.photos));
+  if (library.newest)
+    facts += (facts.empty() ? "" : ", ") + formatRuntime(UserText::tr("newest %@"), dayName(*library.newest));
   return "'" + library.path + "'" + (facts.empty() ? "" : " (" + facts + ")");
 }
 

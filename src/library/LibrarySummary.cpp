@@ -14,6 +14,7 @@
 #include "platform/files/Files.h"
 #include "platform/system/LineLimiter.h"
 #include "support/Localization.h"
+#include "value/Format.h"
 
 namespace moxtel {
 
@@ -201,12 +202,15 @@ LibraryCounts countLibrary(LibraryDatabases& databases) {
 }
 
 std::string describeCounts(const LibraryCounts& counts) {
-  std::string text = counts.name;
+  std::string text = localizedString(counts.name);
   if (text.empty() || !counts.photos) return text;
-  text += ", " + withCommas(static_cast<std::uint64_t>(*counts.photos)) +
-          (*counts.photos == 1 ? " photo" : " photos");
-  if (counts.onlyInCloud)
-    text += ", " + withCommas(static_cast<std::uint64_t>(*counts.onlyInCloud)) + " only in the cloud";
+  const auto photos = static_cast<std::uint64_t>(*counts.photos);
+  text += ", " + (photos == 1 ? UserText::tr("1 photo")
+                              : formatRuntime(UserText::tr("%@ photos"), withCommas(photos)));
+  if (counts.onlyInCloud) {
+    const auto elsewhere = static_cast<std::uint64_t>(*counts.onlyInCloud);
+    text += ", " + formatRuntime(UserText::tr("%@ only in the cloud"), withCommas(elsewhere));
+  }
   return text;
 }
 
@@ -215,7 +219,8 @@ std::string whyNoSmartAlbums(LibraryDatabases& databases) {
   const auto albums = numberOf(databases, DatabaseFile::Library,
                                "SELECT COUNT(uuid) FROM RKAlbum WHERE albumSubclass = 2 AND isInTrash = 0");
   if (albums.value_or(0) == 0) return {};
-  return "Smart albums of this library are listed empty: the rules of Photos 5 and later are not understood.";
+  return UserText::tr(
+      "Smart albums of this library are listed empty: the rules of Photos 5 and later are not understood.");
 }
 
 std::string whyUnreadable(const std::string& folder) {
@@ -226,7 +231,7 @@ std::string whyUnreadable(const std::string& folder) {
   }
   const FileStamp stamp = stampOf(folder);
   if (stamp.kind == FileStamp::Kind::Missing) {
-    return stamp.error == EACCES ? kNotPermitted : UserText::later("There is no such folder.");
+    return stamp.error == EACCES ? kNotPermitted : kNoSuchFolder;
   }
   const LibraryLayout layout = layoutOfLibrary(folder);
   const std::string path = appendingPathComponent(folder, layout.databaseFiles[0]);

@@ -6,6 +6,8 @@
 #include <optional>
 #include <string>
 
+#include "support/Localization.h"
+
 namespace moxtel {
 
 class LibraryDatabases;
@@ -37,6 +39,9 @@ std::string describeCounts(const LibraryCounts& counts);
 // For the user: that the smart albums are listed empty. Empty when they are not, or there are none. Logs
 // nothing.
 std::string whyNoSmartAlbums(LibraryDatabases& databases);
+
+// What whyUnreadable() says of a folder that is not there: it may be on a disk that is not connected.
+inline constexpr const char* kNoSuchFolder = UserText::later("There is no such folder.");
 
 // Why a folder cannot be read as a library, for the user; empty when it can. Checks a few files, and opens
 // none.

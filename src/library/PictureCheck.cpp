@@ -12,6 +12,7 @@
 #include "library/PathNames.h"
 #include "library/database/LibraryDatabases.h"
 #include "platform/loop/EventLoop.h"
+#include "support/Localization.h"
 #include "value/Format.h"
 
 namespace moxtel {
@@ -104,12 +105,13 @@ FileState PictureCheck::stateOf(std::string_view folder, const Value& path, std:
 
 void PictureCheck::reportRefused() {
   if (refusedCount_ == 0) return;
-  messages_.showTitle("Error", format("This user is not permitted to read '%@'; %d of %d pictures that were "
-                                      "tried cannot be read. Files from "
-                                      "a Mac belong to its users: permit the user of MoxtelServer to read "
-                                      "them (chmod -R a+rX), or add it "
-                                      "to the group that may.",
-                                      firstRefused_, refusedCount_, triedCount_));
+  messages_.showTitle(
+      "Error",
+      formatRuntime(
+          UserText::tr("This user is not permitted to read '%@'; %d of %d pictures that were tried "
+                       "cannot be read. Files from a Mac belong to its users: permit the user of "
+                       "MoxtelServer to read them (chmod -R a+rX), or add it to the group that may."),
+          firstRefused_, refusedCount_, triedCount_));
 }
 
 void PictureCheck::countReferences() {
@@ -119,11 +121,12 @@ void PictureCheck::countReferences() {
   const std::int64_t count = query.step() ? query.integer64Column(0) : 0;
   if (count == 0) return;
   messages_.showTitle(
-      "Info",
-      format("Photos outside the library: %lld. The library only refers to them, so their pictures are "
-             "missing. To serve them, start MoxtelServer with -ReferencedFolders and the folder that has "
-             "the files of their disk.",
-             count));
+      "Info", formatRuntime(
+                  UserText::tr(
+                      "Photos outside the library: %lld. The library only refers to them, so their pictures "
+                      "are missing. To serve them, start MoxtelServer with -ReferencedFolders and the folder "
+                      "that has the files of their disk."),
+                  count));
 }
 
 bool PictureCheck::checkPreviews() {
@@ -161,12 +164,18 @@ void PictureCheck::checkPreview(const Value& uuid) {
 void PictureCheck::reportPreviews() {
   if (withoutPreview_ == 0) return;
   // Of the photos whose files were not looked for, more may lack theirs.
-  const char* atLeast = filesLeft_ < 0 ? "At least " : "";
+  const bool isAtLeast = filesLeft_ < 0;
   messages_.showTitle(
       "Info",
-      format("%@%lld of %lld edited photos have no preview in the library, so their large pictures are "
-             "missing; thumbnails are served. The photo application makes the previews.",
-             Value(std::string(atLeast)), withoutPreview_, editedCount_));
+      formatRuntime(
+          isAtLeast
+              ? UserText::tr("At least %lld of %lld edited photos have no preview in the library, so their "
+                             "large pictures are missing; thumbnails are served. The photo application "
+                             "makes the previews.")
+              : UserText::tr("%lld of %lld edited photos have no preview in the library, so their large "
+                             "pictures are missing; thumbnails are served. The photo application makes "
+                             "the previews."),
+          withoutPreview_, editedCount_));
 }
 
 }  // namespace moxtel

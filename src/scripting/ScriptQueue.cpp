@@ -6,7 +6,9 @@
 #include "platform/loop/EventLoop.h"
 #include "platform/system/SystemLog.h"
 #include "scripting/ScriptErrors.h"
+#include "support/Localization.h"
 #include "support/QVAppSupport.h"
+#include "value/Format.h"
 
 namespace moxtel {
 
@@ -71,7 +73,7 @@ void ScriptQueue::perform(const std::string& source) {
   }
   // The client has received a success reply already, and users do not read the log.
   if (outcome.error.failure != ScriptFailure::OfTheScript) {
-    messages_.showTitle("Error", "Not done in the photo application: " + outcome.error.text);
+    messages_.showTitle("Error", UserText::tr("Not done in the photo application: ") + outcome.error.text);
   }
 }
 

@@ -115,6 +115,26 @@ TEST_F(CoreThreadTest, startsAgainWithTheSettingsAsTheyAreThen) {
   ran.get_future().wait();
 }
 
+TEST_F(CoreThreadTest, doesNotWaitForAServerThatHangsWhenItStartsAgain) {
+  std::promise<void> released;
+  std::promise<void> hangs;
+  const auto core = started();
+  core->post([&](ServerProgram&) {
+    hangs.set_value();
+    released.get_future().wait();
+  });
+  hangs.get_future().wait();
+  defaults.setString("WebPort", "4342");
+  auto restarted = std::async(std::launch::async, [&] { core->restart(); });
+  EXPECT_EQ(restarted.wait_for(std::chrono::seconds(20)), std::future_status::ready);
+  released.set_value();
+  restarted.wait();
+  std::promise<bool> ran;
+  core->post([&](ServerProgram& program) { ran.set_value(program.status().port != 0); });
+  EXPECT_TRUE(ran.get_future().get());
+  EXPECT_TRUE(statusBecomes([](const ServerStatus& status) { return status.web.isOn; }));
+}
+
 TEST_F(CoreThreadTest, runsActionsOnItsOwnThread) {
   const auto core = started();
   std::promise<std::thread::id> ran;

@@ -422,8 +422,8 @@ TEST_F(MainWindowTest, showsProblemsOfLibraryAndNetwork) {
   status.libraryProblem = "There is no such folder.";
   status.publicationProblem = "";
   window.showStatus(status);
-  EXPECT_EQ(shown("library"), "This library cannot be read. There is no such folder.");
-  EXPECT_EQ(shown("published"), "(announcing, a few seconds)");
+  EXPECT_EQ(shown("library"), "This library is not there. Connect its disk, or choose another library.");
+  EXPECT_EQ(shown("published"), "Not visible");
 }
 
 TEST_F(MainWindowTest, showsWhatIsWrongWithADatabase) {

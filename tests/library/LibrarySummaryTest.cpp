@@ -10,6 +10,8 @@
 #include "makelibrary/MakeLibrary.h"
 #include "makelibrary/MakeLibraryOptions.h"
 #include "platform/system/SystemLog.h"
+#include "support/Localization.h"
+#include "tests/StringTable.h"
 #include "tests/library/ServedLibrary.h"
 #include "tests/library/TestLibrary.h"
 
@@ -140,6 +142,20 @@ TEST(LibrarySummary, namesTheKindAndWhatIsInTheCloud) {
   EXPECT_EQ(describeCounts(counts), "Photos 5 library, 26,311 photos, 214 only in the cloud");
   counts.photos = std::nullopt;
   EXPECT_EQ(describeCounts(counts), "Photos 5 library");
+}
+
+TEST(LibrarySummary, countsInTheUsersLanguage) {
+  test::setStringTable(
+      {{"Photos 5 library", "Bibliothek von Fotos 5"}, {"1 photo", "1 Foto"}, {"%@ photos", "%@ Fotos"}});
+  LibraryCounts counts;
+  counts.name = "Photos 5 library";
+  counts.photos = 1;
+  const std::string one = describeCounts(counts);
+  counts.photos = 12;
+  const std::string twelve = describeCounts(counts);
+  setTranslator({});
+  EXPECT_EQ(one, "Bibliothek von Fotos 5, 1 Foto");
+  EXPECT_EQ(twelve, "Bibliothek von Fotos 5, 12 Fotos");
 }
 
 TEST(LibrarySummary, saysWhyAFolderIsNoLibrary) {

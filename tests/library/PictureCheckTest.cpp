@@ -9,7 +9,9 @@
 #include <optional>
 
 #include "library/LibraryFiles.h"
+#include "support/Localization.h"
 #include "tests/OrdinaryUser.h"
+#include "tests/StringTable.h"
 #include "tests/library/TestLibrary.h"
 
 namespace moxtel {
@@ -50,6 +52,17 @@ class PictureCheckTest : public testing::Test {
 
   TestLibrary library;
 };
+
+TEST_F(PictureCheckTest, speaksTheUsersLanguage) {
+  photo("edited", 1);
+  test::setStringTable(
+      {{"%lld of %lld edited photos have no preview in the library, so their large pictures are "
+        "missing; thumbnails are served. The photo application makes the previews.",
+        "Ohne Vorschau: %lld von %lld"}});
+  const auto lines = check();
+  setTranslator({});
+  EXPECT_THAT(lines, ElementsAre(Pair("Info", "Ohne Vorschau: 1 von 1")));
+}
 
 TEST_F(PictureCheckTest, saysNothingAboutALibraryWithAllItsPictures) {
   photo("plain", 0);

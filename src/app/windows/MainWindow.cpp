@@ -13,6 +13,7 @@
 #include <QScreen>
 #include <QStackedWidget>
 #include <QStatusBar>
+#include <QTextDocument>
 #include <QVBoxLayout>
 
 #include "app/ConnectedDevices.h"
@@ -23,6 +24,7 @@
 #include "app/windows/StartPanel.h"
 #include "console/window/ConsoleWindow.h"
 #include "console/window/WindowText.h"
+#include "library/LibrarySummary.h"
 
 namespace moxtel {
 
@@ -209,6 +211,11 @@ QWidget* MainWindow::makeLastLines() {
   lastLines_->setMaximumBlockCount(kVisibleLines);
   lastLines_->setAccessibleName(WindowText::tr("Last messages"));
   lastLines_->setTabChangesFocus(true);
+  // Its usual height, of some ten lines, would need a scroll bar in a window of the usual size.
+  const auto margins =
+      static_cast<int>(2 * lastLines_->document()->documentMargin()) + 2 * lastLines_->frameWidth();
+  lastLines_->setMinimumHeight(kVisibleLines * lastLines_->fontMetrics().lineSpacing() + margins);
+  lastLines_->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Ignored);
   auto* layout = new QVBoxLayout(group);
   layout->addWidget(lastLines_);
   return group;
@@ -285,6 +292,9 @@ void MainWindow::showLibrary(const ServerStatus& status) {
   path_->setToolTip(path_->text());
   if (!status.libraryPath) {
     setValue(*library_, WindowText::tr("No library yet. Choose its folder."));
+  } else if (status.libraryProblem == kNoSuchFolder) {
+    setValue(*library_,
+             WindowText::tr("This library is not there. Connect its disk, or choose another library."));
   } else if (!status.libraryProblem.empty()) {
     setValue(*library_,
              WindowText::tr("This library cannot be read. %1").arg(WindowText::of(status.libraryProblem)));
@@ -309,6 +319,8 @@ void MainWindow::showNetwork(const ServerStatus& status) {
                                     : WindowText::tr("Not listening: %1").arg(shown(status.listenFailure)));
   if (!status.publishedName.empty()) {
     setValue(*published_, shown(status.publishedName));
+  } else if (status.port == 0 && status.publicationProblem.empty()) {
+    setValue(*published_, WindowText::tr("Not visible"));
   } else if (status.publicationProblem.empty()) {
     setValue(*published_, WindowText::tr("(announcing, a few seconds)"));
   } else {

@@ -57,7 +57,7 @@ StartPanel::StartPanel(std::function<void()> choose, std::function<void(const st
                        QWidget* parent)
     : QWidget(parent), serve_(std::move(serve)) {
   auto* sentence =
-      new QLabel(WindowText::tr("Choose the photo library that phones and computers in your house may see."));
+      new QLabel(WindowText::tr("Choose the photo library for the phones and computers in your house."));
   sentence->setObjectName("startSentence");
   sentence->setWordWrap(true);
   sentence->setAlignment(Qt::AlignCenter);

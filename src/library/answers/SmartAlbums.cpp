@@ -6,6 +6,7 @@
 #include "library/Messages.h"
 #include "library/answers/RuleDates.h"
 #include "platform/settings/UserDefaults.h"
+#include "support/Localization.h"
 #include "value/Format.h"
 
 namespace moxtel {
@@ -105,13 +106,11 @@ std::vector<Text> SmartAlbums::livePhotosOf(const SavedPhotoList& list) const {
 void SmartAlbums::report(const SmartAlbum& album, const SmartAlbumMembers& members) {
   if (members.notUnderstood.empty()) return;
   const bool isOld = members.source == SmartAlbumMembers::Source::OldSavedList;
-  std::string text =
-      format(isOld ? FormatString<Value, std::string>(
-                         "The smart album '%@' is as the photo application last saved it. Not "
-                         "understood in its rule: %@")
-                   : FormatString<Value, std::string>(
-                         "The smart album '%@' may lack photos. Not understood in its rule: %@"),
-             album.name, joined(members.notUnderstood));
+  std::string text = formatRuntime(
+      isOld ? UserText::tr("The smart album '%@' is as the photo application last saved it. Not understood "
+                           "in its rule: %@")
+            : UserText::tr("The smart album '%@' may lack photos. Not understood in its rule: %@"),
+      album.name, joined(members.notUnderstood));
   if (reported_.size() >= kMostReports) return;
   std::string& last = reported_[std::string(album.uuid.string())];
   if (last == text) return;

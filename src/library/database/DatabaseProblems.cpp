@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "library/Messages.h"
+#include "support/Localization.h"
 #include "value/Format.h"
 
 namespace moxtel {
@@ -15,37 +16,40 @@ using Kind = DatabaseProblem::Kind;
 std::string sentence(const std::string& path, const DatabaseProblem& problem) {
   switch (problem.kind) {
     case Kind::Missing:
-      return format(
-          "The database '%@' is not there: is the disk connected? Lists that are read from it are empty or "
-          "incomplete until it is there again.",
-          path);
+      return formatRuntime(UserText::tr("The database '%@' is not there: is the disk connected? Lists that "
+                                        "are read from it are empty or "
+                                        "incomplete until it is there again."),
+                           path);
     case Kind::NotPermitted:
-      return format("This user is not permitted to read the database '%@'. Lists from it are empty.", path);
-    case Kind::NoFile:
-      return format("The database '%@' is not a file. Lists from it are empty.", path);
-    case Kind::Damaged:
-      return format(
-          "The database '%@' is damaged: %@. Lists from it are empty or incomplete. Copy the library again, "
-          "or let the photo application repair it.",
-          path, problem.detail);
-    case Kind::WithoutTables:
-      return format(
-          "The database '%@' has none of the tables that iPhoto 9 and Aperture 3 write. Lists from it are "
-          "empty.",
+      return formatRuntime(
+          UserText::tr("This user is not permitted to read the database '%@'. Lists from it are empty."),
           path);
+    case Kind::NoFile:
+      return formatRuntime(UserText::tr("The database '%@' is not a file. Lists from it are empty."), path);
+    case Kind::Damaged:
+      return formatRuntime(UserText::tr("The database '%@' is damaged: %@. Lists from it are empty or "
+                                        "incomplete. Copy the library again, "
+                                        "or let the photo application repair it."),
+                           path, problem.detail);
+    case Kind::WithoutTables:
+      return formatRuntime(UserText::tr("The database '%@' has none of the tables that iPhoto 9 and Aperture "
+                                        "3 write. Lists from it are "
+                                        "empty."),
+                           path);
     case Kind::Incomplete:
-      return format("The database '%@' lacks what the server reads: %@. Lists from there are empty.", path,
-                    problem.detail);
+      return formatRuntime(
+          UserText::tr("The database '%@' lacks what the server reads: %@. Lists from there are empty."),
+          path, problem.detail);
     case Kind::NotServed:
-      return format(
-          "The database '%@' is one of %@, whose libraries are not served. Open the library once with a "
-          "later "
-          "version, which converts it.",
+      return formatRuntime(
+          UserText::tr(
+              "The database '%@' is one of %@, whose libraries are not served. Open the library once with a "
+              "later version, which converts it."),
           path, problem.detail);
     case Kind::None:
       break;
   }
-  return format("The database '%@' can be read again.", path);
+  return formatRuntime(UserText::tr("The database '%@' can be read again."), path);
 }
 
 }  // namespace

@@ -3,6 +3,8 @@
 #include "library/Messages.h"
 #include "library/PathNames.h"
 #include "platform/files/LockedFiles.h"
+#include "support/Localization.h"
+#include "value/Format.h"
 
 namespace moxtel {
 
@@ -112,8 +114,9 @@ int DatabaseSlot::openFilled() {
     filled_ = seams_.shared->filled.take(names_->file(), fits, fill, seams_.isEnding);
     if (!filled_) return SQLITE_CANTOPEN;
     const AlbumDataDatabase& content = *filled_->content;
-    if (!content.error.empty()) reportFilling("cannot be read: " + content.error + ".", "Error");
-    if (!content.mended.empty()) reportFilling("is odd: " + content.mended + ".", "Info");
+    if (!content.error.empty())
+      reportFilling(UserText::tr("'%@' cannot be read: %@."), content.error, "Error");
+    if (!content.mended.empty()) reportFilling(UserText::tr("'%@' is odd: %@."), content.mended, "Info");
   }
   const std::vector<std::uint8_t>& bytes = filled_->content->bytes;
   if (bytes.empty()) return SQLITE_CANTOPEN;
@@ -126,8 +129,8 @@ int DatabaseSlot::openFilled() {
   return code;
 }
 
-void DatabaseSlot::reportFilling(const std::string& what, const char* title) {
-  const std::string line = "'" + *path_ + "' " + what;
+void DatabaseSlot::reportFilling(const std::string& sentence, const std::string& why, const char* title) {
+  const std::string line = formatRuntime(sentence, *path_, why);
   if (line == lastMessage_) return;
   lastMessage_ = line;
   messages_.showTitle(title, line);
@@ -192,11 +195,11 @@ bool DatabaseSlot::isFailureOfLog(int extendedCode) {
 const char* DatabaseSlot::describe(Reason reason) {
   switch (reason) {
     case Reason::Journal:
-      return "a change to it was not finished and its journal is still there";
+      return UserText::later("a change to it was not finished and its journal is still there");
     case Reason::WriteAheadLog:
-      return "it is kept with a write-ahead log";
+      return UserText::later("it is kept with a write-ahead log");
     case Reason::NoLocks:
-      return "its file system grants no locks";
+      return UserText::later("its file system grants no locks");
     case Reason::None:
       break;
   }
@@ -237,9 +240,15 @@ bool DatabaseSlot::makeCopy(Reason reason) {
 }
 
 void DatabaseSlot::report(Reason reason, const std::string& failure) {
-  std::string line = "'" + *path_ + "' cannot be read where it is, for " + describe(reason) + ". ";
-  line +=
-      failure.empty() ? "A private copy of it is read." : "No private copy could be made: " + failure + ".";
+  const std::string why = localizedString(describe(reason));
+  const std::string line =
+      failure.empty()
+          ? formatRuntime(
+                UserText::tr("'%@' cannot be read where it is, for %@. A private copy of it is read."),
+                *path_, why)
+          : formatRuntime(UserText::tr("'%@' cannot be read where it is, for %@. No private copy could be "
+                                       "made: %@."),
+                          *path_, why, failure);
   if (line == lastMessage_) return;
   lastMessage_ = line;
   messages_.showTitle(failure.empty() ? "Info" : "Error", line);

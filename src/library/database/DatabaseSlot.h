@@ -102,7 +102,7 @@ class DatabaseSlot final {
   bool openCopy(Reason reason);
   int openFilled();
   std::shared_ptr<const HelperTables> helpersFor(sqlite3* database, const std::vector<HelperStep>& steps);
-  void reportFilling(const std::string& what, const char* title);
+  void reportFilling(const std::string& sentence, const std::string& why, const char* title);
   int connect(Source source);
   bool makeCopy(Reason reason);
   void report(Reason reason, const std::string& failure);
