@@ -403,6 +403,16 @@ TEST_F(MainWindowTest, needsNoScrollingSidewaysOnASmallScreen) {
   }
 }
 
+TEST_F(MainWindowTest, needsNoScrollBarAtItsUsualSize) {
+  window.showStatus(servedStatus());
+  window.resize(980, 620);
+  window.show();
+  QCoreApplication::processEvents();
+  const auto& area = *window.findChild<ColumnArea*>();
+  EXPECT_EQ(area.columns(), 2);
+  EXPECT_EQ(area.verticalScrollBar()->maximum(), 0);
+}
+
 TEST_F(MainWindowTest, fitsOnTheScreen) {
   EXPECT_EQ(window.size(), window.size().boundedTo(window.screen()->availableSize()));
 }

@@ -129,7 +129,7 @@ QWidget* MainWindow::makeServedView() {
   auto* library = makeLibraryGroup();
   auto* network = makeNetworkGroup();
   auto* buttons = makeButtons();
-  return new ColumnArea({library, page_, network, devices_}, {buttons, makeLastLines()});
+  return new ColumnArea({page_, library, network, devices_}, {buttons, makeLastLines()});
 }
 
 QLabel* MainWindow::addRow(QFormLayout& form, const QString& name, const char* objectName) {
