@@ -1,11 +1,13 @@
 #include "web/http/HttpExchange.h"
 
 #include <microhttpd.h>
-#include <unistd.h>
 #include <zlib.h>
 
 #include <algorithm>
+#include <span>
+#include <utility>
 
+#include "platform/files/FileReader.h"
 #include "web/http/ByteRange.h"
 #include "web/http/ReplyPlan.h"
 
@@ -70,16 +72,16 @@ MHD_Response* textResponse(std::string text, std::uint64_t first, std::uint64_t 
 }
 
 // Null if the file cannot be read to the end, for example because it became shorter.
-MHD_Response* copiedFileResponse(const FileBody& file, std::uint64_t first, std::uint64_t size) {
+MHD_Response* copiedFileResponse(FileBody file, std::uint64_t first, std::uint64_t size) {
   std::string text(static_cast<std::size_t>(size), '\0');
-  const ssize_t count =
-      ::pread(file.file.get(), text.data(), text.size(), static_cast<off_t>(file.offset + first));
-  if (count < 0 || static_cast<std::uint64_t>(count) != size) return nullptr;
+  const OpenFile open{FileState::Open, std::move(file.file), file.offset + file.size, {}};
+  const std::span place(reinterpret_cast<std::uint8_t*>(text.data()), text.size());
+  if (readAt(open, file.offset + first, place) != size) return nullptr;
   return textResponse(std::move(text), 0, size);
 }
 
 MHD_Response* fileResponse(FileBody file, std::uint64_t first, std::uint64_t size) {
-  if (size <= kLargestCopiedFile) return copiedFileResponse(file, first, size);
+  if (size <= kLargestCopiedFile) return copiedFileResponse(std::move(file), first, size);
   MHD_Response* const response =
       MHD_create_response_from_fd_at_offset64(size, file.file.get(), file.offset + first);
   if (response) static_cast<void>(file.file.release());
