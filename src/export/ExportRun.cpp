@@ -119,12 +119,12 @@ ExportResult ExportRun::wrong(const std::string& why) {
 
 ExportResult ExportRun::run() {
   report_.isDryRun = options_.dryRun;
+  report_.isLinked = options_.link == ExportOptions::Link::Symbolic;
   try {
-    if (const auto end = findLibraries()) return *end;
-    if (const auto end = openTarget()) return *end;
-    if (const auto end = checkSettings()) return *end;
-    if (const auto end = planAll()) return *end;
-    if (const auto end = checkRoom()) return *end;
+    if (const auto end = prepare()) {
+      leaveNothing();
+      return *end;
+    }
     if (options_.dryRun) {
       describeAll();
     } else {
@@ -142,6 +142,25 @@ ExportResult ExportRun::run() {
     return report_.isInterrupted ? ExportResult::Interrupted : ExportResult::Failed;
   }
   return report_.isComplete() ? ExportResult::Complete : ExportResult::Incomplete;
+}
+
+std::optional<ExportResult> ExportRun::prepare() {
+  if (const auto end = findLibraries()) return end;
+  if (const auto end = openTarget()) return end;
+  if (const auto end = checkSettings()) return end;
+  if (const auto end = planAll()) return end;
+  return checkRoom();
+}
+
+// A wrong name, or a disk without room, leaves no folder of ours in a target that was empty or not there.
+void ExportRun::leaveNothing() {
+  if (!isFreshTarget_ || options_.dryRun) return;
+  context_.reset();
+  state_.reset();
+  std::error_code error;
+  std::filesystem::remove_all(target_->path() + "/" + kWorkFolder, error);
+  // Only if it is empty.
+  if (isNewTarget_) std::filesystem::remove(target_->path(), error);
 }
 
 std::optional<ExportResult> ExportRun::findLibraries() {
@@ -172,6 +191,8 @@ std::optional<ExportResult> ExportRun::openTarget() {
     if (const std::string why = whyTargetOverlaps(options_.target, library.path); !why.empty())
       return wrong(why);
   }
+  std::error_code error;
+  isNewTarget_ = !std::filesystem::exists(options_.target, error);
   target_ = std::make_unique<TargetFolder>(options_.target, kWorkFolder, !options_.dryRun);
   if (!*target_ && !options_.dryRun)
     return failed("cannot use '" + options_.target + "': " + target_->problem());
@@ -188,6 +209,7 @@ std::optional<ExportResult> ExportRun::openTarget() {
     if (lock == Lock::Unusable)
       return failed("cannot write to '" + target_->path() + "': " + target_->problem());
     path = target_->path() + "/" + kWorkFolder + "/" + kStateFile;
+    isFreshTarget_ = isFresh;
   }
   state_ = std::make_unique<ExportState>(path);
   state_->begin();
@@ -343,11 +365,11 @@ void ExportRun::compareLibraries() {
 }
 
 std::optional<ExportResult> ExportRun::checkRoom() {
-  progress_.planIsReady(work_.files, work_.bytes, work_.sidecars, *target_ ? seams_.freeBytes(*target_) : 0);
-  if (!*target_ || options_.link == ExportOptions::Link::Symbolic) return std::nullopt;
+  const std::uint64_t free = *target_ ? seams_.freeBytes(*target_) : freeBytesFor(options_.target);
+  progress_.planIsReady(work_.files, work_.bytes, work_.sidecars, free);
+  if (options_.link == ExportOptions::Link::Symbolic) return std::nullopt;
   const std::uint64_t needed =
       work_.bytes + work_.sidecars * kRoomForSidecar + (work_.files > 0 ? kRoomForMore : 0);
-  const std::uint64_t free = seams_.freeBytes(*target_);
   if (free >= needed || free == 0) return std::nullopt;
   return failed("the target needs " + sizeText(needed) + ", and has " + sizeText(free) + " free");
 }

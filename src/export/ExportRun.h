@@ -59,6 +59,7 @@ class ExportRun final {
  private:
   class LibraryMessages;
   // Each gives a result that ends the run, or nothing.
+  std::optional<ExportResult> prepare();
   std::optional<ExportResult> findLibraries();
   std::optional<ExportResult> openTarget();
   std::optional<ExportResult> checkSettings();
@@ -68,6 +69,7 @@ class ExportRun final {
   std::unique_ptr<OpenLibrary> openForPlan(ExportedLibrary& library);
   void identify(ExportedLibrary& library, OpenLibrary& opened);
   void plan(ExportedLibrary& library, std::vector<std::string>& unknown);
+  void leaveNothing();
   void compareLibraries();
   void copyAll();
   void copyOne(ExportedLibrary& library, FileWriter& writer, bool isLast);
@@ -96,6 +98,8 @@ class ExportRun final {
   ExportScratch scratch_;
   std::unique_ptr<ExportContext> context_;
   PlannedWork work_;
+  bool isNewTarget_ = false;    // it was not there
+  bool isFreshTarget_ = false;  // it was empty, and this run has locked it
   bool isCopying_ = false;
 };
 

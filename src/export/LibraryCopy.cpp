@@ -323,13 +323,14 @@ void LibraryCopy::copyUnknownFiles() {
   const auto takeFailure = [&](const UnknownFiles::Failure& failure) {
     report(Finding::Unreadable, failure.path, failure.reason);
   };
-  const auto take = [&](const std::string& path, OpenFile file) {
+  const auto take = [&](const std::string& path, OpenFile file, bool isNotShown) {
     context_.checkCanceled();
     SourceFile source;
     source.role = FileRole::NotInLibrary;
     source.modified = stampOf(file.descriptor.get()).modified;
     source.file = std::move(file);
-    report(Finding::NotInLibrary, source.file.path);
+    report(Finding::NotInLibrary, source.file.path,
+           isNotShown ? "the library does not show it, like the other frames of a burst" : "");
     const FileKey key{exported_.id, path, FileRole::NotInLibrary};
     auto row = context_.state.find(key);
     if (!row) {

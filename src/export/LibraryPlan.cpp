@@ -103,11 +103,11 @@ void LibraryPlan::readAlbums() {
 
 void LibraryPlan::readMembers(std::size_t container) {
   const LibraryContainer& album = library_.lists().containers()[container];
-  ++context_.report.counts.albums;
   const std::string name = joinedNames(folders_.albumNames(container));
   const auto members = library_.membership().membersOf(album.list(), HiddenMembers::Included);
   // With --only, what is wrong with other albums does not matter.
   const bool isAsked = context_.options.only.empty() || isNamed(album.name, album.uuid);
+  if (isAsked) ++context_.report.counts.albums;
   if (album.kind == LibraryContainer::Kind::SmartAlbum && isAsked) {
     const SmartAlbumMembers* known = library_.smartAlbums().membersOf(Value(album.uuid));
     using Source = SmartAlbumMembers::Source;

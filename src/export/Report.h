@@ -91,6 +91,7 @@ class Report final {
   std::vector<LibraryReport> libraries;
   std::string target;
   bool isDryRun = false;
+  bool isLinked = false;  // links take the place of copies
   bool isInterrupted = false;
   std::string page;     // path of report.html; empty: none was written
   std::string failure;  // why the run ended early; empty: it did not

@@ -163,11 +163,12 @@ class Page final {
                counts.hiddenLeft > 0);
     writeCount({"Photos in the trash, left out", "Ausgelassene Fotos im Papierkorb"}, counts.trashLeft,
                counts.trashLeft > 0);
-    writeCount({"Albums", "Alben"}, counts.albums, true);
+    writeCount({"Albums", "Alben"}, counts.albums, counts.albums > 0);
     writeCount({"Picture and movie files that belong here", "Bild- und Filmdateien, die hierher gehören"},
                counts.files, true);
+    writeCount({"Linked in this run", "In diesem Lauf verknüpft"}, counts.copied, report_.isLinked);
     writeCount({"Copied in this run", "In diesem Lauf kopiert"},
-               number(counts.copied) + " (" + size(counts.copiedBytes) + ")", true);
+               number(counts.copied) + " (" + size(counts.copiedBytes) + ")", !report_.isLinked);
     writeCount({"Here already", "Schon vorhanden"}, counts.unchanged, counts.unchanged > 0);
     writeCount({"Sidecars written in this run", "In diesem Lauf geschriebene Begleitdateien"},
                counts.sidecars, counts.sidecars > 0);

@@ -86,8 +86,12 @@ constexpr std::array<FindingTexts, kFindings> kFindingTexts{{
       "Das Dateisystem des Ziels kennt keine Verknüpfungen. Die Listen der Alben sind auch ohne sie "
       "vollständig."}},
     {"Dateien zwischen den Originalen, die zu keinem Foto gehören",
-     {"Leftovers of imports. They are in the folder “Not in the library”.",
-      "Reste von Importen. Sie sind im Ordner „Not in the library“."}},
+     {"Leftovers of imports, or frames of a burst that the library does not show. They are in the folder "
+      "“Not in the "
+      "library”.",
+      "Reste von Importen, oder Bilder einer Serie, die die Mediathek nicht zeigt. Sie sind im Ordner „Not "
+      "in the "
+      "library“."}},
     {"Originale mit gleichem Inhalt",
      {"The library has them more than once, and so has this folder.",
       "Die Mediathek enthält sie mehrfach, und dieser Ordner ebenso."}},

@@ -17,13 +17,18 @@ std::string plural(std::uint64_t number, const char* one, const char* many) {
   return groupedNumber(number) + " " + (number == 1 ? one : many);
 }
 
+std::string doneText(const Report& report) {
+  if (report.isLinked) return report.isDryRun ? " to link" : " linked";
+  return (report.isDryRun ? " to copy (" : " copied (") + sizeText(report.counts.copiedBytes) + ")";
+}
+
 std::string summary(const Report& report) {
   const ReportCounts& counts = report.counts;
   std::string text = plural(counts.photos, "photo", "photos");
   if (counts.movies > 0) text += " (" + plural(counts.movies, "of them a movie", "of them movies") + ")";
-  text += ", " + plural(counts.albums, "album", "albums") + ": ";
-  text += plural(counts.copied, "file", "files") + (report.isDryRun ? " to copy (" : " copied (") +
-          sizeText(counts.copiedBytes) + "), " + groupedNumber(counts.unchanged) + " there already";
+  if (counts.albums > 0) text += ", " + plural(counts.albums, "album", "albums");
+  text += ": " + plural(counts.copied, "file", "files") + doneText(report) + ", " +
+          groupedNumber(counts.unchanged) + " there already";
   if (counts.sidecars > 0) text += ", " + plural(counts.sidecars, "sidecar", "sidecars") + " written";
   if (counts.verified > 0) text += ", " + groupedNumber(counts.verified) + " verified";
   return text + ".\n";

@@ -40,6 +40,13 @@ std::string whyTargetOverlaps(const std::string& target, const std::string& libr
   return {};
 }
 
+std::uint64_t freeBytesFor(const std::string& target) {
+  std::error_code error;
+  fs::path folder = realPath(target);
+  while (!fs::is_directory(folder, error) && folder != folder.parent_path()) folder = folder.parent_path();
+  return freeBytesIn(folder.string());
+}
+
 std::string copiedState(TargetFolder& target, const std::string& state,
                         std::unique_ptr<PrivateFolder>& folder) {
   if (!target.look(state).isFile()) return {};

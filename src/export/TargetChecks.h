@@ -1,6 +1,7 @@
 // What is looked at before an export begins. Any thread.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -13,6 +14,9 @@ class PrivateFolder;
 // For the user: why this target cannot be used for a library: one lies in the other. Empty if it can. Looks
 // through links. The target need not exist.
 std::string whyTargetOverlaps(const std::string& target, const std::string& library);
+
+// What a target that need not exist has free, by the folder in which it will be; 0 if unknown.
+std::uint64_t freeBytesFor(const std::string& target);
 
 // A copy of the target's state, which a dry run may change. The folder holds it. Empty if the target has
 // none.

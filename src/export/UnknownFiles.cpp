@@ -20,6 +20,14 @@ namespace fs = std::filesystem;
 // Also the masters of versions that are no photos, such as those in a trash that was emptied by halves.
 constexpr SqlText kMasters = "SELECT imagePath FROM RKMaster";
 
+// Photos keeps frames of a burst, and others, that it does not show: no version has them. What is in its
+// trash is no such photo.
+constexpr SqlText kShownMasters =
+    "SELECT imagePath FROM RKMaster WHERE isInTrash = 1 OR modelId IN (SELECT masterId FROM RKVersion)";
+constexpr SqlText kOtherMasters =
+    "SELECT imagePath FROM RKMaster WHERE isInTrash = 0 AND modelId NOT IN (SELECT masterId FROM RKVersion "
+    "WHERE masterId IS NOT NULL)";
+
 constexpr int kDeepest = 32;
 
 // Where the versions of the photo applications keep originals. What Photos 5 leaves of older folders are hard
@@ -52,7 +60,16 @@ std::string legalPath(const std::string& path) {
 
 void UnknownFiles::addRows() {
   const bool isWhole = library_.databases().layout().hasPathCandidates;
-  Query rows = library_.databases().run(DatabaseFile::Library, kMasters, {});
+  const bool hasOthers = library_.kind() == LibraryKind::Photos4 || library_.kind() == LibraryKind::Photos5;
+  if (hasOthers) {
+    Query others = library_.databases().run(DatabaseFile::Library, kOtherMasters, {});
+    while (others.step())
+      // The first line is the original.
+      if (const auto paths = others.storedText(0))
+        notShown_.insert(
+            appendingPathComponent(library_.path(), std::string(paths->substr(0, paths->find('\n')))));
+  }
+  Query rows = library_.databases().run(DatabaseFile::Library, hasOthers ? kShownMasters : kMasters, {});
   while (rows.step()) {
     const auto paths = rows.storedText(0);
     for (std::size_t at = 0; paths && at < paths->size();) {
@@ -65,16 +82,17 @@ void UnknownFiles::addRows() {
 }
 
 // Photos keeps the other files of a photo as UUID_3.mov and the like.
-bool UnknownFiles::isKnown(const std::string& path) {
-  if (scratch_.isKnown(path)) return true;
+bool UnknownFiles::belongsToOne(const std::string& path, const Has& has) const {
+  if (has(path)) return true;
   const std::size_t slash = path.rfind('/'), line = path.rfind('_');
   if (library_.kind() != LibraryKind::Photos5 || line == std::string::npos || line < slash) return false;
   for (const char* extension : {".jpeg", ".jpg", ".heic", ".png", ".mov", ".cr2", ".nef", ".dng"})
-    if (scratch_.isKnown(path.substr(0, line) + extension)) return true;
+    if (has(path.substr(0, line) + extension)) return true;
   return false;
 }
 
 void UnknownFiles::list(const std::string& folder, int depth, Found& found) {
+  const Has isKnown = [this](const std::string& each) { return scratch_.isKnown(each); };
   std::error_code error;
   std::vector<std::string> folders;
   fs::directory_iterator entry(folder, error);
@@ -85,7 +103,7 @@ void UnknownFiles::list(const std::string& folder, int depth, Found& found) {
     if (isIgnored(entry->path().filename().string()) || entry->is_symlink(unreadable)) continue;
     if (entry->is_directory(unreadable)) {
       if (depth < kDeepest) folders.push_back(path);
-    } else if (entry->is_regular_file(unreadable) && !isKnown(path)) {
+    } else if (entry->is_regular_file(unreadable) && !belongsToOne(path, isKnown)) {
       found.files.push_back(path);
     }
   }
@@ -93,8 +111,7 @@ void UnknownFiles::list(const std::string& folder, int depth, Found& found) {
   for (const std::string& each : folders) list(each, depth + 1, found);
 }
 
-void UnknownFiles::forEach(const std::function<void(const std::string& path, OpenFile file)>& take,
-                           const std::function<void(const Failure& failure)>& takeFailure) {
+void UnknownFiles::forEach(const Take& take, const std::function<void(const Failure& failure)>& takeFailure) {
   addRows();
   library_.releaseLocks();
   Found found;
@@ -105,10 +122,11 @@ void UnknownFiles::forEach(const std::function<void(const std::string& path, Ope
     if (fs::symlink_status(folder, error).type() == fs::file_type::directory) list(folder, 0, found);
   }
   std::sort(found.files.begin(), found.files.end());
+  const Has isNotShown = [this](const std::string& each) { return notShown_.contains(each); };
   for (const std::string& path : found.files) {
     OpenFile file = library_.files().open(library_.path(), path).file;
     if (file.state == FileState::Open) {
-      take(path.substr(library_.path().size() + 1), std::move(file));
+      take(path.substr(library_.path().size() + 1), std::move(file), belongsToOne(path, isNotShown));
     } else {
       found.failures.push_back({path, "it could not be opened"});
     }

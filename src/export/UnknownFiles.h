@@ -1,8 +1,9 @@
 // The files among a library's originals that no photo of it has: leftovers of failed imports and lost
-// databases. On the library's thread.
+// databases, and photos that Photos does not show. On the library's thread.
 #pragma once
 
 #include <functional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -23,10 +24,11 @@ class UnknownFiles final {
     std::string path;
     std::string reason;
   };
+  // isNotShown: the library has a photo for it, and shows it nowhere, like most frames of a burst.
+  using Take = std::function<void(const std::string& path, OpenFile file, bool isNotShown)>;
   // Each with its path below the library, by path, then the failures. Links are not followed; hidden files
   // and those of the file manager are left out.
-  void forEach(const std::function<void(const std::string& path, OpenFile file)>& take,
-               const std::function<void(const Failure& failure)>& takeFailure);
+  void forEach(const Take& take, const std::function<void(const Failure& failure)>& takeFailure);
 
  private:
   struct Found {
@@ -35,10 +37,13 @@ class UnknownFiles final {
   };
   void list(const std::string& folder, int depth, Found& found);
   void addRows();
-  bool isKnown(const std::string& path);
+  using Has = std::function<bool(const std::string& path)>;
+  // Whether it is one of these files, or another file of the same photo.
+  bool belongsToOne(const std::string& path, const Has& has) const;
 
   OpenLibrary& library_;
   ExportScratch& scratch_;
+  std::set<std::string> notShown_;
 };
 
 // Each name of a path made legal.

@@ -262,7 +262,7 @@ constexpr const char* kOtherViews[] = {
     "{LIVE_MOVIE} END AS livePath, s.ZDIRECTORY LIKE '/%' AS fileIsReference, "
     "NULL "
     "AS fileVolumeUuid, x.ZORIGINALFILENAME AS fileName, x.ZORIGINALFILENAME AS originalFileName, 0 AS "
-    "isTrulyRaw, 0 AS isMissing, 0 AS isInTrash, NULL AS type, NULL AS duration, NULL AS "
+    "isTrulyRaw, 0 AS isMissing, s.ZTRASHEDSTATE != 0 AS isInTrash, NULL AS type, NULL AS duration, NULL AS "
     "alternateMasterUuid, s.ZCLOUDLOCALSTATE AS isInCloud FROM main.{ASSETS} "
     "s "
     "LEFT JOIN main.ZADDITIONALASSETATTRIBUTES x ON x.Z_PK = s.ZADDITIONALATTRIBUTES WHERE {KEPT}",
