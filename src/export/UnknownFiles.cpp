@@ -19,6 +19,10 @@ namespace fs = std::filesystem;
 
 // Also the masters of versions that are no photos, such as those in a trash that was emptied by halves.
 constexpr SqlText kMasters = "SELECT imagePath FROM RKMaster";
+constexpr SqlText kLiveMovies =
+    "SELECT path, modelId IN (SELECT modelId FROM RKMaster WHERE isInTrash = 1 OR modelId IN (SELECT "
+    "masterId "
+    "FROM RKVersion)) FROM MoxtelLivePhotos";
 
 // Photos keeps frames of a burst, and others, that it does not show: no version has them. What is in its
 // trash is no such photo.
@@ -79,13 +83,27 @@ void UnknownFiles::addRows() {
       at = end + 1;
     }
   }
+  if (library_.kind() != LibraryKind::Photos5) return;
+  Query movies = library_.databases().run(DatabaseFile::Library, kLiveMovies, {});
+  while (movies.step()) {
+    const auto path = movies.storedText(0);
+    if (!path) continue;
+    const std::string movie = appendingPathComponent(library_.path(), std::string(*path));
+    if (movies.integerColumn(1) != 0) {
+      scratch_.addKnown(movie);
+    } else {
+      notShown_.insert(movie);
+    }
+  }
 }
 
-// Photos keeps the other files of a photo as UUID_3.mov and the like.
+// Photos keeps the other files of a photo as UUID_4.jpg and the like. A live photo's movie is named by its
+// row: beside another photo such a movie is shown and exported nowhere else.
 bool UnknownFiles::belongsToOne(const std::string& path, const Has& has) const {
   if (has(path)) return true;
   const std::size_t slash = path.rfind('/'), line = path.rfind('_');
   if (library_.kind() != LibraryKind::Photos5 || line == std::string::npos || line < slash) return false;
+  if (foldedFileName(path.substr(line)) == "_3.mov") return false;
   for (const char* extension : {".jpeg", ".jpg", ".heic", ".png", ".mov", ".cr2", ".nef", ".dng"})
     if (has(path.substr(0, line) + extension)) return true;
   return false;

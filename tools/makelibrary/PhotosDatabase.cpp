@@ -38,6 +38,8 @@ std::string_view typeOf(MasterKind kind) {
   return "public.jpeg";
 }
 
+constexpr int kLivePhoto = 2;
+
 void writeEntities(const PhotosModel& model, SqliteWriter& writer) {
   Inserter row = writer.into("Z_PRIMARYKEY", "Z_ENT,Z_NAME,Z_SUPER,Z_MAX");
   for (const auto& [name, number] : model.entities()) row.row(number, name, 0, 1'000'000);
@@ -54,7 +56,7 @@ class AssetRows final {
             list({"Z_PK,Z_ENT,Z_OPT,ZUUID,ZKIND,ZORIENTATION,ZLATITUDE,ZLONGITUDE,ZMOMENT,ZWIDTH,ZHEIGHT,"
                   "ZDATECREATED,"
                   "ZADDEDDATE,ZTRASHEDSTATE,ZHIDDEN,ZVISIBILITYSTATE,ZFAVORITE,ZDIRECTORY,ZFILENAME,"
-                  "ZUNIFORMTYPEIDENTIFIER,ZADDITIONALATTRIBUTES,ZCLOUDLOCALSTATE,ZDURATION",
+                  "ZUNIFORMTYPEIDENTIFIER,ZADDITIONALATTRIBUTES,ZCLOUDLOCALSTATE,ZDURATION,ZKINDSUBTYPE",
                   model.adjusted, model.shared}))),
         attributes_(
             writer.into("ZADDITIONALASSETATTRIBUTES",
@@ -74,7 +76,8 @@ class AssetRows final {
                turned ? photo.height : photo.width, turned ? photo.width : photo.height, photo.date,
                photo.date + 86400, photo.inTrash, state.hidden, state.burst ? 2 : 0, photo.flagged,
                uuid.substr(0, 1), uuid + std::string(photosExtension(photo.kind)), typeOf(photo.kind),
-               idOf(photo), state.cloudOnly, photo.duration, photo.adjusted, sharedMark(photo, state));
+               idOf(photo), state.cloudOnly, photo.duration, state.live ? kLivePhoto : 0, photo.adjusted,
+               sharedMark(photo, state));
     const std::optional<std::int64_t> described = photo.caption ? std::optional(idOf(photo)) : std::nullopt;
     const bool titled = photo.index % 3 == 0;
     attributes_.row(idOf(photo), model_.entity("AdditionalAssetAttributes"), 1, idOf(photo), described,
