@@ -15,6 +15,7 @@
 #include "library/answers/OpenLibrary.h"
 #include "library/database/LibraryDatabases.h"
 #include "library/facts/PhotoFactsReader.h"
+#include "library/kinds/AlbumDataDatabase.h"
 #include "library/kinds/LibraryKind.h"
 #include "pictures/properties/ImageProperties.h"
 #include "platform/files/Files.h"
@@ -327,6 +328,9 @@ std::unique_ptr<OpenLibrary> ExportRun::openForPlan(ExportedLibrary& library) {
     const std::string why = whyUnreadable(library.path);
     report(Finding::LibraryUnreadable,
            why + (why.empty() ? "" : " ") + "The files among its originals are copied without their facts.");
+  } else if (opened->kind() == LibraryKind::AlbumDataOnly &&
+             !readAlbumDataDatabase(library.path + "/AlbumData.xml")->error.empty()) {
+    report(Finding::LibraryDamaged, "AlbumData.xml is damaged: only what comes before the damage was used");
   }
   return opened;
 }
@@ -405,14 +409,19 @@ void ExportRun::copyOne(ExportedLibrary& library, FileWriter& writer, bool isLas
   SystemProcessRunner processes;
   ImagePropertyReader properties(processes);
   const ExportFolders folders(*context_, library, opened->lists().containers());
+  bool isWhole = library.onlyFiles || !opened->failed();
   LibraryCopy copy(*context_, writer, library, *opened, properties, folders);
+  const bool takesAll = !options_.isPartial();
   if (!library.onlyFiles) {
     copy.copyPhotos(isLast);
+    opened->beginTask();
     copy.writeAlbums();
+    if (takesAll) copy.writeNotes();
   }
-  if (options_.isPartial()) return;
-  if (!library.onlyFiles) copy.writeNotes();
-  if (!isLast) copy.copyUnknownFiles();
+  if (takesAll && !isLast) copy.copyUnknownFiles();
+  isWhole = isWhole && (library.onlyFiles || !opened->failed());
+  if (!isWhole)
+    report_.add(Finding::FactsNotRead, library.name, library.path, "a database could not be read to its end");
 }
 
 void ExportRun::describeAll() {

@@ -82,17 +82,15 @@ void LibraryCopy::copyPhotos(bool isLast) {
   }
 }
 
-// Photos of the range that were planned, but could not be read now. One that was read may lack facts: the
-// next run writes its sidecar again.
-void LibraryCopy::repeatUnread(std::int64_t first, std::int64_t end, const std::vector<PhotoFacts>& read,
+// Those that were read may lack facts, so all planned photos of the range follow at the end.
+void LibraryCopy::repeatUnread(std::int64_t first, std::int64_t end, std::vector<PhotoFacts>& read,
                                bool isLast) {
+  library_.facts().dropCaches();
   if (isLast) return report(Finding::FactsNotRead, exported_.path, "a database could not be read to its end");
+  read.clear();
   for (auto next = context_.scratch.nextTodo(exported_.id, first); next && *next < end;
-       next = context_.scratch.nextTodo(exported_.id, *next + 1)) {
-    const bool isRead = std::any_of(read.begin(), read.end(),
-                                    [&](const PhotoFacts& photo) { return photo.modelId == *next; });
-    if (!isRead) context_.scratch.addRetry(exported_.id, *next, *context_.scratch.todo(exported_.id, *next));
-  }
+       next = context_.scratch.nextTodo(exported_.id, *next + 1))
+    context_.scratch.addRetry(exported_.id, *next, *context_.scratch.todo(exported_.id, *next));
 }
 
 void LibraryCopy::copyPhoto(const PhotoFacts& photo, bool isLast) {

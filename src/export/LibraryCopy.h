@@ -37,7 +37,7 @@ class LibraryCopy final {
   void copyUnknownFiles();
 
  private:
-  void repeatUnread(std::int64_t first, std::int64_t end, const std::vector<PhotoFacts>& read, bool isLast);
+  void repeatUnread(std::int64_t first, std::int64_t end, std::vector<PhotoFacts>& read, bool isLast);
   void copyPhoto(const PhotoFacts& photo, bool isLast);
   FileWriter::Outcome copyFile(const PhotoFacts& photo, const SourceFile& source);
   void writeSidecar(const PhotoFacts& photo, const SourceFile& source);

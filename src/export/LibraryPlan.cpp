@@ -66,7 +66,7 @@ void LibraryPlan::run(std::vector<std::string>& unknown) {
   library_.releaseLocks();
   // Its columns have 40 bytes a photo.
   library_.membership().dropCaches();
-  const bool isWhole = readPhotos();
+  const bool isWhole = readPhotos() && !library_.failed();
   library_.releaseLocks();
   if (!isWhole) report(Finding::FactsNotRead, exported_.path, "a database could not be read to its end");
 }

@@ -126,6 +126,8 @@ constexpr std::array kReasons{
              "ihre Datenbank ist nicht lesbar; AlbumData.xml wurde verwendet, worin weniger steht"},
     PageText{"its database is missing; AlbumData.xml was used, which knows less",
              "ihre Datenbank fehlt; AlbumData.xml wurde verwendet, worin weniger steht"},
+    PageText{"AlbumData.xml is damaged: only what comes before the damage was used",
+             "AlbumData.xml ist beschädigt: nur was vor der beschädigten Stelle steht, wurde verwendet"},
     PageText{"the original was taken", "das Original wurde übernommen"},
     PageText{"the library's full-size picture was taken", "das große Bild der Mediathek wurde übernommen"},
     PageText{"a smaller picture was taken", "ein kleineres Bild wurde übernommen"},
