@@ -2,6 +2,7 @@
 
 Usage: export_test.py BIN_FOLDER [--kills N] [unittest arguments]"""
 import argparse
+import contextlib
 import hashlib
 import json
 import os
@@ -151,7 +152,9 @@ class Export(unittest.TestCase):
         duration = time.monotonic() - start
         chance = random.Random(1)
         killed = 0
-        for _ in range(KILLS):
+        for round_ in range(KILLS):
+            if round_ and round_ % 10 == 0:
+                print(f"{round_} of {KILLS} rounds, {killed} kills", file=sys.stderr, flush=True)
             shutil.rmtree(self.target, ignore_errors=True)
             for _ in range(2):
                 process = subprocess.Popen([os.path.join(BIN, "moxtel-export"), library, self.target],
@@ -356,26 +359,50 @@ class Export(unittest.TestCase):
         self.assertLessEqual({"libraryDamaged", "notInLibrary"},
                              self.rescued(truncate(database, 20_000), truncate("AlbumData.xml", 5_000)))
 
-    def mark_live_photos(self, library):
-        """As Photos 5 and later do: the sample library has only their movies."""
-        movies = list(library.glob("originals/*/*_3.mov"))
-        if movies:
-            with sqlite3.connect(library / "database/Photos.sqlite") as database:
-                tables = {row[0] for row in database.execute("SELECT name FROM sqlite_master")}
-                table = "ZASSET" if "ZASSET" in tables else "ZGENERICASSET"
-                marked = sum(database.execute("UPDATE %s SET ZKINDSUBTYPE = 2 WHERE ZUUID = ? AND ZTRASHEDSTATE = 0" % table,
-                                              (movie.stem.split("_")[0],)).rowcount for movie in movies)
-            database.close()
-            self.assertGreater(marked, 0)
-            return marked
-        return 0
+    def assets(self, library, statement, *values):
+        with contextlib.closing(sqlite3.connect(library / "database/Photos.sqlite")) as database, database:
+            tables = {row[0] for row in database.execute("SELECT name FROM sqlite_master")}
+            table = "ZASSET" if "ZASSET" in tables else "ZGENERICASSET"
+            done = database.execute(statement.replace("ASSETS", table), values)
+            return done.fetchall() or done.rowcount
+
+    def test_a_cut_album_data_is_used_as_far_as_it_goes(self):
+        library = self.library("--photos", "60", "--album-data")
+        (library / "Database/apdb/Library.apdb").unlink()
+        xml = library / "AlbumData.xml"
+        text = xml.read_bytes()
+        os.truncate(xml, text.index(b"<key>Master Image List") + 3 * (len(text) - text.index(b"<key>Master Image List")) // 4)
+        report = self.report(library, self.target, expected=2)
+        self.assertIn(report["counts"]["photos"], range(20, 55))
+        self.assertIn("AlbumData.xml is damaged: only what comes before the damage was used",
+                      [each["reason"] for each in report["findings"] if each["finding"] == "libraryDamaged"])
+        originals = {hashlib.sha256(path.read_bytes()).hexdigest() for path in (library / "Masters").rglob("*.*")
+                     if path.is_file()}
+        self.assertEqual(originals - {facts[0] for facts in tree_of(self.target).values()}, set())
+
+    def test_a_movie_beside_a_photo_that_is_not_live_is_not_lost(self):
+        for kind in ("photos5", "photos11"):
+            with self.subTest(kind):
+                library = self.library("--photos", "120", "--kind", kind, name=kind)
+                movie, other = sorted(library.glob("originals/*/*_3.mov"))[:2]
+                # A movie that no row calls one, and one of a photo that is not there.
+                self.assertEqual(self.assets(library, "UPDATE ASSETS SET ZKINDSUBTYPE = 0 WHERE ZUUID = ?",
+                                             movie.stem.split("_")[0]), 1)
+                stray = movie.with_name("0" * 36 + "_3.mov")
+                shutil.copy(other, stray)
+                report = self.report(library, self.folder / ("to " + kind))
+                self.assertEqual({each["file"] for each in report["findings"] if each["finding"] == "notInLibrary"
+                                  and each["file"].endswith(".mov") and "_3" in each["file"]}, {str(movie), str(stray)})
+                for path in movie, stray:
+                    copy = self.folder / ("to " + kind) / "Not in the library" / path.relative_to(library)
+                    self.assertEqual(copy.read_bytes(), path.read_bytes())
 
     def test_raw_and_live_pairs_share_their_names(self):
         for kind in ("iphoto", "photos4", "photos5", "photos11"):
             with self.subTest(kind):
                 options = ["--everything"] if kind == "iphoto" else ["--kind", kind]
                 library = self.library("--photos", "120", *options, name=kind)
-                live = self.mark_live_photos(library)
+                live = len(list(library.glob("originals/*/*_3.mov")))
                 target = self.folder / f"to-{kind}"
                 lines = run(library, target, "--dry-run", "--json").stdout.splitlines()[:-1]
                 run(library, target)
