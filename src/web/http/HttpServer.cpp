@@ -108,7 +108,8 @@ struct HttpServer::Callbacks {
   static MHD_Result asked(void* server, MHD_Connection* connection, const char*, const char* method,
                           const char* version, const char* data, std::size_t* size, void** slot) {
     Connection* const state = connectionOf(connection);
-    if (!state) return MHD_NO;
+    // Without the address that was asked for nothing can be allowed.
+    if (!state || state->local == 0) return MHD_NO;
     try {
       if (!*slot)
         return asResult(static_cast<HttpServer*>(server)->begin(connection, *state, method, version, slot));
