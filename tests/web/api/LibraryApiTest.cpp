@@ -119,7 +119,8 @@ TEST_P(LibraryApiTest, listsNobodyWithoutShownPhotos) {
   Page page(path_);
   EXPECT_EQ(page.api("people")["people"], Json::array());
   EXPECT_EQ(page.api("library")["people"], false);
-  for (const Json& each : page.api("suggest?q=a")["lists"]) EXPECT_NE(each["kind"], "person");
+  const Json lists = page.api("suggest?q=a")["lists"];
+  for (const Json& each : lists) EXPECT_NE(each["kind"], "person");
 }
 
 TEST_P(LibraryApiTest, describesEachPhoto) {
