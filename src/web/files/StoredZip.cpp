@@ -1,7 +1,7 @@
 #include "web/files/StoredZip.h"
 
 #include <fcntl.h>
-#include <libdeflate.h>
+#include <zlib.h>
 
 #include <algorithm>
 #include <ctime>
@@ -245,7 +245,7 @@ bool StoredZip::openEntry() {
   file_ = open_(entry);
   fileSent_ = 0;
   readAhead_ = 0;
-  checksums_[index_] = ::libdeflate_crc32(0, nullptr, 0);
+  checksums_[index_] = static_cast<std::uint32_t>(::crc32(0, nullptr, 0));
   return file_.state == FileState::Open && file_.size >= entry.size;
 }
 
@@ -256,7 +256,8 @@ std::optional<std::size_t> StoredZip::readData(std::span<char> buffer) {
   auto* bytes = reinterpret_cast<std::uint8_t*>(buffer.data());
   readAhead();
   if (readAt(file_, fileSent_, {bytes, wanted}) != wanted) return std::nullopt;
-  checksums_[index_] = ::libdeflate_crc32(checksums_[index_], bytes, wanted);
+  checksums_[index_] =
+      static_cast<std::uint32_t>(::crc32(checksums_[index_], bytes, static_cast<unsigned>(wanted)));
   fileSent_ += wanted;
   return wanted;
 }
