@@ -41,7 +41,7 @@ std::vector<std::string> foldersOf(std::string_view setting) {
   return folders;
 }
 
-// Libraries that nobody uses any more. Closing one waits for its threads, so whoever releases it last, which
+// Libraries that are no longer used. Closing one waits for its threads, so whoever releases it last, which
 // may be one of them, only puts it here.
 class ClosingLibraries final {
  public:

@@ -50,7 +50,7 @@ class WebLibraries final {
   static constexpr std::size_t kMostOpen = 4;
 
   explicit WebLibraries(WebLibrariesOptions options);
-  // Ends all threads and the tasks of the libraries. Waits until nobody holds a library.
+  // Ends all threads and the tasks of the libraries. Waits until no library is held.
   ~WebLibraries();
   WebLibraries(const WebLibraries&) = delete;
   WebLibraries& operator=(const WebLibraries&) = delete;

@@ -198,7 +198,7 @@ class MixOfKind(Mix):
 class PageMix:
     """Requests of browsers, each over a connection of its own, with their expected replies."""
 
-    ARCHIVE = 20  # of so many requests one begins an archive, and breaks it off
+    ARCHIVE = 20  # one of this number of requests begins an archive, and breaks it off
 
     def __init__(self, server, port, seed):
         self.server, self.port = server, port
@@ -229,7 +229,7 @@ class PageMix:
         return libraries[0]["id"] if libraries else None
 
     def get(self, address, most=None):
-        """Status and body; with a limit, so many bytes of it."""
+        """Status and body; with a limit, only its first bytes."""
         connection = http.client.HTTPConnection("127.0.0.1", self.port, timeout=60)
         try:
             connection.request("GET", address, headers={"Connection": "close"})

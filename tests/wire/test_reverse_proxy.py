@@ -101,7 +101,7 @@ class ReverseProxy(moxteltest.LibraryTestCase):
         self.assertEqual(self.ask("GET", "/check", name="evil.example")[0], 403)
 
     def test_the_browsers_own_address_counts(self):
-        """A browser cannot choose the address: what it says stands before the one that the proxy adds."""
+        """A browser cannot choose the address: what it sends comes before the one that the proxy adds."""
         _, digits = self.key_and_digits()
         wrong = "000000" if digits != "000000" else "000001"
         for i in range(10):

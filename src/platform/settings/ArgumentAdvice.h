@@ -9,7 +9,7 @@
 
 namespace moxtel {
 
-// The message about arguments[index], which stands where an option should and is none of the keys. It ends
+// The message about arguments[index], which is in the place of an option and is none of the keys. It ends
 // with the right form where that can be guessed: from a wrong number of dashes, other dashes, wrong case, "="
 // between option and value, or a value with blanks and without quotes.
 std::string messageAboutArgument(const std::vector<std::string>& arguments, std::size_t index,
