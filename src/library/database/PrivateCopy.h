@@ -1,6 +1,5 @@
 // A private copy of a database file and of its journals, in a new folder, for a database that cannot be read
-// in place without changing something there. Made on
-// one thread, read on any.
+// in place without changing something there. Made on one thread, read on any.
 #pragma once
 
 #include <chrono>
