@@ -144,9 +144,10 @@ class Originals(ExportFaults):
         self.continues()
 
     def test_a_file_that_cannot_be_opened_once_is_copied(self):
-        self.control.arm(self.numbers()["openat"], error=errno.EIO, file=self.name)
+        # In one step, and then name by name.
+        self.control.arm(self.numbers()["openat"], error=errno.EIO, repeat=2, file=self.name)
         done = self.faulted("--json")
-        self.assertEqual(self.control["fired"], 1)
+        self.assertEqual(self.control["fired"], 2)
         self.assertEqual(done.returncode, self.base, done)
         self.assertEqual(tree_of(self.target), self.whole)
         self.continues()

@@ -368,6 +368,8 @@ class Tracer {
       tracee.isLoaded = number == SYS_munmap;
       return;
     }
+    // A file may be opened in one step, or name by name.
+    if (control_.file[0] != 0 && number == SYS_openat2) number = SYS_openat;
     if (control_.armed != 1 || number >= kCalls) return;
     const Whose whose = tracee.isServer || !tracee.hasRun ? Server : Children;
     if (control_.file[0] != 0 && !isOnChosenFile(thread, number, arguments)) return;
