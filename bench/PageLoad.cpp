@@ -173,14 +173,14 @@ class Phones {
  public:
   Phones(int port, std::size_t count, std::size_t swipes) {
     connections_.reserve(count * kConnectionsOfPhone);
-    const auto start = Clock::now();
-    for (std::size_t i = 0; i < count; ++i) {
-      phones_.push_back({requests.size() / count * i, start + kBetweenSwipes * i / count, swipes, {}});
-      for (int each = 0; each < kConnectionsOfPhone; ++each) {
-        connections_.emplace_back(port, kFirstPhone + static_cast<in_addr_t>(i));
-        events_.add(connections_, connections_.size() - 1);
-      }
+    for (std::size_t i = 0; i < count * kConnectionsOfPhone; ++i) {
+      connections_.emplace_back(port, kFirstPhone + static_cast<in_addr_t>(i / kConnectionsOfPhone));
+      events_.add(connections_, i);
     }
+    // Later than the connections, or the swipes missed until now would come all at once.
+    const auto start = Clock::now();
+    for (std::size_t i = 0; i < count; ++i)
+      phones_.push_back({requests.size() / count * i, start + kBetweenSwipes * i / count, swipes, {}});
     expected_ = count * swipes * kPicturesOfSwipe;
   }
   void scroll() {

@@ -13,7 +13,8 @@ namespace moxtel {
 
 namespace {
 
-constexpr int kBacklog = 128;
+// As many as are served: a connection that finds no room tries again only after a second.
+constexpr int kBacklog = 1024;
 // The first byte of a TLS record with a handshake (RFC 8446, section 5.1).
 constexpr char kTlsHandshake = 0x16;
 
