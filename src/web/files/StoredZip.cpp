@@ -1,6 +1,5 @@
 #include "web/files/StoredZip.h"
 
-#include <fcntl.h>
 #include <zlib.h>
 
 #include <algorithm>
@@ -232,19 +231,10 @@ bool StoredZip::prepareNext() {
   return true;
 }
 
-// Lets the disk read what follows while this part is summed up and sent.
-void StoredZip::readAhead() {
-  constexpr std::uint64_t kAhead = std::uint64_t{2} << 20;  // bytes
-  if (fileSent_ + kAhead / 2 < readAhead_) return;
-  ::posix_fadvise(file_.descriptor.get(), static_cast<off_t>(readAhead_), kAhead, POSIX_FADV_WILLNEED);
-  readAhead_ += kAhead;
-}
-
 bool StoredZip::openEntry() {
   const ZipEntry& entry = entries_[index_];
   file_ = open_(entry);
   fileSent_ = 0;
-  readAhead_ = 0;
   checksums_[index_] = static_cast<std::uint32_t>(::crc32(0, nullptr, 0));
   return file_.state == FileState::Open && file_.size >= entry.size;
 }
@@ -254,7 +244,6 @@ std::optional<std::size_t> StoredZip::readData(std::span<char> buffer) {
   const std::size_t wanted =
       static_cast<std::size_t>(std::min<std::uint64_t>({left, buffer.size(), 1u << 30}));
   auto* bytes = reinterpret_cast<std::uint8_t*>(buffer.data());
-  readAhead();
   if (readAt(file_, fileSent_, {bytes, wanted}) != wanted) return std::nullopt;
   checksums_[index_] =
       static_cast<std::uint32_t>(::crc32(checksums_[index_], bytes, static_cast<unsigned>(wanted)));

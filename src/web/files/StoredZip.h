@@ -52,6 +52,8 @@ class StoredZip final : public HttpBody {
   std::optional<std::uint64_t> size() const override { return size_; }
   // From the start to the end only.
   bool offersRanges() const override { return false; }
+  // Between two reads the sender waits for the client: with few of them the disk's own reading ahead goes on.
+  std::size_t blockSize() const override { return 512 * 1024; }
   // Fails when a file cannot be opened or read, or is shorter than its entry says. Of a longer one, the first
   // bytes are sent.
   std::optional<std::size_t> read(std::uint64_t offset, std::span<char> buffer) override;
@@ -61,7 +63,6 @@ class StoredZip final : public HttpBody {
 
   bool prepareNext();
   bool openEntry();
-  void readAhead();
   std::optional<std::size_t> readData(std::span<char> buffer);
 
   const std::vector<ZipEntry> entries_;
@@ -77,7 +78,6 @@ class StoredZip final : public HttpBody {
   std::size_t textSent_ = 0;
   OpenFile file_;
   std::uint64_t fileSent_ = 0;
-  std::uint64_t readAhead_ = 0;  // of the file: up to here the disk was asked to read
 };
 
 // The size of an archive of these files.

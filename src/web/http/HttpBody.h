@@ -24,6 +24,8 @@ class HttpBody {
   virtual std::optional<std::uint64_t> size() const = 0;
   // Whether reading may begin anywhere; if not, ranges are not offered either.
   virtual bool offersRanges() const { return true; }
+  // Bytes that read() is asked for at once, and the size of the buffer that the reply has until its end.
+  virtual std::size_t blockSize() const { return 65536; }
   // Fills the buffer with up to its size from this offset and returns how many bytes that were; 0 at the end;
   // nullopt on a failure, which ends the connection. The first offset is that of the range that was asked
   // for; then each offset is the end of what was read before.

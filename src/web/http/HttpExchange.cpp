@@ -16,7 +16,6 @@ namespace moxtel {
 namespace {
 
 constexpr std::size_t kSmallestCompressed = 1024;  // bytes
-constexpr std::size_t kBlock = 65536;              // bytes that a body produces at once
 constexpr int kGzipWindow = 15 + 16;               // zlib's largest window, with the header of gzip
 // A file up to this size is sent together with the header: one packet less and, for the client, one wake-up
 // less than with sendfile.
@@ -107,9 +106,10 @@ struct BodySource {
 
 MHD_Response* bodyResponse(std::shared_ptr<HttpBody> body, std::uint64_t first,
                            std::optional<std::uint64_t> size) {
+  const std::size_t block = body->blockSize();
   auto source = std::make_unique<BodySource>(BodySource{std::move(body), first, size});
   MHD_Response* const response = MHD_create_response_from_callback(
-      size.value_or(MHD_SIZE_UNKNOWN), kBlock, &BodySource::read, source.get(), &BodySource::release);
+      size.value_or(MHD_SIZE_UNKNOWN), block, &BodySource::read, source.get(), &BodySource::release);
   if (response) static_cast<void>(source.release());
   return response;
 }
