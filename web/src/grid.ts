@@ -272,7 +272,9 @@ export class Grid {
   private scrolled(): void {
     const now = performance.now();
     const y = this.y;
-    if (now > this.lastTime) this.speed = Math.abs(y - this.lastY) / (now - this.lastTime);
+    // Events come late and then close together: one slow step does not mean that the list slows down.
+    if (now > this.lastTime)
+      this.speed = Math.max(Math.abs(y - this.lastY) / (now - this.lastTime), this.speed * 0.8);
     this.lastY = y;
     this.lastTime = now;
     this.schedule();
