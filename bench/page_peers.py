@@ -2,9 +2,9 @@
 """Compares the page's files with nginx (one worker), which serves the same files in the same run.
 
     page_peers.py BIN_FOLDER [--work FOLDER] [--rounds N] [--requests N] [--movie MIB] [--zip MIB] [--photos N]
-                  [--phones N] [--swipes N] [--many N] [--only TABLE,...]
+                  [--phones N] [--swipes N] [--many N] [--megapixels N] [--only TABLE,...]
 
-BIN_FOLDER contains moxtelserverd, moxtel-make-library, page-load, http-floor and delivery-bench (a release build).
+BIN_FOLDER contains moxtelserverd, moxtel-picture-decoder, moxtel-make-library, page-load, http-floor and delivery-bench (a release build).
 Makes a library, serves it with both servers on loopback ports, and prints tables with the medians of --rounds
 (5) rounds, in which the servers take turns:
 
@@ -12,6 +12,8 @@ Makes a library, serves it with both servers on loopback ports, and prints table
   a program that is nothing but libmicrohttpd and answers from memory: what our server can reach at best;
 - files: an original of 25 MB and a sparse movie of --movie (1,024) MiB, in rounds of at least 2 GB; and an archive of
   --zip (1,024) MiB of originals, which are read from the disk, as a program does that only reads them;
+- raw: the preview of a RAW file of --megapixels (24), the first time, beside moxtel-picture-decoder alone, and
+  again, beside nginx with a file of that picture;
 - phones: --phones (100), each with an address and six connections of its own, swipe --swipes (10) times, and nothing
   was asked for before; meanwhile the handheld's thumbnails over the other port, and the same alone;
 - memory: of the server, while it answers --many (1,000,000) requests.
@@ -31,6 +33,8 @@ import tempfile
 import time
 import urllib.request
 
+sys.path.append(str(pathlib.Path(__file__).resolve().parent.parent / "tests/pictures"))
+from make_fixtures import raw_file
 from delivery_peers import NGINX_PROGRAM, Program, free_port, nginx, quoted, rows
 from markdown import conditions, duration, head, row, skip
 
@@ -40,6 +44,7 @@ BUSY_BYTES = 2 << 30  # of a round with large files
 ORIGINAL = 25_000_000
 ARCHIVED = 40 << 20  # bytes of an original in the archive
 HANDHELD = 2000  # requests
+PREVIEW_SIDE = 2048  # pixels
 
 
 class Server(Program):
@@ -61,10 +66,13 @@ class Server(Program):
         return self
 
     def json(self, path):
+        return json.loads(self.read(path))
+
+    def read(self, path):
         asked = urllib.request.Request("http://localhost:%d%s" % (self.port, path))
         asked.add_header(*self.field.split(": "))
         with urllib.request.urlopen(asked, timeout=60) as reply:
-            return json.load(reply)
+            return reply.read()
 
 
 def processor_time(process):
@@ -145,6 +153,17 @@ class Bench:
         for _, name in self.archived:
             self.write(name, ARCHIVED)
 
+    def add_raw_files(self):
+        """One for each round: the first time is over after one request. Returns the model ids and the paths."""
+        width = round((self.options.megapixels * 1e6 * 3 / 2) ** 0.5) // 2 * 2
+        height = width * 2 // 3 // 2 * 2
+        rows = [os.urandom(2 * width) for _ in range(16)]  # a camera's noise, and more
+        file = raw_file(width, height, b"".join(rows[y * 16 // height] if y % 2 else rows[y % 16] for y in range(height)))
+        added = self.photos("m.type = 'IMGT'", -1)[-self.options.rounds:]
+        for _, name in added:
+            (self.library / "Masters" / name).write_bytes(file)
+        return [(number, self.library / "Masters" / name) for number, name in added]
+
     def write(self, name, size):
         block = os.urandom(1 << 20)
         with open(self.library / "Masters" / name, "wb") as file:
@@ -167,7 +186,7 @@ class Bench:
             self.peer.field = self.bare.field = self.bare_movie.field = ""
             for name in only:
                 {"phones": self.phone_table, "thumbnails": self.thumbnail_table, "files": self.file_table,
-                 "memory": self.memory_table}[name]()
+                 "raw": self.raw_table, "memory": self.memory_table}[name]()
 
     def floor(self, file):
         port = free_port()
@@ -224,6 +243,34 @@ class Bench:
                              median(zipped, "processor_of_gigabyte") * 1e3),
             "reading alone {:,.0f}".format(rate), "%.2f" % (median(zipped, "throughput") / rate),
             "memory of ours %.0f MB" % memory(self.ours.process), "")
+
+    def raw_table(self):
+        files = self.add_raw_files()
+        first, alone = in_turn(len(files), [lambda left=list(files): self.first_time(left.pop()[0]),
+                                            lambda left=list(files): self.decoder_alone(left.pop()[1])])
+        path = self.ours.library + "preview/%d" % files[0][0]
+        (self.library / "Masters/preview.jpg").write_bytes(self.ours.read(path))
+        count = min(HANDHELD, self.options.requests)
+        again, peer = in_turn(self.options.rounds, [self.load(self.ours, 1, count, [path]),
+                                                    self.load(self.peer, 1, count, [quoted("Masters", "preview.jpg")])])
+        head("The preview of a RAW file of %d megapixels" % self.options.megapixels, "Ours", "Peer", "Ours / peer")
+        row("The first time; the decoder alone", duration(statistics.median(first)), duration(statistics.median(alone)),
+            "%.2f" % (statistics.median(first) / statistics.median(alone)))
+        row("Again; nginx with a file of %d KB" % ((self.library / "Masters/preview.jpg").stat().st_size // 1000),
+            duration(median(again, "median")), duration(median(peer, "median")),
+            "%.2f" % (median(again, "median") / median(peer, "median")))
+
+    def first_time(self, number):
+        start = time.monotonic()
+        self.ours.read(self.ours.library + "preview/%d" % number)
+        return (time.monotonic() - start) * 1e6
+
+    def decoder_alone(self, path):
+        start = time.monotonic()
+        with open(path, "rb") as file:
+            subprocess.run([str(self.binaries / "moxtel-picture-decoder"), "preview:%d:0" % PREVIEW_SIDE, ""], stdin=file,
+                           stdout=subprocess.DEVNULL, check=True)
+        return (time.monotonic() - start) * 1e6
 
     def cold(self, measure):
         for _, name in self.archived:
@@ -289,9 +336,9 @@ def parsed():
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("binaries", type=pathlib.Path)
     parser.add_argument("--work", type=pathlib.Path)
-    parser.add_argument("--only", default="phones,thumbnails,files,memory")
+    parser.add_argument("--only", default="phones,thumbnails,files,raw,memory")
     for name, value in (("rounds", 5), ("requests", 30_000), ("movie", 1024), ("zip", 1024), ("photos", 4000),
-                        ("phones", 100), ("swipes", 10), ("many", 1_000_000)):
+                        ("phones", 100), ("swipes", 10), ("many", 1_000_000), ("megapixels", 24)):
         parser.add_argument("--" + name, type=int, default=value)
     return parser.parse_args()
 

@@ -116,19 +116,24 @@ def dng(orientation, more=()):
             red, green, blue = quarter(x, y)
             value = (red if x % 2 == 0 else green) if y % 2 == 0 else (green if x % 2 == 0 else blue)
             pixels += short(round((value / 255) ** 2.2 * 65535))
+    return raw_file(WIDTH, HEIGHT, bytes(pixels), orientation, more)
+
+
+def raw_file(width, height, pixels, orientation=1, more=()):
+    """A DNG of 16-bit red-green-green-blue sensor data."""
     matrix = [3.2406, -1.5372, -0.4986, -0.9689, 1.8758, 0.0415, 0.0557, -0.2040, 1.0570]
     rationals = b''.join(struct.pack('<ii', round(v * 10000), 10000) for v in matrix)
-    entries = [tiff_entry(254, 4, long(0)), tiff_entry(256, 4, long(WIDTH)), tiff_entry(257, 4, long(HEIGHT)),
+    entries = [tiff_entry(254, 4, long(0)), tiff_entry(256, 4, long(width)), tiff_entry(257, 4, long(height)),
                tiff_entry(258, 3, short(16)), tiff_entry(259, 3, short(1)), tiff_entry(262, 3, short(32803)),
                tiff_entry(271, 2, b'Moxtel\0'), tiff_entry(272, 2, b'Test Camera\0'),
                tiff_entry(274, 3, short(orientation)), tiff_entry(277, 3, short(1)),
-               tiff_entry(278, 4, long(HEIGHT)), tiff_entry(279, 4, long(len(pixels))),
+               tiff_entry(278, 4, long(height)), tiff_entry(279, 4, long(len(pixels))),
                tiff_entry(284, 3, short(1)), tiff_entry(33421, 3, short(2, 2)),
                tiff_entry(33422, 1, bytes([0, 1, 1, 2])), tiff_entry(50706, 1, bytes([1, 4, 0, 0])),
                tiff_entry(50708, 2, b'Moxtel Test Camera\0'), tiff_entry(50717, 4, long(65535)),
                tiff_entry(50721, 10, rationals), tiff_entry(50728, 5, long(1, 1, 1, 1, 1, 1)),
                tiff_entry(50778, 3, short(21)), *more]
-    return tiff(entries, bytes(pixels))
+    return tiff(entries, pixels)
 
 
 def dng_cut_to_nothing():
