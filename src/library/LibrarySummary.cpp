@@ -10,6 +10,7 @@
 #include "library/BuiltInAlbums.h"
 #include "library/PathNames.h"
 #include "library/database/LibraryDatabases.h"
+#include "library/facts/PhotoColumns.h"
 #include "library/kinds/LibraryKind.h"
 #include "platform/files/Files.h"
 #include "platform/system/LineLimiter.h"
@@ -37,15 +38,15 @@ std::optional<std::int64_t> numberOf(LibraryDatabases& databases, DatabaseFile f
   return query.integer64Column(0);
 }
 
-// The sum of the numbers that the library stores for its projects; nothing when it stores none.
-std::optional<std::int64_t> photosInProjects(LibraryDatabases& databases) {
-  std::optional<std::int64_t> sum;
-  Query query = databases.runUnlogged(
-      DatabaseFile::Library, "SELECT versionCount FROM RKFolder WHERE folderType = 2 AND isInTrash = 0", {});
-  while (query.step()) {
-    if (!query.stringColumn(0).isNil()) sum = sum.value_or(0) + query.integerColumn(0);
+// As the page counts: without hidden and rejected photos. Nothing when the library cannot be read.
+std::optional<std::int64_t> photosShown(LibraryDatabases& databases) {
+  const auto photos = readPhotoColumns(databases);
+  if (!photos) return std::nullopt;
+  std::int64_t count = 0;
+  for (std::size_t i = 0; i < photos->size(); ++i) {
+    if (photos->isShown(i) && !photos->has(i, PhotoColumns::kOnlyInAlbums)) ++count;
   }
-  return sum;
+  return count;
 }
 
 // The names in folders, each of which is listed once.
@@ -78,7 +79,7 @@ std::optional<std::int64_t> photosMissing(LibraryDatabases& databases) {
   return unlessNone(numberOf(databases, DatabaseFile::Library,
                              "SELECT COUNT(v.modelId) FROM RKVersion v JOIN RKMaster m ON m.uuid = "
                              "v.masterUuid WHERE m.isInCloud = 1 AND m.fileIsReference = 0 AND v.projectUuid "
-                             "IS NOT NULL")
+                             "IS NOT NULL AND v.isHidden IS NOT 1")
                         .value_or(0));
 }
 
@@ -89,7 +90,7 @@ std::optional<std::int64_t> photosOnlyInCloud(LibraryDatabases& databases, const
   Query query = databases.runUnlogged(DatabaseFile::Library,
                                       "SELECT m.imagePath FROM RKVersion v JOIN RKMaster m ON m.uuid = "
                                       "v.masterUuid WHERE m.isInCloud = 1 AND m.fileIsReference = 0 AND "
-                                      "v.projectUuid IS NOT NULL",
+                                      "v.projectUuid IS NOT NULL AND v.isHidden IS NOT 1",
                                       {});
   while (query.step()) {
     const Value paths = query.stringColumn(0);
@@ -104,13 +105,16 @@ std::optional<std::int64_t> photosOnlyInCloud(LibraryDatabases& databases, const
 void countPhotos(LibraryDatabases& databases, LibraryCounts& counts) {
   const LibraryLayout& layout = databases.layout();
   if (layout.hasPhotoApplication) {
-    counts.photos = photosInProjects(databases);
+    counts.photos = photosShown(databases);
     return;
   }
-  // Photos that others share have no event, and are shown only in the shared albums.
+  // Photos that others share have no event, and are shown only in the shared albums. The page shows hidden
+  // photos only to those who ask for them.
   const SqlText sql = layout.kind == LibraryKind::AlbumDataOnly
                           ? SqlText("SELECT COUNT(modelId) FROM RKVersion")
-                          : SqlText("SELECT COUNT(modelId) FROM RKVersion WHERE projectUuid IS NOT NULL");
+                          : SqlText(
+                                "SELECT COUNT(modelId) FROM RKVersion WHERE projectUuid IS NOT NULL AND "
+                                "isHidden IS NOT 1");
   counts.photos = numberOf(databases, DatabaseFile::Library, sql);
   counts.name = nameOfLibrary(layout.kind, databases.applicationVersion());
   if (layout.kind == LibraryKind::Photos4) counts.onlyInCloud = photosMissing(databases);

@@ -7,9 +7,11 @@
 #include <filesystem>
 #include <mutex>
 
+#include "library/LibrarySummary.h"
 #include "makelibrary/MakeLibrary.h"
 #include "makelibrary/MakeLibraryOptions.h"
 #include "tests/TemporaryFolder.h"
+#include "tests/library/ServedLibrary.h"
 
 namespace moxtel {
 namespace {
@@ -75,6 +77,27 @@ TEST(LibraryFinder, findsALibraryWithWhatHelpsToRecognizeIt) {
   ASSERT_GT(libraries[0].picture.size(), 100u);
   EXPECT_EQ(libraries[0].picture[0], 0xFF);
   EXPECT_EQ(libraries[0].picture[1], 0xD8);
+}
+
+// The window, which counts by itself, shows the number that was offered.
+TEST(LibraryFinder, countsThePhotosAsTheWindowDoes) {
+  for (const auto kind : {makelibrary::LibraryKind::IPhoto, makelibrary::LibraryKind::Photos4,
+                          makelibrary::LibraryKind::Photos5}) {
+    const TemporaryFolder disk;
+    makelibrary::MakeLibraryOptions options;
+    options.kind = kind;
+    options.photos = 60;
+    options.images = makelibrary::Images::Small;
+    options.folder = disk.path() / "Family";
+    makelibrary::makeLibrary(options);
+    Found found;
+    LibraryFinder finder(found.taker());
+    finder.search({disk.path().string()});
+    const auto libraries = found.awaited();
+    ASSERT_EQ(libraries.size(), 1u);
+    test::ServedLibrary served(options.folder.string());
+    EXPECT_EQ(countLibrary(served.databases).photos, libraries[0].photos);
+  }
 }
 
 // So that the disk can be ejected.

@@ -467,11 +467,10 @@ TEST_F(MXPAppDelegateTest, saysHowToChooseALibraryIfTheFolderIsMissing) {
 }
 
 TEST_F(MXPAppDelegateTest, namesTheLibraryAroundAFolderInsideIt) {
-  library.insert("RKFolder", Dictionary{{"uuid", "p"},
-                                        {"folderType", 2},
-                                        {"isInTrash", 0},
-                                        {"versionCount", 12},
-                                        {"maxImageDate", 490007103}});
+  library.insert("RKFolder",
+                 Dictionary{{"uuid", "p"}, {"folderType", 2}, {"isInTrash", 0}, {"maxImageDate", 490007103}});
+  for (int i = 0; i < 12; ++i)
+    library.insert("RKVersion", Dictionary{{"showInLibrary", 1}, {"isInTrash", 0}, {"versionNumber", 1}});
   defaults.setString("LibraryPath", library.path() + "/Database");
   launched();
   EXPECT_TRUE(view.contains("Info: Cannot serve '" + library.path() +
@@ -493,7 +492,8 @@ TEST_F(MXPAppDelegateTest, namesTheLibrariesOnADisk) {
     return each.find("Cannot serve") != std::string::npos;
   });
   ASSERT_NE(line, view.lines.end());
-  EXPECT_NE(line->find(" There are 2 libraries in it: '" + disk + "/A copy', '" + disk + "/Library'. To "),
+  EXPECT_NE(line->find(" There are 2 libraries in it: '" + disk + "/A copy' (0 photos), '" + disk +
+                       "/Library' (0 photos). To "),
             std::string::npos)
       << *line;
 }

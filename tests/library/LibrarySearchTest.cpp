@@ -101,21 +101,19 @@ TEST_F(LibrarySearchTest, takesNoClosedFolderForALibrary) {
 TEST_F(LibrarySearchTest, describesLibrariesWithoutChangingThem) {
   const LocalTimeZone utc("UTC");
   TestLibrary files;
-  for (const auto& [count, date] : {std::pair(12, 490007103), std::pair(3, 397000000)}) {
-    files.insert("RKFolder", Dictionary{{"uuid", "p"},
-                                        {"folderType", 2},
-                                        {"isInTrash", 0},
-                                        {"versionCount", count},
-                                        {"maxImageDate", date}});
+  for (const int date : {490007103, 397000000}) {
+    files.insert("RKFolder",
+                 Dictionary{{"uuid", "p"}, {"folderType", 2}, {"isInTrash", 0}, {"maxImageDate", date}});
+    files.insert("RKVersion", Dictionary{{"showInLibrary", 1}, {"isInTrash", 0}, {"versionNumber", 1}});
   }
   const std::string broken = library("Broken");
   const auto before = stateOf(files.path());
   FakeEventLoop loop;
   const auto found = describedLibraries(loop, {files.path(), broken});
   EXPECT_THAT(found,
-              ElementsAre(FoundLibrary{files.path(), 15, Date{490007103}}, FoundLibrary{broken, {}, {}}));
+              ElementsAre(FoundLibrary{files.path(), 2, Date{490007103}}, FoundLibrary{broken, {}, {}}));
   EXPECT_EQ(stateOf(files.path()), before);
-  EXPECT_EQ(describe(found[0]), "'" + files.path() + "' (15 photos, newest 2016-07-12)");
+  EXPECT_EQ(describe(found[0]), "'" + files.path() + "' (2 photos, newest 2016-07-12)");
   EXPECT_EQ(describe(found[1]), "'" + broken + "'");
   EXPECT_EQ(describe(FoundLibrary{"/x", {}, Date{490007103}}), "'/x' (newest 2016-07-12)");
 }
