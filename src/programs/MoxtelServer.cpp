@@ -6,8 +6,10 @@
 #include <QSysInfo>
 #include <QTimer>
 #include <QTranslator>
+#include <QWidget>
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <functional>
@@ -40,6 +42,8 @@ namespace {
 
 constexpr int kBusyCheckMilliseconds = 500;
 constexpr int kNoDisplayStatus = 1;
+// A disk or a network folder that does not answer does not delay the end for longer.
+constexpr std::chrono::milliseconds kTimeToEnd{1500};
 
 // Without a display, Qt aborts with a core dump; this check allows a message that names moxtelserverd.
 bool lacksDisplay() {
@@ -86,6 +90,12 @@ class Desktop final {
   }
 
   void bringToFront() { window_.bringToFront(); }
+  // Before the destruction, which may wait for the server: the windows go, and a running export ends.
+  void prepareToEnd() {
+    for (QWidget* window : QApplication::topLevelWidgets()) window->hide();
+    QGuiApplication::sync();
+    dialogs_.endExport();
+  }
   CoreThread& core() { return core_; }
 
  private:
@@ -248,7 +258,10 @@ int serve(int argc, char** argv) {
   };
   const SignalWatcher signals(SignalWatcher::usualSignals(), postToMain,
                               [&desktop](int signal) { handleSignal(desktop, signal); });
-  return QApplication::exec();
+  const int status = QApplication::exec();
+  exitWithin(kTimeToEnd);
+  desktop.prepareToEnd();
+  return status;
 }
 
 }  // namespace

@@ -76,6 +76,8 @@ void WindowDialogs::showTakeHome() {
   showOnce(takeHome_, [&] { return new TakeHomeDialog(*library_, program, &window_); });
 }
 
+void WindowDialogs::endExport() { delete takeHome_; }
+
 void WindowDialogs::showAbout() {
   showOnce(about_, [this] { return makeAboutDialog(&window_); });
 }

@@ -33,6 +33,8 @@ class WindowDialogs final {
   void addTo(MainMenu& menus);
   // The library of "Take photos home…"; nothing: there is none.
   void setLibrary(const std::optional<std::string>& path);
+  // Closes "Take photos home…" and ends its export; waits for that, two seconds at most.
+  void endExport();
 
  private:
   void showSettings();
