@@ -413,6 +413,35 @@ TEST_F(MainWindowTest, needsNoScrollBarAtItsUsualSize) {
   EXPECT_EQ(area.verticalScrollBar()->maximum(), 0);
 }
 
+// A person types it into a phone.
+TEST_F(MainWindowTest, showsTheWholeAddressOfThePageInOneLine) {
+  ServerStatus status = servedStatus();
+  status.web.isOn = true;
+  status.web.places = {"http://192.168.178.123:14251/"};
+  status.web.keyAddress = "http://192.168.178.123:14251/in/abcdefghijklmnopqrstuv";
+  status.web.digits = "123456";
+  status.web.access = "key";
+  const QFont usual = QApplication::font();
+  for (const int points : {8, 11, 14, 18}) {
+    QFont letters = usual;
+    letters.setPointSize(points);
+    QApplication::setFont(letters);
+    MainWindow sized({});
+    sized.showStatus(status);
+    for (const QSize size : {QSize(980, 620), QSize(624, 344)}) {
+      sized.resize(size);
+      sized.show();
+      QApplication::processEvents();
+      const auto& address = *sized.findChild<QLabel*>("pageAddress");
+      EXPECT_EQ(address.text(), "http://192.168.178.123:14251/");
+      EXPECT_GT(address.font().pointSize(), points);
+      EXPECT_GE(address.width(), address.fontMetrics().horizontalAdvance(address.text())) << points;
+      EXPECT_FALSE(address.wordWrap());
+    }
+  }
+  QApplication::setFont(usual);
+}
+
 TEST_F(MainWindowTest, fitsOnTheScreen) {
   EXPECT_EQ(window.size(), window.size().boundedTo(window.screen()->availableSize()));
 }

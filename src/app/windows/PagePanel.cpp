@@ -17,8 +17,10 @@ namespace moxtel {
 
 namespace {
 
-constexpr int kModule = 3;     // pixels on each side of a module
-constexpr int kQuietZone = 3;  // modules
+constexpr int kModule = 3;            // pixels on each side of a module
+constexpr int kQuietZone = 3;         // modules
+constexpr double kAddressSize = 1.4;  // of the usual letters
+constexpr double kDigitsSize = 1.2;
 
 QImage imageOf(const QrCode& code) {
   const int side = code.size() + 2 * kQuietZone;
@@ -50,10 +52,10 @@ PagePanel::PagePanel(Actions actions, Ask& ask, QWidget* parent)
     : QGroupBox(WindowText::tr("Page for browsers"), parent), actions_(std::move(actions)), ask_(ask) {
   code_ = new QLabel;
   code_->setObjectName("pageCode");
-  digits_ = makeText("pageDigits", 1.2);
+  address_ = makeText("pageAddress", 1);
   auto* texts = new QVBoxLayout;
-  texts->addWidget(makeAddressRow());
-  texts->addWidget(digits_);
+  texts->addWidget(address_);
+  texts->addWidget(makeDigitsRow());
   texts->addWidget(makeAccessRow());
   texts->addStretch();
   auto* row = new QHBoxLayout(this);
@@ -62,8 +64,9 @@ PagePanel::PagePanel(Actions actions, Ask& ask, QWidget* parent)
   showStatus({});
 }
 
-QWidget* PagePanel::makeAddressRow() {
-  address_ = makeText("pageAddress", 1.4);
+// The address has a row of its own, in which it is whole.
+QWidget* PagePanel::makeDigitsRow() {
+  digits_ = makeText("pageDigits", kDigitsSize);
   copy_ = new QPushButton(WindowText::tr("Cop&y"));
   copy_->setObjectName("copyAddress");
   copy_->setToolTip(WindowText::tr("Copy the address of the page"));
@@ -72,8 +75,8 @@ QWidget* PagePanel::makeAddressRow() {
   auto* box = new QWidget;
   auto* row = new QHBoxLayout(box);
   row->setContentsMargins(0, 0, 0, 0);
-  row->addWidget(address_, 1);
-  row->addWidget(copy_);
+  row->addWidget(digits_, 1);
+  row->addWidget(copy_, 0, Qt::AlignRight);
   return box;
 }
 
@@ -107,15 +110,26 @@ void PagePanel::askForNewKey() {
        [this] { actions_.renewKey(); });
 }
 
+// A sentence may have several lines and letters of the usual size; an address is large, and in one line.
+void PagePanel::showAddress(const QString& text, bool isAddress) {
+  QFont letters = font();
+  if (isAddress) letters.setPointSizeF(letters.pointSizeF() * kAddressSize);
+  address_->setFont(letters);
+  address_->setWordWrap(!isAddress);
+  address_->setMinimumWidth(isAddress ? 0 : 1);
+  address_->setText(text);
+}
+
 void PagePanel::showStatus(const WebStatus& status) {
-  if (!status.problem.empty()) {
-    address_->setText(WindowText::tr("Not listening: %1").arg(shown(status.problem)));
-  } else if (status.places.empty()) {
-    address_->setText(status.isOn ? WindowText::tr("no network") : WindowText::tr("none"));
+  const bool hasAddress = status.problem.empty() && !status.places.empty();
+  if (hasAddress) {
+    showAddress(shown(status.places.front()), true);
+  } else if (!status.problem.empty()) {
+    showAddress(WindowText::tr("Not listening: %1").arg(shown(status.problem)), false);
   } else {
-    address_->setText(shown(status.places.front()));
+    showAddress(status.isOn ? WindowText::tr("no network") : WindowText::tr("none"), false);
   }
-  copy_->setEnabled(status.problem.empty() && !status.places.empty());
+  copy_->setEnabled(hasAddress);
   digits_->setText(status.digits.empty() ? QString()
                                          : WindowText::tr("Six digits: %1").arg(shown(status.digits)));
   digits_->setVisible(!status.digits.empty());

@@ -28,9 +28,10 @@ class PagePanel final : public QGroupBox {
   void showStatus(const WebStatus& status);
 
  private:
-  QWidget* makeAddressRow();
+  QWidget* makeDigitsRow();
   QWidget* makeAccessRow();
   void askForNewKey();
+  void showAddress(const QString& text, bool isAddress);
   void showCode(const std::string& address);
 
   Actions actions_;
