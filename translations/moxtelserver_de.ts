@@ -307,6 +307,154 @@
         <source>built-in responder</source>
         <translation>eingebauter Dienst</translation>
     </message>
+    <message>
+        <source>AppleScript is run by &apos;%@&apos;</source>
+        <translation>AppleScript wird von „%@“ ausgeführt</translation>
+    </message>
+    <message>
+        <source>No AppleScript interpreter here: the photo application cannot be asked (set &quot;ScriptInterpreter&quot; to use one on another machine)</source>
+        <translation>Hier gibt es kein Programm für AppleScript: Das Fotoprogramm kann nicht gefragt werden (mit „ScriptInterpreter“ lässt sich eines auf einem anderen Rechner benutzen)</translation>
+    </message>
+    <message>
+        <source>there is no folder &apos;%@&apos;</source>
+        <translation>es gibt keinen Ordner „%@“</translation>
+    </message>
+    <message>
+        <source>&apos;%@&apos; cannot be read: %@</source>
+        <translation>„%@“ kann nicht gelesen werden: %@</translation>
+    </message>
+    <message>
+        <source>no photo library in &apos;%@&apos;: %@</source>
+        <translation>keine Fotobibliothek in „%@“: %@</translation>
+    </message>
+    <message>
+        <source>no photo library in &apos;%@&apos; or the folders below it</source>
+        <translation>keine Fotobibliothek in „%@“ oder den Ordnern darunter</translation>
+    </message>
+    <message>
+        <source>the state of the export cannot be kept: </source>
+        <translation>der Stand des Exports kann nicht gespeichert werden: </translation>
+    </message>
+    <message>
+        <source>cannot use &apos;%@&apos;: %@</source>
+        <translation>„%@“ kann nicht benutzt werden: %@</translation>
+    </message>
+    <message>
+        <source>another export is writing to this folder</source>
+        <translation>ein anderer Export schreibt in diesen Ordner</translation>
+    </message>
+    <message>
+        <source>cannot write to &apos;%@&apos;: %@</source>
+        <translation>in „%@“ kann nicht geschrieben werden: %@</translation>
+    </message>
+    <message>
+        <source>this target was begun with %@ %@: use the same, or another target</source>
+        <translation>dieses Ziel wurde mit %@ %@ begonnen: nehmen Sie dieselbe Einstellung oder ein anderes Ziel</translation>
+    </message>
+    <message>
+        <source>no album, event or person has the name </source>
+        <translation>kein Album, kein Ereignis und keine Person heißt </translation>
+    </message>
+    <message>
+        <source>the target needs %@, and has %@ free</source>
+        <translation>am Ziel werden %@ gebraucht, %@ sind frei</translation>
+    </message>
+    <message>
+        <source>the target is full: </source>
+        <translation>am Ziel ist kein Platz mehr: </translation>
+    </message>
+    <message>
+        <source>the target cannot be written: </source>
+        <translation>am Ziel kann nicht geschrieben werden: </translation>
+    </message>
+    <message>
+        <source>the target &apos;%@&apos; lies in the library &apos;%@&apos;, which is never changed</source>
+        <translation>das Ziel „%@“ liegt in der Bibliothek „%@“, die nie geändert wird</translation>
+    </message>
+    <message>
+        <source>the library &apos;%@&apos; lies in the target &apos;%@&apos;</source>
+        <translation>die Bibliothek „%@“ liegt im Ziel „%@“</translation>
+    </message>
+    <message>
+        <source>Permission denied</source>
+        <translation>Keine Berechtigung</translation>
+    </message>
+    <message>
+        <source>Address already in use</source>
+        <translation>Die Adresse wird schon benutzt</translation>
+    </message>
+    <message>
+        <source>Cannot assign requested address</source>
+        <translation>Die Adresse gehört nicht zu diesem Rechner</translation>
+    </message>
+    <message>
+        <source>Device or resource busy</source>
+        <translation>Das Gerät ist beschäftigt</translation>
+    </message>
+    <message>
+        <source>Disk quota exceeded</source>
+        <translation>Der zugeteilte Speicherplatz ist aufgebraucht</translation>
+    </message>
+    <message>
+        <source>File too large</source>
+        <translation>Die Datei ist zu groß</translation>
+    </message>
+    <message>
+        <source>Input/output error</source>
+        <translation>Eingabe-/Ausgabefehler</translation>
+    </message>
+    <message>
+        <source>Too many levels of symbolic links</source>
+        <translation>Zu viele symbolische Links hintereinander</translation>
+    </message>
+    <message>
+        <source>Too many open files</source>
+        <translation>Zu viele offene Dateien</translation>
+    </message>
+    <message>
+        <source>File name too long</source>
+        <translation>Der Dateiname ist zu lang</translation>
+    </message>
+    <message>
+        <source>No such device</source>
+        <translation>Dieses Gerät gibt es nicht</translation>
+    </message>
+    <message>
+        <source>No such file or directory</source>
+        <translation>Datei oder Ordner nicht gefunden</translation>
+    </message>
+    <message>
+        <source>Cannot allocate memory</source>
+        <translation>Kein Arbeitsspeicher mehr frei</translation>
+    </message>
+    <message>
+        <source>No space left on device</source>
+        <translation>Kein Platz mehr frei</translation>
+    </message>
+    <message>
+        <source>Transport endpoint is not connected</source>
+        <translation>Die Verbindung besteht nicht mehr</translation>
+    </message>
+    <message>
+        <source>Not a directory</source>
+        <translation>Kein Ordner</translation>
+    </message>
+    <message>
+        <source>Operation not permitted</source>
+        <translation>Das ist nicht erlaubt</translation>
+    </message>
+    <message>
+        <source>Read-only file system</source>
+        <translation>Das Dateisystem kann nur gelesen werden</translation>
+    </message>
+    <message>
+        <source>Stale file handle</source>
+        <translation>Die Datei gibt es auf dem Server nicht mehr</translation>
+    </message>
+    <message>
+        <source>The page shows no RAW, HEIC and other pictures that are no JPEGs: install moxtelserver-raw-heic</source>
+        <translation>Die Seite zeigt keine RAW-, HEIC- und anderen Bilder, die keine JPEGs sind: Installieren Sie moxtelserver-raw-heic</translation>
+    </message>
 </context>
 <context>
     <name>WindowText</name>

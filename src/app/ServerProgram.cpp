@@ -31,6 +31,16 @@ std::unique_ptr<RunningApplications> allApplications(RunningApplications& local,
       });
 }
 
+// Which interpreter runs the scripts, or why there is none.
+std::string interpreterText(const ScriptRunner& scripts) {
+  if (scripts.hasInterpreter())
+    return formatRuntime(UserText::tr("AppleScript is run by '%@'"), scripts.command());
+  return UserText::tr(
+      "No AppleScript interpreter here: the photo application cannot be asked (set \"ScriptInterpreter\" to "
+      "use "
+      "one on another machine)");
+}
+
 constexpr EventLoop::Duration kNotesInterval = std::chrono::seconds(10);
 
 }  // namespace
@@ -75,7 +85,7 @@ void ServerProgram::reportLinesLeftOut(AtEnd atEnd) {
 void ServerProgram::start() {
   console_.addView(view_);
   notesTimer_ = loop_.callEvery(kNotesInterval, [this] { reportLinesLeftOut(AtEnd::No); });
-  console_.showTitle("Info", scripts_->description());
+  console_.showTitle("Info", interpreterText(*scripts_));
   delegate_->applicationDidFinishLaunching();
   startWeb();
 }

@@ -33,6 +33,7 @@ int runExportProgram(EventLoop& loop, const std::vector<std::string>& arguments,
   Report report;
   // Another program that reads the report reads the progress, too.
   const bool isForProgram = options.json && options.progress;
+  if (isForProgram) seams.translate();
   const auto style = isForProgram       ? ExportProgress::Style::Json
                      : seams.isTerminal ? ExportProgress::Style::Terminal
                                         : ExportProgress::Style::Lines;

@@ -17,6 +17,9 @@ struct ExportProgramSeams {
   bool isTerminal = false;  // err
   std::function<bool()> isCanceled = [] { return false; };
   std::string locale;  // of the user, "de_CH.UTF-8"
+  // Called before the run when another program shows its messages to the user: they are translated from then
+  // on.
+  std::function<void()> translate = [] {};
 };
 
 // The exit status. On the loop's thread. sidecars may be null: then none are written.

@@ -21,6 +21,9 @@
 #include "platform/files/Files.h"
 #include "platform/files/LegalNames.h"
 #include "platform/process/ChildProcess.h"
+#include "support/Localization.h"
+#include "support/SystemErrors.h"
+#include "value/Format.h"
 
 namespace moxtel {
 
@@ -58,16 +61,18 @@ bool canBeReadWhole(OpenLibrary& library) {
 
 std::string whyNothingFound(const std::string& folder) {
   std::error_code error;
-  if (!std::filesystem::is_directory(folder, error)) return "there is no folder '" + folder + "'";
+  if (!std::filesystem::is_directory(folder, error))
+    return formatRuntime(UserText::tr("there is no folder '%@'"), folder);
   std::filesystem::directory_iterator(folder, error);
-  if (error) return "'" + folder + "' cannot be read: " + error.message();
+  if (error)
+    return formatRuntime(UserText::tr("'%@' cannot be read: %@"), folder, systemErrorText(error.value()));
   // Named for what it is, without the period: the failure gets one where it is shown.
   if (kindOfLibrary(folder) == LibraryKind::OlderAperture) {
-    std::string why = whyUnreadable(folder);
+    std::string why = localizedString(whyUnreadable(folder));
     if (why.ends_with('.')) why.pop_back();
-    return "no photo library in '" + folder + "': " + why;
+    return formatRuntime(UserText::tr("no photo library in '%@': %@"), folder, why);
   }
-  return "no photo library in '" + folder + "' or the folders below it";
+  return formatRuntime(UserText::tr("no photo library in '%@' or the folders below it"), folder);
 }
 
 std::string joined(const std::vector<std::string>& words) {
@@ -136,7 +141,7 @@ ExportResult ExportRun::run() {
   } catch (const ExportFailure& failure) {
     report_.failure = failure.what();
   } catch (const StateFailure& failure) {
-    report_.failure = std::string("the state of the export cannot be kept: ") + failure.what();
+    report_.failure = UserText::tr("the state of the export cannot be kept: ") + failure.what();
   }
   if (report_.isInterrupted || !report_.failure.empty()) {
     writeLastPage();
@@ -196,7 +201,8 @@ std::optional<ExportResult> ExportRun::openTarget() {
   isNewTarget_ = !std::filesystem::exists(options_.target, error);
   target_ = std::make_unique<TargetFolder>(options_.target, kWorkFolder, !options_.dryRun);
   if (!*target_ && !options_.dryRun)
-    return failed("cannot use '" + options_.target + "': " + target_->problem());
+    return failed(formatRuntime(UserText::tr("cannot use '%@': %@"), options_.target,
+                                localizedString(target_->problem())));
   report_.target = *target_ ? target_->path() : options_.target;
   std::string path;
   const bool isFresh = !*target_ || target_->names("").empty();
@@ -206,9 +212,10 @@ std::optional<ExportResult> ExportRun::openTarget() {
   } else {
     using Lock = TargetFolder::Lock;
     const Lock lock = target_->lock();
-    if (lock == Lock::Busy) return failed("another export is writing to this folder");
+    if (lock == Lock::Busy) return failed(UserText::tr("another export is writing to this folder"));
     if (lock == Lock::Unusable)
-      return failed("cannot write to '" + target_->path() + "': " + target_->problem());
+      return failed(formatRuntime(UserText::tr("cannot write to '%@': %@"), target_->path(),
+                                  localizedString(target_->problem())));
     path = target_->path() + "/" + kWorkFolder + "/" + kStateFile;
     isFreshTarget_ = isFresh;
   }
@@ -229,8 +236,8 @@ std::optional<ExportResult> ExportRun::checkSettings() {
   for (const auto& [name, value] : settings) {
     const auto before = state_->setting(name);
     if (before && *before != value)
-      return wrong("this target was begun with " + std::string(name) + " " + *before +
-                   ": use the same, or another target");
+      return wrong(formatRuntime(
+          UserText::tr("this target was begun with %@ %@: use the same, or another target"), name, *before));
     state_->set(name, value);
   }
   return std::nullopt;
@@ -296,7 +303,8 @@ std::optional<ExportResult> ExportRun::planAll() {
       });
     }
   }
-  if (!unknown.empty()) return wrong("no album, event or person has the name " + joined(unknown));
+  if (!unknown.empty())
+    return wrong(UserText::tr("no album, event or person has the name ") + joined(unknown));
   compareLibraries();
   NameAllotment(*context_).run();
   // From here on the names stay, whatever happens.
@@ -375,7 +383,8 @@ std::optional<ExportResult> ExportRun::checkRoom() {
   const std::uint64_t needed =
       work_.bytes + work_.sidecars * kRoomForSidecar + (work_.files > 0 ? kRoomForMore : 0);
   if (free >= needed || free == 0) return std::nullopt;
-  return failed("the target needs " + sizeText(needed) + ", and has " + sizeText(free) + " free");
+  return failed(
+      formatRuntime(UserText::tr("the target needs %@, and has %@ free"), sizeText(needed), sizeText(free)));
 }
 
 void ExportRun::copyAll() {

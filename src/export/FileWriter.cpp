@@ -4,6 +4,7 @@
 
 #include "export/ExportProgress.h"
 #include "platform/files/LegalNames.h"
+#include "support/Localization.h"
 
 namespace moxtel {
 
@@ -23,9 +24,9 @@ constexpr std::int64_t kSameTime = 2'000'000'000;
 }  // namespace
 
 void FileWriter::end(const WriteProblem& problem) {
-  const char* const what =
-      problem.kind == Kind::Full ? "the target is full: " : "the target cannot be written: ";
-  throw ExportFailure(what + problem.reason);
+  const std::string what = problem.kind == Kind::Full ? UserText::tr("the target is full: ")
+                                                      : UserText::tr("the target cannot be written: ");
+  throw ExportFailure(what + localizedString(problem.reason));
 }
 
 FileWriter::Outcome FileWriter::failed(const WriteProblem& problem, const std::string& path) {

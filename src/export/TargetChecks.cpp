@@ -5,6 +5,8 @@
 
 #include "platform/files/FileCopy.h"
 #include "platform/files/Files.h"
+#include "support/Localization.h"
+#include "value/Format.h"
 
 namespace moxtel {
 
@@ -35,8 +37,10 @@ bool isInside(fs::path path, const std::string& folder) {
 std::string whyTargetOverlaps(const std::string& target, const std::string& library) {
   const fs::path to = realPath(target), from = realPath(library);
   if (isInside(to, from.string()))
-    return "the target '" + target + "' lies in the library '" + library + "', which is never changed";
-  if (isInside(from, to.string())) return "the library '" + library + "' lies in the target '" + target + "'";
+    return formatRuntime(UserText::tr("the target '%@' lies in the library '%@', which is never changed"),
+                         target, library);
+  if (isInside(from, to.string()))
+    return formatRuntime(UserText::tr("the library '%@' lies in the target '%@'"), library, target);
   return {};
 }
 

@@ -15,6 +15,7 @@
 #include "platform/loop/NotificationCenter.h"
 #include "platform/system/SystemLog.h"
 #include "plist/KeyedArchive.h"
+#include "support/SystemErrors.h"
 
 namespace moxtel {
 
@@ -124,7 +125,7 @@ bool QVSocketServer::startServerOnPort(std::int32_t port, const std::string& bon
   return false;
 }
 
-void QVSocketServer::rememberFailure(int error) { startFailure_ = std::generic_category().message(error); }
+void QVSocketServer::rememberFailure(int error) { startFailure_ = systemErrorText(error); }
 
 bool QVSocketServer::listenOn(std::uint16_t port) {
   const int socket = serverSocket_.get();

@@ -13,6 +13,8 @@
 #include "platform/loop/SignalWatcher.h"
 #include "platform/process/ThisProcess.h"
 #include "platform/system/SystemLog.h"
+#include "platform/system/Translations.h"
+#include "support/Localization.h"
 
 namespace moxtel {
 namespace {
@@ -21,6 +23,10 @@ std::string userLocale() {
   for (const char* name : {"LC_ALL", "LC_MESSAGES", "LANG"})
     if (const char* value = std::getenv(name); value && *value) return value;
   return {};
+}
+
+void useTranslations() {
+  setTranslator(translationsFrom(programFolder() + "/../share/moxtelserver/translations", userLanguage()));
 }
 
 int runExport(const std::vector<std::string>& arguments) {
@@ -32,8 +38,9 @@ int runExport(const std::vector<std::string>& arguments) {
   const SignalWatcher signals(
       {SIGINT, SIGTERM, SIGHUP}, [](auto) {}, [](int) {}, [&](int) { isCanceled = true; });
   loop.post([&] {
-    const ExportProgramSeams seams{std::cout, std::cerr, isErrorTerminal(), [&] { return isCanceled.load(); },
-                                   userLocale()};
+    const ExportProgramSeams seams{std::cout,         std::cerr,
+                                   isErrorTerminal(), [&] { return isCanceled.load(); },
+                                   userLocale(),      useTranslations};
     // The status of a failure that leaves an exception.
     int status = 3;
     try {

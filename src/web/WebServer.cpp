@@ -73,12 +73,12 @@ void WebServer::start() {
   }
   if (const std::string why = access_.storageProblem(); !why.empty()) {
     environment_.show("Error", formatRuntime(UserText::tr("The key of the page cannot be kept in '%@': %@"),
-                                             environment_.keyFile, why));
+                                             environment_.keyFile, localizedString(why)));
   }
   if (!libraries_.canDecode()) {
-    environment_.show("Info",
-                      "The page shows no RAW, HEIC and other pictures that are no JPEGs: install "
-                      "moxtelserver-raw-heic");
+    environment_.show(
+        "Info", UserText::tr("The page shows no RAW, HEIC and other pictures that are no JPEGs: install "
+                             "moxtelserver-raw-heic"));
   }
   if (environment_.discovery) {
     publication_ = environment_.discovery->publish(

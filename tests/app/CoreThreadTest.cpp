@@ -10,6 +10,7 @@
 #include <memory>
 
 #include "app/ServerProgram.h"
+#include "tests/StringTable.h"
 #include "tests/library/TestLibrary.h"
 
 namespace moxtel {
@@ -68,6 +69,16 @@ TEST_F(CoreThreadTest, servesAndReportsTheStatus) {
   EXPECT_TRUE(statusBecomes([&](const ServerStatus& status) {
     return status.port != 0 && status.libraryPath == library.path() && status.libraryProblem.empty();
   }));
+}
+
+TEST_F(CoreThreadTest, saysInTheUsersLanguageWhoRunsScripts) {
+  test::setStringTable({{"AppleScript is run by '%@'", "AppleScript: %@"}});
+  defaults.setString("ScriptInterpreter", "osascript -s s");
+  const auto core = started();
+  EXPECT_TRUE(recorder.eventually([](const auto&, const auto& lines) {
+    return std::ranges::find(lines, "Info: AppleScript: osascript -s s") != lines.end();
+  }));
+  setTranslator({});
 }
 
 TEST_F(CoreThreadTest, hasNoPageOnTheServersPort) {

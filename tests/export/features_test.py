@@ -56,6 +56,18 @@ class Features(unittest.TestCase):
         self.assertIn("or the folders below it", self.report(self.folder / "empty", self.target, expected=3)["failure"])
         self.assertEqual(state_of(library), before)
 
+    def test_a_failure_is_in_the_users_language_for_a_program_that_shows_it(self):
+        def failure(*options, **environment):
+            done = subprocess.run([os.path.join(export_test.BIN, "moxtel-export"), self.folder / "none", self.target,
+                                   *options], capture_output=True, text=True,
+                                  env=os.environ | {"LC_ALL": "", "LANGUAGE": "", "LANG": "de_DE.UTF-8"} | environment)
+            self.assertEqual(done.returncode, 3)
+            return json.loads(done.stdout.splitlines()[-1])["failure"]
+
+        self.assertEqual(failure("--json", "--progress"), f"es gibt keinen Ordner „{self.folder}/none“")
+        self.assertEqual(failure("--json"), f"there is no folder '{self.folder}/none'")
+        self.assertEqual(failure("--json", "--progress", LANG="C.UTF-8"), f"there is no folder '{self.folder}/none'")
+
     def test_the_message_about_an_older_library_ends_with_one_period(self):
         aperture = self.folder / "Old.aplibrary"
         (aperture / "Aperture.aplib").mkdir(parents=True)

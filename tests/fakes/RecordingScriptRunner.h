@@ -26,7 +26,6 @@ class RecordingScriptRunner final : public ScriptRunner {
     scripts.emplace_back(source);
     return answer(scripts.back());
   }
-  std::string description() const override { return "a test"; }
   void beginCommand(std::optional<std::chrono::milliseconds> together) override {
     ++commands;
     limit = together;

@@ -56,8 +56,7 @@ TEST(ScriptInterpreter, isTheUsersCommand) {
   FakeProcessRunner processes;
   defaults.setString("ScriptInterpreter", "ssh mac osascript -s s -");
   EXPECT_THAT(scriptInterpreterWords(defaults), ElementsAre("ssh", "mac", "osascript", "-s", "s", "-"));
-  EXPECT_EQ(makeScriptRunner(defaults, processes)->description(),
-            "AppleScript is run by 'ssh mac osascript -s s -'");
+  EXPECT_EQ(makeScriptRunner(defaults, processes)->command(), "ssh mac osascript -s s -");
 }
 
 TEST(ScriptInterpreter, failsAtOnceWhereThereIsNone) {
@@ -66,7 +65,7 @@ TEST(ScriptInterpreter, failsAtOnceWhereThereIsNone) {
   EXPECT_FALSE(none.hasInterpreter());
   EXPECT_FALSE(outcome.succeeded);
   EXPECT_EQ(outcome.error.text, "There is no AppleScript interpreter on this machine");
-  EXPECT_THAT(none.description(), HasSubstr("No AppleScript interpreter"));
+  EXPECT_EQ(none.command(), "");
 }
 
 TEST(ScriptInterpreter, getsTheScriptOnItsStandardInputAndItsArgumentsUnchanged) {

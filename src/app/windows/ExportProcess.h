@@ -31,7 +31,7 @@ class ExportProcess final {
  public:
   struct End {
     QJsonObject report;  // without its findings, which may be many; empty without a report
-    QString messages;    // the last lines for people, in English
+    QString messages;    // the last lines for people
   };
   struct Observer {
     std::function<void(const QJsonObject& progress)> progress;

@@ -34,12 +34,6 @@ ScriptOutcome NoScriptRunner::run(std::string_view) {
                                ScriptFailure::NoInterpreter);
 }
 
-std::string NoScriptRunner::description() const {
-  return "No AppleScript interpreter here: the photo application cannot be asked (set \"ScriptInterpreter\" "
-         "to use one "
-         "on another machine)";
-}
-
 InterpreterScriptRunner::InterpreterScriptRunner(std::vector<std::string> words, ProcessRunner& processes,
                                                  std::chrono::milliseconds timeout,
                                                  std::function<std::chrono::steady_clock::time_point()> now)
@@ -104,10 +98,10 @@ ScriptOutcome InterpreterScriptRunner::outcomeOf(const ProcessResult& result) {
   return outcome;
 }
 
-std::string InterpreterScriptRunner::description() const {
-  std::string text = "AppleScript is run by '";
-  for (std::size_t i = 0; i < words_.size(); ++i) text += (i ? " " : "") + words_[i];
-  return text + "'";
+std::string InterpreterScriptRunner::command() const {
+  std::string text;
+  for (const std::string& word : words_) text += (text.empty() ? "" : " ") + word;
+  return text;
 }
 
 std::vector<std::string> commandWords(std::string_view command) {

@@ -23,7 +23,6 @@ class NoScriptRunner final : public ScriptRunner {
  public:
   bool hasInterpreter() const override { return false; }
   ScriptOutcome run(std::string_view source) override;
-  std::string description() const override;
 };
 
 // Passes each script to a program on its standard input and reads the result in source form. The program is
@@ -39,7 +38,7 @@ class InterpreterScriptRunner final : public ScriptRunner {
 
   // After a timeout or a failed start every further script fails at once until beginCommand().
   ScriptOutcome run(std::string_view source) override;
-  std::string description() const override;
+  std::string command() const override;
   void beginCommand(std::optional<std::chrono::milliseconds> together) override;
   void end() override { ended_ = true; }
 

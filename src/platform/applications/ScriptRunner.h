@@ -50,8 +50,8 @@ class ScriptRunner {
   virtual bool hasInterpreter() const { return true; }
   // Blocks until the script has run, for at most two minutes. Core thread.
   virtual ScriptOutcome run(std::string_view source) = 0;
-  // For the console: which interpreter runs the scripts, or why there is none.
-  virtual std::string description() const = 0;
+  // The interpreter's command line, for people; empty without one.
+  virtual std::string command() const { return {}; }
   // Begins a command or a start-up: an interpreter that timed out is tried again. The scripts of the command
   // may take this long together; without a limit each may take its two minutes. Core thread.
   virtual void beginCommand(std::optional<std::chrono::milliseconds> /*together*/) {}

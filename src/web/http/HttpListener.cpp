@@ -9,6 +9,8 @@
 #include <cerrno>
 #include <system_error>
 
+#include "support/SystemErrors.h"
+
 namespace moxtel {
 
 namespace {
@@ -21,8 +23,6 @@ constexpr char kTlsHandshake = 0x16;
 enum class FirstByte { None, Request, TlsHello, Closed };
 
 IPv4Address addressOf(const sockaddr_in& peer) { return ntohl(peer.sin_addr.s_addr); }
-
-std::string reasonOf(int error) { return std::generic_category().message(error); }
 
 FirstByte firstByteOf(int connection) {
   char byte = 0;
@@ -67,7 +67,7 @@ std::string HttpListener::start(IPv4Address address, std::uint16_t port) {
   socket_ = makeStreamSocket();
   stop_ = std::make_unique<Waker>();
   if (!socket_ || !*stop_ || !bindAndListen(socket_.get(), address, port)) {
-    const std::string reason = reasonOf(errno);
+    const std::string reason = systemErrorText(errno);
     socket_.close();
     return reason;
   }
@@ -77,7 +77,7 @@ std::string HttpListener::start(IPv4Address address, std::uint16_t port) {
     thread_ = std::thread([this] { run(); });
   } catch (const std::system_error& error) {
     stop();
-    return reasonOf(error.code().value());
+    return systemErrorText(error.code().value());
   }
   return {};
 }
