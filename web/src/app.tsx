@@ -6,7 +6,7 @@ import { AlbumsView, EventsView, KeywordsView, onThisDay, PeopleView } from './b
 import { Icon, type IconName } from './icons';
 import { LibrariesView } from './libraries';
 import { ListView, type Context } from './list';
-import { Notice } from './parts';
+import { NotFound, Notice } from './parts';
 import { back, listAddress, placeAddress, type Route } from './route';
 import { SearchView } from './search';
 import { text } from './text';
@@ -75,13 +75,7 @@ function View({ context }: { context: Context }) {
     case 'keywords':
       return <KeywordsView context={context} />;
     case 'unknown':
-      return (
-        <Notice title={text.notFound}>
-          <p>
-            <a href={placeAddress(library.id, 'photos')}>{text.photos}</a>
-          </p>
-        </Notice>
-      );
+      return <NotFound library={library.id} place="photos" name={text.photos} />;
     default:
       break;
   }

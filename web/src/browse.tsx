@@ -5,7 +5,7 @@ import type { Album, Event, Keyword, Person } from './api';
 import { formatCount, formatDays } from './format';
 import { Icon } from './icons';
 import type { Context } from './list';
-import { Head, Notice, Picture } from './parts';
+import { Head, NotFound, Notice, Picture } from './parts';
 import { back, listAddress, placeAddress } from './route';
 import { text } from './text';
 import { useJson, type Loaded } from './use';
@@ -61,6 +61,21 @@ export function coverPhotos(albums: readonly Album[], folder: string, wanted = 4
   return keys;
 }
 
+/** "1 project, 2 folders, 3 albums": what is in a folder. */
+export function contentsText(inside: readonly Album[]): string {
+  const count = (isMeant: (album: Album) => boolean, name: (n: number, count: string) => string) => {
+    const n = inside.filter(isMeant).length;
+    return n > 0 ? name(n, formatCount(n)) : '';
+  };
+  const isAlbum = (album: Album) => album.kind !== 'project' && album.kind !== 'folder';
+  const parts = [
+    count((album) => album.kind === 'project', text.nProjects),
+    count((album) => album.kind === 'folder', text.nFolders),
+    count(isAlbum, text.nAlbums),
+  ];
+  return parts.filter(Boolean).join(', ') || text.nothing;
+}
+
 export function AlbumsView({ context }: { context: Context }) {
   const state = useTable<{ albums: Album[] }>(context, 'albums');
   const albums = state.data?.albums ?? [];
@@ -68,6 +83,8 @@ export function AlbumsView({ context }: { context: Context }) {
   const { library } = context;
   const open = albums.find((album) => album.list === folder);
   const inside = childrenOf(albums, folder);
+  if (folder && state.data && !open) return <NotFound library={library.id} place="albums" name={text.albums} />;
+  const isEmpty = inside.length === 0 && !open?.count;
   const up = open
     ? () => back(placeAddress(library.id, 'albums', albums.some((a) => a.list === open.parent) ? open.parent : ''))
     : undefined;
@@ -75,8 +92,8 @@ export function AlbumsView({ context }: { context: Context }) {
     <>
       <Head title={open?.name ?? text.albums} sub={inside.length ? formatCount(inside.length) : ''} up={up} />
       <div class="page">
-        {inside.length === 0 && !open ? (
-          <TableNotice state={state} empty={text.noAlbums} />
+        {isEmpty ? (
+          <TableNotice state={state} empty={open ? text.empty : text.noAlbums} />
         ) : (
           <ul class="cards">
             {open && open.count > 0 && (
@@ -103,9 +120,7 @@ function AlbumCard({ context, album, albums }: { context: Context; album: Album;
       <Card
         href={placeAddress(library.id, 'albums', album.list)}
         name={album.name}
-        sub={[text.nItems(inside.length, formatCount(inside.length)), album.count ? photoCount(album.count) : '']
-          .filter(Boolean)
-          .join(' · ')}
+        sub={[contentsText(inside), album.count ? photoCount(album.count) : ''].filter(Boolean).join(' · ')}
         kind="folder"
       >
         <Cover context={context} photos={coverPhotos(albums, album.list)} folder />

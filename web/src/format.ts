@@ -43,6 +43,16 @@ export function formatWallClock(text: string): { day: string; time: string } {
   return { day: dayFormat.format(date), time: timeFormat.format(date) };
 }
 
+/** A time zone: "Europe/Zurich" as it is, one without a name such as "GMT-0700" or "UTC+05:30" as "UTC−7", "UTC+5:30". */
+export function formatZone(zone: string): string {
+  const offset = /^(?:GMT|UTC)(?:([+-])(\d\d?)(?::?(\d\d))?)?$/.exec(zone);
+  if (!offset) return zone;
+  const hours = Number(offset[2] ?? 0);
+  const minutes = offset[3] ?? '00';
+  if (hours === 0 && minutes === '00') return 'UTC';
+  return `UTC${offset[1] === '-' ? '−' : '+'}${hours}${minutes === '00' ? '' : `:${minutes}`}`;
+}
+
 /** "07-04" as "July 4". */
 export function formatMonthDay(text: string): string {
   const date = new Date(`2000-${text}T00:00:00Z`);

@@ -8,6 +8,7 @@ import {
   formatPosition,
   formatShutter,
   formatWallClock,
+  formatZone,
 } from './format';
 import { Tool } from './parts';
 import { text } from './text';
@@ -51,7 +52,7 @@ function Facts({ library, addresses, facts }: FactsProps) {
           <br />
           <span class="dim">
             {when.time}
-            {facts.zone ? ` · ${facts.zone}` : ''}
+            {facts.zone ? ` · ${formatZone(facts.zone)}` : ''}
           </span>
         </p>
       )}

@@ -2,6 +2,7 @@
 import type { ComponentChildren } from 'preact';
 import { useEffect, useRef, useState } from 'preact/hooks';
 import { Icon, type IconName } from './icons';
+import { placeAddress } from './route';
 import { text } from './text';
 
 /** A button with an icon. Its label is read by screen readers and shown as a tip. */
@@ -108,6 +109,17 @@ export function Notice(props: { title: string; children?: ComponentChildren; bus
       <p class="notice-title">{props.title}</p>
       {props.children}
     </div>
+  );
+}
+
+/** What an address shows that names nothing, with a way to a place that is there. */
+export function NotFound(props: { library: string; place: 'photos' | 'albums'; name: string }) {
+  return (
+    <Notice title={text.notFound}>
+      <p>
+        <a href={placeAddress(props.library, props.place)}>{props.name}</a>
+      </p>
+    </Notice>
   );
 }
 

@@ -88,7 +88,7 @@ export function parseAddress(path: string, search: string): Route {
     route.place = 'search';
     route.words = parts[3] ?? '';
     route.list = route.words ? `search:${route.words}` : '';
-  } else if (plainPlaces.includes(place)) {
+  } else if (plainPlaces.includes(place) && parts.length <= 3) {
     route.place = place as Place;
     if (route.place === 'photos') route.list = 'all';
     if (route.place === 'albums') route.folder = query.get('in') ?? '';

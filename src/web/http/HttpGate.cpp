@@ -10,8 +10,9 @@ namespace moxtel {
 
 namespace {
 
-constexpr std::array<std::string_view, 7> kViews{"photos",   "albums", "events", "people",
-                                                 "keywords", "search", "list"};
+constexpr std::array<std::string_view, 5> kViews{"photos", "albums", "events", "people", "keywords"};
+// Those whose address goes on.
+constexpr std::array<std::string_view, 2> kLongViews{"search", "list"};
 // Below a library, what is no page.
 constexpr std::array<std::string_view, 10> kDataFolders{"api",   "thumb",    "square", "face",  "preview",
                                                         "large", "original", "edited", "movie", "zip"};
@@ -96,8 +97,10 @@ bool isPageAddress(const std::vector<std::string>& segments) {
 }
 
 bool isView(const std::vector<std::string>& segments) {
-  return isPageAddress(segments) &&
-         (segments.size() <= 2 || std::ranges::find(kViews, segments[2]) != kViews.end());
+  if (!isPageAddress(segments)) return false;
+  if (segments.size() <= 2) return true;
+  const bool isLong = std::ranges::find(kLongViews, segments[2]) != kLongViews.end();
+  return isLong || (segments.size() == 3 && std::ranges::find(kViews, segments[2]) != kViews.end());
 }
 
 HttpGate::HttpGate(const ClientRules& rules, WebAccess& access, LoginPage loginPage)

@@ -63,7 +63,7 @@ TEST(PageHandler, knowsNoOtherFiles) {
 
 TEST(PageHandler, showsThePageForAViewThatItDoesNotHave) {
   const std::string page = std::get<std::string>(ask("/l/k/photos").body);
-  for (const char* path : {"/l/k/nonsense", "/l/k/thumbs", "/l/k/flagged/3"}) {
+  for (const char* path : {"/l/k/nonsense", "/l/k/thumbs", "/l/k/flagged/3", "/l/k/albums/folder:4"}) {
     const HttpReply reply = ask(path);
     EXPECT_EQ(reply.status, 404) << path;
     EXPECT_EQ(reply.type, "text/html; charset=utf-8");

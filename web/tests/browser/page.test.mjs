@@ -203,6 +203,19 @@ function inEveryBrowser(name) {
       assert.equal(words[0], 'de-CH');
       assert.equal(words[1], 'Fotos');
       assert.match(words[2], /^[A-Z][a-z]+tag|^Mittwoch/);
+      await page.goto(server.address + library.small + '/albums');
+      await until(page, () => /^1 Ordner, 6 Alben/.test(document.querySelector('.card.folder .card-sub')?.textContent ?? ''));
+      await close(page);
+    });
+
+    test('says that a folder is not there', async () => {
+      const page = await open(browser, library.small + '/albums?in=folder:999');
+      await until(page, () => /There is nothing at this address/.test(document.querySelector('.notice')?.textContent ?? ''));
+      assert.equal(await page.$('.card'), null);
+      await page.click('.notice a');
+      await until(page, () => location.pathname === '/l/small/albums' && document.querySelector('.card'));
+      await page.goto(server.address + library.small + '/albums/folder:1');
+      await until(page, () => /There is nothing at this address/.test(document.querySelector('.notice')?.textContent ?? ''));
       await close(page);
     });
 

@@ -1,8 +1,8 @@
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
 import { listPath } from '../../src/api';
-import { childrenOf, coverPhotos, folderPath, groupByParent, onThisDay } from '../../src/browse';
-import { formatBytes, formatDays, formatMonthDay, formatPosition, formatShutter, formatWallClock } from '../../src/format';
+import { childrenOf, contentsText, coverPhotos, folderPath, groupByParent, onThisDay } from '../../src/browse';
+import { formatBytes, formatDays, formatMonthDay, formatPosition, formatShutter, formatWallClock, formatZone } from '../../src/format';
 import { fromDeltas, sectionsOf } from '../../src/photolist';
 import { isPage, listAddress, noFilters, parseAddress, placeAddress, withFilters } from '../../src/route';
 
@@ -39,6 +39,8 @@ test('reads addresses of places', () => {
   assert.equal(parseAddress('/l/a/search/no%20date', '').list, 'search:no date');
   assert.equal(parseAddress('/l/a/nonsense', '').place, 'unknown');
   assert.equal(parseAddress('/l/a/list', '').place, 'unknown');
+  assert.equal(parseAddress('/l/a/albums/folder:4', '').place, 'unknown');
+  assert.equal(parseAddress('/l/a/photos/', '').place, 'photos');
   assert.equal(parseAddress('/l/a/list/album:1/photo/x', '').photo, 0);
   assert.equal(parseAddress('/l/a/photos', '?rating=9&stars=-1&label=x').filters.rating, 0);
   assert.equal(parseAddress('/l/%E0%A4%A/photos', '').library, '%E0%A4%A');
@@ -80,6 +82,17 @@ test('writes dates of the wall clock, whatever the zone of the browser', () => {
   assert.equal(onThisDay(new Date(2026, 6, 4)), 'onthisday:07-04');
 });
 
+test('writes time zones without a name as people do', () => {
+  assert.equal(formatZone('Europe/Zurich'), 'Europe/Zurich');
+  assert.equal(formatZone('GMT-0700'), 'UTC−7');
+  assert.equal(formatZone('UTC+05:30'), 'UTC+5:30');
+  assert.equal(formatZone('GMT+12'), 'UTC+12');
+  assert.equal(formatZone('GMT-0030'), 'UTC−0:30');
+  assert.equal(formatZone('GMT+0000'), 'UTC');
+  assert.equal(formatZone('GMT'), 'UTC');
+  assert.equal(formatZone('GMT+nonsense'), 'GMT+nonsense');
+});
+
 const album = (list: string, parent: string, key = 0) => ({ list, kind: 'album', name: list, parent, count: 1, key });
 const albums = [album('folder:1', ''), album('album:2', 'folder:1', 20), album('folder:3', 'folder:1'), album('album:4', 'folder:3', 40)];
 
@@ -88,6 +101,17 @@ test('knows what is in a folder', () => {
   assert.deepEqual(coverPhotos(albums, 'folder:1'), [20, 40]);
   assert.deepEqual(coverPhotos(albums, 'folder:1', 1), [20]);
   assert.deepEqual(folderPath(albums, 'folder:3'), ['folder:1', 'folder:3']);
+});
+
+test('counts what is in a folder by its kind', () => {
+  const ofKind = (kind: string) => ({ ...album('x', 'folder:1'), kind });
+  assert.equal(contentsText([ofKind('project')]), '1 project');
+  assert.equal(contentsText([ofKind('project'), ofKind('project')]), '2 projects');
+  assert.equal(contentsText([ofKind('album')]), '1 album');
+  assert.equal(contentsText([ofKind('smart'), ofKind('album'), ofKind('other')]), '3 albums');
+  assert.equal(contentsText([ofKind('album'), ofKind('folder'), ofKind('project')]), '1 project, 1 folder, 1 album');
+  assert.equal(contentsText([ofKind('folder'), ofKind('folder')]), '2 folders');
+  assert.equal(contentsText([]), 'Empty');
 });
 
 test('survives a circle of folders', () => {
