@@ -17,6 +17,10 @@ from faultserver import CallControl, TracedServer
 # Replies that say that something did not work.
 FAILURES = (404, 410, 500, 503)
 
+# Calls that open files and start helpers, and errors of them that pass.
+OPENING = ("openat", "openat2", "pipe2", "clone", "clone3", "vfork")
+SHORTAGES = ("EMFILE", "ENFILE", "ENOMEM", "EAGAIN")
+
 
 class PageOutcome:
     """The status and body of a reply; neither if the connection ended early."""
@@ -126,6 +130,19 @@ class PageCalls(test_calls.CallsTestCase):
         for name in self.addresses:
             self.assertEqual(self.answer_of(server, name), self.right[name], name)
         moxteltest.wait_for(lambda: not self.has_browser(server), "the browser to be gone")
+
+    def inject(self, name, nth, fault, how, whose, do, expected):
+        """What could not be opened for want of descriptors or memory is not unknown."""
+        outcomes = []
+
+        def do_and_keep():
+            outcomes.append(do())
+            return outcomes[-1]
+
+        kind = super().inject(name, nth, fault, how, whose, do_and_keep, expected)
+        if whose == CallControl.SERVER and name in OPENING and fault in SHORTAGES:
+            self.assertNotEqual(outcomes[-1].status, 404)
+        return kind
 
     @staticmethod
     def has_browser(server):

@@ -13,6 +13,8 @@
 #include <thread>
 
 #include "platform/files/FileDescriptor.h"
+#include "platform/system/Shortage.h"
+#include "tests/FewDescriptors.h"
 #include "tests/TemporaryFolder.h"
 #include "tests/fakes/FakeProcessRunner.h"
 
@@ -63,6 +65,16 @@ TEST(ChildProcess, saysWhyAProgramWasNotStarted) {
   const auto result = run({"/no/such/program", {}, {}, kLong, 100, {}});
   EXPECT_EQ(result.ending, Ending::NotStarted);
   EXPECT_EQ(result.error, "No such file or directory");
+}
+
+TEST(ChildProcess, notesThatAProgramWasNotStartedForWantOfDescriptors) {
+  const ShortageWatch missing;
+  EXPECT_EQ(run({"/nonexistent/program", {}, {}, kLong, 100, {}}).ending, Ending::NotStarted);
+  EXPECT_FALSE(missing.sawOne());
+  const ShortageWatch shortages;
+  const test::FewDescriptors few(1);
+  EXPECT_EQ(run({"true", {}, {}, kLong, 100, {}}).ending, Ending::NotStarted);
+  EXPECT_TRUE(shortages.sawOne());
 }
 
 TEST(ChildProcess, startsNoFolderAndNoEmptyName) {

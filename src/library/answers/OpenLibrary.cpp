@@ -21,6 +21,7 @@
 #include "platform/loop/Clock.h"
 #include "platform/process/ChildProcess.h"
 #include "platform/settings/UserDefaults.h"
+#include "platform/system/Shortage.h"
 
 namespace moxtel {
 
@@ -105,6 +106,7 @@ struct OpenLibrary::Roles {
   std::int64_t day = dayNumber(clock.now());
   std::optional<State> state;
   bool isOfPhotos1 = false;  // as far as state says
+  ShortageWatch shortages;
 };
 
 OpenLibrary::OpenLibrary(EventLoop& loop, Messages& messages, const std::string& path,
@@ -116,8 +118,13 @@ OpenLibrary::OpenLibrary(EventLoop& loop, Messages& messages, const std::string&
 
 OpenLibrary::~OpenLibrary() { roles_->databases.releaseLocks(); }
 
-void OpenLibrary::beginTask() { roles_->databases.beginCommand(); }
+void OpenLibrary::beginTask() {
+  roles_->databases.beginCommand();
+  roles_->shortages = ShortageWatch();
+}
+
 bool OpenLibrary::failed() const { return roles_->databases.sawFailure(); }
+bool OpenLibrary::lacksResources() const { return roles_->shortages.sawOne(); }
 void OpenLibrary::releaseLocks() { roles_->databases.releaseLocks(); }
 
 void OpenLibrary::endReading() {
@@ -125,7 +132,10 @@ void OpenLibrary::endReading() {
   if (roles_->databases.mustReadAgain()) throw MustReadAgain();
 }
 
-void OpenLibrary::beginTaskAgain() { roles_->databases.beginCommandAgain(); }
+void OpenLibrary::beginTaskAgain() {
+  roles_->databases.beginCommandAgain();
+  roles_->shortages = ShortageWatch();
+}
 
 bool OpenLibrary::refresh() {
   roles_->databases.beginCommand();

@@ -81,6 +81,8 @@ class OpenLibrary final {
   void beginTask();
   // Whether since beginTask() a database could not be opened or read: do not cache what was made of it.
   bool failed() const;
+  // Whether since beginTask() a file could not be opened for want of descriptors or memory: it may be later.
+  bool lacksResources() const;
   // Ends the read transactions, so that a photo application can write. Call before what takes long without
   // reading; it happens by itself at the loop's next turn.
   void releaseLocks();

@@ -9,6 +9,8 @@
 #include <new>
 #include <utility>
 
+#include "platform/system/Shortage.h"
+
 namespace moxtel {
 namespace {
 
@@ -35,6 +37,7 @@ int openQuietly(const std::string& path) {
   do {
     descriptor = ::open(path.c_str(), kFlags);
   } while (descriptor < 0 && errno == EINTR);
+  if (descriptor < 0) noteShortage(errno);
   return descriptor;
 }
 

@@ -14,6 +14,7 @@
 #include <string_view>
 
 #include "platform/files/LockedFiles.h"
+#include "platform/system/Shortage.h"
 
 namespace moxtel {
 
@@ -29,6 +30,7 @@ int openQuietly(int folder, const char* name, int flags) {
   do {
     descriptor = ::openat(folder, name, flags);
   } while (descriptor < 0 && errno == EINTR);
+  if (descriptor < 0) noteShortage(errno);
   return descriptor;
 }
 

@@ -16,6 +16,7 @@
 
 #include "platform/process/Pipe.h"
 #include "platform/process/ThisProcess.h"
+#include "platform/system/Shortage.h"
 
 // posix_spawn, because QProcess passes every descriptor without close-on-exec to the child and is bound to
 // one thread.
@@ -150,6 +151,7 @@ class Run final {
   }
 
   bool notStarted(int failure) {
+    noteShortage(failure);
     result_.ending = ProcessResult::Ending::NotStarted;
     result_.error = std::generic_category().message(failure);
     return false;

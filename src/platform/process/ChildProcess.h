@@ -39,7 +39,7 @@ class ProcessRunner {
  public:
   virtual ~ProcessRunner() = default;
   // Blocks the calling thread until the program has ended or been killed: bounded by the time-out. Any
-  // thread.
+  // thread. Notes a shortage (see Shortage.h) that keeps the program from being started.
   virtual ProcessResult run(const ProcessRequest& request) = 0;
 
  protected:

@@ -7,6 +7,7 @@
 #include "web/api/Json.h"
 #include "web/api/LibraryJson.h"
 #include "web/api/PhotoJson.h"
+#include "web/files/FileReplies.h"
 
 namespace moxtel {
 
@@ -37,7 +38,7 @@ void answerIfReadable(const SharedLibrary& library, const SharedResponder& respo
     const bool isReady = open.state() == OpenLibrary::State::Ready;
     std::string text = isReady ? json(open) : std::string();
     open.endReading();
-    if (!isReady || open.failed()) return responder->send(errorReply(503, "away"));
+    if (!isReady || mayLackFiles(open)) return responder->send(missingReply(open));
     if (text.empty()) return responder->send(errorReply(404, "unknown"));
     sendJson(*responder, std::move(text));
   });

@@ -5,6 +5,7 @@
 #include <charconv>
 #include <cstring>
 
+#include "library/answers/OpenLibrary.h"
 #include "platform/files/Files.h"
 
 namespace moxtel {
@@ -72,6 +73,14 @@ bool isPlain(char c) {
 HttpReply::Cache cacheOf(const HttpRequest& request, const WebLibrary& library) {
   const auto version = request.query("v");
   return version && *version == library.version() ? HttpReply::Cache::Immutable : HttpReply::Cache::Private;
+}
+
+bool mayLackFiles(const OpenLibrary& open) { return open.failed() || open.lacksResources(); }
+
+HttpReply missingReply(OpenLibrary& open) {
+  const bool isShort = open.lacksResources();
+  if (open.failed() || open.state() != OpenLibrary::State::Ready) return errorReply(503, "away");
+  return isShort ? errorReply(503, "busy") : errorReply(404, "unknown");
 }
 
 std::string stampText(const OpenFile& file) {

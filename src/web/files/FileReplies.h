@@ -17,6 +17,11 @@ namespace moxtel {
 // Immutable when the address names the library's version.
 HttpReply::Cache cacheOf(const HttpRequest& request, const WebLibrary& library);
 
+// Whether what a task found may be less than there is: a database or a file could not be opened now.
+bool mayLackFiles(const OpenLibrary& open);
+// 404; 503 "away" where the library is away or cannot be read, "busy" for want of descriptors or memory.
+HttpReply missingReply(OpenLibrary& open);
+
 // What a request for a file needs after handle() has returned.
 struct FileTask {
   std::shared_ptr<WebLibrary> library;
@@ -28,6 +33,8 @@ struct FileTask {
   HttpReply::Cache cache() const { return cacheOf(request, *library); }
   void send(HttpReply reply) const { responder->send(std::move(reply)); }
   void sendUnknown() const { send(errorReply(404, "unknown")); }
+  // That a file is missing, or that it could not be looked for now.
+  void sendMissing(OpenLibrary& open) const { send(missingReply(open)); }
   void sendBusy() const { send(errorReply(503, "busy")); }
 };
 

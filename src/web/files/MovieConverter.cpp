@@ -7,6 +7,7 @@
 
 #include "platform/files/FileCache.h"
 #include "platform/process/ChildProcess.h"
+#include "platform/system/Shortage.h"
 #include "platform/system/SystemLog.h"
 
 namespace moxtel {
@@ -108,7 +109,8 @@ void MovieConverter::runJobs() {
     const std::shared_ptr<Job> job = jobs_.front();
     job->running = true;
     lock.unlock();
-    const bool done = isUnwanted(*job) || convert(*job) || isUnwanted(*job);
+    const ShortageWatch shortages;
+    const bool done = isUnwanted(*job) || convert(*job) || isUnwanted(*job) || shortages.sawOne();
     lock.lock();
     jobs_.pop_front();
     if (done) continue;

@@ -79,8 +79,10 @@ void MovieRequests::state(FileTask task) {
   const auto library = task.library;
   const auto answer = [this, task](OpenLibrary& open) {
     const auto photo = PhotoFiles(open).shown(task.id);
-    if (!photo || !hasMovie(*photo)) return task.sendUnknown();
-    task.send(jsonReply(stateJson(*task.library, open, *photo, task.wants("start"))));
+    if (!photo || !hasMovie(*photo)) return task.sendMissing(open);
+    std::string json = stateJson(*task.library, open, *photo, task.wants("start"));
+    if (mayLackFiles(open)) return task.sendMissing(open);
+    task.send(jsonReply(std::move(json)));
   };
   if (!library->post(answer)) task.sendBusy();
 }
@@ -89,8 +91,9 @@ void MovieRequests::file(FileTask task, const std::string& extension) {
   const auto library = task.library;
   const auto answer = [this, task, extension](OpenLibrary& open) {
     const auto photo = PhotoFiles(open).shown(task.id);
-    if (!photo || !hasMovie(*photo)) return task.sendUnknown();
+    if (!photo || !hasMovie(*photo)) return task.sendMissing(open);
     Movie movie = movieOf(*task.library, open, *photo);
+    if (mayLackFiles(open)) return task.sendMissing(open);
     if (task.wants("made")) {
       OpenFile made = cache_.open(movie.key);
       return isOpen(made) ? task.send(fileReply(std::move(made), "video/mp4", HttpReply::Cache::Private))

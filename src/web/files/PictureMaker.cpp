@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "platform/files/FileCache.h"
+#include "platform/system/Shortage.h"
 #include "web/http/HttpResponder.h"
 
 namespace moxtel {
@@ -77,6 +78,7 @@ void PictureMaker::runJobs() {
 
 void PictureMaker::run(const std::shared_ptr<Job>& job, PictureDecoder& decoder) {
   std::shared_ptr<const Bytes> made;
+  const ShortageWatch shortages;
   job->canceled = isUnwanted(*job);
   if (!job->canceled) {
     if (auto bytes = job->make(decoder)) made = std::make_shared<const Bytes>(*std::move(bytes));
@@ -92,7 +94,14 @@ void PictureMaker::run(const std::shared_ptr<Job>& job, PictureDecoder& decoder)
     std::erase(jobs_, job);
     waiters = std::move(job->waiters);
   }
-  for (const Waiter& waiter : waiters) waiter.done(waiter.responder, made);
+  const bool isShort = !made && shortages.sawOne();
+  for (const Waiter& waiter : waiters) {
+    if (isShort) {
+      waiter.responder->send(errorReply(503, "busy"));
+    } else {
+      waiter.done(waiter.responder, made);
+    }
+  }
 }
 
 }  // namespace moxtel

@@ -30,7 +30,8 @@ class PictureMaker final {
   static constexpr std::size_t kMostWaiting = 128;         // pictures; each holds an open file
   static constexpr std::size_t kMostWaitingForOne = 1000;  // requests
 
-  // Makes the picture's bytes, on one of the threads; nothing if that fails.
+  // Makes the picture's bytes, on one of the threads; nothing if that fails. Where it fails for want of
+  // descriptors or memory (Shortage.h), the reply is 503 "busy".
   using Make = std::function<std::optional<Bytes>(PictureDecoder&)>;
   // Called with the bytes on one of the threads, or with nothing; not for a responder that is gone.
   using Done =

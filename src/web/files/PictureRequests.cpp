@@ -59,16 +59,17 @@ void PictureRequests::thumbnail(FileTask task, bool mini) {
   const auto library = task.library;
   const auto answer = [this, task, mini](OpenLibrary& open) {
     PhotoFiles files(open);
-    if (!files.isShown(task.id)) return task.sendUnknown();
+    if (!files.isShown(task.id)) return task.sendMissing(open);
     OpenFile file = files.thumbnail(task.id, mini);
     if (isOpen(file) && isJpeg(file)) {
-      if (!open.failed()) thumbnails_.keep(*task.library, versionText(open.version()), task.id, mini, file);
+      if (!mayLackFiles(open))
+        thumbnails_.keep(*task.library, versionText(open.version()), task.id, mini, file);
       return task.send(fileReply(std::move(file), "image/jpeg", task.cache()));
     }
     const std::uint32_t side = mini ? kSquareSide : kThumbnailSide;
-    if (isOpen(file)) return sendPicture(task, {std::move(file), 0}, side);
+    if (isOpen(file)) return sendPicture(task, open, {std::move(file), 0}, side);
     const auto photo = files.shown(task.id);
-    return photo ? sendPicture(task, files.best(*photo), side) : task.sendUnknown();
+    return photo ? sendPicture(task, open, files.best(*photo), side) : task.sendMissing(open);
   };
   if (!library->post(answer)) task.sendBusy();
 }
@@ -77,14 +78,14 @@ void PictureRequests::face(FileTask task, std::int64_t index) {
   const auto library = task.library;
   const auto answer = [this, task, index](OpenLibrary& open) {
     PhotoFiles files(open);
-    if (!files.isShown(task.id)) return task.sendUnknown();
+    if (!files.isShown(task.id)) return task.sendMissing(open);
     OpenFile tile = files.faceTile(task.id, index);
     if (isOpen(tile) && isJpeg(tile))
       return task.send(fileReply(std::move(tile), "image/jpeg", task.cache()));
     const auto photo = files.shown(task.id);
-    if (!photo) return task.sendUnknown();
+    if (!photo) return task.sendMissing(open);
     OpenFile upright = files.thumbnail(task.id, false);
-    return sendFace(task, *photo, index,
+    return sendFace(task, open, *photo, index,
                     isOpen(upright) ? PictureFile{std::move(upright), 0} : files.best(*photo));
   };
   if (!library->post(answer)) task.sendBusy();
@@ -95,7 +96,7 @@ void PictureRequests::preview(FileTask task, std::uint32_t side) {
   const auto answer = [this, task, side](OpenLibrary& open) {
     PhotoFiles files(open);
     const auto photo = files.shown(task.id);
-    return photo ? sendPicture(task, files.best(*photo), side) : task.sendUnknown();
+    return photo ? sendPicture(task, open, files.best(*photo), side) : task.sendMissing(open);
   };
   if (!library->post(answer)) task.sendBusy();
 }
@@ -106,7 +107,7 @@ void PictureRequests::original(FileTask task) {
     PhotoFiles files(open);
     const auto photo = files.shown(task.id);
     PlacedFile found = photo ? files.original(*photo) : PlacedFile();
-    if (!isOpen(found.file)) return task.sendUnknown();
+    if (!isOpen(found.file)) return task.sendMissing(open);
     const bool show = task.wants("show") && isJpeg(found.file);
     const std::string name =
         photo->fileName.empty() ? "photo" + extensionOf(found.place.path) : photo->fileName;
@@ -128,7 +129,7 @@ void PictureRequests::edited(FileTask task) {
     PhotoFiles files(open);
     const auto photo = files.shown(task.id);
     PlacedFile found = photo ? files.edited(*photo) : PlacedFile();
-    if (!isOpen(found.file)) return task.sendUnknown();
+    if (!isOpen(found.file)) return task.sendMissing(open);
     const std::string stem = photo->fileName.substr(0, photo->fileName.rfind('.'));
     HttpReply reply =
         fileReply(std::move(found.file), mediaTypeOf(found.place.path), HttpReply::Cache::Private);
@@ -138,8 +139,10 @@ void PictureRequests::edited(FileTask task) {
   if (!library->post(answer)) task.sendBusy();
 }
 
-void PictureRequests::sendPicture(const FileTask& task, PictureFile picture, std::uint32_t side) {
-  if (!isOpen(picture.file)) return task.sendUnknown();
+void PictureRequests::sendPicture(const FileTask& task, OpenLibrary& open, PictureFile picture,
+                                  std::uint32_t side) {
+  // A lesser picture must not be kept by browsers in place of the one that could not be opened.
+  if (!isOpen(picture.file) || mayLackFiles(open)) return task.sendMissing(open);
   if (sendWithoutDecoding(task, picture, side)) return;
   const std::string what = std::to_string(side) + "-" + std::to_string(picture.degrees);
   const std::string key = keyOf(task, what, picture.file);
@@ -166,10 +169,10 @@ bool PictureRequests::sendWithoutDecoding(const FileTask& task, PictureFile& pic
   return true;
 }
 
-void PictureRequests::sendFace(const FileTask& task, const PhotoFacts& photo, std::int64_t index,
-                               PictureFile picture) {
+void PictureRequests::sendFace(const FileTask& task, OpenLibrary& open, const PhotoFacts& photo,
+                               std::int64_t index, PictureFile picture) {
   const auto square = squareAround(photo, index);
-  if (!square || !isOpen(picture.file)) return task.sendUnknown();
+  if (!square || !isOpen(picture.file) || mayLackFiles(open)) return task.sendMissing(open);
   const std::string key = keyOf(task, "face" + std::to_string(index), picture.file);
   const int degrees = picture.degrees;
   sendMade(task, key,

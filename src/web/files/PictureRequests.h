@@ -41,9 +41,10 @@ class PictureRequests final {
 
  private:
   // Sends the picture as it is, turned, from the cache, or made.
-  void sendPicture(const FileTask& task, PictureFile picture, std::uint32_t side);
+  void sendPicture(const FileTask& task, OpenLibrary& open, PictureFile picture, std::uint32_t side);
   bool sendWithoutDecoding(const FileTask& task, PictureFile& picture, std::uint32_t side);
-  void sendFace(const FileTask& task, const PhotoFacts& photo, std::int64_t index, PictureFile picture);
+  void sendFace(const FileTask& task, OpenLibrary& open, const PhotoFacts& photo, std::int64_t index,
+                PictureFile picture);
   template <class Make>
   void sendMade(const FileTask& task, const std::string& key, Make make);
 

@@ -95,6 +95,8 @@ void ZipRequests::Plan::step(OpenLibrary& open) {
   if (task_.responder->isGone() || (!photos_ && !begin(open))) return;
   for (std::size_t i = 0; i < kPhotosInATask && next_ < photos_->size(); ++i, ++next_)
     add(open, photos_->modelIdAt(next_));
+  // An archive must not look like the whole list.
+  if (mayLackFiles(open)) return task_.sendMissing(open);
   if (next_ < photos_->size()) return post();
   finish();
 }

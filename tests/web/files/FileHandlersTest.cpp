@@ -10,6 +10,7 @@
 #include "makelibrary/SamplePlan.h"
 #include "pictures/codec/Jpeg.h"
 #include "platform/process/ChildProcess.h"
+#include "tests/FewDescriptors.h"
 #include "tests/library/ServedLibrary.h"
 #include "tests/web/files/MovieTest.h"
 #include "tests/web/files/RecordingResponder.h"
@@ -346,6 +347,61 @@ TEST_F(FileHandlersTest, makesPreviewsOfOtherFormats) {
     // As it is.
     EXPECT_EQ(get("original", photo)->body(), contentOf(master(photo)));
   }
+}
+
+TEST_F(FileHandlersTest, isBusyWithoutFreeDescriptors) {
+  const Photo photo = first(isPlain),
+              movie = first([](const Photo&p) { return p.kind == MasterKind::Movie; });
+  const Photo edited = first([](const Photo& p) { return p.kind == MasterKind::Jpeg && p.adjusted; });
+  fs::copy_file(std::string(FIXTURES) + "/png-rgb.png", master(photo), fs::copy_options::overwrite_existing);
+  serve(0);
+  const std::vector<std::vector<std::string>> addresses{
+      {"square", std::to_string(photo.versionId)},
+      {"preview", std::to_string(photo.versionId)},
+      {"large", std::to_string(edited.versionId)},
+      {"original", std::to_string(photo.versionId)},
+      {"edited", std::to_string(edited.versionId)},
+      {"api", "1", "movie", std::to_string(movie.versionId)},
+      {"zip", "all"}};
+  // The databases are open then.
+  for (const auto& address : addresses) EXPECT_EQ(get(address)->reply().status, 200) << address[0];
+  // With five the picture is opened, but the helper is not started.
+  for (const std::size_t free : {0u, 5u}) {
+    const test::FewDescriptors few(free);
+    EXPECT_EQ(json("nothing", "1"), R"({"error":"unknown"})");
+    for (const auto& address : addresses) {
+      const int expected = free == 0 || address[0] == "preview" ? 503 : 200;
+      const Responder answer = get(address);
+      EXPECT_EQ(answer->reply().status, expected) << address[0] << " with " << free;
+    }
+    EXPECT_EQ(get({"original", "999999"})->reply().status, 404);
+  }
+  for (const auto& address : addresses) EXPECT_EQ(get(address)->reply().status, 200) << address[0];
+}
+
+TEST_F(FileHandlersTest, isAwayWithItsLibrary) {
+  const std::string photo = std::to_string(first(isPlain).versionId);
+  fs::rename(root(), folder_.path() / "elsewhere");
+  fs::create_directory(root());
+  for (const char* what : {"square", "preview", "original", "edited"})
+    EXPECT_EQ(get({what, photo})->body(), R"({"error":"away"})") << what;
+}
+
+TEST_F(FileHandlersTest, convertsAMovieLaterThatCouldNotBeConvertedForWantOfDescriptors) {
+  const std::string id =
+      std::to_string(first([](const Photo& p) { return p.kind == MasterKind::Movie; }).versionId);
+  EXPECT_EQ(json("movie", id), R"({"state":"convert"})");
+  std::string state;
+  {
+    const test::FewDescriptors few(5);
+    do {
+      state = json("movie", id, {{"start", "1"}});
+    } while (state.find("waiting") == std::string::npos && state.find("converting") == std::string::npos);
+    do {
+      state = json("movie", id);
+    } while (state.find("convert\"") == std::string::npos && state.find("none") == std::string::npos);
+  }
+  EXPECT_EQ(state, R"({"state":"convert"})");
 }
 
 TEST_F(FileHandlersTest, shrinksAPictureThatIsTooLarge) {

@@ -1,8 +1,10 @@
 #include "web/files/PictureMaker.h"
 
+#include <cerrno>
 #include <fstream>
 
 #include "platform/files/FileCache.h"
+#include "platform/system/Shortage.h"
 #include "tests/TemporaryFolder.h"
 #include "tests/fakes/FakeProcessRunner.h"
 #include "tests/web/files/RecordingResponder.h"
@@ -86,6 +88,18 @@ TEST_F(PictureMakerTest, answersThatNothingCouldBeMade) {
   gate_.open();
   EXPECT_EQ(ask("a", "")->reply().status, 404);
   EXPECT_FALSE(cache_.has("a"));
+}
+
+TEST_F(PictureMakerTest, isBusyWhereItCannotMakeItForWantOfDescriptors) {
+  const auto responder = std::make_shared<RecordingResponder>();
+  const auto make = [](PictureDecoder&) -> std::optional<Bytes> {
+    noteShortage(EMFILE);
+    return std::nullopt;
+  };
+  EXPECT_TRUE(maker_.make("a", make, responder, &PictureMakerTest::answer));
+  EXPECT_EQ(responder->reply().status, 503);
+  gate_.open();
+  EXPECT_EQ(ask("a", "")->reply().status, 404);
 }
 
 TEST_F(PictureMakerTest, makesAPictureOnceForAllWhoWait) {
