@@ -325,7 +325,9 @@ TEST_P(PhotosViews, nameTheRawOfAPairBeforeSmallerPictures) {
     }
     if (!paths.liveMovie.empty()) {
       ++live;
-      EXPECT_EQ(column("SELECT livePath FROM RKMaster WHERE uuid = '" + uuidOf(photo) + "'"),
+      EXPECT_EQ(column("SELECT l.path FROM RKMaster m JOIN MoxtelLivePhotos l ON l.modelId = m.modelId WHERE "
+                       "m.uuid = '" +
+                       uuidOf(photo) + "'"),
                 std::multiset<std::string>{paths.liveMovie});
     }
   }
