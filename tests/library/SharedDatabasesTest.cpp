@@ -17,6 +17,7 @@
 #include "library/database/LibraryDatabases.h"
 #include "makelibrary/MakeLibrary.h"
 #include "makelibrary/MakeLibraryOptions.h"
+#include "platform/files/Files.h"
 #include "tests/TemporaryFolder.h"
 #include "tests/fakes/FakeEventLoop.h"
 #include "tests/fakes/RecordingMessages.h"
@@ -172,6 +173,26 @@ TEST_F(SharedDatabasesTest, readersOfAnOlderStateKeepTheirs) {
   EXPECT_EQ(copies(), 1);
   EXPECT_EQ(shared->copies.timesMade(), 2u);
   EXPECT_EQ(shared->helpers.timesMade(), 2u);
+}
+
+// A disk need not have room for both.
+TEST_F(SharedDatabasesTest, anOutdatedCopyIsRemovedWhileTheNextIsMade) {
+  make(makelibrary::LibraryKind::Photos4);
+  change(kPhotos4, kOne);
+  auto old = std::make_unique<Reader>(library.string(), seams());
+  EXPECT_EQ(old->text(kName), "One");
+  change(kPhotos4, kTwo);
+  now = 1h + 2min;
+  LibrarySeams watched = seams();
+  std::ptrdiff_t meanwhile = 0;
+  watched.freeBytesIn = [&](const std::string& path) {
+    old.reset();  // the last one that reads it
+    meanwhile = copies();
+    return freeBytesIn(path);
+  };
+  Reader reader(library.string(), watched);
+  EXPECT_EQ(reader.text(kName), "Two");
+  EXPECT_EQ(meanwhile, 1);
 }
 
 TEST_F(SharedDatabasesTest, aNewReaderTakesACopyThatIsRecent) {
