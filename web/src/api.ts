@@ -164,7 +164,17 @@ export class ApiError extends Error {
   }
 }
 
-/** Reads JSON. Without a key the browser goes to the page for the digits. */
+/** What a request failed with: the HTTP status, 0 if the server could not be reached. */
+export function statusOf(error: unknown): number {
+  return error instanceof ApiError ? error.status : 0;
+}
+
+/** Whether a later try may succeed: the server is away, busy, or builds its index for the search. */
+export function isTemporary(failed: number | undefined): boolean {
+  return failed === 0 || failed === 429 || failed === 503;
+}
+
+/** Reads JSON. Without a key the browser goes to the page for the digits, which leads back. */
 export async function getJson<T>(address: string, signal?: AbortSignal): Promise<T> {
   let response: Response;
   try {
@@ -173,7 +183,7 @@ export async function getJson<T>(address: string, signal?: AbortSignal): Promise
     if (signal?.aborted) throw error;
     throw new ApiError(0);
   }
-  if (response.status === 401) location.assign('/login');
+  if (response.status === 401) location.assign('/login?to=' + encodeURIComponent(location.pathname + location.search));
   if (!response.ok) throw new ApiError(response.status);
   return (await response.json()) as T;
 }

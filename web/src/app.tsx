@@ -99,6 +99,9 @@ function Bar({ context }: { context: Context }) {
   const id = library.id;
   const place = route.place === 'list' && route.list !== 'all' ? placeOf(route.list) : route.place;
   const isOpen = (name: string) => (name === 'photos' ? route.list === 'all' : place === name);
+  const today = onThisDay(new Date());
+  // A narrow bar has no entries for them; there, the search leads to them.
+  const hasWideEntry = place === 'keywords' || ['flagged', 'movies', today].includes(route.list);
   const events = library.events === 'projects' ? text.projects : text.events;
   return (
     <nav class="bar" aria-label={text.main}>
@@ -115,7 +118,13 @@ function Bar({ context }: { context: Context }) {
         {library.people && (
           <Entry icon="people" name={text.people} href={placeAddress(id, 'people')} on={isOpen('people')} />
         )}
-        <Entry icon="search" name={text.search} href={placeAddress(id, 'search')} on={isOpen('search')} />
+        <Entry
+          icon="search"
+          name={text.search}
+          href={placeAddress(id, 'search')}
+          on={isOpen('search') || hasWideEntry}
+          onlyNarrow={hasWideEntry}
+        />
         {library.keywords && (
           <Entry
             icon="keywords"
@@ -127,7 +136,7 @@ function Bar({ context }: { context: Context }) {
         )}
         <ListEntry context={context} icon="flagged" name={text.flagged} list="flagged" />
         <ListEntry context={context} icon="movies" name={text.movies} list="movies" />
-        <ListEntry context={context} icon="today" name={text.onThisDay} list={onThisDay(new Date())} />
+        <ListEntry context={context} icon="today" name={text.onThisDay} list={today} />
       </ul>
     </nav>
   );
@@ -140,10 +149,15 @@ function ListEntry(props: { context: Context; icon: IconName; name: string; list
   );
 }
 
-function Entry(props: { icon: IconName; name: string; href: string; on: boolean; wide?: boolean }) {
+function Entry(props: { icon: IconName; name: string; href: string; on: boolean; wide?: boolean; onlyNarrow?: boolean }) {
+  const current = props.onlyNarrow ? 'true' : 'page';
   return (
     <li class={props.wide ? 'only-wide' : ''}>
-      <a href={props.href} class={props.on ? 'on' : ''} aria-current={props.on ? 'page' : undefined}>
+      <a
+        href={props.href}
+        class={props.on ? (props.onlyNarrow ? 'on only-narrow' : 'on') : ''}
+        aria-current={props.on ? current : undefined}
+      >
         <Icon name={props.icon} />
         <span>{props.name}</span>
       </a>

@@ -1,7 +1,7 @@
 // The views that lead to lists: albums in their folders, events, people, keywords.
 import type { ComponentChildren } from 'preact';
 import { useState } from 'preact/hooks';
-import type { Album, Event, Keyword, Person } from './api';
+import { isTemporary, type Album, type Event, type Keyword, type Person } from './api';
 import { formatCount, formatDays } from './format';
 import { Icon } from './icons';
 import type { Context } from './list';
@@ -16,7 +16,7 @@ function useTable<T>(context: Context, name: string): Loaded<T> {
 }
 
 function TableNotice({ state, empty }: { state: Loaded<unknown>; empty: string }) {
-  if (state.failed === 0 || state.failed === 503) return <Notice title={text.loading} busy />;
+  if (isTemporary(state.failed)) return <Notice title={text.loading} busy />;
   if (state.failed !== undefined) return <Notice title={text.failed} />;
   if (!state.data) return <Notice title={text.loading} busy />;
   return <Notice title={empty} />;

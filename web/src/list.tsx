@@ -1,7 +1,7 @@
 // A list of photos: the grid with its head, tools, filters and selection, and the viewer over it.
 import type { ComponentChildren } from 'preact';
 import { useEffect, useMemo, useRef, useState } from 'preact/hooks';
-import { ApiError, type Library, type LibraryAddresses } from './api';
+import { isTemporary, statusOf, type Library, type LibraryAddresses } from './api';
 import { DownloadDialog } from './download';
 import { FilterLine, FilterPanel } from './filters';
 import { formatCount, formatDays, formatMonthDay } from './format';
@@ -12,7 +12,7 @@ import { PhotoList } from './photolist';
 import { back, go, isFiltered, listAddress, placeAddress, queryOf, withFilters, type Route } from './route';
 import { Scrubber } from './scrubber';
 import { text } from './text';
-import { keepSetting, readSetting } from './use';
+import { keepSetting, later, readSetting } from './use';
 import type { Viewer } from './viewer';
 
 /** What the views of one library share. */
@@ -195,19 +195,20 @@ function years(list: PhotoList | undefined): string {
 
 function ListNotice(props: { loading: boolean; failed: number | undefined; filtered: boolean }) {
   if (props.failed === 404) return <Notice title={text.notFound} />;
-  if (props.failed === 0 || props.failed === 503) return <Notice title={text.loading} busy />;
+  if (isTemporary(props.failed)) return <Notice title={text.loading} busy />;
   if (props.failed !== undefined) return <Notice title={text.failed} />;
   if (props.loading) return <Notice title={text.loading} busy />;
   return <Notice title={props.filtered ? text.emptyFiltered : text.empty} />;
 }
 
-/** The list, read again when the library has changed. */
+/** The list, read again when the library has changed, and after a pause while the server is away or busy. */
 function useList(addresses: LibraryAddresses, name: string, filters: URLSearchParams, revision: string) {
   const [state, setState] = useState<{ key: string; list?: PhotoList; failed?: number }>({ key: '' });
   const [reload, setReload] = useState(0);
   const key = `${addresses.id}/${name}?${filters}`;
   useEffect(() => {
     const abort = new AbortController();
+    let stop = () => {};
     PhotoList.load(addresses, name, filters, abort.signal)
       .then((list) => {
         list.onStale = () => setReload((n) => n + 1);
@@ -216,10 +217,14 @@ function useList(addresses: LibraryAddresses, name: string, filters: URLSearchPa
       .catch((error: unknown) => {
         if (abort.signal.aborted) return;
         // A failure while the library is away must not empty the screen.
-        const failed = error instanceof ApiError ? error.status : 0;
+        const failed = statusOf(error);
+        if (isTemporary(failed)) stop = later(() => setReload((n) => n + 1));
         setState((old) => (old.key === key && old.list && failed !== 404 ? old : { key, failed }));
       });
-    return () => abort.abort();
+    return () => {
+      abort.abort();
+      stop();
+    };
   }, [key, revision, reload]);
   return state.key === key ? state : { list: undefined, failed: undefined };
 }

@@ -1,6 +1,6 @@
 // What components share: the address, loaded data, settings.
 import { useEffect, useRef, useState } from 'preact/hooks';
-import { ApiError, getJson } from './api';
+import { getJson, isTemporary, statusOf } from './api';
 import { onNavigation, parseAddress, type Route } from './route';
 
 export function useRoute(): Route {
@@ -15,18 +15,44 @@ export interface Loaded<T> {
   failed?: number;
 }
 
-/** Reads JSON once for each address and revision; '' reads nothing. What was read before stays until then. */
+const retrySeconds = 2;
+
+/** Calls it after a pause, once the page is visible. Returns what prevents that. */
+export function later(retry: () => void): () => void {
+  let timer = 0;
+  const wait = () => {
+    timer = window.setTimeout(() => (document.visibilityState === 'visible' ? retry() : wait()), retrySeconds * 1000);
+  };
+  wait();
+  return () => clearTimeout(timer);
+}
+
+/**
+ * Reads JSON once for each address and revision; '' reads nothing. What was read before stays until then. While the
+ * server is away or busy, it tries again.
+ */
 export function useJson<T>(address: string, revision = ''): Loaded<T> {
   const [state, setState] = useState<Loaded<T>>({});
   useEffect(() => {
     if (!address) return setState({});
     const abort = new AbortController();
-    getJson<T>(address, abort.signal)
-      .then((data) => setState({ data }))
-      .catch((error: unknown) => {
-        if (!abort.signal.aborted) setState({ failed: error instanceof ApiError ? error.status : 0 });
-      });
-    return () => abort.abort();
+    let stop = () => {};
+    const read = () => {
+      getJson<T>(address, abort.signal)
+        .then((data) => setState({ data }))
+        .catch((error: unknown) => {
+          if (abort.signal.aborted) return;
+          const failed = statusOf(error);
+          // A failure while the library is away must not empty the screen.
+          setState((old) => (isTemporary(failed) ? { ...old, failed } : { failed }));
+          if (isTemporary(failed)) stop = later(read);
+        });
+    };
+    read();
+    return () => {
+      abort.abort();
+      stop();
+    };
   }, [address, revision]);
   return state;
 }
@@ -48,7 +74,7 @@ export function usePolled<T>(address: string, seconds: (state: Loaded<T>) => num
           last = { data: await getJson<T>(address, abort.signal) };
         } catch (error) {
           if (abort.signal.aborted) return;
-          last = { ...last, failed: error instanceof ApiError ? error.status : 0 };
+          last = { ...last, failed: statusOf(error) };
         }
         setState(last);
       }

@@ -373,6 +373,50 @@ describe('chromium only', { skip: !hasChromium }, () => {
     await close(page);
   });
 
+  test('what a busy server refused appears by itself, as a search once the index is complete', async () => {
+    for (const [path, shown] of [['/search/be', '.tile[href]'], ['/albums', '.card']]) {
+      await fetch(server.address + '/mock/state?busy=1');
+      const page = await open(browser, library.small + path);
+      await until(page, () => /Loading/.test(document.querySelector('.notice')?.textContent));
+      await fetch(server.address + '/mock/state?busy=0');
+      await page.waitForSelector(shown);
+      await close(page);
+    }
+  });
+
+  for (const language of ['en', 'de'])
+    test(`panels stay on a phone's screen: ${language}`, async () => {
+      const page = await open(browser, library.small + '/photos', phone, { language });
+      await untilTiles(page);
+      for (const button of await page.$$('.popover > .tool')) {
+        await button.click();
+        await page.waitForSelector('.panel');
+        const [left, right, width] = await page.$eval('.panel', (panel) => {
+          const box = panel.getBoundingClientRect();
+          return [box.left, box.right, innerWidth];
+        });
+        assert.ok(left >= 0 && right <= width, `${left} to ${right} of ${width}`);
+        await button.click();
+        await until(page, () => !document.querySelector('.panel'));
+      }
+      await close(page);
+    });
+
+  test('the bar marks one view', async () => {
+    for (const view of [phone, desktop])
+      for (const path of ['/photos', '/list/album:10', '/list/flagged', '/keywords', '/search/be']) {
+        const page = await open(browser, library.small + path, view);
+        await page.waitForSelector('.bar a[aria-current]');
+        const marked = await page.$$eval('.bar a[aria-current]', (all) => {
+          const plain = [...document.querySelectorAll('.bar li a')].find((a) => !a.hasAttribute('aria-current'));
+          const look = (entry) => getComputedStyle(entry).color + getComputedStyle(entry).backgroundColor;
+          return all.filter((entry) => entry.offsetParent && look(entry) !== look(plain)).length;
+        });
+        assert.equal(marked, 1, path);
+        await close(page);
+      }
+  });
+
   test('a list that has changed is read again, and the place stays', async () => {
     const page = await open(browser, library.medium + '/photos');
     await untilTiles(page);

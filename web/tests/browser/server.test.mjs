@@ -94,6 +94,19 @@ describe('with the real server', () => {
     await close(page);
   });
 
+  test('who lost the key comes back to the same view with the digits', async () => {
+    const page = await open(phone, 'people');
+    await page.waitForSelector('.card');
+    const address = page.url();
+    await page.deleteCookie(...(await page.cookies()));
+    await page.evaluate(() => document.dispatchEvent(new Event('visibilitychange')));
+    await page.waitForSelector('#digits');
+    await page.type('#digits', digits);
+    await page.waitForSelector('.card');
+    assert.equal(page.url(), address);
+    await close(page);
+  });
+
   test('a slideshow goes on by itself', async () => {
     const page = await open(desktop);
     await untilTiles(page);

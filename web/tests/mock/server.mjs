@@ -3,6 +3,7 @@
 //
 //   node tests/mock/server.mjs [PORT]      serves ../../dist; key: /in/KEY or the digits 123456; --open: no key;
 //                                         --jpeg: thumbnails as JPEG; --pictures=FOLDER: with the pictures in it
+//   GET /mock/state?busy=1                 lists and tables are refused as long as that holds
 //   GET /mock/state?small=away             sets what libraries "small", "medium" and "large" say
 import { createServer } from 'node:http';
 import { readFile } from 'node:fs/promises';
@@ -331,6 +332,7 @@ async function sendMovie(request, response) {
 
 const isOpen = process.argv.includes('--open');
 let isEmpty = false;
+let isBusy = false;
 
 async function handle(request, response) {
   const address = new URL(request.url, 'http://localhost');
@@ -339,6 +341,7 @@ async function handle(request, response) {
   if (path === '/mock/state') {
     for (const [name, value] of address.searchParams) {
       if (name === 'empty') isEmpty = value === '1';
+      if (name === 'busy') isBusy = value === '1';
       const library = libraries.find((candidate) => candidate.id === name);
       if (library && /^\d+$/.test(value)) library.version = value;
       else if (library) library.state = value;
@@ -367,6 +370,7 @@ async function handle(request, response) {
   if (l === 'l' && !library) return rest[0] === 'api' ? sendJson(response, 404, { error: 'unknown' }) : sendFile(response, '/index.html');
   if (library && rest[0] === 'api') {
     if (library.state === 'away' && rest[2] !== 'library') return sendJson(response, 503, { error: 'away' });
+    if (isBusy && rest[2] !== 'library') return sendJson(response, 503, { error: 'busy' });
     const result = answer(library, rest.slice(2), address.searchParams);
     return typeof result === 'number' ? sendJson(response, result, { error: result === 410 ? 'version' : 'unknown' }) : sendJson(response, 200, result);
   }
