@@ -98,6 +98,33 @@ TEST_F(TakeHomeDialogTest, refusesFoldersThatOverlapTheLibrary) {
   EXPECT_TRUE(start().isEnabled());
 }
 
+TEST_F(TakeHomeDialogTest, showsNoCountsOfAnExportThatFailedAtOnce) {
+  program(planned("7000000"),
+          R"(echo '{"complete":false,"failure":"why","counts":{"photos":0,"copied":0}}')");
+  dialog->show();
+  part<QLineEdit>("target").setText("/no/such/folder");
+  awaitSize();
+  start().click();
+  EXPECT_EQ(awaitOther("result", {""}), "The photos could not be copied: why");
+  EXPECT_EQ(shown("counts"), "");
+  EXPECT_FALSE(part<QPushButton>("openFolder").isVisible());
+}
+
+TEST_F(TakeHomeDialogTest, showsLongTextsWhole) {
+  std::string why;
+  for (int i = 0; i < 60; ++i) why += "words ";
+  program(R"(echo '{"complete":false,"failure":")" + why + R"(and more"}')", "");
+  dialog->show();
+  part<QLineEdit>("target").setText("/nas/photos");
+  EXPECT_THAT(awaitSize(), HasSubstr(why));
+  // A change of a text reaches the dialog after some rounds of events.
+  for (int i = 0; i < 20; ++i) QCoreApplication::processEvents();
+  for (const char* name : {"introduction", "size"}) {
+    const auto& label = part<QLabel>(name);
+    EXPECT_GE(label.height(), label.heightForWidth(label.width())) << name;
+  }
+}
+
 TEST_F(TakeHomeDialogTest, showsSizeAndFreeSpace) {
   program(planned("7000000"), "");
   dialog->askForFolder = [](const QString&) { return QStringLiteral("/nas/photos"); };

@@ -13,7 +13,8 @@ namespace moxtel {
 
 namespace {
 
-constexpr QSize kPicture{96, 72};
+constexpr QSize kPictureShown{96, 72};
+constexpr QSize kPicture = 2 * kPictureShown;  // for screens at 200 %
 constexpr int kWidth = 620;
 constexpr double kLarger = 1.3;
 
@@ -71,7 +72,7 @@ StartPanel::StartPanel(std::function<void()> choose, std::function<void(const st
   foundTitle_->setObjectName("foundTitle");
   found_ = new QListWidget;
   found_->setObjectName("foundLibraries");
-  found_->setIconSize(kPicture);
+  found_->setIconSize(kPictureShown);
   found_->setAccessibleName(WindowText::tr("Found on this computer"));
   connect(found_, &QListWidget::itemActivated, this, [this] { serveCurrent(); });
   serveFound_ = new QPushButton(WindowText::tr("Ser&ve This One"));

@@ -5,6 +5,7 @@
 #include <QDesktopServices>
 #include <QDialogButtonBox>
 #include <QDir>
+#include <QEvent>
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QFormLayout>
@@ -17,6 +18,7 @@
 #include <QStackedWidget>
 #include <QStorageInfo>
 #include <QVBoxLayout>
+#include <algorithm>
 
 #include "console/window/WindowText.h"
 
@@ -131,6 +133,14 @@ TakeHomeDialog::TakeHomeDialog(std::string library, QString program, QWidget* pa
   connect(&measureSoon_, &QTimer::timeout, this, [this] { measure(); });
   choicesChanged();
   resize(kWidth, sizeHint().height());
+}
+
+// A text of more lines makes the dialog higher, so that no other text is cut off.
+bool TakeHomeDialog::event(QEvent* event) {
+  const bool isHandled = QDialog::event(event);
+  if (event->type() == QEvent::LayoutRequest)
+    resize(width(), std::max(height(), layout()->totalHeightForWidth(width())));
+  return isHandled;
 }
 
 QWidget* TakeHomeDialog::makeChoices() {
@@ -349,7 +359,10 @@ void TakeHomeDialog::showEnd(const ExportProcess::End& end) {
   pages_->setCurrentIndex(kReport);
   result_->setText(resultText(end, isCanceled_));
   const QJsonObject counts = end.report["counts"].toObject();
-  counts_->setText(counts.isEmpty() ? QString() : countsText(counts));
+  // An export that failed at once counted nothing, and may have made no folder.
+  const bool hasCounted = end.report["failure"].toString().isEmpty() || counts["photos"].toDouble() > 0;
+  counts_->setText(hasCounted && !counts.isEmpty() ? countsText(counts) : QString());
+  openFolder_->setVisible(QFileInfo::exists(choices().target));
   page_ = QUrl::fromLocalFile(end.report["page"].toString());
   openReport_->setVisible(!end.report["page"].toString().isEmpty());
   close_->setText(WindowText::tr("Close"));

@@ -33,6 +33,9 @@ class TakeHomeDialog final : public QDialog {
   // While photos are copied, it cancels; else it closes.
   void reject() override;
 
+ protected:
+  bool event(QEvent* event) override;
+
  private:
   QWidget* makeChoices();
   QWidget* makeProgress();
