@@ -27,13 +27,22 @@ function LibraryApp({ route }: { route: Route }) {
     return isThere && state.data?.search !== 'building' ? pollSeconds : awaySeconds;
   });
   const ready = useRef<Library>();
-  if (data?.state === 'ready') ready.current = data;
+  if (data?.state === 'ready') {
+    ready.current = data;
+    addresses.version = data.version;
+  }
   if (!data) {
     if (failed === undefined) return <Notice title={text.loading} busy />;
-    if (failed === 404) return <Notice title={text.notFound} />;
+    if (failed === 404)
+      return (
+        <Notice title={text.notFound}>
+          <p>
+            <a href="/">{text.libraries}</a>
+          </p>
+        </Notice>
+      );
     return <Away library={failed === 503} />;
   }
-  addresses.version = data.version;
   const isThere = failed === undefined && data.state === 'ready';
   // While it is away, the server does not say what the library has; the bar keeps its entries.
   const library = { ...ready.current, ...data };

@@ -393,7 +393,10 @@ function useViewer(props: GridProps, photo: number): boolean {
     void (async () => {
       const index = await locate(props, photo);
       if (left) return;
-      if (index === undefined) return go(listHome(props.context, props.list.name), true);
+      if (index === undefined) {
+        setShown(false);
+        return go(listHome(props.context, props.list.name), true);
+      }
       if (viewer.current) return viewer.current.show(props.list, index);
       const { openViewer } = await import('./viewer');
       if (left) return;

@@ -129,6 +129,13 @@ function inEveryBrowser(name) {
       await close(page);
     });
 
+    test('shows the list for the address of a photo that is not in it', async () => {
+      const page = await open(browser, library.small + '/list/flagged/photo/999999');
+      await until(page, () => location.pathname.endsWith('/list/flagged'));
+      await untilTiles(page);
+      await close(page);
+    });
+
     test('finds as one types', async () => {
       const page = await open(browser, library.medium + '/search');
       await page.waitForSelector('input[type=search]');
@@ -370,6 +377,19 @@ describe('chromium only', { skip: !hasChromium }, () => {
     assert.deepEqual(await entries(), before);
     await fetch(server.address + '/mock/state?small=ready');
     await until(page, () => !/The library is away/.test(document.body.textContent));
+    await close(page);
+  });
+
+  test('covers stay while the library is away', async () => {
+    const page = await open(browser, library.small + '/albums');
+    const covers = () => page.$$eval('.cover img', (all) => all.map((picture) => picture.src));
+    await page.waitForSelector('.cover img');
+    const before = await covers();
+    await fetch(server.address + '/mock/state?small=away');
+    await page.evaluate(() => document.dispatchEvent(new Event('visibilitychange')));
+    await until(page, () => /The library is away/.test(document.body.textContent));
+    assert.deepEqual(await covers(), before);
+    await fetch(server.address + '/mock/state?small=ready');
     await close(page);
   });
 

@@ -260,7 +260,7 @@ function answer(library, path, query) {
   const version = library.version;
   switch (what) {
     case 'library':
-      if (library.state !== 'ready') return { id: library.id, name: library.name, kind: library.kind, state: library.state, version };
+      if (library.state !== 'ready') return { id: library.id, name: library.name, kind: library.kind, state: library.state, version: 'away' };
       return { id: library.id, name: library.name, kind: library.kind, state: library.state, version, photos: library.count, movies: 3, rejected: 0,
         events: library.kind === 'Aperture' ? 'projects' : 'events', people: true, keywords: true, search: library.id === 'large' ? 'building' : 'ready', searchDone: 43 };
     case 'albums': return { version, albums: library.albums() };
