@@ -146,6 +146,7 @@ void PagePanel::showCode(const std::string& address) {
   shownCode_ = address;
   const auto code = address.empty() ? std::nullopt : QrCode::of(address);
   code_->setPixmap(code ? QPixmap::fromImage(imageOf(*code)) : QPixmap());
+  code_->setVisible(code.has_value());
   code_->setAccessibleName(code ? WindowText::tr("QR code of %1").arg(address_->text()) : QString());
 }
 
