@@ -452,6 +452,7 @@ void ExportRun::describeAll() {
 
 void ExportRun::finish(FileWriter& writer) {
   progress_.beginStep(ExportProgress::Step::Finishing);
+  writer.reportTimes();
   state_->forEachIdentical([&](std::string_view path, bool isFirst) {
     report_.add(Finding::Identical, {}, path, isFirst ? "" : "the same as the one before");
   });

@@ -1,6 +1,7 @@
 #include "export/FileWriter.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "export/ExportProgress.h"
 #include "platform/files/LegalNames.h"
@@ -125,11 +126,11 @@ FileWriter::Outcome FileWriter::copy(const FileKey& key, StateFile row, const So
   }
   TargetFile file(context_.target);
   TargetEntry entry;
+  const double time = date.value_or(static_cast<double>(source.modified) / 1e9);
   WriteProblem problem = fill(file, source, change, row);
-  if (!problem)
-    problem = file.publish(row.path, date ? date : std::optional(static_cast<double>(source.modified) / 1e9),
-                           entry);
+  if (!problem) problem = file.publish(row.path, time, entry);
   if (problem) return failed(problem, row.path);
+  checkTime(time, entry, row.path);
   row.size = entry.size;
   row.modified = entry.modified;
   record(key, row, source.file.size);
@@ -137,6 +138,18 @@ FileWriter::Outcome FileWriter::copy(const FileKey& key, StateFile row, const So
   context_.report.counts.copiedBytes += source.file.size;
   context_.progress.addFile();
   return Outcome::Done;
+}
+
+void FileWriter::checkTime(double wanted, const TargetEntry& entry, const std::string& path) {
+  if (std::abs(wanted - static_cast<double>(entry.modified) / 1e9) <= kSameTime / 1e9) return;
+  if (++otherTimes_ == 1) firstOtherTime_ = path;
+}
+
+void FileWriter::reportTimes() const {
+  if (otherTimes_ == 0) return;
+  context_.report.add(
+      Finding::OtherTime, {}, firstOtherTime_,
+      otherTimes_ == 1 ? "the only file" : "the first of " + std::to_string(otherTimes_) + " files");
 }
 
 // Whether the file is as it was written. FAT and network disks may show another time.

@@ -43,6 +43,8 @@ class FileWriter final {
   // Puts a link, relative or not, at the path of the row; notes it.
   Outcome link(const FileKey& key, StateFile row, const std::string& leadsTo);
 
+  // Reports the files that did not get their time.
+  void reportTimes() const;
   // Writes the batch to the disk and records it.
   void finishBatch();
   const std::string& reason() const { return reason_; }
@@ -53,6 +55,7 @@ class FileWriter final {
   WriteProblem fill(TargetFile& file, const SourceFile& source, const Change& change, StateFile& row);
   bool isUnchanged(const StateFile& row, const TargetEntry& entry);
   bool hasContentsOf(const StateFile& row, const OpenFile& source);
+  void checkTime(double wanted, const TargetEntry& entry, const std::string& path);
   bool moveAside(const FileKey& key, StateFile& row);
   void record(const FileKey& key, const StateFile& row, std::uint64_t bytes);
 
@@ -61,6 +64,8 @@ class FileWriter final {
   std::string reason_;
   std::uint64_t batchFiles_ = 0;
   std::uint64_t batchBytes_ = 0;
+  std::uint64_t otherTimes_ = 0;
+  std::string firstOtherTime_;  // path
 };
 
 }  // namespace moxtel

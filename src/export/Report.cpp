@@ -47,6 +47,7 @@ constexpr std::array<FindingText, kFindings> kTexts{{
     {"migratedCopy", "Libraries that are copies of another one", false, ""},
     {"notEmbedded", "Files that cannot hold the facts", false, ""},
     {"sidecarLacks", "Facts that have no place in a sidecar", false, ""},
+    {"otherTime", "Files whose time the target did not take", false, ""},
 }};
 
 const FindingText& textsOf(Finding finding) { return kTexts[static_cast<std::size_t>(finding)]; }

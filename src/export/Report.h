@@ -45,8 +45,9 @@ enum class Finding : std::uint8_t {
   MigratedCopy,  // a library that was made of another one
   NotEmbedded,   // facts could not be written into the file
   SidecarLacks,  // facts that have no place in a sidecar
+  OtherTime,     // the target did not take the times of files; one finding for all of them
 };
-inline constexpr std::size_t kFindings = static_cast<std::size_t>(Finding::SidecarLacks) + 1;
+inline constexpr std::size_t kFindings = static_cast<std::size_t>(Finding::OtherTime) + 1;
 
 // A heading for people: "Originals that the library does not have".
 std::string_view headingOf(Finding finding);

@@ -104,6 +104,13 @@ constexpr std::array<FindingTexts, kFindings> kFindingTexts{{
     {"Angaben, für die es in Begleitdateien keinen Platz gibt",
      {"The library knows these facts; no other program would read them.",
       "Die Mediathek kennt diese Angaben; kein anderes Programm würde sie lesen."}},
+    {"Dateien, deren Zeit das Ziel nicht übernommen hat",
+     {"Its file system keeps no such times: a file manager shows when these files were copied. Sidecars, and "
+      "most "
+      "pictures, have the date.",
+      "Sein Dateisystem kennt solche Zeiten nicht: Eine Dateiverwaltung zeigt, wann diese Dateien kopiert "
+      "wurden. "
+      "Begleitdateien und die meisten Bilder enthalten das Datum."}},
 }};
 
 constexpr std::array kReasons{
@@ -118,6 +125,7 @@ constexpr std::array kReasons{
     PageText{"changed in the target since it was written", "im Ziel geändert, seit sie geschrieben wurde"},
     PageText{"no photo of the library has this file", "zu keinem Foto der Mediathek gehört diese Datei"},
     PageText{"the first of them", "die erste davon"},
+    PageText{"the only file", "die einzige Datei"},
     PageText{"a read error, or no regular file", "ein Lesefehler, oder keine gewöhnliche Datei"},
     PageText{"no permission to read it", "keine Berechtigung, sie zu lesen"},
     PageText{"it was there when the export began", "als der Export begann, war sie noch da"},
@@ -160,6 +168,7 @@ constexpr std::array kPatterns{
                   "“"},
     ReasonPattern{"not understood: ", "", "nicht verstanden: ", ""},
     ReasonPattern{"color label ", "", "Etikett Nummer ", ""},
+    ReasonPattern{"the first of ", " files", "die erste von ", " Dateien"},
     ReasonPattern{"where the face of ", " is in the original", "wo im Original das Gesicht von ", " ist"},
 };
 

@@ -56,6 +56,7 @@ class ExportFaults(unittest.TestCase):
                                               "--album-data")
         (cls.library / "Masters/lost").mkdir()
         (cls.library / "Masters/lost/lost.jpg").write_bytes(b"in no row")
+        os.utime(cls.library / "Masters/lost/lost.jpg", (1e9, 1e9))
         cls.stamp = stamp_of_library(cls.library)
         whole = cls.folder / "whole"
         done = subprocess.run([cls.program, cls.library, whole, "--json"], capture_output=True, text=True)
@@ -265,6 +266,26 @@ class Targets(ExportFaults):
         self.assertEqual(len(self.findings(done, "linkRefused")), self.control["fired"])
         self.assertGreater(self.control["fired"], 5)
         self.assertFalse(any(path.is_symlink() for path in self.target.rglob("*")))
+
+
+    def test_a_file_system_without_times(self):
+        for error in errno.EPERM, errno.EOPNOTSUPP:
+            with self.subTest(errno.errorcode[error]):
+                self.control.arm(self.numbers()["utimensat"], error=error, repeat=-1)
+                done = self.faulted("--json")
+                self.assertEqual(done.returncode, self.base, done)
+                (finding,) = self.findings(done, "otherTime")
+                self.assertEqual(finding["reason"], "the first of %d files" % self.control["fired"])
+                self.assertIn(finding["file"], self.whole)
+                self.assertEqual(set(tree_of(self.target)), set(self.whole))
+                report = json.loads(self.run_it("--json").stdout.splitlines()[-1])
+                self.assertEqual(report["counts"]["copied"], 0)
+                shutil.rmtree(self.target)
+
+    def test_one_file_without_its_time(self):
+        self.control.arm(self.numbers()["utimensat"], error=errno.EINVAL)
+        (finding,) = self.findings(self.faulted("--json"), "otherTime")
+        self.assertEqual(finding["reason"], "the only file")
 
 
 class Fat(ExportFaults):

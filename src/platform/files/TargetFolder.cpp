@@ -338,8 +338,8 @@ WriteProblem TargetFile::giveName(std::string_view path) {
 WriteProblem TargetFile::publish(std::string_view path, std::optional<double> modified, TargetEntry& entry) {
   if (modified) {
     const timespec times[2] = {{0, UTIME_OMIT}, timeOf(*modified)};
-    // Best effort: a file system with a shorter range of times keeps the time of the copy.
-    if (::futimens(file_.get(), times) != 0 && errno != EINVAL && errno != EPERM) return problemOf(errno);
+    // A file system without times, or with a shorter range of them, keeps the time of the copy.
+    if (::futimens(file_.get(), times) != 0 && problemOf(errno).kind != Kind::Target) return problemOf(errno);
   }
   struct stat facts {};
   if (::fstat(file_.get(), &facts) != 0) return problemOf(errno);

@@ -122,8 +122,8 @@ class TargetFile final {
   WriteProblem copy(const OpenFile& source, const Part& each, const std::function<bool()>& isCanceled);
   WriteProblem write(std::string_view bytes);
 
-  // Sets the time (seconds since 1970 UTC; none leaves it now) and gives the file its name, in place of a
-  // file that is there. Fills entry with what the file then is.
+  // Sets the time (seconds since 1970 UTC; none leaves it now), as far as the target takes it, and gives the
+  // file its name, in place of a file that is there. Fills entry with what the file then is.
   WriteProblem publish(std::string_view path, std::optional<double> modified, TargetEntry& entry);
 
  private:
