@@ -47,7 +47,7 @@ class HelpFormatter final : public CLI::Formatter {
   std::string make_usage(const CLI::App*, std::string) const override {
     return "\nusage: moxtel-export [OPTION]... LIBRARY... TARGET\n\nLIBRARY is a library, or a disk or "
            "folder with "
-           "libraries.\n";
+           "libraries. TARGET is made where it is missing, with the\nfolders above it.\n";
   }
   std::string make_positionals(const CLI::App*) const override { return {}; }
 };

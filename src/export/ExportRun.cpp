@@ -166,7 +166,8 @@ void ExportRun::leaveNothing() {
   std::error_code error;
   std::filesystem::remove_all(target_->path() + "/" + kWorkFolder, error);
   // Only if it is empty.
-  if (isNewTarget_) std::filesystem::remove(target_->path(), error);
+  for (const std::string& folder : newFolders_)
+    if (!std::filesystem::remove(folder, error)) break;
 }
 
 std::optional<ExportResult> ExportRun::findLibraries() {
@@ -197,12 +198,13 @@ std::optional<ExportResult> ExportRun::openTarget() {
     if (const std::string why = whyTargetOverlaps(options_.target, library.path); !why.empty())
       return wrong(why);
   }
-  std::error_code error;
-  isNewTarget_ = !std::filesystem::exists(options_.target, error);
+  newFolders_ = missingFolders(options_.target);
   target_ = std::make_unique<TargetFolder>(options_.target, kWorkFolder, !options_.dryRun);
-  if (!*target_ && !options_.dryRun)
-    return failed(formatRuntime(UserText::tr("cannot use '%@': %@"), options_.target,
-                                localizedString(target_->problem())));
+  const std::string problem = options_.dryRun ? whyNotWritable(options_.target) : target_->problem();
+  if (!problem.empty())
+    return failed(formatRuntime(
+        *target_ ? UserText::tr("cannot write to '%@': %@") : UserText::tr("cannot use '%@': %@"),
+        options_.target, localizedString(problem)));
   report_.target = *target_ ? target_->path() : options_.target;
   std::string path;
   const bool isFresh = !*target_ || target_->names("").empty();

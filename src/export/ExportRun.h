@@ -98,8 +98,8 @@ class ExportRun final {
   ExportScratch scratch_;
   std::unique_ptr<ExportContext> context_;
   PlannedWork work_;
-  bool isNewTarget_ = false;    // it was not there
-  bool isFreshTarget_ = false;  // it was empty, and this run has locked it
+  std::vector<std::string> newFolders_;  // those that were missing, the target first
+  bool isFreshTarget_ = false;           // it was empty, and this run has locked it
   bool isCopying_ = false;
 };
 

@@ -44,6 +44,20 @@ std::string whyTargetOverlaps(const std::string& target, const std::string& libr
   return {};
 }
 
+std::string whyNotWritable(const std::string& target) {
+  const std::vector<std::string> missing = missingFolders(target);
+  return whyNotWritableFolder(missing.empty() ? target : fs::path(missing.back()).parent_path().string());
+}
+
+std::vector<std::string> missingFolders(const std::string& target) {
+  std::vector<std::string> missing;
+  std::error_code error;
+  for (fs::path folder = realPath(target); !fs::exists(folder, error) && folder != folder.parent_path();
+       folder = folder.parent_path())
+    missing.push_back(folder.string());
+  return missing;
+}
+
 std::uint64_t freeBytesFor(const std::string& target) {
   std::error_code error;
   fs::path folder = realPath(target);

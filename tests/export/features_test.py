@@ -151,6 +151,39 @@ class Features(unittest.TestCase):
         self.assertGreater(planned["freeBytes"], 0)
         self.assertFalse((self.folder / "to come").exists())
 
+    def test_a_target_may_be_some_folders_deep(self):
+        library = self.library("--photos", "10")
+        deep = self.folder / "a/b/c"
+        run(library, deep, "--dry-run")
+        self.assertFalse((self.folder / "a").exists())
+        run(library, deep, "--only", "nowhere", expected=1)
+        self.assertFalse((self.folder / "a").exists())
+        (self.folder / "a").mkdir()
+        run(library, deep, "--only", "nowhere", expected=1)
+        self.assertEqual(list((self.folder / "a").iterdir()), [])
+        run(library, deep)
+        self.assertTrue((deep / "Events").is_dir())
+
+    def test_a_dry_run_refuses_what_a_run_refuses(self):
+        library = self.library("--photos", "10")
+        (self.folder / "file").write_text("a file")
+        closed = self.folder / "closed"
+        closed.mkdir(mode=0o555)
+        for target in (self.folder / "file", self.folder / "file/a/b", closed, closed / "a/b"):
+            with self.subTest(target):
+                texts = [self.run_as_user(library, target, *options) for options in ((), ("--dry-run",))]
+                self.assertEqual(texts[0], texts[1])
+                self.assertRegex(texts[0], "cannot (use|write to) '%s': (Not a directory|Permission denied)" % target)
+
+    def run_as_user(self, library, target, *options):
+        """As root nothing would be refused."""
+        user = {"user": "nobody", "group": "nogroup", "extra_groups": []} if os.geteuid() == 0 else {}
+        self.folder.chmod(0o755)
+        done = subprocess.run([os.path.join(export_test.BIN, "moxtel-export"), library, target, *options], capture_output=True, text=True,
+                              **user)
+        self.assertEqual(done.returncode, 3, done)
+        return done.stderr
+
     def test_links_are_not_called_copies(self):
         done = run(self.library("--photos", "10"), self.target, "--link", "symbolic")
         self.assertIn(" files linked, 0 there already", done.stdout)

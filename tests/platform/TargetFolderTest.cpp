@@ -119,10 +119,15 @@ TEST_F(TargetFolderTest, isLockedForOthers) {
   EXPECT_EQ(other.lock(), TargetFolder::Lock::Busy);
 }
 
-TEST_F(TargetFolderTest, createsTheLastFolderOnly) {
-  EXPECT_FALSE(TargetFolder((root_ / "x/y").string(), ".work", true));
-  EXPECT_TRUE(TargetFolder((root_ / "x").string(), ".work", true));
-  EXPECT_FALSE(TargetFolder((root_ / "z").string(), ".work", false));
+TEST_F(TargetFolderTest, createsTheFoldersAboveItOnRequest) {
+  EXPECT_FALSE(TargetFolder((root_ / "x/y").string(), ".work", false));
+  EXPECT_FALSE(fs::exists(root_ / "x"));
+  EXPECT_TRUE(TargetFolder((root_ / "x/y").string(), ".work", true));
+  EXPECT_TRUE(TargetFolder((root_ / "x/z/").string(), ".work", true));
+  std::ofstream(root_ / "file") << "a file";
+  TargetFolder inFile((root_ / "file/y").string(), ".work", true);
+  EXPECT_FALSE(inFile);
+  EXPECT_EQ(inFile.problem(), "Not a directory");
 }
 
 TEST_F(TargetFolderTest, makesALinkOnceOnly) {

@@ -171,6 +171,14 @@ std::uint64_t freeBytesIn(const std::string& folder) {
   return static_cast<std::uint64_t>(status.f_bavail) * static_cast<std::uint64_t>(status.f_frsize);
 }
 
+std::string whyNotWritableFolder(const std::string& path) {
+  struct stat facts {};
+  int error = ::stat(path.c_str(), &facts) == 0 ? 0 : errno;
+  if (error == 0 && !S_ISDIR(facts.st_mode)) error = ENOTDIR;
+  if (error == 0 && ::faccessat(AT_FDCWD, path.c_str(), W_OK | X_OK, AT_EACCESS) != 0) error = errno;
+  return error == 0 ? std::string() : std::generic_category().message(error);
+}
+
 std::string userName() {
   std::array<char, 16384> buffer{};
   passwd entry{};

@@ -65,6 +65,9 @@ bool isOnLocalDisk(const std::string& path);
 // The free bytes of a folder's file system for this user; 0 if unknown.
 std::uint64_t freeBytesIn(const std::string& folder);
 
+// Why this user cannot make files at a path: no folder, no permission, a read-only disk; empty if it can.
+std::string whyNotWritableFolder(const std::string& path);
+
 // The name of the user of this process; its number where it has no name.
 std::string userName();
 

@@ -12,6 +12,7 @@
 
 #include <cerrno>
 #include <cmath>
+#include <filesystem>
 #include <memory>
 #include <system_error>
 
@@ -75,8 +76,10 @@ bool isPlainName(std::string_view name) {
 
 TargetFolder::TargetFolder(const std::string& path, std::string workFolder, bool create)
     : workFolder_(std::move(workFolder)) {
-  if (create && ::mkdir(path.c_str(), 0777) != 0 && errno != EEXIST) {
-    problem_ = reasonOf(errno);
+  std::error_code error;
+  if (create) std::filesystem::create_directories(path, error);
+  if (error) {
+    problem_ = reasonOf(error.value());
     return;
   }
   root_ = FileDescriptor(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));

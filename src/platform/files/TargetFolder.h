@@ -45,8 +45,8 @@ struct WriteProblem {
 
 class TargetFolder final {
  public:
-  // Opens the folder; with `create`, makes its last name if that is missing. workFolder is the name of the
-  // folder in it for unfinished files, which is made with the first of them.
+  // Opens the folder; with `create`, makes it and the folders above it where they are missing. workFolder is
+  // the name of the folder in it for unfinished files, which is made with the first of them.
   TargetFolder(const std::string& path, std::string workFolder, bool create);
 
   // Whether the folder is there. If not, nothing below works.
