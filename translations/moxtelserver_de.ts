@@ -455,6 +455,46 @@
         <source>The page shows no RAW, HEIC and other pictures that are no JPEGs: install moxtelserver-raw-heic</source>
         <translation>Die Seite zeigt keine RAW-, HEIC- und anderen Bilder, die keine JPEGs sind: Installieren Sie moxtelserver-raw-heic</translation>
     </message>
+    <message>
+        <source>-ListenAddress: &apos;%@&apos; is not an IPv4 address</source>
+        <translation>-ListenAddress: „%@“ ist keine IPv4-Adresse</translation>
+    </message>
+    <message>
+        <source>-AllowedClients: &apos;%@&apos; is neither an IPv4 address nor a network such as 192.168.1.0/24</source>
+        <translation>-AllowedClients: „%@“ ist weder eine IPv4-Adresse noch ein Netz wie 192.168.1.0/24</translation>
+    </message>
+    <message>
+        <source>The reply to &apos;%@&apos; would have more than 1 GB: it is not sent.</source>
+        <translation>Die Antwort auf „%@“ hätte mehr als 1 GB: Sie wird nicht gesendet.</translation>
+    </message>
+    <message>
+        <source>Refused to send &apos;%@&apos; to the photo application</source>
+        <translation>„%@“ wird nicht an das Fotoprogramm geschickt</translation>
+    </message>
+    <message>
+        <source>The position of photo &apos;%@&apos; was not changed: no photo application here can change this kind of library</source>
+        <translation>Der Ort des Fotos „%@“ wurde nicht geändert: Kein Fotoprogramm kann hier diese Art von Bibliothek ändern</translation>
+    </message>
+    <message>
+        <source>Key photos, photo counts or smart albums may be missing: </source>
+        <translation>Schlüsselfotos, Anzahlen oder intelligente Alben fehlen vielleicht: </translation>
+    </message>
+    <message>
+        <source>-WebAccess: &apos;%@&apos; is neither key nor open nor off</source>
+        <translation>-WebAccess: „%@“ ist weder key noch open noch off</translation>
+    </message>
+    <message>
+        <source>-WebHosts: &apos;%@&apos; is no name of a host</source>
+        <translation>-WebHosts: „%@“ ist kein Name eines Rechners</translation>
+    </message>
+    <message>
+        <source>-WebProxy: &apos;%@&apos; is neither an IPv4 address nor a network such as 192.168.1.0/24</source>
+        <translation>-WebProxy: „%@“ ist weder eine IPv4-Adresse noch ein Netz wie 192.168.1.0/24</translation>
+    </message>
+    <message>
+        <source>-WebPort: the port must be a number from 0 (no page) to 65535</source>
+        <translation>-WebPort: Der Port muss eine Zahl von 0 (keine Seite) bis 65535 sein</translation>
+    </message>
 </context>
 <context>
     <name>WindowText</name>
@@ -1249,6 +1289,10 @@
     <message>
         <source>Choose the photo library for the phones and computers in your house.</source>
         <translation>Wählen Sie die Fotobibliothek, die Telefone und Rechner in Ihrem Haus sehen dürfen.</translation>
+    </message>
+    <message>
+        <source>There is no page</source>
+        <translation>Es gibt keine Seite</translation>
     </message>
 </context>
 </TS>

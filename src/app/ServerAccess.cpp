@@ -1,6 +1,7 @@
 #include "app/ServerAccess.h"
 
 #include "platform/settings/UserDefaults.h"
+#include "support/Localization.h"
 #include "value/Format.h"
 
 namespace moxtel {
@@ -9,13 +10,14 @@ std::variant<SocketServerAccess, std::string> serverAccess(const UserDefaults& d
   SocketServerAccess access;
   if (const auto text = defaults.stringForKey("ListenAddress"); text && !text->empty()) {
     const auto address = parseIPv4Address(*text);
-    if (!address) return format("-ListenAddress: '%@' is not an IPv4 address", *text);
+    if (!address) return formatRuntime(UserText::tr("-ListenAddress: '%@' is not an IPv4 address"), *text);
     access.listenAddress = *address;
   }
   auto clients = AddressList::parse(defaults.stringForKey("AllowedClients").value_or(""));
   if (const auto* entry = std::get_if<std::string>(&clients)) {
-    return format("-AllowedClients: '%@' is neither an IPv4 address nor a network such as 192.168.1.0/24",
-                  *entry);
+    return formatRuntime(
+        UserText::tr("-AllowedClients: '%@' is neither an IPv4 address nor a network such as 192.168.1.0/24"),
+        *entry);
   }
   access.allowedClients = std::get<AddressList>(std::move(clients));
   return access;

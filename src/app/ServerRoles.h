@@ -26,6 +26,7 @@
 #include "scripting/ApplicationMonitor.h"
 #include "scripting/ScriptQueries.h"
 #include "scripting/ScriptQueue.h"
+#include "support/Localization.h"
 #include "support/MXSVersion.h"
 #include "support/QVAppSupport.h"
 #include "value/Format.h"
@@ -42,8 +43,9 @@ class DelegateCommandScope final : public LibraryCommandScope {
     scripts_.beginCommand(kTimeForQuestions);
   }
   void rejectedReply(std::string_view command) override {
-    messages_.showTitle("Error",
-                        format("The reply to '%@' would have more than 1 GB: it is not sent.", command));
+    messages_.showTitle(
+        "Error",
+        formatRuntime(UserText::tr("The reply to '%@' would have more than 1 GB: it is not sent."), command));
   }
 
  private:

@@ -9,6 +9,7 @@
 #include "platform/system/LogText.h"
 #include "scripting/ScriptQueue.h"
 #include "scripting/ScriptText.h"
+#include "support/Localization.h"
 #include "value/Format.h"
 
 namespace moxtel {
@@ -70,8 +71,8 @@ bool EditingCommands::mayReveal() const { return defaults_.boolForKey("RevealPho
 
 void EditingCommands::queue(std::optional<std::string> script, const Value& refused) {
   if (!script) {
-    messages_.showTitle("Error",
-                        format("Refused to send '%@' to the photo application", loggedValue(refused)));
+    messages_.showTitle("Error", formatRuntime(UserText::tr("Refused to send '%@' to the photo application"),
+                                               loggedValue(refused)));
     return;
   }
   scripts_.performCachedApplescript(std::move(script));
@@ -79,10 +80,11 @@ void EditingCommands::queue(std::optional<std::string> script, const Value& refu
 
 // The client gets the answer that it gets while no application runs.
 void EditingCommands::reportUnchanged(const Value& key) {
-  messages_.showTitle("Info",
-                      format("The position of photo '%@' was not changed: no photo application here can "
-                             "change this kind of library",
-                             key));
+  messages_.showTitle(
+      "Info",
+      formatRuntime(UserText::tr("The position of photo '%@' was not changed: no photo application here can "
+                                 "change this kind of library"),
+                    key));
 }
 
 void EditingCommands::revealPhoto(const CommandRequest& request, ReplyChannel& reply) {

@@ -7,6 +7,7 @@
 #include "platform/system/SystemLog.h"
 #include "scripting/ScriptErrors.h"
 #include "scripting/ScriptText.h"
+#include "support/Localization.h"
 #include "value/Description.h"
 #include "value/NumberText.h"
 
@@ -80,8 +81,8 @@ ScriptOutcome ScriptQueries::ask(const std::optional<std::string>& source, const
   logScriptDidNotCompile(*source, outcome.error);
   // Once per command: the following scripts are not tried.
   if (outcome.error.failure == ScriptFailure::Unusable) {
-    messages_.showTitle("Error",
-                        "Key photos, photo counts or smart albums may be missing: " + outcome.error.text);
+    messages_.showTitle("Error", UserText::tr("Key photos, photo counts or smart albums may be missing: ") +
+                                     outcome.error.text);
   }
   return outcome;
 }

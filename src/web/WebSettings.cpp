@@ -4,6 +4,7 @@
 
 #include "platform/settings/UserDefaults.h"
 #include "platform/system/HostNames.h"
+#include "support/Localization.h"
 #include "value/Format.h"
 
 namespace moxtel {
@@ -43,7 +44,8 @@ std::string takeAccess(const UserDefaults& defaults, WebSettings& settings) {
   if (access == "open") settings.access = WebAccess::Mode::Open;
   if (access == "off") settings.port = 0;
   const bool isKnown = access == "key" || access == "open" || access == "off";
-  return isKnown ? std::string() : format("-WebAccess: '%@' is neither key nor open nor off", access);
+  return isKnown ? std::string()
+                 : formatRuntime(UserText::tr("-WebAccess: '%@' is neither key nor open nor off"), access);
 }
 
 std::string takeHosts(const UserDefaults& defaults, WebSettings& settings) {
@@ -51,13 +53,16 @@ std::string takeHosts(const UserDefaults& defaults, WebSettings& settings) {
   const auto& hosts = settings.clients.hosts;
   const auto wrong =
       std::ranges::find_if(hosts, [](const std::string& host) { return hostOf(host).empty(); });
-  return wrong == hosts.end() ? std::string() : format("-WebHosts: '%@' is no name of a host", *wrong);
+  return wrong == hosts.end() ? std::string()
+                              : formatRuntime(UserText::tr("-WebHosts: '%@' is no name of a host"), *wrong);
 }
 
 std::string takeProxies(const UserDefaults& defaults, WebSettings& settings) {
   auto proxies = AddressList::parse(textOr(defaults, "WebProxy"));
   if (const auto* entry = std::get_if<std::string>(&proxies)) {
-    return format("-WebProxy: '%@' is neither an IPv4 address nor a network such as 192.168.1.0/24", *entry);
+    return formatRuntime(
+        UserText::tr("-WebProxy: '%@' is neither an IPv4 address nor a network such as 192.168.1.0/24"),
+        *entry);
   }
   settings.clients.proxies = std::get<AddressList>(std::move(proxies));
   return {};
@@ -76,7 +81,8 @@ void takeServersSettings(const UserDefaults& defaults, WebSettings& settings) {
 std::variant<WebSettings, std::string> webSettings(const UserDefaults& defaults) {
   WebSettings settings;
   const std::int64_t port = numberOr(defaults, "WebPort", WebSettings::kUsualPort);
-  if (port < 0 || port > kLargestPort) return "-WebPort: the port must be a number from 0 (no page) to 65535";
+  if (port < 0 || port > kLargestPort)
+    return UserText::tr("-WebPort: the port must be a number from 0 (no page) to 65535");
   settings.port = static_cast<std::uint16_t>(port);
   settings.clients.machineName = currentHostName();
   settings.libraries = textOr(defaults, "WebLibraries");

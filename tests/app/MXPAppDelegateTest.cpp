@@ -16,6 +16,7 @@
 #include "library/database/LibraryDatabases.h"
 #include "platform/applications/ScriptInterpreters.h"
 #include "platform/system/SystemLog.h"
+#include "tests/StringTable.h"
 #include "tests/fakes/FakeDnsSd.h"
 #include "tests/fakes/FakeProcessRunner.h"
 #include "tests/fakes/FakeRunningApplications.h"
@@ -358,6 +359,14 @@ TEST_F(MXPAppDelegateTest, doesNotListenWithAWrongListOfClients) {
   EXPECT_TRUE(view.contains(
       "Error: Cannot listen: -AllowedClients: 'phone' is neither an IPv4 address nor a network such as "
       "192.168.1.0/24"));
+}
+
+TEST_F(MXPAppDelegateTest, saysInTheUsersLanguageWhichSettingIsWrong) {
+  test::setStringTable({{"-ListenAddress: '%@' is not an IPv4 address", "Keine Adresse: %@"}});
+  defaults.setString("ListenAddress", "house");
+  launched();
+  EXPECT_TRUE(view.contains("Error: Cannot listen: Keine Adresse: house"));
+  setTranslator({});
 }
 
 TEST_F(MXPAppDelegateTest, triesABusyPortAgainWhenItReloads) {

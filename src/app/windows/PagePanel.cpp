@@ -127,7 +127,7 @@ void PagePanel::showStatus(const WebStatus& status) {
   } else if (!status.problem.empty()) {
     showAddress(WindowText::tr("Not listening: %1").arg(shown(status.problem)), false);
   } else {
-    showAddress(status.isOn ? WindowText::tr("no network") : WindowText::tr("none"), false);
+    showAddress(status.isOn ? WindowText::tr("no network") : WindowText::tr("There is no page"), false);
   }
   copy_->setEnabled(hasAddress);
   digits_->setText(status.digits.empty() ? QString()
