@@ -51,6 +51,10 @@ Bytes pictureOf(OpenLibrary& library, PictureDecoder& decoder, const std::functi
   return {};
 }
 
+OfferedLibrary closedFolder(const std::string& path) {
+  return {path, path.substr(path.rfind('/') + 1), {}, {}, {}, {}};
+}
+
 }  // namespace
 
 LibraryFinder::LibraryFinder(Take take) : take_(std::move(take)), thread_([this] { loop_.run(); }) {}
@@ -81,12 +85,15 @@ void LibraryFinder::run(const std::vector<std::string>& folders, int number) {
   LibrarySearchLimits limits;
   limits.isUnwanted = [this] { return isUnwanted(); };
   for (const std::string& folder : folders) {
-    for (const std::string& path : librariesFor(folder, limits)) {
+    const LibrarySearchResult found = searchForLibraries(folder, limits);
+    for (const std::string& path : found.libraries) {
       if (isUnwanted() || libraries.size() == kMostLibraries) break;
       if (!seen.insert(resolvedPath(path)).second) continue;
       libraries.push_back(lookAt(path));
       if (!isUnwanted()) take_(libraries, true);
     }
+    // Without it the user of a Mac's disk would see nothing. Choosing it says what helps.
+    if (found.libraries.empty() && !found.closed.empty()) libraries.push_back(closedFolder(found.closed));
   }
   if (!isUnwanted()) take_(libraries, false);
 }

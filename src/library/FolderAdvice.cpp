@@ -4,10 +4,12 @@
 #include <filesystem>
 #include <string_view>
 
+#include "library/LibrarySearch.h"
 #include "library/PathNames.h"
 #include "library/kinds/LibraryKind.h"
 #include "platform/files/Files.h"
 #include "platform/settings/ArgumentAdvice.h"
+#include "value/Format.h"
 
 namespace moxtel {
 
@@ -51,6 +53,13 @@ bool mayBeClosedLibrary(const fs::path& folder) {
   if (stamp.kind == FileStamp::Kind::Missing) return stamp.error == EACCES;
   return stamp.kind == FileStamp::Kind::Other &&
          (!isPermitted(folder) || layoutOfLibrary(folder.string()).isServed());
+}
+
+// A folder below that may have the library that the user meant; empty where there is none.
+std::string closedBelow(const fs::path& folder) {
+  if (!folder.is_absolute() || !isPermitted(folder) || layoutOfLibrary(folder.string()).isServed()) return {};
+  LibrarySearchResult result = searchForLibraries(folder.string());
+  return result.libraries.empty() ? std::move(result.closed) : std::string();
 }
 
 std::string quotedForShell(const fs::path& path) { return optionWithValue("", path.string()); }
@@ -107,6 +116,10 @@ std::string adviceAboutFolder(const std::string& folder, const std::vector<MacPa
   }
   if (stampOf(folder).kind == FileStamp::Kind::Missing && firstClosedFolder(folder).empty()) {
     return adviceAboutDisks(unmounted);
+  }
+  if (const std::string closed = closedBelow(folder); !closed.empty()) {
+    return format(" This user is not permitted to read '%@'.%@", closed,
+                  adviceAboutFolder(closed, unmounted));
   }
   if (!folder.starts_with('/') || !mayBeClosedLibrary(folder)) return {};
   const std::string command = commandThatPermits(folder, userName());

@@ -10,7 +10,7 @@
 namespace moxtel {
 
 // Sentences, each after a blank; empty where nothing is known that helps. The folder is a library, or a file
-// or folder in it; it is not changed.
+// or folder in it, or one above it, which is searched for a few seconds; it is not changed.
 std::string adviceAboutFolder(const std::string& folder,
                               const std::vector<MacPartition>& unmounted = unmountedMacPartitions());
 

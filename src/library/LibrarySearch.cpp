@@ -45,6 +45,13 @@ std::optional<fs::path> libraryAround(fs::path folder) {
   return std::nullopt;
 }
 
+// Whether the name makes it likely that there is a library in a folder of another user.
+bool mayHaveLibrary(const fs::path& folder) {
+  const std::string name = folder.filename().string();
+  return name == "Pictures" || folder.parent_path().filename() == "Users" || name.ends_with(" Library") ||
+         name.ends_with("library");
+}
+
 // Goes through the folders level by level, so that what is near is found first.
 class SearchBelow final {
  public:
@@ -58,9 +65,9 @@ class SearchBelow final {
       if (depth < limits_.depth) lookInto(next, depth + 1);
     }
   }
-  std::vector<std::string> take() {
+  LibrarySearchResult take() {
     std::sort(found_.begin(), found_.end());
-    return std::move(found_);
+    return {std::move(found_), std::move(closed_)};
   }
 
  private:
@@ -70,8 +77,12 @@ class SearchBelow final {
   }
   void lookInto(const fs::path& folder, int depth) {
     std::error_code error;
-    for (fs::directory_iterator entry(folder, error), end; !error && entry != end && mayGoOn();
-         entry.increment(error)) {
+    fs::directory_iterator entry(folder, error);
+    if (error == std::errc::permission_denied && closed_.empty() && mayHaveLibrary(folder) &&
+        ownerOf(folder.string()).value_or(0) != 0) {
+      closed_ = folder.string();
+    }
+    for (const fs::directory_iterator end; !error && entry != end && mayGoOn(); entry.increment(error)) {
       ++entries_;
       std::error_code unreadable;
       if (!entry->is_directory(unreadable) || entry->path().filename().string().starts_with('.')) continue;
@@ -87,6 +98,7 @@ class SearchBelow final {
   const std::chrono::time_point<std::chrono::steady_clock, std::chrono::duration<double>> end_;
   std::deque<std::pair<fs::path, int>> folders_;
   std::vector<std::string> found_;
+  std::string closed_;
   std::size_t entries_ = 0;
 };
 
@@ -108,11 +120,15 @@ std::optional<Date> newestEvent(LibraryDatabases& databases) {
 
 }  // namespace
 
-std::vector<std::string> librariesFor(const std::string& folder, const LibrarySearchLimits& limits) {
+LibrarySearchResult searchForLibraries(const std::string& folder, const LibrarySearchLimits& limits) {
   const fs::path path = cleanPath(folder);
   if (path.empty()) return {};
-  if (const auto around = libraryAround(path)) return {around->string()};
+  if (const auto around = libraryAround(path)) return {{around->string()}, {}};
   return SearchBelow(path, limits).take();
+}
+
+std::vector<std::string> librariesFor(const std::string& folder, const LibrarySearchLimits& limits) {
+  return searchForLibraries(folder, limits).libraries;
 }
 
 std::vector<FoundLibrary> describedLibraries(EventLoop& loop, const std::vector<std::string>& paths) {

@@ -35,6 +35,14 @@ struct LibrarySearchLimits {
 // not followed, nor are hidden folders entered. Only kinds of libraries that can be served are found.
 std::vector<std::string> librariesFor(const std::string& folder, const LibrarySearchLimits& limits = {});
 
+struct LibrarySearchResult {
+  std::vector<std::string> libraries;
+  std::string closed;  // a folder in which there may be a library, and that this user may not read; or empty
+};
+// The same, with a folder that is not root's, where the name makes a library likely: that of a library, a Mac
+// user's "Pictures" or a folder in "Users".
+LibrarySearchResult searchForLibraries(const std::string& folder, const LibrarySearchLimits& limits = {});
+
 // Reads number and date of each from its database, where that is possible without a private copy.
 std::vector<FoundLibrary> describedLibraries(EventLoop& loop, const std::vector<std::string>& paths);
 

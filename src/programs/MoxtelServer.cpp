@@ -29,6 +29,7 @@
 #include "app/windows/WindowDialogs.h"
 #include "console/window/ConsoleWindow.h"
 #include "console/window/WindowText.h"
+#include "library/FolderAdvice.h"
 #include "platform/files/UserFolders.h"
 #include "platform/loop/SignalWatcher.h"
 #include "platform/process/SingleInstance.h"
@@ -132,8 +133,10 @@ class Desktop final {
       const std::string why = program.delegate().changedLibraryPath(folder);
       if (why.empty()) return;
       const auto found = program.delegate().librariesNear(folder);
+      const std::string advice = found.empty() ? adviceAboutFolder(folder) : std::string();
       QMetaObject::invokeMethod(
-          &window_, [this, why, found] { window_.choice().refuse(why, found); }, Qt::QueuedConnection);
+          &window_, [this, why, advice, found] { window_.choice().refuse(why, found, advice); },
+          Qt::QueuedConnection);
     });
   }
 

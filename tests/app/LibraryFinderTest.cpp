@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
 #include <condition_variable>
 #include <filesystem>
 #include <mutex>
@@ -10,6 +12,7 @@
 #include "library/LibrarySummary.h"
 #include "makelibrary/MakeLibrary.h"
 #include "makelibrary/MakeLibraryOptions.h"
+#include "tests/OrdinaryUser.h"
 #include "tests/TemporaryFolder.h"
 #include "tests/library/ServedLibrary.h"
 
@@ -98,6 +101,23 @@ TEST(LibraryFinder, countsThePhotosAsTheWindowDoes) {
     test::ServedLibrary served(options.folder.string());
     EXPECT_EQ(countLibrary(served.databases).photos, libraries[0].photos);
   }
+}
+
+// Nothing would be shown of a Mac's disk whose owner has another number here.
+TEST(LibraryFinder, showsAClosedFolderThatMayHaveTheLibrary) {
+  const TemporaryFolder disk;
+  const fs::path pictures = disk.path() / "Users/anna/Pictures";
+  fs::create_directories(pictures);
+  fs::permissions(disk.path(), fs::perms::all);
+  if (::geteuid() != 0 || ::chown(pictures.c_str(), 501, 20) != 0) GTEST_SKIP() << "needs root";
+  fs::permissions(pictures, fs::perms::owner_all);
+  Found found;
+  const OrdinaryUser user;
+  LibraryFinder finder(found.taker());
+  finder.search({disk.path().string()});
+  const auto libraries = found.awaited();
+  ASSERT_EQ(libraries.size(), 1u);
+  EXPECT_EQ(libraries[0], (OfferedLibrary{pictures.string(), "Pictures", {}, {}, {}, {}}));
 }
 
 // So that the disk can be ejected.

@@ -546,6 +546,13 @@ TEST_F(MainWindowTest, saysWhyAFolderCannotBeServed) {
                           "folder named like \"iPhoto Library\", not the disk or a folder inside it."));
 }
 
+TEST_F(MainWindowTest, saysWhatHelpsWithAFolderThatCannotBeServed) {
+  window.choice().refuse("This user is not permitted to read the folder.", {}, " Its owner is a Mac's user.");
+  EXPECT_THAT(requested,
+              ElementsAre("Cannot serve this folder|This user is not permitted to read the folder. "
+                          "Its owner is a Mac's user."));
+}
+
 TEST_F(MainWindowTest, offersTheLibrariesThatWereFound) {
   window.choice().refuse("why", {{"/disk/Old Library", 60, Date{397000000}},
                                  {"/disk/Family", 12345, Date{490007103}},

@@ -84,6 +84,17 @@ TEST_F(FolderAdviceTest, namesTheChapterAboutTimeMachine) {
   EXPECT_THAT(adviceAboutFolder((disk.path() / "Linked").string(), {}), HasSubstr("\"Time Machine\""));
 }
 
+TEST_F(FolderAdviceTest, namesTheClosedFolderBelowADisk) {
+  const std::string pictures = (disk.path() / "Users/anna/Pictures").string();
+  fs::create_directories(pictures);
+  if (::geteuid() != 0 || ::chown(pictures.c_str(), 501, 20) != 0) GTEST_SKIP() << "needs root";
+  fs::permissions(pictures, fs::perms::owner_all);
+  const OrdinaryUser user;
+  EXPECT_EQ(adviceAboutFolder(disk.path().string(), {}),
+            " This user is not permitted to read '" + pictures + "'." + adviceAboutFolder(pictures, {}));
+  EXPECT_THAT(adviceAboutFolder(pictures, {}), HasSubstr("\"Owners\""));
+}
+
 TEST_F(FolderAdviceTest, namesTheChapterAboutAMacsOwner) {
   const std::string path = library("Mac");
   if (::geteuid() != 0 || ::chown(path.c_str(), 501, 501) != 0) GTEST_SKIP() << "needs root";

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <stdlib.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -96,6 +97,25 @@ TEST_F(LibrarySearchTest, takesNoClosedFolderForALibrary) {
   fs::permissions(disk.path(), fs::perms::all);
   const OrdinaryUser user;
   EXPECT_THAT(librariesFor(disk.path().string()), IsEmpty());
+}
+
+// Such as a Mac's disk has them.
+TEST_F(LibrarySearchTest, namesAFolderOfAnotherUserThatMayHaveTheLibrary) {
+  if (::geteuid() != 0) GTEST_SKIP() << "needs root";
+  fs::permissions(disk.path(), fs::perms::all);
+  for (const char* closed : {"Users/anna/Documents", "Users/anna/Pictures", "lost+found"}) {
+    fs::create_directories(at(closed));
+    fs::permissions(at(closed), fs::perms::none);
+    ASSERT_EQ(::chown(at(closed).c_str(), closed == std::string("lost+found") ? 0 : 501, 20), 0);
+  }
+  {
+    const OrdinaryUser user;
+    EXPECT_EQ(searchForLibraries(disk.path().string()).closed, at("Users/anna/Pictures"));
+    EXPECT_EQ(searchForLibraries(at("Users/anna/Documents")).closed, "");
+  }
+  fs::permissions(at("Users/anna/Pictures"), fs::perms::all);
+  const OrdinaryUser user;
+  EXPECT_EQ(searchForLibraries(disk.path().string()).closed, "");
 }
 
 TEST_F(LibrarySearchTest, describesLibrariesWithoutChangingThem) {

@@ -48,10 +48,11 @@ bool LibraryChoice::takeDropped(const QMimeData& data) {
   return true;
 }
 
-void LibraryChoice::refuse(const std::string& why, const std::vector<FoundLibrary>& found) {
+void LibraryChoice::refuse(const std::string& why, const std::vector<FoundLibrary>& found,
+                           const std::string& advice) {
   if (found.size() == 1 && origin_ == Origin::Drop) return take(found.front().path);
   if (!found.empty()) return offer(found);
-  showMessage(WindowText::tr("Cannot serve this folder"), WindowText::of(why),
+  showMessage(WindowText::tr("Cannot serve this folder"), WindowText::of(why) + shown(advice),
               [this, again = origin_, from = chosen_] {
                 if (again == Origin::Dialog) choose(from);
               });

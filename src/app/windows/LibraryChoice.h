@@ -30,7 +30,8 @@ class LibraryChoice final {
   static bool isAcceptable(const QMimeData& data);
   // The last choice cannot be served. Offers what was found in its place; without that it says why, and opens
   // the dialog again if the choice was made there. One library that was found for a drop is served at once.
-  void refuse(const std::string& why, const std::vector<FoundLibrary>& found);
+  // Advice: sentences about what helps, each after a blank.
+  void refuse(const std::string& why, const std::vector<FoundLibrary>& found, const std::string& advice = {});
 
   // Shows a folder dialog; an empty result means canceled. Tests replace it.
   std::function<QString(const QString& begin)> askForFolder;
