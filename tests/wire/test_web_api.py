@@ -390,8 +390,8 @@ class Changes(unittest.TestCase):
             for address in ("albums", "events", "people", "keywords", "list/all", "photo/%d" % photo, "suggest?q=a"):
                 status, _, body = self.page.fetch(self.root + "api/1/" + address)
                 self.assertEqual((status, body), (503, b'{"error":"away"}'), address)
-            for address in ("thumb/%d", "original/%d", "preview/%d"):
-                self.assertIn(self.page.status(self.root + address % photo), (404, 503))
+            for address in ("thumb/%d", "original/%d", "preview/%d", "edited/%d", "api/1/movie/%d"):
+                self.assertEqual(self.page.status(self.root + address % photo), 503)
             (self.folder / "Away").rename(self.library)
             wait_for(lambda: self.library_state()["state"] == "ready", "the library to come back")
             again = self.page.json(self.root + "api/1/list/all")
