@@ -101,12 +101,13 @@ inline HttpRequest requestFor(std::string_view address) {
   return request;
 }
 
-// The routes of the page over the library in path(), which a test makes.
+// The routes of the page over a library that a test makes. Files are answered by a fake unless there is a
+// handler for them, which outlives the page.
 class Page final {
  public:
   explicit Page(const std::optional<std::string>& served, const std::string& others = {},
-                const std::string& cache = {})
-      : libraries_(optionsFor(others, cache)), routes_(libraries_, files_, page_) {
+                const std::string& cache = {}, LibraryFileHandler* files = nullptr)
+      : libraries_(optionsFor(others, cache)), routes_(libraries_, files ? *files : files_, page_) {
     libraries_.setServed(served);
   }
 

@@ -17,7 +17,7 @@ import zipfile
 
 from moxteltest import PATIENCE, Server, free_port, hash_of_library, make_library, wait_for
 
-OPTIONS = ("--images", "small", "--photos", 40, "--seed", 7, "--faces", 2, "--smart-albums")
+OPTIONS = ("--images", "small", "--photos", 80, "--seed", 7, "--faces", 2, "--smart-albums")
 
 
 def query(library, sql, *values):
@@ -180,6 +180,7 @@ class Addresses(WebTest):
         self.assertEqual(self.page.photos_of(self.root, "photos:%d,%d" % (photos[2], photos[0])), [photos[2], photos[0]])
         movies = [photo for photo in photos if self.read("photo/%d" % photo)["kind"] == "movie"]
         self.assertEqual(self.page.photos_of(self.root, "movies"), movies)
+        self.assertTrue(movies)
         day = self.read("photo/%d" % photos[0])["date"][5:10]
         self.assertIn(photos[0], self.page.photos_of(self.root, "onthisday:" + day))
         for photo in self.page.photos_of(self.root, "all", "rating=3"):
@@ -263,6 +264,8 @@ class Addresses(WebTest):
                     status, _, body = self.page.fetch(address % photo)
                     self.assertEqual((status, body), (404, b'{"error":"unknown"}'))
             self.assertEqual(self.page.photos_of(self.root, "photos:%d" % photo, "rejected=1"), [])
+            self.assertEqual(self.read("zip/photos:%d?rejected=1" % photo)["count"], 0)
+            self.assertEqual(self.page.fetch(self.root + "zip/photos:%d?rejected=1" % photo)[2][:2], b"PK")
         for entry in itertools.chain(*(self.read(name)[name] for name in ("albums", "events", "people"))):
             self.assertNotIn(entry.get("key"), self.others)
 
@@ -274,7 +277,7 @@ class Addresses(WebTest):
             "photo/1/2", "zip", "movie", "list/search:%ff", "list/all/at", "suggest/a")]
         for number in numbers:
             addresses += [self.api + each + number for each in (
-                "photo/", "movie/", "list/album:", "list/folder:", "list/event:", "list/person:", "list/keyword:")]
+                "photo/", "movie/", "list/album:", "list/folder:", "list/event:", "list/person:", "list/keyword:", "zip/", "zip/album:")]
             if number not in ("", "0"):  # the sections, the first page
                 addresses.append(self.api + "list/all/%s?v=%s" % (number, version))
             if number != "0":
@@ -312,8 +315,8 @@ class Addresses(WebTest):
         steps = ("../secret.jpg", "%2e%2e/secret.jpg", "..%2fsecret.jpg", "%2e%2e%2fsecret.jpg", "%252e%252e%252fsecret.jpg",
                  urllib.parse.quote(str(secret), safe=""), "/" + str(secret), "..%5csecret.jpg", "....//secret.jpg",
                  "..;/secret.jpg", "%c0%ae%c0%ae/secret.jpg", "2%2f..%2f..%2fsecret.jpg")
-        for what in ("thumb/", "original/", "preview/", "movie/", "face/2/", "zip/", "api/1/photo/", "api/1/list/",
-                     "api/1/movie/", "assets/", "../../assets/", "../../icons/", "../"):
+        for what in ("thumb/", "square/", "original/", "edited/", "preview/", "large/", "movie/", "face/", "face/2/", "zip/",
+                     "api/1/photo/", "api/1/list/", "api/1/list/all/", "api/1/list/all/at/", "api/1/zip/", "api/1/movie/", "assets/", "../../assets/", "../../icons/", "../"):
             for step in steps:
                 with self.subTest(what + step):
                     status, _, body = self.page.fetch(self.root + what + step)

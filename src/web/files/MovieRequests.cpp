@@ -82,7 +82,7 @@ void MovieRequests::state(FileTask task) {
     if (!photo || !hasMovie(*photo)) return task.sendMissing(open);
     std::string json = stateJson(*task.library, open, *photo, task.wants("start"));
     if (mayLackFiles(open)) return task.sendMissing(open);
-    task.send(jsonReply(std::move(json)));
+    task.send(taggedJsonReply(std::move(json)));
   };
   if (!library->post(answer)) task.sendBusy();
 }
@@ -96,8 +96,11 @@ void MovieRequests::file(FileTask task, const std::string& extension) {
     if (mayLackFiles(open)) return task.sendMissing(open);
     if (task.wants("made")) {
       OpenFile made = cache_.open(movie.key);
-      return isOpen(made) ? task.send(fileReply(std::move(made), "video/mp4", HttpReply::Cache::Private))
-                          : task.sendUnknown();
+      if (!isOpen(made)) return task.sendUnknown();
+      HttpReply reply = fileReply(std::move(made), "video/mp4", HttpReply::Cache::Private);
+      // The cache sets the file's time whenever it is used.
+      reply.etag = movie.key;
+      return task.send(std::move(reply));
     }
     if (!isOpen(movie.found.file) || movie.kind.plays == MovieKind::Plays::Nowhere ||
         extension != movie.kind.extension())

@@ -139,9 +139,9 @@ void ZipRequests::Plan::finish() {
   // No file could be opened now: an empty archive would look like the whole list.
   if (entries_.empty() && sawUnreadable_) return task_.sendBusy();
   if (describe_) {
-    return task_.send(jsonReply("{\"count\":" + std::to_string(entries_.size()) +
-                                ",\"bytes\":" + std::to_string(storedZipSize(entries_)) +
-                                ",\"name\":" + jsonText(name()) + "}"));
+    return task_.send(taggedJsonReply("{\"count\":" + std::to_string(entries_.size()) +
+                                      ",\"bytes\":" + std::to_string(storedZipSize(entries_)) +
+                                      ",\"name\":" + jsonText(name()) + "}"));
   }
   HttpReply reply;
   reply.type = "application/zip";

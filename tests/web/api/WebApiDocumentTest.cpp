@@ -8,7 +8,9 @@
 #include <sstream>
 #include <thread>
 
+#include "platform/process/ChildProcess.h"
 #include "tests/web/PageFixture.h"
+#include "web/files/FileHandlers.h"
 
 namespace moxtel::test {
 
@@ -36,6 +38,11 @@ std::string shown(const Json& json) {
   }
   return text + "\n}\n";
 }
+
+class NoSignatures final : public AddressSigner {
+ public:
+  std::string signatureFor(std::string_view) const override { return ""; }
+};
 
 class WebApiDocumentTest : public testing::Test {
  protected:
@@ -73,8 +80,18 @@ class WebApiDocumentTest : public testing::Test {
            withNames(shown(json)) + std::string(kEnd);
   }
 
+  FileHandlersOptions fileOptions() const {
+    FileHandlersOptions options;
+    options.cacheFolder = folder_.path() / "files";
+    options.pictureDecoder = MOXTEL_DECODER;
+    return options;
+  }
+
   TemporaryFolder folder_;
-  Page page_{makeLibrary(folder_.path() / "Sample"), "", (folder_.path() / "cache").string()};
+  SystemProcessRunner processes_;
+  NoSignatures signer_;
+  FileHandlers files_{fileOptions(), processes_, signer_};
+  Page page_{makeLibrary(folder_.path() / "Sample"), "", (folder_.path() / "cache").string(), &files_};
   std::string id_, version_, document_;
 };
 
