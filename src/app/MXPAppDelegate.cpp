@@ -340,8 +340,12 @@ void MXPAppDelegate::addDatabaseProblem(ServerStatus& status) const {
   for (const DatabaseFile file :
        {DatabaseFile::Library, DatabaseFile::ImageProxies, DatabaseFile::Properties, DatabaseFile::Faces}) {
     const auto path = databases.pathOf(file);
-    status.databaseProblem = databases.problemOf(file);
-    if (!path || status.databaseProblem.kind == DatabaseProblem::Kind::None) continue;
+    if (!path) continue;
+    DatabaseProblem problem = databases.problemOf(file);
+    // It may be there again, and is not read before a client asks for what it has.
+    if (problem.isAway()) problem = problemOfAbsentFile(*path);
+    if (problem.kind == DatabaseProblem::Kind::None) continue;
+    status.databaseProblem = std::move(problem);
     status.databaseName = path->substr(path->rfind('/') + 1);
     return;
   }

@@ -553,6 +553,16 @@ TEST_F(MXPAppDelegateTest, noticesThatTheLibraryIsRemovedAndRestored) {
   EXPECT_EQ(delegate->status().counts.events, 1);
 }
 
+TEST_F(MXPAppDelegateTest, statusNamesNoDatabaseThatIsThereAgain) {
+  const std::string faces = library.pathOf(DatabaseFile::Faces);
+  std::filesystem::rename(faces, faces + " away");
+  launched();
+  EXPECT_EQ(delegate->status().databaseName, "Faces.db");
+  std::filesystem::rename(faces + " away", faces);
+  EXPECT_EQ(delegate->status().databaseName, "");
+  EXPECT_EQ(delegate->status().databaseProblem, DatabaseProblem());
+}
+
 TEST_F(MXPAppDelegateTest, statusNamesADamagedDatabase) {
   library.overwrite(DatabaseFile::Faces, std::string(5000, 'x'));
   launched();
