@@ -88,8 +88,8 @@
         <translation>Das Programm für Skripte wird gefragt, welche Fotoprogramme laufen (höchstens 5 Sekunden)</translation>
     </message>
     <message>
-        <source>No library is served yet: choose its folder in the window of MoxtelServer, or set it with -LibraryPath.</source>
-        <translation>Noch wird keine Bibliothek bereitgestellt: Wählen Sie ihren Ordner im Fenster von MoxtelServer, oder setzen Sie ihn mit -LibraryPath.</translation>
+        <source>No library is served yet: choose its folder in the window of MoxtelServer, or set it with -LibraryPath, for the service in /etc/default/moxtelserverd.</source>
+        <translation>Noch wird keine Bibliothek bereitgestellt: Wählen Sie ihren Ordner im Fenster von MoxtelServer, oder setzen Sie ihn mit -LibraryPath, für den Dienst in /etc/default/moxtelserverd.</translation>
     </message>
     <message>
         <source> The library is %@.</source>
@@ -176,8 +176,8 @@
         <translation>, sechs Ziffern </translation>
     </message>
     <message>
-        <source>Cannot serve &apos;%@&apos;. %@%@ To serve another folder, choose it in the window of MoxtelServer, or set it with -LibraryPath.%@</source>
-        <translation>„%@“ lässt sich nicht bereitstellen. %@%@ Einen anderen Ordner wählen Sie im Fenster von MoxtelServer oder setzen ihn mit -LibraryPath.%@</translation>
+        <source>Cannot serve &apos;%@&apos;. %@%@ To serve another folder, choose it in the window of MoxtelServer, or set it with -LibraryPath, for the service in /etc/default/moxtelserverd.%@</source>
+        <translation>„%@“ lässt sich nicht bereitstellen. %@%@ Einen anderen Ordner wählen Sie im Fenster von MoxtelServer oder setzen ihn mit -LibraryPath, für den Dienst in /etc/default/moxtelserverd.%@</translation>
     </message>
     <message>
         <source>File is too large to be sent (%llu bytes): &apos;%@&apos;</source>
@@ -494,6 +494,10 @@
     <message>
         <source>-WebPort: the port must be a number from 0 (no page) to 65535</source>
         <translation>-WebPort: Der Port muss eine Zahl von 0 (keine Seite) bis 65535 sein</translation>
+    </message>
+    <message>
+        <source>%@ is no address of a local network, such as 192.168.1.20, and only devices of local networks may look at the page: name others with -AllowedClients</source>
+        <translation>%@ ist keine Adresse eines lokalen Netzes, wie etwa 192.168.1.20, und nur Geräte lokaler Netze dürfen die Seite ansehen: Nennen Sie andere mit -AllowedClients</translation>
     </message>
 </context>
 <context>

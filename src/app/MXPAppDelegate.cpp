@@ -139,7 +139,7 @@ void MXPAppDelegate::reportMissingLibrary() {
     environment_.console.showTitle(
         "Info",
         UserText::tr("No library is served yet: choose its folder in the window of MoxtelServer, or set it "
-                     "with -LibraryPath."));
+                     "with -LibraryPath, for the service in /etc/default/moxtelserverd."));
     return;
   }
   // LibraryLocation has already reported a path that is not UTF-8.
@@ -148,7 +148,8 @@ void MXPAppDelegate::reportMissingLibrary() {
   environment_.console.showTitle(
       "Info", formatRuntime(
                   UserText::tr("Cannot serve '%@'. %@%@ To serve another folder, choose it in the window of "
-                               "MoxtelServer, or set it with -LibraryPath.%@"),
+                               "MoxtelServer, or set it with -LibraryPath, for the service in "
+                               "/etc/default/moxtelserverd.%@"),
                   *path, localizedString(why), sentenceAboutLibrariesNear(*path), adviceAboutFolder(*path)));
 }
 

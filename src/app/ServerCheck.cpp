@@ -19,9 +19,11 @@
 #include "platform/applications/ScriptInterpreters.h"
 #include "platform/applications/ScriptRunner.h"
 #include "platform/files/Files.h"
+#include "platform/process/RunningServer.h"
 #include "platform/settings/UserDefaults.h"
 #include "platform/system/HostNames.h"
 #include "value/Format.h"
+#include "web/PageAddresses.h"
 #include "web/WebSettings.h"
 #include "web/http/HttpListener.h"
 
@@ -176,11 +178,27 @@ void ServerCheck::checkPageOfBrowsers() {
                          [](FileDescriptor, const sockaddr_in&) {}, [] {}},
                         std::chrono::seconds(1));
   const std::string why = listener.start(web.listenAddress, web.port);
-  if (why.empty()) {
+  if (web.port == portOfHandhelds()) {
+    bad(format("Page for browsers: port %d is Moxtel's, too. Choose another one with -WebPort", web.port));
+  } else if (why.empty()) {
     good(format("Page for browsers: port %d can be listened on", web.port));
+  } else if (isPortOfRunningServer(web.port)) {
+    unset(format("Page for browsers: the server runs already, on port %d", web.port));
   } else {
     bad(format("Page for browsers: port %d: %@. %@", web.port, why, kHowToFreeAPort));
   }
+  checkPageAddress(web);
+}
+
+void ServerCheck::checkPageAddress(const WebSettings& web) {
+  const ClientRules rules(web.clients);
+  const std::vector<std::string> addresses = pageAddresses(web.listenAddress);
+  const std::string why = addresses.empty() ? "" : whyNoDeviceIsAdmitted(rules, addresses.front());
+  if (!why.empty()) bad("Page for browsers: " + why);
+}
+
+std::int32_t ServerCheck::portOfHandhelds() const {
+  return static_cast<std::int32_t>(defaults_.integerForKey("Port") & 0xFFFF);
 }
 
 void ServerCheck::checkPort() {
@@ -192,8 +210,12 @@ void ServerCheck::checkPort() {
   server_ = std::make_unique<QVSocketServer>(notifications_, discovery_);
   server_->setAccess(std::get<SocketServerAccess>(std::move(access)));
   server_->setPublicationObserver([this](const PublicationState& state) { published(state); });
-  const auto port = static_cast<std::int32_t>(defaults_.integerForKey("Port") & 0xFFFF);
+  const std::int32_t port = portOfHandhelds();
   const bool started = server_->startServerOnPort(port, currentHostName(), kServiceType);
+  if (server_->port() == 0 && isPortOfRunningServer(port)) {
+    unset(format("Port %d: the server runs already; its publication is not tried", port));
+    return finish();
+  }
   if (server_->port() == 0) {
     bad(format("Port %d: %@. %@", port, server_->startFailure(), kHowToFreeAPort));
     return finish();

@@ -2,6 +2,7 @@
 // and what helps, or – for what is not set. The library is only read. Core thread.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <ostream>
@@ -21,6 +22,7 @@ class QVSocketServer;
 class Timer;
 class UserDefaults;
 struct PublicationState;
+struct WebSettings;
 
 class ServerCheck final : private Messages {
  public:
@@ -45,7 +47,9 @@ class ServerCheck final : private Messages {
   void checkHelpers();
   void checkInterpreter();
   void checkPageOfBrowsers();
+  void checkPageAddress(const WebSettings& web);
   void checkPort();
+  std::int32_t portOfHandhelds() const;
   void published(const PublicationState& state);
   void finish();
 

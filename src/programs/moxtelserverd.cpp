@@ -4,6 +4,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <iostream>
 #include <optional>
 
@@ -28,6 +29,8 @@ namespace {
 // What remains on the core thread when everything that can be stopped is stopped, such as decoding a large
 // JPEG, is not waited for longer.
 constexpr std::chrono::milliseconds kTimeToEnd{1500};
+
+constexpr int kUsageStatus = 2;
 
 // Logs the folder tree to standard output, for developers. The exit status.
 int logFolders(CoreLoop& loop, ServerProgram& program) {
@@ -102,10 +105,12 @@ std::optional<std::string> takeOption(const std::string& option, std::vector<std
 void lookAtTheService(std::vector<std::string>& arguments, const UserDefaults& defaults) {
   const bool isOther = std::find(arguments.begin(), arguments.end(), "-LibraryPath") != arguments.end() ||
                        defaults.stringForKey("LibraryPath").has_value();
-  const auto options = isOther ? std::nullopt : serviceOptions(kServiceOptionsFile);
-  if (!options) return;
-  arguments.insert(arguments.begin(), options->begin(), options->end());
-  std::cerr << "With the options of the service in " << kServiceOptionsFile
+  std::error_code failure;
+  if (isOther || !std::filesystem::exists(kServiceOptionsFile, failure)) return;
+  const auto options = serviceOptions(kServiceOptionsFile);
+  if (options) arguments.insert(arguments.begin(), options->begin(), options->end());
+  std::cerr << (options ? "With the options of the service in " : "The service has no options yet in ")
+            << kServiceOptionsFile
             << (becomeUser(kServiceUser) ? std::string(", as its user ") + kServiceUser : "") << ".\n";
 }
 
@@ -151,6 +156,12 @@ int serve(int argc, char** argv) {
   const bool checks = std::erase(arguments, "--check") > 0;
   const bool printsFolders = std::erase(arguments, "--print-folders") > 0;
   const auto explained = takeOption("--explain-album", arguments);
+  if (explained && explained->empty()) {
+    std::cerr
+        << "moxtelserverd: --explain-album takes the ID of an album: 'moxtel --json albums' shows it as "
+           "\"AlbumId\"\n";
+    return kUsageStatus;
+  }
   if (checks || printsFolders || explained) lookAtTheService(arguments, defaults);
   if (const auto status = takeCommandLine(description, arguments, defaults)) return *status;
 

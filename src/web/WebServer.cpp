@@ -6,6 +6,7 @@
 #include "platform/system/HostNames.h"
 #include "support/Localization.h"
 #include "value/Format.h"
+#include "web/PageAddresses.h"
 
 namespace moxtel {
 
@@ -13,17 +14,6 @@ namespace {
 
 constexpr const char* kServiceType = "_http._tcp.";
 constexpr EventLoop::Duration kAddressInterval = std::chrono::seconds(5);
-
-// That of the default route first: phones reach it most likely.
-std::vector<std::string> addressesOf(IPv4Address listenAddress) {
-  if (listenAddress != 0) return {textOf(listenAddress)};
-  std::vector<std::string> addresses = localIPv4Addresses();
-  if (const auto best = addressOfDefaultRoute()) {
-    std::stable_partition(addresses.begin(), addresses.end(),
-                          [&](const std::string& each) { return each == *best; });
-  }
-  return addresses;
-}
 
 }  // namespace
 
@@ -112,7 +102,7 @@ WebStatus WebServer::status() {
   if (port() == 0) return status;
   status.devices = devices_.present();
   for (WebDevice& device : status.devices) device.library = libraries_.nameOf(device.library);
-  for (const std::string& address : addressesOf(settings_.listenAddress)) {
+  for (const std::string& address : pageAddresses(settings_.listenAddress)) {
     status.places.push_back(format("http://%@:%d/", address, port()));
   }
   if (settings_.access != WebAccess::Mode::Key) return status;
@@ -132,6 +122,9 @@ void WebServer::checkAddresses() {
   if (now.places.size() > 1) text += ")";
   if (!now.digits.empty()) text += UserText::tr(", six digits ") + now.digits;
   environment_.show("Info", text);
+  const std::vector<std::string> addresses = pageAddresses(settings_.listenAddress);
+  const std::string why = addresses.empty() ? "" : whyNoDeviceIsAdmitted(rules_, addresses.front());
+  if (!why.empty()) environment_.show("Info", why);
   if (const auto code = QrCode::of(now.keyAddress.empty() ? now.places.front() : now.keyAddress))
     environment_.showCode(*code);
 }

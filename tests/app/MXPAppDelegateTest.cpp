@@ -472,7 +472,8 @@ TEST_F(MXPAppDelegateTest, saysHowToChooseALibraryIfTheFolderIsMissing) {
   launched();
   EXPECT_TRUE(view.contains(
       "Info: Cannot serve '/nowhere'. There is no such folder. To serve another folder, choose it in the "
-      "window of MoxtelServer, or set it with -LibraryPath."));
+      "window of MoxtelServer, or set it with -LibraryPath, for the service in "
+      "/etc/default/moxtelserverd."));
 }
 
 TEST_F(MXPAppDelegateTest, namesTheLibraryAroundAFolderInsideIt) {
@@ -489,7 +490,7 @@ TEST_F(MXPAppDelegateTest, namesTheLibraryAroundAFolderInsideIt) {
                             library.path() +
                             "' (12 photos, newest 2016-07-12). To serve another folder, choose it in the "
                             "window of MoxtelServer, or "
-                            "set it with -LibraryPath."));
+                            "set it with -LibraryPath, for the service in /etc/default/moxtelserverd."));
 }
 
 TEST_F(MXPAppDelegateTest, namesTheLibrariesOnADisk) {
@@ -528,7 +529,7 @@ TEST_F(MXPAppDelegateTest, saysHowToChooseALibraryIfNoneIsSet) {
   launched();
   EXPECT_TRUE(
       view.contains("Info: No library is served yet: choose its folder in the window of MoxtelServer, "
-                    "or set it with -LibraryPath."));
+                    "or set it with -LibraryPath, for the service in /etc/default/moxtelserverd."));
 }
 
 TEST_F(MXPAppDelegateTest, saysNothingAboutChoosingWithAReadableLibrary) {

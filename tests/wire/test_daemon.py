@@ -260,6 +260,16 @@ class Daemon(moxteltest.LibraryTestCase):
             port = taken.getsockname()[1]
             self.assertIn(" ✗ Page for browsers: port %d: " % port, self.check("-WebPort", port))
 
+        self.assertIn(" ✗ Page for browsers: port 4251 is Moxtel's, too.", self.check("-Port", 4251))
+
+    def test_check_beside_the_running_server(self):
+        page = moxteltest.free_port()
+        with Server(self.library, web_port=page) as server:
+            self.waits_for_line(server, "page for browsers")
+            text = self.check("-Port", server.port, "-WebPort", page, "-LibraryPath", self.library)
+        self.assertIn(" – Page for browsers: the server runs already, on port %d\n" % page, text)
+        self.assertIn(" – Port %d: the server runs already; its publication is not tried\n" % server.port, text)
+
     def test_check_without_the_decoder(self):
         """Programs as the packages install them, without the one with the decoder."""
         root = pathlib.Path(tempfile.mkdtemp(prefix="moxteltest."))

@@ -55,6 +55,13 @@ class ServiceOptions(moxteltest.LibraryTestCase):
                               str(self.library))
         self.assertEqual((ended.returncode, ended.stderr), (0, ""))
 
+    def test_check_before_the_service_has_options(self):
+        ended = self.run_with("#MOXTEL_OPTIONS=\n", "--check", "-Port", "0", "-WebPort", "0")
+        self.assertEqual(ended.stderr,
+                         "The service has no options yet in /etc/default/moxtelserverd, as its user moxtelserver.\n")
+        self.assertEqual(ended.returncode, 1)
+        self.assertIn(" ✗ Library: none is set.", ended.stdout)
+
     def test_check_as_the_services_user(self):
         options = "MOXTEL_OPTIONS=\"-LibraryPath '%s' -Port 0 -WebPort 0\"\n" % self.copy
         self.assertIn(" ✓ Library: ", self.run_with(options, "--check").stdout)

@@ -23,6 +23,9 @@ struct WebClient {
   bool isSecure = false;  // it speaks HTTPS with the proxy
 };
 
+// Whether an address belongs to the local network: private, link-local, shared (100.64/10) or loopback.
+bool isLocalNetwork(IPv4Address address);
+
 class ClientRules final {
  public:
   struct Settings {
@@ -37,6 +40,11 @@ class ClientRules final {
   // Whether a connection between these addresses is accepted. A proxy's clients are checked with each
   // request.
   bool mayConnect(IPv4Address peer, IPv4Address local) const;
+  // Whether the devices in the network of this address of the machine are refused, because only local
+  // networks are admitted.
+  bool admitsNoNeighborOf(IPv4Address own) const {
+    return settings_.allowedClients.empty() && settings_.proxies.empty() && !isLocalNetwork(own);
+  }
   bool isProxy(IPv4Address peer) const {
     return !settings_.proxies.empty() && settings_.proxies.contains(peer);
   }
@@ -51,8 +59,6 @@ class ClientRules final {
   Settings settings_;
 };
 
-// Whether an address belongs to the local network: private, link-local, shared (100.64/10) or loopback.
-bool isLocalNetwork(IPv4Address address);
 // The same for an IPv6 address as text: unique local, link-local or loopback. False for any other text.
 bool isLocalIPv6(std::string_view address);
 
