@@ -499,6 +499,30 @@
         <source>%@ is no address of a local network, such as 192.168.1.20, and only devices of local networks may look at the page: name others with -AllowedClients</source>
         <translation>%@ ist keine Adresse eines lokalen Netzes, wie etwa 192.168.1.20, und nur Geräte lokaler Netze dürfen die Seite ansehen: Nennen Sie andere mit -AllowedClients</translation>
     </message>
+    <message>
+        <source>see the chapter &quot;%@&quot; of mac-disk.md (in /usr/share/doc/moxtelserver-headless).</source>
+        <translation>siehe das Kapitel „%@“ in mac-disk.md (in /usr/share/doc/moxtelserver-headless).</translation>
+    </message>
+    <message>
+        <source> %@ is a Mac&apos;s disk and is not mounted: %@</source>
+        <translation> %@ ist die Festplatte eines Macs und nicht eingehängt: %@</translation>
+    </message>
+    <message>
+        <source> A Time Machine disk links whole folders: </source>
+        <translation> Time Machine verknüpft auf seiner Festplatte ganze Ordner: </translation>
+    </message>
+    <message>
+        <source> Its owner is the first user of a Mac: </source>
+        <translation> Er gehört dem ersten Benutzer eines Macs: </translation>
+    </message>
+    <message>
+        <source> This user is not permitted to read &apos;%@&apos;.%@</source>
+        <translation> Dieser Benutzer darf „%@“ nicht lesen.%@</translation>
+    </message>
+    <message>
+        <source> To permit it, run as root (setfacl is in the package acl): </source>
+        <translation> Dieser Befehl erlaubt es, von root ausgeführt (setfacl ist im Paket acl): </translation>
+    </message>
 </context>
 <context>
     <name>WindowText</name>

@@ -9,6 +9,7 @@
 #include "library/kinds/LibraryKind.h"
 #include "platform/files/Files.h"
 #include "platform/settings/ArgumentAdvice.h"
+#include "support/Localization.h"
 #include "value/Format.h"
 
 namespace moxtel {
@@ -21,8 +22,8 @@ namespace fs = std::filesystem;
 constexpr std::uint32_t kMacUser = 501;
 
 std::string chapter(std::string_view name) {
-  return "see the chapter \"" + std::string(name) +
-         "\" of mac-disk.md (in /usr/share/doc/moxtelserver-headless).";
+  return formatRuntime(
+      UserText::tr("see the chapter \"%@\" of mac-disk.md (in /usr/share/doc/moxtelserver-headless)."), name);
 }
 
 bool isPermitted(const fs::path& folder) {
@@ -79,7 +80,8 @@ std::string_view chapterOf(MacPartition::Kind kind) {
 std::string adviceAboutDisks(const std::vector<MacPartition>& unmounted) {
   std::string text;
   for (const MacPartition& each : unmounted) {
-    text += " " + each.device + " is a Mac's disk and is not mounted: " + chapter(chapterOf(each.kind));
+    text += formatRuntime(UserText::tr(" %@ is a Mac's disk and is not mounted: %@"), each.device,
+                          chapter(chapterOf(each.kind)));
   }
   return text;
 }
@@ -107,24 +109,24 @@ std::string commandThatPermits(const std::string& library, const std::string& us
 
 std::string adviceAboutFolder(const std::string& folder, const std::vector<MacPartition>& unmounted) {
   if (isLinkedByTimeMachine(folder)) {
-    return " A Time Machine disk links whole folders: " + chapter("Time Machine");
+    return UserText::tr(" A Time Machine disk links whole folders: ") + chapter("Time Machine");
   }
   for (fs::path part = folder; part != part.parent_path(); part = part.parent_path()) {
     if (ownerOf(part.string()) == kMacUser && !isReadable(part.string())) {
-      return " Its owner is the first user of a Mac: " + chapter("Owners");
+      return UserText::tr(" Its owner is the first user of a Mac: ") + chapter("Owners");
     }
   }
   if (stampOf(folder).kind == FileStamp::Kind::Missing && firstClosedFolder(folder).empty()) {
     return adviceAboutDisks(unmounted);
   }
   if (const std::string closed = closedBelow(folder); !closed.empty()) {
-    return format(" This user is not permitted to read '%@'.%@", closed,
-                  adviceAboutFolder(closed, unmounted));
+    return formatRuntime(UserText::tr(" This user is not permitted to read '%@'.%@"), closed,
+                         adviceAboutFolder(closed, unmounted));
   }
   if (!folder.starts_with('/') || !mayBeClosedLibrary(folder)) return {};
   const std::string command = commandThatPermits(folder, userName());
   if (command.empty()) return {};
-  return " To permit it, run as root (setfacl is in the package acl): " + command;
+  return UserText::tr(" To permit it, run as root (setfacl is in the package acl): ") + command;
 }
 
 }  // namespace moxtel

@@ -251,7 +251,7 @@ class Daemon(moxteltest.LibraryTestCase):
 
         text = self.check("-LibraryPath", folder, "-WebPort", "0")
         self.assertIn(" ✗ Library: '%s' cannot be served." % folder, text)
-        self.assertIn(" There is a library: '%s' (40 photos" % library, text)
+        self.assertIn(" There is a library: '%s' (%d photos" % (library, shown), text)
         self.assertIn(" ✗ Library: none is set.", self.check())
 
         with socket.socket() as taken:
