@@ -8,6 +8,7 @@
 
 #include "app/windows/OptionsMenu.h"
 #include "platform/settings/UserDefaults.h"
+#include "tests/StringTable.h"
 #include "tests/TemporaryFolder.h"
 
 namespace moxtel {
@@ -94,6 +95,19 @@ TEST_F(OptionsMenuTest, switchesTheStartAtLogin) {
   Q_EMIT menu.aboutToShow();
   EXPECT_TRUE(login.isChecked());
   EXPECT_EQ(problem, "");
+}
+
+TEST_F(OptionsMenuTest, saysInTheUsersLanguageWhyThereIsNoStartAtLogin) {
+  test::setStringTable({{"Not a directory", "Kein Ordner"}});
+  QMenu other;
+  const Autostart nowhere("/dev/null", "/program");
+  std::string why;
+  const OptionsMenu entries(other, settings, nowhere, true,
+                            [&](const QString& text) { why = text.toStdString(); });
+  entry(other, "Start at Login").trigger();
+  EXPECT_EQ(why, "Kein Ordner");
+  EXPECT_FALSE(entry(other, "Start at Login").isChecked());
+  setTranslator({});
 }
 
 TEST_F(OptionsMenuTest, changesWhatClosingDoes) {

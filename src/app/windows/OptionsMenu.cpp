@@ -17,7 +17,7 @@ OptionsMenu::OptionsMenu(QMenu& menu, DesktopSettings& settings, const Autostart
   QObject::connect(login, &QAction::triggered, &menu, [&autostart, login, showProblem](bool on) {
     const std::string problem = autostart.set(on);
     login->setChecked(autostart.isOn());
-    if (!problem.empty()) showProblem(shown(problem));
+    if (!problem.empty()) showProblem(WindowText::of(problem));
   });
   QObject::connect(&menu, &QMenu::aboutToShow, login,
                    [&autostart, login] { login->setChecked(autostart.isOn()); });
