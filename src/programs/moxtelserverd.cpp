@@ -109,9 +109,10 @@ void lookAtTheService(std::vector<std::string>& arguments, const UserDefaults& d
   if (isOther || !std::filesystem::exists(kServiceOptionsFile, failure)) return;
   const auto options = serviceOptions(kServiceOptionsFile);
   if (options) arguments.insert(arguments.begin(), options->begin(), options->end());
+  const bool isItsUser = becomeUser(kServiceUser);
   std::cerr << (options ? "With the options of the service in " : "The service has no options yet in ")
-            << kServiceOptionsFile
-            << (becomeUser(kServiceUser) ? std::string(", as its user ") + kServiceUser : "") << ".\n";
+            << kServiceOptionsFile << (isItsUser ? options ? ", as its user " : "; tried as its user " : "")
+            << (isItsUser ? kServiceUser : "") << ".\n";
 }
 
 // Serves until a signal ends the program. The exit status.

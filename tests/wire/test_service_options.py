@@ -58,7 +58,7 @@ class ServiceOptions(moxteltest.LibraryTestCase):
     def test_check_before_the_service_has_options(self):
         ended = self.run_with("#MOXTEL_OPTIONS=\n", "--check", "-Port", "0", "-WebPort", "0")
         self.assertEqual(ended.stderr,
-                         "The service has no options yet in /etc/default/moxtelserverd, as its user moxtelserver.\n")
+                         "The service has no options yet in /etc/default/moxtelserverd; tried as its user moxtelserver.\n")
         self.assertEqual(ended.returncode, 1)
         self.assertIn(" ✗ Library: none is set.", ended.stdout)
 
