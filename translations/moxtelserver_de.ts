@@ -523,6 +523,38 @@
         <source> To permit it, run as root (setfacl is in the package acl): </source>
         <translation> Dieser Befehl erlaubt es, von root ausgeführt (setfacl ist im Paket acl): </translation>
     </message>
+    <message>
+        <source>the script interpreter did not answer in time</source>
+        <translation>das Programm für Skripte hat nicht rechtzeitig geantwortet</translation>
+    </message>
+    <message>
+        <source>the script interpreter printed too much</source>
+        <translation>das Programm für Skripte hat zu viel ausgegeben</translation>
+    </message>
+    <message>
+        <source>the script interpreter died</source>
+        <translation>das Programm für Skripte ist abgestürzt</translation>
+    </message>
+    <message>
+        <source>the script interpreter could not be started</source>
+        <translation>das Programm für Skripte ließ sich nicht starten</translation>
+    </message>
+    <message>
+        <source>the script interpreter did not print a list of names in source form</source>
+        <translation>das Programm für Skripte hat keine Liste von Namen als Quelltext ausgegeben</translation>
+    </message>
+    <message>
+        <source>The script interpreter did not answer in time</source>
+        <translation>Das Programm für Skripte hat nicht rechtzeitig geantwortet</translation>
+    </message>
+    <message>
+        <source>The script interpreter is too slow</source>
+        <translation>Das Programm für Skripte ist zu langsam</translation>
+    </message>
+    <message>
+        <source>The script interpreter could not be started</source>
+        <translation>Das Programm für Skripte ließ sich nicht starten</translation>
+    </message>
 </context>
 <context>
     <name>WindowText</name>

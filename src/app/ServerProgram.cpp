@@ -26,8 +26,9 @@ std::unique_ptr<RunningApplications> allApplications(RunningApplications& local,
   if (words.empty()) return nullptr;
   return std::make_unique<RemoteApplications>(
       local, std::move(words), processes, [&console](const std::string& why) {
-        console.showTitle(
-            "Error", UserText::tr("Cannot ask which photo applications run on the other machine: ") + why);
+        console.showTitle("Error",
+                          UserText::tr("Cannot ask which photo applications run on the other machine: ") +
+                              localizedReason(why));
       });
 }
 

@@ -82,7 +82,7 @@ ScriptOutcome ScriptQueries::ask(const std::optional<std::string>& source, const
   // Once per command: the following scripts are not tried.
   if (outcome.error.failure == ScriptFailure::Unusable) {
     messages_.showTitle("Error", UserText::tr("Key photos, photo counts or smart albums may be missing: ") +
-                                     outcome.error.text);
+                                     localizedReason(outcome.error.text));
   }
   return outcome;
 }

@@ -73,7 +73,8 @@ void ScriptQueue::perform(const std::string& source) {
   }
   // The client has received a success reply already, and users do not read the log.
   if (outcome.error.failure != ScriptFailure::OfTheScript) {
-    messages_.showTitle("Error", UserText::tr("Not done in the photo application: ") + outcome.error.text);
+    messages_.showTitle(
+        "Error", UserText::tr("Not done in the photo application: ") + localizedReason(outcome.error.text));
   }
 }
 

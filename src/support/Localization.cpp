@@ -16,6 +16,14 @@ void setTranslator(Translator translator) {
   currentTranslator.swap(taken);
 }
 
+std::string localizedReason(std::string_view english) {
+  constexpr std::string_view kColon = ": ";
+  const std::size_t colon = english.find(kColon);
+  if (colon == std::string_view::npos) return localizedString(english);
+  return localizedString(english.substr(0, colon)) + ": " +
+         localizedString(english.substr(colon + kColon.size()));
+}
+
 std::string localizedString(std::string_view key) {
   std::shared_ptr<const Translator> translator;
   {

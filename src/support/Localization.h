@@ -7,8 +7,7 @@
 #include <string>
 #include <string_view>
 
-// Qt Linguist's lupdate reads it as Q_DECLARE_TR_FUNCTIONS: the context of the texts of a class.
-#define MOXTEL_TEXT_CONTEXT(name)
+#include "value/LaterText.h"
 
 namespace moxtel {
 
@@ -20,6 +19,8 @@ void setTranslator(Translator translator);
 
 // The translation of a text; the text itself where there is none, or an empty one.
 std::string localizedString(std::string_view key);
+// The translation of a reason that a lower room gave, "what happened: detail". Each part may have one.
+std::string localizedReason(std::string_view english);
 
 // lupdate takes the literals that are passed to these functions.
 class UserText final {

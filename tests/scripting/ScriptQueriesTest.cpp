@@ -10,6 +10,7 @@
 
 #include "library/PhotoRecords.h"
 #include "library/albumdata/AlbumData.h"
+#include "tests/StringTable.h"
 #include "tests/fakes/RecordingPhotoApplication.h"
 #include "tests/fakes/RecordingScriptRunner.h"
 #include "tests/library/ServedLibrary.h"
@@ -269,6 +270,21 @@ TEST_F(ScriptQueriesTest, aScriptThatDoesNotCompileHasALineMore) {
   const SystemLogCapture log;
   EXPECT_TRUE(queries.keyPhotoOfAlbum(container("u"), true).isNil());
   EXPECT_THAT(log.lines(), ElementsAre("errorDict: " + dictionary("broken"), failed(runner.scripts.at(0))));
+}
+
+TEST_F(ScriptQueriesTest, reportsAnInterpreterThatCannotBeStartedInTheUsersLanguage) {
+  test::setStringTable({{"Key photos, photo counts or smart albums may be missing: ", "Es fehlt etwas: "},
+                        {"The script interpreter could not be started", "Es startet nicht"},
+                        {"No such file or directory", "nicht gefunden"}});
+  runner.answer = [](const std::string&) {
+    return ScriptOutcome::failed(-1, "The script interpreter could not be started: No such file or directory",
+                                 ScriptFailure::Unusable);
+  };
+  served.messages.lines.clear();
+  EXPECT_TRUE(queries.keyPhotoOfAlbum(container("u"), true).isNil());
+  EXPECT_THAT(served.messages.lines,
+              ElementsAre(testing::Pair("Error", "Es fehlt etwas: Es startet nicht: nicht gefunden")));
+  setTranslator({});
 }
 
 TEST_F(ScriptQueriesTest, reportsOnceThatTheInterpreterTimedOut) {

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "platform/applications/ScriptResult.h"
+#include "value/LaterText.h"
 #include "value/Trimmed.h"
 
 namespace moxtel {
@@ -112,13 +113,15 @@ RemoteApplications::Answer RemoteApplications::answerFrom(const ProcessResult& r
     case ProcessResult::Ending::Exited:
       break;
     case ProcessResult::Ending::TimedOut:
-      return {{}, "the script interpreter did not answer in time"};
+      return {{}, LaterText::later("the script interpreter did not answer in time")};
     case ProcessResult::Ending::TooMuchOutput:
-      return {{}, "the script interpreter printed too much"};
+      return {{}, LaterText::later("the script interpreter printed too much")};
     case ProcessResult::Ending::Killed:
-      return {{}, "the script interpreter died"};
+      return {{}, LaterText::later("the script interpreter died")};
     case ProcessResult::Ending::NotStarted:
-      return {{}, "the script interpreter could not be started: " + result.error};
+      return {
+          {},
+          std::string(LaterText::later("the script interpreter could not be started")) + ": " + result.error};
   }
   if (result.exitStatus != 0) return {{}, scriptErrorFrom(result.error, result.exitStatus).text};
   const std::string_view printed = trimmed(result.output);
@@ -130,7 +133,7 @@ RemoteApplications::Answer RemoteApplications::answerFrom(const ProcessResult& r
     answer.names.emplace_back(name.string());
   }
   if (isList) return answer;
-  return {{}, "the script interpreter did not print a list of names in source form"};
+  return {{}, LaterText::later("the script interpreter did not print a list of names in source form")};
 }
 
 }  // namespace moxtel

@@ -7,6 +7,7 @@
 
 #include "platform/applications/ScriptResult.h"
 #include "platform/settings/UserDefaults.h"
+#include "value/LaterText.h"
 
 namespace moxtel {
 
@@ -79,17 +80,19 @@ ScriptOutcome InterpreterScriptRunner::outcomeOf(const ProcessResult& result) {
     case ProcessResult::Ending::TimedOut:
       return failUntilNextCommand(
           kTimedOut, answered_ == 0
-                         ? "The script interpreter did not answer in time"
-                         : "The script interpreter is too slow: it ran " + std::to_string(answered_) +
-                               (answered_ == 1 ? " script" : " scripts") + ", and then the time was over");
+                         ? LaterText::later("The script interpreter did not answer in time")
+                         : std::string(LaterText::later("The script interpreter is too slow")) + ": it ran " +
+                               std::to_string(answered_) + (answered_ == 1 ? " script" : " scripts") +
+                               ", and then the time was over");
     case ProcessResult::Ending::TooMuchOutput:
       return ScriptOutcome::failed(kTooMuchOutput, "The script interpreter printed too much");
     case ProcessResult::Ending::Killed:
       if (ended_) return notTried("The server ends");
       return ScriptOutcome::failed(kKilled, "The script interpreter died: " + scriptErrorText(result.error));
     case ProcessResult::Ending::NotStarted:
-      return failUntilNextCommand(kNoInterpreter,
-                                  "The script interpreter could not be started: " + result.error);
+      return failUntilNextCommand(
+          kNoInterpreter,
+          std::string(LaterText::later("The script interpreter could not be started")) + ": " + result.error);
   }
   ++answered_;
   if (result.exitStatus == 0) return ScriptOutcome::success(scriptResultValue(result.output));
