@@ -1,8 +1,6 @@
 #include "web/http/HttpServer.h"
 
-#include <arpa/inet.h>
 #include <gmock/gmock.h>
-#include <sys/socket.h>
 #include <zlib.h>
 
 #include <atomic>
@@ -15,6 +13,7 @@
 
 #include "platform/files/FileReader.h"
 #include "tests/TemporaryFolder.h"
+#include "tests/web/http/HttpTestClient.h"
 
 namespace moxtel {
 namespace {
@@ -24,71 +23,6 @@ using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::Not;
 using ::testing::StartsWith;
-
-// A connection made of plain socket calls; they time out after 20 seconds.
-class Client {
- public:
-  explicit Client(std::uint16_t port, const char* from = "127.0.0.1", int receiveBuffer = 0)
-      : socket_(makeStreamSocket()) {
-    setSocketTimeouts(socket_.get(), 20s);
-    if (receiveBuffer > 0)
-      ::setsockopt(socket_.get(), SOL_SOCKET, SO_RCVBUF, &receiveBuffer, sizeof receiveBuffer);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    ::inet_pton(AF_INET, from, &address.sin_addr);
-    ::bind(socket_.get(), reinterpret_cast<sockaddr*>(&address), sizeof address);
-    ::inet_pton(AF_INET, "127.0.0.1", &address.sin_addr);
-    address.sin_port = htons(port);
-    isConnected_ = ::connect(socket_.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
-  }
-
-  bool isConnected() const { return isConnected_; }
-  void send(std::string_view text) const {
-    ASSERT_EQ(::send(socket_.get(), text.data(), text.size(), MSG_NOSIGNAL),
-              static_cast<ssize_t>(text.size()));
-  }
-  void get(const std::string& target, const std::string& fields = {}) const {
-    send("GET " + target + " HTTP/1.1\r\nHost: localhost\r\n" + fields + "\r\n");
-  }
-  // Header and body of the next reply, which has a length or none.
-  std::string reply(bool isHead = false) {
-    std::size_t end = 0;
-    while ((end = read_.find("\r\n\r\n")) == std::string::npos) {
-      if (!readSome()) return std::exchange(read_, {});
-    }
-    const auto length = read_.find("Content-Length: ");
-    std::size_t size = end + 4;
-    if (length < end && !isHead) size += std::stoul(read_.substr(length + 16));
-    while (read_.size() < size && readSome()) {
-    }
-    std::string result = read_.substr(0, size);
-    read_.erase(0, size);
-    return result;
-  }
-  // What comes until the other side ends the connection.
-  std::string rest() {
-    while (readSome()) {
-    }
-    return std::exchange(read_, {});
-  }
-  bool readSome() {
-    char buffer[65536];
-    const ssize_t count = ::recv(socket_.get(), buffer, sizeof buffer, 0);
-    if (count > 0) read_.append(buffer, static_cast<std::size_t>(count));
-    return count > 0;
-  }
-  void finishSending() const { ::shutdown(socket_.get(), SHUT_WR); }
-  void close() { socket_.close(); }
-
- private:
-  FileDescriptor socket_;
-  bool isConnected_ = false;
-  std::string read_;
-};
-
-std::string bodyOf(const std::string& reply) {
-  return reply.substr(std::min(reply.find("\r\n\r\n"), reply.size() - 4) + 4);
-}
 
 // 0, 1, 2 … repeated, so that a wrong offset is seen.
 std::string pattern(std::size_t size, std::size_t first = 0) {
@@ -209,7 +143,7 @@ class HttpServerTest : public ::testing::Test {
   }
   std::uint16_t port() const { return server_->port(); }
   std::string get(const std::string& target, const std::string& fields = {}) {
-    Client client(port());
+    HttpTestClient client(port());
     client.get(target, fields);
     return client.reply();
   }
@@ -230,7 +164,7 @@ TEST_F(HttpServerTest, answersAtOnceAndLater) {
 
 TEST_F(HttpServerTest, keepsTheConnectionForFurtherRequests) {
   start();
-  Client client(port());
+  HttpTestClient client(port());
   for (int i = 0; i < 50; ++i) {
     client.get(i % 2 ? "/later" : "/now?q=" + std::to_string(i));
     EXPECT_EQ(bodyOf(client.reply()), i % 2 ? "later" : "now " + std::to_string(i));
@@ -239,7 +173,7 @@ TEST_F(HttpServerTest, keepsTheConnectionForFurtherRequests) {
 
 TEST_F(HttpServerTest, answersPipelinedRequestsInTheirOrder) {
   start();
-  Client client(port());
+  HttpTestClient client(port());
   std::string requests;
   for (int i = 0; i < 5; ++i)
     requests += "GET /now?q=" + std::to_string(i) + " HTTP/1.1\r\nHost: localhost\r\n\r\n";
@@ -276,7 +210,7 @@ TEST_F(HttpServerTest, endsTheConnectionWhenABodyFails) {
 
 TEST_F(HttpServerTest, answersHeadWithoutABody) {
   start();
-  Client client(port());
+  HttpTestClient client(port());
   client.send(
       "HEAD /file HTTP/1.1\r\nHost: localhost\r\n\r\nGET /now?q=x HTTP/1.1\r\nHost: localhost\r\n\r\n");
   EXPECT_THAT(client.reply(true), HasSubstr("Content-Length: 499900\r\n"));
@@ -285,7 +219,7 @@ TEST_F(HttpServerTest, answersHeadWithoutABody) {
 
 TEST_F(HttpServerTest, answers304WithoutABody) {
   start();
-  Client client(port());
+  HttpTestClient client(port());
   client.get("/later", "If-None-Match: \"v1\"\r\n");
   const std::string reply = client.reply();
   EXPECT_THAT(reply, StartsWith("HTTP/1.1 304 "));
@@ -318,7 +252,7 @@ TEST_F(HttpServerTest, survivesAnExceptionOfAHandler) {
 
 TEST_F(HttpServerTest, ignoresASecondReply) {
   start();
-  Client client(port());
+  HttpTestClient client(port());
   client.get("/keep");
   const auto responder = handler_.takeKept();
   responder->send(errorReply(404, "unknown"));
@@ -332,7 +266,7 @@ TEST_F(HttpServerTest, knowsThatAClientIsGone) {
   HttpServer::Limits limits;
   limits.connections.patienceWithSilence = 10ms;
   start(limits);
-  Client client(port());
+  HttpTestClient client(port());
   client.get("/keep");
   const auto responder = handler_.takeKept();
   EXPECT_FALSE(responder->isGone());
@@ -346,7 +280,7 @@ TEST_F(HttpServerTest, refusesBodies) {
   start();
   for (const char* fields : {"Content-Length: 5\r\n\r\nhello", "Transfer-Encoding: chunked\r\n\r\n0\r\n\r\n",
                              "Content-Length: 0\r\nContent-Length: 5\r\n\r\nhello"}) {
-    Client client(port());
+    HttpTestClient client(port());
     client.send("GET /now HTTP/1.1\r\nHost: localhost\r\n" + std::string(fields));
     EXPECT_THAT(client.rest(), StartsWith("HTTP/1.1 400 ")) << fields;
   }
@@ -354,17 +288,17 @@ TEST_F(HttpServerTest, refusesBodies) {
 
 TEST_F(HttpServerTest, limitsTheForm) {
   start();
-  Client client(port());
+  HttpTestClient client(port());
   client.send("POST /login HTTP/1.1\r\nHost: localhost\r\nContent-Length: 1025\r\n\r\n");
   EXPECT_THAT(client.rest(), StartsWith("HTTP/1.1 413 "));
-  Client without(port());
+  HttpTestClient without(port());
   without.send("POST /login HTTP/1.1\r\nHost: localhost\r\n\r\n");
   EXPECT_THAT(without.rest(), StartsWith("HTTP/1.1 411 "));
 }
 
 TEST_F(HttpServerTest, takesTheForm) {
   start();
-  Client client(port());
+  HttpTestClient client(port());
   const std::string form = "digits=" + access_.digits();
   client.send("POST /login HTTP/1.1\r\nHost: localhost\r\nContent-Length: 13\r\n\r\n" + form.substr(0, 5));
   client.send(form.substr(5));
@@ -373,7 +307,7 @@ TEST_F(HttpServerTest, takesTheForm) {
 
 TEST_F(HttpServerTest, limitsTheHeader) {
   start();
-  Client client(port());
+  HttpTestClient client(port());
   client.send("GET /now HTTP/1.1\r\nHost: localhost\r\nX: " + std::string(40'000, 'a') + "\r\n\r\n");
   EXPECT_THAT(client.rest(), StartsWith("HTTP/1.1 4"));
 }
@@ -383,7 +317,7 @@ TEST_F(HttpServerTest, endsATlsHelloAtOnce) {
   limits.untilFirstByte = 1h;
   limits.withoutProgress = 1h;
   start(limits);
-  Client client(port());
+  HttpTestClient client(port());
   client.send(std::string_view("\x16\x03\x01\x02\x00\x01\x00\x01\xfc\x03\x03", 11));
   EXPECT_EQ(client.rest(), "");
 }
@@ -392,7 +326,7 @@ TEST_F(HttpServerTest, closesAConnectionThatSendsNothing) {
   HttpServer::Limits limits;
   limits.untilFirstByte = 10ms;
   start(limits);
-  Client client(port());
+  HttpTestClient client(port());
   EXPECT_EQ(client.rest(), "");
 }
 
@@ -400,14 +334,14 @@ TEST_F(HttpServerTest, closesAConnectionWhoseHeaderDoesNotEnd) {
   HttpServer::Limits limits;
   limits.connections.betweenRequests = 10ms;
   start(limits);
-  Client client(port());
+  HttpTestClient client(port());
   client.send("GET /now HTTP/1.1\r\nHost: loc");
   EXPECT_EQ(client.rest(), "");
 }
 
 TEST_F(HttpServerTest, endsTheConnectionWhenAFileIsShorterThanAnnounced) {
   start();
-  Client client(port());
+  HttpTestClient client(port());
   client.get("/shorter");
   EXPECT_EQ(client.rest(), "");
 }
@@ -416,7 +350,7 @@ TEST_F(HttpServerTest, endsAReplyThatIsReadTooSlowly) {
   HttpServer::Limits limits;
   limits.connections.pace = {std::uint64_t{1} << 50, 1500ms};
   start(limits);
-  Client client(port());
+  HttpTestClient client(port());
   client.get("/endless");
   EXPECT_LT(client.rest().size(), std::uint64_t{1} << 36);
 }
@@ -425,7 +359,7 @@ TEST_F(HttpServerTest, answersBusyWhenAReplyTakesTooLong) {
   HttpServer::Limits limits;
   limits.connections.untilReply = 10ms;
   start(limits);
-  Client client(port());
+  HttpTestClient client(port());
   client.get("/keep");
   const auto responder = handler_.takeKept();
   EXPECT_THAT(client.reply(), StartsWith("HTTP/1.1 503 "));
@@ -436,9 +370,9 @@ TEST_F(HttpServerTest, makesRoomByEndingIdleConnections) {
   HttpServer::Limits limits;
   limits.connections.perAddress = 3;
   start(limits);
-  std::deque<Client> clients;
+  std::deque<HttpTestClient> clients;
   for (int i = 0; i < 6; ++i) {
-    Client& client = clients.emplace_back(port());
+    HttpTestClient& client = clients.emplace_back(port());
     client.get("/now?q=1");
     EXPECT_EQ(bodyOf(client.reply()), "now 1");
   }
@@ -449,31 +383,31 @@ TEST_F(HttpServerTest, refusesMoreConnectionsOfAnAddressThatIsBusy) {
   HttpServer::Limits limits;
   limits.connections.perAddress = 2;
   start(limits);
-  Client first(port());
-  Client second(port());
+  HttpTestClient first(port());
+  HttpTestClient second(port());
   first.get("/keep");
   second.get("/keep");
   const auto a = handler_.takeKept();
   const auto b = handler_.takeKept();
-  Client third(port());
+  HttpTestClient third(port());
   EXPECT_EQ(third.rest(), "");
-  Client other(port(), "127.0.0.2");
+  HttpTestClient other(port(), "127.0.0.2");
   other.get("/now?q=1");
   EXPECT_EQ(bodyOf(other.reply()), "now 1");
 }
 
 TEST_F(HttpServerTest, stopsInEveryState) {
   start();
-  Client silent(port());
-  Client begun(port());
+  HttpTestClient silent(port());
+  HttpTestClient begun(port());
   begun.send("GET /now HT");
-  Client waiting(port());
+  HttpTestClient waiting(port());
   waiting.get("/keep");
   const auto responder = handler_.takeKept();
-  Client reading(port());
+  HttpTestClient reading(port());
   reading.get("/endless");
   ASSERT_TRUE(reading.readSome());
-  Client idle(port());
+  HttpTestClient idle(port());
   idle.get("/now");
   idle.reply();
   server_->stop();
@@ -489,7 +423,7 @@ TEST_F(HttpServerTest, servesManyClientsAtOnce) {
   std::vector<std::thread> threads;
   for (int i = 0; i < 32; ++i) {
     threads.emplace_back([&, i] {
-      Client client(port());
+      HttpTestClient client(port());
       for (int j = 0; j < 20; ++j) {
         client.get(j % 3 == 0 ? "/file" : j % 3 == 1 ? "/later" : "/now?q=" + std::to_string(i));
         const std::string body = bodyOf(client.reply());
