@@ -90,7 +90,8 @@ MovieConverter::State MovieConverter::stateOf(const std::string& key) {
   const std::lock_guard lock(mutex_);
   if (Job* const job = find(key)) {
     job->asked = ticks();
-    return {job->running ? State::Step::Converting : State::Step::Waiting, job->percent};
+    const bool isFirst = job == jobs_.front().get();
+    return {isFirst ? State::Step::Converting : State::Step::Waiting, job->percent};
   }
   const bool failed = std::find(failed_.begin(), failed_.end(), key) != failed_.end();
   return {failed ? State::Step::Failed : State::Step::Unknown, 0};
@@ -107,7 +108,6 @@ void MovieConverter::runJobs() {
     wake_.wait(lock, [this] { return ending_ || !jobs_.empty(); });
     if (ending_) return;
     const std::shared_ptr<Job> job = jobs_.front();
-    job->running = true;
     lock.unlock();
     const ShortageWatch shortages;
     const bool done = isUnwanted(*job) || convert(*job) || isUnwanted(*job) || shortages.sawOne();

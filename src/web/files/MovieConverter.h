@@ -62,7 +62,6 @@ class MovieConverter final {
     double seconds = 0;
     std::atomic<int> percent{0};
     std::atomic<std::int64_t> asked{0};  // ticks of the steady clock
-    bool running = false;
   };
   void runJobs();
   bool convert(Job& job);

@@ -103,6 +103,8 @@ TEST_F(MovieConverterTest, convertsOneAtATimeAndTellsItsProgress) {
   MovieConverter converter(cache_, runner, "helper", "/bin/ffmpeg");
   const std::string file = emptyFile("any");
   converter.start("a", openRegularFile(file), "mov", 1);
+  // It waits for no other movie.
+  EXPECT_EQ(converter.stateOf("a").step, Step::Converting);
   converter.start("b", openRegularFile(file), "mov", 1);
   converter.start("b", openRegularFile(file), "mov", 1);
   runner.awaitStarted(1);
