@@ -93,7 +93,8 @@ const std::vector<DefaultKey>& serverDefaultKeys() {
       {"Port", DefaultKind::Integer, "TCP port to listen on (4250)"},
       {"ListenAddress", DefaultKind::Text, "IPv4 address of this machine to listen on (all)"},
       {"AllowedClients", DefaultKind::Text,
-       "addresses and networks that may connect, for example '192.168.1.0/24, 10.0.0.7' (all)"},
+       "addresses and networks that may connect, for example '192.168.1.0/24, 10.0.0.7' (all; for the page "
+       "those of local networks)"},
       {"ReferencedFolders", DefaultKind::Text,
        "folders outside the library that it may use: FOLDER or VolumeName=FOLDER, separated by ':'"},
       {"WebPort", DefaultKind::Integer, "TCP port of the page for browsers; 0 is none (4251)"},
