@@ -275,6 +275,18 @@ describe('chromium only', { skip: !hasChromium }, () => {
     await close(page);
   });
 
+  test('the place among a million photos is on the screen of a small phone', async () => {
+    const page = await open(browser, library.large + '/list/all/photo/888888', { ...phone, width: 320 }, { language: 'de' });
+    await untilPhoto(page, 888888);
+    const [left, right, top, below] = await page.evaluate(() => {
+      const box = document.querySelector('.pswp__counter').getBoundingClientRect();
+      const button = document.querySelector('.pswp__button--close').getBoundingClientRect();
+      return [box.left, box.right, box.top, button.top + button.height / 2];
+    });
+    assert.ok(left >= 0 && right <= 320 && top > below, `${left} to ${right}, from ${top}`);
+    await close(page);
+  });
+
   test('two fingers change the size of tiles', async () => {
     const page = await open(browser, library.medium + '/photos', phone);
     await untilTiles(page);
