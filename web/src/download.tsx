@@ -54,6 +54,7 @@ export function DownloadDialog(props: {
 }
 
 function SizeLine({ size, failed }: { size: ZipSize | undefined; failed: number | undefined }) {
+  if (failed === 413) return <>{text.zipTooLarge}</>;
   if (failed !== undefined) return <>{text.cannotCount}</>;
   if (!size) return <>{text.counting}</>;
   return <>{text.asZip(text.nPhotos(size.count, formatCount(size.count)), formatBytes(size.bytes))}</>;

@@ -331,6 +331,16 @@ describe('chromium only', { skip: !hasChromium }, () => {
     await close(page);
   });
 
+  test('says that a list is too large for a zip file', async () => {
+    const page = await open(browser, library.medium + '/photos');
+    await untilTiles(page);
+    await page.click('.tool[aria-label="More"]');
+    await page.click('.item');
+    await until(page, () => /at most 50,000 photos/.test(document.querySelector('dialog')?.textContent));
+    assert.equal(await page.$('dialog a.button'), null);
+    await close(page);
+  });
+
   test('a search is downloaded under its words, in one pair of quotation marks', async () => {
     const page = await open(browser, library.medium + '/search/ben', desktop, { language: 'de-DE' });
     await untilTiles(page);

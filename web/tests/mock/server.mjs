@@ -276,6 +276,7 @@ function answer(library, path, query) {
     case 'movie': return movieState(library, Number(list), query.get('start') === '1');
     case 'zip': {
       const indexes = library.list(list, query);
+      if (indexes?.length > 50_000) return 413;
       return indexes ? { count: indexes.length, bytes: indexes.length * 3_400_000, name: 'photos.zip' } : 404;
     }
     case 'list': break;
