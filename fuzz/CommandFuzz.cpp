@@ -55,7 +55,7 @@ class ChosenAnswers final : public ScriptRunner {
         return ScriptOutcome::success(input->real());
     }
   }
-  std::string description() const override { return "chosen answers"; }
+  std::string command() const override { return "chosen answers"; }
   Input* input = nullptr;
 
  private:
