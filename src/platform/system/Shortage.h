@@ -1,16 +1,16 @@
-// Tells what failed because the system lacked something for a moment from what fails each time. Opening files
-// and starting programs report such failures here; who answers for the result asks afterwards.
+// Distinguishes failures that pass, because the system lacks descriptors, memory or processes for a moment,
+// from those that come each time. Code that opens files or starts programs notes them; the code that answers
+// a request asks whether there were any.
 #pragma once
 
 #include <cstdint>
 
 namespace moxtel {
 
-// Counts the failure for this thread if a call failed for want of descriptors, memory or processes.
-// error: an errno, which stays as it is.
+// Notes for this thread that a call failed, if its error (errno) is such a failure.
 void noteShortage(int error);
 
-// Begins with its construction, and sees the failures of this thread alone.
+// Watches the calls of this thread from its construction on.
 class ShortageWatch final {
  public:
   ShortageWatch();
