@@ -306,7 +306,8 @@ export class Grid {
   private render(): void {
     cancelAnimationFrame(this.frame);
     this.frame = 0;
-    if (!this.list || this.width === 0) return;
+    // Behind the viewer the list has no size and no place.
+    if (!this.list || this.width === 0 || this.scroller.clientWidth === 0) return;
     const y = this.y;
     const ahead = this.layout.pitch;
     const wanted = this.layout.rowsBetween(y - ahead, y + this.viewport + ahead);

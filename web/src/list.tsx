@@ -413,10 +413,12 @@ function useViewer(props: GridProps, photo: number): boolean {
         },
         onClosed: (lastIndex) => {
           viewer.current = undefined;
+          // As it is shown again, the list may draw itself before it is back there.
+          const place = places.get(now.current.place);
           setShown(false);
           now.current.onViewerClosed();
           if (now.current.context.route.photo) back(listHome(now.current.context, now.current.list.name));
-          requestAnimationFrame(() => showAgain(now.current, lastIndex));
+          requestAnimationFrame(() => showAgain(now.current.grid.current, place, lastIndex));
         },
       });
     })();
@@ -436,10 +438,8 @@ async function locate(props: GridProps, photo: number): Promise<number | undefin
 }
 
 /** The grid as it was left, unless the photo that was seen last is elsewhere. */
-function showAgain(props: GridProps, lastIndex: number): void {
-  const grid = props.grid.current;
+function showAgain(grid: Grid | undefined, place: Anchor | undefined, lastIndex: number): void {
   if (!grid) return;
-  const place = places.get(props.place);
   if (place) grid.restore(place);
   grid.center(lastIndex);
   grid.focusCurrent();

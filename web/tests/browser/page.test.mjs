@@ -116,6 +116,28 @@ function inEveryBrowser(name) {
       await close(page);
     });
 
+    test('comes back to the same place although the list moves behind the viewer', async () => {
+      const page = await open(browser, library.medium + '/photos');
+      await untilTiles(page);
+      await scrub(page, 0.3);
+      await untilTiles(page);
+      const ids = await visibleIds(page);
+      await openViewer(page, ids[10]);
+      // Pages and pictures that arrive while the viewer closes make the list draw itself.
+      await page.evaluate(() => {
+        const move = () => {
+          document.querySelector('.scroller').dispatchEvent(new Event('scroll'));
+          if (document.querySelector('.pswp')) requestAnimationFrame(move);
+        };
+        requestAnimationFrame(move);
+      });
+      await page.goBack();
+      await untilClosed(page);
+      await untilTiles(page);
+      assert.deepEqual(await visibleIds(page), ids);
+      await close(page);
+    });
+
     test('opens an address that was sent, beyond the first page of the list', async () => {
       const page = await open(browser, library.large + '/list/all/photo/654321');
       await untilPhoto(page, 654321);
