@@ -60,12 +60,19 @@ class DesktopTest(unittest.TestCase):
 
 
 def await_waiting(process):
-    """Until a thread of the process waits for the silent disk."""
-    while True:
-        waiting = [(thread / "wchan").read_text() for thread in pathlib.Path(f"/proc/{process}/task").iterdir()]
-        if any("fuse" in call or call == "request_wait_answer" for call in waiting):
-            return
+    """Until a thread of the process waits for the silent disk, and the process has its own way to end."""
+    while not (waits_for_disk(process) and handles(process, signal.SIGTERM)):
         time.sleep(0.05)
+
+
+def waits_for_disk(process):
+    calls = [(thread / "wchan").read_text() for thread in pathlib.Path(f"/proc/{process}/task").iterdir()]
+    return any("fuse" in call or call == "request_wait_answer" for call in calls)
+
+
+def handles(process, number):
+    caught = pathlib.Path(f"/proc/{process}/status").read_text().split("SigCgt:")[1].split()[0]
+    return int(caught, 16) >> (number - 1) & 1 == 1
 
 
 if __name__ == "__main__":
