@@ -52,7 +52,7 @@ class StoredZip final : public HttpBody {
   std::optional<std::uint64_t> size() const override { return size_; }
   // From the start to the end only.
   bool offersRanges() const override { return false; }
-  // Between two reads the sender waits for the client: with few of them the disk's own reading ahead goes on.
+  // With small blocks, waking the client and the server takes most of the time.
   std::size_t blockSize() const override { return 512 * 1024; }
   // Fails when a file cannot be opened or read, or is shorter than its entry says. Of a longer one, the first
   // bytes are sent.
