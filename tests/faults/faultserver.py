@@ -387,6 +387,7 @@ class FaultTestCase(unittest.TestCase):
             self.answers_right(server)
         moxteltest.wait_for(lambda: not has_connection(server), "the client to be gone")
         self.base = self.open_in(server)
+        self.may_open_sockets = True
 
     def answers_right(self, server):
         with moxteltest.Client(server, PATIENCE) as client:
@@ -405,6 +406,11 @@ class FaultTestCase(unittest.TestCase):
                     return
                 time.sleep(0.01)
             self.answers_right(server)
+        # On a busy machine the sockets of DNS-SD are opened later than the base is noted, once. A leak comes again.
+        if self.may_open_sockets and set(what) == {"too many"} and set(what["too many"]) == {"socket"}:
+            self.may_open_sockets = False
+            self.base = self.open_in(server)
+            return
         self.fail("not the same descriptors as before: %s" % what)
 
     def is_sound(self, server):
