@@ -37,9 +37,8 @@ std::string interpreterText(const ScriptRunner& scripts) {
   if (scripts.hasInterpreter())
     return formatRuntime(UserText::tr("AppleScript is run by '%@'"), scripts.command());
   return UserText::tr(
-      "No AppleScript interpreter here: the photo application cannot be asked (set \"ScriptInterpreter\" to "
-      "use "
-      "one on another machine)");
+      "No AppleScript interpreter here: the photo application cannot be asked (set \"ScriptInterpreter\" "
+      "to use one on another machine)");
 }
 
 constexpr EventLoop::Duration kNotesInterval = std::chrono::seconds(10);

@@ -95,7 +95,7 @@ class Page final {
   }
 
   void writeHead() {
-    const std::string title = text({"Photos from a library", "Fotos aus einer Mediathek"});
+    const std::string title = text({"Photos from a library", "Fotos aus einer Bibliothek"});
     write_("<!DOCTYPE html>\n<html lang=\"" + text({"en", "de"}) + "\">\n<head>\n<meta charset=\"utf-8\">\n" +
            "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; style-src "
            "'unsafe-inline'\">\n" +
@@ -122,7 +122,7 @@ class Page final {
                                        "Der Export wurde unterbrochen. Derselbe Befehl setzt ihn fort."}));
     if (report_.isComplete())
       return writeVerdict(true, text({"Complete: everything that the library has is here.",
-                                      "Vollständig: Alles, was die Mediathek enthält, ist hier."}));
+                                      "Vollständig: Alles, was die Bibliothek enthält, ist hier."}));
     writeVerdict(
         false, text({"Not complete. Missing or uncertain: ", "Nicht vollständig. Fehlend oder unsicher: "}) +
                    number(missing()) + ".");
@@ -156,7 +156,8 @@ class Page final {
   void writeCounts() {
     const ReportCounts& counts = report_.counts;
     write_("<h2>" + text({"Numbers", "Zahlen"}) + "</h2>\n<table class=\"counts\">\n");
-    writeCount({"Photos and movies in the library", "Fotos und Filme in der Mediathek"}, counts.photos, true);
+    writeCount({"Photos and movies in the library", "Fotos und Filme in der Bibliothek"}, counts.photos,
+               true);
     writeCount({"Movies among them", "Davon Filme"}, counts.movies, counts.movies > 0);
     writeCount({"Hidden ones among them", "Davon ausgeblendete"}, counts.hidden, counts.hidden > 0);
     writeCount({"Hidden photos that were left out", "Ausgelassene ausgeblendete Fotos"}, counts.hiddenLeft,
@@ -195,7 +196,7 @@ class Page final {
     write_(std::string("<details") + (isOpen ? " open" : "") + "><summary>" +
            std::string(pageHeadingOf(finding, language_)) + ": " + number(count) + "</summary>\n<p>" +
            std::string(adviceOf(finding, language_)) + "</p>\n<table>\n<tr>" +
-           (hasLibraries ? "<th scope=\"col\">" + text({"Library", "Mediathek"}) + "</th>" : "") +
+           (hasLibraries ? "<th scope=\"col\">" + text({"Library", "Bibliothek"}) + "</th>" : "") +
            "<th scope=\"col\">" + text({"File or album", "Datei oder Album"}) + "</th><th scope=\"col\">" +
            text({"Reason", "Grund"}) + "</th></tr>\n");
     report_.forEach(finding, [&](const FindingEntry& entry) {
@@ -216,7 +217,7 @@ class Page final {
         {"The photos, in a folder for each event. “_edited” at the end of a name: with your edits.",
          "Die Fotos, in einem Ordner je Ereignis. „_edited“ am Ende eines Namens: mit Ihren Änderungen."});
     row("Hidden/",
-        {"Photos that are hidden in the library.", "Fotos, die in der Mediathek ausgeblendet sind."});
+        {"Photos that are hidden in the library.", "Fotos, die in der Bibliothek ausgeblendet sind."});
     row("Albums/*.m3u8", {"Lists of the photos of each album.", "Listen der Fotos jedes Albums."});
     row("Notes.txt", {"Notes of events, albums and photos.", "Notizen zu Ereignissen, Alben und Fotos."});
     row("*.xmp",

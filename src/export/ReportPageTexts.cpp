@@ -15,21 +15,21 @@ struct FindingTexts {
 constexpr std::array<FindingTexts, kFindings> kFindingTexts{{
     {"Originale auf einer Festplatte, die nicht angeschlossen ist",
      {"The library only refers to these files. Attach the disk and run the export again: it adds them.",
-      "Die Mediathek verweist nur auf diese Dateien. Schließen Sie die Festplatte an und starten Sie den "
+      "Die Bibliothek verweist nur auf diese Dateien. Schließen Sie die Festplatte an und starten Sie den "
       "Export noch "
       "einmal: Er ergänzt sie."}},
     {"Originale, die nur in iCloud sind",
      {"The library on this disk has no full-size file of them. Download the originals in Photos on the Mac, "
       "or from "
       "icloud.com.",
-      "Die Mediathek auf dieser Festplatte enthält sie nicht in voller Größe. Laden Sie die Originale in "
+      "Die Bibliothek auf dieser Festplatte enthält sie nicht in voller Größe. Laden Sie die Originale in "
       "Fotos auf dem "
       "Mac oder von icloud.com herunter."}},
-    {"Originale, die in der Mediathek fehlen",
+    {"Originale, die in der Bibliothek fehlen",
      {"The library names these files, but they are not there. A backup of the library may have them.",
-      "Die Mediathek nennt diese Dateien, aber sie sind nicht da. Vielleicht enthält eine Sicherung der "
-      "Mediathek sie."}},
-    {"Bearbeitete Fotos, von denen die Mediathek kein Bild enthält",
+      "Die Bibliothek nennt diese Dateien, aber sie sind nicht da. Vielleicht enthält eine Sicherung der "
+      "Bibliothek sie."}},
+    {"Bearbeitete Fotos, von denen die Bibliothek kein Bild enthält",
      {"The original is here. The edited picture can be made only by the program that edited it.",
       "Das Original ist hier. Das bearbeitete Bild kann nur das Programm herstellen, mit dem es bearbeitet "
       "wurde."}},
@@ -53,29 +53,29 @@ constexpr std::array<FindingTexts, kFindings> kFindingTexts{{
       "Die Fotos selbst sind hier; unbekannt ist, welche davon in diesen Alben waren."}},
     {"Beschädigte Datenbanken",
      {"What could be read in their place was used.", "Verwendet wurde, was sich stattdessen lesen ließ."}},
-    {"Mediatheken, die sich nicht lesen ließen",
+    {"Bibliotheken, die sich nicht lesen ließen",
      {"Nothing was exported from them.", "Daraus wurde nichts exportiert."}},
     {"Fotos, deren Angaben sich nicht alle lesen ließen",
      {"The files are here; titles, keywords or other facts may be missing.",
       "Die Dateien sind hier; Titel, Schlagwörter oder andere Angaben fehlen vielleicht."}},
     {"Bearbeitete Bilder, die kleiner sind als ihre Originale",
      {"The library keeps its edited pictures in this size. The originals have all pixels.",
-      "Die Mediathek bewahrt bearbeitete Bilder in dieser Größe auf. Die Originale haben alle Pixel."}},
+      "Die Bibliothek bewahrt bearbeitete Bilder in dieser Größe auf. Die Originale haben alle Pixel."}},
     {"Bearbeitete Bilder ohne die letzten Änderungen",
      {"The library made the picture before the last edit.",
-      "Die Mediathek hat das Bild vor der letzten Bearbeitung hergestellt."}},
+      "Die Bibliothek hat das Bild vor der letzten Bearbeitung hergestellt."}},
     {"Intelligente Alben, von denen nur die sicheren Fotos bekannt sind",
      {"More photos may have been in these albums.", "In diesen Alben waren vielleicht noch mehr Fotos."}},
     {"Duplikate, die sich die Datei mit einem anderen Foto teilen",
      {"One file is here for all of them.", "Für alle zusammen ist eine Datei hier."}},
-    {"Dateien, die anders heißen als in der Mediathek",
+    {"Dateien, die anders heißen als in der Bibliothek",
      {"Two files had the same name, or not every disk allows the name.",
       "Zwei Dateien hießen gleich, oder der Name ist nicht auf jedem Datenträger erlaubt."}},
-    {"Fotos ohne Datum", {"The library has no date of them.", "Die Mediathek kennt kein Datum."}},
+    {"Fotos ohne Datum", {"The library has no date of them.", "Die Bibliothek kennt kein Datum."}},
     {"Geänderte Begleitdateien und Listen",
      {"Another program changed them after an earlier export. They stay as they are; the library has other "
       "facts now.",
-      "Ein anderes Programm hat sie nach einem früheren Export geändert. Sie bleiben so; die Mediathek "
+      "Ein anderes Programm hat sie nach einem früheren Export geändert. Sie bleiben so; die Bibliothek "
       "enthält "
       "inzwischen andere Angaben."}},
     {"Geänderte Dateien",
@@ -89,13 +89,13 @@ constexpr std::array<FindingTexts, kFindings> kFindingTexts{{
      {"Leftovers of imports, or frames of a burst that the library does not show. They are in the folder "
       "“Not in the "
       "library”.",
-      "Reste von Importen, oder Bilder einer Serie, die die Mediathek nicht zeigt. Sie sind im Ordner „Not "
+      "Reste von Importen, oder Bilder einer Serie, die die Bibliothek nicht zeigt. Sie sind im Ordner „Not "
       "in the "
       "library“."}},
     {"Originale mit gleichem Inhalt",
      {"The library has them more than once, and so has this folder.",
-      "Die Mediathek enthält sie mehrfach, und dieser Ordner ebenso."}},
-    {"Mediatheken, die Kopien einer anderen sind",
+      "Die Bibliothek enthält sie mehrfach, und dieser Ordner ebenso."}},
+    {"Bibliotheken, die Kopien einer anderen sind",
      {"Exporting both gives most photos twice. Export one of them.",
       "Beide zu exportieren ergibt die meisten Fotos doppelt. Exportieren Sie eine davon."}},
     {"Dateien, die keine Angaben aufnehmen können",
@@ -103,27 +103,25 @@ constexpr std::array<FindingTexts, kFindings> kFindingTexts{{
       "Ihre Angaben sind in der Datei daneben, deren Name auf .xmp endet."}},
     {"Angaben, für die es in Begleitdateien keinen Platz gibt",
      {"The library knows these facts; no other program would read them.",
-      "Die Mediathek kennt diese Angaben; kein anderes Programm würde sie lesen."}},
+      "Die Bibliothek kennt diese Angaben; kein anderes Programm würde sie lesen."}},
     {"Dateien, deren Zeit das Ziel nicht übernommen hat",
-     {"Its file system keeps no such times: a file manager shows when these files were copied. Sidecars, and "
-      "most "
-      "pictures, have the date.",
-      "Sein Dateisystem kennt solche Zeiten nicht: Eine Dateiverwaltung zeigt, wann diese Dateien kopiert "
-      "wurden. "
-      "Begleitdateien und die meisten Bilder enthalten das Datum."}},
+     {"Its file system keeps no such times: a file manager shows when these files were copied. Sidecars, "
+      "and most pictures, have the date.",
+      "Sein Dateisystem kennt solche Zeiten nicht: Eine Dateiverwaltung zeigt, wann diese Dateien "
+      "kopiert wurden. Begleitdateien und die meisten Bilder enthalten das Datum."}},
 }};
 
 constexpr std::array kReasons{
-    PageText{"the library has no file in full size", "die Mediathek hat keine Datei in voller Größe"},
-    PageText{"there is no such file in the library", "diese Datei gibt es in der Mediathek nicht"},
-    PageText{"the library has no such picture", "die Mediathek hat kein solches Bild"},
+    PageText{"the library has no file in full size", "die Bibliothek hat keine Datei in voller Größe"},
+    PageText{"there is no such file in the library", "diese Datei gibt es in der Bibliothek nicht"},
+    PageText{"the library has no such picture", "die Bibliothek hat kein solches Bild"},
     PageText{"4 GiB or more", "4 GiB oder mehr"},
-    PageText{"the library names no photos of it", "die Mediathek nennt keine Fotos dazu"},
+    PageText{"the library names no photos of it", "die Bibliothek nennt keine Fotos dazu"},
     PageText{"made before the last edit", "vor der letzten Änderung hergestellt"},
     PageText{"a duplicate without edits of its own", "ein Duplikat ohne eigene Änderungen"},
-    PageText{"the library knows none", "die Mediathek kennt keines"},
+    PageText{"the library knows none", "die Bibliothek kennt keines"},
     PageText{"changed in the target since it was written", "im Ziel geändert, seit sie geschrieben wurde"},
-    PageText{"no photo of the library has this file", "zu keinem Foto der Mediathek gehört diese Datei"},
+    PageText{"no photo of the library has this file", "zu keinem Foto der Bibliothek gehört diese Datei"},
     PageText{"the first of them", "die erste davon"},
     PageText{"the only file", "die einzige Datei"},
     PageText{"a read error, or no regular file", "ein Lesefehler, oder keine gewöhnliche Datei"},
@@ -137,7 +135,7 @@ constexpr std::array kReasons{
     PageText{"AlbumData.xml is damaged: only what comes before the damage was used",
              "AlbumData.xml ist beschädigt: nur was vor der beschädigten Stelle steht, wurde verwendet"},
     PageText{"the original was taken", "das Original wurde übernommen"},
-    PageText{"the library's full-size picture was taken", "das große Bild der Mediathek wurde übernommen"},
+    PageText{"the library's full-size picture was taken", "das große Bild der Bibliothek wurde übernommen"},
     PageText{"a smaller picture was taken", "ein kleineres Bild wurde übernommen"},
     PageText{"the other half of a pair of RAW and JPEG", "die andere Hälfte eines Paars aus RAW und JPEG"},
     PageText{"the movie of a live photo", "der Film eines Live Photos"},
@@ -150,7 +148,7 @@ constexpr std::array kReasons{
     PageText{"it is missing, or cannot be opened", "sie fehlt oder lässt sich nicht öffnen"},
     PageText{"its contents changed since they were written", "ihr Inhalt hat sich geändert"},
     PageText{"it could not be read to its end", "sie ließ sich nicht bis zum Ende lesen"},
-    PageText{"the library has another one now", "die Mediathek hat jetzt eine andere"},
+    PageText{"the library has another one now", "die Bibliothek hat jetzt eine andere"},
     PageText{"the same as the one before", "gleich wie die vorige"},
     PageText{"only JPEG files hold the facts; they are in the sidecar",
              "nur JPEG-Dateien nehmen Angaben auf; sie sind in der Begleitdatei"},
@@ -162,8 +160,8 @@ struct ReasonPattern {
   std::string_view germanStart, germanEnd;
 };
 constexpr std::array kPatterns{
-    ReasonPattern{"the library has no file '", "'", "die Mediathek hat keine Datei „", "“"},
-    ReasonPattern{"'", "' in the library", "„", "“ in der Mediathek"},
+    ReasonPattern{"the library has no file '", "'", "die Bibliothek hat keine Datei „", "“"},
+    ReasonPattern{"'", "' in the library", "„", "“ in der Bibliothek"},
     ReasonPattern{"a duplicate without edits of its own: '", "'", "ein Duplikat ohne eigene Änderungen: „",
                   "“"},
     ReasonPattern{"not understood: ", "", "nicht verstanden: ", ""},

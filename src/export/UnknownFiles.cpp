@@ -20,9 +20,8 @@ namespace fs = std::filesystem;
 // Also the masters of versions that are no photos, such as those in a trash that was emptied by halves.
 constexpr SqlText kMasters = "SELECT imagePath FROM RKMaster";
 constexpr SqlText kLiveMovies =
-    "SELECT path, modelId IN (SELECT modelId FROM RKMaster WHERE isInTrash = 1 OR modelId IN (SELECT "
-    "masterId "
-    "FROM RKVersion)) FROM MoxtelLivePhotos";
+    "SELECT path, modelId IN (SELECT modelId FROM RKMaster WHERE isInTrash = 1 OR modelId IN "
+    "(SELECT masterId FROM RKVersion)) FROM MoxtelLivePhotos";
 
 // Photos keeps frames of a burst, and others, that it does not show: no version has them. What is in its
 // trash is no such photo.
