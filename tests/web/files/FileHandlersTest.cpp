@@ -387,23 +387,6 @@ TEST_F(FileHandlersTest, isAwayWithItsLibrary) {
     EXPECT_EQ(get({what, photo})->body(), R"({"error":"away"})") << what;
 }
 
-TEST_F(FileHandlersTest, convertsAMovieLaterThatCouldNotBeConvertedForWantOfDescriptors) {
-  const std::string id =
-      std::to_string(first([](const Photo& p) { return p.kind == MasterKind::Movie; }).versionId);
-  EXPECT_EQ(json("movie", id), R"({"state":"convert"})");
-  std::string state;
-  {
-    const test::FewDescriptors few(5);
-    do {
-      state = json("movie", id, {{"start", "1"}});
-    } while (state.find("waiting") == std::string::npos && state.find("converting") == std::string::npos);
-    do {
-      state = json("movie", id);
-    } while (state.find("convert\"") == std::string::npos && state.find("none") == std::string::npos);
-  }
-  EXPECT_EQ(state, R"({"state":"convert"})");
-}
-
 TEST_F(FileHandlersTest, shrinksAPictureThatIsTooLarge) {
   const Photo photo = first(isPlain);
   PixelBuffer image{5000, 2500, PixelLayout::Gray, Bytes(5000 * 2500, 99), {}};

@@ -1,9 +1,12 @@
 #include "web/files/MovieConverter.h"
 
+#include <atomic>
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
 
 #include "platform/files/FileCache.h"
+#include "platform/system/Shortage.h"
 #include "tests/fakes/FakeProcessRunner.h"
 #include "tests/web/files/MovieTest.h"
 
@@ -40,6 +43,20 @@ class HeldRunner final : public ProcessRunner {
   std::condition_variable changed_;
   bool released_ = false;
   int started_ = 0;
+};
+
+// Lacks descriptors, as SystemProcessRunner notes it.
+class ShortRunner final : public ProcessRunner {
+ public:
+  ProcessResult run(const ProcessRequest&) override {
+    ++runs_;
+    noteShortage(EMFILE);
+    return {ProcessResult::Ending::NotStarted, -1, {}, "Too many open files"};
+  }
+  int runs() const { return runs_; }
+
+ private:
+  std::atomic<int> runs_{0};
 };
 
 class MovieConverterTest : public MovieTest {
@@ -87,6 +104,16 @@ TEST_F(MovieConverterTest, failsForAFileThatIsNoMovie) {
   // It is not tried again.
   converter.start("a.mp4", openRegularFile(emptyFile("empty")), "avi", 0);
   EXPECT_EQ(converter.stateOf("a.mp4").step, Step::Failed);
+}
+
+TEST_F(MovieConverterTest, triesAgainAfterAShortage) {
+  ShortRunner runner;
+  MovieConverter converter(cache_, runner, "helper", "/bin/ffmpeg");
+  for (int tries = 1; tries <= 2; ++tries) {
+    converter.start("a.mp4", openRegularFile(emptyFile("any")), "mov", 1);
+    EXPECT_EQ(finished(converter, "a.mp4"), Step::Unknown);
+    EXPECT_EQ(runner.runs(), tries);
+  }
 }
 
 TEST_F(MovieConverterTest, confinesAProgramThatWasTakenOver) {
